@@ -1,0 +1,73 @@
+# The few kinds of target that the house knows. Each folder names its sources and what it stands on; the
+# flags are settled here once.
+
+add_library(trelkind_flags INTERFACE)
+target_compile_options(trelkind_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(TRELKIND_WERROR)
+    target_compile_options(trelkind_flags INTERFACE -Werror)
+endif()
+if(TRELKIND_SANITIZE)
+    add_compile_options(-fsanitize=${TRELKIND_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${TRELKIND_SANITIZE})
+endif()
+if(TRELKIND_FUZZERS)
+    # Everything below a fuzz target reports its coverage, so that the fuzzer can see into it.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+# trelkind_library(NAME SOURCES file... [LINKS target...] [PRIVATE_LINKS target...])
+function(trelkind_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(${name} STATIC ${ARG_SOURCES})
+    target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PUBLIC ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS} $<BUILD_INTERFACE:trelkind_flags>)
+endfunction()
+
+# trelkind_program(NAME SOURCES file... [LINKS target...])
+function(trelkind_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} trelkind_flags)
+endfunction()
+
+# trelkind_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [LABELS label...])
+# The tests are found when CTest runs, so that a build never executes anything. A suite that must pass under
+# the thread sanitizer bears the label "threads".
+function(trelkind_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 120)
+    endif()
+    find_package(GTest REQUIRED)
+    include(GoogleTest)
+    trelkind_program(${name} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS} GTest::gmock GTest::gtest_main)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+# trelkind_benchmark(NAME SOURCES file... [LINKS target...])
+function(trelkind_benchmark name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    find_package(benchmark REQUIRED)
+    trelkind_program(${name} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS} benchmark::benchmark)
+endfunction()
+
+# trelkind_fuzzer(NAME SOURCES file... [LINKS target...]): a libFuzzer program; its seeds lie in
+# fuzz/corpus/NAME.
+function(trelkind_fuzzer name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    trelkind_program(${name} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS})
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set_property(GLOBAL APPEND PROPERTY TRELKIND_FUZZERS ${name})
+endfunction()
+
+# trelkind_folders(FOLDER...): adds each folder that has come so far.
+function(trelkind_folders)
+    foreach(folder IN LISTS ARGN)
+        if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/CMakeLists.txt)
+            add_subdirectory(${folder})
+        endif()
+    endforeach()
+endfunction()
