@@ -1,0 +1,48 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace platform {
+
+struct FileAttributes {
+    std::uint64_t size = 0; // Bytes.
+    double modified = 0; // Seconds since 1970.
+    std::uint32_t permissions = 0; // The twelve lower mode bits.
+    bool isDirectory = false;
+};
+
+// File operations on paths, each wrapped once: failures are values, nothing throws, EINTR is not seen. Any
+// thread.
+namespace files {
+
+bool exists(const std::string& path); // Follows links; a dangling link does not exist.
+bool isDirectory(const std::string& path);
+std::optional<FileAttributes> attributes(const std::string& path);
+std::optional<std::uint64_t> size(const std::string& path);
+// Names without "." and "..", in the order of the listing; nothing when it can't be listed.
+std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path);
+
+std::optional<std::string> readFile(const std::string& path); // Regular files only.
+std::optional<std::string> readUtf8(const std::string& path); // Nothing when it isn't valid UTF-8.
+bool writeFile(const std::string& path, std::string_view bytes);
+// Complete or not at all: written beside the file, flushed, moved into place.
+bool writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666);
+bool appendToFile(const std::string& path, std::string_view bytes);
+
+bool createDirectory(const std::string& path, std::uint32_t permissions = 0777); // One level.
+bool createDirectories(const std::string& path, std::uint32_t permissions = 0777);
+// A file, a link or a whole folder. Links are removed, never followed.
+bool remove(const std::string& path);
+// A file or a whole folder, with modes; fails when the target exists.
+bool copy(const std::string& from, const std::string& to);
+bool move(const std::string& from, const std::string& to);
+bool setPermissions(const std::string& path, std::uint32_t permissions);
+
+bool isValidUtf8(std::string_view);
+
+} // namespace files
+} // namespace platform

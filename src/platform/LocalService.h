@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/MainLoop.h"
+#include "platform/Value.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace platform {
+
+// Two programs of one user on one machine talk through a named service: one offers objects' operations under
+// a name, the other connects to the name and calls them with property lists. Everything runs on the main
+// loop; only processes of the same user are let in.
+//
+// On the wire (a stream socket named after the service in Places::services()) a message is a big-endian
+// uint32 length and that many bytes of an XML property list: a dictionary with "Operation" and "Argument",
+// and for a call that wants a reply with "Call", a number that returns in a dictionary with "Reply" and
+// "Result". At most 64 MiB a message.
+class ServiceConnection {
+public:
+    enum class Failure { None, NotConnected, TimeLimit, PeerGone };
+
+    // Null when nobody offers the name. Does not wait longer than the limit (seconds).
+    static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
+    ~ServiceConnection();
+
+    // One way: returns when the message is on its way; an unwilling peer is waited for at most the time
+    // limit.
+    Failure send(const std::string& operation, const Value& argument);
+    // Waits for the reply at most the time limit.
+    Failure call(const std::string& operation, const Value& argument, Value& reply);
+    void setTimeLimit(double seconds); // 4.0 unless set.
+
+    bool isConnected() const;
+    void invalidate();
+    // Called on the main loop, once, when the peer has gone; never from inside another function of this
+    // class.
+    void whenPeerDies(std::function<void()> handler);
+    // Serves operations that the other side calls on this connection.
+    using Handler = std::function<Value(const std::string& operation, const Value& argument)>;
+    void setHandler(Handler);
+
+    struct State;
+
+private:
+    friend class LocalService;
+    explicit ServiceConnection(std::shared_ptr<State>);
+    std::shared_ptr<State> state_;
+};
+
+// Offers operations under a name as long as it lives.
+class LocalService {
+public:
+    // Null when the name is taken by a living process or can't be had. A name left by a dead process is taken
+    // over.
+    static std::unique_ptr<LocalService> offer(const std::string& name, ServiceConnection::Handler handler);
+    ~LocalService();
+    // Called with the number of connections whenever one comes or goes.
+    void whenConnectionsChange(std::function<void(int)> handler);
+
+private:
+    struct State;
+    explicit LocalService(std::shared_ptr<State>);
+    std::shared_ptr<State> state_;
+};
+
+} // namespace platform

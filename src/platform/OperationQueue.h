@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+
+namespace platform {
+
+// A piece of work for an OperationQueue. main() runs once on a thread of the queue, unless the queue goes
+// first.
+class Operation {
+public:
+    virtual ~Operation() = default;
+    virtual void main() = 0;
+
+    // Asks the operation to stop; main() looks at isCancelled() where it can. A cancelled operation that has
+    // not begun is still started, so that it can tell its callers what it told them to expect. Any thread.
+    void cancel() { cancelled_ = true; }
+    bool isCancelled() const { return cancelled_; }
+
+    // Called inside main(): the work is posted to the main loop after the queue has stopped counting this
+    // operation, so that whoever is told of its end finds a count without it.
+    void postWhenEnded(std::function<void()> work);
+
+private:
+    friend class OperationQueue;
+    std::atomic<bool> cancelled_ = false;
+    std::function<void()> whenEnded_;
+};
+
+// Runs operations on threads of its own, in the order of adding, at most as many together as the limit says.
+// All functions may be called from any thread. An exception that leaves main() ends that operation alone.
+class OperationQueue {
+public:
+    static constexpr int Unlimited = 0;
+    explicit OperationQueue(int limit = Unlimited);
+    // Cancels what is there and waits for what runs; the threads end with the queue.
+    ~OperationQueue();
+    OperationQueue(const OperationQueue&) = delete;
+    OperationQueue& operator=(const OperationQueue&) = delete;
+
+    void addOperation(std::shared_ptr<Operation>);
+    void cancelAllOperations();
+    int operationCount() const; // Waiting and running ones.
+    int maxConcurrentOperationCount() const;
+    // A higher limit starts waiting operations at once; a lower one lets the running ones end.
+    void setMaxConcurrentOperationCount(int limit);
+    void waitUntilAllOperationsAreFinished(); // Never on the main thread: an operation may be waiting for it.
+
+private:
+    struct State;
+    std::shared_ptr<State> state_;
+};
+
+} // namespace platform

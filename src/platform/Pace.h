@@ -1,0 +1,24 @@
+#pragma once
+
+#include <chrono>
+
+namespace platform {
+
+using Seconds = std::chrono::duration<double>;
+
+// The one seam through which tests shorten intervals that are long in real life: every timer and every poll
+// of the system takes its interval from here. Any thread.
+class Pace {
+public:
+    // The interval as it is to be waited for: told seconds times the factor.
+    static Seconds of(double seconds);
+    static void setFactor(double factor); // 1 unless a test says otherwise.
+};
+
+// Sleeps for Pace::of(seconds). Worker threads only: the main thread waits in its loop.
+void sleepFor(double seconds);
+
+// Seconds on a clock that never goes back, from an arbitrary origin. Not subject to Pace.
+double monotonicSeconds();
+
+} // namespace platform

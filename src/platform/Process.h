@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// A launched program, script or binary, with null input and output, a working directory of its own and a
+// process group of its own. Functions may be called from any thread. Destroying the object does not end the
+// program.
+//
+// A script is run by the interpreter that its first line names. Where that is /bin/sh and this machine's
+// /bin/sh refuses ">& file" (found out once), a shell that accepts it runs the script in its place.
+class Process {
+public:
+    struct Request {
+        std::string path;
+        std::vector<std::string> arguments;
+        std::string workDirectory;
+    };
+    // Why a launch failed: the kind of failure, and a reason with the path in it.
+    struct Error {
+        std::string name;
+        std::string reason;
+    };
+
+    // Null on failure, with the error filled in. A path that isn't there, isn't executable, or is no program
+    // for this machine fails here, not later.
+    static std::shared_ptr<Process> launch(const Request&, Error& error);
+    ~Process();
+
+    bool isRunning();
+    // Ends the whole process group, and what its members started outside of it as far as it can be found:
+    // first politely; what is left a few seconds later is killed, whether or not this object still exists.
+    // Does not wait.
+    void terminate();
+    // Waits at most that long (real seconds) and tells whether the program has ended.
+    bool waitUntilExit(double limitInSeconds);
+    // The exit status, or 128 plus the signal's number; -1 while running.
+    int terminationStatus();
+    int processIdentifier() const;
+
+    // Waits until every group that terminate() was called for is gone; at most that long (real seconds). A
+    // program calls this before it ends, for with it the follow-up would be lost. True when none is left.
+    static bool finishTerminations(double limitInSeconds);
+    // Kills at once what terminate() has only asked politely so far.
+    static void killTerminating();
+
+private:
+    struct State;
+    explicit Process(std::shared_ptr<State>);
+    std::shared_ptr<State> state_;
+};
+
+} // namespace platform

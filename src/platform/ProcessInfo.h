@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace platform {
+
+// Facts about this process, its user and its machine. Any thread.
+std::string hostName();
+std::string loginName();
+int processorCount(); // At least 1.
+std::string uniqueString(); // Different at each call, in each process, on each machine.
+std::string makeUuid(); // Version 4 in canonical form, upper case.
+
+// One line to the log of the operating system, not to the user.
+void systemLog(const std::string& line);
+
+} // namespace platform
