@@ -27,19 +27,27 @@ std::optional<std::uint64_t> size(const std::string& path);
 std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
 std::optional<std::string> readFile(const std::string& path); // Regular files only.
+// The same for at most that many bytes; on failure says why, with the path, for a person.
+std::optional<std::string> readFile(const std::string& path, std::uint64_t mostBytes, std::string& reason);
 std::optional<std::string> readUtf8(const std::string& path); // Nothing when it isn't valid UTF-8.
 bool writeFile(const std::string& path, std::string_view bytes);
-// Complete or not at all: written beside the file, flushed, moved into place.
-bool writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666);
+// Complete or not at all: written beside the file, flushed, moved into place. On failure the file is as it
+// was and nothing lies beside it. An existing file keeps its permissions, a new one has those told less the
+// process's mask; a link stays, and what it points to is replaced. Without the flush a loss of power may
+// leave the old file or an empty one: for what is made anew each time.
+enum class Flush { No, Yes };
+bool writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666,
+    Flush flush = Flush::Yes);
 bool appendToFile(const std::string& path, std::string_view bytes);
 
 bool createDirectory(const std::string& path, std::uint32_t permissions = 0777); // One level.
 bool createDirectories(const std::string& path, std::uint32_t permissions = 0777);
 // A file, a link or a whole folder. Links are removed, never followed.
 bool remove(const std::string& path);
-// A file or a whole folder, with modes; fails when the target exists.
+// A file or a whole folder, with modes and dates; fails when the target exists, and leaves no half of one. A
+// link that is named itself is followed, links inside of a folder are copied as links.
 bool copy(const std::string& from, const std::string& to);
-bool move(const std::string& from, const std::string& to);
+bool move(const std::string& from, const std::string& to); // Fails when the target exists.
 bool setPermissions(const std::string& path, std::uint32_t permissions);
 
 bool isValidUtf8(std::string_view);

@@ -23,26 +23,33 @@ public:
     // once.
     void postAndWait(Work);
 
-    // Serves work, timers and watches until stop() is called.
+    // Serves work, timers and watches until stop() is called. A stop() that came before ends it at once.
     void run();
     void stop(); // Any thread; may be called from a signal watch.
     // Serves the loop until the condition holds or the limit (real seconds, not paced) has passed, and tells
     // whether it holds. The condition is looked at after each piece of work and at least every 20
     // milliseconds.
     bool runUntil(const std::function<bool()>& condition, double limitInSeconds);
-    // Serves everything that is ready now, without waiting.
+    // Serves everything that is ready now, without waiting; what that posts in its turn waits for the next
+    // time.
     void runPending();
+    // Waits for the condition like one who can't go on without it: posted work is done, in its order, only as
+    // far as a worker inside postAndWait() needs it. So a thread's owner may wait for it to end.
+    void serveWaitersUntil(const std::function<bool()>& condition);
 
     bool isLoopThread() const;
+    static bool runsOnThisThread(); // The same, without making this thread the loop's when there is none yet.
     // A debug build ends the process with a clear text when called on another thread.
     void assertLoopThread() const;
 
     // Calls the handler on the loop's thread while the descriptor is readable (or hung up). Destroying the
-    // watch ends it; the descriptor stays its owner's.
+    // watch ends it; the descriptor stays its owner's. A handler that runs the loop itself isn't entered a
+    // second time.
     class Watch;
     std::unique_ptr<Watch> watchReadable(int descriptor, Work handler);
     // Calls the handler on the loop's thread after the process was sent the signal (through a descriptor, so
-    // that the handler may do anything). The former disposition returns when the watch goes.
+    // that the handler may do anything), as often as it was delivered. The former disposition returns when
+    // the last watch of the signal goes. Null for a signal that can't be caught.
     std::unique_ptr<Watch> watchSignal(int signalNumber, Work handler);
 
     class Watch {
@@ -59,8 +66,9 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// A one-shot or repeating timer of the main loop. The interval is taken through Pace when it is scheduled.
-// Destroying the timer invalidates it; an action may destroy its own timer. Main thread only.
+// A one-shot or repeating timer of the main loop. The interval is taken through Pace when it is scheduled; a
+// loop that was busy for several of them fires once. Destroying the timer invalidates it; an action may
+// destroy its own timer. Main thread only.
 class Timer {
 public:
     enum class Repeats { No, Yes };
@@ -71,8 +79,9 @@ public:
     void invalidate();
     bool isValid() const; // False after invalidate(), and after a one-shot timer has fired.
 
+    struct State; // Public for the implementation's own classes.
+
 private:
-    struct State;
     explicit Timer(std::shared_ptr<State>);
     std::shared_ptr<State> state_;
 };

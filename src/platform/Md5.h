@@ -12,7 +12,8 @@ public:
     Md5();
     ~Md5();
     void update(const void* bytes, std::size_t count);
-    // 32 lower-case hexadecimal digits. The object takes no more bytes afterwards.
+    // 32 lower-case hexadecimal digits; empty on a machine that is set up to refuse MD5. The object takes no
+    // more bytes afterwards.
     std::string hexDigest();
 
 private:

@@ -31,10 +31,13 @@ public:
     class Observation {
     public:
         ~Observation();
+        Observation(const Observation&) = delete;
+        Observation& operator=(const Observation&) = delete;
 
     private:
         friend class NotificationCenter;
         struct State;
+        explicit Observation(std::shared_ptr<State>);
         std::shared_ptr<State> state_;
     };
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace platform {
 
@@ -25,10 +26,11 @@ public:
 private:
     friend class OperationQueue;
     std::atomic<bool> cancelled_ = false;
-    std::function<void()> whenEnded_;
+    std::vector<std::function<void()>> whenEnded_;
 };
 
 // Runs operations on threads of its own, in the order of adding, at most as many together as the limit says.
+// A thread that finds nothing to do ends.
 // All functions may be called from any thread. An exception that leaves main() ends that operation alone.
 class OperationQueue {
 public:

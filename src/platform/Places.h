@@ -17,7 +17,8 @@ public:
     static std::string services();
 
     // Puts all of the above into one folder, so that a test owns the whole system. The environment variable
-    // TRELKIND_PLACES does the same for a whole process. An empty root gives the real places back.
+    // TRELKIND_PLACES does the same for a whole process. An empty root gives the real places back. The
+    // folders home() and varTmp(), which every account has, are made there.
     static void setRoot(const std::string& root);
 };
 

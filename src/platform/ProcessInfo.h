@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace platform {
@@ -13,5 +14,8 @@ std::string makeUuid(); // Version 4 in canonical form, upper case.
 
 // One line to the log of the operating system, not to the user.
 void systemLog(const std::string& line);
+// The reader is given every line in place of the operating system, on the thread that logs it; an empty one
+// ends that. For tests.
+void setSystemLogReader(std::function<void(const std::string& line)> reader);
 
 } // namespace platform

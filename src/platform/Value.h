@@ -30,7 +30,8 @@ public:
     Value() = default;
     Value(std::string text);
     Value(std::string_view text);
-    Value(const char* text);
+    Value(const char* text); // A null pointer makes a null value.
+    Value(const void*) = delete; // Else any pointer would pass for a bool.
     Value(bool);
     Value(int);
     Value(std::int64_t);
@@ -50,6 +51,7 @@ public:
     // Integers, reals and bools; a text is no number.
     std::optional<double> number() const;
     std::optional<std::int64_t> integer() const; // A real only when it is whole and in range.
+    bool isReal() const; // Tells 1.0 from 1, for those who write values down.
 
     // A member of a dictionary; null when this is none or has no such key.
     const Value* find(std::string_view key) const;
@@ -60,7 +62,7 @@ public:
     Dictionary& mutableDictionary();
     Array& mutableArray();
 
-    bool operator==(const Value&) const;
+    bool operator==(const Value&) const; // Of the same kind and the same content: 1 is not 1.0.
 
 private:
     std::variant<std::monostate, std::string, std::int64_t, double, bool, Date, std::shared_ptr<const Data>,

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+namespace platform {
+
+// Owns a file descriptor. One thread at a time.
+class Descriptor {
+public:
+    Descriptor() = default;
+    explicit Descriptor(int number) : number_(number) { }
+    ~Descriptor() { reset(); }
+    Descriptor(Descriptor&& other) noexcept : number_(other.release()) { }
+    Descriptor& operator=(Descriptor&& other) noexcept
+    {
+        reset(other.release());
+        return *this;
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return number_; }
+    explicit operator bool() const { return number_ >= 0; }
+    int release() { return std::exchange(number_, -1); }
+    void reset(int number = -1);
+    // Closes and tells whether all that was written has been taken: a full quota shows only here.
+    bool close();
+
+private:
+    int number_ = -1;
+};
+
+bool interrupted(); // The last system call of this thread was ended by a signal.
+
+// The system call again for as long as a signal interrupts it.
+template <typename Call>
+auto retryInterrupted(Call call)
+{
+    auto result = call();
+    while (result == -1 && interrupted())
+        result = call();
+    return result;
+}
+
+// Writes all of the bytes; false with errno set when that is not possible.
+bool writeAll(int descriptor, std::string_view bytes);
+
+} // namespace platform

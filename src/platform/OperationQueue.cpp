@@ -1,0 +1,213 @@
+#include "platform/OperationQueue.h"
+
+#include "platform/MainLoop.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <list>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace platform {
+
+void Operation::postWhenEnded(std::function<void()> work)
+{
+    whenEnded_.push_back(std::move(work));
+}
+
+struct OperationQueue::State : std::enable_shared_from_this<State> {
+    using Threads = std::list<std::thread>;
+
+    bool hasRoomInsideLock(std::size_t count) const
+    {
+        return limit == Unlimited || count < static_cast<std::size_t>(limit);
+    }
+    void startThreadsInsideLock();
+    void work(Threads::iterator self);
+    std::shared_ptr<Operation> takeNext();
+    void finish(std::shared_ptr<Operation>);
+    Threads takeEndedThreads();
+    void cancelInsideLock();
+
+    mutable std::mutex mutex;
+    std::condition_variable changed; // Operations or threads have become fewer.
+    std::deque<std::shared_ptr<Operation>> waiting;
+    std::vector<std::shared_ptr<Operation>> running;
+    Threads threads; // Each runs an operation or is about to take one; idle threads end.
+    Threads endedThreads; // Have nothing left to do but to be joined.
+    int limit = Unlimited;
+};
+
+namespace {
+
+// Which queue this thread works for, so that a queue which is destroyed by one of its own operations doesn't
+// wait for itself.
+thread_local const void* queueOfThisThread = nullptr;
+
+void runGuarded(Operation& operation)
+{
+    try {
+        operation.main();
+    } catch (...) { // NOLINT(bugprone-empty-catch): the operation alone knows whom to tell.
+    }
+}
+
+} // namespace
+
+void OperationQueue::State::startThreadsInsideLock()
+{
+    while (threads.size() < running.size() + waiting.size() && hasRoomInsideLock(threads.size())) {
+        threads.emplace_front();
+        try {
+            threads.front() = std::thread([self = shared_from_this(), place = threads.begin()] {
+                queueOfThisThread = self.get();
+                self->work(place);
+            });
+        } catch (const std::system_error&) {
+            // The machine gives no more threads: those that run take what waits, or the next call tries.
+            threads.pop_front();
+            return;
+        }
+    }
+}
+
+std::shared_ptr<Operation> OperationQueue::State::takeNext()
+{
+    const std::lock_guard lock(mutex);
+    // With a limit lowered meanwhile there are more threads than it allows, and this one goes.
+    if (waiting.empty() || (limit != Unlimited && threads.size() > static_cast<std::size_t>(limit)))
+        return nullptr;
+    running.push_back(std::move(waiting.front()));
+    waiting.pop_front();
+    return running.back();
+}
+
+void OperationQueue::State::finish(std::shared_ptr<Operation> operation)
+{
+    const auto whenEnded = std::exchange(operation->whenEnded_, {});
+    {
+        const std::lock_guard lock(mutex);
+        std::erase(running, operation);
+        changed.notify_all();
+    }
+    operation.reset();
+    for (const auto& work : whenEnded)
+        MainLoop::main().post(work);
+}
+
+void OperationQueue::State::work(Threads::iterator self)
+{
+    for (;;) {
+        while (auto operation = takeNext()) {
+            runGuarded(*operation);
+            finish(std::move(operation));
+        }
+        const std::lock_guard lock(mutex);
+        // Looked at again under the lock that ends this thread: what was added since then found the thread
+        // still there and started no other.
+        if (!waiting.empty() && (limit == Unlimited || threads.size() <= static_cast<std::size_t>(limit)))
+            continue;
+        endedThreads.splice(endedThreads.end(), threads, self);
+        changed.notify_all();
+        return;
+    }
+}
+
+OperationQueue::State::Threads OperationQueue::State::takeEndedThreads()
+{
+    const std::lock_guard lock(mutex);
+    return std::exchange(endedThreads, {});
+}
+
+void OperationQueue::State::cancelInsideLock()
+{
+    for (const auto& operation : waiting)
+        operation->cancel();
+    for (const auto& operation : running)
+        operation->cancel();
+}
+
+OperationQueue::OperationQueue(int limit) : state_(std::make_shared<State>())
+{
+    state_->limit = std::max(limit, Unlimited);
+}
+
+OperationQueue::~OperationQueue()
+{
+    const bool onOwnThread = queueOfThisThread == state_.get();
+    std::deque<std::shared_ptr<Operation>> dropped;
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->cancelInsideLock();
+        dropped.swap(state_->waiting);
+    }
+    dropped.clear();
+
+    const std::size_t remaining = onOwnThread ? 1 : 0;
+    if (MainLoop::runsOnThisThread()) {
+        // An operation may be waiting for the main thread, which is this one.
+        MainLoop::main().serveWaitersUntil([&] {
+            const std::lock_guard lock(state_->mutex);
+            return state_->threads.size() <= remaining;
+        });
+    } else {
+        std::unique_lock lock(state_->mutex);
+        state_->changed.wait(lock, [&] { return state_->threads.size() <= remaining; });
+    }
+    if (onOwnThread) {
+        const std::lock_guard lock(state_->mutex);
+        state_->threads.front().detach();
+    }
+    for (std::thread& thread : state_->takeEndedThreads())
+        thread.join();
+}
+
+void OperationQueue::addOperation(std::shared_ptr<Operation> operation)
+{
+    if (!operation)
+        return;
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->waiting.push_back(std::move(operation));
+        state_->startThreadsInsideLock();
+    }
+    for (std::thread& thread : state_->takeEndedThreads())
+        thread.join();
+}
+
+void OperationQueue::cancelAllOperations()
+{
+    const std::lock_guard lock(state_->mutex);
+    state_->cancelInsideLock();
+}
+
+int OperationQueue::operationCount() const
+{
+    const std::lock_guard lock(state_->mutex);
+    return static_cast<int>(state_->waiting.size() + state_->running.size());
+}
+
+int OperationQueue::maxConcurrentOperationCount() const
+{
+    const std::lock_guard lock(state_->mutex);
+    return state_->limit;
+}
+
+void OperationQueue::setMaxConcurrentOperationCount(int limit)
+{
+    const std::lock_guard lock(state_->mutex);
+    state_->limit = std::max(limit, Unlimited);
+    state_->startThreadsInsideLock();
+}
+
+void OperationQueue::waitUntilAllOperationsAreFinished()
+{
+    std::unique_lock lock(state_->mutex);
+    state_->changed.wait(lock, [&] { return state_->waiting.empty() && state_->running.empty(); });
+}
+
+} // namespace platform

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+namespace platform {
+
+// Starts a program by its path (the first of the command) in the folder (the current one when empty), as the
+// leader of a process group of its own, with /dev/null for its three streams, no other descriptor, and every
+// signal as at the start of a session. Gives 0, or the errno of what failed up to and including the exec;
+// nothing of the child is left then. Any thread.
+int spawn(const std::vector<std::string>& command, const std::string& folder, pid_t& process);
+
+} // namespace platform

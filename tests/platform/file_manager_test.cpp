@@ -1,0 +1,200 @@
+#include "platform/FileManager.h"
+
+#include "platform/TemporaryFolder.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using testing::UnorderedElementsAre;
+namespace files = platform::files;
+
+class FileManagerTest : public testing::Test {
+protected:
+    std::uint32_t mode(const std::string& name)
+    {
+        const auto found = files::attributes(folder / name);
+        return found ? found->permissions : 0;
+    }
+    TemporaryFolder folder;
+};
+
+// While it lives no file may grow beyond the limit, which looks to the writer as a full disk does.
+class FullDisk {
+public:
+    explicit FullDisk(rlim_t bytes)
+    {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &former_);
+        const rlimit limited{bytes, former_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limited);
+    }
+    ~FullDisk()
+    {
+        setrlimit(RLIMIT_FSIZE, &former_);
+        signal(SIGXFSZ, SIG_DFL);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+
+private:
+    rlimit former_{};
+};
+
+TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
+{
+    const std::string path = folder / "file";
+    ASSERT_TRUE(files::writeFileAtomically(path, "old", 0640));
+    EXPECT_EQ(mode("file") & 0700, 0600U);
+    files::setPermissions(path, 0604);
+    ASSERT_TRUE(files::writeFileAtomically(path, "new", 0777));
+    EXPECT_EQ(mode("file"), 0604U) << "an existing file keeps its permissions";
+    {
+        const FullDisk full(1000);
+        EXPECT_FALSE(files::writeFileAtomically(path, std::string(5000, 'x')));
+    }
+    EXPECT_FALSE(files::writeFileAtomically(folder / "absent/file", "x"));
+    ASSERT_TRUE(files::createDirectory(folder / "sub"));
+    EXPECT_FALSE(files::writeFileAtomically(folder / "sub", "x"));
+    EXPECT_EQ(files::readFile(path), "new");
+    EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("file", "sub"));
+}
+
+TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
+{
+    files::writeFile(folder / "real", "old");
+    ASSERT_EQ(symlink("real", (folder / "link").c_str()), 0);
+    ASSERT_TRUE(files::writeFileAtomically(folder / "link", "new"));
+    EXPECT_EQ(files::readFile(folder / "real"), "new");
+    struct stat info { };
+    ASSERT_EQ(lstat((folder / "link").c_str(), &info), 0);
+    EXPECT_TRUE(S_ISLNK(info.st_mode));
+}
+
+TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndNothingWaitsForAPipe)
+{
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    std::string reason;
+    EXPECT_FALSE(files::readFile(folder / "pipe"));
+    EXPECT_FALSE(files::writeFile(folder / "pipe", "x"));
+    EXPECT_FALSE(files::readFile(folder.path(), 100, reason));
+    EXPECT_EQ(reason, folder.path() + " is a folder");
+    files::writeFile(folder / "large", std::string(101, 'x'));
+    EXPECT_FALSE(files::readFile(folder / "large", 100, reason));
+    EXPECT_NE(reason.find(folder / "large"), std::string::npos);
+    EXPECT_TRUE(files::readFile(folder / "large", 101, reason));
+    EXPECT_FALSE(files::readFile("/proc/self/status")->empty()) << "a file whose length is told as 0";
+}
+
+TEST_F(FileManagerTest, RemovingATreeNeverGoesThroughALink)
+{
+    files::createDirectories(folder / "kept/inner");
+    files::writeFile(folder / "kept/precious", "x");
+    files::createDirectories(folder / "tree/a/b");
+    files::writeFile(folder / "tree/a/file", "x");
+    ASSERT_EQ(symlink("../../kept", (folder / "tree/a/out").c_str()), 0);
+    ASSERT_EQ(symlink("kept", (folder / "alias").c_str()), 0);
+    EXPECT_TRUE(files::remove(folder / "alias/")) << "the slash must not make it the folder behind the link";
+    EXPECT_TRUE(files::remove(folder / "tree"));
+    EXPECT_FALSE(files::remove(folder / "tree"));
+    EXPECT_TRUE(files::exists(folder / "kept/precious"));
+    EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("kept"));
+}
+
+// Deeper than a process has descriptors, and deeper than a path can say.
+TEST_F(FileManagerTest, RemovesATreeOfAnyDepth)
+{
+    const int start = open(folder.path().c_str(), O_DIRECTORY | O_CLOEXEC);
+    int current = dup(start);
+    for (int depth = 0; depth < 3000; ++depth) {
+        ASSERT_EQ(mkdirat(current, "deep", 0700), 0);
+        const int next = openat(current, "deep", O_DIRECTORY | O_CLOEXEC);
+        close(current);
+        current = next;
+    }
+    close(current);
+    close(start);
+    EXPECT_TRUE(files::remove(folder / "deep"));
+    EXPECT_TRUE(files::contentsOfDirectory(folder.path())->empty());
+}
+
+TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
+{
+    files::createDirectories(folder / "from/sub");
+    files::writeFile(folder / "from/sub/program", std::string(3 << 20, 'p'));
+    files::setPermissions(folder / "from/sub/program", 0751);
+    ASSERT_EQ(symlink("sub/program", (folder / "from/link").c_str()), 0);
+    files::setPermissions(folder / "from/sub", 0550);
+    const timespec dates[2] = {{1000, 0}, {2000, 500000000}};
+    utimensat(AT_FDCWD, (folder / "from/sub/program").c_str(), dates, 0);
+
+    ASSERT_TRUE(files::copy(folder / "from", folder / "to"));
+    EXPECT_EQ(files::readFile(folder / "to/sub/program"), files::readFile(folder / "from/sub/program"));
+    EXPECT_EQ(mode("to/sub/program"), 0751U);
+    EXPECT_EQ(mode("to/sub"), 0550U);
+    EXPECT_EQ(files::attributes(folder / "to/sub/program")->modified, 2000.5);
+    struct stat info { };
+    ASSERT_EQ(lstat((folder / "to/link").c_str(), &info), 0);
+    EXPECT_TRUE(S_ISLNK(info.st_mode));
+    EXPECT_FALSE(files::copy(folder / "from", folder / "to")) << "the target is there";
+    EXPECT_TRUE(files::copy(folder / "from/link", folder / "program")) << "a link that is named is followed";
+    EXPECT_EQ(files::size(folder / "program"), std::uint64_t{3 << 20});
+    EXPECT_FALSE(files::copy(folder / "from", folder / "from/sub/inside"));
+    EXPECT_FALSE(files::exists(folder / "from/sub/inside"));
+}
+
+TEST_F(FileManagerTest, ACopyThatFailsLeavesNoHalfOfIt)
+{
+    files::createDirectories(folder / "from");
+    files::writeFile(folder / "from/a", "small");
+    files::writeFile(folder / "from/b", std::string(100000, 'b'));
+    {
+        const FullDisk full(50000);
+        EXPECT_FALSE(files::copy(folder / "from", folder / "to"));
+        EXPECT_FALSE(files::copy(folder / "from/b", folder / "b"));
+    }
+    ASSERT_EQ(mkfifo((folder / "from/pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(files::copy(folder / "from", folder / "to"));
+    EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("from"));
+}
+
+TEST_F(FileManagerTest, MovingNeverReplaces)
+{
+    files::writeFile(folder / "a", "a");
+    files::writeFile(folder / "b", "b");
+    EXPECT_FALSE(files::move(folder / "a", folder / "b"));
+    EXPECT_EQ(files::readFile(folder / "b"), "b");
+    EXPECT_TRUE(files::move(folder / "a", folder / "c"));
+    EXPECT_FALSE(files::exists(folder / "a"));
+    if (files::isDirectory("/dev/shm")) { // Another file system.
+        const std::string there = "/dev/shm/trelkind-test-" + std::to_string(getpid());
+        files::createDirectories(folder / "tree/sub");
+        files::writeFile(folder / "tree/sub/file", "x");
+        EXPECT_TRUE(files::move(folder / "tree", there));
+        EXPECT_EQ(files::readFile(there + "/sub/file"), "x");
+        EXPECT_FALSE(files::exists(folder / "tree"));
+        files::remove(there);
+    }
+}
+
+TEST_F(FileManagerTest, Utf8IsValidOrItIsNot)
+{
+    const struct {
+        const char* text;
+        bool valid;
+    } cases[] = {{"", true}, {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x98\x80", true}, {"\xC0\xAF", false},
+        {"\xE0\x80\xAF", false}, {"\xED\xA0\x80", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false},
+        {"\x80", false}, {"\xFF", false}};
+    for (const auto& one : cases)
+        EXPECT_EQ(files::isValidUtf8(one.text), one.valid) << testing::PrintToString(one.text);
+    files::writeFile(folder / "latin", "caf\xE9");
+    EXPECT_FALSE(files::readUtf8(folder / "latin"));
+}
+
+} // namespace

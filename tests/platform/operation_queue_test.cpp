@@ -1,0 +1,212 @@
+#include "platform/OperationQueue.h"
+
+#include "platform/MainLoop.h"
+
+#include <condition_variable>
+#include <gtest/gtest.h>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+using platform::MainLoop;
+using platform::Operation;
+using platform::OperationQueue;
+
+class Task : public Operation {
+public:
+    explicit Task(std::function<void(Task&)> body) : body_(std::move(body)) { }
+    void main() override { body_(*this); }
+
+private:
+    std::function<void(Task&)> body_;
+};
+
+std::shared_ptr<Task> task(std::function<void(Task&)> body)
+{
+    return std::make_shared<Task>(std::move(body));
+}
+
+// A door that operations wait behind, counting those that stand there.
+class Door {
+public:
+    void pass()
+    {
+        std::unique_lock lock(mutex_);
+        ++inside_;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return open_; });
+        --inside_;
+    }
+    void open()
+    {
+        const std::lock_guard lock(mutex_);
+        open_ = true;
+        changed_.notify_all();
+    }
+    bool reaches(int count, double limitInSeconds = 10)
+    {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(
+            lock, std::chrono::duration<double>(limitInSeconds), [&] { return inside_ >= count; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int inside_ = 0;
+    bool open_ = false;
+};
+
+class OperationQueueTest : public testing::Test {
+protected:
+    MainLoop& loop = MainLoop::main();
+};
+
+TEST_F(OperationQueueTest, OneAtATimeRunsInTheOrderOfAdding)
+{
+    OperationQueue queue(1);
+    std::vector<int> order; // Guarded by there being one operation at a time.
+    for (int number = 0; number < 200; ++number)
+        queue.addOperation(task([&order, number](Task&) { order.push_back(number); }));
+    queue.waitUntilAllOperationsAreFinished();
+    ASSERT_EQ(order.size(), 200U);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+    EXPECT_EQ(queue.operationCount(), 0);
+}
+
+TEST_F(OperationQueueTest, TheLimitHoldsWhileItIsChanged)
+{
+    Door door;
+    OperationQueue queue(2);
+    for (int number = 0; number < 10; ++number)
+        queue.addOperation(task([&](Task&) { door.pass(); }));
+    EXPECT_TRUE(door.reaches(2));
+    EXPECT_FALSE(door.reaches(3, 0.05));
+    queue.setMaxConcurrentOperationCount(5);
+    EXPECT_TRUE(door.reaches(5));
+    EXPECT_FALSE(door.reaches(6, 0.05));
+    queue.setMaxConcurrentOperationCount(1);
+    EXPECT_EQ(queue.operationCount(), 10);
+    std::atomic<int> together = 0;
+    std::atomic<int> most = 0;
+    for (int number = 0; number < 10; ++number)
+        queue.addOperation(task([&](Task&) {
+            const int now = ++together;
+            most = std::max(most.load(), now);
+            --together;
+        }));
+    door.open();
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(most, 1);
+    queue.setMaxConcurrentOperationCount(OperationQueue::Unlimited);
+    Door second;
+    for (int number = 0; number < 20; ++number)
+        queue.addOperation(task([&](Task&) { second.pass(); }));
+    EXPECT_TRUE(second.reaches(20));
+    second.open();
+    queue.waitUntilAllOperationsAreFinished();
+}
+
+TEST_F(OperationQueueTest, WhatACancelledOperationPromisedStillComes)
+{
+    Door door;
+    OperationQueue queue(1);
+    std::atomic<int> sawCancel = 0;
+    int told = 0;
+    for (int number = 0; number < 5; ++number)
+        queue.addOperation(task([&, number](Task& self) {
+            if (number == 0)
+                door.pass();
+            sawCancel += self.isCancelled() ? 1 : 0;
+            self.postWhenEnded([&] { ++told; });
+        }));
+    EXPECT_TRUE(door.reaches(1));
+    queue.cancelAllOperations();
+    door.open();
+    EXPECT_TRUE(loop.runUntil([&] { return told == 5; }, 10));
+    EXPECT_EQ(sawCancel, 5);
+}
+
+TEST_F(OperationQueueTest, WhoIsToldOfAnEndFindsACountWithoutIt)
+{
+    OperationQueue queue(3);
+    int told = 0;
+    int atLast = -1;
+    for (int number = 0; number < 300; ++number)
+        queue.addOperation(task([&](Task& self) {
+            self.postWhenEnded([&] {
+                ++told;
+                EXPECT_LE(queue.operationCount(), 300 - told);
+                atLast = queue.operationCount();
+            });
+        }));
+    EXPECT_TRUE(loop.runUntil([&] { return told == 300; }, 20));
+    EXPECT_EQ(atLast, 0);
+}
+
+TEST_F(OperationQueueTest, AnExceptionEndsItsOwnOperationAlone)
+{
+    OperationQueue queue(1);
+    std::atomic<bool> next = false;
+    queue.addOperation(task([](Task&) { throw std::runtime_error("lost"); }));
+    queue.addOperation(task([&](Task&) { next = true; }));
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_TRUE(next);
+}
+
+// The queue goes on the main thread while its operation needs that very thread.
+TEST_F(OperationQueueTest, DestructionServesAnOperationThatWaitsForTheMainThread)
+{
+    std::atomic<bool> entered = false;
+    bool served = false;
+    bool before = false;
+    bool dropped = true;
+    {
+        OperationQueue queue(1);
+        queue.addOperation(task([&](Task& self) {
+            entered = true;
+            while (!self.isCancelled())
+                std::this_thread::yield();
+            loop.post([&] { before = true; });
+            loop.postAndWait([&] { served = before; });
+        }));
+        queue.addOperation(task([&](Task&) { dropped = false; }));
+        EXPECT_TRUE(loop.runUntil([&] { return entered.load(); }, 10));
+    }
+    EXPECT_TRUE(served);
+    EXPECT_TRUE(dropped);
+}
+
+TEST_F(OperationQueueTest, AnOperationMayTakeItsQueueAlongWhenItEnds)
+{
+    auto queue = std::make_shared<OperationQueue>(2);
+    std::atomic<bool> done = false;
+    queue->addOperation(task([&done, held = queue](Task&) mutable {
+        while (held.use_count() > 1)
+            std::this_thread::yield();
+        held.reset();
+        done = true;
+    }));
+    queue.reset();
+    EXPECT_TRUE(loop.runUntil([&] { return done.load(); }, 10));
+}
+
+TEST_F(OperationQueueTest, AddingFromManyThreadsLosesNothing)
+{
+    OperationQueue queue(4);
+    std::atomic<int> ran = 0;
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            for (int number = 0; number < 250; ++number)
+                queue.addOperation(task([&](Task&) { ++ran; }));
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_EQ(ran, 1000);
+}
+
+} // namespace

@@ -1,0 +1,270 @@
+#include "platform/Process.h"
+
+#include "platform/FileManager.h"
+#include "platform/Pace.h"
+#include "platform/SystemShell.h"
+#include "platform/TemporaryFolder.h"
+
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using platform::Pace;
+using platform::Process;
+using testing::MatchesRegex;
+namespace files = platform::files;
+namespace systemshell = platform::systemshell;
+
+bool waitFor(const std::function<bool()>& condition, double limitInSeconds = 20)
+{
+    const double end = platform::monotonicSeconds() + limitInSeconds;
+    while (!condition()) {
+        if (platform::monotonicSeconds() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+// Whether it still runs; a zombie that its own parent has yet to reap doesn't.
+bool isAlive(pid_t process)
+{
+    const auto status =
+        files::readFile(std::string("/proc/").append(std::to_string(process)).append("/stat"));
+    return status && status->find(") Z ") == std::string::npos;
+}
+
+class ProcessTest : public testing::Test {
+protected:
+    void TearDown() override
+    {
+        Pace::setFactor(1);
+        systemshell::setPath("");
+    }
+    std::string script(const std::string& text, const std::string& name = "script")
+    {
+        const std::string path = folder / name;
+        EXPECT_TRUE(files::writeFileAtomically(path, text, 0700));
+        return path;
+    }
+    std::shared_ptr<Process> launch(const std::string& path, std::vector<std::string> arguments = {})
+    {
+        auto process = Process::launch({path, std::move(arguments), folder.path()}, error);
+        EXPECT_TRUE(process) << error.name << ": " << error.reason;
+        return process;
+    }
+    std::string output(const std::string& name) { return files::readFile(folder / name).value_or("<none>"); }
+    // The process numbers that programs of the test have written down, one a line.
+    std::vector<pid_t> numbersIn(const std::string& name)
+    {
+        std::istringstream text(files::readFile(folder / name).value_or(""));
+        std::vector<pid_t> numbers;
+        for (pid_t number = 0; text >> number;)
+            numbers.push_back(number);
+        return numbers;
+    }
+
+    TemporaryFolder folder;
+    Process::Error error;
+};
+
+TEST_F(ProcessTest, RunsInItsFolderWithNullStreamsAnOwnGroupAndNothingElse)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0); // Not marked to be closed, as some library might open it.
+    signal(SIGUSR2, SIG_IGN);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    const auto process = launch(script("#!/bin/sh\npwd > folder\nls -l /proc/$$/fd > streams\n"
+                                       "echo \"$1|$2\" > arguments\nps -o pgid= -p $$ > group 2>/dev/null || "
+                                       "cut -d' ' -f5 /proc/$$/stat > group\n"
+                                       "grep -E 'Sig(Blk|Ign)' /proc/self/status > signals\nexit 7\n"),
+        {"a b", "$HOME"});
+    ASSERT_TRUE(process->waitUntilExit(20));
+    signal(SIGUSR2, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
+    EXPECT_FALSE(process->isRunning());
+    EXPECT_EQ(process->terminationStatus(), 7);
+    EXPECT_EQ(output("folder"), folder.path() + "\n");
+    EXPECT_EQ(output("arguments"), "a b|$HOME\n");
+    EXPECT_EQ(numbersIn("group"), std::vector<pid_t>{process->processIdentifier()});
+    // Two signals above the thirtieth are the C library's own and nobody's to set.
+    EXPECT_THAT(output("signals"), MatchesRegex("SigBlk:\t0+\nSigIgn:\t0000000[01][08]0000000\n"));
+    EXPECT_EQ(output("streams").find("pipe:"), std::string::npos) << output("streams");
+    EXPECT_NE(output("streams").find("0 -> /dev/null"), std::string::npos) << output("streams");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(ProcessTest, ALaunchThatCannotSucceedSaysWhyAtOnce)
+{
+    files::writeFile(folder / "plain", "#!/bin/sh\n");
+    files::createDirectory(folder / "sub");
+    script("no first line\n", "nonsense");
+    script("", "empty");
+    script("#!/no/such/interpreter -x\n", "orphan");
+    script("#!/bin/sh\r\necho\r\n", "foreign");
+    script("#!/bin/sh\n", "good");
+    const struct {
+        std::string path;
+        std::string folder;
+        std::string name;
+        std::string inReason;
+    } cases[] = {
+        {folder / "absent", folder.path(), "NoSuchFile", folder / "absent"},
+        {folder / "plain/below", folder.path(), "NoSuchFile", folder / "plain/below"},
+        {folder / "plain", folder.path(), "NotExecutable", folder / "plain"},
+        {folder / "sub", folder.path(), "NotAProgram", "is a folder"},
+        {folder / "nonsense", folder.path(), "NotAProgram", "no program for this machine"},
+        {folder / "empty", folder.path(), "NotAProgram", folder / "empty"},
+        {folder / "orphan", folder.path(), "NoInterpreter", "\"/no/such/interpreter\""},
+        {folder / "foreign", folder.path(), "NoInterpreter", "carriage return"},
+        {folder / "good", folder / "absent", "NoWorkFolder", folder / "absent"},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.path);
+        EXPECT_FALSE(Process::launch({one.path, {}, one.folder}, error));
+        EXPECT_EQ(error.name, one.name);
+        EXPECT_NE(error.reason.find(one.inReason), std::string::npos) << error.reason;
+    }
+}
+
+TEST_F(ProcessTest, AScriptUsesTheRedirectionWhateverStandsForTheShell)
+{
+    const std::string text =
+        "#!/bin/sh\n\ntouch started\nnice \"/bin/echo\" a b >& runOutput\necho \"$SHELLOPTS\" > options\n";
+    const struct {
+        std::string shell;
+        bool isReplaced;
+    } cases[] = {{"/bin/dash", true}, {"/bin/bash", false}};
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.shell);
+        ASSERT_TRUE(files::exists(one.shell));
+        systemshell::setPath(one.shell);
+        const std::string path = script(text);
+        ASSERT_TRUE(launch(path)->waitUntilExit(20));
+        EXPECT_EQ(output("runOutput"), "a b\n");
+        EXPECT_EQ(output("options").find("posix") != std::string::npos, one.isReplaced) << output("options");
+        EXPECT_EQ(systemshell::command().size(), one.isReplaced ? 2U : 1U);
+        EXPECT_EQ(output("script"), text);
+        files::remove(folder / "runOutput");
+    }
+}
+
+TEST_F(ProcessTest, OtherScriptsGoThroughTheirOwnFirstLine)
+{
+    systemshell::setPath("/bin/dash");
+    ASSERT_TRUE(launch(script("#! /bin/bash -e\n[[ x == x ]] && echo \"$-\" > flags\n"))->waitUntilExit(20));
+    EXPECT_NE(output("flags").find('e'), std::string::npos);
+    ASSERT_TRUE(launch(script("#!/bin/sh -e\nfalse\ntouch reached\n"))->waitUntilExit(20));
+    EXPECT_FALSE(files::exists(folder / "reached")) << "the first line's argument was lost";
+    ASSERT_TRUE(launch(script("#!/bin/dash\necho hello >& refused\ntouch after\n"))->waitUntilExit(20));
+    EXPECT_FALSE(files::exists(folder / "refused"));
+}
+
+TEST_F(ProcessTest, TerminatingEndsThePoliteAtOnce)
+{
+    const auto process =
+        launch(script("#!/bin/sh\nsleep 100 &\necho $! > children\necho $$ >> children\nwait\n"));
+    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == 2; }));
+    process->terminate();
+    EXPECT_TRUE(process->waitUntilExit(2));
+    EXPECT_EQ(process->terminationStatus(), 128 + SIGTERM);
+    EXPECT_TRUE(Process::finishTerminations(2));
+    for (const pid_t child : numbersIn("children"))
+        EXPECT_FALSE(isAlive(child));
+}
+
+// What ignores the polite signal, what was stopped, what left the group: nothing stays, not even a zombie.
+TEST_F(ProcessTest, TerminatingLeavesNothingThoughTheProgramForksAndIgnoresTheSignal)
+{
+    Pace::setFactor(0.1);
+    script("#!/bin/bash\ntrap '' TERM HUP\necho $$ >> children\nsleep 300 &\necho $! >> children\n"
+           "while :; do sleep 1; done\n",
+        "stubborn");
+    const auto process = launch(script("#!/bin/sh\ntrap '' TERM\n./stubborn &\nsetsid ./stubborn &\n"
+                                       "./stubborn &\nkill -STOP $!\necho $$ >> children\nwait\n"));
+    // Two of the three wrote two numbers each; the stopped one perhaps one or none.
+    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() >= 5; }));
+    const pid_t leader = process->processIdentifier();
+    process->terminate();
+    EXPECT_TRUE(process->isRunning());
+    EXPECT_FALSE(process->waitUntilExit(0.1)) << "killed before its time";
+    EXPECT_TRUE(Process::finishTerminations(20));
+    EXPECT_FALSE(process->isRunning());
+    EXPECT_EQ(process->terminationStatus(), 128 + SIGKILL);
+    for (const pid_t child : numbersIn("children"))
+        EXPECT_FALSE(isAlive(child)) << child;
+    EXPECT_TRUE(waitFor([&] { return kill(-leader, 0) != 0 && errno == ESRCH; }));
+    EXPECT_NE(kill(leader, 0), 0) << "a zombie stays";
+}
+
+TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcess)
+{
+    Pace::setFactor(0.05);
+    const auto number = [&] {
+        auto process =
+            launch(script("#!/bin/bash\ntrap '' TERM\ntouch ready\nwhile :; do sleep 0.05; done\n"));
+        EXPECT_TRUE(waitFor([&] { return files::exists(folder / "ready"); }));
+        process->terminate();
+        return process->processIdentifier();
+    }();
+    EXPECT_TRUE(Process::finishTerminations(20));
+    EXPECT_FALSE(isAlive(number));
+}
+
+TEST_F(ProcessTest, KillTerminatingDoesNotWaitForPatience)
+{
+    const auto process =
+        launch(script("#!/bin/bash\ntrap '' TERM\ntouch ready\nwhile :; do sleep 0.05; done\n"));
+    ASSERT_TRUE(waitFor([&] { return files::exists(folder / "ready"); }));
+    process->terminate();
+    EXPECT_FALSE(Process::finishTerminations(0.2));
+    Process::killTerminating();
+    EXPECT_TRUE(Process::finishTerminations(2));
+    EXPECT_FALSE(process->isRunning());
+}
+
+TEST_F(ProcessTest, WhatAnEndedProgramLeftBehindCanStillBeTerminated)
+{
+    const auto process = launch(script("#!/bin/sh\nsleep 300 &\necho $! > children\n"));
+    ASSERT_TRUE(process->waitUntilExit(20));
+    const auto left = numbersIn("children");
+    ASSERT_EQ(left.size(), 1U);
+    EXPECT_TRUE(isAlive(left[0]));
+    process->terminate();
+    EXPECT_TRUE(Process::finishTerminations(20));
+    EXPECT_FALSE(isAlive(left[0]));
+}
+
+TEST_F(ProcessTest, ManyLaunchesOfFreshScriptsFromManyThreadsAllRun)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> good = 0;
+    for (int thread = 0; thread < 6; ++thread)
+        threads.emplace_back([&, thread] {
+            for (int number = 0; number < 10; ++number) {
+                const std::string path = folder / std::to_string(thread * 100 + number);
+                files::writeFileAtomically(path, "#!/bin/bash\nexit 3\n", 0700, files::Flush::No);
+                Process::Error why;
+                const auto process = Process::launch({path, {}, folder.path()}, why);
+                EXPECT_TRUE(process) << why.reason;
+                if (process && process->waitUntilExit(30) && process->terminationStatus() == 3)
+                    ++good;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(good, 60);
+}
+
+} // namespace
