@@ -52,6 +52,7 @@ function(trelkind_benchmark name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     find_package(benchmark REQUIRED)
     trelkind_program(${name} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS} benchmark::benchmark)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/benchmarks)
 endfunction()
 
 # trelkind_fuzzer(NAME SOURCES file... [LINKS target...]): a libFuzzer program; its seeds lie in

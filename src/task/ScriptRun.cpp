@@ -98,7 +98,7 @@ ScriptRun::End ScriptRun::run() const
     files::remove(workDirectory + markers.completed);
     files::remove(workDirectory + markers.started);
     const std::string script = workDirectory + markers.script;
-    files::writeFileAtomically(script, scriptText());
+    files::writeFileAtomically(script, scriptText(), kOwnerOnly, files::Flush::No);
     files::setPermissions(script, kOwnerOnly);
 
     Supervision supervision(*this);

@@ -1,0 +1,43 @@
+#include "app/MessagePrinter.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/MainLoop.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+MessagePrinter::MessagePrinter()
+{
+    table_.whenChanged = [this] { writeNewMessages(); };
+    KRMessageCenter::sharedMessageCenter()->setScrollView(&table_);
+}
+
+MessagePrinter::~MessagePrinter()
+{
+    // What was reported last is still on its way.
+    platform::MainLoop::main().runPending();
+    KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
+}
+
+void MessagePrinter::writeNewMessages()
+{
+    const auto messages = KRMessageCenter::sharedMessageCenter()->messages();
+    if (written_ >= messages.size())
+        return;
+    if (beforeWriting)
+        beforeWriting();
+    for (; written_ < messages.size(); ++written_) {
+        const auto& message = *messages[written_];
+        complain(message.shortDescription());
+        if (message.longDescription() && *message.longDescription() != message.shortDescription())
+            fmt::print(stderr, "    {}\n", *message.longDescription());
+    }
+    if (afterWriting)
+        afterWriting();
+}
+
+void complain(const std::string& sentence)
+{
+    fmt::print(stderr, "trelkind: {}\n", sentence);
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "toolkit/Table.h"
+
+#include <functional>
+#include <string>
+
+// Writes each message of the shared message center to standard error, once. It stands in for the message
+// window.
+class MessagePrinter {
+public:
+    MessagePrinter();
+    ~MessagePrinter();
+    MessagePrinter(const MessagePrinter&) = delete;
+    MessagePrinter& operator=(const MessagePrinter&) = delete;
+
+    // Called around each burst of messages, so that a live display can make room.
+    std::function<void()> beforeWriting;
+    std::function<void()> afterWriting;
+
+private:
+    void writeNewMessages();
+
+    toolkit::Table table_;
+    std::size_t written_ = 0;
+};
+
+// Tells what keeps a verb from doing its work, on standard error.
+void complain(const std::string& sentence);

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "toolkit/Table.h"
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+// Shows a table of the toolkit as text or as JSON.
+class TablePrinter {
+public:
+    struct Column {
+        std::string identifier;
+        bool alignsRight = false;
+        bool isProgress = false; // A number from 0 to 100, shown as "42%".
+    };
+
+    TablePrinter(const toolkit::Table& table, std::vector<Column> columns);
+
+    // Columns as wide as their content, in at most so many columns of the terminal (0 for no bound); the
+    // heading first. An empty table has its heading alone.
+    std::string text(int mostColumns) const;
+    // An array of objects keyed by the column identifiers.
+    nlohmann::ordered_json json() const;
+
+private:
+    std::string cell(const Column& column, int row) const;
+
+    const toolkit::Table& table_; // Must outlive this.
+    std::vector<Column> columns_;
+};
+
+// Writes JSON with a line end to standard output; false when it can't be written.
+bool writeJson(const nlohmann::ordered_json& json);

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Text on a terminal, measured in columns. UTF-8 everywhere; what isn't UTF-8 or can't be printed counts and
+// shows as one replacement character.
+namespace terminal {
+
+int columnsOf(std::string_view text);
+// The text made fit for one cell of a line: control characters replaced, cut with an ellipsis when it is too
+// wide.
+std::string fitted(std::string_view text, int columns);
+std::string padded(std::string_view text, int columns); // fitted() and filled up on the right.
+std::string paddedLeft(std::string_view text, int columns); // fitted() and filled up on the left.
+
+// A bar of so many columns, filled to a percentage from 0 to 100.
+std::string bar(double percentage, int columns, bool unicode);
+
+// "0:07", "12:34", "3:04:05".
+std::string elapsed(double seconds);
+
+} // namespace terminal

@@ -1,0 +1,154 @@
+#include "diagnostics/KRComputationalThread.h"
+#include "diagnostics/KRSerialNumber.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <latch>
+#include <set>
+#include <thread>
+
+namespace {
+
+struct Number {
+    int value = 0;
+};
+
+// Works when it is told to, and remembers what it was given at the end.
+class Worker : public std::enable_shared_from_this<Worker> {
+public:
+    std::shared_ptr<Number> twice(std::shared_ptr<Number> argument)
+    {
+        ++started;
+        workThread = std::this_thread::get_id();
+        while (!mayEnd)
+            std::this_thread::yield();
+        return std::make_shared<Number>(Number{2 * argument->value});
+    }
+    std::shared_ptr<Number> fail(std::shared_ptr<Number>) { throw std::runtime_error("no luck"); }
+    std::shared_ptr<Number> report(std::shared_ptr<Number>)
+    {
+        KRMessageCenter::addMessage("from the worker");
+        return nullptr;
+    }
+    void end(std::shared_ptr<Number> result)
+    {
+        endThread = std::this_thread::get_id();
+        results.push_back(result ? result->value : -1);
+    }
+    void endBadly(std::shared_ptr<Number>)
+    {
+        results.push_back(0);
+        throw std::runtime_error("at the end");
+    }
+    std::shared_ptr<KRMessageCenter> messageController() const { return center; }
+
+    std::atomic<int> started = 0;
+    std::atomic<bool> mayEnd = true;
+    std::thread::id workThread;
+    std::thread::id endThread;
+    std::vector<int> results;
+    std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
+};
+
+struct Bin {
+    std::shared_ptr<KRMessageCenter> messageController() const { return center; }
+    std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
+};
+
+// An owner whose list of variables counts before its own center.
+class WorkerInBin : public Worker {
+public:
+    std::shared_ptr<Bin> variableBin() const { return bin; }
+    std::shared_ptr<Bin> bin = std::make_shared<Bin>();
+};
+
+bool served(const std::function<bool()>& condition)
+{
+    return platform::MainLoop::main().runUntil(condition, 20);
+}
+
+TEST(ComputationalThread, WorksElsewhereAndEndsOnTheMainThread)
+{
+    const auto worker = std::make_shared<Worker>();
+    KRComputationalThread::forObject(
+        worker, &Worker::twice, std::make_shared<Number>(Number{21}), &Worker::end);
+    ASSERT_TRUE(served([&] { return !worker->results.empty(); }));
+    EXPECT_EQ(worker->results, std::vector{42});
+    EXPECT_NE(worker->workThread, std::this_thread::get_id());
+    EXPECT_EQ(worker->endThread, std::this_thread::get_id());
+}
+
+TEST(ComputationalThread, TheTwentyFirstJobWaitsForAThreadThatIsUsedAgain)
+{
+    const auto worker = std::make_shared<Worker>();
+    worker->mayEnd = false;
+    for (int i = 0; i < 30; ++i)
+        KRComputationalThread::forObject(
+            worker, &Worker::twice, std::make_shared<Number>(Number{i}), &Worker::end);
+    ASSERT_TRUE(served([&] { return worker->started == 20; }));
+    auto& pool = KRComputationalThread::shared();
+    EXPECT_EQ(pool.howManyThreadsRunning(), 20);
+    EXPECT_EQ(pool.howManyThreadsExist(), 20);
+    worker->mayEnd = true;
+    ASSERT_TRUE(served([&] { return worker->results.size() == 30; }));
+    EXPECT_EQ(pool.howManyThreadsExist(), 20);
+    EXPECT_EQ(pool.howManyThreadsRunning(), 0);
+    EXPECT_EQ(std::set<int>(worker->results.begin(), worker->results.end()).size(), 30U);
+}
+
+TEST(ComputationalThread, AnExceptionEndsTheJobWithNullAndIsToldToTheOwner)
+{
+    const auto worker = std::make_shared<Worker>();
+    KRComputationalThread::forObject(worker, &Worker::fail, std::make_shared<Number>(), &Worker::end);
+    ASSERT_TRUE(served([&] { return !worker->results.empty() && !worker->center->messages().empty(); }));
+    EXPECT_EQ(worker->results, std::vector{-1});
+    EXPECT_EQ(worker->center->messages()[0]->shortDescription(), "Thread error: std::runtime_error :no luck");
+}
+
+TEST(ComputationalThread, AnExceptionInTheEndingMessageDisturbsNobody)
+{
+    const auto shared = KRMessageCenter::create();
+    KRMessageCenter::setSharedCenter(shared);
+    const auto worker = std::make_shared<Worker>();
+    const auto argument = std::make_shared<Number>();
+    KRComputationalThread::forObject(worker, &Worker::twice, argument, &Worker::endBadly);
+    ASSERT_TRUE(served([&] { return !shared->messages().empty(); }));
+    EXPECT_EQ(shared->messages()[0]->shortDescription(),
+        "Thread error (finishing up): std::runtime_error :at the end");
+    KRComputationalThread::forObject(worker, &Worker::twice, argument, &Worker::end);
+    EXPECT_TRUE(served([&] { return worker->results.size() == 2; }));
+}
+
+TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
+{
+    const auto plain = std::make_shared<Worker>();
+    const auto inBin = std::make_shared<WorkerInBin>();
+    KRComputationalThread::forObject(plain, &Worker::report, std::make_shared<Number>(), &Worker::end);
+    KRComputationalThread::forObject(inBin, &Worker::report, std::make_shared<Number>(), &Worker::end);
+    ASSERT_TRUE(served(
+        [&] { return !plain->center->messages().empty() && !inBin->bin->center->messages().empty(); }));
+    EXPECT_TRUE(inBin->center->messages().empty());
+}
+
+TEST(SerialNumber, CountsFromOneAndNeverRepeatsAcrossThreads)
+{
+    KRSerialNumber source;
+    EXPECT_EQ(source.uniqueInteger(), 1);
+    std::vector<std::vector<std::int64_t>> taken(4);
+    std::vector<std::thread> threads;
+    for (auto& list : taken)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 1000; ++i)
+                list.push_back(source.uniqueNumber());
+        });
+    for (auto& thread : threads)
+        thread.join();
+    std::set<std::int64_t> all;
+    for (const auto& list : taken)
+        all.insert(list.begin(), list.end());
+    EXPECT_EQ(all.size(), 4000U);
+    EXPECT_EQ(*all.rbegin(), 4001);
+}
+
+} // namespace

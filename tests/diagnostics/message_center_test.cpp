@@ -1,0 +1,218 @@
+#include "diagnostics/KRMessageCenter.h"
+
+#include "platform/FileManager.h"
+#include "platform/PropertyList.h"
+#include "platform/TemporaryFolder.h"
+#include "toolkit/Workspace.h"
+
+#include <gmock/gmock.h>
+
+#include <fmt/format.h>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+// A fresh center that everything goes to until the end of the test.
+class MessageCenter : public testing::Test {
+protected:
+    MessageCenter() { KRMessageCenter::setSharedCenter(center); }
+    ~MessageCenter() override { platform::MainLoop::main().runPending(); }
+
+    void serve() { platform::MainLoop::main().runPending(); }
+    std::vector<std::string> shorts() const
+    {
+        std::vector<std::string> texts;
+        for (const auto& entry : center->messages())
+            texts.push_back(entry->shortDescription());
+        return texts;
+    }
+
+    std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
+};
+
+TEST_F(MessageCenter, NullIsIgnoredAndAMissingShortTextIsEmpty)
+{
+    KRMessageCenter::addMessage(nullptr);
+    KRMessageCenter::addMessage(nullptr, nullptr);
+    KRMessageCenter::seriousErrorMessage(nullptr);
+    EXPECT_EQ(center->waitingCount(), 0);
+
+    KRMessageCenter::addMessage(nullptr, "a long text");
+    KRMessageCenter::addMessage("short");
+    serve();
+    EXPECT_THAT(shorts(), testing::ElementsAre("empty", "short"));
+    EXPECT_EQ(center->messages()[0]->longDescription(), "a long text");
+    EXPECT_FALSE(center->messages()[1]->longDescription());
+}
+
+TEST_F(MessageCenter, TheFiveThousandAndFirstBecomesTheWarningAndLaterOnesAreLostUntilCleared)
+{
+    for (int i = 0; i < 5000; ++i)
+        center->newMessage(fmt::format("message {}", i));
+    center->newMessage("lost for the warning");
+    center->newMessage("passes, for nothing was moved yet");
+    serve();
+    ASSERT_EQ(center->messages().size(), 5002U);
+    EXPECT_EQ(shorts()[5000], "Too many error messages (5,000).  Blocking any further messages.");
+    EXPECT_THAT(*center->messages()[5000]->longDescription(),
+        testing::StartsWith("Most likely due to out of bounds error messages.  Please report to "));
+
+    center->newMessage("lost");
+    serve();
+    EXPECT_EQ(center->messages().size(), 5002U);
+    center->clearMessages();
+    center->newMessage("heard again");
+    serve();
+    EXPECT_THAT(shorts(), testing::ElementsAre("heard again"));
+}
+
+TEST_F(MessageCenter, ClearingLeavesAMessageOnItsWay)
+{
+    center->newMessage("shown");
+    serve();
+    center->newMessage("on its way");
+    center->clearMessages();
+    serve();
+    EXPECT_THAT(shorts(), testing::ElementsAre("on its way"));
+}
+
+TEST_F(MessageCenter, AnExceptionIsToldWithTheSymbolsOfItsStack)
+{
+    const diagnostics::Exception thrown{"Fault", "too deep",
+        {"0   trelkind  0x0000000100001f5c main + 12", "1   ???  no address here", "2   lib 0xdead"}};
+    KRMessageCenter::addMessage("Problem", thrown);
+    serve();
+    EXPECT_EQ(center->messages().at(0)->longDescription(),
+        "Full stack trace\n\nname = Fault\nreason = too deep\n\nmain + 12\n0xdead\n");
+}
+
+TEST_F(MessageCenter, OnlyTheFirstSeriousErrorsOfAProcessCarryAStack)
+{
+    for (int i = 0; i < 202; ++i)
+        KRMessageCenter::seriousErrorMessage("serious");
+    serve();
+    const auto messages = center->messages();
+    ASSERT_EQ(messages.size(), 202U);
+    ASSERT_TRUE(messages[0]->longDescription());
+    EXPECT_THAT(*messages[0]->longDescription(), HasSubstr("0x"));
+    EXPECT_TRUE(messages[200]->longDescription());
+    EXPECT_FALSE(messages[201]->longDescription());
+}
+
+TEST_F(MessageCenter, AThreadMayHaveACenterOfItsOwn)
+{
+    const auto own = KRMessageCenter::create();
+    std::thread([&own] {
+        KRMessageCenter::setCenterOfThread(own);
+        KRMessageCenter::addMessage("for the owner");
+        KRMessageCenter::setCenterOfThread(nullptr);
+        KRMessageCenter::addMessage("for all");
+    }).join();
+    serve();
+    EXPECT_THAT(shorts(), testing::ElementsAre("for all"));
+    ASSERT_EQ(own->messages().size(), 1U);
+    EXPECT_EQ(own->messages()[0]->shortDescription(), "for the owner");
+}
+
+TEST_F(MessageCenter, ThreadsNeverSplitARecordOfTheLog)
+{
+    const TemporaryFolder folder;
+    KRMessageCenter::openLogInFolder(folder.path());
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t)
+        threads.emplace_back([t] {
+            for (int i = 0; i < 100; ++i)
+                KRMessageCenter::addMessage(
+                    fmt::format("short {} {}", t, i), fmt::format("long {} {}", t, i));
+        });
+    for (auto& thread : threads)
+        thread.join();
+    KRMessageCenter::addMessage("not UTF-8: \xFF");
+    serve();
+
+    std::istringstream log(platform::files::readFile(folder / "Log").value_or(""));
+    std::string line;
+    ASSERT_TRUE(std::getline(log, line));
+    const std::regex record(R"(\d\d/[1-9]\d? at \d\d:\d\d:\d\d : (.*))");
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(line, match, record)) << line;
+    EXPECT_EQ(match[1], "Started");
+    int records = 0;
+    while (std::getline(log, line)) {
+        ASSERT_TRUE(std::regex_match(line, match, record)) << line;
+        const std::string text = match[1];
+        ASSERT_TRUE(std::getline(log, line));
+        EXPECT_EQ(line, "long" + text.substr(5));
+        ++records;
+    }
+    EXPECT_EQ(records, 800);
+    EXPECT_EQ(center->messages().size(), 801U);
+    KRMessageCenter::openLogInFolder("/nonexistent"); // The next tests have no log, and nobody minds.
+}
+
+TEST(MessageLog, WritesTheDayWithoutALeadingZero)
+{
+    setenv("TZ", "UTC", 1);
+    tzset();
+    EXPECT_EQ(diagnostics::logDate(1772355907), "03/1 at 09:05:07");
+    EXPECT_EQ(diagnostics::timeOfDay(1772355907), "09:05:07");
+}
+
+TEST_F(MessageCenter, CopiesAndMailsItsContent)
+{
+    auto& workspace = toolkit::Workspace::shared();
+    std::string copied;
+    std::string url;
+    workspace.setPasteboardText = [&](const std::string& text) { copied = text; };
+    workspace.openUrl = [&](const std::string& opened) { url = opened; };
+    KRMessageCenter::setDescriptionForApp("version 7");
+    center->newMessage("50 % & <more>", "the \"long\" one");
+    serve();
+
+    center->copyMessages();
+    const auto list = platform::propertylist::parse(copied);
+    ASSERT_TRUE(list.value.array());
+    const platform::Value& entry = list.value.array()->at(0);
+    EXPECT_EQ(entry.textFor("Short"), "50 % & <more>");
+    EXPECT_EQ(entry.textFor("Long"), "the \"long\" one");
+    EXPECT_THAT(entry.textFor("Date").value_or(""), HasSubstr(" at "));
+
+    center->emailMessages();
+    EXPECT_THAT(url, testing::StartsWith("mailto:"));
+    EXPECT_THAT(url, HasSubstr("?subject=Error%20Report&body=It%20would%20be%20really%20good%20to%20get"));
+    EXPECT_THAT(url, HasSubstr("Error%20messages%20%3D%20----------%0A"));
+    EXPECT_THAT(url, HasSubstr("%0Aversion%207%0A"));
+    const std::string body = url.substr(url.find("&body=") + 6);
+    EXPECT_THAT(body, Not(HasSubstr("&")));
+
+    url.clear();
+    KRMessageCenter::setDescriptionForApp("\xFF");
+    center->emailMessages();
+    serve();
+    EXPECT_EQ(url, "");
+    EXPECT_EQ(shorts().back(), "Could not e-mail this message.  Ran into encoding difficulties");
+    KRMessageCenter::setDescriptionForApp(nullptr);
+    workspace = {};
+}
+
+TEST_F(MessageCenter, ReportingGoesOnWhileMessagesCome)
+{
+    center->setShouldEmailMessages(true);
+    for (int i = 0; i < 50; ++i) {
+        center->newMessage("reported");
+        serve();
+    }
+    EXPECT_TRUE(platform::MainLoop::main().runUntil(
+        [&] {
+            center->newMessage("and more");
+            return center->messages().size() > 100;
+        },
+        10));
+}
+
+} // namespace

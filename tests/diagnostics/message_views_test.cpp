@@ -1,0 +1,98 @@
+#include "diagnostics/KRMessageCenter.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A center with a main table in a window, its detail view and its count field.
+struct Shown {
+    Shown()
+    {
+        KRMessageCenter::setSharedCenter(center);
+        table.setWindow(&window);
+        center->setScrollView(&table);
+        center->setDescriptionField(&detail);
+        center->setHowManyErrorsField(&count);
+    }
+    ~Shown() { center->setScrollView(nullptr); }
+
+    void add(const MessageText& text, const MessageText& longVersion = nullptr)
+    {
+        center->newMessage(text, longVersion);
+        platform::MainLoop::main().runPending();
+    }
+
+    std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
+    toolkit::Window window;
+    toolkit::Table table;
+    toolkit::TextView detail;
+    toolkit::TextField count;
+};
+
+struct CountingDelegate : KRMessageCenterDelegate {
+    void messagesCountChanged(int now) override { last = now; }
+    int last = -1;
+};
+
+TEST(MessageViews, EveryNewMessageRaisesTheWindowAndIsCounted)
+{
+    Shown shown;
+    EXPECT_FALSE(shown.window.isVisible());
+    shown.add("one");
+    EXPECT_TRUE(shown.window.isVisible());
+    EXPECT_EQ(shown.count.stringValue, "1 message");
+    shown.add("two");
+    EXPECT_EQ(shown.window.timesOrderedFront(), 2);
+    EXPECT_EQ(shown.count.stringValue, "2 messages");
+    EXPECT_EQ(toolkit::cellText(shown.table.value("Text", 1)), "two");
+    EXPECT_EQ(toolkit::cellText(shown.table.value("Date", 1)).size(), 8U);
+    shown.center->clearMessages();
+    EXPECT_EQ(shown.count.stringValue, "");
+    EXPECT_EQ(shown.table.numberOfRows(), 0);
+}
+
+TEST(MessageViews, ASelectionShowsTheDetailOfItsOwnTable)
+{
+    Shown shown;
+    toolkit::Table second;
+    toolkit::TextView secondDetail;
+    CountingDelegate delegate;
+    shown.add("short", "and long");
+    shown.center->setAdditionalScrollView(&second, &secondDetail, &delegate);
+    EXPECT_EQ(delegate.last, 1);
+    shown.add("without");
+    EXPECT_EQ(delegate.last, 2);
+
+    shown.table.selectRows({0});
+    EXPECT_EQ(shown.detail.string, "and long");
+    EXPECT_EQ(secondDetail.string, "");
+    second.selectRows({1});
+    EXPECT_EQ(secondDetail.string, "without");
+    shown.table.selectRows({0, 1});
+    EXPECT_EQ(shown.detail.string, "");
+    shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
+    EXPECT_EQ(second.dataSource(), nullptr);
+}
+
+TEST(MessageViews, RecentRowsAreTintedUntilNoneIsDrawn)
+{
+    Shown shown;
+    shown.add("new");
+    EXPECT_FALSE(shown.center->needToRedrawMessageColor());
+    const auto style = shown.table.styleForDisplay("Text", 0);
+    ASSERT_TRUE(style.background);
+    EXPECT_NEAR(style.background->red, 237.0 / 255, 1e-6);
+    EXPECT_NEAR(style.background->green, 243.0 / 255, 1e-6);
+    EXPECT_NEAR(style.background->blue, 254.0 / 255, 1e-6);
+    EXPECT_TRUE(shown.center->needToRedrawMessageColor());
+
+    shown.table.needsDisplay = false;
+    platform::Pace::setFactor(0.01);
+    shown.table.styleForDisplay("Text", 0);
+    platform::Pace::setFactor(1);
+    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return shown.table.needsDisplay; }, 10));
+    EXPECT_FALSE(shown.center->needToRedrawMessageColor());
+    EXPECT_FALSE(shown.table.styleForDisplay("Text", 7).background);
+}
+
+} // namespace

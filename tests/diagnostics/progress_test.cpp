@@ -1,0 +1,204 @@
+#include "diagnostics/KRMessageCenter.h"
+#include "diagnostics/KRProgressCPP.h"
+#include "diagnostics/SVTaskAddition.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+// A controller of its own with its list and count field; time passes a hundred times faster.
+class Progress : public testing::Test {
+protected:
+    Progress()
+    {
+        platform::Pace::setFactor(0.05);
+        controller->setProgressView(&list);
+        controller->setHowManyProcesses(&count);
+    }
+    ~Progress() override { platform::Pace::setFactor(1); }
+
+    bool served(const std::function<bool()>& condition)
+    {
+        return platform::MainLoop::main().runUntil(condition, 10);
+    }
+    std::shared_ptr<KRProgressEntry> entry(const char* text)
+    {
+        return KRProgressEntry::createWithDescription(std::string(text), controller);
+    }
+    bool shows(std::size_t lines)
+    {
+        return served([&] { return list.views().size() == lines; });
+    }
+
+    std::shared_ptr<KRProgressController> controller = KRProgressController::create();
+    toolkit::ViewList list;
+    toolkit::TextField count;
+};
+
+TEST_F(Progress, WorkThatEndsSoonNeverShowsAndTheTimerStopsAfterIt)
+{
+    int changes = 0;
+    list.whenChanged = [&] { ++changes; };
+    auto brief = entry("brief");
+    ASSERT_TRUE(served([&] { return controller->timerIsRunning(); }));
+    brief.reset();
+    EXPECT_TRUE(served([&] { return !controller->timerIsRunning(); }));
+    EXPECT_EQ(changes, 0);
+}
+
+TEST_F(Progress, LinesComeAndGoAndAreCounted)
+{
+    auto first = entry("first");
+    auto second = entry("second");
+    ASSERT_TRUE(shows(2));
+    EXPECT_EQ(count.stringValue, "2 tasks");
+    EXPECT_FALSE(controller->windowShouldClose());
+    first.reset();
+    ASSERT_TRUE(shows(1));
+    EXPECT_EQ(count.stringValue, "1 task");
+    second.reset();
+    ASSERT_TRUE(shows(0));
+    EXPECT_EQ(count.stringValue, "");
+    EXPECT_TRUE(controller->windowShouldClose());
+}
+
+TEST_F(Progress, FractionsAreHeldToTheirRangeUnlessTheyAreAdded)
+{
+    const auto working = entry("working");
+    ASSERT_TRUE(shows(1));
+    const auto line = controller->visibleEntries().at(0);
+    const auto reaches = [&](float wanted) {
+        return served([&] { return line->currentFraction() == wanted; });
+    };
+    working->updatePercentage(1.5F);
+    EXPECT_TRUE(reaches(1.0F));
+    working->updatePercentage(-1.0F);
+    EXPECT_TRUE(reaches(0.0F));
+    working->increasePercentage(1.25F);
+    EXPECT_TRUE(reaches(1.25F));
+    EXPECT_EQ(line->progressPole()->doubleValue, 1.25);
+    EXPECT_EQ(controller->getPercentages(), std::vector{1.25F});
+
+    const KRProgressCPP part(working, 0.5F, 1.0F);
+    part.UpdatePercentage(0.5F);
+    EXPECT_TRUE(reaches(0.75F));
+    const KRProgressCPP nobody;
+    nobody.UpdatePercentage(0.5F);
+    EXPECT_FALSE(nobody.UserHasAborted());
+}
+
+struct AbortListener : KRProgressDelegate {
+    void abortButtonHit(KRProgressEntryController&) override { ++hits; }
+    int hits = 0;
+};
+
+struct CallerListener : KRProgressDelegate {
+    bool respondsToProgressHitAbort() const override { return true; }
+    void progressHitAbort(void* first, const std::any& info) override
+    {
+        EXPECT_EQ(first, nullptr);
+        caller = std::any_cast<int>(info);
+    }
+    int caller = 0;
+};
+
+TEST_F(Progress, AbortIsSeenByTheWorkerAndToldOnce)
+{
+    const auto listener = std::make_shared<AbortListener>();
+    const auto caller = std::make_shared<CallerListener>();
+    const auto work = entry("work");
+    work->setDelegate(listener);
+    const auto named =
+        KRProgressEntry::createForVariable({"T", 5}, std::string("%@"), caller, 42, controller);
+    ASSERT_TRUE(shows(2));
+    EXPECT_FALSE(work->userHasAborted());
+    for (const auto& line : controller->visibleEntries()) {
+        line->abortButtonHit();
+        line->abortButtonHit();
+        EXPECT_FALSE(line->abortButton()->isEnabled);
+    }
+    EXPECT_EQ(listener->hits, 1);
+    EXPECT_EQ(caller->caller, 42);
+    EXPECT_TRUE(KRProgressCPP(work).UserHasAborted());
+}
+
+TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
+{
+    const auto here =
+        KRProgressEntry::createForVariable({"T", 5}, std::string("Reading %@"), {}, {}, controller);
+    const auto there =
+        KRProgressEntry::createForVariable({"T", 6}, std::string("Saving %@"), {}, {}, controller);
+    ASSERT_TRUE(shows(2));
+    EXPECT_TRUE(here->variableNameSpecified());
+    platform::Notification renamed{
+        "renamed", nullptr, platform::Value::Dictionary{{"Old", "T"}, {"New", "p"}, {"VariableBin", 5}}};
+    controller->variableNameChanged(renamed);
+    const auto lines = controller->visibleEntries();
+    EXPECT_EQ(lines[0]->description()->stringValue, "Reading p");
+    EXPECT_EQ(lines[1]->description()->stringValue, "Saving T");
+    here->updateDescription("Sorting %@");
+    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue == "Sorting p"; }));
+}
+
+struct FractionSource : KRProgressDelegate {
+    bool respondsToProgressFraction() const override { return true; }
+    float progressFraction() override { return 0.5F; }
+};
+
+TEST_F(Progress, ADelegateMayGiveTheFractionAndLeavesOneBehindWhenItGoes)
+{
+    auto source = std::make_shared<FractionSource>();
+    const auto work = entry("work");
+    work->setDelegate(source);
+    ASSERT_TRUE(shows(1));
+    const auto line = controller->visibleEntries().at(0);
+    EXPECT_TRUE(served([&] { return line->currentFraction() == 0.5F; }));
+    source.reset();
+    EXPECT_TRUE(served([&] { return line->currentFraction() == 1.0F; }));
+}
+
+TEST_F(Progress, ManyWorkersReportAtOnceAndNothingIsLost)
+{
+    std::vector<std::thread> workers;
+    for (int i = 0; i < 8; ++i)
+        workers.emplace_back([this] {
+            for (int round = 0; round < 200; ++round) {
+                const auto work = entry("work");
+                work->updatePercentage(0.5F);
+                work->increasePercentage(0.1F);
+                work->setIndeterminate(true);
+            }
+        });
+    served([&] { return controller->timerIsRunning(); });
+    for (auto& worker : workers)
+        worker.join();
+    EXPECT_TRUE(served([&] { return !controller->timerIsRunning(); }));
+    EXPECT_TRUE(controller->getPercentages().empty());
+}
+
+TEST_F(Progress, ADescriptionThatIsNoTextIsReported)
+{
+    const auto center = KRMessageCenter::create();
+    KRMessageCenter::setSharedCenter(center);
+    const auto odd = KRProgressEntry::createWithDescription(42, controller);
+    ASSERT_TRUE(served([&] { return !center->messages().empty(); }));
+    EXPECT_EQ(center->messages()[0]->shortDescription(),
+        "Internal error: Illegal description rule (has to be a string).");
+}
+
+TEST(TaskAddition, ABarGrowsAndATextIsReplaced)
+{
+    toolkit::ProgressBar bar;
+    SVTaskAdditionToProgressBar onBar(bar);
+    onBar.updateSVProgress(30);
+    onBar.updateSVProgress(12.5);
+    EXPECT_EQ(bar.doubleValue, 42.5);
+    toolkit::TextView view;
+    SVTaskAdditionToTextView onView(view);
+    onView.updateSVProgress("copying");
+    EXPECT_EQ(view.string, "copying");
+}
+
+} // namespace

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/FileManager.h"
+#include "platform/MainLoop.h"
+#include "platform/Places.h"
+#include "platform/PropertyList.h"
+#include "platform/TemporaryFolder.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+// A wrapper in a folder of the test's own, with every other place of the system in it as well, and a message
+// center that only this test reports to.
+class WrapperOnDisk {
+public:
+    explicit WrapperOnDisk(const std::string& name = "Batch.vtask") : path_(folder_ / name)
+    {
+        platform::Places::setRoot(folder_ / "places");
+        KRMessageCenter::setSharedCenter(center_);
+        platform::files::createDirectories(path_ + "/MacOSX");
+    }
+    ~WrapperOnDisk()
+    {
+        platform::MainLoop::main().runPending();
+        platform::Places::setRoot("");
+    }
+
+    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+    const TemporaryFolder& folder() const { return folder_; }
+
+    // One run folder with an input file, and one element of "Entry Description", for each argument.
+    WrapperOnDisk& tasks(const std::vector<std::string>& arguments)
+    {
+        platform::Value::Array entries;
+        for (std::size_t i = 0; i < arguments.size(); ++i) {
+            platform::files::createDirectory(path_ + "/" + std::to_string(i));
+            write(std::to_string(i) + "/input", "x");
+            entries.emplace_back(platform::Value::Dictionary{
+                {"Argument", arguments[i]}, {"Time Value", 0.5 * static_cast<double>(i)}});
+        }
+        information_["Entry Description"] = std::move(entries);
+        information_["InputFiles"] = platform::Value::Array{"input"};
+        return saveInformation();
+    }
+    WrapperOnDisk& information(const std::string& key, platform::Value value)
+    {
+        information_[key] = std::move(value);
+        return saveInformation();
+    }
+    WrapperOnDisk& executable(const std::string& text, const std::string& name = "program")
+    {
+        write("MacOSX/" + name, text);
+        platform::files::setPermissions(path_ + "/MacOSX/" + name, 0755);
+        plist("Executable.plist", platform::Value::Dictionary{{"Executable", name}});
+        return *this;
+    }
+    void plist(const std::string& name, const platform::Value& value) const
+    {
+        platform::propertylist::writeAtomically(value, path_ + "/" + name);
+    }
+    void write(const std::string& name, const std::string& bytes = "") const
+    {
+        platform::files::writeFile(path_ + "/" + name, bytes);
+    }
+    std::string read(const std::string& name) const
+    {
+        return platform::files::readFile(path_ + "/" + name).value_or("");
+    }
+    bool has(const std::string& name) const { return platform::files::exists(path_ + "/" + name); }
+
+    std::vector<std::string> messages() const
+    {
+        platform::MainLoop::main().runPending();
+        std::vector<std::string> texts;
+        for (const auto& entry : center_->messages())
+            texts.push_back(entry->shortDescription());
+        return texts;
+    }
+    std::string lastLongMessage() const
+    {
+        platform::MainLoop::main().runPending();
+        return center_->messages().empty() ? "" : center_->messages().back()->longDescription().value_or("");
+    }
+
+private:
+    WrapperOnDisk& saveInformation()
+    {
+        plist("Info.plist", information_);
+        return *this;
+    }
+
+    TemporaryFolder folder_;
+    std::string path_;
+    platform::Value::Dictionary information_;
+    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
+};
+
+// Whether a process still runs; one that only waits for its parent to take notice of its end doesn't.
+inline bool isAlive(int process)
+{
+    const auto status = platform::files::readFile("/proc/" + std::to_string(process) + "/stat");
+    return status && status->find(") Z ") == std::string::npos;
+}
+
+inline bool served(const std::function<bool()>& condition, double limitInSeconds = 30)
+{
+    return platform::MainLoop::main().runUntil(condition, limitInSeconds);
+}

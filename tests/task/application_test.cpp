@@ -1,0 +1,196 @@
+#include "task/KRTrelkindApplication.h"
+#include "task/SVTrelkindEngine.h"
+#include "task/WrapperOnDisk.h"
+#include "toolkit/Workspace.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using platform::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+namespace files = platform::files;
+
+struct Engine : SVTrelkindEngine {
+    using SVTrelkindEngine::SVTrelkindEngine;
+    void updateStatus() override { ++updates; }
+    int updates = 0;
+    std::string queue;
+};
+
+// A cluster definition with two queues.
+struct Cluster : KRTrelkindMachine {
+    std::string machineName() const override { return name; }
+    std::string machineDescription() const override { return "me@" + name; }
+    std::vector<std::string> queuNames() const override { return {"short", "long"}; }
+    std::shared_ptr<SVTrelkindEngine> createTaskFor(
+        SVTaskController& controller, const std::string& queue) override
+    {
+        auto engine = std::make_shared<Engine>(&controller);
+        engine->queue = queue;
+        return engine;
+    }
+    void fillFromPropertyList(const Value& list) override
+    {
+        name = list.textFor("Machine Name").value_or("");
+    }
+    Value propertyList() const override
+    {
+        return name == "broken" ? Value() : Value(Value::Dictionary{{"Type", "LSF"}, {"Machine Name", name}});
+    }
+    std::string className() const override { return "Cluster"; }
+    std::string name = "new";
+};
+
+class Application : public testing::Test {
+protected:
+    Application()
+    {
+        KRTrelkindMachine::kinds()["LSF"] = [] { return std::make_shared<Cluster>(); };
+    }
+    ~Application() override { KRTrelkindMachine::kinds().clear(); }
+
+    static void writeMachines(const Value& list)
+    {
+        files::createDirectories(platform::Places::library());
+        platform::propertylist::writeAtomically(list, machineList());
+    }
+    static std::string machineList() { return platform::Places::library() + "/Machines.plist"; }
+    static Value machine(const std::string& name) { return Value::Dictionary{{"Machine Name", name}}; }
+    static std::vector<std::string> titles(const toolkit::Menu& menu)
+    {
+        std::vector<std::string> found;
+        for (int i = 0; i < menu.count(); ++i)
+            found.push_back(menu.item(i).isSeparator ? "-" : menu.item(i).title);
+        return found;
+    }
+
+    WrapperOnDisk wrapper;
+};
+
+TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
+{
+    const std::string scratch = platform::Places::scratch();
+    files::createDirectories(scratch + "/old/deep");
+    const KRTrelkindApplication app;
+    EXPECT_TRUE(files::isDirectory(platform::Places::library()));
+    EXPECT_THAT(files::contentsOfDirectory(scratch).value(), ElementsAre("Empty"));
+    EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
+    EXPECT_EQ(files::attributes(scratch)->permissions, 0700U);
+    EXPECT_EQ(KRTrelkindApplication::localMachine(), nullptr);
+    EXPECT_THAT(KRTrelkindApplication::remoteMachinesOfServers(), IsEmpty());
+}
+
+TEST_F(Application, OpensAPathOnce)
+{
+    KRTrelkindApplication app;
+    EXPECT_EQ(KRTrelkindApplication::app(), &app);
+    EXPECT_TRUE(app.applicationOpenFile(wrapper.path()));
+    app.openTask(0, {"/elsewhere"});
+    app.openTask(1, {wrapper.path()});
+    ASSERT_EQ(app.listOfControllers().size(), 1U);
+    EXPECT_EQ(app.listOfControllers()[0]->window()->timesOrderedFront(), 2);
+    EXPECT_EQ(toolkit::Workspace::shared().recentDocuments().at(0), wrapper.path());
+    const auto first = app.listOfControllers()[0]->serialNumber();
+    EXPECT_EQ(app.openTaskWithName(wrapper.path() + "/.")->serialNumber(), first + 1);
+}
+
+TEST_F(Application, KeepsTheMachineList)
+{
+    writeMachines(Value::Array{machine("a"), Value::Dictionary{{"Type", "Abacus"}}, machine("b")});
+    KRTrelkindApplication app;
+    app.awakeFromNib();
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type"));
+    EXPECT_EQ(app.remoteMachines().size(), 2U);
+    EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
+    app.machines().moveController(0, 1);
+    app.addLSFMachine(true);
+    EXPECT_TRUE(app.machineWindow().isVisible());
+    std::vector<std::string> stored;
+    const auto list = platform::propertylist::readFile(machineList()).value;
+    for (const Value& entry : *list.array())
+        stored.push_back(entry.textFor("Machine Name").value_or("?"));
+    EXPECT_THAT(stored, ElementsAre("b", "a", "new"));
+
+    std::static_pointer_cast<Cluster>(app.remoteMachines()[0])->name = "broken";
+    app.saveMachineInformation();
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type", "Could not get property from Cluster"));
+    EXPECT_EQ(platform::propertylist::readFile(machineList()).value.array()->size(), 2U);
+    app.machines().fillFromPropertyList({});
+    app.saveMachineInformation();
+    EXPECT_EQ(platform::propertylist::readFile(machineList()).value, Value(Value::Array()));
+}
+
+TEST_F(Application, AMachineListThatCanNotBeReadIsLeftAlone)
+{
+    files::createDirectories(platform::Places::library());
+    files::writeFile(machineList(), "<plist><array><dict>");
+    KRTrelkindApplication app;
+    app.awakeFromNib();
+    app.addLSFMachine(false);
+    EXPECT_EQ(files::readFile(machineList()), "<plist><array><dict>");
+    EXPECT_THAT(wrapper.messages(),
+        ElementsAre("Could not read Machines.plist.", "Could not save the machine list."));
+}
+
+TEST_F(Application, KeepsTheMenusInStepWithTheList)
+{
+    KRTrelkindApplication app;
+    toolkit::Menu& menu = app.menuEntryWithMachines();
+    app.updateMenuOfMachines();
+    EXPECT_THAT(titles(menu), ElementsAre("-", "Add Machine"));
+    app.machines().fillFromPropertyList(Value::Array{machine("a"), machine("b")});
+    app.updateMenuOfMachines();
+    app.updateMenuOfMachines();
+    EXPECT_THAT(titles(menu), ElementsAre("me@a", "me@b", "-", "Add Machine"));
+    EXPECT_EQ(menu.item(1).action, "runOnSpecificMachine:");
+    app.machines().fillFromPropertyList(Value::Array{machine("c")});
+    app.updateMenuOfMachines();
+    EXPECT_THAT(titles(menu), ElementsAre("me@c", "-", "Add Machine"));
+
+    toolkit::Menu runMenu;
+    for (const char* title : {"Run here", "Elsewhere", "stale"})
+        runMenu.add({.title = title});
+    app.menuNeedsUpdate(runMenu);
+    EXPECT_THAT(titles(runMenu), ElementsAre("Run here", "Elsewhere", "me@c : short", "me@c : long"));
+
+    // The first kind of item stands for a machine without a queue, with which nothing can be started.
+    const auto controller = app.openTaskWithName(wrapper.path());
+    menu.choose(0);
+    EXPECT_FALSE(controller->engine());
+    runMenu.choose(3);
+    ASSERT_TRUE(controller->engine());
+    EXPECT_EQ(dynamic_cast<Engine*>(controller->engine())->queue, "long");
+    controller->endAllTasks();
+    EXPECT_TRUE(controller->engine()) << "an engine without a panel stays attached";
+}
+
+TEST_F(Application, AWrapperGoesBackToTheMachineThatItWasBoundTo)
+{
+    writeMachines(Value::Array{machine("a"), machine("b"), machine("b")});
+    KRTrelkindApplication app;
+    app.awakeFromNib();
+    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "gone"}, {"Queue", "q"}});
+    EXPECT_FALSE(app.openTaskWithName(wrapper.path())->engine());
+    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "b"}, {"Queue", "q"}});
+    const auto* engine = dynamic_cast<Engine*>(app.openTaskWithName(wrapper.path() + "/")->engine());
+    ASSERT_TRUE(engine);
+    EXPECT_EQ(engine->queue, "q");
+    EXPECT_EQ(engine->updates, 1);
+}
+
+TEST_F(Application, TellsTheWindowsThatMachinesHaveChanged)
+{
+    KRTrelkindApplication app;
+    const int before = app.machineTable().timesReloaded();
+    platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
+    EXPECT_EQ(app.machineTable().timesReloaded(), before + 1);
+    int connects = 0;
+    const auto observation = platform::NotificationCenter::defaultCenter().observe(
+        "SVConnectToServer", [&](const auto& notification) { connects += notification.object == &app; });
+    app.createMachineConnection();
+    EXPECT_EQ(connects, 1);
+}
+
+} // namespace

@@ -1,0 +1,260 @@
+#include "task/KRTaskContextMenu.h"
+#include "task/KRTrelkindApplication.h"
+#include "task/SVTrelkindEngineLocal.h"
+#include "task/WrapperOnDisk.h"
+#include "toolkit/Workspace.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+using toolkit::cellText;
+namespace files = platform::files;
+
+class Controller : public testing::Test {
+protected:
+    Controller() { wrapper.tasks({"a", "b", "c"}).executable("#!/bin/sh\nexit 0\n"); }
+
+    KRTrelkindController& open()
+    {
+        app = std::make_unique<KRTrelkindApplication>();
+        return *app->openTaskWithName(wrapper.path());
+    }
+    static int rowOf(const toolkit::Table& table, const std::string& column, const std::string& text)
+    {
+        for (int row = 0; row < table.numberOfRows(); ++row)
+            if (cellText(table.value(column, row)) == text)
+                return row;
+        return -1;
+    }
+
+    WrapperOnDisk wrapper;
+    std::unique_ptr<KRTrelkindApplication> app;
+};
+
+struct Machine : SVTaskMachine {
+    std::optional<std::string> machineName() const override { return "X"; }
+    bool isLocal() const override { return true; }
+    void abortJob(SVSingleTask&) override { ++aborts; }
+    int aborts = 0;
+};
+
+TEST_F(Controller, ShowsTheTasksByColumn)
+{
+    wrapper.write("0/VTask_runStarted");
+    wrapper.write("0/VTask_runCompleted", "host");
+    wrapper.write("1/VTask_runStarted");
+    wrapper.write("1/SVProgress", std::string(42, '.'));
+    wrapper.write("2/VTask_aborted");
+    auto& controller = open();
+    const auto& table = controller.views()->taskList;
+    const auto row = [&](int index) {
+        std::vector<std::string> cells;
+        for (const char* column : {"Number", "Time", "Description", "Status", "Progress", "Try", "Engine"})
+            cells.push_back(cellText(table.value(column, index)));
+        return cells;
+    };
+    EXPECT_THAT(row(0), ElementsAre("1", "0", "", "Done", "100", "0", "Empty"));
+    EXPECT_THAT(row(1), ElementsAre("2", "0.5", "", "Running", "42", "0", "Empty"));
+    EXPECT_THAT(row(2), ElementsAre("3", "1", "", "Aborted", "0", "0", "Empty"));
+    EXPECT_EQ(controller.views()->howMuchIsDoneField.stringValue, "0/3");
+    EXPECT_EQ(controller.views()->window.title(), wrapper.path());
+
+    controller.taskInformation()[1]->startedARemoteCheck();
+    controller.taskInformation()[2]->startedARemoteCheck();
+    EXPECT_EQ(row(1)[3], "Checking");
+    EXPECT_EQ(row(2)[3], "Aborted");
+    controller.taskInformation()[1]->endedARemoteCheck();
+    EXPECT_EQ(row(1)[3], "Running");
+}
+
+TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
+{
+    SVFileContent::scanner() = [](const std::string&) {
+        const auto times = [](int count) {
+            return platform::Value(platform::Value::Array(static_cast<std::size_t>(count), 1.0));
+        };
+        SVFileContent content;
+        content.content =
+            platform::Value::Dictionary{{"e", platform::Value::Dictionary{{"Type", "Real Number"}}},
+                {"n", platform::Value::Dictionary{{"Type", "Real Number"}, {"TimeValues", times(1)}}},
+                {"T", platform::Value::Dictionary{{"Type", "Image"}, {"TimeValues", times(1)}}},
+                {"u", platform::Value::Dictionary{{"Type", "Image"}, {"TimeValues", times(3)}}}};
+        content.names = {"e", "n", "T", "u"};
+        content.readNumber = [](const std::string&) { return std::optional(0.1); };
+        return content;
+    };
+    wrapper.write("1/result.SVBIN");
+    wrapper.write("1/runOutput", std::string(1234, 'x'));
+    auto& controller = open();
+    auto* views = controller.views();
+    EXPECT_EQ(views->fileTable.numberOfRows(), 0);
+    views->taskList.selectRows({1});
+    EXPECT_EQ(views->fileTable.numberOfRows(), 3);
+    const int output = rowOf(views->fileTable, "File Name", "runOutput");
+    EXPECT_EQ(cellText(views->fileTable.value("Size", output)), "1K");
+    views->fileTable.selectRows({output});
+    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier, "Nothing");
+    EXPECT_EQ(views->dataFileContent.numberOfRows(), 0);
+
+    views->fileTable.selectRows({rowOf(views->fileTable, "File Name", "result.SVBIN")});
+    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier, "DataFile");
+    std::vector<std::string> rows;
+    for (int row = 0; row < views->dataFileContent.numberOfRows(); ++row)
+        rows.push_back(cellText(views->dataFileContent.value("Name", row)) + " "
+            + cellText(views->dataFileContent.value("Type", row)) + " "
+            + cellText(views->dataFileContent.value("Information", row)));
+    EXPECT_THAT(rows,
+        ElementsAre(
+            "e Real Number Empty", "n Real Number 0.1", "T Image 1 time value", "u Image 3 time values"));
+
+    views->taskList.selectRows({0, 1});
+    EXPECT_EQ(views->outputFromProgram.dataSource(), &controller);
+    views->taskList.selectRows({2});
+    EXPECT_NE(views->outputFromProgram.dataSource(), &controller);
+    files::remove(wrapper / "2/input");
+    views->taskList.selectRows({});
+    EXPECT_EQ(views->fileTable.numberOfRows(), 0);
+    controller.readInStandardOut();
+    EXPECT_EQ(views->outputFromProgram.dataSource(), &controller);
+    SVFileContent::scanner() = nullptr;
+}
+
+TEST_F(Controller, EnablesWhatCanBeDone)
+{
+    auto& controller = open();
+    const auto enabled = [&] {
+        std::vector<std::string> actions;
+        for (const char* action : {"runOnSpecificMachine:", "startLocalTask:", "prepareForUpload:",
+                 "clearAbortedTasks:", "endAllTasks:", "terminateSelection:"})
+            if (controller.validateMenuItem(action))
+                actions.push_back(action);
+        return actions;
+    };
+    EXPECT_THAT(enabled(), ElementsAre("runOnSpecificMachine:", "startLocalTask:"));
+    wrapper.write("1/VTask_aborted");
+    controller.taskInformation()[1]->updateBasedOnContent();
+    EXPECT_THAT(enabled(), ElementsAre("runOnSpecificMachine:", "startLocalTask:", "clearAbortedTasks:"));
+    controller.startLocalTask();
+    EXPECT_THAT(enabled(), ElementsAre("clearAbortedTasks:", "endAllTasks:"));
+    controller.clearAbortedTasks();
+    EXPECT_FALSE(wrapper.has("1/VTask_aborted"));
+    EXPECT_THAT(enabled(), ElementsAre("endAllTasks:"));
+}
+
+TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
+{
+    auto& controller = open();
+    const toolkit::Rect before = controller.views()->fixedPartOfView.frame;
+    controller.endAllTasks();
+    controller.startLocalTask();
+    SVTrelkindEngine* engine = controller.engine();
+    ASSERT_TRUE(engine);
+    const toolkit::View* panel = engine->settingsView();
+    EXPECT_EQ(panel->superview(), &controller.views()->content);
+    EXPECT_EQ(panel->frame, (toolkit::Rect{0, 0, before.width, panel->frame.height}));
+    EXPECT_EQ(controller.views()->fixedPartOfView.frame,
+        (toolkit::Rect{0, panel->frame.height, before.width, before.height - panel->frame.height}));
+    controller.startLocalTask();
+    EXPECT_EQ(controller.engine(), engine) << "a second engine is not attached";
+    controller.endAllTasks();
+    EXPECT_FALSE(controller.engine());
+    EXPECT_EQ(controller.views()->fixedPartOfView.frame, before);
+}
+
+TEST_F(Controller, RefusesToCloseAndToQuitWhileATaskIsCommitted)
+{
+    auto& controller = open();
+    const auto other = app->openTaskWithName(wrapper.path() + "/");
+    ASSERT_NE(other.get(), &controller) << "the path as it is written is the identity";
+    int alerts = 0;
+    toolkit::Workspace::shared().soundAlert = [&] { ++alerts; };
+    Machine machine;
+    for (auto* each : {&controller, other.get()})
+        each->taskInformation()[1]->submittedToWaitingQueOn(machine);
+    EXPECT_FALSE(controller.windowShouldClose());
+    EXPECT_EQ(alerts, 1);
+    EXPECT_EQ(wrapper.lastLongMessage(),
+        "Can not close the window while tasks are running.  Stop execution first.");
+    EXPECT_FALSE(app->applicationShouldTerminate());
+    EXPECT_THAT(wrapper.messages(),
+        ElementsAre(
+            "Can not close the window while a task is running.", "Can not quit while tasks are running."));
+    EXPECT_EQ(alerts, 2);
+
+    controller.stopTask();
+    other->stopTask();
+    EXPECT_EQ(machine.aborts, 2);
+    for (auto* each : {&controller, other.get()})
+        each->taskInformation()[1]->aborted();
+    EXPECT_TRUE(app->applicationShouldTerminate());
+    toolkit::Workspace::shared() = {};
+}
+
+TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
+{
+    auto& controller = open();
+    const auto held = controller.shared_from_this();
+    const auto task = controller.taskInformation()[0];
+    controller.views()->taskList.selectRows({0});
+    controller.startLocalTask();
+    controller.views()->writeUp.string = "{\\rtf1 notes}";
+    controller.textDidChange();
+    int closed = 0;
+    const auto observation = platform::NotificationCenter::defaultCenter().observe(
+        "SVWindowClosed", [&](const auto& notification) { closed += notification.object == held.get(); });
+    EXPECT_TRUE(controller.windowShouldClose());
+    EXPECT_EQ(closed, 1);
+    EXPECT_THAT(app->listOfControllers(), IsEmpty());
+    EXPECT_EQ(wrapper.read("Info.rtfd/TXT.rtf"), "{\\rtf1 notes}");
+    EXPECT_EQ(task->controller(), nullptr);
+    held->changeInTask(*task);
+    held->reloadTaskList();
+    held->invalidateSelection();
+    held->readInStandardOut();
+    EXPECT_EQ(held->window(), nullptr);
+    EXPECT_EQ(held->outputTable(), nullptr);
+}
+
+TEST_F(Controller, InvalidatingRemovesTheResultsOfTheSelectionAndTellsTheCompanion)
+{
+    for (const char* name : {"0/runOutput", "1/runOutput", "2/runOutput"})
+        wrapper.write(name);
+    auto& controller = open();
+    controller.views()->taskList.selectRows({0, 2});
+    controller.invalidateSelection();
+    EXPECT_FALSE(wrapper.has("0/runOutput"));
+    EXPECT_TRUE(wrapper.has("1/runOutput"));
+    EXPECT_EQ(app->sorvanta().combinedContent(), (SorvantaLink::Content{{wrapper.path(), {0, 2}}}));
+}
+
+TEST_F(Controller, AMachineThatGoesTakesItsTasksBack)
+{
+    auto& controller = open();
+    Machine machine;
+    Machine other;
+    controller.taskInformation()[0]->startedOn(machine);
+    controller.taskInformation()[1]->startedOn(other);
+    platform::NotificationCenter::defaultCenter().post(
+        "SVEngineDisconnected", static_cast<SVTaskMachine*>(&machine));
+    EXPECT_FALSE(controller.taskInformation()[0]->isRunning());
+    EXPECT_TRUE(controller.taskInformation()[1]->isRunning());
+}
+
+TEST_F(Controller, ARowHasTheMenuOfItsTask)
+{
+    auto& controller = open();
+    KRTaskContextMenu cell([] { return toolkit::Menu("own"); });
+    EXPECT_EQ(cell.menu().title(), "own");
+    Machine machine;
+    controller.taskInformation()[2]->submittedToWaitingQueOn(machine);
+    cell.setTask(&controller, 2);
+    EXPECT_EQ(cell.menu().item(0).title, "Abort Task");
+    cell.setTask(&controller, 9);
+    EXPECT_EQ(cell.menu().count(), 0);
+}
+
+} // namespace

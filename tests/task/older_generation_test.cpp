@@ -1,0 +1,174 @@
+// The older generation of engines: machines that take single tasks, and operations that tell the task itself.
+
+#include "diagnostics/KRCountLimiter.h"
+#include "platform/ProcessInfo.h"
+#include "task/KRTrelkindApplication.h"
+#include "task/SVCopyFileTask.h"
+#include "task/SVEngineController.h"
+#include "task/WrapperOnDisk.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+namespace files = platform::files;
+
+class OlderGeneration : public testing::Test {
+protected:
+    OlderGeneration()
+    {
+        platform::Pace::setFactor(0.05);
+        wrapper.tasks({"ignored", "ignored", "ignored"})
+            .executable("#!/bin/sh\necho \"$# arguments\"\nwhile [ ! -e ../go ]; do sleep 0.02; done\n");
+        controller = app.openTaskWithName(wrapper.path());
+    }
+    ~OlderGeneration() override
+    {
+        EXPECT_TRUE(platform::Process::finishTerminations(20));
+        platform::Pace::setFactor(1);
+    }
+    std::shared_ptr<SVSingleTask> task(std::size_t number) { return controller->taskInformation()[number]; }
+
+    WrapperOnDisk wrapper;
+    KRTrelkindApplication app;
+    std::shared_ptr<KRTrelkindController> controller;
+};
+
+TEST_F(OlderGeneration, AMachineRunsItsQueueOneAfterTheOther)
+{
+    const auto machine = std::make_shared<SVEngineController>();
+    EXPECT_EQ(machine->machineName(), "This Computer");
+    for (std::size_t i : {0, 1, 2})
+        machine->addTask(task(i));
+    EXPECT_EQ(task(0)->statusString(), "Running on This Computer");
+    EXPECT_EQ(task(1)->statusString(), "Waiting on This Computer");
+    EXPECT_EQ(machine->numberOfTotalTasksWaiting(), 2);
+    EXPECT_EQ(machine->currentTasksWaitingForOwner(controller.get()).size(), 2U);
+    EXPECT_TRUE(machine->currentTasksForOwner(controller.get()).empty());
+    EXPECT_FALSE(machine->removeTask(*task(1), controller.get()));
+    EXPECT_FALSE(app.applicationShouldTerminate());
+
+    machine->abortJob(*task(0));
+    EXPECT_TRUE(task(0)->isRunning()) << "only a waiting task can be taken back";
+    machine->abortJob(*task(2));
+    EXPECT_TRUE(task(2)->isEmpty());
+    machine->setMaxTaskNumber(0);
+    EXPECT_EQ(machine->maxTaskNumber(), 1);
+    ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
+    EXPECT_EQ(app.countLimiter().currentCount(), 1);
+    machine->setHowManyConcurrentTasks(2);
+    EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
+    wrapper.write("go");
+    ASSERT_TRUE(served([&] { return task(0)->isEmpty() && task(1)->isEmpty(); }));
+    EXPECT_EQ(app.countLimiter().currentCount(), 0);
+    EXPECT_EQ(wrapper.read("0/runCompleted"), platform::hostName() + "\n");
+    EXPECT_EQ(wrapper.read("0/runOutput"), "0 arguments\n") << "a controller's arguments are always empty";
+    EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(),
+        UnorderedElementsAre("input", "runOutput", "runCompleted"));
+    EXPECT_FALSE(task(0)->taskHasFinished()) << "its markers are not those of record";
+}
+
+TEST_F(OlderGeneration, AnAbortedRunLosesItsResultsAndTheNextOneStarts)
+{
+    const auto machine = std::make_shared<SVEngineController>();
+    machine->addTask(task(0));
+    machine->addTask(task(1));
+    ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
+    auto menu = task(0)->contextMenu();
+    menu.choose(0);
+    EXPECT_EQ(task(0)->statusString(), "Running on This Computer (aborting)");
+    ASSERT_TRUE(served([&] { return task(0)->isEmpty(); }));
+    EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(), ElementsAre("input"));
+    EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
+    wrapper.write("go");
+    EXPECT_TRUE(served([&] { return task(1)->isEmpty(); }));
+}
+
+TEST_F(OlderGeneration, OutputIsReadAgainEverySecondWhileATaskRunsAndIsShown)
+{
+    const auto machine = std::make_shared<SVEngineController>();
+    machine->addTask(task(0));
+    controller->views()->taskList.selectRows({0});
+    const int before = controller->views()->outputFromProgram.timesReloaded();
+    EXPECT_TRUE(served([&] { return controller->views()->outputFromProgram.timesReloaded() > before + 3; }));
+    wrapper.write("go");
+    EXPECT_TRUE(served([&] { return task(0)->isEmpty(); }));
+    EXPECT_FALSE(task(0)->shouldContinuouslyUpdateOutput());
+}
+
+TEST_F(OlderGeneration, AnOperationTellsItsTaskAndLeavesItsScript)
+{
+    platform::OperationQueue queue;
+    const auto operation = task(0)->createTask();
+    EXPECT_EQ(operation->workDirectory(), wrapper / "0/");
+    EXPECT_EQ(operation->executable(), wrapper / "MacOSX/program");
+    queue.addOperation(operation);
+    ASSERT_TRUE(served([&] { return task(0)->isRunning() && wrapper.has("0/runStarted"); }));
+    EXPECT_EQ(task(0)->statusString(), "Running");
+    operation->cancel();
+    ASSERT_TRUE(served([&] { return !task(0)->isRunning(); }));
+    EXPECT_TRUE(wrapper.has("0/runThis"));
+    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
+    EXPECT_FALSE(wrapper.has("0/runCompleted"));
+
+    const auto cancelled = task(1)->createTask();
+    cancelled->cancel();
+    queue.addOperation(cancelled);
+    EXPECT_TRUE(served([&] { return queue.operationCount() == 0; }));
+    EXPECT_FALSE(wrapper.has("1/runThis"));
+}
+
+struct Copied : SVCopyFileTaskCallback {
+    void taskFinished(SVCopyFileTask& task) override
+    {
+        EXPECT_TRUE(platform::MainLoop::main().isLoopThread());
+        success = task.success();
+    }
+    std::optional<bool> success;
+};
+
+struct Reports : SVTaskAddition {
+    void updateSVProgress(double amount) override { amounts.push_back(amount); }
+    double sum() const
+    {
+        double total = 0;
+        for (const double amount : amounts)
+            total += amount;
+        return total;
+    }
+    std::vector<double> amounts;
+};
+
+TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
+{
+    const TemporaryFolder folder;
+    files::writeFile(folder / "a", "new");
+    files::writeFile(folder / "b", "old");
+    files::createDirectories(folder / "tree/deep");
+    files::writeFile(folder / "tree/deep/leaf", "x");
+    const struct {
+        std::vector<SVCopyFileTask::CopyAction> actions;
+        bool success;
+    } cases[] = {
+        {{}, true},
+        {{{folder / "a", folder / "b"}, {folder / "tree", folder / "copy"}}, true},
+        {{{folder / "missing", folder / "c"}, {folder / "a", folder / "d"}}, false},
+    };
+    platform::Pace::setFactor(0);
+    platform::OperationQueue queue;
+    for (const auto& [actions, success] : cases) {
+        const auto callback = std::make_shared<Copied>();
+        const auto reports = std::make_shared<Reports>();
+        queue.addOperation(SVCopyFileTask::createWithList(actions, reports, 1, callback));
+        ASSERT_TRUE(served([&] { return callback->success.has_value(); }));
+        EXPECT_EQ(callback->success, success);
+        EXPECT_TRUE(served([&] { return reports->sum() == 100; })) << reports->sum();
+    }
+    EXPECT_EQ(files::readFile(folder / "b"), "new");
+    EXPECT_TRUE(files::exists(folder / "copy/deep/leaf"));
+    EXPECT_FALSE(files::exists(folder / "d"));
+}
+
+} // namespace
