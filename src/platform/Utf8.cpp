@@ -32,32 +32,6 @@ std::size_t sequenceLength(std::string_view text)
     return length;
 }
 
-std::optional<std::string> fromUtf16(std::string_view bytes, bool bigEndian)
-{
-    if (bytes.size() % 2 != 0)
-        return std::nullopt;
-    const auto unit = [&](std::size_t index) {
-        const auto first = static_cast<unsigned char>(bytes[index]);
-        const auto second = static_cast<unsigned char>(bytes[index + 1]);
-        return static_cast<char32_t>(bigEndian ? first << 8 | second : second << 8 | first);
-    };
-    std::string text;
-    for (std::size_t index = 0; index < bytes.size(); index += 2) {
-        char32_t character = unit(index);
-        if (character >= 0xD800 && character < 0xDC00) {
-            if (index + 4 > bytes.size())
-                return std::nullopt;
-            const char32_t low = unit(index + 2);
-            if (low >= 0xDC00 && low < 0xE000) {
-                character = 0x10000 + ((character - 0xD800) << 10) + (low - 0xDC00);
-                index += 2;
-            }
-        }
-        append(text, character);
-    }
-    return text;
-}
-
 } // namespace
 
 std::optional<std::size_t> firstInvalidByte(std::string_view text)
@@ -92,6 +66,32 @@ void append(std::string& text, char32_t character)
         text += tail(character >> 6);
         text += tail(character);
     }
+}
+
+std::optional<std::string> fromUtf16(std::string_view bytes, bool bigEndian)
+{
+    if (bytes.size() % 2 != 0)
+        return std::nullopt;
+    const auto unit = [&](std::size_t index) {
+        const auto first = static_cast<unsigned char>(bytes[index]);
+        const auto second = static_cast<unsigned char>(bytes[index + 1]);
+        return static_cast<char32_t>(bigEndian ? first << 8 | second : second << 8 | first);
+    };
+    std::string text;
+    for (std::size_t index = 0; index < bytes.size(); index += 2) {
+        char32_t character = unit(index);
+        if (character >= 0xD800 && character < 0xDC00) {
+            if (index + 4 > bytes.size())
+                return std::nullopt;
+            const char32_t low = unit(index + 2);
+            if (low >= 0xDC00 && low < 0xE000) {
+                character = 0x10000 + ((character - 0xD800) << 10) + (low - 0xDC00);
+                index += 2;
+            }
+        }
+        append(text, character);
+    }
+    return text;
 }
 
 std::optional<std::string> fromMarkedText(std::string_view bytes)

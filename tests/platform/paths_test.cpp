@@ -5,14 +5,15 @@
 #include "platform/ProcessInfo.h"
 #include "platform/TemporaryFolder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <regex>
 #include <set>
 
 namespace {
 
 namespace paths = platform::paths;
 using platform::Places;
+using testing::MatchesRegex;
 
 TEST(Paths, AreTakenApart)
 {
@@ -82,9 +83,8 @@ TEST(ProcessInfo, UniqueTextsAreUniqueAndUuidsCanonical)
         seen.insert(platform::uniqueString());
         const std::string uuid = platform::makeUuid();
         seen.insert(uuid);
-        EXPECT_TRUE(std::regex_match(
-            uuid, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
-            << uuid;
+        EXPECT_THAT(
+            uuid, MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
     }
     EXPECT_EQ(seen.size(), 2000U);
 }

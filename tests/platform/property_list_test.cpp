@@ -1,0 +1,416 @@
+#include "platform/PropertyList.h"
+
+#include "platform/Pace.h"
+#include "platform/SecretStore.h"
+#include "platform/TemporaryFolder.h"
+
+#include <cmath>
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <limits>
+
+namespace {
+
+using platform::Value;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+namespace files = platform::files;
+namespace propertylist = platform::propertylist;
+using Status = propertylist::ReadResult::Status;
+
+std::string xml(const std::string& content)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">" + content + "</plist>\n";
+}
+
+std::string repeated(std::string_view text, std::size_t times)
+{
+    std::string result;
+    for (std::size_t time = 0; time < times; ++time)
+        result.append(text);
+    return result;
+}
+
+Value readBack(const Value& value)
+{
+    const auto result = propertylist::parse(propertylist::toXml(value));
+    EXPECT_EQ(result.status, Status::Read) << result.reason;
+    return result.value;
+}
+
+TEST(PropertyList, WhatIsWrittenReadsBackTheSame)
+{
+    constexpr auto kLeast = std::numeric_limits<std::int64_t>::min();
+    constexpr auto kMost = std::numeric_limits<std::int64_t>::max();
+    Value::Array everything{"", " two\n lines\t", "<&>\"' \r\n naïve 😀", 0, Value(kLeast), Value(kMost), 0.1,
+        1.0, -0.0, 5e-324, 1.7976931348623157e308, 3.141592653589793, true, false, Value(Value::Date{0}),
+        Value(Value::Date{-1.0}), Value(Value::Date{32503680000.0}), Value(Value::Array()),
+        Value(Value::Dictionary())};
+    for (std::size_t size = 0; size < 10; ++size)
+        everything.emplace_back(Value::Data(size, static_cast<std::uint8_t>(250 + size)));
+    const Value whole(Value::Dictionary{{"all & more", Value(everything)}, {"", "empty key"}});
+    EXPECT_EQ(readBack(whole), whole);
+    EXPECT_EQ(readBack(Value(std::numeric_limits<double>::infinity())).number(), HUGE_VAL);
+    EXPECT_TRUE(std::isnan(*readBack(Value(std::nan(""))).number()));
+}
+
+TEST(PropertyList, WhatXmlCannotCarryStillMakesAReadableFile)
+{
+    const std::string bad("a\x01"
+                          "b\0c\xFF\xC3(\xEF\xBF\xBF",
+        11);
+    const std::string replaced = "a\uFFFDb\uFFFDc\uFFFD\uFFFD(\uFFFD";
+    EXPECT_EQ(readBack(Value(bad)), Value(replaced));
+    EXPECT_EQ(readBack(Value(Value::Dictionary{{bad, Value()}, {"k", Value(Value::Array{Value(), 1})}})),
+        Value(Value::Dictionary{{"k", Value(Value::Array{"", 1})}}));
+    EXPECT_EQ(readBack(Value(Value::Date{1e300})).date()->secondsSince1970, 253402300799.0);
+}
+
+TEST(PropertyList, ReadsSingleValuesOfTheXmlForm)
+{
+    const struct {
+        const char* content;
+        Value value;
+    } cases[] = {
+        {"<integer> +0x1f </integer>", 31},
+        {"<integer>-9223372036854775808</integer>", std::numeric_limits<std::int64_t>::min()},
+        {"<integer>18446744073709551615</integer>", 18446744073709551615.0},
+        {"<real>1</real>", 1.0},
+        {"<real>+1e400</real>", HUGE_VAL},
+        {"<real>-1e-400</real>", -0.0},
+        {"<date>2024-02-29T12:30:45Z</date>", Value::Date{1709209845}},
+        {"<data> aGVs\n\tbG8= </data>", Value::Data{'h', 'e', 'l', 'l', 'o'}},
+        {"<string>a<![CDATA[<b>&]]>&#x20AC;&amp;<!-- not this --></string>", "a<b>&€&"},
+        {"<!-- before --><true/>", true},
+    };
+    for (const auto& one : cases) {
+        const auto result = propertylist::parse(xml(one.content));
+        EXPECT_EQ(result.value, one.value) << one.content << " " << result.reason;
+    }
+    EXPECT_EQ(propertylist::parse("\xEF\xBB\xBF \n<dict><key>a</key><true/></dict>").value,
+        Value(Value::Dictionary{{"a", true}}));
+    EXPECT_EQ(
+        propertylist::parse("<?xml version='1.0' encoding='ISO-8859-1'?><plist><string>\xE9</string></plist>")
+            .value,
+        Value("é"));
+}
+
+TEST(PropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
+{
+    const struct {
+        std::string text;
+        const char* reason;
+    } cases[] = {
+        {"", "empty"},
+        {"word", "no property list"},
+        {xml(""), "no value"},
+        {xml("<integer>12a</integer>"), "\"12a\" is no whole number"},
+        {xml("<integer/>"), "no whole number"},
+        {xml("<integer>18446744073709551616</integer>"), "no whole number"},
+        {xml("<real>1,5</real>"), "no number"},
+        {xml("<date>2023-02-29T00:00:00Z</date>"), "no date"},
+        {xml("<data>aGVsb</data>"), "no data"},
+        {xml("<true/><false/>"), "second value"},
+        {xml("\n<foo/>"), "line 3: <foo>"},
+        {xml("<dict><true/></dict>"), "without a <key>"},
+        {xml("<dict><key>a</key></dict>"), "\"a\" has no value"},
+        {xml("<dict><key>a</key><key>b</key></dict>"), "<key> where"},
+        {xml("<array>text</array>"), "in no value"},
+        {xml("<string><string>a</string></string>"), "inside of a value"},
+        {xml("<string>\xFF</string>"), "neither UTF-8"},
+        {xml("<string>\x01</string>"), "neither UTF-8"},
+        {xml("<string>a & b</string>"), "line 2"},
+        {xml("<dict><key>a</key><true/></array>"), "mismatched"},
+        {xml("<true/>") + "junk", "line 3"},
+        {"<!DOCTYPE plist [<!ENTITY a \"aaaa\"><!ENTITY b "
+         "\"&a;&a;&a;\">]><plist><string>&b;</string></plist>",
+            "document type"},
+        {"<!DOCTYPE plist SYSTEM \"file:///etc/passwd\"><plist><string>&x;</string></plist>", "&x;"},
+    };
+    for (const auto& one : cases) {
+        const auto result = propertylist::parse(one.text);
+        EXPECT_TRUE(result.value.isNull()) << one.text;
+        EXPECT_EQ(result.status, Status::Unreadable) << one.text;
+        EXPECT_THAT(result.reason, HasSubstr(one.reason)) << one.text;
+    }
+}
+
+TEST(PropertyList, AFileThatIsCutAnywhereIsUnreadable)
+{
+    const std::string whole = xml("<dict><key>Executable</key><string>a&amp;b</string><key>n</key>"
+                                  "<array><integer>5</integer><data>aGk=</data></array></dict>");
+    const std::size_t end = whole.find("</plist>") + 8;
+    for (std::size_t size = 0; size < end; ++size)
+        EXPECT_EQ(propertylist::parse(whole.substr(0, size)).status, Status::Unreadable) << size;
+}
+
+TEST(PropertyList, NoNestingIsTooDeepToBeRefused)
+{
+    for (const std::size_t depth : {std::size_t{512}, std::size_t{513}, std::size_t{10'000'000}}) {
+        const Status expected = depth <= 512 ? Status::Read : Status::Unreadable;
+        EXPECT_EQ(propertylist::parse(
+                      "<plist>" + repeated("<array>", depth) + repeated("</array>", depth) + "</plist>")
+                      .status,
+            expected)
+            << depth;
+        EXPECT_EQ(propertylist::parse(repeated("(", depth) + repeated(")", depth)).status, expected) << depth;
+        EXPECT_EQ(propertylist::parse(repeated("{a=", depth) + "b" + repeated("}", depth)).status, expected)
+            << depth;
+    }
+    Value deep;
+    for (int level = 0; level < 511; ++level)
+        deep = Value(Value::Array{deep});
+    const Value deepest(Value::Array{Value("leaf"), deep});
+    EXPECT_EQ(readBack(deepest).array()->size(), 2U);
+}
+
+// The time values of a large batch, and a text that consists of references.
+TEST(PropertyList, ReadingTakesTimeInProportion)
+{
+    const double begin = platform::monotonicSeconds();
+    const auto batch = propertylist::parse(xml("<array>"
+        + repeated(
+            "<dict><key>Argument</key><string>--n 5</string><key>Time Value</key><real>0.5</real></dict>\n",
+            10000)
+        + "</array>"));
+    ASSERT_TRUE(batch.value.array());
+    EXPECT_EQ(batch.value.array()->size(), 10000U);
+    const auto references = propertylist::parse(xml("<string>" + repeated("&amp;", 1'000'000) + "</string>"));
+    ASSERT_TRUE(references.value.text());
+    EXPECT_EQ(references.value.text()->size(), 1'000'000U);
+    EXPECT_LT(platform::monotonicSeconds() - begin, 10); // Some tens of milliseconds without a sanitizer.
+}
+
+// A file of the binary form, put together object by object.
+class BinaryFile {
+public:
+    std::uint8_t add(std::string object)
+    {
+        offsets_ += static_cast<char>(bytes_.size() >> 8);
+        offsets_ += static_cast<char>(bytes_.size() & 0xFF);
+        bytes_ += object;
+        return static_cast<std::uint8_t>(count_++);
+    }
+    static std::string list(char kind, std::initializer_list<int> references)
+    {
+        std::string object(1, static_cast<char>(kind << 4 | static_cast<int>(references.size())));
+        if (kind == 0xD)
+            object[0] = static_cast<char>(0xD0 | static_cast<int>(references.size() / 2));
+        for (const int reference : references)
+            object += static_cast<char>(reference);
+        return object;
+    }
+    std::string finish(int top = 0) const
+    {
+        std::string trailer(32, '\0');
+        trailer[6] = 2;
+        trailer[7] = 1;
+        trailer[15] = static_cast<char>(count_);
+        trailer[23] = static_cast<char>(top);
+        trailer[30] = static_cast<char>(bytes_.size() >> 8);
+        trailer[31] = static_cast<char>(bytes_.size() & 0xFF);
+        return bytes_ + offsets_ + trailer;
+    }
+
+private:
+    std::string bytes_ = "bplist00";
+    std::string offsets_;
+    int count_ = 0;
+};
+
+std::string bytesOf(std::initializer_list<int> bytes)
+{
+    std::string result;
+    for (const int byte : bytes)
+        result += static_cast<char>(byte);
+    return result;
+}
+
+std::string everyKindInBinary()
+{
+    BinaryFile file;
+    file.add(bytesOf({0xDB, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22}));
+    for (char key = 'a'; key <= 'k'; ++key)
+        file.add(std::string("\x51") + key);
+    file.add(bytesOf({0x10, 0xFF}));
+    file.add(bytesOf({0x13, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}));
+    file.add(bytesOf({0x14, 0, 0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0, 0, 0, 0, 0, 0}));
+    file.add(bytesOf({0x22, 0x3F, 0xC0, 0, 0}));
+    file.add(bytesOf({0x23, 0xBF, 0xF0, 0, 0, 0, 0, 0, 0}));
+    file.add(bytesOf({0x33, 0x3F, 0xF0, 0, 0, 0, 0, 0, 0}));
+    file.add(bytesOf({0x42, 0, 0xFF}));
+    file.add(bytesOf({0x5F, 0x10, 0x10}) + std::string(16, 'x'));
+    file.add(bytesOf({0x63, 0x20, 0xAC, 0xD8, 0x3D, 0xDE, 0x00}));
+    file.add(bytesOf({0xA2, 12, 12}));
+    file.add(bytesOf({0x09}));
+    return file.finish();
+}
+
+TEST(BinaryPropertyList, ReadsEveryKind)
+{
+    const Value expected(Value::Dictionary{{"a", 255}, {"b", -2}, {"c", 9223372036854775808.0}, {"d", 1.5},
+        {"e", -1.0}, {"f", Value(Value::Date{978307201})}, {"g", Value(Value::Data{0, 255})},
+        {"h", std::string(16, 'x')}, {"i", "€😀"}, {"j", Value(Value::Array{255, 255})}, {"k", true}});
+    const auto result = propertylist::parse(everyKindInBinary());
+    EXPECT_EQ(result.value, expected) << result.reason << propertylist::toXml(result.value);
+}
+
+TEST(BinaryPropertyList, CutOrChangedAnywhereItNeverLeadsOutOfTheFile)
+{
+    const std::string whole = everyKindInBinary();
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        EXPECT_NE(propertylist::parse(whole.substr(0, size)).status, Status::Missing);
+    for (std::size_t place = 8; place < whole.size(); ++place)
+        for (const int byte : {0x00, 0x0F, 0x7F, 0x80, 0xAF, 0xDF, 0xFF}) {
+            std::string changed = whole;
+            changed[place] = static_cast<char>(byte);
+            EXPECT_NE(propertylist::parse(changed).status, Status::Missing);
+        }
+}
+
+TEST(BinaryPropertyList, SharedObjectsNeverMultiplyWithoutBound)
+{
+    BinaryFile cycle;
+    cycle.add(BinaryFile::list(0xA, {1}));
+    cycle.add(BinaryFile::list(0xA, {0}));
+    EXPECT_THAT(propertylist::parse(cycle.finish()).reason, HasSubstr("contains itself"));
+
+    BinaryFile doubling; // Thirty levels that each hold the next one twice.
+    for (int level = 0; level < 30; ++level)
+        doubling.add(BinaryFile::list(0xA, {level + 1, level + 1}));
+    doubling.add("\x09");
+    EXPECT_THAT(propertylist::parse(doubling.finish()).reason, HasSubstr("more values"));
+
+    std::string wide =
+        bytesOf({0xAF, 0x12, 0, 1, 0, 0}) + std::string(65536, '\x01'); // One text, many times.
+    std::string text = bytesOf({0x5F, 0x11, 0xF0, 0}) + std::string(0xF000, 'x');
+    std::string file = "bplist00" + wide + text;
+    const std::string offsets = bytesOf({0, 0, 8}) + bytesOf({1, 0, 14});
+    std::string trailer(32, '\0');
+    trailer[6] = 3;
+    trailer[7] = 1;
+    trailer[15] = 2;
+    trailer[29] = static_cast<char>(file.size() >> 16);
+    trailer[30] = static_cast<char>(file.size() >> 8 & 0xFF);
+    trailer[31] = static_cast<char>(file.size() & 0xFF);
+    EXPECT_THAT(propertylist::parse(file + offsets + trailer).reason, HasSubstr("out of all proportion"));
+
+    BinaryFile key;
+    key.add(BinaryFile::list(0xD, {1, 1}));
+    key.add("\x09");
+    EXPECT_THAT(propertylist::parse(key.finish()).reason, HasSubstr("no text"));
+}
+
+TEST(OldStylePropertyList, ReadsTheFormAsPeopleMeetIt)
+{
+    const struct {
+        const char* text;
+        Value value;
+    } cases[] = {
+        {"// !$*UTF8*$!\n{ a = b; /* c */ \"k \\\" q\" = ( 1, x.y-z_$/+, ); }",
+            Value(Value::Dictionary{{"a", "b"}, {"k \" q", Value(Value::Array{"1", "x.y-z_$/+"})}})},
+        {"{a=b}", Value(Value::Dictionary{{"a", "b"}})},
+        {"{}", Value(Value::Dictionary())},
+        {"( a, b )", Value(Value::Array{"a", "b"})},
+        {"(a/* one */,/* two */'b c'// three\n)", Value(Value::Array{"a", "b c"})},
+        {"(http://host/x, a//comment\n)", Value(Value::Array{"http://host/x", "a"})},
+        {R"(("\n\t\"\\\a\b\f\v\r\'\z", "\101\60\3511", "\U00e9\Ud83d\Ude00\Ud83dx\U12"))",
+            Value(Value::Array{"\n\t\"\\\a\b\f\v\r'z",
+                "A0\u00E9"
+                "1",
+                "é😀\uFFFDxU12"})},
+        {"(\"two\nlines\", \"// no /* comment\", ünïcode)",
+            Value(Value::Array{"two\nlines", "// no /* comment", "ünïcode"})},
+        {"( <0fbd 77>, <>, < /* none */ 0A > )",
+            Value(Value::Array{
+                Value(Value::Data{0x0F, 0xBD, 0x77}), Value(Value::Data()), Value(Value::Data{10})})},
+        {"/* Strings */\n\"Key\" = \"Value\";\nOther;\nlast = { x = y }",
+            Value(Value::Dictionary{
+                {"Key", "Value"}, {"Other", "Other"}, {"last", Value(Value::Dictionary{{"x", "y"}})}})},
+        {"\xEF\xBB\xBF{a=b;}", Value(Value::Dictionary{{"a", "b"}})},
+        {"<0fbd>", Value(Value::Data{0x0F, 0xBD})},
+    };
+    for (const auto& one : cases) {
+        const auto result = propertylist::parse(one.text);
+        EXPECT_EQ(result.value, one.value) << one.text << "\n"
+                                           << result.reason << propertylist::toXml(result.value);
+    }
+    const std::string utf16("\xFF\xFE{\0a\0=\0\xE9\0}\0", 12);
+    EXPECT_EQ(propertylist::parse(utf16).value, Value(Value::Dictionary{{"a", "é"}}));
+    EXPECT_EQ(propertylist::parseOldStyle(" word ").value, Value("word"));
+}
+
+TEST(OldStylePropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
+{
+    const struct {
+        const char* text;
+        const char* reason;
+    } cases[] = {
+        {"{ a = b;\n c d = e; }", "line 2: a ';' is missing"},
+        {"{ a = ; }", "begins no value"},
+        {"{\n a = b;", "line 1: a dictionary that doesn't end"},
+        {"(a b)", "a ',' is missing"},
+        {"(a,,b)", "begins no value"},
+        {"(a", "an array that doesn't end"},
+        {"{a = \"b;}", "quotation mark"},
+        {"{a = \"b\\", "quotation mark"},
+        {"{a = b; /* }", "comment that doesn't end"},
+        {"{a = <0f g0>;}", "hexadecimal"},
+        {"{a = <0f1>;}", "half a byte"},
+        {"{a = b;} trailing", "behind the end"},
+        {"{a = b\x01;}", "';' is missing"},
+        {"// nothing else", "no value"},
+        {"{a = \"\xFF\";}", "isn't UTF-8"},
+        {"\xFF\xFE{", "middle of a character"},
+    };
+    for (const auto& one : cases) {
+        const auto result = propertylist::parse(one.text);
+        EXPECT_EQ(result.status, Status::Unreadable) << one.text;
+        EXPECT_THAT(result.reason, HasSubstr(one.reason)) << one.text;
+    }
+}
+
+TEST(PropertyListFile, MissingUnreadableAndReadAreToldApart)
+{
+    const TemporaryFolder folder;
+    EXPECT_EQ(propertylist::readFile(folder / "absent").status, Status::Missing);
+    EXPECT_EQ(propertylist::readFile(folder / "absent/below").status, Status::Missing);
+    EXPECT_THAT(propertylist::readFile(folder.path()).reason, HasSubstr(folder.path() + " is a folder"));
+    files::writeFile(folder / "torn", "<plist><dict>");
+    const auto torn = propertylist::readFile(folder / "torn");
+    EXPECT_EQ(torn.status, Status::Unreadable);
+    EXPECT_THAT(torn.reason, HasSubstr(folder / "torn"));
+    EXPECT_TRUE(propertylist::writeAtomically(Value(Value::Dictionary{{"a", 1}}), folder / "list"));
+    EXPECT_EQ(propertylist::readFile(folder / "list").value.find("a")->integer(), 1);
+    EXPECT_FALSE(propertylist::writeAtomically(Value(), folder / "list"));
+    EXPECT_FALSE(propertylist::writeAtomically(Value(1), folder / "absent/list"));
+    EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("torn", "list"));
+}
+
+TEST(SecretStore, KeepsSecretsForTheOwnerAloneAndLeavesADamagedFileAlone)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder / "own/Secrets.plist";
+    platform::SecretStore store(path);
+    const std::string secret("p\x01\0\xFFw", 5);
+    EXPECT_FALSE(store.find("host", "me"));
+    EXPECT_TRUE(store.store("host", "me", secret));
+    EXPECT_TRUE(store.store("host", "you", "other"));
+    EXPECT_EQ(files::attributes(path)->permissions, 0600U);
+    files::setPermissions(path, 0644);
+    EXPECT_TRUE(store.store("elsewhere", "me", "third"));
+    EXPECT_EQ(files::attributes(path)->permissions, 0600U);
+    EXPECT_EQ(store.find("host", "me"), secret);
+    EXPECT_TRUE(store.remove("host", "me"));
+    EXPECT_FALSE(store.remove("host", "me"));
+    EXPECT_FALSE(store.find("host", "me"));
+    EXPECT_EQ(store.find("host", "you"), "other");
+    for (const char* damaged : {"<plist><dict>", "( a, b )"}) {
+        files::writeFile(path, damaged);
+        EXPECT_FALSE(store.store("host", "me", "x"));
+        EXPECT_EQ(files::readFile(path), damaged);
+    }
+}
+
+} // namespace
