@@ -20,21 +20,23 @@ namespace platform {
 // "Result". At most 64 MiB a message.
 class ServiceConnection {
 public:
-    enum class Failure { None, NotConnected, TimeLimit, PeerGone };
+    enum class Failure { None, NotConnected, TimeLimit, PeerGone, TooLarge };
 
     // Null when nobody offers the name. Does not wait longer than the limit (seconds).
     static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
     ~ServiceConnection();
 
     // One way: returns when the message is on its way; an unwilling peer is waited for at most the time
-    // limit.
+    // limit, and gets the whole of the message later or nothing of it.
     Failure send(const std::string& operation, const Value& argument);
-    // Waits for the reply at most the time limit.
+    // Waits for the reply at most the time limit. Operations that the peer calls meanwhile are served, in the
+    // order of their arrival, so that two who call each other don't wait in vain; nothing else of the loop
+    // is.
     Failure call(const std::string& operation, const Value& argument, Value& reply);
-    void setTimeLimit(double seconds); // 4.0 unless set.
+    void setTimeLimit(double seconds); // 4.0 unless set; not subject to Pace.
 
     bool isConnected() const;
-    void invalidate();
+    void invalidate(); // Ends the connection from this side; nothing is called any more.
     // Called on the main loop, once, when the peer has gone; never from inside another function of this
     // class.
     void whenPeerDies(std::function<void()> handler);
@@ -50,7 +52,8 @@ private:
     std::shared_ptr<State> state_;
 };
 
-// Offers operations under a name as long as it lives.
+// Offers operations under a name as long as it lives. One handler serves all connections; for a call that
+// wants a reply its value is the reply.
 class LocalService {
 public:
     // Null when the name is taken by a living process or can't be had. A name left by a dead process is taken

@@ -94,7 +94,9 @@ std::string Places::applicationSupport()
 std::string Places::services()
 {
     const std::string told = currentRoot().empty() ? absoluteFromEnvironment("XDG_RUNTIME_DIR") : "";
-    return told.empty() ? varTmp() + "/TrelkindServices-" + loginName() : paths::appending(told, "trelkind");
+    // It names a folder of another login where a user has changed to another account.
+    return told.empty() || !files::isDirectory(told) ? varTmp() + "/TrelkindServices-" + loginName()
+                                                     : paths::appending(told, "trelkind");
 }
 
 void Places::setRoot(const std::string& root)

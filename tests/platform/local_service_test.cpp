@@ -1,0 +1,244 @@
+#include "platform/LocalService.h"
+
+#include "platform/Places.h"
+#include "platform/Process.h"
+#include "platform/ServiceMessages.h"
+#include "platform/TemporaryFolder.h"
+
+#include <csignal>
+#include <cstring>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace {
+
+using platform::LocalService;
+using platform::MainLoop;
+using platform::Places;
+using platform::Process;
+using platform::ServiceConnection;
+using platform::ServiceMessage;
+using platform::ServiceMessageReader;
+using platform::Value;
+using testing::HasSubstr;
+namespace files = platform::files;
+using Failure = ServiceConnection::Failure;
+
+Value textArgument(const std::string& text)
+{
+    return Value(Value::Dictionary{{"text", text}});
+}
+
+TEST(ServiceMessages, AnyPartOfAStreamMayComeAlone)
+{
+    const ServiceMessage sent[] = {{ServiceMessage::Kind::OneWay, 0, "tell", textArgument("é")},
+        {ServiceMessage::Kind::Call, 7, "ask", Value()},
+        {ServiceMessage::Kind::Reply, 7, "", Value(Value::Array{1, 2})}};
+    std::string stream;
+    for (const ServiceMessage& message : sent)
+        stream += *platform::encode(message);
+    ServiceMessageReader reader;
+    std::size_t complete = 0;
+    for (const char byte : stream) {
+        ASSERT_TRUE(reader.append({&byte, 1}));
+        while (const auto message = reader.next()) {
+            ASSERT_LT(complete, std::size(sent));
+            EXPECT_EQ(message->kind, sent[complete].kind);
+            EXPECT_EQ(message->number, sent[complete].number);
+            EXPECT_EQ(message->operation, sent[complete].operation);
+            EXPECT_EQ(message->content, sent[complete].content);
+            ++complete;
+        }
+    }
+    EXPECT_EQ(complete, std::size(sent));
+    EXPECT_EQ(reader.bytesWaiting(), 0U);
+    for (const std::string& wrong :
+        {std::string("\x04\0\0\1", 4), std::string("\0\0\0\1x", 5), std::string("\0\0\0\0", 4)})
+        EXPECT_FALSE(ServiceMessageReader().append(wrong));
+}
+
+class LocalServiceTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        Places::setRoot(folder.path());
+        setenv("TRELKIND_PLACES", folder.path().c_str(), 1);
+    }
+    void TearDown() override
+    {
+        for (const auto& process : peers)
+            process->terminate();
+        Process::finishTerminations(20);
+        Places::setRoot("");
+        unsetenv("TRELKIND_PLACES");
+    }
+    std::shared_ptr<Process> startPeer(const std::string& mode)
+    {
+        Process::Error error;
+        files::remove(folder / "told");
+        auto process = Process::launch({SERVICE_PEER, {mode, "Peer", folder / "told"}, ""}, error);
+        EXPECT_TRUE(process) << error.reason;
+        peers.push_back(process);
+        EXPECT_TRUE(told("ready")) << "the name can't be had";
+        return process;
+    }
+    bool told(const std::string& line)
+    {
+        return loop.runUntil(
+            [&] {
+                return ("\n" + files::readFile(folder / "told").value_or("")).find("\n" + line + "\n")
+                    != std::string::npos;
+            },
+            20);
+    }
+    // A client that speaks bytes.
+    int connectPlainly(const std::string& name)
+    {
+        const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(
+            address.sun_path, (Places::services() + "/" + name).c_str(), sizeof address.sun_path - 1);
+        EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return client;
+    }
+
+    MainLoop& loop = MainLoop::main();
+    TemporaryFolder folder;
+    std::vector<std::shared_ptr<Process>> peers;
+};
+
+TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
+{
+    EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1));
+    const auto peer = startPeer("offer");
+    const auto connection = ServiceConnection::connect("Peer");
+    ASSERT_TRUE(connection);
+    EXPECT_TRUE(told("connections 1"));
+    int deaths = 0;
+    connection->whenPeerDies([&] { ++deaths; });
+    EXPECT_EQ(connection->send("first", textArgument("one")), Failure::None);
+    EXPECT_EQ(connection->send("second", textArgument("two")), Failure::None);
+    EXPECT_TRUE(told("first one\nsecond two")) << "the order is lost";
+    Value reply;
+    const Value large = textArgument(std::string(3 << 20, 'x'));
+    EXPECT_EQ(connection->call("echo", large, reply), Failure::None);
+    EXPECT_EQ(reply, large);
+
+    kill(peer->processIdentifier(), SIGKILL);
+    EXPECT_TRUE(peer->waitUntilExit(20));
+    EXPECT_NE(connection->send("third", Value()), Failure::None);
+    EXPECT_EQ(deaths, 0) << "told from inside of another function";
+    EXPECT_TRUE(loop.runUntil([&] { return deaths > 0; }, 20));
+    EXPECT_FALSE(connection->isConnected());
+    EXPECT_EQ(connection->send("fourth", Value()), Failure::NotConnected);
+    EXPECT_EQ(connection->call("fifth", Value(), reply), Failure::NotConnected);
+    EXPECT_FALSE(loop.runUntil([&] { return deaths > 1; }, 0.05));
+
+    EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1)) << "what a dead process left is nobody's service";
+    startPeer("offer"); // It takes the name over.
+    EXPECT_TRUE(ServiceConnection::connect("Peer"));
+}
+
+TEST_F(LocalServiceTest, ALateReplyIsNotTakenForTheNextOne)
+{
+    startPeer("offer");
+    const auto connection = ServiceConnection::connect("Peer");
+    ASSERT_TRUE(connection);
+    connection->setTimeLimit(0.05);
+    Value reply;
+    EXPECT_EQ(connection->call("slow", textArgument("late"), reply), Failure::TimeLimit);
+    EXPECT_TRUE(reply.isNull());
+    connection->setTimeLimit(20);
+    EXPECT_EQ(connection->call("echo", textArgument("next"), reply), Failure::None);
+    EXPECT_EQ(reply, textArgument("next"));
+}
+
+TEST_F(LocalServiceTest, AnUnwillingPeerIsWaitedForNoLongerThanTheLimit)
+{
+    startPeer("idle");
+    const auto connection = ServiceConnection::connect("Peer");
+    ASSERT_TRUE(connection);
+    connection->setTimeLimit(0.1);
+    const Value large = textArgument(std::string(1 << 20, 'x'));
+    EXPECT_EQ(connection->send("large", large), Failure::TimeLimit);
+    EXPECT_EQ(connection->send("more", large), Failure::TimeLimit);
+    EXPECT_TRUE(connection->isConnected());
+    EXPECT_EQ(connection->send("huge", textArgument(std::string(65 << 20, 'x'))), Failure::TooLarge);
+}
+
+TEST_F(LocalServiceTest, WhatIsSaidInPartsIsPutTogetherAndStallsNobody)
+{
+    std::vector<std::string> heard;
+    int connections = -1;
+    const auto service = LocalService::offer("Here", [&](const std::string& operation, const Value&) {
+        heard.push_back(operation);
+        return Value();
+    });
+    ASSERT_TRUE(service);
+    service->whenConnectionsChange([&](int count) { connections = count; });
+    EXPECT_FALSE(LocalService::offer("Here", {})) << "the name is taken";
+
+    const int stalled = connectPlainly("Here");
+    const std::string message = *platform::encode({ServiceMessage::Kind::OneWay, 0, "halves", Value()});
+    ASSERT_EQ(write(stalled, message.data(), message.size() / 2), static_cast<ssize_t>(message.size() / 2));
+    const auto other = ServiceConnection::connect("Here");
+    ASSERT_TRUE(other);
+    EXPECT_EQ(other->send("whole", Value()), Failure::None);
+    EXPECT_TRUE(loop.runUntil([&] { return heard == std::vector<std::string>{"whole"}; }, 10));
+    EXPECT_EQ(connections, 2);
+    const std::string_view rest = std::string_view(message).substr(message.size() / 2);
+    ASSERT_EQ(write(stalled, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
+    close(stalled); // What was said before the end still counts.
+    EXPECT_TRUE(loop.runUntil([&] { return heard.size() == 2 && connections == 1; }, 10));
+
+    const int liar = connectPlainly("Here");
+    ASSERT_EQ(write(liar, "\xFF\xFF\xFF\xFF", 4), 4);
+    char byte = 0;
+    EXPECT_TRUE(loop.runUntil([&] { return recv(liar, &byte, 1, MSG_DONTWAIT) == 0; }, 10));
+    close(liar);
+}
+
+TEST_F(LocalServiceTest, AHandlerMayLetGoOfItsOwnConnection)
+{
+    bool called = false;
+    std::unique_ptr<LocalService> back;
+    back = LocalService::offer("Other", [&](const std::string&, const Value&) {
+        called = true;
+        back.reset();
+        return Value();
+    });
+    const auto client = ServiceConnection::connect("Other");
+    int deaths = 0;
+    client->whenPeerDies([&] { ++deaths; });
+    EXPECT_EQ(client->send("go", Value()), Failure::None);
+    EXPECT_EQ(client->send("again", Value()), Failure::None);
+    EXPECT_TRUE(loop.runUntil([&] { return called && deaths == 1; }, 10));
+    EXPECT_FALSE(ServiceConnection::connect("Other", 0.1));
+}
+
+TEST_F(LocalServiceTest, NamesOfAnyLengthAndFoldersOfAnyDepthWork)
+{
+    Places::setRoot(folder / std::string(150, 'd'));
+    for (const std::string& name : {std::string(300, 'n'), std::string("a/b ü"), std::string("plain")}) {
+        std::string heard;
+        const auto service = LocalService::offer(name, [&](const std::string& operation, const Value&) {
+            heard = operation;
+            return Value();
+        });
+        ASSERT_TRUE(service) << name;
+        const auto connection = ServiceConnection::connect(name);
+        ASSERT_TRUE(connection) << name;
+        EXPECT_EQ(connection->send("go", Value()), Failure::None);
+        EXPECT_TRUE(loop.runUntil([&] { return heard == "go"; }, 10));
+    }
+    EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
+    files::setPermissions(Places::services(), 0755);
+    EXPECT_TRUE(LocalService::offer("again", {}));
+    EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
+}
+
+} // namespace

@@ -1,0 +1,39 @@
+// The other side of a named service, as a process of its own.
+//   service_peer offer NAME FILE     serves until it is killed; writes what it is told into the file, a line
+//                                    for each operation
+//   service_peer idle NAME FILE      offers the name, notes "ready" and never serves
+
+#include "platform/FileManager.h"
+#include "platform/LocalService.h"
+
+#include <string>
+#include <unistd.h>
+
+using platform::LocalService;
+using platform::MainLoop;
+using platform::Value;
+
+int main(int count, char** arguments)
+{
+    if (count != 4)
+        return 2;
+    const std::string mode = arguments[1];
+    const std::string file = arguments[3];
+    const auto note = [&](const std::string& line) { platform::files::appendToFile(file, line + "\n"); };
+    const auto service =
+        LocalService::offer(arguments[2], [&](const std::string& operation, const Value& argument) {
+            if (operation == "slow")
+                usleep(300000);
+            note(operation + " " + argument.textFor("text").value_or("-"));
+            return argument;
+        });
+    if (!service)
+        return 1;
+    note("ready");
+    while (mode == "idle")
+        pause();
+    service->whenConnectionsChange(
+        [&](int connections) { note("connections " + std::to_string(connections)); });
+    MainLoop::main().run();
+    return 0;
+}
