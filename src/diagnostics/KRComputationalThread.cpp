@@ -1,0 +1,169 @@
+#include "diagnostics/KRComputationalThread.h"
+
+#include "diagnostics/Exception.h"
+#include "diagnostics/KRSerialNumber.h"
+#include "platform/MainLoop.h"
+#include "platform/ProcessInfo.h"
+
+#include <fmt/format.h>
+
+#include <condition_variable>
+#include <thread>
+
+namespace {
+
+constexpr const char* kInternalErrorIn = "Internal error in KRComputationalThread.";
+constexpr const char* kInternalErrorFor = "Internal error for KRComputationalThread.";
+
+// Takes an entry out of one map and answers it; a missing one is reported.
+template <class Map>
+typename Map::mapped_type takeOut(Map& map, std::int64_t number)
+{
+    auto node = map.extract(number);
+    if (node)
+        return std::move(node.mapped());
+    KRMessageCenter::addMessage(kInternalErrorIn);
+    return {};
+}
+
+template <class Map>
+void putIn(Map& map, std::int64_t number, typename Map::mapped_type entry, const char* whenThere)
+{
+    if (!map.insert_or_assign(number, std::move(entry)).second)
+        KRMessageCenter::addMessage(whenThere);
+}
+
+} // namespace
+
+// The worker's side: a thread waits here for the next job that is meant for it.
+class KRComputationalThread::KRCT_Instance {
+public:
+    explicit KRCT_Instance(Number number) : sNumber(number) { }
+
+    // One way: does not wait for the job.
+    void runWithDictionary(std::shared_ptr<KRCT_Storage> job)
+    {
+        {
+            const std::lock_guard guard(lock_);
+            job_ = std::move(job);
+        }
+        jobHasCome_.notify_one();
+    }
+
+    std::shared_ptr<KRCT_Storage> waitForJob()
+    {
+        std::unique_lock guard(lock_);
+        jobHasCome_.wait(guard, [this] { return job_ != nullptr; });
+        return std::move(job_);
+    }
+
+    const Number sNumber;
+
+private:
+    std::mutex lock_;
+    std::condition_variable jobHasCome_;
+    std::shared_ptr<KRCT_Storage> job_;
+};
+
+// Never destroyed: its workers have no end.
+KRComputationalThread& KRComputationalThread::shared()
+{
+    static auto* instance = new KRComputationalThread;
+    return *instance;
+}
+
+int KRComputationalThread::howManyThreadsRunning() const
+{
+    const std::lock_guard guard(accessLock_);
+    return howManyThreadsRunning_;
+}
+
+int KRComputationalThread::howManyThreadsExist() const
+{
+    const std::lock_guard guard(accessLock_);
+    return static_cast<int>(availableThreads_.size() + runningThreads_.size() + storageWhileStarting_.size());
+}
+
+void KRComputationalThread::startForObject(std::shared_ptr<KRCT_Storage> job)
+{
+    const std::lock_guard guard(accessLock_);
+    tasksWaitingForExecution_.push_back(std::move(job));
+    if (howManyThreadsRunning_ < MostThreads)
+        launchAThread();
+}
+
+// accessLock is held.
+void KRComputationalThread::launchAThread()
+{
+    auto job = std::move(tasksWaitingForExecution_.front());
+    tasksWaitingForExecution_.pop_front();
+    if (!availableThreads_.empty()) {
+        const Number number = availableThreads_.rbegin()->first;
+        auto worker = takeOut(availableThreads_, number);
+        putIn(runningThreads_, number, worker, kInternalErrorIn);
+        putIn(storageWhileRunning_, number, job, kInternalErrorIn);
+        worker->runWithDictionary(std::move(job));
+    } else {
+        const Number number = KRSerialNumber::createNew();
+        putIn(storageWhileStarting_, number, std::move(job), kInternalErrorIn);
+        std::thread([this, number] { connectWithPorts(number); }).detach();
+    }
+    ++howManyThreadsRunning_;
+}
+
+void KRComputationalThread::serverHasStarted(std::shared_ptr<KRCT_Instance> worker, Number forSerialNumber)
+{
+    std::shared_ptr<KRCT_Storage> job;
+    {
+        const std::lock_guard guard(accessLock_);
+        job = takeOut(storageWhileStarting_, forSerialNumber);
+        putIn(storageWhileRunning_, forSerialNumber, job, kInternalErrorIn);
+        putIn(runningThreads_, forSerialNumber, worker, kInternalErrorFor);
+    }
+    worker->runWithDictionary(std::move(job));
+}
+
+void KRComputationalThread::connectWithPorts(Number number)
+{
+    const auto worker = std::make_shared<KRCT_Instance>(number);
+    serverHasStarted(worker, number);
+    while (true) {
+        auto job = worker->waitForJob();
+        KRMessageCenter::setCenterOfThread(job->messageController());
+        std::shared_ptr<void> result;
+        try {
+            result = job->mainMessage();
+        } catch (...) {
+            const auto thrown = diagnostics::currentException();
+            KRMessageCenter::addMessage(fmt::format("Thread error: {} :{}", thrown.name, thrown.reason));
+        }
+        KRMessageCenter::setCenterOfThread(nullptr);
+        job.reset();
+        // The main thread never waits for a worker, so that a worker may wait for it.
+        platform::MainLoop::main().postAndWait(
+            [this, number, output = std::move(result)] { finishExecution(number, output); });
+    }
+}
+
+void KRComputationalThread::finishExecution(Number serial, const std::shared_ptr<void>& output)
+{
+    std::shared_ptr<KRCT_Storage> job;
+    {
+        const std::lock_guard guard(accessLock_);
+        putIn(availableThreads_, serial, takeOut(runningThreads_, serial), kInternalErrorIn);
+        job = takeOut(storageWhileRunning_, serial);
+        --howManyThreadsRunning_;
+        if (!tasksWaitingForExecution_.empty())
+            launchAThread();
+    }
+    if (!job)
+        return;
+    try {
+        job->endMessage(output);
+    } catch (...) {
+        const auto thrown = diagnostics::currentException();
+        const auto text = fmt::format("Thread error (finishing up): {} :{}", thrown.name, thrown.reason);
+        KRMessageCenter::addMessage(text);
+        platform::systemLog(text);
+    }
+}

@@ -1,0 +1,189 @@
+#include "diagnostics/KRProgressEntryController.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/Pace.h"
+
+namespace {
+
+constexpr double kSecondsBeforeALineShows = 0.6;
+
+std::string withName(const std::string& rule, const std::string& name)
+{
+    const auto place = rule.find("%@");
+    return place == std::string::npos ? rule : rule.substr(0, place) + name + rule.substr(place + 2);
+}
+
+} // namespace
+
+KRProgressEntryController::KRProgressEntryController(std::optional<std::string> description,
+    std::optional<KRProgressVariable> variable, std::weak_ptr<KRProgressDelegate> delegate,
+    std::any callerInfo)
+    : descriptionRule_(std::move(description)), descriptionString_(descriptionRule_.value_or("")),
+      startingDate_(platform::monotonicSeconds()), callerInfo_(std::move(callerInfo))
+{
+    if (variable) {
+        variableName_ = std::move(variable->variableName);
+        variableBinSerialNumber_ = variable->variableBinSerialNumber;
+        descriptionString_ = withName(descriptionString_, *variableName_);
+    }
+    setDelegate(std::move(delegate));
+}
+
+std::optional<std::string> KRProgressEntryController::checkedDescriptionRule(const std::any& description)
+{
+    if (!description.has_value())
+        return std::nullopt;
+    if (const auto* text = std::any_cast<std::string>(&description))
+        return *text;
+    KRMessageCenter::addMessage("Internal error: Illegal description rule (has to be a string).");
+    return std::nullopt;
+}
+
+void KRProgressEntryController::setFraction(float fraction)
+{
+    const std::lock_guard guard(accessLock_);
+    fractionThatIsWaiting_ = fraction;
+}
+
+void KRProgressEntryController::addFraction(float fraction)
+{
+    const std::lock_guard guard(accessLock_);
+    fractionThatIsWaiting_ += fraction;
+}
+
+void KRProgressEntryController::setDescription(std::string description)
+{
+    const std::lock_guard guard(accessLock_);
+    descriptionWaiting_ = std::move(description);
+}
+
+void KRProgressEntryController::setIndeterminate(bool indeterminate)
+{
+    const std::lock_guard guard(accessLock_);
+    indeterminate_ = indeterminate;
+}
+
+void KRProgressEntryController::setDelegate(std::weak_ptr<KRProgressDelegate> delegate)
+{
+    const auto held = delegate.lock();
+    const std::lock_guard guard(accessLock_);
+    delegateRespondsToFraction_ = held && held->respondsToProgressFraction();
+    delegate_ = std::move(delegate);
+}
+
+bool KRProgressEntryController::hitAbortButton() const
+{
+    const std::lock_guard guard(accessLock_);
+    return hitAbortButton_;
+}
+
+float KRProgressEntryController::currentFraction() const
+{
+    const std::lock_guard guard(accessLock_);
+    return currentFraction_;
+}
+
+// accessLock is held.
+void KRProgressEntryController::fetchFractionFromDelegate()
+{
+    if (!delegateRespondsToFraction_)
+        return;
+    const auto held = delegate_.lock();
+    fractionThatIsWaiting_ = held ? held->progressFraction() : 1.0F;
+}
+
+bool KRProgressEntryController::wantsToBeDisplayed()
+{
+    if (!containingView_)
+        return platform::monotonicSeconds() - startingDate_
+            > platform::Pace::of(kSecondsBeforeALineShows).count();
+    const std::lock_guard guard(accessLock_);
+    if (currentFraction_ != fractionThatIsWaiting_ || indeterminate_)
+        return true;
+    fetchFractionFromDelegate();
+    return currentFraction_ != fractionThatIsWaiting_;
+}
+
+std::string KRProgressEntryController::textOfRule() const
+{
+    const std::string rule = descriptionRule_.value_or("");
+    return variableBinSerialNumber_ ? withName(rule, variableName_.value_or("")) : rule;
+}
+
+void KRProgressEntryController::showText(std::string text)
+{
+    descriptionString_ = std::move(text);
+    if (description_)
+        description_->stringValue = descriptionString_;
+}
+
+bool KRProgressEntryController::updateGraphicsIfNeccesary()
+{
+    if (!containingView_)
+        return false;
+    const std::lock_guard guard(accessLock_);
+    bool changed = false;
+    fetchFractionFromDelegate();
+    if (progressPole_->isIndeterminate != indeterminate_) {
+        progressPole_->isIndeterminate = progressPole_->isAnimating = indeterminate_;
+        changed = true;
+    }
+    if (fractionThatIsWaiting_ != currentFraction_) {
+        currentFraction_ = fractionThatIsWaiting_;
+        progressPole_->doubleValue = static_cast<double>(currentFraction_);
+        changed = true;
+    }
+    if (descriptionWaiting_) {
+        descriptionRule_ = std::move(descriptionWaiting_);
+        descriptionWaiting_.reset();
+        std::string text = textOfRule();
+        if (text != description_->stringValue) {
+            showText(std::move(text));
+            changed = true;
+        }
+    }
+    return changed;
+}
+
+std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
+{
+    if (containingView_)
+        return containingView_;
+    containingView_ = std::make_shared<toolkit::View>();
+    progressPole_ = std::make_unique<toolkit::ProgressBar>();
+    progressPole_->maximum = 1;
+    abortButton_ = std::make_unique<toolkit::Button>();
+    description_ = std::make_unique<toolkit::TextField>();
+    description_->stringValue = descriptionString_;
+    const std::lock_guard guard(accessLock_);
+    progressPole_->isIndeterminate = progressPole_->isAnimating = indeterminate_;
+    return containingView_;
+}
+
+void KRProgressEntryController::variableNameChanged(
+    const std::string& oldName, const std::string& newName, std::int64_t variableBinSerialNumber)
+{
+    if (variableBinSerialNumber_ != variableBinSerialNumber || variableName_ != oldName)
+        return;
+    variableName_ = newName;
+    showText(textOfRule());
+}
+
+void KRProgressEntryController::abortButtonHit()
+{
+    std::shared_ptr<KRProgressDelegate> delegate;
+    {
+        const std::lock_guard guard(accessLock_);
+        if (hitAbortButton_)
+            return;
+        hitAbortButton_ = true;
+        delegate = delegate_.lock();
+    }
+    // The delegate is told without the lock, so that it may ask this entry whatever it likes.
+    if (delegate && delegate->respondsToProgressHitAbort())
+        delegate->progressHitAbort(nullptr, callerInfo_);
+    else if (delegate)
+        delegate->abortButtonHit(*this);
+    if (abortButton_)
+        abortButton_->isEnabled = false;
+}

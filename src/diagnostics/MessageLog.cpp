@@ -1,0 +1,66 @@
+#include "diagnostics/MessageLog.h"
+
+#include "platform/FileManager.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <ctime>
+
+namespace diagnostics {
+
+namespace {
+
+std::tm localTime(double secondsSince1970)
+{
+    const auto seconds = static_cast<std::time_t>(std::floor(secondsSince1970));
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    return parts;
+}
+
+} // namespace
+
+std::string timeOfDay(double secondsSince1970)
+{
+    const std::tm parts = localTime(secondsSince1970);
+    return fmt::format("{:02}:{:02}:{:02}", parts.tm_hour, parts.tm_min, parts.tm_sec);
+}
+
+std::string logDate(double secondsSince1970)
+{
+    const std::tm parts = localTime(secondsSince1970);
+    return fmt::format("{:02}/{} at {}", parts.tm_mon + 1, parts.tm_mday, timeOfDay(secondsSince1970));
+}
+
+void MessageLog::open(const std::string& path)
+{
+    {
+        const std::lock_guard guard(lock_);
+        file_.reset(std::fopen(path.c_str(), "we"));
+    }
+    add(static_cast<double>(std::time(nullptr)), "Started", std::nullopt);
+}
+
+bool MessageLog::isOpen() const
+{
+    const std::lock_guard guard(lock_);
+    return file_ != nullptr;
+}
+
+void MessageLog::add(
+    double secondsSince1970, const std::string& text, const std::optional<std::string>& longVersion)
+{
+    std::string record;
+    if (platform::files::isValidUtf8(text))
+        record = fmt::format("{} : {}\n", logDate(secondsSince1970), text);
+    if (longVersion && platform::files::isValidUtf8(*longVersion))
+        record += *longVersion + "\n";
+    const std::lock_guard guard(lock_);
+    if (!file_)
+        return;
+    std::fwrite(record.data(), 1, record.size(), file_.get());
+    std::fflush(file_.get());
+}
+
+} // namespace diagnostics

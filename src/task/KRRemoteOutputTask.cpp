@@ -1,0 +1,80 @@
+#include "task/KRRemoteOutputTask.h"
+
+KRRemoteOutputTask::~KRRemoteOutputTask()
+{
+    setTable(nullptr);
+}
+
+void KRRemoteOutputTask::setTable(toolkit::Table* table)
+{
+    if (table == table_)
+        return;
+    if (!table) {
+        if (table_->dataSource() == this)
+            table_->setDataSource(nullptr);
+        table_ = nullptr;
+        return;
+    }
+    table_ = table;
+    table_->setDataSource(this);
+    table_->noteNumberOfRowsChanged();
+    table_->reloadData();
+}
+
+SVRemoteOutputSource* KRRemoteOutputTask::source() const
+{
+    SVTaskMachine* machine = runningOn_();
+    return machine ? machine->remoteOutputSource() : nullptr;
+}
+
+void KRRemoteOutputTask::startMonitor()
+{
+    if (SVRemoteOutputSource* machine = source()) {
+        hasBeenStarted_ = true;
+        machine->startListeningToOutput(parent_);
+    }
+}
+
+void KRRemoteOutputTask::stopMonitor()
+{
+    if (SVRemoteOutputSource* machine = source()) {
+        hasBeenStarted_ = false;
+        machine->stopListeningToOutput(parent_);
+    }
+}
+
+// Whether the end of the table is on display, within two points.
+bool KRRemoteOutputTask::followsEnd() const
+{
+    const toolkit::View* clip = table_->superview();
+    return clip && clip->bounds.top() > table_->frame.height - 2.0;
+}
+
+void KRRemoteOutputTask::setNumberOfOutputLines(int count)
+{
+    if (count < howManyLines_)
+        linesThatHaveBeenCopied_.clear();
+    if (count == howManyLines_)
+        return;
+    const int earlier = howManyLines_;
+    howManyLines_ = count;
+    if (!table_)
+        return;
+    const bool following = earlier > 0 && followsEnd();
+    table_->noteNumberOfRowsChanged();
+    table_->reloadData();
+    if (following && count > 0)
+        table_->scrollRowToVisible(count - 1);
+}
+
+toolkit::CellValue KRRemoteOutputTask::objectValueForTableColumn(
+    const toolkit::Table&, std::string_view, int row)
+{
+    if (const auto line = linesThatHaveBeenCopied_.find(row); line != linesThatHaveBeenCopied_.end())
+        return line->second;
+    SVRemoteOutputSource* machine = source();
+    if (!machine)
+        return {};
+    // A line that can't be had is kept as an empty one: each line crosses the connection once.
+    return linesThatHaveBeenCopied_[row] = machine->getOutputLineNumber(row, parent_).value_or("");
+}

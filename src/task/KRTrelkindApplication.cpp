@@ -1,0 +1,154 @@
+#include "task/KRTrelkindApplication.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "diagnostics/KRSerialNumber.h"
+#include "platform/FileManager.h"
+#include "platform/Places.h"
+#include "platform/ProcessInfo.h"
+#include "task/Notifications.h"
+#include "task/TaskWrapper.h"
+#include "toolkit/Workspace.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+namespace files = platform::files;
+
+constexpr std::uint32_t kOwnerOnly = 0700;
+constexpr double kSecondsBetweenTableReloads = 30.0;
+
+toolkit::MenuItem fixedFinalItem()
+{
+    toolkit::MenuItem item;
+    item.title = "Add Machine";
+    item.action = "addLSFMachine:";
+    return item;
+}
+
+} // namespace
+
+KRTrelkindApplication::KRTrelkindApplication()
+    : machines_([this](auto& list, const auto& entry) { return controllerFor(list, entry); }),
+      localMachineQueue_(platform::processorCount()), sorvanta_([this] { reloadTable(); })
+{
+    KRSerialNumber::configure();
+    prepareFolders();
+    toolkit::MenuItem& last = menuEntryWithMachines_.add(fixedFinalItem());
+    last.perform = [this](const toolkit::MenuItem&) { addLSFMachine(true); };
+    machineTable_.setDataSource(this);
+    reloadObservation_ = platform::NotificationCenter::defaultCenter().observe(
+        notifications::kReloadMachineList, [this](const auto&) { reloadTable(); });
+    tryToConnectToSorvanta();
+    reloadTableTimer_ = platform::Timer::schedule(
+        kSecondsBetweenTableReloads, platform::Timer::Repeats::Yes, [this] { reloadTable(); });
+}
+
+KRTrelkindApplication::~KRTrelkindApplication()
+{
+    machineTable_.setDataSource(nullptr);
+}
+
+KRTrelkindApplication* KRTrelkindApplication::app()
+{
+    return dynamic_cast<KRTrelkindApplication*>(SVTaskApplication::app());
+}
+
+std::optional<std::string> KRTrelkindApplication::md5ChecksumForFile(const std::string& path)
+{
+    return ::md5ChecksumForFile(path);
+}
+
+std::vector<void*> KRTrelkindApplication::remoteMachinesOfServers()
+{
+    std::vector<void*> engines;
+    if (KRTrelkindApplication* application = app())
+        for (const auto& definition : application->machineControllers_)
+            if (void* engine = definition->engineController(); engine && definition->isConnected())
+                engines.push_back(engine);
+    return engines;
+}
+
+void KRTrelkindApplication::prepareFolders()
+{
+    files::createDirectories(platform::Places::library());
+    const std::string scratch = platform::Places::scratch();
+    files::remove(scratch);
+    files::createDirectory(scratch, kOwnerOnly);
+    files::writeFile(scratch + "/Empty", "");
+}
+
+std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(const std::string& path)
+{
+    toolkit::Workspace::shared().noteRecentDocument(path);
+    const auto open = std::find_if(listOfControllers_.begin(), listOfControllers_.end(),
+        [&path](const auto& controller) { return controller->wrapperName() == path; });
+    if (open != listOfControllers_.end()) {
+        (*open)->window()->orderFront();
+        return *open;
+    }
+    return listOfControllers_.emplace_back(KRTrelkindController::createFromWrapperName(path));
+}
+
+void KRTrelkindApplication::openTask(int answer, const std::vector<std::string>& chosenPaths)
+{
+    if (answer == 1)
+        for (const std::string& path : chosenPaths)
+            openTaskWithName(path);
+}
+
+bool KRTrelkindApplication::applicationOpenFile(const std::string& path)
+{
+    openTaskWithName(path);
+    return true;
+}
+
+void KRTrelkindApplication::removeController(SVTaskController& controller)
+{
+    for (const auto& definition : machineControllers_)
+        definition->removeControllerNumber(controller.serialNumber());
+    std::erase_if(
+        listOfControllers_, [&controller](const auto& listed) { return listed.get() == &controller; });
+}
+
+bool KRTrelkindApplication::applicationShouldTerminate()
+{
+    isOkToTerminate_ = true;
+    platform::NotificationCenter::defaultCenter().post(notifications::kCallMeIfYouDontWantToQuit, this);
+    return isOkToTerminate_;
+}
+
+void KRTrelkindApplication::applicationWillTerminate()
+{
+    for (const auto& definition : machineControllers_)
+        definition->disconnectEngineFromServer();
+}
+
+void KRTrelkindApplication::shouldNotQuit()
+{
+    // Any number of objections give a single message.
+    if (!std::exchange(isOkToTerminate_, false))
+        return;
+    if (const auto& alert = toolkit::Workspace::shared().soundAlert)
+        alert();
+    KRMessageCenter::addMessage("Can not quit while tasks are running.");
+}
+
+void KRTrelkindApplication::sendSorvantaChangeNotification(SVSingleTask& task)
+{
+    if (const SVTaskController* controller = task.controller())
+        sorvanta_.add(controller->wrapperName(), task.numberInProject());
+    if (sorvanta_.isConnected())
+        sorvanta_.trySendingNow(SorvantaLink::Sender::Application);
+}
+
+void KRTrelkindApplication::sendSorvantaChangeNotificationMultiple(
+    const std::vector<std::shared_ptr<SVSingleTask>>& tasks)
+{
+    for (const auto& task : tasks)
+        if (const SVTaskController* controller = task->controller())
+            sorvanta_.add(controller->wrapperName(), task->numberInProject());
+    if (sorvanta_.isConnected())
+        sorvanta_.trySendingNow(SorvantaLink::Sender::Application);
+}

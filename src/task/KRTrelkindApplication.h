@@ -1,0 +1,123 @@
+#pragma once
+
+#include "diagnostics/KRCountLimiter.h"
+#include "platform/MainLoop.h"
+#include "platform/NotificationCenter.h"
+#include "platform/OperationQueue.h"
+#include "task/KRDraggableViewsController.h"
+#include "task/KRTrelkindController.h"
+#include "task/SVTaskApplication.h"
+#include "task/SorvantaLink.h"
+#include "toolkit/Controls.h"
+#include "toolkit/Menu.h"
+#include "toolkit/Table.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The one application object: it prepares the folders that the program needs, keeps the open wrappers and the
+// machine list, decides whether the program may quit, and holds the link to the companion. Main thread, but
+// for the queues and the gate.
+class KRTrelkindApplication : public SVTaskApplication, public toolkit::TableDataSource {
+public:
+    KRTrelkindApplication();
+    ~KRTrelkindApplication() override;
+
+    // Null as long as there is none.
+    static KRTrelkindApplication* app();
+    static std::optional<std::string> md5ChecksumForFile(const std::string& path);
+    static void* localMachine() { return app() ? app()->getLocalMachine() : nullptr; }
+    // The engines of the task servers that are connected; remoteMachines() answers the definitions of
+    // clusters.
+    static std::vector<void*> remoteMachinesOfServers();
+
+    // After the layout was loaded: reads the machine list and the help documents.
+    void awakeFromNib();
+
+    // Any thread.
+    platform::OperationQueue& localMachineQueue() { return localMachineQueue_; }
+    platform::OperationQueue& copyingFilesOnLocalMachine() { return localMachineQueueForFileCopy_; }
+    KRCountLimiter& countLimiter() override { return countLimiter_; }
+
+    // One controller for each path as it is written; a second call brings its window to the front.
+    std::shared_ptr<KRTrelkindController> openTaskWithName(const std::string& path);
+    // The answer of the open panel, 1 for a choice.
+    void openTask(int answer, const std::vector<std::string>& chosenPaths);
+    bool applicationOpenFile(const std::string& path);
+    void removeController(SVTaskController& controller) override;
+    const std::vector<std::shared_ptr<KRTrelkindController>>& listOfControllers() const
+    {
+        return listOfControllers_;
+    }
+
+    // Whether the program may end now.
+    bool applicationShouldTerminate();
+    void applicationWillTerminate();
+    void applicationDidBecomeActive() { tryToConnectToSorvanta(); }
+    void applicationDidResignActive() { tryToConnectToSorvanta(); }
+    void shouldNotQuit() override;
+
+    // The machine list.
+    std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() override
+    {
+        return machines_.controllers();
+    }
+    KRDraggableViewsController& machines() { return machines_; }
+    void saveMachineInformation();
+    void updateMachineInformation();
+    void updateMenuOfMachines();
+    void menuNeedsUpdate(toolkit::Menu& menu);
+    bool menuHasKeyEquivalent() const { return false; }
+    void addLSFMachine(bool senderIsMenuItem);
+    std::shared_ptr<KRTrelkindMachine> controllerFor(
+        KRDraggableViewsController& list, const platform::Value& propertyList);
+    void userActionEndedForDragController();
+    void createMachineConnection();
+    toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }
+    toolkit::Table& machineTable() { return machineTable_; }
+    toolkit::Window& machineWindow() { return machineWindow_; }
+
+    void sendSorvantaChangeNotification(SVSingleTask& task) override;
+    void sendSorvantaChangeNotificationMultiple(
+        const std::vector<std::shared_ptr<SVSingleTask>>& tasks) override;
+    void tryToConnectToSorvanta() { sorvanta_.tryToConnectToSorvanta(); }
+    SorvantaLink& sorvanta() { return sorvanta_; }
+
+    int numberOfRowsInTableView(const toolkit::Table&) override;
+    toolkit::CellValue objectValueForTableColumn(
+        const toolkit::Table&, std::string_view column, int row) override;
+
+    // Documents that come with the program; set before awakeFromNib().
+    std::string resourceFolder;
+    toolkit::TextView helpCreateTask;
+    toolkit::TextView helpOverview;
+    toolkit::TextView helpRunningJobs;
+    toolkit::TextView helpSettingMachines;
+
+private:
+    void prepareFolders();
+    void* getLocalMachine() const { return nullptr; }
+    void reloadTable() { machineTable_.reloadData(); }
+    std::shared_ptr<KRTrelkindMachine> makeMachine(const std::string& kind) const;
+    toolkit::MenuItem menuItemForMachine(std::string title, std::any representedObject);
+    void runOnSpecificMachine(const std::any& representedObject);
+    bool isReusable(int menuIndex) const;
+
+    std::vector<std::shared_ptr<KRTrelkindController>> listOfControllers_;
+    // The fixed last item lets the user add a machine; the machines stand before it.
+    toolkit::Menu menuEntryWithMachines_;
+    toolkit::Window machineWindow_;
+    toolkit::Table machineTable_;
+    std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
+    KRDraggableViewsController machines_;
+    bool machineListIsUnreadable_ = false;
+    bool isOkToTerminate_ = true;
+    KRCountLimiter countLimiter_;
+    platform::OperationQueue localMachineQueue_;
+    platform::OperationQueue localMachineQueueForFileCopy_;
+    SorvantaLink sorvanta_;
+    std::unique_ptr<platform::Timer> reloadTableTimer_;
+    std::unique_ptr<platform::NotificationCenter::Observation> reloadObservation_;
+};

@@ -1,0 +1,178 @@
+// The machine list of the application object, the menus that offer it, and its table.
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/FileManager.h"
+#include "platform/Places.h"
+#include "platform/PropertyList.h"
+#include "task/KRTrelkindApplication.h"
+#include "task/Notifications.h"
+
+#include <fmt/format.h>
+
+namespace {
+
+constexpr const char* kClusterKind = "LSF";
+constexpr int kFixedItemsOfRunMenu = 2;
+
+std::string machineListPath()
+{
+    return platform::Places::library() + "/Machines.plist";
+}
+
+} // namespace
+
+void KRTrelkindApplication::awakeFromNib()
+{
+    using Status = platform::propertylist::ReadResult::Status;
+    const auto stored = platform::propertylist::readFile(machineListPath());
+    machineListIsUnreadable_ =
+        stored.status == Status::Unreadable || (stored.status == Status::Read && !stored.value.array());
+    if (machineListIsUnreadable_)
+        KRMessageCenter::addMessage("Could not read Machines.plist.",
+            stored.status == Status::Read
+                ? fmt::format("{}: an array was expected at its root.", machineListPath())
+                : stored.reason);
+    machines_.fillFromPropertyList(stored.value);
+    machines_.forceViewReset();
+    machines_.setAcceptableDragTypes({"SV Machine Definition"});
+
+    const auto readHelp = [this](const char* name, toolkit::TextView& view) {
+        view.string =
+            platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or("");
+    };
+    readHelp("HelpCreateTask", helpCreateTask);
+    readHelp("HelpOverview", helpOverview);
+    readHelp("HelpRunningJobs", helpRunningJobs);
+    readHelp("HelpSettingMachines", helpSettingMachines);
+}
+
+void KRTrelkindApplication::saveMachineInformation()
+{
+    if (machineListIsUnreadable_) {
+        KRMessageCenter::addMessage("Could not save the machine list.",
+            fmt::format("{} can't be read and is not written over. Remove or mend it and start again.",
+                machineListPath()));
+        return;
+    }
+    platform::propertylist::writeAtomically(machines_.propertyList(), machineListPath());
+}
+
+void KRTrelkindApplication::updateMachineInformation()
+{
+    saveMachineInformation();
+    updateMenuOfMachines();
+}
+
+std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::makeMachine(const std::string& kind) const
+{
+    const auto maker = KRTrelkindMachine::kinds().find(kind);
+    return maker == KRTrelkindMachine::kinds().end() ? nullptr : maker->second();
+}
+
+std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
+    KRDraggableViewsController&, const platform::Value& propertyList)
+{
+    const std::string kind = propertyList.textFor("Type").value_or(kClusterKind);
+    if (kind != kClusterKind) {
+        KRMessageCenter::addMessage("Unkown type");
+        return nullptr;
+    }
+    auto machine = makeMachine(kind);
+    if (!machine)
+        return nullptr;
+    machine->finishConnections();
+    machine->close();
+    machine->fillFromPropertyList(propertyList);
+    return machine;
+}
+
+void KRTrelkindApplication::addLSFMachine(bool senderIsMenuItem)
+{
+    auto machine = makeMachine(kClusterKind);
+    if (!machine)
+        return;
+    machine->finishConnections();
+    if (senderIsMenuItem)
+        machineWindow_.orderFront();
+    machines_.addControllerToEnd(std::move(machine));
+    userActionEndedForDragController();
+}
+
+void KRTrelkindApplication::userActionEndedForDragController()
+{
+    machines_.forceViewReset();
+    saveMachineInformation();
+}
+
+void KRTrelkindApplication::createMachineConnection()
+{
+    platform::NotificationCenter::defaultCenter().post(notifications::kConnectToServer, this);
+}
+
+void KRTrelkindApplication::runOnSpecificMachine(const std::any& representedObject)
+{
+    if (!listOfControllers_.empty())
+        listOfControllers_.back()->runOnSpecificMachine(representedObject);
+}
+
+toolkit::MenuItem KRTrelkindApplication::menuItemForMachine(std::string title, std::any representedObject)
+{
+    toolkit::MenuItem item;
+    item.title = std::move(title);
+    item.action = "runOnSpecificMachine:";
+    item.representedObject = std::move(representedObject);
+    item.perform = [this](
+                       const toolkit::MenuItem& sender) { runOnSpecificMachine(sender.representedObject); };
+    return item;
+}
+
+// The final item is fixed, and a separator parts it from the machines.
+bool KRTrelkindApplication::isReusable(int menuIndex) const
+{
+    return menuIndex < menuEntryWithMachines_.count() - 1
+        && !menuEntryWithMachines_.item(menuIndex).isSeparator;
+}
+
+void KRTrelkindApplication::updateMenuOfMachines()
+{
+    toolkit::Menu& menu = menuEntryWithMachines_;
+    const auto& list = machines_.controllers();
+    const int count = static_cast<int>(list.size());
+    for (int i = 0; i < count; ++i) {
+        const auto& machine = list[static_cast<std::size_t>(i)];
+        if (isReusable(i)) {
+            menu.item(i).title = machine->machineDescription();
+            menu.item(i).representedObject = machine;
+        } else {
+            menu.insert(i, menuItemForMachine(machine->machineDescription(), machine));
+        }
+    }
+    while (isReusable(count))
+        menu.remove(count);
+    if (menu.count() == count + 1)
+        menu.insert(count, toolkit::MenuItem::separator());
+}
+
+void KRTrelkindApplication::menuNeedsUpdate(toolkit::Menu& menu)
+{
+    while (menu.count() > kFixedItemsOfRunMenu)
+        menu.remove(menu.count() - 1);
+    for (const auto& machine : machines_.controllers())
+        for (const std::string& queue : machine->queuNames())
+            menu.add(menuItemForMachine(fmt::format("{} : {}", machine->machineDescription(), queue),
+                KRTrelkindController::RunTarget{machine, queue}));
+}
+
+int KRTrelkindApplication::numberOfRowsInTableView(const toolkit::Table&)
+{
+    return static_cast<int>(machines_.controllers().size());
+}
+
+toolkit::CellValue KRTrelkindApplication::objectValueForTableColumn(
+    const toolkit::Table&, std::string_view, int row)
+{
+    const auto index = static_cast<std::size_t>(row);
+    const auto& list = machines_.controllers();
+    return row >= 0 && index < list.size() ? toolkit::CellValue(list[index]->machineDescription())
+                                           : toolkit::CellValue();
+}

@@ -1,0 +1,413 @@
+#include "task/KRTrelkindController.h"
+
+#include "diagnostics/Exception.h"
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/FileManager.h"
+#include "platform/Paths.h"
+#include "platform/PropertyList.h"
+#include "task/Notifications.h"
+#include "task/SVTaskApplication.h"
+#include "task/SVTrelkindEngineLocal.h"
+#include "task/UploadPreparation.h"
+#include "toolkit/Workspace.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+
+namespace files = platform::files;
+using platform::Value;
+
+std::int64_t upToCount = 0;
+
+bool isBareFileName(const std::string& name)
+{
+    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
+}
+
+} // namespace
+
+KRTrelkindController::SetupMaker& KRTrelkindController::setupMaker()
+{
+    static SetupMaker maker;
+    return maker;
+}
+
+std::shared_ptr<KRTrelkindController> KRTrelkindController::createFromWrapperName(const std::string& path)
+{
+    std::shared_ptr<KRTrelkindController> controller(new KRTrelkindController(path));
+    controller->loadWindow();
+    controller->insertTextIntoFields();
+    controller->finishWindowSetup();
+    controller->views_->window.orderFront();
+    return controller;
+}
+
+KRTrelkindController::KRTrelkindController(const std::string& initWithWrapperName)
+    : serialNumber_(upToCount++)
+{
+    observeNotifications();
+    wrapper_ = TaskWrapper::read(initWithWrapperName);
+    makeTasks();
+}
+
+KRTrelkindController::~KRTrelkindController()
+{
+    observations_.clear();
+    for (const auto& task : taskInformation_)
+        task->removeFromProject();
+    if (engine_)
+        engine_->disconnectFromTaskController();
+}
+
+void KRTrelkindController::observeNotifications()
+{
+    auto& center = platform::NotificationCenter::defaultCenter();
+    const auto observe = [&](const char* name, platform::NotificationCenter::Handler handler) {
+        observations_.push_back(center.observe(name, std::move(handler)));
+    };
+    observe(notifications::kEngineDisconnected,
+        [this](const auto& notification) { engineDisconnected(notification); });
+    observe(notifications::kReloadMachineList, [this](const auto&) { fillEnginesAgain(); });
+    observe(notifications::kWindowClosed, [this](const auto&) { fillEnginesAgain(); });
+    observe(notifications::kCallMeIfYouDontWantToQuit, [this](const auto&) { checkIfCanQuit(); });
+}
+
+void KRTrelkindController::makeTasks()
+{
+    const auto descriptions = wrapper_.taskDescriptions();
+    taskInformation_.reserve(descriptions.size());
+    for (const Value& description : descriptions)
+        taskInformation_.push_back(
+            SVSingleTask::createInsideProject(this, static_cast<int>(taskInformation_.size()), description));
+}
+
+std::optional<std::string> KRTrelkindController::xCodeProject() const
+{
+    return wrapper_.storedInformation.textFor("Project Name");
+}
+
+toolkit::Table* KRTrelkindController::outputTable() const
+{
+    return views_ ? &views_->outputFromProgram : nullptr;
+}
+
+toolkit::Window* KRTrelkindController::window() const
+{
+    return views_ ? &views_->window : nullptr;
+}
+
+void KRTrelkindController::loadWindow()
+{
+    views_ = std::make_unique<TrelkindWindow>();
+    for (toolkit::Table* table : {&views_->taskList, &views_->fileTable, &views_->dataFileContent}) {
+        table->setDataSource(this);
+        table->setDelegate(this);
+    }
+    views_->outputFromProgram.setDataSource(this);
+}
+
+void KRTrelkindController::insertTextIntoFields()
+{
+    views_->executable.stringValue = executable().value_or("");
+    views_->window.setTitle(wrapperName());
+    views_->howMuchIsDoneField.stringValue =
+        fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size());
+    views_->writeUp.string = files::readFile(wrapperName() + "/Info.rtfd/TXT.rtf").value_or("");
+    views_->setupDescription.string =
+        files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or("");
+    views_->xCodeProjectLocation.stringValue = xCodeProject().value_or("");
+}
+
+void KRTrelkindController::finishWindowSetup()
+{
+    const auto stored = platform::propertylist::readFile(wrapperName() + "/Remote Machine.plist");
+    if (stored.status == platform::propertylist::ReadResult::Status::Unreadable)
+        KRMessageCenter::addMessage("Could not read Remote Machine.plist.", stored.reason);
+    const auto host = stored.value.textFor("Host");
+    SVTaskApplication* app = SVTaskApplication::app();
+    if (!host || !app)
+        return;
+    for (const auto& machine : app->remoteMachines()) {
+        if (machine->machineName() != *host)
+            continue;
+        connectMachine(*machine, stored.value.textFor("Queue").value_or(""));
+        if (engine_)
+            engine_->updateStatus();
+        return;
+    }
+}
+
+void KRTrelkindController::connectMachine(KRTrelkindMachine& machine, const std::string& queue)
+{
+    if (engine_)
+        return;
+    engine_ = machine.createTaskFor(*this, queue);
+    addViewForEngine();
+}
+
+void KRTrelkindController::addViewForEngine()
+{
+    toolkit::View* panel = engine_ ? engine_->settingsView() : nullptr;
+    if (!panel || !views_)
+        return;
+    toolkit::Rect& fixed = views_->fixedPartOfView.frame;
+    const double height = panel->frame.height;
+    panel->frame = {0, 0, fixed.width, height};
+    fixed.y += height;
+    fixed.height -= height;
+    if (toolkit::View* parent = views_->fixedPartOfView.superview())
+        parent->addSubview(*panel);
+}
+
+void KRTrelkindController::changeInTask(SVSingleTask& task)
+{
+    if (!views_)
+        return;
+    views_->taskList.reloadData();
+    if (selectedTask().get() == &task)
+        reloadFileTables();
+}
+
+void KRTrelkindController::reloadTaskList()
+{
+    if (views_)
+        views_->taskList.reloadData();
+}
+
+void KRTrelkindController::startedComputingTask(SVSingleTask&, SVTaskMachine*)
+{
+    fillEngines();
+}
+
+void KRTrelkindController::finishedTask(SVSingleTask&, SVTaskMachine*)
+{
+    fillEngines();
+    if (const auto& note = toolkit::Workspace::shared().noteFileSystemChanged)
+        note(wrapperName());
+    reloadTaskList();
+}
+
+void KRTrelkindController::changeRunningStatus(SVSingleTask&, const std::string&, SVTaskMachine*)
+{
+    reloadTaskList();
+}
+
+void KRTrelkindController::cancelAllJobs()
+{
+    reloadTaskList();
+}
+
+void KRTrelkindController::engineDisconnected(const platform::Notification& notification)
+{
+    if (auto* machine = static_cast<SVTaskMachine*>(notification.object))
+        for (const auto& task : taskInformation_)
+            task->engineGotDisconnected(*machine);
+    reloadTaskList();
+}
+
+void KRTrelkindController::startLocalTask()
+{
+    if (engine_)
+        return;
+    engine_ = std::make_shared<SVTrelkindEngineLocal>(this);
+    addViewForEngine();
+}
+
+void KRTrelkindController::startOnRemoteMachine(const std::any& representedObject)
+{
+    if (startingUpOn_)
+        startingUpOn_->orderFront();
+    else if (setupMaker())
+        startingUpOn_ = setupMaker()(*this, representedObject);
+}
+
+void KRTrelkindController::runOnSpecificMachine(const std::any& representedObject)
+{
+    try {
+        if (const auto* target = std::any_cast<RunTarget>(&representedObject); target && target->machine)
+            connectMachine(*target->machine, target->name);
+    } catch (...) {
+        KRMessageCenter::addMessage("Problem", diagnostics::currentException());
+    }
+}
+
+void KRTrelkindController::endAllTasks()
+{
+    if (!engine_)
+        return;
+    engine_->disconnect();
+    toolkit::View* panel = engine_->settingsView();
+    if (!panel)
+        return;
+    if (views_) {
+        const double height = panel->frame.height;
+        views_->fixedPartOfView.frame.y -= height;
+        views_->fixedPartOfView.frame.height += height;
+    }
+    panel->removeFromSuperview();
+    // The engine may be the caller: it goes at the end of the event.
+    platform::MainLoop::main().post([engine = std::move(engine_)] {});
+    engine_ = nullptr;
+}
+
+void KRTrelkindController::stopTask()
+{
+    waitingToStop_ = true;
+    for (const auto& task : taskInformation_) {
+        if (task->taskIsFinished())
+            continue;
+        if (task->hasBeenCommitted())
+            task->abortRun();
+        else
+            task->setShouldBeRun(false);
+    }
+    reloadTaskList();
+}
+
+void KRTrelkindController::clearAbortedTasks()
+{
+    for (const auto& task : taskInformation_)
+        if (task->taskWasAborted())
+            task->clearData();
+}
+
+void KRTrelkindController::invalidateSelection()
+{
+    if (!views_)
+        return;
+    std::vector<std::shared_ptr<SVSingleTask>> selected;
+    for (const int row : views_->taskList.selectedRows())
+        if (const auto task = taskForRow(row))
+            selected.push_back(task);
+    for (const auto& task : selected)
+        task->removeComputedResults();
+    reloadTaskList();
+    if (SVTaskApplication* app = SVTaskApplication::app())
+        app->sendSorvantaChangeNotificationMultiple(selected);
+}
+
+void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vector<std::string>& chosenFiles)
+{
+    if (returnCode != 1 || chosenFiles.empty() || chosenFiles.front().empty())
+        return;
+    if (wrapper_.executableIsUnreadable) {
+        KRMessageCenter::addMessage("Could not read Executable.plist.",
+            fmt::format("{}/Executable.plist can't be read and is not written over. Remove or mend it first.",
+                wrapperName()));
+        return;
+    }
+    const std::string chosen = platform::paths::abbreviatingWithTilde(chosenFiles.front());
+    if (wrapper_.executable) {
+        // Only a bare name lies in the wrapper's top level; anything else would remove what is not ours.
+        const std::string& name = *wrapper_.executable;
+        if (!isBareFileName(name) || !files::remove(wrapperName() + "/" + name)) {
+            KRMessageCenter::addMessage("Could not remove the existing executable.");
+            return;
+        }
+        wrapper_.executable.reset();
+    }
+    std::optional<std::string> name = platform::paths::lastComponent(chosen);
+    if (!files::copy(platform::paths::expandingTilde(chosen), wrapperName() + "/" + *name)) {
+        KRMessageCenter::addMessage("Could not copy in the new executable.");
+        name.reset();
+    }
+    wrapper_.executable = name;
+    wrapper_.originalExecutable = chosen;
+    if (views_)
+        views_->executable.stringValue = name.value_or("");
+    Value::Dictionary stored{{"OriginalExecutable", chosen}};
+    if (name)
+        stored["Executable"] = *name;
+    platform::propertylist::writeAtomically(std::move(stored), wrapperName() + "/Executable.plist");
+}
+
+void KRTrelkindController::prepareForUpload()
+{
+    if (const auto project = xCodeProject())
+        UploadPreparation{wrapperName(), *project, executable(), taskInformation_.size()}.run();
+}
+
+void KRTrelkindController::xCodeProjectChanged()
+{
+    if (!views_ || views_->xCodeProjectLocation.stringValue == xCodeProject().value_or(""))
+        return;
+    const std::string path = wrapperName() + "/Info.plist";
+    if (wrapper_.infoIsUnreadable) {
+        KRMessageCenter::addMessage("Could not read Info.plist.",
+            fmt::format("{} can't be read and is not written over. Remove or mend it first.", path));
+        return;
+    }
+    wrapper_.storedInformation.mutableDictionary()["Project Name"] = views_->xCodeProjectLocation.stringValue;
+    platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
+}
+
+void KRTrelkindController::machinesAddedSubtracted(int senderState)
+{
+    if (senderState != 0)
+        fillEngines();
+}
+
+void KRTrelkindController::saveWriteUpIfNeeded()
+{
+    if (!writeUpChanged_ || !views_)
+        return;
+    const std::string package = wrapperName() + "/Info.rtfd";
+    files::createDirectory(package);
+    files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
+    writeUpChanged_ = false;
+}
+
+bool KRTrelkindController::validateMenuItem(const std::string& action) const
+{
+    if (action == "runOnSpecificMachine:" || action == "startLocalTask:")
+        return !engine_ && !everythingIsFilled_;
+    if (action == "prepareForUpload:")
+        return wrapper_.storedInformation.find("Project Name") != nullptr;
+    if (action == "clearAbortedTasks:")
+        return (!engine_ || !engine_->isRunning())
+            && std::any_of(taskInformation_.begin(), taskInformation_.end(),
+                [](const auto& task) { return task->taskWasAborted(); });
+    if (action == "endAllTasks:")
+        return engine_ && !everythingIsFilled_;
+    return false;
+}
+
+bool KRTrelkindController::anyTaskHasBeenCommitted() const
+{
+    return std::any_of(taskInformation_.begin(), taskInformation_.end(),
+        [](const auto& task) { return task->hasBeenCommitted(); });
+}
+
+bool KRTrelkindController::windowShouldClose()
+{
+    saveWriteUpIfNeeded();
+    if (anyTaskHasBeenCommitted() || howManyTasksAreRunning_ != 0) {
+        KRMessageCenter::addMessage("Can not close the window while a task is running.",
+            "Can not close the window while tasks are running.  Stop execution first.");
+        if (const auto& alert = toolkit::Workspace::shared().soundAlert)
+            alert();
+        return false;
+    }
+    waitingToStop_ = true;
+    for (const auto& task : taskInformation_)
+        task->removeFromProject();
+    views_.reset();
+    const auto self = shared_from_this();
+    if (SVTaskApplication* app = SVTaskApplication::app())
+        app->removeController(*this);
+    if (engine_)
+        engine_->disconnectFromTaskController();
+    platform::MainLoop::main().post([self] {}); // Whoever called may still use the controller in this event.
+    platform::NotificationCenter::defaultCenter().post(notifications::kWindowClosed, this);
+    return true;
+}
+
+void KRTrelkindController::checkIfCanQuit()
+{
+    if (anyTaskHasBeenCommitted())
+        if (SVTaskApplication* app = SVTaskApplication::app())
+            app->shouldNotQuit();
+}

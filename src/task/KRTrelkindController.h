@@ -1,0 +1,142 @@
+#pragma once
+
+#include "platform/NotificationCenter.h"
+#include "task/KRTrelkindMachine.h"
+#include "task/SVSingleTask.h"
+#include "task/SVTaskController.h"
+#include "task/SVTrelkindEngine.h"
+#include "task/TaskWrapper.h"
+#include "task/TrelkindWindow.h"
+#include "toolkit/Menu.h"
+#include "toolkit/Table.h"
+
+#include <any>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The controller of one open wrapper and its window: it owns the tasks, holds at most one engine, is the
+// source of the tables on which the user follows the batch, and carries out what the user asks for. Main
+// thread.
+//
+// Its views go when the window has closed; what engines and tasks tell after that is harmless.
+class KRTrelkindController : public SVTaskController,
+                             public toolkit::TableDataSource,
+                             public toolkit::TableDelegate,
+                             public std::enable_shared_from_this<KRTrelkindController> {
+public:
+    // Reads the wrapper, makes the window, reconnects to the machine that the wrapper was bound to, and
+    // brings the window to the front. A wrapper whose files are missing opens with what there is.
+    static std::shared_ptr<KRTrelkindController> createFromWrapperName(const std::string& path);
+    ~KRTrelkindController() override;
+
+    const std::string& wrapperName() const override { return wrapper_.wrapperName; }
+    std::int64_t serialNumber() const override { return serialNumber_; }
+    const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const override
+    {
+        return taskInformation_;
+    }
+    const std::optional<std::string>& executable() const override { return wrapper_.executable; }
+    const std::optional<std::string>& executableMD5() const override { return wrapper_.executableMD5; }
+    const std::optional<std::vector<std::string>>& inputFiles() const override { return wrapper_.inputFiles; }
+    std::optional<std::string> xCodeProject() const override;
+    std::string arguments() const override { return {}; }
+    toolkit::Table* outputTable() const override;
+    toolkit::Window* window() const;
+    TrelkindWindow* views() { return views_.get(); } // Null once the window has closed.
+    SVTrelkindEngine* engine() const { return engine_.get(); }
+    toolkit::Menu contextMenuForRow(int row) const;
+
+    // Called by engines and tasks.
+    void changeInTask(SVSingleTask& task) override;
+    void reloadTaskList() override;
+    void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
+    void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
+    void changeRunningStatus(
+        SVSingleTask& task, const std::string& toString, SVTaskMachine* withEngine) override;
+    // Who assigns tasks to machines will do these two.
+    void putTaskBackIntoQue(SVSingleTask&) override { }
+    void fillEngines() override { }
+    void cancelAllJobs() override;
+    void engineDisconnected(const platform::Notification& notification);
+
+    // User actions.
+    void startLocalTask();
+    void startOnRemoteMachine(const std::any& representedObject);
+    void runOnSpecificMachine(const std::any& representedObject);
+    void endAllTasks() override;
+    void stopTask();
+    void clearAbortedTasks();
+    void invalidateSelection();
+    void runSelectionNext() { }
+    void terminateSelection() { }
+    // The panel for a new executable begins at this path; nothing when there is none.
+    std::optional<std::string> changeExecutable() const { return wrapper_.originalExecutable; }
+    // The panel has ended; the return code 1 stands for a choice.
+    void changeAppPanelDidEnd(int returnCode, const std::vector<std::string>& chosenFiles);
+    void prepareForUpload();
+    void xCodeProjectChanged();
+    void changeXcodeProject() { }
+    void machinesAddedSubtracted(int senderState);
+    void fillEnginesAgain() { }
+    void textDidChange() { writeUpChanged_ = true; }
+    void textDidEndEditing() { saveWriteUpIfNeeded(); }
+    void willSelectTabViewItem() { saveWriteUpIfNeeded(); }
+    bool validateMenuItem(const std::string& action) const;
+    bool windowShouldClose();
+    void checkIfCanQuit();
+    void readInStandardOut();
+
+    void connectMachine(KRTrelkindMachine& machine, const std::string& queue);
+
+    // What "Machine" and "Name" of a menu item stand for.
+    struct RunTarget {
+        std::shared_ptr<KRTrelkindMachine> machine;
+        std::string name;
+    };
+    // The set-up in progress on a cluster machine, made by whoever brings one.
+    using SetupMaker = std::function<std::shared_ptr<toolkit::Window>(
+        KRTrelkindController& newForTask, const std::any& forMachine)>;
+    static SetupMaker& setupMaker();
+
+    int numberOfRowsInTableView(const toolkit::Table&) override;
+    toolkit::CellValue objectValueForTableColumn(
+        const toolkit::Table&, std::string_view column, int row) override;
+    void tableViewSelectionDidChange(toolkit::Table&) override;
+
+private:
+    explicit KRTrelkindController(const std::string& initWithWrapperName);
+    void observeNotifications();
+    void makeTasks();
+    void loadWindow();
+    void insertTextIntoFields();
+    void finishWindowSetup();
+    void addViewForEngine();
+    void saveWriteUpIfNeeded();
+    bool anyTaskHasBeenCommitted() const;
+
+    std::shared_ptr<SVSingleTask> taskForRow(int row) const;
+    std::shared_ptr<SVSingleTask> selectedTask() const;
+    std::optional<std::string> selectedFile() const;
+    const SVFileContent* selectedContent() const;
+    toolkit::CellValue taskCell(std::string_view column, int row) const;
+    toolkit::CellValue fileCell(std::string_view column, int row) const;
+    toolkit::CellValue dataFileCell(std::string_view column, int row) const;
+    void showOutputOfSelection();
+    void reloadFileTables();
+
+    std::unique_ptr<TrelkindWindow> views_;
+    TaskWrapper wrapper_;
+    std::int64_t serialNumber_;
+    std::shared_ptr<SVTrelkindEngine> engine_;
+    bool everythingIsFilled_ = false; // Always false; it gates menu items.
+    std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
+    int howManyTasksAreFinished_ = 0;
+    int howManyTasksAreRunning_ = 0;
+    int howManyTasksAreWaiting_ = 0;
+    bool waitingToStop_ = false;
+    bool writeUpChanged_ = false;
+    std::shared_ptr<toolkit::Window> startingUpOn_;
+    std::vector<std::unique_ptr<platform::NotificationCenter::Observation>> observations_;
+};

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/Value.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class SVTaskController;
+class SVTrelkindEngine;
+
+// The definition of a machine that takes whole batches: an entry of the machine list. Main thread.
+class KRTrelkindMachine {
+public:
+    virtual ~KRTrelkindMachine() = default;
+
+    virtual std::string machineName() const = 0;
+    virtual std::string machineDescription() const = 0;
+    virtual std::vector<std::string> queuNames() const = 0;
+    virtual std::shared_ptr<SVTrelkindEngine> createTaskFor(
+        SVTaskController& controller, const std::string& queue) = 0;
+
+    virtual void fillFromPropertyList(const platform::Value&) = 0;
+    // A dictionary for the machine list; null when it can't be had.
+    virtual platform::Value propertyList() const = 0;
+    virtual void finishConnections() { }
+    virtual void close() { }
+    virtual std::string className() const = 0;
+
+    // The kinds of machine by the name that the machine list gives them. Whoever brings a kind enters it at
+    // start-up.
+    using Maker = std::function<std::shared_ptr<KRTrelkindMachine>()>;
+    static std::map<std::string, Maker>& kinds();
+};
+
+// A machine on which a task server runs, as the application sees it.
+class SVMachineDefinition {
+public:
+    virtual ~SVMachineDefinition() = default;
+    virtual bool isConnected() const = 0;
+    virtual void* engineController() const = 0; // Null when there is none.
+    virtual void removeControllerNumber(std::int64_t serialNumber) = 0;
+    virtual void disconnectEngineFromServer() = 0;
+};

@@ -1,0 +1,148 @@
+#include "task/SVEngineController.h"
+
+#include "diagnostics/KRComputationalThread.h"
+#include "diagnostics/KRCountLimiter.h"
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/FileManager.h"
+#include "task/SVTaskApplication.h"
+#include "task/ScriptRun.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+
+// A place at the gate for as long as this lives; without an application there is no gate.
+class Access {
+public:
+    Access() : gate_(SVTaskApplication::app() ? &SVTaskApplication::app()->countLimiter() : nullptr)
+    {
+        if (gate_)
+            gate_->requestAccess();
+    }
+    ~Access()
+    {
+        if (gate_)
+            gate_->returnAccess();
+    }
+    Access(const Access&) = delete;
+    Access& operator=(const Access&) = delete;
+
+private:
+    KRCountLimiter* gate_;
+};
+
+} // namespace
+
+const std::shared_ptr<SVEngineController>& SVEngineController::localMachine()
+{
+    static const auto machine = std::make_shared<SVEngineController>();
+    return machine;
+}
+
+SVEngineController::RemoteMaker& SVEngineController::remoteMaker()
+{
+    static RemoteMaker maker;
+    return maker;
+}
+
+std::shared_ptr<SVEngineController> SVEngineController::remoteMachine(const std::string& name)
+{
+    return remoteMaker() && !name.empty() ? remoteMaker()(name) : nullptr;
+}
+
+void SVEngineController::setMaxTaskNumber(int limit)
+{
+    if (limit < 1)
+        return;
+    maxTaskNumber_ = limit;
+    if (hasRoom())
+        startTask();
+}
+
+void SVEngineController::addTask(const std::shared_ptr<SVSingleTask>& task)
+{
+    if (!task)
+        return;
+    tasksWaiting_.push_back(task);
+    task->submittedToWaitingQueOn(*this);
+    if (hasRoom())
+        startTask();
+}
+
+void SVEngineController::startTask()
+{
+    if (tasksWaiting_.empty())
+        return;
+    const auto task = tasksWaiting_.front();
+    tasksWaiting_.erase(tasksWaiting_.begin());
+    tasksRunning_.push_back(task);
+    task->startedOn(*this);
+    KRComputationalThread::forObject(shared_from_this(), &SVEngineController::runASingleTask, task,
+        &SVEngineController::finishedRunningTask);
+}
+
+std::shared_ptr<SVSingleTask> SVEngineController::runASingleTask(std::shared_ptr<SVSingleTask> task)
+{
+    const Access access;
+    const SVTaskController* controller = task->controller();
+    if (!controller)
+        return task;
+    const std::string folder = task->folderName() + "/";
+    const auto end = ScriptRun{fmt::format("{}/MacOSX/{}", controller->wrapperName(),
+                                   controller->executable().value_or("")),
+        folder, controller->arguments(), kOlderMarkers, [&task] { return task->shouldAbort(); },
+        platform::sleepFor}
+                         .run();
+    if (end == ScriptRun::End::Aborted)
+        task->removeComputedResults();
+    platform::files::remove(folder + kOlderMarkers.script);
+    platform::files::remove(folder + kOlderMarkers.started);
+    return task;
+}
+
+void SVEngineController::finishedRunningTask(std::shared_ptr<SVSingleTask> task)
+{
+    if (task) {
+        std::erase(tasksRunning_, task);
+        if (task->shouldAbort()) {
+            task->removeComputedResults();
+            task->aborted();
+            if (SVTaskController* controller = task->controller())
+                controller->reloadTaskList();
+        } else {
+            task->finishedOn(*this);
+        }
+    }
+    if (hasRoom())
+        startTask();
+}
+
+void SVEngineController::abortJob(SVSingleTask& task)
+{
+    const auto place = std::find_if(tasksWaiting_.begin(), tasksWaiting_.end(),
+        [&task](const auto& waiting) { return waiting.get() == &task; });
+    if (place == tasksWaiting_.end())
+        return;
+    const auto held = *place;
+    tasksWaiting_.erase(place);
+    held->aborted();
+    held->removeComputedResults();
+    if (SVTaskController* controller = held->controller())
+        controller->fillEngines();
+}
+
+std::vector<std::shared_ptr<SVSingleTask>> SVEngineController::currentTasksWaitingForOwner(
+    const SVTaskController* owner) const
+{
+    std::vector<std::shared_ptr<SVSingleTask>> tasks;
+    std::copy_if(tasksWaiting_.begin(), tasksWaiting_.end(), std::back_inserter(tasks),
+        [owner](const auto& task) { return task->controller() == owner; });
+    return tasks;
+}
+
+std::shared_ptr<KRMessageCenter> SVEngineController::messageController() const
+{
+    return KRMessageCenter::sharedMessageCenter();
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "task/SVSingleTask.h"
+#include "task/SVTaskMachine.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+class KRMessageCenter;
+
+// A machine of the older generation: a queue of single tasks and a limit of how many run together. This class
+// is this computer; a task server derives from it. Nothing assigns tasks to machines at present, so that the
+// path stands ready and idle. Main thread, but for runASingleTask().
+class SVEngineController : public SVTaskMachine, public std::enable_shared_from_this<SVEngineController> {
+public:
+    static const std::shared_ptr<SVEngineController>& localMachine();
+    // The machine of a task server by its name; null as long as no maker is set, and for an empty name.
+    static std::shared_ptr<SVEngineController> remoteMachine(const std::string& name);
+    using RemoteMaker = std::function<std::shared_ptr<SVEngineController>(const std::string& name)>;
+    static RemoteMaker& remoteMaker();
+
+    bool isLocal() const override { return true; }
+    std::optional<std::string> machineName() const override { return "This Computer"; }
+
+    int maxTaskNumber() const { return maxTaskNumber_; }
+    // A limit below 1 is ignored. With room below the new one, one more task starts.
+    void setMaxTaskNumber(int limit);
+    void setHowManyConcurrentTasks(int limit) { setMaxTaskNumber(limit); }
+
+    virtual void addTask(const std::shared_ptr<SVSingleTask>& task);
+    void startTask();
+    // Runs a task's program on a worker thread, under the application's gate; answers the task.
+    std::shared_ptr<SVSingleTask> runASingleTask(std::shared_ptr<SVSingleTask> task);
+    void finishedRunningTask(std::shared_ptr<SVSingleTask> task);
+    // Takes back a task that still waits.
+    void abortJob(SVSingleTask& task) override;
+    bool removeTask(SVSingleTask&, const SVTaskController*) { return false; }
+
+    int numberOfTotalTasksWaiting() const { return static_cast<int>(tasksWaiting_.size()); }
+    std::vector<std::shared_ptr<SVSingleTask>> currentTasksForOwner(const SVTaskController*) const
+    {
+        return {};
+    }
+    std::vector<std::shared_ptr<SVSingleTask>> currentTasksWaitingForOwner(
+        const SVTaskController* owner) const;
+    const std::vector<std::shared_ptr<SVSingleTask>>& tasksRunning() const { return tasksRunning_; }
+
+    // Makes a worker's messages go to the shared center.
+    std::shared_ptr<KRMessageCenter> messageController() const;
+
+protected:
+    bool hasRoom() const { return static_cast<int>(tasksRunning_.size()) < maxTaskNumber_; }
+
+    int maxTaskNumber_ = 1;
+    std::vector<std::shared_ptr<SVSingleTask>> tasksRunning_;
+    std::vector<std::shared_ptr<SVSingleTask>> tasksWaiting_;
+};

@@ -1,0 +1,223 @@
+#include "task/SVSingleTask.h"
+
+#include "task/SVTaskApplication.h"
+#include "task/TaskWrapper.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+namespace files = platform::files;
+
+constexpr const char* kProgressFile = "SVProgress";
+constexpr double kMostPercent = 100;
+
+bool isHidden(std::string_view name)
+{
+    return name.starts_with('.') || name.starts_with("VTask_") || name == kProgressFile;
+}
+
+} // namespace
+
+std::shared_ptr<SVSingleTask> SVSingleTask::createInsideProject(
+    SVTaskController* project, int sequenceNumber, const platform::Value& information)
+{
+    if (!project)
+        return nullptr;
+    std::shared_ptr<SVSingleTask> task(new SVSingleTask(*project, sequenceNumber, information));
+    task->updateBasedOnContent();
+    return task;
+}
+
+SVSingleTask::SVSingleTask(SVTaskController& project, int number, const platform::Value& information)
+    : insideProject_(&project), numberInProject_(number),
+      timeValue_(numberOfValue(information.find("Time Value"))),
+      argumentFlag_(textOfValue(information.find("Argument")))
+{ }
+
+SVSingleTask::~SVSingleTask() = default;
+
+std::string SVSingleTask::folderName() const
+{
+    const SVTaskController* project = insideProject_;
+    return (project ? project->wrapperName() : std::string()) + "/" + std::to_string(numberInProject_);
+}
+
+std::string SVSingleTask::description() const
+{
+    return fmt::format("<{}> - #{} - {}", static_cast<const void*>(this), numberInProject_, statusString());
+}
+
+bool SVSingleTask::waitingToBeSubmitted() const
+{
+    return shouldBeRun_ && !hasBeenCommitted() && !taskIsFinished_;
+}
+
+bool SVSingleTask::hasBeenCommitted() const
+{
+    return submittedToWaitQue_ || transferringInput_ || currentlyRunning_ || transferringOutput_;
+}
+
+bool SVSingleTask::canSubmitTo(const SVTaskMachine& machine) const
+{
+    const auto name = machine.machineName();
+    return !name || !blackList_ || !blackList_->contains(*name);
+}
+
+std::string SVSingleTask::statusString() const
+{
+    const auto nameOf = [](const SVTaskMachine* machine) {
+        return machine ? machine->machineName().value_or("") : std::string();
+    };
+    std::string text;
+    if (taskIsFinished_)
+        text = machineItRanOn_ && !machineItRanOn_->empty() ? fmt::format("Finished ({})", *machineItRanOn_)
+                                                            : "Finished";
+    else if (submittedToWaitQue_)
+        text = fmt::format("Waiting on {}", nameOf(waitingOn_));
+    else if (transferringInput_)
+        text = fmt::format("Transferring input to {}", nameOf(waitingOn_));
+    else if (currentlyRunning_)
+        text = runningOn_ ? fmt::format("Running on {}", nameOf(runningOn_)) : "Running";
+    else if (transferringOutput_)
+        text = fmt::format("Transferring output from {}", nameOf(runningOn_));
+    else if (shouldBeRun_)
+        text = "Will be run";
+    else
+        return "Empty";
+    if (taskShouldBeAborted())
+        text += " (aborting)";
+    else if (copyShouldBeRetried())
+        text += " (retrying)";
+    return text;
+}
+
+bool SVSingleTask::readMarkers()
+{
+    const std::string folder = folderName();
+    bool changed = false;
+    const auto read = [&](const char* marker, bool& flag) {
+        const bool exists = files::exists(folder + marker);
+        changed |= exists != flag;
+        flag = exists;
+    };
+    read("/VTask_runStarted", taskHasStarted_);
+    read("/VTask_runCompleted", taskHasFinished_);
+    read("/VTask_aborted", taskWasAborted_);
+    // The file stays, so that the next look finds it anew and counts a change again.
+    if (taskHasFinished_ && taskWasAborted_)
+        taskWasAborted_ = false;
+    return changed;
+}
+
+void SVSingleTask::updateBasedOnContent()
+{
+    const bool markersChanged = readMarkers();
+    const double earlier = taskFraction_;
+    if (taskHasFinished_)
+        taskFraction_ = kMostPercent;
+    else
+        taskFraction_ =
+            std::min(static_cast<double>(files::size(pathOf(kProgressFile)).value_or(0)), kMostPercent);
+    if (!markersChanged && taskFraction_ == earlier)
+        return;
+    cachedFileInformation_.clear();
+    cachedFileList_.reset();
+    contentCache_.clear();
+    if (SVTaskController* project = insideProject_)
+        project->changeInTask(*this);
+    sendChangeNotification();
+}
+
+const std::vector<std::string>& SVSingleTask::fileList()
+{
+    if (!cachedFileList_) {
+        cachedFileList_ = files::contentsOfDirectory(folderName()).value_or(std::vector<std::string>());
+        std::erase_if(*cachedFileList_, isHidden);
+    }
+    return *cachedFileList_;
+}
+
+std::optional<platform::FileAttributes> SVSingleTask::informationForFile(const std::string& name)
+{
+    if (const auto known = cachedFileInformation_.find(name); known != cachedFileInformation_.end())
+        return known->second;
+    const auto read = files::attributes(pathOf(name));
+    if (read)
+        cachedFileInformation_[name] = *read;
+    return read;
+}
+
+const SVFileContent& SVSingleTask::contentForFile(const std::string& name)
+{
+    if (const auto known = contentCache_.find(name); known != contentCache_.end())
+        return known->second;
+    // Entered before it is filled, so that a file is scanned once, whatever comes of it.
+    SVFileContent& content = contentCache_[name];
+    content = SVFileContent::ofFile(pathOf(name));
+    return content;
+}
+
+void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) const
+{
+    const SVTaskController* project = insideProject_;
+    if (!project)
+        return;
+    const std::string folder = fmt::format("{}/{}/", project->wrapperName(), numberInProject_);
+    const auto& inputs = project->inputFiles();
+    for (const std::string& name : entries)
+        if (!inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end())
+            files::remove(folder + name);
+}
+
+void SVSingleTask::clearData()
+{
+    if (const auto entries = files::contentsOfDirectory(folderName()))
+        removeAllButInputs(*entries);
+    updateBasedOnContent();
+}
+
+void SVSingleTask::removeComputedResults()
+{
+    taskIsFinished_ = false;
+    // A folder with a single entry has nothing but its input, or nothing worth removing.
+    if (const auto entries = files::contentsOfDirectory(folderName()); entries && entries->size() > 1)
+        removeAllButInputs(*entries);
+    if (platform::MainLoop::main().isLoopThread())
+        updateOutput();
+    else
+        platform::MainLoop::main().post([self = shared_from_this()] { self->updateOutput(); });
+}
+
+void SVSingleTask::removeFromProject()
+{
+    insideProject_ = nullptr;
+    outputFile_.setTable(nullptr);
+    if (remoteOutput_)
+        remoteOutput_->setTable(nullptr);
+}
+
+std::shared_ptr<SVLocalTask> SVSingleTask::createTask()
+{
+    const SVTaskController* project = insideProject_;
+    if (!project)
+        return nullptr;
+    return std::make_shared<SVLocalTask>(
+        fmt::format("{}/MacOSX/{}", project->wrapperName(), project->executable().value_or("")),
+        folderName() + "/", project->arguments(), shared_from_this());
+}
+
+void SVSingleTask::reloadTaskList()
+{
+    if (SVTaskController* project = insideProject_)
+        project->reloadTaskList();
+}
+
+void SVSingleTask::sendChangeNotification()
+{
+    if (SVTaskApplication* app = SVTaskApplication::app())
+        app->sendSorvantaChangeNotification(*this);
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace toolkit {
+class Table;
+}
+class SVSingleTask;
+class SVTaskMachine;
+
+// The controller of an open wrapper as its tasks and its engine see it: what they read of the wrapper, and
+// what they tell. Main thread; a task or an engine that outlives the controller is told so and lets it go.
+class SVTaskController {
+public:
+    virtual ~SVTaskController() = default;
+
+    virtual const std::string& wrapperName() const = 0;
+    virtual std::int64_t serialNumber() const = 0;
+    virtual const std::optional<std::string>& executable() const = 0;
+    virtual const std::optional<std::string>& executableMD5() const = 0;
+    virtual const std::optional<std::vector<std::string>>& inputFiles() const = 0;
+    virtual const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const = 0;
+    virtual std::optional<std::string> xCodeProject() const = 0;
+    // Always empty: the text for one task is its own argument.
+    virtual std::string arguments() const = 0;
+    virtual toolkit::Table* outputTable() const = 0;
+
+    virtual void changeInTask(SVSingleTask& task) = 0;
+    virtual void reloadTaskList() = 0;
+    virtual void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;
+    virtual void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;
+    virtual void changeRunningStatus(
+        SVSingleTask& task, const std::string& toString, SVTaskMachine* withEngine) = 0;
+    virtual void putTaskBackIntoQue(SVSingleTask& task) = 0;
+    virtual void fillEngines() = 0;
+    virtual void cancelAllJobs() = 0;
+    virtual void endAllTasks() = 0;
+};

@@ -1,0 +1,126 @@
+#include "task/SVTrelkindEngineLocal.h"
+
+#include "platform/ProcessInfo.h"
+#include "task/SVSingleTask.h"
+#include "task/SVTaskController.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+constexpr int kFirstConcurrency = 4;
+constexpr int kMostConcurrency = 32;
+constexpr double kSecondsBetweenChecks = 10.0;
+constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
+} // namespace
+
+SVTrelkindEngineLocal::LocalAddition::LocalAddition()
+{
+    view.frame = kPanelFrame;
+    startButton.title = "Start";
+    endButton.title = "End";
+    endButton.isHidden = true;
+    concurrency.stringValue = fmt::format("{}", kFirstConcurrency);
+    for (toolkit::View* part : {static_cast<toolkit::View*>(&startButton),
+             static_cast<toolkit::View*>(&endButton), static_cast<toolkit::View*>(&concurrency)})
+        view.addSubview(*part);
+}
+
+SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
+    : SVTrelkindEngine(withTask), operations_(kFirstConcurrency)
+{ }
+
+void SVTrelkindEngineLocal::startTasks()
+{
+    running_ = true;
+    panel_.startButton.isHidden = true;
+    panel_.endButton.isHidden = false;
+    if (!taskController_)
+        return;
+    const std::string& wrapper = taskController_->wrapperName();
+    const std::string executable =
+        fmt::format("{}/MacOSX/{}", wrapper, taskController_->executable().value_or(""));
+    const auto self = std::static_pointer_cast<SVTrelkindEngineLocal>(shared_from_this());
+    for (const auto& task : taskController_->taskInformation())
+        if (task->taskShouldBeRun())
+            operations_.addOperation(std::make_shared<SVLocalTaskOperation>(task->numberInProject(),
+                executable, fmt::format("{}/{}/", wrapper, task->numberInProject()), task->argument(), self));
+    checkPeriodically_ = platform::Timer::schedule(
+        kSecondsBetweenChecks, platform::Timer::Repeats::Yes, [this] { checkTimerStruck(); });
+}
+
+void SVTrelkindEngineLocal::endTasks()
+{
+    checkPeriodically_.reset();
+    operations_.cancelAllOperations();
+    panel_.endButton.isHidden = true;
+    updateStatus();
+}
+
+void SVTrelkindEngineLocal::changeConcurrency(const toolkit::TextField& control)
+{
+    const int wanted = std::clamp(control.integerValue(), 1, kMostConcurrency);
+    if (wanted != concurrency())
+        operations_.setMaxConcurrentOperationCount(wanted);
+}
+
+void SVTrelkindEngineLocal::checkTimerStruck()
+{
+    platform::systemLog("Checking");
+    updateStatus();
+}
+
+std::shared_ptr<SVSingleTask> SVTrelkindEngineLocal::taskWithNumber(int number) const
+{
+    if (!taskController_)
+        return nullptr;
+    const auto& tasks = taskController_->taskInformation();
+    const auto index = static_cast<std::size_t>(number);
+    return number >= 0 && index < tasks.size() ? tasks[index] : nullptr;
+}
+
+void SVTrelkindEngineLocal::updateStatus()
+{
+    for (const int number : std::set<int>(whichTasksAreRunning_))
+        if (const auto task = taskWithNumber(number))
+            task->updateBasedOnContent();
+}
+
+void SVTrelkindEngineLocal::startedJob(SVLocalTaskOperation& operation)
+{
+    whichTasksAreRunning_.insert(operation.taskNumber());
+}
+
+bool SVTrelkindEngineLocal::allTasksAreFinished() const
+{
+    const auto& tasks = taskController_->taskInformation();
+    return std::all_of(tasks.begin(), tasks.end(), [](const auto& task) { return task->taskIsFinished(); });
+}
+
+void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
+{
+    whichTasksAreRunning_.erase(operation.taskNumber());
+    if (const auto task = taskWithNumber(operation.taskNumber()))
+        task->updateBasedOnContent();
+    if (operations_.operationCount() != 0)
+        return;
+    checkPeriodically_.reset();
+    panel_.startButton.isHidden = false;
+    panel_.endButton.isHidden = true;
+    if (taskController_ && allTasksAreFinished())
+        taskController_->endAllTasks();
+}
+
+void SVTrelkindEngineLocal::disconnect()
+{
+    checkPeriodically_.reset();
+    if (isRunning())
+        operations_.cancelAllOperations();
+}
+
+void SVTrelkindEngineLocal::disconnectFromTaskController()
+{
+    checkPeriodically_.reset();
+    taskController_ = nullptr;
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "platform/MainLoop.h"
+#include "platform/OperationQueue.h"
+#include "task/SVLocalTaskOperation.h"
+#include "task/SVTrelkindEngine.h"
+#include "toolkit/Controls.h"
+
+#include <memory>
+#include <set>
+
+class SVSingleTask;
+
+// Runs the tasks of a wrapper on this machine, a limited number at a time, each through an operation of its
+// own queue. It lives from the start of local running until all tasks are finished or the user ends them.
+// Main thread.
+class SVTrelkindEngineLocal : public SVTrelkindEngine, public SVLocalTaskOperationParent {
+public:
+    // The panel, as its layout "Local addition" has it.
+    struct LocalAddition {
+        toolkit::View view;
+        toolkit::Button startButton;
+        toolkit::Button endButton;
+        toolkit::TextField concurrency;
+        LocalAddition();
+    };
+
+    explicit SVTrelkindEngineLocal(SVTaskController* withTask);
+
+    toolkit::View* settingsView() override { return &panel_.view; }
+    bool isRunning() override { return operations_.operationCount() != 0; }
+    void disconnect() override;
+    void disconnectFromTaskController() override;
+
+    // User actions of the panel.
+    void startTasks();
+    void endTasks();
+    void changeConcurrency(const toolkit::TextField& control);
+
+    void checkTimerStruck();
+    void updateStatus() override;
+    void startedJob(SVLocalTaskOperation& operation) override;
+    void endedJob(SVLocalTaskOperation& operation) override;
+
+    LocalAddition& panel() { return panel_; }
+    int concurrency() const { return operations_.maxConcurrentOperationCount(); }
+    const std::set<int>& whichTasksAreRunning() const { return whichTasksAreRunning_; }
+    bool supervises() const { return checkPeriodically_ != nullptr; }
+
+private:
+    std::shared_ptr<SVSingleTask> taskWithNumber(int number) const;
+    bool allTasksAreFinished() const;
+
+    LocalAddition panel_;
+    std::unique_ptr<platform::Timer> checkPeriodically_;
+    platform::OperationQueue operations_;
+    bool running_ = false; // Set by the first start for good.
+    std::set<int> whichTasksAreRunning_;
+};

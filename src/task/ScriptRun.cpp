@@ -1,0 +1,118 @@
+#include "task/ScriptRun.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/FileManager.h"
+#include "platform/Process.h"
+#include "platform/ProcessInfo.h"
+
+#include <fmt/format.h>
+
+#include <memory>
+
+namespace {
+
+namespace files = platform::files;
+
+constexpr float kWaitFirst = 0.2F; // Seconds between polls up to the hundredth.
+constexpr float kWaitNext = 2.0F;
+constexpr int kAttempts = 40;
+constexpr int kPollsForStart = 20;
+constexpr int kPollsWithFirstWait = 100;
+constexpr std::uint32_t kOwnerOnly = 0700;
+
+// A path stands between double quotes in the script: what the shell would still read there is escaped.
+std::string betweenDoubleQuotes(const std::string& path)
+{
+    std::string quoted;
+    for (const char c : path) {
+        if (c == '"' || c == '\\' || c == '$' || c == '`')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted;
+}
+
+// The process of one run and what was seen of it while polling.
+class Supervision {
+public:
+    explicit Supervision(const ScriptRun& run) : run_(run) { }
+
+    bool launch()
+    {
+        polls_ = 0;
+        platform::Process::Error error;
+        process_ = platform::Process::launch(
+            {run_.workDirectory + run_.markers.script, {}, run_.workDirectory}, error);
+        if (!process_)
+            KRMessageCenter::addMessage("Could not run task",
+                fmt::format("Could not run the task ({}-{}).", error.name, error.reason));
+        return process_ != nullptr;
+    }
+
+    bool goesOn() const { return process_ && process_->isRunning() && !aborted_; }
+    bool aborted() const { return aborted_; }
+    void terminate() { process_->terminate(); }
+
+    void pollUntil(int count)
+    {
+        while (polls_ < count && goesOn()) {
+            run_.sleep(kWaitFirst);
+            lookForAbort();
+            ++polls_;
+        }
+    }
+
+    void pollToTheEnd()
+    {
+        while (goesOn()) {
+            lookForAbort();
+            run_.sleep(kWaitNext);
+        }
+    }
+
+private:
+    void lookForAbort()
+    {
+        if (!run_.abortRequested())
+            return;
+        process_->terminate();
+        aborted_ = true;
+    }
+
+    const ScriptRun& run_;
+    std::shared_ptr<platform::Process> process_;
+    int polls_ = 0;
+    bool aborted_ = false;
+};
+
+} // namespace
+
+std::string ScriptRun::scriptText() const
+{
+    return fmt::format("#!/bin/sh\n\ntouch {}\nnice \"{}\" {} >& runOutput\necho \"{}\" > {}\n",
+        markers.started, betweenDoubleQuotes(executable), argument, platform::hostName(), markers.completed);
+}
+
+ScriptRun::End ScriptRun::run() const
+{
+    files::remove(workDirectory + markers.completed);
+    files::remove(workDirectory + markers.started);
+    const std::string script = workDirectory + markers.script;
+    files::writeFileAtomically(script, scriptText());
+    files::setPermissions(script, kOwnerOnly);
+
+    Supervision supervision(*this);
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        if (!supervision.launch())
+            return End::ByItself;
+        supervision.pollUntil(kPollsForStart);
+        if (!supervision.goesOn() || files::exists(workDirectory + markers.started))
+            break;
+        supervision.terminate();
+        if (attempt == kAttempts - 1)
+            return End::ByItself;
+    }
+    supervision.pollUntil(kPollsWithFirstWait);
+    supervision.pollToTheEnd();
+    return supervision.aborted() ? End::Aborted : End::ByItself;
+}

@@ -1,0 +1,60 @@
+#include "task/UploadPreparation.h"
+
+#include "platform/FileManager.h"
+#include "platform/Paths.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+
+namespace files = platform::files;
+constexpr std::uint32_t kOwnerOnly = 0700;
+
+void writeScript(const std::string& path, const std::string& text)
+{
+    files::writeFile(path, text);
+    files::setPermissions(path, kOwnerOnly);
+}
+
+} // namespace
+
+ProjectToBuild::Opener& ProjectToBuild::opener()
+{
+    static Opener opener;
+    return opener;
+}
+
+void UploadPreparation::run() const
+{
+    const std::string folder = wrapperName + "/Project";
+    const std::string sources = folder + "/Sources";
+    files::createDirectory(folder);
+    files::createDirectory(sources);
+
+    if (const auto project = ProjectToBuild::opener() ? ProjectToBuild::opener()(projectPath) : nullptr) {
+        std::string programName = executable.value_or("");
+        std::replace(programName.begin(), programName.end(), ' ', '_');
+        const auto makeFiles = project->makefile(programName);
+        for (const std::string& path : project->filesToCopy())
+            files::copy(path, platform::paths::appending(sources, platform::paths::lastComponent(path)));
+        for (const auto& [name, text] : makeFiles)
+            files::writeFile(sources + "/" + name, text);
+    }
+
+    writeScript(folder + "/compile",
+        "#!/bin/sh\n\n"
+        "pushd .\n"
+        "cd Sources\n"
+        "make -j 3\n"
+        "popd\n");
+    // The loop copies a script that whoever submits has to provide.
+    writeScript(folder + "/submit",
+        fmt::format("#!/bin/bash\n\n"
+                    "for i in {{0..{}}}\n"
+                    "do\n"
+                    "   cp runScript ../$i/test\n"
+                    "done\n",
+            static_cast<long>(numberOfTasks) - 1));
+}

@@ -1,0 +1,49 @@
+#include "text/KRBigTextFile.h"
+
+KRBigTextFile::~KRBigTextFile()
+{
+    setTable(nullptr);
+}
+
+void KRBigTextFile::setFileName(const std::optional<std::string>& name)
+{
+    if (name && name->empty())
+        return;
+    if (name && name == theFileName_) {
+        updateFileContent();
+        return;
+    }
+    theFileName_ = name;
+    tellTable();
+}
+
+void KRBigTextFile::updateFileContent()
+{
+    tellTable();
+}
+
+void KRBigTextFile::setTable(toolkit::Table* table)
+{
+    if (table_ == table)
+        return;
+    if (table_ && table_->dataSource() == this)
+        table_->setDataSource(nullptr);
+    table_ = table;
+    if (!table_)
+        return;
+    table_->setDataSource(this);
+    tellTable();
+}
+
+void KRBigTextFile::tellTable()
+{
+    if (!table_ || table_->dataSource() != this)
+        return;
+    table_->noteNumberOfRowsChanged();
+    table_->reloadData();
+}
+
+toolkit::CellValue KRBigTextFile::objectValueForTableColumn(const toolkit::Table&, std::string_view, int)
+{
+    return {};
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "toolkit/Table.h"
+
+#include <optional>
+#include <string>
+
+// The source of a table that shows a text file by line. So far it knows its file and its table and shows no
+// lines. Main thread.
+class KRBigTextFile : public toolkit::TableDataSource {
+public:
+    ~KRBigTextFile() override;
+
+    // Null clears what is shown, an empty name does nothing, the same name as before reads what is new.
+    void setFileName(const std::optional<std::string>& name);
+    const std::optional<std::string>& fileName() const { return theFileName_; }
+    void updateFileContent();
+    // Makes this the table's source and takes it from a former one; null only takes it away. Borrowed.
+    void setTable(toolkit::Table* table);
+
+    int howManyLines() const { return 0; }
+    int numberOfRowsInTableView(const toolkit::Table&) override { return howManyLines(); }
+    toolkit::CellValue objectValueForTableColumn(
+        const toolkit::Table&, std::string_view column, int row) override;
+
+private:
+    void tellTable();
+
+    toolkit::Table* table_ = nullptr;
+    std::optional<std::string> theFileName_;
+};

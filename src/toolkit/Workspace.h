@@ -1,0 +1,28 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace toolkit {
+
+// What the desktop around the program offers: a front end fills in the functions it can serve, the others do
+// nothing. Main thread.
+class Workspace {
+public:
+    static Workspace& shared();
+
+    std::function<void(const std::string& text)> setPasteboardText;
+    std::function<void(const std::string& url)> openUrl;
+    std::function<void(const std::string& path)> noteFileSystemChanged;
+    std::function<void()> soundAlert;
+
+    // The documents opened last, the newest first, each once.
+    void noteRecentDocument(const std::string& path);
+    const std::vector<std::string>& recentDocuments() const { return recent_; }
+
+private:
+    std::vector<std::string> recent_;
+};
+
+} // namespace toolkit
