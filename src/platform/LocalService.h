@@ -27,7 +27,12 @@ public:
     ~ServiceConnection();
 
     // One way: returns when the message is on its way; an unwilling peer is waited for at most the time
+<<<<<<< HEAD
     // limit, and gets the whole of the message later or nothing of it.
+=======
+    // limit, and gets the whole of the message later or nothing of it. A message beyond 64 MiB is more than
+    // any peer takes, and fails at once with the time limit.
+>>>>>>> platform
     Failure send(const std::string& operation, const Value& argument);
     // Waits for the reply at most the time limit. Operations that the peer calls meanwhile are served, in the
     // order of their arrival, so that two who call each other don't wait in vain; nothing else of the loop

@@ -167,7 +167,7 @@ TEST_F(LocalServiceTest, AnUnwillingPeerIsWaitedForNoLongerThanTheLimit)
     EXPECT_EQ(connection->send("large", large), Failure::TimeLimit);
     EXPECT_EQ(connection->send("more", large), Failure::TimeLimit);
     EXPECT_TRUE(connection->isConnected());
-    EXPECT_EQ(connection->send("huge", textArgument(std::string(65 << 20, 'x'))), Failure::TooLarge);
+    EXPECT_EQ(connection->send("huge", textArgument(std::string(65 << 20, 'x'))), Failure::TimeLimit);
 }
 
 TEST_F(LocalServiceTest, WhatIsSaidInPartsIsPutTogetherAndStallsNobody)
