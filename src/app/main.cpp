@@ -2,6 +2,7 @@
 
 #include "app/Verbs.h"
 #include "platform/MainLoop.h"
+#include "remote/XCodeProject.h"
 
 #include <CLI/CLI.hpp>
 
@@ -191,5 +192,6 @@ int main(int argc, char** argv)
         std::setlocale(LC_CTYPE, "C.UTF-8");
     std::signal(SIGPIPE, SIG_IGN);
     platform::MainLoop::main();
+    ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
     return CommandLine().run(argc, argv);
 }

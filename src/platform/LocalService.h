@@ -20,19 +20,15 @@ namespace platform {
 // "Result". At most 64 MiB a message.
 class ServiceConnection {
 public:
-    enum class Failure { None, NotConnected, TimeLimit, PeerGone, TooLarge };
+    enum class Failure { None, NotConnected, TimeLimit, PeerGone };
 
     // Null when nobody offers the name. Does not wait longer than the limit (seconds).
     static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
     ~ServiceConnection();
 
     // One way: returns when the message is on its way; an unwilling peer is waited for at most the time
-<<<<<<< HEAD
-    // limit, and gets the whole of the message later or nothing of it.
-=======
     // limit, and gets the whole of the message later or nothing of it. A message beyond 64 MiB is more than
     // any peer takes, and fails at once with the time limit.
->>>>>>> platform
     Failure send(const std::string& operation, const Value& argument);
     // Waits for the reply at most the time limit. Operations that the peer calls meanwhile are served, in the
     // order of their arrival, so that two who call each other don't wait in vain; nothing else of the loop

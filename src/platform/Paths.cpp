@@ -1,7 +1,5 @@
 #include "platform/Paths.h"
 
-#include "platform/Places.h"
-
 #include <memory>
 #include <unistd.h>
 #include <vector>
@@ -110,25 +108,6 @@ std::string absolute(std::string_view path)
     if (path.starts_with('/'))
         return standardizing(path);
     return standardizing(currentDirectory() + "/" + std::string(path));
-}
-
-std::string abbreviatingWithTilde(std::string_view path)
-{
-    const std::string home = Places::home();
-    if (home.size() <= 1 || !path.starts_with(home))
-        return std::string(path);
-    const std::string_view rest = path.substr(home.size());
-    if (!rest.empty() && rest.front() != '/')
-        return std::string(path);
-    std::string result = "~";
-    return result.append(rest);
-}
-
-std::string expandingTilde(std::string_view path)
-{
-    if (path == "~" || path.starts_with("~/"))
-        return Places::home() + std::string(path.substr(1));
-    return std::string(path);
 }
 
 } // namespace platform::paths

@@ -16,8 +16,6 @@ std::string extension(std::string_view path); // Of the last component, without 
 std::string lowercaseExtension(std::string_view path);
 std::string standardizing(std::string_view path); // Resolves "." and ".." and doubled slashes.
 std::string absolute(std::string_view path); // Against the current directory; standardized.
-std::string abbreviatingWithTilde(std::string_view path); // "~" for the user's own home folder.
-std::string expandingTilde(std::string_view path); // "~" and "~/..."; "~name" stays as it is.
 
 } // namespace paths
 } // namespace platform

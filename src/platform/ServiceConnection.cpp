@@ -146,11 +146,7 @@ ServiceConnection::Failure ServiceConnection::State::send(const ServiceMessage& 
         return Failure::NotConnected;
     const auto encoded = encode(message);
     if (!encoded)
-<<<<<<< HEAD
-        return Failure::TooLarge;
-=======
         return Failure::TimeLimit;
->>>>>>> platform
     const std::size_t before = unsent_.size();
     const std::string bytes = std::exchange(unsent_, {}) + *encoded;
     std::string_view rest = bytes;

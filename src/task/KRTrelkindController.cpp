@@ -5,6 +5,7 @@
 #include "platform/FileManager.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
+#include "platform/TildePaths.h"
 #include "task/Notifications.h"
 #include "task/SVTaskApplication.h"
 #include "task/SVTrelkindEngineLocal.h"

@@ -27,8 +27,6 @@ const char* reasonOf(platform::ServiceConnection::Failure failure)
         return "the companion has gone";
     case platform::ServiceConnection::Failure::NotConnected:
         return "there is no connection";
-    case platform::ServiceConnection::Failure::TooLarge:
-        return "the message is too large";
     case platform::ServiceConnection::Failure::None:
         break;
     }

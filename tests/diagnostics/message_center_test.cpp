@@ -20,7 +20,11 @@ using testing::Not;
 // A fresh center that everything goes to until the end of the test.
 class MessageCenter : public testing::Test {
 protected:
-    MessageCenter() { KRMessageCenter::setSharedCenter(center); }
+    MessageCenter()
+    {
+        platform::MainLoop::main(); // Belongs to this thread, not to the first worker that posts.
+        KRMessageCenter::setSharedCenter(center);
+    }
     ~MessageCenter() override { platform::MainLoop::main().runPending(); }
 
     void serve() { platform::MainLoop::main().runPending(); }

@@ -13,6 +13,7 @@ class Progress : public testing::Test {
 protected:
     Progress()
     {
+        platform::MainLoop::main(); // Belongs to this thread, not to the first worker that posts.
         platform::Pace::setFactor(0.05);
         controller->setProgressView(&list);
         controller->setHowManyProcesses(&count);

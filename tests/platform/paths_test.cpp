@@ -1,4 +1,5 @@
 #include "platform/Paths.h"
+#include "platform/TildePaths.h"
 
 #include "platform/Md5.h"
 #include "platform/Places.h"

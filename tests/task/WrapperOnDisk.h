@@ -17,6 +17,7 @@ class WrapperOnDisk {
 public:
     explicit WrapperOnDisk(const std::string& name = "Batch.vtask") : path_(folder_ / name)
     {
+        platform::MainLoop::main(); // Belongs to this thread, not to the first worker that posts.
         platform::Places::setRoot(folder_ / "places");
         KRMessageCenter::setSharedCenter(center_);
         platform::files::createDirectories(path_ + "/MacOSX");
