@@ -68,7 +68,10 @@ private:
 // Never destroyed: its workers have no end.
 KRComputationalThread& KRComputationalThread::shared()
 {
-    static auto* instance = new KRComputationalThread;
+    static auto* instance = [] {
+        platform::MainLoop::main(); // Belongs to the first caller's thread before any worker asks for it.
+        return new KRComputationalThread;
+    }();
     return *instance;
 }
 

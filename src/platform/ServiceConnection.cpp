@@ -1,4 +1,4 @@
-#include "platform/LocalService.h"
+#include "platform/ServiceConnection.h"
 
 #include "platform/Pace.h"
 #include "platform/ServiceConnectionState.h"

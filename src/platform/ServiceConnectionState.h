@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Descriptor.h"
-#include "platform/LocalService.h"
+#include "platform/ServiceConnection.h"
 #include "platform/ServiceMessages.h"
 
 #include <map>

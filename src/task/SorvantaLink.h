@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/LocalService.h"
+#include "platform/ServiceConnection.h"
 
 #include <functional>
 #include <map>

@@ -11,12 +11,12 @@ namespace toolkit {
 // A user action is known by its name, such as "abortRun:", and carried by what a front end calls when the
 // item is chosen. An item without an action does nothing.
 struct MenuItem {
-    std::string title {};
-    std::string action {};
-    std::function<void(const MenuItem& sender)> perform {};
+    std::string title{};
+    std::string action{};
+    std::function<void(const MenuItem& sender)> perform{};
     bool isEnabled = true;
     bool isSeparator = false;
-    std::any representedObject {};
+    std::any representedObject{};
 
     static MenuItem separator();
 };
