@@ -26,6 +26,11 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
     {
         return limit == Unlimited || count < static_cast<std::size_t>(limit);
     }
+    // With a limit lowered meanwhile there are more threads than it allows, and the one that asks goes.
+    bool hasWorkForThreadInsideLock() const
+    {
+        return !waiting.empty() && hasRoomInsideLock(threads.size() - 1);
+    }
     void startThreadsInsideLock();
     void work(Threads::iterator self);
     std::shared_ptr<Operation> takeNext();
@@ -78,8 +83,7 @@ void OperationQueue::State::startThreadsInsideLock()
 std::shared_ptr<Operation> OperationQueue::State::takeNext()
 {
     const std::lock_guard lock(mutex);
-    // With a limit lowered meanwhile there are more threads than it allows, and this one goes.
-    if (waiting.empty() || (limit != Unlimited && threads.size() > static_cast<std::size_t>(limit)))
+    if (!hasWorkForThreadInsideLock())
         return nullptr;
     running.push_back(std::move(waiting.front()));
     waiting.pop_front();
@@ -109,7 +113,7 @@ void OperationQueue::State::work(Threads::iterator self)
         const std::lock_guard lock(mutex);
         // Looked at again under the lock that ends this thread: what was added since then found the thread
         // still there and started no other.
-        if (!waiting.empty() && (limit == Unlimited || threads.size() <= static_cast<std::size_t>(limit)))
+        if (hasWorkForThreadInsideLock())
             continue;
         endedThreads.splice(endedThreads.end(), threads, self);
         changed.notify_all();

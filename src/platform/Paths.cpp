@@ -87,11 +87,10 @@ std::string standardizing(std::string_view path)
     for (const std::string_view part : components(path)) {
         if (part.empty() || part == ".")
             continue;
-        if (part != "..")
-            kept.push_back(part);
-        else if (!kept.empty() && kept.back() != "..")
+        const bool goesUp = part == "..";
+        if (goesUp && !kept.empty() && kept.back() != "..")
             kept.pop_back();
-        else if (!fromRoot) // Nothing lies above the root, so there ".." is dropped.
+        else if (!goesUp || !fromRoot) // Nothing lies above the root, so there ".." is dropped.
             kept.push_back(part);
     }
     std::string result = fromRoot ? "/" : "";

@@ -28,7 +28,7 @@ std::string useRoot(const std::string& root)
 {
     if (root.empty())
         return {};
-    const std::string path = paths::absolute(root);
+    std::string path = paths::absolute(root);
     files::createDirectories(path + "/home");
     files::createDirectories(path + "/var/tmp");
     return path;

@@ -189,12 +189,10 @@ void ProcessWarden::gatherStrays(Termination& termination, const ProcessTable* t
 void ProcessWarden::terminate(const std::shared_ptr<Child>& child)
 {
     const std::lock_guard lock(mutex_);
-    if (child->isTerminating)
+    if (child->isTerminating || !ownsGroup(*child, nullptr))
         return;
     const auto table = ProcessTable::read();
     const ProcessTable* processes = table ? &*table : nullptr;
-    if (!ownsGroup(*child, processes))
-        return;
     child->isTerminating = true;
 
     const double now = monotonicSeconds();

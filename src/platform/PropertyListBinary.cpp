@@ -5,6 +5,7 @@
 #include "platform/PropertyListForms.h"
 #include "platform/Utf8.h"
 
+#include <algorithm>
 #include <bit>
 #include <fmt/format.h>
 #include <limits>
@@ -21,6 +22,9 @@ constexpr double kEpoch = 978307200;
 // Texts are copied into each container that refers to them. What a program writes stays far below this.
 constexpr std::uint64_t kMostCopiedBytes = std::uint64_t{64} << 20;
 constexpr std::uint64_t kMostCopiesOfFile = 64;
+// Programs share texts and numbers, not whole branches: a list stands for few more values than its bytes can
+// name.
+constexpr std::uint64_t kMostSharedValues = 1'000'000;
 
 class BinaryReader {
 public:
@@ -282,7 +286,7 @@ private:
         copiedBytes_ += read.value.text() ? read.value.text()->size() : 0;
         if (holder.height > kDeepestNesting)
             complainOfDepth();
-        else if (holder.count > kMostValues)
+        else if (holder.count > std::min(kMostValues, kMostSharedValues + bytes_.size()))
             complain("it stands for more values than anybody can mean");
         else if (copiedBytes_ > kMostCopiedBytes + bytes_.size() * kMostCopiesOfFile)
             complain("its texts are repeated out of all proportion");

@@ -86,8 +86,7 @@ private:
         while (!text.empty()) {
             // Runs of valid characters at once, and each byte that isn't one on its own.
             const std::size_t valid = utf8::firstInvalidByte(text).value_or(text.size());
-            for (std::size_t place = 0; place < valid; ++place)
-                place += writeCharacter(text.substr(place, valid - place));
+            writeValidText(text.substr(0, valid));
             text.remove_prefix(valid);
             if (!text.empty()) {
                 xml_ += kReplacement;
@@ -96,34 +95,49 @@ private:
         }
     }
 
-    // Gives how many bytes beyond the first it has taken.
-    std::size_t writeCharacter(std::string_view text)
+    void writeValidText(std::string_view text)
     {
-        const char letter = text.front();
-        switch (letter) {
+        std::size_t plainFrom = 0;
+        for (std::size_t place = 0; place < text.size(); ++place) {
+            const auto special = specialAt(text.substr(place));
+            if (special.length == 0)
+                continue;
+            xml_.append(text.substr(plainFrom, place - plainFrom)).append(special.written);
+            place += special.length - 1;
+            plainFrom = place + 1;
+        }
+        xml_.append(text.substr(plainFrom));
+    }
+
+    struct Special {
+        std::size_t length = 0; // Bytes of the character; 0 when it is written as it is.
+        std::string_view written;
+    };
+
+    static Special specialAt(std::string_view text)
+    {
+        const auto code = static_cast<unsigned char>(text.front());
+        switch (code) {
+        case '\t':
+        case '\n':
+            return {};
         case '&':
-            xml_ += "&amp;";
-            return 0;
+            return {1, "&amp;"};
         case '<':
-            xml_ += "&lt;";
-            return 0;
+            return {1, "&lt;"};
         case '>':
-            xml_ += "&gt;";
-            return 0;
+            return {1, "&gt;"};
         case '\r': // Written plainly it would be read as a line feed.
-            xml_ += "&#13;";
-            return 0;
+            return {1, "&#13;"};
         default:
             break;
         }
         // XML has no way to write these, not even as numbers.
-        const bool isControl = static_cast<unsigned char>(letter) < ' ' && letter != '\t' && letter != '\n';
-        const bool isNoncharacter = text.starts_with("\xEF\xBF\xBE") || text.starts_with("\xEF\xBF\xBF");
-        if (isControl || isNoncharacter)
-            xml_ += kReplacement;
-        else
-            xml_ += letter;
-        return isNoncharacter ? 2 : 0;
+        if (code < ' ')
+            return {1, kReplacement};
+        if (code == 0xEF && (text.starts_with("\xEF\xBF\xBE") || text.starts_with("\xEF\xBF\xBF")))
+            return {3, kReplacement};
+        return {};
     }
 
     std::string xml_;

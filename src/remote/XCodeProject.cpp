@@ -85,7 +85,7 @@ void XCodeProject::extractAllFiles(const std::string& from, const std::string& g
 std::optional<std::string> XCodeProject::locate(const Value& object, const std::string& groupLocation) const
 {
     const auto sourceTree = object.textFor("sourceTree");
-    const auto path = object.textFor("path");
+    auto path = object.textFor("path");
     if (sourceTree == "<group>")
         return path ? paths::appending(groupLocation, *path) : groupLocation;
     if (sourceTree == "<absolute>")

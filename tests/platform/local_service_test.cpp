@@ -118,6 +118,7 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
     const auto connection = ServiceConnection::connect("Peer");
     ASSERT_TRUE(connection);
     EXPECT_TRUE(told("connections 1"));
+    connection->setTimeLimit(60);
     int deaths = 0;
     connection->whenPeerDies([&] { ++deaths; });
     EXPECT_EQ(connection->send("first", textArgument("one")), Failure::None);

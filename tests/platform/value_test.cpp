@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <limits>
-#include <thread>
 
 namespace {
 
@@ -47,21 +46,6 @@ TEST(Value, ARealIsAnIntegerOnlyWhenItIsWholeAndFits)
     for (const double real : {0.5, 9223372036854775808.0, -1e300, infinity, -infinity, infinity - infinity})
         EXPECT_FALSE(Value(real).integer()) << real;
     EXPECT_EQ(Value(-9223372036854775808.0).integer(), std::numeric_limits<std::int64_t>::min());
-}
-
-TEST(Value, ThreadsMayChangeTheirOwnCopiesOfSharedContent)
-{
-    const Value shared(Value::Dictionary{{"list", Value(Value::Array(100, Value("entry")))}});
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([copy = shared, thread]() mutable {
-            for (int round = 0; round < 200; ++round)
-                copy.mutableDictionary()["list"].mutableArray()[0] = thread;
-            EXPECT_EQ(copy.find("list")->array()->front(), Value(thread));
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    EXPECT_EQ(shared.find("list")->array()->front(), Value("entry"));
 }
 
 TEST(NotificationCenter, TellsThoseWhoAreThereWhenTheirTurnComes)

@@ -1,0 +1,43 @@
+// Property lists in all their forms: what can be read can be written and read again, and from then on it
+// stays as it is. (The first writing replaces characters that XML can't carry.)
+
+#include "platform/PropertyList.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+using platform::Value;
+using platform::propertylist::ReadResult;
+
+namespace {
+
+Value writeAndRead(const Value& value)
+{
+    const std::string written = platform::propertylist::toXml(value);
+    const auto again = platform::propertylist::parse(written);
+    if (again.status != ReadResult::Status::Read) {
+        std::fprintf(
+            stderr, "what was written can't be read: %s\n%s\n", again.reason.c_str(), written.c_str());
+        std::abort();
+    }
+    return again.value;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
+{
+    const std::string text(reinterpret_cast<const char*>(bytes), size);
+    for (const auto parse : {&platform::propertylist::parse, &platform::propertylist::parseOldStyle}) {
+        const auto result = parse(text);
+        if (result.status != ReadResult::Status::Read)
+            continue;
+        const Value once = writeAndRead(result.value);
+        // As texts, for a number that is none equals nothing.
+        if (platform::propertylist::toXml(writeAndRead(once)) != platform::propertylist::toXml(once))
+            std::abort();
+    }
+    return 0;
+}
