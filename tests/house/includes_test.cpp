@@ -31,6 +31,7 @@ const std::map<std::string, Place> kHouse{
     {"ssh", {1, {}}},
     {"task", {4, {}}},
     {"remote", {4, {"task"}}},
+    {"svdata", {5, {}}},
     {"app", {5, {}}},
 };
 
