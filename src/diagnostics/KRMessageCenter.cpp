@@ -237,6 +237,12 @@ int KRMessageCenter::waitingCount() const
     return static_cast<int>(waitingMessages_.size());
 }
 
+bool KRMessageCenter::isReporting() const
+{
+    const std::lock_guard guard(somethingWaitingLock_);
+    return hasLaunchedReportingThread_;
+}
+
 void KRMessageCenter::updateIfNeccesary()
 {
     bool moved = false;
@@ -268,13 +274,10 @@ void KRMessageCenter::updateIfNeccesaryFromTimer()
     updateIfNeccesary();
 }
 
-// somethingWaitingLock is held; a former reporting thread has ended, or is about to return without taking a
-// lock.
+// somethingWaitingLock is held, and the former reporting thread has been joined.
 void KRMessageCenter::startReporting()
 {
     hasLaunchedReportingThread_ = true;
-    if (reportingThread_.joinable())
-        reportingThread_.join();
     reportingThread_ = std::thread([this] { cleanUpCleanUp(); });
 }
 
@@ -301,6 +304,8 @@ void KRMessageCenter::finishedSendingErrorsOver()
 {
     const std::lock_guard guard(somethingWaitingLock_);
     hasLaunchedReportingThread_ = false;
+    if (reportingThread_.joinable())
+        reportingThread_.join(); // It has taken its last lock, and is about to return.
     if (!messagesThatShouldBeSentOver_.empty())
         startReporting();
 }

@@ -118,6 +118,7 @@ public:
     void KRMessageCenterDelegateCall(const MessageText&, const MessageText&) { }
 
     bool windowVisible() const { return windowVisible_; }
+    bool isReporting() const; // Any thread.
     bool needToRedrawMessageColor() const { return needToRedrawMessageColor_; }
 
 private:

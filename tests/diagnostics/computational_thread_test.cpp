@@ -45,7 +45,7 @@ public:
 
     std::atomic<int> started = 0;
     std::atomic<bool> mayEnd = true;
-    std::thread::id workThread;
+    std::atomic<std::thread::id> workThread;
     std::thread::id endThread;
     std::vector<int> results;
     std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
@@ -75,7 +75,7 @@ TEST(ComputationalThread, WorksElsewhereAndEndsOnTheMainThread)
         worker, &Worker::twice, std::make_shared<Number>(Number{21}), &Worker::end);
     ASSERT_TRUE(served([&] { return !worker->results.empty(); }));
     EXPECT_EQ(worker->results, std::vector{42});
-    EXPECT_NE(worker->workThread, std::this_thread::get_id());
+    EXPECT_NE(worker->workThread.load(), std::this_thread::get_id());
     EXPECT_EQ(worker->endThread, std::this_thread::get_id());
 }
 

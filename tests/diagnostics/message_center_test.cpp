@@ -217,6 +217,8 @@ TEST_F(MessageCenter, ReportingGoesOnWhileMessagesCome)
             return center->messages().size() > 100;
         },
         10));
+    center->setShouldEmailMessages(false);
+    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return !center->isReporting(); }, 10));
 }
 
 } // namespace
