@@ -94,6 +94,7 @@ Status ChannelTable::receiveForChannel(Channel& channel, std::uint8_t number, By
         if (!reader.ok() || more > std::numeric_limits<std::uint32_t>::max() - channel.outWindow)
             return malformed();
         channel.outWindow += more;
+        channel.largestOutWindow = std::max(channel.largestOutWindow, channel.outWindow);
         return sendWaiting(channel);
     }
     case message::kChannelData: {
@@ -125,7 +126,7 @@ Status ChannelTable::receiveConfirmation(Channel& channel, ByteView body)
 {
     WireReader reader(body);
     channel.remoteNumber = reader.uint32();
-    channel.outWindow = reader.uint32();
+    channel.outWindow = channel.largestOutWindow = reader.uint32();
     channel.outPacket = reader.uint32();
     if (!reader.ok() || channel.outPacket == 0)
         return malformed();

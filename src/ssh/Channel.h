@@ -25,6 +25,7 @@ struct Channel {
 
     ByteQueue waiting; // Bytes to be sent once the server's window has room.
     std::uint32_t outWindow = 0;
+    std::uint32_t largestOutWindow = 0; // The most room that the server has shown; a window may open at 0.
     std::uint32_t outPacket = 0; // Most bytes in one message.
 
     bool takesErrorOutput = true; // The far side's error stream joins its output; otherwise it is dropped.

@@ -127,7 +127,6 @@ Result<std::unique_ptr<SFtpSession>> SFtpSession::open(SshTransport& transport, 
 
 Status SFtpSession::negotiate()
 {
-    initialOutWindow_ = channel_.outWindow;
     // The first message is on its way together with the request for the subsystem that will read it.
     Status status = transport_.channels().requestSubsystem(channel_, "sftp");
     if (status.ok())

@@ -66,7 +66,7 @@ public:
     int version() const { return version_; }
     const SFtpSettings& settings() const { return settings_; }
     const SFtpServerLimits& limits() const { return limits_; }
-    std::uint32_t initialOutWindow() const { return initialOutWindow_; }
+    std::uint32_t serverWindow() const { return channel_.largestOutWindow; } // Bytes.
     std::uint32_t openWindow() const { return transport_.settings().openWindow; }
 
     // Sends a request with the two parts behind its id, without waiting. Gives the id.
@@ -109,7 +109,6 @@ private:
     SFtpSettings settings_;
     SFtpServerLimits limits_;
     int version_ = 3;
-    std::uint32_t initialOutWindow_ = 0;
     std::uint32_t nextId_ = 0;
     std::unordered_set<std::uint32_t> pending_; // Ids sent and not answered.
     std::unordered_set<std::uint32_t> abandoned_; // Those among them whose replies are dropped.

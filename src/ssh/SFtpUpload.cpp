@@ -17,7 +17,7 @@ SFtpUpload::SFtpUpload(SFtpSession& session, ByteView handle, std::uint64_t from
     : session_(session), handle_(copyOf(handle)), input_(std::move(input)), offset_(from)
 {
     std::uint32_t chunk = std::clamp(session.settings().uploadChunk, kLeastChunk, kMostChunk);
-    const std::uint32_t window = session.initialOutWindow();
+    const std::uint32_t window = session.serverWindow();
     const bool smallWindow = window < chunk + kRequestOverhead;
     // Where the whole window is less than a write, writes are cut to fit into it: half of one would lie at
     // the server until there is room for the rest.
