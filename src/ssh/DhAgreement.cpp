@@ -62,10 +62,11 @@ public:
     {
         gcry_mpi_sub_ui(primeMinusOne_.get(), prime_.get(), 1);
         const Mpi generator(group.generator);
-        do {
+        // A group that is none may have no value in range at all; the peer's answer then is refused.
+        for (int attempt = 0; attempt < 16 && !inRange(public_, primeMinusOne_); ++attempt) {
             secret_ = Mpi::random(std::min(kExponentBits, prime_.bits() - 1));
             gcry_mpi_powm(public_.get(), generator.get(), secret_.get(), prime_.get());
-        } while (!inRange(public_, primeMinusOne_));
+        }
     }
 
     Bytes publicField() const override { return WireWriter().mpint(public_.bytes()).take(); }
@@ -73,7 +74,8 @@ public:
     Result<Bytes> sharedSecret(ByteView peer) override
     {
         const Mpi value(peer);
-        if ((!peer.empty() && peer[0] & 0x80) || !inRange(value, primeMinusOne_))
+        if ((!peer.empty() && peer[0] & 0x80) || !inRange(value, primeMinusOne_)
+            || !inRange(public_, primeMinusOne_))
             return Error{"The server's key exchange value is out of range."};
         const Mpi shared = Mpi::secret();
         gcry_mpi_powm(shared.get(), value.get(), secret_.get(), prime_.get());

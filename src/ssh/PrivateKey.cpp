@@ -89,7 +89,10 @@ Result<PrivateKey> PrivateKey::fromDsa(const DsaNumbers& numbers)
         return kInconsistent;
     key.key_ = Sexp::build("(private-key (dsa (p %m) (q %m) (g %m) (y %m) (x %m)))", p.get(), q.get(),
         g.get(), y.get(), x.get());
-    if (!consistent(key.key_))
+    // libgcrypt compares y with g and x, and leaves q out.
+    const Mpi power = Mpi::zero();
+    gcry_mpi_powm(power.get(), g.get(), q.get(), p.get());
+    if (!consistent(key.key_) || gcry_mpi_cmp_ui(power.get(), 1) != 0)
         return kInconsistent;
     return key;
 }

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the tests of this folder share: temporary folders, keys, real servers, and files.
+namespace support {
+
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& content);
+std::string randomText(std::size_t size); // The same bytes each time.
+
+int run(const std::vector<std::string>& arguments); // A program with its output dropped; its exit status.
+// The text of a new private key of a type such as "ssh-rsa" or "ecdsa-sha2-nistp384". With `pem`, in the
+// older form. The public part goes to `publicLine`.
+std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
+
+std::string loginName();
+
+// A server program on a free port of the loopback, ended with the object.
+class RealServer {
+public:
+    // OpenSSH with further lines for its configuration; keys that may log in are those of `authorizedKeys`.
+    static std::unique_ptr<RealServer> openSsh(
+        const std::string& authorizedKeys, const std::string& extraConfiguration = "");
+    static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);
+    ~RealServer();
+    int port() const { return port_; }
+
+private:
+    bool start(const std::vector<std::string>& arguments);
+    TemporaryFolder folder_;
+    int port_ = 0;
+    int pid_ = -1;
+};
+
+} // namespace support
