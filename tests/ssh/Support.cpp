@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <pwd.h>
 #include <random>
 #include <signal.h>
@@ -141,16 +142,21 @@ std::unique_ptr<RealServer> RealServer::openSsh(
         "PermitRootLogin yes\nMaxStartups 100\nSubsystem sftp /usr/lib/openssh/sftp-server\n";
     configuration += "Port " + std::to_string(server->port_) + "\n";
     configuration += "AuthorizedKeysFile " + (folder / "authorized") + "\n" + extraConfiguration + "\n";
+    static std::map<std::string, std::string> hostKeys; // Made once: some take a second.
     for (const char* type : {"ssh-rsa", "ssh-dss", "ssh-ed25519", "ecdsa-sha2-nistp256"}) {
         const std::string path = folder / type;
-        writeFile(path, makeKeyText(type));
+        if (hostKeys[type].empty())
+            hostKeys[type] = makeKeyText(type);
+        writeFile(path, hostKeys[type]);
         std::filesystem::permissions(path, std::filesystem::perms(0600));
         configuration += "HostKey " + path + "\n";
     }
     writeFile(folder / "config", configuration);
     if (getuid() == 0) // Where the server's unprivileged half lives, which a service would have made.
         std::filesystem::create_directories("/run/sshd");
-    return server->start({"/usr/sbin/sshd", "-D", "-f", folder / "config"}) ? std::move(server) : nullptr;
+    return server->start({"/usr/sbin/sshd", "-D", "-f", folder / "config"}, authorizedKeys)
+        ? std::move(server)
+        : nullptr;
 }
 
 std::unique_ptr<RealServer> RealServer::dropbear(const std::string& authorizedKeys)
@@ -161,18 +167,34 @@ std::unique_ptr<RealServer> RealServer::dropbear(const std::string& authorizedKe
     const std::string key = folder / "key";
     if (run({"dropbearkey", "-t", "rsa", "-s", "2048", "-f", key}) != 0)
         return nullptr;
-    // It looks for the keys in the home folder that the account's entry names.
-    const passwd* entry = getpwuid(getuid());
-    const std::string file = std::string(entry ? entry->pw_dir : "") + "/.ssh/authorized_keys";
-    if (!authorizedKeys.empty() && readFile(file).find(authorizedKeys) == std::string::npos)
-        return nullptr;
-    const bool started = server->start(
-        {"dropbear", "-F", "-E", "-p", "127.0.0.1:" + std::to_string(server->port_), "-r", key});
+    const bool started =
+        server->start({"dropbear", "-F", "-E", "-p", "127.0.0.1:" + std::to_string(server->port_), "-r", key},
+            authorizedKeys);
     return started ? std::move(server) : nullptr;
 }
 
-bool RealServer::start(const std::vector<std::string>& arguments)
+bool RealServer::start(std::vector<std::string> arguments, const std::string& authorizedKeys)
 {
+    const passwd* entry = getpwuid(getuid());
+    if (entry && getuid() == 0
+        && run({"unshare", "-m", "mount", "--bind", folder_.path(), entry->pw_dir}) == 0) {
+        ownAccount_ = true;
+        const std::string home = folder_ / "home";
+        std::filesystem::create_directories(home + "/.ssh");
+        writeFile(home + "/.ssh/authorized_keys", authorizedKeys);
+        std::filesystem::permissions(home, std::filesystem::perms(0700));
+        std::filesystem::permissions(home + "/.ssh/authorized_keys", std::filesystem::perms(0600));
+        // "secret", hashed by crypt(3).
+        writeFile(folder_ / "shadow",
+            std::string(entry->pw_name)
+                + ":$6$trelkind$wLSsT3pkSq/SYIWbGtBvlG6YtvszTy2AHth/"
+                  "D3Z4XpocKIDlF8JJG8H9PjBwJCZv1Gb.z9QqHs4vEhkPYO/"
+                  "9S0:19000:0:99999:7:::\nsshd:!:19000::::::\n");
+        const std::vector<std::string> wrapper = {"unshare", "-m", "sh", "-c",
+            "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && shift 3 && exec \"$@\"", "sh",
+            home, entry->pw_dir, folder_ / "shadow"};
+        arguments.insert(arguments.begin(), wrapper.begin(), wrapper.end());
+    }
     pid_ = spawn(arguments);
     for (int i = 0; i < 500 && pid_ > 0; ++i) {
         if (listens(port_))

@@ -33,19 +33,24 @@ std::string makeKeyText(const std::string& type, bool pem = false, std::string* 
 
 std::string loginName();
 
-// A server program on a free port of the loopback, ended with the object.
+// A server program on a free port of the loopback, ended with the object. Where this process may mount, the
+// server sees an account file in which this login's password is kPassword, and a home folder of its own with
+// the authorized keys in it; the machine's own stay as they are.
 class RealServer {
 public:
-    // OpenSSH with further lines for its configuration; keys that may log in are those of `authorizedKeys`.
+    static constexpr const char* kPassword = "secret";
+    // OpenSSH with further lines for its configuration.
     static std::unique_ptr<RealServer> openSsh(
         const std::string& authorizedKeys, const std::string& extraConfiguration = "");
     static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);
     ~RealServer();
     int port() const { return port_; }
+    bool ownAccount() const { return ownAccount_; } // Whether password and home are the test's.
 
 private:
-    bool start(const std::vector<std::string>& arguments);
+    bool start(std::vector<std::string> arguments, const std::string& authorizedKeys);
     TemporaryFolder folder_;
+    bool ownAccount_ = false;
     int port_ = 0;
     int pid_ = -1;
 };
