@@ -12,9 +12,6 @@ namespace {
 
 // The window that a download may fill: what a line of 100 MB/s holds in 80 ms.
 constexpr std::uint32_t kOpenWindow = 8 * 1024 * 1024;
-// A directory that never ends must not fill our memory.
-constexpr std::size_t kMostEntries = 200000;
-constexpr std::size_t kMostNameBytes = 16 * 1024 * 1024;
 
 TransportSettings defaults()
 {
@@ -146,53 +143,6 @@ std::optional<std::string> ClsSFtp::openDir(const std::string& path)
     });
 }
 
-Status ClsSFtp::takeNames(const SFtpSession& session, ByteView body, std::vector<SFtpEntry>& entries) const
-{
-    WireReader reader(body);
-    const std::uint32_t count = reader.uint32();
-    for (std::uint32_t i = 0; i < count; ++i) {
-        SFtpEntry entry;
-        entry.name = session.nameFromServer(reader.string());
-        if (session.version() <= 3)
-            reader.string(); // The line that "ls -l" would show.
-        entry.attr.read(reader, session.version());
-        if (!reader.ok())
-            return SFtpSession::malformed();
-        // A bare name is promised, and callers make local paths of it: a server must not lead them elsewhere.
-        if (entry.name.empty() || entry.name.find('/') != std::string::npos
-            || entry.name.find('\0') != std::string::npos)
-            continue;
-        if (includeDotDirs_ || (entry.name != "." && entry.name != ".."))
-            entries.push_back(std::move(entry));
-    }
-    return {};
-}
-
-Result<std::vector<SFtpEntry>> ClsSFtp::listing(SFtpSession& session, ByteView handle)
-{
-    std::vector<SFtpEntry> entries;
-    const Bytes body = WireWriter().string(handle).take();
-    std::size_t bytes = 0;
-    for (;;) {
-        const auto reply = session.ask(sftp::kReaddir, body);
-        if (!reply.ok())
-            return reply.error();
-        if (session.isEndOfFile(*reply))
-            return entries;
-        if (reply->type != sftp::kName) {
-            const Status status = session.statusOf(*reply);
-            return status.ok() ? SFtpSession::malformed() : status.error();
-        }
-        const Status taken = takeNames(session, reply->body, entries);
-        if (!taken.ok())
-            return taken.error();
-        // The bytes are counted too: a server can fill replies with names that are dropped, without an end.
-        bytes += reply->body.size() + 64;
-        if (entries.size() > kMostEntries || bytes > kMostNameBytes * 4)
-            return Error{"The directory has more entries than can be listed."};
-    }
-}
-
 std::shared_ptr<const std::vector<SFtpEntry>> ClsSFtp::readDir(const std::string& handle)
 {
     using List = std::shared_ptr<const std::vector<SFtpEntry>>;
@@ -200,7 +150,7 @@ std::shared_ptr<const std::vector<SFtpEntry>> ClsSFtp::readDir(const std::string
         const auto at = find(handle);
         if (!at.ok())
             return at.error();
-        auto entries = listing(*session_, (*at)->remote);
+        auto entries = readListing(*session_, (*at)->remote, includeDotDirs_);
         if (!entries.ok())
             return entries.error();
         return List(std::make_shared<const std::vector<SFtpEntry>>(std::move(*entries)));

@@ -1,16 +1,11 @@
 #pragma once
 
 #include "ssh/ClsConnection.h"
-#include "ssh/SFtpSession.h"
+#include "ssh/SFtpListing.h"
 
 #include <map>
 
 namespace ssh {
-
-struct SFtpEntry {
-    std::string name; // Bare, UTF-8.
-    SFtpFileAttr attr;
-};
 
 // The class behind CkoSFtp: a connection with one SFTP subsystem.
 class ClsSFtp : public ClsConnection {
@@ -47,8 +42,6 @@ private:
     Result<SFtpSession*> session() const;
     Result<Handle*> find(const std::string& handle);
     std::string remember(Bytes remote);
-    Result<std::vector<SFtpEntry>> listing(SFtpSession& session, ByteView handle);
-    Status takeNames(const SFtpSession& session, ByteView body, std::vector<SFtpEntry>& entries) const;
     Status download(const std::string& remotePath, const std::string& localPath, bool resuming);
     Status upload(const std::string& remotePath, const std::string& localPath, bool resuming);
 

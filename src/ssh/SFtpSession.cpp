@@ -110,13 +110,13 @@ Error SFtpSession::malformed()
     return Error{"The server sent a damaged SFTP reply."};
 }
 
-Result<std::unique_ptr<SFtpSession>> SFtpSession::open(SshTransport& transport, const SFtpSettings& settings)
+Result<std::unique_ptr<SFtpSession>> SFtpSession::open(ChannelHost& host, const SFtpSettings& settings)
 {
-    const auto number = transport.openChannel(false);
+    const auto number = host.openChannel(false);
     if (!number.ok())
         return number.error();
-    std::unique_ptr<SFtpSession> session(new SFtpSession(transport, *number, settings));
-    session->limits_ = limitsFor(transport.serverVersion());
+    std::unique_ptr<SFtpSession> session(new SFtpSession(host, *number, settings));
+    session->limits_ = limitsFor(host.serverVersion());
     if (settings.forceV3)
         session->limits_.offeredVersion = 3;
     const Status status = session->negotiate();
@@ -128,16 +128,16 @@ Result<std::unique_ptr<SFtpSession>> SFtpSession::open(SshTransport& transport, 
 Status SFtpSession::negotiate()
 {
     // The first message is on its way together with the request for the subsystem that will read it.
-    Status status = transport_.channels().requestSubsystem(channel_, "sftp");
+    Status status = host_.channels().requestSubsystem(channel_, "sftp");
     if (status.ok())
-        status = transport_.channels().write(channel_,
+        status = host_.channels().write(channel_,
             WireWriter()
                 .uint32(5)
                 .byte(sftp::kInit)
                 .uint32(static_cast<std::uint32_t>(limits_.offeredVersion)));
     Result<bool> ready = false;
     if (status.ok())
-        status = transport_.waitFor([&] {
+        status = host_.waitFor([&] {
             ready = packetReady();
             return !ready.ok() || *ready || channel_.closeReceived || channel_.answer == false;
         });
@@ -149,7 +149,7 @@ Status SFtpSession::negotiate()
         return Error{"The server doesn't start its SFTP subsystem."};
     const std::uint32_t length = loadUint32(channel_.received.data());
     status = readVersion(channel_.received.view().subspan(kLengthField, length));
-    return status.ok() ? transport_.channels().consume(channel_, kLengthField + length) : status;
+    return status.ok() ? host_.channels().consume(channel_, kLengthField + length) : status;
 }
 
 Status SFtpSession::readVersion(ByteView body)
@@ -184,11 +184,11 @@ std::string SFtpSession::nameFromServer(ByteView name) const
 
 Result<std::uint32_t> SFtpSession::send(std::uint8_t type, ByteView head, ByteView tail)
 {
-    if (!transport_.connected() || channel_.closeReceived)
+    if (!host_.connected() || channel_.closeReceived)
         return Error{"The SFTP session has ended."};
     const std::uint32_t id = nextId_++;
     const std::size_t length = 5 + head.size() + tail.size();
-    const Status sent = transport_.channels().write(channel_,
+    const Status sent = host_.channels().write(channel_,
         WireWriter().uint32(static_cast<std::uint32_t>(length)).byte(type).uint32(id).raw(head), tail);
     if (!sent.ok())
         return sent.error();
@@ -204,7 +204,7 @@ void SFtpSession::abandon(std::uint32_t id)
 
 bool SFtpSession::hasRoom() const
 {
-    return channel_.waiting.empty() && transport_.unsent() < kEnoughUnsent;
+    return channel_.waiting.empty() && host_.unsent() < kEnoughUnsent;
 }
 
 Result<bool> SFtpSession::packetReady()
@@ -226,7 +226,7 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
         if (complete.ok() && !*complete) {
             if (ready && ready())
                 return {};
-            const Status status = transport_.waitFor([&] {
+            const Status status = host_.waitFor([&] {
                 complete = packetReady();
                 return !complete.ok() || *complete || channel_.closeReceived || (ready && ready());
             });
@@ -251,11 +251,11 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
         Status status;
         if (abandoned_.erase(reply.id) == 0)
             status = handle(reply);
-        const Status consumed = transport_.channels().consume(channel_, kLengthField + length);
+        const Status consumed = host_.channels().consume(channel_, kLengthField + length);
         if (!status.ok() || !consumed.ok())
             return status.ok() ? consumed : status;
     }
-    return transport_.flush();
+    return host_.flush();
 }
 
 Result<SFtpSession::Reply> SFtpSession::ask(std::uint8_t type, ByteView body)

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "ssh/ChannelHost.h"
 #include "ssh/SFtpFileAttr.h"
-#include "ssh/SshTransport.h"
 
 #include <unordered_set>
 
@@ -61,13 +61,13 @@ public:
     };
 
     // Opens the channel, starts the subsystem and agrees on a version from 6 down to 3.
-    static Result<std::unique_ptr<SFtpSession>> open(SshTransport& transport, const SFtpSettings& settings);
+    static Result<std::unique_ptr<SFtpSession>> open(ChannelHost& host, const SFtpSettings& settings);
 
     int version() const { return version_; }
     const SFtpSettings& settings() const { return settings_; }
     const SFtpServerLimits& limits() const { return limits_; }
     std::uint32_t serverWindow() const { return channel_.largestOutWindow; } // Bytes.
-    std::uint32_t openWindow() const { return transport_.settings().openWindow; }
+    std::uint32_t openWindow() const { return host_.openWindow(); }
 
     // Sends a request with the two parts behind its id, without waiting. Gives the id.
     Result<std::uint32_t> send(std::uint8_t type, ByteView head, ByteView tail = {});
@@ -96,15 +96,15 @@ public:
     static Error malformed();
 
 private:
-    SFtpSession(SshTransport& transport, std::uint32_t channel, const SFtpSettings& settings)
-        : transport_(transport), channel_(*transport.channel(channel)), settings_(settings)
+    SFtpSession(ChannelHost& host, std::uint32_t channel, const SFtpSettings& settings)
+        : host_(host), channel_(*host.channels().find(channel)), settings_(settings)
     { }
     Status negotiate();
     Status readVersion(ByteView body);
     Result<bool> packetReady(); // Fails for a length that no reply has.
     Result<Bytes> handleFrom(const Result<Reply>& reply) const;
 
-    SshTransport& transport_;
+    ChannelHost& host_;
     Channel& channel_;
     SFtpSettings settings_;
     SFtpServerLimits limits_;

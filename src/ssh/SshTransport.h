@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ssh/ChannelHost.h"
 #include "ssh/Socket.h"
 #include "ssh/SshProtocol.h"
 
@@ -20,42 +21,39 @@ struct TransportSettings {
 // The client side of SSH protocol version 2 on a socket: connects, logs in, opens channels, and moves bytes
 // while somebody waits for something. All waiting of a connection happens here, with poll and a time limit.
 // One thread at a time; objects are independent of each other.
-class SshTransport {
+class SshTransport : public ChannelHost {
 public:
     using Log = std::function<void(const std::string&)>;
     SshTransport(TransportSettings settings, Log log);
-    ~SshTransport();
+    ~SshTransport() override;
 
     // TCP connect, version exchange and key exchange, within the connect limit.
     Status connect(const std::string& host, int port);
     Status authenticate(Credentials credentials);
     bool authenticated() const { return protocol_ && protocol_->auth().done(); }
-    bool connected() const { return socket_.isOpen(); }
+    bool connected() const override { return socket_.isOpen(); }
     // Ends the connection at any stage. Waits for nobody.
     void disconnect();
     Status exchangeKeys(); // New keys; needs an established connection.
 
-    // Opens a session channel and widens its window.
-    Result<std::uint32_t> openChannel(bool takesErrorOutput);
+    Result<std::uint32_t> openChannel(bool takesErrorOutput) override;
     Channel* channel(std::uint32_t number)
     {
         return protocol_ ? protocol_->channels().find(number) : nullptr;
     }
-    ChannelTable& channels() { return protocol_->channels(); }
+    ChannelTable& channels() override { return protocol_->channels(); }
     // Sends the request and waits for the server's word on it.
     Status exec(Channel& channel, const std::string& command);
     Status subsystem(Channel& channel, const std::string& name);
 
-    // Moves bytes until `done`, which is asked after each batch of messages. Fails when the connection does,
-    // and when the server is silent for as long as the idle limit.
-    Status waitFor(const std::function<bool()>& done);
-    // The same for a fixed time: reaching it isn't a failure.
+    Status waitFor(const std::function<bool()>& done) override;
+    // The same for a fixed time, and reaching it isn't a failure.
     Status waitUntil(Deadline deadline, const std::function<bool()>& done);
-    // Sends what can be sent without waiting.
-    Status flush();
-    std::size_t unsent() const { return protocol_->outgoing().size(); } // Bytes that the system hasn't taken.
+    Status flush() override;
+    std::size_t unsent() const override { return protocol_->outgoing().size(); }
+    std::uint32_t openWindow() const override { return settings_.openWindow; }
 
-    const std::string& serverVersion() const { return protocol_->serverVersion(); }
+    const std::string& serverVersion() const override { return protocol_->serverVersion(); }
     const KeyExchange* keyExchange() const { return protocol_ ? protocol_->keyExchange() : nullptr; }
     TransportSettings& settings() { return settings_; }
 
