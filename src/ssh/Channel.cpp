@@ -16,6 +16,7 @@ Error malformed()
 }
 
 constexpr std::size_t kMostChannels = 1000;
+constexpr std::uint32_t kRefillStep = 256 * 1024;
 
 } // namespace
 
@@ -221,8 +222,9 @@ Status ChannelTable::widen(Channel& channel, std::uint32_t target)
 Status ChannelTable::refill(Channel& channel, std::size_t count)
 {
     channel.unacknowledged += static_cast<std::uint32_t>(count);
-    // Half a window at a time: often enough for a long line, and few messages.
-    if (channel.unacknowledged < channel.inTarget / 2 || channel.closeReceived || channel.closeSent)
+    // In steps that are small beside a wide window, so that all of it is there to be filled, and yet few.
+    if (channel.unacknowledged < std::min(channel.inTarget / 2, kRefillStep) || channel.closeReceived
+        || channel.closeSent)
         return {};
     const std::uint32_t more = channel.unacknowledged;
     channel.unacknowledged = 0;

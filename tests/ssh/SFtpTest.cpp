@@ -195,7 +195,7 @@ TEST(SFtpLimits, FollowTheServersVersionLine)
         EXPECT_TRUE(support::readFile(files.folder / "local") == options.files["file"]);
         files.sftp.Disconnect();
         while (files.peer.seen().windowTotal == 0) { }
-        EXPECT_GE(files.peer.seen().windowTotal, 8u << 20); // Opened with 327680 bytes, and widened at once.
+        EXPECT_GE(files.peer.seen().windowTotal, 16u << 20); // Opened with 327680 bytes, and widened at once.
     }
     EXPECT_EQ(Files({}, [](CkoSFtp& sftp) { sftp.setForceV3(true); }).sftp.ProtocolVersion(), 3);
     peer::Options old;
