@@ -1,0 +1,128 @@
+#include "ssh/Relay.h"
+
+#include <arpa/inet.h>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Piece {
+    Clock::time_point due;
+    std::vector<char> bytes; // Empty for the end of the stream.
+};
+
+// What is on the line in one direction.
+struct Line {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<Piece> pieces;
+    std::size_t bytes = 0;
+};
+
+constexpr std::size_t kMostOnTheLine = 128 * 1024 * 1024;
+
+sockaddr_in loopback(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
+
+void writePieces(Line& line, int to)
+{
+    for (;;) {
+        std::unique_lock lock(line.lock);
+        line.changed.wait(lock, [&] { return !line.pieces.empty(); });
+        const Piece piece = std::move(line.pieces.front());
+        line.pieces.pop_front();
+        line.bytes -= piece.bytes.size();
+        line.changed.notify_all();
+        lock.unlock();
+        std::this_thread::sleep_until(piece.due);
+        std::size_t sent = 0;
+        while (sent < piece.bytes.size()) {
+            const ssize_t put = send(to, piece.bytes.data() + sent, piece.bytes.size() - sent, MSG_NOSIGNAL);
+            if (put <= 0)
+                break;
+            sent += static_cast<std::size_t>(put);
+        }
+        if (piece.bytes.empty()) {
+            shutdown(to, SHUT_WR);
+            return;
+        }
+    }
+}
+
+} // namespace
+
+Relay::Relay(int targetPort, std::chrono::milliseconds delay)
+    : targetPort_(targetPort), delay_(delay), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+    listen(listener_, 16);
+    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] { accept(); });
+}
+
+Relay::~Relay()
+{
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    for (std::thread& carrier : carriers_)
+        carrier.join();
+    close(listener_);
+}
+
+void Relay::accept()
+{
+    for (;;) {
+        const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (client < 0)
+            return;
+        carriers_.emplace_back([this, client] {
+            const int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            const sockaddr_in address = loopback(targetPort_);
+            const int one = 1;
+            for (const int end : {client, server})
+                setsockopt(end, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+            if (connect(server, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+                std::thread back([&] { carry(server, client); });
+                carry(client, server);
+                back.join();
+            }
+            close(client);
+            close(server);
+        });
+    }
+}
+
+void Relay::carry(int from, int to)
+{
+    Line line;
+    std::thread writer([&] { writePieces(line, to); });
+    std::vector<char> buffer(256 * 1024);
+    ssize_t got = 0;
+    do {
+        got = recv(from, buffer.data(), buffer.size(), 0);
+        const std::size_t count = got > 0 ? static_cast<std::size_t>(got) : 0;
+        std::unique_lock lock(line.lock);
+        line.changed.wait(lock, [&] { return line.bytes < kMostOnTheLine; });
+        line.pieces.push_back(
+            {Clock::now() + delay_, {buffer.begin(), buffer.begin() + static_cast<long>(count)}});
+        line.bytes += count;
+        line.changed.notify_all();
+    } while (got > 0);
+    writer.join();
+}

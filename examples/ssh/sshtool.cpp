@@ -1,0 +1,323 @@
+// A small tool on top of the SSH and SFTP interface: runs a command on another machine, and moves files.
+
+#include "ssh/CkoSFtp.h"
+#include "ssh/CkoSsh.h"
+#include "ssh/CkoSshKey.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <termios.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr const char* kUsage = R"(sshtool [OPTIONS] VERB HOST USER ARGUMENTS...
+
+Verbs
+  exec HOST USER COMMAND...        runs a command; its output is ours, its exit status too
+  get HOST USER REMOTE [LOCAL]     downloads a file
+  resume HOST USER REMOTE [LOCAL]  downloads what the local file doesn't have yet
+  put HOST USER LOCAL [REMOTE]     uploads a file
+  ls HOST USER [DIRECTORY]         lists a directory
+  stat HOST USER PATH              shows what is known of a file
+  mkdir HOST USER PATH             makes a directory
+
+Options
+  --key FILE            log in with this private key (unencrypted)
+  --password-fd N       read the password from this file descriptor, else from the terminal
+  --known-hosts FILE    where host keys are remembered (~/Library/Trelkind/known_hosts)
+  --port N              another port than 22
+  --settled-only        offer the settled algorithms without the later ones
+  --no-compression      offer no compression, for lines that are faster than it
+  --verbose             show the session's log and the agreed algorithms
+
+HOST may be written with brackets, as in [::1]. The exit status is 1 for a failure, 2 for wrong use.
+)";
+
+struct Options {
+    std::string key;
+    std::string knownHosts;
+    int passwordFd = -1;
+    int port = 22;
+    bool settledOnly = false;
+    bool compression = true;
+    bool verbose = false;
+    std::vector<std::string> words; // The verb and what follows.
+};
+
+int wrongUse(const std::string& what)
+{
+    std::fprintf(stderr, "sshtool: %s\n\n%s", what.c_str(), kUsage);
+    return 2;
+}
+
+bool number(const char* text, int& value)
+{
+    char* end = nullptr;
+    const long parsed = std::strtol(text, &end, 10);
+    value = static_cast<int>(parsed);
+    return *text && !*end && parsed >= 0 && parsed <= 65535;
+}
+
+// Options may stand before the verb only, so that a command may have options of its own.
+bool parse(int argc, char** argv, Options& options, std::string& error)
+{
+    int i = 1;
+    for (; i < argc && argv[i][0] == '-'; ++i) {
+        const std::string name = argv[i];
+        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
+        const bool takesValue =
+            name == "--key" || name == "--password-fd" || name == "--known-hosts" || name == "--port";
+        if (takesValue && !value) {
+            error = name + " needs a value";
+            return false;
+        }
+        bool good = true;
+        if (name == "--key")
+            options.key = value;
+        else if (name == "--known-hosts")
+            options.knownHosts = value;
+        else if (name == "--password-fd")
+            good = number(value, options.passwordFd);
+        else if (name == "--port")
+            good = number(value, options.port);
+        else if (name == "--settled-only")
+            options.settledOnly = true;
+        else if (name == "--no-compression")
+            options.compression = false;
+        else if (name == "--verbose")
+            options.verbose = true;
+        else
+            good = false;
+        if (!good) {
+            error = takesValue ? name + ": " + value + " isn't a number that fits" : "unknown option " + name;
+            return false;
+        }
+        i += takesValue ? 1 : 0;
+    }
+    options.words.assign(argv + i, argv + argc);
+    return true;
+}
+
+// Up to the first line end.
+bool readLine(int descriptor, std::string& line)
+{
+    char c = 0;
+    ssize_t got = 0;
+    while ((got = read(descriptor, &c, 1)) == 1 && c != '\n')
+        line += c;
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    return got >= 0;
+}
+
+bool askPassword(const std::string& user, const std::string& host, std::string& password)
+{
+    const int terminal = open("/dev/tty", O_RDWR | O_CLOEXEC);
+    if (terminal < 0)
+        return false;
+    const std::string prompt = "Password of " + user + " on " + host + ": ";
+    termios before{};
+    tcgetattr(terminal, &before);
+    termios silent = before;
+    silent.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    tcsetattr(terminal, TCSAFLUSH, &silent);
+    const bool asked = write(terminal, prompt.data(), prompt.size()) >= 0 && readLine(terminal, password);
+    tcsetattr(terminal, TCSAFLUSH, &before);
+    (void)!write(terminal, "\n", 1);
+    close(terminal);
+    return asked;
+}
+
+int failed(const std::string& reason)
+{
+    std::fprintf(stderr, "sshtool: %s\n", reason.c_str());
+    return 1;
+}
+
+bool logIn(
+    ssh::CkoConnection& connection, const Options& options, const std::string& user, std::string& reason)
+{
+    if (!options.key.empty()) {
+        std::ifstream file(options.key);
+        std::stringstream text;
+        text << file.rdbuf();
+        ssh::CkoSshKey key;
+        if (!key.FromOpenSshPrivateKey(file ? std::optional(text.str()) : std::nullopt)) {
+            reason = options.key + ": " + key.LastErrorText();
+            return false;
+        }
+        if (connection.AuthenticatePk(user, key))
+            return true;
+        reason = connection.LastErrorText();
+        return false;
+    }
+    std::string password;
+    const bool have = options.passwordFd >= 0 ? readLine(options.passwordFd, password)
+                                              : askPassword(user, options.words[1], password);
+    const bool granted = have && connection.AuthenticatePw(user, password);
+    explicit_bzero(password.data(), password.size());
+    if (!granted)
+        reason = have ? connection.LastErrorText() : "There is no terminal to ask for the password at.";
+    return granted;
+}
+
+bool connect(ssh::CkoConnection& connection, const Options& options, std::string& reason)
+{
+    connection.setSettledOnly(options.settledOnly);
+    connection.setCompression(options.compression);
+    if (!options.knownHosts.empty())
+        connection.setKnownHostsFile(options.knownHosts);
+    std::string host = options.words[1];
+    if (host.size() > 2 && host.front() == '[' && host.back() == ']')
+        host = host.substr(1, host.size() - 2);
+    bool done = connection.Connect(host, options.port);
+    if (done)
+        done = logIn(connection, options, options.words[2], reason);
+    else
+        reason = connection.LastErrorText();
+    if (options.verbose) {
+        std::fputs(connection.SessionLog().c_str(), stderr);
+        for (const std::string& name : connection.Algorithms())
+            std::fprintf(stderr, "%s ", name.c_str());
+        std::fprintf(stderr, "\n%s\n", connection.HostKeyFingerprint().c_str());
+    }
+    return done;
+}
+
+int runExec(ssh::CkoSsh& connection, const Options& options)
+{
+    std::string command;
+    for (std::size_t i = 3; i < options.words.size(); ++i)
+        command += (i > 3 ? " " : "") + options.words[i];
+    const int channel = connection.OpenSessionChannel();
+    if (channel < 0 || !connection.SendReqExec(channel, command))
+        return failed(connection.LastErrorText());
+    for (bool closed = false; !closed;) {
+        closed = connection.ChannelReceivedClose(channel);
+        const int waiting = connection.ChannelReadAndPoll(channel, closed ? 0 : 2000);
+        if (waiting < 0)
+            return failed(connection.LastErrorText());
+        const auto data = connection.GetReceivedDataN(channel, waiting);
+        if (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0)
+            return failed("The output can't be written.");
+    }
+    const int status = connection.GetChannelExitStatus(channel);
+    return status < 0 ? failed(connection.LastErrorText()) : status;
+}
+
+std::string dateText(const std::optional<ssh::CkoDate>& date)
+{
+    if (!date)
+        return "-";
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(*date);
+    std::tm parts{};
+    char text[32];
+    localtime_r(&seconds, &parts);
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    return text;
+}
+
+int runList(ssh::CkoSFtp& connection, const std::string& path)
+{
+    const auto handle = connection.OpenDir(path);
+    const auto listing = connection.ReadDir(handle);
+    if (!listing)
+        return failed(connection.LastErrorText());
+    for (int i = 0; i < listing->NumFilesAndDirs(); ++i) {
+        const auto file = listing->GetFileObject(i);
+        std::printf("%c%04o %12lld %s %s\n",
+            file->IsDirectory()     ? 'd'
+                : file->IsSymLink() ? 'l'
+                                    : '-',
+            static_cast<unsigned>(file->Permissions()), static_cast<long long>(file->Size64()),
+            dateText(file->LastModifiedTime()).c_str(), listing->GetFilename(i).c_str());
+    }
+    connection.CloseHandle(*handle);
+    return 0;
+}
+
+int runStat(ssh::CkoSFtp& connection, const std::string& path)
+{
+    const int permissions = connection.GetFilePermissions(path, false, false);
+    if (permissions < 0)
+        return failed(connection.LastErrorText());
+    std::printf("permissions %04o\nsize %lld\nmodified %s\n", static_cast<unsigned>(permissions),
+        static_cast<long long>(connection.GetFileSize64(path, false, false)),
+        dateText(connection.GetFileLastModified(path, false, false)).c_str());
+    return 0;
+}
+
+std::string baseName(const std::string& path)
+{
+    return path.substr(path.find_last_of('/') + 1);
+}
+
+int runFiles(ssh::CkoSFtp& connection, const Options& options)
+{
+    if (!connection.InitializeSftp())
+        return failed(connection.LastErrorText());
+    const std::string& verb = options.words[0];
+    const std::string first = options.words.size() > 3 ? options.words[3] : ".";
+    const std::string second = options.words.size() > 4 ? options.words[4] : baseName(first);
+    if (verb == "ls")
+        return runList(connection, first);
+    if (verb == "stat")
+        return runStat(connection, first);
+    const bool done = verb == "get" ? connection.DownloadFileByName(first, second)
+        : verb == "resume"          ? connection.ResumeDownloadFileByName(first, second)
+        : verb == "put"             ? connection.UploadFileByName(second, first)
+                                    : connection.CreateDir(first);
+    return done ? 0 : failed(connection.LastErrorText());
+}
+
+struct Verb {
+    const char* name;
+    std::size_t least; // Words, the verb included.
+    std::size_t most;
+};
+constexpr Verb kVerbs[] = {
+    {"exec", 4, 10000},
+    {"get", 4, 5},
+    {"resume", 4, 5},
+    {"put", 4, 5},
+    {"ls", 3, 4},
+    {"stat", 4, 4},
+    {"mkdir", 4, 4},
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    Options options;
+    std::string error;
+    if (!parse(argc, argv, options, error))
+        return wrongUse(error);
+    const Verb* verb = nullptr;
+    for (const Verb& at : kVerbs)
+        if (!options.words.empty() && options.words[0] == at.name)
+            verb = &at;
+    if (!verb)
+        return wrongUse(options.words.empty() ? "a verb is missing" : "unknown verb " + options.words[0]);
+    if (options.words.size() < verb->least || options.words.size() > verb->most)
+        return wrongUse(options.words[0] + " has another number of arguments");
+
+    if (options.words[0] == "exec") {
+        ssh::CkoSsh connection;
+        return connect(connection, options, error) ? runExec(connection, options) : failed(error);
+    }
+    ssh::CkoSFtp connection;
+    return connect(connection, options, error) ? runFiles(connection, options) : failed(error);
+}

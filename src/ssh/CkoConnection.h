@@ -1,0 +1,56 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ssh {
+
+class ClsConnection;
+class CkoSshKey;
+
+// The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit is over;
+// none raises. A call that fails gives false (null, or a negative number) and leaves the reason in
+// LastErrorText. An object serves one thread at a time and one connection: created, options set, connected,
+// authenticated, worked with, disconnected, released. Objects on different threads never wait for each other.
+class CkoConnection {
+public:
+    // On the TCP connect and the SSH handshake together; 30000 unless set.
+    void setConnectTimeoutMs(int milliseconds);
+    // On silence of the server during a later call; 30000 unless set, 0 stands for six hours.
+    void setIdleTimeoutMs(int milliseconds);
+
+    // TCP connect and the SSH transport up to the user authentication stage. The host's key is compared with
+    // the known hosts file, and recorded there at first sight.
+    bool Connect(const std::string& hostname, int port);
+    // An empty password goes by the keyboard-interactive method where the server offers it.
+    bool AuthenticatePw(const std::string& login, const std::string& password);
+    bool AuthenticatePk(const std::string& login, const CkoSshKey& privateKey);
+    // Harmless at every stage. Releasing an object does the same.
+    void Disconnect();
+
+    std::string LastErrorText() const; // The reason of the last failure, for the log.
+    std::string SessionLog() const; // What happened on the connection, a line each.
+    std::string HostKeyFingerprint() const; // "SHA256:...", of the server's key.
+    // What was agreed: key exchange, host key, then cipher, MAC and compression to the server and from it.
+    std::vector<std::string> Algorithms() const;
+    bool ReKey(); // Exchanges new keys.
+
+    // All of these before Connect.
+    void setKnownHostsFile(const std::string& path); // `~/Library/Trelkind/known_hosts` unless set.
+    void setSettledOnly(bool on); // Offers the settled algorithms without the later ones; off unless set.
+    void setCompression(bool on); // On unless set.
+    void setCounterModes(bool on); // Offers the counter-mode ciphers; on unless set.
+    void setForceCipher(const std::string& name); // Offers this cipher alone; empty for the whole list.
+    void setClientIdentifier(const std::string& versionLine); // "SSH-2.0-" and a name.
+
+protected:
+    explicit CkoConnection(ClsConnection& connection) : connection_(connection) { }
+    ~CkoConnection() = default;
+
+private:
+    ClsConnection& connection_;
+};
+
+} // namespace ssh

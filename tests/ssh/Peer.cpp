@@ -1,0 +1,405 @@
+#include "ssh/PeerConnection.h"
+
+#include "ssh/Messages.h"
+
+#include "ssh/Support.h"
+
+#include <arpa/inet.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace peer {
+
+using namespace ssh;
+
+const PrivateKey& keyOfType(const std::string& type)
+{
+    static std::mutex lock;
+    static std::map<std::string, PrivateKey> keys;
+    const std::lock_guard guard(lock);
+    auto at = keys.find(type);
+    if (at == keys.end())
+        at = keys.emplace(type, std::move(*readKeyFile(support::makeKeyText(type)))).first;
+    return at->second;
+}
+
+Peer::Peer(Options options)
+    : options_(std::move(options)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    initializeCrypto();
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
+    listen(listener_, 64);
+    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] { accept(); });
+}
+
+Peer::~Peer()
+{
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    {
+        const std::lock_guard guard(lock_);
+        for (const auto& [socket, at] : open_)
+            shutdown(socket, SHUT_RDWR);
+    }
+    for (std::thread& connection : connections_)
+        connection.join();
+    close(listener_);
+}
+
+Seen Peer::seen()
+{
+    const std::lock_guard guard(lock_);
+    return seen_;
+}
+
+void Peer::accept()
+{
+    for (;;) {
+        const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (socket < 0)
+            return;
+        const int one = 1;
+        setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        bytesSent_ = 0;
+        {
+            const std::lock_guard guard(lock_);
+            open_[socket] = true;
+        }
+        connections_.emplace_back([this, socket] {
+            Connection(*this, socket).run();
+            const std::lock_guard guard(lock_);
+            open_.erase(socket);
+            close(socket);
+        });
+    }
+}
+
+bool Connection::flush()
+{
+    ByteQueue& output = codec_.output();
+    while (!output.empty()) {
+        std::size_t count = output.size();
+        const std::size_t sent = peer_.bytesSent_;
+        for (const auto& place : {options_.cutAt, options_.stallAt})
+            if (place)
+                count = std::min(count, *place > sent ? *place - sent : 0);
+        if (options_.flipAt && *options_.flipAt >= sent && *options_.flipAt < sent + count)
+            output.data()[*options_.flipAt - sent] ^= 0x10;
+        const ssize_t put = ::send(socket_, output.view().data(), count, MSG_NOSIGNAL);
+        if (count == 0 && options_.stallAt) {
+            char ignored[4096];
+            while (recv(socket_, ignored, sizeof ignored, 0) > 0) { }
+            return false;
+        }
+        if (put <= 0)
+            return false;
+        output.consume(static_cast<std::size_t>(put));
+        peer_.bytesSent_ += static_cast<std::size_t>(put);
+    }
+    return true;
+}
+
+bool Connection::send(ByteView payload)
+{
+    Bytes changed = copyOf(payload);
+    if (options_.onSend)
+        options_.onSend(changed);
+    return changed.empty() || (codec_.seal(changed).ok() && (isSftp_ || flush()));
+}
+
+bool Connection::fill()
+{
+    if (!flush())
+        return false;
+    const ssize_t got = recv(socket_, codec_.input().prepare(65536), 65536, 0);
+    if (got > 0)
+        codec_.input().commit(static_cast<std::size_t>(got));
+    return got > 0;
+}
+
+std::optional<Bytes> Connection::next()
+{
+    for (;;) {
+        auto packet = codec_.next();
+        if (!packet.ok())
+            return std::nullopt;
+        if (*packet)
+            return copyOf(**packet);
+        if (!fill())
+            return std::nullopt;
+    }
+}
+
+void Connection::run()
+{
+    if (exchangeVersions())
+        for (auto payload = next(); payload && receive(*payload); payload = next()) { }
+    const std::lock_guard guard(peer_.lock_);
+    peer_.seen_ = std::move(seen_);
+}
+
+bool Connection::exchangeVersions()
+{
+    codec_.output().append(viewOf(options_.version + "\r\n"));
+    for (;;) {
+        const auto end = textOf(codec_.input().view()).find("\r\n");
+        if (end != std::string_view::npos) {
+            clientVersion_ = textOf(codec_.input().view().first(end));
+            codec_.input().consume(end + 2);
+            return true;
+        }
+        if (!fill())
+            return false;
+    }
+}
+
+bool Connection::exchangeKeys(const Bytes& clientInit)
+{
+    const auto client = parseKexInit(clientInit);
+    seen_.kexAlgorithms = client->lists[0];
+    const Bytes serverInit = buildKexInit(options_.offer);
+    const auto own = parseKexInit(serverInit);
+    const AlgorithmOffer clients{
+        client->lists[0], client->lists[1], client->lists[2], client->lists[4], client->lists[6]};
+    const auto chosen = choose(clients, *own);
+    if (!send(serverInit) || !chosen.ok())
+        return false;
+    const bool strict = choice_.strict;
+    choice_ = *chosen;
+    choice_.strict = sessionId_.empty() ? choice_.strict : strict;
+    return agree(*findKexMethod(choice_.keyExchange), clientInit, serverInit);
+}
+
+bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const Bytes& serverInit)
+{
+    const bool isGex = method.family == KexMethod::Family::GroupExchange;
+    const DhGroup group = options_.group.value_or(fixedGroup(14));
+    WireWriter forGex;
+    if (isGex) {
+        auto request = next();
+        if (!request)
+            return false;
+        const WireWriter both = std::move(WireWriter().mpint(group.prime).mpint(group.generator));
+        forGex.raw(ByteView(*request).subspan(1)).raw(both);
+        if (!send(WireWriter(message::kKexGexGroup).raw(both)))
+            return false;
+    }
+    const auto agreement = isGex ? createDhAgreement(group) : createAgreement(method);
+    const auto init = next();
+    if (!init)
+        return false;
+    WireReader reader(ByteView(*init).subspan(1));
+    const ByteView clientValue = reader.string();
+    const auto secret = agreement->sharedSecret(clientValue);
+    if (!secret.ok())
+        return false;
+    const SignatureInfo& signing = *findSignature(choice_.hostKey);
+    const PrivateKey& key = keyOfType(std::string(signing.keyType));
+    const Bytes all = hash(method.hash,
+        {WireWriter()
+                .string(clientVersion_)
+                .string(options_.version)
+                .string(clientInit)
+                .string(serverInit)
+                .string(key.publicBlob()),
+            forGex, WireWriter().string(clientValue).raw(agreement->publicField()).mpint(*secret)});
+    if (sessionId_.empty())
+        sessionId_ = all;
+    WireWriter reply(isGex ? message::kKexGexReply : message::kKexDhReply);
+    reply.string(key.publicBlob()).raw(agreement->publicField()).string(*key.sign(signing, all));
+    if (!send(reply) || !send(WireWriter(message::kNewKeys)))
+        return false;
+    protect(method, *secret, all);
+    return true;
+}
+
+bool Connection::compresses(Way way) const
+{
+    return choice_.compression[way] == "zlib"
+        || (choice_.compression[way] == "zlib@openssh.com" && loggedIn_);
+}
+
+void Connection::protect(const KexMethod& method, ByteView secret, ByteView exchangeHash)
+{
+    const auto derive = [&](char letter, std::size_t size) {
+        const Bytes start = WireWriter().mpint(secret).raw(exchangeHash).take();
+        Bytes key = hash(method.hash, {start, viewOf({&letter, 1}), sessionId_});
+        while (key.size() < size)
+            append(key, hash(method.hash, {start, key}));
+        return key;
+    };
+    const auto protection = [&](Way way, char iv, char encryption, char integrity) {
+        const CipherInfo& cipher = *findCipher(choice_.cipher[way]);
+        const MacInfo& mac = *findMac(choice_.mac[way]);
+        return PacketCodec::Protection{
+            std::move(*PacketCipher::create(cipher, derive(encryption, cipher.keySize), derive(iv, 16))),
+            std::move(*PacketMac::create(mac, derive(integrity, mac.size)))};
+    };
+    codec_.protectOutgoing(protection(kToClient, 'B', 'D', 'F'), choice_.strict);
+    codec_.compressOutgoing(compresses(kToClient));
+    if (next()) // The client's NEWKEYS.
+        codec_.protectIncoming(protection(kToServer, 'A', 'C', 'E'), choice_.strict);
+    codec_.decompressIncoming(compresses(kToServer));
+}
+
+bool Connection::receive(ByteView payload)
+{
+    WireReader reader(payload.subspan(1));
+    switch (payload[0]) {
+    case message::kKexInit: {
+        const bool first = sessionId_.empty();
+        if (!exchangeKeys(copyOf(payload)))
+            return false;
+        if (!first || options_.signatureAlgorithms.empty())
+            return true;
+        return send(WireWriter(message::kExtInfo)
+                        .uint32(1)
+                        .string("server-sig-algs")
+                        .string(options_.signatureAlgorithms));
+    }
+    case message::kServiceRequest:
+        return send(WireWriter(message::kServiceAccept).string(reader.string()));
+    case message::kUserauthRequest:
+        return authenticate(reader);
+    case message::kUserauthInfoResponse: {
+        bool right = reader.uint32() == options_.prompts.size();
+        for (const auto& [text, shown] : options_.prompts)
+            right = reader.text() == (shown ? "" : options_.password) && right;
+        return right ? succeed() : fail();
+    }
+    case message::kDisconnect:
+        return false;
+    default:
+        return receiveChannel(payload[0], reader);
+    }
+}
+
+bool Connection::fail()
+{
+    return send(WireWriter(message::kUserauthFailure).nameList(options_.authMethods).boolean(false));
+}
+
+bool Connection::succeed()
+{
+    if (!send(WireWriter(message::kUserauthSuccess)))
+        return false;
+    loggedIn_ = true;
+    if (choice_.compression[kToClient] == "zlib@openssh.com") {
+        codec_.compressOutgoing(true);
+        codec_.decompressIncoming(true);
+    }
+    return true;
+}
+
+bool Connection::authenticate(WireReader& request)
+{
+    const std::string user = request.text();
+    request.string();
+    const std::string method = request.text();
+    seen_.authRequests.push_back(method);
+    if (!contains(options_.authMethods, method))
+        return fail();
+    if (method == "password") {
+        request.boolean();
+        return request.text() == options_.password ? succeed() : fail();
+    }
+    if (method == "keyboard-interactive") {
+        WireWriter questions(message::kUserauthInfoRequest);
+        questions.string("").string("").string("").uint32(
+            static_cast<std::uint32_t>(options_.prompts.size()));
+        for (const auto& [text, shown] : options_.prompts)
+            questions.string(text).boolean(shown);
+        return send(questions);
+    }
+    request.boolean();
+    const std::string algorithm = request.text();
+    const ByteView blob = request.string();
+    const ByteView signature = request.string();
+    const Bytes all = WireWriter()
+                          .string(sessionId_)
+                          .byte(message::kUserauthRequest)
+                          .string(user)
+                          .string("ssh-connection")
+                          .string("publickey")
+                          .boolean(true)
+                          .string(algorithm)
+                          .string(blob)
+                          .take();
+    const auto key = PublicKey::parse(blob);
+    const SignatureInfo* info = findSignature(algorithm);
+    seen_.userKeyAlgorithm = algorithm;
+    return info && key.ok() && key->verify(*info, signature, all).ok() ? succeed() : fail();
+}
+
+bool Connection::receiveChannel(std::uint8_t number, WireReader& reader)
+{
+    switch (number) {
+    case message::kChannelOpen: {
+        reader.string();
+        const std::uint32_t channel = reader.uint32();
+        seen_.windowTotal += reader.uint32();
+        return send(WireWriter(message::kChannelOpenConfirmation)
+                        .uint32(channel)
+                        .uint32(7)
+                        .uint32(options_.window)
+                        .uint32(32768));
+    }
+    case message::kChannelWindowAdjust:
+        reader.uint32();
+        seen_.windowTotal += reader.uint32();
+        return true;
+    case message::kChannelRequest:
+        reader.uint32();
+        return runRequest(reader);
+    case message::kChannelData: {
+        reader.uint32();
+        const ByteView data = reader.string();
+        // Room is given when all of it has been used, which is the slowest that a server may be.
+        toRefill_ += static_cast<std::uint32_t>(data.size());
+        if (toRefill_ > options_.window)
+            return false; // More than the client may send.
+        if (options_.adjusts && toRefill_ == options_.window) {
+            toRefill_ = 0;
+            if (!send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window)))
+                return false;
+        }
+        for (const Bytes& reply : files_.receive(data))
+            if (!sendData(reply))
+                return false;
+        return true;
+    }
+    default:
+        return true;
+    }
+}
+
+bool Connection::sendData(ByteView data)
+{
+    while (!data.empty()) {
+        const ByteView piece = data.first(std::min<std::size_t>(data.size(), 8192));
+        if (!send(WireWriter(message::kChannelData).uint32(0).string(piece)))
+            return false;
+        data = data.subspan(piece.size());
+    }
+    return true;
+}
+
+bool Connection::runRequest(WireReader& reader)
+{
+    isSftp_ = reader.text() == "subsystem";
+    if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_)
+        return true;
+    return sendData(viewOf(options_.output))
+        && send(WireWriter(message::kChannelRequest).uint32(0).string("exit-status").boolean(false).uint32(5))
+        && send(WireWriter(message::kChannelEof).uint32(0))
+        && send(WireWriter(message::kChannelClose).uint32(0));
+}
+
+} // namespace peer

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "ssh/Algorithms.h"
+#include "ssh/KeyAgreement.h"
+#include "ssh/PacketCodec.h"
+#include "ssh/PrivateKey.h"
+
+#include <atomic>
+#include <functional>
+#include <list>
+#include <map>
+#include <mutex>
+#include <thread>
+
+// A small SSH server for one test, which chooses what it is told to and misbehaves on demand. The packet
+// codec and the key agreements are the client's own in the other role; what they agree on with OpenSSH is
+// checked elsewhere.
+namespace peer {
+
+struct Options {
+    std::string version = "SSH-2.0-Peer_1.0";
+    ssh::AlgorithmOffer offer = { // One name in a list makes the choice.
+        {"curve25519-sha256@libssh.org"}, {"ssh-rsa"}, {"aes256-ctr"}, {"hmac-sha2-256"}, {"none"}};
+    std::string signatureAlgorithms; // Sent as extension info, unless empty.
+    std::optional<ssh::DhGroup> group; // Instead of a fixed one, for the group exchange.
+    std::vector<std::string> authMethods = {"password"};
+    std::string password = "secret";
+    std::vector<std::pair<std::string, bool>> prompts = {{"Password: ", false}}; // With "may be shown".
+    std::uint32_t window = 1 << 20; // Of ours, for what the client sends,
+    bool adjusts = true; // which is filled up again.
+    int sftpVersion = 3;
+    std::uint32_t mostRead = 1 << 20; // Bytes given for one read request.
+    bool reversed = false; // Answers whatever has gathered in the opposite order.
+    std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
+    std::string output = "output\n"; // Of every command.
+
+    // May change a payload before it is sent, or leave it empty to send nothing.
+    std::function<void(ssh::Bytes&)> onSend;
+    // Bytes on the wire, counted from the first: where the stream is cut, stalls, or has a bit turned round.
+    std::optional<std::size_t> cutAt, stallAt, flipAt;
+};
+
+// What a peer saw, for a test to look at.
+struct Seen {
+    std::string userKeyAlgorithm;
+    std::vector<std::string> authRequests; // Methods, in order.
+    std::vector<std::string> kexAlgorithms; // The client's list.
+    std::uint64_t windowTotal = 0; // All room the client gave on its channel.
+    std::map<std::string, std::string> files; // As they are at the end.
+    std::uint32_t permissions = 0; // Last set.
+};
+
+class Peer {
+public:
+    explicit Peer(Options options);
+    ~Peer();
+    int port() const { return port_; }
+    Seen seen();
+    std::size_t bytesSent() const { return bytesSent_; } // On the last connection.
+
+private:
+    friend class Connection;
+    void accept();
+
+    Options options_;
+    int listener_ = -1;
+    int port_ = 0;
+    std::thread thread_;
+    std::list<std::thread> connections_;
+    std::mutex lock_;
+    Seen seen_;
+    std::map<int, bool> open_; // Sockets of connections at work.
+    std::atomic<std::size_t> bytesSent_{0};
+};
+
+// The host key of a type, made once for a process by ssh-keygen.
+const ssh::PrivateKey& keyOfType(const std::string& type);
+
+} // namespace peer

@@ -1,0 +1,173 @@
+#include "ssh/PeerConnection.h"
+
+#include "ssh/SFtpSession.h"
+
+#include <algorithm>
+
+namespace peer {
+
+using namespace ssh;
+
+namespace {
+
+constexpr std::uint32_t kNoSuchFile = 2;
+constexpr std::uint32_t kFailure = 4;
+
+WireWriter reply(std::uint8_t type, std::uint32_t id)
+{
+    return std::move(WireWriter(type).uint32(id));
+}
+
+} // namespace
+
+std::vector<Bytes> FileServer::receive(ByteView data)
+{
+    append(waiting_, data);
+    std::vector<Bytes> replies;
+    while (waiting_.size() >= 4 && waiting_.size() - 4 >= loadUint32(waiting_.data())) {
+        const std::size_t length = loadUint32(waiting_.data());
+        replies.push_back(WireWriter().string(answer(ByteView(waiting_).subspan(4, length))).take());
+        waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(4 + length));
+    }
+    if (options_.reversed)
+        std::reverse(replies.begin(), replies.end());
+    return replies;
+}
+
+Bytes FileServer::status(std::uint32_t id, std::uint32_t code) const
+{
+    return reply(sftp::kStatus, id).uint32(code).string("told by the peer").string("en").take();
+}
+
+SFtpFileAttr FileServer::attr(const std::string& path) const
+{
+    SFtpFileAttr attr;
+    const bool isFile = files_.contains(path);
+    attr.type = isFile ? SFtpFileAttr::Type::Regular : SFtpFileAttr::Type::Directory;
+    attr.size = isFile ? files_.at(path).size() : 0;
+    attr.permissions = isFile ? 0100640 : 040755;
+    attr.modifyTime = 1234567890;
+    return attr;
+}
+
+Bytes FileServer::attributes(const std::string& path, std::uint32_t id)
+{
+    if (!files_.contains(path) && !files_.contains(path + "/"))
+        return status(id, kNoSuchFile);
+    WireWriter writer = reply(sftp::kAttrs, id);
+    attr(path).write(writer, options_.sftpVersion);
+    return writer.take();
+}
+
+Bytes FileServer::open(WireReader& reader, std::uint32_t id)
+{
+    const std::string path = reader.text();
+    const int version = options_.sftpVersion;
+    const std::uint32_t access = reader.uint32();
+    const std::uint32_t flags = version >= 5 ? reader.uint32() : access;
+    // Versions 3 and 4: create is 8, truncate 16. From 5 on the lowest three bits tell: 1 creates or
+    // truncates, 2 opens what is there.
+    const bool creates = version >= 5 ? (flags & 7) == 1 || (flags & 7) == 3 : (flags & 8) != 0;
+    const bool truncates = version >= 5 ? (flags & 7) == 1 : (flags & 16) != 0;
+    if (!files_.contains(path) && !creates)
+        return status(id, kNoSuchFile);
+    if (truncates || !files_.contains(path))
+        files_[path].clear();
+    return reply(sftp::kHandle, id).string(path).take();
+}
+
+Bytes FileServer::read(WireReader& reader, std::uint32_t id)
+{
+    const std::string& file = files_[reader.text()];
+    const std::uint64_t offset = reader.uint64();
+    const std::uint32_t length = std::min(reader.uint32(), options_.mostRead);
+    if (offset >= file.size())
+        return status(id, sftp::kEof);
+    WireWriter writer = reply(sftp::kData, id);
+    writer.string(std::string_view(file).substr(offset, length));
+    if (options_.sftpVersion >= 6)
+        writer.boolean(offset + length >= file.size());
+    return writer.take();
+}
+
+Bytes FileServer::write(WireReader& reader, std::uint32_t id)
+{
+    std::string& file = files_[reader.text()];
+    const std::uint64_t offset = reader.uint64();
+    const std::string data = reader.text();
+    file.resize(std::max<std::size_t>(file.size(), offset + data.size()));
+    file.replace(offset, data.size(), data);
+    seen_.files = files_;
+    return status(id, sftp::kOk);
+}
+
+// Two names at a time, with all the forms of a path that isn't a bare name.
+Bytes FileServer::names(const std::string& path, std::uint32_t id)
+{
+    std::vector<std::string> names = {".", "..", "../escape", "a/b"};
+    for (const auto& [name, content] : files_)
+        if (name.starts_with(path) && name != path)
+            names.push_back(name.substr(path.size()));
+    if (listed_[path])
+        return status(id, sftp::kEof);
+    listed_[path] = true;
+    WireWriter writer = reply(sftp::kName, id);
+    writer.uint32(static_cast<std::uint32_t>(names.size()));
+    for (const std::string& name : names) {
+        writer.string(name);
+        if (options_.sftpVersion <= 3)
+            writer.string("-rw-r----- what a person reads");
+        attr(path + name).write(writer, options_.sftpVersion);
+    }
+    if (options_.sftpVersion >= 6)
+        writer.boolean(false);
+    return writer.take();
+}
+
+Bytes FileServer::answer(ByteView request)
+{
+    WireReader reader(request);
+    const std::uint8_t type = reader.byte();
+    const std::uint32_t id = reader.uint32();
+    switch (type) {
+    case sftp::kInit: {
+        WireWriter version(sftp::kVersion);
+        version.uint32(std::min(static_cast<std::uint32_t>(options_.sftpVersion), id));
+        return version.string("filename-charset").string("ISO-8859-1").take();
+    }
+    case sftp::kOpen:
+        return open(reader, id);
+    case sftp::kRead:
+        return read(reader, id);
+    case sftp::kWrite:
+        return write(reader, id);
+    case sftp::kStat:
+    case sftp::kLstat:
+    case sftp::kFstat:
+        return attributes(reader.text(), id);
+    case sftp::kSetstat: {
+        reader.string();
+        SFtpFileAttr attr;
+        attr.read(reader, options_.sftpVersion);
+        seen_.permissions = attr.permissions.value_or(0);
+        return status(id, reader.okAndEmpty() ? sftp::kOk : kFailure);
+    }
+    case sftp::kOpendir: {
+        const std::string path = reader.text() + "/";
+        return files_.contains(path) ? reply(sftp::kHandle, id).string(path).take() : status(id, kNoSuchFile);
+    }
+    case sftp::kReaddir:
+        return names(reader.text(), id);
+    case sftp::kMkdir: {
+        const std::string path = reader.text() + "/";
+        SFtpFileAttr attr;
+        const bool good = attr.read(reader, options_.sftpVersion) && !files_.contains(path);
+        files_[path] = "";
+        return status(id, good ? sftp::kOk : kFailure);
+    }
+    default:
+        return status(id, sftp::kOk);
+    }
+}
+
+} // namespace peer

@@ -1,0 +1,351 @@
+#include "ssh/Algorithms.h"
+#include "ssh/Compression.h"
+#include "ssh/Messages.h"
+#include "ssh/PacketCodec.h"
+#include "ssh/Support.h"
+#include "ssh/Wire.h"
+
+#include <gtest/gtest.h>
+
+using namespace ssh;
+
+namespace {
+
+const bool kReady = (initializeCrypto(), true);
+
+Bytes fromHex(std::string_view text)
+{
+    Bytes bytes;
+    for (std::size_t i = 0; i + 1 < text.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(text.substr(i, 2)), nullptr, 16)));
+    return bytes;
+}
+
+// Bytes `from`, `from` + 1 and so on.
+Bytes counting(std::uint8_t from, std::size_t count)
+{
+    Bytes bytes(count);
+    for (std::size_t i = 0; i < count; ++i)
+        bytes[i] = static_cast<std::uint8_t>(from + i);
+    return bytes;
+}
+
+struct CipherVector {
+    const char* name;
+    const char* key;
+    const char* iv;
+    const char* plain;
+    const char* sealed;
+};
+
+constexpr const char* kAesBlock = "6bc1bee22e409f96e93d7e117393172a";
+constexpr const char* kAesCounter = "f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
+constexpr const char* kAesIv = "000102030405060708090a0b0c0d0e0f";
+constexpr const char* kAes128 = "2b7e151628aed2a6abf7158809cf4f3c";
+constexpr const char* kAes192 = "8e73b0f7da0e6452c810f32b809079e562f8ead2522c6b7b";
+constexpr const char* kAes256 = "603deb1015ca71be2b73aef0857d77811f352c073b6108d72d9810a30914dff4";
+constexpr const char* kZeros = "0000000000000000000000000000000000000000000000000000000000000000";
+
+// NIST SP 800-38A (AES) and 800-67 (3DES), the designers' own vectors of Twofish and Blowfish, and the key
+// stream of RFC 6229 behind the first 1536 bytes.
+constexpr CipherVector kCipherVectors[] = {
+    {"aes256-ctr", kAes256, kAesCounter, kAesBlock, "601ec313775789a5b7a7f504bbf3d228"},
+    {"aes192-ctr", kAes192, kAesCounter, kAesBlock, "1abc932417521ca24f2b0459fe7e6e0b"},
+    {"aes128-ctr", kAes128, kAesCounter, kAesBlock, "874d6191b620e3261bef6864990db6ce"},
+    {"aes256-cbc", kAes256, kAesIv, kAesBlock, "f58c4c04d6e5f1ba779eabfb5f7bfbd6"},
+    {"aes192-cbc", kAes192, kAesIv, kAesBlock, "4f021db243bc633d7178183a9fa071e8"},
+    {"aes128-cbc", kAes128, kAesIv, kAesBlock, "7649abac8119b246cee98e9b12e9197d"},
+    {"twofish256-cbc", kZeros, kZeros, "00000000000000000000000000000000",
+        "57ff739d4dc92c1bd7fc01700cc8216f"},
+    {"twofish128-cbc", kZeros, kZeros, "00000000000000000000000000000000",
+        "9f589f5cf6122c32b6bfec2f2ae8c35a"},
+    {"blowfish-cbc", "f0e1d2c3b4a5968778695a4b3c2d1e0f", kZeros, "fedcba9876543210", "93142887ee3be15c"},
+    {"3des-cbc", "0123456789abcdef23456789abcdef01456789abcdef0123", kZeros, "5468652071756663",
+        "a826fd8ce53b855f"},
+    {"arcfour128", "0102030405060708090a0b0c0d0e0f10", kZeros, kZeros,
+        "ffa0b514647ec04f6306b892ae6611810ee284558a70e8fb861fd23f9ce01a66"},
+    {"arcfour256", "0102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f20", kZeros, kZeros,
+        "3e34135c79db010200767651cf2630735f81980cb7138e377c0bc405858042c3"},
+};
+
+TEST(PacketCipher, AgreesWithPublishedVectors)
+{
+    for (const CipherVector& vector : kCipherVectors) {
+        SCOPED_TRACE(vector.name);
+        const CipherInfo* info = findCipher(vector.name);
+        ASSERT_NE(info, nullptr);
+        Bytes text = fromHex(vector.plain);
+        PacketCipher::create(*info, fromHex(vector.key), fromHex(vector.iv))->encrypt(text);
+        EXPECT_EQ(text, fromHex(vector.sealed));
+        PacketCipher::create(*info, fromHex(vector.key), fromHex(vector.iv))->decrypt(text);
+        EXPECT_EQ(text, fromHex(vector.plain));
+    }
+}
+
+// RFC 2202, 2286 and 4231, test case 1: the key of 0x0b bytes is the same to HMAC with zeros behind it, and
+// "Hi There" is a packet "here" with the sequence number that spells "Hi T".
+TEST(PacketMac, AgreesWithPublishedVectors)
+{
+    const struct {
+        const char* name;
+        std::size_t keySize;
+        const char* code;
+    } vectors[] = {
+        {"hmac-sha2-256", 20, "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7"},
+        {"hmac-sha1", 20, "b617318655057264e28bc0b6fb378c8ef146be00"},
+        {"hmac-sha2-512", 20,
+            "87aa7cdea5ef619d4ff0b4241a1d6cb02379f4e2ce4ec2787ad0b30545e17cdedaa833b7d6b8a702038b274eaea3f4e4"
+            "be9d914e"
+            "eb61f1702e696c203a126854"},
+        {"hmac-md5", 16, "9294727a3638bb1c13f48ef8158bfc9d"},
+        {"hmac-ripemd160", 20, "24cb4bd67d20fc1a5d2ed7732dcc39377f0a5668"},
+    };
+    for (const auto& vector : vectors) {
+        SCOPED_TRACE(vector.name);
+        const MacInfo& info = *findMac(vector.name);
+        Bytes key(vector.keySize, 0x0b);
+        key.resize(std::max(key.size(), info.size));
+        auto mac = PacketMac::create(info, key);
+        for (int twice = 0; twice < 2; ++twice)
+            EXPECT_EQ(copyOf(mac->compute(0x48692054, viewOf("here"))), fromHex(vector.code));
+    }
+}
+
+PacketCodec::Protection protection(const CipherInfo& cipher, const MacInfo& mac)
+{
+    return {std::move(*PacketCipher::create(cipher, counting(1, 64), counting(7, 64))),
+        std::move(*PacketMac::create(mac, counting(3, 64)))};
+}
+
+const char* const kMacNames[] = {
+    "hmac-sha2-256", "hmac-sha1", "hmac-sha2-512", "hmac-md5", "hmac-ripemd160", "none"};
+
+TEST(PacketCodec, CarriesPayloadsThroughEveryCipherAndMacByteByByte)
+{
+    for (const CipherVector& vector : kCipherVectors)
+        for (const char* macName : kMacNames)
+            for (const bool compressed : {false, true}) {
+                SCOPED_TRACE(std::string(vector.name) + " " + macName + (compressed ? " zlib" : ""));
+                PacketCodec sender;
+                PacketCodec receiver;
+                sender.protectOutgoing(protection(*findCipher(vector.name), *findMac(macName)), false);
+                receiver.protectIncoming(protection(*findCipher(vector.name), *findMac(macName)), false);
+                sender.compressOutgoing(compressed);
+                receiver.decompressIncoming(compressed);
+                std::vector<std::string> sent;
+                for (const std::size_t size : {1, 7, 8, 9, 300, 40000}) {
+                    sent.push_back(support::randomText(size));
+                    ASSERT_TRUE(
+                        sender.seal(viewOf(sent.back()).first(1), viewOf(sent.back()).subspan(1)).ok());
+                }
+                std::vector<std::string> received;
+                const ByteView wire = sender.output().view();
+                for (std::size_t i = 0; i < wire.size(); ++i) {
+                    receiver.input().append(wire.subspan(i, 1));
+                    const auto packet = receiver.next();
+                    ASSERT_TRUE(packet.ok()) << packet.error().text;
+                    if (*packet)
+                        received.emplace_back(textOf(**packet));
+                }
+                EXPECT_EQ(received, sent);
+            }
+}
+
+// Whichever bit of a packet is turned round, it isn't taken for a good one.
+TEST(PacketCodec, RefusesAPacketWithAnyBitTurnedRound)
+{
+    for (const char* cipher : {"aes256-ctr", "3des-cbc", "arcfour128"}) {
+        PacketCodec sender;
+        sender.protectOutgoing(protection(*findCipher(cipher), *findMac("hmac-sha1")), false);
+        ASSERT_TRUE(sender.seal(viewOf("payload")).ok());
+        for (std::size_t bit = 0; bit < sender.output().size() * 8; ++bit) {
+            PacketCodec receiver;
+            receiver.protectIncoming(protection(*findCipher(cipher), *findMac("hmac-sha1")), false);
+            receiver.input().append(sender.output().view());
+            receiver.input().data()[bit / 8] ^= static_cast<std::uint8_t>(1 << bit % 8);
+            const auto packet = receiver.next();
+            EXPECT_TRUE(!packet.ok() || !*packet) << cipher << " bit " << bit;
+        }
+    }
+}
+
+TEST(PacketCodec, RefusesImpossibleLengths)
+{
+    const struct {
+        const char* bytes; // Length, padding length, and some of what follows.
+        const char* reason;
+    } cases[] = {
+        {"0004000100000000", "beyond the limit"},
+        {"ffffffff00000000", "beyond the limit"},
+        {"0000000004000000", "Packet smaller than minimum size."},
+        {"0000000b04000000", "Packet smaller than minimum size."},
+        {"0000000d04000000", "whole number"},
+        {"0000000c0300000000000000000000000000", "padding"},
+        {"0000000c0b00000000000000000000000000", "padding"},
+        {"0000000cff00000000000000000000000000", "padding"},
+    };
+    for (const auto& row : cases) {
+        PacketCodec codec;
+        codec.input().append(fromHex(row.bytes));
+        const auto packet = codec.next();
+        ASSERT_FALSE(packet.ok()) << row.bytes;
+        EXPECT_NE(packet.error().text.find(row.reason), std::string::npos) << packet.error().text;
+    }
+}
+
+TEST(PacketCodec, StopsBeforeASequenceNumberComesRound)
+{
+    PacketCodec sender(0xfffffffd);
+    EXPECT_TRUE(sender.seal(viewOf("a")).ok());
+    EXPECT_TRUE(sender.seal(viewOf("b")).ok());
+    EXPECT_FALSE(sender.seal(viewOf("c")).ok());
+}
+
+TEST(Compression, RefusesAPacketThatUnpacksToTooMuch)
+{
+    Deflater deflater;
+    Bytes packed;
+    ASSERT_TRUE(deflater.compress({}, Bytes(4 * PacketCodec::kMaximumPacket), packed).ok());
+    ASSERT_LT(packed.size(), 20000u);
+    Bytes out;
+    EXPECT_FALSE(Inflater().decompress(packed, PacketCodec::kMaximumPacket, out).ok());
+    EXPECT_LT(out.size(), 2 * PacketCodec::kMaximumPacket);
+}
+
+// What can't get smaller is passed on as it is after a while, and compression comes back when it pays.
+TEST(Compression, AdaptsToTheData)
+{
+    Deflater deflater;
+    Inflater inflater;
+    const std::string hard = support::randomText(32768);
+    const std::string easy(32768, 'x');
+    std::size_t lastSize = 0;
+    const auto pass = [&](const std::string& text, int times) {
+        for (int i = 0; i < times; ++i) {
+            Bytes packed;
+            Bytes out;
+            ASSERT_TRUE(deflater.compress(viewOf(text).first(5), viewOf(text).subspan(5), packed).ok());
+            ASSERT_TRUE(inflater.decompress(packed, text.size(), out).ok());
+            ASSERT_EQ(textOf(out), text);
+            lastSize = packed.size();
+        }
+    };
+    pass(hard, 100);
+    pass(easy, 1);
+    EXPECT_GT(lastSize, easy.size()); // Passed on uncompressed.
+    pass(easy, 600);
+    EXPECT_LT(lastSize, easy.size() / 50);
+}
+
+const std::string kKex =
+    "diffie-hellman-group-exchange-sha256,diffie-hellman-group-exchange-sha1,"
+    "diffie-hellman-group1-sha1,diffie-hellman-group14-sha1,curve25519-sha256@libssh.org,"
+    "ecdh-sha2-nistp256,ecdh-sha2-nistp384,ecdh-sha2-nistp521";
+const std::string kCipherList =
+    "aes256-ctr,aes192-ctr,aes128-ctr,aes256-cbc,aes192-cbc,aes128-cbc,twofish256-cbc,"
+    "twofish128-cbc,blowfish-cbc,3des-cbc,arcfour128,arcfour256";
+
+AlgorithmSettings settled()
+{
+    AlgorithmSettings settings;
+    settings.settledOnly = true;
+    return settings;
+}
+
+TEST(Algorithms, OffersTheSettledListsInTheirOrder)
+{
+    const AlgorithmOffer offer = offerFor(settled(), "SSH-2.0-Any");
+    EXPECT_EQ(joinNames(offer.keyExchange), kKex);
+    EXPECT_EQ(joinNames(offer.hostKey), "ssh-dss,ssh-rsa");
+    EXPECT_EQ(joinNames(offer.cipher), kCipherList);
+    EXPECT_EQ(joinNames(offer.mac), "hmac-sha2-256,hmac-sha1,hmac-sha2-512,hmac-md5,hmac-ripemd160,none");
+    EXPECT_EQ(joinNames(offer.compression), "zlib,zlib@openssh.com,none");
+
+    // The whole message: number, 16 random bytes, ten lists, no guess, nothing reserved.
+    const Bytes init = buildKexInit(offer);
+    WireReader reader(ByteView(init).subspan(17));
+    EXPECT_EQ(reader.text(), kKex);
+    for (int i = 0; i < 9; ++i)
+        reader.string();
+    EXPECT_FALSE(reader.boolean());
+    EXPECT_EQ(reader.uint32(), 0u);
+    EXPECT_TRUE(reader.okAndEmpty());
+
+    const AlgorithmOffer later = offerFor({}, "SSH-2.0-Any");
+    EXPECT_EQ(joinNames(later.keyExchange),
+        kKex
+            + ",curve25519-sha256,diffie-hellman-group14-sha256,diffie-hellman-group16-sha512,ext-info-c,"
+              "kex-strict-c-v00@openssh.com");
+    EXPECT_EQ(joinNames(later.hostKey),
+        "ssh-dss,ssh-rsa,rsa-sha2-512,rsa-sha2-256,ssh-ed25519,ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,"
+        "ecdsa-sha2-nistp521");
+}
+
+TEST(Algorithms, AdjustsItsListsToServersAndSwitches)
+{
+    for (const char* server : {"SSH-2.0-FlowSsh: 1", "SSH-2.0-XFB.Gateway", "SSH-2.0-RemotelyAnywhere 5"})
+        EXPECT_EQ(joinNames(offerFor(settled(), server).hostKey), "ssh-rsa,ssh-dss") << server;
+    EXPECT_EQ(joinNames(offerFor(settled(), "SSH-2.0-wodFTPD 2.1.4.2").cipher),
+        "aes128-cbc,twofish128-cbc,blowfish-cbc,3des-cbc,arcfour128,arcfour256");
+    AlgorithmSettings settings = settled();
+    settings.counterModes = false;
+    settings.compression = false;
+    EXPECT_EQ(joinNames(offerFor(settings, "SSH-2.0-Any").cipher), kCipherList.substr(33));
+    EXPECT_EQ(joinNames(offerFor(settings, "SSH-2.0-Any").compression), "none");
+    settings.forceCipher = "blowfish-cbc";
+    EXPECT_EQ(joinNames(offerFor(settings, "SSH-2.0-wodFTPD 2.1.4").cipher), "blowfish-cbc");
+    AlgorithmSettings known;
+    known.knownKeyTypes = {"ssh-ed25519"};
+    EXPECT_EQ(
+        joinNames(offerFor(known, "SSH-2.0-Any").hostKey).substr(0, 28), "ssh-dss,ssh-rsa,ssh-ed25519,");
+}
+
+// Over all sets of key exchanges and host keys with a settled one among them.
+TEST(Algorithms, ChoosesTheSameWithAndWithoutTheLaterEntries)
+{
+    const AlgorithmOffer before = offerFor(settled(), "SSH-2.0-Any");
+    AlgorithmSettings settings;
+    settings.knownKeyTypes = {"ecdsa-sha2-nistp256"};
+    const AlgorithmOffer after = offerFor(settings, "SSH-2.0-Any");
+    KexInitLists server;
+    for (int i = 2; i < 8; ++i)
+        server.lists[i] = {i < 4 ? "3des-cbc" : i < 6 ? "hmac-md5" : "none"};
+    for (unsigned kexSet = 1; kexSet < 1u << 11; ++kexSet)
+        for (unsigned keySet = 1; keySet < 1u << 8; keySet += 7) {
+            server.lists[0].clear();
+            server.lists[1].clear();
+            for (unsigned i = 11; i-- > 0;)
+                if (kexSet >> i & 1)
+                    server.lists[0].push_back(after.keyExchange[i]);
+            for (unsigned i = 8; i-- > 0;)
+                if (keySet >> i & 1)
+                    server.lists[1].push_back(after.hostKey[i]);
+            const auto with = choose(after, server);
+            const auto without = choose(before, server);
+            ASSERT_TRUE(with.ok());
+            ASSERT_EQ(without.ok(), (kexSet & 0xff) && (keySet & 3));
+            if (without.ok()) {
+                ASSERT_EQ(with->keyExchange, without->keyExchange);
+                ASSERT_EQ(with->hostKey, without->hostKey);
+            }
+        }
+}
+
+TEST(Wire, WritesAndReadsNumbersAsTheProtocolDoes)
+{
+    // RFC 4251, section 5.
+    EXPECT_EQ(WireWriter().mpint({}).take(), fromHex("00000000"));
+    EXPECT_EQ(WireWriter().mpint(fromHex("0009a378f9b2e332a7")).take(), fromHex("0000000809a378f9b2e332a7"));
+    EXPECT_EQ(WireWriter().mpint(fromHex("80")).take(), fromHex("000000020080"));
+    WireReader negative(viewOf(std::string_view("\0\0\0\2\xed\xcc", 6)));
+    negative.mpint();
+    EXPECT_FALSE(negative.ok());
+    for (const char* lie : {"00000005aabbccdd", "ffffffffaabbccdd", "0000"}) {
+        const Bytes bytes = fromHex(lie);
+        WireReader reader(bytes);
+        EXPECT_TRUE(reader.string().empty());
+        EXPECT_FALSE(reader.ok());
+    }
+}
+
+} // namespace

@@ -1,0 +1,295 @@
+#include "ssh/CkoSFtp.h"
+#include "ssh/CkoSsh.h"
+#include "ssh/CkoSshKey.h"
+#include "ssh/Support.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+using namespace ssh;
+using testing::HasSubstr;
+
+namespace {
+
+// OpenSSH as an ordinary process, with every kind of user key admitted.
+class OpenSsh : public testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        if (access("/usr/sbin/sshd", X_OK) != 0)
+            return;
+        std::string authorized;
+        for (const char* type : {"ssh-ed25519", "ssh-rsa", "ssh-dss", "ecdsa-sha2-nistp256",
+                 "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"}) {
+            std::string line;
+            keys_[type] = support::makeKeyText(type, std::string_view(type) == "ssh-dss", &line);
+            authorized += line;
+        }
+        authorized_ = authorized;
+        server_ = support::RealServer::openSsh(authorized);
+    }
+    static void TearDownTestSuite() { server_.reset(); }
+    void SetUp() override
+    {
+        if (!server_)
+            GTEST_SKIP() << "An OpenSSH server could not be started as an ordinary process here.";
+    }
+
+    bool logIn(CkoConnection& connection, const std::string& type = "ssh-ed25519", int port = 0)
+    {
+        connection.setConnectTimeoutMs(30000);
+        connection.setIdleTimeoutMs(30000);
+        connection.setKnownHostsFile(folder_ / "known_hosts");
+        CkoSshKey key;
+        return key.FromOpenSshPrivateKey(keys_[type])
+            && connection.Connect("127.0.0.1", port ? port : server_->port())
+            && connection.AuthenticatePk(support::loginName(), key);
+    }
+    // Runs a command to its end; its output, or the reason why not.
+    std::string runCommand(CkoSsh& ssh, const std::string& command, int* status = nullptr)
+    {
+        const int channel = ssh.OpenSessionChannel();
+        if (channel < 0 || !ssh.SendReqExec(channel, command))
+            return ssh.LastErrorText();
+        std::string output;
+        for (bool closed = false; !closed;) {
+            closed = ssh.ChannelReceivedClose(channel);
+            const int waiting = ssh.ChannelReadAndPoll(channel, 2000);
+            if (waiting < 0)
+                return ssh.LastErrorText();
+            const auto data = ssh.GetReceivedDataN(channel, waiting);
+            output.append(data.begin(), data.end());
+        }
+        if (status)
+            *status = ssh.GetChannelExitStatus(channel);
+        return output;
+    }
+
+    static std::unique_ptr<support::RealServer> server_;
+    static std::map<std::string, std::string> keys_;
+    static std::string authorized_;
+    support::TemporaryFolder folder_;
+};
+
+std::unique_ptr<support::RealServer> OpenSsh::server_;
+std::map<std::string, std::string> OpenSsh::keys_;
+std::string OpenSsh::authorized_;
+
+TEST_F(OpenSsh, LogsInWithEveryKindOfKey)
+{
+    for (const auto& [type, text] : keys_) {
+        CkoSsh ssh;
+        // The server takes DSA keys no more: for these, a refusal with its reason is what must come.
+        EXPECT_EQ(logIn(ssh, type), type != "ssh-dss") << type << ": " << ssh.LastErrorText();
+        if (type == "ssh-dss") {
+            EXPECT_THAT(ssh.LastErrorText(), HasSubstr("refused the key"));
+        }
+    }
+}
+
+TEST_F(OpenSsh, AgreesOnEveryAlgorithmThatItStillKnows)
+{
+    struct Row {
+        const char* list;
+        std::vector<std::string> names;
+        std::size_t shownAt;
+    };
+    // A client name of its own: the server hides the group exchange from that of the settled identification.
+    const Row rows[] = {
+        {"KexAlgorithms",
+            {"diffie-hellman-group-exchange-sha256", "diffie-hellman-group-exchange-sha1",
+                "diffie-hellman-group1-sha1", "diffie-hellman-group14-sha1", "curve25519-sha256@libssh.org",
+                "ecdh-sha2-nistp256", "ecdh-sha2-nistp384", "ecdh-sha2-nistp521", "curve25519-sha256",
+                "diffie-hellman-group14-sha256", "diffie-hellman-group16-sha512"},
+            0},
+        {"HostKeyAlgorithms",
+            {"ssh-dss", "ssh-rsa", "rsa-sha2-512", "rsa-sha2-256", "ssh-ed25519", "ecdsa-sha2-nistp256"}, 1},
+        {"Ciphers",
+            {"aes256-ctr", "aes192-ctr", "aes128-ctr", "aes256-cbc", "aes192-cbc", "aes128-cbc", "3des-cbc"},
+            2},
+        {"MACs", {"hmac-sha2-256", "hmac-sha1", "hmac-sha2-512", "hmac-md5"}, 3},
+    };
+    for (const Row& row : rows)
+        for (const std::string& name : row.names) {
+            SCOPED_TRACE(name);
+            const auto server = support::RealServer::openSsh(
+                authorized_, std::string(row.list) + " " + name + "\nRekeyLimit 300K");
+            ASSERT_TRUE(server);
+            CkoSsh ssh;
+            ssh.setClientIdentifier("SSH-2.0-Trelkind");
+            ASSERT_TRUE(logIn(ssh, "ssh-ed25519", server->port())) << ssh.LastErrorText();
+            EXPECT_EQ(ssh.Algorithms()[row.shownAt], name);
+            // Enough for the server to ask for new keys on the way.
+            const std::string output = runCommand(ssh, "head -c 1000000 /dev/zero | tr '\\0' x");
+            EXPECT_TRUE(output == std::string(1000000, 'x')) << output.size() << " " << ssh.LastErrorText();
+            EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
+            EXPECT_EQ(runCommand(ssh, "echo still here"), "still here\n");
+        }
+}
+
+TEST_F(OpenSsh, RunsCommandsTheWayTheCallersExpect)
+{
+    CkoSsh ssh;
+    ASSERT_TRUE(logIn(ssh)) << ssh.LastErrorText();
+    EXPECT_EQ(ssh.Algorithms()[4], "zlib@openssh.com");
+    int status = 0;
+    EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
+    EXPECT_EQ(status, 3);
+
+    // A quiet channel gives 0 after its poll time, and stays open; the close shows only when it was read.
+    const int channel = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(channel, "sleep 0.7; echo late"));
+    EXPECT_EQ(ssh.ChannelReadAndPoll(channel, 100), 0);
+    EXPECT_FALSE(ssh.ChannelReceivedClose(channel));
+    EXPECT_EQ(ssh.ChannelReadAndPoll(channel, 10000), 5);
+    EXPECT_EQ(ssh.GetReceivedDataN(channel, 2), (std::vector<std::uint8_t>{'l', 'a'}));
+    EXPECT_EQ(ssh.ChannelReadAndPoll(channel, 0), 3);
+    EXPECT_EQ(ssh.GetReceivedDataN(channel, 100).size(), 3u);
+
+    // The command has ended when the close has been received, however long it took after ours.
+    const int slow = ssh.OpenSessionChannel();
+    const std::string mark = folder_ / "mark";
+    ASSERT_TRUE(ssh.SendReqExec(slow, "head -c 3000000 /dev/zero; sleep 0.5; touch " + mark));
+    EXPECT_TRUE(ssh.ChannelSendClose(slow));
+    EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
+    EXPECT_TRUE(std::filesystem::exists(mark));
+    EXPECT_TRUE(ssh.ChannelReceivedClose(slow));
+    EXPECT_FALSE(ssh.SendReqExec(slow, "true"));
+
+    // Silence beyond the idle limit ends a call that waits for an answer.
+    ssh.setIdleTimeoutMs(300);
+    const int silent = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(silent, "sleep 5"));
+    EXPECT_FALSE(ssh.ChannelReceiveToClose(silent));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("idle time limit"));
+}
+
+void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
+{
+    ASSERT_TRUE(sftp.InitializeSftp()) << sftp.LastErrorText();
+    EXPECT_EQ(sftp.ProtocolVersion(), 3);
+    const std::string base = folder / "remote";
+    EXPECT_FALSE(sftp.OpenDir(base));
+    EXPECT_FALSE(sftp.CreateDir(base + "/a"));
+    EXPECT_TRUE(sftp.CreateDir(base)) << sftp.LastErrorText();
+    EXPECT_FALSE(sftp.CreateDir(base));
+    EXPECT_TRUE(sftp.GetFileCreateTime(base, false, false));
+
+    const std::string content = support::randomText(20'000'003);
+    support::writeFile(folder / "local", content);
+    ASSERT_TRUE(sftp.UploadFileByName(base + "/file", folder / "local")) << sftp.LastErrorText();
+    EXPECT_TRUE(support::readFile(base + "/file") == content);
+    ASSERT_TRUE(sftp.DownloadFileByName(base + "/file", folder / "copy")) << sftp.LastErrorText();
+    EXPECT_TRUE(support::readFile(folder / "copy") == content);
+    support::writeFile(folder / "copy", content.substr(0, 7'000'001));
+    EXPECT_TRUE(sftp.ResumeDownloadFileByName(base + "/file", folder / "copy")) << sftp.LastErrorText();
+    EXPECT_TRUE(support::readFile(folder / "copy") == content);
+    support::writeFile(base + "/file", content.substr(0, 123));
+    EXPECT_TRUE(sftp.ResumeUploadFileByName(base + "/file", folder / "local")) << sftp.LastErrorText();
+    EXPECT_TRUE(support::readFile(base + "/file") == content);
+    EXPECT_TRUE(sftp.DownloadFileByName("/proc/self/status", folder / "made-up")); // Its size is told as 0.
+    EXPECT_THAT(support::readFile(folder / "made-up"), HasSubstr("Name:"));
+
+    EXPECT_TRUE(sftp.SetPermissions(base + "/file", false, 0751));
+    EXPECT_EQ(sftp.GetFilePermissions(base + "/file", false, false), 0751);
+    std::filesystem::create_symlink(base + "/file", base + "/link");
+    EXPECT_EQ(sftp.GetFileSize64(base + "/link", true, false), static_cast<std::int64_t>(content.size()));
+    EXPECT_LT(sftp.GetFileSize64(base + "/link", false, false), 1000);
+    struct stat status { };
+    stat((base + "/file").c_str(), &status);
+    EXPECT_EQ(sftp.GetFileLastModified(base + "/file", false, false),
+        CkoDate(std::chrono::seconds(status.st_mtime)));
+
+    for (int i = 0; i < 300; ++i)
+        support::writeFile(base + "/n" + std::to_string(i), "");
+    const auto handle = sftp.OpenDir(base);
+    const auto listing = sftp.ReadDir(handle);
+    ASSERT_TRUE(listing) << sftp.LastErrorText();
+    EXPECT_EQ(listing->NumFilesAndDirs(), 302);
+    EXPECT_TRUE(sftp.CloseHandle(*handle));
+
+    const auto existing = sftp.OpenFile(base + "/file", "writeOnly", "createTruncate");
+    EXPECT_TRUE(existing);
+    EXPECT_EQ(std::filesystem::file_size(base + "/file"), 0u);
+    EXPECT_FALSE(sftp.DownloadFileByName(base, folder / "folder"));
+    EXPECT_FALSE(sftp.UploadFileByName(base + "/none/file", folder / "local"));
+    EXPECT_TRUE(sftp.CloseHandle(*existing));
+}
+
+TEST_F(OpenSsh, CarriesFilesWithAndWithoutCompression)
+{
+    for (const bool compression : {false, true}) {
+        const support::TemporaryFolder folder;
+        CkoSFtp sftp;
+        sftp.setCompression(compression);
+        ASSERT_TRUE(logIn(sftp)) << sftp.LastErrorText();
+        checkFiles(sftp, folder);
+    }
+}
+
+// Each on a thread of its own: nobody's connection waits for another's.
+TEST_F(OpenSsh, ServesManyThreadsAtOnce)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> good = 0;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 6; ++i)
+        threads.emplace_back([&, i] {
+            CkoSsh ssh;
+            good += logIn(ssh)
+                && runCommand(ssh, "sleep 1; echo " + std::to_string(i)) == std::to_string(i) + "\n";
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(good, 6);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(5500));
+}
+
+TEST_F(OpenSsh, TakesPasswords)
+{
+    if (!server_->ownAccount())
+        GTEST_SKIP() << "Without the right to mount there is no account with a known password.";
+    // Without PAM, the server has no keyboard-interactive login of its own.
+    CkoSsh ssh;
+    ssh.setKnownHostsFile(folder_ / "known_hosts");
+    ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
+    EXPECT_FALSE(ssh.AuthenticatePw(support::loginName(), "wrong"));
+    EXPECT_FALSE(ssh.AuthenticatePw(support::loginName(), ""));
+    EXPECT_TRUE(ssh.AuthenticatePw(support::loginName(), support::RealServer::kPassword))
+        << ssh.LastErrorText();
+    EXPECT_EQ(runCommand(ssh, "echo in"), "in\n");
+}
+
+TEST_F(OpenSsh, ADropbearServerDoesTheSame)
+{
+    const auto server = support::RealServer::dropbear(authorized_);
+    if (!server || !server->ownAccount())
+        GTEST_SKIP()
+            << "Dropbear looks for keys in the login's home folder, and without the right to mount there "
+               "is none of the test's own.";
+    CkoSsh ssh;
+    ASSERT_TRUE(logIn(ssh, "ssh-rsa", server->port())) << ssh.LastErrorText();
+    int status = 0;
+    EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
+    EXPECT_EQ(status, 3);
+    EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
+    const int slow = ssh.OpenSessionChannel();
+    const std::string mark = folder_ / "mark";
+    ASSERT_TRUE(ssh.SendReqExec(slow, "sleep 0.5; touch " + mark));
+    EXPECT_TRUE(ssh.ChannelSendClose(slow));
+    EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
+    EXPECT_TRUE(std::filesystem::exists(mark));
+    CkoSFtp sftp;
+    sftp.setKnownHostsFile(folder_ / "known_hosts");
+    ASSERT_TRUE(sftp.Connect("127.0.0.1", server->port())) << sftp.LastErrorText();
+    EXPECT_FALSE(sftp.AuthenticatePw(support::loginName(), "wrong"));
+    ASSERT_TRUE(sftp.AuthenticatePw(support::loginName(), support::RealServer::kPassword))
+        << sftp.LastErrorText();
+    checkFiles(sftp, folder_);
+}
+
+} // namespace

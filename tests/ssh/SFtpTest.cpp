@@ -1,0 +1,291 @@
+#include "ssh/CkoSFtp.h"
+#include "ssh/Messages.h"
+#include "ssh/Peer.h"
+#include "ssh/SFtpSession.h"
+#include "ssh/Support.h"
+
+#include <gmock/gmock.h>
+
+using namespace ssh;
+using testing::HasSubstr;
+
+namespace {
+
+// A connection to a peer with SFTP started.
+class Files {
+public:
+    explicit Files(const peer::Options& options, const std::function<void(CkoSFtp&)>& change = nullptr)
+        : peer(options)
+    {
+        sftp.setKnownHostsFile(folder / "known_hosts");
+        sftp.setIdleTimeoutMs(20000);
+        if (change)
+            change(sftp);
+        ready = sftp.Connect("127.0.0.1", peer.port()) && sftp.AuthenticatePw("user", "secret")
+            && sftp.InitializeSftp();
+    }
+
+    support::TemporaryFolder folder;
+    peer::Peer peer;
+    CkoSFtp sftp;
+    bool ready = false;
+};
+
+struct Form {
+    int version;
+    bool reversed;
+    std::uint32_t mostRead;
+    std::uint32_t window;
+};
+
+class SFtp : public testing::TestWithParam<Form> {
+protected:
+    peer::Options options() const
+    {
+        peer::Options options;
+        options.sftpVersion = GetParam().version;
+        options.reversed = GetParam().reversed;
+        options.mostRead = GetParam().mostRead;
+        options.window = GetParam().window;
+        options.files = {
+            {"folder/", ""}, {"folder/one", "1"}, {"folder/t\xfcrm", "2"}, {"big", big_}, {"empty", ""}};
+        return options;
+    }
+    const std::string big_ = support::randomText(3'000'001);
+};
+
+TEST_P(SFtp, CarriesFilesBothWays)
+{
+    Files files(options());
+    ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
+    EXPECT_EQ(files.sftp.ProtocolVersion(), GetParam().version);
+    const std::string local = files.folder / "local";
+
+    EXPECT_TRUE(files.sftp.DownloadFileByName("big", local)) << files.sftp.LastErrorText();
+    EXPECT_TRUE(support::readFile(local) == big_);
+    for (const std::size_t have : {std::size_t{0}, std::size_t{1}, big_.size() - 1, big_.size()}) {
+        support::writeFile(local, big_.substr(0, have));
+        EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("big", local)) << files.sftp.LastErrorText();
+        EXPECT_TRUE(support::readFile(local) == big_) << have;
+    }
+    // A local file that has more than the remote one is left as it is.
+    support::writeFile(local, "longer");
+    EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("folder/one", local));
+    EXPECT_EQ(support::readFile(local), "longer");
+    EXPECT_TRUE(files.sftp.DownloadFileByName("empty", local));
+    EXPECT_EQ(support::readFile(local), "");
+    EXPECT_FALSE(files.sftp.DownloadFileByName("none", files.folder / "new"));
+    EXPECT_THAT(
+        files.sftp.LastErrorText(), HasSubstr("Downloading none failed. The server says: no such file"));
+    EXPECT_EQ(support::readFile(files.folder / "new"), "");
+    EXPECT_FALSE(files.sftp.DownloadFileByName("big", files.folder.path()));
+
+    support::writeFile(local, big_);
+    EXPECT_TRUE(files.sftp.UploadFileByName("up", local)) << files.sftp.LastErrorText();
+    support::writeFile(local, "short");
+    EXPECT_TRUE(files.sftp.UploadFileByName("big", local)) << files.sftp.LastErrorText();
+    support::writeFile(local, "1 and more");
+    EXPECT_TRUE(files.sftp.ResumeUploadFileByName("folder/one", local)) << files.sftp.LastErrorText();
+    EXPECT_FALSE(files.sftp.UploadFileByName("big", files.folder / "none"));
+    files.sftp.Disconnect();
+    while (files.peer.seen().files.empty()) { }
+    auto seen = files.peer.seen().files;
+    EXPECT_TRUE(seen["up"] == big_);
+    EXPECT_EQ(seen["big"], "short");
+    EXPECT_EQ(seen["folder/one"], "1 and more");
+}
+
+TEST_P(SFtp, ListsExaminesAndChanges)
+{
+    Files files(options());
+    ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
+    CkoSFtp& sftp = files.sftp;
+    const auto handle = sftp.OpenDir("folder");
+    ASSERT_TRUE(handle) << sftp.LastErrorText();
+    const auto listing = sftp.ReadDir(handle);
+    ASSERT_TRUE(listing) << sftp.LastErrorText();
+    // Neither the dot entries nor names that lead elsewhere; names in UTF-8, out of the server's charset.
+    ASSERT_EQ(listing->NumFilesAndDirs(), 2);
+    EXPECT_EQ(listing->GetFilename(0), "one");
+    EXPECT_EQ(listing->GetFilename(1), "t\xc3\xbcrm");
+    EXPECT_EQ(listing->GetFilename(2), "");
+    EXPECT_EQ(listing->GetFileObject(-1), nullptr);
+    EXPECT_TRUE(listing->GetFileObject(0)->IsRegular());
+    EXPECT_EQ(listing->GetFileObject(0)->Size64(), 1);
+    EXPECT_EQ(listing->GetFileObject(0)->Permissions(), 0640);
+    EXPECT_TRUE(sftp.CloseHandle(*handle));
+    EXPECT_FALSE(sftp.CloseHandle(*handle));
+    EXPECT_EQ(sftp.ReadDir(std::nullopt), nullptr);
+    EXPECT_EQ(sftp.ReadDir("no handle"), nullptr);
+    EXPECT_FALSE(sftp.OpenDir("none"));
+
+    EXPECT_EQ(sftp.GetFilePermissions("folder/t\xc3\xbcrm", false, false), 0640) << sftp.LastErrorText();
+    EXPECT_EQ(sftp.GetFileSize64("big", true, false), 3'000'001);
+    EXPECT_LT(sftp.GetFilePermissions("none", false, false), 0);
+    EXPECT_LT(sftp.GetFileSize64("none", false, false), 0);
+    EXPECT_FALSE(sftp.GetFileCreateTime("none", false, false));
+    EXPECT_TRUE(sftp.GetFileCreateTime("folder", false, false)); // Although the server keeps no such time.
+    // Version 3 has only access and modification time together, which this server doesn't send.
+    EXPECT_EQ(sftp.GetFileLastModified("big", false, false),
+        CkoDate(std::chrono::seconds(GetParam().version == 3 ? 0 : 1234567890)));
+    EXPECT_TRUE(sftp.SetPermissions("big", false, 0751)) << sftp.LastErrorText();
+    EXPECT_TRUE(sftp.CreateDir("new"));
+    EXPECT_FALSE(sftp.CreateDir("new"));
+
+    EXPECT_FALSE(sftp.OpenFile("none", "readOnly", "openExisting"));
+    EXPECT_FALSE(sftp.OpenFile("big", "readonly", "openExisting"));
+    const auto reading = sftp.OpenFile("big", "readOnly", "openExisting");
+    ASSERT_TRUE(reading);
+    EXPECT_EQ(sftp.ReadFileText(*reading, 0, "us-ascii"), "");
+    EXPECT_EQ(sftp.ReadFileText(*reading, 3, "ISO-8859-1")->size(), 5u); // Two of three aren't ASCII.
+    EXPECT_EQ(sftp.ReadFileText(*reading, 9'000'000, "us-ascii")->size(), big_.size() - 3);
+    EXPECT_EQ(sftp.ReadFileText(*reading, 32, "us-ascii"), "");
+    EXPECT_FALSE(sftp.ReadFileText(*reading, 1, "no-such-charset"));
+    EXPECT_EQ(sftp.GetFileSize64(*reading, false, true), 3'000'001);
+    const auto writing = sftp.OpenFile("written", "writeOnly", "createTruncate");
+    ASSERT_TRUE(writing);
+    for (const std::string part : {"in ", "two parts"})
+        EXPECT_TRUE(
+            sftp.WriteFileBytes(*writing, {reinterpret_cast<const std::uint8_t*>(part.data()), part.size()}));
+    EXPECT_EQ(sftp.GetFileSize64("written", false, false), 12);
+    sftp.Disconnect();
+    EXPECT_EQ(sftp.ReadFileText(*reading, 1, "us-ascii"), std::nullopt);
+    while (files.peer.seen().files.empty()) { }
+    EXPECT_EQ(files.peer.seen().files["written"], "in two parts");
+    EXPECT_EQ(files.peer.seen().permissions, 0751u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, SFtp,
+    testing::Values(Form{3, false, 1 << 20, 1 << 20}, Form{4, true, 1 << 20, 1 << 20},
+        Form{5, false, 5000, 1 << 20}, Form{6, true, 30000, 1 << 20}, Form{6, false, 1 << 20, 4000},
+        Form{3, true, 700, 100000}));
+
+TEST(SFtpLimits, FollowTheServersVersionLine)
+{
+    const struct {
+        const char* server;
+        int version;
+        std::uint32_t chunk;
+        std::size_t slots;
+    } cases[] = {
+        {"SSH-2.0-VShell_2_6_3", 3, 61440, 0},
+        {"SSH-2.0-VShell_3_0", 6, 32768, 0},
+        {"SSH-2.0-mod_sftp/0.9", 3, 61440, 0},
+        {"SSH-2.0-Maverick_SSHD", 3, 61440, 0},
+        {"SSH-2.0-comForte", 6, 24576, 0},
+        {"SSH-2.0-srtSSHServer_10.00", 6, 61440, 2},
+        {"SSH-2.0-SP CR LF", 6, 61440, 2},
+        {"SSH-2.0-CrushFTPSSHD_5", 6, 61440, 2},
+        {"SSH-2.0-WS_FTP-SSH", 6, 61440, 2},
+        {"SSH-2.0-1.2 Globalscape", 6, 61440, 2},
+        {"SSH-2.0-OpenSSH_9.2", 6, 61440, 0},
+    };
+    for (const auto& row : cases) {
+        const SFtpServerLimits limits = limitsFor(row.server);
+        EXPECT_EQ(limits.offeredVersion, row.version) << row.server;
+        EXPECT_EQ(limits.readChunk, row.chunk) << row.server;
+        EXPECT_EQ(limits.readSlots, row.slots) << row.server;
+        peer::Options options;
+        options.version = row.server;
+        options.sftpVersion = row.version;
+        options.files = {{"file", support::randomText(300000)}};
+        Files files(options);
+        ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
+        EXPECT_TRUE(files.sftp.DownloadFileByName("file", files.folder / "local"));
+        EXPECT_TRUE(support::readFile(files.folder / "local") == options.files["file"]);
+        files.sftp.Disconnect();
+        while (files.peer.seen().windowTotal == 0) { }
+        EXPECT_GE(files.peer.seen().windowTotal, 16u << 20); // Opened with 327680 bytes, and widened at once.
+    }
+    EXPECT_EQ(Files({}, [](CkoSFtp& sftp) { sftp.setForceV3(true); }).sftp.ProtocolVersion(), 3);
+    peer::Options old;
+    old.sftpVersion = 2;
+    EXPECT_EQ(Files(old).sftp.ProtocolVersion(), 3);
+}
+
+TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
+{
+    const auto field = [](WireWriter& writer, std::uint64_t seconds) { writer.uint64(seconds).uint32(9); };
+    for (const int version : {3, 4, 5, 6}) {
+        WireWriter writer;
+        const std::uint32_t flags = version == 3 ? 0x8000000f
+            : version == 4                       ? 0x800001fd
+            : version == 5                       ? 0x800003fd
+                                                 : 0x8000fffd;
+        writer.uint32(flags);
+        if (version == 3) {
+            writer.uint64(77).uint32(5).uint32(6).uint32(0100644).uint32(11).uint32(13);
+        } else {
+            writer.byte(1).uint64(77);
+            if (version == 6)
+                writer.uint64(4096);
+            writer.string("5").string("6").uint32(0644);
+            field(writer, 11);
+            field(writer, 12);
+            field(writer, 13);
+            if (version == 6)
+                field(writer, 14);
+            writer.string("acl");
+            if (version >= 5)
+                writer.uint32(1);
+            if (version == 6)
+                writer.uint32(1).byte(0).string("text/plain").uint32(2).string("raw");
+        }
+        writer.uint32(1).string("name@example").string("value");
+        WireReader reader(writer);
+        SFtpFileAttr attr;
+        ASSERT_TRUE(attr.read(reader, version)) << version;
+        EXPECT_TRUE(reader.okAndEmpty()) << version;
+        EXPECT_EQ(attr.type, SFtpFileAttr::Type::Regular);
+        EXPECT_EQ(attr.size, 77u);
+        EXPECT_EQ(attr.owner, "5");
+        EXPECT_EQ(attr.group, "6");
+        EXPECT_EQ(*attr.permissions & 07777, 0644u);
+        EXPECT_EQ(attr.accessTime, 11);
+        EXPECT_EQ(attr.createTime, version == 3 ? std::nullopt : std::optional<std::int64_t>(12));
+        EXPECT_EQ(attr.modifyTime, 13);
+        for (std::size_t cut = 0; cut < writer.bytes().size(); ++cut) {
+            WireReader torn(ByteView(writer).first(cut));
+            EXPECT_FALSE(attr.read(torn, version)) << version << " " << cut;
+        }
+    }
+}
+
+// What a reply of the SFTP server may not be; each ends the call with a reason.
+TEST(SFtpReplies, ThatLieEndTheCall)
+{
+    const auto change = [](const std::function<void(Bytes&)>& lie) {
+        return [=](Bytes& payload) {
+            // Channel data: number, channel, length, then a reply with length, type and id.
+            if (payload[0] == message::kChannelData && payload.size() > 18 && payload[13] == sftp::kData)
+                lie(payload);
+        };
+    };
+    const std::function<void(Bytes&)> lies[] = {
+        [](Bytes& payload) { storeUint32(&payload[9], 0xffffffff); }, // Length of the reply.
+        [](Bytes& payload) { storeUint32(&payload[9], 4); },
+        [](Bytes& payload) { storeUint32(&payload[14], 0xabcdef); }, // An id that nobody asked with.
+        [](Bytes& payload) { payload[13] = sftp::kHandle; },
+        [](Bytes& payload) { payload[13] = 250; },
+        [](Bytes& payload) { storeUint32(&payload[18], 0x7fffffff); }, // Length of the data.
+        [](Bytes& payload) { storeUint32(&payload[18], 0); },
+        [](Bytes& payload) { storeUint32(&payload[1], 5); }, // A channel that isn't there.
+        [](Bytes& payload) { storeUint32(&payload[5], 0x7fffffff); },
+        [](Bytes& payload) { payload = WireWriter(message::kChannelClose).uint32(0).take(); },
+        [](Bytes& payload) {
+            payload = WireWriter(message::kDisconnect).uint32(2).string("gone").string("").take();
+        },
+    };
+    for (const auto& lie : lies) {
+        peer::Options options;
+        options.files = {{"file", "some content"}};
+        options.onSend = change(lie);
+        Files files(options, [](CkoSFtp& sftp) { sftp.setIdleTimeoutMs(500); });
+        ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
+        EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));
+        EXPECT_FALSE(files.sftp.LastErrorText().empty());
+        EXPECT_EQ(support::readFile(files.folder / "local"), "");
+    }
+}
+
+} // namespace

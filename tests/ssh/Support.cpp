@@ -1,0 +1,217 @@
+#include "ssh/Support.h"
+
+#include <arpa/inet.h>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <pwd.h>
+#include <random>
+#include <signal.h>
+#include <spawn.h>
+#include <sstream>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace support {
+
+TemporaryFolder::TemporaryFolder()
+{
+    path_ = (std::filesystem::temp_directory_path() / "trelkind-ssh-XXXXXX").string();
+    if (!mkdtemp(path_.data()))
+        std::abort();
+}
+
+TemporaryFolder::~TemporaryFolder()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+std::string randomText(std::size_t size)
+{
+    std::mt19937_64 source(4711);
+    std::string text(size, '\0');
+    for (char& c : text)
+        c = static_cast<char>(source());
+    return text;
+}
+
+namespace {
+
+int spawn(const std::vector<std::string>& arguments)
+{
+    std::vector<char*> words;
+    for (const std::string& argument : arguments)
+        words.push_back(const_cast<char*>(argument.c_str()));
+    words.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    pid_t pid = -1;
+    const int error = posix_spawnp(&pid, words[0], &actions, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    return error == 0 ? pid : -1;
+}
+
+int freePort()
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    bind(socket, reinterpret_cast<sockaddr*>(&address), size);
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+    close(socket);
+    return ntohs(address.sin_port);
+}
+
+bool listens(int port)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    const bool connected = connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(socket);
+    return connected;
+}
+
+} // namespace
+
+int run(const std::vector<std::string>& arguments)
+{
+    const int pid = spawn(arguments);
+    int status = -1;
+    return pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string makeKeyText(const std::string& type, bool pem, std::string* publicLine)
+{
+    const TemporaryFolder folder;
+    const std::string path = folder / "key";
+    std::string kind = type.substr(type.find('-') + 1); // "dss", "rsa", "ed25519", "sha2-nistp256"
+    std::vector<std::string> words = {"ssh-keygen", "-q", "-N", "", "-C", "test", "-f", path, "-t"};
+    if (type.starts_with("ecdsa-"))
+        words.insert(words.end(), {"ecdsa", "-b", kind.substr(kind.size() - 3)});
+    else
+        words.push_back(kind == "dss" ? "dsa" : kind);
+    if (pem)
+        words.insert(words.end(), {"-m", "PEM"});
+    run(words);
+    if (publicLine)
+        *publicLine = readFile(path + ".pub");
+    return readFile(path);
+}
+
+std::string loginName()
+{
+    const passwd* entry = getpwuid(getuid());
+    return entry ? entry->pw_name : "";
+}
+
+std::unique_ptr<RealServer> RealServer::openSsh(
+    const std::string& authorizedKeys, const std::string& extraConfiguration)
+{
+    auto server = std::make_unique<RealServer>();
+    const TemporaryFolder& folder = server->folder_;
+    server->port_ = freePort();
+    writeFile(folder / "authorized", authorizedKeys);
+    std::string configuration =
+        "ListenAddress 127.0.0.1\nUsePAM no\nStrictModes no\nPidFile none\n"
+        "PermitRootLogin yes\nMaxStartups 100\nSubsystem sftp /usr/lib/openssh/sftp-server\n";
+    configuration += "Port " + std::to_string(server->port_) + "\n";
+    configuration += "AuthorizedKeysFile " + (folder / "authorized") + "\n" + extraConfiguration + "\n";
+    static std::map<std::string, std::string> hostKeys; // Made once: some take a second.
+    for (const char* type : {"ssh-rsa", "ssh-dss", "ssh-ed25519", "ecdsa-sha2-nistp256"}) {
+        const std::string path = folder / type;
+        if (hostKeys[type].empty())
+            hostKeys[type] = makeKeyText(type);
+        writeFile(path, hostKeys[type]);
+        std::filesystem::permissions(path, std::filesystem::perms(0600));
+        configuration += "HostKey " + path + "\n";
+    }
+    writeFile(folder / "config", configuration);
+    if (getuid() == 0) // Where the server's unprivileged half lives, which a service would have made.
+        std::filesystem::create_directories("/run/sshd");
+    return server->start({"/usr/sbin/sshd", "-D", "-f", folder / "config"}, authorizedKeys)
+        ? std::move(server)
+        : nullptr;
+}
+
+std::unique_ptr<RealServer> RealServer::dropbear(const std::string& authorizedKeys)
+{
+    auto server = std::make_unique<RealServer>();
+    const TemporaryFolder& folder = server->folder_;
+    server->port_ = freePort();
+    const std::string key = folder / "key";
+    if (run({"dropbearkey", "-t", "rsa", "-s", "2048", "-f", key}) != 0)
+        return nullptr;
+    const bool started =
+        server->start({"dropbear", "-F", "-E", "-p", "127.0.0.1:" + std::to_string(server->port_), "-r", key},
+            authorizedKeys);
+    return started ? std::move(server) : nullptr;
+}
+
+bool RealServer::start(std::vector<std::string> arguments, const std::string& authorizedKeys)
+{
+    const passwd* entry = getpwuid(getuid());
+    if (entry && getuid() == 0
+        && run({"unshare", "-m", "mount", "--bind", folder_.path(), entry->pw_dir}) == 0) {
+        ownAccount_ = true;
+        const std::string home = folder_ / "home";
+        std::filesystem::create_directories(home + "/.ssh");
+        writeFile(home + "/.ssh/authorized_keys", authorizedKeys);
+        std::filesystem::permissions(home, std::filesystem::perms(0700));
+        std::filesystem::permissions(home + "/.ssh/authorized_keys", std::filesystem::perms(0600));
+        // "secret", hashed by crypt(3).
+        writeFile(folder_ / "shadow",
+            std::string(entry->pw_name)
+                + ":$6$trelkind$wLSsT3pkSq/SYIWbGtBvlG6YtvszTy2AHth/"
+                  "D3Z4XpocKIDlF8JJG8H9PjBwJCZv1Gb.z9QqHs4vEhkPYO/"
+                  "9S0:19000:0:99999:7:::\nsshd:!:19000::::::\n");
+        const std::vector<std::string> wrapper = {"unshare", "-m", "sh", "-c",
+            "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && shift 3 && exec \"$@\"", "sh",
+            home, entry->pw_dir, folder_ / "shadow"};
+        arguments.insert(arguments.begin(), wrapper.begin(), wrapper.end());
+    }
+    pid_ = spawn(arguments);
+    for (int i = 0; i < 500 && pid_ > 0; ++i) {
+        if (listens(port_))
+            return true;
+        if (waitpid(pid_, nullptr, WNOHANG) == pid_)
+            pid_ = -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+RealServer::~RealServer()
+{
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+} // namespace support

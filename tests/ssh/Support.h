@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// What the tests of this folder share: temporary folders, keys, real servers, and files.
+namespace support {
+
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::string& path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+std::string readFile(const std::string& path);
+void writeFile(const std::string& path, const std::string& content);
+std::string randomText(std::size_t size); // The same bytes each time.
+
+int run(const std::vector<std::string>& arguments); // A program with its output dropped; its exit status.
+// The text of a new private key of a type such as "ssh-rsa" or "ecdsa-sha2-nistp384". With `pem`, in the
+// older form. The public part goes to `publicLine`.
+std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
+
+std::string loginName();
+
+// A server program on a free port of the loopback, ended with the object. Where this process may mount, the
+// server sees an account file in which this login's password is kPassword, and a home folder of its own with
+// the authorized keys in it; the machine's own stay as they are.
+class RealServer {
+public:
+    static constexpr const char* kPassword = "secret";
+    // OpenSSH with further lines for its configuration.
+    static std::unique_ptr<RealServer> openSsh(
+        const std::string& authorizedKeys, const std::string& extraConfiguration = "");
+    static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);
+    ~RealServer();
+    int port() const { return port_; }
+    bool ownAccount() const { return ownAccount_; } // Whether password and home are the test's.
+
+private:
+    bool start(std::vector<std::string> arguments, const std::string& authorizedKeys);
+    TemporaryFolder folder_;
+    bool ownAccount_ = false;
+    int port_ = 0;
+    int pid_ = -1;
+};
+
+} // namespace support
