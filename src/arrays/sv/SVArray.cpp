@@ -1,6 +1,6 @@
 #include "arrays/sv/SVArray.h"
 
-#include "arrays/sv/SVErrorMessage.h"
+#include "arrays/sv/SVArrayInternal.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,6 +10,8 @@
 #include <iostream>
 #include <limits>
 #include <new>
+
+using namespace svinternal;
 
 namespace {
 
@@ -30,12 +32,6 @@ void reportNegativeSize()
 {
     if (SVArrayMemberOf<T>.negativeSizeWord != nullptr)
         SVErrorMessage(SVArrayMemberOf<T>.negativeSizeWord, "Negative index in constructor");
-}
-
-template <class T>
-bool sameSize(const SVArray<T>& A, const SVArray<T>& B)
-{
-    return A.m() == B.m() && A.n() == B.n() && A.o() == B.o();
 }
 
 template <class T, class Operation>
@@ -225,6 +221,37 @@ template <class T>
 void SVArrayHandle<T>::PrintErrorMessage(long i, long j, long k) const
 {
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o());
+}
+
+// The statements that touch "memory" hold against optimisation across the whole program too: what a pure
+// function writes would otherwise be taken for never written, and an answer that is seen to be the occasion
+// for no reason to call it.
+template <class T>
+template <class... Index>
+long SVArrayHandle<T>::ReportOpaquely(long occasion, Index... index) const
+{
+    asm volatile("" : "+r"(occasion) : : "memory");
+    PrintErrorMessage(index...);
+    asm volatile("" : "+r"(occasion) : : "memory");
+    return occasion;
+}
+
+template <class T>
+long SVArrayHandle<T>::BadIndex(long occasion, long i) const noexcept
+{
+    return ReportOpaquely(occasion, i);
+}
+
+template <class T>
+long SVArrayHandle<T>::BadIndex(long occasion, long i, long j) const noexcept
+{
+    return ReportOpaquely(occasion, i, j);
+}
+
+template <class T>
+long SVArrayHandle<T>::BadIndex(long occasion, long i, long j, long k) const noexcept
+{
+    return ReportOpaquely(occasion, i, j, k);
 }
 
 template <class T>

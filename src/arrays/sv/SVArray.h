@@ -93,10 +93,19 @@ protected:
     void Release(std::int32_t mutableHandles);
 
     static bool IsInside(long index, long size) { return index >= 0 && index < size; }
+    template <class... Index>
+    void ReportBadIndex(Index... index) const;
     void PrintColumn(long j) const;
 
     SVArrayStorage<T>* Storage;
     T invalidEntry = 0;
+
+private:
+    template <class... Index>
+    long ReportOpaquely(long occasion, Index... index) const;
+    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i) const noexcept;
+    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j) const noexcept;
+    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j, long k) const noexcept;
 };
 
 // Find() and the printers of ranges, for the members that have them.
@@ -212,13 +221,28 @@ template <class T, SVOnlyIf<SVArrayMemberOf<T>.arithmetic> = 0>
 SVMutableArray<T>& operator-=(SVMutableArray<T>& A, const SVArray<T>& B);
 
 // The hot path: small enough to vanish into the caller's loop.
+//
+// A report changes no array, and a compiler that knows this keeps dimensions and pointer in registers, finds
+// the test of a plain loop over i and j to be always passed, and makes of it what it makes of the raw
+// pointer: five times the speed for a fill within the cache. "Pure" says so. It would also allow a report to
+// be dropped or two to be merged; the two empty statements forbid that, since each access has an occasion of
+// its own as far as the compiler can see, and the answer is used.
+template <class T>
+template <class... Index>
+inline void SVArrayHandle<T>::ReportBadIndex(Index... index) const
+{
+    long occasion = 0;
+    asm volatile("" : "+r"(occasion));
+    const long answer = BadIndex(occasion, index...);
+    asm volatile("" : : "r"(answer));
+}
 
 template <class T>
 inline T SVArrayHandle<T>::operator()(long i) const
 {
     if (IsInside(i, Storage->length))
         return Storage->Data[i];
-    PrintErrorMessage(i);
+    ReportBadIndex(i);
     return invalidEntry;
 }
 
@@ -227,7 +251,7 @@ inline T SVArrayHandle<T>::operator()(long i, long j) const
 {
     if (IsInside(i, Storage->m) && IsInside(j, Storage->n))
         return Storage->Data[i + j * Storage->m];
-    PrintErrorMessage(i, j);
+    ReportBadIndex(i, j);
     return invalidEntry;
 }
 
@@ -236,7 +260,7 @@ inline T SVArrayHandle<T>::operator()(long i, long j, long k) const
 {
     if (IsInside(i, Storage->m) && IsInside(j, Storage->n) && IsInside(k, Storage->o))
         return Storage->Data[i + j * Storage->m + k * Storage->mn];
-    PrintErrorMessage(i, j, k);
+    ReportBadIndex(i, j, k);
     return invalidEntry;
 }
 
@@ -245,7 +269,7 @@ inline T& SVMutableArray<T>::operator()(long i)
 {
     if (this->IsInside(i, this->Storage->length))
         return this->Storage->Data[i];
-    this->PrintErrorMessage(i);
+    this->ReportBadIndex(i);
     return this->invalidEntry;
 }
 
@@ -254,7 +278,7 @@ inline T& SVMutableArray<T>::operator()(long i, long j)
 {
     if (this->IsInside(i, this->Storage->m) && this->IsInside(j, this->Storage->n))
         return this->Storage->Data[i + j * this->Storage->m];
-    this->PrintErrorMessage(i, j);
+    this->ReportBadIndex(i, j);
     return this->invalidEntry;
 }
 
@@ -264,7 +288,7 @@ inline T& SVMutableArray<T>::operator()(long i, long j, long k)
     if (this->IsInside(i, this->Storage->m) && this->IsInside(j, this->Storage->n)
         && this->IsInside(k, this->Storage->o))
         return this->Storage->Data[i + j * this->Storage->m + k * this->Storage->mn];
-    this->PrintErrorMessage(i, j, k);
+    this->ReportBadIndex(i, j, k);
     return this->invalidEntry;
 }
 

@@ -61,6 +61,7 @@ inline constexpr int SVArrayMemberNumber<unsigned char> = 6;
 enum class SVArraySignPrinter { None, SignOnly, FiniteAndNonFinite };
 
 struct SVArrayMember {
+    const char* stem; // Of the words of the array operations.
     const char* classWord; // Names the member in the reports of a bad index.
     const char* negativeSizeWord; // Function word of the report of a negative dimension; null: no report.
     const char* printedMatrix; // What pinfo() writes behind the dimensions.
@@ -74,13 +75,13 @@ struct SVArrayMember {
 // stay.
 inline constexpr SVArrayMember SVArrayFamily[] = {
     // clang-format off
-    {"SVDoubleArray",    "SVMutableDoubleArray",   " double array", "double vector with ", true,  SVArraySignPrinter::FiniteAndNonFinite, true },
-    {"SVFloatArray",     "SVMutableFloatArray",    " array",        nullptr,               true,  SVArraySignPrinter::FiniteAndNonFinite, true },
-    {"SVIntArray",       "SVMutableDoubleArray",   " array",        nullptr,               true,  SVArraySignPrinter::SignOnly,           false},
-    {"SVShortIntArray",  "SVMutableShortIntArray", " array",        nullptr,               false, SVArraySignPrinter::None,               false},
-    {"SVUShortIntArray", nullptr,                  " array",        nullptr,               false, SVArraySignPrinter::None,               false},
-    {"SVCharArray",      nullptr,                  " array",        nullptr,               false, SVArraySignPrinter::SignOnly,           false},
-    {"SVUCharArray",     "SVMutableUCharArray",    " array",        nullptr,               false, SVArraySignPrinter::None,               false},
+    {"Double",    "SVDoubleArray",    "SVMutableDoubleArray",   " double array", "double vector with ", true,  SVArraySignPrinter::FiniteAndNonFinite, true },
+    {"Float",     "SVFloatArray",     "SVMutableFloatArray",    " array",        nullptr,               true,  SVArraySignPrinter::FiniteAndNonFinite, true },
+    {"Int",       "SVIntArray",       "SVMutableDoubleArray",   " array",        nullptr,               true,  SVArraySignPrinter::SignOnly,           false},
+    {"ShortInt",  "SVShortIntArray",  "SVMutableShortIntArray", " array",        nullptr,               false, SVArraySignPrinter::None,               false},
+    {"UShortInt", "SVUShortIntArray", nullptr,                  " array",        nullptr,               false, SVArraySignPrinter::None,               false},
+    {"Char",      "SVCharArray",      nullptr,                  " array",        nullptr,               false, SVArraySignPrinter::SignOnly,           false},
+    {"UChar",     "SVUCharArray",     "SVMutableUCharArray",    " array",        nullptr,               false, SVArraySignPrinter::None,               false},
     // clang-format on
 };
 
