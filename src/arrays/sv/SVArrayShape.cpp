@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <type_traits>
 
 using namespace svinternal;
@@ -21,10 +22,12 @@ bool productIs(long length, long m, long n, long o)
     return length / m / n == o;
 }
 
-// A sum beyond 64 bits stays too large, so that making the array fails.
+// A size beyond 64 bits fails as the allocation of more than there can be does.
 long sum(long a, long b)
 {
-    return a > std::numeric_limits<long>::max() - b ? std::numeric_limits<long>::max() : a + b;
+    if (a > std::numeric_limits<long>::max() - b)
+        throw std::bad_array_new_length();
+    return a + b;
 }
 
 // Results beyond this size, in bytes, outlast no cache and are written past it.

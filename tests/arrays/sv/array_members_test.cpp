@@ -30,11 +30,11 @@ std::string membersWith()
 }
 
 template <class T>
-SVMutableArray<T>& M = *new SVMutableArray<T>;
+SVMutableArray<T> M; // Named in types only.
 template <class T>
 const SVArray<T>& A = M<T>;
-SVIntArray I;
-SVRange R;
+const SVIntArray I;
+const SVRange R;
 
 // clang-format off
 template <class T> using OfThoseThatArePrintedByRange = decltype(A<T>.Find(T()), A<T>.prange(0, 0), A<T>.pcrange(0, 0));
