@@ -355,7 +355,7 @@ void SVArrayFinder<T, true>::prange(int s, int e) const
     } else if (e >= this->Length()) {
         std::cerr << "end out of bounds" << std::endl;
     } else if (s <= e) {
-        printEntries(this->Pointer() + s, e - s + 1, 1, ", ");
+        printEntries(this->Pointer() + s, long{e} - s + 1, 1, ", ");
         std::cerr << std::endl;
     }
 }
