@@ -1,0 +1,207 @@
+#include "arrays/sv/SVArrayShape.h"
+
+#include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVTransposeBlock.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <type_traits>
+
+using namespace svinternal;
+
+namespace {
+
+// Whether m*n*o is `length`, of dimensions with any sign and size.
+bool productIs(long length, long m, long n, long o)
+{
+    if (m == 0 || n == 0 || o == 0)
+        return length == 0;
+    if (length % m != 0 || (length / m) % n != 0)
+        return false;
+    return length / m / n == o;
+}
+
+// A size beyond 64 bits fails as the allocation of more than there can be does.
+long sum(long a, long b)
+{
+    if (a > std::numeric_limits<long>::max() - b)
+        throw std::bad_array_new_length();
+    return a + b;
+}
+
+// Results beyond this size, in bytes, outlast no cache and are written past it.
+constexpr long kStreamedSize = 32L << 20;
+
+// Transposes what lies in the plane of the first index and of one that steps by fromStep.
+template <class T>
+void transposePlane(
+    const SVArray<T>& A, long at, long fromStep, SVMutableArray<T>& result, long to, long toStep)
+{
+    const long size = static_cast<long>(sizeof(T));
+    const bool rowsAreLong = result.m() * size >= 256;
+    const LayerTransposition<T> transposition(
+        A.Pointer() + at, fromStep, result.Pointer() + to, toStep, A.m(), result.m());
+    transposition.run(rowsAreLong && result.Length() * size >= kStreamedSize);
+}
+
+template <class T>
+SVMutableArray<T> joinedColumns(const SVArray<T>& A, const SVArray<T>& B, long fromSecond, const char* word)
+{
+    if (A.m() != B.m())
+        return failed<T>(word, "A and B have to have the same number of rows.");
+    if (A.o() > 1 || B.o() > 1)
+        return failed<T>(word, "A and B have to be two dimensional.");
+    if (fromSecond < 0 || fromSecond > B.n())
+        return failed<T>(word, "Too many columns specified.");
+    SVMutableArray<T> result(A.m(), A.n() + fromSecond);
+    copyElements(A.Pointer(), A.Length(), result.Pointer());
+    copyElements(B.Pointer(), fromSecond * B.m(), result.Pointer() + A.Length());
+    return result;
+}
+
+} // namespace
+
+template <class T>
+SVMutableArray<T> Transpose(const SVArray<T>& A)
+{
+    const long m = A.m(), n = A.n(), o = A.o();
+    if (o <= 1) {
+        SVMutableArray<T> result(n, m, o);
+        if (m <= 1 || n <= 1) // The layout doesn't change.
+            copyElements(A.Pointer(), A.Length(), result.Pointer());
+        else
+            transposePlane(A, 0, m, result, 0, n);
+        finishStreaming();
+        return result;
+    }
+    SVMutableArray<T> result(o, n, m);
+    for (long j = 0; j < n; ++j)
+        transposePlane(A, j * m, m * n, result, j * o, o * n);
+    finishStreaming();
+    return result;
+}
+
+template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Reshape)>>
+SVMutableArray<T> Reshape(const SVArray<T>& A, long m, long n, long o)
+{
+    const std::string word = words<T>("Reshape(SV", "Array,...)");
+    // Int needs no such words: a negative dimension makes the size wrong, and of two the array that is made
+    // tells.
+    constexpr bool testsForNegative = !std::is_same_v<T, std::int32_t>;
+    if (testsForNegative && (m < 0 || n < 0 || o < 0))
+        return failed<T>(word, "One of the new dimensions is negative.");
+    if (!productIs(A.Length(), m, n, o))
+        return failed<T>(word, "Size before and after need to be the same.");
+    SVMutableArray<T> result(m, n, o);
+    copyElements(A.Pointer(), result.Length(), result.Pointer());
+    return result;
+}
+
+template <class T>
+SVMutableArray<T> TruncateSize(const SVArray<T>& A, long length)
+{
+    constexpr const char* word = "TruncateSize(Array,Length)";
+    if (length == 0)
+        return SVMutableArray<T>();
+    if (A.IsEmpty())
+        return failed<T>(word, "Array is empty.");
+    long m = length, n = 1, o = 1;
+    if (A.o() >= 2) {
+        m = A.m();
+        n = A.n();
+        o = length / (m * n);
+    } else if (A.n() >= 2) {
+        m = A.m();
+        n = length / m;
+    }
+    if (length % (A.o() >= 2 ? m * n : m) != 0)
+        return failed<T>(word, "Invalid new dimension");
+    SVMutableArray<T> result(m, n, o);
+    copyElements(A.Pointer(), std::min(result.Length(), A.Length()), result.Pointer());
+    return result;
+}
+
+template <class T>
+SVMutableArray<T> IncreaseSize(const SVArray<T>& A, long length)
+{
+    constexpr const char* word = "IncreaseSize(Array,Length)";
+    if (length < 0) // 0 is allowed, whatever the words say.
+        return failed<T>(word, "Length needs to be >0.");
+    long m = A.m(), n = A.n(), o = A.o();
+    if (o >= 2) {
+        if (length % (m * n) != 0)
+            return failed<T>(word, "Length needs to be a multiple of m*n");
+        o = sum(o, length / (m * n));
+    } else if (n >= 2) {
+        if (length % m != 0)
+            return failed<T>(word, "Length needs to be a multiple of m");
+        n = sum(n, length / m);
+    } else {
+        m = sum(m, length);
+        n = o = 1;
+    }
+    SVMutableArray<T> result(m, n, o);
+    copyElements(A.Pointer(), A.Length(), result.Pointer());
+    return result;
+}
+
+template <class T>
+SVMutableArray<T> FlipJ(const SVArray<T>& A)
+{
+    const long m = A.m(), n = A.n();
+    SVMutableArray<T> result(m, n, A.o());
+    for (long k = 0; k < A.o(); ++k)
+        for (long j = 0; j < n; ++j)
+            copyElements(A.Pointer() + (k * n + j) * m, m, result.Pointer() + (k * n + n - 1 - j) * m);
+    return result;
+}
+
+template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Columns)>>
+SVMutableArray<T> CombineColumns(const SVArray<T>& A, const SVArray<T>& B)
+{
+    return joinedColumns(A, B, B.n(), "CombineColumns(A,B)");
+}
+
+SVMutableFloatArray CombineColumns(const SVFloatArray& A, const SVFloatArray& B, long fromSecond)
+{
+    return joinedColumns(A, B, fromSecond, "CombineColumns(A,B,fromSecond)");
+}
+
+SVMutableIntArray CombineRows(const SVIntArray& A, const SVIntArray& B)
+{
+    constexpr const char* word = "CombineRows(A,B)";
+    if (A.n() != B.n())
+        return failed<std::int32_t>(word, "A and B have to have the same number of columns.");
+    if (A.o() > 1 || B.o() > 1)
+        return failed<std::int32_t>(word, "A and B have to be one or two dimensional.");
+    SVMutableIntArray result(A.m() + B.m(), A.n());
+    std::int32_t* to = result.Pointer();
+    for (long j = 0; j < A.n(); ++j) {
+        copyElements(A.Pointer() + j * A.m(), A.m(), to);
+        copyElements(B.Pointer() + j * B.m(), B.m(), to + A.m());
+        to += A.m() + B.m();
+    }
+    return result;
+}
+
+#define SV_INSTANTIATE(T)                                                                                    \
+    template SVMutableArray<T> Transpose(const SVArray<T>&);                                                 \
+    template SVMutableArray<T> TruncateSize(const SVArray<T>&, long);                                        \
+    template SVMutableArray<T> IncreaseSize(const SVArray<T>&, long);                                        \
+    template SVMutableArray<T> FlipJ(const SVArray<T>&);
+
+#define SV_INSTANTIATE_WIDE(T)                                                                               \
+    template SVMutableArray<T> Reshape(const SVArray<T>&, long, long, long);                                 \
+    template SVMutableArray<T> CombineColumns(const SVArray<T>&, const SVArray<T>&);
+
+SV_INSTANTIATE(double)
+SV_INSTANTIATE(float)
+SV_INSTANTIATE(std::int32_t)
+SV_INSTANTIATE(std::int16_t)
+SV_INSTANTIATE(std::uint16_t)
+SV_INSTANTIATE(signed char)
+SV_INSTANTIATE(unsigned char)
+SV_INSTANTIATE_WIDE(double)
+SV_INSTANTIATE_WIDE(float)
+SV_INSTANTIATE_WIDE(std::int32_t)

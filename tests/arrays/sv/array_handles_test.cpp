@@ -1,0 +1,204 @@
+#include "sv_testing.h"
+
+#include "arrays/sv/SVDoubleArray.h"
+
+#include <cmath>
+#include <limits>
+#include <new>
+
+using namespace svtest;
+
+SV_TYPED_TESTS(ArrayHandles, SV_ALL_TYPES);
+
+TYPED_TEST(ArrayHandles, ClampDimensionsAndEmptyWhatHasNoElements)
+{
+    const std::vector<std::vector<long>> sizes{{5, 0, 1}, {0, 0, 7}, {-1, 3, 1}, {1L << 40, 1L << 40, 0}};
+    outcomeOf([&] {
+        for (const auto& size : sizes) {
+            const SVMutableArray<TypeParam> A(size[0], size[1], size[2]);
+            EXPECT_EQ(sizeOf(A), (std::vector<long>{0, 0, 0}));
+            EXPECT_TRUE(A.IsEmpty() && A.Length() == 0 && A.Pointer() == nullptr);
+        }
+    });
+}
+
+// A product that wraps would give a small block behind large dimensions.
+TYPED_TEST(ArrayHandles, FailToAllocateASizeBeyond64Bits)
+{
+    const long big = 1L << 32, most = std::numeric_limits<long>::max();
+    const std::vector<std::vector<long>> sizes{
+        {big, big, 1}, {big, big, 4}, {big, 1, big}, {most, 2, 1}, {most, most, most}, {3, most / 2, 1}};
+    for (const auto& size : sizes)
+        EXPECT_THROW(SVMutableArray<TypeParam>(size[0], size[1], size[2]), std::bad_alloc);
+}
+
+TYPED_TEST(ArrayHandles, StandInColumnOrder)
+{
+    const SVArray<TypeParam> A = counting<TypeParam>(2, 3, 4);
+    for (long k = 0; k < 4; ++k)
+        for (long j = 0; j < 3; ++j)
+            for (long i = 0; i < 2; ++i)
+                EXPECT_EQ(A(i, j, k), static_cast<TypeParam>(i + 2 * j + 6 * k));
+    EXPECT_EQ(A(1, 2), A(5));
+}
+
+TYPED_TEST(ArrayHandles, ReportABadIndexInTheWordsOfTheirClass)
+{
+    const SVArray<TypeParam> A = counting<TypeParam>(3, 4, 2), none;
+    const std::string word = SVArrayMemberOf<TypeParam>.classWord;
+    struct Case {
+        std::function<TypeParam()> access;
+        std::string report;
+    };
+    const long most = std::numeric_limits<long>::max();
+    const Case cases[] = {
+        {[&] { return A(24); }, "(24) is not valid, needs to be lie in [0,23]."},
+        {[&] { return A(-1); }, "(-1) is not valid, needs to be lie in [0,23]."},
+        {[&] { return A(0, 4); }, "(0,4) is not valid, needs to lie in [0,2]x[0,3]."},
+        {[&] { return A(most, most); },
+            "(9223372036854775807,9223372036854775807) is not valid, needs to lie in [0,2]x[0,3]."},
+        {[&] { return A(0, -2, 0); }, "(0,-2,0) is not valid, needs to lie in [0,2]x[0,3]x[0,1]."},
+        {[&] { return none(0, 0, 0); }, "(0,0,0) is not valid, needs to lie in [0,-1]x[0,-1]x[0,-1]."},
+    };
+    for (const Case& c : cases)
+        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(c.access(), TypeParam(0)); }), ElementsAre(word + c.report));
+}
+
+TYPED_TEST(ArrayHandles, TakeABadWriteIntoTheirInvalidEntry)
+{
+    SVMutableArray<TypeParam> A = counting<TypeParam>(3);
+    const SVMutableArray<TypeParam> copy(A);
+    EXPECT_EQ(reportsOf([&] {
+        A(10) = 7;
+        EXPECT_EQ(A(3, 3), 7);
+        EXPECT_EQ(A(0, 0, 9), 7);
+        EXPECT_EQ(copy(10), 0) << "the entry is the handle's own";
+    }).size(),
+        4U);
+    EXPECT_EQ(valuesOf(A), (std::vector<TypeParam>{0, 1, 2}));
+}
+
+// The report hides from the optimiser; none may be dropped, doubled or merged with another for that.
+TYPED_TEST(ArrayHandles, ReportEachBadAccessOnce)
+{
+    SVMutableArray<TypeParam> A(2, 2);
+    const SVArray<TypeParam> R = A;
+    const auto reports = reportsOf([&] {
+        A(10);
+        R(10);
+        double sum = R(10) + R(10);
+        for (int i = 0; i < 5; ++i)
+            sum += R(7, 1) + A(1, 2, 3);
+        A(3, 3) = A(3, 3) = 4;
+    });
+    EXPECT_EQ(reports.size(), 16U);
+}
+
+TYPED_TEST(ArrayHandles, ShareTheirBlockAndCountTheHandles)
+{
+    SVMutableArray<TypeParam> A = counting<TypeParam>(3);
+    SVArray<TypeParam> last;
+    {
+        SVArray<TypeParam> R;
+        EXPECT_EQ(R.MutableReferences(), 0);
+        R = A;
+        SVMutableArray<TypeParam> B(A), C;
+        C = B;
+        EXPECT_EQ(R.ReferenceCount(), 4);
+        EXPECT_EQ(R.MutableReferences(), 3);
+        const SVArray<TypeParam>& self = R;
+        R = self;
+        R = B;
+        C = A;
+        EXPECT_EQ(R.ReferenceCount(), 4) << "handles on one storage, assigned to each other";
+        B(0) = 9;
+        EXPECT_EQ(R(0), 9);
+        const SVMutableArray<TypeParam> independent = R.Copy();
+        B(0) = 8;
+        EXPECT_EQ(independent(0), 9);
+        EXPECT_EQ(sizeOf(independent), sizeOf(R));
+        C = independent;
+        EXPECT_EQ(R.MutableReferences(), 2);
+        EXPECT_EQ(independent.ReferenceCount(), 2);
+        last = independent;
+    }
+    EXPECT_EQ(A.ReferenceCount() + A.MutableReferences(), 2);
+    EXPECT_EQ(last.MutableReferences(), 0);
+    EXPECT_EQ(last(0), 9) << "the block lives with its last handle";
+}
+
+TYPED_TEST(ArrayHandles, SwapTheirStorages)
+{
+    SVMutableArray<TypeParam> A = counting<TypeParam>(3), B = counting<TypeParam>(2, 2);
+    const TypeParam* const a = A.Pointer();
+    Swap(A, B);
+    EXPECT_EQ(B.Pointer(), a);
+    EXPECT_EQ(A.MutableReferences() + A.ReferenceCount() + B.MutableReferences() + B.ReferenceCount(), 4);
+}
+
+TYPED_TEST(ArrayHandles, FillAndCompareByBytes)
+{
+    SVMutableArray<TypeParam> A(2, 3), B(2, 3), C(3, 2), empty;
+    A = 5;
+    C = 5;
+    EXPECT_EQ(valuesOf(A), std::vector<TypeParam>(6, 5));
+    EXPECT_FALSE(A == C) << "the same elements, another shape";
+    B = A.Copy();
+    EXPECT_TRUE(A == B);
+    B(1, 2) = 0;
+    EXPECT_TRUE(A != B);
+    A = 0;
+    EXPECT_EQ(valuesOf(A), std::vector<TypeParam>(6, 0));
+    EXPECT_TRUE((empty = 1) == SVMutableArray<TypeParam>(0, 4));
+}
+
+TEST(DoubleArray, ComparesBitsAndStoresZeroWithoutASign)
+{
+    SVMutableDoubleArray A(2), B(2);
+    A = std::nan("");
+    EXPECT_TRUE(A == A.Copy());
+    A = 0.0;
+    B(0) = B(1) = -0.0;
+    EXPECT_FALSE(A == B);
+    B = -0.0;
+    EXPECT_TRUE(A == B);
+}
+
+TEST(ArrayConstruction, ReportsANegativeDimensionInTheWordsOfTheTable)
+{
+    const auto reports = [](auto element) {
+        return reportsOf([] { SVMutableArray<decltype(element)> A(2, -1); });
+    };
+    const std::string rest = ": Negative index in constructor";
+    EXPECT_THAT(reports(double()), ElementsAre("SVMutableDoubleArray" + rest));
+    EXPECT_THAT(reports(float()), ElementsAre("SVMutableFloatArray" + rest));
+    EXPECT_THAT(reports(std::int32_t()), ElementsAre("SVMutableDoubleArray" + rest));
+    EXPECT_THAT(reports(std::int16_t()), ElementsAre("SVMutableShortIntArray" + rest));
+    EXPECT_THAT(reports(std::uint16_t()), IsEmpty());
+    EXPECT_THAT(reports(static_cast<signed char>(0)), IsEmpty());
+    EXPECT_THAT(reports(static_cast<unsigned char>(0)), ElementsAre("SVMutableUCharArray" + rest));
+}
+
+SV_TYPED_TESTS(ArrayArithmetic, double, float);
+
+TYPED_TEST(ArrayArithmetic, ChangesEachElement)
+{
+    SVMutableArray<TypeParam> A = arrayOf<TypeParam>({1, 2, 3}), B = arrayOf<TypeParam>({4, 8, 2});
+    const SVArray<TypeParam> seen = A;
+    (((A *= 6) += 2) -= 4) /= 2;
+    EXPECT_EQ(shown(seen), "3x1x1: 2 5 8");
+    ((A += B) *= B) -= B;
+    EXPECT_EQ(shown(seen), "3x1x1: 20 96 18");
+    A /= B;
+    EXPECT_EQ(shown(seen), "3x1x1: 5 12 9");
+}
+
+TYPED_TEST(ArrayArithmetic, RefusesOtherDimensions)
+{
+    SVMutableArray<TypeParam> A = counting<TypeParam>(2, 3);
+    const SVArray<TypeParam> before = A.Copy(), B = counting<TypeParam>(3, 2);
+    EXPECT_THAT(reportsOf([&] { (((A += B) -= B) *= B) /= B; }),
+        ElementsAre("A+=B: Incompatible sizes.", "A-=B: Incompatible sizes.", "A*=B: Incompatible sizes.",
+            "A/=B: Incompatible sizes."));
+    EXPECT_TRUE(A == before);
+}

@@ -1,0 +1,256 @@
+#include "sv_testing.h"
+
+#include "arrays/sv/SVArrayByteOrder.h"
+#include "arrays/sv/SVArrayConversion.h"
+#include "arrays/sv/SVArrayMeasures.h"
+#include "arrays/sv/SVArraySorting.h"
+#include "arrays/sv/SVIntArrayArithmetic.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+using namespace svtest;
+
+namespace {
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+template <class T>
+SVMutableArray<T> randomArray(long length, std::minstd_rand& random)
+{
+    SVMutableArray<T> A(length);
+    for (long i = 0; i < length; ++i)
+        A(i) = static_cast<T>(static_cast<int>(random() % 120));
+    return A;
+}
+
+template <class From, class To>
+void expectPlainConversion()
+{
+    if constexpr (!std::is_same_v<From, To>) {
+        const SVArray<From> A = arrayOf<From>({From(0), From(1), From(100.75), From(127), From(33)});
+        SVMutableArray<To> M(5);
+        ConvertArray(A, M);
+        for (long i = 0; i < 5; ++i)
+            EXPECT_EQ(M(i), static_cast<To>(A(i)));
+        SVMutableArray<To> other(1, 5);
+        EXPECT_THAT(reportsOf([&] { ConvertArray(A, other); }),
+            ElementsAre("ConvertArray(A,B): Incompatible array sizes."));
+    }
+}
+
+} // namespace
+
+SV_TYPED_TESTS(ArrayConversion, SV_ALL_TYPES);
+
+TYPED_TEST(ArrayConversion, IsThatOfTheLanguage)
+{
+    expectPlainConversion<TypeParam, double>();
+    expectPlainConversion<TypeParam, float>();
+    expectPlainConversion<TypeParam, std::int32_t>();
+    expectPlainConversion<TypeParam, std::int16_t>();
+    expectPlainConversion<TypeParam, std::uint16_t>();
+    expectPlainConversion<TypeParam, signed char>();
+    expectPlainConversion<TypeParam, unsigned char>();
+}
+
+TEST(ArrayConversions, MakeTheirTarget)
+{
+    const SVDoubleArray A = arrayOf<double>({1.9, -1.9, 3, 4}, 2);
+    EXPECT_EQ(shown(ConvertToInt(A)), "2x2x1: 1 -1 3 4");
+    EXPECT_EQ(shown(ConvertToShortInt(ConvertToFloat(A))), "2x2x1: 1 -1 3 4");
+    EXPECT_EQ(shown(ConvertToUShortInt(ConvertToShortInt(A))), "2x2x1: 1 65535 3 4");
+    EXPECT_EQ(shown(ConvertToDouble(ConvertToUChar(ConvertToInt(A)))), "2x2x1: 1 255 3 4");
+    EXPECT_TRUE(ConvertToDouble(SVFloatArray()).IsEmpty());
+    ConvertToInt(arrayOf<double>({kNaN, kInf, 1e300, -1e300})); // Whatever it gives, it ends.
+}
+
+SV_TYPED_TESTS(ArrayExtrema, double, float, std::int32_t, std::int16_t, std::uint16_t, unsigned char);
+
+// The lengths lie around those that are folded side by side.
+TYPED_TEST(ArrayExtrema, AgreeWithTheSlowWay)
+{
+    std::minstd_rand random(7);
+    for (long length = 1; length < 140; ++length) {
+        const SVArray<TypeParam> A = randomArray<TypeParam>(length, random);
+        const std::vector<TypeParam> values = valuesOf(A);
+        const auto smallest = std::min_element(values.begin(), values.end());
+        const auto largest = std::max_element(values.begin(), values.end());
+        long at = -2;
+        ASSERT_EQ(Minimum(A), *smallest);
+        ASSERT_EQ(Maximum(A), *largest);
+        ASSERT_EQ(Minimum(A, at), *smallest);
+        ASSERT_EQ(at, smallest - values.begin());
+        ASSERT_EQ(Maximum(A, at), *largest);
+        ASSERT_EQ(at, largest - values.begin());
+    }
+}
+
+TYPED_TEST(ArrayExtrema, CompareEntryByEntry)
+{
+    const SVArray<TypeParam> A = arrayOf<TypeParam>({1, 5, 3, 7}, 2), B = arrayOf<TypeParam>({2, 4, 3, 9}, 2);
+    EXPECT_EQ(shown(Minimum(A, B)), "2x2x1: 1 4 3 7");
+    EXPECT_EQ(shown(Maximum(A, B)), "2x2x1: 2 5 3 9");
+    EXPECT_EQ(shown(Minimum(A, 4)), "2x2x1: 1 4 3 4");
+    EXPECT_EQ(shown(Maximum(A, 4)), "2x2x1: 4 5 4 7");
+    const std::string word = SVArrayMemberOf<TypeParam>.classWord;
+    EXPECT_THAT(reportsOf([&] {
+        EXPECT_TRUE(Minimum(A, SVArray<TypeParam>()).IsEmpty());
+        EXPECT_TRUE(Maximum(A, counting<TypeParam>(4)).IsEmpty());
+    }),
+        ElementsAre("Minimum(" + word + "," + word + "): Need to have the same size",
+            "Maximum(" + word + "," + word + "): Need to have the same size"));
+}
+
+TEST(ArrayMeasures, OfDoubles)
+{
+    const SVDoubleArray A = arrayOf<double>({3, kNaN, -8, 7, kNaN, 7}), none;
+    EXPECT_EQ(Minimum(A), -8);
+    EXPECT_EQ(FindIndexOfMaximum(A), 3);
+    EXPECT_EQ(FindIndexOfMaximum(none), -1);
+    EXPECT_EQ(InfinityNorm(A), 8);
+    EXPECT_TRUE(std::isnan(Minimum(arrayOf<double>({kNaN, 1, 2}))));
+    long at = 5;
+    EXPECT_EQ(Mean(none) + Maximum(none) + Minimum(none, at), 0);
+    EXPECT_EQ(at, -1);
+    EXPECT_EQ(Mean(counting<double>(101)), 50);
+    SVMutableFloatArray many(3000000);
+    many = 0.1F;
+    EXPECT_FLOAT_EQ(Mean(many), 0.1F) << "a sum in single precision is off by percents";
+}
+
+TEST(ArrayMeasures, FindWhatIsNotFinite)
+{
+    SVMutableDoubleArray A(10000);
+    A = std::numeric_limits<double>::max();
+    EXPECT_FALSE(ContainsNonFinite(A));
+    for (const double bad : {kNaN, kInf, -kInf}) {
+        for (const long at : {0L, 4095L, 4096L, 9999L}) {
+            SVMutableDoubleArray B = A.Copy();
+            B(at) = bad;
+            EXPECT_TRUE(ContainsNonFinite(B)) << bad << " at " << at;
+        }
+    }
+    EXPECT_FALSE(ContainsNonFinite(SVDoubleArray()));
+}
+
+TEST(IntEntries, AreFound)
+{
+    const SVIntArray sorted = arrayOf<std::int32_t>({-4, 0, 0, 3, 9});
+    for (int v = -6; v < 12; ++v)
+        EXPECT_EQ(FindEntryInSorted(sorted, v), FindEntry(sorted, v)) << v;
+    EXPECT_EQ(FindEntry(sorted, 0), 1);
+    EXPECT_EQ(Range(arrayOf<std::int32_t>({5, -3, 2})).start, -3);
+    EXPECT_EQ(Range(arrayOf<std::int32_t>({INT32_MIN, INT32_MAX})).length, 1L << 32);
+}
+
+SV_TYPED_TESTS(ArraySorting, double, float, std::int32_t);
+
+TYPED_TEST(ArraySorting, Ascends)
+{
+    std::minstd_rand random(3);
+    SVMutableArray<TypeParam> A = randomArray<TypeParam>(1000, random);
+    std::vector<TypeParam> values = valuesOf(A);
+    Sort(A);
+    std::sort(values.begin(), values.end());
+    EXPECT_EQ(valuesOf(A), values);
+}
+
+// The standard sort leaves its array where NaNs make two entries neither before nor behind each other.
+TEST(ArraySort, PutsNaNsLast)
+{
+    std::minstd_rand random(5);
+    SVMutableDoubleArray A(500);
+    SVMutableIntArray I(500);
+    for (long i = 0; i < 500; ++i) {
+        A(i) = random() % 3 == 0 ? kNaN : static_cast<double>(random() % 100);
+        I(i) = static_cast<int>(i);
+    }
+    const SVDoubleArray before = A.Copy();
+    const SVIntArray order = SortedOrder(A);
+    SVMutableDoubleArray alone = A.Copy();
+    Sort(alone);
+    Sort(A, I);
+    std::vector<bool> seen(500, false);
+    for (long i = 0; i < 500; ++i) {
+        for (const double carried : {before(I(i)), before(order(i)), alone(i)})
+            EXPECT_TRUE(carried == A(i) || (std::isnan(carried) && std::isnan(A(i)))) << i;
+        EXPECT_TRUE(i == 0 || std::isnan(A(i)) || A(i - 1) <= A(i)) << i;
+        seen[static_cast<std::size_t>(order(i))] = true;
+    }
+    EXPECT_EQ(std::count(seen.begin(), seen.end(), true), 500);
+}
+
+TEST(ArraySort, RefusesAListOfAnotherSize)
+{
+    SVMutableDoubleArray A = arrayOf<double>({2, 1});
+    SVMutableIntArray I(3);
+    EXPECT_THAT(reportsOf([&] { Sort(A, I); }), ElementsAre("SortDoubleAndInt: Incompatible sizes."));
+}
+
+TEST(IntArithmetic, WorksEntryByEntry)
+{
+    const SVIntArray A = arrayOf<std::int32_t>({7, -8, 9}), B = arrayOf<std::int32_t>({2, 3, -4});
+    EXPECT_EQ(shown(A + B), "3x1x1: 9 -5 5");
+    EXPECT_EQ(shown(A - B), "3x1x1: 5 -11 13");
+    EXPECT_EQ(shown(A * B), "3x1x1: 14 -24 -36");
+    EXPECT_EQ(shown(A / B), "3x1x1: 3 -2 -2");
+    EXPECT_EQ(shown(A + 1), "3x1x1: 8 -7 10");
+    EXPECT_EQ(shown(A - 1), "3x1x1: 6 -9 8");
+    EXPECT_EQ(shown(1 - A), "3x1x1: -6 9 -8");
+    EXPECT_EQ(shown(2 * A), "3x1x1: 14 -16 18");
+    EXPECT_EQ(shown(A / 2), "3x1x1: 3 -4 4");
+    EXPECT_EQ(shown(12 / B), "3x1x1: 6 4 -3");
+    EXPECT_EQ(shown(-A), "3x1x1: -7 8 -9");
+    const SVIntArray C = counting<std::int32_t>(1, 3);
+    EXPECT_THAT(reportsOf([&] { EXPECT_EQ((A + C).m() + (A - C).m() + (A * C).m() + (A / C).m(), 0); }),
+        ElementsAre("A+B: Incompatible sizes.", "A-B: Incompatible sizes.", "A*B: Incompatible sizes.",
+            "A/B: Incompatible sizes."));
+}
+
+// The processor ends a program that divides so, and the language leaves the rest undefined.
+TEST(IntArithmetic, SurvivesEveryNumber)
+{
+    const SVIntArray A = arrayOf<std::int32_t>({INT32_MIN, INT32_MAX, 0});
+    EXPECT_EQ(shown(A / 0), "3x1x1: 0 0 0");
+    EXPECT_EQ(shown(A / -1), "3x1x1: -2147483648 -2147483647 0");
+    EXPECT_EQ(shown(-A), "3x1x1: -2147483648 -2147483647 0");
+    EXPECT_EQ(shown(A + A), "3x1x1: 0 -2 0");
+    EXPECT_EQ(shown(A * A), "3x1x1: 0 1 0");
+}
+
+SV_TYPED_TESTS(ByteOrder, double, float, std::int32_t, std::int16_t, std::uint16_t);
+
+TYPED_TEST(ByteOrder, ReversesTheBytesOfEachElement)
+{
+    SVMutableArray<TypeParam> A(11); // Not a whole number of the words that are swapped at once.
+    auto* const bytes = reinterpret_cast<unsigned char*>(A.Pointer());
+    std::iota(bytes, bytes + 11 * sizeof(TypeParam), static_cast<unsigned char>(0));
+    SwapEndian(A);
+    for (std::size_t i = 0; i < 11 * sizeof(TypeParam); ++i)
+        EXPECT_EQ(bytes[i], (i / sizeof(TypeParam) + 1) * sizeof(TypeParam) - 1 - i % sizeof(TypeParam));
+}
+
+TEST(ByteGroups, AreSwappedWhereTheyDivideTheFirstDimension)
+{
+    SVMutableUCharArray A = counting<unsigned char>(8, 2);
+    Swap2Bytes(A);
+    EXPECT_EQ(shown(A), "8x2x1: 1 0 3 2 5 4 7 6 9 8 11 10 13 12 15 14");
+    Swap4Bytes(A);
+    EXPECT_EQ(shown(A), "8x2x1: 2 3 0 1 6 7 4 5 10 11 8 9 14 15 12 13");
+    Swap8Bytes(A);
+    EXPECT_EQ(shown(A), "8x2x1: 5 4 7 6 1 0 3 2 13 12 15 14 9 8 11 10");
+    SVMutableUCharArray odd = counting<unsigned char>(3, 8);
+    EXPECT_THAT(reportsOf([&] {
+        Swap2Bytes(odd);
+        Swap4Bytes(odd);
+        Swap8Bytes(odd);
+    }),
+        ElementsAre("Swap2Bytes(UCharArray): First array dimension needs to be even.",
+            "Swap4Bytes(UCharArray): First array dimension needs to be divisible by 4.",
+            "Swap8Bytes(UCharArray): First array dimension needs to be divisible by 8."));
+    EXPECT_TRUE(odd == counting<unsigned char>(3, 8));
+}

@@ -1,0 +1,181 @@
+#include "sv_testing.h"
+
+#include "arrays/sv/SVArrayShape.h"
+
+using namespace svtest;
+
+SV_TYPED_TESTS(ArrayShape, SV_ALL_TYPES);
+
+namespace {
+
+// Element by element, as the words tell it.
+template <class T>
+SVMutableArray<T> slowTranspose(const SVArray<T>& A)
+{
+    const bool flat = A.o() == 1;
+    SVMutableArray<T> result(flat ? A.n() : A.o(), flat ? A.m() : A.n(), flat ? 1 : A.m());
+    for (long k = 0; k < A.o(); ++k)
+        for (long j = 0; j < A.n(); ++j)
+            for (long i = 0; i < A.m(); ++i)
+                (flat ? result(j, i) : result(k, j, i)) = A(i, j, k);
+    return result;
+}
+
+template <class T>
+SVMutableArray<T> scattered(long m, long n, long o)
+{
+    SVMutableArray<T> A(m, n, o);
+    std::minstd_rand random(12345);
+    for (long i = 0; i < A.Length(); ++i)
+        A(i) = static_cast<T>(random());
+    return A;
+}
+
+} // namespace
+
+// The sizes lie around the squares and tiles that the work is done in.
+TYPED_TEST(ArrayShape, TransposesEverySize)
+{
+    for (const long m : {1L, 2L, 15L, 16L, 33L, 129L, 260L}) {
+        for (const long n : {1L, 3L, 16L, 31L, 64L, 131L, 515L}) {
+            const SVArray<TypeParam> A = scattered<TypeParam>(m, n, 1);
+            ASSERT_TRUE(Transpose(A) == slowTranspose(A)) << m << " x " << n;
+        }
+    }
+    for (const auto& size : std::vector<std::vector<long>>{{2, 3, 4}, {1, 5, 2}, {40, 2, 70}, {7, 1, 90}}) {
+        const SVArray<TypeParam> A = scattered<TypeParam>(size[0], size[1], size[2]);
+        ASSERT_TRUE(Transpose(A) == slowTranspose(A)) << A.m();
+    }
+    EXPECT_TRUE(Transpose(SVArray<TypeParam>()).IsEmpty());
+}
+
+// Beyond some size the result is written past the caches, in whole cache lines where rows begin unlike.
+TYPED_TEST(ArrayShape, TransposesWhatNoCacheHolds)
+{
+    const long size = static_cast<long>(sizeof(TypeParam));
+    const long length = (34L << 20) / size;
+    for (const long n : {4096L / size, 4096L / size + 5}) {
+        const SVArray<TypeParam> A = scattered<TypeParam>(length / n, n, 1);
+        const SVArray<TypeParam> B = Transpose(A);
+        ASSERT_EQ(sizeOf(B), (std::vector<long>{A.n(), A.m(), 1}));
+        const TypeParam* const a = A.Pointer();
+        const TypeParam* const b = B.Pointer();
+        long wrong = 0;
+        for (long j = 0; j < n; ++j)
+            for (long i = 0; i < A.m(); ++i)
+                wrong += a[i + j * A.m()] != b[j + i * n];
+        EXPECT_EQ(wrong, 0);
+    }
+}
+
+TYPED_TEST(ArrayShape, Truncates)
+{
+    struct Case {
+        long m, n, o, length;
+        std::string result;
+    };
+    const Case cases[] = {{3, 4, 1, 6, "3x2x1: 0 1 2 3 4 5"}, {3, 4, 1, 5, "Invalid new dimension"},
+        {5, 1, 1, 2, "2x1x1: 0 1"}, {1, 5, 1, 2, "1x2x1: 0 1"}, {2, 1, 3, 4, "2x1x2: 0 1 2 3"},
+        {2, 2, 2, 6, "Invalid new dimension"}, {0, 0, 0, 3, "Array is empty."}, {0, 0, 0, 0, "0x0x0:"},
+        {4, 2, 1, 0, "0x0x0:"}};
+    for (const Case& c : cases) {
+        std::string result;
+        const auto reports =
+            reportsOf([&] { result = shown(TruncateSize(counting<TypeParam>(c.m, c.n, c.o), c.length)); });
+        if (reports.empty())
+            EXPECT_EQ(result, c.result);
+        else
+            EXPECT_THAT(reports, ElementsAre("TruncateSize(Array,Length): " + c.result));
+    }
+}
+
+// The length isn't tested, but what A doesn't have must not be read.
+TYPED_TEST(ArrayShape, TruncatesToMoreThanThereIs)
+{
+    const auto A = TruncateSize(counting<TypeParam>(3), 1000);
+    EXPECT_EQ(A.Length(), 1000);
+    EXPECT_EQ(A(2), 2);
+}
+
+TYPED_TEST(ArrayShape, Increases)
+{
+    struct Case {
+        long m, n, o, length;
+        std::vector<long> size;
+        std::string report;
+    };
+    const Case cases[] = {{4, 1, 1, 3, {7, 1, 1}, ""}, {3, 2, 1, 6, {3, 4, 1}, ""},
+        {3, 2, 1, 0, {3, 2, 1}, ""}, {2, 2, 2, 4, {2, 2, 3}, ""}, {0, 0, 0, 2, {2, 1, 1}, ""},
+        {3, 2, 1, 4, {0, 0, 0}, "Length needs to be a multiple of m"},
+        {2, 2, 2, 2, {0, 0, 0}, "Length needs to be a multiple of m*n"},
+        {3, 1, 1, -3, {0, 0, 0}, "Length needs to be >0."}};
+    for (const Case& c : cases) {
+        const SVArray<TypeParam> A = counting<TypeParam>(c.m, c.n, c.o);
+        const auto reports = reportsOf([&] {
+            const auto larger = IncreaseSize(A, c.length);
+            EXPECT_EQ(sizeOf(larger), c.size);
+            for (long i = 0; i < std::min(A.Length(), larger.Length()); ++i)
+                EXPECT_EQ(larger(i), A(i));
+        });
+        EXPECT_EQ(reports,
+            c.report.empty() ? std::vector<std::string>()
+                             : std::vector<std::string>{"IncreaseSize(Array,Length): " + c.report});
+    }
+    EXPECT_THROW(IncreaseSize(counting<TypeParam>(3), INT64_MAX), std::bad_alloc);
+}
+
+TYPED_TEST(ArrayShape, FlipsTheColumnsOfEachLayer)
+{
+    EXPECT_EQ(shown(FlipJ(counting<TypeParam>(2, 2, 2))), "2x2x2: 2 3 0 1 6 7 4 5");
+}
+
+SV_TYPED_TESTS(WideArrayShape, double, float, std::int32_t);
+
+TYPED_TEST(WideArrayShape, Reshapes)
+{
+    const SVArray<TypeParam> A = counting<TypeParam>(2, 3);
+    const std::string word = std::string("Reshape(") + SVArrayMemberOf<TypeParam>.classWord + ",...): ";
+    EXPECT_EQ(shown(Reshape(A, 3, 1, 2)), "3x1x2: 0 1 2 3 4 5");
+    const long half = 1L << 33;
+    for (const auto& size : std::vector<std::vector<long>>{{2, 2, 2}, {0, 3, 2}, {half, half, 6}, {7, 1, 1}})
+        EXPECT_THAT(reportsOf([&] { EXPECT_TRUE(Reshape(A, size[0], size[1], size[2]).IsEmpty()); }),
+            ElementsAre(word + "Size before and after need to be the same."));
+}
+
+TEST(ArrayReshape, TellsOfNegativeDimensionsButForInt)
+{
+    EXPECT_THAT(reportsOf([&] { Reshape(counting<double>(6), -1, 2, 3); }),
+        ElementsAre("Reshape(SVDoubleArray,...): One of the new dimensions is negative."));
+    EXPECT_THAT(reportsOf([&] { Reshape(counting<float>(6), -1, -2, 3); }),
+        ElementsAre("Reshape(SVFloatArray,...): One of the new dimensions is negative."));
+    EXPECT_THAT(reportsOf([&] { EXPECT_TRUE(Reshape(counting<std::int32_t>(6), -1, -2, 3).IsEmpty()); }),
+        ElementsAre("SVMutableDoubleArray: Negative index in constructor"));
+}
+
+TYPED_TEST(WideArrayShape, CombinesColumns)
+{
+    const SVArray<TypeParam> A = counting<TypeParam>(2, 2), B = counting<TypeParam>(2);
+    EXPECT_EQ(shown(CombineColumns(A, B)), "2x3x1: 0 1 2 3 0 1");
+    EXPECT_THAT(reportsOf([&] {
+        CombineColumns(A, counting<TypeParam>(3));
+        CombineColumns(A, counting<TypeParam>(2, 2, 2));
+    }),
+        ElementsAre("CombineColumns(A,B): A and B have to have the same number of rows.",
+            "CombineColumns(A,B): A and B have to be two dimensional."));
+}
+
+TEST(ArrayCombination, HasAFormOfItsOwnForFloatAndForInt)
+{
+    const SVFloatArray A = counting<float>(2), B = counting<float>(2, 3);
+    EXPECT_EQ(shown(CombineColumns(A, B, 2)), "2x3x1: 0 1 0 1 2 3");
+    const SVIntArray I = counting<std::int32_t>(1, 2), J = counting<std::int32_t>(2, 2);
+    EXPECT_EQ(shown(CombineRows(I, J)), "3x2x1: 0 0 1 1 2 3");
+    EXPECT_THAT(reportsOf([&] {
+        CombineColumns(A, B, 4);
+        CombineRows(I, counting<std::int32_t>(2));
+        CombineRows(J, counting<std::int32_t>(2, 2, 2));
+    }),
+        ElementsAre("CombineColumns(A,B,fromSecond): Too many columns specified.",
+            "CombineRows(A,B): A and B have to have the same number of columns.",
+            "CombineRows(A,B): A and B have to be one or two dimensional."));
+}

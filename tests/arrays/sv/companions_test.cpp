@@ -1,0 +1,178 @@
+#include "sv_testing.h"
+
+#include "arrays/sv/SVArguments.h"
+#include "arrays/sv/SVIndex.h"
+#include "arrays/sv/SVList.h"
+#include "arrays/sv/SVPointer.h"
+#include "arrays/sv/SVRange.h"
+
+using namespace svtest;
+
+TEST(Reports, AreListedAndWrittenAsOneLine)
+{
+    const Outcome outcome = outcomeOf([] {
+        SVErrorMessage("f(x)", "Too large.");
+        SVErrorMessage("As it stands");
+        SVWarningMessage("g", "Odd.");
+    });
+    EXPECT_THAT(outcome.reports, ElementsAre("f(x): Too large.", "As it stands", "g: Odd."));
+    EXPECT_EQ(outcome.printed, "f(x): Too large.\nAs it stands\ng: Odd.\n");
+    EXPECT_EQ(SVSize2String(-9223372036854775807L - 1), "-9223372036854775808");
+}
+
+TEST(Lists, ShareTheirElements)
+{
+    SVMutableList<std::string> list(3);
+    SVList<std::string> seen = list, other;
+    list(1) = "one";
+    EXPECT_EQ(seen(1), "one");
+    other = seen;
+    list = SVMutableList<std::string>(1);
+    seen = SVList<std::string>();
+    EXPECT_EQ(other(1), "one") << "the last handle keeps the elements";
+    EXPECT_EQ(other.Length(), 3);
+    EXPECT_EQ(SVMutableList<std::string>(-4).Length(), 0);
+}
+
+TEST(Lists, ReportABadPosition)
+{
+    SVMutableList<std::string> list(2);
+    const SVList<std::string> seen = list;
+    EXPECT_THAT(reportsOf([&] {
+        list(2) = "lost";
+        EXPECT_EQ(list(-1), "lost");
+        EXPECT_EQ(seen(2), "");
+    }),
+        ElementsAre("SVList<T>(2) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(-1) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(2) is not valid, needs to be lie in [0,1]."));
+}
+
+namespace {
+
+struct Noted {
+    explicit Noted(int& count) : alive(count) { ++alive; }
+    virtual ~Noted() { --alive; }
+    int& alive;
+};
+
+struct Derived : Noted {
+    using Noted::Noted;
+    SVPointer<Noted> next;
+};
+
+} // namespace
+
+TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
+{
+    int alive = 0;
+    {
+        SVMutablePointer<Noted> p(new Derived(alive));
+        SVPointer<Noted> q = p, r;
+        EXPECT_TRUE(r.IsNull());
+        r = q;
+        p = SVMutablePointer<Noted>(new Noted(alive));
+        const SVPointer<Noted>& self = q;
+        q = self;
+        EXPECT_EQ(alive, 2);
+        EXPECT_EQ(q.Pointer(), r.Pointer());
+    }
+    EXPECT_EQ(alive, 0);
+}
+
+// A list walked by assigning its next pointer to the pointer that holds it.
+TEST(Pointers, SurviveTheAssignmentFromWhatTheyHold)
+{
+    int alive = 0;
+    auto* const first = new Derived(alive);
+    first->next = SVPointer<Noted>(new Noted(alive));
+    SVPointer<Noted> p(first);
+    p = first->next;
+    EXPECT_EQ(alive, 1);
+}
+
+TEST(Ranges, IntersectAndKeepTheTouchingPoint)
+{
+    struct Case {
+        SVRange a, b;
+        long start, length;
+    };
+    const Case cases[] = {{{0, 5}, {5, 5}, 5, 0}, {{0, 4}, {5, 5}, 0, 0}, {{0, 10}, {2, 3}, 2, 3},
+        {{0, 6}, {4, 6}, 4, 2}, {{3, 4}, {3, 4}, 3, 4}, {{-5, 7}, {0, 1}, 0, 1}};
+    for (const Case& c : cases) {
+        for (const SVRange& common : {Intersection(c.a, c.b), Intersection(c.b, c.a)}) {
+            EXPECT_EQ(common.start, c.start);
+            EXPECT_EQ(common.length, c.length);
+        }
+    }
+}
+
+namespace {
+
+std::string bound(SVIndex index, long length)
+{
+    std::string result;
+    const Outcome outcome = outcomeOf([&] { result = index.SetLength(length) ? "" : "false "; });
+    return result + (outcome.reports.empty() ? shown(index.IndicesAsArray()) : outcome.reports.front());
+}
+
+} // namespace
+
+TEST(Indices, BindToALength)
+{
+    const long last = SVIndex::FromEnd;
+    EXPECT_EQ(bound(SVIndex::All, 4), "4x1x1: 0 1 2 3");
+    EXPECT_EQ(bound(SVIndex(3), 4), "1x1x1: 3");
+    EXPECT_EQ(bound(SVIndex(1, 2, last), 6), "3x1x1: 1 3 5");
+    EXPECT_EQ(bound(SVIndex(last - 2, last - 1), 6), "2x1x1: 3 4");
+    EXPECT_EQ(bound(SVIndex(3, -1, 0), 6), "0x0x0:") << "what descends is empty";
+    EXPECT_EQ(bound(SVIndex(4), 4), "false SVIndex(info): Index out of range");
+    EXPECT_EQ(bound(SVIndex(-2, 1), 4), "4x1x1: -2 -1 0 1") << "a small negative start isn't tested";
+    EXPECT_EQ(bound(SVIndex(arrayOf<std::int32_t>({2, 0, 2})), 3), "3x1x1: 2 0 2");
+    EXPECT_EQ(bound(SVIndex(arrayOf<std::int32_t>({2, 0, 2})), 2),
+        "false SVIndex(Array): Array element out of bounds");
+    SVIndex twice(0);
+    twice.SetLength(5);
+    EXPECT_EQ(bound(twice, 5), "false Index.SetLength(Len): Already set the length");
+}
+
+TEST(Indices, TellWhatTheyAre)
+{
+    EXPECT_EQ(SVIndex().Length(), 0);
+    EXPECT_EQ(SVIndex(2, 3, 11).Length(), 4);
+    EXPECT_EQ(SVIndex::All.IndicesAsArray().Length(), 0) << "not bound yet";
+    EXPECT_THAT(reportsOf([] { EXPECT_TRUE(SVIndex(-1).IsEmpty()); }),
+        ElementsAre("Subscript error: The subscript was negative."));
+    const SVIntArray positions = arrayOf<std::int32_t>({5, 7});
+    EXPECT_EQ(SVIndex(positions).SpecifiedArray().Pointer(), positions.Pointer());
+    EXPECT_TRUE(SVIndex(SVIntArray()).IsEmpty());
+}
+
+TEST(Indices, Shift)
+{
+    EXPECT_EQ(bound(SVIndex(1, 2, 5) + 1, 9), "3x1x1: 2 4 6");
+    EXPECT_EQ(bound(SVIndex::All - 1, 4), "4x1x1: -1 0 1 2") << "the end counts from the last index still";
+    const SVIntArray positions = arrayOf<std::int32_t>({5, 7});
+    EXPECT_EQ(bound(SVIndex(positions) - 5, 9), "2x1x1: 0 2");
+    EXPECT_EQ(shown(positions), "2x1x1: 5 7") << "the shared array isn't touched";
+}
+
+TEST(Arguments, AreFoundByFlag)
+{
+    const char* const arguments[] = {"program", "-x", "-y", "3", "-name", "a b", "-empty", "", "-z"};
+    SVSetArguments(1, const_cast<const char**>(arguments));
+    SVSetArguments(9, const_cast<const char**>(arguments));
+    EXPECT_EQ(SVApplicationName, "program");
+    EXPECT_EQ(SVHowManyArguments(), 8);
+    EXPECT_TRUE(SVArgumentIncludesFlag("z"));
+    EXPECT_EQ(SVArgumentFlagEntry("name"), "a b");
+    for (const char* const flag : {"x", "empty", "z", "missing"})
+        EXPECT_EQ(SVArgumentFlagEntry(flag), "") << flag;
+    EXPECT_EQ(SVArgumentIntegerEntry("y"), 3);
+    EXPECT_EQ(SVArgumentIntegerEntry("name"), 0);
+    for (const int number : {-1, 8})
+        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(SVGetArgumentNumber(number), ""); }),
+            ElementsAre("SVGetArgumentNumber(number): number out of bounds."));
+    SVSetArguments(0, nullptr);
+    EXPECT_EQ(SVApplicationName, "");
+}
