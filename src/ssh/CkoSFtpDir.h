@@ -1,6 +1,7 @@
 #pragma once
 
-#include <chrono>
+#include "ssh/CkoDate.h"
+
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -10,8 +11,6 @@
 namespace ssh {
 
 struct SFtpEntry;
-
-using CkoDate = std::chrono::system_clock::time_point;
 
 // One entry of a directory listing. It belongs to nobody and may outlive the listing.
 class CkoSFtpFile {

@@ -1,9 +1,10 @@
 #pragma once
 
-#include "ssh/CkoSFtpDir.h"
+#include "ssh/CkoDate.h"
 #include "ssh/SFtpFileAttr.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace ssh {
 

@@ -222,7 +222,7 @@ TEST_F(Transport, HoldsToTheStrictKeyExchange)
                 if (payload[0] == before && ++sent == 1)
                     payload = WireWriter(message::kIgnore).string("x").take();
             };
-            const std::string result = session(options, [](CkoSsh& ssh) { ssh.setConnectTimeoutMs(500); });
+            const std::string result = session(options, [](CkoSsh& ssh) { ssh.setConnectTimeoutMs(3000); });
             // Without the strict form it is the missing message that shows.
             const char* reason = before == message::kKexInit ? "connect time limit"
                 : strict                                     ? "strict form forbids"
