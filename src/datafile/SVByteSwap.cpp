@@ -31,7 +31,7 @@ void swapWords(unsigned char* bytes, unsigned long length)
     }
 }
 
-}
+} // namespace
 
 void SVSwap2Bytes(unsigned char* bytes, unsigned long length)
 {

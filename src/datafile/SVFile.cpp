@@ -22,14 +22,17 @@ std::string arrayWord()
 const char* modeOf(SVFile::OpenType type)
 {
     switch (type) {
-        case SVFile::ExistingReadWrite: return "r+b";
-        case SVFile::NewReadWrite: return "w+b";
-        case SVFile::ReadOnly: break;
+    case SVFile::ExistingReadWrite:
+        return "r+b";
+    case SVFile::NewReadWrite:
+        return "w+b";
+    case SVFile::ReadOnly:
+        break;
     }
     return "rb";
 }
 
-}
+} // namespace
 
 bool SVFile::RunningOnBigEndianMachine()
 {
@@ -230,7 +233,7 @@ bool isInside(long start, long length, long arrayLength)
     return start >= 0 && length >= 0 && start <= arrayLength && length <= arrayLength - start;
 }
 
-}
+} // namespace
 
 bool SVFile::ReadBinary(SVMutableDoubleArray& array, const SVRange& range)
 {

@@ -8,9 +8,9 @@ struct SVFileStorage {
     std::FILE* file = nullptr;
     bool readOnly = true;
     int referenceCount = 1;
-    long long length = -1;  // In bytes; -1: not known.
+    long long length = -1; // In bytes; -1: not known.
     SVFile::Endian endian = SVFile::Native;
-    bool swapBytes = false;  // The declared order differs from the machine's. Nothing here applies it.
+    bool swapBytes = false; // The declared order differs from the machine's. Nothing here applies it.
 
     SVFileStorage() = default;
     SVFileStorage(const SVFileStorage&) = delete;

@@ -55,15 +55,15 @@ private:
     bool isValid_ = true;
 };
 
-}
+} // namespace
 
 int SVFile::NextCharacter()
 {
     return std::fgetc(Storage->file);
 }
 
-// A CR takes the LF behind it along. At the end of the file the step back lands on the CR itself, so that the next call
-// finds an empty line: readers of tables count on that last line.
+// A CR takes the LF behind it along. At the end of the file the step back lands on the CR itself, so that the
+// next call finds an empty line: readers of tables count on that last line.
 void SVFile::FinishLine(int last)
 {
     if (last == '\r' && NextCharacter() != '\n')
@@ -104,7 +104,8 @@ std::string SVFile::NextWord()
     return word;
 }
 
-// Behind a field that ended on a blank: further blanks, and then the separator or the end. `last` is what came last.
+// Behind a field that ended on a blank: further blanks, and then the separator or the end. `last` is what
+// came last.
 bool SVFile::OnlySeparatorFollows(char separator, int& last)
 {
     if (last != ' ' || separator == ' ')
@@ -134,7 +135,7 @@ double SVFile::ReadNumberWithSeparator(char separator, bool& failed, bool& endOf
     std::string digits(1, static_cast<char>(c));
     for (c = NextCharacter(); c != EOF && c != separates && c != ' ' && !isLineEnd(c); c = NextCharacter()) {
         if (static_cast<int>(digits.size()) == kLongestNumber)
-            break;  // The character just read is dropped.
+            break; // The character just read is dropped.
         form.take(c);
         digits += static_cast<char>(c);
     }
@@ -175,7 +176,8 @@ std::string SVFile::ReadStringWithSeparator(char separator, bool& failed, bool& 
 
     std::string text;
     if (c == '"') {
-        // The separator behind the closing quote is left for the next call, which takes it for an empty field.
+        // The separator behind the closing quote is left for the next call, which takes it for an empty
+        // field.
         for (c = NextCharacter(); c != EOF && c != '"'; c = NextCharacter())
             text += static_cast<char>(c);
         failed = false;
@@ -219,8 +221,8 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
     return false;
 }
 
-// Unlike the doubles: the end of the file counts as a value, so that a file that ends early leaves the rest of the array
-// as it was and is a success. Old input files are shorter than their arrays.
+// Unlike the doubles: the end of the file counts as a value, so that a file that ends early leaves the rest
+// of the array as it was and is a success. Old input files are shorter than their arrays.
 bool SVFile::ReadAscii(SVMutableFloatArray& array)
 {
     constexpr const char* kWord = "SVFile::ReadAscii(FloatArray)";
