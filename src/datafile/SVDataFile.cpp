@@ -1,0 +1,422 @@
+#include "datafile/SVDataFile.h"
+
+#include "arrays/sv/SVArrayByteOrder.h"
+#include "arrays/sv/SVArrayConversion.h"
+#include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVDataFileContent.h"
+#include "datafile/SVDataFileFormat.h"
+#include "datafile/SVDataFileIndex.h"
+#include "datafile/SVDataListing.h"
+#include "datafile/SVRecordReader.h"
+
+#include <algorithm>
+#include <type_traits>
+
+namespace {
+
+// Brackets the use of a content.
+class ContentGuard {
+public:
+    explicit ContentGuard(SVDataFileContent& content) : content_(content) { content_.Lock(); }
+    ~ContentGuard() { content_.Unlock(); }
+    ContentGuard(const ContentGuard&) = delete;
+    ContentGuard& operator=(const ContentGuard&) = delete;
+
+private:
+    SVDataFileContent& content_;
+};
+
+template <class T>
+std::string readWord()
+{
+    return std::string("dataFile.Read") + SVArrayMemberOf<T>.stem + "Array(name)";
+}
+
+// Reads the stored elements as they are.
+template <class Stored>
+SVMutableArray<Stored> readStored(SVDataFileContent& content, const SVDataEntry& entry)
+{
+    SVMutableArray<Stored> array(entry.m, entry.n, entry.o);
+    content.file.SetPosition(entry.location);
+    content.atEnd = false;
+    content.file.ReadBinary(array);
+    if constexpr (sizeof(Stored) > 1) {
+        if (content.swapBytes)
+            SwapEndian(array);
+    }
+    return array;
+}
+
+template <class T, class Stored>
+SVMutableArray<T> readConverted(SVDataFileContent& content, const SVDataEntry& entry)
+{
+    if constexpr (std::is_same_v<T, Stored>)
+        return readStored<T>(content, entry);
+    else
+        return SVConvertedArray<T>(readStored<Stored>(content, entry));
+}
+
+// From a stored type to the function that reads it as T.
+template <class T>
+struct Reader {
+    int code;
+    SVMutableArray<T> (*read)(SVDataFileContent&, const SVDataEntry&);
+};
+template <class T>
+constexpr Reader<T> kReaders[] = {
+    {1, readConverted<T, double>},
+    {2, readConverted<T, float>},
+    {8, readConverted<T, std::int32_t>},
+    {9, readConverted<T, std::uint16_t>},
+    {10, readConverted<T, std::int16_t>},
+    {11, readConverted<T, unsigned char>},
+    {12, readConverted<T, signed char>},
+};
+
+} // namespace
+
+SVDataFile::SVDataFile() : Content(new SVDataFileContent(SVFile())) { }
+
+SVDataFile::SVDataFile(const std::string& name, SVFile::OpenType openType)
+{
+    if (openType == SVFile::NewReadWrite)
+        std::remove(SVIndexFileNameForNewFile(name).c_str());
+    Content = new SVDataFileContent(SVFile(name, openType));
+}
+
+SVDataFile::SVDataFile(const SVFile& file)
+{
+    if (file.IsOpen() && file.Length() == 0)
+        std::remove(SVIndexFileNameForNewFile(file.Name()).c_str());
+    Content = new SVDataFileContent(file);
+}
+
+SVDataFile::SVDataFile(const SVDataFile& other) : SVDataStorage(other), Content(other.Content)
+{
+    const ContentGuard guard(*Content);
+    ++Content->referenceCount;
+}
+
+SVDataFile& SVDataFile::operator=(const SVDataFile& other)
+{
+    if (Content == other.Content)
+        return *this;
+    Release();
+    Content = other.Content;
+    const ContentGuard guard(*Content);
+    ++Content->referenceCount;
+    return *this;
+}
+
+SVDataFile::~SVDataFile()
+{
+    Release();
+}
+
+void SVDataFile::Release()
+{
+    Content->Lock();
+    const int left = --Content->referenceCount;
+    Content->Unlock();
+    if (left == 0)
+        delete Content;
+}
+
+bool SVDataFile::IsOpen() const
+{
+    return Content->file.IsOpen();
+}
+
+bool SVDataFile::IsReadOnly() const
+{
+    return Content->file.IsReadOnly();
+}
+
+SVMutablePointer<SVDataStorage> SVDataFile::AsPointer() const
+{
+    return SVMutablePointer<SVDataStorage>(new SVDataFile(*this));
+}
+
+SVDataFile::Description SVDataFile::Describe(const std::string& name) const
+{
+    const ContentGuard guard(*Content);
+    const SVDataEntry entry = Content->Find(name);
+    return {entry.type, entry.m, entry.n, entry.o, entry.location};
+}
+
+bool SVDataFile::Contains(const std::string& name) const
+{
+    return Describe(name).location >= 0;
+}
+
+std::vector<std::string> SVDataFile::AllVariableNames() const
+{
+    const ContentGuard guard(*Content);
+    std::vector<std::string> names;
+    names.reserve(Content->content.size());
+    for (const auto& entry : Content->content)
+        names.push_back(entry.first);
+    return names;
+}
+
+bool SVDataFile::SavedAsCharacter(const std::string& name) const
+{
+    const int type = Describe(name).type;
+    return type == 11 || type == 12;
+}
+
+bool SVDataFile::SavedAsShort(const std::string& name) const
+{
+    const int type = Describe(name).type;
+    return type == 9 || type == 10;
+}
+
+bool SVDataFile::SavedAsInt(const std::string& name) const
+{
+    return Describe(name).type == 8;
+}
+
+bool SVDataFile::SavedAsDouble(const std::string& name) const
+{
+    return Describe(name).type == 1;
+}
+
+bool SVDataFile::SavedAsString(const std::string& name) const
+{
+    return Describe(name).type == kSVStringType;
+}
+
+void SVDataFile::Flush()
+{
+    const ContentGuard guard(*Content);
+    if (!Content->file.IsReadOnly())
+        Content->file.Flush();
+}
+
+void SVDataFile::SaveIndex()
+{
+    const ContentGuard guard(*Content);
+    Content->saveIndex = true;
+}
+
+bool SVDataFile::WriteIndexFile()
+{
+    const ContentGuard guard(*Content);
+    SVFile index(SVIndexFileNameForReading(Content->file.Name()), SVFile::NewReadWrite);
+    const std::string bytes = SVIndexFileBytes(Content->content);
+    const bool written = index.IsOpen() && index.WriteRaw(bytes.data(), static_cast<long>(bytes.size()));
+    return written && std::fflush(index.FILEForWriting()) == 0;
+}
+
+void SVDataFile::Sync()
+{
+    const ContentGuard guard(*Content);
+    if (Content->file.IsReadOnly())
+        return;
+    Content->file.Flush();
+    const std::string name = Content->file.Name();
+    const auto period = name.rfind('.');
+    const auto slash = name.rfind('/');
+    const std::size_t bareName = slash == std::string::npos ? 0 : slash + 1;
+    if (period == std::string::npos || period <= bareName)
+        return; // A period of a folder's name, or the one that hides a file.
+    const long long length = Content->file.Length();
+    const std::string syncName = name.substr(0, period) + ".sync";
+    std::remove(syncName.c_str());
+    if (std::FILE* sync = std::fopen(syncName.c_str(), "w+b")) {
+        std::fwrite(&length, sizeof length, 1, sync);
+        std::fclose(sync);
+    }
+}
+
+template <class T>
+void SVDataFile::SaveArray(const SVArray<T>& array, const std::string& name)
+{
+    const ContentGuard guard(*Content);
+    if (!Content->PrepareToWrite())
+        return;
+    Content->WriteHeader(name, SVDataFileCode<T>, array.m(), array.n(), array.o(),
+        array.Length() * static_cast<long long>(sizeof(T)));
+    if constexpr (sizeof(T) > 1) {
+        if (Content->swapBytes && array.NotEmpty()) {
+            SVMutableArray<T> swapped = array.Copy(); // The caller's array stays as it is.
+            SwapEndian(swapped);
+            Content->file.WriteBinary<T>(swapped);
+            return;
+        }
+    }
+    Content->file.WriteBinary(array);
+}
+
+void SVDataFile::Save(int value, const std::string& name)
+{
+    SVMutableIntArray array(1);
+    array(0) = value;
+    SaveArray<std::int32_t>(array, name);
+}
+
+void SVDataFile::Save(double value, const std::string& name)
+{
+    SVMutableDoubleArray array(1);
+    array(0) = value;
+    SaveArray<double>(array, name);
+}
+
+void SVDataFile::Save(const SVDoubleArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVFloatArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVIntArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVCharArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVUCharArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVShortIntArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const SVUShortIntArray& array, const std::string& name)
+{
+    SaveArray(array, name);
+}
+
+void SVDataFile::Save(const std::string& text, const std::string& name)
+{
+    const ContentGuard guard(*Content);
+    if (!Content->PrepareToWrite())
+        return;
+    const auto length = static_cast<long>(text.size()) + 1;
+    Content->WriteHeader(name, kSVStringType, length, 1, 1, length);
+    Content->file.WriteStringWithZero(text);
+}
+
+template <class T>
+SVMutableArray<T> SVDataFile::ReadArray(const std::string& name)
+{
+    const ContentGuard guard(*Content);
+    const std::string word = readWord<T>();
+    const SVDataEntry entry = Content->Find(name);
+    if (entry.location < 0) {
+        SVErrorMessage(word, "Did not find the variable \"" + name + "\" inside the datafile.");
+        return {};
+    }
+    // Bytes are bytes: the readers of single bytes take a string as well.
+    const int code = sizeof(T) == 1 && entry.type == kSVStringType ? SVDataFileCode<T> : entry.type;
+    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
+        [code](const Reader<T>& row) { return row.code == code; });
+    if (reader == std::end(kReaders<T>)) {
+        // Both readers of bytes say this in the words of the first.
+        if constexpr (sizeof(T) == 1)
+            SVErrorMessage(readWord<signed char>(), "Haven't taken care of this case.");
+        else
+            SVErrorMessage(word, "Trying to read in a string.");
+        return {};
+    }
+    const int elementSize = SVDataFileTypeWithCode(code)->elementSize;
+    const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, elementSize);
+    if (end < 0 || end > Content->file.Length()) {
+        SVErrorMessage(word, "Could not read the required number of values from the file");
+        return {};
+    }
+    return reader->read(*Content, entry);
+}
+
+SVMutableDoubleArray SVDataFile::ReadDoubleArray(const std::string& name)
+{
+    return ReadArray<double>(name);
+}
+
+SVMutableFloatArray SVDataFile::ReadFloatArray(const std::string& name)
+{
+    return ReadArray<float>(name);
+}
+
+SVMutableIntArray SVDataFile::ReadIntArray(const std::string& name)
+{
+    return ReadArray<std::int32_t>(name);
+}
+
+SVMutableCharArray SVDataFile::ReadCharArray(const std::string& name)
+{
+    return ReadArray<signed char>(name);
+}
+
+SVMutableUCharArray SVDataFile::ReadUCharArray(const std::string& name)
+{
+    return ReadArray<unsigned char>(name);
+}
+
+SVMutableShortIntArray SVDataFile::ReadShortIntArray(const std::string& name)
+{
+    return ReadArray<std::int16_t>(name);
+}
+
+SVMutableUShortIntArray SVDataFile::ReadUShortIntArray(const std::string& name)
+{
+    return ReadArray<std::uint16_t>(name);
+}
+
+std::string SVDataFile::ReadString(const std::string& name)
+{
+    constexpr const char* kWord = "dataFile.ReadString(name)";
+    const ContentGuard guard(*Content);
+    const SVDataEntry entry = Content->Find(name);
+    if (entry.location < 0) {
+        SVErrorMessage(kWord, "Did not find the string \"" + name + "\" inside the datafile.");
+        return {};
+    }
+    if (entry.type != kSVStringType) {
+        SVErrorMessage(kWord, "The variable \"" + name + "\" is not a string.");
+        return {};
+    }
+    if (entry.m == 0)
+        return {};
+    const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, 1);
+    if (end < 0 || end > Content->file.Length()) {
+        SVErrorMessage(kWord, "Could not read the required number of characters from the file");
+        return {};
+    }
+    Content->file.SetPosition(entry.location);
+    Content->atEnd = false;
+    std::string text = Content->file.ReadString(static_cast<unsigned long>(end - entry.location));
+    // Both stored forms: with a NUL the text ends at the first one, without it is all of the bytes.
+    if (!text.empty() && text.back() == '\0')
+        text.resize(text.find('\0'));
+    return text;
+}
+
+void SVDataFile::printInfo() const
+{
+    SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
+    SVDataFile reader(*this);
+    for (const std::string& name : AllVariableNames()) {
+        const Description entry = Describe(name);
+        const SVDataFileType* type = SVDataFileTypeWithCode(entry.type);
+        const bool isString = entry.type == kSVStringType;
+        const bool isNumber = type && !isString && entry.m == 1 && entry.n == 1 && entry.o == 1;
+        char number[32] = "";
+        if (isNumber)
+            std::snprintf(number, sizeof number, "%g", reader.ReadNumber(name));
+        listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
+            isString ? SVDataListing::ValueOfString(reader.ReadString(name))
+                     : SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, number)});
+    }
+    listing.Print();
+}

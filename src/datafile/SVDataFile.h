@@ -1,0 +1,86 @@
+#pragma once
+
+#include "datafile/SVDataStorage.h"
+#include "datafile/SVFile.h"
+
+class SVDataFileContent;
+
+// A file of the native binary format ("svbin"): named arrays and strings, one after the other, only ever
+// appended. Of a name that occurs twice the last occurrence counts. It may be read while another process
+// appends to it: an entry that isn't whole yet isn't seen. docs/native-format.md tells the bytes.
+//
+// Copies share the open file. What is in it is read once, when it is opened.
+class SVDataFile : public SVDataStorage {
+public:
+    SVDataFile(); // No file.
+    SVDataFile(const std::string& name, SVFile::OpenType openType);
+    // Adopts an open file; its declared byte order is the one that is written.
+    explicit SVDataFile(const SVFile& file);
+    SVDataFile(const SVDataFile& other);
+    SVDataFile& operator=(const SVDataFile& other);
+    ~SVDataFile() override;
+
+    bool IsOpen() const;
+    // An index block is written when the last copy goes, which makes opening fast.
+    void SaveIndex();
+    // Flushes and notes the length of the file beside it ("<name>.sync"): so much of it is whole.
+    void Sync();
+
+    // What is known of a variable without reading it: its dimensions, its type code (docs/native-format.md),
+    // and the offset of its data, below 0 when there is none of that name.
+    struct Description {
+        int type = 0;
+        int m = 0;
+        int n = 0;
+        int o = 0;
+        long long location = -1;
+    };
+    Description Describe(const std::string& name) const;
+    // Writes the index file beside the data file; false when it can't be written.
+    bool WriteIndexFile();
+
+    SVMutablePointer<SVDataStorage> AsPointer() const override;
+    std::vector<std::string> AllVariableNames() const override;
+    bool Contains(const std::string& name) const override;
+    bool IsReadOnly() const override;
+
+    using SVDataStorage::Save;
+    void Save(int value, const std::string& name) override;
+    void Save(double value, const std::string& name) override;
+    void Save(const SVDoubleArray& array, const std::string& name) override;
+    void Save(const SVFloatArray& array, const std::string& name) override;
+    void Save(const SVIntArray& array, const std::string& name) override;
+    void Save(const SVCharArray& array, const std::string& name) override;
+    void Save(const SVUCharArray& array, const std::string& name) override;
+    void Save(const SVShortIntArray& array, const std::string& name) override;
+    void Save(const SVUShortIntArray& array, const std::string& name) override;
+    void Save(const std::string& text, const std::string& name) override;
+
+    bool SavedAsCharacter(const std::string& name) const override;
+    bool SavedAsShort(const std::string& name) const override;
+    bool SavedAsInt(const std::string& name) const override;
+    bool SavedAsDouble(const std::string& name) const override;
+    bool SavedAsString(const std::string& name) const override;
+
+    void Flush() override;
+
+    SVMutableDoubleArray ReadDoubleArray(const std::string& name) override;
+    SVMutableFloatArray ReadFloatArray(const std::string& name) override;
+    SVMutableIntArray ReadIntArray(const std::string& name) override;
+    SVMutableCharArray ReadCharArray(const std::string& name) override;
+    SVMutableUCharArray ReadUCharArray(const std::string& name) override;
+    SVMutableShortIntArray ReadShortIntArray(const std::string& name) override;
+    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) override;
+    std::string ReadString(const std::string& name) override;
+
+    void printInfo() const override;
+
+private:
+    template <class T>
+    void SaveArray(const SVArray<T>& array, const std::string& name);
+    template <class T>
+    SVMutableArray<T> ReadArray(const std::string& name);
+    void Release();
+
+    SVDataFileContent* Content;
+};

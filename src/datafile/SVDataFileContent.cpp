@@ -1,0 +1,256 @@
+#include "datafile/SVDataFileContent.h"
+
+#include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVByteSwap.h"
+#include "datafile/SVDataFileFormat.h"
+#include "datafile/SVDataFileIndex.h"
+#include "datafile/SVReadAhead.h"
+#include "datafile/SVRecordReader.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+constexpr const char* kScanWord = "Reading In File Content";
+constexpr const char* kInvalidFormat = "Invalid file format.";
+constexpr const char* kSaveWord = "SVDataFile::Save";
+
+bool beginsWith(const unsigned char* bytes, const char* text, std::size_t count)
+{
+    return std::strncmp(reinterpret_cast<const char*>(bytes), text, count) == 0;
+}
+
+std::string textUpToNul(const unsigned char* bytes, std::size_t count)
+{
+    const auto* text = reinterpret_cast<const char*>(bytes);
+    return {text, std::find(text, text + count, '\0')};
+}
+
+} // namespace
+
+SVDataFileStructure SVDataFileStructure::fromBytes(const unsigned char* bytes, bool swap)
+{
+    unsigned char raw[kSVEntryHeaderLength];
+    std::memcpy(raw, bytes, sizeof raw);
+    if (swap) {
+        SVSwap8Bytes(raw, 8);
+        SVSwap4Bytes(raw + 8, 20);
+    }
+    SVDataFileStructure header;
+    SVRecordReader reader(raw, sizeof raw);
+    reader.Take(header.entrySize);
+    for (std::int32_t* field : {&header.type, &header.m, &header.n, &header.o, &header.nameLength})
+        reader.Take(*field);
+    return header;
+}
+
+void SVDataFileStructure::toBytes(unsigned char* bytes, bool swap) const
+{
+    std::string raw;
+    SVAppendNumber(raw, entrySize);
+    for (const std::int32_t field : {type, m, n, o, nameLength})
+        SVAppendNumber(raw, field);
+    std::memcpy(bytes, raw.data(), raw.size());
+    if (swap) {
+        SVSwap8Bytes(bytes, 8);
+        SVSwap4Bytes(bytes + 8, 20);
+    }
+}
+
+SVDataFileContent::SVDataFileContent(const SVFile& openFile) : file(openFile)
+{
+    swapBytes = file.EndianType() != SVFile::Native && file.EndianType() != SVFile::EndianForMachine();
+    ReadInContent();
+}
+
+SVDataFileContent::~SVDataFileContent()
+{
+    if (saveIndex)
+        SaveIndexBlock();
+}
+
+SVDataEntry SVDataFileContent::Find(const std::string& name) const
+{
+    const auto place = content.find(name);
+    return place == content.end() ? SVDataEntry() : place->second;
+}
+
+void SVDataFileContent::ReadInContent()
+{
+    if (file.IsOpen() && !ReadIndexBlock() && !ReadIndexFile())
+        Scan();
+    atEnd = false;
+}
+
+// A block counts only as the last thing in the file: a file that grows behind one is scanned.
+bool SVDataFileContent::ReadIndexBlock()
+{
+    const long long length = file.Length();
+    SVReadAhead ahead(file);
+    const unsigned char* trailer =
+        length >= 25 ? ahead.At(length - kSVIndexTrailerLength, kSVIndexTrailerLength) : nullptr;
+    if (!trailer || !beginsWith(trailer, kSVIndexBlockEnd, 14))
+        return false;
+    unsigned char rawPosition[8];
+    std::memcpy(rawPosition, trailer + 15, sizeof rawPosition);
+    if (swapBytes)
+        SVSwap8Bytes(rawPosition, sizeof rawPosition);
+    long long position = 0;
+    std::memcpy(&position, rawPosition, sizeof position);
+    if (position <= 0 || position >= length - 25)
+        return false;
+
+    const unsigned char* bytes = ahead.At(position, kSVEntryHeaderLength);
+    if (!bytes)
+        return false;
+    const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
+    if (header.n != 1 || header.o != 1 || header.nameLength != kSVIndexBlockNameLength)
+        return false;
+    bytes = ahead.At(position + kSVEntryHeaderLength, kSVIndexBlockNameLength);
+    if (!bytes || !beginsWith(bytes, kSVIndexBlockName, 16) || header.m <= kSVIndexTrailerLength)
+        return false;
+    const auto count = static_cast<std::size_t>(header.m - kSVIndexTrailerLength);
+    bytes = ahead.At(position + kSVEntryHeaderLength + kSVIndexBlockNameLength, count);
+    if (!bytes || bytes[0] != kSVIndexBlockVersion)
+        return false;
+    return SVReadIndexBlockRecords(SVRecordReader(bytes + 1, count - 1), length, content);
+}
+
+bool SVDataFileContent::ReadIndexFile()
+{
+    const std::string name = SVIndexFileNameForReading(file.Name());
+    if (!SVFile::CanOpen(name, SVFile::ReadOnly))
+        return false;
+    const SVFile index(name, SVFile::ReadOnly);
+    const long long count = index.IsOpen() ? index.Length() : 0;
+    SVReadAhead ahead(index);
+    const unsigned char* bytes = ahead.At(0, static_cast<std::size_t>(std::max(0LL, count)));
+    if (!bytes || count < static_cast<long long>(kSVIndexFileMagicLength)
+        || std::memcmp(bytes, kSVIndexFileMagic, kSVIndexFileMagicLength) != 0)
+        return false;
+    return SVReadIndexFileRecords(SVRecordReader(bytes + kSVIndexFileMagicLength,
+                                      static_cast<std::size_t>(count) - kSVIndexFileMagicLength),
+        file.Length(), content);
+}
+
+bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
+{
+    const bool whole = bytes && count == kSVMagicLength;
+    const bool little = whole && beginsWith(bytes, kSVMagicLittleEndian, kSVMagicLength);
+    const bool big = whole
+        && (beginsWith(bytes, kSVMagicBigEndian, kSVMagicLength)
+            || beginsWith(bytes, kSVMagicVersion1, kSVMagicLength));
+    if (!little && !big) {
+        SVErrorMessage("SVDataFile::ReadInContent", "Not a valid Sorvanta binary format.");
+        return false;
+    }
+    swapBytes = little == SVFile::RunningOnBigEndianMachine();
+    return true;
+}
+
+// A file is a sequence of whole entries, and perhaps the beginning of one that is still being written: what
+// isn't whole isn't there yet.
+void SVDataFileContent::Scan()
+{
+    SVReadAhead ahead(file);
+    const long long length = ahead.Length();
+    if (length == 0)
+        return;
+    const auto magicLength = static_cast<std::size_t>(std::min<long long>(length, kSVMagicLength));
+    if (!ReadMagic(ahead.At(0, magicLength), magicLength))
+        return;
+    for (long long position = kSVMagicLength;;) {
+        const unsigned char* bytes = ahead.At(position, kSVEntryHeaderLength);
+        if (!bytes)
+            return;
+        const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
+        if (header.entrySize == 0 || header.type > kSVLargestType || header.nameLength > kSVLongestName
+            || header.nameLength < 0) {
+            SVErrorMessage(kScanWord, kInvalidFormat);
+            return;
+        }
+        // The low 32 bits, as every reader of the format has compared them.
+        if (static_cast<std::int32_t>(header.entrySize) > length - position)
+            return;
+        const auto nameLength = static_cast<std::size_t>(header.nameLength);
+        const long long nameStart = position + kSVEntryHeaderLength;
+        const unsigned char* name = ahead.At(nameStart, nameLength);
+        if (!name)
+            return;
+        content.insert_or_assign(textUpToNul(name, nameLength),
+            SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength});
+        // An entry of 2 GiB or more has lost its size and would lead back into what was read.
+        if (header.entrySize < 0) {
+            SVErrorMessage(kScanWord, kInvalidFormat);
+            return;
+        }
+        if (header.entrySize > length - position)
+            return;
+        position += header.entrySize;
+    }
+}
+
+bool SVDataFileContent::PrepareToWrite()
+{
+    if (!file.IsOpen() || file.IsReadOnly()) {
+        SVErrorMessage(kSaveWord, file.IsOpen() ? "File is read only." : "Empty File.");
+        return false;
+    }
+    if (!atEnd) {
+        file.MoveToEnd();
+        atEnd = true;
+    }
+    WriteHeaderIfNecessary();
+    return true;
+}
+
+// Goes by what is known of the file, not by its length: a file that holds a magic alone gets a second one.
+void SVDataFileContent::WriteHeaderIfNecessary()
+{
+    if (!content.empty())
+        return;
+    const bool big = SVFile::RunningOnBigEndianMachine() != swapBytes;
+    std::fwrite(big ? kSVMagicBigEndian : kSVMagicLittleEndian, 1, kSVMagicLength, file.FILEForWriting());
+}
+
+void SVDataFileContent::WriteHeader(
+    const std::string& name, int type, long m, long n, long o, long long dataSize)
+{
+    const int nameLength = static_cast<int>(name.size()) + 1;
+    const SVDataEntry entry{static_cast<int>(m), static_cast<int>(n), static_cast<int>(o), type,
+        file.Position() + kSVEntryHeaderLength + nameLength};
+    content.insert_or_assign(name, entry);
+    // Narrowed to 32 bits and widened again: the limit of 2 GiB for an entry is part of the format.
+    const auto size = static_cast<std::int32_t>(kSVEntryHeaderLength + nameLength + dataSize);
+    unsigned char header[kSVEntryHeaderLength];
+    SVDataFileStructure(entry.m, entry.n, entry.o, size, type, nameLength).toBytes(header, swapBytes);
+    std::FILE* stream = file.FILEForWriting();
+    std::fwrite(header, 1, sizeof header, stream);
+    std::fwrite(name.c_str(), 1, static_cast<std::size_t>(nameLength), stream);
+}
+
+void SVDataFileContent::SaveIndexBlock()
+{
+    if (content.empty())
+        return;
+    if (!file.IsOpen()) {
+        SVErrorMessage(kSaveWord, "Empty File.");
+        return;
+    }
+    if (file.IsReadOnly())
+        return;
+    if (!atEnd) {
+        file.MoveToEnd();
+        atEnd = true;
+    }
+    const long long position = file.Position();
+    std::string block(1, kSVIndexBlockVersion);
+    SVAppendIndexBlockRecords(block, content);
+    SVAppendName(block, kSVIndexBlockEnd);
+    SVAppendNumber(block, position);
+    const auto length = static_cast<long>(block.size());
+    WriteHeader(kSVIndexBlockName, kSVCharType, length, 1, 1, length);
+    std::fwrite(block.data(), 1, block.size(), file.FILEForWriting());
+}

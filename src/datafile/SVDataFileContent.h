@@ -1,0 +1,57 @@
+#pragma once
+
+#include "arrays/sv/SVLock.h"
+#include "datafile/SVFile.h"
+
+#include <cstddef>
+#include <map>
+#include <string>
+
+struct SVDataFileStructure;
+
+// Where a variable lies in a native binary file, and what it is.
+struct SVDataEntry {
+    int m = 0;
+    int n = 0;
+    int o = 0;
+    int type = 0;
+    long long location = -1; // File offset of the data; below 0: not found.
+};
+
+// What the copies of an SVDataFile share: the open file and what was found in it, once, when it was opened.
+// The last of them writes the index block when it was asked for, and then closes the file.
+class SVDataFileContent {
+public:
+    explicit SVDataFileContent(const SVFile& openFile);
+    ~SVDataFileContent();
+    SVDataFileContent(const SVDataFileContent&) = delete;
+    SVDataFileContent& operator=(const SVDataFileContent&) = delete;
+
+    void Lock() { accessLock.Lock(); }
+    void Unlock() { accessLock.Unlock(); }
+
+    // The entry under a name, a default one when there is none.
+    SVDataEntry Find(const std::string& name) const;
+    // Whether a write may proceed; what forbids it is reported. Leaves the file at its end, with its magic
+    // written.
+    bool PrepareToWrite();
+    // Writes the header and the name of an entry whose data come next, and enters it.
+    void WriteHeader(const std::string& name, int type, long m, long n, long o, long long dataSize);
+
+    SVLock accessLock;
+    int referenceCount = 1;
+    std::map<std::string, SVDataEntry> content;
+    SVFile file;
+    bool atEnd = false; // The stream stands at the end of the file.
+    bool swapBytes = false; // The file's byte order isn't the machine's.
+    bool saveIndex = false;
+
+private:
+    void ReadInContent();
+    bool ReadIndexBlock();
+    bool ReadIndexFile();
+    void Scan();
+    bool ReadMagic(const unsigned char* bytes, std::size_t count);
+    void WriteHeaderIfNecessary();
+    void SaveIndexBlock();
+};

@@ -1,0 +1,57 @@
+#include "datafile/SVDataListing.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+constexpr std::size_t kLongListing = 400;
+constexpr std::size_t kNameColumns = 30;
+constexpr std::size_t kLongestStringShown = 25;
+constexpr std::size_t kDashes = 72;
+} // namespace
+
+void SVDataListing::Print()
+{
+    std::stable_sort(
+        lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.location < b.location; });
+    const std::string dashes(kDashes, '-');
+    const std::string count = lines.empty() ? "empty"
+        : lines.size() == 1                 ? oneEntry
+                                            : std::to_string(lines.size()) + " entries";
+    std::string text = dashes + "\nContent of \"" + fileName + "\" - " + count + "\n" + dashes + "\n";
+    const bool isLong = lines.size() >= kLongListing;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (isLong && i == firstLines) {
+            const std::size_t next = lines.size() - lastLines;
+            text += "Skipping " + std::to_string(next - i) + " entries\n";
+            i = next;
+        }
+        std::string name = lines[i].name;
+        name.resize(std::max(name.size(), kNameColumns), '.');
+        text += name + lines[i].label + lines[i].value + "\n";
+    }
+    std::fputs(text.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+std::string SVDataListing::ValueOfString(const std::string& text)
+{
+    if (text.size() <= kLongestStringShown)
+        return "\"" + text + "\"";
+    return "\"" + text.substr(0, kLongestStringShown) + "...\" - " + std::to_string(text.size())
+        + " characters";
+}
+
+std::string SVDataListing::ValueOfArray(long m, long n, long o, const std::string& number)
+{
+    if (m <= 0 || n <= 0 || o <= 0)
+        return "Empty";
+    const std::string size = std::to_string(m);
+    if (m == 1 && n == 1 && o == 1)
+        return number;
+    if (n == 1 && o == 1)
+        return size + " numbers";
+    if (o == 1)
+        return size + " x " + std::to_string(n) + " array";
+    return size + " x " + std::to_string(n) + " x " + std::to_string(o) + " array";
+}

@@ -1,0 +1,149 @@
+#pragma once
+
+#include "arrays/sv/SVArray.h"
+#include "arrays/sv/SVRange.h"
+#include "datafile/SVByteSwap.h"
+
+#include <cstdio>
+#include <string>
+
+struct SVFileStorage;
+
+// A handle on an open file. Copies share one stream, which is closed with the last of them; there is no other
+// close.
+//
+// Nothing throws. A failure is reported through SVErrorMessage under the name of the operation and shows in
+// the answer; a failed open leaves a handle without a stream, on which every operation says "No file". A
+// failed read leaves the position where it stopped. A handle and its copies belong to one thread at a time.
+class SVFile {
+public:
+    enum OpenType {
+        ReadOnly = 0, // "rb"
+        ExistingReadWrite = 1, // "r+b"
+        NewReadWrite = 2 // "w+b", after an existing file was removed
+    };
+    enum Endian { Native = 0, LittleEndian = 1, BigEndian = 2 };
+
+    static bool RunningOnBigEndianMachine();
+    static Endian EndianForMachine();
+    // Whether the file can be opened for reading; the type doesn't count.
+    static bool CanOpen(const std::string& name, OpenType type);
+
+    SVFile(); // Without a stream.
+    SVFile(const std::string& name, OpenType type);
+    // Declares a byte order, which the layers above ask for: reading and writing here never swap by it.
+    SVFile(const std::string& name, Endian endian, OpenType type);
+    SVFile(const SVFile& other);
+    SVFile& operator=(const SVFile& other);
+    ~SVFile();
+
+    bool IsOpen() const;
+    bool IsReadOnly() const;
+    std::string Name() const;
+    Endian EndianType() const;
+
+    // Positions are offsets in bytes from the start. Without a stream they are 0 and setting them does
+    // nothing.
+    long long Position() const;
+    void SetPosition(long long position);
+    void MovePosition(long long distance);
+    void MoveToEnd();
+    bool AtEndOfFile() const; // True without a stream.
+    void Flush();
+    // In bytes; sought once and kept until the next write through any copy.
+    long long Length() const;
+
+    std::FILE* FILEForReading() const;
+    std::FILE* FILEForWriting(); // To be written to: forgets the length.
+    // Whether a write must not proceed; the reason is reported under `where`.
+    bool CheckWriteErrorState(const char* where) const;
+    void pinfo() const;
+
+    // Fill the whole array, or the part of it that is told, from the current position with one read. The
+    // bytes are taken as they are. An array without elements is a success.
+    template <class T>
+    bool ReadBinary(SVMutableArray<T>& array);
+    bool ReadBinary(SVMutableDoubleArray& array, const SVRange& range);
+    bool ReadBinary(SVMutableIntArray& array, const SVRange& range);
+    bool ReadBinary(SVMutableUCharArray& array, long start, long length);
+    bool ReadBinary(SVMutableUCharArray& array, long length);
+    bool ReadBinary(SVMutableCharArray& array, long length);
+
+    bool ReadCharacters(char* chars, unsigned long howMuchToRead);
+    // A number in the machine's own order; 0 when it can't be had.
+    unsigned short ReadUnsignedShort();
+    // A number in a byte order, of which Native counts as the other one; 0 when it can't be had.
+    int Read_int32(Endian endian);
+    unsigned int Read_uint32(Endian endian);
+    long long Read_int64(Endian endian);
+    float Read_float(Endian endian);
+    double Read_double(Endian endian);
+    // Exactly so many bytes, NUL included; empty when they can't be had.
+    std::string ReadString(unsigned long length);
+    // No file of that kind is in use any more: empty, and nothing is read.
+    SVMutableDoubleArray ReadFortranBinary();
+    // The byte that the next read would give.
+    char CharacterAtCurrentPosition();
+    // Looks for a byte from the current position on and stops on it; false, and the position as it was, when
+    // there is none.
+    bool Find(char c);
+
+    // Write at the current position in the machine's byte order.
+    bool WriteString(const std::string& text);
+    bool WriteStringWithZero(const std::string& text);
+    bool WriteUnsignedShort(unsigned short value);
+    bool Write8ByteInt(long long value);
+    bool Write4ByteInt(int value);
+    bool Write2ByteInt(short value);
+    bool Write1ByteInt(char value);
+    bool WriteFloat(float value);
+    bool WriteDouble(double value);
+    bool WriteRaw(const char* bytes, long length);
+    template <class T>
+    bool WriteBinary(const SVArray<T>& array);
+
+    // Text. A line ends at LF, CR, CR LF or NUL, which is taken along; at most so many characters when the
+    // limit is not negative.
+    std::string ReadLine(long maxLength = -1);
+    // The next characters from 33 to 126 behind blanks; what ends the word is taken along. It may be empty.
+    std::string NextWord();
+    // A field of a table: a number, or text that may stand in double quotes. `failed` tells whether there was
+    // none, `endOfLine` whether the line ended with it. A number that failed is NaN.
+    double ReadNumberWithSeparator(char separator, bool& failed, bool& endOfLine);
+    std::string ReadStringWithSeparator(char separator, bool& failed, bool& endOfLine);
+    // Numbers between anything that is no number.
+    bool ReadAscii(SVMutableDoubleArray& array);
+    bool ReadAscii(SVMutableFloatArray& array);
+    double ReadAsciiNumber();
+
+private:
+    void Open(OpenType type);
+    void Release();
+    int NextCharacter();
+    template <class T>
+    bool ReadElements(const std::string& word, T* elements, long count);
+    template <class Number>
+    Number ReadNumber(const char* word, Endian endian);
+    bool WriteBytes(
+        const char* checkWord, const char* failWord, const char* text, const void* bytes, std::size_t count);
+    void FinishLine(int last);
+    bool OnlySeparatorFollows(char separator, int& last);
+
+    SVFileStorage* Storage;
+};
+
+// A folder by its path.
+class SVFolder {
+public:
+    explicit SVFolder(std::string path) : path_(std::move(path)) { }
+    SVFolder AppendFolderName(const std::string& name) const { return SVFolder(path_ + "/" + name); }
+    // The file of that name in the folder, opened as ExistingReadWrite.
+    SVFile AppendFileName(const std::string& name) const
+    {
+        return SVFile(path_ + "/" + name, SVFile::ExistingReadWrite);
+    }
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string path_;
+};

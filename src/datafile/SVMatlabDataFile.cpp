@@ -1,0 +1,439 @@
+#include "datafile/SVMatlabDataFile.h"
+
+#include "arrays/sv/SVArrayByteOrder.h"
+#include "arrays/sv/SVArrayConversion.h"
+#include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVDataListing.h"
+#include "datafile/SVMatlabDataFileContent.h"
+#include "datafile/SVMatlabFormat.h"
+#include "datafile/SVRecordReader.h"
+
+#include <algorithm>
+#include <type_traits>
+
+namespace {
+
+struct Shape {
+    int m = 0;
+    int n = 0;
+    int o = 1;
+};
+
+// Reads the stored elements as they are; empty when the file ends too early.
+template <class Stored>
+SVMutableArray<Stored> readStored(
+    SVMatlabDataFileContent& content, const SVMatlabDataEntry& entry, Shape shape, bool swap)
+{
+    SVMutableArray<Stored> array(shape.m, shape.n, shape.o);
+    content.file.SetPosition(entry.location);
+    const auto count = static_cast<std::size_t>(array.Length());
+    if (std::fread(array.Pointer(), sizeof(Stored), count, content.file.FILEForReading()) != count)
+        return {};
+    if constexpr (sizeof(Stored) > 1) {
+        if (swap)
+            SwapEndian(array);
+    }
+    return array;
+}
+
+template <class T, class Stored>
+SVMutableArray<T> readConverted(SVMatlabDataFileContent& content, const SVMatlabDataEntry& entry, Shape shape)
+{
+    // Doubles alone take a stored float as it lies in the file, whatever its byte order: files were written
+    // to fit.
+    const bool swap = content.swapBytes && !(std::is_same_v<T, double> && std::is_same_v<Stored, float>);
+    if constexpr (std::is_same_v<T, Stored>)
+        return readStored<T>(content, entry, shape, swap);
+    else
+        return SVConvertedArray<T>(readStored<Stored>(content, entry, shape, swap));
+}
+
+template <class T>
+struct Reader {
+    int type;
+    SVMutableArray<T> (*read)(SVMatlabDataFileContent&, const SVMatlabDataEntry&, Shape);
+};
+
+template <class T>
+constexpr Reader<T> kReaders[] = {
+    {0, readConverted<T, double>},
+    {10, readConverted<T, float>},
+    {20, readConverted<T, std::int32_t>},
+    {30, readConverted<T, std::int16_t>},
+    {40, readConverted<T, std::uint16_t>},
+    {50, readConverted<T, signed char>},
+};
+template <>
+constexpr Reader<unsigned char> kReaders<unsigned char>[] = {
+    {0, readConverted<unsigned char, double>},
+    {10, readConverted<unsigned char, float>},
+    {20, readConverted<unsigned char, std::int32_t>},
+    {30, readConverted<unsigned char, std::int16_t>},
+    {40, readConverted<unsigned char, std::uint16_t>},
+    {50, readConverted<unsigned char, unsigned char>},
+};
+// Characters come from text in both its forms, and from nothing but doubles and bytes.
+template <>
+constexpr Reader<signed char> kReaders<signed char>[] = {
+    {0, readConverted<signed char, double>},
+    {1, readConverted<signed char, double>},
+    {50, readConverted<signed char, signed char>},
+    {51, readConverted<signed char, signed char>},
+};
+
+// The words of a reader's reports: of a variable that isn't there, and of one of a type that it doesn't take.
+struct ReaderWords {
+    std::string notFound;
+    std::string illegalType;
+    const char* illegalTypeText = "Illegal type.";
+};
+
+template <class T>
+ReaderWords wordsOf()
+{
+    ReaderWords words;
+    words.notFound = words.illegalType =
+        std::string("dataFile.Read") + SVArrayMemberOf<T>.stem + "Array(name)";
+    if (std::is_same_v<T, std::int16_t>)
+        words.illegalType = "dataFile.ReadShortArray(name)";
+    if (std::is_same_v<T, std::uint16_t>)
+        words.illegalType = "dataFile.ReadUShortArray(name)";
+    if (std::is_same_v<T, signed char>)
+        words.illegalTypeText = "Haven't taken care of this case.";
+    return words;
+}
+
+std::string notFoundText(const std::string& name)
+{
+    return "Did not find the variable \"" + name + "\" inside the datafile.";
+}
+
+} // namespace
+
+SVMatlabDataFile::SVMatlabDataFile() : Content(new SVMatlabDataFileContent(SVFile())) { }
+
+SVMatlabDataFile::SVMatlabDataFile(const std::string& name, SVFile::OpenType openType)
+{
+    if (openType == SVFile::NewReadWrite)
+        std::remove(SVMatlabIndexFileName(name).c_str());
+    Content = new SVMatlabDataFileContent(SVFile(name, openType));
+}
+
+SVMatlabDataFile::SVMatlabDataFile(const SVFile& file)
+{
+    if (file.IsOpen() && file.Length() == 0)
+        std::remove(SVMatlabIndexFileName(file.Name()).c_str());
+    Content = new SVMatlabDataFileContent(file);
+}
+
+SVMatlabDataFile::SVMatlabDataFile(const SVMatlabDataFile& other)
+    : SVDataStorage(other), Content(other.Content)
+{
+    ++Content->referenceCount;
+}
+
+SVMatlabDataFile& SVMatlabDataFile::operator=(const SVMatlabDataFile& other)
+{
+    if (Content == other.Content)
+        return *this;
+    Release();
+    Content = other.Content;
+    ++Content->referenceCount;
+    return *this;
+}
+
+SVMatlabDataFile::~SVMatlabDataFile()
+{
+    Release();
+}
+
+void SVMatlabDataFile::Release()
+{
+    if (--Content->referenceCount == 0)
+        delete Content;
+}
+
+bool SVMatlabDataFile::IsOpen() const
+{
+    return Content->file.IsOpen();
+}
+
+bool SVMatlabDataFile::IsReadOnly() const
+{
+    return Content->file.IsReadOnly();
+}
+
+void SVMatlabDataFile::SaveIndex()
+{
+    Content->SaveIndex();
+}
+
+void SVMatlabDataFile::ShouldSaveIndexWhenClosing()
+{
+    if (!Content->indexSaved)
+        Content->saveIndexWhenClosing = true;
+}
+
+SVMutablePointer<SVDataStorage> SVMatlabDataFile::AsPointer() const
+{
+    return SVMutablePointer<SVDataStorage>(new SVMatlabDataFile(*this));
+}
+
+SVMatlabDataFile::Description SVMatlabDataFile::Describe(const std::string& name) const
+{
+    const SVMatlabDataEntry entry = Content->Find(name);
+    return {entry.type % kSVMatlabTypeModulus, entry.m, entry.n, entry.location};
+}
+
+bool SVMatlabDataFile::Contains(const std::string& name) const
+{
+    return Content->Find(name).location >= 0;
+}
+
+std::vector<std::string> SVMatlabDataFile::AllVariableNames() const
+{
+    std::vector<std::string> names;
+    names.reserve(Content->content.size());
+    for (const auto& entry : Content->content)
+        names.push_back(entry.first);
+    return names;
+}
+
+namespace {
+
+bool isSavedAs(
+    const SVMatlabDataFileContent& content, const std::string& name, std::initializer_list<int> types)
+{
+    const auto place = content.content.find(name);
+    return place != content.content.end()
+        && std::find(types.begin(), types.end(), place->second.type % kSVMatlabTypeModulus) != types.end();
+}
+
+} // namespace
+
+bool SVMatlabDataFile::SavedAsCharacter(const std::string& name) const
+{
+    return isSavedAs(*Content, name, {kSVMatlabBytes});
+}
+
+bool SVMatlabDataFile::SavedAsShort(const std::string& name) const
+{
+    return isSavedAs(*Content, name, {30, 40});
+}
+
+bool SVMatlabDataFile::SavedAsInt(const std::string& name) const
+{
+    return isSavedAs(*Content, name, {20});
+}
+
+bool SVMatlabDataFile::SavedAsDouble(const std::string& name) const
+{
+    return isSavedAs(*Content, name, {kSVMatlabDouble});
+}
+
+bool SVMatlabDataFile::SavedAsString(const std::string& name) const
+{
+    return isSavedAs(*Content, name, {kSVMatlabText, kSVMatlabTextAsDoubles});
+}
+
+void SVMatlabDataFile::Flush()
+{
+    Content->file.Flush();
+}
+
+bool SVMatlabDataFile::MayWrite() const
+{
+    if (!Content->file.IsReadOnly())
+        return true;
+    SVErrorMessage("SVMatlabDataFile::Save", "File is read only.");
+    return false;
+}
+
+template <class T>
+void SVMatlabDataFile::SaveMatrix(const SVArray<T>& array, const std::string& name, bool mayHaveLayers)
+{
+    if (!MayWrite() || !IsOpen())
+        return;
+    const bool hasLayers = mayHaveLayers && array.o() > 1;
+    if (hasLayers)
+        Save(static_cast<double>(array.m()), name + "_3D");
+    const long rows = hasLayers ? array.m() * array.n() : array.m();
+    const long columns = hasLayers ? array.o() : array.n();
+    Content->WriteHeader(name, SVMatlabCode<T>, static_cast<int>(rows), static_cast<int>(columns));
+    Content->file.WriteBinary(array);
+}
+
+void SVMatlabDataFile::Save(int value, const std::string& name)
+{
+    Save(static_cast<double>(value), name);
+}
+
+void SVMatlabDataFile::Save(double value, const std::string& name)
+{
+    SVMutableDoubleArray array(1);
+    array(0) = value;
+    SaveMatrix<double>(array, name, false);
+}
+
+void SVMatlabDataFile::Save(const SVDoubleArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, true);
+}
+
+void SVMatlabDataFile::Save(const SVFloatArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, true);
+}
+
+void SVMatlabDataFile::Save(const SVIntArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, true);
+}
+
+void SVMatlabDataFile::Save(const SVCharArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, false);
+}
+
+void SVMatlabDataFile::Save(const SVUCharArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, false);
+}
+
+void SVMatlabDataFile::Save(const SVShortIntArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, false);
+}
+
+void SVMatlabDataFile::Save(const SVUShortIntArray& array, const std::string& name)
+{
+    SaveMatrix(array, name, false);
+}
+
+void SVMatlabDataFile::Save(const std::string& text, const std::string& name)
+{
+    const bool mayWrite = MayWrite();
+    if (!IsOpen())
+        SVErrorMessage("SVMatlabDataFile::Save", "File is not open.");
+    if (!mayWrite || !IsOpen())
+        return;
+    Content->WriteHeader(name, kSVMatlabText, static_cast<int>(text.size()), 1);
+    Content->file.WriteString(text);
+}
+
+template <class T>
+SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name)
+{
+    const ReaderWords words = wordsOf<T>();
+    const SVMatlabDataEntry entry = Content->Find(name);
+    if (entry.location < 0) {
+        SVErrorMessage(words.notFound, notFoundText(name));
+        return {};
+    }
+    const int type = entry.type % kSVMatlabTypeModulus;
+    const int elementSize = SVMatlabElementSize(type);
+    const long long end = SVEndOfData(entry.location, entry.m, entry.n, 1, elementSize < 0 ? 1 : elementSize);
+    if (end < 0 || end > Content->file.Length())
+        return {}; // A matrix cut short by the end of the file.
+    Shape shape{entry.m, entry.n, 1};
+    // Its companion is a plain matrix; asked for by its own name it must not be sought again.
+    if (const std::string companion = name + "_3D"; Contains(companion)) {
+        const int rows = ReadInt(companion);
+        if (rows > 0)
+            shape = {rows, entry.m / rows, entry.n};
+    }
+    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
+        [type](const Reader<T>& row) { return row.type == type; });
+    if (reader != std::end(kReaders<T>))
+        return reader->read(*Content, entry, shape);
+    SVErrorMessage(words.illegalType, words.illegalTypeText);
+    return SVMutableArray<T>(shape.m, shape.n, shape.o);
+}
+
+SVMutableDoubleArray SVMatlabDataFile::ReadDoubleArray(const std::string& name)
+{
+    return ReadArray<double>(name);
+}
+
+SVMutableFloatArray SVMatlabDataFile::ReadFloatArray(const std::string& name)
+{
+    return ReadArray<float>(name);
+}
+
+SVMutableIntArray SVMatlabDataFile::ReadIntArray(const std::string& name)
+{
+    return ReadArray<std::int32_t>(name);
+}
+
+SVMutableCharArray SVMatlabDataFile::ReadCharArray(const std::string& name)
+{
+    return ReadArray<signed char>(name);
+}
+
+SVMutableUCharArray SVMatlabDataFile::ReadUCharArray(const std::string& name)
+{
+    return ReadArray<unsigned char>(name);
+}
+
+SVMutableShortIntArray SVMatlabDataFile::ReadShortIntArray(const std::string& name)
+{
+    return ReadArray<std::int16_t>(name);
+}
+
+SVMutableUShortIntArray SVMatlabDataFile::ReadUShortIntArray(const std::string& name)
+{
+    return ReadArray<std::uint16_t>(name);
+}
+
+std::string SVMatlabDataFile::ReadString(const std::string& name)
+{
+    constexpr const char* kWord = "dataFile.ReadString(name)";
+    const SVMatlabDataEntry entry = Content->Find(name);
+    if (entry.location < 0) {
+        SVErrorMessage(kWord, notFoundText(name));
+        return {};
+    }
+    if (entry.m == 0 || entry.n == 0)
+        return {};
+    const int type = entry.type % kSVMatlabTypeModulus;
+    if (type != kSVMatlabText && type != kSVMatlabTextAsDoubles) {
+        SVErrorMessage(kWord, "The variable \"" + name + "\" is not saved as a string.");
+        return {};
+    }
+    const int elementSize = SVMatlabElementSize(type);
+    const long long end = SVEndOfData(entry.location, entry.m, entry.n, 1, elementSize);
+    if (end < 0 || end > Content->file.Length())
+        return {};
+    const Shape shape{entry.m, entry.n, 1};
+    std::string text;
+    if (type == kSVMatlabText) {
+        const SVCharArray bytes = readStored<signed char>(*Content, entry, shape, false);
+        text.assign(reinterpret_cast<const char*>(bytes.Pointer()), static_cast<std::size_t>(bytes.Length()));
+        text.resize(std::min(text.find('\0'), text.size()));
+    } else {
+        const SVDoubleArray codes = readStored<double>(*Content, entry, shape, false);
+        for (long i = 0; i < codes.Length(); ++i)
+            text += codes(i) >= 0 && codes(i) < 256 ? static_cast<char>(static_cast<unsigned char>(codes(i)))
+                                                    : '?';
+    }
+    return text;
+}
+
+void SVMatlabDataFile::printInfo() const
+{
+    SVDataListing listing{Content->file.Name(), "one entry", 390, 10, {}};
+    SVMatlabDataFile reader(*this);
+    for (const std::string& name : AllVariableNames()) {
+        const Description entry = Describe(name);
+        const SVMatlabType* type = SVMatlabTypeWithCode(entry.type);
+        const bool isFound = entry.location >= 0;
+        const bool isNumber = type && isFound && entry.m == 1 && entry.n == 1;
+        char number[32] = "";
+        if (isNumber && !SavedAsString(name))
+            std::snprintf(number, sizeof number, "%g", reader.ReadNumber(name));
+        listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
+            SavedAsString(name) && isFound ? SVDataListing::ValueOfString(reader.ReadString(name))
+                                           : SVDataListing::ValueOfArray(entry.m, entry.n, 1, number)});
+    }
+    listing.Print();
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "datafile/SVDataStorage.h"
+#include "datafile/SVFile.h"
+
+class SVMatlabDataFileContent;
+
+// A Level 4 MAT-file as a store of named arrays. It has matrices alone: a double, float or int array of three
+// dimensions is stored as a matrix of m*n rows with a companion "<name>_3D" that holds m. The other types
+// must not have a third dimension. docs/matlab-format.md tells the bytes.
+//
+// A variable that was saved is found again when the file is opened anew, not through the handle that saved
+// it. Copies share the open file. One thread at a time.
+class SVMatlabDataFile : public SVDataStorage {
+public:
+    SVMatlabDataFile(); // No file.
+    SVMatlabDataFile(const std::string& name, SVFile::OpenType openType);
+    explicit SVMatlabDataFile(const SVFile& file); // Adopts an open file.
+    SVMatlabDataFile(const SVMatlabDataFile& other);
+    SVMatlabDataFile& operator=(const SVMatlabDataFile& other);
+    ~SVMatlabDataFile() override;
+
+    bool IsOpen() const;
+    // Writes the index file beside the data file, once; or when the last copy goes.
+    void SaveIndex();
+    void ShouldSaveIndexWhenClosing();
+
+    // What is known of a variable without reading it: rows, columns, type modulo 1000, and the offset of its
+    // data, below 0 when there is none of that name.
+    struct Description {
+        int type = 0;
+        int m = 0;
+        int n = 0;
+        long long location = -1;
+    };
+    Description Describe(const std::string& name) const;
+
+    SVMutablePointer<SVDataStorage> AsPointer() const override;
+    std::vector<std::string> AllVariableNames() const override;
+    bool Contains(const std::string& name) const override;
+    bool IsReadOnly() const override;
+
+    using SVDataStorage::Save;
+    void Save(int value, const std::string& name) override;
+    void Save(double value, const std::string& name) override;
+    void Save(const SVDoubleArray& array, const std::string& name) override;
+    void Save(const SVFloatArray& array, const std::string& name) override;
+    void Save(const SVIntArray& array, const std::string& name) override;
+    void Save(const SVCharArray& array, const std::string& name) override;
+    void Save(const SVUCharArray& array, const std::string& name) override;
+    void Save(const SVShortIntArray& array, const std::string& name) override;
+    void Save(const SVUShortIntArray& array, const std::string& name) override;
+    void Save(const std::string& text, const std::string& name) override;
+
+    bool SavedAsCharacter(const std::string& name) const override;
+    bool SavedAsShort(const std::string& name) const override;
+    bool SavedAsInt(const std::string& name) const override;
+    bool SavedAsDouble(const std::string& name) const override;
+    bool SavedAsString(const std::string& name) const override;
+
+    void Flush() override;
+
+    SVMutableDoubleArray ReadDoubleArray(const std::string& name) override;
+    SVMutableFloatArray ReadFloatArray(const std::string& name) override;
+    SVMutableIntArray ReadIntArray(const std::string& name) override;
+    SVMutableCharArray ReadCharArray(const std::string& name) override;
+    SVMutableUCharArray ReadUCharArray(const std::string& name) override;
+    SVMutableShortIntArray ReadShortIntArray(const std::string& name) override;
+    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) override;
+    std::string ReadString(const std::string& name) override;
+
+    void printInfo() const override;
+
+private:
+    bool MayWrite() const;
+    template <class T>
+    void SaveMatrix(const SVArray<T>& array, const std::string& name, bool mayHaveLayers);
+    template <class T>
+    SVMutableArray<T> ReadArray(const std::string& name);
+    void Release();
+
+    SVMatlabDataFileContent* Content;
+};

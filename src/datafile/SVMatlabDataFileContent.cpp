@@ -1,0 +1,199 @@
+#include "datafile/SVMatlabDataFileContent.h"
+
+#include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVByteSwap.h"
+#include "datafile/SVMatlabFormat.h"
+#include "datafile/SVReadAhead.h"
+#include "datafile/SVRecordReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+// The header of a matrix.
+struct FMatrix {
+    std::int32_t type = 0;
+    std::int32_t mrows = 0;
+    std::int32_t ncols = 0;
+    std::int32_t imagf = 0;
+    std::int32_t namlen = 0;
+};
+
+FMatrix headerFrom(const unsigned char* bytes, bool swap)
+{
+    unsigned char raw[kSVMatlabHeaderLength];
+    std::memcpy(raw, bytes, sizeof raw);
+    if (swap)
+        SVSwap4Bytes(raw, sizeof raw);
+    FMatrix header;
+    SVRecordReader reader(raw, sizeof raw);
+    for (std::int32_t* field : {&header.type, &header.mrows, &header.ncols, &header.imagf, &header.namlen})
+        reader.Take(*field);
+    return header;
+}
+
+// What the machine's byte order adds to a type.
+int orderOfMachine()
+{
+    return SVFile::RunningOnBigEndianMachine() ? kSVMatlabTypeModulus : 0;
+}
+
+} // namespace
+
+std::string SVMatlabIndexFileName(const std::string& dataFileName)
+{
+    const std::string ending = ".mat";
+    const bool has = dataFileName.size() > ending.size()
+        && dataFileName.compare(dataFileName.size() - ending.size(), ending.size(), ending) == 0;
+    return dataFileName.substr(0, dataFileName.size() - (has ? ending.size() : 0)) + ".index";
+}
+
+SVMatlabDataFileContent::SVMatlabDataFileContent(const SVFile& openFile) : file(openFile)
+{
+    ReadInContent();
+}
+
+SVMatlabDataFileContent::~SVMatlabDataFileContent()
+{
+    if (saveIndexWhenClosing)
+        SaveIndex();
+}
+
+SVMatlabDataEntry SVMatlabDataFileContent::Find(const std::string& name) const
+{
+    const auto place = content.find(name);
+    return place == content.end() ? SVMatlabDataEntry() : place->second;
+}
+
+void SVMatlabDataFileContent::ReadInContent()
+{
+    if (file.IsOpen() && !ReadIndexFile())
+        Scan();
+}
+
+bool SVMatlabDataFileContent::ReadIndexFile()
+{
+    const std::string name = SVMatlabIndexFileName(file.Name());
+    if (!SVFile::CanOpen(name, SVFile::ReadOnly))
+        return false;
+    const SVFile index(name, SVFile::ReadOnly);
+    const long long count = index.IsOpen() ? index.Length() : 0;
+    SVReadAhead ahead(index);
+    const unsigned char* bytes = ahead.At(0, static_cast<std::size_t>(std::max(0LL, count)));
+    if (!bytes || count < static_cast<long long>(kSVMatlabIndexMagicLength)
+        || std::memcmp(bytes, kSVMatlabIndexMagic, kSVMatlabIndexMagicLength) != 0)
+        return false;
+    SVRecordReader records(
+        bytes + kSVMatlabIndexMagicLength, static_cast<std::size_t>(count) - kSVMatlabIndexMagicLength);
+    while (!records.AtEnd()) {
+        std::int64_t location = 0;
+        std::int8_t type = 0;
+        SVMatlabDataEntry entry;
+        bool valid =
+            records.Take(location) && records.Take(type) && records.Take(entry.m) && records.Take(entry.n);
+        std::string variable = records.TakeName();
+        valid = valid && !variable.empty() && entry.m >= 0 && entry.n >= 0 && SVMatlabTypeWithCode(type);
+        const long long end =
+            valid ? SVEndOfData(location, entry.m, entry.n, 1, SVMatlabElementSize(type)) : 0;
+        if (valid && (end > file.Length() || (end < 0 && location >= 0))) {
+            SVErrorMessage("SVMatlabDataFile::ReadContent", "Index has a problem");
+            valid = false;
+        }
+        if (!valid) {
+            content.clear();
+            return false;
+        }
+        entry.type = type;
+        entry.location = location;
+        content.insert_or_assign(content.end(), std::move(variable), entry);
+    }
+    return true;
+}
+
+void SVMatlabDataFileContent::Scan()
+{
+    SVReadAhead ahead(file);
+    const int base = orderOfMachine();
+    long long position = 0;
+    for (bool first = true;; first = false) {
+        const unsigned char* bytes = ahead.At(position, kSVMatlabHeaderLength);
+        if (!bytes)
+            return;
+        FMatrix header = headerFrom(bytes, swapBytes);
+        // The first matrix settles the byte order of the whole file.
+        if (first && (header.type < base || header.type > base + 52)) {
+            swapBytes = true;
+            header = headerFrom(bytes, true);
+        }
+        if (header.namlen < 1 || header.namlen > kSVMatlabLongestName || header.type < 0
+            || header.type > kSVMatlabLargestType) {
+            SVErrorMessage(
+                "Reading In File Content", "Invalid file format, make sure you used the -v4 in matlab.");
+            // What was found before is then read in the machine's order: readers rely on this rule as it
+            // stands.
+            if (!first)
+                swapBytes = false;
+            return;
+        }
+        const int type = header.type % kSVMatlabTypeModulus;
+        const long long nameStart = position + kSVMatlabHeaderLength;
+        const auto nameLength = static_cast<std::size_t>(header.namlen);
+        const auto* name = reinterpret_cast<const char*>(ahead.At(nameStart, nameLength));
+        if (!name)
+            return;
+        const int elementSize = SVMatlabElementSize(type);
+        const long long dataStart = nameStart + header.namlen;
+        const long long dataEnd =
+            elementSize < 0 ? -1 : SVEndOfData(dataStart, header.mrows, header.ncols, 1, elementSize);
+        if (dataEnd < 0) {
+            SVErrorMessage("dataFile.ReadDoubleArray(name)", "Unexpected variable type in the file.");
+            return;
+        }
+        content.insert_or_assign(std::string(name, std::find(name, name + nameLength, '\0')),
+            SVMatlabDataEntry{header.mrows, header.ncols, type, dataStart});
+        position = dataEnd;
+    }
+}
+
+void SVMatlabDataFileContent::WriteHeader(const std::string& name, int type, int rows, int columns)
+{
+    file.MoveToEnd();
+    // Entered before its place in the file is known: a variable can't be read through the handle that saved
+    // it, and whoever opens the file anew finds it.
+    content.insert_or_assign(name, SVMatlabDataEntry{rows, columns, type, -1});
+    std::string header;
+    for (const std::int32_t field :
+        {type + orderOfMachine(), rows, columns, 0, static_cast<std::int32_t>(name.size()) + 1})
+        SVAppendNumber(header, field);
+    SVAppendName(header, name);
+    std::fwrite(header.data(), 1, header.size(), file.FILEForWriting());
+}
+
+void SVMatlabDataFileContent::SaveIndex()
+{
+    if (indexSaved)
+        return;
+    indexSaved = true;
+    if (!file.IsOpen())
+        return;
+    SVFile index(SVMatlabIndexFileName(file.Name()), SVFile::NewReadWrite);
+    if (!index.IsOpen()) {
+        SVErrorMessage("SVDataFile::SaveIndex", "Could not create the index file");
+        indexSaved = false;
+        return;
+    }
+    std::string records;
+    for (const auto& [name, entry] : content) {
+        SVAppendNumber(records, static_cast<std::int64_t>(entry.location));
+        SVAppendNumber(records, static_cast<std::int8_t>(entry.type));
+        SVAppendNumber(records, entry.m);
+        SVAppendNumber(records, entry.n);
+        SVAppendName(records, name);
+    }
+    index.WriteStringWithZero(kSVMatlabIndexMagic);
+    index.WriteRaw(records.data(), static_cast<long>(records.size()));
+    indexFile = index;
+    indexFile.Flush();
+    file.Flush();
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "datafile/SVFile.h"
+
+#include <map>
+#include <string>
+
+// Where a variable lies in a Level 4 MAT-file, and what it is.
+struct SVMatlabDataEntry {
+    int m = 0; // Rows.
+    int n = 0; // Columns.
+    int type = 0; // Modulo 1000.
+    long long location = -1; // File offset of the data; below 0: not found.
+};
+
+// What the copies of an SVMatlabDataFile share: the open file and what was found in it, once, when it was
+// opened.
+class SVMatlabDataFileContent {
+public:
+    explicit SVMatlabDataFileContent(const SVFile& openFile);
+    ~SVMatlabDataFileContent();
+    SVMatlabDataFileContent(const SVMatlabDataFileContent&) = delete;
+    SVMatlabDataFileContent& operator=(const SVMatlabDataFileContent&) = delete;
+
+    // The entry under a name, a default one when there is none.
+    SVMatlabDataEntry Find(const std::string& name) const;
+    // Writes the header and the name of a matrix at the end of the file; the data come next.
+    void WriteHeader(const std::string& name, int type, int rows, int columns);
+    void SaveIndex();
+
+    bool swapBytes = false; // The file's byte order isn't the machine's.
+    int referenceCount = 1;
+    bool indexSaved = false;
+    bool saveIndexWhenClosing = false;
+    SVFile indexFile; // The index that was written last.
+    std::map<std::string, SVMatlabDataEntry> content;
+    SVFile file;
+
+private:
+    void ReadInContent();
+    bool ReadIndexFile();
+    void Scan();
+};
+
+// The index file of a data file: ".mat" replaced, or ".index" appended.
+std::string SVMatlabIndexFileName(const std::string& dataFileName);

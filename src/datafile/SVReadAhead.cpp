@@ -1,0 +1,34 @@
+#include "datafile/SVReadAhead.h"
+
+#include <algorithm>
+
+namespace {
+constexpr std::size_t kSmallestBlock = 4096;
+constexpr std::size_t kLargestBlock = 1 << 20;
+} // namespace
+
+const unsigned char* SVReadAhead::At(long long position, std::size_t count)
+{
+    if (position < 0 || position > length_ || static_cast<long long>(count) > length_ - position)
+        return nullptr;
+    const auto held = static_cast<long long>(block_.size());
+    const bool inside =
+        position >= blockStart_ && position - blockStart_ <= held - static_cast<long long>(count);
+    if (!inside && !Fill(position, count))
+        return nullptr;
+    return block_.data() + (position - blockStart_);
+}
+
+bool SVReadAhead::Fill(long long position, std::size_t count)
+{
+    const long long end = blockStart_ + static_cast<long long>(block_.size());
+    const bool follows = position <= end;
+    wanted_ = follows ? std::clamp(2 * wanted_, kSmallestBlock, kLargestBlock) : kSmallestBlock;
+    const auto left = static_cast<std::size_t>(length_ - position);
+    block_.resize(std::min(std::max(wanted_, count), left));
+    blockStart_ = position;
+    file_.SetPosition(position);
+    // The file may have been cut meanwhile.
+    block_.resize(std::fread(block_.data(), 1, block_.size(), file_.FILEForReading()));
+    return block_.size() >= count;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+// Takes packed numbers and names out of bytes that were read, in the machine's byte order, and never past
+// their end.
+class SVRecordReader {
+public:
+    SVRecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) { }
+
+    bool AtEnd() const { return left_ == 0; }
+
+    // False, and the number as it was, when not all of its bytes are there.
+    template <class Number>
+    bool Take(Number& number)
+    {
+        if (left_ < sizeof number)
+            return false;
+        std::memcpy(&number, next_, sizeof number);
+        Skip(sizeof number);
+        return true;
+    }
+
+    // A name up to its NUL; one without is cut by the end of the bytes.
+    std::string TakeName();
+
+private:
+    void Skip(std::size_t count)
+    {
+        next_ += count;
+        left_ -= count;
+    }
+
+    const unsigned char* next_;
+    std::size_t left_;
+};
+
+// Appends a number's bytes, and a name with its NUL, in the machine's byte order.
+template <class Number>
+void SVAppendNumber(std::string& bytes, Number number)
+{
+    char raw[sizeof number];
+    std::memcpy(raw, &number, sizeof number);
+    bytes.append(raw, sizeof number);
+}
+inline void SVAppendName(std::string& bytes, const std::string& name)
+{
+    bytes.append(name.c_str(), name.size() + 1);
+}
+
+// The offset just past m x n x o elements of so many bytes at a location, or -1 when a dimension is negative
+// or the offset is no file's.
+long long SVEndOfData(long long location, int m, int n, int o, int elementSize);
