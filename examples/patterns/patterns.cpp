@@ -6,7 +6,9 @@
 //
 // It is an example of a program for a task wrapper. It reads "input.txt" in its working directory, prints as
 // it goes, appends one byte to "SVProgress" for each percent, and leaves "pattern.pgm", a picture of v, and
-// "history.txt".
+// the data file "pattern.svbin" with v as it formed and how much of the square it covered.
+
+#include "datafile/SVDataFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -129,12 +131,11 @@ public:
         return static_cast<double>(taken) / static_cast<double>(v_.size());
     }
 
-    double mean() const
+    SVMutableFloatArray v() const
     {
-        double sum = 0;
-        for (const float value : v_)
-            sum += static_cast<double>(value);
-        return sum / static_cast<double>(v_.size());
+        SVMutableFloatArray array(static_cast<long>(size_), static_cast<long>(size_));
+        std::copy(v_.begin(), v_.end(), array.Pointer());
+        return array;
     }
 
     // A portable graymap, which every viewer of pictures opens.
@@ -166,6 +167,30 @@ private:
     std::vector<float> nextV_;
 };
 
+// A variable of a data file with a value for each of several times: "<name>_0", "<name>_1" and so on, each
+// with its time. The note "Seq_<name>" tells readers its type.
+class Series {
+public:
+    Series(SVDataFile& file, std::string name, const char* type) : file_(file), name_(std::move(name))
+    {
+        file_.Save(type, "Seq_" + name_);
+    }
+
+    template <class Value>
+    void append(double time, const Value& value)
+    {
+        const std::string entry = name_ + "_" + std::to_string(count_++);
+        file_.Save(value, entry);
+        file_.Save(time, entry + "_time");
+        file_.Flush(); // Whoever looks in while the program runs sees whole values.
+    }
+
+private:
+    SVDataFile& file_;
+    std::string name_;
+    int count_ = 0;
+};
+
 // One byte for each percent that is done.
 void reportProgress(int percent, int& reported)
 {
@@ -181,8 +206,12 @@ void run(const Parameters& parameters)
               << "feed " << parameters.feed << ", decay " << parameters.decay << ", seed " << parameters.seed
               << std::endl;
     Field field(parameters);
-    std::ofstream history("history.txt");
-    history << "# step covered mean\n";
+    SVDataFile results("pattern.svbin", SVFile::NewReadWrite);
+    WriteOne(results, "feed", parameters.feed);
+    WriteOne(results, "decay", parameters.decay);
+    Series pattern(results, "v", "Array");
+    Series covered(results, "covered", "Real Number");
+    pattern.append(0, field.v());
     int reported = 0;
     for (int step = 1; step <= parameters.steps; ++step) {
         field.step();
@@ -190,10 +219,13 @@ void run(const Parameters& parameters)
         if (percent == reported)
             continue;
         reportProgress(percent, reported);
-        history << step << " " << field.covered() << " " << field.mean() << "\n";
-        if (percent % 10 == 0)
-            std::cout << "step " << step << ": v covers " << 100 * field.covered() << " % of the square"
-                      << std::endl;
+        const double time = step * parameters.timeStep;
+        covered.append(time, field.covered());
+        if (percent % 10 != 0)
+            continue;
+        pattern.append(time, field.v());
+        std::cout << "step " << step << ": v covers " << 100 * field.covered() << " % of the square"
+                  << std::endl;
     }
     field.writePicture("pattern.pgm");
     std::cout << "The pattern is in pattern.pgm" << std::endl;
