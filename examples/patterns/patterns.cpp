@@ -48,7 +48,8 @@ std::map<std::string, double> readInput(const std::string& path)
         if (equals == std::string::npos)
             continue;
         std::string name = line.substr(0, equals);
-        name.erase(std::remove(name.begin(), name.end(), ' '), name.end());
+        name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return c == ' ' || c == '\t'; }),
+            name.end());
         values[name] = std::stod(line.substr(equals + 1));
     }
     return values;
@@ -58,8 +59,12 @@ Parameters parametersFrom(const std::map<std::string, double>& input, int argc, 
 {
     Parameters parameters;
     const auto take = [&input](const char* name, auto& value) {
-        if (const auto entry = input.find(name); entry != input.end())
-            value = static_cast<std::remove_reference_t<decltype(value)>>(entry->second);
+        const auto entry = input.find(name);
+        if (entry == input.end())
+            return;
+        if (!(std::abs(entry->second) < 1e9))
+            throw std::runtime_error(std::string(name) + " is out of range");
+        value = static_cast<std::remove_reference_t<decltype(value)>>(entry->second);
     };
     take("size", parameters.size);
     take("steps", parameters.steps);
@@ -67,7 +72,9 @@ Parameters parametersFrom(const std::map<std::string, double>& input, int argc, 
     take("decay", parameters.decay);
     take("diffusion_u", parameters.diffusionU);
     take("diffusion_v", parameters.diffusionV);
-    for (int i = 1; i + 1 < argc; i += 2) {
+    if (argc % 2 == 0)
+        throw std::runtime_error("each option needs a value");
+    for (int i = 1; i < argc; i += 2) {
         const std::string option = argv[i];
         if (option == "--steps")
             parameters.steps = std::atoi(argv[i + 1]);
@@ -146,6 +153,8 @@ public:
         file << "P5\n" << size_ << " " << size_ << "\n255\n";
         for (const float value : v_)
             file.put(static_cast<char>(std::lround(255 * std::clamp(value / largest, 0.0F, 1.0F))));
+        if (!file.flush())
+            throw std::runtime_error("can not write " + path);
     }
 
 private:

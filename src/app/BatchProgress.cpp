@@ -85,7 +85,7 @@ std::string BatchProgress::taskLine(int number, int columns) const
         return terminal::fitted(
             fmt::format("{} {} {}", shownNumber, word, shownPercentage(task.taskFraction())), columns);
 
-    const int argumentColumns = std::clamp(room - kWidestBar, room / 3, kWidestArgument);
+    const int argumentColumns = std::min(kWidestArgument, std::max(room - kWidestBar, room / 3));
     const int barColumns = std::min(kWidestBar, room - argumentColumns);
     const bool withBar = isActive(task);
     const std::string bar = withBar ? terminal::bar(task.taskFraction(), barColumns, output.hasUnicode)

@@ -5,25 +5,30 @@
 #include "app/Terminal.h"
 #include "app/Verbs.h"
 #include "platform/FileManager.h"
+#include "platform/Paths.h"
+#include "platform/PropertyList.h"
+#include "remote/XCodeProject.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 
 namespace {
 
+namespace files = platform::files;
 using Tasks = std::vector<std::shared_ptr<SVSingleTask>>;
 
-void tell(const std::string& sentence)
+bool tell(const std::string& sentence)
 {
-    terminal::write(sentence + "\n");
+    return terminal::write(sentence + "\n");
 }
 
 // The tasks to clear; nothing, told why, when one of them must not be.
 std::optional<Tasks> tasksToClear(OpenWrapper& wrapper, const std::vector<int>& numbers)
 {
     Tasks tasks;
-    for (const int number : numbers) {
+    for (const int number : std::set<int>(numbers.begin(), numbers.end())) {
         const auto task = wrapper.task(number);
         if (!task)
             return std::nullopt;
@@ -47,8 +52,7 @@ bool isAtWork(const SVSingleTask& task)
 
 bool hasDataLeft(SVSingleTask& task)
 {
-    const auto left =
-        platform::files::contentsOfDirectory(task.folderName()).value_or(std::vector<std::string>());
+    const auto left = files::contentsOfDirectory(task.folderName()).value_or(std::vector<std::string>());
     const auto& inputs = task.controller()->inputFiles();
     return std::any_of(left.begin(), left.end(), [&inputs](const std::string& name) {
         return !inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end();
@@ -65,22 +69,52 @@ int reportCleared(const Tasks& tasks, bool refused)
         else
             ++cleared;
     }
-    tell(cleared == 1 ? std::string("Cleared 1 task.") : fmt::format("Cleared {} tasks.", cleared));
-    return refused || cleared < static_cast<int>(tasks.size()) ? kNotDone : kDone;
+    const bool told =
+        tell(cleared == 1 ? std::string("Cleared 1 task.") : fmt::format("Cleared {} tasks.", cleared));
+    return !told || refused || cleared < static_cast<int>(tasks.size()) ? kNotDone : kDone;
 }
 
 int clearAborted(KRTrelkindController& controller)
 {
+    if (!controller.validateMenuItem("clearAbortedTasks:"))
+        return tell("There are no aborted tasks to clear.") ? kDone : kNotDone;
     Tasks aborted;
     for (const auto& task : controller.taskInformation())
         if (task->taskWasAborted())
             aborted.push_back(task);
-    if (!controller.validateMenuItem("clearAbortedTasks:")) {
-        tell("There are no aborted tasks to clear.");
-        return kDone;
+    const auto refused = std::erase_if(aborted, [](const auto& task) { return isAtWork(*task); });
+    if (refused == 0)
+        controller.clearAbortedTasks();
+    else
+        for (const auto& task : aborted)
+            task->clearData();
+    return reportCleared(aborted, refused > 0);
+}
+
+bool sameContent(const std::string& a, const std::string& b)
+{
+    return files::size(a) == files::size(b) && files::readFile(a) == files::readFile(b);
+}
+
+// Whether the sources of a project lie in the wrapper as they are; tells of each that doesn't.
+bool sourcesArePrepared(const std::string& projectPath, const std::string& folder)
+{
+    bool complete = true;
+    for (const std::string& source : XCodeProject::createWithFile(projectPath)->filesToCopy()) {
+        const std::string copy = folder + "/Sources/" + platform::paths::lastComponent(source);
+        if (!files::exists(source))
+            complain(fmt::format("The source {} does not exist.", source));
+        else if (!files::exists(copy))
+            complain(fmt::format("The source {} could not be copied to {}.", source, copy));
+        else if (!sameContent(source, copy))
+            complain(fmt::format(
+                "{} differs from {} and was kept; remove it and prepare again to take the source.", copy,
+                source));
+        else
+            continue;
+        complete = false;
     }
-    controller.clearAbortedTasks();
-    return reportCleared(aborted, false);
+    return complete;
 }
 
 } // namespace
@@ -113,17 +147,22 @@ int prepareVerb(const WrapperOptions& options)
             controller.wrapperName()));
         return kNotDone;
     }
-    if (!platform::files::exists(*project + "/project.pbxproj")) {
-        complain(fmt::format("The project {} can not be read.", *project));
+    const auto read = platform::propertylist::readFile(*project + "/project.pbxproj");
+    if (read.status != platform::propertylist::ReadResult::Status::Read) {
+        complain(read.reason.empty() ? fmt::format("The project {} does not exist.", *project) : read.reason);
         return kNotDone;
     }
-    controller.prepareForUpload();
     const std::string folder = controller.wrapperName() + "/Project";
-    if (!platform::files::exists(folder + "/submit")
-        || !platform::files::exists(folder + "/Sources/Makefile")) {
+    if (!files::isDirectory(folder) && !files::createDirectory(folder)) {
         complain(fmt::format("{} could not be written.", folder));
         return kNotDone;
     }
-    tell(fmt::format("Prepared {}.", folder));
-    return kDone;
+    if (const auto reason = whyNotWritable(folder)) {
+        complain(*reason);
+        return kNotDone;
+    }
+    controller.prepareForUpload();
+    if (!sourcesArePrepared(*project, folder))
+        return kNotDone;
+    return tell(fmt::format("Prepared {}.", folder)) ? kDone : kNotDone;
 }

@@ -73,9 +73,20 @@ std::optional<std::string> whyNotExecutable(const std::string& path)
     if (bytes.empty())
         return fmt::format("The executable {} is empty or can not be read.", path);
     const auto identity = elfIdentity(bytes);
-    const bool isOurs = identity && identity == elfIdentity(firstBytes("/proc/self/exe"));
+    const auto own = elfIdentity(firstBytes("/proc/self/exe"));
+    // A 64-bit machine of this family runs the programs of the 32-bit one, too.
+    const bool isOlderSibling = identity && own && own->machine == EM_X86_64 && identity->machine == EM_386;
+    const bool isOurs = identity && (identity == own || isOlderSibling);
     // Text without a first line for an interpreter is run as a shell script.
     const bool isScript = !identity && bytes.find('\0') == std::string::npos && !isForeignProgram(bytes);
+    if (isScript && bytes.starts_with("#!")) {
+        const auto first = bytes.find_first_not_of(" \t", 2);
+        const auto end = first == std::string::npos ? first : bytes.find_first_of(" \t\n", first);
+        // A first line that runs on beyond what was read is left to the system.
+        if (end != std::string::npos && access(bytes.substr(first, end - first).c_str(), X_OK) != 0)
+            return fmt::format("The executable {} asks for the interpreter {}, which can not be run.", path,
+                bytes.substr(first, end - first));
+    }
     if (!isOurs && !isScript)
         return fmt::format("The executable {} is not a program for this machine.", path);
     return std::nullopt;
@@ -95,7 +106,7 @@ std::optional<std::string> whyNotWritable(const std::string& folder)
     }
     if (written)
         return std::nullopt;
-    return fmt::format("The run folder {} can not be written: {}.", folder,
+    return fmt::format("{} can not be written: {}.", folder,
         file ? "the disk is full" : std::generic_category().message(reason));
 }
 

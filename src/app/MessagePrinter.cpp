@@ -5,7 +5,22 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <cstdio>
+
+namespace {
+
+// A terminal that has gone loses the words and nothing else. A name with control characters must not command
+// it.
+void writeError(std::string text)
+{
+    for (char& c : text)
+        if (std::iscntrl(static_cast<unsigned char>(c)) && c != '\n' && c != '\t')
+            c = '?';
+    std::fputs(text.c_str(), stderr);
+}
+
+} // namespace
 
 MessagePrinter::MessagePrinter()
 {
@@ -31,7 +46,7 @@ void MessagePrinter::writeNewMessages()
         const auto& message = *messages[written_];
         complain(message.shortDescription());
         if (message.longDescription() && *message.longDescription() != message.shortDescription())
-            fmt::print(stderr, "    {}\n", *message.longDescription());
+            writeError(fmt::format("    {}\n", *message.longDescription()));
     }
     if (afterWriting)
         afterWriting();
@@ -39,5 +54,5 @@ void MessagePrinter::writeNewMessages()
 
 void complain(const std::string& sentence)
 {
-    fmt::print(stderr, "trelkind: {}\n", sentence);
+    writeError(fmt::format("trelkind: {}\n", sentence));
 }

@@ -9,6 +9,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <limits>
 #include <memory>
 #include <sys/stat.h>
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr double kSecondsBetweenLooks = 0.5;
 constexpr double kForever = 1e9;
+constexpr int kBlocksAtATime = 16;
 
 // Hands out what a growing file holds beyond what was handed out before. A file that was replaced or cut
 // begins anew.
@@ -23,20 +25,24 @@ class GrowingFile {
 public:
     explicit GrowingFile(std::string path) : path_(std::move(path)) { }
 
-    // False when taking refused some, which ends the reading.
-    bool readNew(const std::function<bool(std::string_view)>& take)
+    enum class Read { Everything, Some, Refused };
+    // At most so many blocks, so that somebody who follows a fast writer still hears an interrupt.
+    Read readNew(const std::function<bool(std::string_view)>& take, int mostBlocks)
     {
         reopenIfReplaced();
         if (!file_)
-            return true;
+            return Read::Everything;
         std::array<char, 65536> block{};
         std::clearerr(file_.get());
-        while (const std::size_t count = std::fread(block.data(), 1, block.size(), file_.get())) {
+        for (int blocks = 0; blocks < mostBlocks; ++blocks) {
+            const std::size_t count = std::fread(block.data(), 1, block.size(), file_.get());
+            if (count == 0)
+                return Read::Everything;
             position_ += static_cast<off_t>(count);
             if (!take({block.data(), count}))
-                return false;
+                return Read::Refused;
         }
-        return true;
+        return Read::Some;
     }
 
     bool exists() const { return file_ != nullptr; }
@@ -76,38 +82,50 @@ nlohmann::ordered_json linesAsJson(const std::string& text)
     return rows;
 }
 
-int showAsJson(GrowingFile& file)
-{
-    std::string text;
-    file.readNew([&text](std::string_view bytes) {
-        text += bytes;
-        return true;
-    });
-    return writeJson(linesAsJson(text)) ? kDone : kNotDone;
-}
-
 bool isOver(SVSingleTask& task)
 {
     task.updateBasedOnContent();
     return task.taskHasFinished() || task.taskWasAborted();
 }
 
+// Hands on what comes until the run is over and all of it has been read.
 int follow(GrowingFile& file, SVSingleTask& task)
 {
     auto& loop = platform::MainLoop::main();
     bool interrupted = false;
-    bool closed = false;
     bool over = false;
+    auto read = GrowingFile::Read::Everything;
     const auto watch = loop.watchSignal(SIGINT, [&interrupted] { interrupted = true; });
     const auto look = [&] {
         // Asked before reading, so that what a run wrote last is read after it was seen to be over.
         over = isOver(task);
-        closed = !file.readNew(terminal::write);
+        read = file.readNew(terminal::write, kBlocksAtATime);
     };
     look();
     const auto timer = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, look);
-    loop.runUntil([&] { return interrupted || closed || over; }, kForever);
-    return interrupted ? kInterrupted : kDone;
+    loop.runUntil(
+        [&] {
+            if (read == GrowingFile::Read::Some)
+                look();
+            return interrupted || read == GrowingFile::Read::Refused
+                || (over && read == GrowingFile::Read::Everything);
+        },
+        kForever);
+    return interrupted ? kInterrupted : read == GrowingFile::Read::Refused ? kNotDone : kDone;
+}
+
+int show(GrowingFile& file, bool json)
+{
+    std::string text;
+    const auto take = [&](std::string_view bytes) {
+        if (json)
+            text += bytes;
+        return json || terminal::write(bytes);
+    };
+    const auto read = file.readNew(take, std::numeric_limits<int>::max());
+    if (!file.exists())
+        return kNotDone;
+    return read != GrowingFile::Read::Refused && (!json || writeJson(linesAsJson(text))) ? kDone : kNotDone;
 }
 
 } // namespace
@@ -119,14 +137,9 @@ int outputVerb(const TaskOptions& options)
     if (!task)
         return kWrongUse;
     GrowingFile file(task->folderName() + "/runOutput");
-    if (options.follow)
-        return follow(file, *task);
-    if (options.json)
-        return showAsJson(file);
-    const bool written = file.readNew(terminal::write);
-    if (!file.exists()) {
-        complain(fmt::format("Task {} has no output yet.", options.number));
-        return kNotDone;
-    }
-    return written ? kDone : kNotDone;
+    const int status = options.follow ? follow(file, *task) : show(file, options.json);
+    if (file.exists() || status == kInterrupted)
+        return status;
+    complain(fmt::format("Task {} has no output yet.", options.number));
+    return kNotDone;
 }

@@ -10,10 +10,14 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <string>
+#include <sys/file.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -128,12 +132,45 @@ std::optional<std::string> whyNotRunnable(const KRTrelkindController& controller
         return fmt::format("{} names no executable in its Executable.plist.", wrapper);
     if (auto reason = whyNotExecutable(fmt::format("{}/MacOSX/{}", wrapper, *controller.executable())))
         return reason;
-    const auto& tasks = controller.taskInformation();
-    for (const auto& task : tasks)
+    for (const auto& task : controller.taskInformation())
         if (task->taskShouldBeRun() && platform::files::isDirectory(task->folderName()))
             return whyNotWritable(task->folderName());
     return std::nullopt;
 }
+
+// Such a task can't be run; the others can.
+void tellOfMissingFolders(const KRTrelkindController& controller)
+{
+    for (const auto& task : controller.taskInformation())
+        if (task->taskShouldBeRun() && !platform::files::isDirectory(task->folderName()))
+            complain(fmt::format("The run folder {} {}.", task->folderName(),
+                platform::files::exists(task->folderName()) ? "is not a folder" : "does not exist"));
+}
+
+// Holds a wrapper for one process that runs it: two would start the same tasks. The system lets go of it when
+// the process ends, however it ends.
+class RunLock {
+public:
+    explicit RunLock(const std::string& wrapper)
+        : descriptor_(::open(wrapper.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        // A file system without locks doesn't keep anybody from running.
+        isTaken_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    }
+    ~RunLock()
+    {
+        if (descriptor_ >= 0)
+            ::close(descriptor_);
+    }
+    RunLock(const RunLock&) = delete;
+    RunLock& operator=(const RunLock&) = delete;
+
+    bool isTaken() const { return isTaken_; }
+
+private:
+    int descriptor_;
+    bool isTaken_ = false;
+};
 
 void tellWhatStands(const KRTrelkindController& controller)
 {
@@ -183,6 +220,11 @@ int runVerb(const RunOptions& options)
     if (!wrapper)
         return kWrongUse;
     KRTrelkindController& controller = wrapper->controller();
+    const RunLock lock(controller.wrapperName());
+    if (lock.isTaken()) {
+        complain(fmt::format("{} is being run by another trelkind.", controller.wrapperName()));
+        return kNotDone;
+    }
     if (const auto reason = whyNotRunnable(controller)) {
         complain(*reason);
         return kNotDone;
@@ -201,6 +243,7 @@ int runVerb(const RunOptions& options)
         engine.changeConcurrency(engine.panel().concurrency);
     }
     tellWhatStands(controller);
+    tellOfMissingFolders(controller);
 
     BatchDisplay display(*wrapper);
     const Interrupts interrupts(engine, display);

@@ -1,5 +1,6 @@
 // The console front end: the command line, and nothing else.
 
+#include "app/Terminal.h"
 #include "app/Verbs.h"
 #include "platform/MainLoop.h"
 #include "remote/XCodeProject.h"
@@ -9,7 +10,9 @@
 #include <clocale>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <iostream>
+#include <unistd.h>
 
 namespace {
 
@@ -184,12 +187,26 @@ private:
     ClearOptions clear_;
 };
 
+// A program that was started with closed standard descriptors must not take a data file for one of them.
+void openStandardDescriptors()
+{
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::open("/dev/null", O_RDWR);
+    if (descriptor > STDERR_FILENO)
+        ::close(descriptor);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (!std::setlocale(LC_ALL, ""))
-        std::setlocale(LC_CTYPE, "C.UTF-8");
+    openStandardDescriptors();
+    // The user's locale tells what the terminal can show. Texts are UTF-8 all the same, and files and scripts
+    // have a decimal point, whoever reads them.
+    std::setlocale(LC_CTYPE, "");
+    terminal::Output::standard();
+    std::setlocale(LC_CTYPE, "C.UTF-8");
     std::signal(SIGPIPE, SIG_IGN);
     platform::MainLoop::main();
     ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };

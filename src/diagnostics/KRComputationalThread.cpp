@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <condition_variable>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -95,6 +96,13 @@ void KRComputationalThread::startForObject(std::shared_ptr<KRCT_Storage> job)
         launchAThread();
 }
 
+void KRComputationalThread::startForObjectOld(std::shared_ptr<KRCT_Storage> job)
+{
+    const std::lock_guard guard(accessLock_);
+    tasksWaitingForExecution_.push_front(std::move(job));
+    launchAThread();
+}
+
 // accessLock is held.
 void KRComputationalThread::launchAThread()
 {
@@ -109,7 +117,14 @@ void KRComputationalThread::launchAThread()
     } else {
         const Number number = KRSerialNumber::createNew();
         putIn(storageWhileStarting_, number, std::move(job), kInternalErrorIn);
-        std::thread([this, number] { connectWithPorts(number); }).detach();
+        try {
+            std::thread([this, number] { connectWithPorts(number); }).detach();
+        } catch (const std::system_error& refused) {
+            // The machine gives no more threads: the job waits for one of those that there are.
+            tasksWaitingForExecution_.push_front(takeOut(storageWhileStarting_, number));
+            KRMessageCenter::addMessage(fmt::format("Thread error: {}", refused.what()));
+            return;
+        }
     }
     ++howManyThreadsRunning_;
 }
@@ -132,9 +147,9 @@ void KRComputationalThread::connectWithPorts(Number number)
     serverHasStarted(worker, number);
     while (true) {
         auto job = worker->waitForJob();
-        KRMessageCenter::setCenterOfThread(job->messageController());
         std::shared_ptr<void> result;
         try {
+            KRMessageCenter::setCenterOfThread(job->messageController());
             result = job->mainMessage();
         } catch (...) {
             const auto thrown = diagnostics::currentException();

@@ -60,6 +60,9 @@ public:
 
     static KRComputationalThread& shared();
     void startForObject(std::shared_ptr<KRCT_Storage> job);
+    // An earlier form of the start, which nothing calls: a free worker, or a new one at once, without list
+    // and limit.
+    void startForObjectOld(std::shared_ptr<KRCT_Storage> job);
 
     int howManyThreadsRunning() const;
     int howManyThreadsExist() const; // Busy, idle and starting workers.

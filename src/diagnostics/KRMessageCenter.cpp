@@ -127,6 +127,7 @@ void KRMessageCenter::seriousErrorMessage(const MessageText& text)
         center->newSeriousMessage(text);
 }
 
+// There is one from the first use on, and none can take its place but another.
 std::shared_ptr<KRMessageCenter> KRMessageCenter::sharedMessageCenter()
 {
     SharedState& state = sharedState();
@@ -302,10 +303,10 @@ void KRMessageCenter::cleanUpCleanUp()
 
 void KRMessageCenter::finishedSendingErrorsOver()
 {
+    if (reportingThread_.joinable())
+        reportingThread_.join();
     const std::lock_guard guard(somethingWaitingLock_);
     hasLaunchedReportingThread_ = false;
-    if (reportingThread_.joinable())
-        reportingThread_.join(); // It has taken its last lock, and is about to return.
     if (!messagesThatShouldBeSentOver_.empty())
         startReporting();
 }

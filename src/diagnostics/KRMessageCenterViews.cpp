@@ -75,6 +75,12 @@ void KRMessageCenter::setScrollView(toolkit::Table* table)
 
 void KRMessageCenter::setScrollView(toolkit::Table* table, bool)
 {
+    if (!table)
+        return setScrollView(nullptr);
+    if (scrollView_ && scrollView_ != table) {
+        scrollView_->setDelegate(nullptr);
+        scrollView_->setDataSource(nullptr);
+    }
     scrollView_ = table;
     mainThread_ = std::this_thread::get_id();
     table->setDelegate(this);

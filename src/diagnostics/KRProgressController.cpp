@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 constexpr double kSecondsBetweenUpdates = 0.3;
@@ -147,7 +148,10 @@ void KRProgressController::startTimer()
         return;
     timerExists_ = true;
     theTimer_ = platform::Timer::schedule(
-        kSecondsBetweenUpdates, platform::Timer::Repeats::Yes, [this] { updateViewIfNeccesary(); });
+        kSecondsBetweenUpdates, platform::Timer::Repeats::Yes, [weak = weak_from_this()] {
+            if (const auto controller = weak.lock())
+                controller->updateViewIfNeccesary();
+        });
 }
 
 void KRProgressController::invalidateTimer()
@@ -176,18 +180,18 @@ std::vector<std::shared_ptr<KRProgressEntryController>> KRProgressController::vi
 bool KRProgressController::removeInsideLock()
 {
     bool viewRemoved = false;
-    for (const Number number : shouldBeRemoved_) {
+    for (const Number number : std::exchange(shouldBeRemoved_, {})) {
         const Entry entry = find(number);
         if (!entry)
             continue;
-        if (entry->hasView() && progressView_) {
-            progressView_->remove(entry->containingView());
+        if (entry->hasView()) {
             viewRemoved = true;
+            if (progressView_)
+                progressView_->remove(entry->containingView());
         }
         std::erase(allControllers_, entry);
         processes_.erase(number);
     }
-    shouldBeRemoved_.clear();
     return viewRemoved;
 }
 
@@ -226,7 +230,7 @@ void KRProgressController::updateViewIfNeccesary()
         if (added && progressView_ && this == sharedController().get())
             if (toolkit::Window* window = progressView_->window(); window && !window->isVisible())
                 window->orderFront();
-        for (const Number number : currentlyVisible_)
+        for (const Number number : std::vector<Number>(currentlyVisible_))
             if (const Entry entry = find(number))
                 changed |= entry->updateGraphicsIfNeccesary();
         if (processes_.empty()) {

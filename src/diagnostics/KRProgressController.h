@@ -75,7 +75,9 @@ private:
     std::unique_ptr<platform::Timer> theTimer_;
     KRProgressControllerDelegate* delegate_ = nullptr;
 
-    mutable std::mutex accessLock_;
+    // Recursive: a delegate that is let go inside it may be the last owner of an entry, which takes itself
+    // off the list.
+    mutable std::recursive_mutex accessLock_;
     std::map<Number, Entry> processes_;
     std::vector<Entry> allControllers_;
     bool waitingToStartTimer_ = false;

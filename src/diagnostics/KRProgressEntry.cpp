@@ -30,6 +30,9 @@ std::shared_ptr<KRProgressEntry> KRProgressEntry::createForVariable(KRProgressVa
 KRProgressEntry::~KRProgressEntry()
 {
     controller_->removeProcessEntry(serialNumber_);
+    // The controller's timer and views belong to the main thread, and so does its end.
+    if (!platform::MainLoop::runsOnThisThread())
+        platform::MainLoop::main().post([controller = std::move(controller_)] {});
 }
 
 void KRProgressEntry::updatePercentage(float fraction)

@@ -145,16 +145,26 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
     return changed;
 }
 
+void KRProgressEntryController::setProgressPole(std::unique_ptr<toolkit::ProgressBar> bar)
+{
+    progressPole_ = std::move(bar);
+    progressPole_->minimum = 0;
+    progressPole_->maximum = 1;
+}
+
 std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
 {
     if (containingView_)
         return containingView_;
     containingView_ = std::make_shared<toolkit::View>();
-    progressPole_ = std::make_unique<toolkit::ProgressBar>();
-    progressPole_->maximum = 1;
+    setProgressPole(std::make_unique<toolkit::ProgressBar>());
     abortButton_ = std::make_unique<toolkit::Button>();
     description_ = std::make_unique<toolkit::TextField>();
     description_->stringValue = descriptionString_;
+    for (toolkit::View* part :
+        {static_cast<toolkit::View*>(progressPole_.get()), static_cast<toolkit::View*>(abortButton_.get()),
+            static_cast<toolkit::View*>(description_.get())})
+        containingView_->addSubview(*part);
     const std::lock_guard guard(accessLock_);
     progressPole_->isIndeterminate = progressPole_->isAnimating = indeterminate_;
     return containingView_;
@@ -174,16 +184,21 @@ void KRProgressEntryController::abortButtonHit()
     std::shared_ptr<KRProgressDelegate> delegate;
     {
         const std::lock_guard guard(accessLock_);
-        if (hitAbortButton_)
+        if (hitAbortButton_ || isTellingOfAbort_)
             return;
-        hitAbortButton_ = true;
+        isTellingOfAbort_ = true;
         delegate = delegate_.lock();
     }
-    // The delegate is told without the lock, so that it may ask this entry whatever it likes.
+    // The delegate is told without the lock, so that it may ask this entry whatever it likes, and before the
+    // worker can see the abort.
     if (delegate && delegate->respondsToProgressHitAbort())
         delegate->progressHitAbort(nullptr, callerInfo_);
     else if (delegate)
         delegate->abortButtonHit(*this);
+    {
+        const std::lock_guard guard(accessLock_);
+        hitAbortButton_ = true;
+    }
     if (abortButton_)
         abortButton_->isEnabled = false;
 }

@@ -53,6 +53,7 @@ public:
     bool wantsToBeDisplayed();
     bool updateGraphicsIfNeccesary(); // Whether anything changed on screen.
     std::shared_ptr<toolkit::View> containingView();
+    void setProgressPole(std::unique_ptr<toolkit::ProgressBar> bar); // Its range becomes 0 to 1.
     bool hasView() const { return containingView_ != nullptr; }
     void variableNameChanged(
         const std::string& oldName, const std::string& newName, std::int64_t variableBinSerialNumber);
@@ -85,6 +86,7 @@ private:
     float fractionThatIsWaiting_ = 0;
     std::optional<std::string> descriptionWaiting_;
     bool hitAbortButton_ = false;
+    bool isTellingOfAbort_ = false;
     std::weak_ptr<KRProgressDelegate> delegate_;
     std::any callerInfo_;
     bool delegateRespondsToFraction_ = false;

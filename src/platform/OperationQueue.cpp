@@ -185,8 +185,11 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation)
 
 void OperationQueue::cancelAllOperations()
 {
+    std::deque<std::shared_ptr<Operation>> dropped; // Goes after the lock.
     const std::lock_guard lock(state_->mutex);
     state_->cancelInsideLock();
+    dropped.swap(state_->waiting);
+    state_->changed.notify_all();
 }
 
 int OperationQueue::operationCount() const

@@ -14,8 +14,9 @@ public:
     virtual ~Operation() = default;
     virtual void main() = 0;
 
-    // Asks the operation to stop; main() looks at isCancelled() where it can. A cancelled operation that has
-    // not begun is still started, so that it can tell its callers what it told them to expect. Any thread.
+    // Asks the operation to stop; main() looks at isCancelled() where it can. One that is cancelled alone
+    // before it has begun is still started, so that it can tell its callers what it told them to expect. Any
+    // thread.
     void cancel() { cancelled_ = true; }
     bool isCancelled() const { return cancelled_; }
 
@@ -42,6 +43,7 @@ public:
     OperationQueue& operator=(const OperationQueue&) = delete;
 
     void addOperation(std::shared_ptr<Operation>);
+    // Cancels those that run; those that have not begun are dropped, and no longer counted.
     void cancelAllOperations();
     int operationCount() const; // Waiting and running ones.
     int maxConcurrentOperationCount() const;

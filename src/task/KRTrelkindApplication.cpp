@@ -75,8 +75,9 @@ void KRTrelkindApplication::prepareFolders()
     files::createDirectories(platform::Places::library());
     const std::string scratch = platform::Places::scratch();
     files::remove(scratch);
-    files::createDirectory(scratch, kOwnerOnly);
-    files::writeFile(scratch + "/Empty", "");
+    // Nothing is written into a folder that somebody else has put there.
+    if (files::createDirectory(scratch, kOwnerOnly))
+        files::writeFile(scratch + "/Empty", "");
 }
 
 std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(const std::string& path)

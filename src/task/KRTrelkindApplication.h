@@ -73,7 +73,10 @@ public:
     void addLSFMachine(bool senderIsMenuItem);
     std::shared_ptr<KRTrelkindMachine> controllerFor(
         KRDraggableViewsController& list, const platform::Value& propertyList);
+    void entriesWereAdded() { }
+    void userActionStartedForDragController() { }
     void userActionEndedForDragController();
+    void willRemoveFromController() { }
     void createMachineConnection();
     toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }
     toolkit::Table& machineTable() { return machineTable_; }
@@ -113,6 +116,7 @@ private:
     std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
     KRDraggableViewsController machines_;
     bool machineListIsUnreadable_ = false;
+    bool machineListIsIncomplete_ = false;
     bool isOkToTerminate_ = true;
     KRCountLimiter countLimiter_;
     platform::OperationQueue localMachineQueue_;

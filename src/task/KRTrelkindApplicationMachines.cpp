@@ -36,6 +36,8 @@ void KRTrelkindApplication::awakeFromNib()
     machines_.forceViewReset();
     machines_.setAcceptableDragTypes({"SV Machine Definition"});
 
+    if (resourceFolder.empty())
+        return;
     const auto readHelp = [this](const char* name, toolkit::TextView& view) {
         view.string =
             platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or("");
@@ -48,6 +50,8 @@ void KRTrelkindApplication::awakeFromNib()
 
 void KRTrelkindApplication::saveMachineInformation()
 {
+    if (machineListIsIncomplete_)
+        return; // Definitions that this build can't show stay in the file.
     if (machineListIsUnreadable_) {
         KRMessageCenter::addMessage("Could not save the machine list.",
             fmt::format("{} can't be read and is not written over. Remove or mend it and start again.",
@@ -78,8 +82,10 @@ std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
         return nullptr;
     }
     auto machine = makeMachine(kind);
-    if (!machine)
+    if (!machine) {
+        machineListIsIncomplete_ = true;
         return nullptr;
+    }
     machine->finishConnections();
     machine->close();
     machine->fillFromPropertyList(propertyList);

@@ -59,8 +59,16 @@ KRTrelkindController::~KRTrelkindController()
     observations_.clear();
     for (const auto& task : taskInformation_)
         task->removeFromProject();
+    disconnectEngines();
+}
+
+void KRTrelkindController::disconnectEngines()
+{
     if (engine_)
         engine_->disconnectFromTaskController();
+    for (const auto& detached : detachedEngines_)
+        if (const auto engine = detached.lock())
+            engine->disconnectFromTaskController();
 }
 
 void KRTrelkindController::observeNotifications()
@@ -249,6 +257,9 @@ void KRTrelkindController::endAllTasks()
         views_->fixedPartOfView.frame.height += height;
     }
     panel->removeFromSuperview();
+    // Its last runs may still be ending; they must not reach a controller that has gone meanwhile.
+    std::erase_if(detachedEngines_, [](const auto& engine) { return engine.expired(); });
+    detachedEngines_.push_back(engine_);
     // The engine may be the caller: it goes at the end of the event.
     platform::MainLoop::main().post([engine = std::move(engine_)] {});
     engine_ = nullptr;
@@ -357,8 +368,8 @@ void KRTrelkindController::saveWriteUpIfNeeded()
         return;
     const std::string package = wrapperName() + "/Info.rtfd";
     files::createDirectory(package);
-    files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
-    writeUpChanged_ = false;
+    // Notes that could not be written stay changed, and the next occasion tries again.
+    writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
 }
 
 bool KRTrelkindController::validateMenuItem(const std::string& action) const
@@ -395,13 +406,12 @@ bool KRTrelkindController::windowShouldClose()
     waitingToStop_ = true;
     for (const auto& task : taskInformation_)
         task->removeFromProject();
-    views_.reset();
     const auto self = shared_from_this();
     if (SVTaskApplication* app = SVTaskApplication::app())
         app->removeController(*this);
-    if (engine_)
-        engine_->disconnectFromTaskController();
-    platform::MainLoop::main().post([self] {}); // Whoever called may still use the controller in this event.
+    disconnectEngines();
+    // Whoever called may still use the controller and its window in this event.
+    platform::MainLoop::main().post([self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});
     platform::NotificationCenter::defaultCenter().post(notifications::kWindowClosed, this);
     return true;
 }

@@ -115,6 +115,7 @@ private:
     void addViewForEngine();
     void saveWriteUpIfNeeded();
     bool anyTaskHasBeenCommitted() const;
+    void disconnectEngines();
 
     std::shared_ptr<SVSingleTask> taskForRow(int row) const;
     std::shared_ptr<SVSingleTask> selectedTask() const;
@@ -130,6 +131,7 @@ private:
     TaskWrapper wrapper_;
     std::int64_t serialNumber_;
     std::shared_ptr<SVTrelkindEngine> engine_;
+    std::vector<std::weak_ptr<SVTrelkindEngine>> detachedEngines_; // Dropped, with runs that still end.
     bool everythingIsFilled_ = false; // Always false; it gates menu items.
     std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
     int howManyTasksAreFinished_ = 0;

@@ -3,6 +3,9 @@
 #include "platform/FileManager.h"
 #include "platform/MainLoop.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace {
 
 namespace files = platform::files;
@@ -10,8 +13,10 @@ constexpr double kSecondsBetweenReports = 0.2;
 
 bool copyReplacing(const SVCopyFileTask::CopyAction& action)
 {
-    if (files::exists(action.to))
-        files::remove(action.to);
+    std::error_code error;
+    if (std::filesystem::equivalent(action.from, action.to, error))
+        return true; // It is there already, and removing it would lose it.
+    files::remove(action.to);
     return files::copy(action.from, action.to);
 }
 
@@ -56,7 +61,11 @@ void SVCopyFileTask::main()
     success_ = allCopied;
     if (reported != 100)
         report(100 - reported);
-    if (callback_)
-        platform::MainLoop::main().postAndWait([this] { callback_->taskFinished(*this); });
-    callback_.reset();
+    platform::MainLoop::main().postAndWait([this] {
+        if (callback_)
+            callback_->taskFinished(*this);
+        // The last owner of an engine or a view goes on the main thread.
+        callback_.reset();
+        progress_.reset();
+    });
 }

@@ -17,11 +17,12 @@ void SVLocalTask::main()
         return;
     }
     platform::MainLoop::main().post([self] { self->parent_->startedJob(*self); });
-    ScriptRun{executable_, workDirectory_, argument_, kOlderMarkers, [this] { return isCancelled(); },
-        platform::sleepFor}
-        .run();
+    // Arranged first, so that it comes whatever happens below.
     postWhenEnded([self] {
         self->parent_->endedJob(*self);
         self->parent_.reset();
     });
+    ScriptRun{executable_, workDirectory_, argument_, kOlderMarkers, [this] { return isCancelled(); },
+        platform::sleepFor}
+        .run();
 }

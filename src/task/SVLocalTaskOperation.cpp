@@ -18,14 +18,15 @@ void SVLocalTaskOperation::main()
         return;
     }
     platform::MainLoop::main().post([self] { self->parent_->startedJob(*self); });
+    // Arranged first, so that it comes whatever happens below.
+    postWhenEnded([self] {
+        self->parent_->endedJob(*self);
+        self->parent_.reset();
+    });
     const auto end = ScriptRun{executable_, workDirectory_, argument_, kTaskMarkers,
         [this] { return isCancelled(); }, platform::sleepFor}
                          .run();
     if (end == ScriptRun::End::Aborted)
         platform::files::writeFile(workDirectory_ + "VTask_aborted", "");
     platform::files::remove(workDirectory_ + kTaskMarkers.script);
-    postWhenEnded([self] {
-        self->parent_->endedJob(*self);
-        self->parent_.reset();
-    });
 }

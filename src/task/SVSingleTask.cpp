@@ -48,7 +48,7 @@ std::string SVSingleTask::folderName() const
 
 std::string SVSingleTask::description() const
 {
-    return fmt::format("<{}> - #{} - {}", static_cast<const void*>(this), numberInProject_, statusString());
+    return fmt::format("<0x{}> - #{} - {}", static_cast<const void*>(this), numberInProject_, statusString());
 }
 
 bool SVSingleTask::waitingToBeSubmitted() const

@@ -108,12 +108,13 @@ void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
     checkPeriodically_.reset();
     panel_.startButton.isHidden = false;
     panel_.endButton.isHidden = true;
-    if (taskController_ && allTasksAreFinished())
+    if (taskController_ && isAttached_ && allTasksAreFinished())
         taskController_->endAllTasks();
 }
 
 void SVTrelkindEngineLocal::disconnect()
 {
+    isAttached_ = false;
     checkPeriodically_.reset();
     if (isRunning())
         operations_.cancelAllOperations();

@@ -55,5 +55,6 @@ private:
     std::unique_ptr<platform::Timer> checkPeriodically_;
     platform::OperationQueue operations_;
     bool running_ = false; // Set by the first start for good.
+    bool isAttached_ = true; // Until the controller drops it; its runs may end later.
     std::set<int> whichTasksAreRunning_;
 };

@@ -98,6 +98,7 @@ ScriptRun::End ScriptRun::run() const
     files::remove(workDirectory + markers.completed);
     files::remove(workDirectory + markers.started);
     const std::string script = workDirectory + markers.script;
+    files::remove(script); // One of a session that died must not run in place of one that can't be written.
     files::writeFileAtomically(script, scriptText(), kOwnerOnly, files::Flush::No);
     files::setPermissions(script, kOwnerOnly);
 

@@ -11,12 +11,15 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 
 namespace {
 
 using platform::Value;
 namespace files = platform::files;
+
+constexpr std::uint64_t kMostChecksumBytes = 4096;
 
 struct ReadDictionary {
     Value dictionary{Value::Dictionary()};
@@ -43,10 +46,13 @@ std::optional<std::vector<std::string>> inputFilesOf(const Value& information)
     if (const Value* list = information.find("InputFiles"); list && list->array()) {
         std::vector<std::string> names;
         for (const Value& name : *list->array())
-            if (name.text())
-                names.push_back(*name.text());
+            if (auto text = textOfValue(&name))
+                names.push_back(std::move(*text));
         return names;
     }
+    // A name in place of the list: what a person meant must not be removed for it.
+    if (const auto single = information.textFor("InputFiles"))
+        return std::vector<std::string>{*single};
     if (const auto single = information.textFor("Input"))
         return std::vector<std::string>{*single};
     return std::nullopt;
@@ -55,11 +61,14 @@ std::optional<std::vector<std::string>> inputFilesOf(const Value& information)
 std::optional<std::string> checksumOf(const std::string& executablePath)
 {
     const std::string path = executablePath + ".md5";
-    if (auto known = files::readUtf8(path))
+    std::string reason;
+    auto known = files::readFile(path, kMostChecksumBytes, reason);
+    if (known && files::isValidUtf8(*known))
         return known;
     auto computed = md5ChecksumForFile(executablePath);
-    if (computed)
-        files::writeFile(path, *computed);
+    // Half a checksum would be trusted from now on.
+    if (computed && !files::writeFile(path, *computed))
+        files::remove(path);
     return computed;
 }
 
@@ -67,14 +76,17 @@ std::optional<std::string> checksumOf(const std::string& executablePath)
 
 std::optional<std::string> md5ChecksumForFile(const std::string& path)
 {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) // Opening a pipe would wait for its writer.
+        return std::nullopt;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"), std::fclose);
-    if (!file || files::isDirectory(path))
+    if (!file)
         return std::nullopt;
     platform::Md5 digest;
     auto chunk = std::make_unique<std::array<char, 65536>>();
     while (const std::size_t count = std::fread(chunk->data(), 1, chunk->size(), file.get()))
         digest.update(chunk->data(), count);
-    return digest.hexDigest();
+    return std::ferror(file.get()) ? std::nullopt : std::optional(digest.hexDigest());
 }
 
 std::optional<std::string> textOfValue(const Value* value)

@@ -131,6 +131,28 @@ TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
     EXPECT_TRUE(inBin->center->messages().empty());
 }
 
+TEST(ComputationalThread, TheEarlierFormKnowsNoLimit)
+{
+    std::atomic<int> started = 0;
+    std::atomic<bool> mayEnd = false;
+    int ended = 0;
+    auto& pool = KRComputationalThread::shared();
+    for (int i = 0; i < 25; ++i)
+        pool.startForObjectOld(KRCT_Storage::create(
+            [&]() -> std::shared_ptr<void> {
+                ++started;
+                while (!mayEnd)
+                    std::this_thread::yield();
+                return nullptr;
+            },
+            [&](const std::shared_ptr<void>&) { ++ended; },
+            []() -> std::shared_ptr<KRMessageCenter> { throw std::runtime_error("an owner that fails"); }));
+    EXPECT_EQ(pool.howManyThreadsRunning(), 25);
+    mayEnd = true;
+    EXPECT_TRUE(served([&] { return ended == 25; }));
+    EXPECT_EQ(started, 0) << "their owner's center could not be had";
+}
+
 TEST(SerialNumber, CountsFromOneAndNeverRepeatsAcrossThreads)
 {
     KRSerialNumber source;

@@ -58,9 +58,10 @@ TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
     const std::pair<Value::Dictionary, std::optional<std::vector<std::string>>> cases[] = {
         {{}, std::nullopt},
         {{{"Input", "single"}}, {{"single"}}},
-        {{{"InputFiles", one}, {"Input", "single"}}, {{"a", "b"}}},
+        {{{"InputFiles", one}, {"Input", "single"}}, {{"a", "7", "b"}}},
         {{{"InputFiles", Value::Array()}, {"Input", "single"}}, {std::vector<std::string>()}},
         {{{"InputFiles", 5}, {"Input", "single"}}, {{"single"}}},
+        {{{"InputFiles", "alone"}}, {{"alone"}}},
     };
     for (const auto& [information, names] : cases) {
         const WrapperOnDisk wrapper;
