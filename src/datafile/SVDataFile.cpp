@@ -32,14 +32,22 @@ std::string readWord()
     return std::string("dataFile.Read") + SVArrayMemberOf<T>.stem + "Array(name)";
 }
 
-// Reads the stored elements as they are.
+// Reads the stored elements as they are; empty, with a report, when the file ends before them.
 template <class Stored>
 SVMutableArray<Stored> readStored(SVDataFileContent& content, const SVDataEntry& entry)
 {
+    const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, sizeof(Stored));
+    if (end < 0 || end > content.file.Length()) {
+        // Said before room is made for what can't be there.
+        SVErrorMessage(std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)",
+            "Could not read the required number of values from the file");
+        return {};
+    }
     SVMutableArray<Stored> array(entry.m, entry.n, entry.o);
     content.file.SetPosition(entry.location);
     content.atEnd = false;
-    content.file.ReadBinary(array);
+    if (!content.file.ReadBinary(array))
+        return {};
     if constexpr (sizeof(Stored) > 1) {
         if (content.swapBytes)
             SwapEndian(array);
@@ -101,10 +109,16 @@ SVDataFile& SVDataFile::operator=(const SVDataFile& other)
 {
     if (Content == other.Content)
         return *this;
-    Release();
+    SVDataFileContent* const old = Content;
+    old->Lock();
+    other.Content->Lock();
+    const int left = --old->referenceCount;
     Content = other.Content;
-    const ContentGuard guard(*Content);
     ++Content->referenceCount;
+    Content->Unlock();
+    old->Unlock();
+    if (left == 0)
+        delete old;
     return *this;
 }
 
@@ -211,7 +225,7 @@ bool SVDataFile::WriteIndexFile()
 void SVDataFile::Sync()
 {
     const ContentGuard guard(*Content);
-    if (Content->file.IsReadOnly())
+    if (Content->file.IsReadOnly() || !Content->file.IsOpen())
         return;
     Content->file.Flush();
     const std::string name = Content->file.Name();
@@ -233,7 +247,7 @@ template <class T>
 void SVDataFile::SaveArray(const SVArray<T>& array, const std::string& name)
 {
     const ContentGuard guard(*Content);
-    if (!Content->PrepareToWrite())
+    if (!Content->PrepareToWrite(name))
         return;
     Content->WriteHeader(name, SVDataFileCode<T>, array.m(), array.n(), array.o(),
         array.Length() * static_cast<long long>(sizeof(T)));
@@ -300,7 +314,7 @@ void SVDataFile::Save(const SVUShortIntArray& array, const std::string& name)
 void SVDataFile::Save(const std::string& text, const std::string& name)
 {
     const ContentGuard guard(*Content);
-    if (!Content->PrepareToWrite())
+    if (!Content->PrepareToWrite(name))
         return;
     const auto length = static_cast<long>(text.size()) + 1;
     Content->WriteHeader(name, kSVStringType, length, 1, 1, length);
@@ -308,7 +322,7 @@ void SVDataFile::Save(const std::string& text, const std::string& name)
 }
 
 template <class T>
-SVMutableArray<T> SVDataFile::ReadArray(const std::string& name)
+SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
 {
     const ContentGuard guard(*Content);
     const std::string word = readWord<T>();
@@ -329,51 +343,45 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name)
             SVErrorMessage(word, "Trying to read in a string.");
         return {};
     }
-    const int elementSize = SVDataFileTypeWithCode(code)->elementSize;
-    const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, elementSize);
-    if (end < 0 || end > Content->file.Length()) {
-        SVErrorMessage(word, "Could not read the required number of values from the file");
-        return {};
-    }
     return reader->read(*Content, entry);
 }
 
-SVMutableDoubleArray SVDataFile::ReadDoubleArray(const std::string& name)
+SVMutableDoubleArray SVDataFile::ReadDoubleArray(const std::string& name) const
 {
     return ReadArray<double>(name);
 }
 
-SVMutableFloatArray SVDataFile::ReadFloatArray(const std::string& name)
+SVMutableFloatArray SVDataFile::ReadFloatArray(const std::string& name) const
 {
     return ReadArray<float>(name);
 }
 
-SVMutableIntArray SVDataFile::ReadIntArray(const std::string& name)
+SVMutableIntArray SVDataFile::ReadIntArray(const std::string& name) const
 {
     return ReadArray<std::int32_t>(name);
 }
 
-SVMutableCharArray SVDataFile::ReadCharArray(const std::string& name)
+SVMutableCharArray SVDataFile::ReadCharArray(const std::string& name) const
 {
     return ReadArray<signed char>(name);
 }
 
-SVMutableUCharArray SVDataFile::ReadUCharArray(const std::string& name)
+SVMutableUCharArray SVDataFile::ReadUCharArray(const std::string& name) const
 {
     return ReadArray<unsigned char>(name);
 }
 
-SVMutableShortIntArray SVDataFile::ReadShortIntArray(const std::string& name)
+SVMutableShortIntArray SVDataFile::ReadShortIntArray(const std::string& name) const
 {
     return ReadArray<std::int16_t>(name);
 }
 
-SVMutableUShortIntArray SVDataFile::ReadUShortIntArray(const std::string& name)
+SVMutableUShortIntArray SVDataFile::ReadUShortIntArray(const std::string& name) const
 {
     return ReadArray<std::uint16_t>(name);
 }
 
-std::string SVDataFile::ReadString(const std::string& name)
+std::string SVDataFile::ReadString(const std::string& name) const
 {
     constexpr const char* kWord = "dataFile.ReadString(name)";
     const ContentGuard guard(*Content);
@@ -390,7 +398,8 @@ std::string SVDataFile::ReadString(const std::string& name)
         return {};
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, 1);
     if (end < 0 || end > Content->file.Length()) {
-        SVErrorMessage(kWord, "Could not read the required number of characters from the file");
+        SVErrorMessage(
+            "SVFile::ReadString(length)", "Could not read the required number of characters from the file");
         return {};
     }
     Content->file.SetPosition(entry.location);
@@ -405,7 +414,6 @@ std::string SVDataFile::ReadString(const std::string& name)
 void SVDataFile::printInfo() const
 {
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
-    SVDataFile reader(*this);
     for (const std::string& name : AllVariableNames()) {
         const Description entry = Describe(name);
         const SVDataFileType* type = SVDataFileTypeWithCode(entry.type);
@@ -413,9 +421,9 @@ void SVDataFile::printInfo() const
         const bool isNumber = type && !isString && entry.m == 1 && entry.n == 1 && entry.o == 1;
         char number[32] = "";
         if (isNumber)
-            std::snprintf(number, sizeof number, "%g", reader.ReadNumber(name));
+            std::snprintf(number, sizeof number, "%g", ReadNumber(name));
         listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
-            isString ? SVDataListing::ValueOfString(reader.ReadString(name))
+            isString ? SVDataListing::ValueOfString(ReadString(name))
                      : SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, number)});
     }
     listing.Print();

@@ -64,14 +64,14 @@ public:
 
     void Flush() override;
 
-    SVMutableDoubleArray ReadDoubleArray(const std::string& name) override;
-    SVMutableFloatArray ReadFloatArray(const std::string& name) override;
-    SVMutableIntArray ReadIntArray(const std::string& name) override;
-    SVMutableCharArray ReadCharArray(const std::string& name) override;
-    SVMutableUCharArray ReadUCharArray(const std::string& name) override;
-    SVMutableShortIntArray ReadShortIntArray(const std::string& name) override;
-    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) override;
-    std::string ReadString(const std::string& name) override;
+    SVMutableDoubleArray ReadDoubleArray(const std::string& name) const override;
+    SVMutableFloatArray ReadFloatArray(const std::string& name) const override;
+    SVMutableIntArray ReadIntArray(const std::string& name) const override;
+    SVMutableCharArray ReadCharArray(const std::string& name) const override;
+    SVMutableUCharArray ReadUCharArray(const std::string& name) const override;
+    SVMutableShortIntArray ReadShortIntArray(const std::string& name) const override;
+    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) const override;
+    std::string ReadString(const std::string& name) const override;
 
     void printInfo() const override;
 
@@ -79,7 +79,7 @@ private:
     template <class T>
     void SaveArray(const SVArray<T>& array, const std::string& name);
     template <class T>
-    SVMutableArray<T> ReadArray(const std::string& name);
+    SVMutableArray<T> ReadArray(const std::string& name) const;
     void Release();
 
     SVDataFileContent* Content;

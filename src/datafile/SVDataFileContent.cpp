@@ -123,16 +123,13 @@ bool SVDataFileContent::ReadIndexFile()
     const std::string name = SVIndexFileNameForReading(file.Name());
     if (!SVFile::CanOpen(name, SVFile::ReadOnly))
         return false;
-    const SVFile index(name, SVFile::ReadOnly);
-    const long long count = index.IsOpen() ? index.Length() : 0;
-    SVReadAhead ahead(index);
-    const unsigned char* bytes = ahead.At(0, static_cast<std::size_t>(std::max(0LL, count)));
-    if (!bytes || count < static_cast<long long>(kSVIndexFileMagicLength)
-        || std::memcmp(bytes, kSVIndexFileMagic, kSVIndexFileMagicLength) != 0)
+    const std::vector<unsigned char> bytes = SVAllBytes(SVFile(name, SVFile::ReadOnly));
+    if (bytes.size() < kSVIndexFileMagicLength
+        || std::memcmp(bytes.data(), kSVIndexFileMagic, kSVIndexFileMagicLength) != 0)
         return false;
-    return SVReadIndexFileRecords(SVRecordReader(bytes + kSVIndexFileMagicLength,
-                                      static_cast<std::size_t>(count) - kSVIndexFileMagicLength),
-        file.Length(), content);
+    const SVRecordReader records(
+        bytes.data() + kSVIndexFileMagicLength, bytes.size() - kSVIndexFileMagicLength);
+    return SVReadIndexFileRecords(records, file.Length(), content);
 }
 
 bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
@@ -166,15 +163,14 @@ void SVDataFileContent::Scan()
         if (!bytes)
             return;
         const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
-        if (header.entrySize == 0 || header.type > kSVLargestType || header.nameLength > kSVLongestName
-            || header.nameLength < 0) {
+        const auto nameLength = static_cast<std::size_t>(header.nameLength); // A negative one is too long.
+        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName) {
             SVErrorMessage(kScanWord, kInvalidFormat);
             return;
         }
         // The low 32 bits, as every reader of the format has compared them.
         if (static_cast<std::int32_t>(header.entrySize) > length - position)
             return;
-        const auto nameLength = static_cast<std::size_t>(header.nameLength);
         const long long nameStart = position + kSVEntryHeaderLength;
         const unsigned char* name = ahead.At(nameStart, nameLength);
         if (!name)
@@ -192,10 +188,15 @@ void SVDataFileContent::Scan()
     }
 }
 
-bool SVDataFileContent::PrepareToWrite()
+bool SVDataFileContent::PrepareToWrite(const std::string& name)
 {
-    if (!file.IsOpen() || file.IsReadOnly()) {
-        SVErrorMessage(kSaveWord, file.IsOpen() ? "File is read only." : "Empty File.");
+    if (file.IsReadOnly() || !file.IsOpen()) {
+        SVErrorMessage(kSaveWord, file.IsReadOnly() ? "File is read only." : "Empty File.");
+        return false;
+    }
+    // Every reader stops at such an entry, and all that was saved behind it would be lost.
+    if (name.size() >= kSVLongestName) {
+        SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
         return false;
     }
     if (!atEnd) {

@@ -32,9 +32,9 @@ public:
 
     // The entry under a name, a default one when there is none.
     SVDataEntry Find(const std::string& name) const;
-    // Whether a write may proceed; what forbids it is reported. Leaves the file at its end, with its magic
-    // written.
-    bool PrepareToWrite();
+    // Whether an entry of that name may be written; what forbids it is reported. Leaves the file at its end,
+    // with its magic written.
+    bool PrepareToWrite(const std::string& name);
     // Writes the header and the name of an entry whose data come next, and enters it.
     void WriteHeader(const std::string& name, int type, long m, long n, long o, long long dataSize);
 

@@ -15,7 +15,7 @@ inline constexpr const char* kSVMagicVersion1 = "Sorvanta Binary File v1"; // Bi
 
 inline constexpr int kSVEntryHeaderLength = 28;
 inline constexpr int kSVLargestType = 2000;
-inline constexpr int kSVLongestName = 255; // With its NUL.
+inline constexpr std::size_t kSVLongestName = 255; // With its NUL.
 
 inline constexpr const char* kSVIndexBlockName = " SV Index block ";
 inline constexpr const char* kSVIndexBlockEnd = " SV Index end ";

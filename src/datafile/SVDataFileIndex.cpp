@@ -29,8 +29,7 @@ bool readRecords(SVRecordReader records, long long fileLength, std::map<std::str
             content.clear();
             return false;
         }
-        const long long end = SVEndOfData(record.location, record.m, record.n, record.o, type->elementSize);
-        if (end > fileLength || (end < 0 && record.location >= 0)) {
+        if (SVEndOfData(record.location, record.m, record.n, record.o, type->elementSize) > fileLength) {
             SVErrorMessage("DataFile::ReadContent", "Index has a problem");
             content.clear();
             return false;

@@ -23,7 +23,8 @@ void SVDataListing::Print()
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (isLong && i == firstLines) {
             const std::size_t next = lines.size() - lastLines;
-            text += "Skipping " + std::to_string(next - i) + " entries\n";
+            if (next > i)
+                text.append("Skipping ").append(std::to_string(next - i)).append(" entries\n");
             i = next;
         }
         std::string name = lines[i].name;
@@ -37,9 +38,10 @@ void SVDataListing::Print()
 std::string SVDataListing::ValueOfString(const std::string& text)
 {
     if (text.size() <= kLongestStringShown)
-        return "\"" + text + "\"";
-    return "\"" + text.substr(0, kLongestStringShown) + "...\" - " + std::to_string(text.size())
-        + " characters";
+        return std::string(1, '"').append(text).append(1, '"');
+    std::string value(1, '"');
+    value.append(text, 0, kLongestStringShown).append("...\" - ");
+    return value.append(std::to_string(text.size())).append(" characters");
 }
 
 std::string SVDataListing::ValueOfArray(long m, long n, long o, const std::string& number)

@@ -23,19 +23,19 @@ void writeArrayWithNote(SVDataStorage& storage, const std::string& name, const S
 
 } // namespace
 
-double SVDataStorage::ReadNumber(const std::string& name)
+double SVDataStorage::ReadNumber(const std::string& name) const
 {
     const SVDoubleArray array = ReadDoubleArray(name);
     return array.Length() == 1 ? array(0) : 0;
 }
 
-int SVDataStorage::ReadInt(const std::string& name)
+int SVDataStorage::ReadInt(const std::string& name) const
 {
     const SVIntArray array = ReadIntArray(name);
     return array.Length() == 1 ? array(0) : 0;
 }
 
-std::string SVDataStorage::ResolveName(const std::string& name)
+std::string SVDataStorage::ResolveName(const std::string& name) const
 {
     if (!SavedAsString(name))
         return name;

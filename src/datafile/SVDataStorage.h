@@ -2,6 +2,7 @@
 
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVPointer.h"
+#include "arrays/sv/SVTransformStorage.h"
 
 #include <string>
 #include <vector>
@@ -32,7 +33,7 @@ public:
     virtual void Save(const SVShortIntArray& array, const std::string& name) = 0;
     virtual void Save(const SVUShortIntArray& array, const std::string& name) = 0;
     virtual void Save(const std::string& text, const std::string& name) = 0;
-    void Save(const char* text, const std::string& name) { Save(std::string(text), name); }
+    void Save(const char* text, const std::string& name) { Save(std::string(text ? text : ""), name); }
 
     // How a value is stored; false for a name that isn't there.
     virtual bool SavedAsCharacter(const std::string& name) const = 0;
@@ -44,61 +45,61 @@ public:
     virtual void Flush() { }
 
     // The value under a name, converted to the type that is asked for; empty when it can't be had.
-    virtual SVMutableDoubleArray ReadDoubleArray(const std::string& name) = 0;
-    virtual SVMutableFloatArray ReadFloatArray(const std::string& name) = 0;
-    virtual SVMutableIntArray ReadIntArray(const std::string& name) = 0;
-    virtual SVMutableCharArray ReadCharArray(const std::string& name) = 0;
-    virtual SVMutableUCharArray ReadUCharArray(const std::string& name) = 0;
-    virtual SVMutableShortIntArray ReadShortIntArray(const std::string& name) = 0;
-    virtual SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) = 0;
+    virtual SVMutableDoubleArray ReadDoubleArray(const std::string& name) const = 0;
+    virtual SVMutableFloatArray ReadFloatArray(const std::string& name) const = 0;
+    virtual SVMutableIntArray ReadIntArray(const std::string& name) const = 0;
+    virtual SVMutableCharArray ReadCharArray(const std::string& name) const = 0;
+    virtual SVMutableUCharArray ReadUCharArray(const std::string& name) const = 0;
+    virtual SVMutableShortIntArray ReadShortIntArray(const std::string& name) const = 0;
+    virtual SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) const = 0;
     // The element of an array that holds exactly one; else 0.
-    virtual double ReadNumber(const std::string& name);
-    virtual int ReadInt(const std::string& name);
-    virtual std::string ReadString(const std::string& name) = 0;
+    virtual double ReadNumber(const std::string& name) const;
+    virtual int ReadInt(const std::string& name) const;
+    virtual std::string ReadString(const std::string& name) const = 0;
 
     // A listing on the standard error stream.
     virtual void printInfo() const { }
     void pinfo() const { printInfo(); }
 
     // Follows strings that name other variables; a circle is reported and leads back to the name itself.
-    std::string ResolveName(const std::string& name);
+    std::string ResolveName(const std::string& name) const;
     std::vector<std::string> AllVariableNamesWithPrefix(const std::string& prefix) const;
 };
 
 // A store read and written by type, for code that doesn't know which type it has.
-inline void Read(SVDataStorage& storage, const std::string& name, double& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, double& value)
 {
     value = storage.ReadNumber(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, std::string& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, std::string& value)
 {
     value = storage.ReadString(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableDoubleArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableDoubleArray& value)
 {
     value = storage.ReadDoubleArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableFloatArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableFloatArray& value)
 {
     value = storage.ReadFloatArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableIntArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableIntArray& value)
 {
     value = storage.ReadIntArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableCharArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableCharArray& value)
 {
     value = storage.ReadCharArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableUCharArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableUCharArray& value)
 {
     value = storage.ReadUCharArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableShortIntArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableShortIntArray& value)
 {
     value = storage.ReadShortIntArray(name);
 }
-inline void Read(SVDataStorage& storage, const std::string& name, SVMutableUShortIntArray& value)
+inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableUShortIntArray& value)
 {
     value = storage.ReadUShortIntArray(name);
 }
@@ -118,7 +119,7 @@ void Write(SVDataStorage& storage, const std::string& name, const SVArray<T>& va
 }
 
 // Writes a value, then the note of its type that a scan of the file looks for (the string "Seq_<name>"), and
-// flushes.
+// flushes. SVTransformStorage.h has the same for transforms.
 void WriteOne(SVDataStorage& storage, const std::string& name, double value);
 void WriteOne(SVDataStorage& storage, const std::string& name, const std::string& value);
 void WriteOne(SVDataStorage& storage, const std::string& name, const SVDoubleArray& value);

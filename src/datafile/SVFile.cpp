@@ -345,13 +345,19 @@ std::string SVFile::ReadString(unsigned long length)
         SVErrorMessage(kWord, "No file");
         return {};
     }
-    // No more is made room for than the file can hold, whatever somebody asks for.
-    const long long left = std::max(0LL, Length() - Position());
-    std::string text(std::min(length, static_cast<unsigned long>(left)), '\0');
-    if (std::fread(text.data(), 1, text.size(), Storage->file) == length)
-        return text;
-    SVErrorMessage(kWord, "Could not read the required number of characters from the file");
-    return {};
+    // Room is made block by block: the file may hold far less than is asked for.
+    constexpr std::size_t kBlock = 1 << 20;
+    std::string text;
+    while (text.size() < length) {
+        const std::size_t held = text.size();
+        const std::size_t wanted = std::min<std::size_t>(kBlock, length - held);
+        text.resize(held + wanted);
+        if (std::fread(text.data() + held, 1, wanted, Storage->file) != wanted) {
+            SVErrorMessage(kWord, "Could not read the required number of characters from the file");
+            return {};
+        }
+    }
+    return text;
 }
 
 SVMutableDoubleArray SVFile::ReadFortranBinary()

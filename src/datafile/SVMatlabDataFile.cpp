@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr const char* kSaveWord = "SVMatlabDataFile::Save";
+
 struct Shape {
     int m = 0;
     int n = 0;
@@ -101,6 +103,13 @@ ReaderWords wordsOf()
     if (std::is_same_v<T, signed char>)
         words.illegalTypeText = "Haven't taken care of this case.";
     return words;
+}
+
+// The low byte of the number without its fraction; 0 of one that is no 32-bit integer.
+char truncatedToByte(double code)
+{
+    const bool fits = code > -2147483649.0 && code < 2147483648.0;
+    return static_cast<char>(fits ? static_cast<std::int32_t>(code) & 0xff : 0);
 }
 
 std::string notFoundText(const std::string& name)
@@ -241,18 +250,21 @@ void SVMatlabDataFile::Flush()
     Content->file.Flush();
 }
 
-bool SVMatlabDataFile::MayWrite() const
+bool SVMatlabDataFile::MayWrite(const std::string& name) const
 {
-    if (!Content->file.IsReadOnly())
+    if (Content->file.IsReadOnly())
+        SVErrorMessage(kSaveWord, "File is read only.");
+    else if (name.size() >= kSVMatlabLongestName) // Readers would stop there and lose all that follows.
+        SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
+    else
         return true;
-    SVErrorMessage("SVMatlabDataFile::Save", "File is read only.");
     return false;
 }
 
 template <class T>
 void SVMatlabDataFile::SaveMatrix(const SVArray<T>& array, const std::string& name, bool mayHaveLayers)
 {
-    if (!MayWrite() || !IsOpen())
+    if (!MayWrite(name) || !IsOpen())
         return;
     const bool hasLayers = mayHaveLayers && array.o() > 1;
     if (hasLayers)
@@ -312,17 +324,18 @@ void SVMatlabDataFile::Save(const SVUShortIntArray& array, const std::string& na
 
 void SVMatlabDataFile::Save(const std::string& text, const std::string& name)
 {
-    const bool mayWrite = MayWrite();
-    if (!IsOpen())
-        SVErrorMessage("SVMatlabDataFile::Save", "File is not open.");
-    if (!mayWrite || !IsOpen())
+    if (!MayWrite(name))
         return;
+    if (!IsOpen()) {
+        SVErrorMessage(kSaveWord, "File is not open.");
+        return;
+    }
     Content->WriteHeader(name, kSVMatlabText, static_cast<int>(text.size()), 1);
     Content->file.WriteString(text);
 }
 
 template <class T>
-SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name)
+SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
 {
     const ReaderWords words = wordsOf<T>();
     const SVMatlabDataEntry entry = Content->Find(name);
@@ -336,7 +349,6 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name)
     if (end < 0 || end > Content->file.Length())
         return {}; // A matrix cut short by the end of the file.
     Shape shape{entry.m, entry.n, 1};
-    // Its companion is a plain matrix; asked for by its own name it must not be sought again.
     if (const std::string companion = name + "_3D"; Contains(companion)) {
         const int rows = ReadInt(companion);
         if (rows > 0)
@@ -347,45 +359,47 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name)
     if (reader != std::end(kReaders<T>))
         return reader->read(*Content, entry, shape);
     SVErrorMessage(words.illegalType, words.illegalTypeText);
-    return SVMutableArray<T>(shape.m, shape.n, shape.o);
+    SVMutableArray<T> asCreated(shape.m, shape.n, shape.o);
+    asCreated = T(0);
+    return asCreated;
 }
 
-SVMutableDoubleArray SVMatlabDataFile::ReadDoubleArray(const std::string& name)
+SVMutableDoubleArray SVMatlabDataFile::ReadDoubleArray(const std::string& name) const
 {
     return ReadArray<double>(name);
 }
 
-SVMutableFloatArray SVMatlabDataFile::ReadFloatArray(const std::string& name)
+SVMutableFloatArray SVMatlabDataFile::ReadFloatArray(const std::string& name) const
 {
     return ReadArray<float>(name);
 }
 
-SVMutableIntArray SVMatlabDataFile::ReadIntArray(const std::string& name)
+SVMutableIntArray SVMatlabDataFile::ReadIntArray(const std::string& name) const
 {
     return ReadArray<std::int32_t>(name);
 }
 
-SVMutableCharArray SVMatlabDataFile::ReadCharArray(const std::string& name)
+SVMutableCharArray SVMatlabDataFile::ReadCharArray(const std::string& name) const
 {
     return ReadArray<signed char>(name);
 }
 
-SVMutableUCharArray SVMatlabDataFile::ReadUCharArray(const std::string& name)
+SVMutableUCharArray SVMatlabDataFile::ReadUCharArray(const std::string& name) const
 {
     return ReadArray<unsigned char>(name);
 }
 
-SVMutableShortIntArray SVMatlabDataFile::ReadShortIntArray(const std::string& name)
+SVMutableShortIntArray SVMatlabDataFile::ReadShortIntArray(const std::string& name) const
 {
     return ReadArray<std::int16_t>(name);
 }
 
-SVMutableUShortIntArray SVMatlabDataFile::ReadUShortIntArray(const std::string& name)
+SVMutableUShortIntArray SVMatlabDataFile::ReadUShortIntArray(const std::string& name) const
 {
     return ReadArray<std::uint16_t>(name);
 }
 
-std::string SVMatlabDataFile::ReadString(const std::string& name)
+std::string SVMatlabDataFile::ReadString(const std::string& name) const
 {
     constexpr const char* kWord = "dataFile.ReadString(name)";
     const SVMatlabDataEntry entry = Content->Find(name);
@@ -413,8 +427,7 @@ std::string SVMatlabDataFile::ReadString(const std::string& name)
     } else {
         const SVDoubleArray codes = readStored<double>(*Content, entry, shape, false);
         for (long i = 0; i < codes.Length(); ++i)
-            text += codes(i) >= 0 && codes(i) < 256 ? static_cast<char>(static_cast<unsigned char>(codes(i)))
-                                                    : '?';
+            text += truncatedToByte(codes(i));
     }
     return text;
 }
@@ -422,7 +435,6 @@ std::string SVMatlabDataFile::ReadString(const std::string& name)
 void SVMatlabDataFile::printInfo() const
 {
     SVDataListing listing{Content->file.Name(), "one entry", 390, 10, {}};
-    SVMatlabDataFile reader(*this);
     for (const std::string& name : AllVariableNames()) {
         const Description entry = Describe(name);
         const SVMatlabType* type = SVMatlabTypeWithCode(entry.type);
@@ -430,9 +442,9 @@ void SVMatlabDataFile::printInfo() const
         const bool isNumber = type && isFound && entry.m == 1 && entry.n == 1;
         char number[32] = "";
         if (isNumber && !SavedAsString(name))
-            std::snprintf(number, sizeof number, "%g", reader.ReadNumber(name));
+            std::snprintf(number, sizeof number, "%g", ReadNumber(name));
         listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
-            SavedAsString(name) && isFound ? SVDataListing::ValueOfString(reader.ReadString(name))
+            SavedAsString(name) && isFound ? SVDataListing::ValueOfString(ReadString(name))
                                            : SVDataListing::ValueOfArray(entry.m, entry.n, 1, number)});
     }
     listing.Print();

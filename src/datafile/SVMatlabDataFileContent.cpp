@@ -77,15 +77,12 @@ bool SVMatlabDataFileContent::ReadIndexFile()
     const std::string name = SVMatlabIndexFileName(file.Name());
     if (!SVFile::CanOpen(name, SVFile::ReadOnly))
         return false;
-    const SVFile index(name, SVFile::ReadOnly);
-    const long long count = index.IsOpen() ? index.Length() : 0;
-    SVReadAhead ahead(index);
-    const unsigned char* bytes = ahead.At(0, static_cast<std::size_t>(std::max(0LL, count)));
-    if (!bytes || count < static_cast<long long>(kSVMatlabIndexMagicLength)
-        || std::memcmp(bytes, kSVMatlabIndexMagic, kSVMatlabIndexMagicLength) != 0)
+    const std::vector<unsigned char> bytes = SVAllBytes(SVFile(name, SVFile::ReadOnly));
+    if (bytes.size() < kSVMatlabIndexMagicLength
+        || std::memcmp(bytes.data(), kSVMatlabIndexMagic, kSVMatlabIndexMagicLength) != 0)
         return false;
     SVRecordReader records(
-        bytes + kSVMatlabIndexMagicLength, static_cast<std::size_t>(count) - kSVMatlabIndexMagicLength);
+        bytes.data() + kSVMatlabIndexMagicLength, bytes.size() - kSVMatlabIndexMagicLength);
     while (!records.AtEnd()) {
         std::int64_t location = 0;
         std::int8_t type = 0;
@@ -96,7 +93,7 @@ bool SVMatlabDataFileContent::ReadIndexFile()
         valid = valid && !variable.empty() && entry.m >= 0 && entry.n >= 0 && SVMatlabTypeWithCode(type);
         const long long end =
             valid ? SVEndOfData(location, entry.m, entry.n, 1, SVMatlabElementSize(type)) : 0;
-        if (valid && (end > file.Length() || (end < 0 && location >= 0))) {
+        if (valid && end > file.Length()) {
             SVErrorMessage("SVMatlabDataFile::ReadContent", "Index has a problem");
             valid = false;
         }
@@ -126,7 +123,8 @@ void SVMatlabDataFileContent::Scan()
             swapBytes = true;
             header = headerFrom(bytes, true);
         }
-        if (header.namlen < 1 || header.namlen > kSVMatlabLongestName || header.type < 0
+        const auto nameLength = static_cast<std::size_t>(header.namlen); // A negative one is too long.
+        if (nameLength < 1 || nameLength > kSVMatlabLongestName || header.type < 0
             || header.type > kSVMatlabLargestType) {
             SVErrorMessage(
                 "Reading In File Content", "Invalid file format, make sure you used the -v4 in matlab.");
@@ -138,7 +136,6 @@ void SVMatlabDataFileContent::Scan()
         }
         const int type = header.type % kSVMatlabTypeModulus;
         const long long nameStart = position + kSVMatlabHeaderLength;
-        const auto nameLength = static_cast<std::size_t>(header.namlen);
         const auto* name = reinterpret_cast<const char*>(ahead.At(nameStart, nameLength));
         if (!name)
             return;

@@ -9,7 +9,7 @@
 #include <cstdint>
 
 inline constexpr int kSVMatlabHeaderLength = 20;
-inline constexpr int kSVMatlabLongestName = 255; // With its NUL.
+inline constexpr std::size_t kSVMatlabLongestName = 255; // With its NUL.
 inline constexpr int kSVMatlabLargestType = 1052;
 inline constexpr int kSVMatlabTypeModulus = 1000; // Above it stands the byte order.
 

@@ -32,3 +32,18 @@ bool SVReadAhead::Fill(long long position, std::size_t count)
     block_.resize(std::fread(block_.data(), 1, block_.size(), file_.FILEForReading()));
     return block_.size() >= count;
 }
+
+std::vector<unsigned char> SVAllBytes(const SVFile& file)
+{
+    std::vector<unsigned char> bytes;
+    std::size_t held = 0;
+    while (file.IsOpen()) {
+        bytes.resize(held + kLargestBlock);
+        const std::size_t got = std::fread(bytes.data() + held, 1, kLargestBlock, file.FILEForReading());
+        held += got;
+        if (got < kLargestBlock)
+            break;
+    }
+    bytes.resize(held);
+    return bytes;
+}

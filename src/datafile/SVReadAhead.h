@@ -24,3 +24,6 @@ private:
     long long blockStart_ = 0;
     std::size_t wanted_ = 0; // Bytes of the next block.
 };
+
+// All bytes of a file. Room is made for what has really been read, whatever length the file claims.
+std::vector<unsigned char> SVAllBytes(const SVFile& file);

@@ -22,10 +22,10 @@ long long SVEndOfData(long long location, int m, int n, int o, int elementSize)
     for (const int factor : {o, elementSize}) {
         const auto times = static_cast<unsigned long long>(factor);
         if (times != 0 && bytes > most / times)
-            return -1;
+            return std::numeric_limits<long long>::max();
         bytes *= times;
     }
     if (location > 0 && bytes > most - static_cast<unsigned long long>(location))
-        return -1;
+        return std::numeric_limits<long long>::max();
     return location + static_cast<long long>(bytes);
 }

@@ -50,6 +50,6 @@ inline void SVAppendName(std::string& bytes, const std::string& name)
     bytes.append(name.c_str(), name.size() + 1);
 }
 
-// The offset just past m x n x o elements of so many bytes at a location, or -1 when a dimension is negative
-// or the offset is no file's.
+// The offset just past m x n x o elements of so many bytes at a location: -1 when a dimension is negative,
+// the largest number when there is no such offset.
 long long SVEndOfData(long long location, int m, int n, int o, int elementSize);
