@@ -134,21 +134,18 @@ TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
 TEST(ComputationalThread, TheEarlierFormKnowsNoLimit)
 {
     std::atomic<int> started = 0;
-    std::atomic<bool> mayEnd = false;
     int ended = 0;
     auto& pool = KRComputationalThread::shared();
+    const int before = pool.howManyThreadsRunning();
     for (int i = 0; i < 25; ++i)
         pool.startForObjectOld(KRCT_Storage::create(
             [&]() -> std::shared_ptr<void> {
                 ++started;
-                while (!mayEnd)
-                    std::this_thread::yield();
                 return nullptr;
             },
             [&](const std::shared_ptr<void>&) { ++ended; },
             []() -> std::shared_ptr<KRMessageCenter> { throw std::runtime_error("an owner that fails"); }));
-    EXPECT_EQ(pool.howManyThreadsRunning(), 25);
-    mayEnd = true;
+    EXPECT_EQ(pool.howManyThreadsRunning(), before + 25);
     EXPECT_TRUE(served([&] { return ended == 25; }));
     EXPECT_EQ(started, 0) << "their owner's center could not be had";
 }
