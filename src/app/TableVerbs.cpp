@@ -129,5 +129,10 @@ int filesVerb(const TaskOptions& options)
 
 int variablesVerb(const VariablesOptions& options)
 {
-    return options.places.size() == 1 ? showVariablesOfFile(options) : showVariablesOfRun(options);
+    const int status =
+        options.places.size() == 1 ? showVariablesOfFile(options) : showVariablesOfRun(options);
+    if (status != kDone || SVFileContent::scanner())
+        return status;
+    complain("Variables can not be shown yet; \"svdata list FILE\" tells what a data file holds.");
+    return kNotDone;
 }

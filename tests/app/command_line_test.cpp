@@ -178,6 +178,18 @@ TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
     }
 }
 
+TEST_F(CommandLine, SaysThatVariablesCanNotBeShownYet)
+{
+    wrapper.tasks({"a"});
+    wrapper.write("0/r.svbin");
+    for (const char* line : {"T variables \"$W\" 1 r.svbin --json", "T variables \"$W/0/r.svbin\" --json"}) {
+        const auto result = shell(line);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "[]\n");
+        EXPECT_THAT(result.err, HasSubstr("svdata list"));
+    }
+}
+
 TEST_F(CommandLine, ATaskAtWorkIsNotCleared)
 {
     wrapper.tasks({"a"}).executable(kProgram);
