@@ -411,7 +411,7 @@ std::string SVDataFile::ReadString(const std::string& name) const
     return text;
 }
 
-void SVDataFile::printInfo() const
+std::string SVDataFile::Listing() const
 {
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
     for (const std::string& name : AllVariableNames()) {
@@ -426,5 +426,11 @@ void SVDataFile::printInfo() const
             isString ? SVDataListing::ValueOfString(ReadString(name))
                      : SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, number)});
     }
-    listing.Print();
+    return listing.Text();
+}
+
+void SVDataFile::printInfo() const
+{
+    std::fputs(Listing().c_str(), stderr);
+    std::fflush(stderr);
 }

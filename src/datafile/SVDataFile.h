@@ -36,6 +36,8 @@ public:
         long long location = -1;
     };
     Description Describe(const std::string& name) const;
+    // The listing that printInfo() writes: a line for each variable, in the order of the file.
+    std::string Listing() const;
     // Writes the index file beside the data file; false when it can't be written.
     bool WriteIndexFile();
 

@@ -1,7 +1,6 @@
 #include "datafile/SVDataListing.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 constexpr std::size_t kLongListing = 400;
@@ -10,7 +9,7 @@ constexpr std::size_t kLongestStringShown = 25;
 constexpr std::size_t kDashes = 72;
 } // namespace
 
-void SVDataListing::Print()
+std::string SVDataListing::Text()
 {
     std::stable_sort(
         lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.location < b.location; });
@@ -31,8 +30,7 @@ void SVDataListing::Print()
         name.resize(std::max(name.size(), kNameColumns), '.');
         text += name + lines[i].label + lines[i].value + "\n";
     }
-    std::fputs(text.c_str(), stderr);
-    std::fflush(stderr);
+    return text;
 }
 
 std::string SVDataListing::ValueOfString(const std::string& text)

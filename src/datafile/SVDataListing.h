@@ -19,7 +19,7 @@ struct SVDataListing {
     std::size_t lastLines = 0; // and how many at its end.
     std::vector<Line> lines;
 
-    void Print();
+    std::string Text();
 
     // What a listing shows of a string, and of an array by its dimensions; `number` is the text of a single
     // element.

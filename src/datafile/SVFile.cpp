@@ -279,6 +279,8 @@ bool SVFile::ReadBinary(SVMutableCharArray& array, long length)
 
 bool SVFile::ReadCharacters(char* chars, unsigned long howMuchToRead)
 {
+    if (howMuchToRead == 0)
+        return true;
     if (IsOpen() && std::fread(chars, 1, howMuchToRead, Storage->file) == howMuchToRead)
         return true;
     SVErrorMessage("SVFile::ReadCharacters(chars,howMuchToRead)", kTooFewValues);
@@ -399,7 +401,7 @@ bool SVFile::WriteBytes(
 {
     if (CheckWriteErrorState(checkWord))
         return false;
-    if (std::fwrite(bytes, 1, count, FILEForWriting()) == count)
+    if (count == 0 || std::fwrite(bytes, 1, count, FILEForWriting()) == count)
         return true;
     SVErrorMessage(failWord, text);
     return false;

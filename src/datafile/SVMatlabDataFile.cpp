@@ -29,6 +29,8 @@ SVMutableArray<Stored> readStored(
     SVMutableArray<Stored> array(shape.m, shape.n, shape.o);
     content.file.SetPosition(entry.location);
     const auto count = static_cast<std::size_t>(array.Length());
+    if (count == 0)
+        return array;
     if (std::fread(array.Pointer(), sizeof(Stored), count, content.file.FILEForReading()) != count)
         return {};
     if constexpr (sizeof(Stored) > 1) {
@@ -432,7 +434,7 @@ std::string SVMatlabDataFile::ReadString(const std::string& name) const
     return text;
 }
 
-void SVMatlabDataFile::printInfo() const
+std::string SVMatlabDataFile::Listing() const
 {
     SVDataListing listing{Content->file.Name(), "one entry", 390, 10, {}};
     for (const std::string& name : AllVariableNames()) {
@@ -447,5 +449,11 @@ void SVMatlabDataFile::printInfo() const
             SavedAsString(name) && isFound ? SVDataListing::ValueOfString(ReadString(name))
                                            : SVDataListing::ValueOfArray(entry.m, entry.n, 1, number)});
     }
-    listing.Print();
+    return listing.Text();
+}
+
+void SVMatlabDataFile::printInfo() const
+{
+    std::fputs(Listing().c_str(), stderr);
+    std::fflush(stderr);
 }

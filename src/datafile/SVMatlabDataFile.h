@@ -34,6 +34,8 @@ public:
         long long location = -1;
     };
     Description Describe(const std::string& name) const;
+    // The listing that printInfo() writes: a line for each variable, in the order of the file.
+    std::string Listing() const;
 
     SVMutablePointer<SVDataStorage> AsPointer() const override;
     std::vector<std::string> AllVariableNames() const override;
