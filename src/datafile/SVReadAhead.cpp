@@ -42,10 +42,14 @@ std::optional<std::vector<unsigned char>> SVBytesBehindMagic(const SVFile& file,
     if (count != start.size() || start.compare(0, count, magic.c_str(), count) != 0)
         return {};
     std::vector<unsigned char> bytes;
-    for (std::size_t held = 0, got = kLargestBlock; got == kLargestBlock; held += got) {
-        bytes.resize(held + kLargestBlock);
-        got = std::fread(bytes.data() + held, 1, kLargestBlock, file.FILEForReading());
-        bytes.resize(held + got);
+    std::size_t held = 0;
+    for (std::size_t wanted = kSmallestBlock;; wanted = std::min(2 * wanted, kLargestBlock)) {
+        bytes.resize(held + wanted);
+        const std::size_t got = std::fread(bytes.data() + held, 1, wanted, file.FILEForReading());
+        held += got;
+        if (got < wanted)
+            break;
     }
+    bytes.resize(held);
     return bytes;
 }
