@@ -123,13 +123,9 @@ bool SVDataFileContent::ReadIndexFile()
     const std::string name = SVIndexFileNameForReading(file.Name());
     if (!SVFile::CanOpen(name, SVFile::ReadOnly))
         return false;
-    const std::vector<unsigned char> bytes = SVAllBytes(SVFile(name, SVFile::ReadOnly));
-    if (bytes.size() < kSVIndexFileMagicLength
-        || std::memcmp(bytes.data(), kSVIndexFileMagic, kSVIndexFileMagicLength) != 0)
-        return false;
-    const SVRecordReader records(
-        bytes.data() + kSVIndexFileMagicLength, bytes.size() - kSVIndexFileMagicLength);
-    return SVReadIndexFileRecords(records, file.Length(), content);
+    const auto bytes = SVBytesBehindMagic(SVFile(name, SVFile::ReadOnly), kSVIndexFileMagic);
+    return bytes
+        && SVReadIndexFileRecords(SVRecordReader(bytes->data(), bytes->size()), file.Length(), content);
 }
 
 bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)

@@ -77,12 +77,10 @@ bool SVMatlabDataFileContent::ReadIndexFile()
     const std::string name = SVMatlabIndexFileName(file.Name());
     if (!SVFile::CanOpen(name, SVFile::ReadOnly))
         return false;
-    const std::vector<unsigned char> bytes = SVAllBytes(SVFile(name, SVFile::ReadOnly));
-    if (bytes.size() < kSVMatlabIndexMagicLength
-        || std::memcmp(bytes.data(), kSVMatlabIndexMagic, kSVMatlabIndexMagicLength) != 0)
+    const auto bytes = SVBytesBehindMagic(SVFile(name, SVFile::ReadOnly), kSVMatlabIndexMagic);
+    if (!bytes)
         return false;
-    SVRecordReader records(
-        bytes.data() + kSVMatlabIndexMagicLength, bytes.size() - kSVMatlabIndexMagicLength);
+    SVRecordReader records(bytes->data(), bytes->size());
     while (!records.AtEnd()) {
         std::int64_t location = 0;
         std::int8_t type = 0;

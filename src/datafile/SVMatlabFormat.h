@@ -13,8 +13,7 @@ inline constexpr std::size_t kSVMatlabLongestName = 255; // With its NUL.
 inline constexpr int kSVMatlabLargestType = 1052;
 inline constexpr int kSVMatlabTypeModulus = 1000; // Above it stands the byte order.
 
-inline constexpr const char* kSVMatlabIndexMagic = "mat index file";
-inline constexpr std::size_t kSVMatlabIndexMagicLength = 15; // With its NUL.
+inline constexpr const char* kSVMatlabIndexMagic = "mat index file"; // And a NUL.
 
 // The types modulo 1000 that have a meaning here. Their tens digit is the element, their last digit 1 says
 // text.

@@ -33,15 +33,21 @@ bool SVReadAhead::Fill(long long position, std::size_t count)
     return block_.size() >= count;
 }
 
-std::vector<unsigned char> SVAllBytes(const SVFile& file)
+std::optional<std::vector<unsigned char>> SVBytesBehindMagic(const SVFile& file, const std::string& magic)
 {
+    if (!file.IsOpen())
+        return {};
+    std::string start(magic.size() + 1, '\0');
+    const std::size_t count = std::fread(start.data(), 1, start.size(), file.FILEForReading());
+    if (count != start.size() || start.compare(0, count, magic.c_str(), count) != 0)
+        return {};
     std::vector<unsigned char> bytes;
     std::size_t held = 0;
-    while (file.IsOpen()) {
-        bytes.resize(held + kLargestBlock);
-        const std::size_t got = std::fread(bytes.data() + held, 1, kLargestBlock, file.FILEForReading());
+    for (std::size_t wanted = kSmallestBlock;; wanted = std::min(2 * wanted, kLargestBlock)) {
+        bytes.resize(held + wanted);
+        const std::size_t got = std::fread(bytes.data() + held, 1, wanted, file.FILEForReading());
         held += got;
-        if (got < kLargestBlock)
+        if (got < wanted)
             break;
     }
     bytes.resize(held);

@@ -3,6 +3,8 @@
 #include "datafile/SVFile.h"
 
 #include <cstddef>
+#include <optional>
+#include <string>
 #include <vector>
 
 // Looks into a file from one place to the next, further on, and reads ahead in blocks: large ones where the
@@ -25,5 +27,6 @@ private:
     std::size_t wanted_ = 0; // Bytes of the next block.
 };
 
-// All bytes of a file. Room is made for what has really been read, whatever length the file claims.
-std::vector<unsigned char> SVAllBytes(const SVFile& file);
+// All bytes of a file behind its magic, which counts with its NUL; nothing when the file begins otherwise.
+// Room is made for what has really been read, whatever length the file claims.
+std::optional<std::vector<unsigned char>> SVBytesBehindMagic(const SVFile& file, const std::string& magic);

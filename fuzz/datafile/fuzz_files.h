@@ -1,0 +1,59 @@
+#pragma once
+
+#include "datafile/SVDataStorage.h"
+
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <string>
+
+// What the fuzz targets of the data files share: a folder for the files of a run, and readers that touch all
+// of a file. Reports are the right answer to most inputs; they would drown the fuzzer's own words.
+namespace fuzz {
+
+inline std::string pathOf(const std::string& name)
+{
+    static const std::string folder = [] {
+        std::cerr.setstate(std::ios::failbit);
+        // In memory where there is such a place: a disk would set the pace.
+        const std::filesystem::path memory = "/dev/shm";
+        std::error_code failure;
+        const bool inMemory = std::filesystem::is_directory(memory, failure);
+        std::string pattern =
+            ((inMemory ? memory : std::filesystem::temp_directory_path()) / "fuzz-XXXXXX").string();
+        return std::string(mkdtemp(pattern.data()));
+    }();
+    return folder + "/" + name;
+}
+
+inline void store(const std::string& path, const std::uint8_t* bytes, std::size_t count)
+{
+    if (std::FILE* file = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(bytes, 1, count, file);
+        std::fclose(file);
+    }
+}
+
+// A NaN or a number too large for its target gives whatever the machine gives: the array library says so, and
+// the undefined-behaviour sanitizer stops at it. So an array is read with the type that it is stored with.
+inline void readAll(const SVDataStorage& file)
+{
+    for (const std::string& name : file.AllVariableNames()) {
+        file.ResolveName(name);
+        if (file.SavedAsString(name))
+            file.ReadString(name);
+        else
+            file.ReadDoubleArray(name);
+        if (file.SavedAsShort(name))
+            file.ReadUShortIntArray(name);
+        if (file.SavedAsCharacter(name)) {
+            file.ReadUCharArray(name);
+            file.ReadCharArray(name);
+        }
+    }
+}
+
+} // namespace fuzz
