@@ -1,6 +1,7 @@
 #pragma once
 
 #include "arrays/sv/SVLock.h"
+#include "datafile/SVDataEntry.h"
 #include "datafile/SVFile.h"
 
 #include <cstddef>
@@ -8,15 +9,6 @@
 #include <string>
 
 struct SVDataFileStructure;
-
-// Where a variable lies in a native binary file, and what it is.
-struct SVDataEntry {
-    int m = 0;
-    int n = 0;
-    int o = 0;
-    int type = 0;
-    long long location = -1; // File offset of the data; below 0: not found.
-};
 
 // What the copies of an SVDataFile share: the open file and what was found in it, once, when it was opened.
 // The last of them writes the index block when it was asked for, and then closes the file.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "datafile/SVDataFileContent.h"
+#include "datafile/SVDataEntry.h"
 #include "datafile/SVRecordReader.h"
 
 #include <map>
