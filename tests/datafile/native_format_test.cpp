@@ -320,6 +320,37 @@ TEST(NativeFormat, BelievesNoLyingIndexBlock)
     }
 }
 
+// Each way of finding the content reads in steps; these files are longer than any of them.
+TEST(NativeFormat, FindsTheSameInEveryWay)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "a.svbin";
+    constexpr int kEntries = 100'000;
+    const auto write = [&](bool withBlock) {
+        SVDataFile file(path, SVFile::NewReadWrite);
+        for (int i = 0; i < kEntries; ++i)
+            file.Save(i, std::string("a rather long name ").append(std::to_string(i)));
+        file.Save(counting<double>(300, 1000), "large");
+        file.Save("last", "last");
+        if (withBlock)
+            file.SaveIndex();
+    };
+    const auto namesFound = [&] {
+        const SVDataFile file(path, SVFile::ReadOnly);
+        EXPECT_EQ(file.ReadInt("a rather long name 54321"), 54321);
+        EXPECT_EQ(file.ReadString("last"), "last");
+        return file.AllVariableNames();
+    };
+    write(true);
+    const auto byBlock = namesFound();
+    EXPECT_EQ(byBlock.size(), static_cast<std::size_t>(kEntries) + 2);
+    write(false);
+    EXPECT_EQ(namesFound(), byBlock);
+    ASSERT_TRUE(SVDataFile(path, SVFile::ReadOnly).WriteIndexFile());
+    EXPECT_GT(std::filesystem::file_size(folder / "a.index"), 3U << 20);
+    EXPECT_EQ(namesFound(), byBlock);
+}
+
 TEST(NativeFormat, ResolvesNames)
 {
     const ScratchFolder folder;
