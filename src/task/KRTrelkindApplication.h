@@ -113,6 +113,7 @@ private:
     toolkit::Menu menuEntryWithMachines_;
     toolkit::Window machineWindow_;
     toolkit::Table machineTable_;
+    toolkit::TextField machineName_; // Shown beside the table by a layout that has it; nothing reads it.
     std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
     KRDraggableViewsController machines_;
     bool machineListIsUnreadable_ = false;

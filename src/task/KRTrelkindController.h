@@ -138,6 +138,10 @@ private:
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;
     bool waitingToStop_ = false;
+    // Nothing uses these three yet: they belong to whoever will assign tasks to machines.
+    SVTaskMachine* localMachine_ = nullptr;
+    std::unique_ptr<platform::Timer> standardOutTimer_;
+    std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;
     bool writeUpChanged_ = false;
     std::shared_ptr<toolkit::Window> startingUpOn_;
     std::vector<std::unique_ptr<platform::NotificationCenter::Observation>> observations_;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "toolkit/Controls.h"
+#include "toolkit/Menu.h"
 #include "toolkit/Table.h"
 
 // The layout "TrelkindWindow": the window of one open wrapper and the views in it. A front end shows them.
@@ -22,6 +23,7 @@ struct TrelkindWindow {
     toolkit::TextField howMuchIsDoneField;
     toolkit::Button useLocalMachine;
     toolkit::Button useRemoteMachines;
+    toolkit::Menu runOptions;
     toolkit::TextView writeUp;
     toolkit::TextView setupDescription;
 
