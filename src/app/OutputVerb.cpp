@@ -16,7 +16,6 @@
 namespace {
 
 constexpr double kSecondsBetweenLooks = 0.5;
-constexpr double kForever = 1e9;
 constexpr int kBlocksAtATime = 16;
 
 // Hands out what a growing file holds beyond what was handed out before. A file that was replaced or cut
@@ -103,14 +102,12 @@ int follow(GrowingFile& file, SVSingleTask& task)
     };
     look();
     const auto timer = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, look);
-    loop.runUntil(
-        [&] {
-            if (read == GrowingFile::Read::Some)
-                look();
-            return interrupted || read == GrowingFile::Read::Refused
-                || (over && read == GrowingFile::Read::Everything);
-        },
-        kForever);
+    loop.runUntil([&] {
+        if (read == GrowingFile::Read::Some)
+            look();
+        return interrupted || read == GrowingFile::Read::Refused
+            || (over && read == GrowingFile::Read::Everything);
+    });
     return interrupted ? kInterrupted : read == GrowingFile::Read::Refused ? kNotDone : kDone;
 }
 

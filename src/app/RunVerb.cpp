@@ -24,7 +24,6 @@ namespace {
 
 constexpr double kSecondsBetweenFrames = 0.5;
 constexpr double kSecondsForEnding = 10;
-constexpr double kForever = 1e9;
 
 // Shows a batch while it runs: a live table on a terminal, otherwise a line for each change of a task's
 // state.
@@ -193,15 +192,13 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
         engine.updateStatus();
         display.update();
     });
-    loop.runUntil(
-        [&] {
-            if (interrupts.wantsKill())
-                platform::Process::killTerminating();
-            const bool idle = !engine.isRunning();
-            loop.runPending();
-            return idle && engine.whichTasksAreRunning().empty();
-        },
-        kForever);
+    loop.runUntil([&] {
+        if (interrupts.wantsKill())
+            platform::Process::killTerminating();
+        const bool idle = !engine.isRunning();
+        loop.runPending();
+        return idle && engine.whichTasksAreRunning().empty();
+    });
     for (bool gone = false; !gone && !interrupts.wantsKill();) {
         gone = platform::Process::finishTerminations(0.1);
         loop.runPending();

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr const char* kTooFewValues = "Could not read the required number of values from the file";
 constexpr const char* kNoNumberWritten = "Could not write the number to the file.";
 constexpr const char* kNoStringWritten = "Could not write the string to the file.";
 

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr const char* kTooFewValues = "Could not read the required number of values from the file";
 constexpr int kLongestNumber = 40;
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 

@@ -23,7 +23,6 @@ namespace platform::files {
 
 namespace {
 
-constexpr mode_t kPermissionBits = 07777;
 // Read in steps, so that memory follows what is really there and not what a file's length promises.
 constexpr std::size_t kReadStep = std::size_t{1} << 20;
 

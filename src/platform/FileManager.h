@@ -19,6 +19,12 @@ struct FileAttributes {
 // thread.
 namespace files {
 
+// Permissions of what nobody but the user may see: a file, and a folder or a script.
+constexpr std::uint32_t kOwnersFile = 0600;
+constexpr std::uint32_t kOwnersFolder = 0700;
+// All that a mode holds beside the kind of file.
+constexpr std::uint32_t kPermissionBits = 07777;
+
 bool exists(const std::string& path); // Follows links; a dangling link does not exist.
 bool isDirectory(const std::string& path);
 std::optional<FileAttributes> attributes(const std::string& path);

@@ -18,7 +18,6 @@ namespace platform::files {
 
 namespace {
 
-constexpr mode_t kPermissionBits = 07777;
 // Copying holds two descriptors a level, and a process has about a thousand.
 constexpr int kDeepestCopy = 200;
 constexpr std::size_t kCopyStep = std::size_t{1} << 20;

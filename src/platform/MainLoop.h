@@ -29,7 +29,8 @@ public:
     // Serves the loop until the condition holds or the limit (real seconds, not paced) has passed, and tells
     // whether it holds. The condition is looked at after each piece of work and at least every 20
     // milliseconds.
-    bool runUntil(const std::function<bool()>& condition, double limitInSeconds);
+    static constexpr double kForever = 1e9;
+    bool runUntil(const std::function<bool()>& condition, double limitInSeconds = kForever);
     // Serves everything that is ready now, without waiting; what that posts in its turn waits for the next
     // time.
     void runPending();

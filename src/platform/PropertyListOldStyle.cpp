@@ -8,7 +8,7 @@ namespace platform::propertylist {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
+constexpr std::string_view kOldStyleBlanks = " \t\r\n\v\f";
 constexpr std::string_view kDelimiters = "{}()<>=;,\"'";
 
 int hexValue(char digit)
@@ -82,7 +82,7 @@ private:
     bool skip()
     {
         for (;;) {
-            place_ = std::min(text_.find_first_not_of(kBlanks, place_), text_.size());
+            place_ = std::min(text_.find_first_not_of(kOldStyleBlanks, place_), text_.size());
             if (nextIs("//")) {
                 place_ = std::min(text_.find_first_of("\r\n", place_), text_.size());
             } else if (nextIs("/*")) {

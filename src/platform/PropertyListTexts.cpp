@@ -11,14 +11,14 @@ namespace platform::propertylist {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kXmlBlanks = " \t\r\n";
 
 std::string_view trimmed(std::string_view text)
 {
-    const std::size_t first = text.find_first_not_of(kBlanks);
+    const std::size_t first = text.find_first_not_of(kXmlBlanks);
     if (first == std::string_view::npos)
         return {};
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(kXmlBlanks) - first + 1);
 }
 
 template <typename Number, typename... Form>
@@ -120,7 +120,7 @@ std::optional<Value> dataFromText(std::string_view text)
     int held = 0;
     bool padded = false;
     for (const char letter : text) {
-        if (kBlanks.find(letter) != std::string_view::npos)
+        if (kXmlBlanks.find(letter) != std::string_view::npos)
             continue;
         const int value = kValues[static_cast<unsigned char>(letter)];
         if (letter == '=') {

@@ -8,8 +8,6 @@ namespace platform {
 
 namespace {
 
-constexpr std::uint32_t kOwnerOnly = 0600;
-
 // A dictionary of servers, each a dictionary of accounts, each the secret's bytes. Nothing when there is a
 // file that isn't this.
 std::optional<Value> readSecrets(const std::string& path)
@@ -27,9 +25,10 @@ bool writeSecrets(const Value& secrets, const std::string& path)
     files::createDirectories(paths::deletingLastComponent(path), 0700);
     // The new file takes over the permissions of the old one, which somebody may have opened up.
     const auto existing = files::attributes(path);
-    if (existing && existing->permissions != kOwnerOnly && !files::setPermissions(path, kOwnerOnly))
+    if (existing && existing->permissions != files::kOwnersFile
+        && !files::setPermissions(path, files::kOwnersFile))
         return false;
-    return propertylist::writeAtomically(secrets, path, kOwnerOnly);
+    return propertylist::writeAtomically(secrets, path, files::kOwnersFile);
 }
 
 } // namespace

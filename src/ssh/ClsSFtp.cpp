@@ -14,7 +14,7 @@ namespace {
 // order can make us keep as much.
 constexpr std::uint32_t kOpenWindow = 16 * 1024 * 1024;
 
-TransportSettings defaults()
+TransportSettings sftpDefaults()
 {
     TransportSettings settings;
     settings.openWindow = kOpenWindow;
@@ -53,7 +53,7 @@ const Row* findByName(const Row (&rows)[Count], std::string_view name)
 
 } // namespace
 
-ClsSFtp::ClsSFtp() : ClsConnection(defaults()) { }
+ClsSFtp::ClsSFtp() : ClsConnection(sftpDefaults()) { }
 
 ClsSFtp::~ClsSFtp() = default;
 

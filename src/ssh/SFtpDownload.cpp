@@ -10,7 +10,7 @@ namespace {
 constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
 // As long as the size isn't known, requests past the end cost the server something.
 constexpr std::size_t kSlotsAtFirst = 4;
-constexpr std::uint32_t kLeastChunk = 1024;
+constexpr std::uint32_t kLeastReadChunk = 1024;
 
 } // namespace
 
@@ -163,7 +163,7 @@ Status SFtpDownload::askAgain(Slots::iterator slot, std::uint32_t got)
     const std::uint32_t missing = slot->length - got;
     const std::uint64_t offset = slot->offset + got;
     slot->length = got;
-    chunk_ = std::clamp(got, kLeastChunk, chunk_);
+    chunk_ = std::clamp(got, kLeastReadChunk, chunk_);
     auto rest = request(offset, missing);
     if (!rest.ok())
         return rest.error();

@@ -16,7 +16,6 @@ namespace {
 
 namespace files = platform::files;
 
-constexpr std::uint32_t kOwnerOnly = 0700;
 constexpr double kSecondsBetweenTableReloads = 30.0;
 
 toolkit::MenuItem fixedFinalItem()
@@ -76,7 +75,7 @@ void KRTrelkindApplication::prepareFolders()
     const std::string scratch = platform::Places::scratch();
     files::remove(scratch);
     // Nothing is written into a folder that somebody else has put there.
-    if (files::createDirectory(scratch, kOwnerOnly))
+    if (files::createDirectory(scratch, files::kOwnersFolder))
         files::writeFile(scratch + "/Empty", "");
 }
 

@@ -18,7 +18,6 @@ constexpr float kWaitNext = 2.0F;
 constexpr int kAttempts = 40;
 constexpr int kPollsForStart = 20;
 constexpr int kPollsWithFirstWait = 100;
-constexpr std::uint32_t kOwnerOnly = 0700;
 
 // A path stands between double quotes in the script: what the shell would still read there is escaped.
 std::string betweenDoubleQuotes(const std::string& path)
@@ -99,8 +98,8 @@ ScriptRun::End ScriptRun::run() const
     files::remove(workDirectory + markers.started);
     const std::string script = workDirectory + markers.script;
     files::remove(script); // One of a session that died must not run in place of one that can't be written.
-    files::writeFileAtomically(script, scriptText(), kOwnerOnly, files::Flush::No);
-    files::setPermissions(script, kOwnerOnly);
+    files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No);
+    files::setPermissions(script, files::kOwnersFolder);
 
     Supervision supervision(*this);
     for (int attempt = 0; attempt < kAttempts; ++attempt) {

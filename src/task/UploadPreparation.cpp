@@ -10,12 +10,11 @@
 namespace {
 
 namespace files = platform::files;
-constexpr std::uint32_t kOwnerOnly = 0700;
 
 void writeScript(const std::string& path, const std::string& text)
 {
     files::writeFile(path, text);
-    files::setPermissions(path, kOwnerOnly);
+    files::setPermissions(path, files::kOwnersFolder);
 }
 
 } // namespace

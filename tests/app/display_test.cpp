@@ -108,10 +108,10 @@ TEST_F(Display, ATableIsTextOrJson)
     EXPECT_EQ(printer.text(0), "Name     Progress   Size\na \"b\" \uFFFD       42%  1.5MB\n");
     const std::string narrow = printer.text(20);
     EXPECT_LE(terminal::columnsOf(narrow.substr(0, narrow.find('\n'))), 20);
-    const auto json = printer.json();
-    EXPECT_EQ(json[0]["Progress"], 42.0);
-    EXPECT_EQ(json[0]["Size"], "1.5MB");
-    EXPECT_NO_THROW((void)json.dump(0, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    const auto rows = printer.json();
+    EXPECT_EQ(rows[0]["Progress"], 42.0);
+    EXPECT_EQ(rows[0]["Size"], "1.5MB");
+    EXPECT_NO_THROW((void)rows.dump(0, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 TEST_F(Display, AnExecutableThatCanNotRunHereIsTold)

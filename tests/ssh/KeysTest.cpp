@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 namespace {
 
-const bool kReady = (initializeCrypto(), true);
+const bool kCryptoReady = (initializeCrypto(), true);
 
 const char* const kTypes[] = {
     "ssh-dss", "ssh-rsa", "ssh-ed25519", "ecdsa-sha2-nistp256", "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"};

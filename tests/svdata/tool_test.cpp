@@ -32,8 +32,6 @@ protected:
     ScratchFolder folder_;
 };
 
-} // namespace
-
 TEST_F(Tool, ShowsEveryDigitOfEveryType)
 {
     {
@@ -151,3 +149,5 @@ TEST_F(Tool, TellsHowItEnded)
             << arguments;
     }
 }
+
+} // namespace

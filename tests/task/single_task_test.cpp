@@ -49,9 +49,9 @@ private:
     std::string wrapper_;
 };
 
-struct Machine : SVTaskMachine, SVRemoteOutputSource {
-    Machine() = default;
-    Machine(std::optional<std::string> called, bool here) : name(std::move(called)), local(here) { }
+struct ListeningMachine : SVTaskMachine, SVRemoteOutputSource {
+    ListeningMachine() = default;
+    ListeningMachine(std::optional<std::string> called, bool here) : name(std::move(called)), local(here) { }
     std::optional<std::string> machineName() const override { return name; }
     bool isLocal() const override { return local; }
     void abortJob(SVSingleTask&) override { ++aborts; }
@@ -209,7 +209,7 @@ TEST_F(SingleTask, RemovingResultsLeavesASingleEntryAndTheFlagsAlone)
 
 TEST_F(SingleTask, TellsItsEngineStateInWords)
 {
-    Machine machine;
+    ListeningMachine machine;
     const auto status = [&] { return task->statusString(); };
     EXPECT_EQ(status(), "Empty");
     task->setAbortStatus(SVSingleTask::RetryTransfer);
@@ -241,9 +241,9 @@ TEST_F(SingleTask, TellsItsEngineStateInWords)
 
 TEST_F(SingleTask, AMachineThatFailedIsLeftOutUntilTheWishChanges)
 {
-    Machine failed;
-    const Machine other{"Y", true};
-    const Machine nameless{std::nullopt, true};
+    ListeningMachine failed;
+    const ListeningMachine other{"Y", true};
+    const ListeningMachine nameless{std::nullopt, true};
     task->setShouldBeRun(true);
     task->submittedToWaitingQueOn(failed);
     task->transferringInput();
@@ -263,8 +263,8 @@ TEST_F(SingleTask, AMachineThatFailedIsLeftOutUntilTheWishChanges)
 
 TEST_F(SingleTask, OnlyItsOwnMachineCanLeaveIt)
 {
-    Machine machine;
-    Machine other;
+    ListeningMachine machine;
+    ListeningMachine other;
     task->startedOn(machine);
     project.takeTold();
     task->engineGotDisconnected(other);
@@ -287,7 +287,7 @@ std::vector<std::string> itemsOf(const toolkit::Menu& menu)
 
 TEST_F(SingleTask, OffersWhatCanBeDoneNowInItsMenu)
 {
-    Machine machine;
+    ListeningMachine machine;
     EXPECT_THAT(itemsOf(task->contextMenu()), ElementsAre("Nothing|foo:|off"));
     EXPECT_EQ(task->contextMenu().title(), "  ");
     EXPECT_FALSE(task->contextMenu().autoenablesItems);
@@ -311,7 +311,7 @@ TEST_F(SingleTask, OffersWhatCanBeDoneNowInItsMenu)
 
 TEST_F(SingleTask, AnAbortGoesToTheMachineThatHasItAndEndsACopy)
 {
-    Machine machine;
+    ListeningMachine machine;
     task->submittedToWaitingQueOn(machine);
     task->transferringInput();
     platform::Process::Error error;
@@ -336,7 +336,7 @@ TEST_F(SingleTask, FetchesEachLineOfARemoteRunOnceAndFollowsItsEnd)
     table.rowHeight = 10;
     clip.addSubview(table);
     project.table = &table;
-    Machine machine{"X", false};
+    ListeningMachine machine{"X", false};
     task->selectedInView(&table);
     task->startedOn(machine);
     EXPECT_TRUE(machine.listening);
@@ -368,7 +368,7 @@ TEST_F(SingleTask, AfterItsProjectHasGoneItTouchesNothing)
     EXPECT_THAT(listing(), UnorderedElementsAre("input", "runOutput"));
     EXPECT_EQ(task->controller(), nullptr);
     EXPECT_EQ(task->createTask(), nullptr);
-    Machine machine;
+    ListeningMachine machine;
     task->startedOn(machine);
     task->finishedOn(machine);
     EXPECT_THAT(project.takeTold(), IsEmpty());
