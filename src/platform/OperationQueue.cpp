@@ -14,6 +14,10 @@
 
 namespace platform {
 
+namespace {
+constexpr double kSecondsBeforeAskingAgain = 1.0;
+}
+
 void Operation::postWhenEnded(std::function<void()> work)
 {
     whenEnded_.push_back(std::move(work));
@@ -32,6 +36,7 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
         return !waiting.empty() && hasRoomInsideLock(threads.size() - 1);
     }
     void startThreadsInsideLock();
+    void waitForThreadsInsideLock();
     void work(Threads::iterator self);
     std::shared_ptr<Operation> takeNext();
     void finish(std::shared_ptr<Operation>);
@@ -45,6 +50,7 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
     Threads threads; // Each runs an operation or is about to take one; idle threads end.
     Threads endedThreads; // Have nothing left to do but to be joined.
     int limit = Unlimited;
+    bool asksAgain = false; // A timer is about to ask for threads.
 };
 
 namespace {
@@ -73,11 +79,31 @@ void OperationQueue::State::startThreadsInsideLock()
                 self->work(place);
             });
         } catch (const std::system_error&) {
-            // The machine gives no more threads: those that run take what waits, or the next call tries.
             threads.pop_front();
+            waitForThreadsInsideLock();
             return;
         }
     }
+}
+
+// The machine gives no more threads: those that run take what waits, and without one the queue asks again.
+void OperationQueue::State::waitForThreadsInsideLock()
+{
+    if (!threads.empty() || asksAgain)
+        return;
+    asksAgain = true;
+    MainLoop::main().post([weak = weak_from_this()] {
+        // The timer belongs to its own action: the queue may end on any thread, a timer on this one alone.
+        const auto timer = std::make_shared<std::unique_ptr<Timer>>();
+        *timer = Timer::schedule(kSecondsBeforeAskingAgain, Timer::Repeats::No, [weak, timer] {
+            const auto ended = std::move(*timer);
+            if (const auto self = weak.lock()) {
+                const std::lock_guard lock(self->mutex);
+                self->asksAgain = false;
+                self->startThreadsInsideLock();
+            }
+        });
+    });
 }
 
 std::shared_ptr<Operation> OperationQueue::State::takeNext()
@@ -196,6 +222,14 @@ int OperationQueue::operationCount() const
 {
     const std::lock_guard lock(state_->mutex);
     return static_cast<int>(state_->waiting.size() + state_->running.size());
+}
+
+std::vector<std::shared_ptr<Operation>> OperationQueue::operations() const
+{
+    const std::lock_guard lock(state_->mutex);
+    auto operations = state_->running;
+    operations.insert(operations.end(), state_->waiting.begin(), state_->waiting.end());
+    return operations;
 }
 
 int OperationQueue::maxConcurrentOperationCount() const

@@ -46,6 +46,7 @@ public:
     // Cancels those that run; those that have not begun are dropped, and no longer counted.
     void cancelAllOperations();
     int operationCount() const; // Waiting and running ones.
+    std::vector<std::shared_ptr<Operation>> operations() const; // Those counted, in the order of adding.
     int maxConcurrentOperationCount() const;
     // A higher limit starts waiting operations at once; a lower one lets the running ones end.
     void setMaxConcurrentOperationCount(int limit);

@@ -60,6 +60,11 @@ std::string loginName()
     return std::to_string(geteuid());
 }
 
+double foundationVersion()
+{
+    return 1000; // Later than any release that something here is made to differ by.
+}
+
 int processorCount()
 {
     // What this process may use, which in a container or under a batch system is less than the machine has.

@@ -9,6 +9,8 @@ namespace platform {
 std::string hostName();
 std::string loginName();
 int processorCount(); // At least 1.
+// The version of the layer that stands in for the desktop platform, counted as that platform counts its own.
+double foundationVersion();
 std::string uniqueString(); // Different at each call, in each process, on each machine.
 std::string makeUuid(); // Version 4 in canonical form, upper case.
 

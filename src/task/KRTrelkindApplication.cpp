@@ -26,14 +26,21 @@ toolkit::MenuItem fixedFinalItem()
     return item;
 }
 
+// The scratch folder is made before anything else that the members do; the folder of per-user data before it.
+std::string scratchAfterLibrary()
+{
+    files::createDirectories(platform::Places::library());
+    return platform::Places::scratch();
+}
+
 } // namespace
 
 KRTrelkindApplication::KRTrelkindApplication()
-    : machines_([this](auto& list, const auto& entry) { return controllerFor(list, entry); }),
+    : scratch_(scratchAfterLibrary()),
+      machines_([this](auto& list, const auto& entry) { return controllerFor(list, entry); }),
       localMachineQueue_(platform::processorCount()), sorvanta_([this] { reloadTable(); })
 {
     KRSerialNumber::configure();
-    prepareFolders();
     toolkit::MenuItem& last = menuEntryWithMachines_.add(fixedFinalItem());
     last.perform = [this](const toolkit::MenuItem&) { addLSFMachine(true); };
     machineTable_.setDataSource(this);
@@ -47,6 +54,8 @@ KRTrelkindApplication::KRTrelkindApplication()
 KRTrelkindApplication::~KRTrelkindApplication()
 {
     machineTable_.setDataSource(nullptr);
+    // Their tasks and engines tell this object things until they have gone.
+    listOfControllers_.clear();
 }
 
 KRTrelkindApplication* KRTrelkindApplication::app()
@@ -69,16 +78,6 @@ std::vector<void*> KRTrelkindApplication::remoteMachinesOfServers()
     return engines;
 }
 
-void KRTrelkindApplication::prepareFolders()
-{
-    files::createDirectories(platform::Places::library());
-    const std::string scratch = platform::Places::scratch();
-    files::remove(scratch);
-    // Nothing is written into a folder that somebody else has put there.
-    if (files::createDirectory(scratch, files::kOwnersFolder))
-        files::writeFile(scratch + "/Empty", "");
-}
-
 std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(const std::string& path)
 {
     toolkit::Workspace::shared().noteRecentDocument(path);
@@ -89,6 +88,23 @@ std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(co
         return *open;
     }
     return listOfControllers_.emplace_back(KRTrelkindController::createFromWrapperName(path));
+}
+
+std::shared_ptr<KRTrelkindController> KRTrelkindApplication::frontController() const
+{
+    for (const toolkit::Window* window : toolkit::Window::shownWindows())
+        for (const auto& controller : listOfControllers_)
+            if (controller->window() == window)
+                return controller;
+    return listOfControllers_.empty() ? nullptr : listOfControllers_.back();
+}
+
+bool KRTrelkindApplication::validateMenuItem(const std::string& action) const
+{
+    if (action == "addLSFMachine:")
+        return KRTrelkindMachine::kinds().contains(KRTrelkindMachine::kClusterKind);
+    const auto controller = frontController();
+    return controller && controller->validateMenuItem(action);
 }
 
 void KRTrelkindApplication::openTask(int answer, const std::vector<std::string>& chosenPaths)

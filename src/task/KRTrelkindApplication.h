@@ -7,6 +7,7 @@
 #include "task/KRDraggableViewsController.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTaskApplication.h"
+#include "task/ScratchFolder.h"
 #include "task/SorvantaLink.h"
 #include "toolkit/Controls.h"
 #include "toolkit/Menu.h"
@@ -47,6 +48,11 @@ public:
     void openTask(int answer, const std::vector<std::string>& chosenPaths);
     bool applicationOpenFile(const std::string& path);
     void removeController(SVTaskController& controller) override;
+    // The wrapper whose window is in front of the other wrappers', which menus act upon; null when none is
+    // open.
+    std::shared_ptr<KRTrelkindController> frontController() const;
+    // Whether an item of the menus with this action is enabled.
+    bool validateMenuItem(const std::string& action) const;
     const std::vector<std::shared_ptr<KRTrelkindController>>& listOfControllers() const
     {
         return listOfControllers_;
@@ -81,6 +87,7 @@ public:
     toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }
     toolkit::Table& machineTable() { return machineTable_; }
     toolkit::Window& machineWindow() { return machineWindow_; }
+    toolkit::UndoManager& undoManager() { return machineWindow_.undoManager(); }
 
     void sendSorvantaChangeNotification(SVSingleTask& task) override;
     void sendSorvantaChangeNotificationMultiple(
@@ -100,7 +107,6 @@ public:
     toolkit::TextView helpSettingMachines;
 
 private:
-    void prepareFolders();
     void* getLocalMachine() const { return nullptr; }
     void reloadTable() { machineTable_.reloadData(); }
     std::shared_ptr<KRTrelkindMachine> makeMachine(const std::string& kind) const;
@@ -108,6 +114,7 @@ private:
     void runOnSpecificMachine(const std::any& representedObject);
     bool isReusable(int menuIndex) const;
 
+    ScratchFolder scratch_;
     std::vector<std::shared_ptr<KRTrelkindController>> listOfControllers_;
     // The fixed last item lets the user add a machine; the machines stand before it.
     toolkit::Menu menuEntryWithMachines_;
@@ -116,6 +123,8 @@ private:
     toolkit::TextField machineName_; // Shown beside the table by a layout that has it; nothing reads it.
     std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
     KRDraggableViewsController machines_;
+    KRDraggableViewsController* machineDefinitions_ =
+        nullptr; // A layout may have a second list; nothing reads it.
     bool machineListIsUnreadable_ = false;
     bool machineListIsIncomplete_ = false;
     bool isOkToTerminate_ = true;

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr const char* kClusterKind = "LSF";
 constexpr int kFixedItemsOfRunMenu = 2;
 
 std::string machineListPath()
@@ -76,8 +75,8 @@ std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::makeMachine(const std:
 std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
     KRDraggableViewsController&, const platform::Value& propertyList)
 {
-    const std::string kind = propertyList.textFor("Type").value_or(kClusterKind);
-    if (kind != kClusterKind) {
+    const std::string kind = propertyList.textFor("Type").value_or(KRTrelkindMachine::kClusterKind);
+    if (kind != KRTrelkindMachine::kClusterKind) {
         KRMessageCenter::addMessage("Unkown type");
         return nullptr;
     }
@@ -94,7 +93,7 @@ std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
 
 void KRTrelkindApplication::addLSFMachine(bool senderIsMenuItem)
 {
-    auto machine = makeMachine(kClusterKind);
+    auto machine = makeMachine(KRTrelkindMachine::kClusterKind);
     if (!machine)
         return;
     machine->finishConnections();
@@ -117,8 +116,8 @@ void KRTrelkindApplication::createMachineConnection()
 
 void KRTrelkindApplication::runOnSpecificMachine(const std::any& representedObject)
 {
-    if (!listOfControllers_.empty())
-        listOfControllers_.back()->runOnSpecificMachine(representedObject);
+    if (const auto controller = frontController())
+        controller->runOnSpecificMachine(representedObject);
 }
 
 toolkit::MenuItem KRTrelkindApplication::menuItemForMachine(std::string title, std::any representedObject)

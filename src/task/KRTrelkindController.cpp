@@ -124,7 +124,10 @@ void KRTrelkindController::insertTextIntoFields()
     views_->window.setTitle(wrapperName());
     views_->howMuchIsDoneField.stringValue =
         fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size());
-    views_->writeUp.string = files::readFile(wrapperName() + "/Info.rtfd/TXT.rtf").value_or("");
+    const std::string notes = wrapperName() + "/Info.rtfd/TXT.rtf";
+    const auto writeUp = files::readFile(notes);
+    writeUpIsUnreadable_ = !writeUp && files::exists(notes);
+    views_->writeUp.string = writeUp.value_or("");
     views_->setupDescription.string =
         files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or("");
     views_->xCodeProjectLocation.stringValue = xCodeProject().value_or("");
@@ -169,6 +172,14 @@ void KRTrelkindController::addViewForEngine()
     fixed.height -= height;
     if (toolkit::View* parent = views_->fixedPartOfView.superview())
         parent->addSubview(*panel);
+}
+
+bool KRTrelkindController::isStillEnding(const SVSingleTask& task) const
+{
+    return std::any_of(detachedEngines_.begin(), detachedEngines_.end(), [&task](const auto& detached) {
+        const auto engine = detached.lock();
+        return engine && engine->isAtWork(task.numberInProject());
+    });
 }
 
 void KRTrelkindController::changeInTask(SVSingleTask& task)
@@ -367,6 +378,12 @@ void KRTrelkindController::saveWriteUpIfNeeded()
     if (!writeUpChanged_ || !views_)
         return;
     const std::string package = wrapperName() + "/Info.rtfd";
+    if (writeUpIsUnreadable_) {
+        KRMessageCenter::addMessage("Could not read Info.rtfd.",
+            fmt::format("{} can't be read and is not written over. Remove or mend it first.", package));
+        writeUpChanged_ = false;
+        return;
+    }
     files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
     writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);

@@ -49,6 +49,7 @@ public:
     toolkit::Menu contextMenuForRow(int row) const;
 
     // Called by engines and tasks.
+    bool isStillEnding(const SVSingleTask& task) const override;
     void changeInTask(SVSingleTask& task) override;
     void reloadTaskList() override;
     void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
@@ -143,6 +144,7 @@ private:
     std::unique_ptr<platform::Timer> standardOutTimer_;
     std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;
     bool writeUpChanged_ = false;
+    bool writeUpIsUnreadable_ = false; // There are notes that can't be read: they must not be written over.
     std::shared_ptr<toolkit::Window> startingUpOn_;
     std::vector<std::unique_ptr<platform::NotificationCenter::Observation>> observations_;
 };

@@ -29,6 +29,8 @@ public:
     virtual void close() { }
     virtual std::string className() const = 0;
 
+    // The kind of a cluster's machine, and that of an entry which names none.
+    static constexpr const char* kClusterKind = "LSF";
     // The kinds of machine by the name that the machine list gives them. Whoever brings a kind enters it at
     // start-up.
     using Maker = std::function<std::shared_ptr<KRTrelkindMachine>()>;

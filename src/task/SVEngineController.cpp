@@ -1,15 +1,18 @@
 #include "task/SVEngineController.h"
 
+#include "diagnostics/Exception.h"
 #include "diagnostics/KRComputationalThread.h"
 #include "diagnostics/KRCountLimiter.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/FileManager.h"
+#include "platform/MainLoop.h"
 #include "task/SVTaskApplication.h"
 #include "task/ScriptRun.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -32,6 +35,18 @@ public:
 private:
     KRCountLimiter* gate_;
 };
+
+// Nothing for a task whose wrapper was closed meanwhile. Main thread.
+std::optional<ScriptRun> scriptFor(const SVSingleTask& task)
+{
+    const SVTaskController* controller = task.controller();
+    if (!controller)
+        return std::nullopt;
+    return ScriptRun{
+        fmt::format("{}/MacOSX/{}", controller->wrapperName(), controller->executable().value_or("")),
+        task.folderName() + "/", controller->arguments(), kOlderMarkers,
+        [&task] { return task.shouldAbort(); }, platform::sleepFor};
+}
 
 } // namespace
 
@@ -85,20 +100,20 @@ void SVEngineController::startTask()
 
 std::shared_ptr<SVSingleTask> SVEngineController::runASingleTask(std::shared_ptr<SVSingleTask> task)
 {
-    const Access access;
-    const SVTaskController* controller = task->controller();
-    if (!controller)
-        return task;
-    const std::string folder = task->folderName() + "/";
-    const auto end = ScriptRun{fmt::format("{}/MacOSX/{}", controller->wrapperName(),
-                                   controller->executable().value_or("")),
-        folder, controller->arguments(), kOlderMarkers, [&task] { return task->shouldAbort(); },
-        platform::sleepFor}
-                         .run();
-    if (end == ScriptRun::End::Aborted)
-        task->removeComputedResults();
-    platform::files::remove(folder + kOlderMarkers.script);
-    platform::files::remove(folder + kOlderMarkers.started);
+    // The task is answered whatever happens: without it nobody would take it off the list of running ones.
+    try {
+        const Access access;
+        std::optional<ScriptRun> script;
+        platform::MainLoop::main().postAndWait([&] { script = scriptFor(*task); });
+        if (script) {
+            if (script->run() == ScriptRun::End::Aborted)
+                task->removeComputedResults();
+            platform::files::remove(script->workDirectory + kOlderMarkers.script);
+            platform::files::remove(script->workDirectory + kOlderMarkers.started);
+        }
+    } catch (...) {
+        KRMessageCenter::addMessage("Could not run task", diagnostics::currentException());
+    }
     return task;
 }
 

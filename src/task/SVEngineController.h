@@ -31,7 +31,8 @@ public:
 
     virtual void addTask(const std::shared_ptr<SVSingleTask>& task);
     void startTask();
-    // Runs a task's program on a worker thread, under the application's gate; answers the task.
+    // Runs a task's program on a worker thread, under the application's gate; answers the task. What it needs
+    // to know of the controller it asks on the main thread, to which the controller belongs.
     std::shared_ptr<SVSingleTask> runASingleTask(std::shared_ptr<SVSingleTask> task);
     void finishedRunningTask(std::shared_ptr<SVSingleTask> task);
     // Takes back a task that still waits.

@@ -182,14 +182,14 @@ void SVSingleTask::clearData()
 
 void SVSingleTask::removeComputedResults()
 {
+    // Which folder is meant the controller knows, and the controller belongs to the main thread.
+    if (!platform::MainLoop::main().isLoopThread())
+        return platform::MainLoop::main().postAndWait([this] { removeComputedResults(); });
     taskIsFinished_ = false;
     // A folder with a single entry has nothing but its input, or nothing worth removing.
     if (const auto entries = files::contentsOfDirectory(folderName()); entries && entries->size() > 1)
         removeAllButInputs(*entries);
-    if (platform::MainLoop::main().isLoopThread())
-        updateOutput();
-    else
-        platform::MainLoop::main().post([self = shared_from_this()] { self->updateOutput(); });
+    updateOutput();
 }
 
 void SVSingleTask::removeFromProject()

@@ -29,6 +29,10 @@ public:
     virtual std::string arguments() const = 0;
     virtual toolkit::Table* outputTable() const = 0;
 
+    // Whether an engine that was dropped still has a run of the task that is ending: until it has ended, the
+    // task's folder is that run's.
+    virtual bool isStillEnding(const SVSingleTask& task) const = 0;
+
     virtual void changeInTask(SVSingleTask& task) = 0;
     virtual void reloadTaskList() = 0;
     virtual void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;

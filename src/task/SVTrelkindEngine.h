@@ -23,6 +23,8 @@ public:
     virtual void disconnectFromTaskController() { }
     // Whether work is in progress.
     virtual bool isRunning() { return false; }
+    // Whether a run of the task with this number has begun and its end has not been seen.
+    virtual bool isAtWork(int) const { return false; }
     virtual void updateStatus() { }
 
 protected:

@@ -17,6 +17,7 @@ constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
 
 SVTrelkindEngineLocal::LocalAddition::LocalAddition()
 {
+    view.layout = "Local addition";
     view.frame = kPanelFrame;
     startButton.title = "Start";
     endButton.title = "End";
@@ -43,11 +44,20 @@ void SVTrelkindEngineLocal::startTasks()
         fmt::format("{}/MacOSX/{}", wrapper, taskController_->executable().value_or(""));
     const auto self = std::static_pointer_cast<SVTrelkindEngineLocal>(shared_from_this());
     for (const auto& task : taskController_->taskInformation())
-        if (task->taskShouldBeRun())
+        if (task->taskShouldBeRun() && !taskController_->isStillEnding(*task))
             operations_.addOperation(std::make_shared<SVLocalTaskOperation>(task->numberInProject(),
                 executable, fmt::format("{}/{}/", wrapper, task->numberInProject()), task->argument(), self));
     checkPeriodically_ = platform::Timer::schedule(
         kSecondsBetweenChecks, platform::Timer::Repeats::Yes, [this] { checkTimerStruck(); });
+}
+
+bool SVTrelkindEngineLocal::isAtWork(int taskNumber) const
+{
+    const auto operations = operations_.operations();
+    return whichTasksAreRunning_.contains(taskNumber)
+        || std::any_of(operations.begin(), operations.end(), [taskNumber](const auto& operation) {
+               return static_cast<const SVLocalTaskOperation&>(*operation).taskNumber() == taskNumber;
+           });
 }
 
 void SVTrelkindEngineLocal::endTasks()

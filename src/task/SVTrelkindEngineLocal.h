@@ -16,7 +16,7 @@ class SVSingleTask;
 // Main thread.
 class SVTrelkindEngineLocal : public SVTrelkindEngine, public SVLocalTaskOperationParent {
 public:
-    // The panel, as its layout "Local addition" has it.
+    // The panel.
     struct LocalAddition {
         toolkit::View view;
         toolkit::Button startButton;
@@ -29,6 +29,7 @@ public:
 
     toolkit::View* settingsView() override { return &panel_.view; }
     bool isRunning() override { return operations_.operationCount() != 0; }
+    bool isAtWork(int taskNumber) const override;
     void disconnect() override;
     void disconnectFromTaskController() override;
 

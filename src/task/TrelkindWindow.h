@@ -4,7 +4,7 @@
 #include "toolkit/Menu.h"
 #include "toolkit/Table.h"
 
-// The layout "TrelkindWindow": the window of one open wrapper and the views in it. A front end shows them.
+// The window of one open wrapper and the views in it. A front end shows them.
 struct TrelkindWindow {
     toolkit::Window window;
     toolkit::View content;
@@ -29,6 +29,7 @@ struct TrelkindWindow {
 
     TrelkindWindow()
     {
+        window.layout = "TrelkindWindow";
         content.frame = content.bounds = fixedPartOfView.frame = {0, 0, 900, 600};
         outputScroller.bounds = {0, 0, 400, 200};
         content.setWindow(&window);

@@ -4,8 +4,30 @@
 
 namespace toolkit {
 
+namespace {
+
+std::vector<Window*>& frontToBack()
+{
+    static std::vector<Window*> windows;
+    return windows;
+}
+
+} // namespace
+
+const std::vector<Window*>& Window::shownWindows()
+{
+    return frontToBack();
+}
+
+Window::~Window()
+{
+    std::erase(frontToBack(), this);
+}
+
 void Window::orderFront()
 {
+    std::erase(frontToBack(), this);
+    frontToBack().insert(frontToBack().begin(), this);
     visible_ = true;
     ++timesOrderedFront_;
     if (whenVisibilityChanges)
@@ -14,6 +36,7 @@ void Window::orderFront()
 
 void Window::close()
 {
+    std::erase(frontToBack(), this);
     visible_ = false;
     if (whenVisibilityChanges)
         whenVisibilityChanges();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "toolkit/UndoManager.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -34,6 +36,14 @@ struct Color {
 
 class Window {
 public:
+    Window() = default;
+    ~Window();
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    // The windows that are shown, the frontmost first.
+    static const std::vector<Window*>& shownWindows();
+
     const std::string& title() const { return title_; }
     void setTitle(std::string title) { title_ = std::move(title); }
     bool isVisible() const { return visible_; }
@@ -41,7 +51,9 @@ public:
     void orderFront();
     void close();
     int timesOrderedFront() const { return timesOrderedFront_; }
+    UndoManager& undoManager() { return undoManager_; }
 
+    std::string layout; // As that of a view.
     Size minimumSize;
     Size maximumSize{1e9, 1e9};
     // The front end's: called after the window was brought to the front or closed.
@@ -51,6 +63,7 @@ private:
     std::string title_;
     bool visible_ = false;
     int timesOrderedFront_ = 0;
+    UndoManager undoManager_;
 };
 
 // A rectangle in a tree of rectangles. The tree borrows: a view leaves its parent, and lets its children go,
@@ -71,6 +84,9 @@ public:
     Window* window() const;
     void setWindow(Window* window) { window_ = window; }
 
+    // The layout that a front end draws the view and what is in it by; empty for one that is drawn by its
+    // kind.
+    std::string layout;
     Rect frame; // In the parent's coordinates.
     Rect bounds; // The visible part, in the view's own coordinates.
     bool isHidden = false;

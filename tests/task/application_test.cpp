@@ -78,6 +78,12 @@ TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
     EXPECT_THAT(files::contentsOfDirectory(scratch).value(), ElementsAre("Empty"));
     EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
     EXPECT_EQ(files::attributes(scratch)->permissions, 0700U);
+    // A second session shares it with the one that works in it, and doesn't take it away.
+    files::writeFile(scratch + "/at work", "");
+    {
+        const ScratchFolder second(scratch);
+    }
+    EXPECT_TRUE(files::exists(scratch + "/at work"));
     EXPECT_EQ(KRTrelkindApplication::localMachine(), nullptr);
     EXPECT_THAT(KRTrelkindApplication::remoteMachinesOfServers(), IsEmpty());
 }
@@ -156,12 +162,20 @@ TEST_F(Application, KeepsTheMenusInStepWithTheList)
     EXPECT_THAT(titles(runMenu), ElementsAre("Run here", "Elsewhere", "me@c : short", "me@c : long"));
 
     // The first kind of item stands for a machine without a queue, with which nothing can be started.
+    // They act on the wrapper in front.
     const auto controller = app.openTaskWithName(wrapper.path());
+    const auto behind = app.openTaskWithName(wrapper.path() + "/.");
+    EXPECT_TRUE(app.validateMenuItem("runOnSpecificMachine:"));
+    app.openTaskWithName(wrapper.path());
     menu.choose(0);
     EXPECT_FALSE(controller->engine());
     runMenu.choose(3);
     ASSERT_TRUE(controller->engine());
     EXPECT_EQ(dynamic_cast<Engine*>(controller->engine())->queue, "long");
+    EXPECT_FALSE(behind->engine());
+    EXPECT_FALSE(app.validateMenuItem("runOnSpecificMachine:"));
+    behind->window()->orderFront();
+    EXPECT_TRUE(app.validateMenuItem("runOnSpecificMachine:"));
     controller->endAllTasks();
     EXPECT_TRUE(controller->engine()) << "an engine without a panel stays attached";
 }

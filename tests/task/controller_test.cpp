@@ -219,6 +219,17 @@ TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
     EXPECT_EQ(held->outputTable(), nullptr);
 }
 
+TEST_F(Controller, NotesThatCanNotBeReadAreNotWrittenOver)
+{
+    files::createDirectories(wrapper / "Info.rtfd/TXT.rtf");
+    auto& controller = open();
+    controller.views()->writeUp.string = "new";
+    controller.textDidChange();
+    controller.textDidEndEditing();
+    EXPECT_TRUE(files::isDirectory(wrapper / "Info.rtfd/TXT.rtf"));
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Could not read Info.rtfd."));
+}
+
 TEST_F(Controller, InvalidatingRemovesTheResultsOfTheSelectionAndTellsTheCompanion)
 {
     for (const char* name : {"0/runOutput", "1/runOutput", "2/runOutput"})

@@ -176,6 +176,23 @@ TEST_F(LocalEngine, EndingTellsNothingOfTasksThatWaited)
     EXPECT_FALSE(wrapper.has("4/VTask_runThis"));
 }
 
+// The folder of a run that is ending is that run's, also when its marker isn't there yet.
+TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
+{
+    start({""}, "#!/bin/sh\ntrap '' TERM\necho x >> starts\nsleep 60 & wait\n");
+    ASSERT_TRUE(served([&] { return wrapper.has("0/starts"); }));
+    files::remove(wrapper / "0/VTask_runStarted");
+    controller->endAllTasks();
+    controller->taskInformation()[0]->updateBasedOnContent();
+    EXPECT_TRUE(controller->taskInformation()[0]->taskShouldBeRun());
+    controller->startLocalTask();
+    const auto old = std::exchange(
+        engine, std::static_pointer_cast<SVTrelkindEngineLocal>(controller->engine()->shared_from_this()));
+    engine->startTasks();
+    ASSERT_TRUE(served([&] { return !old->isRunning() && old->whichTasksAreRunning().empty(); }));
+    EXPECT_EQ(wrapper.read("0/starts"), "x\n");
+}
+
 TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimesAndGivenUpSilently)
 {
     platform::Pace::setFactor(0.005);

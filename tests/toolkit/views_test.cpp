@@ -89,6 +89,29 @@ TEST(Menu, AnActionMayRebuildTheMenuThatItStandsIn)
     EXPECT_EQ(menu.item(0).title, "b");
 }
 
+TEST(UndoManager, TakesBackAndDoesAgain)
+{
+    toolkit::UndoManager steps;
+    int value = 0;
+    const std::function<void(int)> set = [&](int next) {
+        steps.registerUndo("Set", [&set, before = value] { set(before); });
+        value = next;
+    };
+    set(1);
+    set(2);
+    steps.undo();
+    EXPECT_EQ(value, 1);
+    steps.redo();
+    EXPECT_EQ(value, 2);
+    steps.undo();
+    steps.undo();
+    steps.undo();
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(steps.redoActionName(), "Set");
+    set(5);
+    EXPECT_FALSE(steps.canRedo()) << "a new step has no way back to what was undone";
+}
+
 TEST(TextField, ReadsTheLeadingWholeNumber)
 {
     const std::pair<const char*, int> cases[] = {
