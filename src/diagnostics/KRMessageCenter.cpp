@@ -130,9 +130,15 @@ void KRMessageCenter::seriousErrorMessage(const MessageText& text)
 // There is one from the first use on, and none can take its place but another.
 std::shared_ptr<KRMessageCenter> KRMessageCenter::sharedMessageCenter()
 {
-    SharedState& state = sharedState();
-    const std::lock_guard guard(state.lock);
-    return state.center;
+    std::shared_ptr<KRMessageCenter> center;
+    {
+        SharedState& state = sharedState();
+        const std::lock_guard guard(state.lock);
+        center = state.center;
+    }
+    if (!center && threadCenter())
+        threadCenter()->newMessage("MessageCenter-sharedMessageCenter: Has to return nil.");
+    return center;
 }
 
 void KRMessageCenter::setSharedCenter(const std::shared_ptr<KRMessageCenter>& center)

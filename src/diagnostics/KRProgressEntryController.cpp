@@ -1,16 +1,35 @@
 #include "diagnostics/KRProgressEntryController.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "platform/MainLoop.h"
 #include "platform/Pace.h"
+#include "platform/ProcessInfo.h"
+
+#include <cmath>
+#include <string_view>
 
 namespace {
 
 constexpr double kSecondsBeforeALineShows = 0.6;
+constexpr double kLastFoundationWithOldBars = 462;
 
+// Two percent signs of a format stand for one.
 std::string withName(const std::string& rule, const std::string& name)
 {
-    const auto place = rule.find("%@");
-    return place == std::string::npos ? rule : rule.substr(0, place) + name + rule.substr(place + 2);
+    std::string text;
+    bool isNamed = false;
+    for (std::size_t i = 0; i < rule.size(); ++i) {
+        const std::string_view mark = std::string_view(rule).substr(i, 2);
+        if (mark == "%@" && !isNamed) {
+            text += name;
+            isNamed = true;
+            ++i;
+        } else {
+            text += rule[i];
+            i += mark == "%%" ? 1 : 0;
+        }
+    }
+    return text;
 }
 
 } // namespace
@@ -61,6 +80,9 @@ void KRProgressEntryController::setIndeterminate(bool indeterminate)
 {
     const std::lock_guard guard(accessLock_);
     indeterminate_ = indeterminate;
+    // From a worker it reaches the bar with the next update.
+    if (containingView_ && platform::MainLoop::runsOnThisThread())
+        showWhetherIndeterminate();
 }
 
 void KRProgressEntryController::setDelegate(std::weak_ptr<KRProgressDelegate> delegate)
@@ -125,7 +147,7 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
     bool changed = false;
     fetchFractionFromDelegate();
     if (progressPole_->isIndeterminate != indeterminate_) {
-        progressPole_->isIndeterminate = progressPole_->isAnimating = indeterminate_;
+        showWhetherIndeterminate();
         changed = true;
     }
     if (fractionThatIsWaiting_ != currentFraction_) {
@@ -145,6 +167,19 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
     return changed;
 }
 
+// accessLock is held. The animation of a bar that shows a fraction is not seen.
+void KRProgressEntryController::showWhetherIndeterminate()
+{
+    progressPole_->isIndeterminate = indeterminate_;
+    progressPole_->isAnimating = true;
+}
+
+const char* KRProgressEntryController::layoutForFoundation(double version)
+{
+    return std::floor(version) <= kLastFoundationWithOldBars ? "KRProgressEntryController102"
+                                                             : "KRProgressEntryController";
+}
+
 void KRProgressEntryController::setProgressPole(std::unique_ptr<toolkit::ProgressBar> bar)
 {
     progressPole_ = std::move(bar);
@@ -157,6 +192,7 @@ std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
     if (containingView_)
         return containingView_;
     containingView_ = std::make_shared<toolkit::View>();
+    containingView_->layout = layoutForFoundation(platform::foundationVersion());
     setProgressPole(std::make_unique<toolkit::ProgressBar>());
     abortButton_ = std::make_unique<toolkit::Button>();
     description_ = std::make_unique<toolkit::TextField>();
@@ -166,7 +202,8 @@ std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
             static_cast<toolkit::View*>(description_.get())})
         containingView_->addSubview(*part);
     const std::lock_guard guard(accessLock_);
-    progressPole_->isIndeterminate = progressPole_->isAnimating = indeterminate_;
+    if (indeterminate_)
+        showWhetherIndeterminate();
     return containingView_;
 }
 

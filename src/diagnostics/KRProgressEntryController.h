@@ -54,6 +54,8 @@ public:
     bool updateGraphicsIfNeccesary(); // Whether anything changed on screen.
     std::shared_ptr<toolkit::View> containingView();
     void setProgressPole(std::unique_ptr<toolkit::ProgressBar> bar); // Its range becomes 0 to 1.
+    // The layout of a line by the version of the platform's foundation.
+    static const char* layoutForFoundation(double version);
     bool hasView() const { return containingView_ != nullptr; }
     void variableNameChanged(
         const std::string& oldName, const std::string& newName, std::int64_t variableBinSerialNumber);
@@ -68,6 +70,7 @@ public:
 private:
     std::string textOfRule() const;
     void fetchFractionFromDelegate();
+    void showWhetherIndeterminate();
     void showText(std::string text);
 
     std::shared_ptr<toolkit::View> containingView_;

@@ -139,8 +139,10 @@ TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
     const auto lines = controller->visibleEntries();
     EXPECT_EQ(lines[0]->description()->stringValue, "Reading p");
     EXPECT_EQ(lines[1]->description()->stringValue, "Saving T");
-    here->updateDescription("Sorting %@");
-    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue == "Sorting p"; }));
+    here->updateDescription("Sorting 5 %% of %@ (%@)");
+    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue == "Sorting 5 % of p (%@)"; }));
+    here->setIndeterminate(true);
+    EXPECT_TRUE(lines[0]->progressPole()->isAnimating) << "at once";
 }
 
 struct FractionSource : KRProgressDelegate {
