@@ -5,17 +5,18 @@
 #include "platform/PropertyList.h"
 
 #include <algorithm>
-#include <set>
 
 namespace {
 
 namespace paths = platform::paths;
 using platform::Value;
 
-// What nothing can open needs no entry: the longest path that the system takes, and more nested groups than a
-// path of that length can have folders. Without the two a small file could grow into paths of gigabytes.
+// What nothing can open needs no entry: the longest path that the system takes. Groups may lie in several
+// others and, in a damaged file, inside of themselves: without limits a small file could keep the reader at
+// work for good.
 constexpr std::size_t kLongestPath = 4096;
-constexpr int kDeepestGroup = 2048;
+constexpr std::size_t kDeepestGroup = 200;
+constexpr int kMostVisits = 200'000;
 
 constexpr std::string_view kEndingsToCopy[] = {"c", "cpp", "h", "hpp"};
 
@@ -49,36 +50,29 @@ XCodeProject::XCodeProject(std::string fileName)
     if (const Value* objects = projectSettings_.find("objects"))
         objects_ = *objects;
     if (const Value* project = projectObject())
-        if (const auto mainGroup = project->textFor("mainGroup"))
-            extractAllFiles(*mainGroup, projectRoot_);
+        if (const auto mainGroup = project->textFor("mainGroup")) {
+            std::vector<std::string> groupsAbove;
+            extractAllFiles(*mainGroup, projectRoot_, groupsAbove);
+        }
 }
 
-void XCodeProject::extractAllFiles(const std::string& from, const std::string& groupLocation)
+void XCodeProject::extractAllFiles(
+    const std::string& from, const std::string& groupLocation, std::vector<std::string>& groupsAbove)
 {
-    struct Pending {
-        std::string identifier;
-        std::string groupLocation;
-        int depth;
-    };
-    std::vector<Pending> pending = {{from, groupLocation, 0}};
-    std::set<std::string> groupsSeen; // A damaged file may have a group inside of itself.
-    while (!pending.empty()) {
-        const Pending next = std::move(pending.back());
-        pending.pop_back();
-        const Value* object = objectWith(Value(next.identifier));
-        const auto location = object ? locate(*object, next.groupLocation) : std::nullopt;
-        if (!location || location->size() > kLongestPath)
-            continue;
-        const auto isa = object->textFor("isa");
-        if (isa == "PBXFileReference") {
-            filesByID_.insert_or_assign(next.identifier, *location);
-        } else if (isa == "PBXGroup" && next.depth < kDeepestGroup
-            && groupsSeen.insert(next.identifier).second) {
-            const Value::Array& children = elementsUnder(object, "children");
-            for (auto child = children.rbegin(); child != children.rend(); ++child)
-                if (child->text())
-                    pending.push_back({*child->text(), *location, next.depth + 1});
-        }
+    const Value* object = objectWith(Value(from));
+    const auto location = object ? locate(*object, groupLocation) : std::nullopt;
+    if (!location || location->size() > kLongestPath || ++objectsVisited_ > kMostVisits)
+        return;
+    const auto isa = object->textFor("isa");
+    if (isa == "PBXFileReference") {
+        filesByID_.insert_or_assign(from, *location);
+    } else if (isa == "PBXGroup" && groupsAbove.size() < kDeepestGroup
+        && std::find(groupsAbove.begin(), groupsAbove.end(), from) == groupsAbove.end()) {
+        groupsAbove.push_back(from);
+        for (const Value& child : elementsUnder(object, "children"))
+            if (child.text())
+                extractAllFiles(*child.text(), *location, groupsAbove);
+        groupsAbove.pop_back();
     }
 }
 

@@ -40,7 +40,9 @@ public:
 private:
     explicit XCodeProject(std::string fileName);
 
-    void extractAllFiles(const std::string& from, const std::string& groupLocation);
+    // The groups above are those that the object lies in, from the main group on.
+    void extractAllFiles(
+        const std::string& from, const std::string& groupLocation, std::vector<std::string>& groupsAbove);
     std::optional<std::string> locate(const platform::Value& object, const std::string& groupLocation) const;
     // The object whose identifier stands under the key; null when there is none.
     const platform::Value* objectUnder(const platform::Value* holder, std::string_view key) const;
@@ -52,6 +54,7 @@ private:
     std::string fileName_;
     std::string projectRoot_;
     std::map<std::string, std::string> filesByID_; // From file reference to resolved path.
+    int objectsVisited_ = 0;
     platform::Value objects_; // From identifier to object; every reference between objects is an identifier.
     platform::Value projectSettings_; // All that the project file holds.
 };

@@ -138,6 +138,18 @@ TEST_F(ProjectReaderTest, ADeepTreeOfGroupsStaysInProportion)
     EXPECT_LT(project->filesByID().size(), 3000U);
 }
 
+TEST_F(ProjectReaderTest, AGroupMayLieInTwoOthersAndADamagedOneInItself)
+{
+    const auto project = projectWith(R"({ rootObject = R; objects = {
+        R = { mainGroup = G; };
+        G = { isa = PBXGroup; sourceTree = "<group>"; children = (A, B); };
+        A = { isa = PBXGroup; sourceTree = "<group>"; path = a; children = (S); };
+        B = { isa = PBXGroup; sourceTree = "<group>"; path = b; children = (S); };
+        S = { isa = PBXGroup; sourceTree = "<group>"; children = (F, A); };
+        F = { isa = PBXFileReference; sourceTree = "<group>"; path = f.c; }; }; })");
+    EXPECT_EQ(project->filesByID().at("F"), folder / "b/f.c") << "the last place counts";
+}
+
 TEST_F(ProjectReaderTest, WhatItWritesIsBuiltByMake)
 {
     if (!files::exists("/usr/bin/make"))
