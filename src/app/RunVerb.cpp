@@ -2,6 +2,7 @@
 #include "app/ExecutableCheck.h"
 #include "app/LiveDisplay.h"
 #include "app/OpenWrapper.h"
+#include "app/TaskTable.h"
 #include "app/TerminalText.h"
 #include "app/Verbs.h"
 #include "platform/FileManager.h"
@@ -26,11 +27,12 @@ constexpr double kSecondsBetweenFrames = 0.5;
 constexpr double kSecondsForEnding = 10;
 
 // Shows a batch while it runs: a live table on a terminal, otherwise a line for each change of a task's
-// state.
+// state; nothing while the output is to be JSON.
 class BatchDisplay {
 public:
-    explicit BatchDisplay(OpenWrapper& wrapper)
-        : wrapper_(wrapper), progress_(wrapper.controller()), live_(terminal::Output::standard())
+    BatchDisplay(OpenWrapper& wrapper, bool json)
+        : wrapper_(wrapper), progress_(wrapper.controller()), live_(terminal::Output::standard()),
+          silent_(json)
     {
         for (const auto& task : wrapper.controller().taskInformation())
             words_.push_back(statusWord(*task).first);
@@ -92,7 +94,7 @@ private:
     LiveDisplay live_;
     std::vector<std::string> words_;
     double start_ = platform::monotonicSeconds();
-    bool silent_ = false;
+    bool silent_;
 };
 
 // Counts interrupts: the first ends the tasks in order, the second kills.
@@ -242,14 +244,15 @@ int runVerb(const RunOptions& options)
     tellWhatStands(controller);
     tellOfMissingFolders(controller);
 
-    BatchDisplay display(*wrapper);
+    BatchDisplay display(*wrapper, options.json);
     const Interrupts interrupts(engine, display);
     engine.startTasks();
     display.update();
     waitForEnd(engine, display, interrupts);
     display.finish();
+    const bool shown = !options.json || writeTasksAsJson(*wrapper);
     if (interrupts.happened())
         return kInterrupted;
     const auto counts = BatchProgress(controller).count();
-    return counts.done == static_cast<int>(controller.taskInformation().size()) ? kDone : kNotDone;
+    return shown && counts.done == static_cast<int>(controller.taskInformation().size()) ? kDone : kNotDone;
 }

@@ -2,6 +2,7 @@
 
 #include "app/OpenWrapper.h"
 #include "app/TablePrinter.h"
+#include "app/TaskTable.h"
 #include "app/Terminal.h"
 #include "app/Verbs.h"
 #include "platform/FileManager.h"
@@ -105,18 +106,9 @@ int statusVerb(const WrapperOptions& options)
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
-    const toolkit::Table& tasks = wrapper->views().taskList;
-    if (!options.json)
-        return show(
-            TablePrinter(tasks,
-                {{"Number", true}, {"Time", true}, {"Status"}, {"Progress", true, true}, {"Description"}}),
-            false);
-    auto rows =
-        TablePrinter(tasks, {{"Number"}, {"Time"}, {"Description"}, {"Status"}, {"Progress"}, {"Try"}})
-            .json();
-    for (std::size_t i = 0; i < rows.size(); ++i)
-        rows[i]["Folder"] = wrapper->controller().taskInformation()[i]->folderName();
-    return writeJson(rows) ? kDone : kNotDone;
+    if (options.json)
+        return writeTasksAsJson(*wrapper) ? kDone : kNotDone;
+    return show(taskTable(*wrapper), false);
 }
 
 int filesVerb(const TaskOptions& options)

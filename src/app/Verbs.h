@@ -10,6 +10,7 @@
 struct RunOptions {
     std::string wrapper;
     std::optional<int> concurrency;
+    bool json = false;
 };
 int runVerb(const RunOptions& options);
 

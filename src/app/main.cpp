@@ -92,10 +92,12 @@ private:
             "Runs every task that was not started before, so many at a time, and ends when they have ended.\n"
             "On a terminal a live table shows status and progress; otherwise each change is a line.\n"
             "An interrupt (Ctrl-C) ends the tasks that run and starts no others; a second one kills them.\n"
-            "A closed terminal ends nothing: the batch goes on unwatched.");
+            "A closed terminal ends nothing: the batch goes on unwatched.\n"
+            "With --json nothing is shown until the end, and then the task table with each task's Folder.");
         addWrapper(verb, run_.wrapper);
         verb->add_option("--concurrency", run_.concurrency, "How many tasks run at a time (4 unless told)")
             ->check(CLI::Range(1, kMostConcurrency));
+        addJson(verb, run_.json);
         verb->callback([this] { status_ = runVerb(run_); });
     }
 

@@ -76,8 +76,9 @@ TEST_F(CommandLine, RunsABatchAndShowsWhatItLeft)
     EXPECT_EQ(shell("T output --follow \"$W\" 3").out, "hello c\n");
     EXPECT_EQ(shell("T output \"$W\" 1 --json").parsed(), (json{{{"Number", "1"}, {"Line", "hello a"}}}));
 
-    result = shell("T run \"$W\"");
+    result = shell("T run \"$W\" --json");
     EXPECT_EQ(result.status, 0) << "nothing is left to do";
+    EXPECT_EQ(result.parsed(), tasks);
     result = shell("T clear \"$W\" 2 3");
     EXPECT_EQ(result.out, "Cleared 2 tasks.\n");
     EXPECT_FALSE(wrapper.has("2/runOutput"));

@@ -8,6 +8,7 @@ using namespace svtest;
 
 namespace {
 
+const double kNotANumber = std::nan("");
 const double kNoBound = KRUnbounded;
 
 // "empty", "invalid", or the numbers.
@@ -39,7 +40,7 @@ TEST(BoundingRanges, AreMadeOfTwoNumbersInAnyOrder)
 {
     EXPECT_EQ(made([] { return KRBoundingRangeCreate(3, 1); }), "1 3");
     EXPECT_EQ(made([] { return KRBoundingRangeCreate(-kNoBound, 1); }), "-inf 1");
-    for (const auto& pair : {std::pair(kNaN, 1.0), std::pair(1.0, kNaN)})
+    for (const auto& pair : {std::pair(kNotANumber, 1.0), std::pair(1.0, kNotANumber)})
         EXPECT_EQ(made([&] { return KRBoundingRangeCreate(pair.first, pair.second); }),
             "Not allowing KRBoundingRange to contain NaN");
 }
@@ -88,9 +89,9 @@ TEST(BoundingBoxes, OfThePlaneRefuseBadNumbers)
     const std::string isNaN = "Not allowing KRBoundingBox2D to contain NaN";
     EXPECT_EQ(made([] { return KRBoundingBox2DCreate(2, 1, 3, 4); }), reversed);
     EXPECT_EQ(made([] { return KRBoundingBox2DCreate(1, 2, 3, kNoBound); }), notFinite);
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(kNaN, 2, 3, 4); }), notFinite);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(kNotANumber, 2, 3, 4); }), notFinite);
     EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(-kNoBound, 2, 3, kNoBound); }), "-inf 2 3 inf");
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(1, 2, kNaN, 4); }), isNaN);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(1, 2, kNotANumber, 4); }), isNaN);
     EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, 8}); }), "7 7 8 8");
     EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, kNoBound}); }), notFinite);
     EXPECT_FALSE(KRBoundingBox2DCheckValidity({2, 1, 0, 0, false, true}));
@@ -115,8 +116,8 @@ TEST(BoundingBoxes, AreBoundOverSomeAxes)
     const KRBoundingBox2D box = KRBoundingBox2DCreate(1, 2, 3, 4);
     EXPECT_EQ(made([&] { return KRBoundingBox2D_Y(5, 6, box); }), "1 2 5 6");
     EXPECT_EQ(show(KRBoundingBox2D_Y(5, 6, KRBoundingBox2DCreateEmpty())), "empty");
-    EXPECT_EQ(
-        made([] { return KRBoundingBox2D_Y(kNaN, 6); }), "Not allowing KRBoundingBox2D to contain a NaN");
+    EXPECT_EQ(made([] { return KRBoundingBox2D_Y(kNotANumber, 6); }),
+        "Not allowing KRBoundingBox2D to contain a NaN");
     EXPECT_EQ(made([] { return KRBoundingBox2D_Y(7, 6); }), "minY>maxY when calling BoundingBox2D_Y");
     EXPECT_EQ(made([] { return KRBoundingBox3D_XY(1, 2, 3, 4); }), "1 2 3 4 -inf inf");
     EXPECT_EQ(made([] { return KRBoundingBox3D_XZ(1, 2, 3, 4); }), "1 2 -inf inf 3 4");
@@ -165,7 +166,7 @@ TEST(BoundReports, GoWhereTheApplicationWantsThem)
 {
     static std::string heard;
     KRSetBoundsReporter([](const std::string& message) { heard = message; });
-    EXPECT_THAT(reportsOf([] { KRBoundingRangeCreate(kNaN, 0); }), IsEmpty());
+    EXPECT_THAT(reportsOf([] { KRBoundingRangeCreate(kNotANumber, 0); }), IsEmpty());
     KRSetBoundsReporter(nullptr);
     EXPECT_EQ(heard, "Not allowing KRBoundingRange to contain NaN");
 }
