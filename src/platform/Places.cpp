@@ -5,6 +5,7 @@
 #include "platform/ProcessInfo.h"
 
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <pwd.h>
@@ -89,6 +90,13 @@ std::string Places::applicationSupport()
 {
     const std::string told = currentRoot().empty() ? absoluteFromEnvironment("XDG_DATA_HOME") : "";
     return told.empty() ? paths::appending(home(), ".local/share") : told;
+}
+
+std::string Places::resources()
+{
+    std::error_code failure;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
+    return failure ? "" : (program.parent_path().parent_path() / "share/trelkind").string();
 }
 
 std::string Places::services()

@@ -12,6 +12,9 @@ public:
     static std::string scratch(); // /var/tmp/Trelkind-<login name>
     static std::string varTmp(); // /var/tmp
     static std::string applicationSupport(); // $XDG_DATA_HOME, else <home>/.local/share
+    // What comes with the program: share/trelkind beside the folder that its file lies in. Not moved by a
+    // root.
+    static std::string resources();
     // Where named services of this user have their sockets: $XDG_RUNTIME_DIR/trelkind, else
     // <var tmp>/TrelkindServices-<login name>.
     static std::string services();

@@ -4,6 +4,7 @@
 #include "platform/MainLoop.h"
 #include "platform/NotificationCenter.h"
 #include "platform/OperationQueue.h"
+#include "platform/Places.h"
 #include "task/KRDraggableViewsController.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTaskApplication.h"
@@ -99,8 +100,8 @@ public:
     toolkit::CellValue objectValueForTableColumn(
         const toolkit::Table&, std::string_view column, int row) override;
 
-    // Documents that come with the program; set before awakeFromNib().
-    std::string resourceFolder;
+    // Where the documents lie that come with the program; to be changed before awakeFromNib().
+    std::string resourceFolder = platform::Places::resources();
     toolkit::TextView helpCreateTask;
     toolkit::TextView helpOverview;
     toolkit::TextView helpRunningJobs;

@@ -35,8 +35,6 @@ void KRTrelkindApplication::awakeFromNib()
     machines_.forceViewReset();
     machines_.setAcceptableDragTypes({"SV Machine Definition"});
 
-    if (resourceFolder.empty())
-        return;
     const auto readHelp = [this](const char* name, toolkit::TextView& view) {
         view.string =
             platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or("");

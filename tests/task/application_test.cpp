@@ -110,6 +110,9 @@ TEST_F(Application, KeepsTheMachineList)
     EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type"));
     EXPECT_EQ(app.remoteMachines().size(), 2U);
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
+    for (const auto* help :
+        {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
+        EXPECT_THAT(help->string, testing::StartsWith("{\\rtf1"));
     app.machines().moveController(0, 1);
     app.addLSFMachine(true);
     EXPECT_TRUE(app.machineWindow().isVisible());
