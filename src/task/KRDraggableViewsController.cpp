@@ -32,15 +32,36 @@ platform::Value KRDraggableViewsController::propertyList() const
 
 void KRDraggableViewsController::addControllerToEnd(Controller controller)
 {
-    if (controller)
-        controllers_.push_back(std::move(controller));
+    if (!controller)
+        return;
+    controllers_.push_back(std::move(controller));
+    if (delegate_)
+        delegate_->entriesWereAdded({controllers_.back()}, *this);
 }
 
 void KRDraggableViewsController::moveController(std::size_t from, std::size_t to)
 {
     if (from >= controllers_.size() || to >= controllers_.size())
         return;
+    if (delegate_)
+        delegate_->userActionStartedForDragController(*this);
     Controller moved = std::move(controllers_[from]);
     controllers_.erase(controllers_.begin() + static_cast<std::ptrdiff_t>(from));
     controllers_.insert(controllers_.begin() + static_cast<std::ptrdiff_t>(to), std::move(moved));
+    if (delegate_)
+        delegate_->userActionEndedForDragController(*this);
+}
+
+void KRDraggableViewsController::removeController(std::size_t index)
+{
+    if (index >= controllers_.size())
+        return;
+    const Controller removed = controllers_[index];
+    if (delegate_) {
+        delegate_->userActionStartedForDragController(*this);
+        delegate_->willRemoveFromController(*this, *removed);
+    }
+    controllers_.erase(controllers_.begin() + static_cast<std::ptrdiff_t>(index));
+    if (delegate_)
+        delegate_->userActionEndedForDragController(*this);
 }

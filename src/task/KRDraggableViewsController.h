@@ -9,6 +9,19 @@
 #include <string>
 #include <vector>
 
+class KRDraggableViewsController;
+
+// Who is told of what the user does with the list.
+class KRDraggableViewsDelegate {
+public:
+    using Controllers = std::vector<std::shared_ptr<KRTrelkindMachine>>;
+    virtual ~KRDraggableViewsDelegate() = default;
+    virtual void entriesWereAdded(const Controllers&, KRDraggableViewsController& /*toViewController*/) { }
+    virtual void willRemoveFromController(KRDraggableViewsController&, KRTrelkindMachine& /*entry*/) { }
+    virtual void userActionStartedForDragController(KRDraggableViewsController&) { }
+    virtual void userActionEndedForDragController(KRDraggableViewsController&) { }
+};
+
 // The list of machine definitions, which the user reorders by dragging. Main thread.
 class KRDraggableViewsController {
 public:
@@ -24,8 +37,10 @@ public:
 
     const std::vector<Controller>& controllers() const { return controllers_; }
     void addControllerToEnd(Controller controller);
-    // Moves an entry to another place, as a drag does.
+    // What the user does: drags an entry to another place, or removes one.
     void moveController(std::size_t from, std::size_t to);
+    void removeController(std::size_t index);
+    void setDelegate(KRDraggableViewsDelegate* delegate) { delegate_ = delegate; } // Borrowed.
     void forceViewReset() { viewList_.needsDisplay = true; }
     toolkit::ViewList& viewList() { return viewList_; }
     void setAcceptableDragTypes(std::vector<std::string> types) { acceptableDragTypes_ = std::move(types); }
@@ -33,6 +48,7 @@ public:
 
 private:
     Factory controllerFor_;
+    KRDraggableViewsDelegate* delegate_ = nullptr;
     std::vector<Controller> controllers_;
     toolkit::ViewList viewList_;
     std::vector<std::string> acceptableDragTypes_;

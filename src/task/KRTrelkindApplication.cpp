@@ -43,6 +43,7 @@ KRTrelkindApplication::KRTrelkindApplication()
     KRSerialNumber::configure();
     toolkit::MenuItem& last = menuEntryWithMachines_.add(fixedFinalItem());
     last.perform = [this](const toolkit::MenuItem&) { addLSFMachine(true); };
+    machines_.setDelegate(this);
     machineTable_.setDataSource(this);
     reloadObservation_ = platform::NotificationCenter::defaultCenter().observe(
         notifications::kReloadMachineList, [this](const auto&) { reloadTable(); });

@@ -22,7 +22,9 @@
 // The one application object: it prepares the folders that the program needs, keeps the open wrappers and the
 // machine list, decides whether the program may quit, and holds the link to the companion. Main thread, but
 // for the queues and the gate.
-class KRTrelkindApplication : public SVTaskApplication, public toolkit::TableDataSource {
+class KRTrelkindApplication : public SVTaskApplication,
+                              public toolkit::TableDataSource,
+                              public KRDraggableViewsDelegate {
 public:
     KRTrelkindApplication();
     ~KRTrelkindApplication() override;
@@ -80,10 +82,7 @@ public:
     void addLSFMachine(bool senderIsMenuItem);
     std::shared_ptr<KRTrelkindMachine> controllerFor(
         KRDraggableViewsController& list, const platform::Value& propertyList);
-    void entriesWereAdded() { }
-    void userActionStartedForDragController() { }
-    void userActionEndedForDragController();
-    void willRemoveFromController() { }
+    void userActionEndedForDragController(KRDraggableViewsController&) override;
     void createMachineConnection();
     toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }
     toolkit::Table& machineTable() { return machineTable_; }

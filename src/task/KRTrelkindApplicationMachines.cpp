@@ -98,10 +98,11 @@ void KRTrelkindApplication::addLSFMachine(bool senderIsMenuItem)
     if (senderIsMenuItem)
         machineWindow_.orderFront();
     machines_.addControllerToEnd(std::move(machine));
-    userActionEndedForDragController();
+    machines_.forceViewReset();
+    saveMachineInformation();
 }
 
-void KRTrelkindApplication::userActionEndedForDragController()
+void KRTrelkindApplication::userActionEndedForDragController(KRDraggableViewsController&)
 {
     machines_.forceViewReset();
     saveMachineInformation();

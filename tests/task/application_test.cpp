@@ -116,16 +116,23 @@ TEST_F(Application, KeepsTheMachineList)
     app.machines().moveController(0, 1);
     app.addLSFMachine(true);
     EXPECT_TRUE(app.machineWindow().isVisible());
-    std::vector<std::string> stored;
-    const auto list = platform::propertylist::readFile(machineList()).value;
-    for (const Value& entry : *list.array())
-        stored.push_back(entry.textFor("Machine Name").value_or("?"));
-    EXPECT_THAT(stored, ElementsAre("b", "a", "new"));
+    const auto stored = [&] {
+        std::vector<std::string> names;
+        const auto list = platform::propertylist::readFile(machineList()).value;
+        for (const Value& entry : *list.array())
+            names.push_back(entry.textFor("Machine Name").value_or("?"));
+        return names;
+    };
+    EXPECT_THAT(stored(), ElementsAre("b", "a", "new"));
+    app.machines().moveController(2, 0);
+    EXPECT_THAT(stored(), ElementsAre("new", "b", "a"));
+    app.machines().removeController(0);
+    EXPECT_THAT(stored(), ElementsAre("b", "a"));
 
     std::static_pointer_cast<Cluster>(app.remoteMachines()[0])->name = "broken";
     app.saveMachineInformation();
     EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type", "Could not get property from Cluster"));
-    EXPECT_EQ(platform::propertylist::readFile(machineList()).value.array()->size(), 2U);
+    EXPECT_EQ(platform::propertylist::readFile(machineList()).value.array()->size(), 1U);
     app.machines().fillFromPropertyList({});
     app.saveMachineInformation();
     EXPECT_EQ(platform::propertylist::readFile(machineList()).value, Value(Value::Array()));
