@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -16,12 +17,21 @@ int openFolder(const std::string& path)
     return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
+// A folder that somebody else has put there is not one to share, whatever he does with it.
+bool isOurs(int descriptor)
+{
+    struct stat info { };
+    return ::fstat(descriptor, &info) == 0 && info.st_uid == ::geteuid()
+        && (info.st_mode & files::kPermissionBits) == files::kOwnersFolder;
+}
+
 bool isInUse(const std::string& path)
 {
     const int descriptor = openFolder(path);
     if (descriptor < 0)
         return false;
-    const bool used = ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    const bool used =
+        isOurs(descriptor) && ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     ::close(descriptor);
     return used;
 }
