@@ -13,6 +13,7 @@
 
 namespace {
 
+constexpr double kSecondsBeforeNextAttempt = 1.0;
 constexpr const char* kInternalErrorIn = "Internal error in KRComputationalThread.";
 constexpr const char* kInternalErrorFor = "Internal error for KRComputationalThread.";
 
@@ -120,13 +121,28 @@ void KRComputationalThread::launchAThread()
         try {
             std::thread([this, number] { connectWithPorts(number); }).detach();
         } catch (const std::system_error& refused) {
-            // The machine gives no more threads: the job waits for one of those that there are.
+            // The machine gives no more threads: the job waits for one of those that there are, or for a
+            // better moment.
             tasksWaitingForExecution_.push_front(takeOut(storageWhileStarting_, number));
             KRMessageCenter::addMessage(fmt::format("Thread error: {}", refused.what()));
+            if (runningThreads_.empty() && storageWhileStarting_.empty())
+                tryAgainLater();
             return;
         }
     }
     ++howManyThreadsRunning_;
+}
+
+void KRComputationalThread::tryAgainLater()
+{
+    platform::MainLoop::main().post([this] {
+        nextAttempt_ =
+            platform::Timer::schedule(kSecondsBeforeNextAttempt, platform::Timer::Repeats::No, [this] {
+                const std::lock_guard guard(accessLock_);
+                if (!tasksWaitingForExecution_.empty() && howManyThreadsRunning_ < MostThreads)
+                    launchAThread();
+            });
+    });
 }
 
 void KRComputationalThread::serverHasStarted(std::shared_ptr<KRCT_Instance> worker, Number forSerialNumber)

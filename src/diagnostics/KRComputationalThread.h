@@ -1,6 +1,7 @@
 #pragma once
 
 #include "diagnostics/KRMessageCenter.h"
+#include "platform/MainLoop.h"
 
 #include <cstdint>
 #include <deque>
@@ -87,6 +88,7 @@ private:
     }
 
     void launchAThread();
+    void tryAgainLater();
     void connectWithPorts(Number number);
     void serverHasStarted(std::shared_ptr<KRCT_Instance> worker, Number forSerialNumber);
     void finishExecution(Number serial, const std::shared_ptr<void>& output);
@@ -98,4 +100,5 @@ private:
     int howManyThreadsRunning_ = 0;
     Jobs storageWhileStarting_;
     Jobs storageWhileRunning_;
+    std::unique_ptr<platform::Timer> nextAttempt_; // Main thread.
 };

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <system_error>
 
 namespace {
 
@@ -69,10 +70,13 @@ std::optional<std::string> descriptionForApp()
 } // namespace
 
 KRMessageCenter_Entry::KRMessageCenter_Entry(std::string shortDescr, std::optional<std::string> longDescr)
-    : shortDescription_(std::move(shortDescr)), longDescription_(std::move(longDescr)),
-      whenItHappened_(
-          std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count())
+    : shortDescription_(std::move(shortDescr)), longDescription_(std::move(longDescr)), whenItHappened_(now())
 { }
+
+double KRMessageCenter_Entry::now()
+{
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
 
 std::shared_ptr<const KRMessageCenter_Entry> KRMessageCenter_Entry::shortDescription(
     std::string text, std::optional<std::string> longDescription)
@@ -284,8 +288,13 @@ void KRMessageCenter::updateIfNeccesaryFromTimer()
 // somethingWaitingLock is held, and the former reporting thread has been joined.
 void KRMessageCenter::startReporting()
 {
-    hasLaunchedReportingThread_ = true;
-    reportingThread_ = std::thread([this] { cleanUpCleanUp(); });
+    try {
+        reportingThread_ = std::thread([this] { cleanUpCleanUp(); });
+        hasLaunchedReportingThread_ = true;
+    } catch (const std::system_error&) {
+        // The machine gives no thread: the entries wait for the next message.
+        hasLaunchedReportingThread_ = false;
+    }
 }
 
 void KRMessageCenter::cleanUpCleanUp()

@@ -12,11 +12,6 @@ namespace {
 constexpr double kTintedSeconds = 180;
 constexpr double kFadingSeconds = 100;
 
-double now()
-{
-    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-}
-
 // A pale tint that holds for 80 seconds and fades to white at 180.
 toolkit::Color tintAtAge(double age)
 {
@@ -183,7 +178,7 @@ void KRMessageCenter::willDisplayCell(toolkit::Table&, toolkit::CellStyle& style
     if (messageTableFont())
         style.font = messageTableFont();
     const Entry entry = entryAt(row);
-    const double age = entry ? now() - entry->date() : kTintedSeconds;
+    const double age = entry ? KRMessageCenter_Entry::now() - entry->date() : kTintedSeconds;
     if (age >= kTintedSeconds)
         return;
     style.background = tintAtAge(age);

@@ -14,6 +14,7 @@ public:
     const std::string& shortDescription() const { return shortDescription_; }
     const std::optional<std::string>& longDescription() const { return longDescription_; }
     double date() const { return whenItHappened_; } // Seconds since 1970.
+    static double now(); // As a date is counted.
 
 private:
     KRMessageCenter_Entry(std::string shortDescr, std::optional<std::string> longDescr);

@@ -28,4 +28,12 @@ bool FolderLock::isPrivate() const
         && (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
 }
 
+bool FolderLock::isAt(const std::string& path) const
+{
+    struct stat opened { };
+    struct stat present { };
+    return folder_ && ::fstat(folder_.get(), &opened) == 0 && ::lstat(path.c_str(), &present) == 0
+        && opened.st_dev == present.st_dev && opened.st_ino == present.st_ino;
+}
+
 } // namespace platform

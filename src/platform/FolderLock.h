@@ -21,6 +21,8 @@ public:
     bool isTaken() const { return state_ == State::Taken; }
     // The folder, as it was opened, is this user's, and nobody else can get into it.
     bool isPrivate() const;
+    // The folder, as it was opened, is what lies at the path now.
+    bool isAt(const std::string& path) const;
 
 private:
     enum class State { Held, Taken, Impossible };

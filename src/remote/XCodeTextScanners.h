@@ -6,8 +6,8 @@
 #include <vector>
 
 // Two scanners that read one object out of the text of a project file by hand, without a property-list
-// parser. Nothing calls them so far. Texts are kept as they stand, with the quotation marks around them. Any
-// thread.
+// parser: for a piece of a project that can't be had whole. Texts are kept as they stand, with the quotation
+// marks around them. Any thread.
 
 // What a "sourceTree" says about where a path begins.
 namespace xcodepathtype {

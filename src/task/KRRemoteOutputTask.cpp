@@ -9,13 +9,11 @@ void KRRemoteOutputTask::setTable(toolkit::Table* table)
 {
     if (table == table_)
         return;
-    if (!table) {
-        if (table_->dataSource() == this)
-            table_->setDataSource(nullptr);
-        table_ = nullptr;
-        return;
-    }
+    if (table_ && table_->dataSource() == this)
+        table_->setDataSource(nullptr);
     table_ = table;
+    if (!table_)
+        return;
     table_->setDataSource(this);
     table_->noteNumberOfRowsChanged();
     table_->reloadData();
@@ -75,6 +73,9 @@ toolkit::CellValue KRRemoteOutputTask::objectValueForTableColumn(
     SVRemoteOutputSource* machine = source();
     if (!machine)
         return {};
+    // While the machine is asked the run may end, and with it the task's hold on this.
+    const auto self = weak_from_this().lock();
     // A line that can't be had is kept as an empty one: each line crosses the connection once.
-    return linesThatHaveBeenCopied_[row] = machine->getOutputLineNumber(row, parent_).value_or("");
+    std::string text = machine->getOutputLineNumber(row, parent_).value_or("");
+    return linesThatHaveBeenCopied_[row] = std::move(text);
 }

@@ -5,13 +5,15 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 class SVSingleTask;
 
 // The source of the output table while a task runs on a machine that reports output over the network: it
 // knows how many lines there are and fetches each line once. Main thread.
-class KRRemoteOutputTask : public toolkit::TableDataSource {
+class KRRemoteOutputTask : public toolkit::TableDataSource,
+                           public std::enable_shared_from_this<KRRemoteOutputTask> {
 public:
     // The parent owns this; the function tells on which machine it runs now.
     KRRemoteOutputTask(SVSingleTask& parent, std::function<SVTaskMachine*()> runningOn)

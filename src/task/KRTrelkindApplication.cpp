@@ -38,7 +38,7 @@ std::string scratchAfterLibrary()
 KRTrelkindApplication::KRTrelkindApplication()
     : scratch_(scratchAfterLibrary()),
       machines_([this](auto& list, const auto& entry) { return controllerFor(list, entry); }),
-      localMachineQueue_(platform::processorCount()), sorvanta_([this] { reloadTable(); })
+      sorvanta_([this] { reloadTable(); }), localMachineQueue_(platform::processorCount())
 {
     KRSerialNumber::configure();
     toolkit::MenuItem& last = menuEntryWithMachines_.add(fixedFinalItem());
@@ -69,12 +69,12 @@ std::optional<std::string> KRTrelkindApplication::md5ChecksumForFile(const std::
     return ::md5ChecksumForFile(path);
 }
 
-std::vector<void*> KRTrelkindApplication::remoteMachinesOfServers()
+std::vector<SVTaskMachine*> KRTrelkindApplication::remoteMachinesOfServers()
 {
-    std::vector<void*> engines;
+    std::vector<SVTaskMachine*> engines;
     if (KRTrelkindApplication* application = app())
         for (const auto& definition : application->machineControllers_)
-            if (void* engine = definition->engineController(); engine && definition->isConnected())
+            if (SVTaskMachine* engine = definition->engineController(); engine && definition->isConnected())
                 engines.push_back(engine);
     return engines;
 }

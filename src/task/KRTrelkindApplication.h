@@ -32,10 +32,10 @@ public:
     // Null as long as there is none.
     static KRTrelkindApplication* app();
     static std::optional<std::string> md5ChecksumForFile(const std::string& path);
-    static void* localMachine() { return app() ? app()->getLocalMachine() : nullptr; }
+    static SVTaskMachine* localMachine() { return app() ? app()->getLocalMachine() : nullptr; }
     // The engines of the task servers that are connected; remoteMachines() answers the definitions of
     // clusters.
-    static std::vector<void*> remoteMachinesOfServers();
+    static std::vector<SVTaskMachine*> remoteMachinesOfServers();
 
     // After the layout was loaded: reads the machine list and the help documents.
     void awakeFromNib();
@@ -43,7 +43,7 @@ public:
     // Any thread.
     platform::OperationQueue& localMachineQueue() { return localMachineQueue_; }
     platform::OperationQueue& copyingFilesOnLocalMachine() { return localMachineQueueForFileCopy_; }
-    KRCountLimiter& countLimiter() override { return countLimiter_; }
+    const std::shared_ptr<KRCountLimiter>& countLimiter() const override { return countLimiter_; }
 
     // One controller for each path as it is written; a second call brings its window to the front.
     std::shared_ptr<KRTrelkindController> openTaskWithName(const std::string& path);
@@ -107,7 +107,7 @@ public:
     toolkit::TextView helpSettingMachines;
 
 private:
-    void* getLocalMachine() const { return nullptr; }
+    SVTaskMachine* getLocalMachine() const { return nullptr; }
     void reloadTable() { machineTable_.reloadData(); }
     std::shared_ptr<KRTrelkindMachine> makeMachine(const std::string& kind) const;
     toolkit::MenuItem menuItemForMachine(std::string title, std::any representedObject);
@@ -128,10 +128,11 @@ private:
     bool machineListIsUnreadable_ = false;
     bool machineListIsIncomplete_ = false;
     bool isOkToTerminate_ = true;
-    KRCountLimiter countLimiter_;
-    platform::OperationQueue localMachineQueue_;
-    platform::OperationQueue localMachineQueueForFileCopy_;
+    std::shared_ptr<KRCountLimiter> countLimiter_ = std::make_shared<KRCountLimiter>();
     SorvantaLink sorvanta_;
     std::unique_ptr<platform::Timer> reloadTableTimer_;
     std::unique_ptr<platform::NotificationCenter::Observation> reloadObservation_;
+    // The first to go: an operation that ends meanwhile finds the rest still there.
+    platform::OperationQueue localMachineQueue_;
+    platform::OperationQueue localMachineQueueForFileCopy_;
 };

@@ -10,11 +10,13 @@
 #include "task/SVTaskApplication.h"
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/UploadPreparation.h"
+#include "task/WrapperList.h"
 #include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 
 namespace {
 
@@ -22,11 +24,6 @@ namespace files = platform::files;
 using platform::Value;
 
 std::int64_t upToCount = 0;
-
-bool isBareFileName(const std::string& name)
-{
-    return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
-}
 
 } // namespace
 
@@ -124,28 +121,34 @@ void KRTrelkindController::insertTextIntoFields()
     views_->window.setTitle(wrapperName());
     views_->howMuchIsDoneField.stringValue =
         fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size());
-    const std::string notes = wrapperName() + "/Info.rtfd/TXT.rtf";
-    const auto writeUp = files::readFile(notes);
-    writeUpIsUnreadable_ = !writeUp && files::exists(notes);
-    views_->writeUp.string = writeUp.value_or("");
+    readWriteUp();
     views_->setupDescription.string =
         files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or("");
     views_->xCodeProjectLocation.stringValue = xCodeProject().value_or("");
 }
 
+void KRTrelkindController::readWriteUp()
+{
+    const std::string package = wrapperName() + "/Info.rtfd";
+    const auto writeUp = files::readFile(package + "/TXT.rtf");
+    views_->writeUp.string = writeUp.value_or("");
+    if (writeUp || !files::exists(package))
+        return;
+    const auto names = files::contentsOfDirectory(package);
+    writeUpIsUnreadable_ = !names || std::find(names->begin(), names->end(), "TXT.rtf") != names->end();
+}
+
 void KRTrelkindController::finishWindowSetup()
 {
-    const auto stored = platform::propertylist::readFile(wrapperName() + "/Remote Machine.plist");
-    if (stored.status == platform::propertylist::ReadResult::Status::Unreadable)
-        KRMessageCenter::addMessage("Could not read Remote Machine.plist.", stored.reason);
-    const auto host = stored.value.textFor("Host");
+    const auto stored = WrapperList::read(wrapperName() + "/Remote Machine.plist").dictionary;
+    const auto host = stored.textFor("Host");
     SVTaskApplication* app = SVTaskApplication::app();
     if (!host || !app)
         return;
     for (const auto& machine : app->remoteMachines()) {
         if (machine->machineName() != *host)
             continue;
-        connectMachine(*machine, stored.value.textFor("Queue").value_or(""));
+        connectMachine(*machine, stored.textFor("Queue").value_or(""));
         if (engine_)
             engine_->updateStatus();
         return;
@@ -222,7 +225,7 @@ void KRTrelkindController::cancelAllJobs()
 
 void KRTrelkindController::engineDisconnected(const platform::Notification& notification)
 {
-    if (auto* machine = static_cast<SVTaskMachine*>(notification.object))
+    if (SVTaskMachine* machine = notifications::disconnectedEngine(notification))
         for (const auto& task : taskInformation_)
             task->engineGotDisconnected(*machine);
     reloadTaskList();
@@ -323,19 +326,21 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
         return;
     }
     const std::string chosen = platform::paths::abbreviatingWithTilde(chosenFiles.front());
-    if (wrapper_.executable) {
-        // Only a bare name lies in the wrapper's top level; anything else would remove what is not ours.
-        const std::string& name = *wrapper_.executable;
-        if (!isBareFileName(name) || !files::remove(wrapperName() + "/" + name)) {
+    const std::string source = platform::paths::expandingTilde(chosen);
+    std::optional<std::string> name = platform::paths::lastComponent(chosen);
+    const std::string target = wrapperName() + "/" + *name;
+    std::error_code failure;
+    // One that lies in its place already would be lost with the removal.
+    if (!std::filesystem::equivalent(source, target, failure)) {
+        if (wrapper_.executable && !files::remove(wrapperName() + "/" + *wrapper_.executable)) {
             KRMessageCenter::addMessage("Could not remove the existing executable.");
             return;
         }
         wrapper_.executable.reset();
-    }
-    std::optional<std::string> name = platform::paths::lastComponent(chosen);
-    if (!files::copy(platform::paths::expandingTilde(chosen), wrapperName() + "/" + *name)) {
-        KRMessageCenter::addMessage("Could not copy in the new executable.");
-        name.reset();
+        if (!files::copy(source, target)) {
+            KRMessageCenter::addMessage("Could not copy in the new executable.");
+            name.reset();
+        }
     }
     wrapper_.executable = name;
     wrapper_.originalExecutable = chosen;
@@ -387,6 +392,9 @@ void KRTrelkindController::saveWriteUpIfNeeded()
     files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
     writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
+    if (writeUpChanged_)
+        KRMessageCenter::addMessage("Could not save the notes.",
+            fmt::format("{} can't be written: copy your text before you close the window.", package));
 }
 
 bool KRTrelkindController::validateMenuItem(const std::string& action) const

@@ -40,6 +40,7 @@ public:
     const std::optional<std::string>& executable() const override { return wrapper_.executable; }
     const std::optional<std::string>& executableMD5() const override { return wrapper_.executableMD5; }
     const std::optional<std::vector<std::string>>& inputFiles() const override { return wrapper_.inputFiles; }
+    bool inputFilesAreUnknown() const override { return wrapper_.inputFilesAreUnknown; }
     std::optional<std::string> xCodeProject() const override;
     std::string arguments() const override { return {}; }
     toolkit::Table* outputTable() const override;
@@ -112,6 +113,7 @@ private:
     void makeTasks();
     void loadWindow();
     void insertTextIntoFields();
+    void readWriteUp();
     void finishWindowSetup();
     void addViewForEngine();
     void saveWriteUpIfNeeded();
@@ -139,7 +141,7 @@ private:
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;
     bool waitingToStop_ = false;
-    // Nothing uses these three yet: they belong to whoever will assign tasks to machines.
+    // For whoever assigns tasks to machines.
     SVTaskMachine* localMachine_ = nullptr;
     std::unique_ptr<platform::Timer> standardOutTimer_;
     std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;

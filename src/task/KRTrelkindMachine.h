@@ -9,6 +9,7 @@
 #include <vector>
 
 class SVTaskController;
+class SVTaskMachine;
 class SVTrelkindEngine;
 
 // The definition of a machine that takes whole batches: an entry of the machine list. Main thread.
@@ -42,7 +43,7 @@ class SVMachineDefinition {
 public:
     virtual ~SVMachineDefinition() = default;
     virtual bool isConnected() const = 0;
-    virtual void* engineController() const = 0; // Null when there is none.
+    virtual SVTaskMachine* engineController() const = 0; // Null when there is none.
     virtual void removeControllerNumber(std::int64_t serialNumber) = 0;
     virtual void disconnectEngineFromServer() = 0;
 };

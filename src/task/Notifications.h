@@ -1,5 +1,8 @@
 #pragma once
 
+#include "platform/NotificationCenter.h"
+#include "task/SVTaskMachine.h"
+
 // The names of the notifications that controllers, the application and machine definitions exchange.
 namespace notifications {
 
@@ -8,5 +11,15 @@ inline constexpr const char* kReloadMachineList = "SVReloadMachineList";
 inline constexpr const char* kWindowClosed = "SVWindowClosed"; // Object: the controller.
 inline constexpr const char* kCallMeIfYouDontWantToQuit = "SVCallMeIfYouDontWantToQuit";
 inline constexpr const char* kConnectToServer = "SVConnectToServer";
+
+// The object goes through a pointer to anything: both ends of the way stand here.
+inline void postEngineDisconnected(SVTaskMachine& machine)
+{
+    platform::NotificationCenter::defaultCenter().post(kEngineDisconnected, &machine);
+}
+inline SVTaskMachine* disconnectedEngine(const platform::Notification& notification)
+{
+    return static_cast<SVTaskMachine*>(notification.object);
+}
 
 } // namespace notifications

@@ -19,7 +19,7 @@ namespace {
 // A place at the gate for as long as this lives; without an application there is no gate.
 class Access {
 public:
-    Access() : gate_(SVTaskApplication::app() ? &SVTaskApplication::app()->countLimiter() : nullptr)
+    explicit Access(std::shared_ptr<KRCountLimiter> gate) : gate_(std::move(gate))
     {
         if (gate_)
             gate_->requestAccess();
@@ -33,8 +33,14 @@ public:
     Access& operator=(const Access&) = delete;
 
 private:
-    KRCountLimiter* gate_;
+    std::shared_ptr<KRCountLimiter> gate_;
 };
+
+std::shared_ptr<KRCountLimiter> gateOfApplication()
+{
+    const SVTaskApplication* application = SVTaskApplication::app();
+    return application ? application->countLimiter() : nullptr;
+}
 
 // Nothing for a task whose wrapper was closed meanwhile. Main thread.
 std::optional<ScriptRun> scriptFor(const SVSingleTask& task)
@@ -102,9 +108,12 @@ std::shared_ptr<SVSingleTask> SVEngineController::runASingleTask(std::shared_ptr
 {
     // The task is answered whatever happens: without it nobody would take it off the list of running ones.
     try {
-        const Access access;
+        auto& mainThread = platform::MainLoop::main();
+        std::shared_ptr<KRCountLimiter> gate;
+        mainThread.postAndWait([&] { gate = gateOfApplication(); });
+        const Access access(std::move(gate));
         std::optional<ScriptRun> script;
-        platform::MainLoop::main().postAndWait([&] { script = scriptFor(*task); });
+        mainThread.postAndWait([&] { script = scriptFor(*task); });
         if (script) {
             if (script->run() == ScriptRun::End::Aborted)
                 task->removeComputedResults();

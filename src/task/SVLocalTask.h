@@ -1,9 +1,6 @@
 #pragma once
 
-#include "platform/OperationQueue.h"
-
-#include <memory>
-#include <string>
+#include "task/ScriptOperation.h"
 
 class SVLocalTask;
 
@@ -17,19 +14,11 @@ public:
 
 // An operation of the older generation: runs a task's program and tells the task itself. It leaves the script
 // where it is and marks no abort.
-class SVLocalTask : public platform::Operation, public std::enable_shared_from_this<SVLocalTask> {
+class SVLocalTask : public ScriptOperation<SVLocalTask, SVLocalTaskParent> {
 public:
     SVLocalTask(std::string executable, std::string workDirectory, std::string argument,
-        std::shared_ptr<SVLocalTaskParent> parent);
-    void main() override;
-
-    const std::string& executable() const { return executable_; }
-    const std::string& workDirectory() const { return workDirectory_; }
-    const std::string& argument() const { return argument_; }
-
-private:
-    std::string executable_;
-    std::string workDirectory_;
-    std::string argument_;
-    std::shared_ptr<SVLocalTaskParent> parent_;
+        std::shared_ptr<SVLocalTaskParent> parent)
+        : ScriptOperation(std::move(executable), std::move(workDirectory), std::move(argument), kOlderMarkers,
+            std::move(parent))
+    { }
 };

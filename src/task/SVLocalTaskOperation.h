@@ -1,9 +1,6 @@
 #pragma once
 
-#include "platform/OperationQueue.h"
-
-#include <memory>
-#include <string>
+#include "task/ScriptOperation.h"
 
 class SVLocalTaskOperation;
 
@@ -16,21 +13,19 @@ public:
 };
 
 // One local run: writes the script into the run folder, launches and supervises it, marks an abort, removes
-// the script. Cancelled before it has begun it does nothing and tells nobody. It touches its own texts and
-// the folder alone.
-class SVLocalTaskOperation : public platform::Operation,
-                             public std::enable_shared_from_this<SVLocalTaskOperation> {
+// the script.
+class SVLocalTaskOperation : public ScriptOperation<SVLocalTaskOperation, SVLocalTaskOperationParent> {
 public:
     SVLocalTaskOperation(int taskNumber, std::string executable, std::string workDirectory,
-        std::string argument, std::shared_ptr<SVLocalTaskOperationParent> parent);
+        std::string argument, std::shared_ptr<SVLocalTaskOperationParent> parent)
+        : ScriptOperation(std::move(executable), std::move(workDirectory), std::move(argument), kTaskMarkers,
+            std::move(parent)),
+          taskNumber_(taskNumber)
+    { }
     int taskNumber() const { return taskNumber_; }
-    void main() override;
 
 private:
-    std::string executable_;
-    std::string workDirectory_;
-    std::string argument_;
+    void runHasEnded(ScriptRun::End end) override;
+
     int taskNumber_;
-    // Let go on the main thread: the last owner of an engine must not be a thread of the engine's own queue.
-    std::shared_ptr<SVLocalTaskOperationParent> parent_;
 };

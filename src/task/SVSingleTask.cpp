@@ -1,5 +1,6 @@
 #include "task/SVSingleTask.h"
 
+#include "diagnostics/KRMessageCenter.h"
 #include "task/SVTaskApplication.h"
 #include "task/TaskWrapper.h"
 
@@ -34,17 +35,12 @@ std::shared_ptr<SVSingleTask> SVSingleTask::createInsideProject(
 
 SVSingleTask::SVSingleTask(SVTaskController& project, int number, const platform::Value& information)
     : insideProject_(&project), numberInProject_(number),
+      folderName_(project.wrapperName() + "/" + std::to_string(number)),
       timeValue_(numberOfValue(information.find("Time Value"))),
       argumentFlag_(textOfValue(information.find("Argument")))
 { }
 
 SVSingleTask::~SVSingleTask() = default;
-
-std::string SVSingleTask::folderName() const
-{
-    const SVTaskController* project = insideProject_;
-    return (project ? project->wrapperName() : std::string()) + "/" + std::to_string(numberInProject_);
-}
 
 std::string SVSingleTask::description() const
 {
@@ -97,10 +93,9 @@ std::string SVSingleTask::statusString() const
 
 bool SVSingleTask::readMarkers()
 {
-    const std::string folder = folderName();
     bool changed = false;
     const auto read = [&](const char* marker, bool& flag) {
-        const bool exists = files::exists(folder + marker);
+        const bool exists = files::exists(folderName_ + marker);
         changed |= exists != flag;
         flag = exists;
     };
@@ -155,10 +150,11 @@ const SVFileContent& SVSingleTask::contentForFile(const std::string& name)
 {
     if (const auto known = contentCache_.find(name); known != contentCache_.end())
         return known->second;
-    // Entered before it is filled, so that a file is scanned once, whatever comes of it.
-    SVFileContent& content = contentCache_[name];
-    content = SVFileContent::ofFile(pathOf(name));
-    return content;
+    // Entered before it is filled, so that a scan that serves the main loop isn't begun a second time;
+    // entered again afterwards, for the cache may have been emptied meanwhile.
+    contentCache_[name];
+    SVFileContent content = SVFileContent::ofFile(pathOf(name));
+    return contentCache_[name] = std::move(content);
 }
 
 void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) const
@@ -166,11 +162,16 @@ void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) c
     const SVTaskController* project = insideProject_;
     if (!project)
         return;
-    const std::string folder = fmt::format("{}/{}/", project->wrapperName(), numberInProject_);
+    if (project->inputFilesAreUnknown()) {
+        KRMessageCenter::addMessage("Could not clear the run.",
+            fmt::format(
+                "{}: the inputs of this wrapper are not known, and nothing was removed.", folderName_));
+        return;
+    }
     const auto& inputs = project->inputFiles();
     for (const std::string& name : entries)
         if (!inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end())
-            files::remove(folder + name);
+            files::remove(pathOf(name));
 }
 
 void SVSingleTask::clearData()
@@ -182,7 +183,7 @@ void SVSingleTask::clearData()
 
 void SVSingleTask::removeComputedResults()
 {
-    // Which folder is meant the controller knows, and the controller belongs to the main thread.
+    // What is spared the controller knows, and the controller belongs to the main thread.
     if (!platform::MainLoop::main().isLoopThread())
         return platform::MainLoop::main().postAndWait([this] { removeComputedResults(); });
     taskIsFinished_ = false;

@@ -49,7 +49,7 @@ public:
     SVTaskController* controller() const { return insideProject_; }
     int numberInProject() const { return numberInProject_; }
     SVTaskMachine* runningOn() const { return runningOn_; }
-    std::string folderName() const;
+    const std::string& folderName() const { return folderName_; } // Also after the controller has gone.
     std::optional<std::string> entryDescription() const { return description_; }
     void setDescription(std::optional<std::string> text) { description_ = std::move(text); }
     std::string description() const; // For logs.
@@ -130,8 +130,9 @@ private:
     void leaveEngines();
     toolkit::MenuItem menuItem(const char* title, const char* action, void (SVSingleTask::*perform)());
 
-    std::atomic<SVTaskController*> insideProject_;
+    SVTaskController* insideProject_;
     int numberInProject_;
+    std::string folderName_;
     double timeValue_ = 0;
     std::optional<std::string> argumentFlag_;
     std::optional<std::vector<std::string>> cachedFileList_;
@@ -150,7 +151,7 @@ private:
     std::optional<std::string> machineItRanOn_;
     std::optional<std::string> temporaryOutput_;
     bool singleTaskSelectedInView_ = false;
-    std::unique_ptr<KRRemoteOutputTask> remoteOutput_;
+    std::shared_ptr<KRRemoteOutputTask> remoteOutput_;
     KRBigTextFile outputFile_;
     bool shouldBeRun_ = false;
     bool beingChecked_ = false;
@@ -159,8 +160,8 @@ private:
     SVTaskMachine* waitingOn_ = nullptr;
     SVTaskMachine* runningOn_ = nullptr;
     bool transferringOutput_ = false;
-    std::atomic<bool> taskIsFinished_ = false;
-    std::atomic<int> abortStatus_ = NoAbort;
+    bool taskIsFinished_ = false;
+    std::atomic<int> abortStatus_ = NoAbort; // Read by a worker.
     std::shared_ptr<platform::Process> scpTask_;
     std::unique_ptr<platform::Timer> timerWaitingToStrike_;
     std::optional<std::set<std::string>> blackList_;

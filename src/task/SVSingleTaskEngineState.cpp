@@ -51,7 +51,7 @@ void SVSingleTask::startedOn(SVTaskMachine& machine)
     if (SVTaskController* project = insideProject_)
         project->startedComputingTask(*this, &machine);
     if (!machine.isLocal())
-        remoteOutput_ = std::make_unique<KRRemoteOutputTask>(*this, [this] { return runningOn_; });
+        remoteOutput_ = std::make_shared<KRRemoteOutputTask>(*this, [this] { return runningOn_; });
     if (!singleTaskSelectedInView_)
         return;
     if (remoteOutput_) {

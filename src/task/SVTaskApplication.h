@@ -10,7 +10,7 @@ class SVSingleTask;
 class SVTaskController;
 
 // The application object as tasks, engines and controllers see it. There is at most one; without one (in a
-// test of a single class, say) what is sent to it goes nowhere. Main thread, but for countLimiter().
+// test of a single class, say) what is sent to it goes nowhere. Main thread.
 class SVTaskApplication {
 public:
     SVTaskApplication();
@@ -28,6 +28,6 @@ public:
     // An objection to quitting.
     virtual void shouldNotQuit() = 0;
     virtual std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() = 0;
-    // The gate for slow outside activities. Any thread.
-    virtual KRCountLimiter& countLimiter() = 0;
+    // The gate for slow outside activities, which outlives the application as long as somebody is inside.
+    virtual const std::shared_ptr<KRCountLimiter>& countLimiter() const = 0;
 };

@@ -23,6 +23,8 @@ public:
     virtual const std::optional<std::string>& executable() const = 0;
     virtual const std::optional<std::string>& executableMD5() const = 0;
     virtual const std::optional<std::vector<std::string>>& inputFiles() const = 0;
+    // The wrapper tells its inputs in a way that can't be understood: no run must be cleared.
+    virtual bool inputFilesAreUnknown() const = 0;
     virtual const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const = 0;
     virtual std::optional<std::string> xCodeProject() const = 0;
     // Always empty: the text for one task is its own argument.

@@ -2,58 +2,47 @@
 
 #include "platform/FileManager.h"
 
-#include <cerrno>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <chrono>
+#include <thread>
 
 namespace {
 
 namespace files = platform::files;
+using platform::FolderLock;
 
-int openFolder(const std::string& path)
-{
-    return ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-}
-
-// A folder that somebody else has put there is not one to share, whatever he does with it.
-bool isOurs(int descriptor)
-{
-    struct stat info { };
-    return ::fstat(descriptor, &info) == 0 && info.st_uid == ::geteuid()
-        && (info.st_mode & files::kPermissionBits) == files::kOwnersFolder;
-}
-
-bool isInUse(const std::string& path)
-{
-    const int descriptor = openFolder(path);
-    if (descriptor < 0)
-        return false;
-    const bool used =
-        isOurs(descriptor) && ::flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    ::close(descriptor);
-    return used;
-}
+// Sessions that start at the same moment may take the folder from each other a few times.
+constexpr int kAttempts = 20;
+constexpr auto kWaitBetweenAttempts = std::chrono::milliseconds(5);
 
 } // namespace
 
 ScratchFolder::ScratchFolder(const std::string& path)
 {
-    if (!isInUse(path)) {
-        files::remove(path);
-        // Nothing is written into a folder that somebody else has put there.
-        if (!files::createDirectory(path, files::kOwnersFolder))
-            return;
-        files::writeFile(path + "/Empty", "");
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const FolderLock alone(path, FolderLock::Kind::Exclusive, FolderLock::Links::Refused);
+        // A folder that somebody else has put there is not one to share, whatever he does with it.
+        if (alone.isTaken() && alone.isPrivate()) {
+            if (share(path))
+                return;
+        } else {
+            files::remove(path);
+            if (files::createDirectory(path, files::kOwnersFolder)) {
+                files::writeFile(path + "/Empty", "");
+                if (share(path))
+                    return;
+            } else if (!files::exists(path)) {
+                return;
+            }
+        }
+        std::this_thread::sleep_for(kWaitBetweenAttempts);
     }
-    descriptor_ = openFolder(path);
-    if (descriptor_ >= 0)
-        ::flock(descriptor_, LOCK_SH | LOCK_NB);
 }
 
-ScratchFolder::~ScratchFolder()
+bool ScratchFolder::share(const std::string& path)
 {
-    if (descriptor_ >= 0)
-        ::close(descriptor_);
+    lock_.emplace(path, FolderLock::Kind::Shared, FolderLock::Links::Refused);
+    if (!lock_->isTaken() && lock_->isPrivate() && lock_->isAt(path))
+        return true; // Also where the file system has no locks.
+    lock_.reset();
+    return false;
 }

@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
 
 namespace {
@@ -16,6 +18,7 @@ namespace files = platform::files;
 constexpr float kWaitFirst = 0.2F; // Seconds between polls up to the hundredth.
 constexpr float kWaitNext = 2.0F;
 constexpr int kAttempts = 40;
+constexpr double kMostSecondsOfEnding = 10;
 constexpr int kPollsForStart = 20;
 constexpr int kPollsWithFirstWait = 100;
 
@@ -31,6 +34,12 @@ std::string betweenDoubleQuotes(const std::string& path)
     return quoted;
 }
 
+void tellWhyNot(const std::string& name, const std::string& reason)
+{
+    KRMessageCenter::addMessage(
+        "Could not run task", fmt::format("Could not run the task ({}-{}).", name, reason));
+}
+
 // The process of one run and what was seen of it while polling.
 class Supervision {
 public:
@@ -43,8 +52,7 @@ public:
         process_ = platform::Process::launch(
             {run_.workDirectory + run_.markers.script, {}, run_.workDirectory}, error);
         if (!process_)
-            KRMessageCenter::addMessage("Could not run task",
-                fmt::format("Could not run the task ({}-{}).", error.name, error.reason));
+            tellWhyNot(error.name, error.reason);
         return process_ != nullptr;
     }
 
@@ -98,7 +106,10 @@ ScriptRun::End ScriptRun::run() const
     files::remove(workDirectory + markers.started);
     const std::string script = workDirectory + markers.script;
     files::remove(script); // One of a session that died must not run in place of one that can't be written.
-    files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No);
+    if (!files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No)) {
+        tellWhyNot("NotWritten", fmt::format("{} could not be written: {}", script, std::strerror(errno)));
+        return End::ByItself;
+    }
     files::setPermissions(script, files::kOwnersFolder);
 
     Supervision supervision(*this);
@@ -114,5 +125,9 @@ ScriptRun::End ScriptRun::run() const
     }
     supervision.pollUntil(kPollsWithFirstWait);
     supervision.pollToTheEnd();
-    return supervision.aborted() ? End::Aborted : End::ByItself;
+    if (!supervision.aborted())
+        return End::ByItself;
+    // The folder is this run's until nothing of it is left that could write there.
+    platform::Process::finishTerminations(kMostSecondsOfEnding);
+    return End::Aborted;
 }

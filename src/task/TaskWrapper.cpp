@@ -4,13 +4,14 @@
 #include "platform/FileManager.h"
 #include "platform/Md5.h"
 #include "platform/Paths.h"
-#include "platform/PropertyList.h"
+#include "task/WrapperList.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 
@@ -19,51 +20,70 @@ namespace {
 using platform::Value;
 namespace files = platform::files;
 
-constexpr std::uint64_t kMostChecksumBytes = 4096;
-
-struct ReadDictionary {
-    Value dictionary{Value::Dictionary()};
-    bool isUnreadable = false;
-};
-
-ReadDictionary readDictionary(const std::string& path)
+bool isTextOrNumber(const Value& value)
 {
-    using Status = platform::propertylist::ReadResult::Status;
-    auto read = platform::propertylist::readFile(path);
-    if (read.status == Status::Missing)
-        return {};
-    if (read.status == Status::Read && read.value.dictionary())
-        return {std::move(read.value), false};
-    const std::string name = platform::paths::lastComponent(path);
-    KRMessageCenter::addMessage(fmt::format("Could not read {}.", name),
-        read.status == Status::Read ? fmt::format("{}: a dictionary was expected at its root.", path)
-                                    : read.reason);
-    return {Value(Value::Dictionary()), true};
+    return textOfValue(&value).has_value();
 }
 
-std::optional<std::vector<std::string>> inputFilesOf(const Value& information)
+// Nothing when the list is not one of names: what a person meant as an input must not be removed for it.
+std::optional<std::vector<std::string>> namesIn(const Value& list)
 {
-    if (const Value* list = information.find("InputFiles"); list && list->array()) {
-        std::vector<std::string> names;
-        for (const Value& name : *list->array())
-            if (auto text = textOfValue(&name))
-                names.push_back(std::move(*text));
-        return names;
+    if (list.text())
+        return std::vector<std::string>{*list.text()};
+    if (!list.array() || !std::all_of(list.array()->begin(), list.array()->end(), isTextOrNumber))
+        return std::nullopt;
+    std::vector<std::string> names;
+    for (const Value& name : *list.array())
+        names.push_back(*textOfValue(&name));
+    return names;
+}
+
+// What is wrong with the values of Info.plist, for a person: such a value counts as absent.
+class Complaints {
+public:
+    void add(std::string sentence)
+    {
+        if (++count_ <= kMostTold)
+            text_ += "\n" + std::move(sentence);
     }
-    // A name in place of the list: what a person meant must not be removed for it.
-    if (const auto single = information.textFor("InputFiles"))
-        return std::vector<std::string>{*single};
-    if (const auto single = information.textFor("Input"))
-        return std::vector<std::string>{*single};
-    return std::nullopt;
+    void report(const std::string& path) const
+    {
+        if (count_ > 0)
+            KRMessageCenter::addMessage("Could not understand all of Info.plist.",
+                path + ":" + text_
+                    + (count_ > kMostTold ? fmt::format("\nand {} more", count_ - kMostTold) : ""));
+    }
+
+private:
+    static constexpr int kMostTold = 5;
+    std::string text_;
+    int count_ = 0;
+};
+
+void examineDescriptions(const Value& information, Complaints& complaints)
+{
+    const char* const key = information.find("Entry Description") ? "Entry Description" : "TimeValues";
+    const Value* list = information.find(key);
+    if (!list)
+        return;
+    if (!list->array())
+        return complaints.add(fmt::format("{} is not an array.", key));
+    if (key == std::string_view("TimeValues"))
+        return;
+    for (std::size_t i = 0; i < list->array()->size(); ++i) {
+        const Value& entry = (*list->array())[i];
+        if (!entry.dictionary())
+            complaints.add(fmt::format("the description of task {} is not a dictionary.", i + 1));
+        for (const char* part : {"Argument", "Time Value"})
+            if (const Value* value = entry.find(part); value && !isTextOrNumber(*value))
+                complaints.add(fmt::format("the {} of task {} is neither a text nor a number.", part, i + 1));
+    }
 }
 
 std::optional<std::string> checksumOf(const std::string& executablePath)
 {
     const std::string path = executablePath + ".md5";
-    std::string reason;
-    auto known = files::readFile(path, kMostChecksumBytes, reason);
-    if (known && files::isValidUtf8(*known))
+    if (auto known = files::readUtf8(path))
         return known;
     auto computed = md5ChecksumForFile(executablePath);
     // Half a checksum would be trusted from now on.
@@ -86,7 +106,9 @@ std::optional<std::string> md5ChecksumForFile(const std::string& path)
     auto chunk = std::make_unique<std::array<char, 65536>>();
     while (const std::size_t count = std::fread(chunk->data(), 1, chunk->size(), file.get()))
         digest.update(chunk->data(), count);
-    return std::ferror(file.get()) ? std::nullopt : std::optional(digest.hexDigest());
+    // A machine may refuse the algorithm as too weak.
+    std::string digits = digest.hexDigest();
+    return std::ferror(file.get()) || digits.empty() ? std::nullopt : std::optional(std::move(digits));
 }
 
 std::optional<std::string> textOfValue(const Value* value)
@@ -102,12 +124,27 @@ std::optional<std::string> textOfValue(const Value* value)
     return std::nullopt;
 }
 
+namespace {
+
+// Files have a decimal point, whatever the user's locale says.
+double leadingNumber(std::string_view text)
+{
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.starts_with('+'))
+        text.remove_prefix(1);
+    double number = 0;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+} // namespace
+
 double numberOfValue(const Value* value)
 {
     if (!value)
         return 0;
     if (value->text())
-        return std::strtod(value->text()->c_str(), nullptr);
+        return leadingNumber(*value->text());
     return value->number().value_or(0);
 }
 
@@ -115,18 +152,39 @@ TaskWrapper TaskWrapper::read(const std::string& wrapperName)
 {
     TaskWrapper wrapper;
     wrapper.wrapperName = wrapperName;
-    auto information = readDictionary(wrapperName + "/Info.plist");
+    auto information = WrapperList::read(wrapperName + "/Info.plist");
     wrapper.storedInformation = std::move(information.dictionary);
     wrapper.infoIsUnreadable = information.isUnreadable;
-    wrapper.inputFiles = inputFilesOf(wrapper.storedInformation);
+    wrapper.readInformation();
 
-    const auto executable = readDictionary(wrapperName + "/Executable.plist");
+    const auto executable = WrapperList::read(wrapperName + "/Executable.plist");
     wrapper.executable = executable.dictionary.textFor("Executable");
     wrapper.originalExecutable = executable.dictionary.textFor("OriginalExecutable");
     wrapper.executableIsUnreadable = executable.isUnreadable;
+    if (wrapper.executable && !isBareFileName(*wrapper.executable)) {
+        KRMessageCenter::addMessage("Could not use the executable.",
+            fmt::format("{}/Executable.plist: \"{}\" is not the bare name of a file in MacOSX.", wrapperName,
+                *wrapper.executable));
+        wrapper.executable.reset();
+    }
     if (wrapper.executable)
         wrapper.executableMD5 = checksumOf(fmt::format("{}/MacOSX/{}", wrapperName, *wrapper.executable));
     return wrapper;
+}
+
+void TaskWrapper::readInformation()
+{
+    Complaints complaints;
+    examineDescriptions(storedInformation, complaints);
+    const char* const key = storedInformation.find("InputFiles") ? "InputFiles" : "Input";
+    if (const Value* names = storedInformation.find(key)) {
+        inputFiles = namesIn(*names);
+        inputFilesAreUnknown = !inputFiles;
+    }
+    if (inputFilesAreUnknown)
+        complaints.add(fmt::format(
+            "{} is not a list of names: no run can be cleared, for its inputs are not known.", key));
+    complaints.report(wrapperName + "/Info.plist");
 }
 
 std::vector<Value> TaskWrapper::taskDescriptions() const

@@ -13,6 +13,8 @@ struct TaskWrapper {
     platform::Value storedInformation; // Info.plist, a dictionary.
     bool infoIsUnreadable = false; // There is an Info.plist that can't be read: it must not be written over.
     std::optional<std::vector<std::string>> inputFiles; // Null: no file is spared as an input.
+    bool inputFilesAreUnknown =
+        false; // They are told in a way that can't be understood: nothing must be cleared.
     std::optional<std::string> executable;
     std::optional<std::string> originalExecutable;
     bool executableIsUnreadable = false; // As above, for Executable.plist.
@@ -23,6 +25,9 @@ struct TaskWrapper {
 
     // One dictionary a task, in task order.
     std::vector<platform::Value> taskDescriptions() const;
+
+private:
+    void readInformation();
 };
 
 // The MD5 of a file as 32 lower-case hexadecimal digits; nothing when it can't be opened. Reads 64 KiB at a

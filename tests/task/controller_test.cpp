@@ -1,5 +1,6 @@
 #include "task/KRTaskContextMenu.h"
 #include "task/KRTrelkindApplication.h"
+#include "task/Notifications.h"
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/WrapperOnDisk.h"
 #include "toolkit/Workspace.h"
@@ -249,8 +250,7 @@ TEST_F(Controller, AMachineThatGoesTakesItsTasksBack)
     Machine other;
     controller.taskInformation()[0]->startedOn(machine);
     controller.taskInformation()[1]->startedOn(other);
-    platform::NotificationCenter::defaultCenter().post(
-        "SVEngineDisconnected", static_cast<SVTaskMachine*>(&machine));
+    notifications::postEngineDisconnected(machine);
     EXPECT_FALSE(controller.taskInformation()[0]->isRunning());
     EXPECT_TRUE(controller.taskInformation()[1]->isRunning());
 }

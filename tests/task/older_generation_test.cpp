@@ -57,12 +57,12 @@ TEST_F(OlderGeneration, AMachineRunsItsQueueOneAfterTheOther)
     machine->setMaxTaskNumber(0);
     EXPECT_EQ(machine->maxTaskNumber(), 1);
     ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
-    EXPECT_EQ(app.countLimiter().currentCount(), 1);
+    EXPECT_EQ(app.countLimiter()->currentCount(), 1);
     machine->setHowManyConcurrentTasks(2);
     EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
     wrapper.write("go");
     ASSERT_TRUE(served([&] { return task(0)->isEmpty() && task(1)->isEmpty(); }));
-    EXPECT_EQ(app.countLimiter().currentCount(), 0);
+    EXPECT_EQ(app.countLimiter()->currentCount(), 0);
     EXPECT_EQ(wrapper.read("0/runCompleted"), platform::hostName() + "\n");
     EXPECT_EQ(wrapper.read("0/runOutput"), "0 arguments\n") << "a controller's arguments are always empty";
     EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(),

@@ -27,6 +27,7 @@ public:
     toolkit::Table* outputTable() const override { return table; }
     void changeInTask(SVSingleTask&) override { told.push_back("change"); }
     void reloadTaskList() override { ++reloads; }
+    bool inputFilesAreUnknown() const override { return false; }
     bool isStillEnding(const SVSingleTask&) const override { return false; }
     void startedComputingTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("started"); }
     void finishedTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("finished"); }

@@ -26,22 +26,26 @@ TEST(Wrapper, ReadsTheTaskListInItsFormsAndNeverMixesThem)
     const struct {
         Value::Dictionary information;
         std::vector<std::pair<double, std::string>> tasks;
+        bool isOdd = false;
     } cases[] = {
         {{}, {}},
-        {{{"Entry Description", entries}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}},
+        {{{"Entry Description", entries}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}, true},
         {{{"TimeValues", times}, {"Description", Value::Array{"a"}}}, {{3, ""}, {4.5, ""}}},
         {{{"Entry Description", Value::Array()}, {"TimeValues", times}}, {}},
-        {{{"Entry Description", entries}, {"TimeValues", times}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}},
+        {{{"Entry Description", entries}, {"TimeValues", times}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}, true},
         {{{"Entry Description", Value::Array{Value::Dictionary{{"Argument", 5}, {"Time Value", "2.5"}}}}},
             {{2.5, "5"}}},
-        {{{"Entry Description", "a text"}}, {}},
+        {{{"Entry Description", "a text"}}, {}, true},
+        {{{"Entry Description", Value::Array{Value::Dictionary{{"Argument", Value::Array{"-n"}}}}}},
+            {{0, ""}}, true},
     };
-    for (const auto& [information, tasks] : cases) {
+    for (const auto& [information, tasks, isOdd] : cases) {
         const WrapperOnDisk wrapper;
         wrapper.plist("Info.plist", information);
         SCOPED_TRACE(wrapper.read("Info.plist"));
         const auto controller = open(wrapper);
         ASSERT_EQ(controller->taskInformation().size(), tasks.size());
+        EXPECT_EQ(wrapper.messages().size(), isOdd ? 1U : 0U);
         for (std::size_t i = 0; i < tasks.size(); ++i) {
             const auto& task = *controller->taskInformation()[i];
             EXPECT_EQ(task.numberInProject(), static_cast<int>(i));
@@ -60,13 +64,34 @@ TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
         {{{"Input", "single"}}, {{"single"}}},
         {{{"InputFiles", one}, {"Input", "single"}}, {{"a", "7", "b"}}},
         {{{"InputFiles", Value::Array()}, {"Input", "single"}}, {std::vector<std::string>()}},
-        {{{"InputFiles", 5}, {"Input", "single"}}, {{"single"}}},
         {{{"InputFiles", "alone"}}, {{"alone"}}},
     };
     for (const auto& [information, names] : cases) {
         const WrapperOnDisk wrapper;
         wrapper.plist("Info.plist", information);
         EXPECT_EQ(TaskWrapper::read(wrapper.path()).inputFiles, names) << wrapper.read("Info.plist");
+        EXPECT_THAT(wrapper.messages(), IsEmpty());
+    }
+}
+
+// What a person meant as an input must not be removed because it was written down in another way.
+TEST(Wrapper, NothingIsClearedWhileTheInputsAreNotKnown)
+{
+    for (const Value& odd :
+        {Value(5), Value(Value::Dictionary()), Value(Value::Array{Value::Array{"input"}})}) {
+        WrapperOnDisk wrapper;
+        wrapper.tasks({"a"});
+        wrapper.plist("Info.plist",
+            Value::Dictionary{{"Entry Description", Value::Array{Value::Dictionary()}}, {"InputFiles", odd}});
+        wrapper.write("0/runOutput");
+        const auto controller = open(wrapper);
+        controller->taskInformation()[0]->clearData();
+        controller->taskInformation()[0]->removeComputedResults();
+        EXPECT_TRUE(wrapper.has("0/input"));
+        EXPECT_TRUE(wrapper.has("0/runOutput"));
+        EXPECT_THAT(wrapper.messages(),
+            ElementsAre("Could not understand all of Info.plist.", "Could not clear the run.",
+                "Could not clear the run."));
     }
 }
 
@@ -194,9 +219,11 @@ TEST(Wrapper, AnExecutableThatIsNoBareNameRemovesNothing)
         files::writeFile(wrapper.folder() / "other", "precious");
         wrapper.write("new", "x");
         open(wrapper)->changeAppPanelDidEnd(1, {wrapper / "new"});
-        EXPECT_THAT(wrapper.messages(), ElementsAre("Could not remove the existing executable.")) << name;
+        EXPECT_THAT(wrapper.messages(), ElementsAre("Could not use the executable.")) << name;
         EXPECT_TRUE(wrapper.has("0/input"));
         EXPECT_TRUE(files::exists(wrapper.folder() / "other"));
+        EXPECT_FALSE(files::exists(wrapper.folder() / "other.md5"));
+        EXPECT_EQ(wrapper.read("new"), "x") << "what lies in its place is not copied over itself";
     }
 }
 
