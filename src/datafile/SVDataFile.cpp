@@ -3,11 +3,14 @@
 #include "arrays/sv/SVArrayByteOrder.h"
 #include "arrays/sv/SVArrayConversion.h"
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVArrayStorageInternal.h"
 #include "datafile/SVDataFileContent.h"
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVDataListing.h"
 #include "datafile/SVRecordReader.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <type_traits>
@@ -70,16 +73,12 @@ struct Reader {
     int code;
     SVMutableArray<T> (*read)(SVDataFileContent&, const SVDataEntry&);
 };
+template <class T, class Stored>
+constexpr Reader<T> kReaderOf{SVDataFileCode<Stored>, readConverted<T, Stored>};
 template <class T>
-constexpr Reader<T> kReaders[] = {
-    {1, readConverted<T, double>},
-    {2, readConverted<T, float>},
-    {8, readConverted<T, std::int32_t>},
-    {9, readConverted<T, std::uint16_t>},
-    {10, readConverted<T, std::int16_t>},
-    {11, readConverted<T, unsigned char>},
-    {12, readConverted<T, signed char>},
-};
+constexpr Reader<T> kReaders[] = {kReaderOf<T, double>, kReaderOf<T, float>, kReaderOf<T, std::int32_t>,
+    kReaderOf<T, std::int16_t>, kReaderOf<T, std::uint16_t>, kReaderOf<T, signed char>,
+    kReaderOf<T, unsigned char>};
 
 } // namespace
 
@@ -88,18 +87,18 @@ SVDataFile::SVDataFile() : Content(new SVDataFileContent(SVFile())) { }
 SVDataFile::SVDataFile(const std::string& name, SVFile::OpenType openType)
 {
     if (openType == SVFile::NewReadWrite)
-        std::remove(SVIndexFileNameForNewFile(name).c_str());
+        ::unlink(SVIndexFileNameForNewFile(name).c_str());
     Content = new SVDataFileContent(SVFile(name, openType));
 }
 
 SVDataFile::SVDataFile(const SVFile& file)
 {
     if (file.IsOpen() && file.Length() == 0)
-        std::remove(SVIndexFileNameForNewFile(file.Name()).c_str());
+        ::unlink(SVIndexFileNameForNewFile(file.Name()).c_str());
     Content = new SVDataFileContent(file);
 }
 
-SVDataFile::SVDataFile(const SVDataFile& other) : SVDataStorage(other), Content(other.Content)
+SVDataFile::SVDataFile(const SVDataFile& other) : SVArrayStorageOf<SVDataFile>(other), Content(other.Content)
 {
     const ContentGuard guard(*Content);
     ++Content->referenceCount;
@@ -276,41 +275,6 @@ void SVDataFile::Save(double value, const std::string& name)
     SaveArray<double>(array, name);
 }
 
-void SVDataFile::Save(const SVDoubleArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVFloatArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVCharArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVUCharArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVShortIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVUShortIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
 void SVDataFile::Save(const std::string& text, const std::string& name)
 {
     const ContentGuard guard(*Content);
@@ -346,41 +310,6 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
     return reader->read(*Content, entry);
 }
 
-SVMutableDoubleArray SVDataFile::ReadDoubleArray(const std::string& name) const
-{
-    return ReadArray<double>(name);
-}
-
-SVMutableFloatArray SVDataFile::ReadFloatArray(const std::string& name) const
-{
-    return ReadArray<float>(name);
-}
-
-SVMutableIntArray SVDataFile::ReadIntArray(const std::string& name) const
-{
-    return ReadArray<std::int32_t>(name);
-}
-
-SVMutableCharArray SVDataFile::ReadCharArray(const std::string& name) const
-{
-    return ReadArray<signed char>(name);
-}
-
-SVMutableUCharArray SVDataFile::ReadUCharArray(const std::string& name) const
-{
-    return ReadArray<unsigned char>(name);
-}
-
-SVMutableShortIntArray SVDataFile::ReadShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::int16_t>(name);
-}
-
-SVMutableUShortIntArray SVDataFile::ReadUShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::uint16_t>(name);
-}
-
 std::string SVDataFile::ReadString(const std::string& name) const
 {
     constexpr const char* kWord = "dataFile.ReadString(name)";
@@ -414,19 +343,20 @@ std::string SVDataFile::ReadString(const std::string& name) const
 std::string SVDataFile::Listing() const
 {
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
-    for (const std::string& name : AllVariableNames()) {
-        const Description entry = Describe(name);
-        const SVDataFileType* type = SVDataFileTypeWithCode(entry.type);
-        const bool isString = entry.type == kSVStringType;
-        const bool isNumber = type && !isString && entry.m == 1 && entry.n == 1 && entry.o == 1;
-        char number[32] = "";
-        if (isNumber)
-            std::snprintf(number, sizeof number, "%g", ReadNumber(name));
-        listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
-            isString ? SVDataListing::ValueOfString(ReadString(name))
-                     : SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, number)});
-    }
-    return listing.Text();
+    for (const auto& [name, entry] : Content->content)
+        listing.entries.push_back({entry.location, name});
+    return listing.Text([this](const std::string& name) { return ListedValue(name); });
+}
+
+std::string SVDataFile::ListedValue(const std::string& name) const
+{
+    const Description entry = Describe(name);
+    const SVFileType* const type = SVTypeWithCode(kSVDataFileTypes, entry.type);
+    const std::string label = type ? type->label : " - unknown - ";
+    if (entry.type == kSVStringType)
+        return label + SVDataListing::ValueOfString(ReadString(name));
+    const bool isNumber = type && entry.m == 1 && entry.n == 1 && entry.o == 1;
+    return label + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, isNumber ? ReadNumber(name) : 0);
 }
 
 void SVDataFile::printInfo() const
@@ -434,3 +364,5 @@ void SVDataFile::printInfo() const
     std::fputs(Listing().c_str(), stderr);
     std::fflush(stderr);
 }
+
+template class SVArrayStorageOf<SVDataFile>;

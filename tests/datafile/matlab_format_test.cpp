@@ -166,8 +166,11 @@ TEST(MatlabFormat, ReportsInTheWordsOfEachReader)
         {[&] { file.ReadString("f"); },
             "dataFile.ReadString(name): The variable \"f\" is not saved as a string."},
         {[&] { file.Save(1, "x"); }, "SVMatlabDataFile::Save: File is read only."},
-        {[&] { SVMatlabDataFile(SVFile(folder / ".", SVFile::ReadOnly)).Save("x", "x"); },
-            "SVMatlabDataFile::Save: File is read only."},
+        {[&] { SVMatlabDataFile().Save("x", "x"); }, "SVMatlabDataFile::Save: File is read only."},
+        {[&] { SVMatlabDataFile(folder / "none/x", SVFile::NewReadWrite).Save("x", "x"); },
+            "SVMatlabDataFile::Save: File is not open."},
+        {[&] { SVMatlabDataFile(folder / "none/x", SVFile::NewReadWrite).Save(1, "x"); },
+            "SVFile::WriteBinary(SVDoubleArray): No file"},
     };
     for (const auto& [call, report] : cases)
         EXPECT_EQ(reportsOf(call).back(), report);

@@ -394,6 +394,10 @@ TEST(NativeFormat, NotesTheTypeOfAVariable)
     EXPECT_EQ(reader.ReadString("Seq_text"), "String");
     EXPECT_EQ(reader.ReadString("Seq_number"), "Real Number");
     EXPECT_EQ(reader.ReadString("Seq_plane"), "2D Transform");
+    SVCharArray array; // Whichever handle: the one that only reads is let go of as what it is.
+    SVMutableShortIntArray list;
+    Read(reader, "array", array), Read(reader, "list", list);
+    EXPECT_EQ(shown(array) + shown<std::int16_t>(list), "3x2x1: 0 1 2 3 4 53x1x1: 0 1 2");
     SVTransform2D transform;
     EXPECT_TRUE(Read(reader, "plane", transform));
     EXPECT_EQ(transform.S2, 2);
