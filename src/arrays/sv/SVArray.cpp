@@ -31,7 +31,7 @@ long elementCount(long m, long n, long o)
 template <class T>
 void reportNegativeSize()
 {
-    if (SVArrayMemberOf<T>.negativeSizeWord != nullptr)
+    if constexpr (SVArrayMemberOf<T>.negativeSizeWord != nullptr)
         SVErrorMessage(SVArrayMemberOf<T>.negativeSizeWord, "Negative index in constructor");
 }
 
