@@ -82,7 +82,7 @@ TEST(BoundingRanges, ArePaddedAndCompared)
     EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreateInvalid(), empty));
 }
 
-TEST(BoundingBoxes, OfThePlaneRefuseBadNumbers)
+TEST(BoundingBoxes, RefuseBadNumbers)
 {
     const std::string reversed = "Bounding box creation: xmin>xmax or ymin>ymax.";
     const std::string notFinite = "Not allowing KRBoundingBox2D to contain NaN or Inf";
@@ -96,10 +96,6 @@ TEST(BoundingBoxes, OfThePlaneRefuseBadNumbers)
     EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, kInf}); }), notFinite);
     EXPECT_FALSE(KRBoundingBox2DCheckValidity({2, 1, 0, 0, false, true}));
     EXPECT_TRUE(KRBoundingBox2DCheckValidity({1, 1, 0, 2, false, true}));
-}
-
-TEST(BoundingBoxes, OfSpaceRefuseBadNumbers)
-{
     EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 5, 6); }), "1 2 3 4 5 6");
     EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 6, 5); }),
         "Bounding box creation: xmin>xmax or ymin>ymax or zmin>zmax.");
