@@ -9,7 +9,8 @@ extern template class SVArrayStorageOf<SVMatlabDataFile>;
 
 // A Level 4 MAT-file as a store of named arrays. It has matrices alone: a double, float or int array of three
 // dimensions is stored as a matrix of m*n rows with a companion "<name>_3D" that holds m. The other types
-// must not have a third dimension. docs/matlab-format.md tells the bytes.
+// must not have a third dimension; who writes such a companion and matrix for them reads them back whole.
+// docs/matlab-format.md tells the bytes.
 //
 // A variable that was saved is found again when the file is opened anew, not through the handle that saved
 // it. Copies share the open file. One thread at a time.
