@@ -8,6 +8,7 @@
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVDataListing.h"
+#include "datafile/SVFileStorage.h"
 #include "datafile/SVRecordReader.h"
 
 #include <unistd.h>
@@ -42,8 +43,8 @@ SVMutableArray<Stored> readStored(SVDataFileContent& content, const SVDataEntry&
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, sizeof(Stored));
     if (end < 0 || end > content.file.Length()) {
         // Said before room is made for what can't be there.
-        SVErrorMessage(std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)",
-            "Could not read the required number of values from the file");
+        SVErrorMessage(
+            std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)", kSVTooFewValues);
         return {};
     }
     SVMutableArray<Stored> array(entry.m, entry.n, entry.o);
@@ -69,16 +70,16 @@ SVMutableArray<T> readConverted(SVDataFileContent& content, const SVDataEntry& e
 
 // From a stored type to the function that reads it as T.
 template <class T>
-struct Reader {
+struct NativeReader {
     int code;
     SVMutableArray<T> (*read)(SVDataFileContent&, const SVDataEntry&);
 };
 template <class T, class Stored>
-constexpr Reader<T> kReaderOf{SVDataFileCode<Stored>, readConverted<T, Stored>};
+constexpr NativeReader<T> kNativeReaderOf{SVDataFileCode<Stored>, readConverted<T, Stored>};
 template <class T>
-constexpr Reader<T> kReaders[] = {kReaderOf<T, double>, kReaderOf<T, float>, kReaderOf<T, std::int32_t>,
-    kReaderOf<T, std::int16_t>, kReaderOf<T, std::uint16_t>, kReaderOf<T, signed char>,
-    kReaderOf<T, unsigned char>};
+constexpr NativeReader<T> kNativeReaders[] = {kNativeReaderOf<T, double>, kNativeReaderOf<T, float>,
+    kNativeReaderOf<T, std::int32_t>, kNativeReaderOf<T, std::int16_t>, kNativeReaderOf<T, std::uint16_t>,
+    kNativeReaderOf<T, signed char>, kNativeReaderOf<T, unsigned char>};
 
 } // namespace
 
@@ -297,9 +298,9 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
     }
     // Bytes are bytes: the readers of single bytes take a string as well.
     const int code = sizeof(T) == 1 && entry.type == kSVStringType ? SVDataFileCode<T> : entry.type;
-    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
-        [code](const Reader<T>& row) { return row.code == code; });
-    if (reader == std::end(kReaders<T>)) {
+    const auto* reader = std::find_if(std::begin(kNativeReaders<T>), std::end(kNativeReaders<T>),
+        [code](const NativeReader<T>& row) { return row.code == code; });
+    if (reader == std::end(kNativeReaders<T>)) {
         // Both readers of bytes say this in the words of the first.
         if constexpr (sizeof(T) == 1)
             SVErrorMessage(readWord<signed char>(), "Haven't taken care of this case.");

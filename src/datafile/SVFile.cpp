@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr const char* kTooFewValues = "Could not read the required number of values from the file";
 constexpr const char* kNoNumberWritten = "Could not write the number to the file.";
 constexpr const char* kNoStringWritten = "Could not write the string to the file.";
 
@@ -193,7 +192,7 @@ bool SVFile::ReadElements(const std::string& word, T* elements, long count, bool
     // Of a whole array the low 32 bits are compared, as every reader of this format has done.
     if (got == (isWholeArray ? static_cast<std::uint32_t>(count) : static_cast<std::size_t>(count)))
         return true;
-    SVErrorMessage(word, kTooFewValues);
+    SVErrorMessage(word, kSVTooFewValues);
     return false;
 }
 
@@ -271,7 +270,7 @@ bool SVFile::ReadCharacters(char* chars, unsigned long howMuchToRead)
         return true;
     if (IsOpen() && std::fread(chars, 1, howMuchToRead, Storage->file) == howMuchToRead)
         return true;
-    SVErrorMessage("SVFile::ReadCharacters(chars,howMuchToRead)", kTooFewValues);
+    SVErrorMessage("SVFile::ReadCharacters(chars,howMuchToRead)", kSVTooFewValues);
     return false;
 }
 

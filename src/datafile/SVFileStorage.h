@@ -2,6 +2,8 @@
 
 #include "datafile/SVFile.h"
 
+inline constexpr const char* kSVTooFewValues = "Could not read the required number of values from the file";
+
 // What the copies of a file handle share.
 struct SVFileStorage {
     std::string name;

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr const char* kTooFewValues = "Could not read the required number of values from the file";
 constexpr int kLongestNumber = 40;
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 
@@ -217,7 +216,7 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
     if (count == array.Length())
         return true;
     if (result == EOF)
-        SVErrorMessage(kWord, kTooFewValues);
+        SVErrorMessage(kWord, kSVTooFewValues);
     return false;
 }
 
@@ -235,7 +234,7 @@ bool SVFile::ReadAscii(SVMutableFloatArray& array)
     for (long count = 0; count < array.Length(); ++count) {
         while (std::fscanf(Storage->file, "%f", array.Pointer() + count) == 0) {
             if (NextCharacter() == EOF) {
-                SVErrorMessage(kWord, kTooFewValues);
+                SVErrorMessage(kWord, kSVTooFewValues);
                 return false;
             }
         }

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr const char* kSaveWord = "SVMatlabDataFile::Save";
+constexpr const char* kSaveMatrixWord = "SVMatlabDataFile::Save";
 
 struct Shape {
     int m = 0;
@@ -56,22 +56,22 @@ SVMutableArray<T> readConverted(SVMatlabDataFileContent& content, const SVMatlab
 }
 
 template <class T>
-struct Reader {
+struct MatrixReader {
     int type;
     SVMutableArray<T> (*read)(SVMatlabDataFileContent&, const SVMatlabDataEntry&, Shape);
 };
 template <class T, class Stored>
-constexpr Reader<T> kReaderOf{SVMatlabCode<Stored>, readConverted<T, Stored>};
+constexpr MatrixReader<T> kMatrixReaderOf{SVMatlabCode<Stored>, readConverted<T, Stored>};
 
 // Bytes are signed, but for whoever asks for unsigned ones.
 template <class T>
-constexpr Reader<T> kReaders[] = {kReaderOf<T, double>, kReaderOf<T, float>, kReaderOf<T, std::int32_t>,
-    kReaderOf<T, std::int16_t>, kReaderOf<T, std::uint16_t>,
+constexpr MatrixReader<T> kMatrixReaders[] = {kMatrixReaderOf<T, double>, kMatrixReaderOf<T, float>,
+    kMatrixReaderOf<T, std::int32_t>, kMatrixReaderOf<T, std::int16_t>, kMatrixReaderOf<T, std::uint16_t>,
     {kSVMatlabBytes,
         readConverted<T, std::conditional_t<std::is_same_v<T, unsigned char>, unsigned char, signed char>>}};
 // Characters come from text in both its forms, and from nothing but doubles and bytes.
 template <>
-constexpr Reader<signed char> kReaders<signed char>[] = {
+constexpr MatrixReader<signed char> kMatrixReaders<signed char>[] = {
     {kSVMatlabDouble, readConverted<signed char, double>},
     {kSVMatlabTextAsDoubles, readConverted<signed char, double>},
     {kSVMatlabBytes, readConverted<signed char, signed char>},
@@ -248,9 +248,9 @@ void SVMatlabDataFile::Flush()
 bool SVMatlabDataFile::MayWrite(const std::string& name) const
 {
     if (Content->file.IsReadOnly())
-        SVErrorMessage(kSaveWord, "File is read only.");
+        SVErrorMessage(kSaveMatrixWord, "File is read only.");
     else if (name.size() >= kSVMatlabLongestName) // Readers would stop there and lose all that follows.
-        SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
+        SVErrorMessage(kSaveMatrixWord, "The name of a variable can have 254 bytes at most.");
     else
         return true;
     return false;
@@ -291,7 +291,7 @@ void SVMatlabDataFile::Save(const std::string& text, const std::string& name)
     if (!MayWrite(name))
         return;
     if (!IsOpen()) {
-        SVErrorMessage(kSaveWord, "File is not open.");
+        SVErrorMessage(kSaveMatrixWord, "File is not open.");
         return;
     }
     Content->WriteHeader(name, kSVMatlabText, static_cast<int>(text.size()), 1);
@@ -318,9 +318,9 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
         if (rows > 0)
             shape = {rows, entry.m / rows, entry.n};
     }
-    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
-        [type](const Reader<T>& row) { return row.type == type; });
-    if (reader != std::end(kReaders<T>))
+    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
+        [type](const MatrixReader<T>& row) { return row.type == type; });
+    if (reader != std::end(kMatrixReaders<T>))
         return reader->read(*Content, entry, shape);
     SVErrorMessage(words.illegalType, words.illegalTypeText);
     SVMutableArray<T> asCreated(shape.m, shape.n, shape.o);

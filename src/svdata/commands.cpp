@@ -9,10 +9,6 @@
 
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kWrongUse = 2;
-
 void print(const std::string& text)
 {
     std::fwrite(text.data(), 1, text.size(), stdout);

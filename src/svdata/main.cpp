@@ -30,8 +30,6 @@ standard error stream), 1 if it couldn't or the result couldn't be written, 2 fo
 wrong use.
 )";
 
-constexpr int kWrongUse = 2;
-
 int wrongUse()
 {
     std::fputs("svdata: wrong use; see svdata --help\n", stderr);

@@ -51,3 +51,6 @@ SV_INSTANTIATE_FROM(Short, double, float, Int, UShort, SChar, UChar)
 SV_INSTANTIATE_FROM(UShort, double, float, Int, Short, SChar, UChar)
 SV_INSTANTIATE_FROM(SChar, double, float, Int, Short, UShort, UChar)
 SV_INSTANTIATE_FROM(UChar, double, float, Int, Short, UShort, SChar)
+
+#undef SV_INSTANTIATE
+#undef SV_INSTANTIATE_FROM

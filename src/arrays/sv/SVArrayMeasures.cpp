@@ -228,3 +228,5 @@ SV_INSTANTIATE(std::uint16_t)
 SV_INSTANTIATE(unsigned char)
 template double Mean(const SVDoubleArray&);
 template float Mean(const SVFloatArray&);
+
+#undef SV_INSTANTIATE

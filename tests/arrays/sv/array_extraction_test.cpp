@@ -8,7 +8,6 @@ using namespace svtest;
 
 namespace {
 
-const long kMost = std::numeric_limits<long>::max();
 const long kLeast = std::numeric_limits<long>::min();
 
 // What a function of the array gives, or the report that it makes.

@@ -15,9 +15,6 @@ using namespace svtest;
 
 namespace {
 
-const double kNaN = std::numeric_limits<double>::quiet_NaN();
-const double kInf = std::numeric_limits<double>::infinity();
-
 template <class T>
 SVMutableArray<T> randomArray(long length, std::minstd_rand& random)
 {

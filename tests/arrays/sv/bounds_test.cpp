@@ -8,9 +8,6 @@ using namespace svtest;
 
 namespace {
 
-const double kNaN = std::nan("");
-const double kInf = KRUnbounded;
-
 // "empty", "invalid", or the numbers.
 template <class Bound>
 std::string show(const Bound& b)
