@@ -6,12 +6,27 @@
 
 #include <malloc.h>
 
+#include <fstream>
+
 namespace {
 
-void writeNumbers(const std::string& path, bool withIndex)
+// The calls by which this process has read, as the system counts them.
+long readCalls()
+{
+    std::ifstream io("/proc/self/io");
+    for (std::string word; io >> word;)
+        if (word == "syscr:") {
+            long calls = 0;
+            io >> calls;
+            return calls;
+        }
+    return 0;
+}
+
+void writeNumbers(const std::string& path, int count, bool withIndex)
 {
     SVDataFile file(path, SVFile::NewReadWrite);
-    for (int i = 0; i < kNumbers; ++i)
+    for (int i = 0; i < count; ++i)
         file.Save(static_cast<double>(i), numberName(i));
     if (withIndex)
         file.SaveIndex();
@@ -21,22 +36,27 @@ void AppendNumbers(benchmark::State& state)
 {
     const BenchmarkFile file(".svbin");
     for (auto _ : state)
-        writeNumbers(file.path(), false);
+        writeNumbers(file.path(), numberCount(state), false);
     countNumbers(state);
 }
 
 void openNumbers(benchmark::State& state, bool withIndex)
 {
     const BenchmarkFile path(".svbin");
-    writeNumbers(path.path(), withIndex);
+    const int count = numberCount(state);
+    writeNumbers(path.path(), count, withIndex);
     double perEntry = 0;
+    long calls = 0;
     for (auto _ : state) {
         const std::size_t before = mallinfo2().uordblks;
+        const long callsBefore = readCalls();
         const SVDataFile file(path.path(), SVFile::ReadOnly);
-        perEntry = static_cast<double>(mallinfo2().uordblks - before) / kNumbers;
-        if (!file.Contains(numberName(kNumbers - 1)))
+        calls = readCalls() - callsBefore;
+        perEntry = static_cast<double>(mallinfo2().uordblks - before) / count;
+        if (!file.Contains(numberName(count - 1)))
             state.SkipWithError("a number is missing");
     }
+    state.counters["read calls"] = static_cast<double>(calls); // Some are those of the count itself.
     state.counters["bytes/entry"] = perEntry; // The name's bytes among them.
     countNumbers(state);
 }
@@ -51,8 +71,13 @@ void OpenNumbersByIndex(benchmark::State& state)
     openNumbers(state, true);
 }
 
-BENCHMARK(AppendNumbers)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
-BENCHMARK(OpenNumbersByScan)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
-BENCHMARK(OpenNumbersByIndex)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
+void sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond)->Iterations(1)->Repetitions(3);
+}
+
+BENCHMARK(AppendNumbers)->Apply(sizes);
+BENCHMARK(OpenNumbersByScan)->Apply(sizes);
+BENCHMARK(OpenNumbersByIndex)->Apply(sizes);
 
 } // namespace

@@ -5,10 +5,11 @@
 //   patterns [--steps N] [--seed N]
 //
 // It is an example of a program for a task wrapper. It reads "input.txt" in its working directory, prints as
-// it goes, appends one byte to "SVProgress" for each percent, and leaves "pattern.pgm", a picture of v, and
-// the data file "pattern.svbin" with v as it formed and how much of the square it covered.
+// it goes, appends one byte to "SVProgress" for each percent, and leaves "pattern.pgm", a picture of v, and a
+// file of results (see Results.h): as a rule the data file "pattern.svbin" with v as it formed and how much
+// of the square it covered.
 
-#include "datafile/SVDataFile.h"
+#include "Results.h"
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +20,9 @@
 #include <iostream>
 #include <map>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -138,12 +141,8 @@ public:
         return static_cast<double>(taken) / static_cast<double>(v_.size());
     }
 
-    SVMutableFloatArray v() const
-    {
-        SVMutableFloatArray array(static_cast<long>(size_), static_cast<long>(size_));
-        std::copy(v_.begin(), v_.end(), array.Pointer());
-        return array;
-    }
+    std::size_t size() const { return size_; }
+    const std::vector<float>& v() const { return v_; }
 
     // A portable graymap, which every viewer of pictures opens.
     void writePicture(const std::string& path) const
@@ -152,7 +151,7 @@ public:
         std::ofstream file(path, std::ios::binary);
         file << "P5\n" << size_ << " " << size_ << "\n255\n";
         for (const float value : v_)
-            file.put(static_cast<char>(std::lround(255 * std::clamp(value / largest, 0.0F, 1.0F))));
+            file.put(static_cast<char>(std::lround(255 * std::max(0.0F, std::min(1.0F, value / largest)))));
         if (!file.flush())
             throw std::runtime_error("can not write " + path);
     }
@@ -176,30 +175,6 @@ private:
     std::vector<float> nextV_;
 };
 
-// A variable of a data file with a value for each of several times: "<name>_0", "<name>_1" and so on, each
-// with its time. The note "Seq_<name>" tells readers its type.
-class Series {
-public:
-    Series(SVDataFile& file, std::string name, const char* type) : file_(file), name_(std::move(name))
-    {
-        file_.Save(type, "Seq_" + name_);
-    }
-
-    template <class Value>
-    void append(double time, const Value& value)
-    {
-        const std::string entry = name_ + "_" + std::to_string(count_++);
-        file_.Save(value, entry);
-        file_.Save(time, entry + "_time");
-        file_.Flush(); // Whoever looks in while the program runs sees whole values.
-    }
-
-private:
-    SVDataFile& file_;
-    std::string name_;
-    int count_ = 0;
-};
-
 // One byte for each percent that is done.
 void reportProgress(int percent, int& reported)
 {
@@ -215,12 +190,8 @@ void run(const Parameters& parameters)
               << "feed " << parameters.feed << ", decay " << parameters.decay << ", seed " << parameters.seed
               << std::endl;
     Field field(parameters);
-    SVDataFile results("pattern.svbin", SVFile::NewReadWrite);
-    WriteOne(results, "feed", parameters.feed);
-    WriteOne(results, "decay", parameters.decay);
-    Series pattern(results, "v", "Array");
-    Series covered(results, "covered", "Real Number");
-    pattern.append(0, field.v());
+    Results results(parameters.feed, parameters.decay);
+    results.appendPattern(0, field.size(), field.v());
     int reported = 0;
     for (int step = 1; step <= parameters.steps; ++step) {
         field.step();
@@ -229,10 +200,10 @@ void run(const Parameters& parameters)
             continue;
         reportProgress(percent, reported);
         const double time = step * parameters.timeStep;
-        covered.append(time, field.covered());
+        results.appendCovered(time, field.covered());
         if (percent % 10 != 0)
             continue;
-        pattern.append(time, field.v());
+        results.appendPattern(time, field.size(), field.v());
         std::cout << "step " << step << ": v covers " << 100 * field.covered() << " % of the square"
                   << std::endl;
     }

@@ -3,11 +3,15 @@
 #include "arrays/sv/SVArrayByteOrder.h"
 #include "arrays/sv/SVArrayConversion.h"
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVArrayStorageInternal.h"
 #include "datafile/SVDataFileContent.h"
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVDataListing.h"
+#include "datafile/SVFileStorage.h"
 #include "datafile/SVRecordReader.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <type_traits>
@@ -39,8 +43,8 @@ SVMutableArray<Stored> readStored(SVDataFileContent& content, const SVDataEntry&
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, sizeof(Stored));
     if (end < 0 || end > content.file.Length()) {
         // Said before room is made for what can't be there.
-        SVErrorMessage(std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)",
-            "Could not read the required number of values from the file");
+        SVErrorMessage(
+            std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)", kSVTooFewValues);
         return {};
     }
     SVMutableArray<Stored> array(entry.m, entry.n, entry.o);
@@ -66,20 +70,16 @@ SVMutableArray<T> readConverted(SVDataFileContent& content, const SVDataEntry& e
 
 // From a stored type to the function that reads it as T.
 template <class T>
-struct Reader {
+struct NativeReader {
     int code;
     SVMutableArray<T> (*read)(SVDataFileContent&, const SVDataEntry&);
 };
+template <class T, class Stored>
+constexpr NativeReader<T> kNativeReaderOf{SVDataFileCode<Stored>, readConverted<T, Stored>};
 template <class T>
-constexpr Reader<T> kReaders[] = {
-    {1, readConverted<T, double>},
-    {2, readConverted<T, float>},
-    {8, readConverted<T, std::int32_t>},
-    {9, readConverted<T, std::uint16_t>},
-    {10, readConverted<T, std::int16_t>},
-    {11, readConverted<T, unsigned char>},
-    {12, readConverted<T, signed char>},
-};
+constexpr NativeReader<T> kNativeReaders[] = {kNativeReaderOf<T, double>, kNativeReaderOf<T, float>,
+    kNativeReaderOf<T, std::int32_t>, kNativeReaderOf<T, std::int16_t>, kNativeReaderOf<T, std::uint16_t>,
+    kNativeReaderOf<T, signed char>, kNativeReaderOf<T, unsigned char>};
 
 } // namespace
 
@@ -88,18 +88,18 @@ SVDataFile::SVDataFile() : Content(new SVDataFileContent(SVFile())) { }
 SVDataFile::SVDataFile(const std::string& name, SVFile::OpenType openType)
 {
     if (openType == SVFile::NewReadWrite)
-        std::remove(SVIndexFileNameForNewFile(name).c_str());
+        ::unlink(SVIndexFileNameForNewFile(name).c_str());
     Content = new SVDataFileContent(SVFile(name, openType));
 }
 
 SVDataFile::SVDataFile(const SVFile& file)
 {
     if (file.IsOpen() && file.Length() == 0)
-        std::remove(SVIndexFileNameForNewFile(file.Name()).c_str());
+        ::unlink(SVIndexFileNameForNewFile(file.Name()).c_str());
     Content = new SVDataFileContent(file);
 }
 
-SVDataFile::SVDataFile(const SVDataFile& other) : SVDataStorage(other), Content(other.Content)
+SVDataFile::SVDataFile(const SVDataFile& other) : SVArrayStorageOf<SVDataFile>(other), Content(other.Content)
 {
     const ContentGuard guard(*Content);
     ++Content->referenceCount;
@@ -276,41 +276,6 @@ void SVDataFile::Save(double value, const std::string& name)
     SaveArray<double>(array, name);
 }
 
-void SVDataFile::Save(const SVDoubleArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVFloatArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVCharArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVUCharArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVShortIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
-void SVDataFile::Save(const SVUShortIntArray& array, const std::string& name)
-{
-    SaveArray(array, name);
-}
-
 void SVDataFile::Save(const std::string& text, const std::string& name)
 {
     const ContentGuard guard(*Content);
@@ -333,9 +298,9 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
     }
     // Bytes are bytes: the readers of single bytes take a string as well.
     const int code = sizeof(T) == 1 && entry.type == kSVStringType ? SVDataFileCode<T> : entry.type;
-    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
-        [code](const Reader<T>& row) { return row.code == code; });
-    if (reader == std::end(kReaders<T>)) {
+    const auto* reader = std::find_if(std::begin(kNativeReaders<T>), std::end(kNativeReaders<T>),
+        [code](const NativeReader<T>& row) { return row.code == code; });
+    if (reader == std::end(kNativeReaders<T>)) {
         // Both readers of bytes say this in the words of the first.
         if constexpr (sizeof(T) == 1)
             SVErrorMessage(readWord<signed char>(), "Haven't taken care of this case.");
@@ -344,41 +309,6 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
         return {};
     }
     return reader->read(*Content, entry);
-}
-
-SVMutableDoubleArray SVDataFile::ReadDoubleArray(const std::string& name) const
-{
-    return ReadArray<double>(name);
-}
-
-SVMutableFloatArray SVDataFile::ReadFloatArray(const std::string& name) const
-{
-    return ReadArray<float>(name);
-}
-
-SVMutableIntArray SVDataFile::ReadIntArray(const std::string& name) const
-{
-    return ReadArray<std::int32_t>(name);
-}
-
-SVMutableCharArray SVDataFile::ReadCharArray(const std::string& name) const
-{
-    return ReadArray<signed char>(name);
-}
-
-SVMutableUCharArray SVDataFile::ReadUCharArray(const std::string& name) const
-{
-    return ReadArray<unsigned char>(name);
-}
-
-SVMutableShortIntArray SVDataFile::ReadShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::int16_t>(name);
-}
-
-SVMutableUShortIntArray SVDataFile::ReadUShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::uint16_t>(name);
 }
 
 std::string SVDataFile::ReadString(const std::string& name) const
@@ -414,19 +344,20 @@ std::string SVDataFile::ReadString(const std::string& name) const
 std::string SVDataFile::Listing() const
 {
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
-    for (const std::string& name : AllVariableNames()) {
-        const Description entry = Describe(name);
-        const SVDataFileType* type = SVDataFileTypeWithCode(entry.type);
-        const bool isString = entry.type == kSVStringType;
-        const bool isNumber = type && !isString && entry.m == 1 && entry.n == 1 && entry.o == 1;
-        char number[32] = "";
-        if (isNumber)
-            std::snprintf(number, sizeof number, "%g", ReadNumber(name));
-        listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
-            isString ? SVDataListing::ValueOfString(ReadString(name))
-                     : SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, number)});
-    }
-    return listing.Text();
+    for (const auto& [name, entry] : Content->content)
+        listing.entries.push_back({entry.location, name});
+    return listing.Text([this](const std::string& name) { return ListedValue(name); });
+}
+
+std::string SVDataFile::ListedValue(const std::string& name) const
+{
+    const Description entry = Describe(name);
+    const SVFileType* const type = SVTypeWithCode(kSVDataFileTypes, entry.type);
+    const std::string label = type ? type->label : " - unknown - ";
+    if (entry.type == kSVStringType)
+        return label + SVDataListing::ValueOfString(ReadString(name));
+    const bool isNumber = type && entry.m == 1 && entry.n == 1 && entry.o == 1;
+    return label + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, isNumber ? ReadNumber(name) : 0);
 }
 
 void SVDataFile::printInfo() const
@@ -434,3 +365,5 @@ void SVDataFile::printInfo() const
     std::fputs(Listing().c_str(), stderr);
     std::fflush(stderr);
 }
+
+template class SVArrayStorageOf<SVDataFile>;

@@ -4,13 +4,15 @@
 #include "datafile/SVFile.h"
 
 class SVDataFileContent;
+class SVDataFile;
+extern template class SVArrayStorageOf<SVDataFile>;
 
 // A file of the native binary format ("svbin"): named arrays and strings, one after the other, only ever
 // appended. Of a name that occurs twice the last occurrence counts. It may be read while another process
 // appends to it: an entry that isn't whole yet isn't seen. docs/native-format.md tells the bytes.
 //
 // Copies share the open file. What is in it is read once, when it is opened.
-class SVDataFile : public SVDataStorage {
+class SVDataFile : public SVArrayStorageOf<SVDataFile> {
 public:
     SVDataFile(); // No file.
     SVDataFile(const std::string& name, SVFile::OpenType openType);
@@ -46,16 +48,9 @@ public:
     bool Contains(const std::string& name) const override;
     bool IsReadOnly() const override;
 
-    using SVDataStorage::Save;
+    using SVArrayStorageOf<SVDataFile>::Save;
     void Save(int value, const std::string& name) override;
     void Save(double value, const std::string& name) override;
-    void Save(const SVDoubleArray& array, const std::string& name) override;
-    void Save(const SVFloatArray& array, const std::string& name) override;
-    void Save(const SVIntArray& array, const std::string& name) override;
-    void Save(const SVCharArray& array, const std::string& name) override;
-    void Save(const SVUCharArray& array, const std::string& name) override;
-    void Save(const SVShortIntArray& array, const std::string& name) override;
-    void Save(const SVUShortIntArray& array, const std::string& name) override;
     void Save(const std::string& text, const std::string& name) override;
 
     bool SavedAsCharacter(const std::string& name) const override;
@@ -66,22 +61,17 @@ public:
 
     void Flush() override;
 
-    SVMutableDoubleArray ReadDoubleArray(const std::string& name) const override;
-    SVMutableFloatArray ReadFloatArray(const std::string& name) const override;
-    SVMutableIntArray ReadIntArray(const std::string& name) const override;
-    SVMutableCharArray ReadCharArray(const std::string& name) const override;
-    SVMutableUCharArray ReadUCharArray(const std::string& name) const override;
-    SVMutableShortIntArray ReadShortIntArray(const std::string& name) const override;
-    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) const override;
     std::string ReadString(const std::string& name) const override;
 
     void printInfo() const override;
 
 private:
+    friend class SVArrayStorageOf<SVDataFile>;
     template <class T>
     void SaveArray(const SVArray<T>& array, const std::string& name);
     template <class T>
     SVMutableArray<T> ReadArray(const std::string& name) const;
+    std::string ListedValue(const std::string& name) const;
     void Release();
 
     SVDataFileContent* Content;

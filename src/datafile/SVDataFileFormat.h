@@ -3,7 +3,7 @@
 // The constants of the native binary format, for its reader and its writer. docs/native-format.md tells the
 // bytes.
 
-#include "arrays/sv/SVArrayFamily.h"
+#include "datafile/SVTypeTable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -29,12 +29,7 @@ inline constexpr std::size_t kSVIndexFileMagicLength = 17; // With its NUL.
 inline constexpr int kSVIndexFileTypeModulus = 100;
 
 // The type codes. There are no others: 3 to 7 and 13 to 19 are left free on purpose.
-struct SVDataFileType {
-    int code;
-    int elementSize; // Bytes.
-    const char* label;
-};
-inline constexpr SVDataFileType kSVDataFileTypes[] = {
+inline constexpr SVFileType kSVDataFileTypes[] = {
     {1, 8, " - double - "},
     {2, 4, " -  float - "},
     {8, 4, " -    int - "},
@@ -47,30 +42,10 @@ inline constexpr SVDataFileType kSVDataFileTypes[] = {
 inline constexpr int kSVStringType = 20;
 inline constexpr int kSVCharType = 12;
 
-constexpr const SVDataFileType* SVDataFileTypeWithCode(int code)
-{
-    for (const SVDataFileType& type : kSVDataFileTypes)
-        if (type.code == code)
-            return &type;
-    return nullptr;
-}
-
+// The codes of the members of the array family, in its order.
+inline constexpr int kSVDataFileCodes[] = {1, 2, 8, 10, 9, kSVCharType, 11};
 template <class T>
-inline constexpr int SVDataFileCode = -1;
-template <>
-inline constexpr int SVDataFileCode<double> = 1;
-template <>
-inline constexpr int SVDataFileCode<float> = 2;
-template <>
-inline constexpr int SVDataFileCode<std::int32_t> = 8;
-template <>
-inline constexpr int SVDataFileCode<std::uint16_t> = 9;
-template <>
-inline constexpr int SVDataFileCode<std::int16_t> = 10;
-template <>
-inline constexpr int SVDataFileCode<unsigned char> = 11;
-template <>
-inline constexpr int SVDataFileCode<signed char> = 12;
+inline constexpr int SVDataFileCode = kSVDataFileCodes[SVArrayMemberNumber<T>];
 
 // The header of an entry, as it lies in the file in the file's byte order.
 struct SVDataFileStructure {

@@ -23,8 +23,8 @@ bool readRecords(SVRecordReader records, long long fileLength, std::map<std::str
 {
     while (!records.AtEnd()) {
         Record record;
-        const SVDataFileType* type =
-            takeRecord(records, record) ? SVDataFileTypeWithCode(record.type) : nullptr;
+        const SVFileType* type =
+            takeRecord(records, record) ? SVTypeWithCode(kSVDataFileTypes, record.type) : nullptr;
         if (!type || record.name.empty() || record.m < 0 || record.n < 0 || record.o < 0) {
             content.clear();
             return false;

@@ -1,6 +1,7 @@
 #include "datafile/SVDataListing.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace {
 constexpr std::size_t kLongListing = 400;
@@ -9,26 +10,25 @@ constexpr std::size_t kLongestStringShown = 25;
 constexpr std::size_t kDashes = 72;
 } // namespace
 
-std::string SVDataListing::Text()
+std::string SVDataListing::Text(const std::function<std::string(const std::string& name)>& show)
 {
-    std::stable_sort(
-        lines.begin(), lines.end(), [](const Line& a, const Line& b) { return a.location < b.location; });
+    std::stable_sort(entries.begin(), entries.end(),
+        [](const Entry& a, const Entry& b) { return a.location < b.location; });
     const std::string dashes(kDashes, '-');
-    const std::string count = lines.empty() ? "empty"
-        : lines.size() == 1                 ? oneEntry
-                                            : std::to_string(lines.size()) + " entries";
-    std::string text = dashes + "\nContent of \"" + fileName + "\" - " + count + "\n" + dashes + "\n";
-    const bool isLong = lines.size() >= kLongListing;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (isLong && i == firstLines) {
-            const std::size_t next = lines.size() - lastLines;
-            if (next > i)
-                text.append("Skipping ").append(std::to_string(next - i)).append(" entries\n");
-            i = next;
+    const std::size_t count = entries.size();
+    const std::string counted = count == 0 ? "empty"
+        : count == 1                       ? oneEntry
+                                           : std::to_string(count) + " entries";
+    std::string text = dashes + "\nContent of \"" + fileName + "\" - " + counted + "\n" + dashes + "\n";
+    const bool skips = count >= kLongListing && count > firstLines + lastLines;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (skips && i == firstLines) {
+            i = count - lastLines;
+            text += "Skipping " + std::to_string(i - firstLines) + " entries\n";
         }
-        std::string name = lines[i].name;
+        std::string name = entries[i].name;
         name.resize(std::max(name.size(), kNameColumns), '.');
-        text += name + lines[i].label + lines[i].value + "\n";
+        text += name + show(entries[i].name) + "\n";
     }
     return text;
 }
@@ -42,13 +42,16 @@ std::string SVDataListing::ValueOfString(const std::string& text)
     return value.append(std::to_string(text.size())).append(" characters");
 }
 
-std::string SVDataListing::ValueOfArray(long m, long n, long o, const std::string& number)
+std::string SVDataListing::ValueOfArray(long m, long n, long o, double number)
 {
     if (m <= 0 || n <= 0 || o <= 0)
         return "Empty";
+    if (m == 1 && n == 1 && o == 1) {
+        char digits[32];
+        std::snprintf(digits, sizeof digits, "%g", number);
+        return digits;
+    }
     const std::string size = std::to_string(m);
-    if (m == 1 && n == 1 && o == 1)
-        return number;
     if (n == 1 && o == 1)
         return size + " numbers";
     if (o == 1)

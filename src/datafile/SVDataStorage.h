@@ -4,7 +4,9 @@
 #include "arrays/sv/SVPointer.h"
 #include "arrays/sv/SVTransformStorage.h"
 
+#include <cstdint>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 // A store of named arrays and strings, whatever lies behind it. Names are bytes, UTF-8 in practice. A failure
@@ -66,6 +68,49 @@ public:
     std::vector<std::string> AllVariableNamesWithPrefix(const std::string& prefix) const;
 };
 
+// The operations of a store on the seven types of arrays, for a File that does them by two templates:
+// SaveArray(array, name) and ReadArray<T>(name).
+template <class File>
+class SVArrayStorageOf : public SVDataStorage {
+public:
+    using SVDataStorage::Save;
+    void Save(const SVDoubleArray& array, const std::string& name) override;
+    void Save(const SVFloatArray& array, const std::string& name) override;
+    void Save(const SVIntArray& array, const std::string& name) override;
+    void Save(const SVCharArray& array, const std::string& name) override;
+    void Save(const SVUCharArray& array, const std::string& name) override;
+    void Save(const SVShortIntArray& array, const std::string& name) override;
+    void Save(const SVUShortIntArray& array, const std::string& name) override;
+
+    SVMutableDoubleArray ReadDoubleArray(const std::string& name) const override;
+    SVMutableFloatArray ReadFloatArray(const std::string& name) const override;
+    SVMutableIntArray ReadIntArray(const std::string& name) const override;
+    SVMutableCharArray ReadCharArray(const std::string& name) const override;
+    SVMutableUCharArray ReadUCharArray(const std::string& name) const override;
+    SVMutableShortIntArray ReadShortIntArray(const std::string& name) const override;
+    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) const override;
+};
+
+// The reading operation of an element type.
+template <class T>
+SVMutableArray<T> SVReadArray(const SVDataStorage& storage, const std::string& name)
+{
+    if constexpr (std::is_same_v<T, double>)
+        return storage.ReadDoubleArray(name);
+    else if constexpr (std::is_same_v<T, float>)
+        return storage.ReadFloatArray(name);
+    else if constexpr (std::is_same_v<T, std::int32_t>)
+        return storage.ReadIntArray(name);
+    else if constexpr (std::is_same_v<T, std::int16_t>)
+        return storage.ReadShortIntArray(name);
+    else if constexpr (std::is_same_v<T, std::uint16_t>)
+        return storage.ReadUShortIntArray(name);
+    else if constexpr (std::is_same_v<T, signed char>)
+        return storage.ReadCharArray(name);
+    else
+        return storage.ReadUCharArray(name);
+}
+
 // A store read and written by type, for code that doesn't know which type it has.
 inline void Read(const SVDataStorage& storage, const std::string& name, double& value)
 {
@@ -75,33 +120,15 @@ inline void Read(const SVDataStorage& storage, const std::string& name, std::str
 {
     value = storage.ReadString(name);
 }
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableDoubleArray& value)
+template <class T>
+void Read(const SVDataStorage& storage, const std::string& name, SVMutableArray<T>& value)
 {
-    value = storage.ReadDoubleArray(name);
+    value = SVReadArray<T>(storage, name);
 }
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableFloatArray& value)
+template <class T>
+void Read(const SVDataStorage& storage, const std::string& name, SVArray<T>& value)
 {
-    value = storage.ReadFloatArray(name);
-}
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableIntArray& value)
-{
-    value = storage.ReadIntArray(name);
-}
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableCharArray& value)
-{
-    value = storage.ReadCharArray(name);
-}
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableUCharArray& value)
-{
-    value = storage.ReadUCharArray(name);
-}
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableShortIntArray& value)
-{
-    value = storage.ReadShortIntArray(name);
-}
-inline void Read(const SVDataStorage& storage, const std::string& name, SVMutableUShortIntArray& value)
-{
-    value = storage.ReadUShortIntArray(name);
+    value = SVReadArray<T>(storage, name);
 }
 
 inline void Write(SVDataStorage& storage, const std::string& name, double value)

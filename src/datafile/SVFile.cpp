@@ -2,6 +2,7 @@
 
 #include "arrays/sv/SVErrorMessage.h"
 #include "datafile/SVFileStorage.h"
+#include "datafile/SVRegularFile.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -49,7 +50,7 @@ SVFile::Endian SVFile::EndianForMachine()
 
 bool SVFile::CanOpen(const std::string& name, OpenType)
 {
-    std::FILE* file = std::fopen(name.c_str(), "rb");
+    std::FILE* file = SVOpenRegularFile(name, modeOf(ReadOnly));
     if (file)
         std::fclose(file);
     return file != nullptr;
@@ -89,10 +90,8 @@ SVFile::~SVFile()
 
 void SVFile::Open(OpenType type)
 {
-    if (type == NewReadWrite)
-        std::remove(Storage->name.c_str());
     Storage->readOnly = type == ReadOnly;
-    Storage->file = std::fopen(Storage->name.c_str(), modeOf(type));
+    Storage->file = SVOpenRegularFile(Storage->name, modeOf(type));
     if (!Storage->file)
         SVErrorMessage("SVFile(name,type)", "Could not open the file \"" + Storage->name + "\"");
 }
@@ -194,7 +193,7 @@ void SVFile::pinfo() const
 }
 
 template <class T>
-bool SVFile::ReadElements(const std::string& word, T* elements, long count)
+bool SVFile::ReadElements(const std::string& word, T* elements, long count, bool isWholeArray)
 {
     if (count == 0)
         return true;
@@ -203,17 +202,19 @@ bool SVFile::ReadElements(const std::string& word, T* elements, long count)
         return false;
     }
     const std::size_t got = std::fread(elements, sizeof(T), static_cast<std::size_t>(count), Storage->file);
-    // Compared with the low 32 bits, as every reader of this format has done.
-    if (got == static_cast<std::uint32_t>(count))
+    // Of a whole array the low 32 bits are compared, as every reader of this format has done.
+    if (got == (isWholeArray ? static_cast<std::uint32_t>(count) : static_cast<std::size_t>(count)))
         return true;
-    SVErrorMessage(word, kTooFewValues);
+    SVErrorMessage(word, kSVTooFewValues);
     return false;
 }
 
 template <class T>
 bool SVFile::ReadBinary(SVMutableArray<T>& array)
 {
-    return ReadElements("SVFile::ReadBinary(" + arrayWord<T>() + ")", array.Pointer(), array.Length());
+    // Bytes are read like a part that happens to be all of the array.
+    return ReadElements(
+        "SVFile::ReadBinary(" + arrayWord<T>() + ")", array.Pointer(), array.Length(), sizeof(T) > 1);
 }
 
 template bool SVFile::ReadBinary(SVMutableDoubleArray&);
@@ -238,7 +239,7 @@ bool SVFile::ReadBinary(SVMutableDoubleArray& array, const SVRange& range)
 {
     constexpr const char* kWord = "SVFile::ReadBinary(DoubleArray,Range)";
     if (isInside(range.start, range.length, array.Length()))
-        return ReadElements(kWord, array.Pointer() + range.start, range.length);
+        return ReadElements(kWord, array.Pointer() + range.start, range.length, false);
     SVErrorMessage(kWord, "Range out of bounds");
     return false;
 }
@@ -247,7 +248,7 @@ bool SVFile::ReadBinary(SVMutableIntArray& array, const SVRange& range)
 {
     constexpr const char* kWord = "SVFile::ReadBinary(IntArray,Range)";
     if (isInside(range.start, range.length, array.Length()))
-        return ReadElements(kWord, array.Pointer() + range.start, range.length);
+        return ReadElements(kWord, array.Pointer() + range.start, range.length, false);
     SVErrorMessage(kWord, "Range out of bounds");
     return false;
 }
@@ -255,7 +256,7 @@ bool SVFile::ReadBinary(SVMutableIntArray& array, const SVRange& range)
 bool SVFile::ReadBinary(SVMutableUCharArray& array, long start, long length)
 {
     if (isInside(start, length, array.Length()))
-        return ReadElements("SVFile::ReadBinary(UCharArray)", array.Pointer() + start, length);
+        return ReadElements("SVFile::ReadBinary(UCharArray)", array.Pointer() + start, length, false);
     SVErrorMessage("SVFile::ReadBinary(UCharArray,int start,int length)", "Invalid range");
     return false;
 }
@@ -271,7 +272,7 @@ bool SVFile::ReadBinary(SVMutableUCharArray& array, long length)
 bool SVFile::ReadBinary(SVMutableCharArray& array, long length)
 {
     if (isInside(0, length, array.Length()))
-        return ReadElements("SVFile::ReadBinary(CharArray)", array.Pointer(), length);
+        return ReadElements("SVFile::ReadBinary(CharArray)", array.Pointer(), length, false);
     SVErrorMessage("SVFile::ReadBinary(CharArray,int)", "Invalid length");
     return false;
 }
@@ -282,7 +283,7 @@ bool SVFile::ReadCharacters(char* chars, unsigned long howMuchToRead)
         return true;
     if (IsOpen() && std::fread(chars, 1, howMuchToRead, Storage->file) == howMuchToRead)
         return true;
-    SVErrorMessage("SVFile::ReadCharacters(chars,howMuchToRead)", kTooFewValues);
+    SVErrorMessage("SVFile::ReadCharacters(chars,howMuchToRead)", kSVTooFewValues);
     return false;
 }
 

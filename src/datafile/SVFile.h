@@ -17,6 +17,7 @@ struct SVFileStorage;
 // failed read leaves the position where it stopped. A handle and its copies belong to one thread at a time.
 class SVFile {
 public:
+    // A file has to be a regular one: folders, devices and pipes are not opened, whatever the type.
     enum OpenType {
         ReadOnly = 0, // "rb"
         ExistingReadWrite = 1, // "r+b"
@@ -121,7 +122,7 @@ private:
     void Release();
     int NextCharacter();
     template <class T>
-    bool ReadElements(const std::string& word, T* elements, long count);
+    bool ReadElements(const std::string& word, T* elements, long count, bool isWholeArray);
     template <class Number>
     Number ReadNumber(const char* word, Endian endian);
     bool WriteBytes(

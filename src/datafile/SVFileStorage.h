@@ -2,8 +2,7 @@
 
 #include "datafile/SVFile.h"
 
-// The report of every reader, of bytes or of text, that meets the end too early.
-inline constexpr const char* kTooFewValues = "Could not read the required number of values from the file";
+inline constexpr const char* kSVTooFewValues = "Could not read the required number of values from the file";
 
 // What the copies of a file handle share.
 struct SVFileStorage {

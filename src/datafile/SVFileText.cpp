@@ -216,7 +216,7 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
     if (count == array.Length())
         return true;
     if (result == EOF)
-        SVErrorMessage(kWord, kTooFewValues);
+        SVErrorMessage(kWord, kSVTooFewValues);
     return false;
 }
 
@@ -234,7 +234,7 @@ bool SVFile::ReadAscii(SVMutableFloatArray& array)
     for (long count = 0; count < array.Length(); ++count) {
         while (std::fscanf(Storage->file, "%f", array.Pointer() + count) == 0) {
             if (NextCharacter() == EOF) {
-                SVErrorMessage(kWord, kTooFewValues);
+                SVErrorMessage(kWord, kSVTooFewValues);
                 return false;
             }
         }

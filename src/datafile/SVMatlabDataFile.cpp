@@ -3,17 +3,20 @@
 #include "arrays/sv/SVArrayByteOrder.h"
 #include "arrays/sv/SVArrayConversion.h"
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVArrayStorageInternal.h"
 #include "datafile/SVDataListing.h"
 #include "datafile/SVMatlabDataFileContent.h"
 #include "datafile/SVMatlabFormat.h"
 #include "datafile/SVRecordReader.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <type_traits>
 
 namespace {
 
-constexpr const char* kSaveWord = "SVMatlabDataFile::Save";
+constexpr const char* kSaveMatrixWord = "SVMatlabDataFile::Save";
 
 struct Shape {
     int m = 0;
@@ -53,36 +56,26 @@ SVMutableArray<T> readConverted(SVMatlabDataFileContent& content, const SVMatlab
 }
 
 template <class T>
-struct Reader {
+struct MatrixReader {
     int type;
     SVMutableArray<T> (*read)(SVMatlabDataFileContent&, const SVMatlabDataEntry&, Shape);
 };
+template <class T, class Stored>
+constexpr MatrixReader<T> kMatrixReaderOf{SVMatlabCode<Stored>, readConverted<T, Stored>};
 
+// Bytes are signed, but for whoever asks for unsigned ones.
 template <class T>
-constexpr Reader<T> kReaders[] = {
-    {0, readConverted<T, double>},
-    {10, readConverted<T, float>},
-    {20, readConverted<T, std::int32_t>},
-    {30, readConverted<T, std::int16_t>},
-    {40, readConverted<T, std::uint16_t>},
-    {50, readConverted<T, signed char>},
-};
-template <>
-constexpr Reader<unsigned char> kReaders<unsigned char>[] = {
-    {0, readConverted<unsigned char, double>},
-    {10, readConverted<unsigned char, float>},
-    {20, readConverted<unsigned char, std::int32_t>},
-    {30, readConverted<unsigned char, std::int16_t>},
-    {40, readConverted<unsigned char, std::uint16_t>},
-    {50, readConverted<unsigned char, unsigned char>},
-};
+constexpr MatrixReader<T> kMatrixReaders[] = {kMatrixReaderOf<T, double>, kMatrixReaderOf<T, float>,
+    kMatrixReaderOf<T, std::int32_t>, kMatrixReaderOf<T, std::int16_t>, kMatrixReaderOf<T, std::uint16_t>,
+    {kSVMatlabBytes,
+        readConverted<T, std::conditional_t<std::is_same_v<T, unsigned char>, unsigned char, signed char>>}};
 // Characters come from text in both its forms, and from nothing but doubles and bytes.
 template <>
-constexpr Reader<signed char> kReaders<signed char>[] = {
-    {0, readConverted<signed char, double>},
-    {1, readConverted<signed char, double>},
-    {50, readConverted<signed char, signed char>},
-    {51, readConverted<signed char, signed char>},
+constexpr MatrixReader<signed char> kMatrixReaders<signed char>[] = {
+    {kSVMatlabDouble, readConverted<signed char, double>},
+    {kSVMatlabTextAsDoubles, readConverted<signed char, double>},
+    {kSVMatlabBytes, readConverted<signed char, signed char>},
+    {kSVMatlabText, readConverted<signed char, signed char>},
 };
 
 // The words of a reader's reports: of a variable that isn't there, and of one of a type that it doesn't take.
@@ -126,19 +119,19 @@ SVMatlabDataFile::SVMatlabDataFile() : Content(new SVMatlabDataFileContent(SVFil
 SVMatlabDataFile::SVMatlabDataFile(const std::string& name, SVFile::OpenType openType)
 {
     if (openType == SVFile::NewReadWrite)
-        std::remove(SVMatlabIndexFileName(name).c_str());
+        ::unlink(SVMatlabIndexFileName(name).c_str());
     Content = new SVMatlabDataFileContent(SVFile(name, openType));
 }
 
 SVMatlabDataFile::SVMatlabDataFile(const SVFile& file)
 {
     if (file.IsOpen() && file.Length() == 0)
-        std::remove(SVMatlabIndexFileName(file.Name()).c_str());
+        ::unlink(SVMatlabIndexFileName(file.Name()).c_str());
     Content = new SVMatlabDataFileContent(file);
 }
 
 SVMatlabDataFile::SVMatlabDataFile(const SVMatlabDataFile& other)
-    : SVDataStorage(other), Content(other.Content)
+    : SVArrayStorageOf<SVMatlabDataFile>(other), Content(other.Content)
 {
     ++Content->referenceCount;
 }
@@ -255,26 +248,30 @@ void SVMatlabDataFile::Flush()
 bool SVMatlabDataFile::MayWrite(const std::string& name) const
 {
     if (Content->file.IsReadOnly())
-        SVErrorMessage(kSaveWord, "File is read only.");
+        SVErrorMessage(kSaveMatrixWord, "File is read only.");
     else if (name.size() >= kSVMatlabLongestName) // Readers would stop there and lose all that follows.
-        SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
+        SVErrorMessage(kSaveMatrixWord, "The name of a variable can have 254 bytes at most.");
     else
         return true;
     return false;
 }
 
+// Which types may have layers: those that a companion is written for.
 template <class T>
-void SVMatlabDataFile::SaveMatrix(const SVArray<T>& array, const std::string& name, bool mayHaveLayers)
+constexpr bool kMayHaveLayers = sizeof(T) >= sizeof(std::int32_t);
+
+template <class T>
+void SVMatlabDataFile::SaveArray(const SVArray<T>& array, const std::string& name)
 {
-    if (!MayWrite(name) || !IsOpen())
+    if (!MayWrite(name))
         return;
-    const bool hasLayers = mayHaveLayers && array.o() > 1;
+    const bool hasLayers = kMayHaveLayers<T> && array.o() > 1;
     if (hasLayers)
         Save(static_cast<double>(array.m()), name + "_3D");
     const long rows = hasLayers ? array.m() * array.n() : array.m();
     const long columns = hasLayers ? array.o() : array.n();
     Content->WriteHeader(name, SVMatlabCode<T>, static_cast<int>(rows), static_cast<int>(columns));
-    Content->file.WriteBinary(array);
+    Content->file.WriteBinary(array); // Reports for a file that isn't open.
 }
 
 void SVMatlabDataFile::Save(int value, const std::string& name)
@@ -286,42 +283,7 @@ void SVMatlabDataFile::Save(double value, const std::string& name)
 {
     SVMutableDoubleArray array(1);
     array(0) = value;
-    SaveMatrix<double>(array, name, false);
-}
-
-void SVMatlabDataFile::Save(const SVDoubleArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, true);
-}
-
-void SVMatlabDataFile::Save(const SVFloatArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, true);
-}
-
-void SVMatlabDataFile::Save(const SVIntArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, true);
-}
-
-void SVMatlabDataFile::Save(const SVCharArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, false);
-}
-
-void SVMatlabDataFile::Save(const SVUCharArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, false);
-}
-
-void SVMatlabDataFile::Save(const SVShortIntArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, false);
-}
-
-void SVMatlabDataFile::Save(const SVUShortIntArray& array, const std::string& name)
-{
-    SaveMatrix(array, name, false);
+    SaveArray<double>(array, name);
 }
 
 void SVMatlabDataFile::Save(const std::string& text, const std::string& name)
@@ -329,7 +291,7 @@ void SVMatlabDataFile::Save(const std::string& text, const std::string& name)
     if (!MayWrite(name))
         return;
     if (!IsOpen()) {
-        SVErrorMessage(kSaveWord, "File is not open.");
+        SVErrorMessage(kSaveMatrixWord, "File is not open.");
         return;
     }
     Content->WriteHeader(name, kSVMatlabText, static_cast<int>(text.size()), 1);
@@ -356,49 +318,14 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
         if (rows > 0)
             shape = {rows, entry.m / rows, entry.n};
     }
-    const auto* reader = std::find_if(std::begin(kReaders<T>), std::end(kReaders<T>),
-        [type](const Reader<T>& row) { return row.type == type; });
-    if (reader != std::end(kReaders<T>))
+    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
+        [type](const MatrixReader<T>& row) { return row.type == type; });
+    if (reader != std::end(kMatrixReaders<T>))
         return reader->read(*Content, entry, shape);
     SVErrorMessage(words.illegalType, words.illegalTypeText);
     SVMutableArray<T> asCreated(shape.m, shape.n, shape.o);
     asCreated = T(0);
     return asCreated;
-}
-
-SVMutableDoubleArray SVMatlabDataFile::ReadDoubleArray(const std::string& name) const
-{
-    return ReadArray<double>(name);
-}
-
-SVMutableFloatArray SVMatlabDataFile::ReadFloatArray(const std::string& name) const
-{
-    return ReadArray<float>(name);
-}
-
-SVMutableIntArray SVMatlabDataFile::ReadIntArray(const std::string& name) const
-{
-    return ReadArray<std::int32_t>(name);
-}
-
-SVMutableCharArray SVMatlabDataFile::ReadCharArray(const std::string& name) const
-{
-    return ReadArray<signed char>(name);
-}
-
-SVMutableUCharArray SVMatlabDataFile::ReadUCharArray(const std::string& name) const
-{
-    return ReadArray<unsigned char>(name);
-}
-
-SVMutableShortIntArray SVMatlabDataFile::ReadShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::int16_t>(name);
-}
-
-SVMutableUShortIntArray SVMatlabDataFile::ReadUShortIntArray(const std::string& name) const
-{
-    return ReadArray<std::uint16_t>(name);
 }
 
 std::string SVMatlabDataFile::ReadString(const std::string& name) const
@@ -437,19 +364,21 @@ std::string SVMatlabDataFile::ReadString(const std::string& name) const
 std::string SVMatlabDataFile::Listing() const
 {
     SVDataListing listing{Content->file.Name(), "one entry", 390, 10, {}};
-    for (const std::string& name : AllVariableNames()) {
-        const Description entry = Describe(name);
-        const SVMatlabType* type = SVMatlabTypeWithCode(entry.type);
-        const bool isFound = entry.location >= 0;
-        const bool isNumber = type && isFound && entry.m == 1 && entry.n == 1;
-        char number[32] = "";
-        if (isNumber && !SavedAsString(name))
-            std::snprintf(number, sizeof number, "%g", ReadNumber(name));
-        listing.lines.push_back({entry.location, name, type ? type->label : " - unknown - ",
-            SavedAsString(name) && isFound ? SVDataListing::ValueOfString(ReadString(name))
-                                           : SVDataListing::ValueOfArray(entry.m, entry.n, 1, number)});
-    }
-    return listing.Text();
+    for (const auto& [name, entry] : Content->content)
+        listing.entries.push_back({entry.location, name});
+    return listing.Text([this](const std::string& name) { return ListedValue(name); });
+}
+
+std::string SVMatlabDataFile::ListedValue(const std::string& name) const
+{
+    const Description entry = Describe(name);
+    const SVFileType* const type = SVTypeWithCode(kSVMatlabTypes, entry.type);
+    const bool isReadable = type && entry.location >= 0;
+    const std::string label = type ? type->label : " - unknown - ";
+    if (isReadable && SavedAsString(name))
+        return label + SVDataListing::ValueOfString(ReadString(name));
+    const bool isNumber = isReadable && entry.m == 1 && entry.n == 1;
+    return label + SVDataListing::ValueOfArray(entry.m, entry.n, 1, isNumber ? ReadNumber(name) : 0);
 }
 
 void SVMatlabDataFile::printInfo() const
@@ -457,3 +386,5 @@ void SVMatlabDataFile::printInfo() const
     std::fputs(Listing().c_str(), stderr);
     std::fflush(stderr);
 }
+
+template class SVArrayStorageOf<SVMatlabDataFile>;

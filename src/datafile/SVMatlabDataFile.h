@@ -4,14 +4,17 @@
 #include "datafile/SVFile.h"
 
 class SVMatlabDataFileContent;
+class SVMatlabDataFile;
+extern template class SVArrayStorageOf<SVMatlabDataFile>;
 
 // A Level 4 MAT-file as a store of named arrays. It has matrices alone: a double, float or int array of three
 // dimensions is stored as a matrix of m*n rows with a companion "<name>_3D" that holds m. The other types
-// must not have a third dimension. docs/matlab-format.md tells the bytes.
+// must not have a third dimension; who writes such a companion and matrix for them reads them back whole.
+// docs/matlab-format.md tells the bytes.
 //
 // A variable that was saved is found again when the file is opened anew, not through the handle that saved
 // it. Copies share the open file. One thread at a time.
-class SVMatlabDataFile : public SVDataStorage {
+class SVMatlabDataFile : public SVArrayStorageOf<SVMatlabDataFile> {
 public:
     SVMatlabDataFile(); // No file.
     SVMatlabDataFile(const std::string& name, SVFile::OpenType openType);
@@ -42,16 +45,9 @@ public:
     bool Contains(const std::string& name) const override;
     bool IsReadOnly() const override;
 
-    using SVDataStorage::Save;
+    using SVArrayStorageOf<SVMatlabDataFile>::Save;
     void Save(int value, const std::string& name) override;
     void Save(double value, const std::string& name) override;
-    void Save(const SVDoubleArray& array, const std::string& name) override;
-    void Save(const SVFloatArray& array, const std::string& name) override;
-    void Save(const SVIntArray& array, const std::string& name) override;
-    void Save(const SVCharArray& array, const std::string& name) override;
-    void Save(const SVUCharArray& array, const std::string& name) override;
-    void Save(const SVShortIntArray& array, const std::string& name) override;
-    void Save(const SVUShortIntArray& array, const std::string& name) override;
     void Save(const std::string& text, const std::string& name) override;
 
     bool SavedAsCharacter(const std::string& name) const override;
@@ -62,23 +58,18 @@ public:
 
     void Flush() override;
 
-    SVMutableDoubleArray ReadDoubleArray(const std::string& name) const override;
-    SVMutableFloatArray ReadFloatArray(const std::string& name) const override;
-    SVMutableIntArray ReadIntArray(const std::string& name) const override;
-    SVMutableCharArray ReadCharArray(const std::string& name) const override;
-    SVMutableUCharArray ReadUCharArray(const std::string& name) const override;
-    SVMutableShortIntArray ReadShortIntArray(const std::string& name) const override;
-    SVMutableUShortIntArray ReadUShortIntArray(const std::string& name) const override;
     std::string ReadString(const std::string& name) const override;
 
     void printInfo() const override;
 
 private:
+    friend class SVArrayStorageOf<SVMatlabDataFile>;
     bool MayWrite(const std::string& name) const;
     template <class T>
-    void SaveMatrix(const SVArray<T>& array, const std::string& name, bool mayHaveLayers);
+    void SaveArray(const SVArray<T>& array, const std::string& name);
     template <class T>
     SVMutableArray<T> ReadArray(const std::string& name) const;
+    std::string ListedValue(const std::string& name) const;
     void Release();
 
     SVMatlabDataFileContent* Content;

@@ -88,7 +88,8 @@ bool SVMatlabDataFileContent::ReadIndexFile()
         bool valid =
             records.Take(location) && records.Take(type) && records.Take(entry.m) && records.Take(entry.n);
         std::string variable = records.TakeName();
-        valid = valid && !variable.empty() && entry.m >= 0 && entry.n >= 0 && SVMatlabTypeWithCode(type);
+        valid = valid && !variable.empty() && entry.m >= 0 && entry.n >= 0
+            && SVTypeWithCode(kSVMatlabTypes, type);
         const long long end =
             valid ? SVEndOfData(location, entry.m, entry.n, 1, SVMatlabElementSize(type)) : 0;
         if (valid && end > file.Length()) {
@@ -157,6 +158,8 @@ void SVMatlabDataFileContent::WriteHeader(const std::string& name, int type, int
     // Entered before its place in the file is known: a variable can't be read through the handle that saved
     // it, and whoever opens the file anew finds it.
     content.insert_or_assign(name, SVMatlabDataEntry{rows, columns, type, -1});
+    if (!file.IsOpen())
+        return;
     std::string header;
     for (const std::int32_t field :
         {type + orderOfMachine(), rows, columns, 0, static_cast<std::int32_t>(name.size()) + 1})

@@ -3,7 +3,7 @@
 // The constants of the Level 4 MAT-file format, as far as it is read and written here. docs/matlab-format.md
 // tells the bytes.
 
-#include "arrays/sv/SVArrayFamily.h"
+#include "datafile/SVTypeTable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,34 +17,22 @@ inline constexpr const char* kSVMatlabIndexMagic = "mat index file"; // And a NU
 
 // The types modulo 1000 that have a meaning here. Their tens digit is the element, their last digit 1 says
 // text.
-struct SVMatlabType {
-    int code;
-    const char* label;
-};
-inline constexpr SVMatlabType kSVMatlabTypes[] = {
-    {0, " - double - "},
-    {1, " - string - "},
-    {10, " -  float - "},
-    {20, " -    int - "},
-    {30, " -  short - "},
-    {40, " - UShort - "},
-    {50, " -  UChar - "},
-    {51, " - string - "},
+inline constexpr SVFileType kSVMatlabTypes[] = {
+    {0, 8, " - double - "},
+    {1, 8, " - string - "},
+    {10, 4, " -  float - "},
+    {20, 4, " -    int - "},
+    {30, 2, " -  short - "},
+    {40, 2, " - UShort - "},
+    {50, 1, " -  UChar - "},
+    {51, 1, " - string - "},
 };
 inline constexpr int kSVMatlabDouble = 0;
 inline constexpr int kSVMatlabTextAsDoubles = 1;
 inline constexpr int kSVMatlabBytes = 50;
 inline constexpr int kSVMatlabText = 51;
 
-constexpr const SVMatlabType* SVMatlabTypeWithCode(int code)
-{
-    for (const SVMatlabType& type : kSVMatlabTypes)
-        if (type.code == code)
-            return &type;
-    return nullptr;
-}
-
-// Bytes of an element of a type modulo 1000; -1 for one that is refused.
+// Bytes of an element of any type modulo 1000, by its tens digit alone; -1 for one that is refused.
 constexpr int SVMatlabElementSize(int code)
 {
     constexpr int kSizes[] = {8, 4, 4, 2, 2, 1};
@@ -52,19 +40,7 @@ constexpr int SVMatlabElementSize(int code)
     return element >= 0 && element < 6 ? kSizes[element] : -1;
 }
 
+// The codes of the members of the array family, in its order.
+inline constexpr int kSVMatlabCodes[] = {kSVMatlabDouble, 10, 20, 30, 40, kSVMatlabText, kSVMatlabBytes};
 template <class T>
-inline constexpr int SVMatlabCode = -1;
-template <>
-inline constexpr int SVMatlabCode<double> = 0;
-template <>
-inline constexpr int SVMatlabCode<float> = 10;
-template <>
-inline constexpr int SVMatlabCode<std::int32_t> = 20;
-template <>
-inline constexpr int SVMatlabCode<std::int16_t> = 30;
-template <>
-inline constexpr int SVMatlabCode<std::uint16_t> = 40;
-template <>
-inline constexpr int SVMatlabCode<unsigned char> = 50;
-template <>
-inline constexpr int SVMatlabCode<signed char> = 51;
+inline constexpr int SVMatlabCode = kSVMatlabCodes[SVArrayMemberNumber<T>];

@@ -5,6 +5,8 @@
 namespace {
 constexpr std::size_t kSmallestBlock = 4096;
 constexpr std::size_t kLargestBlock = 1 << 20;
+constexpr long long kNearby =
+    16 << 10; // To read over so many bytes costs less than two more calls of the system.
 } // namespace
 
 const unsigned char* SVReadAhead::At(long long position, std::size_t count)
@@ -22,7 +24,7 @@ const unsigned char* SVReadAhead::At(long long position, std::size_t count)
 bool SVReadAhead::Fill(long long position, std::size_t count)
 {
     const long long end = blockStart_ + static_cast<long long>(block_.size());
-    const bool follows = position <= end;
+    const bool follows = position - end <= kNearby;
     wanted_ = follows ? std::clamp(2 * wanted_, kSmallestBlock, kLargestBlock) : kSmallestBlock;
     const auto left = static_cast<std::size_t>(length_ - position);
     block_.resize(std::min(std::max(wanted_, count), left));

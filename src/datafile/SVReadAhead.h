@@ -11,7 +11,7 @@
 // places lie close together, small ones where they lie far apart. It moves the file's position.
 class SVReadAhead {
 public:
-    explicit SVReadAhead(SVFile file) : file_(std::move(file)), length_(file_.Length()) { }
+    explicit SVReadAhead(const SVFile& file) : file_(file), length_(file_.Length()) { }
 
     // So many bytes at an offset, valid until the next call; null when the file doesn't have them.
     const unsigned char* At(long long position, std::size_t count);

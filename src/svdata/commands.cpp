@@ -1,6 +1,5 @@
 #include "svdata/commands.h"
 
-#include "arrays/sv/SVArrayConversion.h"
 #include "svdata/data_source.h"
 #include "svdata/json_text.h"
 
@@ -64,18 +63,25 @@ void save(SVDataStorage& target, bool, const std::string& name, const std::strin
     target.Save(text, name);
 }
 
+// The elements of three dimensions in two.
+template <class T>
+SVArray<T> asMatrix(const SVArray<T>& array)
+{
+    SVMutableArray<T> matrix(array.m() * array.n(), array.o());
+    std::copy_n(array.Pointer(), array.Length(), matrix.Pointer());
+    return matrix;
+}
+
 template <class T>
 void save(SVDataStorage& target, bool toMatlab, const std::string& name, const SVArray<T>& array)
 {
-    // These types must not have a third dimension in a MAT-file; as integers they may.
-    if constexpr (sizeof(T) < sizeof(std::int32_t)) {
-        if (toMatlab && array.o() > 1) {
-            std::fprintf(stderr, "svdata: %s is written as 32-bit integers\n", name.c_str());
-            target.Save(SVIntArray(ConvertToInt(array)), name);
-            return;
-        }
+    if (toMatlab && sizeof(T) < sizeof(std::int32_t) && array.o() > 1) {
+        // The library writes no companion for the narrow types; its readers take one from any of them.
+        target.Save(static_cast<double>(array.m()), name + DataSource::kCompanionEnding);
+        target.Save(asMatrix(array), name);
+    } else {
+        target.Save(array, name);
     }
-    target.Save(array, name);
 }
 
 void copyVariables(const DataSource& source, SVDataStorage& target, bool toMatlab)

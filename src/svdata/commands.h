@@ -2,8 +2,10 @@
 
 #include <string>
 
-// The exit status of the tool.
-enum ExitStatus { kDone = 0, kFailed = 1, kWrongUse = 2 };
+// The exit statuses of the tool.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;
+inline constexpr int kWrongUse = 2;
 
 // The tool's commands. Each answers the exit status: 0 when the file could be opened, else 1. What the
 // library reports on the way goes to the standard error stream and changes nothing.

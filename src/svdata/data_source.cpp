@@ -5,14 +5,10 @@
 #include "datafile/SVMatlabDataFileContent.h"
 #include "datafile/SVMatlabFormat.h"
 
-#include <cstdio>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
-
-namespace {
-
-constexpr const char* kCompanionEnding = "_3D";
-
-} // namespace
 
 bool DataSource::isMatlab(const std::string& path)
 {
@@ -21,21 +17,19 @@ bool DataSource::isMatlab(const std::string& path)
 
 std::optional<DataSource> DataSource::open(const std::string& path)
 {
-    std::error_code failure;
-    if (std::filesystem::is_directory(path, failure)) {
-        std::fprintf(stderr, "svdata: %s is a folder\n", path.c_str());
-        return {};
+    // By its name: a file that is adopted counts as a new one when it is empty, and loses its index.
+    if (isMatlab(path)) {
+        SVMatlabDataFile file(path, SVFile::ReadOnly);
+        return file.IsOpen() ? std::optional(DataSource(std::move(file))) : std::nullopt;
     }
-    const SVFile file(path, SVFile::ReadOnly);
-    if (!file.IsOpen())
-        return {};
-    return isMatlab(path) ? DataSource(SVMatlabDataFile(file)) : DataSource(SVDataFile(file));
+    SVDataFile file(path, SVFile::ReadOnly);
+    return file.IsOpen() ? std::optional(DataSource(std::move(file))) : std::nullopt;
 }
 
 bool DataSource::writeIndex(const std::string& path)
 {
     // The old index would be believed, although the file may have grown since.
-    std::remove((isMatlab(path) ? SVMatlabIndexFileName(path) : SVIndexFileNameForReading(path)).c_str());
+    ::unlink((isMatlab(path) ? SVMatlabIndexFileName(path) : SVIndexFileNameForReading(path)).c_str());
     std::optional<DataSource> source = open(path);
     if (!source)
         return false;
@@ -112,7 +106,10 @@ DataSource::Stored DataSource::storedAs(const Variable& variable) const
             return row.stored;
     if (native || variable.type != kSVMatlabText)
         return Stored::Double; // An unknown type, of which the reader of doubles makes its report.
-    // Text and signed bytes are one in a MAT-file. What would be cut at a NUL is read as bytes.
-    const auto length = static_cast<std::size_t>(variable.m * variable.n * variable.o);
-    return storage().ReadString(variable.name).size() == length ? Stored::Text : Stored::Char;
+    // Text and signed bytes are one in a MAT-file. What has more than one line, or would be cut at a NUL, is
+    // read as bytes.
+    const long length = variable.m * variable.n * variable.o;
+    const bool isLine = length == std::max({variable.m, variable.n, variable.o}) || length == 0;
+    const auto textLength = [&] { return static_cast<long>(storage().ReadString(variable.name).size()); };
+    return isLine && textLength() == length ? Stored::Text : Stored::Char;
 }

@@ -3,7 +3,6 @@
 #include "datafile/SVDataFile.h"
 #include "datafile/SVMatlabDataFile.h"
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <variant>
@@ -12,6 +11,9 @@
 // A data file of either format, told apart by its extension: "mat", or else the native one.
 class DataSource {
 public:
+    // In a MAT-file, of the variable that tells the shape of the one named before it.
+    static constexpr const char* kCompanionEnding = "_3D";
+
     struct Variable {
         std::string name;
         int type = 0; // The format's code.
@@ -20,7 +22,6 @@ public:
         long o = 0; // As it is read: of a MAT-file with what its companion tells.
         long long location = -1;
     };
-    using Visitor = std::function<void(const std::string&)>;
 
     // Empty when the file can't be opened.
     static std::optional<DataSource> open(const std::string& path);
@@ -46,6 +47,11 @@ private:
     using File = std::variant<SVDataFile, SVMatlabDataFile>;
     explicit DataSource(File file) : file_(std::move(file)) { }
     Stored storedAs(const Variable& variable) const;
+    template <class T>
+    SVArray<T> readArray(const std::string& name) const
+    {
+        return SVReadArray<T>(storage(), name);
+    }
 
     File file_;
 };
@@ -58,18 +64,18 @@ void DataSource::read(const Variable& variable, Use use) const
     case Stored::Text:
         return use(storage().ReadString(name));
     case Stored::Double:
-        return use(SVDoubleArray(storage().ReadDoubleArray(name)));
+        return use(readArray<double>(name));
     case Stored::Float:
-        return use(SVFloatArray(storage().ReadFloatArray(name)));
+        return use(readArray<float>(name));
     case Stored::Int:
-        return use(SVIntArray(storage().ReadIntArray(name)));
+        return use(readArray<std::int32_t>(name));
     case Stored::ShortInt:
-        return use(SVShortIntArray(storage().ReadShortIntArray(name)));
+        return use(readArray<std::int16_t>(name));
     case Stored::UShortInt:
-        return use(SVUShortIntArray(storage().ReadUShortIntArray(name)));
+        return use(readArray<std::uint16_t>(name));
     case Stored::Char:
-        return use(SVCharArray(storage().ReadCharArray(name)));
+        return use(readArray<signed char>(name));
     case Stored::UChar:
-        return use(SVUCharArray(storage().ReadUCharArray(name)));
+        return use(readArray<unsigned char>(name));
     }
 }

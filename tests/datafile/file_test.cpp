@@ -33,6 +33,7 @@ TEST(File, SharesOneStreamAmongItsCopies)
     EXPECT_EQ(second.ReadString(4), "2345");
     EXPECT_TRUE(SVFile::CanOpen(folder / "old", SVFile::NewReadWrite));
     EXPECT_FALSE(SVFile::CanOpen(folder / "none", SVFile::ReadOnly));
+    EXPECT_FALSE(SVFile::CanOpen(folder / ".", SVFile::ReadOnly));
     EXPECT_FALSE(SVFolder(folder / "a").AppendFolderName("b").AppendFileName("c").IsOpen());
 }
 
@@ -43,6 +44,10 @@ TEST(File, SaysWhyItDoesNothing)
     SVFile none;
     EXPECT_THAT(reportsOf([&] { none = SVFile(path, SVFile::ExistingReadWrite); }),
         ElementsAre("SVFile(name,type): Could not open the file \"" + path + "\""));
+    std::filesystem::create_directory(folder / "empty");
+    for (const auto type : {SVFile::ReadOnly, SVFile::ExistingReadWrite, SVFile::NewReadWrite})
+        reportsOf([&] { EXPECT_FALSE(SVFile(folder / "empty", type).IsOpen()); });
+    EXPECT_TRUE(std::filesystem::exists(folder / "empty"));
     SVFile file = fileWith(folder, "ab");
     SVMutableDoubleArray numbers(2);
     SVMutableUCharArray bytes(2);

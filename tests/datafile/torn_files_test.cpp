@@ -32,16 +32,6 @@ std::vector<std::size_t> writeSample(const std::string& path)
     return ends;
 }
 
-void readAll(SVDataStorage& file)
-{
-    for (const std::string& name : file.AllVariableNames()) {
-        file.ReadDoubleArray(name);
-        file.ReadUCharArray(name);
-        file.ReadString(name);
-        file.ResolveName(name);
-    }
-}
-
 class Child {
 public:
     explicit Child(const std::function<void()>& work) : pid_(fork())
@@ -136,37 +126,6 @@ TEST(TornFiles, MatlabFilesNeverGiveHalfAMatrix)
             EXPECT_EQ(file.Contains("d"), size >= whole.size() - 5);
         }),
             IsEmpty());
-    }
-}
-
-// Every byte set to values that hurt: whatever is answered, reading goes on to its end.
-TEST(TornFiles, ReadersSurviveAnyByte)
-{
-    const ScratchFolder folder;
-    writeSample<SVDataFile>(folder / "whole.svbin");
-    writeSample<SVMatlabDataFile>(folder / "whole.mat");
-    {
-        SVDataFile file(folder / "whole.svbin", SVFile::ExistingReadWrite);
-        file.SaveIndex();
-        SVMatlabDataFile matlab(folder / "whole.mat", SVFile::ReadOnly);
-        matlab.SaveIndex();
-        ASSERT_TRUE(file.WriteIndexFile());
-    }
-    for (const char* name : {"whole.svbin", "whole.mat", "whole.index"}) {
-        const std::string whole = contentOf(folder / name);
-        for (std::size_t place = 0; place < whole.size(); ++place)
-            for (const int value : {0, 0x7f, 0xff}) {
-                std::string bytes = whole;
-                bytes[place] = static_cast<char>(value);
-                store(folder / name, bytes);
-                reportsOf([&] {
-                    SVDataFile native(folder / "whole.svbin", SVFile::ReadOnly);
-                    readAll(native);
-                    SVMatlabDataFile matlab(folder / "whole.mat", SVFile::ReadOnly);
-                    readAll(matlab);
-                });
-            }
-        store(folder / name, whole);
     }
 }
 

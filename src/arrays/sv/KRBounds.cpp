@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <initializer_list>
 
 namespace {
@@ -138,31 +139,35 @@ bool isNotFinite(double number)
     return !std::isfinite(number);
 }
 
-// The box, if none of the numbers just put into it is refused and its pairs are in order.
+// A bound over one axis: its number, and the two numbers of the bound.
+struct Side {
+    std::size_t axis;
+    double min;
+    double max;
+};
+
+// `others` with other bounds over some axes; an empty or invalid one as it is. Numbers that are refused, and
+// a reversed pair, are reported.
 template <class Box>
-Box checked(const Box& box, std::initializer_list<double> numbers, bool (*refused)(double),
+Box bounded(const Box& others, std::initializer_list<Side> sides, bool (*refused)(double),
     const char* refusal, const char* reversal)
 {
-    if (std::any_of(numbers.begin(), numbers.end(), refused)) {
-        report(refusal);
-        return invalid<Box>();
+    Box box = others;
+    for (const Side& side : sides) {
+        if (refused(side.min) || refused(side.max)) {
+            report(refusal);
+            return invalid<Box>();
+        }
+        if (isReal(others)) {
+            box.*axesOf(box)[side.axis].min = side.min;
+            box.*axesOf(box)[side.axis].max = side.max;
+        }
     }
     if (isReal(box) && !isOrdered(box)) {
         report(reversal);
         return invalid<Box>();
     }
     return box;
-}
-
-// `others` with another bound over one axis.
-template <class Box>
-Box withAxis(const Axis<Box>& axis, double min, double max, Box others)
-{
-    if (isReal(others)) {
-        others.*axis.min = min;
-        others.*axis.max = max;
-    }
-    return others;
 }
 
 constexpr const char* kNoNaNOrInf2 = "Not allowing KRBoundingBox2D to contain NaN or Inf";
@@ -176,14 +181,6 @@ constexpr const char* kReversedXY = "Bounding box creation: xmin>xmax or ymin>ym
 constexpr const char* kReversedXZ = "Bounding box creation: xmin>xmax or zmin>zax."; // Searched for as it is.
 constexpr const char* kReversedYZ = "Bounding box creation: ymin>ymax or zmin>zmax.";
 constexpr const char* kReversedXYZ = "Bounding box creation: xmin>xmax or ymin>ymax or zmin>zmax.";
-
-// Two axes of space at once.
-Box3 withTwoAxes(int first, double min1, double max1, int second, double min2, double max2,
-    const Box3& others, const char* reversal)
-{
-    const Box3 box = withAxis(kBox3Axes[second], min2, max2, withAxis(kBox3Axes[first], min1, max1, others));
-    return checked(box, {min1, max1, min2, max2}, isNaN, kNoNaN3, reversal);
-}
 
 } // namespace
 
@@ -234,51 +231,51 @@ KRBoundingRange KRBoundingRangeIntersection(const KRBoundingRange& a, const KRBo
     return isInvalid(a) || isInvalid(b) ? invalid<KRBoundingRange>() : commonNumbers(a, b);
 }
 
-KRBoundingBox2D KRBoundingBox2DCreateEmpty()
-{
-    return empty<Box2>();
-}
+// What the boxes of the plane and of space do alike.
+#define KR_BOX_FUNCTIONS(Box)                                                                                \
+    Box Box##CreateEmpty()                                                                                   \
+    {                                                                                                        \
+        return empty<Box>();                                                                                 \
+    }                                                                                                        \
+    Box Box##CreateInvalid()                                                                                 \
+    {                                                                                                        \
+        return invalid<Box>();                                                                               \
+    }                                                                                                        \
+    bool Box##CheckValidity(const Box& box)                                                                  \
+    {                                                                                                        \
+        return isOrdered(box);                                                                               \
+    }                                                                                                        \
+    Box Box##Union(const Box& a, const Box& b)                                                               \
+    {                                                                                                        \
+        return united(a, b);                                                                                 \
+    }                                                                                                        \
+    Box Box##Intersection(const Box& a, const Box& b)                                                        \
+    {                                                                                                        \
+        return commonBox(a, b);                                                                              \
+    }                                                                                                        \
+    void Box##AddBoxes(Box& a, const Box& b)                                                                 \
+    {                                                                                                        \
+        a = united(a, b);                                                                                    \
+    }
 
-KRBoundingBox2D KRBoundingBox2DCreateInvalid()
-{
-    return invalid<Box2>();
-}
+KR_BOX_FUNCTIONS(KRBoundingBox2D)
+KR_BOX_FUNCTIONS(KRBoundingBox3D)
+
+#undef KR_BOX_FUNCTIONS
 
 KRBoundingBox2D KRBoundingBox2DCreate(double xmin, double xmax, double ymin, double ymax)
 {
-    return checked(Box2{xmin, xmax, ymin, ymax, false, true}, {xmin, xmax, ymin, ymax}, isNotFinite,
-        kNoNaNOrInf2, kReversedXY);
+    return bounded(KRWholePlane, {{0, xmin, xmax}, {1, ymin, ymax}}, isNotFinite, kNoNaNOrInf2, kReversedXY);
 }
 
 KRBoundingBox2D KRBoundingBox2DCreateAllowInf(double xmin, double xmax, double ymin, double ymax)
 {
-    return checked(
-        Box2{xmin, xmax, ymin, ymax, false, true}, {xmin, xmax, ymin, ymax}, isNaN, kNoNaN2, kReversedXY);
+    return bounded(KRWholePlane, {{0, xmin, xmax}, {1, ymin, ymax}}, isNaN, kNoNaN2, kReversedXY);
 }
 
 KRBoundingBox2D KRBoundingBox2DCreateFromPoint(const Point2D& p)
 {
     return KRBoundingBox2DCreate(p.x, p.x, p.y, p.y);
-}
-
-bool KRBoundingBox2DCheckValidity(const KRBoundingBox2D& box)
-{
-    return isOrdered(box);
-}
-
-KRBoundingBox2D KRBoundingBox2DUnion(const KRBoundingBox2D& a, const KRBoundingBox2D& b)
-{
-    return united(a, b);
-}
-
-KRBoundingBox2D KRBoundingBox2DIntersection(const KRBoundingBox2D& a, const KRBoundingBox2D& b)
-{
-    return commonBox(a, b);
-}
-
-void KRBoundingBox2DAddBoxes(KRBoundingBox2D& a, const KRBoundingBox2D& b)
-{
-    a = united(a, b);
 }
 
 bool KRBoundingBox2DNonZeroIntersection(const KRBoundingBox2D& a, const KRBoundingBox2D& b)
@@ -288,93 +285,58 @@ bool KRBoundingBox2DNonZeroIntersection(const KRBoundingBox2D& a, const KRBoundi
 
 KRBoundingBox2D KRBoundingBox2D_X(double minX, double maxX, const KRBoundingBox2D& others)
 {
-    return checked(withAxis(kBox2Axes[0], minX, maxX, others), {minX, maxX}, isNaN, kNotANaN2,
-        "minX>maxX when calling BoundingBox2D_X");
+    return bounded(others, {{0, minX, maxX}}, isNaN, kNotANaN2, "minX>maxX when calling BoundingBox2D_X");
 }
 
 KRBoundingBox2D KRBoundingBox2D_Y(double minY, double maxY, const KRBoundingBox2D& others)
 {
-    return checked(withAxis(kBox2Axes[1], minY, maxY, others), {minY, maxY}, isNaN, kNotANaN2,
-        "minY>maxY when calling BoundingBox2D_Y");
-}
-
-KRBoundingBox3D KRBoundingBox3DCreateEmpty()
-{
-    return empty<Box3>();
-}
-
-KRBoundingBox3D KRBoundingBox3DCreateInvalid()
-{
-    return invalid<Box3>();
+    return bounded(others, {{1, minY, maxY}}, isNaN, kNotANaN2, "minY>maxY when calling BoundingBox2D_Y");
 }
 
 KRBoundingBox3D KRBoundingBox3DCreate(
     double xmin, double xmax, double ymin, double ymax, double zmin, double zmax)
 {
-    return checked(Box3{xmin, xmax, ymin, ymax, zmin, zmax, false, true},
-        {xmin, xmax, ymin, ymax, zmin, zmax}, isNotFinite, kNoNaNOrInf3, kReversedXYZ);
+    return bounded(KRWholeSpace, {{0, xmin, xmax}, {1, ymin, ymax}, {2, zmin, zmax}}, isNotFinite,
+        kNoNaNOrInf3, kReversedXYZ);
 }
 
 KRBoundingBox3D KRBoundingBox3DCreateAllowInf(
     double xmin, double xmax, double ymin, double ymax, double zmin, double zmax)
 {
     // The z axis is tested too, though these words have never named it.
-    return checked(Box3{xmin, xmax, ymin, ymax, zmin, zmax, false, true},
-        {xmin, xmax, ymin, ymax, zmin, zmax}, isNaN, kNoNaN3, kReversedXY);
-}
-
-bool KRBoundingBox3DCheckValidity(const KRBoundingBox3D& box)
-{
-    return isOrdered(box);
-}
-
-KRBoundingBox3D KRBoundingBox3DUnion(const KRBoundingBox3D& a, const KRBoundingBox3D& b)
-{
-    return united(a, b);
-}
-
-KRBoundingBox3D KRBoundingBox3DIntersection(const KRBoundingBox3D& a, const KRBoundingBox3D& b)
-{
-    return commonBox(a, b);
-}
-
-void KRBoundingBox3DAddBoxes(KRBoundingBox3D& a, const KRBoundingBox3D& b)
-{
-    a = united(a, b);
+    return bounded(
+        KRWholeSpace, {{0, xmin, xmax}, {1, ymin, ymax}, {2, zmin, zmax}}, isNaN, kNoNaN3, kReversedXY);
 }
 
 KRBoundingBox3D KRBoundingBox3D_X(double minX, double maxX, const KRBoundingBox3D& others)
 {
-    return checked(withAxis(kBox3Axes[0], minX, maxX, others), {minX, maxX}, isNaN, kNotANaN3,
-        "minX>maxX when calling BoundingBox3D_X");
+    return bounded(others, {{0, minX, maxX}}, isNaN, kNotANaN3, "minX>maxX when calling BoundingBox3D_X");
 }
 
 KRBoundingBox3D KRBoundingBox3D_Y(double minY, double maxY, const KRBoundingBox3D& others)
 {
-    return checked(withAxis(kBox3Axes[1], minY, maxY, others), {minY, maxY}, isNaN, kNotANaN3,
-        "minY>maxY when calling BoundingBox3D_Y");
+    return bounded(others, {{1, minY, maxY}}, isNaN, kNotANaN3, "minY>maxY when calling BoundingBox3D_Y");
 }
 
 KRBoundingBox3D KRBoundingBox3D_Z(double minZ, double maxZ, const KRBoundingBox3D& others)
 {
-    return checked(withAxis(kBox3Axes[2], minZ, maxZ, others), {minZ, maxZ}, isNaN, kNotANaN3,
-        "minZ>maxZ when calling BoundingBox3D_Z");
+    return bounded(others, {{2, minZ, maxZ}}, isNaN, kNotANaN3, "minZ>maxZ when calling BoundingBox3D_Z");
 }
 
 KRBoundingBox3D KRBoundingBox3D_XY(
     double xmin, double xmax, double ymin, double ymax, const KRBoundingBox3D& others)
 {
-    return withTwoAxes(0, xmin, xmax, 1, ymin, ymax, others, kReversedXY);
+    return bounded(others, {{0, xmin, xmax}, {1, ymin, ymax}}, isNaN, kNoNaN3, kReversedXY);
 }
 
 KRBoundingBox3D KRBoundingBox3D_XZ(
     double xmin, double xmax, double zmin, double zmax, const KRBoundingBox3D& others)
 {
-    return withTwoAxes(0, xmin, xmax, 2, zmin, zmax, others, kReversedXZ);
+    return bounded(others, {{0, xmin, xmax}, {2, zmin, zmax}}, isNaN, kNoNaN3, kReversedXZ);
 }
 
 KRBoundingBox3D KRBoundingBox3D_YZ(
     double ymin, double ymax, double zmin, double zmax, const KRBoundingBox3D& others)
 {
-    return withTwoAxes(1, ymin, ymax, 2, zmin, zmax, others, kReversedYZ);
+    return bounded(others, {{1, ymin, ymax}, {2, zmin, zmax}}, isNaN, kNoNaN3, kReversedYZ);
 }

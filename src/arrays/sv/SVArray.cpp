@@ -1,6 +1,7 @@
 #include "arrays/sv/SVArray.h"
 
 #include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVStreamingCopy.h"
 
 #include <algorithm>
 #include <cmath>
@@ -30,7 +31,7 @@ long elementCount(long m, long n, long o)
 template <class T>
 void reportNegativeSize()
 {
-    if (SVArrayMemberOf<T>.negativeSizeWord != nullptr)
+    if constexpr (SVArrayMemberOf<T>.negativeSizeWord != nullptr)
         SVErrorMessage(SVArrayMemberOf<T>.negativeSizeWord, "Negative index in constructor");
 }
 
@@ -429,7 +430,7 @@ SVMutableArray<T>& SVMutableArray<T>::operator=(T value)
     T* const data = this->Storage->Data;
     const long length = this->Storage->length;
     if (value != 0)
-        std::fill_n(data, length, value);
+        computeBlock(data, length, [value](T* to, long count) { std::fill_n(to, count, value); });
     else if (length > 0) // -0.0 equals 0 and is stored as +0.0.
         std::memset(data, 0, static_cast<std::size_t>(length) * sizeof(T));
     return *this;

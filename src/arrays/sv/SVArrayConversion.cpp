@@ -1,6 +1,7 @@
 #include "arrays/sv/SVArrayConversion.h"
 
 #include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVStreamingCopy.h"
 
 using namespace svinternal;
 
@@ -9,7 +10,7 @@ namespace {
 // The bare conversion is asked for, so numbers that don't fit are no finding.
 template <class From, class To>
 [[gnu::noinline]] __attribute__((no_sanitize("float-cast-overflow"))) void convert(
-    const From* from, To* to, long count)
+    To* to, long count, const From* from)
 {
     for (long i = 0; i < count; ++i)
         to[i] = static_cast<To>(from[i]);
@@ -24,7 +25,7 @@ void ConvertArray(const SVArray<From>& A, SVMutableArray<To>& M)
         SVErrorMessage("ConvertArray(A,B)", "Incompatible array sizes.");
         return;
     }
-    convert(A.Pointer(), M.Pointer(), A.Length());
+    computeBlock(M.Pointer(), A.Length(), convert<From, To>, A.Pointer());
 }
 
 #define SV_INSTANTIATE(From, To) template void ConvertArray(const SVArray<From>&, SVMutableArray<To>&);

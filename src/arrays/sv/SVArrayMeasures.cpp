@@ -1,6 +1,7 @@
 #include "arrays/sv/SVArrayMeasures.h"
 
 #include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVStreamingCopy.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,13 +16,16 @@ namespace {
 template <class Lane, class T, class Step>
 Lane foldInLanes(const T* entries, long count, Lane first, Step step)
 {
-    constexpr long kLanes = 64 / static_cast<long>(sizeof(T));
+    constexpr long kLanes = 64 / static_cast<long>(sizeof(T)); // A cache line.
+    constexpr long kAhead = 64 * kLanes;
     Lane lanes[kLanes];
     std::fill_n(lanes, kLanes, first);
     const long whole = count - count % kLanes;
-    for (long i = 0; i < whole; i += kLanes)
+    for (long i = 0; i < whole; i += kLanes) {
+        __builtin_prefetch(entries + std::min(i + kAhead, count - 1));
         for (long lane = 0; lane < kLanes; ++lane)
             lanes[lane] = step(lanes[lane], static_cast<Lane>(entries[i + lane]));
+    }
     for (long i = whole; i < count; ++i)
         lanes[0] = step(lanes[0], static_cast<Lane>(entries[i]));
     for (long lane = 1; lane < kLanes; ++lane)
@@ -29,13 +33,18 @@ Lane foldInLanes(const T* entries, long count, Lane first, Step step)
     return lanes[0];
 }
 
+// The better one of `best` and the entries; an equal one doesn't take its place.
+template <class T, class Better>
+T bestOf(const T* entries, long count, T best, Better better)
+{
+    return foldInLanes(
+        entries, count, best, [better](T held, T entry) { return better(entry, held) ? entry : held; });
+}
+
 template <class T, class Better>
 T extremum(const SVArray<T>& A, Better better)
 {
-    if (A.IsEmpty())
-        return 0;
-    return foldInLanes(A.Pointer(), A.Length(), *A.Pointer(),
-        [better](T best, T entry) { return better(entry, best) ? entry : best; });
+    return A.IsEmpty() ? T(0) : bestOf(A.Pointer(), A.Length(), *A.Pointer(), better);
 }
 
 template <class T, class Better>
@@ -43,12 +52,16 @@ long positionOfExtremum(const SVArray<T>& A, Better better)
 {
     if (A.IsEmpty())
         return -1;
+    // Looked for only in a block that holds a better entry than those before.
+    constexpr long kBlock = 16384;
     const T* const entries = A.Pointer();
-    const long length = A.Length();
     long position = 0;
-    for (long i = 1; i < length; ++i)
-        if (better(entries[i], entries[position]))
-            position = i;
+    for (long i = 0; i < A.Length(); i += kBlock) {
+        const long count = std::min(kBlock, A.Length() - i);
+        const T best = bestOf(entries + i, count, entries[position], better);
+        if (better(best, entries[position]))
+            position = std::find(entries + i, entries + i + count, best) - entries;
+    }
     return position;
 }
 
@@ -60,7 +73,10 @@ SVMutableArray<T> chosenEntries(const SVArray<T>& A, const SVArray<T>& B, Choice
             std::string(name) + "(" + SVArrayMemberOf<T>.classWord + "," + SVArrayMemberOf<T>.classWord + ")",
             "Need to have the same size");
     SVMutableArray<T> result(A.m(), A.n(), A.o());
-    std::transform(A.Pointer(), A.Pointer() + A.Length(), B.Pointer(), result.Pointer(), choice);
+    const auto choose = [choice](T* to, long count, const T* a, const T* b) {
+        std::transform(a, a + count, b, to, choice);
+    };
+    computeBlock(result.Pointer(), A.Length(), choose, A.Pointer(), B.Pointer());
     return result;
 }
 
@@ -68,8 +84,10 @@ template <class T, class Choice>
 SVMutableArray<T> chosenAgainst(const SVArray<T>& A, T x, Choice choice)
 {
     SVMutableArray<T> result(A.m(), A.n(), A.o());
-    std::transform(A.Pointer(), A.Pointer() + A.Length(), result.Pointer(),
-        [x, choice](T entry) { return choice(entry, x); });
+    const auto choose = [x, choice](T* to, long count, const T* a) {
+        std::transform(a, a + count, to, [x, choice](T entry) { return choice(entry, x); });
+    };
+    computeBlock(result.Pointer(), A.Length(), choose, A.Pointer());
     return result;
 }
 

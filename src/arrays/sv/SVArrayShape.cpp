@@ -30,9 +30,6 @@ long sum(long a, long b)
     return a + b;
 }
 
-// Results beyond this size, in bytes, outlast no cache and are written past it.
-constexpr long kStreamedSize = 32L << 20;
-
 // Transposes what lies in the plane of the first index and of one that steps by fromStep.
 template <class T>
 void transposePlane(

@@ -1,6 +1,7 @@
 #include "arrays/sv/SVIntArrayArithmetic.h"
 
 #include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVStreamingCopy.h"
 
 using namespace svinternal;
 
@@ -38,12 +39,11 @@ SVMutableIntArray betweenArrays(
     if (!sameSize(A, B))
         return failed<Entry>(functionWord, "Incompatible sizes.");
     SVMutableIntArray result(A.m(), A.n(), A.o());
-    const Entry* const a = A.Pointer();
-    const Entry* const b = B.Pointer();
-    Entry* const to = result.Pointer();
-    const long length = A.Length();
-    for (long i = 0; i < length; ++i)
-        to[i] = operation(a[i], b[i]);
+    const auto compute = [operation](Entry* to, long count, const Entry* a, const Entry* b) {
+        for (long i = 0; i < count; ++i)
+            to[i] = operation(a[i], b[i]);
+    };
+    computeBlock(result.Pointer(), A.Length(), compute, A.Pointer(), B.Pointer());
     return result;
 }
 
@@ -51,11 +51,11 @@ template <class OperationOnEntry>
 SVMutableIntArray onEach(const SVIntArray& A, OperationOnEntry operation)
 {
     SVMutableIntArray result(A.m(), A.n(), A.o());
-    const Entry* const a = A.Pointer();
-    Entry* const to = result.Pointer();
-    const long length = A.Length();
-    for (long i = 0; i < length; ++i)
-        to[i] = operation(a[i]);
+    const auto compute = [operation](Entry* to, long count, const Entry* a) {
+        for (long i = 0; i < count; ++i)
+            to[i] = operation(a[i]);
+    };
+    computeBlock(result.Pointer(), A.Length(), compute, A.Pointer());
     return result;
 }
 

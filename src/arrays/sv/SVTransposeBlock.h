@@ -52,16 +52,20 @@ private:
     }
 };
 
-// Element (i,k) of the source, at i + k*fromStep, goes to k + i*toStep.
-template <class T>
-void transposeTile(const T* from, long fromStep, T* to, long toStep, long rows, long columns)
+// Element (i,k) of the source, at i + k*fromStep, goes to k + i*toStep. Before each stretch of columns it
+// calls comingTo(k, kEnd).
+template <class T, class ComingTo>
+void transposeTile(
+    const T* from, long fromStep, T* to, long toStep, long rows, long columns, ComingTo comingTo)
 {
     constexpr long kSide = TransposeSquare<T>::kSide;
     const long wholeRows = rows - rows % kSide;
     const long wholeColumns = columns - columns % kSide;
-    for (long i = 0; i < wholeRows; i += kSide)
-        for (long k = 0; k < wholeColumns; k += kSide)
+    for (long k = 0; k < wholeColumns; k += kSide) {
+        comingTo(k, k + kSide);
+        for (long i = 0; i < wholeRows; i += kSide)
             TransposeSquare<T>::transpose(from + i + k * fromStep, fromStep, to + k + i * toStep, toStep);
+    }
     for (long i = 0; i < rows; ++i)
         for (long k = i < wholeRows ? wholeColumns : 0; k < columns; ++k)
             to[k + i * toStep] = from[i + k * fromStep];
@@ -87,23 +91,24 @@ public:
             kEnd = std::min(columns_, (k == 0 ? first : k) + kTileColumns);
             const long kFetched = std::min(columns_, kEnd + spare);
             for (long i = 0; i < rows_; i += kTileRows) {
-                const long iEnd = std::min(rows_, i + kTileRows);
-                if (iEnd + kTileRows <= rows_)
-                    prefetch(source(iEnd, k), fromStep_, kFetched - k, kTileRows);
-                if (streamed) {
-                    stream(i, iEnd, k, kEnd, kFetched);
-                } else {
-                    if (iEnd + kTileRows <= rows_)
-                        prefetch(target(iEnd, k), toStep_, kTileRows, kEnd - k);
-                    transposeTile(source(i, k), fromStep_, target(i, k), toStep_, iEnd - i, kEnd - k);
-                }
+                if (streamed)
+                    stream(i, k, kEnd, kFetched);
+                else
+                    transposeTile(
+                        source(i, k), fromStep_, target(i, k), toStep_, rowsFrom(i),
+                        kEnd - k, [&](long begin, long end) __attribute__((always_inline)) {
+                            prefetchNext(i, k + begin, k + end);
+                            if (begin % kLine == 0 && rowsFrom(i + kTileRows) == kTileRows)
+                                for (long row = i + kTileRows; row < i + 2 * kTileRows; ++row)
+                                    __builtin_prefetch(target(row, k + begin), 1);
+                        });
             }
         }
     }
 
 private:
     static constexpr long kLine = 64 / static_cast<long>(sizeof(T));
-    static constexpr long kTileRows = 2 * kLine;
+    static constexpr long kTileRows = 4 * kLine;
     static constexpr long kTileColumns = 8 * kLine;
     // Room for a tile, what the first one is longer, the spare, and a line that keeps the rows out of each
     // other's cache sets.
@@ -111,27 +116,38 @@ private:
 
     const T* source(long i, long k) const { return from_ + i + k * fromStep_; }
     T* target(long i, long k) const { return to_ + k + i * toStep_; }
+    long rowsFrom(long i) const { return std::min(kTileRows, rows_ - i); }
 
-    // The lines of the next tile: the processor doesn't foresee the jump from one stretch to the next.
-    // Inlined always, because g++ takes a function that only prefetches for one that does nothing.
-    [[gnu::always_inline]] static void prefetch(const T* first, long step, long stretches, long length)
+    // The lines of the tile behind that of row i, in these columns: the processor doesn't foresee the jump
+    // from one column to the next. They are asked for a few at a time while this tile is worked on, and into
+    // the second cache, since the first one is smaller than two tiles. What counts is where a line ends: its
+    // beginning came with the tile before.
+    [[gnu::always_inline]] void prefetchNext(long i, long k, long kEnd) const
     {
-        for (long stretch = 0; stretch < stretches; ++stretch)
-            for (long place = 0; place < length; place += kLine)
-                __builtin_prefetch(first + stretch * step + place);
+        if (rowsFrom(i + kTileRows) < kTileRows)
+            return;
+        for (; k < kEnd; ++k)
+            for (long row = i + kTileRows; row < i + 2 * kTileRows; row += kLine)
+                __builtin_prefetch(source(row + kLine - 1, k), 0, 2);
     }
 
     // Each row gets whole lines of the target: where the rows begin unlike, a tile begins and ends with the
     // first line that begins in its columns or after them.
-    void stream(long i, long iEnd, long k, long kEnd, long kFetched) const
+    void stream(long i, long k, long kEnd, long kFetched) const
     {
         alignas(64) T buffer[kTileRows * kBufferStep];
-        transposeTile(source(i, k), fromStep_, buffer, kBufferStep, iEnd - i, kFetched - k);
-        for (long row = i; row < iEnd; ++row) {
-            const long begin = k == 0 ? 0 : lineFrom(target(row, 0), k);
-            const long end = kEnd == columns_ ? columns_ : std::min(columns_, lineFrom(target(row, 0), kEnd));
+        const long rows = rowsFrom(i);
+        transposeTile(
+            source(i, k), fromStep_, buffer, kBufferStep, rows,
+            kFetched - k, [&](long begin, long end) __attribute__((always_inline)) {
+                prefetchNext(i, k + begin, k + end);
+            });
+        for (long row = 0; row < rows; ++row) {
+            const long begin = k == 0 ? 0 : lineFrom(target(i + row, 0), k);
+            const long end =
+                kEnd == columns_ ? columns_ : std::min(columns_, lineFrom(target(i + row, 0), kEnd));
             if (begin < end)
-                streamingCopy(target(row, begin), buffer + (row - i) * kBufferStep + begin - k,
+                streamingCopy(target(i + row, begin), buffer + row * kBufferStep + begin - k,
                     static_cast<std::size_t>(end - begin) * sizeof(T));
         }
     }

@@ -8,8 +8,6 @@ using namespace svtest;
 
 namespace {
 
-const long kMost = std::numeric_limits<long>::max();
-
 // The array after a change; a change that reports must leave it as it was.
 template <class T, class Change>
 std::string after(SVMutableArray<T> M, Change change)

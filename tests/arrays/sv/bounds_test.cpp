@@ -8,9 +8,6 @@ using namespace svtest;
 
 namespace {
 
-const double kNotANumber = std::nan("");
-const double kNoBound = KRUnbounded;
-
 // "empty", "invalid", or the numbers.
 template <class Bound>
 std::string show(const Bound& b)
@@ -39,8 +36,8 @@ std::string made(Call call)
 TEST(BoundingRanges, AreMadeOfTwoNumbersInAnyOrder)
 {
     EXPECT_EQ(made([] { return KRBoundingRangeCreate(3, 1); }), "1 3");
-    EXPECT_EQ(made([] { return KRBoundingRangeCreate(-kNoBound, 1); }), "-inf 1");
-    for (const auto& pair : {std::pair(kNotANumber, 1.0), std::pair(1.0, kNotANumber)})
+    EXPECT_EQ(made([] { return KRBoundingRangeCreate(-kInf, 1); }), "-inf 1");
+    for (const auto& pair : {std::pair(kNaN, 1.0), std::pair(1.0, kNaN)})
         EXPECT_EQ(made([&] { return KRBoundingRangeCreate(pair.first, pair.second); }),
             "Not allowing KRBoundingRange to contain NaN");
 }
@@ -82,30 +79,26 @@ TEST(BoundingRanges, ArePaddedAndCompared)
     EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreateInvalid(), empty));
 }
 
-TEST(BoundingBoxes, OfThePlaneRefuseBadNumbers)
+TEST(BoundingBoxes, RefuseBadNumbers)
 {
     const std::string reversed = "Bounding box creation: xmin>xmax or ymin>ymax.";
     const std::string notFinite = "Not allowing KRBoundingBox2D to contain NaN or Inf";
     const std::string isNaN = "Not allowing KRBoundingBox2D to contain NaN";
     EXPECT_EQ(made([] { return KRBoundingBox2DCreate(2, 1, 3, 4); }), reversed);
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(1, 2, 3, kNoBound); }), notFinite);
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(kNotANumber, 2, 3, 4); }), notFinite);
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(-kNoBound, 2, 3, kNoBound); }), "-inf 2 3 inf");
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(1, 2, kNotANumber, 4); }), isNaN);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(1, 2, 3, kInf); }), notFinite);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreate(kNaN, 2, 3, 4); }), notFinite);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(-kInf, 2, 3, kInf); }), "-inf 2 3 inf");
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreateAllowInf(1, 2, kNaN, 4); }), isNaN);
     EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, 8}); }), "7 7 8 8");
-    EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, kNoBound}); }), notFinite);
+    EXPECT_EQ(made([] { return KRBoundingBox2DCreateFromPoint({7, kInf}); }), notFinite);
     EXPECT_FALSE(KRBoundingBox2DCheckValidity({2, 1, 0, 0, false, true}));
     EXPECT_TRUE(KRBoundingBox2DCheckValidity({1, 1, 0, 2, false, true}));
-}
-
-TEST(BoundingBoxes, OfSpaceRefuseBadNumbers)
-{
     EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 5, 6); }), "1 2 3 4 5 6");
     EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 6, 5); }),
         "Bounding box creation: xmin>xmax or ymin>ymax or zmin>zmax.");
-    EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 5, kNoBound); }),
+    EXPECT_EQ(made([] { return KRBoundingBox3DCreate(1, 2, 3, 4, 5, kInf); }),
         "Not allowing KRBoundingBox3D to contain NaN or Inf");
-    EXPECT_EQ(made([] { return KRBoundingBox3DCreateAllowInf(1, 2, 3, 4, 5, kNoBound); }), "1 2 3 4 5 inf");
+    EXPECT_EQ(made([] { return KRBoundingBox3DCreateAllowInf(1, 2, 3, 4, 5, kInf); }), "1 2 3 4 5 inf");
     EXPECT_EQ(made([] { return KRBoundingBox3DCreateAllowInf(1, 2, 3, 4, 6, 5); }),
         "Bounding box creation: xmin>xmax or ymin>ymax.");
     EXPECT_FALSE(KRBoundingBox3DCheckValidity({0, 1, 0, 1, 2, 1, false, true}));
@@ -116,8 +109,8 @@ TEST(BoundingBoxes, AreBoundOverSomeAxes)
     const KRBoundingBox2D box = KRBoundingBox2DCreate(1, 2, 3, 4);
     EXPECT_EQ(made([&] { return KRBoundingBox2D_Y(5, 6, box); }), "1 2 5 6");
     EXPECT_EQ(show(KRBoundingBox2D_Y(5, 6, KRBoundingBox2DCreateEmpty())), "empty");
-    EXPECT_EQ(made([] { return KRBoundingBox2D_Y(kNotANumber, 6); }),
-        "Not allowing KRBoundingBox2D to contain a NaN");
+    EXPECT_EQ(
+        made([] { return KRBoundingBox2D_Y(kNaN, 6); }), "Not allowing KRBoundingBox2D to contain a NaN");
     EXPECT_EQ(made([] { return KRBoundingBox2D_Y(7, 6); }), "minY>maxY when calling BoundingBox2D_Y");
     EXPECT_EQ(made([] { return KRBoundingBox3D_XY(1, 2, 3, 4); }), "1 2 3 4 -inf inf");
     EXPECT_EQ(made([] { return KRBoundingBox3D_XZ(1, 2, 3, 4); }), "1 2 -inf inf 3 4");
@@ -166,7 +159,7 @@ TEST(BoundReports, GoWhereTheApplicationWantsThem)
 {
     static std::string heard;
     KRSetBoundsReporter([](const std::string& message) { heard = message; });
-    EXPECT_THAT(reportsOf([] { KRBoundingRangeCreate(kNotANumber, 0); }), IsEmpty());
+    EXPECT_THAT(reportsOf([] { KRBoundingRangeCreate(kNaN, 0); }), IsEmpty());
     KRSetBoundsReporter(nullptr);
     EXPECT_EQ(heard, "Not allowing KRBoundingRange to contain NaN");
 }

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -17,6 +18,10 @@ namespace svtest {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+inline const double kNaN = std::numeric_limits<double>::quiet_NaN();
+inline const double kInf = std::numeric_limits<double>::infinity();
+inline const long kMost = std::numeric_limits<long>::max();
 
 // The reports and the lines on the error stream that an action makes.
 struct Outcome {

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "arrays/sv/SVArrayFamily.h"
+
+#include <cstddef>
+
+// What a file format says of the types of its elements.
+struct SVFileType {
+    int code;
+    int elementSize; // Bytes.
+    const char* label; // In a listing.
+};
+
+// The row of a code, null of a code that the format doesn't have.
+template <std::size_t count>
+constexpr const SVFileType* SVTypeWithCode(const SVFileType (&types)[count], int code)
+{
+    for (const SVFileType& type : types)
+        if (type.code == code)
+            return &type;
+    return nullptr;
+}
