@@ -7,7 +7,7 @@ namespace ssh {
 
 namespace {
 
-TransportSettings defaults()
+TransportSettings commandDefaults()
 {
     TransportSettings settings;
     settings.maximumPacket = 8192;
@@ -17,7 +17,7 @@ TransportSettings defaults()
 
 } // namespace
 
-ClsSsh::ClsSsh() : ClsConnection(defaults()) { }
+ClsSsh::ClsSsh() : ClsConnection(commandDefaults()) { }
 
 Result<Channel*> ClsSsh::openedChannel(int number)
 {

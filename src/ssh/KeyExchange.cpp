@@ -7,11 +7,11 @@ namespace ssh {
 
 namespace {
 
-Error unexpected()
+Error unexpectedKex()
 {
     return Error{"The server sent a key exchange message out of turn."};
 }
-Error malformed()
+Error malformedKex()
 {
     return Error{"The server sent a damaged key exchange message."};
 }
@@ -46,10 +46,10 @@ Status KeyExchange::receive(ByteView payload)
     }
     if (state_ == State::AwaitsGroup && number == message::kKexGexGroup)
         return receiveGroup(payload);
-    const bool gex = method_ && method_->family == KexMethod::Family::GroupExchange;
+    const bool gex = method_ && method_->family == KexFamily::GroupExchange;
     if (state_ == State::AwaitsReply && number == (gex ? message::kKexGexReply : message::kKexDhReply))
         return receiveReply(payload);
-    return unexpected();
+    return unexpectedKex();
 }
 
 Status KeyExchange::receiveInit(ByteView payload)
@@ -60,10 +60,10 @@ Status KeyExchange::receiveInit(ByteView payload)
             return started;
     }
     if (state_ != State::AwaitsInit)
-        return unexpected();
+        return unexpectedKex();
     const auto lists = parseKexInit(payload);
     if (!lists)
-        return malformed();
+        return malformedKex();
     const bool wasStrict = choice_.strict;
     Result<AlgorithmChoice> chosen = choose(offer_, *lists);
     if (!chosen.ok())
@@ -76,7 +76,7 @@ Status KeyExchange::receiveInit(ByteView payload)
     skipsNext_ = choice_.guessedWrong;
     serverInit_ = copyOf(payload);
     method_ = findKexMethod(choice_.keyExchange);
-    if (method_->family == KexMethod::Family::GroupExchange) {
+    if (method_->family == KexFamily::GroupExchange) {
         state_ = State::AwaitsGroup;
         return codec_.seal(WireWriter(message::kKexGexRequest)
                                .uint32(kGexMinimum)
@@ -97,7 +97,7 @@ Status KeyExchange::receiveGroup(ByteView payload)
     group_.prime = copyOf(reader.mpint());
     group_.generator = copyOf(reader.mpint());
     if (!reader.okAndEmpty())
-        return malformed();
+        return malformedKex();
     const Status checked = checkGroup(group_);
     if (!checked.ok())
         return checked;
@@ -121,7 +121,7 @@ Bytes KeyExchange::exchangeHash(ByteView hostKey, ByteView serverValue, ByteView
     WireWriter all;
     all.string(setup_.clientVersion).string(setup_.serverVersion).string(clientInit_).string(serverInit_);
     all.string(hostKey);
-    if (method_->family == KexMethod::Family::GroupExchange)
+    if (method_->family == KexFamily::GroupExchange)
         all.uint32(kGexMinimum)
             .uint32(kGexPreferred)
             .uint32(kGexMaximum)
@@ -155,7 +155,7 @@ Status KeyExchange::receiveReply(ByteView payload)
     const ByteView serverValue = reader.string();
     const ByteView signature = reader.string();
     if (!reader.okAndEmpty())
-        return malformed();
+        return malformedKex();
     const Status prime = idleWork();
     if (!prime.ok())
         return prime;
@@ -185,7 +185,7 @@ Status KeyExchange::receiveReply(ByteView payload)
 Status KeyExchange::receiveNewKeys(ByteView payload)
 {
     if (state_ != State::AwaitsNewKeys || payload.size() != 1)
-        return unexpected();
+        return unexpectedKex();
     codec_.protectIncoming(std::move(incoming_), choice_.strict);
     codec_.decompressIncoming(compresses(kToClient));
     incoming_ = {};

@@ -179,7 +179,7 @@ bool Connection::exchangeKeys(const Bytes& clientInit)
 
 bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const Bytes& serverInit)
 {
-    const bool isGex = method.family == KexMethod::Family::GroupExchange;
+    const bool isGex = method.family == KexFamily::GroupExchange;
     const DhGroup group = options_.group.value_or(fixedGroup(14));
     WireWriter forGex;
     if (isGex) {
