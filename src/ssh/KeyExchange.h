@@ -27,6 +27,7 @@ public:
     Status start(); // Sends our KEXINIT. No effect while an exchange is going on.
     Status receive(ByteView payload); // A message with a number from 20 to 49.
 
+    bool going() const { return state_ != State::Idle; }
     // Between our KEXINIT and our NEWKEYS nothing but key exchange may be sent: RFC 4253, section 7.1.
     bool holdsBackOthers() const { return state_ != State::Idle && state_ != State::AwaitsNewKeys; }
     bool established() const { return established_; } // A first exchange is complete, both ways.

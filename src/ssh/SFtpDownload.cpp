@@ -10,7 +10,9 @@ namespace {
 constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
 // As long as the size isn't known, requests past the end cost the server something.
 constexpr std::size_t kSlotsAtFirst = 4;
-constexpr std::uint32_t kLeastChunk = 1024;
+constexpr std::uint32_t kLeastReadChunk = 1024;
+// A server that answers in crumbs and out of order makes us keep a slot for each of them.
+constexpr std::size_t kMostSlots = 64 * 1024;
 
 } // namespace
 
@@ -160,10 +162,12 @@ Status SFtpDownload::receiveData(Slots::iterator slot, const SFtpSession::Reply&
 // A short read asks for its rest; the next requests ask for what this server is willing to give.
 Status SFtpDownload::askAgain(Slots::iterator slot, std::uint32_t got)
 {
+    if (slots_.size() >= kMostSlots)
+        return Error{"The server answers in pieces that are too small to be kept."};
     const std::uint32_t missing = slot->length - got;
     const std::uint64_t offset = slot->offset + got;
     slot->length = got;
-    chunk_ = std::clamp(got, kLeastChunk, chunk_);
+    chunk_ = std::clamp(got, kLeastReadChunk, chunk_);
     auto rest = request(offset, missing);
     if (!rest.ok())
         return rest.error();

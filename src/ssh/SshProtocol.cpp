@@ -14,6 +14,8 @@ constexpr std::size_t kLongestVersion = 255;
 
 // A peer that sends requests and never reads the answers must not fill our memory.
 constexpr std::size_t kMostUnread = 16 * 1024 * 1024;
+// What a message that is held back takes beside its bytes.
+constexpr std::size_t kHeldOverhead = 64;
 
 } // namespace
 
@@ -77,7 +79,7 @@ Status SshProtocol::process()
             status = flushHeld();
         if (!status.ok())
             return status;
-        if (outgoing().size() > kMostUnread)
+        if (unsent() > kMostUnread)
             return Error{"The server sends requests but doesn't read the answers."};
     }
 }
@@ -96,10 +98,13 @@ Status SshProtocol::receive(ByteView payload)
     if (number != message::kDisconnect && kex_->forbidsOthers())
         return Error{"The server sent message " + std::to_string(number)
             + " within its first key exchange, which the strict form forbids."};
+    // RFC 8308, section 2.3: extension info comes under the keys. Before them, anybody could have written it.
+    const bool needsKeys =
+        number >= message::kKexInit || number == message::kServiceAccept || number == message::kExtInfo;
+    if (needsKeys && !kex_->established())
+        return Error{"The server sent message " + std::to_string(number) + " before its first key exchange."};
     if (number < message::kKexInit && number != message::kServiceAccept)
         return receiveTransport(payload);
-    if (!kex_->established())
-        return Error{"The server sent message " + std::to_string(number) + " before its first key exchange."};
     if (message::isConnection(number))
         return loggedIn_ ? channels_.receive(payload)
                          : Status(Error{"The server sent a channel message before the login."});
@@ -165,6 +170,7 @@ Status SshProtocol::send(ByteView head, ByteView body)
         return codec_.seal(head, body);
     Bytes whole = copyOf(head);
     append(whole, body);
+    heldBytes_ += whole.size() + kHeldOverhead;
     held_.push_back(std::move(whole));
     return {};
 }
@@ -174,6 +180,7 @@ Status SshProtocol::flushHeld()
     while (!held_.empty() && !kex_->holdsBackOthers()) {
         const Bytes payload = std::move(held_.front());
         held_.pop_front();
+        heldBytes_ -= payload.size() + kHeldOverhead;
         const Status status = codec_.seal(payload);
         if (!status.ok())
             return status;

@@ -88,8 +88,12 @@ Status SshTransport::handshake(Deadline deadline)
 void SshTransport::disconnect()
 {
     if (socket_.isOpen() && protocol_) {
-        protocol_->disconnect();
-        (void)flush();
+        try {
+            protocol_->disconnect();
+            (void)flush();
+        } catch (const std::exception&) {
+            // A farewell that there is no memory for isn't worth the process, which a destructor would end.
+        }
     }
     socket_.close();
     protocol_.reset();
@@ -151,13 +155,10 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
     while (!done()) {
         if (!socket_.isOpen())
             return kNotConnected;
-        if (ended_) {
-            if (!protocol_->incoming().empty())
-                log_("Closing SSH connection because incomplete packet received.");
+        if (ended_)
             return fail(Error{protocol_->incoming().empty()
                     ? "The server closed the connection."
                     : "Closing SSH connection because incomplete packet received."});
-        }
         const Result<Progress> progress = moveBytes(deadline);
         if (!progress.ok())
             return progress.error();
