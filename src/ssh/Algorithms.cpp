@@ -148,4 +148,10 @@ Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& 
     return choice;
 }
 
+bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn)
+{
+    const std::string& name = choice.compression[way];
+    return name == "zlib" || (name == "zlib@openssh.com" && loggedIn);
+}
+
 } // namespace ssh

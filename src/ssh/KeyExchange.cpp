@@ -1,5 +1,6 @@
 #include "ssh/KeyExchange.h"
 
+#include "ssh/KeyDerivation.h"
 #include "ssh/Messages.h"
 #include "ssh/Wire.h"
 
@@ -55,7 +56,7 @@ Status KeyExchange::receive(ByteView payload)
 Status KeyExchange::receiveInit(ByteView payload)
 {
     if (state_ == State::Idle) {
-        const Status started = start(); // The server wants new keys.
+        Status started = start(); // The server wants new keys.
         if (!started.ok())
             return started;
     }
@@ -98,7 +99,7 @@ Status KeyExchange::receiveGroup(ByteView payload)
     group_.generator = copyOf(reader.mpint());
     if (!reader.okAndEmpty())
         return malformedKex();
-    const Status checked = checkGroup(group_);
+    Status checked = checkGroup(group_);
     if (!checked.ok())
         return checked;
     primeChecked_ = false;
@@ -156,28 +157,29 @@ Status KeyExchange::receiveReply(ByteView payload)
     const ByteView signature = reader.string();
     if (!reader.okAndEmpty())
         return malformedKex();
-    const Status prime = idleWork();
+    Status prime = idleWork();
     if (!prime.ok())
         return prime;
     const Result<Bytes> secret = agreement_->sharedSecret(serverValue);
     if (!secret.ok())
         return secret.error();
     const Bytes all = exchangeHash(hostKey, serverValue, *secret);
-    const Status trusted = checkHostKey(hostKey, signature, all);
+    Status trusted = checkHostKey(hostKey, signature, all);
     if (!trusted.ok())
         return trusted;
     if (sessionId_.empty())
         sessionId_ = all;
     agreement_.reset();
 
-    Result<PacketCodec::Protection> outgoing = deriveProtection(kToServer, *secret, all);
-    Result<PacketCodec::Protection> incoming = deriveProtection(kToClient, *secret, all);
+    const ExchangeSecrets secrets{method_->hash, *secret, all, sessionId_};
+    Result<PacketCodec::Protection> outgoing = deriveProtection(choice_, kToServer, secrets);
+    Result<PacketCodec::Protection> incoming = deriveProtection(choice_, kToClient, secrets);
     if (!outgoing.ok() || !incoming.ok())
         return outgoing.ok() ? incoming.error() : outgoing.error();
     incoming_ = std::move(*incoming);
-    const Status sent = codec_.seal(WireWriter(message::kNewKeys));
+    Status sent = codec_.seal(WireWriter(message::kNewKeys));
     codec_.protectOutgoing(std::move(*outgoing), choice_.strict);
-    codec_.compressOutgoing(compresses(kToServer));
+    codec_.compressOutgoing(compresses(choice_, kToServer, authenticated_));
     state_ = State::AwaitsNewKeys;
     return sent;
 }
@@ -187,17 +189,11 @@ Status KeyExchange::receiveNewKeys(ByteView payload)
     if (state_ != State::AwaitsNewKeys || payload.size() != 1)
         return unexpectedKex();
     codec_.protectIncoming(std::move(incoming_), choice_.strict);
-    codec_.decompressIncoming(compresses(kToClient));
+    codec_.decompressIncoming(compresses(choice_, kToClient, authenticated_));
     incoming_ = {};
     state_ = State::Idle;
     established_ = true;
     return {};
-}
-
-bool KeyExchange::compresses(Way way) const
-{
-    const std::string& name = choice_.compression[way];
-    return name == "zlib" || (name == "zlib@openssh.com" && authenticated_);
 }
 
 void KeyExchange::authenticated()
@@ -207,35 +203,6 @@ void KeyExchange::authenticated()
         codec_.compressOutgoing(true);
     if (choice_.compression[kToClient] == "zlib@openssh.com")
         codec_.decompressIncoming(true);
-}
-
-// RFC 4253, section 7.2.
-Bytes KeyExchange::deriveKey(char letter, std::size_t size, ByteView secret, ByteView exchangeHash) const
-{
-    const Bytes start = WireWriter().mpint(secret).raw(exchangeHash).take();
-    Bytes key = hash(method_->hash, {start, viewOf({&letter, 1}), sessionId_});
-    while (key.size() < size)
-        append(key, hash(method_->hash, {start, key}));
-    key.resize(size);
-    return key;
-}
-
-Result<PacketCodec::Protection> KeyExchange::deriveProtection(
-    Way way, ByteView secret, ByteView exchangeHash) const
-{
-    const CipherInfo& cipherInfo = *findCipher(choice_.cipher[way]);
-    const MacInfo& macInfo = *findMac(choice_.mac[way]);
-    const auto letter = [&](char first) { return static_cast<char>(first + (way == kToClient ? 1 : 0)); };
-    Result<PacketCipher> cipher =
-        PacketCipher::create(cipherInfo, deriveKey(letter('C'), cipherInfo.keySize, secret, exchangeHash),
-            deriveKey(letter('A'), cipherInfo.ivSize, secret, exchangeHash));
-    if (!cipher.ok())
-        return cipher.error();
-    Result<PacketMac> mac =
-        PacketMac::create(macInfo, deriveKey(letter('E'), macInfo.size, secret, exchangeHash));
-    if (!mac.ok())
-        return mac.error();
-    return PacketCodec::Protection{std::move(*cipher), std::move(*mac)};
 }
 
 } // namespace ssh

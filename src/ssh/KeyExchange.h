@@ -51,9 +51,6 @@ private:
     Status receiveNewKeys(ByteView payload);
     Status checkHostKey(ByteView blob, ByteView signature, const Bytes& exchangeHash);
     Bytes exchangeHash(ByteView hostKey, ByteView serverValue, ByteView secret) const;
-    Result<PacketCodec::Protection> deriveProtection(Way way, ByteView secret, ByteView exchangeHash) const;
-    Bytes deriveKey(char letter, std::size_t size, ByteView secret, ByteView exchangeHash) const;
-    bool compresses(Way way) const;
 
     PacketCodec& codec_;
     Setup setup_;

@@ -5,16 +5,17 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace ssh;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-
-const bool kReady = (initializeCrypto(), true);
 
 const char* const kTypes[] = {
     "ssh-dss", "ssh-rsa", "ssh-ed25519", "ecdsa-sha2-nistp256", "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"};
@@ -157,7 +158,12 @@ TEST(KnownHosts, RemembersAHostOnceHoweverManyMeetItTogether)
     support::writeFile(path, "else ssh-rsa AAAA");
     EXPECT_TRUE(KnownHosts(path).accept("host", 2022, *shown).ok());
     EXPECT_THAT(support::readFile(path), HasSubstr("AAAA\n[host]:2022 ssh-ed25519 "));
-    // What can't be remembered can't be compared next time.
+    // What can't be remembered can't be compared next time; a lock that is kept isn't waited for.
+    const int kept = open(path.c_str(), O_RDONLY);
+    EXPECT_EQ(flock(kept, LOCK_EX), 0);
+    EXPECT_FALSE(KnownHosts(path).accept("new", 22, *shown).ok());
+    EXPECT_TRUE(KnownHosts(path).accept("host", 2022, *shown).ok());
+    close(kept);
     EXPECT_FALSE(KnownHosts(folder / "a").accept("host", 22, *shown).ok());
     EXPECT_FALSE(KnownHosts("/proc/none/known_hosts").accept("host", 22, *shown).ok());
 }

@@ -1,13 +1,14 @@
 #include "ssh/PeerConnection.h"
 
 #include "ssh/Messages.h"
-
 #include "ssh/Support.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace peer {
 
@@ -116,7 +117,7 @@ bool Connection::send(ByteView payload)
 
 bool Connection::fill()
 {
-    if (!flush())
+    if (!sendReplies() || !flush())
         return false;
     const ssize_t got = recv(socket_, codec_.input().prepare(65536), 65536, 0);
     if (got > 0)
@@ -148,6 +149,8 @@ void Connection::run()
 bool Connection::exchangeVersions()
 {
     codec_.output().append(viewOf(options_.version + "\r\n"));
+    while (options_.chatters && send(WireWriter(message::kIgnore).string("bla")))
+        usleep(20000);
     for (;;) {
         const auto end = textOf(codec_.input().view()).find("\r\n");
         if (end != std::string_view::npos) {
@@ -163,7 +166,6 @@ bool Connection::exchangeVersions()
 bool Connection::exchangeKeys(const Bytes& clientInit)
 {
     const auto client = parseKexInit(clientInit);
-    seen_.kexAlgorithms = client->lists[0];
     const Bytes serverInit = buildKexInit(options_.offer);
     const auto own = parseKexInit(serverInit);
     const AlgorithmOffer clients{
@@ -216,37 +218,17 @@ bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const B
     reply.string(key.publicBlob()).raw(agreement->publicField()).string(*key.sign(signing, all));
     if (!send(reply) || !send(WireWriter(message::kNewKeys)))
         return false;
-    protect(method, *secret, all);
+    protect({method.hash, *secret, all, sessionId_});
     return true;
 }
 
-bool Connection::compresses(Way way) const
+void Connection::protect(const ExchangeSecrets& secrets)
 {
-    return choice_.compression[way] == "zlib"
-        || (choice_.compression[way] == "zlib@openssh.com" && loggedIn_);
-}
-
-void Connection::protect(const KexMethod& method, ByteView secret, ByteView exchangeHash)
-{
-    const auto derive = [&](char letter, std::size_t size) {
-        const Bytes start = WireWriter().mpint(secret).raw(exchangeHash).take();
-        Bytes key = hash(method.hash, {start, viewOf({&letter, 1}), sessionId_});
-        while (key.size() < size)
-            append(key, hash(method.hash, {start, key}));
-        return key;
-    };
-    const auto protection = [&](Way way, char iv, char encryption, char integrity) {
-        const CipherInfo& cipher = *findCipher(choice_.cipher[way]);
-        const MacInfo& mac = *findMac(choice_.mac[way]);
-        return PacketCodec::Protection{
-            std::move(*PacketCipher::create(cipher, derive(encryption, cipher.keySize), derive(iv, 16))),
-            std::move(*PacketMac::create(mac, derive(integrity, mac.size)))};
-    };
-    codec_.protectOutgoing(protection(kToClient, 'B', 'D', 'F'), choice_.strict);
-    codec_.compressOutgoing(compresses(kToClient));
+    codec_.protectOutgoing(std::move(*deriveProtection(choice_, kToClient, secrets)), choice_.strict);
+    codec_.compressOutgoing(compresses(choice_, kToClient, loggedIn_));
     if (next()) // The client's NEWKEYS.
-        codec_.protectIncoming(protection(kToServer, 'A', 'C', 'E'), choice_.strict);
-    codec_.decompressIncoming(compresses(kToServer));
+        codec_.protectIncoming(std::move(*deriveProtection(choice_, kToServer, secrets)), choice_.strict);
+    codec_.decompressIncoming(compresses(choice_, kToServer, loggedIn_));
 }
 
 bool Connection::receive(ByteView payload)
@@ -365,19 +347,26 @@ bool Connection::receiveChannel(std::uint8_t number, WireReader& reader)
         toRefill_ += static_cast<std::uint32_t>(data.size());
         if (toRefill_ > options_.window)
             return false; // More than the client may send.
-        if (options_.adjusts && toRefill_ == options_.window) {
+        if (toRefill_ == options_.window) {
             toRefill_ = 0;
             if (!send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window)))
                 return false;
         }
-        for (const Bytes& reply : files_.receive(data))
-            if (!sendData(reply))
-                return false;
+        files_.receive(data, replies_);
         return true;
     }
     default:
         return true;
     }
+}
+
+bool Connection::sendReplies()
+{
+    if (options_.reversed)
+        std::reverse(replies_.begin(), replies_.end());
+    const std::vector<Bytes> replies = std::exchange(replies_, {});
+    return std::all_of(
+        replies.begin(), replies.end(), [this](const Bytes& reply) { return sendData(reply); });
 }
 
 bool Connection::sendData(ByteView data)
@@ -391,8 +380,18 @@ bool Connection::sendData(ByteView data)
     return true;
 }
 
+bool Connection::flood()
+{
+    bool good = send(buildKexInit(options_.offer));
+    while (good)
+        good = send(WireWriter(message::kGlobalRequest).string("question").boolean(true));
+    return good;
+}
+
 bool Connection::runRequest(WireReader& reader)
 {
+    if (options_.floods)
+        return flood();
     isSftp_ = reader.text() == "subsystem";
     if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_)
         return true;

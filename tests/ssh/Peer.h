@@ -26,11 +26,12 @@ struct Options {
     std::vector<std::string> authMethods = {"password"};
     std::string password = "secret";
     std::vector<std::pair<std::string, bool>> prompts = {{"Password: ", false}}; // With "may be shown".
-    std::uint32_t window = 1 << 20; // Of ours, for what the client sends,
-    bool adjusts = true; // which is filled up again.
+    std::uint32_t window = 1 << 20; // For what the client sends.
     int sftpVersion = 3;
     std::uint32_t mostRead = 1 << 20; // Bytes given for one read request.
-    bool reversed = false; // Answers whatever has gathered in the opposite order.
+    bool reversed = false; // Answers what has come in the opposite order, when there is nothing left to read.
+    bool chatters = false; // Says nothing of any use before its first key exchange,
+    bool floods = false; // or begins one after the login that it never ends, with requests in between.
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
     std::string output = "output\n"; // Of every command.
 
@@ -44,7 +45,6 @@ struct Options {
 struct Seen {
     std::string userKeyAlgorithm;
     std::vector<std::string> authRequests; // Methods, in order.
-    std::vector<std::string> kexAlgorithms; // The client's list.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.
     std::map<std::string, std::string> files; // As they are at the end.
     std::uint32_t permissions = 0; // Last set.

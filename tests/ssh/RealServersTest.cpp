@@ -30,7 +30,8 @@ protected:
             authorized += line;
         }
         authorized_ = authorized;
-        server_ = support::RealServer::openSsh(authorized);
+        // With new keys after every other megabyte, whoever is sending.
+        server_ = support::RealServer::openSsh(authorized, "RekeyLimit 2M");
     }
     static void TearDownTestSuite() { server_.reset(); }
     void SetUp() override

@@ -286,6 +286,19 @@ TEST(SFtpReplies, ThatLieEndTheCall)
         EXPECT_FALSE(files.sftp.LastErrorText().empty());
         EXPECT_EQ(support::readFile(files.folder / "local"), "");
     }
+    // Crumbs, and those out of order, would have to be kept one by one.
+    peer::Options crumbs;
+    crumbs.mostRead = 1;
+    crumbs.reversed = true;
+    crumbs.files = {{"file", support::randomText(3'000'000)}};
+    Files files(crumbs);
+    EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));
+    EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("too small"));
+    // A new connection has no files before they are asked for again.
+    EXPECT_TRUE(files.sftp.Connect("127.0.0.1", files.peer.port()));
+    EXPECT_TRUE(files.sftp.AuthenticatePw("user", "secret"));
+    EXPECT_FALSE(files.sftp.OpenDir("folder"));
+    EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("InitializeSftp"));
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 
 using namespace ssh;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
@@ -233,21 +232,6 @@ TEST_F(Transport, HoldsToTheStrictKeyExchange)
     peer::Options options;
     options.offer.keyExchange.emplace_back(kStrictServer);
     EXPECT_EQ(session(options), "output\n");
-}
-
-TEST_F(Transport, OffersTheSettledListsAloneOnDemand)
-{
-    for (const bool settledOnly : {false, true}) {
-        peer::Options options;
-        options.offer.keyExchange = {"curve25519-sha256"};
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        ssh.setSettledOnly(settledOnly);
-        EXPECT_EQ(ssh.Connect("127.0.0.1", server.port()), !settledOnly);
-        ssh.Disconnect();
-        EXPECT_EQ(ssh.LastErrorText().find("No key exchange algorithm in common") == 0, settledOnly);
-    }
 }
 
 TEST_F(Transport, LogsInTheWayTheServerOffers)
