@@ -251,7 +251,7 @@ Status ChannelTable::sendWaiting(Channel& channel)
     while (!channel.waiting.empty() && channel.outWindow > 0) {
         const std::size_t count = std::min<std::size_t>(
             {channel.waiting.size(), std::size_t{channel.outWindow}, std::size_t{channel.outPacket}});
-        const Status sent = sendPiece(channel, channel.waiting.view().first(count));
+        Status sent = sendPiece(channel, channel.waiting.view().first(count));
         if (!sent.ok())
             return sent;
         channel.waiting.consume(count);

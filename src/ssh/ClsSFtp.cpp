@@ -235,7 +235,7 @@ bool ClsSFtp::writeFileBytes(const std::string& handle, std::span<const std::uin
             return count;
         };
         SFtpUpload writing(*session_, (*at)->remote, (*at)->position, input);
-        const Status status = writing.run(false);
+        Status status = writing.run(false);
         if (status.ok())
             (*at)->position = writing.position();
         return status;

@@ -154,7 +154,7 @@ private:
 
 bool readAll(int descriptor, std::string& text)
 {
-    constexpr std::size_t kMostBytes = 64 * 1024 * 1024;
+    constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
     char buffer[16384];
     while (text.size() < kMostBytes) {
         const ssize_t got = read(descriptor, buffer, sizeof buffer);

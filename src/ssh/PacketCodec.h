@@ -13,7 +13,7 @@ namespace ssh {
 class PacketCodec {
 public:
     // Bytes in a packet, and in its payload after decompression. RFC 4253, section 6.1, asks for 35000.
-    static constexpr std::size_t kMaximumPacket = 256 * 1024;
+    static constexpr std::size_t kMaximumPacket = std::size_t{256} * 1024;
 
     // What one direction works with after a key exchange.
     struct Protection {

@@ -12,7 +12,7 @@ constexpr std::uint32_t kReplyLengthField = 4;
 // Longer than any reply to what is asked here: directory listings are the longest.
 constexpr std::uint32_t kLongestReply = 1024 * 1024;
 // Enough under way to keep socket and server busy.
-constexpr std::size_t kEnoughUnsent = 512 * 1024;
+constexpr std::size_t kEnoughUnsent = std::size_t{512} * 1024;
 
 // Servers that mishandle an offer of more than version 3.
 constexpr std::string_view kVersion3Servers[] = {
@@ -226,7 +226,7 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
         if (complete.ok() && !*complete) {
             if (ready && ready())
                 return {};
-            const Status status = host_.waitFor([&] {
+            Status status = host_.waitFor([&] {
                 complete = packetReady();
                 return !complete.ok() || *complete || channel_.closeReceived || (ready && ready());
             });

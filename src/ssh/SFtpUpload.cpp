@@ -6,7 +6,7 @@ namespace ssh {
 
 namespace {
 
-constexpr std::size_t kMostBytesInFlight = 8 * 1024 * 1024;
+constexpr std::size_t kMostBytesInFlight = std::size_t{8} * 1024 * 1024;
 constexpr std::uint32_t kRequestOverhead = 300; // What goes with a chunk, the longest handle included.
 constexpr std::uint32_t kLeastWriteChunk = 1024;
 constexpr std::uint32_t kMostWriteChunk = 128 * 1024;
@@ -57,7 +57,7 @@ Status SFtpUpload::run(bool closing)
 Status SFtpUpload::sendChunks(bool closing)
 {
     while (maySend()) {
-        const Status status = sendChunk(closing);
+        Status status = sendChunk(closing);
         if (!status.ok())
             return status;
     }

@@ -46,7 +46,7 @@ Error failure(const std::string& what, int code)
 int millisecondsUntil(Deadline deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600 * 1000));
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600'000));
 }
 
 void lookUp(Lookup& result, const std::string& host, int port, int flags)
@@ -172,6 +172,7 @@ Result<Socket> Socket::connect(const std::string& host, int port, Deadline deadl
         if (attempts.empty())
             return failure("Connecting to " + where + " failed", error);
         std::vector<pollfd> polled;
+        polled.reserve(attempts.size());
         for (const Socket& attempt : attempts)
             polled.push_back({attempt.descriptor(), POLLOUT, 0});
         const Deadline until = next < addresses->size() ? std::min(nextAt, deadline) : deadline;

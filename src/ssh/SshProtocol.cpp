@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kLongestVersion = 255;
 
 // A peer that sends requests and never reads the answers must not fill our memory.
-constexpr std::size_t kMostUnread = 16 * 1024 * 1024;
+constexpr std::size_t kMostUnread = std::size_t{16} * 1024 * 1024;
 // What a message that is held back takes beside its bytes.
 constexpr std::size_t kHeldOverhead = 64;
 
@@ -62,7 +62,7 @@ Status SshProtocol::process()
 {
     if (!kex_) {
         bool complete = false;
-        const Status status = takeVersionLine(complete);
+        Status status = takeVersionLine(complete);
         if (!status.ok() || !complete)
             return status;
     }
@@ -88,7 +88,7 @@ Status SshProtocol::receive(ByteView payload)
 {
     const std::uint8_t number = payload[0];
     if (message::isKeyExchange(number)) {
-        const Status status = kex_->receive(payload);
+        Status status = kex_->receive(payload);
         if (!status.ok() || serviceRequested_ || kex_->holdsBackOthers() || kex_->sessionId().empty())
             return status;
         // Our new keys are in use, and the server takes what comes after them in order.
@@ -111,7 +111,7 @@ Status SshProtocol::receive(ByteView payload)
     if (message::isUserauth(number) || number == message::kServiceAccept) {
         if (loggedIn_ && number != message::kUserauthBanner)
             return {}; // RFC 4252, section 5.1: nothing of it matters any more.
-        const Status status = auth_.receive(payload);
+        Status status = auth_.receive(payload);
         if (status.ok() && auth_.done() && !loggedIn_) {
             loggedIn_ = true;
             kex_->authenticated();
@@ -181,7 +181,7 @@ Status SshProtocol::flushHeld()
         const Bytes payload = std::move(held_.front());
         held_.pop_front();
         heldBytes_ -= payload.size() + kHeldOverhead;
-        const Status status = codec_.seal(payload);
+        Status status = codec_.seal(payload);
         if (!status.ok())
             return status;
     }
