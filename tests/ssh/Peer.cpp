@@ -4,7 +4,7 @@
 #include "ssh/Support.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,18 +25,9 @@ const PrivateKey& keyOfType(const std::string& type)
     return at->second;
 }
 
-Peer::Peer(Options options)
-    : options_(std::move(options)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
 {
     initializeCrypto();
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listener_, 64);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { accept(); });
 }
 
@@ -86,8 +77,9 @@ bool Connection::flush()
 {
     ByteQueue& output = codec_.output();
     while (!output.empty()) {
-        std::size_t count = output.size();
         const std::size_t sent = peer_.bytesSent_;
+        // In odd pieces: packets come torn, and several at a time.
+        std::size_t count = std::min<std::size_t>(output.size(), 1 + sent * 7919 % 20011);
         for (const auto& place : {options_.cutAt, options_.stallAt})
             if (place)
                 count = std::min(count, *place > sent ? *place - sent : 0);
@@ -109,6 +101,8 @@ bool Connection::flush()
 
 bool Connection::send(ByteView payload)
 {
+    if (payload[0] == options_.slipsInBefore && !codec_.seal(WireWriter(message::kIgnore).string("x")).ok())
+        return false;
     Bytes changed = copyOf(payload);
     if (options_.onSend)
         options_.onSend(changed);
@@ -249,7 +243,7 @@ bool Connection::receive(ByteView payload)
     case message::kServiceRequest:
         return send(WireWriter(message::kServiceAccept).string(reader.string()));
     case message::kUserauthRequest:
-        return authenticate(reader);
+        return authenticate(payload);
     case message::kUserauthInfoResponse: {
         bool right = reader.uint32() == options_.prompts.size();
         for (const auto& [text, shown] : options_.prompts)
@@ -280,9 +274,10 @@ bool Connection::succeed()
     return true;
 }
 
-bool Connection::authenticate(WireReader& request)
+bool Connection::authenticate(ByteView payload)
 {
-    const std::string user = request.text();
+    WireReader request(payload.subspan(1));
+    request.string();
     request.string();
     const std::string method = request.text();
     seen_.authRequests.push_back(method);
@@ -304,19 +299,11 @@ bool Connection::authenticate(WireReader& request)
     const std::string algorithm = request.text();
     const ByteView blob = request.string();
     const ByteView signature = request.string();
-    const Bytes all = WireWriter()
-                          .string(sessionId_)
-                          .byte(message::kUserauthRequest)
-                          .string(user)
-                          .string("ssh-connection")
-                          .string("publickey")
-                          .boolean(true)
-                          .string(algorithm)
-                          .string(blob)
-                          .take();
+    const Bytes all =
+        WireWriter().string(sessionId_).raw(payload.first(payload.size() - 4 - signature.size())).take();
     const auto key = PublicKey::parse(blob);
     const SignatureInfo* info = findSignature(algorithm);
-    seen_.userKeyAlgorithm = algorithm;
+    seen_.authRequests.push_back(algorithm);
     return info && key.ok() && key->verify(*info, signature, all).ok() ? succeed() : fail();
 }
 

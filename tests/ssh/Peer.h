@@ -35,6 +35,7 @@ struct Options {
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
     std::string output = "output\n"; // Of every command.
 
+    std::uint8_t slipsInBefore = 0; // Sends something meaningless before each message of this number.
     // May change a payload before it is sent, or leave it empty to send nothing.
     std::function<void(ssh::Bytes&)> onSend;
     // Bytes on the wire, counted from the first: where the stream is cut, stalls, or has a bit turned round.
@@ -43,8 +44,7 @@ struct Options {
 
 // What a peer saw, for a test to look at.
 struct Seen {
-    std::string userKeyAlgorithm;
-    std::vector<std::string> authRequests; // Methods, in order.
+    std::vector<std::string> authRequests; // Methods, in order; one with a key is followed by its algorithm.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.
     std::map<std::string, std::string> files; // As they are at the end.
     std::uint32_t permissions = 0; // Last set.
@@ -63,8 +63,8 @@ private:
     void accept();
 
     Options options_;
-    int listener_ = -1;
     int port_ = 0;
+    int listener_;
     std::thread thread_;
     std::list<std::thread> connections_;
     std::mutex lock_;

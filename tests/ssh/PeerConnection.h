@@ -47,7 +47,7 @@ private:
     void protect(const ssh::ExchangeSecrets& secrets);
     bool flood();
     bool sendReplies();
-    bool authenticate(ssh::WireReader& request);
+    bool authenticate(ssh::ByteView payload);
     bool receive(ssh::ByteView payload);
     bool receiveChannel(std::uint8_t number, ssh::WireReader& reader);
     bool runRequest(ssh::WireReader& reader);

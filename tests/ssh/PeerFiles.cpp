@@ -95,7 +95,7 @@ Bytes FileServer::write(WireReader& reader, std::uint32_t id)
     return status(id, sftp::kOk);
 }
 
-// Two names at a time, with all the forms of a path that isn't a bare name.
+// With all the forms of a path that isn't a bare name.
 Bytes FileServer::names(const std::string& path, std::uint32_t id)
 {
     std::vector<std::string> names = {".", "..", "../escape", "a/b"};
