@@ -120,8 +120,12 @@ std::string makeKeyText(const std::string& type, bool pem, std::string* publicLi
 
 std::string loginName()
 {
-    const passwd* entry = getpwuid(getuid());
-    return entry ? entry->pw_name : "";
+    static const std::string name =
+        [] { // Asked once: the account file is read into memory that all threads share.
+            const passwd* entry = getpwuid(getuid());
+            return std::string(entry ? entry->pw_name : "");
+        }();
+    return name;
 }
 
 std::unique_ptr<RealServer> RealServer::openSsh(
