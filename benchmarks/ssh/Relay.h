@@ -6,16 +6,18 @@
 #include <thread>
 
 // A TCP relay on the loopback that holds every byte back for a fixed time, each way: a long line without
-// loss, as wide as the machine is fast.
+// loss, as wide as the machine is fast. It counts the round trips of the connection that it carries: how
+// often the client went on sending only after it had been given what the server made of its last words.
 class Relay {
 public:
     Relay(int targetPort, std::chrono::milliseconds delay);
     ~Relay();
     int port() const { return port_; }
+    int roundTrips(); // Of the last connection, once it has ended; that before a client's first word counts.
 
 private:
     void accept();
-    void carry(int from, int to);
+    void connectThrough(int client);
 
     int targetPort_;
     std::chrono::milliseconds delay_;
@@ -23,4 +25,6 @@ private:
     int port_ = 0;
     std::thread thread_;
     std::list<std::thread> carriers_;
+    std::atomic<int> open_{0}; // Connections at work.
+    std::atomic<int> roundTrips_{0};
 };

@@ -34,6 +34,7 @@ struct Setting {
     support::TemporaryFolder folder;
     std::string key;
     std::unique_ptr<support::RealServer> server;
+    std::unique_ptr<Relay> far;
     int repeats = 3;
     std::string only; // Measures only what has this in its name.
 };
@@ -106,13 +107,15 @@ Run ourFiles(
     });
 }
 
-void report(const Setting& setting, const char* what, double megabytes, const std::function<Run()>& ours,
-    const std::function<Run()>& theirs)
+// With `isFar`, the round trips of the last run of each side as well.
+void report(const Setting& setting, const char* what, double megabytes, bool isFar,
+    const std::function<Run()>& ours, const std::function<Run()>& theirs)
 {
     if (std::string_view(what).find(setting.only) == std::string_view::npos)
         return;
     Run best[2];
     double worst[2] = {};
+    int roundTrips[2] = {};
     for (int i = 0; i < setting.repeats; ++i)
         for (int side = 0; side < 2; ++side) { // In turn, so that both meet the same neighbours.
             const Run run = side == 0 ? ours() : theirs();
@@ -120,6 +123,7 @@ void report(const Setting& setting, const char* what, double megabytes, const st
                 std::printf("%-34s %s failed\n", what, side == 0 ? "ours" : "OpenSSH");
                 return;
             }
+            roundTrips[side] = isFar ? setting.far->roundTrips() : 0;
             worst[side] = std::max(worst[side], run.seconds);
             if (i == 0 || run.seconds < best[side].seconds)
                 best[side] = {run.seconds, std::max(run.peakKilobytes, best[side].peakKilobytes), true};
@@ -128,7 +132,10 @@ void report(const Setting& setting, const char* what, double megabytes, const st
         best[1].seconds, worst[1], best[1].seconds / best[0].seconds);
     if (megabytes > 0)
         std::printf("  %6.0f MB/s", megabytes / best[0].seconds);
-    std::printf("  %5.1f MB\n", static_cast<double>(best[0].peakKilobytes) / 1024);
+    std::printf("  %5.1f MB", static_cast<double>(best[0].peakKilobytes) / 1024);
+    if (isFar)
+        std::printf("  %d and %d round trips", roundTrips[0], roundTrips[1]);
+    std::printf("\n");
     std::fflush(stdout);
 }
 
@@ -144,14 +151,14 @@ void benchmarkFiles(
     };
     const double size = static_cast<double>(megabytes) * 1.048576;
     report(
-        setting, name("download").c_str(), size,
+        setting, name("download").c_str(), size, false,
         [&] {
             return ourFiles(setting, port, compression,
                 [&](ssh::CkoSFtp& sftp) { return sftp.DownloadFileByName(source, target); });
         },
         [&] { return theirFiles(setting, port, compression, "get " + source + " " + target + "\n"); });
     report(
-        setting, name("upload").c_str(), size,
+        setting, name("upload").c_str(), size, false,
         [&] {
             return ourFiles(setting, port, compression,
                 [&](ssh::CkoSFtp& sftp) { return sftp.UploadFileByName(target, source); });
@@ -170,7 +177,7 @@ void benchmarkSmallFiles(const Setting& setting, int port)
         commands += "get " + name + " " + name + ".copy\n";
     }
     report(
-        setting, "200 files of 4 kB, 50 ms", 0,
+        setting, "200 files of 4 kB, 50 ms", 0, true,
         [&] {
             return ourFiles(setting, port, false, [&](ssh::CkoSFtp& sftp) {
                 bool good = true;
@@ -184,10 +191,10 @@ void benchmarkSmallFiles(const Setting& setting, int port)
         [&] { return theirFiles(setting, port, false, commands); });
 }
 
-void benchmarkCommand(const Setting& setting, int port, const char* what)
+void benchmarkCommand(const Setting& setting, int port, bool isFar, const char* what)
 {
     report(
-        setting, what, 0,
+        setting, what, 0, isFar,
         [&] {
             return measure([&] {
                 ssh::CkoSsh ssh;
@@ -234,10 +241,11 @@ int main(int argc, char** argv)
     const int direct = setting.server->port();
     benchmarkFiles(setting, direct, "direct", large, false);
     benchmarkFiles(setting, direct, "direct", medium, true);
-    Relay relay(direct, std::chrono::milliseconds(25));
-    benchmarkFiles(setting, relay.port(), "50 ms", medium, false);
-    benchmarkSmallFiles(setting, relay.port());
-    benchmarkCommand(setting, relay.port(), "connect, login, command, 50 ms");
-    benchmarkCommand(setting, direct, "connect, login, command, direct");
+    setting.far = std::make_unique<Relay>(direct, std::chrono::milliseconds(25));
+    const int far = setting.far->port();
+    benchmarkFiles(setting, far, "50 ms", medium, false);
+    benchmarkSmallFiles(setting, far);
+    benchmarkCommand(setting, far, true, "connect, login, command, 50 ms");
+    benchmarkCommand(setting, direct, false, "connect, login, command, direct");
     return 0;
 }

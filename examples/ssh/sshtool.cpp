@@ -72,10 +72,11 @@ bool parse(int argc, char** argv, Options& options, std::string& error)
     int i = 1;
     for (; i < argc && argv[i][0] == '-'; ++i) {
         const std::string name = argv[i];
-        const char* value = i + 1 < argc ? argv[i + 1] : nullptr;
+        const bool hasValue = i + 1 < argc;
+        const char* value = hasValue ? argv[i + 1] : "";
         const bool takesValue =
             name == "--key" || name == "--password-fd" || name == "--known-hosts" || name == "--port";
-        if (takesValue && !value) {
+        if (takesValue && !hasValue) {
             error = name + " needs a value";
             return false;
         }

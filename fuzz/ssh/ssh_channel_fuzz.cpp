@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (payload.size() % 2 == 0)
             (void)table.consume(channel, channel.received.size() / 2);
         if (open && payload.size() % 31 == 0)
-            (void)table.sendClose(channel);
+            (void)table.sendEnd(channel);
     }
     return 0;
 }

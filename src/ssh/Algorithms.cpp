@@ -10,24 +10,24 @@ namespace ssh {
 
 namespace {
 
-constexpr std::string_view kKeyExchanges =
+constexpr std::string_view kKeyExchangeNames =
     "diffie-hellman-group-exchange-sha256,diffie-hellman-group-exchange-sha1,diffie-hellman-group1-sha1,"
     "diffie-hellman-group14-sha1,curve25519-sha256@libssh.org,ecdh-sha2-nistp256,ecdh-sha2-nistp384,"
     "ecdh-sha2-nistp521";
-constexpr std::string_view kHostKeys = "ssh-dss,ssh-rsa";
-constexpr std::string_view kHostKeysRsaFirst = "ssh-rsa,ssh-dss";
-constexpr std::string_view kCounterCiphers = "aes256-ctr,aes192-ctr,aes128-ctr";
-constexpr std::string_view kCiphers = "aes256-cbc,aes192-cbc,aes128-cbc,twofish256-cbc,twofish128-cbc,"
-                                      "blowfish-cbc,3des-cbc,arcfour128,arcfour256";
-constexpr std::string_view kWodCiphers =
+constexpr std::string_view kHostKeyNames = "ssh-dss,ssh-rsa";
+constexpr std::string_view kHostKeyNamesRsaFirst = "ssh-rsa,ssh-dss";
+constexpr std::string_view kCounterCipherNames = "aes256-ctr,aes192-ctr,aes128-ctr";
+constexpr std::string_view kCipherNames = "aes256-cbc,aes192-cbc,aes128-cbc,twofish256-cbc,twofish128-cbc,"
+                                          "blowfish-cbc,3des-cbc,arcfour128,arcfour256";
+constexpr std::string_view kWodCipherNames =
     "aes128-cbc,twofish128-cbc,blowfish-cbc,3des-cbc,arcfour128,arcfour256";
-constexpr std::string_view kMacs = "hmac-sha2-256,hmac-sha1,hmac-sha2-512,hmac-md5,hmac-ripemd160,none";
-constexpr std::string_view kCompressions = "zlib,zlib@openssh.com,none";
+constexpr std::string_view kMacNames = "hmac-sha2-256,hmac-sha1,hmac-sha2-512,hmac-md5,hmac-ripemd160,none";
+constexpr std::string_view kCompressionNames = "zlib,zlib@openssh.com,none";
 
 // Behind the settled lists, for servers that refuse SHA-1 or know only newer names.
-constexpr std::string_view kLaterKeyExchanges =
+constexpr std::string_view kLaterKeyExchangeNames =
     "curve25519-sha256,diffie-hellman-group14-sha256,diffie-hellman-group16-sha512";
-constexpr std::string_view kLaterHostKeys =
+constexpr std::string_view kLaterHostKeyNames =
     "rsa-sha2-512,rsa-sha2-256,ssh-ed25519,ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521";
 
 // Servers known to mishandle DSA host keys.
@@ -40,7 +40,7 @@ void add(std::vector<std::string>& names, std::vector<std::string> more)
 
 std::vector<std::string> laterHostKeys(const std::vector<std::string>& knownKeyTypes)
 {
-    std::vector<std::string> names = splitNames(kLaterHostKeys);
+    std::vector<std::string> names = splitNames(kLaterHostKeyNames);
     std::stable_partition(names.begin(), names.end(), [&](const std::string& name) {
         return contains(knownKeyTypes, name.starts_with("rsa-") ? "ssh-rsa" : name);
     });
@@ -52,11 +52,11 @@ std::vector<std::string> ciphersFor(const AlgorithmSettings& settings, std::stri
     if (!settings.forceCipher.empty())
         return {settings.forceCipher};
     if (serverVersion.find("wodFTPD 2.1.4") != std::string_view::npos)
-        return splitNames(kWodCiphers);
+        return splitNames(kWodCipherNames);
     std::vector<std::string> names;
     if (settings.counterModes)
-        names = splitNames(kCounterCiphers);
-    add(names, splitNames(kCiphers));
+        names = splitNames(kCounterCipherNames);
+    add(names, splitNames(kCipherNames));
     return names;
 }
 
@@ -72,13 +72,14 @@ AlgorithmOffer offerFor(const AlgorithmSettings& settings, std::string_view serv
     const bool rsaFirst = std::any_of(std::begin(kPrefersRsa), std::end(kPrefersRsa),
         [&](std::string_view name) { return serverVersion.find(name) != std::string_view::npos; });
     AlgorithmOffer offer;
-    offer.keyExchange = splitNames(kKeyExchanges);
-    offer.hostKey = splitNames(rsaFirst ? kHostKeysRsaFirst : kHostKeys);
+    offer.keyExchange = splitNames(kKeyExchangeNames);
+    offer.hostKey = splitNames(rsaFirst ? kHostKeyNamesRsaFirst : kHostKeyNames);
     offer.cipher = ciphersFor(settings, serverVersion);
-    offer.mac = splitNames(kMacs);
-    offer.compression = settings.compression ? splitNames(kCompressions) : std::vector<std::string>{"none"};
+    offer.mac = splitNames(kMacNames);
+    offer.compression =
+        settings.compression ? splitNames(kCompressionNames) : std::vector<std::string>{"none"};
     if (!settings.settledOnly) {
-        add(offer.keyExchange, splitNames(kLaterKeyExchanges));
+        add(offer.keyExchange, splitNames(kLaterKeyExchangeNames));
         add(offer.keyExchange, {std::string(kExtInfoClient), std::string(kStrictClient)});
         add(offer.hostKey, laterHostKeys(settings.knownKeyTypes));
     }
@@ -145,6 +146,12 @@ Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& 
         && (server.lists[0].front() != offer.keyExchange.front()
             || server.lists[1].front() != offer.hostKey.front());
     return choice;
+}
+
+bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn)
+{
+    const std::string& name = choice.compression[way];
+    return name == "zlib" || (name == "zlib@openssh.com" && loggedIn);
 }
 
 } // namespace ssh

@@ -3,6 +3,7 @@
 #include "ssh/Bytes.h"
 #include "ssh/Result.h"
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -43,16 +44,19 @@ enum Way { kToServer, kToClient };
 struct AlgorithmChoice {
     std::string keyExchange;
     std::string hostKey;
-    std::string cipher[2]; // By Way.
-    std::string mac[2];
-    std::string compression[2];
+    std::array<std::string, 2> cipher; // By Way.
+    std::array<std::string, 2> mac;
+    std::array<std::string, 2> compression;
     bool strict = false;
     bool guessedWrong = false; // The server sent a first packet for another method: it is to be skipped.
 };
 
+// Whether packets are compressed that way under new keys: "zlib@openssh.com" waits for the login.
+bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn);
+
 // A SSH_MSG_KEXINIT as it came: its ten lists in wire order, and the flag of a guessed packet.
 struct KexInitLists {
-    std::vector<std::string> lists[10];
+    std::array<std::vector<std::string>, 10> lists;
     bool firstPacketFollows = false;
 };
 std::optional<KexInitLists> parseKexInit(ByteView payload);

@@ -1,5 +1,7 @@
 #include "ssh/Bytes.h"
 
+#include "ssh/TextConversion.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string.h>
@@ -28,10 +30,13 @@ bool equalInConstantTime(ByteView a, ByteView b)
 
 std::string printable(std::string_view text, std::size_t limit)
 {
-    std::string result;
-    for (const char c : text.substr(0, limit)) {
-        const auto byte = static_cast<unsigned char>(c);
-        result += byte < 0x20 || byte == 0x7f ? '?' : c;
+    std::string result = convertText(text.substr(0, limit), "UTF-8", "UTF-8");
+    for (std::size_t i = 0; i < result.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(result[i]);
+        if (byte < 0x20 || byte == 0x7f)
+            result[i] = '?';
+        else if (byte == 0xc2 && static_cast<unsigned char>(result[i + 1]) < 0xa0) // From U+0080 to U+009F.
+            result.replace(i, 2, "?");
     }
     if (text.size() > limit)
         result += "...";
@@ -78,10 +83,12 @@ bool fromBase64(std::string_view text, Bytes& out)
     return digits % 4 == 0;
 }
 
-ByteQueue::~ByteQueue()
+void ByteQueue::release()
 {
     if (memory_)
         wipe(memory_.get(), capacity_);
+    memory_.reset();
+    capacity_ = begin_ = end_ = 0;
 }
 
 std::uint8_t* ByteQueue::prepare(std::size_t count)

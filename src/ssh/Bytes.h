@@ -59,7 +59,8 @@ bool equal(ByteView a, ByteView b);
 // Takes the same time wherever the two differ. Different lengths are told at once.
 bool equalInConstantTime(ByteView a, ByteView b);
 
-// A text of the peer's, fit for a log line: control characters become "?", and it ends after `limit` bytes.
+// A text of the peer's, fit for a log line: control characters and what isn't UTF-8 become "?", and it ends
+// after `limit` bytes.
 std::string printable(std::string_view text, std::size_t limit = 200);
 
 std::string toBase64(ByteView bytes);
@@ -70,7 +71,7 @@ bool fromBase64(std::string_view text, Bytes& out);
 class ByteQueue {
 public:
     ByteQueue() = default;
-    ~ByteQueue();
+    ~ByteQueue() { release(); }
     ByteQueue(const ByteQueue&) = delete;
     ByteQueue& operator=(const ByteQueue&) = delete;
 
@@ -85,6 +86,7 @@ public:
     void append(ByteView bytes);
     void consume(std::size_t count);
     void clear() { consume(size()); }
+    void release(); // Empties it, and gives its memory back.
 
 private:
     std::unique_ptr<std::uint8_t[]> memory_;

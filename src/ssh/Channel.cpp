@@ -10,7 +10,7 @@ namespace ssh {
 
 namespace {
 
-Error malformed()
+Error malformedMessage()
 {
     return Error{"The server sent a damaged channel message."};
 }
@@ -51,14 +51,14 @@ Status ChannelTable::receive(ByteView payload)
         reader.string();
         const bool wantsReply = reader.boolean();
         if (!reader.ok())
-            return malformed();
+            return malformedMessage();
         return wantsReply ? send_(WireWriter(message::kRequestFailure), {}) : Status();
     }
     if (payload[0] == message::kChannelOpen) { // Nothing that a server may open was asked for.
         reader.string();
         const std::uint32_t number = reader.uint32();
         if (!reader.ok())
-            return malformed();
+            return malformedMessage();
         constexpr std::uint32_t kProhibited = 1;
         return send_(WireWriter(message::kChannelOpenFailure)
                          .uint32(number)
@@ -93,23 +93,22 @@ Status ChannelTable::receiveForChannel(Channel& channel, std::uint8_t number, By
     case message::kChannelWindowAdjust: {
         const std::uint32_t more = reader.uint32();
         if (!reader.ok() || more > std::numeric_limits<std::uint32_t>::max() - channel.outWindow)
-            return malformed();
+            return malformedMessage();
         channel.outWindow += more;
         channel.largestOutWindow = std::max(channel.largestOutWindow, channel.outWindow);
         return sendWaiting(channel);
     }
     case message::kChannelData: {
         const ByteView data = reader.string();
-        return reader.ok() ? receiveData(channel, data, true) : malformed();
+        return reader.ok() ? receiveData(channel, data, true) : malformedMessage();
     }
     case message::kChannelExtendedData: {
         reader.uint32();
         const ByteView data = reader.string();
-        return reader.ok() ? receiveData(channel, data, channel.takesErrorOutput) : malformed();
+        return reader.ok() ? receiveData(channel, data, channel.takesErrorOutput) : malformedMessage();
     }
     case message::kChannelEof:
-        channel.endReceived = true;
-        return {};
+        return {}; // The close that follows is what counts.
     case message::kChannelClose:
         return receiveClose(channel);
     case message::kChannelRequest:
@@ -130,7 +129,7 @@ Status ChannelTable::receiveConfirmation(Channel& channel, ByteView body)
     channel.outWindow = channel.largestOutWindow = reader.uint32();
     channel.outPacket = reader.uint32();
     if (!reader.ok() || channel.outPacket == 0)
-        return malformed();
+        return malformedMessage();
     // A packet of ours has a limit too, whatever the server would take.
     channel.outPacket = std::min<std::uint32_t>(channel.outPacket, 128 * 1024);
     channel.state = Channel::State::Open;
@@ -143,7 +142,7 @@ Status ChannelTable::receiveRefusal(Channel& channel, ByteView body)
     const std::uint32_t reason = reader.uint32();
     channel.refusal = printable(reader.text());
     if (!reader.ok())
-        return malformed();
+        return malformedMessage();
     if (channel.refusal.empty())
         channel.refusal = "reason " + std::to_string(reason);
     channel.state = Channel::State::Refused;
@@ -156,7 +155,7 @@ Status ChannelTable::receiveData(Channel& channel, ByteView data, bool wanted)
     if (data.size() > channel.inWindow)
         return Error{"The server sent more data than the channel's window allows."};
     channel.inWindow -= static_cast<std::uint32_t>(data.size());
-    if (!wanted || channel.closeSent)
+    if (!wanted)
         return refill(channel, data.size());
     channel.received.append(data);
     return {};
@@ -165,10 +164,9 @@ Status ChannelTable::receiveData(Channel& channel, ByteView data, bool wanted)
 Status ChannelTable::receiveClose(Channel& channel)
 {
     channel.closeReceived = true;
-    channel.waiting.clear();
-    if (channel.closeSent)
-        return {};
-    channel.closeSent = true;
+    channel.waiting.release();
+    if (channel.received.empty())
+        channel.received.release();
     return send_(WireWriter(message::kChannelClose).uint32(channel.remoteNumber), {});
 }
 
@@ -180,15 +178,15 @@ Status ChannelTable::receiveRequest(Channel& channel, ByteView body)
     if (type == "exit-status")
         channel.exitStatus = reader.uint32();
     if (!reader.ok())
-        return malformed();
-    if (!wantsReply || channel.closeSent)
+        return malformedMessage();
+    if (!wantsReply)
         return {};
     return send_(WireWriter(message::kChannelFailure).uint32(channel.remoteNumber), {});
 }
 
 Status ChannelTable::request(Channel& channel, std::string_view type, std::string_view argument)
 {
-    if (channel.closeSent || channel.closeReceived)
+    if (channel.closeReceived)
         return Error{"The channel has been closed."};
     channel.answer.reset();
     return send_(WireWriter(message::kChannelRequest)
@@ -223,8 +221,7 @@ Status ChannelTable::refill(Channel& channel, std::size_t count)
 {
     channel.unacknowledged += static_cast<std::uint32_t>(count);
     // In steps that are small beside a wide window, so that all of it is there to be filled, and yet few.
-    if (channel.unacknowledged < std::min(channel.inTarget / 2, kRefillStep) || channel.closeReceived
-        || channel.closeSent)
+    if (channel.unacknowledged < std::min(channel.inTarget / 2, kRefillStep) || channel.closeReceived)
         return {};
     const std::uint32_t more = channel.unacknowledged;
     channel.unacknowledged = 0;
@@ -235,6 +232,9 @@ Status ChannelTable::refill(Channel& channel, std::size_t count)
 Status ChannelTable::consume(Channel& channel, std::size_t count)
 {
     channel.received.consume(count);
+    // A connection can run many commands, and what one has put out doesn't stay.
+    if (channel.closeReceived && channel.received.empty())
+        channel.received.release();
     return refill(channel, count);
 }
 
@@ -251,7 +251,7 @@ Status ChannelTable::sendWaiting(Channel& channel)
     while (!channel.waiting.empty() && channel.outWindow > 0) {
         const std::size_t count = std::min<std::size_t>(
             {channel.waiting.size(), std::size_t{channel.outWindow}, std::size_t{channel.outPacket}});
-        const Status sent = sendPiece(channel, channel.waiting.view().first(count));
+        Status sent = sendPiece(channel, channel.waiting.view().first(count));
         if (!sent.ok())
             return sent;
         channel.waiting.consume(count);
@@ -261,7 +261,7 @@ Status ChannelTable::sendWaiting(Channel& channel)
 
 Status ChannelTable::write(Channel& channel, ByteView head, ByteView body)
 {
-    if (channel.state != Channel::State::Open || channel.closeSent || channel.endSent)
+    if (channel.state != Channel::State::Open || channel.closeReceived || channel.endSent)
         return Error{"The channel has been closed."};
     channel.waiting.append(head);
     // The usual case, without a copy into the waiting bytes: both parts go out in one message.
@@ -279,19 +279,10 @@ Status ChannelTable::write(Channel& channel, ByteView head, ByteView body)
 
 Status ChannelTable::sendEnd(Channel& channel)
 {
-    if (channel.endSent || channel.closeSent)
+    if (channel.endSent || channel.closeReceived)
         return {};
     channel.endSent = true;
     return send_(WireWriter(message::kChannelEof).uint32(channel.remoteNumber), {});
-}
-
-Status ChannelTable::sendClose(Channel& channel)
-{
-    if (channel.closeSent || channel.state != Channel::State::Open)
-        return {};
-    channel.closeSent = true;
-    channel.waiting.clear();
-    return send_(WireWriter(message::kChannelClose).uint32(channel.remoteNumber), {});
 }
 
 } // namespace ssh

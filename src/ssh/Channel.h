@@ -29,10 +29,8 @@ struct Channel {
     std::uint32_t outPacket = 0; // Most bytes in one message.
 
     bool takesErrorOutput = true; // The far side's error stream joins its output; otherwise it is dropped.
-    bool endReceived = false;
     bool endSent = false;
-    bool closeReceived = false;
-    bool closeSent = false;
+    bool closeReceived = false; // Our own close goes out in answer to it.
     std::optional<bool> answer; // To the last request that wanted one.
     std::optional<std::uint32_t> exitStatus;
 };
@@ -56,7 +54,6 @@ public:
     // Takes bytes out of `received` and gives room back to the server.
     Status consume(Channel& channel, std::size_t count);
     Status sendEnd(Channel& channel);
-    Status sendClose(Channel& channel);
 
 private:
     Status receiveForChannel(Channel& channel, std::uint8_t number, ByteView body);

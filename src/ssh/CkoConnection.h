@@ -23,7 +23,7 @@ public:
 
     // TCP connect and the SSH transport up to the user authentication stage. The host's key is compared with
     // the known hosts file, and recorded there at first sight.
-    bool Connect(const std::string& hostname, int port);
+    bool Connect(const std::string& hostname, int port = 22);
     // An empty password goes by the keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);
     bool AuthenticatePk(const std::string& login, const CkoSshKey& privateKey);

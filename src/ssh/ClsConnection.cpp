@@ -31,7 +31,10 @@ void ClsConnection::configure(const std::function<void(TransportSettings&)>& cha
 
 bool ClsConnection::connect(const std::string& hostname, int port)
 {
-    return check([&] { return transport_.connect(hostname, port); });
+    return check([&] {
+        letGo();
+        return transport_.connect(hostname, port);
+    });
 }
 
 bool ClsConnection::authenticate(Credentials credentials)
@@ -59,6 +62,7 @@ bool ClsConnection::reKey()
 void ClsConnection::disconnect()
 {
     const std::lock_guard lock(lock_);
+    letGo();
     transport_.disconnect();
 }
 

@@ -24,7 +24,7 @@ public:
     bool authenticatePw(const std::string& login, const std::string& password);
     bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
     bool reKey();
-    virtual void disconnect();
+    void disconnect();
 
     std::string lastErrorText() const;
     std::string sessionLog() const; // The last few hundred lines of it.
@@ -59,6 +59,8 @@ protected:
         });
     }
     void log(const std::string& line);
+    // What stands on the connection lets go of it, before it is closed or made anew. Under the lock.
+    virtual void letGo() { }
 
     mutable std::mutex lock_;
     SshTransport transport_;

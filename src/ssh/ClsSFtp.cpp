@@ -14,7 +14,7 @@ namespace {
 // order can make us keep as much.
 constexpr std::uint32_t kOpenWindow = 16 * 1024 * 1024;
 
-TransportSettings sftpDefaults()
+TransportSettings fileDefaults()
 {
     TransportSettings settings;
     settings.openWindow = kOpenWindow;
@@ -53,7 +53,7 @@ const Row* findByName(const Row (&rows)[Count], std::string_view name)
 
 } // namespace
 
-ClsSFtp::ClsSFtp() : ClsConnection(sftpDefaults()) { }
+ClsSFtp::ClsSFtp() : ClsConnection(fileDefaults()) { }
 
 ClsSFtp::~ClsSFtp() = default;
 
@@ -84,7 +84,7 @@ bool ClsSFtp::initializeSftp()
             log(error.text);
             return error;
         }
-        handles_.clear();
+        letGo();
         auto opened = SFtpSession::open(transport_, sftpSettings_);
         if (!opened.ok())
             return opened.error();
@@ -99,15 +99,11 @@ int ClsSFtp::protocolVersion() const
     return session_ ? session_->version() : 0;
 }
 
-void ClsSFtp::disconnect()
+void ClsSFtp::letGo()
 {
-    {
-        const std::lock_guard lock(lock_);
-        session_.reset();
-        handles_.clear();
-        cache_.clear();
-    }
-    ClsConnection::disconnect();
+    session_.reset();
+    handles_.clear();
+    cache_.clear();
 }
 
 Result<SFtpSession*> ClsSFtp::session() const
@@ -239,7 +235,7 @@ bool ClsSFtp::writeFileBytes(const std::string& handle, std::span<const std::uin
             return count;
         };
         SFtpUpload writing(*session_, (*at)->remote, (*at)->position, input);
-        const Status status = writing.run(false);
+        Status status = writing.run(false);
         if (status.ok())
             (*at)->position = writing.position();
         return status;

@@ -18,7 +18,6 @@ public:
     void setEnableCache(bool on);
     bool initializeSftp();
     int protocolVersion() const; // 0 before `initializeSftp`.
-    void disconnect() override;
 
     std::optional<std::string> openDir(const std::string& path);
     std::shared_ptr<const std::vector<SFtpEntry>> readDir(const std::string& handle);
@@ -39,6 +38,7 @@ private:
         Bytes remote;
         std::uint64_t position = 0; // Of the next byte to be read or written.
     };
+    void letGo() override;
     Result<SFtpSession*> session() const;
     Result<Handle*> find(const std::string& handle);
     std::string remember(Bytes remote);

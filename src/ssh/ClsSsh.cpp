@@ -7,7 +7,7 @@ namespace ssh {
 
 namespace {
 
-TransportSettings sshDefaults()
+TransportSettings commandDefaults()
 {
     TransportSettings settings;
     settings.maximumPacket = 8192;
@@ -17,7 +17,7 @@ TransportSettings sshDefaults()
 
 } // namespace
 
-ClsSsh::ClsSsh() : ClsConnection(sshDefaults()) { }
+ClsSsh::ClsSsh() : ClsConnection(commandDefaults()) { }
 
 Result<Channel*> ClsSsh::openedChannel(int number)
 {

@@ -11,7 +11,7 @@ namespace {
 // On a line where compression pays, the fastest level already saves most of the bytes, and a higher one would
 // make the processor the narrow place.
 constexpr int kLevel = 1;
-constexpr std::size_t kSpan = 256 * 1024;
+constexpr std::size_t kSpan = std::size_t{256} * 1024;
 constexpr std::size_t kSpansBetweenAttempts = 31;
 
 } // namespace

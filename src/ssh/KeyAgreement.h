@@ -22,11 +22,12 @@ public:
     virtual Result<Bytes> sharedSecret(ByteView peer) = 0;
 };
 
+enum class KexFamily { Group, GroupExchange, Nist, X25519 };
+
 // How one method of the key exchange lists works.
 struct KexMethod {
-    enum class Family { Group, GroupExchange, Nist, X25519 };
     std::string_view name;
-    Family family;
+    KexFamily family;
     int hash; // A GCRY_MD_ number.
     int parameter; // The number of the fixed group, or the bits of the curve.
 };

@@ -1,5 +1,6 @@
 #include "ssh/KeyExchange.h"
 
+#include "ssh/KeyDerivation.h"
 #include "ssh/Messages.h"
 #include "ssh/Wire.h"
 
@@ -7,11 +8,11 @@ namespace ssh {
 
 namespace {
 
-Error unexpected()
+Error unexpectedKex()
 {
     return Error{"The server sent a key exchange message out of turn."};
 }
-Error malformed()
+Error malformedKex()
 {
     return Error{"The server sent a damaged key exchange message."};
 }
@@ -46,24 +47,24 @@ Status KeyExchange::receive(ByteView payload)
     }
     if (state_ == State::AwaitsGroup && number == message::kKexGexGroup)
         return receiveGroup(payload);
-    const bool gex = method_ && method_->family == KexMethod::Family::GroupExchange;
+    const bool gex = method_ && method_->family == KexFamily::GroupExchange;
     if (state_ == State::AwaitsReply && number == (gex ? message::kKexGexReply : message::kKexDhReply))
         return receiveReply(payload);
-    return unexpected();
+    return unexpectedKex();
 }
 
 Status KeyExchange::receiveInit(ByteView payload)
 {
     if (state_ == State::Idle) {
-        const Status started = start(); // The server wants new keys.
+        Status started = start(); // The server wants new keys.
         if (!started.ok())
             return started;
     }
     if (state_ != State::AwaitsInit)
-        return unexpected();
+        return unexpectedKex();
     const auto lists = parseKexInit(payload);
     if (!lists)
-        return malformed();
+        return malformedKex();
     const bool wasStrict = choice_.strict;
     Result<AlgorithmChoice> chosen = choose(offer_, *lists);
     if (!chosen.ok())
@@ -76,7 +77,7 @@ Status KeyExchange::receiveInit(ByteView payload)
     skipsNext_ = choice_.guessedWrong;
     serverInit_ = copyOf(payload);
     method_ = findKexMethod(choice_.keyExchange);
-    if (method_->family == KexMethod::Family::GroupExchange) {
+    if (method_->family == KexFamily::GroupExchange) {
         state_ = State::AwaitsGroup;
         return codec_.seal(WireWriter(message::kKexGexRequest)
                                .uint32(kGexMinimum)
@@ -97,8 +98,8 @@ Status KeyExchange::receiveGroup(ByteView payload)
     group_.prime = copyOf(reader.mpint());
     group_.generator = copyOf(reader.mpint());
     if (!reader.okAndEmpty())
-        return malformed();
-    const Status checked = checkGroup(group_);
+        return malformedKex();
+    Status checked = checkGroup(group_);
     if (!checked.ok())
         return checked;
     primeChecked_ = false;
@@ -121,7 +122,7 @@ Bytes KeyExchange::exchangeHash(ByteView hostKey, ByteView serverValue, ByteView
     WireWriter all;
     all.string(setup_.clientVersion).string(setup_.serverVersion).string(clientInit_).string(serverInit_);
     all.string(hostKey);
-    if (method_->family == KexMethod::Family::GroupExchange)
+    if (method_->family == KexFamily::GroupExchange)
         all.uint32(kGexMinimum)
             .uint32(kGexPreferred)
             .uint32(kGexMaximum)
@@ -155,29 +156,30 @@ Status KeyExchange::receiveReply(ByteView payload)
     const ByteView serverValue = reader.string();
     const ByteView signature = reader.string();
     if (!reader.okAndEmpty())
-        return malformed();
-    const Status prime = idleWork();
+        return malformedKex();
+    Status prime = idleWork();
     if (!prime.ok())
         return prime;
     const Result<Bytes> secret = agreement_->sharedSecret(serverValue);
     if (!secret.ok())
         return secret.error();
     const Bytes all = exchangeHash(hostKey, serverValue, *secret);
-    const Status trusted = checkHostKey(hostKey, signature, all);
+    Status trusted = checkHostKey(hostKey, signature, all);
     if (!trusted.ok())
         return trusted;
     if (sessionId_.empty())
         sessionId_ = all;
     agreement_.reset();
 
-    Result<PacketCodec::Protection> outgoing = deriveProtection(kToServer, *secret, all);
-    Result<PacketCodec::Protection> incoming = deriveProtection(kToClient, *secret, all);
+    const ExchangeSecrets secrets{method_->hash, *secret, all, sessionId_};
+    Result<PacketCodec::Protection> outgoing = deriveProtection(choice_, kToServer, secrets);
+    Result<PacketCodec::Protection> incoming = deriveProtection(choice_, kToClient, secrets);
     if (!outgoing.ok() || !incoming.ok())
         return outgoing.ok() ? incoming.error() : outgoing.error();
     incoming_ = std::move(*incoming);
-    const Status sent = codec_.seal(WireWriter(message::kNewKeys));
+    Status sent = codec_.seal(WireWriter(message::kNewKeys));
     codec_.protectOutgoing(std::move(*outgoing), choice_.strict);
-    codec_.compressOutgoing(compresses(kToServer));
+    codec_.compressOutgoing(compresses(choice_, kToServer, authenticated_));
     state_ = State::AwaitsNewKeys;
     return sent;
 }
@@ -185,19 +187,13 @@ Status KeyExchange::receiveReply(ByteView payload)
 Status KeyExchange::receiveNewKeys(ByteView payload)
 {
     if (state_ != State::AwaitsNewKeys || payload.size() != 1)
-        return unexpected();
+        return unexpectedKex();
     codec_.protectIncoming(std::move(incoming_), choice_.strict);
-    codec_.decompressIncoming(compresses(kToClient));
+    codec_.decompressIncoming(compresses(choice_, kToClient, authenticated_));
     incoming_ = {};
     state_ = State::Idle;
     established_ = true;
     return {};
-}
-
-bool KeyExchange::compresses(Way way) const
-{
-    const std::string& name = choice_.compression[way];
-    return name == "zlib" || (name == "zlib@openssh.com" && authenticated_);
 }
 
 void KeyExchange::authenticated()
@@ -207,35 +203,6 @@ void KeyExchange::authenticated()
         codec_.compressOutgoing(true);
     if (choice_.compression[kToClient] == "zlib@openssh.com")
         codec_.decompressIncoming(true);
-}
-
-// RFC 4253, section 7.2.
-Bytes KeyExchange::deriveKey(char letter, std::size_t size, ByteView secret, ByteView exchangeHash) const
-{
-    const Bytes start = WireWriter().mpint(secret).raw(exchangeHash).take();
-    Bytes key = hash(method_->hash, {start, viewOf({&letter, 1}), sessionId_});
-    while (key.size() < size)
-        append(key, hash(method_->hash, {start, key}));
-    key.resize(size);
-    return key;
-}
-
-Result<PacketCodec::Protection> KeyExchange::deriveProtection(
-    Way way, ByteView secret, ByteView exchangeHash) const
-{
-    const CipherInfo& cipherInfo = *findCipher(choice_.cipher[way]);
-    const MacInfo& macInfo = *findMac(choice_.mac[way]);
-    const auto letter = [&](char first) { return static_cast<char>(first + (way == kToClient ? 1 : 0)); };
-    Result<PacketCipher> cipher =
-        PacketCipher::create(cipherInfo, deriveKey(letter('C'), cipherInfo.keySize, secret, exchangeHash),
-            deriveKey(letter('A'), cipherInfo.ivSize, secret, exchangeHash));
-    if (!cipher.ok())
-        return cipher.error();
-    Result<PacketMac> mac =
-        PacketMac::create(macInfo, deriveKey(letter('E'), macInfo.size, secret, exchangeHash));
-    if (!mac.ok())
-        return mac.error();
-    return PacketCodec::Protection{std::move(*cipher), std::move(*mac)};
 }
 
 } // namespace ssh

@@ -27,6 +27,7 @@ public:
     Status start(); // Sends our KEXINIT. No effect while an exchange is going on.
     Status receive(ByteView payload); // A message with a number from 20 to 49.
 
+    bool going() const { return state_ != State::Idle; }
     // Between our KEXINIT and our NEWKEYS nothing but key exchange may be sent: RFC 4253, section 7.1.
     bool holdsBackOthers() const { return state_ != State::Idle && state_ != State::AwaitsNewKeys; }
     bool established() const { return established_; } // A first exchange is complete, both ways.
@@ -50,9 +51,6 @@ private:
     Status receiveNewKeys(ByteView payload);
     Status checkHostKey(ByteView blob, ByteView signature, const Bytes& exchangeHash);
     Bytes exchangeHash(ByteView hostKey, ByteView serverValue, ByteView secret) const;
-    Result<PacketCodec::Protection> deriveProtection(Way way, ByteView secret, ByteView exchangeHash) const;
-    Bytes deriveKey(char letter, std::size_t size, ByteView secret, ByteView exchangeHash) const;
-    bool compresses(Way way) const;
 
     PacketCodec& codec_;
     Setup setup_;

@@ -122,10 +122,10 @@ Result<PrivateKey> readPrivateSection(ByteView section)
     Result<PrivateKey> key = Error{"A private key of type \"" + printable(type, 40) + "\" isn't understood."};
     const SignatureInfo* info = findSignature(type);
     if (info && info->keyType == info->name)
-        key = info->family == SignatureInfo::Family::Rsa   ? readOpenSshRsa(reader)
-            : info->family == SignatureInfo::Family::Dsa   ? readOpenSshDsa(reader)
-            : info->family == SignatureInfo::Family::Ecdsa ? readOpenSshEcdsa(reader, info->curveBits)
-                                                           : readOpenSshEd25519(reader);
+        key = info->family == SignatureFamily::Rsa   ? readOpenSshRsa(reader)
+            : info->family == SignatureFamily::Dsa   ? readOpenSshDsa(reader)
+            : info->family == SignatureFamily::Ecdsa ? readOpenSshEcdsa(reader, info->curveBits)
+                                                     : readOpenSshEd25519(reader);
     if (!key.ok())
         return key;
     reader.string(); // The comment.

@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
-#include <optional>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace ssh {
@@ -153,7 +154,7 @@ private:
 
 bool readAll(int descriptor, std::string& text)
 {
-    constexpr std::size_t kMostBytes = 64 * 1024 * 1024;
+    constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
     char buffer[16384];
     while (text.size() < kMostBytes) {
         const ssize_t got = read(descriptor, buffer, sizeof buffer);
@@ -168,14 +169,34 @@ bool readAll(int descriptor, std::string& text)
     return false;
 }
 
-bool writeAll(int descriptor, std::string_view text)
+// Whoever holds the lock only reads the file and adds a line. One that is held for longer is somebody's
+// fault, which our caller's time limits don't pay for.
+bool lockSoon(int descriptor)
 {
-    while (!text.empty()) {
-        const ssize_t put = write(descriptor, text.data(), text.size());
-        if (put < 0 && errno != EINTR)
+    for (int attempt = 0; attempt < 200; ++attempt) {
+        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
+            return true;
+        if (errno != EWOULDBLOCK && errno != EINTR)
             return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return false;
+}
+
+// Behind the `size` bytes that the file has. Half a line would keep the host out from then on: on a full
+// disk, none is left.
+bool addLine(int descriptor, std::string_view line, std::size_t size)
+{
+    while (!line.empty()) {
+        const ssize_t put = write(descriptor, line.data(), line.size());
+        if (put < 0 && errno != EINTR) {
+            const int reason = errno;
+            (void)!ftruncate(descriptor, static_cast<off_t>(size));
+            errno = reason;
+            return false;
+        }
         if (put > 0)
-            text.remove_prefix(static_cast<std::size_t>(put));
+            line.remove_prefix(static_cast<std::size_t>(put));
     }
     return true;
 }
@@ -203,8 +224,7 @@ Error refusal(
     return Error{"The host " + name + " showed the key " + shown + ", but is known under another one ("
         + place
         + "). Somebody may be listening in, or the host has a new key. The connection was refused. If the "
-          "host's "
-          "keeper confirms the new key, remove that line (or run: ssh-keygen -R '"
+          "host's keeper confirms the new key, remove that line (or run: ssh-keygen -R '"
         + name + "' -f '" + path + "') and connect again."};
 }
 
@@ -251,41 +271,37 @@ Status KnownHosts::accept(const std::string& host, int port, const PublicKey& ke
     if (path_.empty())
         return Error{"There is no place to remember host keys: the user has no home folder."};
     const std::string name = nameInFile(host, port);
-    // A file that can only be read still serves for the hosts in it.
+    // Without the lock first: a host is mostly known, and a file that can only be read serves for that.
+    std::string text;
     const File reading(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
-    if (reading.get() < 0 && errno != ENOENT)
+    if (reading.get() >= 0 ? !readAll(reading.get(), text) : errno != ENOENT)
         return cannot("read", path_);
-    if (reading.get() >= 0) {
-        std::string text;
-        if (!readAll(reading.get(), text))
-            return cannot("read", path_);
-        const HostRecord record = lookUpHost(text, host, port, key.blob());
-        if (record.verdict == HostRecord::Verdict::Known)
-            return {};
-        if (record.verdict != HostRecord::Verdict::Unknown)
-            return refusal(record, path_, name, key);
-    }
+    HostRecord record = lookUpHost(text, host, port, key.blob());
+    if (record.verdict == HostRecord::Verdict::Known)
+        return {};
 
-    // Looked up once more under the lock: somebody else may have met the host in the meantime.
+    // Then under the lock: somebody else may just have met the host, and have been halfway through its line.
     makeFolders(path_);
     const File file(open(path_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
-    if (file.get() < 0 || flock(file.get(), LOCK_EX) != 0)
-        return cannot("written", path_);
-    std::string text;
-    if (!readAll(file.get(), text))
-        return cannot("read", path_);
-    const HostRecord record = lookUpHost(text, host, port, key.blob());
+    const bool locked = file.get() >= 0 && lockSoon(file.get());
+    if (locked) {
+        text.clear();
+        if (!readAll(file.get(), text))
+            return cannot("read", path_);
+        record = lookUpHost(text, host, port, key.blob());
+    }
     if (record.verdict == HostRecord::Verdict::Known)
         return {};
     if (record.verdict != HostRecord::Verdict::Unknown)
         return refusal(record, path_, name, key);
-    std::string line;
-    if (!text.empty() && !text.ends_with('\n'))
-        line += '\n'; // Somebody's last line has no end.
-    line += name + " " + key.type() + " " + toBase64(key.blob()) + "\n";
-    if (!writeAll(file.get(), line))
+    if (!locked)
         return cannot("written", path_);
-    return {};
+    // Somebody's last line may have no end.
+    const std::string start = text.empty() || text.ends_with('\n') ? "" : "\n";
+    return addLine(
+               file.get(), start + name + " " + key.type() + " " + toBase64(key.blob()) + "\n", text.size())
+        ? Status()
+        : cannot("written", path_);
 }
 
 } // namespace ssh

@@ -30,7 +30,7 @@ Status PacketCodec::seal(ByteView head, ByteView body)
 {
     if (deflater_) {
         compressed_.clear();
-        const Status status = deflater_->compress(head, body, compressed_);
+        Status status = deflater_->compress(head, body, compressed_);
         if (!status.ok())
             return status;
         head = compressed_;

@@ -13,7 +13,7 @@ namespace ssh {
 class PacketCodec {
 public:
     // Bytes in a packet, and in its payload after decompression. RFC 4253, section 6.1, asks for 35000.
-    static constexpr std::size_t kMaximumPacket = 256 * 1024;
+    static constexpr std::size_t kMaximumPacket = std::size_t{256} * 1024;
 
     // What one direction works with after a key exchange.
     struct Protection {
@@ -36,8 +36,6 @@ public:
     // The payload of the next packet, valid until the next call; nothing when it isn't complete yet. After a
     // failure the connection is of no further use.
     Result<std::optional<ByteView>> next();
-    // Bytes of a packet that hasn't come whole.
-    bool holdsPartOfPacket() const { return !input_.empty(); }
     std::uint32_t lastSequence() const { return in_.sequence - 1; } // Of the packet last given by next().
 
     // Hands over new keys, from the next packet on. The strict key exchange starts counting at 0 again.

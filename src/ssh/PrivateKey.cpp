@@ -7,8 +7,6 @@ namespace ssh {
 
 namespace {
 
-using Family = SignatureInfo::Family;
-
 constexpr unsigned kMostBits = 16384;
 
 const Error kInconsistent{"The numbers of the private key don't belong together; the file may be damaged."};
@@ -26,16 +24,16 @@ Bytes dsaValue(const Sexp& signature)
     return r.empty() || s.empty() ? Bytes() : WireWriter().raw(r).raw(s).take();
 }
 
-Bytes signatureValue(const SignatureInfo& info, const Sexp& signature, std::size_t modulusSize)
+Bytes signatureBytes(const SignatureInfo& info, const Sexp& signature, std::size_t modulusSize)
 {
     switch (info.family) {
-    case Family::Rsa:
+    case SignatureFamily::Rsa:
         return Mpi(signature.field("s")).bytes(modulusSize);
-    case Family::Dsa:
+    case SignatureFamily::Dsa:
         return dsaValue(signature);
-    case Family::Ecdsa:
+    case SignatureFamily::Ecdsa:
         return WireWriter().mpint(signature.field("r")).mpint(signature.field("s")).take();
-    case Family::Ed25519:
+    case SignatureFamily::Ed25519:
         return WireWriter().raw(signature.field("r")).raw(signature.field("s")).take();
     }
     return {};
@@ -139,7 +137,7 @@ Result<Bytes> PrivateKey::sign(const SignatureInfo& algorithm, ByteView data) co
         input ? gcry_pk_sign(&made, input.get(), key_.get()) : gpg_error(GPG_ERR_INV_OBJ);
     const Sexp signature(made);
     const std::size_t modulusSize = (gcry_pk_get_nbits(key_.get()) + 7) / 8;
-    const Bytes value = error ? Bytes() : signatureValue(algorithm, signature, modulusSize);
+    const Bytes value = error ? Bytes() : signatureBytes(algorithm, signature, modulusSize);
     if (value.empty())
         return Error{std::string("Signing with the private key failed: ") + gcry_strerror(error)};
     return WireWriter().string(algorithm.name).string(value).take();

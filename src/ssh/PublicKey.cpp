@@ -7,17 +7,15 @@ namespace ssh {
 
 namespace {
 
-using Family = SignatureInfo::Family;
-
 constexpr SignatureInfo kSignatures[] = {
-    {"ssh-dss", "ssh-dss", Family::Dsa, GCRY_MD_SHA1, "sha1", 0},
-    {"ssh-rsa", "ssh-rsa", Family::Rsa, GCRY_MD_SHA1, "sha1", 0},
-    {"rsa-sha2-512", "ssh-rsa", Family::Rsa, GCRY_MD_SHA512, "sha512", 0},
-    {"rsa-sha2-256", "ssh-rsa", Family::Rsa, GCRY_MD_SHA256, "sha256", 0},
-    {"ssh-ed25519", "ssh-ed25519", Family::Ed25519, GCRY_MD_SHA512, "sha512", 0},
-    {"ecdsa-sha2-nistp256", "ecdsa-sha2-nistp256", Family::Ecdsa, GCRY_MD_SHA256, "sha256", 256},
-    {"ecdsa-sha2-nistp384", "ecdsa-sha2-nistp384", Family::Ecdsa, GCRY_MD_SHA384, "sha384", 384},
-    {"ecdsa-sha2-nistp521", "ecdsa-sha2-nistp521", Family::Ecdsa, GCRY_MD_SHA512, "sha512", 521},
+    {"ssh-dss", "ssh-dss", SignatureFamily::Dsa, GCRY_MD_SHA1, "sha1", 0},
+    {"ssh-rsa", "ssh-rsa", SignatureFamily::Rsa, GCRY_MD_SHA1, "sha1", 0},
+    {"rsa-sha2-512", "ssh-rsa", SignatureFamily::Rsa, GCRY_MD_SHA512, "sha512", 0},
+    {"rsa-sha2-256", "ssh-rsa", SignatureFamily::Rsa, GCRY_MD_SHA256, "sha256", 0},
+    {"ssh-ed25519", "ssh-ed25519", SignatureFamily::Ed25519, GCRY_MD_SHA512, "sha512", 0},
+    {"ecdsa-sha2-nistp256", "ecdsa-sha2-nistp256", SignatureFamily::Ecdsa, GCRY_MD_SHA256, "sha256", 256},
+    {"ecdsa-sha2-nistp384", "ecdsa-sha2-nistp384", SignatureFamily::Ecdsa, GCRY_MD_SHA384, "sha384", 384},
+    {"ecdsa-sha2-nistp521", "ecdsa-sha2-nistp521", SignatureFamily::Ecdsa, GCRY_MD_SHA512, "sha512", 521},
 };
 
 // Below the least, a key can be broken; above the most, it only keeps the processor busy.
@@ -64,7 +62,7 @@ Sexp ecdsaKey(WireReader& reader, const SignatureInfo& info)
 {
     const std::string curve = reader.text();
     const ByteView point = reader.string();
-    if (!reader.okAndEmpty() || !info.name.ends_with(curve) || curve.empty()
+    if (!reader.okAndEmpty() || curve != "nistp" + std::to_string(info.curveBits)
         || !EcCurve(info.curveBits).isPoint(point))
         return {};
     return Sexp::build("(public-key (ecc (curve %s) (q %b)))", EcCurve::cryptoName(info.curveBits),
@@ -84,20 +82,20 @@ Sexp signatureValue(const SignatureInfo& info, ByteView value)
 {
     WireReader reader(value);
     switch (info.family) {
-    case Family::Rsa:
+    case SignatureFamily::Rsa:
         return Sexp::build("(sig-val (rsa (s %m)))", Mpi(value).get());
-    case Family::Dsa:
+    case SignatureFamily::Dsa:
         if (value.size() != 40)
             return {};
         return Sexp::build(
             "(sig-val (dsa (r %m) (s %m)))", Mpi(value.first(20)).get(), Mpi(value.last(20)).get());
-    case Family::Ecdsa: {
+    case SignatureFamily::Ecdsa: {
         const Mpi r(reader.mpint());
         const Mpi s(reader.mpint());
         return reader.okAndEmpty() ? Sexp::build("(sig-val (ecdsa (r %m) (s %m)))", r.get(), s.get())
                                    : Sexp();
     }
-    case Family::Ed25519:
+    case SignatureFamily::Ed25519:
         if (value.size() != kEd25519SignatureSize)
             return {};
         return Sexp::build("(sig-val (eddsa (r %b) (s %b)))", 32, value.data(), 32, value.data() + 32);
@@ -117,11 +115,11 @@ const SignatureInfo* findSignature(std::string_view name)
 
 Sexp signatureInput(const SignatureInfo& algorithm, ByteView data)
 {
-    if (algorithm.family == Family::Ed25519)
+    if (algorithm.family == SignatureFamily::Ed25519)
         return Sexp::build("(data (flags eddsa) (hash-algo sha512) (value %b))", sizeOf(data), data.data());
     const Bytes digest = hash(algorithm.hash, {data});
-    const char* format = algorithm.family == Family::Rsa ? "(data (flags pkcs1) (hash %s %b))"
-                                                         : "(data (flags rfc6979) (hash %s %b))";
+    const char* format = algorithm.family == SignatureFamily::Rsa ? "(data (flags pkcs1) (hash %s %b))"
+                                                                  : "(data (flags rfc6979) (hash %s %b))";
     return Sexp::build(format, algorithm.hashName, sizeOf(digest), digest.data());
 }
 
@@ -136,16 +134,16 @@ Result<PublicKey> PublicKey::parse(ByteView blob)
     if (!info || info->keyType != info->name)
         return Error{"A key of type \"" + printable(key.type_, 40) + "\" isn't understood."};
     switch (info->family) {
-    case Family::Rsa:
+    case SignatureFamily::Rsa:
         key.key_ = rsaKey(reader);
         break;
-    case Family::Dsa:
+    case SignatureFamily::Dsa:
         key.key_ = dsaKey(reader);
         break;
-    case Family::Ecdsa:
+    case SignatureFamily::Ecdsa:
         key.key_ = ecdsaKey(reader, *info);
         break;
-    case Family::Ed25519:
+    case SignatureFamily::Ed25519:
         key.key_ = ed25519Key(reader);
         break;
     }

@@ -9,12 +9,13 @@
 
 namespace ssh {
 
+enum class SignatureFamily { Dsa, Rsa, Ecdsa, Ed25519 };
+
 // How a signature algorithm signs: which key type it goes with, and over which hash.
 struct SignatureInfo {
-    enum class Family { Dsa, Rsa, Ecdsa, Ed25519 };
     std::string_view name;
     std::string_view keyType; // The name inside the key blob; differs from `name` for RSA with SHA-2.
-    Family family;
+    SignatureFamily family;
     int hash; // A GCRY_MD_ number.
     const char* hashName; // As libgcrypt calls it.
     int curveBits; // For ECDSA only.

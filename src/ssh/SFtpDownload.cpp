@@ -8,9 +8,12 @@ namespace ssh {
 namespace {
 
 constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
-// As long as the size isn't known, requests past the end cost the server something.
+// As long as it isn't known how long the file is, and how much the server gives for one request, many of them
+// may be wasted.
 constexpr std::size_t kSlotsAtFirst = 4;
 constexpr std::uint32_t kLeastReadChunk = 1024;
+// A server that answers in crumbs and out of order makes us keep a slot for each of them.
+constexpr std::size_t kMostSlots = std::size_t{16} * 1024;
 
 } // namespace
 
@@ -32,7 +35,8 @@ SFtpDownload::~SFtpDownload()
 
 std::size_t SFtpDownload::mostSlots() const
 {
-    std::size_t most = sizeTrusted_ ? session_.openWindow() / session_.limits().readChunk : kSlotsAtFirst;
+    std::size_t most =
+        sizeTrusted_ && answered_ ? session_.openWindow() / session_.limits().readChunk : kSlotsAtFirst;
     if (session_.limits().readSlots)
         most = std::min(most, session_.limits().readSlots);
     return std::max<std::size_t>(most, 1);
@@ -127,7 +131,7 @@ Status SFtpDownload::receiveSize(const SFtpSession::Reply& reply)
     return {};
 }
 
-Status SFtpDownload::receiveData(Slots::iterator slot, const SFtpSession::Reply& reply)
+Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply)
 {
     WireReader reader(reply.body);
     const ByteView data = reader.string();
@@ -136,20 +140,21 @@ Status SFtpDownload::receiveData(Slots::iterator slot, const SFtpSession::Reply&
         return SFtpSession::malformed();
     }
     slot->arrived = true;
+    answered_ = true;
     const auto got = static_cast<std::uint32_t>(data.size());
     const bool isFirst = slot == slots_.begin();
     const std::uint64_t end = slot->offset + got;
     if (!isFirst)
         slot->data = copyOf(data);
     if (got < slot->length && end < end_) {
-        const Status again = askAgain(slot, got); // May move the slots.
+        Status again = askAgain(slot, got); // May move the slots.
         if (!again.ok())
             return again;
     }
     if (!isFirst)
         return {};
     const std::uint64_t wanted = end_ > position_ ? end_ - position_ : 0;
-    const Status put = output_(data.first(static_cast<std::size_t>(std::min<std::uint64_t>(got, wanted))));
+    Status put = output_(data.first(static_cast<std::size_t>(std::min<std::uint64_t>(got, wanted))));
     if (!put.ok())
         return put;
     position_ = std::min(end, std::max(end_, position_));
@@ -158,8 +163,10 @@ Status SFtpDownload::receiveData(Slots::iterator slot, const SFtpSession::Reply&
 }
 
 // A short read asks for its rest; the next requests ask for what this server is willing to give.
-Status SFtpDownload::askAgain(Slots::iterator slot, std::uint32_t got)
+Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
 {
+    if (slots_.size() >= kMostSlots)
+        return Error{"The server answers in pieces that are too small to be kept."};
     const std::uint32_t missing = slot->length - got;
     const std::uint64_t offset = slot->offset + got;
     slot->length = got;
@@ -177,7 +184,7 @@ Status SFtpDownload::putOutArrived()
         const Slot& slot = slots_.front();
         const auto count =
             static_cast<std::size_t>(std::min<std::uint64_t>(slot.data.size(), end_ - position_));
-        const Status put = output_(ByteView(slot.data).first(count));
+        Status put = output_(ByteView(slot.data).first(count));
         if (!put.ok())
             return put;
         position_ += count;

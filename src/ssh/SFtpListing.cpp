@@ -6,7 +6,7 @@ namespace {
 
 // A directory that never ends must not fill our memory.
 constexpr std::size_t kMostEntries = 200000;
-constexpr std::size_t kMostNameBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
 
 Status takeNames(
     const SFtpSession& session, ByteView body, bool includeDotDirs, std::vector<SFtpEntry>& entries)
@@ -53,7 +53,7 @@ Result<std::vector<SFtpEntry>> readListing(SFtpSession& session, ByteView handle
             return taken.error();
         // The bytes are counted too: a server can fill replies with names that are dropped, without an end.
         bytes += reply->body.size() + 64;
-        if (entries.size() > kMostEntries || bytes > kMostNameBytes * 4)
+        if (entries.size() > kMostEntries || bytes > kMostBytes)
             return Error{"The directory has more entries than can be listed."};
     }
 }

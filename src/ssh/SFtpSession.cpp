@@ -8,11 +8,11 @@ namespace ssh {
 
 namespace {
 
-constexpr std::uint32_t kLengthField = 4;
+constexpr std::uint32_t kReplyLengthField = 4;
 // Longer than any reply to what is asked here: directory listings are the longest.
 constexpr std::uint32_t kLongestReply = 1024 * 1024;
 // Enough under way to keep socket and server busy.
-constexpr std::size_t kEnoughUnsent = 512 * 1024;
+constexpr std::size_t kEnoughUnsent = std::size_t{512} * 1024;
 
 // Servers that mishandle an offer of more than version 3.
 constexpr std::string_view kVersion3Servers[] = {
@@ -148,8 +148,8 @@ Status SFtpSession::negotiate()
     if (!*ready)
         return Error{"The server doesn't start its SFTP subsystem."};
     const std::uint32_t length = loadUint32(channel_.received.data());
-    status = readVersion(channel_.received.view().subspan(kLengthField, length));
-    return status.ok() ? host_.channels().consume(channel_, kLengthField + length) : status;
+    status = readVersion(channel_.received.view().subspan(kReplyLengthField, length));
+    return status.ok() ? host_.channels().consume(channel_, kReplyLengthField + length) : status;
 }
 
 Status SFtpSession::readVersion(ByteView body)
@@ -209,13 +209,13 @@ bool SFtpSession::hasRoom() const
 
 Result<bool> SFtpSession::packetReady()
 {
-    if (channel_.received.size() < kLengthField)
+    if (channel_.received.size() < kReplyLengthField)
         return false;
     const std::uint32_t length = loadUint32(channel_.received.data());
     if (length < 5 || length > kLongestReply)
         return Error{
             "The server sent an SFTP reply of an impossible length (" + std::to_string(length) + ")."};
-    return channel_.received.size() - kLengthField >= length;
+    return channel_.received.size() - kReplyLengthField >= length;
 }
 
 Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
@@ -226,7 +226,7 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
         if (complete.ok() && !*complete) {
             if (ready && ready())
                 return {};
-            const Status status = host_.waitFor([&] {
+            Status status = host_.waitFor([&] {
                 complete = packetReady();
                 return !complete.ok() || *complete || channel_.closeReceived || (ready && ready());
             });
@@ -241,7 +241,7 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
             continue;
         }
         const std::uint32_t length = loadUint32(channel_.received.data());
-        WireReader reader(channel_.received.view().subspan(kLengthField, length));
+        WireReader reader(channel_.received.view().subspan(kReplyLengthField, length));
         Reply reply;
         reply.type = reader.byte();
         reply.id = reader.uint32();
@@ -251,7 +251,7 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
         Status status;
         if (abandoned_.erase(reply.id) == 0)
             status = handle(reply);
-        const Status consumed = host_.channels().consume(channel_, kLengthField + length);
+        const Status consumed = host_.channels().consume(channel_, kReplyLengthField + length);
         if (!status.ok() || !consumed.ok())
             return status.ok() ? consumed : status;
     }

@@ -34,8 +34,8 @@ private:
     Result<Slot> request(std::uint64_t offset, std::uint32_t length);
     Status receive(const SFtpSession::Reply& reply);
     Status receiveSize(const SFtpSession::Reply& reply);
-    Status receiveData(Slots::iterator slot, const SFtpSession::Reply& reply);
-    Status askAgain(Slots::iterator slot, std::uint32_t got);
+    Status receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply);
+    Status askAgain(const Slots::iterator& slot, std::uint32_t got);
     Status putOutArrived();
     std::size_t mostSlots() const;
     bool finished() const { return position_ >= end_; }
@@ -47,6 +47,7 @@ private:
     std::uint64_t next_; // Offset of the next new request.
     std::uint64_t end_; // Where the file is known or supposed to end.
     bool sizeTrusted_ = false; // The end is told by the server or the caller, not just the largest number.
+    bool answered_ = false; // Some data has come.
     std::optional<std::uint32_t> sizeRequest_;
     std::uint32_t chunk_;
     Slots slots_; // By offset, without gaps, from `position_` on.

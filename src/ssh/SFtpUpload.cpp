@@ -6,23 +6,23 @@ namespace ssh {
 
 namespace {
 
-constexpr std::size_t kMostBytesInFlight = 8 * 1024 * 1024;
+constexpr std::size_t kMostBytesInFlight = std::size_t{8} * 1024 * 1024;
 constexpr std::uint32_t kRequestOverhead = 300; // What goes with a chunk, the longest handle included.
-constexpr std::uint32_t kLeastUploadChunk = 1024;
-constexpr std::uint32_t kMostChunk = 128 * 1024;
+constexpr std::uint32_t kLeastWriteChunk = 1024;
+constexpr std::uint32_t kMostWriteChunk = 128 * 1024;
 
 } // namespace
 
 SFtpUpload::SFtpUpload(SFtpSession& session, ByteView handle, std::uint64_t from, Input input)
     : session_(session), handle_(copyOf(handle)), input_(std::move(input)), offset_(from)
 {
-    std::uint32_t chunk = std::clamp(session.settings().uploadChunk, kLeastUploadChunk, kMostChunk);
+    std::uint32_t chunk = std::clamp(session.settings().uploadChunk, kLeastWriteChunk, kMostWriteChunk);
     const std::uint32_t window = session.serverWindow();
     const bool smallWindow = window < chunk + kRequestOverhead;
     // Where the whole window is less than a write, writes are cut to fit into it: half of one would lie at
     // the server until there is room for the rest.
     if (smallWindow)
-        chunk = std::max(window > kRequestOverhead ? window - kRequestOverhead : 0, kLeastUploadChunk);
+        chunk = std::max(window > kRequestOverhead ? window - kRequestOverhead : 0, kLeastWriteChunk);
     mostInFlight_ = kMostBytesInFlight / chunk;
     // And where the server gives room only when all of it is used, a second write would wait for the first.
     if (smallWindow && session.limits().slowWindow)
@@ -57,7 +57,7 @@ Status SFtpUpload::run(bool closing)
 Status SFtpUpload::sendChunks(bool closing)
 {
     while (maySend()) {
-        const Status status = sendChunk(closing);
+        Status status = sendChunk(closing);
         if (!status.ok())
             return status;
     }

@@ -46,7 +46,7 @@ Error failure(const std::string& what, int code)
 int millisecondsUntil(Deadline deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600 * 1000));
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600'000));
 }
 
 void lookUp(Lookup& result, const std::string& host, int port, int flags)
@@ -95,6 +95,20 @@ Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline
     return std::move(shared->addresses);
 }
 
+// A command may be quiet for hours, and nothing is sent meanwhile: only probes tell that from a host that is
+// gone. Six minutes without an answer leave a short break of the line its time.
+void keepAlive(int descriptor)
+{
+    const int one = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+    const int idleSeconds = 60;
+    const int probeSeconds = 30;
+    const int probes = 10;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &probeSeconds, sizeof probeSeconds);
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+}
+
 // Starts connecting; closed on an immediate failure, whose reason goes to `error`.
 Socket startConnecting(const Address& address, int& error)
 {
@@ -102,7 +116,7 @@ Socket startConnecting(const Address& address, int& error)
     const int one = 1;
     if (socket.isOpen()) {
         setsockopt(socket.descriptor(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        setsockopt(socket.descriptor(), SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+        keepAlive(socket.descriptor());
         const auto* target = reinterpret_cast<const sockaddr*>(&address.storage);
         if (::connect(socket.descriptor(), target, address.size) == 0 || errno == EINPROGRESS
             || errno == EINTR)
@@ -158,6 +172,7 @@ Result<Socket> Socket::connect(const std::string& host, int port, Deadline deadl
         if (attempts.empty())
             return failure("Connecting to " + where + " failed", error);
         std::vector<pollfd> polled;
+        polled.reserve(attempts.size());
         for (const Socket& attempt : attempts)
             polled.push_back({attempt.descriptor(), POLLOUT, 0});
         const Deadline until = next < addresses->size() ? std::min(nextAt, deadline) : deadline;

@@ -13,7 +13,9 @@ namespace {
 constexpr std::size_t kLongestVersion = 255;
 
 // A peer that sends requests and never reads the answers must not fill our memory.
-constexpr std::size_t kMostUnread = 16 * 1024 * 1024;
+constexpr std::size_t kMostUnread = std::size_t{16} * 1024 * 1024;
+// What a message that is held back takes beside its bytes.
+constexpr std::size_t kHeldOverhead = 64;
 
 } // namespace
 
@@ -60,7 +62,7 @@ Status SshProtocol::process()
 {
     if (!kex_) {
         bool complete = false;
-        const Status status = takeVersionLine(complete);
+        Status status = takeVersionLine(complete);
         if (!status.ok() || !complete)
             return status;
     }
@@ -77,7 +79,7 @@ Status SshProtocol::process()
             status = flushHeld();
         if (!status.ok())
             return status;
-        if (outgoing().size() > kMostUnread)
+        if (unsent() > kMostUnread)
             return Error{"The server sends requests but doesn't read the answers."};
     }
 }
@@ -86,7 +88,7 @@ Status SshProtocol::receive(ByteView payload)
 {
     const std::uint8_t number = payload[0];
     if (message::isKeyExchange(number)) {
-        const Status status = kex_->receive(payload);
+        Status status = kex_->receive(payload);
         if (!status.ok() || serviceRequested_ || kex_->holdsBackOthers() || kex_->sessionId().empty())
             return status;
         // Our new keys are in use, and the server takes what comes after them in order.
@@ -96,17 +98,20 @@ Status SshProtocol::receive(ByteView payload)
     if (number != message::kDisconnect && kex_->forbidsOthers())
         return Error{"The server sent message " + std::to_string(number)
             + " within its first key exchange, which the strict form forbids."};
+    // RFC 8308, section 2.4: extension info follows the first keys. Before them, anybody could have written it.
+    const bool needsKeys =
+        number >= message::kKexInit || number == message::kServiceAccept || number == message::kExtInfo;
+    if (needsKeys && !kex_->established())
+        return Error{"The server sent message " + std::to_string(number) + " before its first key exchange."};
     if (number < message::kKexInit && number != message::kServiceAccept)
         return receiveTransport(payload);
-    if (!kex_->established())
-        return Error{"The server sent message " + std::to_string(number) + " before its first key exchange."};
     if (message::isConnection(number))
         return loggedIn_ ? channels_.receive(payload)
                          : Status(Error{"The server sent a channel message before the login."});
     if (message::isUserauth(number) || number == message::kServiceAccept) {
         if (loggedIn_ && number != message::kUserauthBanner)
             return {}; // RFC 4252, section 5.1: nothing of it matters any more.
-        const Status status = auth_.receive(payload);
+        Status status = auth_.receive(payload);
         if (status.ok() && auth_.done() && !loggedIn_) {
             loggedIn_ = true;
             kex_->authenticated();
@@ -165,6 +170,7 @@ Status SshProtocol::send(ByteView head, ByteView body)
         return codec_.seal(head, body);
     Bytes whole = copyOf(head);
     append(whole, body);
+    heldBytes_ += whole.size() + kHeldOverhead;
     held_.push_back(std::move(whole));
     return {};
 }
@@ -174,7 +180,8 @@ Status SshProtocol::flushHeld()
     while (!held_.empty() && !kex_->holdsBackOthers()) {
         const Bytes payload = std::move(held_.front());
         held_.pop_front();
-        const Status status = codec_.seal(payload);
+        heldBytes_ -= payload.size() + kHeldOverhead;
+        Status status = codec_.seal(payload);
         if (!status.ok())
             return status;
     }

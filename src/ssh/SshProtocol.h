@@ -26,6 +26,8 @@ public:
     Status idleWork() { return kex_ ? kex_->idleWork() : Status(); }
     ByteQueue& incoming() { return codec_.input(); }
     ByteQueue& outgoing() { return codec_.output(); }
+    // Bytes that wait to be taken out of `outgoing()`, or for the end of a key exchange to get there.
+    std::size_t unsent() { return outgoing().size() + heldBytes_; }
 
     // Keys are in use both ways, and user authentication has been asked for.
     bool established() const { return kex_ && kex_->established(); }
@@ -33,7 +35,7 @@ public:
     const UserAuth& auth() const { return auth_; }
     ChannelTable& channels() { return channels_; } // Once the user is logged in.
     Status exchangeKeys() { return kex_ ? kex_->start() : Status(); }
-    bool exchangingKeys() const { return kex_ && (kex_->holdsBackOthers() || !kex_->established()); }
+    bool exchangingKeys() const { return kex_ && kex_->going(); }
     void disconnect(); // Tells the server that we go.
 
     const std::string& serverVersion() const { return serverVersion_; }
@@ -54,6 +56,7 @@ private:
     UserAuth auth_;
     ChannelTable channels_;
     std::deque<Bytes> held_; // Messages that wait for the end of a key exchange.
+    std::size_t heldBytes_ = 0; // Of memory that they take.
     bool serviceRequested_ = false;
     bool loggedIn_ = false;
 };

@@ -8,7 +8,7 @@ namespace ssh {
 
 namespace {
 
-constexpr std::size_t kReadSize = 256 * 1024;
+constexpr std::size_t kReadSize = std::size_t{256} * 1024;
 constexpr std::chrono::milliseconds kSixHours{21600000};
 
 const Error kNotConnected{"There is no connection to a server."};
@@ -77,7 +77,7 @@ Status SshTransport::handshake(Deadline deadline)
     const Status started = protocol_->start();
     if (!started.ok())
         return fail(started.error());
-    const Status status = waitUntil(deadline, [this] { return protocol_->established(); });
+    Status status = waitUntil(deadline, [this] { return protocol_->established(); });
     if (!status.ok())
         return status;
     if (protocol_->established())
@@ -88,8 +88,12 @@ Status SshTransport::handshake(Deadline deadline)
 void SshTransport::disconnect()
 {
     if (socket_.isOpen() && protocol_) {
-        protocol_->disconnect();
-        (void)flush();
+        try {
+            protocol_->disconnect();
+            (void)SshTransport::flush(); // By its full name: a destructor gets here too.
+        } catch (const std::exception&) {
+            // A farewell that there is no memory for isn't worth the process, which a destructor would end.
+        }
     }
     socket_.close();
     protocol_.reset();
@@ -151,13 +155,10 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
     while (!done()) {
         if (!socket_.isOpen())
             return kNotConnected;
-        if (ended_) {
-            if (!protocol_->incoming().empty())
-                log_("Closing SSH connection because incomplete packet received.");
+        if (ended_)
             return fail(Error{protocol_->incoming().empty()
                     ? "The server closed the connection."
                     : "Closing SSH connection because incomplete packet received."});
-        }
         const Result<Progress> progress = moveBytes(deadline);
         if (!progress.ok())
             return progress.error();
@@ -174,7 +175,7 @@ Status SshTransport::waitFor(const std::function<bool()>& done)
     const auto check = [&] { return (reached = done()) || moved_; };
     do {
         moved_ = false;
-        const Status status = waitUntil(Clock::now() + idleLimit(), check);
+        Status status = waitUntil(Clock::now() + idleLimit(), check);
         if (!status.ok())
             return status;
         if (!reached && !moved_ && !done())
@@ -190,10 +191,10 @@ Status SshTransport::authenticate(Credentials credentials)
         return kNotConnected;
     if (authenticated())
         return {};
-    const Status begun = protocol_->authenticate(std::move(credentials));
+    Status begun = protocol_->authenticate(std::move(credentials));
     if (!begun.ok())
         return begun;
-    const Status status = waitFor([this] { return !protocol_->auth().pending(); });
+    Status status = waitFor([this] { return !protocol_->auth().pending(); });
     if (!status.ok())
         return status;
     if (!protocol_->auth().done()) {
@@ -217,7 +218,7 @@ Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
 {
     if (!connected() || !authenticated())
         return Error{"A channel needs a connection with a user logged in."};
-    const auto number = channels().open(settings_.initialWindow, settings_.maximumPacket);
+    auto number = channels().open(settings_.initialWindow, settings_.maximumPacket);
     if (!number.ok())
         return number;
     Channel& opened = *channel(*number);
@@ -233,7 +234,7 @@ Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
 
 Status SshTransport::awaitAnswer(Channel& channel, const std::string& what)
 {
-    const Status status = waitFor([&] { return channel.answer || channel.closeReceived; });
+    Status status = waitFor([&] { return channel.answer || channel.closeReceived; });
     if (!status.ok())
         return status;
     return channel.answer.value_or(false) ? Status()

@@ -50,7 +50,7 @@ public:
     // The same for a fixed time, and reaching it isn't a failure.
     Status waitUntil(Deadline deadline, const std::function<bool()>& done);
     Status flush() override;
-    std::size_t unsent() const override { return protocol_->outgoing().size(); }
+    std::size_t unsent() const override { return protocol_->unsent(); }
     std::uint32_t openWindow() const override { return settings_.openWindow; }
 
     const std::string& serverVersion() const override { return protocol_->serverVersion(); }

@@ -1,13 +1,12 @@
 #include "ssh/TextConversion.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <iconv.h>
 
 namespace ssh {
 
 namespace {
-
-const iconv_t kNone = reinterpret_cast<iconv_t>(-1);
 
 class Converter {
 public:
@@ -20,7 +19,7 @@ public:
         if (usable())
             iconv_close(handle_);
     }
-    bool usable() const { return handle_ != kNone; }
+    bool usable() const { return reinterpret_cast<std::intptr_t>(handle_) != -1; }
     iconv_t get() const { return handle_; }
 
 private:

@@ -12,11 +12,11 @@ constexpr std::string_view kService = "ssh-connection";
 constexpr int kMostRounds = 16;
 constexpr std::uint32_t kMostPrompts = 64;
 
-Error malformed()
+Error malformedLogin()
 {
     return Error{"The server sent a damaged login message."};
 }
-Error unexpected()
+Error unexpectedLogin()
 {
     return Error{"The server sent a login message out of turn."};
 }
@@ -58,7 +58,7 @@ Status UserAuth::receive(ByteView payload)
     switch (payload[0]) {
     case message::kServiceAccept:
         if (serviceAccepted_ || WireReader(body).text() != "ssh-userauth")
-            return unexpected();
+            return unexpectedLogin();
         serviceAccepted_ = true;
         return {};
     case message::kUserauthBanner: {
@@ -70,7 +70,7 @@ Status UserAuth::receive(ByteView payload)
         break;
     }
     if (!serviceAccepted_ || !pending())
-        return unexpected();
+        return unexpectedLogin();
     switch (payload[0]) {
     case message::kUserauthSuccess:
         state_ = State::Done;
@@ -85,9 +85,9 @@ Status UserAuth::receive(ByteView payload)
             refuse("The server wants the password changed before it lets the user in.");
             return {};
         }
-        return unexpected();
+        return unexpectedLogin();
     default:
-        return unexpected();
+        return unexpectedLogin();
     }
 }
 
@@ -97,7 +97,7 @@ Status UserAuth::receiveFailure(ByteView body)
     const std::vector<std::string> methods = reader.nameList();
     const bool partial = reader.boolean();
     if (!reader.ok())
-        return malformed();
+        return malformedLogin();
     if (state_ == State::None)
         return chooseMethod(methods);
     const std::string offered = printable(joinNames(methods));
@@ -163,7 +163,7 @@ Status UserAuth::receiveInfoRequest(ByteView body)
         const bool shown = reader.boolean();
         answer.string(shown ? ByteView() : ByteView(credentials_.password));
     }
-    return reader.ok() ? send_(answer) : malformed();
+    return reader.ok() ? send_(answer) : malformedLogin();
 }
 
 // RFC 8332, section 3.3: SHA-2 where the server says that it takes it, else the settled SHA-1.

@@ -2,7 +2,6 @@
 
 #include "ssh/Bytes.h"
 
-#include <initializer_list>
 #include <string>
 #include <vector>
 

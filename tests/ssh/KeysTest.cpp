@@ -5,8 +5,11 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace ssh;
 using testing::ElementsAre;
@@ -14,14 +17,10 @@ using testing::HasSubstr;
 
 namespace {
 
-const bool kCryptoReady = (initializeCrypto(), true);
-
-const char* const kTypes[] = {
-    "ssh-dss", "ssh-rsa", "ssh-ed25519", "ecdsa-sha2-nistp256", "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"};
-
 TEST(KeyFile, ReadsEveryFormAndSignsWithIt)
 {
-    for (const char* type : kTypes)
+    for (const char* type : {"ssh-dss", "ssh-rsa", "ssh-ed25519", "ecdsa-sha2-nistp256",
+             "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"})
         for (const bool pem : {false, true}) {
             if (pem && std::string_view(type).find("rsa") == std::string_view::npos
                 && std::string_view(type) != "ssh-dss")
@@ -157,7 +156,12 @@ TEST(KnownHosts, RemembersAHostOnceHoweverManyMeetItTogether)
     support::writeFile(path, "else ssh-rsa AAAA");
     EXPECT_TRUE(KnownHosts(path).accept("host", 2022, *shown).ok());
     EXPECT_THAT(support::readFile(path), HasSubstr("AAAA\n[host]:2022 ssh-ed25519 "));
-    // What can't be remembered can't be compared next time.
+    // What can't be remembered can't be compared next time; a lock that is kept isn't waited for.
+    const int kept = open(path.c_str(), O_RDONLY);
+    EXPECT_EQ(flock(kept, LOCK_EX), 0);
+    EXPECT_FALSE(KnownHosts(path).accept("new", 22, *shown).ok());
+    EXPECT_TRUE(KnownHosts(path).accept("host", 2022, *shown).ok());
+    close(kept);
     EXPECT_FALSE(KnownHosts(folder / "a").accept("host", 22, *shown).ok());
     EXPECT_FALSE(KnownHosts("/proc/none/known_hosts").accept("host", 22, *shown).ok());
 }

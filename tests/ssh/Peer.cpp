@@ -1,13 +1,14 @@
 #include "ssh/PeerConnection.h"
 
 #include "ssh/Messages.h"
-
 #include "ssh/Support.h"
 
-#include <arpa/inet.h>
+#include <algorithm>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace peer {
 
@@ -24,18 +25,9 @@ const PrivateKey& keyOfType(const std::string& type)
     return at->second;
 }
 
-Peer::Peer(Options options)
-    : options_(std::move(options)), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
 {
     initializeCrypto();
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listener_, 64);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { accept(); });
 }
 
@@ -85,8 +77,9 @@ bool Connection::flush()
 {
     ByteQueue& output = codec_.output();
     while (!output.empty()) {
-        std::size_t count = output.size();
         const std::size_t sent = peer_.bytesSent_;
+        // In odd pieces: packets come torn, and several at a time.
+        std::size_t count = std::min<std::size_t>(output.size(), 1 + sent * 7919 % 20011);
         for (const auto& place : {options_.cutAt, options_.stallAt})
             if (place)
                 count = std::min(count, *place > sent ? *place - sent : 0);
@@ -108,6 +101,8 @@ bool Connection::flush()
 
 bool Connection::send(ByteView payload)
 {
+    if (payload[0] == options_.slipsInBefore && !codec_.seal(WireWriter(message::kIgnore).string("x")).ok())
+        return false;
     Bytes changed = copyOf(payload);
     if (options_.onSend)
         options_.onSend(changed);
@@ -116,7 +111,7 @@ bool Connection::send(ByteView payload)
 
 bool Connection::fill()
 {
-    if (!flush())
+    if (!sendReplies() || !flush())
         return false;
     const ssize_t got = recv(socket_, codec_.input().prepare(65536), 65536, 0);
     if (got > 0)
@@ -148,6 +143,8 @@ void Connection::run()
 bool Connection::exchangeVersions()
 {
     codec_.output().append(viewOf(options_.version + "\r\n"));
+    while (options_.chatters && send(WireWriter(message::kIgnore).string("bla")))
+        usleep(20000);
     for (;;) {
         const auto end = textOf(codec_.input().view()).find("\r\n");
         if (end != std::string_view::npos) {
@@ -163,7 +160,6 @@ bool Connection::exchangeVersions()
 bool Connection::exchangeKeys(const Bytes& clientInit)
 {
     const auto client = parseKexInit(clientInit);
-    seen_.kexAlgorithms = client->lists[0];
     const Bytes serverInit = buildKexInit(options_.offer);
     const auto own = parseKexInit(serverInit);
     const AlgorithmOffer clients{
@@ -179,7 +175,7 @@ bool Connection::exchangeKeys(const Bytes& clientInit)
 
 bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const Bytes& serverInit)
 {
-    const bool isGex = method.family == KexMethod::Family::GroupExchange;
+    const bool isGex = method.family == KexFamily::GroupExchange;
     const DhGroup group = options_.group.value_or(fixedGroup(14));
     WireWriter forGex;
     if (isGex) {
@@ -216,37 +212,17 @@ bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const B
     reply.string(key.publicBlob()).raw(agreement->publicField()).string(*key.sign(signing, all));
     if (!send(reply) || !send(WireWriter(message::kNewKeys)))
         return false;
-    protect(method, *secret, all);
+    protect({method.hash, *secret, all, sessionId_});
     return true;
 }
 
-bool Connection::compresses(Way way) const
+void Connection::protect(const ExchangeSecrets& secrets)
 {
-    return choice_.compression[way] == "zlib"
-        || (choice_.compression[way] == "zlib@openssh.com" && loggedIn_);
-}
-
-void Connection::protect(const KexMethod& method, ByteView secret, ByteView exchangeHash)
-{
-    const auto derive = [&](char letter, std::size_t size) {
-        const Bytes start = WireWriter().mpint(secret).raw(exchangeHash).take();
-        Bytes key = hash(method.hash, {start, viewOf({&letter, 1}), sessionId_});
-        while (key.size() < size)
-            append(key, hash(method.hash, {start, key}));
-        return key;
-    };
-    const auto protection = [&](Way way, char iv, char encryption, char integrity) {
-        const CipherInfo& cipher = *findCipher(choice_.cipher[way]);
-        const MacInfo& mac = *findMac(choice_.mac[way]);
-        return PacketCodec::Protection{
-            std::move(*PacketCipher::create(cipher, derive(encryption, cipher.keySize), derive(iv, 16))),
-            std::move(*PacketMac::create(mac, derive(integrity, mac.size)))};
-    };
-    codec_.protectOutgoing(protection(kToClient, 'B', 'D', 'F'), choice_.strict);
-    codec_.compressOutgoing(compresses(kToClient));
+    codec_.protectOutgoing(std::move(*deriveProtection(choice_, kToClient, secrets)), choice_.strict);
+    codec_.compressOutgoing(compresses(choice_, kToClient, loggedIn_));
     if (next()) // The client's NEWKEYS.
-        codec_.protectIncoming(protection(kToServer, 'A', 'C', 'E'), choice_.strict);
-    codec_.decompressIncoming(compresses(kToServer));
+        codec_.protectIncoming(std::move(*deriveProtection(choice_, kToServer, secrets)), choice_.strict);
+    codec_.decompressIncoming(compresses(choice_, kToServer, loggedIn_));
 }
 
 bool Connection::receive(ByteView payload)
@@ -267,7 +243,7 @@ bool Connection::receive(ByteView payload)
     case message::kServiceRequest:
         return send(WireWriter(message::kServiceAccept).string(reader.string()));
     case message::kUserauthRequest:
-        return authenticate(reader);
+        return authenticate(payload);
     case message::kUserauthInfoResponse: {
         bool right = reader.uint32() == options_.prompts.size();
         for (const auto& [text, shown] : options_.prompts)
@@ -298,9 +274,10 @@ bool Connection::succeed()
     return true;
 }
 
-bool Connection::authenticate(WireReader& request)
+bool Connection::authenticate(ByteView payload)
 {
-    const std::string user = request.text();
+    WireReader request(payload.subspan(1));
+    request.string();
     request.string();
     const std::string method = request.text();
     seen_.authRequests.push_back(method);
@@ -322,19 +299,11 @@ bool Connection::authenticate(WireReader& request)
     const std::string algorithm = request.text();
     const ByteView blob = request.string();
     const ByteView signature = request.string();
-    const Bytes all = WireWriter()
-                          .string(sessionId_)
-                          .byte(message::kUserauthRequest)
-                          .string(user)
-                          .string("ssh-connection")
-                          .string("publickey")
-                          .boolean(true)
-                          .string(algorithm)
-                          .string(blob)
-                          .take();
+    const Bytes all =
+        WireWriter().string(sessionId_).raw(payload.first(payload.size() - 4 - signature.size())).take();
     const auto key = PublicKey::parse(blob);
     const SignatureInfo* info = findSignature(algorithm);
-    seen_.userKeyAlgorithm = algorithm;
+    seen_.authRequests.push_back(algorithm);
     return info && key.ok() && key->verify(*info, signature, all).ok() ? succeed() : fail();
 }
 
@@ -365,19 +334,26 @@ bool Connection::receiveChannel(std::uint8_t number, WireReader& reader)
         toRefill_ += static_cast<std::uint32_t>(data.size());
         if (toRefill_ > options_.window)
             return false; // More than the client may send.
-        if (options_.adjusts && toRefill_ == options_.window) {
+        if (toRefill_ == options_.window) {
             toRefill_ = 0;
             if (!send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window)))
                 return false;
         }
-        for (const Bytes& reply : files_.receive(data))
-            if (!sendData(reply))
-                return false;
+        files_.receive(data, replies_);
         return true;
     }
     default:
         return true;
     }
+}
+
+bool Connection::sendReplies()
+{
+    if (options_.reversed)
+        std::reverse(replies_.begin(), replies_.end());
+    const std::vector<Bytes> replies = std::exchange(replies_, {});
+    return std::all_of(
+        replies.begin(), replies.end(), [this](const Bytes& reply) { return sendData(reply); });
 }
 
 bool Connection::sendData(ByteView data)
@@ -391,8 +367,18 @@ bool Connection::sendData(ByteView data)
     return true;
 }
 
+bool Connection::flood()
+{
+    bool good = send(buildKexInit(options_.offer));
+    while (good)
+        good = send(WireWriter(message::kGlobalRequest).string("question").boolean(true));
+    return good;
+}
+
 bool Connection::runRequest(WireReader& reader)
 {
+    if (options_.floods)
+        return flood();
     isSftp_ = reader.text() == "subsystem";
     if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_)
         return true;

@@ -26,14 +26,16 @@ struct Options {
     std::vector<std::string> authMethods = {"password"};
     std::string password = "secret";
     std::vector<std::pair<std::string, bool>> prompts = {{"Password: ", false}}; // With "may be shown".
-    std::uint32_t window = 1 << 20; // Of ours, for what the client sends,
-    bool adjusts = true; // which is filled up again.
+    std::uint32_t window = 1 << 20; // For what the client sends.
     int sftpVersion = 3;
     std::uint32_t mostRead = 1 << 20; // Bytes given for one read request.
-    bool reversed = false; // Answers whatever has gathered in the opposite order.
+    bool reversed = false; // Answers what has come in the opposite order, when there is nothing left to read.
+    bool chatters = false; // Says nothing of any use before its first key exchange,
+    bool floods = false; // or begins one after the login that it never ends, with requests in between.
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
     std::string output = "output\n"; // Of every command.
 
+    std::uint8_t slipsInBefore = 0; // Sends something meaningless before each message of this number.
     // May change a payload before it is sent, or leave it empty to send nothing.
     std::function<void(ssh::Bytes&)> onSend;
     // Bytes on the wire, counted from the first: where the stream is cut, stalls, or has a bit turned round.
@@ -42,9 +44,7 @@ struct Options {
 
 // What a peer saw, for a test to look at.
 struct Seen {
-    std::string userKeyAlgorithm;
-    std::vector<std::string> authRequests; // Methods, in order.
-    std::vector<std::string> kexAlgorithms; // The client's list.
+    std::vector<std::string> authRequests; // Methods, in order; one with a key is followed by its algorithm.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.
     std::map<std::string, std::string> files; // As they are at the end.
     std::uint32_t permissions = 0; // Last set.
@@ -63,8 +63,8 @@ private:
     void accept();
 
     Options options_;
-    int listener_ = -1;
     int port_ = 0;
+    int listener_;
     std::thread thread_;
     std::list<std::thread> connections_;
     std::mutex lock_;

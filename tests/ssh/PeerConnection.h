@@ -2,6 +2,7 @@
 
 #include "ssh/Peer.h"
 
+#include "ssh/KeyDerivation.h"
 #include "ssh/SFtpFileAttr.h"
 #include "ssh/Wire.h"
 
@@ -11,8 +12,8 @@ namespace peer {
 class FileServer {
 public:
     FileServer(const Options& options, Seen& seen) : options_(options), seen_(seen), files_(options.files) { }
-    // Takes what came over the channel; gives the replies, each with its length in front.
-    std::vector<ssh::Bytes> receive(ssh::ByteView data);
+    // Takes what came over the channel; adds the replies, each with its length in front.
+    void receive(ssh::ByteView data, std::vector<ssh::Bytes>& replies);
 
 private:
     ssh::Bytes answer(ssh::ByteView request);
@@ -43,8 +44,10 @@ private:
     bool exchangeVersions();
     bool exchangeKeys(const ssh::Bytes& clientInit);
     bool agree(const ssh::KexMethod& method, const ssh::Bytes& clientInit, const ssh::Bytes& serverInit);
-    void protect(const ssh::KexMethod& method, ssh::ByteView secret, ssh::ByteView exchangeHash);
-    bool authenticate(ssh::WireReader& request);
+    void protect(const ssh::ExchangeSecrets& secrets);
+    bool flood();
+    bool sendReplies();
+    bool authenticate(ssh::ByteView payload);
     bool receive(ssh::ByteView payload);
     bool receiveChannel(std::uint8_t number, ssh::WireReader& reader);
     bool runRequest(ssh::WireReader& reader);
@@ -66,8 +69,8 @@ private:
     ssh::AlgorithmChoice choice_;
     ssh::Bytes sessionId_;
     bool loggedIn_ = false;
-    bool compresses(ssh::Way way) const;
     FileServer files_;
+    std::vector<ssh::Bytes> replies_; // Of the files.
     bool isSftp_ = false;
     std::uint32_t toRefill_ = 0;
 };

@@ -2,8 +2,6 @@
 
 #include "ssh/SFtpSession.h"
 
-#include <algorithm>
-
 namespace peer {
 
 using namespace ssh;
@@ -20,18 +18,14 @@ WireWriter reply(std::uint8_t type, std::uint32_t id)
 
 } // namespace
 
-std::vector<Bytes> FileServer::receive(ByteView data)
+void FileServer::receive(ByteView data, std::vector<Bytes>& replies)
 {
     append(waiting_, data);
-    std::vector<Bytes> replies;
     while (waiting_.size() >= 4 && waiting_.size() - 4 >= loadUint32(waiting_.data())) {
         const std::size_t length = loadUint32(waiting_.data());
         replies.push_back(WireWriter().string(answer(ByteView(waiting_).subspan(4, length))).take());
         waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<std::ptrdiff_t>(4 + length));
     }
-    if (options_.reversed)
-        std::reverse(replies.begin(), replies.end());
-    return replies;
 }
 
 Bytes FileServer::status(std::uint32_t id, std::uint32_t code) const
@@ -101,7 +95,7 @@ Bytes FileServer::write(WireReader& reader, std::uint32_t id)
     return status(id, sftp::kOk);
 }
 
-// Two names at a time, with all the forms of a path that isn't a bare name.
+// With all the forms of a path that isn't a bare name.
 Bytes FileServer::names(const std::string& path, std::uint32_t id)
 {
     std::vector<std::string> names = {".", "..", "../escape", "a/b"};

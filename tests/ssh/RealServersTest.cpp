@@ -22,15 +22,14 @@ protected:
     {
         if (access("/usr/sbin/sshd", X_OK) != 0)
             return;
-        std::string authorized;
         for (const char* type : {"ssh-ed25519", "ssh-rsa", "ssh-dss", "ecdsa-sha2-nistp256",
                  "ecdsa-sha2-nistp384", "ecdsa-sha2-nistp521"}) {
             std::string line;
             keys_[type] = support::makeKeyText(type, std::string_view(type) == "ssh-dss", &line);
-            authorized += line;
+            authorized_ += line;
         }
-        authorized_ = authorized;
-        server_ = support::RealServer::openSsh(authorized);
+        // With new keys after every other megabyte, whoever is sending.
+        server_ = support::RealServer::openSsh(authorized_, "RekeyLimit 2M");
     }
     static void TearDownTestSuite() { server_.reset(); }
     void SetUp() override
@@ -48,6 +47,21 @@ protected:
         return key.FromOpenSshPrivateKey(keys_[type])
             && connection.Connect("127.0.0.1", port ? port : server_->port())
             && connection.AuthenticatePk(support::loginName(), key);
+    }
+    void checkCommands(CkoSsh& ssh)
+    {
+        int status = 0;
+        EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
+        EXPECT_EQ(status, 3);
+        // The command has ended when the close has been received, however long it took after ours.
+        const int slow = ssh.OpenSessionChannel();
+        const std::string mark = folder_ / "mark";
+        ASSERT_TRUE(ssh.SendReqExec(slow, "head -c 3000000 /dev/zero; sleep 0.5; touch " + mark));
+        EXPECT_TRUE(ssh.ChannelSendClose(slow));
+        EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
+        EXPECT_TRUE(std::filesystem::exists(mark));
+        EXPECT_TRUE(ssh.ChannelReceivedClose(slow));
+        EXPECT_FALSE(ssh.SendReqExec(slow, "true"));
     }
     // Runs a command to its end; its output, or the reason why not.
     std::string runCommand(CkoSsh& ssh, const std::string& command, int* status = nullptr)
@@ -69,15 +83,11 @@ protected:
         return output;
     }
 
-    static std::unique_ptr<support::RealServer> server_;
-    static std::map<std::string, std::string> keys_;
-    static std::string authorized_;
+    inline static std::unique_ptr<support::RealServer> server_;
+    inline static std::map<std::string, std::string> keys_;
+    inline static std::string authorized_;
     support::TemporaryFolder folder_;
 };
-
-std::unique_ptr<support::RealServer> OpenSsh::server_;
-std::map<std::string, std::string> OpenSsh::keys_;
-std::string OpenSsh::authorized_;
 
 TEST_F(OpenSsh, LogsInWithEveryKindOfKey)
 {
@@ -136,9 +146,7 @@ TEST_F(OpenSsh, RunsCommandsTheWayTheCallersExpect)
     CkoSsh ssh;
     ASSERT_TRUE(logIn(ssh)) << ssh.LastErrorText();
     EXPECT_EQ(ssh.Algorithms()[4], "zlib@openssh.com");
-    int status = 0;
-    EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
-    EXPECT_EQ(status, 3);
+    checkCommands(ssh);
 
     // A quiet channel gives 0 after its poll time, and stays open; the close shows only when it was read.
     const int channel = ssh.OpenSessionChannel();
@@ -149,16 +157,6 @@ TEST_F(OpenSsh, RunsCommandsTheWayTheCallersExpect)
     EXPECT_EQ(ssh.GetReceivedDataN(channel, 2), (std::vector<std::uint8_t>{'l', 'a'}));
     EXPECT_EQ(ssh.ChannelReadAndPoll(channel, 0), 3);
     EXPECT_EQ(ssh.GetReceivedDataN(channel, 100).size(), 3u);
-
-    // The command has ended when the close has been received, however long it took after ours.
-    const int slow = ssh.OpenSessionChannel();
-    const std::string mark = folder_ / "mark";
-    ASSERT_TRUE(ssh.SendReqExec(slow, "head -c 3000000 /dev/zero; sleep 0.5; touch " + mark));
-    EXPECT_TRUE(ssh.ChannelSendClose(slow));
-    EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
-    EXPECT_TRUE(std::filesystem::exists(mark));
-    EXPECT_TRUE(ssh.ChannelReceivedClose(slow));
-    EXPECT_FALSE(ssh.SendReqExec(slow, "true"));
 
     // Silence beyond the idle limit ends a call that waits for an answer.
     ssh.setIdleTimeoutMs(300);
@@ -178,6 +176,10 @@ void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
     EXPECT_TRUE(sftp.CreateDir(base)) << sftp.LastErrorText();
     EXPECT_FALSE(sftp.CreateDir(base));
     EXPECT_TRUE(sftp.GetFileCreateTime(base, false, false));
+    EXPECT_FALSE(sftp.GetFileCreateTime(base + "/none", false, false));
+    EXPECT_LT(sftp.GetFilePermissions(base + "/none", false, false), 0);
+    EXPECT_LT(sftp.GetFileSize64(base + "/none", false, false), 0);
+    EXPECT_FALSE(sftp.OpenFile(base + "/none", "readOnly", "openExisting"));
 
     const std::string content = support::randomText(20'000'003);
     support::writeFile(folder / "local", content);
@@ -273,16 +275,8 @@ TEST_F(OpenSsh, ADropbearServerDoesTheSame)
                "is none of the test's own.";
     CkoSsh ssh;
     ASSERT_TRUE(logIn(ssh, "ssh-rsa", server->port())) << ssh.LastErrorText();
-    int status = 0;
-    EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
-    EXPECT_EQ(status, 3);
     EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
-    const int slow = ssh.OpenSessionChannel();
-    const std::string mark = folder_ / "mark";
-    ASSERT_TRUE(ssh.SendReqExec(slow, "sleep 0.5; touch " + mark));
-    EXPECT_TRUE(ssh.ChannelSendClose(slow));
-    EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
-    EXPECT_TRUE(std::filesystem::exists(mark));
+    checkCommands(ssh);
     CkoSFtp sftp;
     sftp.setKnownHostsFile(folder_ / "known_hosts");
     ASSERT_TRUE(sftp.Connect("127.0.0.1", server->port())) << sftp.LastErrorText();

@@ -4,13 +4,11 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <pwd.h>
 #include <random>
 #include <signal.h>
 #include <spawn.h>
-#include <sstream>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -18,30 +16,14 @@
 
 namespace support {
 
-TemporaryFolder::TemporaryFolder()
-{
-    path_ = (std::filesystem::temp_directory_path() / "trelkind-ssh-XXXXXX").string();
-    if (!mkdtemp(path_.data()))
-        std::abort();
-}
-
-TemporaryFolder::~TemporaryFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 std::string readFile(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return platform::files::readFile(path).value_or("");
 }
 
 void writeFile(const std::string& path, const std::string& content)
 {
-    std::ofstream(path, std::ios::binary) << content;
+    platform::files::writeFile(path, content);
 }
 
 std::string randomText(std::size_t size)
@@ -72,32 +54,44 @@ int spawn(const std::vector<std::string>& arguments)
     return error == 0 ? pid : -1;
 }
 
-int freePort()
+sockaddr_in loopback(int port)
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    bind(socket, reinterpret_cast<sockaddr*>(&address), size);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    close(socket);
-    return ntohs(address.sin_port);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
+
+int freePort()
+{
+    int port = 0;
+    close(listenOnLoopback(port));
+    return port;
 }
 
 bool listens(int port)
 {
     const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const bool connected = connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    const sockaddr_in address = loopback(port);
+    const bool connected = connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
     close(socket);
     return connected;
 }
 
 } // namespace
+
+int listenOnLoopback(int& port)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = loopback(0);
+    socklen_t size = sizeof address;
+    bind(socket, reinterpret_cast<sockaddr*>(&address), size);
+    listen(socket, 64);
+    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
+    port = ntohs(address.sin_port);
+    return socket;
+}
 
 int run(const std::vector<std::string>& arguments)
 {
@@ -126,8 +120,12 @@ std::string makeKeyText(const std::string& type, bool pem, std::string* publicLi
 
 std::string loginName()
 {
-    const passwd* entry = getpwuid(getuid());
-    return entry ? entry->pw_name : "";
+    static const std::string name =
+        [] { // Asked once: the account file is read into memory that all threads share.
+            const passwd* entry = getpwuid(getuid());
+            return std::string(entry ? entry->pw_name : "");
+        }();
+    return name;
 }
 
 std::unique_ptr<RealServer> RealServer::openSsh(

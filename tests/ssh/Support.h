@@ -1,26 +1,17 @@
 #pragma once
 
+#include "platform/TemporaryFolder.h"
+
 #include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-// What the tests of this folder share: temporary folders, keys, real servers, and files.
+// What the tests of this folder share: keys, real servers, and files.
 namespace support {
 
-class TemporaryFolder {
-public:
-    TemporaryFolder();
-    ~TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    const std::string& path() const { return path_; }
-    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
+using ::TemporaryFolder;
 
 std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
@@ -32,6 +23,8 @@ int run(const std::vector<std::string>& arguments); // A program with its output
 std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
 
 std::string loginName();
+
+int listenOnLoopback(int& port); // A socket on a free port.
 
 // A server program on a free port of the loopback, ended with the object. Where this process may mount, the
 // server sees an account file in which this login's password is kPassword, and a home folder of its own with

@@ -9,7 +9,6 @@
 #include <gmock/gmock.h>
 
 using namespace ssh;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
@@ -31,7 +30,9 @@ protected:
         if (change)
             change(ssh);
         std::string result;
-        const bool good = ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret");
+        // With new keys before and after the login.
+        const bool good = ssh.Connect("127.0.0.1", server.port()) && ssh.ReKey()
+            && ssh.AuthenticatePw("user", "secret") && ssh.ReKey();
         algorithms_ = ssh.Algorithms();
         const int channel = good ? ssh.OpenSessionChannel() : -1;
         if (channel < 0 || !ssh.SendReqExec(channel, "anything"))
@@ -80,96 +81,54 @@ TEST_F(Transport, SpeaksEveryEntryOfItsLists)
         }
 }
 
-TEST_F(Transport, ExchangesKeysAgainWithinASession)
-{
-    for (const char* kex : {"curve25519-sha256", "diffie-hellman-group-exchange-sha256"}) {
-        for (const bool strict : {false, true}) {
-            peer::Options options;
-            options.offer.keyExchange = {kex};
-            options.offer.compression = {"zlib@openssh.com"};
-            if (strict)
-                options.offer.keyExchange.emplace_back(kStrictServer);
-            peer::Peer server(options);
-            CkoSsh ssh;
-            prepare(ssh);
-            EXPECT_FALSE(ssh.ReKey());
-            ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
-            EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
-            ASSERT_TRUE(ssh.AuthenticatePw("user", "secret")) << ssh.LastErrorText();
-            EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
-            EXPECT_GE(ssh.OpenSessionChannel(), 0) << ssh.LastErrorText();
-        }
-    }
-}
-
-TEST_F(Transport, TellsWhyAVersionLineIsRefused)
-{
-    const struct {
-        std::string line;
-        const char* reason;
-    } cases[] = {
-        {"HTTP/1.1 400 Bad Request", "doesn't begin with \"SSH-\""},
-        {"SSH-1.5-Old", "another version"},
-        {"SSH-2.0-" + std::string(300, 'x'), "too long"},
-        {"SS", "doesn't begin"},
-    };
-    for (const auto& row : cases) {
-        peer::Options options;
-        options.version = row.line;
-        EXPECT_THAT(session(options), HasSubstr(row.reason));
-    }
-    peer::Options compatible;
-    compatible.version = "SSH-1.99-Both";
-    EXPECT_EQ(session(compatible), "output\n");
-}
-
-Bytes bigNumber(std::size_t bits)
-{
-    Bytes bytes(bits / 8, 0xff);
-    return bytes;
-}
-
-TEST_F(Transport, RefusesGroupsThatAreNoneOrOfABadSize)
-{
-    const struct {
-        Bytes prime;
-        Bytes generator;
-        const char* reason;
-    } cases[] = {
-        {fixedGroup(1).prime, {2}, "1024 bits"},
-        {bigNumber(8200), {2}, "8200 bits"},
-        {bigNumber(2048), {2}, "isn't built on a safe prime"}, // All ones: divisible by 3.
-        {fixedGroup(14).prime, {1}, "generator"},
-        {fixedGroup(14).prime, {}, "generator"},
-        {fixedGroup(14).prime, fixedGroup(16).prime, "generator"},
-    };
-    for (const auto& row : cases) {
-        peer::Options options;
-        options.offer.keyExchange = {"diffie-hellman-group-exchange-sha256"};
-        options.group = DhGroup{row.prime, row.generator};
-        EXPECT_THAT(session(options), HasSubstr(row.reason));
-    }
-}
-
 // Changes one field of the reply that carries the host key, the server's value and the signature.
-std::function<void(Bytes&)> changeReply(std::size_t field, const Bytes& value)
+std::function<void(peer::Options&)> reply(const char* kex, std::size_t field, const Bytes& value)
 {
-    return [=](Bytes& payload) {
-        if (payload[0] != message::kKexDhReply)
-            return;
-        WireReader reader(ByteView(payload).subspan(1));
-        WireWriter changed(payload[0]);
-        for (std::size_t i = 0; i < 3; ++i) {
-            const ByteView was = reader.string();
-            changed.string(i == field ? ByteView(value) : was);
-        }
-        payload = changed.take();
+    return [=](peer::Options& options) {
+        options.offer.keyExchange = {kex};
+        options.onSend = [=](Bytes& payload) {
+            if (payload[0] != message::kKexDhReply)
+                return;
+            WireReader reader(ByteView(payload).subspan(1));
+            WireWriter changed(payload[0]);
+            for (std::size_t i = 0; i < 3; ++i) {
+                const ByteView was = reader.string();
+                changed.string(i == field ? ByteView(value) : was);
+            }
+            payload = changed.take();
+        };
     };
 }
 
-TEST_F(Transport, RefusesDegenerateValuesAndUnprovenHostKeys)
+std::function<void(peer::Options&)> group(const Bytes& prime, const Bytes& generator)
 {
-    Bytes minusOne = fixedGroup(14).prime;
+    return [=](peer::Options& options) {
+        options.offer.keyExchange = {"diffie-hellman-group-exchange-sha256"};
+        options.group = DhGroup{prime, generator};
+    };
+}
+
+std::function<void(peer::Options&)> version(const std::string& line)
+{
+    return [=](peer::Options& options) { options.version = line; };
+}
+
+// Sends something of another stage in the place of a message.
+std::function<void(peer::Options&)> instead(std::uint8_t message, const Bytes& other)
+{
+    return [=](peer::Options& options) {
+        options.onSend = [=](Bytes& payload) { payload = payload[0] == message ? other : payload; };
+    };
+}
+
+TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
+{
+    using namespace message;
+    constexpr const char* kDh = "diffie-hellman-group14-sha1";
+    constexpr const char* kCurve = "curve25519-sha256";
+    constexpr const char* kNist = "ecdh-sha2-nistp256";
+    const Bytes& prime = fixedGroup(14).prime;
+    Bytes minusOne = prime;
     minusOne.back() = static_cast<std::uint8_t>(minusOne.back() - 1);
     minusOne.insert(minusOne.begin(), 0);
     Bytes offCurve(65, 1);
@@ -177,110 +136,125 @@ TEST_F(Transport, RefusesDegenerateValuesAndUnprovenHostKeys)
     const Bytes wrongSignature = WireWriter().string("ssh-rsa").string(Bytes(256, 1)).take();
     const Bytes swapped = WireWriter().string("rsa-sha2-512").string(Bytes(256, 1)).take();
     const struct {
-        const char* kex;
-        std::size_t field;
-        Bytes value;
+        std::function<void(peer::Options&)> change;
         const char* reason;
     } cases[] = {
-        {"diffie-hellman-group14-sha1", 1, {}, "out of range"},
-        {"diffie-hellman-group14-sha1", 1, {1}, "out of range"},
-        {"diffie-hellman-group14-sha1", 1, minusOne, "out of range"},
-        {"diffie-hellman-group14-sha1", 1, {0x80}, "out of range"}, // Negative.
-        {"curve25519-sha256", 1, Bytes(32), "guessable"},
-        {"curve25519-sha256", 1, Bytes(31, 9), "no point"},
-        {"ecdh-sha2-nistp256", 1, offCurve, "no point"},
-        {"ecdh-sha2-nistp256", 1, {0}, "no point"},
-        {"curve25519-sha256", 1, Bytes(32, 9), "signature is wrong"},
-        {"curve25519-sha256", 2, wrongSignature, "signature is wrong"},
-        {"curve25519-sha256", 2, swapped, "isn't of the agreed kind"},
-        {"curve25519-sha256", 2, {}, "isn't of the agreed kind"},
-        {"curve25519-sha256", 0, peer::keyOfType("ssh-ed25519").publicBlob(), "isn't of the agreed kind"},
-        {"curve25519-sha256", 0, {1, 2, 3}, "isn't understood"},
+        {version("SSH-1.99-Both"), "output\n"},
+        {instead(kKexDhReply, {kUserauthSuccess}), "before its first key exchange"},
+        {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth").take()), "before its first"},
+        {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x").take()), "before its first"},
+        {instead(kKexDhReply, WireWriter(kExtInfo).uint32(0).take()), "before its first"},
+        {instead(kKexDhReply, {kNewKeys}), "out of turn"},
+        {instead(kServiceAccept, {kUserauthSuccess}), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kChannelOpenConfirmation).uint32(0).take()),
+            "before the login"},
+        {instead(kUserauthFailure, {kUserauthInfoRequest}), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99).take()), "damaged login"},
+        {version("HTTP/1.1 400 Bad Request"), "doesn't begin with \"SSH-\""},
+        {version("SSH-1.5-Old"), "another version"},
+        {version("SSH-2.0-" + std::string(300, 'x')), "too long"},
+        {version("SS"), "doesn't begin"},
+        {group(fixedGroup(1).prime, {2}), "1024 bits"},
+        {group(Bytes(1025, 0xff), {2}), "8200 bits"},
+        {group(Bytes(256, 0xff), {2}), "isn't built on a safe prime"}, // Divisible by 3.
+        {group(prime, {1}), "generator"},
+        {group(prime, {}), "generator"},
+        {group(prime, fixedGroup(16).prime), "generator"},
+        {reply(kDh, 1, {}), "out of range"},
+        {reply(kDh, 1, {1}), "out of range"},
+        {reply(kDh, 1, minusOne), "out of range"},
+        {reply(kDh, 1, {0x80}), "out of range"}, // Negative.
+        {reply(kCurve, 1, Bytes(32)), "guessable"},
+        {reply(kCurve, 1, Bytes(31, 9)), "no point"},
+        {reply(kNist, 1, offCurve), "no point"},
+        {reply(kNist, 1, {0}), "no point"},
+        {reply(kCurve, 1, Bytes(32, 9)), "signature is wrong"},
+        {reply(kCurve, 2, wrongSignature), "signature is wrong"},
+        {reply(kCurve, 2, swapped), "isn't of the agreed kind"},
+        {reply(kCurve, 2, {}), "isn't of the agreed kind"},
+        {reply(kCurve, 0, peer::keyOfType("ssh-ed25519").publicBlob()), "isn't of the agreed kind"},
+        {reply(kCurve, 0, {1, 2, 3}), "isn't understood"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.kex);
         peer::Options options;
-        options.offer.keyExchange = {row.kex};
-        options.onSend = changeReply(row.field, row.value);
+        row.change(options);
+        support::writeFile(folder_ / "known_hosts", "");
         EXPECT_THAT(session(options), HasSubstr(row.reason));
-        EXPECT_EQ(support::readFile(folder_ / "known_hosts"), ""); // Nothing unproven is remembered.
     }
+    EXPECT_EQ(support::readFile(folder_ / "known_hosts"), ""); // Nothing unproven is remembered.
 }
 
-// With the strict form, a message slipped in before the first keys ends the connection; without it, such
-// messages are legal.
+// A message slipped in before the first keys is legal, and ends the connection where the strict form is
+// spoken.
 TEST_F(Transport, HoldsToTheStrictKeyExchange)
 {
-    for (const bool strict : {false, true}) {
-        for (const std::uint8_t before : {message::kKexInit, message::kKexDhReply}) {
-            int sent = 0;
+    const struct {
+        std::uint8_t before;
+        const char* reason;
+    } cases[] = {
+        {message::kKexInit, "before its key exchange, which the strict form forbids"},
+        {message::kKexDhReply, "within its first key exchange, which the strict form forbids"},
+        {message::kNewKeys, "within its first key exchange, which the strict form forbids"},
+        {message::kServiceAccept, "output\n"},
+    };
+    for (const auto& row : cases)
+        for (const bool strict : {false, true}) {
             peer::Options options;
+            options.slipsInBefore = row.before;
             if (strict)
                 options.offer.keyExchange.emplace_back(kStrictServer);
-            // The message takes the place of the one before which it would stand, which then never comes.
-            options.onSend = [&](Bytes& payload) {
-                if (payload[0] == before && ++sent == 1)
-                    payload = WireWriter(message::kIgnore).string("x").take();
-            };
-            const std::string result = session(options, [](CkoSsh& ssh) { ssh.setConnectTimeoutMs(3000); });
-            // Without the strict form it is the missing message that shows.
-            const char* reason = before == message::kKexInit ? "connect time limit"
-                : strict                                     ? "strict form forbids"
-                                                             : "out of turn";
-            EXPECT_THAT(result, HasSubstr(reason));
+            EXPECT_THAT(session(options), HasSubstr(strict ? row.reason : "output\n"));
         }
-    }
-    peer::Options options;
-    options.offer.keyExchange.emplace_back(kStrictServer);
-    EXPECT_EQ(session(options), "output\n");
-}
-
-TEST_F(Transport, OffersTheSettledListsAloneOnDemand)
-{
-    for (const bool settledOnly : {false, true}) {
-        peer::Options options;
-        options.offer.keyExchange = {"curve25519-sha256"};
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        ssh.setSettledOnly(settledOnly);
-        EXPECT_EQ(ssh.Connect("127.0.0.1", server.port()), !settledOnly);
-        ssh.Disconnect();
-        EXPECT_EQ(ssh.LastErrorText().find("No key exchange algorithm in common") == 0, settledOnly);
-    }
 }
 
 TEST_F(Transport, LogsInTheWayTheServerOffers)
 {
     const struct {
+        std::string keyType; // Empty for a login with the password.
         std::vector<std::string> methods;
         std::string password;
         std::vector<std::pair<std::string, bool>> prompts;
+        const char* told; // By the server's extension info.
+        bool settledOnly;
         std::vector<std::string> used;
     } cases[] = {
-        {{"password", "keyboard-interactive"}, "secret", {}, {"none", "password"}},
-        {{"keyboard-interactive"}, "secret", {{"Password:", false}}, {"none", "keyboard-interactive"}},
-        {{"password", "keyboard-interactive"}, "", {}, {"none", "keyboard-interactive"}},
-        {{"keyboard-interactive"}, "s", {{"a", false}, {"Name:", true}, {"b", false}},
+        {"", {"password", "keyboard-interactive"}, "secret", {}, "", false, {"none", "password"}},
+        {"", {"keyboard-interactive"}, "s", {{"Password:", false}}, "", false,
             {"none", "keyboard-interactive"}},
-        {{"password"}, "", {}, {"none", "password"}},
+        {"", {"password", "keyboard-interactive"}, "", {}, "", false, {"none", "keyboard-interactive"}},
+        {"", {"keyboard-interactive"}, "s", {{"a", false}, {"Name:", true}, {"b", false}}, "", false,
+            {"none", "keyboard-interactive"}},
+        {"", {"password"}, "", {}, "", false, {"none", "password"}},
+        {"ssh-rsa", {"publickey"}, "", {}, "", false, {"none", "publickey", "ssh-rsa"}},
+        {"ssh-rsa", {"publickey"}, "", {}, "ssh-ed25519,rsa-sha2-256", false,
+            {"none", "publickey", "rsa-sha2-256"}},
+        {"ssh-rsa", {"publickey"}, "", {}, "ssh-rsa,rsa-sha2-256,rsa-sha2-512", false,
+            {"none", "publickey", "rsa-sha2-512"}},
+        {"ssh-rsa", {"publickey"}, "", {}, "rsa-sha2-512", true, {"none", "publickey", "ssh-rsa"}},
+        {"ssh-dss", {"publickey"}, "", {}, "rsa-sha2-512", false, {"none", "publickey", "ssh-dss"}},
     };
     for (const auto& row : cases) {
         peer::Options options;
         options.authMethods = row.methods;
         options.password = row.password;
         options.prompts = row.prompts;
-        auto server = std::make_unique<peer::Peer>(options);
+        options.signatureAlgorithms = row.told;
+        peer::Peer server(options);
         CkoSsh ssh;
         prepare(ssh);
-        ASSERT_TRUE(ssh.Connect("127.0.0.1", server->port())) << ssh.LastErrorText();
-        EXPECT_TRUE(ssh.AuthenticatePw("user", row.password)) << ssh.LastErrorText();
+        ssh.setSettledOnly(row.settledOnly);
+        CkoSshKey key;
+        EXPECT_EQ(key.FromOpenSshPrivateKey(support::makeKeyText(row.keyType)), !row.keyType.empty());
+        ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
+        EXPECT_TRUE(
+            row.keyType.empty() ? ssh.AuthenticatePw("user", row.password) : ssh.AuthenticatePk("user", key))
+            << ssh.LastErrorText();
         constexpr const char* kSaid = "Password is empty. Choosing keyboard-interactive login instead.";
         EXPECT_EQ(ssh.SessionLog().find(kSaid) != std::string::npos,
             row.password.empty() && row.methods.size() == 2);
         ssh.Disconnect();
-        while (server->seen().authRequests.empty()) { }
-        EXPECT_EQ(server->seen().authRequests, row.used);
+        while (server.seen().authRequests.empty()) { }
+        EXPECT_EQ(server.seen().authRequests, row.used);
     }
 }
 
@@ -309,43 +283,6 @@ TEST_F(Transport, ARefusedLoginTellsWhatTheServerOffersAndMayBeRepeated)
     EXPECT_THAT(sftp.SessionLog(), HasSubstr("AuthenticatePk"));
 }
 
-TEST_F(Transport, SignsWithTheAlgorithmThatTheServerTakes)
-{
-    const struct {
-        const char* type;
-        const char* told; // By the server's extension info.
-        bool settledOnly;
-        const char* used;
-    } cases[] = {
-        {"ssh-rsa", "", false, "ssh-rsa"},
-        {"ssh-rsa", "ssh-ed25519,rsa-sha2-256", false, "rsa-sha2-256"},
-        {"ssh-rsa", "ssh-rsa,rsa-sha2-256,rsa-sha2-512", false, "rsa-sha2-512"},
-        {"ssh-rsa", "rsa-sha2-512", true, "ssh-rsa"},
-        {"ssh-dss", "rsa-sha2-512", false, "ssh-dss"},
-        {"ssh-ed25519", "", false, "ssh-ed25519"},
-        {"ecdsa-sha2-nistp256", "", false, "ecdsa-sha2-nistp256"},
-        {"ecdsa-sha2-nistp384", "", false, "ecdsa-sha2-nistp384"},
-        {"ecdsa-sha2-nistp521", "", false, "ecdsa-sha2-nistp521"},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.type);
-        peer::Options options;
-        options.authMethods = {"publickey"};
-        options.signatureAlgorithms = row.told;
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        ssh.setSettledOnly(row.settledOnly);
-        CkoSshKey key;
-        ASSERT_TRUE(key.FromOpenSshPrivateKey(support::makeKeyText(row.type))) << key.LastErrorText();
-        ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
-        EXPECT_TRUE(ssh.AuthenticatePk("user", key)) << ssh.LastErrorText();
-        ssh.Disconnect();
-        while (server.seen().authRequests.empty()) { }
-        EXPECT_EQ(server.seen().userKeyAlgorithm, row.used);
-    }
-}
-
 // A host that is known under one key is refused any other, of another type too.
 TEST_F(Transport, RefusesAHostThatShowsAnotherKey)
 {
@@ -368,9 +305,6 @@ TEST_F(Transport, RefusesAHostThatShowsAnotherKey)
     support::writeFile(file, lineFor("ssh-ed25519") + lineFor("ssh-rsa"));
     EXPECT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
     EXPECT_EQ(ssh.HostKeyFingerprint().substr(0, 7), "SHA256:");
-    support::writeFile(file, "@revoked * ssh-rsa " + toBase64(peer::keyOfType("ssh-rsa").publicBlob()));
-    EXPECT_FALSE(ssh.Connect("127.0.0.1", server.port()));
-    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("revoked"));
 }
 
 TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
@@ -381,10 +315,16 @@ TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
         EXPECT_FALSE(ssh.Connect(host, 22)) << host;
     for (const int port : {-1, 0, 65536})
         EXPECT_FALSE(ssh.Connect("127.0.0.1", port)) << port;
+    const int nobodys = std::make_unique<peer::Peer>(peer::Options())->port();
+    EXPECT_FALSE(ssh.Connect("127.0.0.1", nobodys));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("refused"));
+    ssh.setConnectTimeoutMs(300);
+    EXPECT_FALSE(ssh.Connect("192.0.2.1")); // RFC 5737: an address that nobody has.
     ssh.setClientIdentifier("not a version");
     EXPECT_FALSE(ssh.Connect("127.0.0.1", 22));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("SSH-2.0-"));
     ssh.Disconnect();
+    EXPECT_FALSE(ssh.ReKey());
     EXPECT_LT(ssh.ChannelReadAndPoll(0, 10), 0);
     EXPECT_FALSE(ssh.ChannelSendClose(0));
     EXPECT_FALSE(ssh.ChannelReceiveToClose(-5));
