@@ -98,7 +98,8 @@ Status SshProtocol::receive(ByteView payload)
     if (number != message::kDisconnect && kex_->forbidsOthers())
         return Error{"The server sent message " + std::to_string(number)
             + " within its first key exchange, which the strict form forbids."};
-    // RFC 8308, section 2.4: extension info follows the first keys. Before them, anybody could have written it.
+    // RFC 8308, section 2.4: extension info follows the first keys. Before them, anybody could have written
+    // it.
     const bool needsKeys =
         number >= message::kKexInit || number == message::kServiceAccept || number == message::kExtInfo;
     if (needsKeys && !kex_->established())
