@@ -39,11 +39,11 @@ function(trelkind_program name)
     target_link_libraries(${name} PRIVATE ${ARG_LINKS} trelkind_flags)
 endfunction()
 
-# trelkind_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [LABELS label...])
-# The tests are found when CTest runs, so that a build never executes anything. A suite that must pass under
-# the thread sanitizer bears the label "threads".
+# trelkind_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [THREADS filter])
+# The tests are found when CTest runs, so that a build never executes anything. Those that must pass under the
+# thread sanitizer bear the label "threads": the filter tells which, "*" for all of the suite.
 function(trelkind_test name)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+    cmake_parse_arguments(ARG "" "TIMEOUT;THREADS" "SOURCES;LINKS" ${ARGN})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 120)
     endif()
@@ -51,9 +51,13 @@ function(trelkind_test name)
     include(GoogleTest)
     trelkind_program(${name} SOURCES ${ARG_SOURCES} LINKS ${ARG_LINKS} GTest::gmock GTest::gtest_main)
     target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
-    if("threads" IN_LIST ARG_LABELS)
+    set(discovery DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+    if(NOT ARG_THREADS STREQUAL "*")
+        gtest_discover_tests(${name} ${discovery} TEST_FILTER "-${ARG_THREADS}" PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    endif()
+    if(ARG_THREADS)
+        gtest_discover_tests(${name} ${discovery} TEST_FILTER "${ARG_THREADS}"
+            PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS threads)
         set_property(GLOBAL APPEND PROPERTY TRELKIND_THREAD_TESTS ${name})
     endif()
 endfunction()

@@ -6,8 +6,6 @@
 #include <string>
 #include <utility>
 
-namespace {
-
 // A variable of a data file with a value for each of several times: "<name>_0", "<name>_1" and so on, each
 // with its time. The note "Seq_<name>" tells readers its type.
 class Series {
@@ -31,8 +29,6 @@ private:
     std::string name_;
     int count_ = 0;
 };
-
-} // namespace
 
 struct Results::File {
     SVDataFile file{"pattern.svbin", SVFile::NewReadWrite};

@@ -11,14 +11,14 @@ namespace files = platform::files;
 using platform::FolderLock;
 
 // Sessions that start at the same moment may take the folder from each other a few times.
-constexpr int kAttempts = 20;
-constexpr auto kWaitBetweenAttempts = std::chrono::milliseconds(5);
+constexpr int kMostStarts = 20;
+constexpr auto kWaitBetweenStarts = std::chrono::milliseconds(5);
 
 } // namespace
 
 ScratchFolder::ScratchFolder(const std::string& path)
 {
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kMostStarts; ++attempt) {
         const FolderLock alone(path, FolderLock::Kind::Exclusive, FolderLock::Links::Refused);
         // A folder that somebody else has put there is not one to share, whatever he does with it.
         if (alone.isTaken() && alone.isPrivate()) {
@@ -34,7 +34,7 @@ ScratchFolder::ScratchFolder(const std::string& path)
                 return;
             }
         }
-        std::this_thread::sleep_for(kWaitBetweenAttempts);
+        std::this_thread::sleep_for(kWaitBetweenStarts);
     }
 }
 

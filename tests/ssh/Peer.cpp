@@ -85,6 +85,7 @@ bool Connection::flush()
                 count = std::min(count, *place > sent ? *place - sent : 0);
         if (options_.flipAt && *options_.flipAt >= sent && *options_.flipAt < sent + count)
             output.data()[*options_.flipAt - sent] ^= 0x10;
+        peer_.bytesSent_ = sent + count; // Before the client can have them, and ask how many there were.
         const ssize_t put = ::send(socket_, output.view().data(), count, MSG_NOSIGNAL);
         if (count == 0 && options_.stallAt) {
             char ignored[4096];
@@ -94,7 +95,7 @@ bool Connection::flush()
         if (put <= 0)
             return false;
         output.consume(static_cast<std::size_t>(put));
-        peer_.bytesSent_ += static_cast<std::size_t>(put);
+        peer_.bytesSent_ = sent + static_cast<std::size_t>(put);
     }
     return true;
 }

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using namespace ssh;
 using testing::HasSubstr;
 
@@ -133,7 +135,9 @@ TEST_P(SFtp, ListsExaminesAndChanges)
     ASSERT_TRUE(reading);
     EXPECT_EQ(sftp.ReadFileText(*reading, 0, "us-ascii"), "");
     EXPECT_EQ(sftp.ReadFileText(*reading, 3, "ISO-8859-1")->size(), 5u); // Two of three aren't ASCII.
-    EXPECT_EQ(sftp.ReadFileText(*reading, 9'000'000, "us-ascii")->size(), big_.size() - 3);
+    const auto wide = std::count_if(big_.begin() + 3, big_.end(), [](char c) { return c < 0; });
+    EXPECT_EQ(sftp.ReadFileText(*reading, 9'000'000, "ISO-8859-1")->size(),
+        big_.size() - 3 + static_cast<std::size_t>(wide));
     EXPECT_EQ(sftp.ReadFileText(*reading, 32, "us-ascii"), "");
     EXPECT_FALSE(sftp.ReadFileText(*reading, 1, "no-such-charset"));
     EXPECT_EQ(sftp.GetFileSize64(*reading, false, true), 3'000'001);
