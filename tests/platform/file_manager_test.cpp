@@ -1,5 +1,6 @@
 #include "platform/FileManager.h"
 
+#include "platform/FolderLock.h"
 #include "platform/TemporaryFolder.h"
 
 #include <csignal>
@@ -181,6 +182,28 @@ TEST_F(FileManagerTest, MovingNeverReplaces)
         EXPECT_FALSE(files::exists(folder / "tree"));
         files::remove(there);
     }
+}
+
+TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)
+{
+    using platform::FolderLock;
+    using Kind = FolderLock::Kind;
+    const std::string path = folder.path();
+    {
+        const FolderLock first(path, Kind::Shared);
+        EXPECT_TRUE(first.isHeld() && first.isPrivate());
+        EXPECT_TRUE(FolderLock(path, Kind::Shared).isHeld());
+        EXPECT_TRUE(FolderLock(path, Kind::Exclusive).isTaken());
+    }
+    EXPECT_TRUE(FolderLock(path, Kind::Exclusive).isHeld());
+    ASSERT_EQ(symlink(path.c_str(), (folder / "link").c_str()), 0);
+    EXPECT_TRUE(FolderLock(folder / "link", Kind::Exclusive).isHeld());
+    for (const std::string& none : {folder / "link", folder / "absent"}) {
+        const FolderLock lock(none, Kind::Shared, FolderLock::Links::Refused);
+        EXPECT_FALSE(lock.isHeld() || lock.isTaken() || lock.isPrivate()) << none;
+    }
+    files::setPermissions(path, 0750);
+    EXPECT_FALSE(FolderLock(path, Kind::Shared).isPrivate());
 }
 
 TEST_F(FileManagerTest, Utf8IsValidOrItIsNot)
