@@ -57,9 +57,8 @@ BatchProgress::Counts BatchProgress::count() const
     return counts;
 }
 
-std::string BatchProgress::sentence() const
+std::string BatchProgress::sentence(const Counts& counts) const
 {
-    const Counts counts = count();
     std::string text = fmt::format("{} of {} done", counts.done, controller_.taskInformation().size());
     for (const auto& [number, word] :
         {std::pair(counts.running, "running"), {counts.waiting, "waiting"}, {counts.aborted, "aborted"}})
@@ -132,7 +131,7 @@ BatchProgress::Lines BatchProgress::lines(terminal::Size window, double secondsE
         lines.columns.push_back(columns);
     }
     const Counts counts = count();
-    const std::string words = fmt::format("{}  {}", sentence(), terminal::elapsed(secondsElapsed));
+    const std::string words = fmt::format("{}  {}", sentence(counts), terminal::elapsed(secondsElapsed));
     const int barColumns = std::min(kWidestBar, columns - terminal::columnsOf(words) - kPercentColumns - 3);
     std::string total = barColumns >= 8
         ? fmt::format("{} {}  {}", terminal::bar(counts.percentage, barColumns, output.hasUnicode),

@@ -22,7 +22,7 @@ public:
     };
     Counts count() const;
     // "3 of 9 done, 2 running, 4 waiting"
-    std::string sentence() const;
+    std::string sentence(const Counts& counts) const;
 
     // The lines of a live table for a window of that size, with their widths in columns: the tasks (those
     // that run first, when there are more than fit) and a total line with the elapsed time.

@@ -5,6 +5,7 @@
 #include "app/Terminal.h"
 #include "app/Verbs.h"
 #include "platform/FileManager.h"
+#include "platform/FolderLock.h"
 #include "platform/Paths.h"
 #include "platform/PropertyList.h"
 #include "remote/XCodeProject.h"
@@ -17,6 +18,7 @@
 namespace {
 
 namespace files = platform::files;
+using platform::FolderLock;
 using Tasks = std::vector<std::shared_ptr<SVSingleTask>>;
 
 bool tell(const std::string& sentence)
@@ -37,9 +39,18 @@ std::optional<Tasks> tasksToClear(OpenWrapper& wrapper, const std::vector<int>& 
     return tasks;
 }
 
-// A run at work would lose its files under its hands.
-bool isAtWork(const SVSingleTask& task)
+// A run at work would lose its files under its hands. One that another session is about to launch shows in no
+// process yet, and so all that this session may still launch is left alone.
+bool mustBeLeft(SVSingleTask& task, const FolderLock& lock)
 {
+    task.updateBasedOnContent();
+    if (lock.isTaken() && !task.taskHasFinished() && !task.taskWasAborted()) {
+        complain(
+            fmt::format("Task {} belongs to a batch that another trelkind is running, and has not ended; it "
+                        "was not cleared.",
+                task.numberInProject() + 1));
+        return true;
+    }
     if (!task.taskHasStarted() || task.taskHasFinished())
         return false;
     const auto processes = processesWorkingIn(task.folderName());
@@ -74,7 +85,7 @@ int reportCleared(const Tasks& tasks, bool refused)
     return !told || refused || cleared < static_cast<int>(tasks.size()) ? kNotDone : kDone;
 }
 
-int clearAborted(KRTrelkindController& controller)
+int clearAborted(KRTrelkindController& controller, const FolderLock& lock)
 {
     if (!controller.validateMenuItem("clearAbortedTasks:"))
         return tell("There are no aborted tasks to clear.") ? kDone : kNotDone;
@@ -82,7 +93,8 @@ int clearAborted(KRTrelkindController& controller)
     for (const auto& task : controller.taskInformation())
         if (task->taskWasAborted())
             aborted.push_back(task);
-    const auto refused = std::erase_if(aborted, [](const auto& task) { return isAtWork(*task); });
+    const auto refused =
+        std::erase_if(aborted, [&lock](const auto& task) { return mustBeLeft(*task, lock); });
     if (refused == 0)
         controller.clearAbortedTasks();
     else
@@ -124,12 +136,14 @@ int clearVerb(const ClearOptions& options)
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
+    // Shared, for those who clear don't stand in each other's way; nobody begins to run meanwhile.
+    const FolderLock lock(wrapper->controller().wrapperName(), FolderLock::Kind::Shared);
     if (options.aborted)
-        return clearAborted(wrapper->controller());
+        return clearAborted(wrapper->controller(), lock);
     auto tasks = tasksToClear(*wrapper, options.numbers);
     if (!tasks)
         return kWrongUse;
-    const auto refused = std::erase_if(*tasks, [](const auto& task) { return isAtWork(*task); });
+    const auto refused = std::erase_if(*tasks, [&lock](const auto& task) { return mustBeLeft(*task, lock); });
     for (const auto& task : *tasks)
         task->clearData();
     return reportCleared(*tasks, refused > 0);

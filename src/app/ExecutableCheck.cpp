@@ -1,6 +1,8 @@
 #include "app/ExecutableCheck.h"
 
+#include "platform/Descriptor.h"
 #include "platform/FileManager.h"
+#include "platform/Process.h"
 
 #include <fmt/format.h>
 
@@ -11,16 +13,16 @@
 #include <cstdio>
 #include <cstring>
 #include <elf.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <memory>
 #include <string_view>
-#include <sys/statvfs.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace {
 
 namespace files = platform::files;
+using platform::Descriptor;
 
 // The part of an ELF header that tells for which machine a program is.
 struct Identity {
@@ -63,12 +65,8 @@ bool isForeignProgram(const std::string& bytes)
 
 std::optional<std::string> whyNotExecutable(const std::string& path)
 {
-    if (!files::exists(path))
-        return fmt::format("The executable {} does not exist.", path);
-    if (files::isDirectory(path))
-        return fmt::format("The executable {} is a folder.", path);
-    if (access(path.c_str(), X_OK) != 0)
-        return fmt::format("The executable {} has no run bit; \"chmod +x\" sets it.", path);
+    if (const auto error = platform::Process::whyNotLaunchable(path))
+        return fmt::format("The executable can not be run: {}.", error->reason);
     const std::string bytes = firstBytes(path);
     if (bytes.empty())
         return fmt::format("The executable {} is empty or can not be read.", path);
@@ -79,14 +77,6 @@ std::optional<std::string> whyNotExecutable(const std::string& path)
     const bool isOurs = identity && (identity == own || isOlderSibling);
     // Text without a first line for an interpreter is run as a shell script.
     const bool isScript = !identity && bytes.find('\0') == std::string::npos && !isForeignProgram(bytes);
-    if (isScript && bytes.starts_with("#!")) {
-        const auto first = bytes.find_first_not_of(" \t", 2);
-        const auto end = first == std::string::npos ? first : bytes.find_first_of(" \t\n", first);
-        // A first line that runs on beyond what was read is left to the system.
-        if (end != std::string::npos && access(bytes.substr(first, end - first).c_str(), X_OK) != 0)
-            return fmt::format("The executable {} asks for the interpreter {}, which can not be run.", path,
-                bytes.substr(first, end - first));
-    }
     if (!isOurs && !isScript)
         return fmt::format("The executable {} is not a program for this machine.", path);
     return std::nullopt;
@@ -95,19 +85,16 @@ std::optional<std::string> whyNotExecutable(const std::string& path)
 std::optional<std::string> whyNotWritable(const std::string& folder)
 {
     const std::string probe = folder + "/VTask_probe";
-    std::FILE* file = std::fopen(probe.c_str(), "we");
+    Descriptor file(::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
+    const bool isOpen = static_cast<bool>(file);
+    // A byte, for a full disk lets an empty file be made.
+    const bool written = isOpen && platform::writeAll(file.get(), "x") && file.close();
     const int reason = errno;
-    bool written = false;
-    if (file) {
-        // A byte, for a full disk lets an empty file be made.
-        written = std::fputc('x', file) != EOF;
-        written = std::fclose(file) == 0 && written;
+    if (isOpen)
         files::remove(probe);
-    }
     if (written)
         return std::nullopt;
-    return fmt::format("{} can not be written: {}.", folder,
-        file ? "the disk is full" : std::generic_category().message(reason));
+    return fmt::format("{} can not be written: {}.", folder, std::generic_category().message(reason));
 }
 
 std::vector<int> processesWorkingIn(const std::string& folder)

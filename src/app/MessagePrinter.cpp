@@ -1,23 +1,19 @@
 #include "app/MessagePrinter.h"
 
+#include "app/TerminalText.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/MainLoop.h"
 
 #include <fmt/format.h>
 
-#include <cctype>
 #include <cstdio>
 
 namespace {
 
-// A terminal that has gone loses the words and nothing else. A name with control characters must not command
-// it.
-void writeError(std::string text)
+// A terminal that has gone loses the words and nothing else.
+void writeError(const std::string& text)
 {
-    for (char& c : text)
-        if (std::iscntrl(static_cast<unsigned char>(c)) && c != '\n' && c != '\t')
-            c = '?';
-    std::fputs(text.c_str(), stderr);
+    std::fputs(terminal::printable(text).c_str(), stderr);
 }
 
 } // namespace

@@ -2,16 +2,21 @@
 #include "app/TablePrinter.h"
 #include "app/Terminal.h"
 #include "app/Verbs.h"
+#include "platform/Descriptor.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
-#include <cstdio>
+#include <cstdint>
+#include <fcntl.h>
 #include <limits>
-#include <memory>
+#include <new>
 #include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -29,22 +34,20 @@ public:
     Read readNew(const std::function<bool(std::string_view)>& take, int mostBlocks)
     {
         reopenIfReplaced();
-        if (!file_)
-            return Read::Everything;
         std::array<char, 65536> block{};
-        std::clearerr(file_.get());
         for (int blocks = 0; blocks < mostBlocks; ++blocks) {
-            const std::size_t count = std::fread(block.data(), 1, block.size(), file_.get());
-            if (count == 0)
+            const std::string_view bytes = readAt(position_, block.data(), block.size());
+            if (bytes.empty())
                 return Read::Everything;
-            position_ += static_cast<off_t>(count);
-            if (!take({block.data(), count}))
+            position_ += static_cast<off_t>(bytes.size());
+            last_ = bytes.substr(bytes.size() - std::min(bytes.size(), kBytesRemembered));
+            if (!take(bytes))
                 return Read::Refused;
         }
         return Read::Some;
     }
 
-    bool exists() const { return file_ != nullptr; }
+    bool exists() const { return static_cast<bool>(file_); }
 
 private:
     void reopenIfReplaced()
@@ -52,34 +55,78 @@ private:
         struct stat now { };
         if (stat(path_.c_str(), &now) != 0 || !S_ISREG(now.st_mode))
             return;
-        if (file_ && now.st_ino == inode_ && now.st_size >= position_)
+        if (file_ && now.st_dev == device_ && now.st_ino == inode_ && now.st_size >= position_ && holdsLast())
             return;
-        file_.reset(std::fopen(path_.c_str(), "rbe"));
+        file_.reset(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        if (!file_ || fstat(file_.get(), &now) != 0)
+            return;
+        device_ = now.st_dev;
         inode_ = now.st_ino;
         position_ = 0;
+        last_.clear();
     }
 
-    struct Close {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
+    // A file that was cut, and has grown beyond the position since, shows by other bytes before it.
+    bool holdsLast() const
+    {
+        std::array<char, kBytesRemembered> bytes{};
+        return readAt(position_ - static_cast<off_t>(last_.size()), bytes.data(), last_.size()) == last_;
+    }
+
+    std::string_view readAt(off_t place, char* buffer, std::size_t size) const
+    {
+        const ssize_t count = platform::retryInterrupted(
+            [&] { return file_ ? ::pread(file_.get(), buffer, size, place) : ssize_t{0}; });
+        return {buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
+    }
+
+    static constexpr std::size_t kBytesRemembered = 256;
     std::string path_;
-    std::unique_ptr<std::FILE, Close> file_;
+    platform::Descriptor file_;
+    dev_t device_ = 0;
     ino_t inode_ = 0;
     off_t position_ = 0;
+    std::string last_; // The last bytes before the position.
 };
 
-// Splits at LF, CR and CR LF, as the output table does; text ended by a line end has no empty last line.
-nlohmann::ordered_json linesAsJson(const std::string& text)
-{
-    auto rows = nlohmann::ordered_json::array();
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find_first_of("\r\n", start), text.size());
-        rows.push_back(
-            {{"Number", fmt::format("{}", rows.size() + 1)}, {"Line", text.substr(start, end - start)}});
-        start = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+// Makes rows of text that comes in pieces. It is split at LF, CR and CR LF, as the output table does; text
+// ended by a line end has no empty last line.
+class LinesAsJson {
+public:
+    bool add(std::string_view bytes)
+    {
+        while (!bytes.empty()) {
+            if (std::exchange(isBehindReturn_, false) && bytes.front() == '\n') {
+                bytes.remove_prefix(1);
+                continue;
+            }
+            const std::size_t end = bytes.find_first_of("\r\n");
+            line_ += bytes.substr(0, end);
+            if (end == std::string_view::npos)
+                return true;
+            isBehindReturn_ = bytes[end] == '\r';
+            bytes.remove_prefix(end + 1);
+            if (!writeLine())
+                return false;
+        }
+        return true;
     }
-    return rows;
-}
+
+    bool finish() { return (line_.empty() || writeLine()) && rows_.finish(); }
+
+private:
+    bool writeLine()
+    {
+        const bool written = rows_.add({{"Number", fmt::format("{}", ++number_)}, {"Line", line_}});
+        line_.clear();
+        return written;
+    }
+
+    JsonRowWriter rows_;
+    std::string line_;
+    std::int64_t number_ = 0;
+    bool isBehindReturn_ = false;
+};
 
 bool isOver(SVSingleTask& task)
 {
@@ -113,16 +160,19 @@ int follow(GrowingFile& file, SVSingleTask& task)
 
 int show(GrowingFile& file, bool json)
 {
-    std::string text;
+    LinesAsJson lines;
     const auto take = [&](std::string_view bytes) {
-        if (json)
-            text += bytes;
-        return json || terminal::write(bytes);
+        return json ? lines.add(bytes) : terminal::write(bytes);
     };
-    const auto read = file.readNew(take, std::numeric_limits<int>::max());
-    if (!file.exists())
+    try {
+        const auto read = file.readNew(take, std::numeric_limits<int>::max());
+        if (!file.exists())
+            return kNotDone;
+        return read != GrowingFile::Read::Refused && (!json || lines.finish()) ? kDone : kNotDone;
+    } catch (const std::bad_alloc&) {
+        complain("The output holds a line that is larger than this machine's memory.");
         return kNotDone;
-    return read != GrowingFile::Read::Refused && (!json || writeJson(linesAsJson(text))) ? kDone : kNotDone;
+    }
 }
 
 } // namespace

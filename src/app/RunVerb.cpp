@@ -1,101 +1,23 @@
-#include "app/BatchProgress.h"
-#include "app/ExecutableCheck.h"
-#include "app/LiveDisplay.h"
+#include "app/BatchChecks.h"
+#include "app/BatchDisplay.h"
 #include "app/OpenWrapper.h"
 #include "app/TaskTable.h"
-#include "app/TerminalText.h"
 #include "app/Verbs.h"
-#include "platform/FileManager.h"
+#include "platform/FolderLock.h"
+#include "platform/Paths.h"
 #include "platform/Process.h"
 #include "task/SVTrelkindEngineLocal.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <csignal>
-#include <fcntl.h>
 #include <memory>
-#include <optional>
-#include <string>
-#include <sys/file.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 constexpr double kSecondsBetweenFrames = 0.5;
 constexpr double kSecondsForEnding = 10;
-
-// Shows a batch while it runs: a live table on a terminal, otherwise a line for each change of a task's
-// state; nothing while the output is to be JSON.
-class BatchDisplay {
-public:
-    BatchDisplay(OpenWrapper& wrapper, bool json)
-        : wrapper_(wrapper), progress_(wrapper.controller()), live_(terminal::Output::standard()),
-          silent_(json)
-    {
-        for (const auto& task : wrapper.controller().taskInformation())
-            words_.push_back(statusWord(*task).first);
-        wrapper.messages().beforeWriting = [this] { live_.clear(); };
-    }
-    ~BatchDisplay() { wrapper_.messages().beforeWriting = nullptr; }
-    BatchDisplay(const BatchDisplay&) = delete;
-    BatchDisplay& operator=(const BatchDisplay&) = delete;
-
-    void update()
-    {
-        if (silent_)
-            return;
-        if (terminal::Output::standard().isTerminal) {
-            const auto lines = progress_.lines(terminal::Output::standard().size(), seconds());
-            live_.show(lines.texts, lines.columns);
-        } else {
-            writeChanges();
-        }
-    }
-
-    void say(const std::string& sentence)
-    {
-        if (silent_)
-            return;
-        live_.clear();
-        if (!terminal::write(sentence + "\n"))
-            silent_ = true;
-    }
-
-    // The terminal has gone: the batch goes on without being watched.
-    void fallSilent() { silent_ = true; }
-
-    void finish()
-    {
-        update();
-        live_.finish();
-        if (!terminal::Output::standard().isTerminal)
-            say(fmt::format("{}, {} elapsed", progress_.sentence(), terminal::elapsed(seconds())));
-    }
-
-private:
-    double seconds() const { return platform::monotonicSeconds() - start_; }
-
-    void writeChanges()
-    {
-        const auto& tasks = wrapper_.controller().taskInformation();
-        for (std::size_t i = 0; i < tasks.size(); ++i) {
-            std::string word = statusWord(*tasks[i]).first;
-            if (word == words_[i])
-                continue;
-            words_[i] = std::move(word);
-            say(fmt::format("{:>8}  task {}: {}", terminal::elapsed(seconds()), i + 1, words_[i]));
-        }
-    }
-
-    OpenWrapper& wrapper_;
-    BatchProgress progress_;
-    LiveDisplay live_;
-    std::vector<std::string> words_;
-    double start_ = platform::monotonicSeconds();
-    bool silent_;
-};
 
 // Counts interrupts: the first ends the tasks in order, the second kills.
 class Interrupts {
@@ -112,7 +34,7 @@ public:
                     display.say("Killing the tasks.");
                 }
             }));
-        watches_.push_back(loop.watchSignal(SIGHUP, [&display] { display.fallSilent(); }));
+        watches_.push_back(loop.watchSignal(SIGHUP, [&display] { display.terminalHasGone(); }));
     }
 
     bool happened() const { return count_ > 0; }
@@ -123,68 +45,6 @@ private:
     int count_ = 0;
     std::vector<std::unique_ptr<platform::MainLoop::Watch>> watches_;
 };
-
-std::optional<std::string> whyNotRunnable(const KRTrelkindController& controller)
-{
-    const std::string& wrapper = controller.wrapperName();
-    if (controller.taskInformation().empty())
-        return fmt::format("{} has no tasks.", wrapper);
-    if (!controller.executable())
-        return fmt::format("{} names no executable in its Executable.plist.", wrapper);
-    if (auto reason = whyNotExecutable(fmt::format("{}/MacOSX/{}", wrapper, *controller.executable())))
-        return reason;
-    for (const auto& task : controller.taskInformation())
-        if (task->taskShouldBeRun() && platform::files::isDirectory(task->folderName()))
-            return whyNotWritable(task->folderName());
-    return std::nullopt;
-}
-
-// Such a task can't be run; the others can.
-void tellOfMissingFolders(const KRTrelkindController& controller)
-{
-    for (const auto& task : controller.taskInformation())
-        if (task->taskShouldBeRun() && !platform::files::isDirectory(task->folderName()))
-            complain(fmt::format("The run folder {} {}.", task->folderName(),
-                platform::files::exists(task->folderName()) ? "is not a folder" : "does not exist"));
-}
-
-// Holds a wrapper for one process that runs it: two would start the same tasks. The system lets go of it when
-// the process ends, however it ends.
-class RunLock {
-public:
-    explicit RunLock(const std::string& wrapper)
-        : descriptor_(::open(wrapper.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    {
-        // A file system without locks doesn't keep anybody from running.
-        isTaken_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-    }
-    ~RunLock()
-    {
-        if (descriptor_ >= 0)
-            ::close(descriptor_);
-    }
-    RunLock(const RunLock&) = delete;
-    RunLock& operator=(const RunLock&) = delete;
-
-    bool isTaken() const { return isTaken_; }
-
-private:
-    int descriptor_;
-    bool isTaken_ = false;
-};
-
-void tellWhatStands(const KRTrelkindController& controller)
-{
-    std::vector<int> stale;
-    for (const auto& task : controller.taskInformation())
-        if (task->taskHasStarted() && !task->taskHasFinished() && !task->taskWasAborted())
-            stale.push_back(task->numberInProject() + 1);
-    if (!stale.empty())
-        complain(fmt::format(
-            "Tasks that an earlier session started and that may have died with it: {}. If they no "
-            "longer run, \"trelkind clear\" with their numbers lets them be run again.",
-            fmt::join(stale, ", ")));
-}
 
 // Serves the main loop until the engine has ended: no operation is left, and the end of each has been told.
 void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Interrupts& interrupts)
@@ -215,13 +75,16 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
 
 int runVerb(const RunOptions& options)
 {
+    // Two who run a wrapper would start the same tasks. Held before the tasks are read, so that they are as a
+    // former holder has left them; a file system without locks keeps nobody from running.
+    const platform::FolderLock lock(
+        platform::paths::absolute(options.wrapper), platform::FolderLock::Kind::Exclusive);
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
     KRTrelkindController& controller = wrapper->controller();
-    const RunLock lock(controller.wrapperName());
     if (lock.isTaken()) {
-        complain(fmt::format("{} is being run by another trelkind.", controller.wrapperName()));
+        complain(fmt::format("{} is being run, or cleared, by another trelkind.", controller.wrapperName()));
         return kNotDone;
     }
     if (const auto reason = whyNotRunnable(controller)) {
@@ -241,7 +104,7 @@ int runVerb(const RunOptions& options)
         engine.panel().concurrency.stringValue = fmt::format("{}", *options.concurrency);
         engine.changeConcurrency(engine.panel().concurrency);
     }
-    tellWhatStands(controller);
+    tellOfStaleTasks(controller);
     tellOfMissingFolders(controller);
 
     BatchDisplay display(*wrapper, options.json);

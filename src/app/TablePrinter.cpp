@@ -8,11 +8,19 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace {
 
 constexpr int kGap = 2;
 constexpr int kNarrowest = 4;
+constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
+
+std::string textOf(const nlohmann::ordered_json& json, int indentation)
+{
+    // A name that isn't UTF-8 still gives valid JSON.
+    return json.dump(indentation, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
 
 } // namespace
 
@@ -86,8 +94,19 @@ nlohmann::ordered_json TablePrinter::json() const
     return rows;
 }
 
+bool JsonRowWriter::add(const nlohmann::ordered_json& row)
+{
+    unwritten_ += (hasRows_ ? ",\n  " : "\n  ") + textOf(row, -1);
+    hasRows_ = true;
+    return unwritten_.size() < kBytesAtATime || terminal::write(std::exchange(unwritten_, {}));
+}
+
+bool JsonRowWriter::finish()
+{
+    return terminal::write(std::exchange(unwritten_, {}) + (hasRows_ ? "\n]\n" : "]\n"));
+}
+
 bool writeJson(const nlohmann::ordered_json& json)
 {
-    // A name that isn't UTF-8 still gives valid JSON.
-    return terminal::write(json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+    return terminal::write(textOf(json, 2) + "\n");
 }

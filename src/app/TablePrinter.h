@@ -30,5 +30,17 @@ private:
     std::vector<Column> columns_;
 };
 
+// Writes an array of JSON to standard output row by row, as it comes. Both are false when it can't be
+// written.
+class JsonRowWriter {
+public:
+    bool add(const nlohmann::ordered_json& row);
+    bool finish();
+
+private:
+    std::string unwritten_ = "[";
+    bool hasRows_ = false;
+};
+
 // Writes JSON with a line end to standard output; false when it can't be written.
 bool writeJson(const nlohmann::ordered_json& json);

@@ -1,7 +1,8 @@
 #include "app/Terminal.h"
 
+#include "platform/Descriptor.h"
+
 #include <array>
-#include <cerrno>
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
@@ -56,14 +57,8 @@ std::string Output::colored(Color color, std::string_view text) const
 
 bool write(std::string_view text)
 {
-    while (!text.empty()) {
-        const ssize_t count = ::write(STDOUT_FILENO, text.data(), text.size());
-        if (count > 0)
-            text.remove_prefix(static_cast<std::size_t>(count));
-        else if (count < 0 && errno != EINTR)
-            return false;
-    }
-    return true;
+    // Another program that shares the descriptor may have made it one that doesn't block.
+    return platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait);
 }
 
 } // namespace terminal

@@ -1,5 +1,7 @@
 #include "app/TerminalText.h"
 
+#include "app/Terminal.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -12,8 +14,15 @@ namespace terminal {
 
 namespace {
 
-constexpr std::string_view kReplacement = "\uFFFD";
-constexpr std::string_view kEllipsis = "\u2026";
+std::string_view replacement()
+{
+    return Output::standard().hasUnicode ? "\uFFFD" : "?";
+}
+
+std::string_view ellipsis()
+{
+    return Output::standard().hasUnicode ? "\u2026" : "~";
+}
 
 struct Character {
     std::string_view bytes;
@@ -39,7 +48,7 @@ void forEachCharacter(std::string_view text, Visit visit)
         const Character character = firstCharacter(text);
         text.remove_prefix(character.bytes.size());
         const bool printable = character.columns >= 0;
-        if (!visit(printable ? character.bytes : kReplacement, printable ? character.columns : 1))
+        if (!visit(printable ? character.bytes : replacement(), printable ? character.columns : 1))
             return;
     }
 }
@@ -56,6 +65,21 @@ int columnsOf(std::string_view text)
     return columns;
 }
 
+std::string printable(std::string_view text)
+{
+    std::string shown;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find_first_of("\n\t"), text.size());
+        forEachCharacter(text.substr(0, end), [&](std::string_view bytes, int) {
+            shown += bytes;
+            return true;
+        });
+        shown += text.substr(end, 1);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    return shown;
+}
+
 std::string fitted(std::string_view text, int columns)
 {
     const bool tooWide = columnsOf(text) > columns;
@@ -70,7 +94,7 @@ std::string fitted(std::string_view text, int columns)
         return true;
     });
     if (tooWide && columns > 0)
-        shown += kEllipsis;
+        shown += ellipsis();
     return shown;
 }
 

@@ -4,10 +4,13 @@
 #include <string_view>
 
 // Text on a terminal, measured in columns. UTF-8 everywhere; what isn't UTF-8 or can't be printed counts and
-// shows as one replacement character.
+// shows as one replacement character, which the locale's terminal can show.
 namespace terminal {
 
 int columnsOf(std::string_view text);
+// Words of any length for a terminal, which a name in them must not command: what can't be printed is
+// replaced, but for line ends and tabs.
+std::string printable(std::string_view text);
 // The text made fit for one cell of a line: control characters replaced, cut with an ellipsis when it is too
 // wide.
 std::string fitted(std::string_view text, int columns);

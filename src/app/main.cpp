@@ -210,6 +210,7 @@ int main(int argc, char** argv)
     terminal::Output::standard();
     std::setlocale(LC_CTYPE, "C.UTF-8");
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
     platform::MainLoop::main();
     ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
     return CommandLine().run(argc, argv);

@@ -1,6 +1,7 @@
 #include "platform/Descriptor.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 
 namespace platform {
@@ -26,11 +27,17 @@ bool interrupted()
     return errno == EINTR;
 }
 
-bool writeAll(int descriptor, std::string_view bytes)
+bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
 {
     while (!bytes.empty()) {
         const ssize_t count =
             retryInterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+        const bool isFull = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+        if (isFull && whenFull == WhenFull::Wait) {
+            pollfd polled{descriptor, POLLOUT, 0};
+            if (retryInterrupted([&] { return ::poll(&polled, 1, -1); }) > 0)
+                continue;
+        }
         if (count < 0)
             return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));

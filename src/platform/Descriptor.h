@@ -44,7 +44,9 @@ auto retryInterrupted(Call call)
     return result;
 }
 
-// Writes all of the bytes; false with errno set when that is not possible.
-bool writeAll(int descriptor, std::string_view bytes);
+// Writes all of the bytes; false with errno set when that is not possible. A descriptor that doesn't block
+// may take no more for now: that is a failure, or it is waited for.
+enum class WhenFull { Fail, Wait };
+bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull = WhenFull::Fail);
 
 } // namespace platform

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
@@ -144,21 +143,6 @@ std::optional<std::uint64_t> size(const std::string& path)
 {
     const auto found = attributes(path);
     return found ? std::optional(found->size) : std::nullopt;
-}
-
-std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path)
-{
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), &::closedir);
-    if (!folder)
-        return std::nullopt;
-    std::vector<std::string> names;
-    errno = 0;
-    while (const dirent* entry = ::readdir(folder.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
-    }
-    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
 }
 
 std::optional<std::string> readFile(const std::string& path)

@@ -1,8 +1,9 @@
-// Removing, copying and moving of whole trees. Every step goes through the descriptor of the folder that it
-// works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
+// Listing of folders; removing, copying and moving of whole trees. Every step goes through the descriptor of
+// the folder that it works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
 
 #include "platform/Descriptor.h"
 #include "platform/FileManager.h"
+#include "platform/Paths.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -42,13 +43,13 @@ Descriptor openFolder(int parent, const char* name, bool followLink = false)
     return Descriptor(retryInterrupted([&] { return ::openat(parent, name, flags); }));
 }
 
-std::optional<std::vector<std::string>> namesIn(const Descriptor& folder)
+std::optional<std::vector<std::string>> namesIn(Descriptor folder)
 {
-    Descriptor own = openFolder(folder.get(), ".");
-    const std::unique_ptr<DIR, int (*)(DIR*)> listing(own ? ::fdopendir(own.get()) : nullptr, &::closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(
+        folder ? ::fdopendir(folder.get()) : nullptr, &::closedir);
     if (!listing)
         return std::nullopt;
-    own.release(); // Closed with the listing.
+    folder.release(); // Closed with the listing.
     std::vector<std::string> names;
     errno = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
@@ -59,12 +60,10 @@ std::optional<std::vector<std::string>> namesIn(const Descriptor& folder)
     return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
 }
 
-std::string withoutTrailingSlashes(std::string path)
+// With a slash behind it the name of a link would stand for what the link points to.
+std::string itself(const std::string& path)
 {
-    // With a slash behind it the name of a link would stand for what the link points to.
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
-    return path;
+    return std::string(paths::withoutTrailingSlashes(path));
 }
 
 // Removes all that a folder holds. However deep the tree is, one descriptor is open at a time.
@@ -92,7 +91,7 @@ private:
     bool enter(Descriptor folder, std::string name)
     {
         const auto identity = identify(folder);
-        auto names = identity ? namesIn(folder) : std::nullopt;
+        auto names = identity ? namesIn(openFolder(folder.get(), ".")) : std::nullopt;
         if (!names)
             return false;
         levels_.push_back({*identity, std::move(name), std::move(*names)});
@@ -205,7 +204,7 @@ public:
         // A folder that is copied into itself would never end.
         if (target_ && identify(source) == target_)
             return false;
-        const auto names = namesIn(source);
+        const auto names = namesIn(openFolder(source.get(), "."));
         if (!names || ::mkdirat(toFolder, to, 0700) != 0)
             return false;
         hasMadeTarget_ = true;
@@ -259,9 +258,14 @@ bool existsItself(const std::string& path)
 
 } // namespace
 
+std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path)
+{
+    return namesIn(openFolder(AT_FDCWD, path.c_str(), true));
+}
+
 bool remove(const std::string& path)
 {
-    const std::string own = withoutTrailingSlashes(path);
+    const std::string own = itself(path);
     if (own == "/")
         return false;
     if (::unlink(own.c_str()) == 0)
@@ -273,13 +277,13 @@ bool remove(const std::string& path)
 
 bool copy(const std::string& from, const std::string& to)
 {
-    return copyTree(withoutTrailingSlashes(from), withoutTrailingSlashes(to), true);
+    return copyTree(itself(from), itself(to), true);
 }
 
 bool move(const std::string& from, const std::string& to)
 {
-    const std::string source = withoutTrailingSlashes(from);
-    const std::string target = withoutTrailingSlashes(to);
+    const std::string source = itself(from);
+    const std::string target = itself(to);
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
         return true;
     int error = errno;

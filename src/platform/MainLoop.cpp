@@ -47,10 +47,12 @@ void Callback::call()
     if (!isReady() || !work)
         return;
     isBeingCalled = true;
+    const AtEndOfScope done([this] {
+        isBeingCalled = false;
+        if (ended)
+            work = nullptr;
+    });
     work();
-    isBeingCalled = false;
-    if (ended)
-        work = nullptr;
 }
 
 void Callback::end()
@@ -121,11 +123,13 @@ bool MainLoop::State::doOneWork(std::uint64_t last)
         posted.pop_front();
         waitersInQueue -= next.waiter ? 1 : 0;
     }
+    const AtEndOfScope done([&next] {
+        next.work = nullptr; // What it refers to may be on the stack of the worker that is let go now.
+        if (next.waiter)
+            next.waiter->release();
+    });
     if (next.work)
         next.work();
-    next.work = nullptr; // What it refers to may be on the stack of the worker that is let go now.
-    if (next.waiter)
-        next.waiter->release();
     return true;
 }
 
@@ -141,7 +145,7 @@ void MainLoop::State::serveWatchesAndTimers(double longestWait)
         if (!watch->handler.isReady())
             continue;
         watched.push_back(watch);
-        polled.push_back({watch->descriptor, POLLIN, 0});
+        polled.push_back({watch->descriptor, watch->events, 0});
     }
     const timespec limit = toTimespec(wait);
     if (ppoll(polled.data(), polled.size(), &limit, nullptr) > 0) {
@@ -171,8 +175,12 @@ void MainLoop::State::deliverSignals()
         if (!counts.contains(watch->signalNumber))
             counts[watch->signalNumber] = signals::takeCount(watch->signalNumber);
     for (const auto& watch : present)
-        for (int count = counts[watch->signalNumber]; count > 0; --count)
+        watch->undelivered += counts[watch->signalNumber];
+    for (const auto& watch : present)
+        while (watch->undelivered > 0) {
+            --watch->undelivered;
             watch->handler.call();
+        }
 }
 
 MainLoop& MainLoop::main()
@@ -280,9 +288,19 @@ void MainLoop::assertLoopThread() const
 
 std::unique_ptr<MainLoop::Watch> MainLoop::watchReadable(int descriptor, Work handler)
 {
+    return watch(descriptor, POLLIN, std::move(handler));
+}
+
+std::unique_ptr<MainLoop::Watch> MainLoop::watchWritable(int descriptor, Work handler)
+{
+    return watch(descriptor, POLLOUT, std::move(handler));
+}
+
+std::unique_ptr<MainLoop::Watch> MainLoop::watch(int descriptor, short events, Work handler)
+{
     assertLoopThread();
     const auto watch = std::make_shared<State::DescriptorWatch>(
-        State::DescriptorWatch{descriptor, Callback(std::move(handler))});
+        State::DescriptorWatch{descriptor, events, Callback(std::move(handler))});
     state_->descriptorWatches.push_back(watch);
     return std::make_unique<OwnedWatch>([this, watch] {
         assertLoopThread();
@@ -296,8 +314,8 @@ std::unique_ptr<MainLoop::Watch> MainLoop::watchSignal(int signalNumber, Work ha
     assertLoopThread();
     if (!signals::beginWatching(signalNumber, state_->wakeEvent.get()))
         return nullptr;
-    const auto watch =
-        std::make_shared<State::SignalWatch>(State::SignalWatch{signalNumber, Callback(std::move(handler))});
+    const auto watch = std::make_shared<State::SignalWatch>(
+        State::SignalWatch{signalNumber, Callback(std::move(handler)), 0});
     state_->signalWatches.push_back(watch);
     return std::make_unique<OwnedWatch>([this, watch] {
         assertLoopThread();

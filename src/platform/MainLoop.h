@@ -18,6 +18,8 @@ public:
 
     static MainLoop& main();
 
+    // What throws ends the function of the loop that served it, with that exception; nobody waits for it in
+    // vain, and what else was to be done then is done next time.
     void post(Work);
     // Does not return before the work has been done. Called on the loop's own thread it does the work at
     // once.
@@ -48,9 +50,13 @@ public:
     // second time.
     class Watch;
     std::unique_ptr<Watch> watchReadable(int descriptor, Work handler);
+    // The same while it takes bytes (or its other side has gone).
+    std::unique_ptr<Watch> watchWritable(int descriptor, Work handler);
     // Calls the handler on the loop's thread after the process was sent the signal (through a descriptor, so
     // that the handler may do anything), as often as it was delivered. The former disposition returns when
-    // the last watch of the signal goes. Null for a signal that can't be caught.
+    // the last watch of the signal goes. Null for a signal that can't be caught, and for one that is ignored
+    // when its first watch begins: whoever started this program in the background of a script, or to outlive
+    // its terminal, means the signal for others.
     std::unique_ptr<Watch> watchSignal(int signalNumber, Work handler);
 
     class Watch {
@@ -62,6 +68,7 @@ public:
     State& state() { return *state_; }
 
 private:
+    std::unique_ptr<Watch> watch(int descriptor, short events, Work handler);
     MainLoop();
     ~MainLoop();
     std::unique_ptr<State> state_;

@@ -17,6 +17,16 @@
 
 namespace platform {
 
+// Does its work when it goes out of scope, by an exception as well.
+template <typename Work>
+struct AtEndOfScope {
+    explicit AtEndOfScope(Work atEnd) : work(std::move(atEnd)) { }
+    ~AtEndOfScope() { work(); }
+    AtEndOfScope(const AtEndOfScope&) = delete;
+    AtEndOfScope& operator=(const AtEndOfScope&) = delete;
+    Work work;
+};
+
 // A handler and whether it may be called. It stays alive while it is being called, though its owner lets go
 // of it meanwhile.
 struct Callback {
@@ -54,11 +64,13 @@ struct MainLoop::State {
     };
     struct DescriptorWatch {
         int descriptor = -1;
+        short events = 0; // Of poll().
         Callback handler;
     };
     struct SignalWatch {
         int signalNumber = 0;
         Callback handler;
+        int undelivered = 0;
     };
     using TimerKey = std::pair<double, std::uint64_t>; // When it is due; the order of scheduling.
 

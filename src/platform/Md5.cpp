@@ -44,11 +44,11 @@ void Md5::update(const void* bytes, std::size_t count)
         gcry_md_write(state_->handle, bytes, count);
 }
 
-std::string Md5::hexDigest()
+std::optional<std::string> Md5::hexDigest()
 {
     const unsigned char* digest = state_->handle ? gcry_md_read(state_->handle, GCRY_MD_MD5) : nullptr;
     if (!digest)
-        return {};
+        return std::nullopt;
     std::string text;
     for (unsigned index = 0; index < gcry_md_get_algo_dlen(GCRY_MD_MD5); ++index)
         text += fmt::format("{:02x}", digest[index]);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace platform {
@@ -12,9 +13,9 @@ public:
     Md5();
     ~Md5();
     void update(const void* bytes, std::size_t count);
-    // 32 lower-case hexadecimal digits; empty on a machine that is set up to refuse MD5. The object takes no
-    // more bytes afterwards.
-    std::string hexDigest();
+    // 32 lower-case hexadecimal digits; nothing on a machine that is set up to refuse MD5. The object takes
+    // no more bytes afterwards.
+    std::optional<std::string> hexDigest();
 
 private:
     struct State;

@@ -8,13 +8,6 @@ namespace platform::paths {
 
 namespace {
 
-std::string_view withoutTrailingSlashes(std::string_view path)
-{
-    while (path.size() > 1 && path.back() == '/')
-        path.remove_suffix(1);
-    return path;
-}
-
 std::string currentDirectory()
 {
     std::unique_ptr<char, decltype(&free)> directory(getcwd(nullptr, 0), &free);
@@ -33,6 +26,13 @@ std::vector<std::string_view> components(std::string_view path)
 }
 
 } // namespace
+
+std::string_view withoutTrailingSlashes(std::string_view path)
+{
+    while (path.size() > 1 && path.back() == '/')
+        path.remove_suffix(1);
+    return path;
+}
 
 std::string lastComponent(std::string_view path)
 {

@@ -9,6 +9,7 @@ namespace platform {
 // go. Any thread.
 namespace paths {
 
+std::string_view withoutTrailingSlashes(std::string_view path); // The root keeps its own.
 std::string lastComponent(std::string_view path); // "a/b/" gives "b"; "/" gives "/".
 std::string deletingLastComponent(std::string_view path); // "a/b" gives "a"; "a" gives ""; "/a" gives "/".
 std::string appending(std::string_view path, std::string_view component); // Always one slash between them.

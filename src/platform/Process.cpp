@@ -3,6 +3,7 @@
 #include "platform/Descriptor.h"
 #include "platform/FileManager.h"
 #include "platform/Paths.h"
+#include "platform/ProcessInfo.h"
 #include "platform/ProcessWarden.h"
 #include "platform/Spawn.h"
 #include "platform/SystemShell.h"
@@ -70,7 +71,8 @@ std::optional<Process::Error> refuse(const std::string& path)
     if (!S_ISREG(info.st_mode))
         return Process::Error{"NotAProgram", fmt::format("{} is no regular file", path)};
     if (::access(path.c_str(), X_OK) != 0)
-        return Process::Error{"NotExecutable", fmt::format("{} is not marked as executable", path)};
+        return Process::Error{
+            "NotExecutable", fmt::format("{} is not marked as executable (\"chmod +x\" does that)", path)};
     return std::nullopt;
 }
 
@@ -112,6 +114,18 @@ Process::Process(std::shared_ptr<State> state) : state_(std::move(state)) { }
 
 Process::~Process() = default;
 
+std::optional<Process::Error> Process::whyNotLaunchable(const std::string& path)
+{
+    if (auto refusal = refuse(path))
+        return refusal;
+    const auto firstLine = readFirstLine(path);
+    // A name without a folder before it is looked for where the program will run.
+    if (firstLine && firstLine->interpreter.starts_with('/')
+        && ::access(firstLine->interpreter.c_str(), X_OK) != 0)
+        return describe(ENOENT, path, firstLine);
+    return std::nullopt;
+}
+
 std::shared_ptr<Process> Process::launch(const Request& request, Error& error)
 {
     const std::string path = paths::absolute(request.path);
@@ -141,11 +155,12 @@ std::shared_ptr<Process> Process::launch(const Request& request, Error& error)
     command.insert(command.end(), request.arguments.begin(), request.arguments.end());
 
     pid_t leader = 0;
-    if (const int failure = spawn(command, request.workDirectory, leader); failure != 0) {
+    std::string mark = uniqueString();
+    if (const int failure = spawn(command, request.workDirectory, mark, leader); failure != 0) {
         error = describe(failure, path, firstLine);
         return nullptr;
     }
-    auto child = std::make_shared<Child>(leader);
+    auto child = std::make_shared<Child>(leader, std::move(mark));
     warden->add(child);
     return std::shared_ptr<Process>(new Process(std::make_shared<State>(State{std::move(child)})));
 }

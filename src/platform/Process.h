@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,15 +26,21 @@ public:
         std::string reason;
     };
 
+    // Why a file can't be launched, as far as its kind, its mode and its first line tell; nothing when they
+    // speak for it. Whether it is a program for this machine shows only in the launch.
+    static std::optional<Error> whyNotLaunchable(const std::string& path);
+
     // Null on failure, with the error filled in. A path that isn't there, isn't executable, or is no program
     // for this machine fails here, not later.
     static std::shared_ptr<Process> launch(const Request&, Error& error);
     ~Process();
 
     bool isRunning();
-    // Ends the whole process group, and what its members started outside of it as far as it can be found:
-    // first politely; what is left a few seconds later is killed, whether or not this object still exists.
-    // Does not wait.
+    // Ends the program and whatever it started: its whole process group, what members of the group started
+    // outside of it, and every process of this user that bears the program's mark in its environment, though
+    // its parents have gone. First politely; what is left a few seconds later is killed, whether or not this
+    // object still exists. Only what has left the group, lost its parents and thrown the environment away
+    // escapes. Does not wait.
     void terminate();
     // Waits at most that long (real seconds) and tells whether the program has ended.
     bool waitUntilExit(double limitInSeconds);

@@ -1,11 +1,14 @@
 #include "platform/ProcessTable.h"
 
+#include "platform/FileManager.h"
+
 #include <algorithm>
 #include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <dirent.h>
 #include <fcntl.h>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <poll.h>
@@ -43,7 +46,32 @@ std::vector<std::string_view> splitAtBlanks(std::string_view text)
     return fields;
 }
 
-std::optional<ProcessTable::Entry> readEntry(pid_t process)
+// Room for the largest environment that the system hands to a program.
+constexpr std::size_t kMostEnvironmentBytes = std::size_t{8} << 20;
+
+bool bearsMark(pid_t process, const std::string& mark)
+{
+    std::string reason;
+    const std::string path = "/proc/" + std::to_string(process) + "/environ";
+    const auto environment = files::readFile(path, kMostEnvironmentBytes, reason);
+    if (!environment)
+        return false;
+    const std::string name = std::string(kMarkVariable) + "=";
+    const std::string wanted = kMarkSeparator + mark + kMarkSeparator;
+    for (std::string_view rest = *environment; !rest.empty();) {
+        const std::string_view variable = rest.substr(0, rest.find('\0'));
+        if (variable.starts_with(name)) {
+            const std::string marks(variable.substr(name.size()));
+            return (kMarkSeparator + marks + kMarkSeparator).find(wanted) != std::string::npos;
+        }
+        rest.remove_prefix(std::min(rest.size(), variable.size() + 1));
+    }
+    return false;
+}
+
+} // namespace
+
+std::optional<ProcessTable::Entry> ProcessTable::find(pid_t process)
 {
     const std::string path = "/proc/" + std::to_string(process) + "/stat";
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -68,8 +96,6 @@ std::optional<ProcessTable::Entry> readEntry(pid_t process)
     return entry;
 }
 
-} // namespace
-
 std::optional<ProcessTable> ProcessTable::read()
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc"), &::closedir);
@@ -80,7 +106,7 @@ std::optional<ProcessTable> ProcessTable::read()
         pid_t process = 0;
         if (!parse(name->d_name, process))
             continue;
-        if (const auto entry = readEntry(process))
+        if (const auto entry = find(process))
             table.entries_.push_back(*entry);
     }
     // Without a single process this is no /proc.
@@ -90,6 +116,8 @@ std::optional<ProcessTable> ProcessTable::read()
 std::vector<ProcessTable::Entry> ProcessTable::membersOf(pid_t group) const
 {
     std::vector<Entry> members;
+    if (group <= 0) // Threads of the kernel show this number, and belong to no group.
+        return members;
     std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(members),
         [&](const Entry& entry) { return entry.group == group && !entry.isDead; });
     return members;
@@ -123,6 +151,17 @@ std::vector<ProcessTable::Entry> ProcessTable::descendantsOutside(
     return found;
 }
 
+std::vector<ProcessTable::Entry> ProcessTable::markedOutside(
+    pid_t group, std::uint64_t startTime, const std::string& mark) const
+{
+    std::vector<Entry> found;
+    std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(found), [&](const Entry& entry) {
+        return entry.startTime >= startTime && entry.group != group && !entry.isDead
+            && bearsMark(entry.process, mark);
+    });
+    return found;
+}
+
 Descriptor openProcess(pid_t process)
 {
     // The C library of some systems declares its own functions for these calls unusably for C++.
@@ -133,7 +172,7 @@ std::optional<KnownProcess> KnownProcess::find(const ProcessTable::Entry& entry)
 {
     Descriptor descriptor = openProcess(entry.process);
     // Between the table and now the number may have passed to another process.
-    const auto current = descriptor ? readEntry(entry.process) : std::nullopt;
+    const auto current = descriptor ? ProcessTable::find(entry.process) : std::nullopt;
     if (!current || current->startTime != entry.startTime)
         return std::nullopt;
     return KnownProcess(entry.process, std::move(descriptor));

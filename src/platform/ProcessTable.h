@@ -4,10 +4,17 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <sys/types.h>
 #include <vector>
 
 namespace platform {
+
+// A launched program gets a mark of its own in this variable, and hands it down to all that it starts: so
+// they are found though they have left its group and no parent tells whose they are. A run inside of another
+// one bears the marks of both.
+constexpr const char* kMarkVariable = "TRELKIND_RUNS";
+constexpr char kMarkSeparator = ':';
 
 // The processes of this machine at one moment, as /proc shows them. Any thread.
 class ProcessTable {
@@ -21,12 +28,16 @@ public:
     };
 
     static std::optional<ProcessTable> read(); // Nothing where /proc can't be read.
+    static std::optional<Entry> find(pid_t); // A single one, without reading the others.
 
     // Living members of the group.
     std::vector<Entry> membersOf(pid_t group) const;
     // Living processes outside of the group that the group's members, or the further roots, started directly
     // or through others.
     std::vector<Entry> descendantsOutside(pid_t group, const std::vector<pid_t>& furtherRoots) const;
+    // Living processes outside of the group, started at that time or later, that bear the mark. What has
+    // written over its environment, and what belongs to another user, isn't seen. Reads a file for each.
+    std::vector<Entry> markedOutside(pid_t group, std::uint64_t startTime, const std::string& mark) const;
 
 private:
     std::vector<Entry> entries_;

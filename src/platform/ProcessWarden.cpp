@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <poll.h>
+#include <set>
 #include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -36,7 +37,11 @@ void reap(pid_t process)
 
 } // namespace
 
-Child::Child(pid_t process) : leader(process), leaderDescriptor(openProcess(process)) { }
+Child::Child(pid_t process, std::string itsMark)
+    : leader(process), mark(std::move(itsMark)),
+      startTime(ProcessTable::find(process).value_or(ProcessTable::Entry()).startTime),
+      leaderDescriptor(openProcess(process))
+{ }
 
 ProcessWarden* ProcessWarden::instance()
 {
@@ -172,40 +177,57 @@ bool ProcessWarden::ownsGroup(Child& child, const ProcessTable* table)
     return owns;
 }
 
-void ProcessWarden::gatherStrays(Termination& termination, const ProcessTable* table)
+bool ProcessWarden::gatherStrays(Termination& termination, const ProcessTable* table)
 {
     if (!table)
-        return;
-    std::vector<pid_t> roots;
+        return false;
+    Child& child = *termination.child;
+    std::set<pid_t> known;
     for (const KnownProcess& stray : termination.strays)
         if (stray.isAlive())
-            roots.push_back(stray.number());
-    const pid_t group = ownsGroup(*termination.child, table) ? termination.child->leader : 0;
-    for (const auto& entry : table->descendantsOutside(group, roots))
-        if (auto known = KnownProcess::find(entry))
-            termination.strays.push_back(std::move(*known));
+            known.insert(stray.number());
+    const std::size_t before = termination.strays.size();
+    const auto add = [&](const std::vector<ProcessTable::Entry>& entries) {
+        for (const auto& entry : entries) {
+            if (!known.insert(entry.process).second)
+                continue;
+            if (auto stray = KnownProcess::find(entry))
+                termination.strays.push_back(std::move(*stray));
+        }
+    };
+    const pid_t group = ownsGroup(child, table) ? child.leader : 0;
+    add(table->markedOutside(group, child.startTime, child.mark));
+    add(table->descendantsOutside(group, {known.begin(), known.end()}));
+    return termination.strays.size() > before;
+}
+
+void ProcessWarden::askToEnd(Termination& termination)
+{
+    const bool owns = ownsGroup(*termination.child, nullptr);
+    // A stopped process acts on the first signal only when the second lets it go on.
+    for (const int signalNumber : {SIGTERM, SIGCONT}) {
+        if (owns)
+            ::kill(-termination.child->leader, signalNumber);
+        for (const KnownProcess& stray : termination.strays)
+            stray.signal(signalNumber);
+    }
 }
 
 void ProcessWarden::terminate(const std::shared_ptr<Child>& child)
 {
     const std::lock_guard lock(mutex_);
-    if (child->isTerminating || !ownsGroup(*child, nullptr))
+    if (child->isTerminating)
         return;
     const auto table = ProcessTable::read();
-    const ProcessTable* processes = table ? &*table : nullptr;
-    child->isTerminating = true;
-
     const double now = monotonicSeconds();
-    terminations_.push_back({child, {}, now + Pace::of(kPatience).count(), now + kFirstLook, kFirstLook});
-    Termination& termination = terminations_.back();
-    // Found before anything is signalled: when a parent has gone nothing tells whose a stray was.
-    gatherStrays(termination, processes);
-    // A stopped process acts on the first signal only when the second lets it go on.
-    for (const int signalNumber : {SIGTERM, SIGCONT}) {
-        ::kill(-child->leader, signalNumber);
-        for (const KnownProcess& stray : termination.strays)
-            stray.signal(signalNumber);
-    }
+    Termination termination{child, {}, now + Pace::of(kPatience).count(), now + kFirstLook, kFirstLook};
+    // Found before anything is signalled: when a parent has gone only the mark tells whose a stray was.
+    const bool hasStrays = gatherStrays(termination, table ? &*table : nullptr);
+    if (!hasStrays && !ownsGroup(*child, nullptr))
+        return; // Nothing of it is left.
+    child->isTerminating = true;
+    askToEnd(termination);
+    terminations_.push_back(std::move(termination));
     wake();
 }
 
@@ -228,8 +250,12 @@ bool ProcessWarden::settle(Termination& termination, const ProcessTable* table, 
         for (const KnownProcess& stray : termination.strays)
             stray.signal(SIGKILL);
     }
-    if (!membersLeft && !straysLeft)
-        return true;
+    if (!membersLeft && !straysLeft) {
+        // Something may have started another one as the last thing that it did.
+        if (!gatherStrays(termination, table))
+            return true;
+        askToEnd(termination);
+    }
     // The leader's end brings the next look by itself.
     termination.lookInterval = std::min(termination.lookInterval * 2, kLongestLookInterval);
     const double nextLook = child.ended || overdue ? now + termination.lookInterval : termination.killAt;

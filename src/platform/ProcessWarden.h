@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -16,15 +17,17 @@ namespace platform {
 
 // One launched process, leader of a group whose number is its own.
 struct Child {
-    explicit Child(pid_t process);
+    Child(pid_t process, std::string mark);
 
     const pid_t leader;
+    const std::string mark; // In the environment of all that it starts.
     std::atomic<bool> ended = false;
     std::atomic<int> status = -1; // Set before ended.
 
 private:
     friend class ProcessWarden;
     // The rest is guarded by the warden's mutex.
+    const std::uint64_t startTime; // 0 where it can't be told; what is older isn't the child's.
     Descriptor leaderDescriptor; // Readable when the leader has ended; empty where the kernel has none.
     bool isTerminating = false;
     // While the leader isn't reaped its number can't pass to another process, and so its group can be
@@ -48,7 +51,7 @@ public:
 private:
     struct Termination {
         std::shared_ptr<Child> child;
-        std::vector<KnownProcess> strays; // Started by members of the group, and outside of it.
+        std::vector<KnownProcess> strays; // Outside of the group, and started by its members.
         double killAt = 0;
         double lookAt = 0;
         double lookInterval = 0;
@@ -63,9 +66,11 @@ private:
     void noteEnd(Child&);
     static void noteSurvivors(Child&, const ProcessTable&);
     static bool ownsGroup(Child&, const ProcessTable*);
-    static void gatherStrays(Termination&, const ProcessTable*);
+    // Adds the strays that aren't known yet and tells whether there were any.
+    static bool gatherStrays(Termination&, const ProcessTable*);
+    static void askToEnd(Termination&);
     void followUp(bool atOnce);
-    // Kills what is overdue and tells whether nothing is left.
+    // Kills what is overdue and tells whether nothing is left, neither in the group nor outside.
     static bool settle(Termination&, const ProcessTable*, bool atOnce);
 
     std::mutex mutex_;

@@ -10,7 +10,7 @@ namespace platform {
 
 // Property lists in their three forms: XML (read and written), binary (read) and the old-style text form
 // (read). Nothing in a file, however it is made, may crash, recurse without bound or allocate out of
-// proportion: nesting beyond 512 and content beyond 64 million values is refused, and so is a document type
+// proportion: nesting beyond 512 and content beyond 4 million values is refused, and so is a document type
 // that defines entities. What isn't a number, a date or data where one is told makes the whole file
 // unreadable, for a wrong value would be written back some day. Any thread.
 namespace propertylist {

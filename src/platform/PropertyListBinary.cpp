@@ -19,9 +19,10 @@ constexpr std::uint64_t kHeaderSize = 8;
 constexpr std::uint64_t kTrailerSize = 32;
 // Seconds from 1970 to 2001, where the dates of this form begin.
 constexpr double kEpoch = 978307200;
-// Texts are copied into each container that refers to them. What a program writes stays far below this.
-constexpr std::uint64_t kMostCopiedBytes = std::uint64_t{64} << 20;
-constexpr std::uint64_t kMostCopiesOfFile = 64;
+// Texts are copied into each container that refers to them, and several objects may lie at one place. What a
+// program writes stays far below the sum of these two.
+constexpr std::uint64_t kFreeCopiedBytes = std::uint64_t{16} << 20;
+constexpr std::uint64_t kMostCopiesOfFile = 8;
 // Programs share texts and numbers, not whole branches: a list stands for few more values than its bytes can
 // name.
 constexpr std::uint64_t kMostSharedValues = 1'000'000;
@@ -68,7 +69,10 @@ private:
         const auto isWidth = [](std::uint64_t width) { return width >= 1 && width <= 8; };
         return isWidth(offsetSize_) && isWidth(referenceSize_) && tableOffset_ >= kHeaderSize
             && tableOffset_ <= trailer && topObject_ < objectCount_
-            && objectCount_ <= (trailer - tableOffset_) / offsetSize_;
+            && objectCount_ <= (trailer - tableOffset_) / offsetSize_
+            // Each has a place of its own, and an offset that can tell it.
+            && objectCount_ <= tableOffset_ - kHeaderSize
+            && (offsetSize_ >= 8 || objectCount_ <= std::uint64_t{1} << (8 * offsetSize_));
     }
 
     // A big-endian number whose bytes are known to be there.
@@ -139,6 +143,8 @@ private:
     {
         return complain(fmt::format("it is nested more than {} levels deep", kDeepestNesting));
     }
+
+    bool complainOfValues() { return complain("it stands for more values than anybody can mean"); }
 
     bool readContent(const Place& place, Object& object, int depth)
     {
@@ -234,12 +240,21 @@ private:
             static_cast<std::size_t>(place.content), static_cast<std::size_t>(place.size * unit));
     }
 
-    bool readData(const Place& place, Value& value) const
+    // Counts bytes that are about to be taken into memory.
+    bool mayCopy(std::uint64_t count)
+    {
+        copiedBytes_ += count; // No count is larger than the file, and after the first refusal none comes.
+        return copiedBytes_ <= kFreeCopiedBytes + bytes_.size() * kMostCopiesOfFile
+            || complain("its texts or data are repeated out of all proportion");
+    }
+
+    bool readData(const Place& place, Value& value)
     {
         const auto bytes = content(place, 1);
-        if (bytes)
-            value = Value(Value::Data(bytes->begin(), bytes->end()));
-        return bytes.has_value();
+        if (!bytes || !mayCopy(bytes->size()))
+            return false;
+        value = Value(Value::Data(bytes->begin(), bytes->end()));
+        return true;
     }
 
     bool readText(const Place& place, Value& value)
@@ -247,15 +262,16 @@ private:
         const auto text = content(place, 1);
         if (text && utf8::firstInvalidByte(*text))
             return complain("it holds a text that isn't UTF-8");
-        if (text)
-            value = Value(*text);
-        return text.has_value();
+        if (!text || !mayCopy(text->size()))
+            return false;
+        value = Value(*text);
+        return true;
     }
 
     bool readUtf16(const Place& place, Value& value)
     {
         const auto units = content(place, 2);
-        auto text = units ? utf8::fromUtf16(*units, true) : std::nullopt;
+        auto text = units && mayCopy(units->size()) ? utf8::fromUtf16(*units, true) : std::nullopt;
         if (text)
             value = Value(std::move(*text));
         return text.has_value();
@@ -283,13 +299,12 @@ private:
         const Object& read = objects_[static_cast<std::size_t>(reference)];
         holder.count += read.count; // Both stay below the limit, so the sum can't wrap.
         holder.height = std::max(holder.height, read.height + 1);
-        copiedBytes_ += read.value.text() ? read.value.text()->size() : 0;
         if (holder.height > kDeepestNesting)
             complainOfDepth();
         else if (holder.count > std::min(kMostValues, kMostSharedValues + bytes_.size()))
-            complain("it stands for more values than anybody can mean");
-        else if (copiedBytes_ > kMostCopiedBytes + bytes_.size() * kMostCopiesOfFile)
-            complain("its texts are repeated out of all proportion");
+            complainOfValues();
+        else if (const std::string* text = read.value.text())
+            mayCopy(text->size());
         return complaint_.empty() ? &read.value : nullptr;
     }
 
@@ -297,7 +312,10 @@ private:
     {
         if (!content(place, referenceSize_))
             return false;
+        if (place.size > kMostValues)
+            return complainOfValues();
         Value::Array elements;
+        elements.reserve(static_cast<std::size_t>(place.size)); // Their references are there.
         for (std::uint64_t index = 0; index < place.size; ++index) {
             const Value* element = member(object, place.content + index * referenceSize_, depth);
             if (!element)

@@ -13,7 +13,7 @@
 namespace platform::propertylist {
 
 constexpr int kDeepestNesting = 512;
-constexpr std::uint64_t kMostValues = 64'000'000;
+constexpr std::uint64_t kMostValues = 4'000'000;
 
 inline ReadResult readValue(Value value)
 {

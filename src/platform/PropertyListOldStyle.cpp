@@ -174,6 +174,8 @@ private:
             if (!parseString(key) || !skip())
                 return false;
             Value value(key); // A key alone stands for itself, as in files of strings.
+            if (++count_ > kMostValues)
+                return complain(place_, "more values than anybody can mean");
             if (take('=') && (!skip() || !parseValue(value) || !skip()))
                 return false;
             members.insert_or_assign(std::move(key), std::move(value));

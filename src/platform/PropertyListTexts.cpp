@@ -4,7 +4,9 @@
 #include <array>
 #include <charconv>
 #include <chrono>
+#include <clocale>
 #include <cmath>
+#include <cstdlib>
 #include <fmt/format.h>
 
 namespace platform::propertylist {
@@ -76,9 +78,11 @@ std::optional<Value> realFromText(std::string_view text)
     if (end != text.data() + text.size() || text.empty())
         return std::nullopt;
     if (error == std::errc::result_out_of_range) {
-        // Too large or too small: the text alone tells which, and strtod's answer is what others read.
+        // Too large or too small, which this function doesn't tell: strtod does, and its answer, taken as if
+        // in no country, is what others read.
+        static const locale_t plain = ::newlocale(LC_NUMERIC_MASK, "C", nullptr);
         const std::string terminated(text);
-        number = std::strtod(terminated.c_str(), nullptr);
+        number = plain ? ::strtod_l(terminated.c_str(), nullptr, plain) : 0;
     } else if (error != std::errc()) {
         return std::nullopt;
     }

@@ -19,13 +19,16 @@ constexpr int kReadsAtOnce = 16; // Then others have their turn on the loop.
 // A peer that sends while it is sent to is read, so that both don't wait for each other, but not for ever.
 constexpr std::size_t kMostBytesWaiting = 2 * std::size_t{kLargestServiceMessage};
 
+// What a peer that is stopped for a while may find when it goes on.
+constexpr std::size_t kMostBytesUnsent = std::size_t{16} << 20;
+
 } // namespace
 
 ServiceConnection::State::State(Descriptor connected) : socket(std::move(connected)) { }
 
 void ServiceConnection::State::begin()
 {
-    watch_ = MainLoop::main().watchReadable(socket.get(), [weak = weak_from_this()] {
+    readWatch_ = MainLoop::main().watchReadable(socket.get(), [weak = weak_from_this()] {
         if (const auto self = weak.lock())
             self->onReadable();
     });
@@ -34,7 +37,8 @@ void ServiceConnection::State::begin()
 void ServiceConnection::State::invalidate()
 {
     isInvalid_ = true;
-    watch_.reset();
+    readWatch_.reset();
+    writeWatch_.reset();
     socket.reset();
     handler = nullptr;
     whenPeerDies = nullptr;
@@ -64,7 +68,8 @@ void ServiceConnection::State::peerHasGone()
 {
     if (!socket)
         return;
-    watch_.reset();
+    readWatch_.reset();
+    writeWatch_.reset();
     socket.reset();
     // Posted behind any delivery of what it said before.
     MainLoop::main().post([weak = weak_from_this()] {
@@ -108,35 +113,50 @@ void ServiceConnection::State::dispatch(ServiceMessage& message)
     Value result = serve ? serve(message.operation, message.content) : Value();
     if (message.kind != ServiceMessage::Kind::Call || !socket)
         return;
-    // A peer that calls and doesn't take the reply would hold up this loop again and again.
-    if (send({ServiceMessage::Kind::Reply, message.number, {}, std::move(result)}) == Failure::TimeLimit)
-        peerHasGone();
+    send({ServiceMessage::Kind::Reply, message.number, {}, std::move(result)});
 }
 
-bool ServiceConnection::State::write(std::string_view& bytes)
+void ServiceConnection::State::writeUnsent()
 {
-    while (!bytes.empty()) {
-        const ssize_t count = retryInterrupted(
-            [&] { return ::send(socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); });
-        if (count < 0)
-            return errno == EAGAIN || errno == EWOULDBLOCK;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
+    while (socket && unsentBytes() > 0) {
+        const ssize_t count = retryInterrupted([&] {
+            return ::send(
+                socket.get(), unsent_.data() + unsentStart_, unsentBytes(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        });
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
+            break;
+        if (count < 0) {
+            readAvailable(); // What it said before it went.
+            return peerHasGone();
+        }
+        unsentStart_ += static_cast<std::size_t>(count);
     }
-    return true;
+    // Moved only when half of it is behind, or a long queue would be moved for each little piece.
+    if (unsentStart_ > unsent_.size() / 2)
+        unsent_.erase(0, std::exchange(unsentStart_, 0));
+    if (!socket || unsentBytes() == 0)
+        writeWatch_.reset();
+    else if (!writeWatch_)
+        writeWatch_ = MainLoop::main().watchWritable(socket.get(), [weak = weak_from_this()] {
+            if (const auto self = weak.lock())
+                self->writeUnsent();
+        });
 }
 
-bool ServiceConnection::State::waitUntil(double end, Wait wait)
+bool ServiceConnection::State::serveUntil(double end)
 {
     const double left = end - monotonicSeconds();
     if (!(left > 0))
         return false;
-    short events = wait == Wait::WritableOrReadable ? POLLOUT : 0;
-    if (wait == Wait::Readable || reader_.bytesWaiting() < kMostBytesWaiting)
+    short events = unsentBytes() > 0 ? POLLOUT : 0;
+    // A peer that sends and doesn't read must not fill the memory; its reply may be behind what it sent.
+    if (events == 0 || reader_.bytesWaiting() < kMostBytesWaiting)
         events |= POLLIN;
     pollfd polled{socket.get(), events, 0};
     ::poll(&polled, 1, static_cast<int>(std::ceil(std::min(left, 3600.0) * 1000)));
     if ((polled.revents & (POLLIN | POLLHUP | POLLERR)) != 0)
         readAvailable();
+    writeUnsent();
     return true;
 }
 
@@ -147,29 +167,15 @@ ServiceConnection::Failure ServiceConnection::State::send(const ServiceMessage& 
     const auto encoded = encode(message);
     if (!encoded)
         return Failure::TimeLimit;
-    const std::size_t before = unsent_.size();
-    const std::string bytes = std::exchange(unsent_, {}) + *encoded;
-    std::string_view rest = bytes;
-    const double end = monotonicSeconds() + timeLimit;
-    bool inTime = true;
-    while (socket && !rest.empty() && inTime) {
-        if (!write(rest)) {
-            readAvailable(); // What it said before it went.
-            peerHasGone();
-        } else if (!rest.empty()) {
-            inTime = waitUntil(end, Wait::WritableOrReadable);
-        }
+    if (unsentBytes() > 0 && encoded->size() > kMostBytesUnsent - std::min(unsentBytes(), kMostBytesUnsent)) {
+        peerHasGone();
+        return Failure::TimeLimit;
     }
+    unsent_ += *encoded;
+    writeUnsent();
     if (reader_.bytesWaiting() > 0)
         deliverLater();
-    if (!socket)
-        return Failure::PeerGone;
-    if (rest.empty())
-        return Failure::None;
-    // A message of which a part is on its way must be completed some day; one that isn't is dropped.
-    const std::size_t sent = bytes.size() - rest.size();
-    unsent_ = sent > before ? rest : rest.substr(0, before - sent);
-    return Failure::TimeLimit;
+    return socket ? Failure::None : Failure::PeerGone;
 }
 
 ServiceConnection::Failure ServiceConnection::State::call(ServiceMessage message, Value& reply)
@@ -186,7 +192,7 @@ ServiceConnection::Failure ServiceConnection::State::call(ServiceMessage message
         deliver();
         if (place->second || !socket || !inTime)
             break;
-        inTime = waitUntil(end, Wait::Readable);
+        inTime = serveUntil(end);
     }
     const auto answered = std::move(place->second);
     awaited_.erase(place);

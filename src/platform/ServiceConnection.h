@@ -26,13 +26,14 @@ public:
     static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
     ~ServiceConnection();
 
-    // One way: returns when the message is on its way; an unwilling peer is waited for at most the time
-    // limit, and gets the whole of the message later or nothing of it. A message beyond 64 MiB is more than
-    // any peer takes, and fails at once with the time limit.
+    // One way, and never waits: what the peer doesn't take at once is kept, in order, and goes out from the
+    // main loop; invalidating the connection drops it. A peer that has let 16 MiB pile up is as good as gone:
+    // the message that would be added fails with the time limit, and the connection ends. A message beyond 64
+    // MiB is more than any peer takes, and fails with the time limit.
     Failure send(const std::string& operation, const Value& argument);
-    // Waits for the reply at most the time limit. Operations that the peer calls meanwhile are served, in the
-    // order of their arrival, so that two who call each other don't wait in vain; nothing else of the loop
-    // is.
+    // Waits for the reply at most the time limit. A call that fails may reach the peer later. Operations that
+    // the peer calls meanwhile are served, in the order of their arrival, so that two who call each other
+    // don't wait in vain; nothing else of the loop is.
     Failure call(const std::string& operation, const Value& argument, Value& reply);
     void setTimeLimit(double seconds); // 4.0 unless set; not subject to Pace.
 

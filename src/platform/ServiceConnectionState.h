@@ -25,22 +25,23 @@ struct ServiceConnection::State : std::enable_shared_from_this<State> {
     std::function<void()> whenPeerDies;
 
 private:
-    enum class Wait { Readable, WritableOrReadable };
-
     void onReadable();
     void readAvailable();
     void deliver();
     void deliverLater();
     void dispatch(ServiceMessage&);
     void peerHasGone();
-    // Writes what it can; false when the peer has gone.
-    bool write(std::string_view& bytes);
-    // False when the moment comes first.
-    bool waitUntil(double end, Wait);
+    // Writes what the peer takes; notices when it has gone.
+    void writeUnsent();
+    std::size_t unsentBytes() const { return unsent_.size() - unsentStart_; }
+    // Reads and writes once; false when the moment comes first.
+    bool serveUntil(double end);
 
-    std::unique_ptr<MainLoop::Watch> watch_;
+    std::unique_ptr<MainLoop::Watch> readWatch_;
+    std::unique_ptr<MainLoop::Watch> writeWatch_; // While something is unsent.
     ServiceMessageReader reader_;
-    std::string unsent_; // The rest of a message that an unwilling peer took only a part of.
+    std::string unsent_; // Whole messages, of which the first may be on its way.
+    std::size_t unsentStart_ = 0; // What lies before it has been sent.
     std::int64_t lastCall_ = 0;
     std::map<std::int64_t, std::optional<Value>> awaited_; // Calls without reply, and replies not yet seen.
     bool isInvalid_ = false;

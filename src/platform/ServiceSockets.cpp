@@ -41,8 +41,8 @@ std::string fileNameFor(const std::string& name)
         return name;
     Md5 digest;
     digest.update(name.data(), name.size());
-    const std::string text = digest.hexDigest();
-    return text.empty() ? text : "." + text; // No plain name begins so.
+    const auto text = digest.hexDigest();
+    return text ? "." + *text : std::string(); // No plain name begins so.
 }
 
 // The folder, when it is this user's and nobody else can get into it.

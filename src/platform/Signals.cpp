@@ -32,6 +32,11 @@ void countSignal(int signalNumber)
     errno = savedError;
 }
 
+bool isIgnored(const struct sigaction& action)
+{
+    return (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_IGN;
+}
+
 } // namespace
 
 bool beginWatching(int signalNumber, int wakeDescriptor)
@@ -46,7 +51,8 @@ bool beginWatching(int signalNumber, int wakeDescriptor)
         action.sa_handler = countSignal;
         action.sa_flags = SA_RESTART;
         sigemptyset(&action.sa_mask);
-        if (sigaction(signalNumber, &action, &entry.former) != 0)
+        if (sigaction(signalNumber, nullptr, &entry.former) != 0 || isIgnored(entry.former)
+            || sigaction(signalNumber, &action, nullptr) != 0)
             return false;
     }
     ++entry.watches;

@@ -1,8 +1,11 @@
 #include "platform/Spawn.h"
 
+#include "platform/ProcessTable.h"
+
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
 #include <thread>
@@ -61,24 +64,65 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
+// Whoever started this program may have left the signal ignored. The system then reaps each child by itself,
+// before its exit status has been asked for and while its number still counts as its group's.
+void keepEndedChildren()
+{
+    struct sigaction action { };
+    const bool known = ::sigaction(SIGCHLD, nullptr, &action) == 0;
+    const bool isIgnored = (action.sa_flags & SA_SIGINFO) == 0 && action.sa_handler == SIG_IGN;
+    if (!known || (!isIgnored && (action.sa_flags & SA_NOCLDWAIT) == 0))
+        return;
+    if (isIgnored)
+        action.sa_handler = SIG_DFL;
+    action.sa_flags &= ~SA_NOCLDWAIT;
+    ::sigaction(SIGCHLD, &action, nullptr);
+}
+
+// The entry of the environment that holds the marks: those of the runs around this one, and the new one.
+std::string markEntry(const std::string& mark)
+{
+    std::string entry = std::string(kMarkVariable) + "=";
+    if (const char* around = std::getenv(kMarkVariable); around && *around)
+        entry += std::string(around) + kMarkSeparator;
+    return entry + mark;
+}
+
+// This process's environment with the entry in place of a former one.
+std::vector<char*> environmentWith(std::string& entry)
+{
+    const std::string_view name = std::string_view(entry).substr(0, entry.find('=') + 1);
+    std::vector<char*> variables;
+    for (char** variable = environ; variable && *variable; ++variable)
+        if (!std::string_view(*variable).starts_with(name))
+            variables.push_back(*variable);
+    variables.push_back(entry.data());
+    variables.push_back(nullptr);
+    return variables;
+}
+
 } // namespace
 
-int spawn(const std::vector<std::string>& command, const std::string& folder, pid_t& process)
+int spawn(const std::vector<std::string>& command, const std::string& folder, const std::string& mark,
+    pid_t& process)
 {
+    keepEndedChildren();
     // All memory is had before the child begins: between its start and the exec the library makes nothing but
     // system calls.
     std::vector<char*> arguments;
     for (const std::string& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str())); // NOLINT: the call changes none of them.
     arguments.push_back(nullptr);
+    std::string entry = markEntry(mark);
+    const std::vector<char*> variables = environmentWith(entry);
     const FileActions actions(folder);
     const Attributes attributes;
     int error = ETXTBSY;
     for (int attempt = 0; error == ETXTBSY && attempt < kBusyAttempts; ++attempt) {
         if (attempt > 0)
             std::this_thread::sleep_for(kBusyWait);
-        error = posix_spawn(
-            &process, command.front().c_str(), actions.get(), attributes.get(), arguments.data(), environ);
+        error = posix_spawn(&process, command.front().c_str(), actions.get(), attributes.get(),
+            arguments.data(), variables.data());
     }
     return error;
 }

@@ -8,8 +8,10 @@ namespace platform {
 
 // Starts a program by its path (the first of the command) in the folder (the current one when empty), as the
 // leader of a process group of its own, with /dev/null for its three streams, no other descriptor, and every
-// signal as at the start of a session. Gives 0, or the errno of what failed up to and including the exec;
+// signal as at the start of a session. A mark is added to those that the environment hands down from runs
+// around this one (ProcessTable.h). Gives 0, or the errno of what failed up to and including the exec;
 // nothing of the child is left then. Any thread.
-int spawn(const std::vector<std::string>& command, const std::string& folder, pid_t& process);
+int spawn(const std::vector<std::string>& command, const std::string& folder, const std::string& mark,
+    pid_t& process);
 
 } // namespace platform

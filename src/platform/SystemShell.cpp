@@ -3,6 +3,7 @@
 #include "platform/Descriptor.h"
 #include "platform/FileManager.h"
 #include "platform/Places.h"
+#include "platform/ProcessInfo.h"
 #include "platform/Spawn.h"
 
 #include <cstdlib>
@@ -41,7 +42,7 @@ std::string makeScratchFolder()
 bool runs(const std::vector<std::string>& command, const std::string& folder)
 {
     pid_t process = 0;
-    if (spawn(command, folder, process) != 0)
+    if (spawn(command, folder, uniqueString(), process) != 0)
         return false;
     int status = 0;
     return retryInterrupted([&] { return waitpid(process, &status, 0); }) == process && WIFEXITED(status)

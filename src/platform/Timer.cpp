@@ -11,13 +11,19 @@ void MainLoop::State::fireTimers()
 {
     // Taken out first, so that each fires at most once a turn however short its interval is.
     const double now = monotonicSeconds();
-    std::vector<std::pair<double, std::shared_ptr<Timer::State>>> due;
+    std::deque<std::pair<double, std::shared_ptr<Timer::State>>> due;
+    const AtEndOfScope done([&] { // Those after one whose action threw.
+        for (const auto& [dueAt, timer] : due)
+            schedule(timer, dueAt);
+    });
     while (!timers.empty() && timers.begin()->first.first <= now) {
         const auto node = timers.extract(timers.begin());
         if (auto timer = node.mapped().lock())
             due.emplace_back(node.key().first, std::move(timer));
     }
-    for (const auto& [dueAt, timer] : due) {
+    while (!due.empty()) {
+        const auto [dueAt, timer] = std::move(due.front());
+        due.pop_front();
         if (timer->callback.ended)
             continue;
         if (timer->repeats) {
@@ -26,9 +32,8 @@ void MainLoop::State::fireTimers()
             schedule(timer, next > now ? next : now + timer->interval);
             timer->callback.call();
         } else {
-            const auto alive = timer;
-            alive->callback.call();
-            alive->callback.end();
+            const AtEndOfScope fired([&timer = *timer] { timer.callback.end(); });
+            timer->callback.call();
         }
     }
 }

@@ -15,7 +15,6 @@ void KRRemoteOutputTask::setTable(toolkit::Table* table)
     if (!table_)
         return;
     table_->setDataSource(this);
-    table_->noteNumberOfRowsChanged();
     table_->reloadData();
 }
 
@@ -59,7 +58,6 @@ void KRRemoteOutputTask::setNumberOfOutputLines(int count)
     if (!table_)
         return;
     const bool following = earlier > 0 && followsEnd();
-    table_->noteNumberOfRowsChanged();
     table_->reloadData();
     if (following && count > 0)
         table_->scrollRowToVisible(count - 1);

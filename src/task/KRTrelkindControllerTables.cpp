@@ -116,10 +116,8 @@ toolkit::CellValue KRTrelkindController::dataFileCell(std::string_view column, i
 
 void KRTrelkindController::reloadFileTables()
 {
-    for (toolkit::Table* table : {&views_->fileTable, &views_->dataFileContent}) {
-        table->noteNumberOfRowsChanged();
+    for (toolkit::Table* table : {&views_->fileTable, &views_->dataFileContent})
         table->reloadData();
-    }
 }
 
 void KRTrelkindController::showOutputOfSelection()

@@ -106,9 +106,7 @@ std::optional<std::string> md5ChecksumForFile(const std::string& path)
     auto chunk = std::make_unique<std::array<char, 65536>>();
     while (const std::size_t count = std::fread(chunk->data(), 1, chunk->size(), file.get()))
         digest.update(chunk->data(), count);
-    // A machine may refuse the algorithm as too weak.
-    std::string digits = digest.hexDigest();
-    return std::ferror(file.get()) || digits.empty() ? std::nullopt : std::optional(std::move(digits));
+    return std::ferror(file.get()) ? std::nullopt : digest.hexDigest();
 }
 
 std::optional<std::string> textOfValue(const Value* value)

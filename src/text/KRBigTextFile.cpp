@@ -39,7 +39,6 @@ void KRBigTextFile::tellTable()
 {
     if (!table_ || table_->dataSource() != this)
         return;
-    table_->noteNumberOfRowsChanged();
     table_->reloadData();
 }
 

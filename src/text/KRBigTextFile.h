@@ -5,8 +5,9 @@
 #include <optional>
 #include <string>
 
-// The source of a table that shows a text file by line. So far it knows its file and its table and shows no
-// lines. Main thread.
+// The source of a table that shows a text file by line, as the window of a task has one. It keeps which file
+// that is and tells the table when to look anew; there are no lines in it, for no front end of this program
+// draws such a table. Main thread.
 class KRBigTextFile : public toolkit::TableDataSource {
 public:
     ~KRBigTextFile() override;

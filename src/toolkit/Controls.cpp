@@ -10,6 +10,8 @@ int TextField::integerValue() const
     const char* last = first + stringValue.size();
     while (first != last && (*first == ' ' || *first == '\t'))
         ++first;
+    if (last - first > 1 && first[0] == '+' && first[1] != '-')
+        ++first;
     int value = 0;
     const auto [end, error] = std::from_chars(first, last, value);
     if (error == std::errc::result_out_of_range)

@@ -1,7 +1,8 @@
 #include "toolkit/Table.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cstdio>
 
 namespace toolkit {
 
@@ -9,11 +10,8 @@ std::string cellText(const CellValue& value)
 {
     if (const auto* text = std::get_if<std::string>(&value))
         return *text;
-    if (const auto* number = std::get_if<double>(&value)) {
-        char buffer[32];
-        std::snprintf(buffer, sizeof buffer, "%g", *number);
-        return buffer;
-    }
+    if (const auto* number = std::get_if<double>(&value))
+        return fmt::format("{:g}", *number);
     return {};
 }
 

@@ -49,7 +49,7 @@ public:
     // The number of rows as it was last noted: a row added since then isn't there yet.
     int numberOfRows() const { return rowCount_; }
     void noteNumberOfRowsChanged();
-    void reloadData();
+    void reloadData(); // Notes the number of rows as well, and all of it is told once.
     int timesReloaded() const { return timesReloaded_; }
 
     CellValue value(std::string_view column, int row) const;

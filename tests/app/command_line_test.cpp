@@ -1,5 +1,6 @@
 // The program as its user meets it: words, tables and exit statuses of real processes.
 
+#include "platform/FolderLock.h"
 #include "platform/ProcessInfo.h"
 #include "task/WrapperOnDisk.h"
 
@@ -32,9 +33,9 @@ protected:
     Result shell(const std::string& line)
     {
         files::writeFile(wrapper.folder() / "line",
-            fmt::format(
-                "export TRELKIND_PLACES='{}/places' LC_ALL=C.UTF-8\nW='{}'\nT() {{ '{}' \"$@\"; }}\n{}\n",
-                wrapper.folder().path(), wrapper.path(), TRELKIND, line));
+            fmt::format("export TRELKIND_PLACES='{}/places' LC_ALL=C.UTF-8\ncd '{}'\nW='{}'\nT() {{ '{}' "
+                        "\"$@\"; }}\n{}\n",
+                wrapper.folder().path(), wrapper.folder().path(), wrapper.path(), TRELKIND, line));
         const std::string out = wrapper.folder() / "out";
         const std::string err = wrapper.folder() / "err";
         const int status = std::system(
@@ -90,7 +91,7 @@ TEST_F(CommandLine, AnInterruptEndsTheTasksInOrderAndSaysSo)
 {
     wrapper.tasks({"a 60", "b 60", "c 60"}).executable(kProgram);
     const auto result =
-        shell("exec 3>&1; '" TRELKIND "' run \"$W\" --concurrency 2 >&3 & "
+        shell("set -m; exec 3>&1; '" TRELKIND "' run \"$W\" --concurrency 2 >&3 & "
               "while [ ! -e \"$W/1/VTask_runStarted\" ]; do sleep 0.05; done; kill -INT $!; wait $!");
     EXPECT_EQ(result.status, 130);
     EXPECT_THAT(result.out, HasSubstr("Ending the tasks; interrupt once more to kill them."));
@@ -101,12 +102,24 @@ TEST_F(CommandLine, AnInterruptEndsTheTasksInOrderAndSaysSo)
     EXPECT_EQ(shell("T clear --aborted \"$W\"").out, "There are no aborted tasks to clear.\n");
 }
 
+// In the background of a script an interrupt is meant for others; a closed terminal keeps no file from its
+// words.
+TEST_F(CommandLine, WhatIsMeantForOthersEndsNothing)
+{
+    wrapper.tasks({"a 1"}).executable(kProgram);
+    const auto result = shell("'" TRELKIND "' run \"$W\" & "
+                              "while [ ! -e \"$W/0/VTask_runStarted\" ]; do sleep 0.05; done; "
+                              "kill -INT $!; kill -HUP $!; wait $!");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, HasSubstr("1 of 1 done"));
+}
+
 TEST_F(CommandLine, ASecondInterruptKillsWhatIgnoresTheFirst)
 {
     wrapper.tasks({"a"}).executable(
         "#!/bin/bash\ntrap '' TERM INT\necho $$ > pid\nwhile :; do sleep 0.1; done\n");
     const auto result =
-        shell("exec 3>&1; '" TRELKIND "' run \"$W\" >&3 & "
+        shell("set -m; exec 3>&1; '" TRELKIND "' run \"$W\" >&3 & "
               "while [ ! -s \"$W/0/pid\" ]; do sleep 0.05; done; kill -INT $!; kill -0 $!; "
               "while [ ! -e \"$W/0/VTask_aborted\" ]; do kill -INT $! || break; sleep 0.1; done; wait $!");
     EXPECT_EQ(result.status, 130);
@@ -125,8 +138,13 @@ TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
     files::setPermissions(wrapper / "MacOSX/program", 0644);
     result = shell("T run \"$W\"");
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("has no run bit"));
+    EXPECT_THAT(result.err, HasSubstr("is not marked as executable"));
     EXPECT_FALSE(wrapper.has("0/VTask_runStarted"));
+
+    wrapper.write("0/VTask_runStarted");
+    wrapper.write("0/VTask_runCompleted");
+    result = shell("T run \"$W\"");
+    EXPECT_EQ(result.status, 0) << "nothing is left for which the program is needed: " << result.err;
 
     wrapper.executable(kProgram).tasks({"a", "b"});
     files::remove(wrapper / "0");
@@ -179,6 +197,18 @@ TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
     }
 }
 
+TEST_F(CommandLine, AsksNothingOfAPlainMachine)
+{
+    wrapper.tasks({"a"}).executable(kProgram);
+    wrapper.write("0/x\ty");
+    EXPECT_THAT(shell("T files \"$W\" 1").out, HasSubstr("x\uFFFDy"));
+    EXPECT_THAT(shell("LC_ALL=C T files \"$W\" 1").out, HasSubstr("x?y")) << "no UTF-8";
+    EXPECT_TRUE(wrapper.has("MacOSX/program.md5"));
+    files::remove(wrapper / "MacOSX/program.md5");
+    EXPECT_EQ(shell("LIBGCRYPT_FORCE_FIPS_MODE=1 T status \"$W\"").status, 0);
+    EXPECT_FALSE(wrapper.has("MacOSX/program.md5")) << "where MD5 is forbidden";
+}
+
 TEST_F(CommandLine, SaysThatVariablesCanNotBeShownYet)
 {
     wrapper.tasks({"a"});
@@ -201,6 +231,12 @@ TEST_F(CommandLine, ATaskAtWorkIsNotCleared)
     EXPECT_THAT(busy.err, HasSubstr("Task 1 is at work in process "));
     EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
     EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("may have died with it: 1."));
+    {
+        const platform::FolderLock runs(wrapper.path(), platform::FolderLock::Kind::Exclusive);
+        EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("by another trelkind"));
+        EXPECT_THAT(shell("T clear \"$W\" 1").err, HasSubstr("that another trelkind is running"));
+        EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
+    }
     EXPECT_EQ(shell("T clear \"$W\" 1").status, 0);
     EXPECT_FALSE(wrapper.has("0/VTask_runStarted"));
 }
@@ -211,6 +247,21 @@ TEST_F(CommandLine, FollowsTheOutputOfARunUntilItEnds)
     const auto result = shell("T run \"$W\" > /dev/null & T output --follow \"$W\" 1; wait");
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "line 1\nline 2\nline 3\n");
+
+    // Cut and, until the next look, grown beyond what was read.
+    wrapper.write("0/runOutput", "old\n");
+    files::remove(wrapper / "0/VTask_runCompleted");
+    EXPECT_EQ(shell("T output --follow \"$W\" 1 > shown & while ! grep -q old shown; do sleep 0.05; done; "
+                    "echo new and longer > \"$W/0/runOutput\"; touch \"$W/0/VTask_runCompleted\"; "
+                    "wait; cat shown")
+                  .out,
+        "old\nnew and longer\n");
+    wrapper.write("0/runOutput", "a\r\n\r\xff\n" + std::string(70000, 'x') + "\r\nlast");
+    const json rows = shell("T output --json \"$W\" 1").parsed();
+    ASSERT_EQ(rows.size(), 5U);
+    EXPECT_EQ(rows[2], (json{{"Number", "3"}, {"Line", "\uFFFD"}}));
+    EXPECT_EQ(rows[3].at("Line").get<std::string>().size(), 70000U);
+    EXPECT_EQ(rows[4].at("Line"), "last");
 }
 
 TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)

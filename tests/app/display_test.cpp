@@ -1,3 +1,4 @@
+#include "app/BatchChecks.h"
 #include "app/BatchProgress.h"
 #include "app/ExecutableCheck.h"
 #include "app/TablePrinter.h"
@@ -9,6 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include <clocale>
+#include <csignal>
+#include <numeric>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
@@ -42,6 +46,7 @@ TEST_F(Display, TextIsMeasuredAndCutInColumns)
         EXPECT_LE(terminal::columnsOf(terminal::fitted(text, columns)), columns);
         EXPECT_EQ(terminal::columnsOf(terminal::padded(text, columns)), columns);
     }
+    EXPECT_EQ(terminal::printable("a\u009b31m\x1b\x7f\xff\n\tb\n"), "a\uFFFD31m\uFFFD\uFFFD\uFFFD\n\tb\n");
     EXPECT_EQ(terminal::paddedLeft("7", 3), "  7");
     EXPECT_EQ(terminal::elapsed(7.9), "0:07");
     EXPECT_EQ(terminal::elapsed(3 * 3600 + 4 * 60 + 5), "3:04:05");
@@ -54,6 +59,16 @@ TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
             EXPECT_EQ(terminal::columnsOf(terminal::bar(percentage, 13, unicode)), 13) << percentage;
     EXPECT_EQ(terminal::bar(50, 4, false), "##..");
     EXPECT_EQ(terminal::bar(100, 2, true), "\u2588\u2588");
+}
+
+TEST_F(Display, ManyNumbersAreAShortText)
+{
+    std::vector<int> all(10000);
+    std::iota(all.begin(), all.end(), 1);
+    EXPECT_EQ(numberRanges(all), "1-10000");
+    EXPECT_EQ(numberRanges({3, 4, 5, 12, 14, 15}), "3-5, 12, 14-15");
+    std::erase_if(all, [](int number) { return number % 2 == 0; });
+    EXPECT_TRUE(numberRanges(all).ends_with(", 37, 39 and 4980 more")) << numberRanges(all);
 }
 
 TEST_F(Display, NoLineOfTheLiveTableIsWiderThanAnyTerminal)
@@ -126,15 +141,16 @@ TEST_F(Display, AnExecutableThatCanNotRunHereIsTold)
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
     std::string foreign = ours;
     foreign.at(18) = 99;
-    EXPECT_THAT(whyNotExecutable(folder / "missing").value_or(""), HasSubstr("does not exist"));
+    EXPECT_THAT(whyNotExecutable(folder / "missing").value_or(""), HasSubstr("there is no file"));
     EXPECT_THAT(whyNotExecutable(folder.path()).value_or(""), HasSubstr("is a folder"));
-    EXPECT_THAT(write("#!/bin/sh\n", 0644), HasSubstr("has no run bit"));
+    EXPECT_THAT(write("#!/bin/sh\n", 0644), HasSubstr("is not marked as executable"));
     EXPECT_THAT(write("", 0755), HasSubstr("is empty"));
     EXPECT_THAT(write(foreign, 0755), HasSubstr("not a program for this machine"));
     EXPECT_THAT(
         write(std::string("\xCF\xFA\xED\xFE\0\0", 6), 0755), HasSubstr("not a program for this machine"));
     EXPECT_EQ(write(ours, 0755), "");
     EXPECT_EQ(write("#!/bin/sh\n", 0755), "");
+    EXPECT_THAT(write("#!" + folder / std::string(80, 'i') + "\n", 0755), HasSubstr("interpreter"));
     EXPECT_EQ(write("echo without a first line\n", 0755), "");
 }
 
@@ -145,6 +161,15 @@ TEST_F(Display, AFolderThatTakesNothingIsTold)
     EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
     EXPECT_THAT(whyNotWritable(folder / "missing").value_or(""), HasSubstr("No such file"));
     EXPECT_TRUE(whyNotWritable("/proc/self/fdinfo"));
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit former{};
+    getrlimit(RLIMIT_FSIZE, &former);
+    const rlimit nothing{0, former.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &nothing);
+    EXPECT_THAT(whyNotWritable(folder.path()).value_or(""), HasSubstr("File too large"));
+    setrlimit(RLIMIT_FSIZE, &former);
+    signal(SIGXFSZ, SIG_DFL);
+    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
 }
 
 } // namespace

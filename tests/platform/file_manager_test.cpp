@@ -7,8 +7,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -182,6 +184,29 @@ TEST_F(FileManagerTest, MovingNeverReplaces)
         EXPECT_FALSE(files::exists(folder / "tree"));
         files::remove(there);
     }
+}
+
+TEST_F(FileManagerTest, ADescriptorThatDoesNotBlockIsWaitedForWhereThatIsWanted)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+    const std::string bytes(1 << 20, 'x');
+    EXPECT_FALSE(platform::writeAll(ends[1], bytes));
+    std::size_t seen = 0;
+    std::thread reader([&] {
+        std::string buffer(1 << 16, '\0');
+        for (pollfd polled{ends[0], POLLIN, 0}; poll(&polled, 1, -1) > 0;) {
+            const ssize_t count = read(ends[0], buffer.data(), buffer.size());
+            if (count == 0)
+                return;
+            seen += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+        }
+    });
+    EXPECT_TRUE(platform::writeAll(ends[1], bytes, platform::WhenFull::Wait));
+    close(ends[1]);
+    reader.join();
+    close(ends[0]);
+    EXPECT_GT(seen, bytes.size()) << "with what the first call could place";
 }
 
 TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)

@@ -75,11 +75,11 @@ protected:
         Places::setRoot("");
         unsetenv("TRELKIND_PLACES");
     }
-    std::shared_ptr<Process> startPeer(const std::string& mode)
+    std::shared_ptr<Process> startPeer()
     {
         Process::Error error;
         files::remove(folder / "told");
-        auto process = Process::launch({SERVICE_PEER, {mode, "Peer", folder / "told"}, ""}, error);
+        auto process = Process::launch({SERVICE_PEER, {"Peer", folder / "told"}, ""}, error);
         EXPECT_TRUE(process) << error.reason;
         peers.push_back(process);
         EXPECT_TRUE(told("ready")) << "the name can't be had";
@@ -114,7 +114,7 @@ protected:
 TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
 {
     EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1));
-    const auto peer = startPeer("offer");
+    const auto peer = startPeer();
     const auto connection = ServiceConnection::connect("Peer");
     ASSERT_TRUE(connection);
     EXPECT_TRUE(told("connections 1"));
@@ -140,13 +140,13 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
     EXPECT_FALSE(loop.runUntil([&] { return deaths > 1; }, 0.05));
 
     EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1)) << "what a dead process left is nobody's service";
-    startPeer("offer"); // It takes the name over.
+    startPeer(); // It takes the name over.
     EXPECT_TRUE(ServiceConnection::connect("Peer"));
 }
 
 TEST_F(LocalServiceTest, ALateReplyIsNotTakenForTheNextOne)
 {
-    startPeer("offer");
+    startPeer();
     const auto connection = ServiceConnection::connect("Peer");
     ASSERT_TRUE(connection);
     connection->setTimeLimit(0.05);
@@ -158,17 +158,33 @@ TEST_F(LocalServiceTest, ALateReplyIsNotTakenForTheNextOne)
     EXPECT_EQ(reply, textArgument("next"));
 }
 
-TEST_F(LocalServiceTest, AnUnwillingPeerIsWaitedForNoLongerThanTheLimit)
+TEST_F(LocalServiceTest, APeerThatTakesNothingHoldsUpNobodyAndHearsItLater)
 {
-    startPeer("idle");
+    const auto peer = startPeer();
     const auto connection = ServiceConnection::connect("Peer");
     ASSERT_TRUE(connection);
-    connection->setTimeLimit(0.1);
-    const Value large = textArgument(std::string(1 << 20, 'x'));
-    EXPECT_EQ(connection->send("large", large), Failure::TimeLimit);
-    EXPECT_EQ(connection->send("more", large), Failure::TimeLimit);
-    EXPECT_TRUE(connection->isConnected());
+    connection->setTimeLimit(60);
     EXPECT_EQ(connection->send("huge", textArgument(std::string(65 << 20, 'x'))), Failure::TimeLimit);
+    EXPECT_TRUE(connection->isConnected());
+    kill(peer->processIdentifier(), SIGSTOP);
+    const double before = platform::monotonicSeconds();
+    const Value large = textArgument(std::string(1 << 20, 'x'));
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(connection->send("large", large), Failure::None);
+    EXPECT_EQ(connection->send("last", textArgument("one")), Failure::None);
+    EXPECT_LT(platform::monotonicSeconds() - before, 30);
+    kill(peer->processIdentifier(), SIGCONT);
+    EXPECT_TRUE(told("last one"));
+
+    int deaths = 0;
+    connection->whenPeerDies([&] { ++deaths; });
+    kill(peer->processIdentifier(), SIGSTOP);
+    auto failure = Failure::None;
+    for (int i = 0; i < 100 && failure == Failure::None; ++i)
+        failure = connection->send("large", large);
+    EXPECT_EQ(failure, Failure::TimeLimit);
+    EXPECT_EQ(connection->send("next", Value()), Failure::NotConnected) << "told once";
+    EXPECT_TRUE(loop.runUntil([&] { return deaths == 1; }, 10));
 }
 
 TEST_F(LocalServiceTest, WhatIsSaidInPartsIsPutTogetherAndStallsNobody)

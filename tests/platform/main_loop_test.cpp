@@ -3,6 +3,7 @@
 #include <atomic>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -160,11 +161,50 @@ TEST_F(MainLoopTest, AWatchIsCalledWhileItsDescriptorIsReadableOrHungUp)
     EXPECT_FALSE(loop.runUntil([&] { return calls > 3; }, 0.03));
 }
 
+// The watch is one for writing: its pipe has room at once.
+TEST_F(MainLoopTest, AnExceptionLeavesNothingUndone)
+{
+    Pace::setFactor(0.001);
+    const auto throwing = [](int& calls) {
+        return [&calls] {
+            if (++calls == 1)
+                throw std::runtime_error("first");
+        };
+    };
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    int watched = 0;
+    const auto watch = loop.watchWritable(ends[1], throwing(watched));
+    EXPECT_THROW(loop.runUntil([] { return false; }, 10), std::runtime_error);
+    EXPECT_TRUE(loop.runUntil([&] { return watched == 2; }, 10)) << "it is ready for its next call";
+
+    int timed = 0;
+    int other = 0;
+    const auto first = Timer::schedule(1, Timer::Repeats::No, throwing(timed));
+    const auto second = Timer::schedule(1, Timer::Repeats::No, [&] { ++other; });
+    usleep(5000); // Both are due in the same turn.
+    EXPECT_THROW(loop.runUntil([] { return false; }, 10), std::runtime_error);
+    EXPECT_FALSE(first->isValid());
+    EXPECT_TRUE(loop.runUntil([&] { return other == 1; }, 10));
+
+    int worked = 0;
+    std::atomic<bool> returned = false;
+    std::thread worker([&] {
+        loop.postAndWait(throwing(worked));
+        returned = true;
+    });
+    EXPECT_THROW(loop.runUntil([] { return false; }, 10), std::runtime_error);
+    EXPECT_TRUE(loop.runUntil([&] { return returned.load(); }, 10));
+    worker.join();
+    close(ends[0]);
+    close(ends[1]);
+}
+
 TEST_F(MainLoopTest, ASignalWatchGivesTheFormerDispositionBack)
 {
-    struct sigaction ignore { };
-    ignore.sa_handler = SIG_IGN;
-    ASSERT_EQ(sigaction(SIGUSR1, &ignore, nullptr), 0);
+    struct sigaction former { };
+    former.sa_handler = [](int) {};
+    ASSERT_EQ(sigaction(SIGUSR1, &former, nullptr), 0);
     int seen = 0;
     auto watch = loop.watchSignal(SIGUSR1, [&] { ++seen; });
     std::thread worker([] { raise(SIGUSR1); }); // On whichever thread it is delivered.
@@ -175,8 +215,12 @@ TEST_F(MainLoopTest, ASignalWatchGivesTheFormerDispositionBack)
     watch.reset();
     struct sigaction now { };
     ASSERT_EQ(sigaction(SIGUSR1, nullptr, &now), 0);
-    EXPECT_EQ(now.sa_handler, SIG_IGN);
+    EXPECT_EQ(now.sa_handler, former.sa_handler);
     EXPECT_FALSE(loop.watchSignal(SIGKILL, [] {}));
+    signal(SIGUSR1, SIG_IGN);
+    EXPECT_FALSE(loop.watchSignal(SIGUSR1, [] {})) << "who started us means it for others";
+    kill(getpid(), SIGUSR1);
+    signal(SIGUSR1, SIG_DFL);
 }
 
 #ifndef NDEBUG

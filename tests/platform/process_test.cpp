@@ -140,18 +140,23 @@ TEST_F(ProcessTest, ALaunchThatCannotSucceedSaysWhyAtOnce)
 
 TEST_F(ProcessTest, AScriptUsesTheRedirectionWhateverStandsForTheShell)
 {
-    const std::string text =
-        "#!/bin/sh\n\ntouch started\nnice \"/bin/echo\" a b >& runOutput\necho \"$SHELLOPTS\" > options\n";
+    const std::string text = "#!/bin/sh\n\ntouch started\nnice \"/bin/echo\" a b >& runOutput\necho "
+                             "\"$SHELLOPTS\" > options\nexit 7\n";
+    // A path that nobody has tried yet, for a process whose parent has left the signal ignored.
+    ASSERT_EQ(symlink("/bin/dash", (folder / "sh").c_str()), 0);
     const struct {
         std::string shell;
         bool isReplaced;
-    } cases[] = {{"/bin/dash", true}, {"/bin/bash", false}};
+        bool ignoresChildren;
+    } cases[] = {{"/bin/dash", true, false}, {"/bin/bash", false, false}, {folder / "sh", true, true}};
     for (const auto& one : cases) {
         SCOPED_TRACE(one.shell);
         ASSERT_TRUE(files::exists(one.shell));
         systemshell::setPath(one.shell);
-        const std::string path = script(text);
-        ASSERT_TRUE(launch(path)->waitUntilExit(20));
+        signal(SIGCHLD, one.ignoresChildren ? SIG_IGN : SIG_DFL);
+        const auto process = launch(script(text));
+        ASSERT_TRUE(process->waitUntilExit(20));
+        EXPECT_EQ(process->terminationStatus(), 7);
         EXPECT_EQ(output("runOutput"), "a b\n");
         EXPECT_EQ(output("options").find("posix") != std::string::npos, one.isReplaced) << output("options");
         EXPECT_EQ(systemshell::command().size(), one.isReplaced ? 2U : 1U);
@@ -191,10 +196,11 @@ TEST_F(ProcessTest, TerminatingLeavesNothingThoughTheProgramForksAndIgnoresTheSi
     script("#!/bin/bash\ntrap '' TERM HUP\necho $$ >> children\nsleep 300 &\necho $! >> children\n"
            "while :; do sleep 1; done\n",
         "stubborn");
-    const auto process = launch(script("#!/bin/sh\ntrap '' TERM\n./stubborn &\nsetsid ./stubborn &\n"
-                                       "./stubborn &\nkill -STOP $!\necho $$ >> children\nwait\n"));
-    // Two of the three wrote two numbers each; the stopped one perhaps one or none.
-    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() >= 5; }));
+    const auto process =
+        launch(script("#!/bin/sh\ntrap '' TERM\n./stubborn &\nsetsid ./stubborn &\n(setsid ./stubborn &)\n"
+                      "./stubborn &\nkill -STOP $!\necho $$ >> children\nwait\n"));
+    // Three of the four wrote two numbers each; the stopped one perhaps one or none.
+    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() >= 7; }));
     const pid_t leader = process->processIdentifier();
     process->terminate();
     EXPECT_TRUE(process->isRunning());
@@ -236,14 +242,22 @@ TEST_F(ProcessTest, KillTerminatingDoesNotWaitForPatience)
 
 TEST_F(ProcessTest, WhatAnEndedProgramLeftBehindCanStillBeTerminated)
 {
-    const auto process = launch(script("#!/bin/sh\nsleep 300 &\necho $! > children\n"));
-    ASSERT_TRUE(process->waitUntilExit(20));
-    const auto left = numbersIn("children");
-    ASSERT_EQ(left.size(), 1U);
-    EXPECT_TRUE(isAlive(left[0]));
-    process->terminate();
-    EXPECT_TRUE(Process::finishTerminations(20));
-    EXPECT_FALSE(isAlive(left[0]));
+    for (const char* inGroup : {"yes", ""}) {
+        const auto process =
+            launch(script("#!/bin/sh\n[ -z \"$1\" ] || { sleep 300 & echo $! >> children; }\n"
+                          "(setsid sh -c 'echo $$ >> children; exec sleep 300' &)\n"),
+                {inGroup});
+        ASSERT_TRUE(process->waitUntilExit(20));
+        const std::size_t count = *inGroup ? 2 : 1;
+        ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == count; }));
+        for (const pid_t left : numbersIn("children"))
+            EXPECT_TRUE(isAlive(left));
+        process->terminate();
+        EXPECT_TRUE(Process::finishTerminations(20));
+        for (const pid_t left : numbersIn("children"))
+            EXPECT_FALSE(isAlive(left)) << left;
+        files::remove(folder / "children");
+    }
 }
 
 TEST_F(ProcessTest, ManyLaunchesOfFreshScriptsFromManyThreadsAllRun)

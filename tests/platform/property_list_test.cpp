@@ -227,6 +227,14 @@ std::string bytesOf(std::initializer_list<int> bytes)
     return result;
 }
 
+std::string numbersFromOne(int count)
+{
+    std::string result;
+    for (int number = 1; number <= count; ++number)
+        result += bytesOf({number >> 8, number & 0xFF});
+    return result;
+}
+
 std::string everyKindInBinary()
 {
     BinaryFile file;
@@ -282,19 +290,35 @@ TEST(BinaryPropertyList, SharedObjectsNeverMultiplyWithoutBound)
     doubling.add("\x09");
     EXPECT_THAT(propertylist::parse(doubling.finish()).reason, HasSubstr("more values"));
 
-    std::string wide =
-        bytesOf({0xAF, 0x12, 0, 1, 0, 0}) + std::string(65536, '\x01'); // One text, many times.
-    std::string text = bytesOf({0x5F, 0x11, 0xF0, 0}) + std::string(0xF000, 'x');
-    std::string file = "bplist00" + wide + text;
-    const std::string offsets = bytesOf({0, 0, 8}) + bytesOf({1, 0, 14});
-    std::string trailer(32, '\0');
-    trailer[6] = 3;
-    trailer[7] = 1;
-    trailer[15] = 2;
-    trailer[29] = static_cast<char>(file.size() >> 16);
-    trailer[30] = static_cast<char>(file.size() >> 8 & 0xFF);
-    trailer[31] = static_cast<char>(file.size() & 0xFF);
-    EXPECT_THAT(propertylist::parse(file + offsets + trailer).reason, HasSubstr("out of all proportion"));
+    // One text, many times; many objects at one place; more objects than bytes to hold them.
+    const struct {
+        std::string references;
+        std::uint32_t count;
+        std::string object;
+        std::string_view complaint;
+    } floods[] = {
+        {std::string(65536, '\x01'), 2, bytesOf({0x5F, 0x11, 0xF0, 0}) + std::string(0xF000, 'x'),
+            "out of all proportion"},
+        {numbersFromOne(3000), 3001, bytesOf({0x4F, 0x11, 0xF0, 0}) + std::string(0xF000, 'x'),
+            "out of all proportion"},
+        {numbersFromOne(3), 70000, "\x09", "table of contents is damaged"},
+    };
+    for (const auto& [references, count, object, complaint] : floods) {
+        const auto number = [](std::size_t value) {
+            return bytesOf({0, static_cast<int>(value >> 16), static_cast<int>(value >> 8 & 0xFF),
+                static_cast<int>(value & 0xFF)});
+        };
+        const std::size_t width = count == 2 ? 1 : 2;
+        const std::string file =
+            "bplist00" + bytesOf({0xAF, 0x12}) + number(references.size() / width) + references + object;
+        std::string offsets = number(8);
+        for (std::uint32_t index = 1; index < count; ++index)
+            offsets += number(14 + references.size());
+        std::string trailer = std::string(6, '\0') + bytesOf({4, static_cast<int>(width)});
+        for (const std::size_t value : {std::size_t{count}, std::size_t{0}, file.size()})
+            trailer += std::string(4, '\0') + number(value);
+        EXPECT_THAT(propertylist::parse(file + offsets + trailer).reason, HasSubstr(complaint));
+    }
 
     BinaryFile key;
     key.add(BinaryFile::list(0xD, {1, 1}));

@@ -1,7 +1,6 @@
 // The other side of a named service, as a process of its own.
-//   service_peer offer NAME FILE     serves until it is killed; writes what it is told into the file, a line
-//                                    for each operation
-//   service_peer idle NAME FILE      offers the name, notes "ready" and never serves
+//   service_peer NAME FILE     serves until it is killed; writes what it is told into the file, a line for
+//                              each operation
 
 #include "platform/FileManager.h"
 #include "platform/LocalService.h"
@@ -15,13 +14,12 @@ using platform::Value;
 
 int main(int count, char** arguments)
 {
-    if (count != 4)
+    if (count != 3)
         return 2;
-    const std::string mode = arguments[1];
-    const std::string file = arguments[3];
+    const std::string file = arguments[2];
     const auto note = [&](const std::string& line) { platform::files::appendToFile(file, line + "\n"); };
     const auto service =
-        LocalService::offer(arguments[2], [&](const std::string& operation, const Value& argument) {
+        LocalService::offer(arguments[1], [&](const std::string& operation, const Value& argument) {
             if (operation == "slow")
                 usleep(300000);
             note(operation + " " + argument.textFor("text").value_or("-"));
@@ -30,8 +28,6 @@ int main(int count, char** arguments)
     if (!service)
         return 1;
     note("ready");
-    while (mode == "idle")
-        pause();
     service->whenConnectionsChange(
         [&](int connections) { note("connections " + std::to_string(connections)); });
     MainLoop::main().run();

@@ -114,8 +114,8 @@ TEST(UndoManager, TakesBackAndDoesAgain)
 
 TEST(TextField, ReadsTheLeadingWholeNumber)
 {
-    const std::pair<const char*, int> cases[] = {
-        {"12", 12}, {"  7 x", 7}, {"-3", -3}, {"", 0}, {"x", 0}, {"99999999999", 2147483647}};
+    const std::pair<const char*, int> cases[] = {{"12", 12}, {"  7 x", 7}, {"-3", -3}, {"", 0}, {"x", 0},
+        {"99999999999", 2147483647}, {"+5", 5}, {"+-5", 0}, {"+", 0}};
     for (const auto& [text, number] : cases) {
         toolkit::TextField field;
         field.stringValue = text;
