@@ -144,6 +144,9 @@ void KRProgressController::startTimer()
 {
     const std::lock_guard guard(accessLock_);
     waitingToStartTimer_ = false;
+    if (!renames_)
+        renames_ = platform::NotificationCenter::defaultCenter().observe(
+            kVariableNameChanged, [this](const auto& notification) { variableNameChanged(notification); });
     if (theTimer_)
         return;
     timerExists_ = true;

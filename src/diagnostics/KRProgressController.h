@@ -48,7 +48,9 @@ public:
     bool variableNameSpecifiedFor(Number number) const;
     std::vector<float> getPercentages() const; // In order of creation.
 
-    // Main thread. The notification's user information has "Old", "New" and "VariableBin".
+    // Main thread. A variable was renamed: the notification's user information has "Old", "New" and
+    // "VariableBin". It is observed as long as there has been an entry.
+    static constexpr const char* kVariableNameChanged = "KRVariableNameChanged";
     void variableNameChanged(const platform::Notification&);
     void setDelegate(KRProgressControllerDelegate* delegate) { delegate_ = delegate; }
     void setProgressView(toolkit::ViewList* view); // Borrowed; null before it goes.
@@ -73,6 +75,7 @@ private:
     toolkit::ViewList* progressView_ = nullptr;
     toolkit::TextField* howManyProcesses_ = nullptr;
     std::unique_ptr<platform::Timer> theTimer_;
+    std::unique_ptr<platform::NotificationCenter::Observation> renames_;
     KRProgressControllerDelegate* delegate_ = nullptr;
 
     // Recursive: a delegate that is let go inside it may be the last owner of an entry, which takes itself

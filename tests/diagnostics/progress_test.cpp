@@ -133,9 +133,8 @@ TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
         KRProgressEntry::createForVariable({"T", 6}, std::string("Saving %@"), {}, {}, controller);
     ASSERT_TRUE(shows(2));
     EXPECT_TRUE(here->variableNameSpecified());
-    platform::Notification renamed{
-        "renamed", nullptr, platform::Value::Dictionary{{"Old", "T"}, {"New", "p"}, {"VariableBin", 5}}};
-    controller->variableNameChanged(renamed);
+    platform::NotificationCenter::defaultCenter().post(KRProgressController::kVariableNameChanged, nullptr,
+        platform::Value::Dictionary{{"Old", "T"}, {"New", "p"}, {"VariableBin", 5}});
     const auto lines = controller->visibleEntries();
     EXPECT_EQ(lines[0]->description()->stringValue, "Reading p");
     EXPECT_EQ(lines[1]->description()->stringValue, "Saving T");
