@@ -48,7 +48,7 @@ std::shared_ptr<SVSingleTask> OpenWrapper::task(int numberShown)
 
 std::shared_ptr<SVSingleTask> OpenWrapper::selectTask(int numberShown)
 {
-    const auto found = task(numberShown);
+    auto found = task(numberShown);
     if (found)
         views().taskList.selectRows({numberShown - 1});
     return found;

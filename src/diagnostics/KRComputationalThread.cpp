@@ -145,7 +145,8 @@ void KRComputationalThread::tryAgainLater()
     });
 }
 
-void KRComputationalThread::serverHasStarted(std::shared_ptr<KRCT_Instance> worker, Number forSerialNumber)
+void KRComputationalThread::serverHasStarted(
+    const std::shared_ptr<KRCT_Instance>& worker, Number forSerialNumber)
 {
     std::shared_ptr<KRCT_Storage> job;
     {

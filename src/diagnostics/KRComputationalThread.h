@@ -90,7 +90,7 @@ private:
     void launchAThread();
     void tryAgainLater();
     void connectWithPorts(Number number);
-    void serverHasStarted(std::shared_ptr<KRCT_Instance> worker, Number forSerialNumber);
+    void serverHasStarted(const std::shared_ptr<KRCT_Instance>& worker, Number forSerialNumber);
     void finishExecution(Number serial, const std::shared_ptr<void>& output);
 
     mutable std::mutex accessLock_; // Held for the bookkeeping alone, never while a message runs.

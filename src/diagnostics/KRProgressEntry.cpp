@@ -2,6 +2,17 @@
 
 #include <algorithm>
 
+namespace {
+
+std::shared_ptr<KRProgressController> orShared(std::shared_ptr<KRProgressController> ofVariableBin)
+{
+    if (ofVariableBin)
+        return ofVariableBin;
+    return KRProgressController::sharedController();
+}
+
+} // namespace
+
 std::shared_ptr<KRProgressEntry> KRProgressEntry::createWithDescription(const std::any& description)
 {
     return createWithDescription(description, nullptr);
@@ -10,8 +21,7 @@ std::shared_ptr<KRProgressEntry> KRProgressEntry::createWithDescription(const st
 std::shared_ptr<KRProgressEntry> KRProgressEntry::createWithDescription(
     const std::any& description, std::shared_ptr<KRProgressController> variableBinController)
 {
-    auto controller =
-        variableBinController ? std::move(variableBinController) : KRProgressController::sharedController();
+    auto controller = orShared(std::move(variableBinController));
     const auto number = controller->addNewProcessEntryWithDescription(description, std::nullopt);
     return std::shared_ptr<KRProgressEntry>(new KRProgressEntry(std::move(controller), number));
 }
@@ -20,8 +30,7 @@ std::shared_ptr<KRProgressEntry> KRProgressEntry::createForVariable(KRProgressVa
     const std::any& withDescription, std::weak_ptr<KRProgressDelegate> delegate, std::any callerInfo,
     std::shared_ptr<KRProgressController> variableBinController)
 {
-    auto controller =
-        variableBinController ? std::move(variableBinController) : KRProgressController::sharedController();
+    auto controller = orShared(std::move(variableBinController));
     const auto number = controller->addNewProcessEntryWithDescription(
         withDescription, std::move(variable), std::move(delegate), std::move(callerInfo));
     return std::shared_ptr<KRProgressEntry>(new KRProgressEntry(std::move(controller), number));

@@ -32,7 +32,7 @@ std::string SVFileContent::cell(std::string_view column, std::size_t row) const
         return {};
     const std::string& name = (*names)[row];
     const platform::Value* description = content.find(name);
-    const std::string type = description ? description->textFor("Type").value_or("") : "";
+    std::string type = description ? description->textFor("Type").value_or("") : "";
     if (column == "Type")
         return type;
     if (column != "Information")

@@ -39,7 +39,7 @@ void UploadPreparation::run() const
         for (const std::string& path : project->filesToCopy())
             files::copy(path, platform::paths::appending(sources, platform::paths::lastComponent(path)));
         for (const auto& [name, text] : makeFiles)
-            files::writeFile(sources + "/" + name, text);
+            files::writeFile(platform::paths::appending(sources, name), text);
     }
 
     writeScript(folder + "/compile",

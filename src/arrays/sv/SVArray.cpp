@@ -1,6 +1,7 @@
 #include "arrays/sv/SVArray.h"
 
 #include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVLargePages.h"
 #include "arrays/sv/SVStreamingCopy.h"
 
 #include <algorithm>
@@ -108,6 +109,7 @@ SVArrayStorage<T>::SVArrayStorage(long rows, long columns, long layers)
     }
     mn = m * n;
     Data = new T[static_cast<std::size_t>(length)]; // Not cleared: most arrays are filled at once.
+    svinternal::adviseLargePages(Data, static_cast<std::size_t>(length) * sizeof(T));
 }
 
 template <class T>

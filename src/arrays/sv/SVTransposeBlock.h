@@ -88,7 +88,7 @@ public:
         // Where all rows begin alike within a line, the first tile ends at one, and so do all the others.
         const long first = streamed && rowsAlike ? lineFrom(to_, 0) : 0;
         for (long k = 0, kEnd = 0; k < columns_; k = kEnd) {
-            kEnd = std::min(columns_, (k == 0 ? first : k) + kTileColumns);
+            kEnd = std::min(columns_, (k == 0 ? first : k) + tileColumns());
             const long kFetched = std::min(columns_, kEnd + spare);
             for (long i = 0; i < rows_; i += kTileRows) {
                 if (streamed)
@@ -114,6 +114,14 @@ private:
     // other's cache sets.
     static constexpr long kBufferStep = kTileColumns + 3 * kLine;
 
+    // Columns that lie a multiple of a small page apart share a few cache sets, which no more of them fit
+    // into.
+    long tileColumns() const
+    {
+        constexpr long kColumnsInSharedSets = 128;
+        const bool sharesSets = fromStep_ * static_cast<long>(sizeof(T)) % 4096 == 0;
+        return sharesSets ? std::min(kTileColumns, kColumnsInSharedSets) : kTileColumns;
+    }
     const T* source(long i, long k) const { return from_ + i + k * fromStep_; }
     T* target(long i, long k) const { return to_ + k + i * toStep_; }
     long rowsFrom(long i) const { return std::min(kTileRows, rows_ - i); }
