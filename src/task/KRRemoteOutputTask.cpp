@@ -7,15 +7,7 @@ KRRemoteOutputTask::~KRRemoteOutputTask()
 
 void KRRemoteOutputTask::setTable(toolkit::Table* table)
 {
-    if (table == table_)
-        return;
-    if (table_ && table_->dataSource() == this)
-        table_->setDataSource(nullptr);
-    table_ = table;
-    if (!table_)
-        return;
-    table_->setDataSource(this);
-    table_->reloadData();
+    toolkit::moveSource(*this, table_, table);
 }
 
 SVRemoteOutputSource* KRRemoteOutputTask::source() const

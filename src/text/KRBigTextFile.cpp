@@ -24,15 +24,7 @@ void KRBigTextFile::updateFileContent()
 
 void KRBigTextFile::setTable(toolkit::Table* table)
 {
-    if (table_ == table)
-        return;
-    if (table_ && table_->dataSource() == this)
-        table_->setDataSource(nullptr);
-    table_ = table;
-    if (!table_)
-        return;
-    table_->setDataSource(this);
-    tellTable();
+    toolkit::moveSource(*this, table_, table);
 }
 
 void KRBigTextFile::tellTable()

@@ -90,4 +90,17 @@ void Table::scrollRowToVisible(int row)
         clip->bounds.y = bottom - clip->bounds.height;
 }
 
+void moveSource(TableDataSource& source, Table*& held, Table* next)
+{
+    if (held == next)
+        return;
+    if (held && held->dataSource() == &source)
+        held->setDataSource(nullptr);
+    held = next;
+    if (!held)
+        return;
+    held->setDataSource(&source);
+    held->reloadData();
+}
+
 } // namespace toolkit

@@ -77,4 +77,8 @@ private:
     std::set<int> selection_;
 };
 
+// For a source that is shown by one table at a time: takes it away from the table that it holds, unless that
+// has another source by now, and makes it the source of the next one. Either table may be null.
+void moveSource(TableDataSource& source, Table*& held, Table* next);
+
 } // namespace toolkit
