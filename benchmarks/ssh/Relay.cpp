@@ -1,5 +1,7 @@
 #include "ssh/Relay.h"
 
+#include "ssh/Support.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <condition_variable>
@@ -31,15 +33,6 @@ struct Line {
 };
 
 constexpr std::size_t kMostOnTheLine = 128 * 1024 * 1024;
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
 
 // Of one connection: the rounds that each end has been given.
 struct Rounds {
@@ -97,14 +90,8 @@ void carry(int from, int to, std::chrono::milliseconds delay, std::atomic<int>& 
 } // namespace
 
 Relay::Relay(int targetPort, std::chrono::milliseconds delay)
-    : targetPort_(targetPort), delay_(delay), listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    : targetPort_(targetPort), delay_(delay), listener_(support::listenOnLoopback(port_))
 {
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(listener_, reinterpret_cast<sockaddr*>(&address), size);
-    listen(listener_, 16);
-    getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { accept(); });
 }
 
@@ -141,7 +128,7 @@ void Relay::accept()
 void Relay::connectThrough(int client)
 {
     const int server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = loopback(targetPort_);
+    const sockaddr_in address = support::loopback(targetPort_);
     const int one = 1;
     for (const int end : {client, server})
         setsockopt(end, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);

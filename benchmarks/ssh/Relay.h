@@ -21,8 +21,8 @@ private:
 
     int targetPort_;
     std::chrono::milliseconds delay_;
-    int listener_ = -1;
     int port_ = 0;
+    int listener_; // Its making sets the port.
     std::thread thread_;
     std::list<std::thread> carriers_;
     std::atomic<int> open_{0}; // Connections at work.

@@ -54,15 +54,6 @@ int spawn(const std::vector<std::string>& arguments)
     return error == 0 ? pid : -1;
 }
 
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
-
 int freePort()
 {
     int port = 0;
@@ -80,6 +71,15 @@ bool listens(int port)
 }
 
 } // namespace
+
+sockaddr_in loopback(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    return address;
+}
 
 int listenOnLoopback(int& port)
 {

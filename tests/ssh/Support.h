@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <memory>
+#include <netinet/in.h>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ std::string makeKeyText(const std::string& type, bool pem = false, std::string* 
 
 std::string loginName();
 
+sockaddr_in loopback(int port);
 int listenOnLoopback(int& port); // A socket on a free port.
 
 // A server program on a free port of the loopback, ended with the object. Where this process may mount, the
