@@ -4,7 +4,7 @@
 include(CMakePackageConfigHelpers)
 
 function(svdata_library target type exported)
-    add_library(${target} ${type} $<TARGET_OBJECTS:sv_arrays> $<TARGET_OBJECTS:sv_datafile>)
+    add_library(${target} ${type} $<TARGET_OBJECTS:sv_kernels> $<TARGET_OBJECTS:sv_arrays> $<TARGET_OBJECTS:sv_datafile>)
     set_target_properties(${target} PROPERTIES
         OUTPUT_NAME svdata EXPORT_NAME ${exported} LINKER_LANGUAGE CXX
         VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
@@ -27,7 +27,7 @@ install(EXPORT svdata-targets NAMESPACE svdata:: DESTINATION ${package_folder} C
 # ones includes stays at home.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/arrays/sv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/svdata/arrays
     COMPONENT svdata FILES_MATCHING PATTERN "*.h"
-    PATTERN "*Internal.h" EXCLUDE PATTERN "SVTransposeBlock.h" EXCLUDE PATTERN "SVStreamingCopy.h" EXCLUDE)
+    PATTERN "*Internal.h" EXCLUDE)
 set(public_headers SVByteSwap.h SVDataFile.h SVDataStorage.h SVFile.h SVMatlabDataFile.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/datafile/)
 install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/svdata/datafile COMPONENT svdata)

@@ -4,10 +4,10 @@
 #include "BenchmarkMain.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/FileManager.h"
-#include "platform/MainLoop.h"
-#include "platform/Places.h"
-#include "platform/PropertyList.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Places.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/plist/PropertyList.h"
 #include "task/KRTrelkindController.h"
 
 #include <cstdlib>

@@ -4,8 +4,8 @@
 // The companion offers the name below and is told "recieveTrelkindNotification:" with a dictionary from a
 // wrapper's path to an array of task numbers, from 0. It is not told what has changed: look into the folders.
 
-#include "platform/LocalService.h"
-#include "platform/MainLoop.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/service/LocalService.h"
 
 #include <csignal>
 #include <iostream>

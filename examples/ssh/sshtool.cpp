@@ -1,8 +1,8 @@
 // A small tool on top of the SSH and SFTP interface: runs a command on another machine, and moves files.
 
-#include "ssh/CkoSFtp.h"
-#include "ssh/CkoSsh.h"
-#include "ssh/CkoSshKey.h"
+#include "ssh/session/CkoSsh.h"
+#include "ssh/session/CkoSshKey.h"
+#include "ssh/sftp/CkoSFtp.h"
 
 #include <cstdio>
 #include <cstdlib>

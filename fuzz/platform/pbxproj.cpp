@@ -1,9 +1,9 @@
 // Project files, down to the make files that are written from them.
 
-#include "platform/FileManager.h"
-#include "platform/MainLoop.h"
-#include "remote/XCodeProject.h"
-#include "remote/XCodeTextScanners.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
+#include "remote/project/XCodeProject.h"
+#include "remote/project/XCodeTextScanners.h"
 
 #include <cstdint>
 #include <cstdlib>

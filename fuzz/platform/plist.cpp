@@ -1,7 +1,7 @@
 // Property lists in all their forms: what can be read can be written and read again, and from then on it
 // stays as it is. (The first writing replaces characters that XML can't carry.)
 
-#include "platform/PropertyList.h"
+#include "platform/plist/PropertyList.h"
 
 #include <cstdint>
 #include <cstdio>

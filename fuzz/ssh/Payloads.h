@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssh/Bytes.h"
+#include "ssh/crypto/Bytes.h"
 
 #include <algorithm>
 #include <vector>

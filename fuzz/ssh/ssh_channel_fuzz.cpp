@@ -2,9 +2,9 @@
 
 #include "ssh/Payloads.h"
 
-#include "ssh/Channel.h"
-#include "ssh/Messages.h"
-#include "ssh/Wire.h"
+#include "ssh/crypto/Wire.h"
+#include "ssh/session/Channel.h"
+#include "ssh/transport/Messages.h"
 
 #include <cstdlib>
 

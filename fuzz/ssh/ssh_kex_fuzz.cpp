@@ -3,7 +3,7 @@
 
 #include "ssh/Payloads.h"
 
-#include "ssh/SshProtocol.h"
+#include "ssh/session/SshProtocol.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -1,7 +1,7 @@
 // Key files, key blobs, signatures and known hosts texts.
 
-#include "ssh/KnownHosts.h"
-#include "ssh/PrivateKey.h"
+#include "ssh/crypto/PrivateKey.h"
+#include "ssh/transport/KnownHosts.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

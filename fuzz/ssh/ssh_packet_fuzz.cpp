@@ -3,7 +3,7 @@
 
 #include "ssh/Payloads.h"
 
-#include "ssh/PacketCodec.h"
+#include "ssh/transport/PacketCodec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

@@ -4,9 +4,9 @@
 
 #include "ssh/Payloads.h"
 
-#include "ssh/SFtpListing.h"
-#include "ssh/SFtpTransfer.h"
-#include "ssh/Wire.h"
+#include "ssh/crypto/Wire.h"
+#include "ssh/sftp/SFtpListing.h"
+#include "ssh/sftp/SFtpTransfer.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // The raw bytes of a server, from the version line on.
 
-#include "ssh/SshProtocol.h"
+#include "ssh/session/SshProtocol.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

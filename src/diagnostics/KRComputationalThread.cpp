@@ -2,8 +2,8 @@
 
 #include "diagnostics/Exception.h"
 #include "diagnostics/KRSerialNumber.h"
-#include "platform/MainLoop.h"
 #include "platform/ProcessInfo.h"
+#include "platform/loop/MainLoop.h"
 
 #include <fmt/format.h>
 

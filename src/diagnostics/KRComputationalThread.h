@@ -1,7 +1,7 @@
 #pragma once
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/MainLoop.h"
+#include "platform/loop/MainLoop.h"
 
 #include <cstdint>
 #include <deque>

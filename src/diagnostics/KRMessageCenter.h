@@ -4,7 +4,7 @@
 #include "diagnostics/KRMessageCenter_Entry.h"
 #include "diagnostics/MessageLog.h"
 #include "diagnostics/MessageReport.h"
-#include "platform/MainLoop.h"
+#include "platform/loop/MainLoop.h"
 #include "toolkit/Controls.h"
 #include "toolkit/Table.h"
 

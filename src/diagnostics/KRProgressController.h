@@ -1,8 +1,8 @@
 #pragma once
 
 #include "diagnostics/KRProgressEntryController.h"
-#include "platform/MainLoop.h"
-#include "platform/NotificationCenter.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/loop/NotificationCenter.h"
 #include "toolkit/ViewList.h"
 
 #include <any>

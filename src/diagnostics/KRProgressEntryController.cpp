@@ -1,9 +1,9 @@
 #include "diagnostics/KRProgressEntryController.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/MainLoop.h"
-#include "platform/Pace.h"
 #include "platform/ProcessInfo.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/loop/Pace.h"
 
 #include <cmath>
 #include <string_view>

@@ -1,6 +1,6 @@
 #include "diagnostics/MessageLog.h"
 
-#include "platform/FileManager.h"
+#include "platform/files/FileManager.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 #include "diagnostics/MessageReport.h"
 
 #include "diagnostics/MessageLog.h"
-#include "platform/FileManager.h"
-#include "platform/PropertyList.h"
+#include "platform/files/FileManager.h"
+#include "platform/plist/PropertyList.h"
 
 #include <fmt/format.h>
 

@@ -2,9 +2,9 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "diagnostics/KRSerialNumber.h"
-#include "platform/FileManager.h"
-#include "platform/Places.h"
 #include "platform/ProcessInfo.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Places.h"
 #include "task/Notifications.h"
 #include "task/TaskWrapper.h"
 #include "toolkit/Workspace.h"

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "diagnostics/KRCountLimiter.h"
-#include "platform/MainLoop.h"
-#include "platform/NotificationCenter.h"
-#include "platform/OperationQueue.h"
-#include "platform/Places.h"
+#include "platform/files/Places.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/loop/OperationQueue.h"
 #include "task/KRDraggableViewsController.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTaskApplication.h"

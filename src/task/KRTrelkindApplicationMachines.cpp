@@ -1,9 +1,9 @@
 // The machine list of the application object, the menus that offer it, and its table.
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/FileManager.h"
-#include "platform/Places.h"
-#include "platform/PropertyList.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Places.h"
+#include "platform/plist/PropertyList.h"
 #include "task/KRTrelkindApplication.h"
 #include "task/Notifications.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
 #include "task/KRTrelkindMachine.h"
 #include "task/SVSingleTask.h"
 #include "task/SVTaskController.h"

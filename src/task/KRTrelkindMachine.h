@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Value.h"
+#include "platform/plist/Value.h"
 
 #include <functional>
 #include <map>

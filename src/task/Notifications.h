@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
 #include "task/SVTaskMachine.h"
 
 // The names of the notifications that controllers, the application and machine definitions exchange.

@@ -1,7 +1,7 @@
 #include "task/SVCopyFileTask.h"
 
-#include "platform/FileManager.h"
-#include "platform/MainLoop.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
 
 #include <filesystem>
 #include <system_error>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "diagnostics/SVTaskAddition.h"
-#include "platform/OperationQueue.h"
+#include "platform/loop/OperationQueue.h"
 
 #include <memory>
 #include <string>

@@ -4,8 +4,8 @@
 #include "diagnostics/KRComputationalThread.h"
 #include "diagnostics/KRCountLimiter.h"
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/FileManager.h"
-#include "platform/MainLoop.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
 #include "task/SVTaskApplication.h"
 #include "task/ScriptRun.h"
 

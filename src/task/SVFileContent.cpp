@@ -1,6 +1,6 @@
 #include "task/SVFileContent.h"
 
-#include "platform/Paths.h"
+#include "platform/files/Paths.h"
 
 #include <fmt/format.h>
 

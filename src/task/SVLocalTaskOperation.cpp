@@ -1,6 +1,6 @@
 #include "task/SVLocalTaskOperation.h"
 
-#include "platform/FileManager.h"
+#include "platform/files/FileManager.h"
 
 void SVLocalTaskOperation::runHasEnded(ScriptRun::End end)
 {

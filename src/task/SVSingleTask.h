@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/FileManager.h"
-#include "platform/MainLoop.h"
-#include "platform/Process.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/process/Process.h"
 #include "task/KRRemoteOutputTask.h"
 #include "task/SVFileContent.h"
 #include "task/SVLocalTask.h"

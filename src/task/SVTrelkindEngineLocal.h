@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/MainLoop.h"
-#include "platform/OperationQueue.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/loop/OperationQueue.h"
 #include "task/SVLocalTaskOperation.h"
 #include "task/SVTrelkindEngine.h"
 #include "toolkit/Controls.h"

@@ -1,6 +1,6 @@
 #include "task/ScratchFolder.h"
 
-#include "platform/FileManager.h"
+#include "platform/files/FileManager.h"
 
 #include <chrono>
 #include <thread>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/FolderLock.h"
+#include "platform/files/FolderLock.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/MainLoop.h"
-#include "platform/OperationQueue.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/loop/OperationQueue.h"
 #include "task/ScriptRun.h"
 
 #include <memory>

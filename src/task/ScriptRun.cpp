@@ -1,9 +1,9 @@
 #include "task/ScriptRun.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/FileManager.h"
-#include "platform/Process.h"
 #include "platform/ProcessInfo.h"
+#include "platform/files/FileManager.h"
+#include "platform/process/Process.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ServiceConnection.h"
+#include "platform/service/ServiceConnection.h"
 
 #include <functional>
 #include <map>

@@ -1,9 +1,9 @@
 #include "task/TaskWrapper.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/FileManager.h"
 #include "platform/Md5.h"
-#include "platform/Paths.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
 #include "task/WrapperList.h"
 
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 #include "task/UploadPreparation.h"
 
-#include "platform/FileManager.h"
-#include "platform/Paths.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
 
 #include <fmt/format.h>
 

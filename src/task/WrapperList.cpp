@@ -1,8 +1,8 @@
 #include "task/WrapperList.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/Paths.h"
-#include "platform/PropertyList.h"
+#include "platform/files/Paths.h"
+#include "platform/plist/PropertyList.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 #include "diagnostics/KRMessageCenter.h"
 
-#include "platform/FileManager.h"
-#include "platform/PropertyList.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "platform/plist/PropertyList.h"
 #include "toolkit/Workspace.h"
 
 #include <gmock/gmock.h>

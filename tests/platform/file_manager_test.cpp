@@ -1,7 +1,7 @@
-#include "platform/FileManager.h"
+#include "platform/files/FileManager.h"
 
-#include "platform/FolderLock.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/FolderLock.h"
 
 #include <csignal>
 #include <fcntl.h>

@@ -1,9 +1,9 @@
-#include "platform/LocalService.h"
+#include "platform/service/LocalService.h"
 
-#include "platform/Places.h"
-#include "platform/Process.h"
-#include "platform/ServiceMessages.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Places.h"
+#include "platform/process/Process.h"
+#include "platform/service/ServiceMessages.h"
 
 #include <csignal>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "platform/MainLoop.h"
+#include "platform/loop/MainLoop.h"
 
 #include <atomic>
 #include <csignal>

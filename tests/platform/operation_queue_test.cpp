@@ -1,6 +1,6 @@
-#include "platform/OperationQueue.h"
+#include "platform/loop/OperationQueue.h"
 
-#include "platform/MainLoop.h"
+#include "platform/loop/MainLoop.h"
 
 #include <condition_variable>
 #include <gtest/gtest.h>

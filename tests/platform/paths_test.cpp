@@ -1,10 +1,10 @@
-#include "platform/Paths.h"
-#include "platform/TildePaths.h"
+#include "platform/files/Paths.h"
+#include "platform/files/TildePaths.h"
 
 #include "platform/Md5.h"
-#include "platform/Places.h"
 #include "platform/ProcessInfo.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Places.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
-#include "platform/Process.h"
+#include "platform/process/Process.h"
 
-#include "platform/FileManager.h"
-#include "platform/Pace.h"
-#include "platform/SystemShell.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/Pace.h"
+#include "platform/process/SystemShell.h"
 
 #include <cerrno>
 #include <csignal>

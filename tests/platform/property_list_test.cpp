@@ -1,8 +1,8 @@
-#include "platform/PropertyList.h"
+#include "platform/plist/PropertyList.h"
 
-#include "platform/Pace.h"
-#include "platform/SecretStore.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/loop/Pace.h"
+#include "platform/service/SecretStore.h"
 
 #include <cmath>
 #include <fmt/format.h>

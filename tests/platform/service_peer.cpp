@@ -2,8 +2,8 @@
 //   service_peer NAME FILE     serves until it is killed; writes what it is told into the file, a line for
 //                              each operation
 
-#include "platform/FileManager.h"
-#include "platform/LocalService.h"
+#include "platform/files/FileManager.h"
+#include "platform/service/LocalService.h"
 
 #include <string>
 #include <unistd.h>

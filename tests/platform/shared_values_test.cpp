@@ -1,4 +1,4 @@
-#include "platform/Value.h"
+#include "platform/plist/Value.h"
 
 #include <gtest/gtest.h>
 #include <thread>

@@ -1,6 +1,6 @@
-#include "platform/Value.h"
+#include "platform/plist/Value.h"
 
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
 
 #include <gtest/gtest.h>
 #include <limits>

@@ -1,7 +1,7 @@
-#include "ssh/CkoSshKey.h"
-#include "ssh/KnownHosts.h"
-#include "ssh/PrivateKey.h"
 #include "ssh/Support.h"
+#include "ssh/crypto/PrivateKey.h"
+#include "ssh/session/CkoSshKey.h"
+#include "ssh/transport/KnownHosts.h"
 
 #include <gmock/gmock.h>
 

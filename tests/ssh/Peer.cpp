@@ -1,7 +1,7 @@
 #include "ssh/PeerConnection.h"
 
-#include "ssh/Messages.h"
 #include "ssh/Support.h"
+#include "ssh/transport/Messages.h"
 
 #include <algorithm>
 #include <netinet/in.h>

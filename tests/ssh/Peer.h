@@ -1,9 +1,9 @@
 #pragma once
 
-#include "ssh/Algorithms.h"
-#include "ssh/KeyAgreement.h"
-#include "ssh/PacketCodec.h"
-#include "ssh/PrivateKey.h"
+#include "ssh/crypto/KeyAgreement.h"
+#include "ssh/crypto/PrivateKey.h"
+#include "ssh/transport/Algorithms.h"
+#include "ssh/transport/PacketCodec.h"
 
 #include <atomic>
 #include <functional>

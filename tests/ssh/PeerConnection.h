@@ -2,9 +2,9 @@
 
 #include "ssh/Peer.h"
 
-#include "ssh/KeyDerivation.h"
-#include "ssh/SFtpFileAttr.h"
-#include "ssh/Wire.h"
+#include "ssh/crypto/Wire.h"
+#include "ssh/sftp/SFtpFileAttr.h"
+#include "ssh/transport/KeyDerivation.h"
 
 namespace peer {
 

@@ -1,6 +1,6 @@
 #include "ssh/PeerConnection.h"
 
-#include "ssh/SFtpSession.h"
+#include "ssh/sftp/SFtpSession.h"
 
 namespace peer {
 

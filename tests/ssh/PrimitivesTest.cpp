@@ -1,9 +1,9 @@
-#include "ssh/Algorithms.h"
-#include "ssh/Compression.h"
-#include "ssh/Messages.h"
-#include "ssh/PacketCodec.h"
 #include "ssh/Support.h"
-#include "ssh/Wire.h"
+#include "ssh/crypto/Wire.h"
+#include "ssh/transport/Algorithms.h"
+#include "ssh/transport/Compression.h"
+#include "ssh/transport/Messages.h"
+#include "ssh/transport/PacketCodec.h"
 
 #include <gtest/gtest.h>
 

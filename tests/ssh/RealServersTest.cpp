@@ -1,7 +1,7 @@
-#include "ssh/CkoSFtp.h"
-#include "ssh/CkoSsh.h"
-#include "ssh/CkoSshKey.h"
 #include "ssh/Support.h"
+#include "ssh/session/CkoSsh.h"
+#include "ssh/session/CkoSshKey.h"
+#include "ssh/sftp/CkoSFtp.h"
 
 #include <gmock/gmock.h>
 

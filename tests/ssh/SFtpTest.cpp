@@ -1,8 +1,8 @@
-#include "ssh/CkoSFtp.h"
-#include "ssh/Messages.h"
 #include "ssh/Peer.h"
-#include "ssh/SFtpSession.h"
 #include "ssh/Support.h"
+#include "ssh/sftp/CkoSFtp.h"
+#include "ssh/sftp/SFtpSession.h"
+#include "ssh/transport/Messages.h"
 
 #include <gmock/gmock.h>
 

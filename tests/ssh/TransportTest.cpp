@@ -1,10 +1,10 @@
-#include "ssh/CkoSFtp.h"
-#include "ssh/CkoSsh.h"
-#include "ssh/CkoSshKey.h"
-#include "ssh/Messages.h"
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
-#include "ssh/Wire.h"
+#include "ssh/crypto/Wire.h"
+#include "ssh/session/CkoSsh.h"
+#include "ssh/session/CkoSshKey.h"
+#include "ssh/sftp/CkoSFtp.h"
+#include "ssh/transport/Messages.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // The link to the companion, with a companion that is a process of its own.
 
-#include "platform/Process.h"
 #include "platform/ProcessInfo.h"
+#include "platform/process/Process.h"
 #include "task/KRTrelkindApplication.h"
 #include "task/WrapperOnDisk.h"
 

@@ -1,6 +1,6 @@
-#include "platform/Process.h"
 #include "platform/ProcessInfo.h"
-#include "platform/SystemShell.h"
+#include "platform/process/Process.h"
+#include "platform/process/SystemShell.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/ScriptRun.h"

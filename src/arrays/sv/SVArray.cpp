@@ -1,8 +1,8 @@
 #include "arrays/sv/SVArray.h"
 
+#include "arrays/kernels/SVLargePages.h"
+#include "arrays/kernels/SVStreamingCopy.h"
 #include "arrays/sv/SVArrayInternal.h"
-#include "arrays/sv/SVLargePages.h"
-#include "arrays/sv/SVStreamingCopy.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "arrays/sv/SVArrayShape.h"
 
+#include "arrays/kernels/SVTransposeBlock.h"
 #include "arrays/sv/SVArrayInternal.h"
-#include "arrays/sv/SVTransposeBlock.h"
 
 #include <algorithm>
 #include <limits>

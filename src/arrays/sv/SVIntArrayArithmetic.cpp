@@ -1,7 +1,7 @@
 #include "arrays/sv/SVIntArrayArithmetic.h"
 
+#include "arrays/kernels/SVStreamingCopy.h"
 #include "arrays/sv/SVArrayInternal.h"
-#include "arrays/sv/SVStreamingCopy.h"
 
 using namespace svinternal;
 

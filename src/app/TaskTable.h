@@ -1,9 +1,0 @@
-#pragma once
-
-#include "app/OpenWrapper.h"
-#include "app/TablePrinter.h"
-
-// The task table of an open wrapper, as a person reads it and as a script does: there with each task's
-// folder.
-TablePrinter taskTable(OpenWrapper& wrapper);
-bool writeTasksAsJson(OpenWrapper& wrapper);

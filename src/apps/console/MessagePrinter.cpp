@@ -1,0 +1,54 @@
+#include "apps/console/MessagePrinter.h"
+
+#include "apps/console/TerminalText.h"
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/loop/MainLoop.h"
+
+#include <fmt/format.h>
+
+#include <cstdio>
+
+namespace {
+
+// A terminal that has gone loses the words and nothing else.
+void writeError(const std::string& text)
+{
+    std::fputs(terminal::printable(text).c_str(), stderr);
+}
+
+} // namespace
+
+MessagePrinter::MessagePrinter()
+{
+    table_.whenChanged = [this] { writeNewMessages(); };
+    KRMessageCenter::sharedMessageCenter()->setScrollView(&table_);
+}
+
+MessagePrinter::~MessagePrinter()
+{
+    // What was reported last is still on its way.
+    platform::MainLoop::main().runPending();
+    KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
+}
+
+void MessagePrinter::writeNewMessages()
+{
+    const auto messages = KRMessageCenter::sharedMessageCenter()->messages();
+    if (written_ >= messages.size())
+        return;
+    if (beforeWriting)
+        beforeWriting();
+    for (; written_ < messages.size(); ++written_) {
+        const auto& message = *messages[written_];
+        complain(message.shortDescription());
+        if (message.longDescription() && *message.longDescription() != message.shortDescription())
+            writeError(fmt::format("    {}\n", *message.longDescription()));
+    }
+    if (afterWriting)
+        afterWriting();
+}
+
+void complain(const std::string& sentence)
+{
+    writeError(fmt::format("trelkind: {}\n", sentence));
+}

@@ -1,0 +1,112 @@
+#include "apps/console/TablePrinter.h"
+
+#include "apps/console/Terminal.h"
+#include "apps/console/TerminalText.h"
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+namespace {
+
+constexpr int kGap = 2;
+constexpr int kNarrowest = 4;
+constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
+
+std::string textOf(const nlohmann::ordered_json& json, int indentation)
+{
+    // A name that isn't UTF-8 still gives valid JSON.
+    return json.dump(indentation, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+} // namespace
+
+TablePrinter::TablePrinter(const toolkit::Table& table, std::vector<Column> columns)
+    : table_(table), columns_(std::move(columns))
+{ }
+
+std::string TablePrinter::cell(const Column& column, int row) const
+{
+    const toolkit::CellValue value = table_.value(column.identifier, row);
+    const auto* number = std::get_if<double>(&value);
+    return column.isProgress && number ? fmt::format("{:.0f}%", *number) : toolkit::cellText(value);
+}
+
+std::string TablePrinter::text(int mostColumns) const
+{
+    const auto& output = terminal::Output::standard();
+    std::vector<int> widths;
+    for (const Column& column : columns_) {
+        int width = terminal::columnsOf(column.identifier);
+        for (int row = 0; row < table_.numberOfRows(); ++row)
+            width = std::max(width, terminal::columnsOf(cell(column, row)));
+        widths.push_back(width);
+    }
+    // What doesn't fit is taken from the widest column, which is the one that can do without.
+    const int gaps = kGap * (static_cast<int>(widths.size()) - 1);
+    while (mostColumns > 0 && std::accumulate(widths.begin(), widths.end(), gaps) > mostColumns) {
+        int& widest = *std::max_element(widths.begin(), widths.end());
+        if (widest <= kNarrowest)
+            break;
+        --widest;
+    }
+
+    const auto line = [&](const auto& textOf) {
+        std::string shown;
+        for (std::size_t i = 0; i < columns_.size(); ++i) {
+            const bool last = i + 1 == columns_.size();
+            const std::string content = textOf(columns_[i]);
+            shown += columns_[i].alignsRight ? terminal::paddedLeft(content, widths[i])
+                : last                       ? terminal::fitted(content, widths[i])
+                                             : terminal::padded(content, widths[i]);
+            if (!last)
+                shown.append(kGap, ' ');
+        }
+        while (shown.ends_with(' '))
+            shown.pop_back();
+        return shown;
+    };
+    std::string text = output.colored(terminal::Output::Color::Bold, line([](const Column& column) {
+        return column.identifier;
+    })) + "\n";
+    for (int row = 0; row < table_.numberOfRows(); ++row)
+        text += line([&](const Column& column) { return cell(column, row); }) + "\n";
+    return text;
+}
+
+nlohmann::ordered_json TablePrinter::json() const
+{
+    auto rows = nlohmann::ordered_json::array();
+    for (int row = 0; row < table_.numberOfRows(); ++row) {
+        auto object = nlohmann::ordered_json::object();
+        for (const Column& column : columns_) {
+            const toolkit::CellValue value = table_.value(column.identifier, row);
+            if (const auto* number = std::get_if<double>(&value))
+                object[column.identifier] = *number;
+            else
+                object[column.identifier] = toolkit::cellText(value);
+        }
+        rows.push_back(std::move(object));
+    }
+    return rows;
+}
+
+bool JsonRowWriter::add(const nlohmann::ordered_json& row)
+{
+    unwritten_ += (hasRows_ ? ",\n  " : "\n  ") + textOf(row, -1);
+    hasRows_ = true;
+    return unwritten_.size() < kBytesAtATime || terminal::write(std::exchange(unwritten_, {}));
+}
+
+bool JsonRowWriter::finish()
+{
+    return terminal::write(std::exchange(unwritten_, {}) + (hasRows_ ? "\n]\n" : "]\n"));
+}
+
+bool writeJson(const nlohmann::ordered_json& json)
+{
+    return terminal::write(textOf(json, 2) + "\n");
+}

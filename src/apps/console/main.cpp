@@ -1,0 +1,217 @@
+// The console front end: the command line, and nothing else.
+
+#include "apps/console/Terminal.h"
+#include "apps/console/Verbs.h"
+#include "platform/loop/MainLoop.h"
+#include "remote/project/XCodeProject.h"
+
+#include <CLI/CLI.hpp>
+
+#include <clocale>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <iostream>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kWrongUseOfCommandLine = 2;
+constexpr int kMostConcurrency = 32;
+
+constexpr const char* kDescription =
+    "Runs batches of a computational program and keeps track of what each run left.\n"
+    "A task wrapper is a folder whose name ends in .vtask: it holds the program, the list of its\n"
+    "input sets and one numbered folder for each run.";
+
+constexpr const char* kExitStatus =
+    "Exit status: 0 done, 1 something is not done or failed, 2 wrong use, 130 interrupted.";
+
+class CommandLine {
+public:
+    CommandLine()
+    {
+        app_.require_subcommand(1);
+        app_.footer(kExitStatus);
+        addRun();
+        addStatus();
+        addFiles();
+        addOutput();
+        addVariables();
+        addClear();
+        addPrepare();
+    }
+
+    int run(int argc, char** argv)
+    {
+        try {
+            app_.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            if (argc > 1 && argv[1][0] != '-' && !isVerb(argv[1])) {
+                std::cerr << "There is no verb \"" << argv[1]
+                          << "\".\nRun with --help for more information.\n";
+                return kWrongUseOfCommandLine;
+            }
+            return app_.exit(error) == 0 ? EXIT_SUCCESS : kWrongUseOfCommandLine;
+        }
+        return status_;
+    }
+
+private:
+    bool isVerb(const std::string& word) const
+    {
+        return !app_.get_subcommands([&word](const CLI::App* verb) { return verb->get_name() == word; })
+                    .empty();
+    }
+
+    CLI::App* add(const char* name, const char* summary, const char* more)
+    {
+        CLI::App* verb = app_.add_subcommand(name, summary);
+        verb->footer(std::string(more) + "\n\n" + kExitStatus);
+        return verb;
+    }
+
+    static void addWrapper(CLI::App* verb, std::string& wrapper)
+    {
+        verb->add_option("WRAPPER", wrapper, "The task wrapper, a folder whose name ends in .vtask")
+            ->required();
+    }
+    static void addNumber(CLI::App* verb, int& number)
+    {
+        verb->add_option("NUMBER", number, "The number of the task as the task table shows it, from 1")
+            ->required();
+    }
+    static void addJson(CLI::App* verb, bool& json)
+    {
+        verb->add_flag("--json", json, "Write JSON: an array of objects keyed by the column names");
+    }
+
+    void addRun()
+    {
+        CLI::App* verb = add("run", "Run the tasks of a wrapper on this computer",
+            "Runs every task that was not started before, so many at a time, and ends when they have ended.\n"
+            "On a terminal a live table shows status and progress; otherwise each change is a line.\n"
+            "An interrupt (Ctrl-C) ends the tasks that run and starts no others; a second one kills them.\n"
+            "A closed terminal ends nothing: the batch goes on unwatched.\n"
+            "With --json nothing is shown until the end, and then the task table with each task's Folder.");
+        addWrapper(verb, run_.wrapper);
+        verb->add_option("--concurrency", run_.concurrency, "How many tasks run at a time (4 unless told)")
+            ->check(CLI::Range(1, kMostConcurrency));
+        addJson(verb, run_.json);
+        verb->callback([this] { status_ = runVerb(run_); });
+    }
+
+    void addStatus()
+    {
+        CLI::App* verb = add("status", "Show the tasks of a wrapper",
+            "Done means that the program ended, not that it succeeded: its output tells that. A task that "
+            "stays\n"
+            "at Running although nothing runs died with its machine; \"trelkind clear\" makes it eligible "
+            "again.\n"
+            "With --json each object has the task's Folder as well.");
+        addWrapper(verb, wrapper_.wrapper);
+        addJson(verb, wrapper_.json);
+        verb->callback([this] { status_ = statusVerb(wrapper_); });
+    }
+
+    void addFiles()
+    {
+        CLI::App* verb =
+            add("files", "Show the files of a task", "The files that mark a run's state are left out.");
+        addWrapper(verb, task_.wrapper);
+        addNumber(verb, task_.number);
+        addJson(verb, task_.json);
+        verb->callback([this] { status_ = filesVerb(task_); });
+    }
+
+    void addOutput()
+    {
+        CLI::App* verb = add("output", "Show what a task has printed",
+            "With --follow it waits for more until the run has ended; interrupt it to stop earlier.");
+        addWrapper(verb, task_.wrapper);
+        addNumber(verb, task_.number);
+        CLI::Option* follow = verb->add_flag("--follow,-f", task_.follow, "Go on until the run has ended");
+        verb->add_flag("--json", task_.json, "Write JSON: an array of objects with Number and Line")
+            ->excludes(follow);
+        verb->callback([this] { status_ = outputVerb(task_); });
+    }
+
+    void addVariables()
+    {
+        CLI::App* verb = add("variables", "Show the variables of a data file",
+            "Either:  trelkind variables FILE\n"
+            "or:      trelkind variables WRAPPER NUMBER FILE, with a file name as \"trelkind files\" shows "
+            "it.");
+        verb->add_option("PLACE", variables_.places, "FILE, or WRAPPER NUMBER FILE")
+            ->required()
+            ->check(
+                [count = 0](const std::string&) mutable { return ++count > 3 ? "Too many arguments" : ""; });
+        addJson(verb, variables_.json);
+        verb->callback([this] {
+            if (variables_.places.size() == 2)
+                throw CLI::ValidationError("PLACE", "give FILE, or WRAPPER NUMBER FILE");
+            status_ = variablesVerb(variables_);
+        });
+    }
+
+    void addClear()
+    {
+        CLI::App* verb = add("clear", "Remove the data of tasks, so that they can be run again",
+            "Everything in the tasks' folders goes but the input files. A task at work is left alone.");
+        addWrapper(verb, clear_.wrapper);
+        CLI::Option* aborted =
+            verb->add_flag("--aborted", clear_.aborted, "Clear all tasks that were aborted");
+        CLI::Option* numbers =
+            verb->add_option("NUMBER", clear_.numbers, "Clear the tasks with these numbers, from 1");
+        numbers->excludes(aborted);
+        verb->callback([this] {
+            if (!clear_.aborted && clear_.numbers.empty())
+                throw CLI::ValidationError("clear", "tell which tasks: --aborted, or their numbers");
+            status_ = clearVerb(clear_);
+        });
+    }
+
+    void addPrepare()
+    {
+        CLI::App* verb = add("prepare", "Prepare a wrapper for building on another machine",
+            "Writes the folder Project into the wrapper: the sources of the project that Info.plist names,\n"
+            "make files for them, and the scripts compile and submit.");
+        addWrapper(verb, wrapper_.wrapper);
+        verb->callback([this] { status_ = prepareVerb(wrapper_); });
+    }
+
+    CLI::App app_{kDescription, "trelkind"};
+    int status_ = EXIT_SUCCESS;
+    RunOptions run_;
+    WrapperOptions wrapper_;
+    TaskOptions task_;
+    VariablesOptions variables_;
+    ClearOptions clear_;
+};
+
+// A program that was started with closed standard descriptors must not take a data file for one of them.
+void openStandardDescriptors()
+{
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::open("/dev/null", O_RDWR);
+    if (descriptor > STDERR_FILENO)
+        ::close(descriptor);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    openStandardDescriptors();
+    // The user's locale tells what the terminal can show. Texts are UTF-8 all the same, and files and scripts
+    // have a decimal point, whoever reads them.
+    std::setlocale(LC_CTYPE, "");
+    terminal::Output::standard();
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
+    platform::MainLoop::main();
+    ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
+    return CommandLine().run(argc, argv);
+}

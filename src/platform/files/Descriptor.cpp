@@ -1,0 +1,48 @@
+#include "platform/files/Descriptor.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <unistd.h>
+
+namespace platform {
+
+void Descriptor::reset(int number)
+{
+    if (number_ >= 0)
+        ::close(number_);
+    number_ = number;
+}
+
+bool Descriptor::close()
+{
+    if (number_ < 0)
+        return true;
+    // Linux gives the number back even when a signal interrupts the call, so it is never made twice.
+    const int result = ::close(release());
+    return result == 0 || errno == EINTR;
+}
+
+bool interrupted()
+{
+    return errno == EINTR;
+}
+
+bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
+{
+    while (!bytes.empty()) {
+        const ssize_t count =
+            retryInterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+        const bool isFull = count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK);
+        if (isFull && whenFull == WhenFull::Wait) {
+            pollfd polled{descriptor, POLLOUT, 0};
+            if (retryInterrupted([&] { return ::poll(&polled, 1, -1); }) > 0)
+                continue;
+        }
+        if (count < 0)
+            return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+} // namespace platform

@@ -1,0 +1,250 @@
+#include "platform/files/FileManager.h"
+
+#include "platform/ProcessInfo.h"
+#include "platform/Utf8.h"
+#include "platform/files/Descriptor.h"
+#include "platform/files/Paths.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace platform::files {
+
+namespace {
+
+// Read in steps, so that memory follows what is really there and not what a file's length promises.
+constexpr std::size_t kReadStep = std::size_t{1} << 20;
+
+std::string reasonFor(const std::string& path)
+{
+    return fmt::format("{}: {}", path, std::generic_category().message(errno));
+}
+
+std::optional<std::string> readAll(int file, std::uint64_t mostBytes, std::uint64_t expected)
+{
+    std::string bytes;
+    std::size_t filled = 0;
+    for (;;) {
+        // One byte more than expected finds the end without another round.
+        const std::uint64_t wanted = expected > filled ? expected - filled + 1 : kReadStep;
+        bytes.resize(filled + static_cast<std::size_t>(std::min<std::uint64_t>(wanted, kReadStep)));
+        const ssize_t count =
+            retryInterrupted([&] { return ::read(file, bytes.data() + filled, bytes.size() - filled); });
+        if (count < 0)
+            return std::nullopt;
+        filled += static_cast<std::size_t>(count);
+        if (filled > mostBytes) {
+            errno = EFBIG;
+            return std::nullopt;
+        }
+        if (count == 0)
+            break;
+    }
+    bytes.resize(filled);
+    return bytes;
+}
+
+// A file that removes itself unless it has reached its place.
+class TemporaryFile {
+public:
+    TemporaryFile(const std::string& beside, mode_t permissions)
+    {
+        const std::string folder = paths::deletingLastComponent(beside);
+        path_ = paths::appending(folder, ".trelkind-" + uniqueString());
+        file_.reset(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, permissions));
+        isThere_ = static_cast<bool>(file_);
+    }
+    ~TemporaryFile()
+    {
+        if (isThere_)
+            ::unlink(path_.c_str());
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    explicit operator bool() const { return isThere_; }
+    int descriptor() const { return file_.get(); }
+    bool moveTo(const std::string& target)
+    {
+        if (!file_.close() || ::rename(path_.c_str(), target.c_str()) != 0)
+            return false;
+        isThere_ = false;
+        return true;
+    }
+
+private:
+    std::string path_;
+    Descriptor file_;
+    bool isThere_ = false;
+};
+
+std::string behindLinks(const std::string& path)
+{
+    struct stat info { };
+    if (::lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode))
+        return path;
+    const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), &std::free);
+    return resolved ? resolved.get() : path;
+}
+
+bool flushToDisk(int file)
+{
+    // A file system that has nothing to flush says so with EINVAL.
+    return retryInterrupted([&] { return ::fsync(file); }) == 0 || errno == EINVAL;
+}
+
+bool writeTo(const std::string& path, std::string_view bytes, int flags)
+{
+    // A pipe that nobody reads would hold the opening for ever.
+    Descriptor file(retryInterrupted(
+        [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | flags, 0666); }));
+    return file && writeAll(file.get(), bytes) && file.close();
+}
+
+} // namespace
+
+bool exists(const std::string& path)
+{
+    struct stat info { };
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+bool isDirectory(const std::string& path)
+{
+    struct stat info { };
+    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+std::optional<FileAttributes> attributes(const std::string& path)
+{
+    struct stat info { };
+    if (::stat(path.c_str(), &info) != 0)
+        return std::nullopt;
+    FileAttributes result;
+    result.size = static_cast<std::uint64_t>(std::max<off_t>(info.st_size, 0));
+    result.modified =
+        static_cast<double>(info.st_mtim.tv_sec) + static_cast<double>(info.st_mtim.tv_nsec) * 1e-9;
+    result.permissions = info.st_mode & kPermissionBits;
+    result.isDirectory = S_ISDIR(info.st_mode);
+    return result;
+}
+
+std::optional<std::uint64_t> size(const std::string& path)
+{
+    const auto found = attributes(path);
+    return found ? std::optional(found->size) : std::nullopt;
+}
+
+std::optional<std::string> readFile(const std::string& path)
+{
+    std::string reason;
+    return readFile(path, UINT64_MAX, reason);
+}
+
+std::optional<std::string> readFile(const std::string& path, std::uint64_t mostBytes, std::string& reason)
+{
+    const Descriptor file(
+        retryInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+    struct stat info { };
+    if (!file || ::fstat(file.get(), &info) != 0) {
+        reason = reasonFor(path);
+        return std::nullopt;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        reason = fmt::format("{} is {}", path, S_ISDIR(info.st_mode) ? "a folder" : "no regular file");
+        return std::nullopt;
+    }
+    try {
+        auto bytes =
+            readAll(file.get(), mostBytes, static_cast<std::uint64_t>(std::max<off_t>(info.st_size, 0)));
+        if (!bytes)
+            reason = reasonFor(path);
+        return bytes;
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) { }
+    reason = fmt::format("{} is larger than this machine's memory", path);
+    return std::nullopt;
+}
+
+std::optional<std::string> readUtf8(const std::string& path)
+{
+    auto text = readFile(path);
+    if (text && !isValidUtf8(*text))
+        text.reset();
+    return text;
+}
+
+bool writeFile(const std::string& path, std::string_view bytes)
+{
+    return writeTo(path, bytes, O_TRUNC);
+}
+
+bool writeFileAtomically(
+    const std::string& path, std::string_view bytes, std::uint32_t permissions, Flush flush)
+{
+    const std::string target = behindLinks(path);
+    TemporaryFile temporary(target, permissions & kPermissionBits);
+    if (!temporary)
+        return false;
+    if (const auto existing = attributes(target)) {
+        if (existing->isDirectory || ::fchmod(temporary.descriptor(), existing->permissions) != 0)
+            return false;
+    }
+    if (!writeAll(temporary.descriptor(), bytes))
+        return false;
+    if (flush == Flush::Yes && !flushToDisk(temporary.descriptor()))
+        return false;
+    return temporary.moveTo(target);
+}
+
+bool appendToFile(const std::string& path, std::string_view bytes)
+{
+    return writeTo(path, bytes, O_APPEND);
+}
+
+bool createDirectory(const std::string& path, std::uint32_t permissions)
+{
+    return ::mkdir(path.c_str(), permissions & kPermissionBits) == 0;
+}
+
+bool createDirectories(const std::string& path, std::uint32_t permissions)
+{
+    if (path.empty())
+        return false;
+    // From the deepest one that is there upwards again; each step shortens the path.
+    std::vector<std::string> missing;
+    for (std::string folder = path; !folder.empty() && !isDirectory(folder);) {
+        missing.push_back(folder);
+        const std::string parent = paths::deletingLastComponent(folder);
+        if (parent == folder)
+            break;
+        folder = parent;
+    }
+    for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder)
+        // Somebody else may make it at the same moment.
+        if (!createDirectory(*folder, permissions) && !isDirectory(*folder))
+            return false;
+    return true;
+}
+
+bool setPermissions(const std::string& path, std::uint32_t permissions)
+{
+    return ::chmod(path.c_str(), permissions & kPermissionBits) == 0;
+}
+
+bool isValidUtf8(std::string_view text)
+{
+    return !utf8::firstInvalidByte(text);
+}
+
+} // namespace platform::files

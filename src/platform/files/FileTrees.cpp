@@ -1,0 +1,301 @@
+// Listing of folders; removing, copying and moving of whole trees. Every step goes through the descriptor of
+// the folder that it works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
+
+#include "platform/files/Descriptor.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace platform::files {
+
+namespace {
+
+// Copying holds two descriptors a level, and a process has about a thousand.
+constexpr int kDeepestCopy = 200;
+constexpr std::size_t kCopyStep = std::size_t{1} << 20;
+
+struct Identity {
+    dev_t device = 0;
+    ino_t number = 0;
+    bool operator==(const Identity&) const = default;
+};
+
+std::optional<Identity> identify(const Descriptor& file)
+{
+    struct stat info { };
+    if (!file || ::fstat(file.get(), &info) != 0)
+        return std::nullopt;
+    return Identity{info.st_dev, info.st_ino};
+}
+
+Descriptor openFolder(int parent, const char* name, bool followLink = false)
+{
+    const int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW);
+    return Descriptor(retryInterrupted([&] { return ::openat(parent, name, flags); }));
+}
+
+std::optional<std::vector<std::string>> namesIn(Descriptor folder)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(
+        folder ? ::fdopendir(folder.get()) : nullptr, &::closedir);
+    if (!listing)
+        return std::nullopt;
+    folder.release(); // Closed with the listing.
+    std::vector<std::string> names;
+    errno = 0;
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..")
+            names.emplace_back(name);
+    }
+    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
+}
+
+// With a slash behind it the name of a link would stand for what the link points to.
+std::string itself(const std::string& path)
+{
+    return std::string(paths::withoutTrailingSlashes(path));
+}
+
+// Removes all that a folder holds. However deep the tree is, one descriptor is open at a time.
+class FolderEmptier {
+public:
+    bool run(Descriptor folder)
+    {
+        if (!enter(std::move(folder), ""))
+            return false;
+        while (!levels_.empty()) {
+            const bool done = levels_.back().names.empty();
+            if (!(done ? leave() : removeNext()))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    struct Level {
+        Identity identity;
+        std::string name; // In the folder above.
+        std::vector<std::string> names; // Still to be removed.
+    };
+
+    bool enter(Descriptor folder, std::string name)
+    {
+        const auto identity = identify(folder);
+        auto names = identity ? namesIn(openFolder(folder.get(), ".")) : std::nullopt;
+        if (!names)
+            return false;
+        levels_.push_back({*identity, std::move(name), std::move(*names)});
+        current_ = std::move(folder);
+        return true;
+    }
+
+    bool removeNext()
+    {
+        std::string name = std::move(levels_.back().names.back());
+        levels_.back().names.pop_back();
+        if (::unlinkat(current_.get(), name.c_str(), 0) == 0 || errno == ENOENT)
+            return true;
+        if (errno != EISDIR && errno != EPERM)
+            return false;
+        Descriptor folder = openFolder(current_.get(), name.c_str());
+        return enter(std::move(folder), std::move(name));
+    }
+
+    bool leave()
+    {
+        const Level finished = std::move(levels_.back());
+        levels_.pop_back();
+        if (levels_.empty())
+            return true;
+        Descriptor above = openFolder(current_.get(), "..");
+        // A folder that was moved meanwhile has other folders above it.
+        if (identify(above) != levels_.back().identity)
+            return false;
+        current_ = std::move(above);
+        return ::unlinkat(current_.get(), finished.name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT;
+    }
+
+    std::vector<Level> levels_;
+    Descriptor current_;
+};
+
+bool copyPlainly(int from, int to)
+{
+    std::string buffer(kCopyStep, '\0');
+    for (;;) {
+        const ssize_t count = retryInterrupted([&] { return ::read(from, buffer.data(), buffer.size()); });
+        if (count <= 0)
+            return count == 0;
+        if (!writeAll(to, {buffer.data(), static_cast<std::size_t>(count)}))
+            return false;
+    }
+}
+
+bool copyBytes(int from, int to)
+{
+    // The kernel's own copy can share blocks. Where it doesn't know how, or says that there is nothing, as it
+    // does for files that are made up on reading, the rest goes through memory.
+    for (;;) {
+        const ssize_t count = retryInterrupted(
+            [&] { return ::copy_file_range(from, nullptr, to, nullptr, std::size_t{1} << 30, 0); });
+        if (count > 0)
+            continue;
+        if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO))
+            return false;
+        return copyPlainly(from, to);
+    }
+}
+
+bool carryOver(int target, const struct stat& info)
+{
+    const timespec times[2] = {info.st_atim, info.st_mtim};
+    ::futimens(target, times); // A file system without dates is no reason to fail.
+    return ::fchmod(target, info.st_mode & kPermissionBits) == 0;
+}
+
+bool copyRegularFile(int fromFolder, const char* from, int toFolder, const char* to, bool followLink)
+{
+    const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followLink ? 0 : O_NOFOLLOW);
+    const Descriptor source(retryInterrupted([&] { return ::openat(fromFolder, from, flags); }));
+    struct stat info { };
+    if (!source || ::fstat(source.get(), &info) != 0 || !S_ISREG(info.st_mode))
+        return false;
+    Descriptor target(retryInterrupted(
+        [&] { return ::openat(toFolder, to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); }));
+    if (!target)
+        return false;
+    const bool copied =
+        copyBytes(source.get(), target.get()) && carryOver(target.get(), info) && target.close();
+    if (!copied)
+        ::unlinkat(toFolder, to, 0);
+    return copied;
+}
+
+bool copyLink(int fromFolder, const char* from, int toFolder, const char* to)
+{
+    char destination[4096];
+    const ssize_t length = ::readlinkat(fromFolder, from, destination, sizeof destination - 1);
+    if (length < 0)
+        return false;
+    destination[length] = '\0';
+    return ::symlinkat(destination, toFolder, to) == 0;
+}
+
+class TreeCopier {
+public:
+    // What it has made stays when it fails; whoever asked removes it.
+    bool copyFolder(
+        int fromFolder, const char* from, int toFolder, const char* to, bool followLink, int depth = 0)
+    {
+        const Descriptor source = openFolder(fromFolder, from, followLink);
+        struct stat info { };
+        if (depth > kDeepestCopy || !source || ::fstat(source.get(), &info) != 0)
+            return false;
+        // A folder that is copied into itself would never end.
+        if (target_ && identify(source) == target_)
+            return false;
+        const auto names = namesIn(openFolder(source.get(), "."));
+        if (!names || ::mkdirat(toFolder, to, 0700) != 0)
+            return false;
+        hasMadeTarget_ = true;
+        const Descriptor target = openFolder(toFolder, to);
+        if (!target_)
+            target_ = identify(target);
+        return target && std::all_of(names->begin(), names->end(), [&](const std::string& name) {
+            return copyEntry(source.get(), target.get(), name, depth);
+        }) && carryOver(target.get(), info);
+    }
+    bool hasMadeTarget() const { return hasMadeTarget_; }
+
+private:
+    bool copyEntry(int fromFolder, int toFolder, const std::string& name, int depth)
+    {
+        struct stat info { };
+        if (::fstatat(fromFolder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
+            return false;
+        if (S_ISDIR(info.st_mode))
+            return copyFolder(fromFolder, name.c_str(), toFolder, name.c_str(), false, depth + 1);
+        if (S_ISLNK(info.st_mode))
+            return copyLink(fromFolder, name.c_str(), toFolder, name.c_str());
+        return copyRegularFile(fromFolder, name.c_str(), toFolder, name.c_str(), false);
+    }
+
+    std::optional<Identity> target_;
+    bool hasMadeTarget_ = false;
+};
+
+bool copyTree(const std::string& from, const std::string& to, bool followLink)
+{
+    struct stat info { };
+    if (::fstatat(AT_FDCWD, from.c_str(), &info, followLink ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
+        return false;
+    if (S_ISLNK(info.st_mode))
+        return copyLink(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str());
+    if (!S_ISDIR(info.st_mode))
+        return copyRegularFile(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), followLink);
+    TreeCopier copier;
+    const bool copied = copier.copyFolder(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), followLink);
+    if (!copied && copier.hasMadeTarget())
+        remove(to);
+    return copied;
+}
+
+bool existsItself(const std::string& path)
+{
+    struct stat info { };
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+} // namespace
+
+std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path)
+{
+    return namesIn(openFolder(AT_FDCWD, path.c_str(), true));
+}
+
+bool remove(const std::string& path)
+{
+    const std::string own = itself(path);
+    if (own == "/")
+        return false;
+    if (::unlink(own.c_str()) == 0)
+        return true;
+    if (errno != EISDIR && errno != EPERM)
+        return false;
+    return FolderEmptier().run(openFolder(AT_FDCWD, own.c_str())) && ::rmdir(own.c_str()) == 0;
+}
+
+bool copy(const std::string& from, const std::string& to)
+{
+    return copyTree(itself(from), itself(to), true);
+}
+
+bool move(const std::string& from, const std::string& to)
+{
+    const std::string source = itself(from);
+    const std::string target = itself(to);
+    if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    int error = errno;
+    if (error == EINVAL || error == ENOSYS) {
+        // A file system that can't refuse to replace; looking first is the best that is left.
+        if (existsItself(target))
+            return false;
+        if (::rename(source.c_str(), target.c_str()) == 0)
+            return true;
+        error = errno;
+    }
+    return error == EXDEV && copyTree(source, target, false) && remove(source);
+}
+
+} // namespace platform::files

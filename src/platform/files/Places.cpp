@@ -1,0 +1,117 @@
+#include "platform/files/Places.h"
+
+#include "platform/ProcessInfo.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <pwd.h>
+#include <unistd.h>
+#include <vector>
+
+namespace platform {
+
+namespace {
+
+std::mutex rootMutex;
+std::optional<std::string> chosenRoot; // Guarded by rootMutex; nothing until first asked for.
+
+std::string environment(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+std::string useRoot(const std::string& root)
+{
+    if (root.empty())
+        return {};
+    std::string path = paths::absolute(root);
+    files::createDirectories(path + "/home");
+    files::createDirectories(path + "/var/tmp");
+    return path;
+}
+
+std::string currentRoot()
+{
+    const std::lock_guard lock(rootMutex);
+    if (!chosenRoot)
+        chosenRoot = useRoot(environment("TRELKIND_PLACES"));
+    return *chosenRoot;
+}
+
+std::string homeOfAccount()
+{
+    const std::string told = environment("HOME");
+    if (told.starts_with('/'))
+        return paths::standardizing(told);
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir)
+        return found->pw_dir;
+    return "/";
+}
+
+// The standard for these variables tells that a relative path in one of them is to be ignored.
+std::string absoluteFromEnvironment(const char* name)
+{
+    const std::string value = environment(name);
+    return value.starts_with('/') ? paths::standardizing(value) : std::string();
+}
+
+} // namespace
+
+std::string Places::home()
+{
+    const std::string root = currentRoot();
+    return root.empty() ? homeOfAccount() : root + "/home";
+}
+
+std::string Places::library()
+{
+    return paths::appending(home(), "Library/Trelkind");
+}
+
+std::string Places::scratch()
+{
+    return varTmp() + "/Trelkind-" + loginName();
+}
+
+std::string Places::varTmp()
+{
+    return currentRoot() + "/var/tmp";
+}
+
+std::string Places::applicationSupport()
+{
+    const std::string told = currentRoot().empty() ? absoluteFromEnvironment("XDG_DATA_HOME") : "";
+    return told.empty() ? paths::appending(home(), ".local/share") : told;
+}
+
+std::string Places::resources()
+{
+    std::error_code failure;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
+    return failure ? "" : (program.parent_path().parent_path() / "share/trelkind").string();
+}
+
+std::string Places::services()
+{
+    const std::string told = currentRoot().empty() ? absoluteFromEnvironment("XDG_RUNTIME_DIR") : "";
+    // It names a folder of another login where a user has changed to another account.
+    return told.empty() || !files::isDirectory(told) ? varTmp() + "/TrelkindServices-" + loginName()
+                                                     : paths::appending(told, "trelkind");
+}
+
+void Places::setRoot(const std::string& root)
+{
+    const std::string path = useRoot(root);
+    const std::lock_guard lock(rootMutex);
+    chosenRoot = path;
+}
+
+} // namespace platform

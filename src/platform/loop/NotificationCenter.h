@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/plist/Value.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+struct Notification {
+    std::string name;
+    void* object = nullptr; // Borrowed; the poster's identity, null where there is none.
+    Value userInfo; // A dictionary or empty.
+};
+
+// Tells observers by name what has happened. Posting delivers at once, on the posting thread, to the
+// observers that were there when it began and still are when their turn comes. Main thread only.
+class NotificationCenter {
+public:
+    using Handler = std::function<void(const Notification&)>;
+    class Observation; // Destroying it ends the observation.
+
+    static NotificationCenter& defaultCenter();
+
+    // With an object, only notifications that carry that object are delivered.
+    [[nodiscard]] std::unique_ptr<Observation> observe(std::string name, Handler, void* object = nullptr);
+    void post(const std::string& name, void* object = nullptr, Value userInfo = {});
+
+    class Observation {
+    public:
+        ~Observation();
+        Observation(const Observation&) = delete;
+        Observation& operator=(const Observation&) = delete;
+
+    private:
+        friend class NotificationCenter;
+        struct State;
+        explicit Observation(std::shared_ptr<State>);
+        std::shared_ptr<State> state_;
+    };
+
+private:
+    std::vector<std::weak_ptr<Observation::State>> observers_;
+};
+
+} // namespace platform

@@ -1,0 +1,43 @@
+#include "platform/loop/Pace.h"
+
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <thread>
+
+namespace platform {
+
+namespace {
+
+std::atomic<double> factor = 1;
+
+// Longer than anybody waits, and short enough for every clock's arithmetic.
+constexpr double kLongest = 1e9;
+
+} // namespace
+
+Seconds Pace::of(double seconds)
+{
+    const double paced = seconds * factor.load();
+    // Written so that a value that is no number becomes 0.
+    return Seconds(paced > 0 ? std::min(paced, kLongest) : 0);
+}
+
+void Pace::setFactor(double newFactor)
+{
+    factor = newFactor;
+}
+
+void sleepFor(double seconds)
+{
+    std::this_thread::sleep_for(Pace::of(seconds));
+}
+
+double monotonicSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+} // namespace platform

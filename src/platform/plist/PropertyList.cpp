@@ -1,0 +1,86 @@
+#include "platform/plist/PropertyList.h"
+
+#include "platform/Utf8.h"
+#include "platform/files/FileManager.h"
+#include "platform/plist/PropertyListForms.h"
+
+#include <cerrno>
+#include <fmt/format.h>
+#include <new>
+#include <sys/stat.h>
+
+namespace platform::propertylist {
+
+namespace {
+
+// No list that this system knows comes near, and what a list takes in memory can be forty times its bytes.
+constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 27;
+
+bool isXml(std::string_view text)
+{
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string_view::npos || text[first] != '<')
+        return false;
+    // Data of the old-style form begin with the same character.
+    text = text.substr(first + 1);
+    return text.substr(0, text.find('>')).find_first_not_of("0123456789abcdefABCDEF \t\r\n")
+        != std::string_view::npos;
+}
+
+ReadResult parseAny(std::string_view bytes)
+{
+    if (bytes.starts_with(kBinaryMagic))
+        return parseBinary(bytes);
+    auto text = utf8::fromMarkedText(bytes);
+    if (!text)
+        return unreadable("it ends in the middle of a character");
+    if (isXml(*text)) {
+        const bool isConverted = text->size() != bytes.size();
+        return parseXml(*text, isConverted ? Encoding::Utf8 : Encoding::AsDeclared);
+    }
+    ReadResult result = parseOldStyle(*text);
+    // Else any file that holds a single word would pass for a list.
+    if (result.value.text())
+        return unreadable("it is no property list");
+    return result;
+}
+
+bool isMissing(const std::string& path)
+{
+    struct stat info { };
+    return ::stat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+} // namespace
+
+ReadResult parse(std::string_view bytes)
+{
+    if (bytes.empty())
+        return unreadable("it is empty");
+    if (bytes.size() > kMostBytes)
+        return unreadable("it is larger than any property list");
+    try {
+        return parseAny(bytes);
+    } catch (const std::bad_alloc&) {
+        return unreadable("there is no memory left to read it");
+    }
+}
+
+ReadResult readFile(const std::string& path)
+{
+    std::string reason;
+    const auto bytes = files::readFile(path, kMostBytes, reason);
+    if (!bytes)
+        return isMissing(path) ? ReadResult{} : unreadable(std::move(reason));
+    ReadResult result = parse(*bytes);
+    if (result.status == ReadResult::Status::Unreadable)
+        result.reason = fmt::format("{} can't be read: {}", path, result.reason);
+    return result;
+}
+
+bool writeAtomically(const Value& value, const std::string& path, std::uint32_t permissions)
+{
+    return !value.isNull() && files::writeFileAtomically(path, toXml(value), permissions);
+}
+
+} // namespace platform::propertylist

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/loop/MainLoop.h"
+#include "platform/plist/Value.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace platform {
+
+// Two programs of one user on one machine talk through a named service: one offers objects' operations under
+// a name, the other connects to the name and calls them with property lists. Everything runs on the main
+// loop; only processes of the same user are let in.
+//
+// On the wire (a stream socket named after the service in Places::services()) a message is a big-endian
+// uint32 length and that many bytes of an XML property list: a dictionary with "Operation" and "Argument",
+// and for a call that wants a reply with "Call", a number that returns in a dictionary with "Reply" and
+// "Result". At most 64 MiB a message.
+class ServiceConnection {
+public:
+    enum class Failure { None, NotConnected, TimeLimit, PeerGone };
+
+    // Null when nobody offers the name. Does not wait longer than the limit (seconds).
+    static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
+    ~ServiceConnection();
+
+    // One way, and never waits: what the peer doesn't take at once is kept, in order, and goes out from the
+    // main loop; invalidating the connection drops it. A peer that has let 16 MiB pile up is as good as gone:
+    // the message that would be added fails with the time limit, and the connection ends. A message beyond 64
+    // MiB is more than any peer takes, and fails with the time limit.
+    Failure send(const std::string& operation, const Value& argument);
+    // Waits for the reply at most the time limit. A call that fails may reach the peer later. Operations that
+    // the peer calls meanwhile are served, in the order of their arrival, so that two who call each other
+    // don't wait in vain; nothing else of the loop is.
+    Failure call(const std::string& operation, const Value& argument, Value& reply);
+    void setTimeLimit(double seconds); // 4.0 unless set; not subject to Pace.
+
+    bool isConnected() const;
+    void invalidate(); // Ends the connection from this side; nothing is called any more.
+    // Called on the main loop, once, when the peer has gone; never from inside another function of this
+    // class.
+    void whenPeerDies(std::function<void()> handler);
+    // Serves operations that the other side calls on this connection.
+    using Handler = std::function<Value(const std::string& operation, const Value& argument)>;
+    void setHandler(Handler);
+
+    struct State;
+
+private:
+    friend class LocalService;
+    explicit ServiceConnection(std::shared_ptr<State>);
+    std::shared_ptr<State> state_;
+};
+
+} // namespace platform

@@ -1,0 +1,207 @@
+#include "ssh/crypto/PrivateKey.h"
+
+#include "ssh/crypto/Wire.h"
+
+#include <algorithm>
+
+namespace ssh {
+
+namespace {
+
+// Reads the two DER types that the PEM forms use: SEQUENCE and non-negative INTEGER.
+class DerReader {
+public:
+    explicit DerReader(ByteView bytes) : reader_(bytes) { }
+    ByteView sequence() { return element(0x30); }
+    ByteView integer()
+    {
+        ByteView value = element(0x02);
+        if (value.empty() || value[0] & 0x80) {
+            reader_.fail();
+            return {};
+        }
+        while (!value.empty() && value[0] == 0)
+            value = value.subspan(1);
+        return value;
+    }
+    bool ok() const { return reader_.ok(); }
+
+private:
+    ByteView element(std::uint8_t tag)
+    {
+        if (reader_.byte() != tag)
+            reader_.fail();
+        std::size_t length = reader_.byte();
+        if (length & 0x80) {
+            const std::size_t count = length & 0x7f;
+            if (count == 0 || count > 4)
+                reader_.fail();
+            length = 0;
+            for (const std::uint8_t digit : reader_.bytes(reader_.ok() ? count : 0))
+                length = length << 8 | digit;
+        }
+        return reader_.bytes(length);
+    }
+
+    WireReader reader_;
+};
+
+const Error kDamaged{"The private key file is damaged."};
+
+Result<PrivateKey> readRsa(ByteView bytes)
+{
+    DerReader numbers(DerReader(bytes).sequence());
+    const ByteView version = numbers.integer();
+    PrivateKey::RsaNumbers rsa;
+    for (ByteView* number : {&rsa.n, &rsa.e, &rsa.d, &rsa.p, &rsa.q})
+        *number = numbers.integer();
+    if (!numbers.ok() || !version.empty())
+        return kDamaged;
+    return PrivateKey::fromRsa(rsa);
+}
+
+Result<PrivateKey> readDsa(ByteView bytes)
+{
+    DerReader numbers(DerReader(bytes).sequence());
+    const ByteView version = numbers.integer();
+    PrivateKey::DsaNumbers dsa;
+    for (ByteView* number : {&dsa.p, &dsa.q, &dsa.g, &dsa.y, &dsa.x})
+        *number = numbers.integer();
+    if (!numbers.ok() || !version.empty())
+        return kDamaged;
+    return PrivateKey::fromDsa(dsa);
+}
+
+Result<PrivateKey> readOpenSshRsa(WireReader& reader)
+{
+    PrivateKey::RsaNumbers rsa;
+    rsa.n = reader.mpint();
+    rsa.e = reader.mpint();
+    rsa.d = reader.mpint();
+    reader.mpint(); // The coefficient is worked out anew.
+    rsa.p = reader.mpint();
+    rsa.q = reader.mpint();
+    return reader.ok() ? PrivateKey::fromRsa(rsa) : kDamaged;
+}
+
+Result<PrivateKey> readOpenSshDsa(WireReader& reader)
+{
+    PrivateKey::DsaNumbers dsa;
+    for (ByteView* number : {&dsa.p, &dsa.q, &dsa.g, &dsa.y, &dsa.x})
+        *number = reader.mpint();
+    return reader.ok() ? PrivateKey::fromDsa(dsa) : kDamaged;
+}
+
+Result<PrivateKey> readOpenSshEcdsa(WireReader& reader, int bits)
+{
+    const std::string curve = reader.text();
+    const ByteView point = reader.string();
+    const ByteView scalar = reader.mpint();
+    if (!reader.ok() || curve != "nistp" + std::to_string(bits))
+        return kDamaged;
+    return PrivateKey::fromEcdsa(bits, point, scalar);
+}
+
+Result<PrivateKey> readOpenSshEd25519(WireReader& reader)
+{
+    const ByteView point = reader.string();
+    const ByteView secret = reader.string(); // The seed, then the public key once more.
+    if (!reader.ok() || secret.size() != 64 || !equal(secret.last(32), point))
+        return kDamaged;
+    return PrivateKey::fromEd25519(point, secret.first(32));
+}
+
+Result<PrivateKey> readPrivateSection(ByteView section)
+{
+    WireReader reader(section);
+    const std::uint32_t check = reader.uint32();
+    const bool same = check == reader.uint32();
+    const std::string type = reader.text();
+    if (!reader.ok() || !same)
+        return kDamaged;
+    Result<PrivateKey> key = Error{"A private key of type \"" + printable(type, 40) + "\" isn't understood."};
+    const SignatureInfo* info = findSignature(type);
+    if (info && info->keyType == info->name)
+        key = info->family == SignatureFamily::Rsa   ? readOpenSshRsa(reader)
+            : info->family == SignatureFamily::Dsa   ? readOpenSshDsa(reader)
+            : info->family == SignatureFamily::Ecdsa ? readOpenSshEcdsa(reader, info->curveBits)
+                                                     : readOpenSshEd25519(reader);
+    if (!key.ok())
+        return key;
+    reader.string(); // The comment.
+    std::uint8_t expected = 0; // The padding counts 1, 2, 3 up to the end.
+    while (reader.remaining())
+        if (reader.byte() != ++expected)
+            return kDamaged;
+    return reader.ok() ? std::move(key) : kDamaged;
+}
+
+Result<PrivateKey> readOpenSsh(ByteView bytes)
+{
+    constexpr std::string_view kMagic("openssh-key-v1\0", 15);
+    WireReader reader(bytes);
+    if (textOf(reader.bytes(kMagic.size())) != kMagic)
+        return kDamaged;
+    const std::string cipher = reader.text();
+    const std::string derivation = reader.text();
+    reader.string();
+    const std::uint32_t count = reader.uint32();
+    const ByteView publicBlob = reader.string();
+    const ByteView section = reader.string();
+    if (!reader.ok() || count != 1)
+        return kDamaged;
+    if (cipher != "none" || derivation != "none")
+        return Error{"The private key is protected by a pass phrase, and there is none to open it with."};
+    Result<PrivateKey> key = readPrivateSection(section);
+    if (key.ok() && !equal(key->publicBlob(), publicBlob))
+        return kDamaged;
+    return key;
+}
+
+struct KeyForm {
+    std::string_view label;
+    Result<PrivateKey> (*read)(ByteView);
+};
+constexpr KeyForm kForms[] = {
+    {"DSA PRIVATE KEY", readDsa},
+    {"RSA PRIVATE KEY", readRsa},
+    {"OPENSSH PRIVATE KEY", readOpenSsh},
+};
+
+// The base64 part between the two marker lines; PEM header lines ("Name: value") come before a blank line.
+Result<Bytes> decodeBody(std::string_view body)
+{
+    if (body.find("ENCRYPTED") != std::string_view::npos)
+        return Error{"The private key is protected by a pass phrase, and there is none to open it with."};
+    if (body.find(':') != std::string_view::npos) {
+        const auto blank = std::min(body.find("\n\n"), body.find("\n\r\n"));
+        if (blank == std::string_view::npos)
+            return kDamaged;
+        body.remove_prefix(blank);
+    }
+    Bytes bytes;
+    return fromBase64(body, bytes) ? Result<Bytes>(std::move(bytes)) : kDamaged;
+}
+
+} // namespace
+
+Result<PrivateKey> readKeyFile(std::string_view text)
+{
+    initializeCrypto();
+    for (const KeyForm& form : kForms) {
+        const std::string begin = "-----BEGIN " + std::string(form.label) + "-----";
+        const std::string end = "-----END " + std::string(form.label) + "-----";
+        const auto from = text.find(begin);
+        if (from == std::string_view::npos)
+            continue;
+        const std::string_view rest = text.substr(from + begin.size());
+        const auto to = rest.find(end);
+        if (to == std::string_view::npos)
+            return Error{"The private key file ends before its last line."};
+        const Result<Bytes> bytes = decodeBody(rest.substr(0, to));
+        return bytes.ok() ? form.read(*bytes) : Result<PrivateKey>(bytes.error());
+    }
+    return Error{"The file holds no private key in a form that is understood (DSA, RSA or OpenSSH)."};
+}
+
+} // namespace ssh

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "ssh/crypto/PublicKey.h"
+
+namespace ssh {
+
+// A private key that can sign. Its numbers live in buffers that are wiped.
+class PrivateKey {
+public:
+    struct RsaNumbers {
+        ByteView n, e, d, p, q;
+    };
+    struct DsaNumbers {
+        ByteView p, q, g, y, x;
+    };
+    // Each refuses numbers that don't belong together.
+    static Result<PrivateKey> fromRsa(const RsaNumbers& numbers);
+    static Result<PrivateKey> fromDsa(const DsaNumbers& numbers);
+    static Result<PrivateKey> fromEcdsa(int bits, ByteView point, ByteView scalar);
+    static Result<PrivateKey> fromEd25519(ByteView point, ByteView seed);
+
+    const std::string& type() const { return type_; } // "ssh-rsa" and so on.
+    const Bytes& publicBlob() const { return publicBlob_; }
+    // The signature in its wire form; `algorithm` must go with the key's type.
+    Result<Bytes> sign(const SignatureInfo& algorithm, ByteView data) const;
+
+private:
+    std::string type_;
+    Bytes publicBlob_;
+    Sexp key_;
+};
+
+// Reads an unencrypted key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA
+// sibling) or "OPENSSH PRIVATE KEY" (openssh-key-v1). The failure says what is wrong with it.
+Result<PrivateKey> readKeyFile(std::string_view text);
+
+} // namespace ssh

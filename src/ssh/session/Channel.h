@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/Result.h"
+#include "ssh/crypto/Bytes.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ssh {
+
+// One session channel of a connection.
+struct Channel {
+    enum class State { Opening, Open, Refused };
+    State state = State::Opening;
+    std::string refusal; // Why the server didn't open it.
+    std::uint32_t remoteNumber = 0;
+
+    ByteQueue received; // Output of the far side, not taken yet.
+    std::uint32_t inWindow = 0; // Bytes that the server may still send.
+    std::uint32_t inTarget = 0; // What the window is filled up to.
+    std::uint32_t unacknowledged = 0; // Bytes taken, but not given back to the window.
+
+    ByteQueue waiting; // Bytes to be sent once the server's window has room.
+    std::uint32_t outWindow = 0;
+    std::uint32_t largestOutWindow = 0; // The most room that the server has shown; a window may open at 0.
+    std::uint32_t outPacket = 0; // Most bytes in one message.
+
+    bool takesErrorOutput = true; // The far side's error stream joins its output; otherwise it is dropped.
+    bool endSent = false;
+    bool closeReceived = false; // Our own close goes out in answer to it.
+    std::optional<bool> answer; // To the last request that wanted one.
+    std::optional<std::uint32_t> exitStatus;
+};
+
+// The session channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Messages come in,
+// answers go out through the function given; waits for nothing. What the peer sends beyond the window that it
+// was given is a failure, so that the memory a channel takes has a bound.
+class ChannelTable {
+public:
+    using Send = std::function<Status(ByteView head, ByteView body)>;
+    explicit ChannelTable(Send send) : send_(std::move(send)) { }
+    Result<std::uint32_t> open(std::uint32_t window, std::uint32_t maximumPacket);
+    Channel* find(std::uint32_t number); // Null for a number that was never opened.
+
+    Status receive(ByteView payload); // A message with a number from 80 to 127.
+    Status requestExec(Channel& channel, std::string_view command);
+    Status requestSubsystem(Channel& channel, std::string_view name);
+    Status widen(Channel& channel, std::uint32_t target); // Raises the window to so many bytes.
+    // Sends the parts one behind the other, as far as the window lets them now and the rest later.
+    Status write(Channel& channel, ByteView head, ByteView body = {});
+    // Takes bytes out of `received` and gives room back to the server.
+    Status consume(Channel& channel, std::size_t count);
+    Status sendEnd(Channel& channel);
+
+private:
+    Status receiveForChannel(Channel& channel, std::uint8_t number, ByteView body);
+    Status receiveData(Channel& channel, ByteView data, bool wanted);
+    Status receiveRequest(Channel& channel, ByteView body);
+    Status receiveConfirmation(Channel& channel, ByteView body);
+    Status receiveRefusal(Channel& channel, ByteView body);
+    Status receiveClose(Channel& channel);
+    Status request(Channel& channel, std::string_view type, std::string_view argument);
+    Status refill(Channel& channel, std::size_t count);
+    Status sendPiece(Channel& channel, ByteView piece);
+    Status sendWaiting(Channel& channel);
+
+    Send send_;
+    std::vector<std::unique_ptr<Channel>> channels_;
+};
+
+} // namespace ssh

@@ -1,0 +1,89 @@
+#include "ssh/session/CkoConnection.h"
+
+#include "ssh/session/ClsConnection.h"
+
+namespace ssh {
+
+void CkoConnection::setConnectTimeoutMs(int milliseconds)
+{
+    connection_.configure(
+        [&](TransportSettings& s) { s.connectLimit = std::chrono::milliseconds(milliseconds); });
+}
+
+void CkoConnection::setIdleTimeoutMs(int milliseconds)
+{
+    connection_.configure(
+        [&](TransportSettings& s) { s.idleLimit = std::chrono::milliseconds(milliseconds); });
+}
+
+bool CkoConnection::Connect(const std::string& hostname, int port)
+{
+    return connection_.connect(hostname, port);
+}
+
+bool CkoConnection::AuthenticatePw(const std::string& login, const std::string& password)
+{
+    return connection_.authenticatePw(login, password);
+}
+
+bool CkoConnection::AuthenticatePk(const std::string& login, const CkoSshKey& privateKey)
+{
+    return connection_.authenticatePk(login, privateKey);
+}
+
+void CkoConnection::Disconnect()
+{
+    connection_.disconnect();
+}
+std::string CkoConnection::LastErrorText() const
+{
+    return connection_.lastErrorText();
+}
+std::string CkoConnection::SessionLog() const
+{
+    return connection_.sessionLog();
+}
+std::string CkoConnection::HostKeyFingerprint() const
+{
+    return connection_.hostKeyFingerprint();
+}
+std::vector<std::string> CkoConnection::Algorithms() const
+{
+    return connection_.algorithms();
+}
+bool CkoConnection::ReKey()
+{
+    return connection_.reKey();
+}
+
+void CkoConnection::setKnownHostsFile(const std::string& path)
+{
+    connection_.configure([&](TransportSettings& s) { s.knownHosts = path; });
+}
+
+void CkoConnection::setSettledOnly(bool on)
+{
+    connection_.configure([&](TransportSettings& s) { s.algorithms.settledOnly = on; });
+}
+
+void CkoConnection::setCompression(bool on)
+{
+    connection_.configure([&](TransportSettings& s) { s.algorithms.compression = on; });
+}
+
+void CkoConnection::setCounterModes(bool on)
+{
+    connection_.configure([&](TransportSettings& s) { s.algorithms.counterModes = on; });
+}
+
+void CkoConnection::setForceCipher(const std::string& name)
+{
+    connection_.configure([&](TransportSettings& s) { s.algorithms.forceCipher = name; });
+}
+
+void CkoConnection::setClientIdentifier(const std::string& versionLine)
+{
+    connection_.configure([&](TransportSettings& s) { s.clientVersion = versionLine; });
+}
+
+} // namespace ssh

@@ -1,0 +1,51 @@
+#include "ssh/session/CkoSsh.h"
+
+#include "ssh/session/ClsSsh.h"
+
+namespace ssh {
+
+CkoSsh::CkoSsh() : CkoSsh(std::make_unique<ClsSsh>()) { }
+
+CkoSsh::CkoSsh(std::unique_ptr<ClsSsh> impl) : CkoConnection(*impl), impl_(std::move(impl)) { }
+
+CkoSsh::~CkoSsh() = default;
+
+int CkoSsh::OpenSessionChannel()
+{
+    return impl_->openSessionChannel();
+}
+
+bool CkoSsh::SendReqExec(int channel, const std::string& command)
+{
+    return impl_->sendReqExec(channel, command);
+}
+
+bool CkoSsh::ChannelReceivedClose(int channel)
+{
+    return impl_->channelReceivedClose(channel);
+}
+
+int CkoSsh::ChannelReadAndPoll(int channel, int pollTimeoutMs)
+{
+    return impl_->channelReadAndPoll(channel, pollTimeoutMs);
+}
+
+std::vector<std::uint8_t> CkoSsh::GetReceivedDataN(int channel, int numBytes)
+{
+    return impl_->getReceivedDataN(channel, numBytes);
+}
+
+bool CkoSsh::ChannelSendClose(int channel)
+{
+    return impl_->channelSendClose(channel);
+}
+bool CkoSsh::ChannelReceiveToClose(int channel)
+{
+    return impl_->channelReceiveToClose(channel);
+}
+int CkoSsh::GetChannelExitStatus(int channel)
+{
+    return impl_->channelExitStatus(channel);
+}
+
+} // namespace ssh

@@ -1,0 +1,100 @@
+#include "ssh/session/ClsConnection.h"
+
+#include "ssh/session/CkoSshKey.h"
+
+namespace ssh {
+
+namespace {
+
+constexpr std::size_t kLogLines = 500;
+
+} // namespace
+
+ClsConnection::ClsConnection(TransportSettings settings)
+    : transport_(std::move(settings), [this](const std::string& line) { log(line); })
+{ }
+
+ClsConnection::~ClsConnection() = default;
+
+void ClsConnection::log(const std::string& line)
+{
+    log_.push_back(line);
+    if (log_.size() > kLogLines)
+        log_.pop_front();
+}
+
+void ClsConnection::configure(const std::function<void(TransportSettings&)>& change)
+{
+    const std::lock_guard lock(lock_);
+    change(transport_.settings());
+}
+
+bool ClsConnection::connect(const std::string& hostname, int port)
+{
+    return check([&] {
+        letGo();
+        return transport_.connect(hostname, port);
+    });
+}
+
+bool ClsConnection::authenticate(Credentials credentials)
+{
+    return check([&] { return transport_.authenticate(std::move(credentials)); });
+}
+
+bool ClsConnection::authenticatePw(const std::string& login, const std::string& password)
+{
+    return authenticate({login, copyOf(viewOf(password)), nullptr});
+}
+
+bool ClsConnection::authenticatePk(const std::string& login, const CkoSshKey& privateKey)
+{
+    if (!privateKey.key())
+        return check([] { return Status(Error{"No private key has been loaded."}); });
+    return authenticate({login, {}, privateKey.key()});
+}
+
+bool ClsConnection::reKey()
+{
+    return check([&] { return transport_.exchangeKeys(); });
+}
+
+void ClsConnection::disconnect()
+{
+    const std::lock_guard lock(lock_);
+    letGo();
+    transport_.disconnect();
+}
+
+std::string ClsConnection::lastErrorText() const
+{
+    const std::lock_guard lock(lock_);
+    return lastError_;
+}
+
+std::string ClsConnection::sessionLog() const
+{
+    const std::lock_guard lock(lock_);
+    std::string text;
+    for (const std::string& line : log_)
+        text += line + "\n";
+    return text;
+}
+
+std::string ClsConnection::hostKeyFingerprint() const
+{
+    const std::lock_guard lock(lock_);
+    return transport_.keyExchange() ? transport_.keyExchange()->fingerprint() : std::string();
+}
+
+std::vector<std::string> ClsConnection::algorithms() const
+{
+    const std::lock_guard lock(lock_);
+    const AlgorithmChoice choice =
+        transport_.keyExchange() ? transport_.keyExchange()->choice() : AlgorithmChoice();
+    return {choice.keyExchange, choice.hostKey, choice.cipher[kToServer], choice.mac[kToServer],
+        choice.compression[kToServer], choice.cipher[kToClient], choice.mac[kToClient],
+        choice.compression[kToClient]};
+}
+
+} // namespace ssh

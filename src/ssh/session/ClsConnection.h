@@ -1,0 +1,75 @@
+#pragma once
+
+#include "ssh/session/SshTransport.h"
+
+#include <mutex>
+#include <optional>
+
+namespace ssh {
+
+class CkoSshKey;
+
+// What ClsSsh and ClsSFtp have in common: settings, connecting, logging in, and the account of what went
+// wrong. All calls on one object are serialised by its own lock; no call raises.
+class ClsConnection {
+public:
+    explicit ClsConnection(TransportSettings settings);
+    virtual ~ClsConnection();
+    ClsConnection(const ClsConnection&) = delete;
+    ClsConnection& operator=(const ClsConnection&) = delete;
+
+    // Changes settings; those of the algorithms take effect with the next `connect`.
+    void configure(const std::function<void(TransportSettings&)>& change);
+    bool connect(const std::string& hostname, int port);
+    bool authenticatePw(const std::string& login, const std::string& password);
+    bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
+    bool reKey();
+    void disconnect();
+
+    std::string lastErrorText() const;
+    std::string sessionLog() const; // The last few hundred lines of it.
+    std::string hostKeyFingerprint() const; // "SHA256:...", empty before a connection.
+    // The agreed algorithms, each empty before a connection: key exchange, host key, then cipher, MAC and
+    // compression to the server and from it.
+    std::vector<std::string> algorithms() const;
+
+protected:
+    // Runs `work` under the lock. A failure or an exception leaves its reason in LastErrorText and gives
+    // `failure`.
+    template <typename T, typename Work>
+    T call(T failure, Work&& work)
+    {
+        const std::lock_guard lock(lock_);
+        try {
+            Result<T> result = work();
+            if (result.ok())
+                return std::move(*result);
+            lastError_ = result.error().text;
+        } catch (const std::exception& exception) {
+            lastError_ = std::string("Out of resources: ") + exception.what();
+        }
+        return failure;
+    }
+    template <typename Work>
+    bool check(Work&& work)
+    {
+        return call(false, [&]() -> Result<bool> {
+            const Status status = work();
+            return status.ok() ? Result<bool>(true) : Result<bool>(status.error());
+        });
+    }
+    void log(const std::string& line);
+    // What stands on the connection lets go of it, before it is closed or made anew. Under the lock.
+    virtual void letGo() { }
+
+    mutable std::mutex lock_;
+    SshTransport transport_;
+
+private:
+    bool authenticate(Credentials credentials);
+
+    std::string lastError_;
+    std::deque<std::string> log_;
+};
+
+} // namespace ssh

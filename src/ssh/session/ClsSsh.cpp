@@ -1,0 +1,137 @@
+#include "ssh/session/ClsSsh.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace ssh {
+
+namespace {
+
+TransportSettings commandDefaults()
+{
+    TransportSettings settings;
+    settings.maximumPacket = 8192;
+    settings.openWindow = 2 * 1024 * 1024;
+    return settings;
+}
+
+} // namespace
+
+ClsSsh::ClsSsh() : ClsConnection(commandDefaults()) { }
+
+Result<Channel*> ClsSsh::openedChannel(int number)
+{
+    Channel* channel = number < 0 ? nullptr : transport_.channel(static_cast<std::uint32_t>(number));
+    if (!channel)
+        return Error{"There is no channel " + std::to_string(number) + "."};
+    return channel;
+}
+
+int ClsSsh::openSessionChannel()
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto number = transport_.openChannel(true);
+        return number.ok() ? Result<int>(static_cast<int>(*number)) : Result<int>(number.error());
+    });
+}
+
+bool ClsSsh::sendReqExec(int channel, const std::string& command)
+{
+    return check([&]() -> Status {
+        const auto opened = openedChannel(channel);
+        return opened.ok() ? transport_.exec(**opened, command) : Status(opened.error());
+    });
+}
+
+bool ClsSsh::channelReceivedClose(int channel)
+{
+    const std::lock_guard lock(lock_);
+    const auto opened = openedChannel(channel);
+    // Nothing more comes over a connection that is gone: a caller that waits for the close must not wait on.
+    return !opened.ok() || (*opened)->closeReceived || !transport_.connected();
+}
+
+int ClsSsh::channelReadAndPoll(int channel, int pollTimeoutMs)
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto opened = openedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        Channel& at = **opened;
+        const auto arrived = [&] { return !at.received.empty() || at.closeReceived; };
+        // Output that has come already is handed over at once, with what lies ready behind it.
+        const Deadline deadline = Clock::now() + std::chrono::milliseconds(std::max(pollTimeoutMs, 0));
+        Status status = transport_.waitUntil(deadline, arrived);
+        if (status.ok() && !at.closeReceived)
+            status = transport_.waitUntil(Clock::now(), [&] { return at.closeReceived; });
+        if (!status.ok() && at.received.empty())
+            return status.error();
+        return static_cast<int>(std::min<std::size_t>(at.received.size(), std::numeric_limits<int>::max()));
+    });
+}
+
+std::vector<std::uint8_t> ClsSsh::getReceivedDataN(int channel, int numBytes)
+{
+    return call(std::vector<std::uint8_t>(), [&]() -> Result<std::vector<std::uint8_t>> {
+        const auto opened = openedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        ByteQueue& received = (*opened)->received;
+        const ByteView taken =
+            received.view().first(std::min(received.size(), static_cast<std::size_t>(std::max(numBytes, 0))));
+        std::vector<std::uint8_t> data(taken.begin(), taken.end());
+        if (!transport_.connected()) {
+            received.consume(data.size());
+            return data;
+        }
+        const Status status = transport_.channels().consume(**opened, data.size());
+        (void)transport_.flush(); // A broken connection shows at the next reading.
+        return status.ok() ? Result(std::move(data)) : Result<std::vector<std::uint8_t>>(status.error());
+    });
+}
+
+bool ClsSsh::channelSendClose(int channel)
+{
+    return check([&]() -> Status {
+        const auto opened = openedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        if (!transport_.connected())
+            return Error{"The connection to the server is closed."};
+        // An OpenSSH server answers a close at once and lets the command go its own way, so that nobody could
+        // wait for its end. The end of our input is all that goes out here; the close itself follows the
+        // server's, RFC 4254, section 5.3.
+        const Status status = transport_.channels().sendEnd(**opened);
+        return status.ok() ? transport_.flush() : status;
+    });
+}
+
+bool ClsSsh::channelReceiveToClose(int channel)
+{
+    return check([&]() -> Status {
+        const auto opened = openedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        Channel& at = **opened;
+        Status refilled;
+        const Status status = transport_.waitFor([&] {
+            refilled = transport_.channels().consume(at, at.received.size());
+            return at.closeReceived || !refilled.ok();
+        });
+        return refilled.ok() ? status : refilled;
+    });
+}
+
+int ClsSsh::channelExitStatus(int channel)
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto opened = openedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        if (!(*opened)->exitStatus)
+            return Error{"The server has told no exit status."};
+        return static_cast<int>(*(*opened)->exitStatus & 0xff);
+    });
+}
+
+} // namespace ssh

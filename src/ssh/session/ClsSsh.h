@@ -1,0 +1,25 @@
+#pragma once
+
+#include "ssh/session/ClsConnection.h"
+
+namespace ssh {
+
+// The class behind CkoSsh: a connection whose session channels run commands.
+class ClsSsh : public ClsConnection {
+public:
+    ClsSsh();
+
+    int openSessionChannel();
+    bool sendReqExec(int channel, const std::string& command);
+    bool channelReceivedClose(int channel);
+    int channelReadAndPoll(int channel, int pollTimeoutMs);
+    std::vector<std::uint8_t> getReceivedDataN(int channel, int numBytes);
+    bool channelSendClose(int channel);
+    bool channelReceiveToClose(int channel);
+    int channelExitStatus(int channel);
+
+private:
+    Result<Channel*> openedChannel(int number);
+};
+
+} // namespace ssh

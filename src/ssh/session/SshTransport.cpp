@@ -1,0 +1,256 @@
+#include "ssh/session/SshTransport.h"
+
+#include "ssh/transport/KnownHosts.h"
+
+#include <algorithm>
+
+namespace ssh {
+
+namespace {
+
+constexpr std::size_t kReadSize = std::size_t{256} * 1024;
+constexpr std::chrono::milliseconds kSixHours{21600000};
+
+const Error kNotConnected{"There is no connection to a server."};
+
+// A name goes into the known hosts file, where blanks, commas and wildcards mean something.
+bool isHostName(const std::string& host)
+{
+    return !host.empty() && host.size() < 256 && std::all_of(host.begin(), host.end(), [](unsigned char c) {
+        return c > 0x20 && c != 0x7f
+            && std::string_view(",*?!|[]#@\"'").find(static_cast<char>(c)) == std::string_view::npos;
+    });
+}
+
+} // namespace
+
+SshTransport::SshTransport(TransportSettings settings, Log log)
+    : settings_(std::move(settings)), log_(std::move(log))
+{ }
+
+SshTransport::~SshTransport()
+{
+    disconnect();
+}
+
+std::chrono::milliseconds SshTransport::idleLimit() const
+{
+    return settings_.idleLimit.count() > 0 ? settings_.idleLimit : kSixHours;
+}
+
+Status SshTransport::fail(Error error)
+{
+    log_(error.text);
+    socket_.close();
+    return error;
+}
+
+Status SshTransport::connect(const std::string& host, int port)
+{
+    disconnect();
+    if (!isHostName(host))
+        return Error{"There is no host of the name \"" + printable(host, 80) + "\"."};
+    if (port < 1 || port > 65535)
+        return Error{"There is no port " + std::to_string(port) + "."};
+    const std::string& name = settings_.clientVersion;
+    if (!name.starts_with("SSH-2.0-") || name.size() > 253 || printable(name, name.size()) != name)
+        return Error{"The client identification must be a line that begins with \"SSH-2.0-\"."};
+    const auto limit = settings_.connectLimit.count() > 0 ? settings_.connectLimit : kSixHours;
+    const Deadline deadline = Clock::now() + limit;
+    const KnownHosts knownHosts(
+        settings_.knownHosts.empty() ? KnownHosts::defaultPath() : settings_.knownHosts);
+    SshProtocol::Setup setup{settings_.clientVersion, settings_.algorithms, {}, log_};
+    setup.algorithms.knownKeyTypes = knownHosts.keyTypes(host, port);
+    setup.acceptHostKey = [=](const PublicKey& key) { return knownHosts.accept(host, port, key); };
+    protocol_ = std::make_unique<SshProtocol>(std::move(setup));
+    ended_ = false;
+
+    Result<Socket> socket = Socket::connect(host, port, deadline);
+    if (!socket.ok())
+        return fail(socket.error());
+    socket_ = std::move(*socket);
+    return handshake(deadline);
+}
+
+Status SshTransport::handshake(Deadline deadline)
+{
+    const Status started = protocol_->start();
+    if (!started.ok())
+        return fail(started.error());
+    Status status = waitUntil(deadline, [this] { return protocol_->established(); });
+    if (!status.ok())
+        return status;
+    if (protocol_->established())
+        return flush();
+    return fail(Error{"The server didn't complete the SSH handshake within the connect time limit."});
+}
+
+void SshTransport::disconnect()
+{
+    if (socket_.isOpen() && protocol_) {
+        try {
+            protocol_->disconnect();
+            (void)SshTransport::flush(); // By its full name: a destructor gets here too.
+        } catch (const std::exception&) {
+            // A farewell that there is no memory for isn't worth the process, which a destructor would end.
+        }
+    }
+    socket_.close();
+    protocol_.reset();
+}
+
+Status SshTransport::flush()
+{
+    if (!socket_.isOpen())
+        return kNotConnected;
+    ByteQueue& outgoing = protocol_->outgoing();
+    while (!outgoing.empty()) {
+        const Result<std::size_t> written = socket_.write(outgoing.view());
+        if (!written.ok())
+            return written.error();
+        if (*written == 0)
+            break;
+        outgoing.consume(*written);
+        moved_ = true;
+    }
+    return {};
+}
+
+Status SshTransport::readAvailable()
+{
+    const Result<Socket::Transfer> got = socket_.read({protocol_->incoming().prepare(kReadSize), kReadSize});
+    if (!got.ok())
+        return got.error();
+    protocol_->incoming().commit(got->count);
+    moved_ = moved_ || got->count > 0;
+    ended_ = ended_ || got->ended;
+    return protocol_->process();
+}
+
+Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
+{
+    // A broken pipe may leave the server's reason behind it, to be read first.
+    const Status sent = flush();
+    if (!socket_.isOpen())
+        return kNotConnected;
+    const Status worked = protocol_->idleWork();
+    if (!worked.ok())
+        return fail(worked.error()).error();
+    const auto event = socket_.wait(!protocol_->outgoing().empty() && sent.ok(), deadline);
+    if (!event.ok())
+        return fail(event.error()).error();
+    if (*event == Socket::Event::TimedOut)
+        return Progress::TimedOut;
+    const Status read = readAvailable();
+    (void)flush();
+    if (!read.ok())
+        return fail(read.error()).error();
+    if (!sent.ok())
+        return fail(sent.error()).error();
+    return Progress::Moved;
+}
+
+Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& done)
+{
+    while (!done()) {
+        if (!socket_.isOpen())
+            return kNotConnected;
+        if (ended_)
+            return fail(Error{protocol_->incoming().empty()
+                    ? "The server closed the connection."
+                    : "Closing SSH connection because incomplete packet received."});
+        const Result<Progress> progress = moveBytes(deadline);
+        if (!progress.ok())
+            return progress.error();
+        // The clock is asked as well: a server that keeps talking doesn't hold a deadline up.
+        if (*progress == Progress::TimedOut || Clock::now() >= deadline)
+            return {};
+    }
+    return {};
+}
+
+Status SshTransport::waitFor(const std::function<bool()>& done)
+{
+    bool reached = false;
+    const auto check = [&] { return (reached = done()) || moved_; };
+    do {
+        moved_ = false;
+        Status status = waitUntil(Clock::now() + idleLimit(), check);
+        if (!status.ok())
+            return status;
+        if (!reached && !moved_ && !done())
+            return fail(Error{"The server was silent for " + std::to_string(idleLimit().count())
+                + " ms, the idle time limit."});
+    } while (!reached && !done());
+    return {};
+}
+
+Status SshTransport::authenticate(Credentials credentials)
+{
+    if (!connected())
+        return kNotConnected;
+    if (authenticated())
+        return {};
+    Status begun = protocol_->authenticate(std::move(credentials));
+    if (!begun.ok())
+        return begun;
+    Status status = waitFor([this] { return !protocol_->auth().pending(); });
+    if (!status.ok())
+        return status;
+    if (!protocol_->auth().done()) {
+        log_(protocol_->auth().refusal());
+        return Error{protocol_->auth().refusal()};
+    }
+    return {};
+}
+
+Status SshTransport::exchangeKeys()
+{
+    if (!connected())
+        return kNotConnected;
+    const Status started = protocol_->exchangeKeys();
+    if (!started.ok())
+        return fail(started.error());
+    return waitFor([this] { return !protocol_->exchangingKeys(); });
+}
+
+Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
+{
+    if (!connected() || !authenticated())
+        return Error{"A channel needs a connection with a user logged in."};
+    auto number = channels().open(settings_.initialWindow, settings_.maximumPacket);
+    if (!number.ok())
+        return number;
+    Channel& opened = *channel(*number);
+    opened.takesErrorOutput = takesErrorOutput;
+    const Status status = waitFor([&] { return opened.state != Channel::State::Opening; });
+    if (!status.ok())
+        return status.error();
+    if (opened.state == Channel::State::Refused)
+        return Error{"The server doesn't open a channel: " + opened.refusal + "."};
+    const Status widened = channels().widen(opened, settings_.openWindow);
+    return widened.ok() ? number : Result<std::uint32_t>(widened.error());
+}
+
+Status SshTransport::awaitAnswer(Channel& channel, const std::string& what)
+{
+    Status status = waitFor([&] { return channel.answer || channel.closeReceived; });
+    if (!status.ok())
+        return status;
+    return channel.answer.value_or(false) ? Status()
+                                          : Status(Error{"The server refused to start " + what + "."});
+}
+
+Status SshTransport::exec(Channel& channel, const std::string& command)
+{
+    const Status sent = channels().requestExec(channel, command);
+    return sent.ok() ? awaitAnswer(channel, "the command") : sent;
+}
+
+Status SshTransport::subsystem(Channel& channel, const std::string& name)
+{
+    const Status sent = channels().requestSubsystem(channel, name);
+    return sent.ok() ? awaitAnswer(channel, "the subsystem \"" + name + "\"") : sent;
+}
+
+} // namespace ssh

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "ssh/crypto/PrivateKey.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ssh {
+
+// With what a user logs in: a key where there is one, else the password.
+struct Credentials {
+    std::string user;
+    Bytes password;
+    std::shared_ptr<const PrivateKey> key;
+};
+
+// The client's side of user authentication: RFC 4252 (none, password, publickey) and RFC 4256
+// (keyboard-interactive). Messages come in, answers go out through the function given; waits for nothing.
+class UserAuth {
+public:
+    using Send = std::function<Status(ByteView payload)>;
+    using Log = std::function<void(const std::string&)>;
+    UserAuth(Send send, Log log) : send_(std::move(send)), log_(std::move(log)) { }
+    Status requestService(); // Sent as soon as there are keys; the answer isn't waited for.
+    // Starts a login with the method "none", which brings the server's list of methods. May be called again
+    // after a refusal.
+    Status begin(Credentials credentials, ByteView sessionId);
+    Status receive(ByteView payload); // SERVICE_ACCEPT, or a message with a number from 50 to 79.
+    // RFC 8308, section 3.1: the signature algorithms that the server takes from users.
+    void setSignatureAlgorithms(std::vector<std::string> names) { signatureAlgorithms_ = std::move(names); }
+
+    bool pending() const
+    {
+        return state_ != State::Idle && state_ != State::Done && state_ != State::Refused;
+    }
+    bool done() const { return state_ == State::Done; }
+    const std::string& refusal() const { return refusal_; } // Why the last login wasn't granted.
+
+private:
+    enum class State { Idle, None, Password, Interactive, PublicKey, Done, Refused };
+
+    Status receiveFailure(ByteView body);
+    Status receiveInfoRequest(ByteView body);
+    Status chooseMethod(const std::vector<std::string>& methods);
+    Status sendPassword();
+    Status sendInteractive();
+    Status sendPublicKey();
+    void refuse(std::string reason);
+    const SignatureInfo& signatureForKey() const;
+
+    Send send_;
+    Log log_;
+    State state_ = State::Idle;
+    bool serviceAccepted_ = false;
+    int rounds_ = 0; // Of questions in a keyboard-interactive login.
+    Credentials credentials_;
+    Bytes sessionId_;
+    std::vector<std::string> signatureAlgorithms_;
+    std::string refusal_;
+};
+
+} // namespace ssh

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "ssh/session/ClsConnection.h"
+#include "ssh/sftp/SFtpListing.h"
+
+#include <map>
+
+namespace ssh {
+
+// The class behind CkoSFtp: a connection with one SFTP subsystem.
+class ClsSFtp : public ClsConnection {
+public:
+    ClsSFtp();
+    ~ClsSFtp() override;
+
+    void configureSftp(const std::function<void(SFtpSettings&)>& change);
+    void setIncludeDotDirs(bool on);
+    void setEnableCache(bool on);
+    bool initializeSftp();
+    int protocolVersion() const; // 0 before `initializeSftp`.
+
+    std::optional<std::string> openDir(const std::string& path);
+    std::shared_ptr<const std::vector<SFtpEntry>> readDir(const std::string& handle);
+    bool closeHandle(const std::string& handle);
+    bool createDir(const std::string& path);
+    std::optional<std::string> openFile(
+        const std::string& path, const std::string& access, const std::string& createDisp);
+    std::optional<std::string> readFileText(
+        const std::string& handle, std::int64_t numBytes, const std::string& charset);
+    bool writeFileBytes(const std::string& handle, std::span<const std::uint8_t> data);
+    bool uploadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming);
+    bool downloadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming);
+    std::optional<SFtpFileAttr> attributes(const std::string& target, bool followLinks, bool isHandle);
+    bool setPermissions(const std::string& target, bool isHandle, std::uint32_t permissions);
+
+private:
+    struct Handle {
+        Bytes remote;
+        std::uint64_t position = 0; // Of the next byte to be read or written.
+    };
+    void letGo() override;
+    Result<SFtpSession*> session() const;
+    Result<Handle*> find(const std::string& handle);
+    std::string remember(Bytes remote);
+    Status download(const std::string& remotePath, const std::string& localPath, bool resuming);
+    Status upload(const std::string& remotePath, const std::string& localPath, bool resuming);
+
+    SFtpSettings sftpSettings_;
+    bool includeDotDirs_ = false;
+    bool cacheOn_ = false;
+    std::map<std::pair<std::string, bool>, SFtpFileAttr> cache_; // By path and whether links are followed.
+    std::unique_ptr<SFtpSession> session_;
+    std::map<std::string, Handle> handles_;
+    std::uint64_t nextHandle_ = 1;
+};
+
+} // namespace ssh

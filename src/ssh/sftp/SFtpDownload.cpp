@@ -1,0 +1,196 @@
+#include "ssh/sftp/SFtpTransfer.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace ssh {
+
+namespace {
+
+constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
+// As long as it isn't known how long the file is, and how much the server gives for one request, many of them
+// may be wasted.
+constexpr std::size_t kSlotsAtFirst = 4;
+constexpr std::uint32_t kLeastReadChunk = 1024;
+// A server that answers in crumbs and out of order makes us keep a slot for each of them.
+constexpr std::size_t kMostSlots = std::size_t{16} * 1024;
+
+} // namespace
+
+SFtpDownload::SFtpDownload(SFtpSession& session, ByteView handle, std::uint64_t from,
+    std::optional<std::uint64_t> length, Output output)
+    : session_(session), handle_(copyOf(handle)), output_(std::move(output)), position_(from), next_(from),
+      end_(length && *length < kUnknown - from ? from + *length : kUnknown), sizeTrusted_(length.has_value()),
+      chunk_(session.limits().readChunk)
+{ }
+
+SFtpDownload::~SFtpDownload()
+{
+    for (const Slot& slot : slots_)
+        if (!slot.arrived)
+            session_.abandon(slot.id);
+    if (sizeRequest_)
+        session_.abandon(*sizeRequest_);
+}
+
+std::size_t SFtpDownload::mostSlots() const
+{
+    std::size_t most =
+        sizeTrusted_ && answered_ ? session_.openWindow() / session_.limits().readChunk : kSlotsAtFirst;
+    if (session_.limits().readSlots)
+        most = std::min(most, session_.limits().readSlots);
+    return std::max<std::size_t>(most, 1);
+}
+
+Status SFtpDownload::run()
+{
+    Status status = sizeTrusted_ ? Status() : askForSize();
+    if (status.ok())
+        status = sendNewRequests();
+    if (!status.ok())
+        return status;
+    return session_.exchange(
+        [this](const SFtpSession::Reply& reply) {
+            const Status received = receive(reply);
+            return received.ok() ? sendNewRequests() : received;
+        },
+        [this] { return finished(); });
+}
+
+// The size spares the question for more behind the last byte. It goes out with the first reads, and isn't
+// waited for.
+Status SFtpDownload::askForSize()
+{
+    WireWriter body;
+    body.string(handle_);
+    if (session_.version() >= 4)
+        body.uint32(SFtpFileAttr::kWanted);
+    const auto id = session_.send(sftp::kFstat, body);
+    if (!id.ok())
+        return id.error();
+    sizeRequest_ = *id;
+    return {};
+}
+
+Result<SFtpDownload::Slot> SFtpDownload::request(std::uint64_t offset, std::uint32_t length)
+{
+    const auto id = session_.send(sftp::kRead, WireWriter().string(handle_).uint64(offset).uint32(length));
+    if (!id.ok())
+        return id.error();
+    return Slot{*id, offset, length, false, {}};
+}
+
+Status SFtpDownload::sendNewRequests()
+{
+    const std::size_t most = mostSlots();
+    while (slots_.size() < most && next_ < end_ && (slots_.empty() || session_.hasRoom())) {
+        const auto length = static_cast<std::uint32_t>(std::min<std::uint64_t>(chunk_, end_ - next_));
+        auto slot = request(next_, length);
+        if (!slot.ok())
+            return slot.error();
+        slots_.push_back(std::move(*slot));
+        next_ += length;
+    }
+    return {};
+}
+
+Status SFtpDownload::receive(const SFtpSession::Reply& reply)
+{
+    if (sizeRequest_ && reply.id == *sizeRequest_)
+        return receiveSize(reply);
+    const auto slot =
+        std::find_if(slots_.begin(), slots_.end(), [&](const Slot& at) { return at.id == reply.id; });
+    if (slot == slots_.end() || slot->arrived)
+        return SFtpSession::malformed();
+    if (session_.isEndOfFile(reply)) {
+        // Whatever was asked for from here on isn't there.
+        end_ = std::min(end_, slot->offset);
+        sizeTrusted_ = true;
+        slots_.erase(slot);
+        return putOutArrived();
+    }
+    if (reply.type == sftp::kStatus) {
+        const Status status = session_.statusOf(reply);
+        slots_.erase(slot);
+        return status.ok() ? SFtpSession::malformed() : status;
+    }
+    return receiveData(slot, reply);
+}
+
+Status SFtpDownload::receiveSize(const SFtpSession::Reply& reply)
+{
+    sizeRequest_.reset();
+    SFtpFileAttr attr;
+    WireReader reader(reply.body);
+    // Files that are made up as they are read tell a size of 0; they, and servers that tell none, are read
+    // until the server says that there is no more.
+    if (reply.type != sftp::kAttrs || !attr.read(reader, session_.version()) || attr.size.value_or(0) == 0)
+        return {};
+    end_ = std::min(end_, *attr.size);
+    sizeTrusted_ = true;
+    return {};
+}
+
+Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply)
+{
+    WireReader reader(reply.body);
+    const ByteView data = reader.string();
+    if (reply.type != sftp::kData || !reader.ok() || data.empty() || data.size() > slot->length) {
+        slots_.erase(slot);
+        return SFtpSession::malformed();
+    }
+    slot->arrived = true;
+    answered_ = true;
+    const auto got = static_cast<std::uint32_t>(data.size());
+    const bool isFirst = slot == slots_.begin();
+    const std::uint64_t end = slot->offset + got;
+    if (!isFirst)
+        slot->data = copyOf(data);
+    if (got < slot->length && end < end_) {
+        Status again = askAgain(slot, got); // May move the slots.
+        if (!again.ok())
+            return again;
+    }
+    if (!isFirst)
+        return {};
+    const std::uint64_t wanted = end_ > position_ ? end_ - position_ : 0;
+    Status put = output_(data.first(static_cast<std::size_t>(std::min<std::uint64_t>(got, wanted))));
+    if (!put.ok())
+        return put;
+    position_ = std::min(end, std::max(end_, position_));
+    slots_.pop_front();
+    return putOutArrived();
+}
+
+// A short read asks for its rest; the next requests ask for what this server is willing to give.
+Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
+{
+    if (slots_.size() >= kMostSlots)
+        return Error{"The server answers in pieces that are too small to be kept."};
+    const std::uint32_t missing = slot->length - got;
+    const std::uint64_t offset = slot->offset + got;
+    slot->length = got;
+    chunk_ = std::clamp(got, kLeastReadChunk, chunk_);
+    auto rest = request(offset, missing);
+    if (!rest.ok())
+        return rest.error();
+    slots_.insert(slot + 1, std::move(*rest));
+    return {};
+}
+
+Status SFtpDownload::putOutArrived()
+{
+    while (!slots_.empty() && slots_.front().arrived && position_ < end_) {
+        const Slot& slot = slots_.front();
+        const auto count =
+            static_cast<std::size_t>(std::min<std::uint64_t>(slot.data.size(), end_ - position_));
+        Status put = output_(ByteView(slot.data).first(count));
+        if (!put.ok())
+            return put;
+        position_ += count;
+        slots_.pop_front();
+    }
+    return {};
+}
+
+} // namespace ssh

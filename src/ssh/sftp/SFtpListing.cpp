@@ -1,0 +1,61 @@
+#include "ssh/sftp/SFtpListing.h"
+
+namespace ssh {
+
+namespace {
+
+// A directory that never ends must not fill our memory.
+constexpr std::size_t kMostEntries = 200000;
+constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
+
+Status takeNames(
+    const SFtpSession& session, ByteView body, bool includeDotDirs, std::vector<SFtpEntry>& entries)
+{
+    WireReader reader(body);
+    const std::uint32_t count = reader.uint32();
+    for (std::uint32_t i = 0; i < count; ++i) {
+        SFtpEntry entry;
+        entry.name = session.nameFromServer(reader.string());
+        if (session.version() <= 3)
+            reader.string(); // The line that "ls -l" would show.
+        entry.attr.read(reader, session.version());
+        if (!reader.ok())
+            return SFtpSession::malformed();
+        // A bare name is promised, and callers make local paths of it: a server must not lead them elsewhere.
+        if (entry.name.empty() || entry.name.find('/') != std::string::npos
+            || entry.name.find('\0') != std::string::npos)
+            continue;
+        if (includeDotDirs || (entry.name != "." && entry.name != ".."))
+            entries.push_back(std::move(entry));
+    }
+    return {};
+}
+
+} // namespace
+
+Result<std::vector<SFtpEntry>> readListing(SFtpSession& session, ByteView handle, bool includeDotDirs)
+{
+    std::vector<SFtpEntry> entries;
+    const Bytes body = WireWriter().string(handle).take();
+    std::size_t bytes = 0;
+    for (;;) {
+        const auto reply = session.ask(sftp::kReaddir, body);
+        if (!reply.ok())
+            return reply.error();
+        if (session.isEndOfFile(*reply))
+            return entries;
+        if (reply->type != sftp::kName) {
+            const Status status = session.statusOf(*reply);
+            return status.ok() ? SFtpSession::malformed() : status.error();
+        }
+        const Status taken = takeNames(session, reply->body, includeDotDirs, entries);
+        if (!taken.ok())
+            return taken.error();
+        // The bytes are counted too: a server can fill replies with names that are dropped, without an end.
+        bytes += reply->body.size() + 64;
+        if (entries.size() > kMostEntries || bytes > kMostBytes)
+            return Error{"The directory has more entries than can be listed."};
+    }
+}
+
+} // namespace ssh

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "ssh/crypto/KeyAgreement.h"
+#include "ssh/crypto/PublicKey.h"
+#include "ssh/transport/Algorithms.h"
+#include "ssh/transport/PacketCodec.h"
+
+#include <functional>
+#include <memory>
+
+namespace ssh {
+
+// The client's side of the key exchange: RFC 4253, sections 7 and 8, RFC 4419 (group exchange), RFC 5656 and
+// RFC 8731 (elliptic curves), with the strict form where the server knows it. Messages come in, answers go
+// into the codec; the first exchange and any later one go the same way.
+class KeyExchange {
+public:
+    struct Setup {
+        std::string clientVersion; // The version lines without line end.
+        std::string serverVersion;
+        AlgorithmSettings algorithms;
+        // Asked once the signature of the first exchange has been verified; a failure ends the connection.
+        std::function<Status(const PublicKey&)> acceptHostKey;
+    };
+    KeyExchange(PacketCodec& codec, Setup setup);
+
+    Status start(); // Sends our KEXINIT. No effect while an exchange is going on.
+    Status receive(ByteView payload); // A message with a number from 20 to 49.
+
+    bool going() const { return state_ != State::Idle; }
+    // Between our KEXINIT and our NEWKEYS nothing but key exchange may be sent: RFC 4253, section 7.1.
+    bool holdsBackOthers() const { return state_ != State::Idle && state_ != State::AwaitsNewKeys; }
+    bool established() const { return established_; } // A first exchange is complete, both ways.
+    // In the strict form, nothing but key exchange may come before the first keys are in use.
+    bool forbidsOthers() const { return choice_.strict && !established_; }
+    // Time-consuming checks that can go on while the server works on its answer; called when all is sent.
+    Status idleWork();
+    // The user is logged in: compression that waits for that begins.
+    void authenticated();
+
+    const Bytes& sessionId() const { return sessionId_; }
+    const AlgorithmChoice& choice() const { return choice_; }
+    const std::string& fingerprint() const { return fingerprint_; }
+
+private:
+    enum class State { Idle, AwaitsInit, AwaitsGroup, AwaitsReply, AwaitsNewKeys };
+
+    Status receiveInit(ByteView payload);
+    Status receiveGroup(ByteView payload);
+    Status receiveReply(ByteView payload);
+    Status receiveNewKeys(ByteView payload);
+    Status checkHostKey(ByteView blob, ByteView signature, const Bytes& exchangeHash);
+    Bytes exchangeHash(ByteView hostKey, ByteView serverValue, ByteView secret) const;
+
+    PacketCodec& codec_;
+    Setup setup_;
+    AlgorithmOffer offer_;
+    AlgorithmChoice choice_;
+    const KexMethod* method_ = nullptr;
+    State state_ = State::Idle;
+    bool established_ = false;
+    bool authenticated_ = false;
+    bool skipsNext_ = false; // The server's wrong guess is still to come.
+    bool primeChecked_ = true;
+    Bytes clientInit_;
+    Bytes serverInit_;
+    DhGroup group_;
+    std::unique_ptr<KeyAgreement> agreement_;
+    Bytes clientField_;
+    PacketCodec::Protection incoming_;
+    Bytes sessionId_;
+    Bytes hostKey_;
+    std::string fingerprint_;
+};
+
+} // namespace ssh

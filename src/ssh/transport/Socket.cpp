@@ -1,0 +1,229 @@
+#include "ssh/transport/Socket.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace ssh {
+
+namespace {
+
+// RFC 8305, section 8: the pause before the next address is tried beside the first.
+constexpr auto kNextAddressAfter = std::chrono::milliseconds(250);
+
+struct Address {
+    sockaddr_storage storage{};
+    socklen_t size = 0;
+};
+
+struct Lookup {
+    std::mutex mutex;
+    std::condition_variable done;
+    bool finished = false;
+    std::string error;
+    std::vector<Address> addresses;
+};
+
+Error failure(const std::string& what, int code)
+{
+    return Error{what + ": " + std::generic_category().message(code)};
+}
+
+// A poll timeout that never ends before the deadline.
+int millisecondsUntil(Deadline deadline)
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return static_cast<int>(std::clamp<decltype(left)>(left, 0, 3600'000));
+}
+
+void lookUp(Lookup& result, const std::string& host, int port, int flags)
+{
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = flags | AI_NUMERICSERV;
+    addrinfo* found = nullptr;
+    const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
+    std::vector<Address> addresses;
+    for (const addrinfo* entry = error ? nullptr : found; entry; entry = entry->ai_next) {
+        Address address;
+        std::memcpy(&address.storage, entry->ai_addr, entry->ai_addrlen);
+        address.size = entry->ai_addrlen;
+        addresses.push_back(address);
+    }
+    if (!error)
+        freeaddrinfo(found);
+    const std::lock_guard lock(result.mutex);
+    result.finished = true;
+    result.error = error ? gai_strerror(error) : "";
+    result.addresses = std::move(addresses);
+    result.done.notify_all();
+}
+
+Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline deadline)
+{
+    Lookup numeric;
+    lookUp(numeric, host, port, AI_NUMERICHOST);
+    if (!numeric.addresses.empty())
+        return std::move(numeric.addresses);
+
+    // A name server that doesn't answer can't be hurried and can't be interrupted: the question is left to a
+    // thread that ends by itself, and the caller goes on at the deadline.
+    auto shared = std::make_shared<Lookup>();
+    try {
+        std::thread([shared, host, port] { lookUp(*shared, host, port, 0); }).detach();
+    } catch (const std::system_error& error) {
+        return Error{"The name " + host + " could not be looked up: " + error.what()};
+    }
+    std::unique_lock lock(shared->mutex);
+    if (!shared->done.wait_until(lock, deadline, [&] { return shared->finished; }))
+        return Error{"The name " + host + " could not be looked up within the connect time limit."};
+    if (shared->addresses.empty())
+        return Error{"The name " + host + " could not be looked up: " + shared->error + "."};
+    return std::move(shared->addresses);
+}
+
+// A command may be quiet for hours, and nothing is sent meanwhile: only probes tell that from a host that is
+// gone. Six minutes without an answer leave a short break of the line its time.
+void keepAlive(int descriptor)
+{
+    const int one = 1;
+    setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &one, sizeof one);
+    const int idleSeconds = 60;
+    const int probeSeconds = 30;
+    const int probes = 10;
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPINTVL, &probeSeconds, sizeof probeSeconds);
+    setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+}
+
+// Starts connecting; closed on an immediate failure, whose reason goes to `error`.
+Socket startConnecting(const Address& address, int& error)
+{
+    Socket socket(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const int one = 1;
+    if (socket.isOpen()) {
+        setsockopt(socket.descriptor(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        keepAlive(socket.descriptor());
+        const auto* target = reinterpret_cast<const sockaddr*>(&address.storage);
+        if (::connect(socket.descriptor(), target, address.size) == 0 || errno == EINPROGRESS
+            || errno == EINTR)
+            return socket;
+    }
+    error = errno;
+    return {};
+}
+
+// Takes the first attempt that has succeeded, and drops those that have failed.
+Socket takeConnected(std::vector<Socket>& attempts, const std::vector<pollfd>& polled, int& error)
+{
+    std::vector<Socket> left;
+    Socket winner;
+    for (std::size_t i = 0; i < attempts.size(); ++i) {
+        int code = 0;
+        socklen_t size = sizeof code;
+        if (!polled[i].revents) {
+            left.push_back(std::move(attempts[i]));
+        } else if (getsockopt(polled[i].fd, SOL_SOCKET, SO_ERROR, &code, &size) != 0 || code != 0) {
+            error = code ? code : errno;
+        } else if (!winner.isOpen()) {
+            winner = std::move(attempts[i]);
+        }
+    }
+    attempts = std::move(left);
+    return winner;
+}
+
+} // namespace
+
+Result<Socket> Socket::connect(const std::string& host, int port, Deadline deadline)
+{
+    const auto addresses = resolve(host, port, deadline);
+    if (!addresses.ok())
+        return addresses.error();
+    const std::string where = host + " port " + std::to_string(port);
+    std::vector<Socket> attempts;
+    std::size_t next = 0;
+    int error = 0;
+    Deadline nextAt = Clock::now();
+    for (;;) {
+        const Deadline now = Clock::now();
+        if (now >= deadline)
+            return Error{"Connecting to " + where + " took longer than the connect time limit."};
+        if (next < addresses->size() && (attempts.empty() || now >= nextAt)) {
+            Socket attempt = startConnecting((*addresses)[next++], error);
+            if (attempt.isOpen())
+                attempts.push_back(std::move(attempt));
+            nextAt = now + kNextAddressAfter;
+            continue;
+        }
+        if (attempts.empty())
+            return failure("Connecting to " + where + " failed", error);
+        std::vector<pollfd> polled;
+        polled.reserve(attempts.size());
+        for (const Socket& attempt : attempts)
+            polled.push_back({attempt.descriptor(), POLLOUT, 0});
+        const Deadline until = next < addresses->size() ? std::min(nextAt, deadline) : deadline;
+        if (poll(polled.data(), polled.size(), millisecondsUntil(until)) <= 0)
+            continue;
+        Socket winner = takeConnected(attempts, polled, error);
+        if (winner.isOpen())
+            return winner;
+    }
+}
+
+void Socket::close()
+{
+    if (descriptor_ >= 0)
+        ::close(std::exchange(descriptor_, -1));
+}
+
+Result<Socket::Event> Socket::wait(bool forWriting, Deadline deadline)
+{
+    pollfd entry{descriptor_, static_cast<short>(POLLIN | (forWriting ? POLLOUT : 0)), 0};
+    for (;;) {
+        const int ready = poll(&entry, 1, millisecondsUntil(deadline));
+        if (ready > 0)
+            return Event::Ready;
+        if (ready < 0 && errno != EINTR)
+            return failure("Waiting for the server failed", errno);
+        if (ready == 0 && Clock::now() >= deadline)
+            return Event::TimedOut;
+    }
+}
+
+Result<Socket::Transfer> Socket::read(std::span<std::uint8_t> into)
+{
+    const ssize_t count = recv(descriptor_, into.data(), into.size(), 0);
+    if (count > 0)
+        return Transfer{static_cast<std::size_t>(count), false};
+    if (count == 0)
+        return Transfer{0, true};
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
+        return Transfer{};
+    return failure("The connection to the server broke", errno);
+}
+
+Result<std::size_t> Socket::write(std::span<const std::uint8_t> from)
+{
+    const ssize_t count = send(descriptor_, from.data(), from.size(), MSG_NOSIGNAL);
+    if (count >= 0)
+        return static_cast<std::size_t>(count);
+    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
+        return std::size_t{0};
+    return failure("The connection to the server broke", errno);
+}
+
+} // namespace ssh
