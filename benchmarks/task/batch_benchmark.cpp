@@ -49,7 +49,7 @@ public:
         controller->startLocalTask();
         const auto held = controller->engine()->shared_from_this();
         auto& engine = static_cast<SVTrelkindEngineLocal&>(*held);
-        engine.panel().concurrency.stringValue = std::to_string(concurrency);
+        engine.panel().concurrency.setStringValue(std::to_string(concurrency));
         engine.changeConcurrency(engine.panel().concurrency);
         const auto frames = platform::Timer::schedule(
             0.5, platform::Timer::Repeats::Yes, [&engine] { engine.updateStatus(); });

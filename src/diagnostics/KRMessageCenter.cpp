@@ -275,7 +275,7 @@ void KRMessageCenter::updateIfNeccesary()
         needToRedrawMessageColor_ = false;
         for (toolkit::Table* table : {scrollView_, additionalScrollView_})
             if (table)
-                table->needsDisplay = true;
+                table->setNeedsDisplay();
     }
 }
 

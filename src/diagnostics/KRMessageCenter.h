@@ -7,6 +7,7 @@
 #include "platform/loop/MainLoop.h"
 #include "toolkit/Controls.h"
 #include "toolkit/Table.h"
+#include "toolkit/Window.h"
 
 #include <cstddef>
 #include <memory>

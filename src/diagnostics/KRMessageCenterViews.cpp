@@ -108,9 +108,9 @@ void KRMessageCenter::updateNumberField()
     if (!howManyErrorsField_)
         return;
     const int count = static_cast<int>(countOfMessages());
-    howManyErrorsField_->stringValue = count == 0 ? ""
-        : count == 1                              ? "1 message"
-                                                  : fmt::format("{} messages", count);
+    howManyErrorsField_->setStringValue(count == 0 ? ""
+            : count == 1                           ? "1 message"
+                                                   : fmt::format("{} messages", count));
     if (delegateForAddition_)
         delegateForAddition_->messagesCountChanged(count);
 }
@@ -147,7 +147,7 @@ void KRMessageCenter::clearMessages()
         const std::lock_guard guard(messageLock_);
         messages_.clear();
         if (descriptionField_)
-            descriptionField_->string.clear();
+            descriptionField_->setString("");
     }
     forEachTable(&toolkit::Table::reloadData);
     updateNumberField();
@@ -196,5 +196,5 @@ void KRMessageCenter::tableViewSelectionChanged(toolkit::Table& table)
     if (!detail)
         return;
     const Entry entry = table.selectedRows().size() == 1 ? entryAt(table.selectedRow()) : nullptr;
-    detail->string = entry ? entry->longDescription().value_or(entry->shortDescription()) : "";
+    detail->setString(entry ? entry->longDescription().value_or(entry->shortDescription()) : "");
 }

@@ -134,10 +134,10 @@ void KRProgressController::setProgressView(toolkit::ViewList* view)
     progressView_ = view;
     if (!view)
         return;
-    view->spaceToTheLeft = 2.0;
+    view->setSpaceToTheLeft(2.0);
     toolkit::Window* window = view->window();
     if (this == sharedController().get() && window)
-        window->maximumSize = {window->minimumSize.width, 1500.0};
+        window->setSizeLimits(window->minimumSize(), {window->minimumSize().width, 1500.0});
 }
 
 void KRProgressController::startTimer()
@@ -218,9 +218,9 @@ bool KRProgressController::addVisibleInsideLock()
 void KRProgressController::updateCountText(std::size_t count)
 {
     if (howManyProcesses_)
-        howManyProcesses_->stringValue = count == 0 ? ""
-            : count == 1                            ? "1 task"
-                                                    : fmt::format("{} tasks", count);
+        howManyProcesses_->setStringValue(count == 0 ? ""
+                : count == 1                         ? "1 task"
+                                                     : fmt::format("{} tasks", count));
 }
 
 void KRProgressController::updateViewIfNeccesary()

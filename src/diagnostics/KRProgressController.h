@@ -4,6 +4,7 @@
 #include "platform/loop/MainLoop.h"
 #include "platform/loop/NotificationCenter.h"
 #include "toolkit/ViewList.h"
+#include "toolkit/Window.h"
 
 #include <any>
 #include <cstdint>

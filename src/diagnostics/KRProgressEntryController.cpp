@@ -136,7 +136,7 @@ void KRProgressEntryController::showText(std::string text)
 {
     descriptionString_ = std::move(text);
     if (description_)
-        description_->stringValue = descriptionString_;
+        description_->setStringValue(descriptionString_);
 }
 
 bool KRProgressEntryController::updateGraphicsIfNeccesary()
@@ -146,20 +146,20 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
     const std::lock_guard guard(accessLock_);
     bool changed = false;
     fetchFractionFromDelegate();
-    if (progressPole_->isIndeterminate != indeterminate_) {
+    if (progressPole_->isIndeterminate() != indeterminate_) {
         showWhetherIndeterminate();
         changed = true;
     }
     if (fractionThatIsWaiting_ != currentFraction_) {
         currentFraction_ = fractionThatIsWaiting_;
-        progressPole_->doubleValue = static_cast<double>(currentFraction_);
+        progressPole_->setDoubleValue(static_cast<double>(currentFraction_));
         changed = true;
     }
     if (descriptionWaiting_) {
         descriptionRule_ = std::move(descriptionWaiting_);
         descriptionWaiting_.reset();
         std::string text = textOfRule();
-        if (text != description_->stringValue) {
+        if (text != description_->stringValue()) {
             showText(std::move(text));
             changed = true;
         }
@@ -170,8 +170,8 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
 // accessLock is held. The animation of a bar that shows a fraction is not seen.
 void KRProgressEntryController::showWhetherIndeterminate()
 {
-    progressPole_->isIndeterminate = indeterminate_;
-    progressPole_->isAnimating = true;
+    progressPole_->setIndeterminate(indeterminate_);
+    progressPole_->setAnimating(true);
 }
 
 const char* KRProgressEntryController::layoutForFoundation(double version)
@@ -183,8 +183,7 @@ const char* KRProgressEntryController::layoutForFoundation(double version)
 void KRProgressEntryController::setProgressPole(std::unique_ptr<toolkit::ProgressBar> bar)
 {
     progressPole_ = std::move(bar);
-    progressPole_->minimum = 0;
-    progressPole_->maximum = 1;
+    progressPole_->setRange(0, 1);
 }
 
 std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
@@ -192,11 +191,12 @@ std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
     if (containingView_)
         return containingView_;
     containingView_ = std::make_shared<toolkit::View>();
-    containingView_->layout = layoutForFoundation(platform::foundationVersion());
+    containingView_->setLayout(layoutForFoundation(platform::foundationVersion()));
     setProgressPole(std::make_unique<toolkit::ProgressBar>());
     abortButton_ = std::make_unique<toolkit::Button>();
+    abortButton_->whenPressed = [this] { abortButtonHit(); };
     description_ = std::make_unique<toolkit::TextField>();
-    description_->stringValue = descriptionString_;
+    description_->setStringValue(descriptionString_);
     for (toolkit::View* part :
         {static_cast<toolkit::View*>(progressPole_.get()), static_cast<toolkit::View*>(abortButton_.get()),
             static_cast<toolkit::View*>(description_.get())})
@@ -237,5 +237,5 @@ void KRProgressEntryController::abortButtonHit()
         hitAbortButton_ = true;
     }
     if (abortButton_)
-        abortButton_->isEnabled = false;
+        abortButton_->setEnabled(false);
 }

@@ -4,15 +4,15 @@
 
 void SVTaskAdditionToProgressBar::updateSVProgress(double amount)
 {
-    bar_.doubleValue += amount;
+    bar_.setDoubleValue(bar_.doubleValue() + amount);
 }
 
 void SVTaskAdditionToTextView::updateSVProgress(double amount)
 {
-    view_.string = fmt::format("{:g}", amount);
+    view_.setString(fmt::format("{:g}", amount));
 }
 
 void SVTaskAdditionToTextView::updateSVProgress(const std::string& text)
 {
-    view_.string = text;
+    view_.setString(text);
 }

@@ -36,7 +36,7 @@ void KRRemoteOutputTask::stopMonitor()
 bool KRRemoteOutputTask::followsEnd() const
 {
     const toolkit::View* clip = table_->superview();
-    return clip && clip->bounds.top() > table_->frame.height - 2.0;
+    return clip && clip->bounds().top() > table_->frame().height - 2.0;
 }
 
 void KRRemoteOutputTask::setNumberOfOutputLines(int count)

@@ -36,14 +36,13 @@ std::string scratchAfterLibrary()
 } // namespace
 
 KRTrelkindApplication::KRTrelkindApplication()
-    : scratch_(scratchAfterLibrary()),
-      machines_([this](auto& list, const auto& entry) { return controllerFor(list, entry); }),
-      sorvanta_([this] { reloadTable(); }), localMachineQueue_(platform::processorCount())
+    : scratch_(scratchAfterLibrary()), machines_(*this), sorvanta_([this] { reloadTable(); }),
+      localMachineQueue_(platform::processorCount())
 {
     KRSerialNumber::configure();
-    toolkit::MenuItem& last = menuEntryWithMachines_.add(fixedFinalItem());
+    toolkit::MenuItem last = fixedFinalItem();
     last.perform = [this](const toolkit::MenuItem&) { addLSFMachine(true); };
-    machines_.setDelegate(this);
+    menuEntryWithMachines_.add(std::move(last));
     machineTable_.setDataSource(this);
     reloadObservation_ = platform::NotificationCenter::defaultCenter().observe(
         notifications::kReloadMachineList, [this](const auto&) { reloadTable(); });
@@ -93,7 +92,7 @@ std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(co
 
 std::shared_ptr<KRTrelkindController> KRTrelkindApplication::frontController() const
 {
-    for (const toolkit::Window* window : toolkit::Window::shownWindows())
+    for (const toolkit::Window* window : toolkit::ShownWindows::shared().frontToBack())
         for (const auto& controller : listOfControllers_)
             if (controller->window() == window)
                 return controller;

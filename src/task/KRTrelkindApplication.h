@@ -5,14 +5,15 @@
 #include "platform/loop/MainLoop.h"
 #include "platform/loop/NotificationCenter.h"
 #include "platform/loop/OperationQueue.h"
-#include "task/KRDraggableViewsController.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTaskApplication.h"
 #include "task/ScratchFolder.h"
 #include "task/SorvantaLink.h"
 #include "toolkit/Controls.h"
+#include "toolkit/KRDraggableViewsController.h"
 #include "toolkit/Menu.h"
 #include "toolkit/Table.h"
+#include "toolkit/Window.h"
 
 #include <memory>
 #include <optional>
@@ -69,10 +70,7 @@ public:
     void shouldNotQuit() override;
 
     // The machine list.
-    std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() override
-    {
-        return machines_.controllers();
-    }
+    std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() override;
     KRDraggableViewsController& machines() { return machines_; }
     void saveMachineInformation();
     void updateMachineInformation();
@@ -80,8 +78,9 @@ public:
     void menuNeedsUpdate(toolkit::Menu& menu);
     bool menuHasKeyEquivalent() const { return false; }
     void addLSFMachine(bool senderIsMenuItem);
-    std::shared_ptr<KRTrelkindMachine> controllerFor(
-        KRDraggableViewsController& list, const platform::Value& propertyList);
+    std::shared_ptr<KRDraggableEntry> controllerFor(
+        KRDraggableViewsController& list, const platform::Value& propertyList) override;
+    void couldNotGetPropertyFrom(const std::string& className) override;
     void userActionEndedForDragController(KRDraggableViewsController&) override;
     void createMachineConnection();
     toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }

@@ -33,11 +33,11 @@ void KRTrelkindApplication::awakeFromNib()
                 : stored.reason);
     machines_.fillFromPropertyList(stored.value);
     machines_.forceViewReset();
-    machines_.setAcceptableDragTypes({"SV Machine Definition"});
+    machines_.setAcceptableDragTypes({KRTrelkindMachine::kDragType});
 
     const auto readHelp = [this](const char* name, toolkit::TextView& view) {
-        view.string =
-            platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or("");
+        view.setString(
+            platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or(""));
     };
     readHelp("HelpCreateTask", helpCreateTask);
     readHelp("HelpOverview", helpOverview);
@@ -70,7 +70,16 @@ std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::makeMachine(const std:
     return maker == KRTrelkindMachine::kinds().end() ? nullptr : maker->second();
 }
 
-std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
+std::vector<std::shared_ptr<KRTrelkindMachine>> KRTrelkindApplication::remoteMachines()
+{
+    std::vector<std::shared_ptr<KRTrelkindMachine>> machines;
+    for (const auto& entry : machines_.controllers())
+        machines.push_back(
+            std::static_pointer_cast<KRTrelkindMachine>(entry)); // controllerFor() makes no others.
+    return machines;
+}
+
+std::shared_ptr<KRDraggableEntry> KRTrelkindApplication::controllerFor(
     KRDraggableViewsController&, const platform::Value& propertyList)
 {
     const std::string kind = propertyList.textFor("Type").value_or(KRTrelkindMachine::kClusterKind);
@@ -87,6 +96,11 @@ std::shared_ptr<KRTrelkindMachine> KRTrelkindApplication::controllerFor(
     machine->close();
     machine->fillFromPropertyList(propertyList);
     return machine;
+}
+
+void KRTrelkindApplication::couldNotGetPropertyFrom(const std::string& className)
+{
+    KRMessageCenter::addMessage(fmt::format("Could not get property from {}", className));
 }
 
 void KRTrelkindApplication::addLSFMachine(bool senderIsMenuItem)
@@ -140,13 +154,15 @@ bool KRTrelkindApplication::isReusable(int menuIndex) const
 void KRTrelkindApplication::updateMenuOfMachines()
 {
     toolkit::Menu& menu = menuEntryWithMachines_;
-    const auto& list = machines_.controllers();
+    const auto list = remoteMachines();
     const int count = static_cast<int>(list.size());
     for (int i = 0; i < count; ++i) {
         const auto& machine = list[static_cast<std::size_t>(i)];
         if (isReusable(i)) {
-            menu.item(i).title = machine->machineDescription();
-            menu.item(i).representedObject = machine;
+            menu.change(i, [&machine](toolkit::MenuItem& item) {
+                item.title = machine->machineDescription();
+                item.representedObject = machine;
+            });
         } else {
             menu.insert(i, menuItemForMachine(machine->machineDescription(), machine));
         }
@@ -161,7 +177,7 @@ void KRTrelkindApplication::menuNeedsUpdate(toolkit::Menu& menu)
 {
     while (menu.count() > kFixedItemsOfRunMenu)
         menu.remove(menu.count() - 1);
-    for (const auto& machine : machines_.controllers())
+    for (const auto& machine : remoteMachines())
         for (const std::string& queue : machine->queuNames())
             menu.add(menuItemForMachine(fmt::format("{} : {}", machine->machineDescription(), queue),
                 KRTrelkindController::RunTarget{machine, queue}));
@@ -176,7 +192,7 @@ toolkit::CellValue KRTrelkindApplication::objectValueForTableColumn(
     const toolkit::Table&, std::string_view, int row)
 {
     const auto index = static_cast<std::size_t>(row);
-    const auto& list = machines_.controllers();
+    const auto list = remoteMachines();
     return row >= 0 && index < list.size() ? toolkit::CellValue(list[index]->machineDescription())
                                            : toolkit::CellValue();
 }

@@ -113,25 +113,30 @@ void KRTrelkindController::loadWindow()
         table->setDelegate(this);
     }
     views_->outputFromProgram.setDataSource(this);
+    views_->window.shouldClose = [this] { return windowShouldClose(); };
+    views_->xCodeProjectLocation.whenCommitted = [this] { xCodeProjectChanged(); };
+    views_->writeUp.whenEdited = [this] { textDidChange(); };
+    views_->writeUp.whenEditingEnded = [this] { textDidEndEditing(); };
+    views_->fixedPartOfView.willSelect = [this] { willSelectTabViewItem(); };
 }
 
 void KRTrelkindController::insertTextIntoFields()
 {
-    views_->executable.stringValue = executable().value_or("");
+    views_->executable.setStringValue(executable().value_or(""));
     views_->window.setTitle(wrapperName());
-    views_->howMuchIsDoneField.stringValue =
-        fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size());
+    views_->howMuchIsDoneField.setStringValue(
+        fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size()));
     readWriteUp();
-    views_->setupDescription.string =
-        files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or("");
-    views_->xCodeProjectLocation.stringValue = xCodeProject().value_or("");
+    views_->setupDescription.setString(
+        files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or(""));
+    views_->xCodeProjectLocation.setStringValue(xCodeProject().value_or(""));
 }
 
 void KRTrelkindController::readWriteUp()
 {
     const std::string package = wrapperName() + "/Info.rtfd";
     const auto writeUp = files::readFile(package + "/TXT.rtf");
-    views_->writeUp.string = writeUp.value_or("");
+    views_->writeUp.setString(writeUp.value_or(""));
     if (writeUp || !files::exists(package))
         return;
     const auto names = files::contentsOfDirectory(package);
@@ -168,11 +173,9 @@ void KRTrelkindController::addViewForEngine()
     toolkit::View* panel = engine_ ? engine_->settingsView() : nullptr;
     if (!panel || !views_)
         return;
-    toolkit::Rect& fixed = views_->fixedPartOfView.frame;
-    const double height = panel->frame.height;
-    panel->frame = {0, 0, fixed.width, height};
-    fixed.y += height;
-    fixed.height -= height;
+    const double height = panel->frame().height;
+    panel->setFrame({0, 0, views_->fixedPartOfView.frame().width, height});
+    views_->raiseFixedPart(height);
     if (toolkit::View* parent = views_->fixedPartOfView.superview())
         parent->addSubview(*panel);
 }
@@ -265,11 +268,8 @@ void KRTrelkindController::endAllTasks()
     toolkit::View* panel = engine_->settingsView();
     if (!panel)
         return;
-    if (views_) {
-        const double height = panel->frame.height;
-        views_->fixedPartOfView.frame.y -= height;
-        views_->fixedPartOfView.frame.height += height;
-    }
+    if (views_)
+        views_->raiseFixedPart(-panel->frame().height);
     panel->removeFromSuperview();
     // Its last runs may still be ending; they must not reach a controller that has gone meanwhile.
     std::erase_if(detachedEngines_, [](const auto& engine) { return engine.expired(); });
@@ -345,7 +345,7 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
     wrapper_.executable = name;
     wrapper_.originalExecutable = chosen;
     if (views_)
-        views_->executable.stringValue = name.value_or("");
+        views_->executable.setStringValue(name.value_or(""));
     Value::Dictionary stored{{"OriginalExecutable", chosen}};
     if (name)
         stored["Executable"] = *name;
@@ -360,7 +360,7 @@ void KRTrelkindController::prepareForUpload()
 
 void KRTrelkindController::xCodeProjectChanged()
 {
-    if (!views_ || views_->xCodeProjectLocation.stringValue == xCodeProject().value_or(""))
+    if (!views_ || views_->xCodeProjectLocation.stringValue() == xCodeProject().value_or(""))
         return;
     const std::string path = wrapperName() + "/Info.plist";
     if (wrapper_.infoIsUnreadable) {
@@ -368,7 +368,8 @@ void KRTrelkindController::xCodeProjectChanged()
             fmt::format("{} can't be read and is not written over. Remove or mend it first.", path));
         return;
     }
-    wrapper_.storedInformation.mutableDictionary()["Project Name"] = views_->xCodeProjectLocation.stringValue;
+    wrapper_.storedInformation.mutableDictionary()["Project Name"] =
+        views_->xCodeProjectLocation.stringValue();
     platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
 }
 
@@ -391,7 +392,7 @@ void KRTrelkindController::saveWriteUpIfNeeded()
     }
     files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
-    writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
+    writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string());
     if (writeUpChanged_)
         KRMessageCenter::addMessage("Could not save the notes.",
             fmt::format("{} can't be written: copy your text before you close the window.", package));

@@ -47,7 +47,7 @@ public:
     toolkit::Window* window() const;
     TrelkindWindow* views() { return views_.get(); } // Null once the window has closed.
     SVTrelkindEngine* engine() const { return engine_.get(); }
-    toolkit::Menu contextMenuForRow(int row) const;
+    std::shared_ptr<toolkit::Menu> contextMenuForRow(int row) const; // Null outside of the table.
 
     // Called by engines and tasks.
     bool isStillEnding(const SVSingleTask& task) const override;
@@ -106,6 +106,7 @@ public:
     toolkit::CellValue objectValueForTableColumn(
         const toolkit::Table&, std::string_view column, int row) override;
     void tableViewSelectionDidChange(toolkit::Table&) override;
+    std::shared_ptr<toolkit::Menu> contextMenuForTableRow(toolkit::Table&, int row) override;
 
 private:
     explicit KRTrelkindController(const std::string& initWithWrapperName);

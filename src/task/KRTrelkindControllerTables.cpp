@@ -34,10 +34,15 @@ const SVFileContent* KRTrelkindController::selectedContent() const
     return file ? &selectedTask()->contentForFile(*file) : nullptr;
 }
 
-toolkit::Menu KRTrelkindController::contextMenuForRow(int row) const
+std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForRow(int row) const
 {
     const auto task = taskForRow(row);
-    return task ? task->contextMenu() : toolkit::Menu();
+    return task ? task->contextMenu() : nullptr;
+}
+
+std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForTableRow(toolkit::Table& table, int row)
+{
+    return views_ && &table == &views_->taskList ? contextMenuForRow(row) : nullptr;
 }
 
 int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
@@ -156,7 +161,7 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
     } else if (&table == &views_->fileTable) {
         const auto file = selectedFile();
         const bool isDataFile = file && SVFileContent::isDataFile(*file);
-        views_->optionForFileDisplay.selectedIdentifier = isDataFile ? "DataFile" : "Nothing";
+        views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
         if (isDataFile)
             views_->dataFileContent.reloadData();
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/plist/Value.h"
+#include "toolkit/KRDraggableViewsController.h"
 
 #include <functional>
 #include <map>
@@ -13,22 +14,18 @@ class SVTaskMachine;
 class SVTrelkindEngine;
 
 // The definition of a machine that takes whole batches: an entry of the machine list. Main thread.
-class KRTrelkindMachine {
+class KRTrelkindMachine : public KRDraggableEntry {
 public:
-    virtual ~KRTrelkindMachine() = default;
-
     virtual std::string machineName() const = 0;
     virtual std::string machineDescription() const = 0;
     virtual std::vector<std::string> queuNames() const = 0;
     virtual std::shared_ptr<SVTrelkindEngine> createTaskFor(
         SVTaskController& controller, const std::string& queue) = 0;
 
-    virtual void fillFromPropertyList(const platform::Value&) = 0;
-    // A dictionary for the machine list; null when it can't be had.
-    virtual platform::Value propertyList() const = 0;
     virtual void finishConnections() { }
     virtual void close() { }
-    virtual std::string className() const = 0;
+    std::vector<std::string> draggingTypes() const override { return {kDragType}; }
+    static constexpr const char* kDragType = "SV Machine Definition";
 
     // The kind of a cluster's machine, and that of an entry which names none.
     static constexpr const char* kClusterKind = "LSF";

@@ -26,6 +26,12 @@ SVFileContent SVFileContent::ofFile(const std::string& path)
     return content;
 }
 
+std::vector<toolkit::Column> SVFileContent::columns()
+{
+    return {{.identifier = "Name", .title = "Name"}, {.identifier = "Type", .title = "Type"},
+        {.identifier = "Information", .title = "Information"}};
+}
+
 std::string SVFileContent::cell(std::string_view column, std::size_t row) const
 {
     if (!names || row >= names->size())

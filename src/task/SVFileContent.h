@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/plist/Value.h"
+#include "toolkit/Table.h"
 
 #include <functional>
 #include <optional>
@@ -21,6 +22,9 @@ struct SVFileContent {
     // A cell of the table of variables: for "Type" the type, for "Information" the number of time values or a
     // single number itself, for any other column the name. Empty beyond the last name.
     std::string cell(std::string_view column, std::size_t row) const;
+
+    // The columns of that table.
+    static std::vector<toolkit::Column> columns();
 
     // Whether a file is a data file by its extension, in whatever case.
     static bool isDataFile(const std::string& name);

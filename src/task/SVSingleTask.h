@@ -108,7 +108,7 @@ public:
     void deselectFromView();
     void updateStandardOutView();
     void updateOutput();
-    toolkit::Menu contextMenu();
+    std::shared_ptr<toolkit::Menu> contextMenu();
 
     // The controller goes away.
     void removeFromProject();

@@ -78,21 +78,20 @@ toolkit::MenuItem SVSingleTask::menuItem(
     return item;
 }
 
-toolkit::Menu SVSingleTask::contextMenu()
+std::shared_ptr<toolkit::Menu> SVSingleTask::contextMenu()
 {
-    toolkit::Menu menu("  ");
-    menu.autoenablesItems = false;
+    auto menu = std::make_shared<toolkit::Menu>("  ");
     if (transferringInput_ || transferringOutput_) {
-        menu.add(menuItem("Retry transfer", "retrySCP:", &SVSingleTask::retrySCP));
-        menu.add(menuItem("Abort Task", "abortSCP:", &SVSingleTask::abortSCP));
+        menu->add(menuItem("Retry transfer", "retrySCP:", &SVSingleTask::retrySCP));
+        menu->add(menuItem("Abort Task", "abortSCP:", &SVSingleTask::abortSCP));
     } else if ((runningOn_ && currentlyRunning_) || submittedToWaitQue_) {
-        menu.add(menuItem("Abort Task", "abortRun:", &SVSingleTask::abortRun));
+        menu->add(menuItem("Abort Task", "abortRun:", &SVSingleTask::abortRun));
     } else {
         toolkit::MenuItem nothing;
         nothing.title = "Nothing";
         nothing.action = "foo:";
         nothing.isEnabled = false;
-        menu.add(std::move(nothing));
+        menu->add(std::move(nothing));
     }
     return menu;
 }

@@ -17,12 +17,13 @@ constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
 
 SVTrelkindEngineLocal::LocalAddition::LocalAddition()
 {
-    view.layout = "Local addition";
-    view.frame = kPanelFrame;
-    startButton.title = "Start";
-    endButton.title = "End";
-    endButton.isHidden = true;
-    concurrency.stringValue = fmt::format("{}", kFirstConcurrency);
+    view.setLayout("Local addition");
+    view.setFrame(kPanelFrame);
+    startButton.setTitle("Start");
+    endButton.setTitle("End");
+    endButton.setHidden(true);
+    concurrency.setStringValue(fmt::format("{}", kFirstConcurrency));
+    concurrency.setAccessibleName("Tasks at a time");
     for (toolkit::View* part : {static_cast<toolkit::View*>(&startButton),
              static_cast<toolkit::View*>(&endButton), static_cast<toolkit::View*>(&concurrency)})
         view.addSubview(*part);
@@ -30,13 +31,17 @@ SVTrelkindEngineLocal::LocalAddition::LocalAddition()
 
 SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
     : SVTrelkindEngine(withTask), operations_(kFirstConcurrency)
-{ }
+{
+    panel_.startButton.whenPressed = [this] { startTasks(); };
+    panel_.endButton.whenPressed = [this] { endTasks(); };
+    panel_.concurrency.whenCommitted = [this] { changeConcurrency(panel_.concurrency); };
+}
 
 void SVTrelkindEngineLocal::startTasks()
 {
     running_ = true;
-    panel_.startButton.isHidden = true;
-    panel_.endButton.isHidden = false;
+    panel_.startButton.setHidden(true);
+    panel_.endButton.setHidden(false);
     if (!taskController_)
         return;
     const std::string& wrapper = taskController_->wrapperName();
@@ -64,7 +69,7 @@ void SVTrelkindEngineLocal::endTasks()
 {
     checkPeriodically_.reset();
     operations_.cancelAllOperations();
-    panel_.endButton.isHidden = true;
+    panel_.endButton.setHidden(true);
     updateStatus();
 }
 
@@ -116,8 +121,8 @@ void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
     if (operations_.operationCount() != 0)
         return;
     checkPeriodically_.reset();
-    panel_.startButton.isHidden = false;
-    panel_.endButton.isHidden = true;
+    panel_.startButton.setHidden(false);
+    panel_.endButton.setHidden(true);
     if (taskController_ && isAttached_ && allTasksAreFinished())
         taskController_->endAllTasks();
 }

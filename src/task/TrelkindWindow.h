@@ -3,12 +3,25 @@
 #include "toolkit/Controls.h"
 #include "toolkit/Menu.h"
 #include "toolkit/Table.h"
+#include "toolkit/Window.h"
 
 // The window of one open wrapper and the views in it. A front end shows them.
+//
+//     content             one below the other:
+//       heading             fields of the whole batch
+//       fixedPartOfView     two tabs:
+//         batchPage           tasks; files beside what is in the selected one; output
+//         notesPage           the user's notes, the description of the set-up
+//       an engine's panel   while an engine is attached
 struct TrelkindWindow {
     toolkit::Window window;
-    toolkit::View content;
-    toolkit::View fixedPartOfView; // Gives up room to an engine's panel.
+    toolkit::Stack content{toolkit::Direction::Down};
+    toolkit::Stack heading{toolkit::Direction::Across};
+    toolkit::TabView fixedPartOfView; // Gives up room to an engine's panel.
+    toolkit::Split batchPage{toolkit::Direction::Down};
+    toolkit::Split filesAndContent{toolkit::Direction::Across};
+    toolkit::Split notesPage{toolkit::Direction::Down};
+
     toolkit::Table taskList;
     toolkit::Table fileTable;
     toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".
@@ -27,17 +40,13 @@ struct TrelkindWindow {
     toolkit::TextView writeUp;
     toolkit::TextView setupDescription;
 
-    TrelkindWindow()
-    {
-        window.layout = "TrelkindWindow";
-        content.frame = content.bounds = fixedPartOfView.frame = {0, 0, 900, 600};
-        outputScroller.bounds = {0, 0, 400, 200};
-        content.setWindow(&window);
-        content.addSubview(fixedPartOfView);
-        outputScroller.addSubview(outputFromProgram);
-        for (toolkit::View* part : {static_cast<toolkit::View*>(&taskList),
-                 static_cast<toolkit::View*>(&fileTable), static_cast<toolkit::View*>(&optionForFileDisplay),
-                 static_cast<toolkit::View*>(&dataFileContent), &outputScroller})
-            fixedPartOfView.addSubview(*part);
-    }
+    TrelkindWindow();
+
+    // Moves the fixed part up by a height that an engine's panel takes below it, or back down by a negative
+    // one.
+    void raiseFixedPart(double height);
+
+private:
+    void arrange();
+    void name();
 };

@@ -10,25 +10,43 @@ MenuItem MenuItem::separator()
     return item;
 }
 
-MenuItem& Menu::add(MenuItem item)
+void Menu::add(MenuItem item)
 {
-    return insert(count(), std::move(item));
+    insert(count(), std::move(item));
 }
 
-MenuItem& Menu::insert(int index, MenuItem item)
+void Menu::insert(int index, MenuItem item)
 {
-    return **items_.insert(items_.begin() + index, std::make_unique<MenuItem>(std::move(item)));
+    items_.insert(items_.begin() + index, std::move(item));
+    changed({.structure = true});
 }
 
 void Menu::remove(int index)
 {
     items_.erase(items_.begin() + index);
+    changed({.structure = true});
+}
+
+void Menu::change(int index, const std::function<void(MenuItem&)>& how)
+{
+    how(items_.at(static_cast<std::size_t>(index)));
+    changed({.value = true});
+}
+
+bool Menu::isEnabled(int index) const
+{
+    const MenuItem& asked = item(index);
+    if (asked.isSeparator)
+        return false;
+    return validator && !asked.action.empty() ? validator(asked.action) : asked.isEnabled;
 }
 
 void Menu::choose(int index)
 {
+    if (!isEnabled(index))
+        return;
     const MenuItem chosen = item(index); // The action may rebuild the menu.
-    if (chosen.isEnabled && chosen.perform)
+    if (chosen.perform)
         chosen.perform(chosen);
 }
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace toolkit {
 
@@ -23,24 +24,32 @@ void Table::setDataSource(TableDataSource* source)
     reloadData();
 }
 
+void Table::setColumns(std::vector<Column> columns)
+{
+    columns_ = std::move(columns);
+    changed({.structure = true});
+}
+
+const Column* Table::column(std::string_view identifier) const
+{
+    const auto found = std::find_if(columns_.begin(), columns_.end(),
+        [identifier](const Column& column) { return column.identifier == identifier; });
+    return found == columns_.end() ? nullptr : &*found;
+}
+
 void Table::noteNumberOfRowsChanged()
 {
-    rowCount_ = source_ ? std::max(0, source_->numberOfRowsInTableView(*this)) : 0;
+    set(rowCount_, source_ ? std::max(0, source_->numberOfRowsInTableView(*this)) : 0, {.rows = true});
     // The document grows and shrinks with its rows; what is visible of it is the enclosing view's matter.
-    frame.height = rowCount_ * rowHeight;
-    std::set<int> kept(selection_.begin(), selection_.lower_bound(rowCount_));
-    const bool lost = kept.size() != selection_.size();
-    selection_ = std::move(kept);
-    if (lost && delegate_)
-        delegate_->tableViewSelectionDidChange(*this);
-    if (whenChanged)
-        whenChanged();
+    Rect document = frame();
+    document.height = rowCount_ * rowHeight_;
+    setFrame(document);
+    selectRows(selection_);
 }
 
 void Table::reloadData()
 {
-    ++timesReloaded_;
-    needsDisplay = true;
+    changed({.data = true});
     noteNumberOfRowsChanged();
 }
 
@@ -59,16 +68,16 @@ CellStyle Table::styleForDisplay(std::string_view column, int row)
     return style;
 }
 
+std::shared_ptr<Menu> Table::contextMenu(int row)
+{
+    return delegate_ ? delegate_->contextMenuForTableRow(*this, row) : nullptr;
+}
+
 void Table::selectRows(const std::set<int>& rows)
 {
     std::set<int> wanted(rows.lower_bound(0), rows.lower_bound(rowCount_));
-    if (wanted == selection_)
-        return;
-    selection_ = std::move(wanted);
-    if (delegate_)
+    if (set(selection_, std::move(wanted), {.selection = true}) && delegate_)
         delegate_->tableViewSelectionDidChange(*this);
-    if (whenChanged)
-        whenChanged();
 }
 
 int Table::selectedRow() const
@@ -78,16 +87,35 @@ int Table::selectedRow() const
 
 void Table::scrollRowToVisible(int row)
 {
-    lastRowScrolledTo_ = row;
     View* clip = superview();
     if (!clip)
         return;
-    const double top = row * rowHeight;
-    const double bottom = top + rowHeight;
-    if (top < clip->bounds.y)
-        clip->bounds.y = top;
-    else if (bottom > clip->bounds.top())
-        clip->bounds.y = bottom - clip->bounds.height;
+    const double top = row * rowHeight_;
+    const double bottom = top + rowHeight_;
+    Rect visible = clip->bounds();
+    if (top < visible.y)
+        visible.y = top;
+    else if (bottom > visible.top())
+        visible.y = bottom - visible.height;
+    clip->setBounds(visible);
+}
+
+void Table::setVisibleRange(VisibleRange range)
+{
+    if (View* clip = superview())
+        clip->setBounds(
+            {clip->bounds().x, range.first * rowHeight_, clip->bounds().width, range.count * rowHeight_});
+}
+
+Table::VisibleRange Table::visibleRange() const
+{
+    const View* clip = superview();
+    if (!clip)
+        return {0, rowCount_};
+    const int first = std::clamp(static_cast<int>(clip->bounds().y / rowHeight_), 0, rowCount_);
+    const int end =
+        std::clamp(static_cast<int>(std::ceil(clip->bounds().top() / rowHeight_)), first, rowCount_);
+    return {first, end - first};
 }
 
 void moveSource(TableDataSource& source, Table*& held, Table* next)

@@ -1,12 +1,15 @@
 #pragma once
 
+#include "toolkit/Menu.h"
 #include "toolkit/View.h"
 
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace toolkit {
 
@@ -36,6 +39,19 @@ public:
     virtual ~TableDelegate() = default;
     virtual void tableViewSelectionDidChange(Table&) { }
     virtual void willDisplayCell(Table&, CellStyle&, std::string_view, int) { }
+    virtual std::shared_ptr<Menu> contextMenuForTableRow(Table&, int) { return nullptr; }
+};
+
+// A column, known to the source by its identifier.
+struct Column {
+    enum class Cell { Text, Progress }; // Progress: a bar for a number from 0 to 100.
+    enum class Alignment { Left, Right, Center };
+
+    std::string identifier{};
+    std::string title{};
+    Cell cell = Cell::Text;
+    Alignment alignment = Alignment::Left;
+    bool isHidden = false; // Until the user asks for it.
 };
 
 // A table that asks its data source for what it shows. Source and delegate are borrowed and must be taken
@@ -46,34 +62,45 @@ public:
     void setDataSource(TableDataSource*);
     void setDelegate(TableDelegate* delegate) { delegate_ = delegate; }
 
+    const std::vector<Column>& columns() const { return columns_; }
+    void setColumns(std::vector<Column>);
+    const Column* column(std::string_view identifier) const; // Null when there is none.
+
     // The number of rows as it was last noted: a row added since then isn't there yet.
     int numberOfRows() const { return rowCount_; }
     void noteNumberOfRowsChanged();
     void reloadData(); // Notes the number of rows as well, and all of it is told once.
-    int timesReloaded() const { return timesReloaded_; }
 
     CellValue value(std::string_view column, int row) const;
     CellStyle styleForDisplay(std::string_view column, int row);
+    std::shared_ptr<Menu> contextMenu(int row); // Null when there is none.
 
-    // Rows outside of the table are left out. The delegate is told when the selection is another one
+    // Rows outside of the table are left out. The delegate is told at once when the selection is another one
     // afterwards.
     void selectRows(const std::set<int>& rows);
     const std::set<int>& selectedRows() const { return selection_; }
     int selectedRow() const; // The last selected row, -1 when there is none.
 
+    // Moves the visible part, which is that of the enclosing view, by as little as shows the row.
     void scrollRowToVisible(int row);
-    int lastRowScrolledTo() const { return lastRowScrolledTo_; } // -1 when it was never scrolled.
+    // The front end: the rows that are on display, whole or in part.
+    struct VisibleRange {
+        int first = 0;
+        int count = 0;
+        bool operator==(const VisibleRange&) const = default;
+    };
+    void setVisibleRange(VisibleRange);
+    VisibleRange visibleRange() const;
 
-    double rowHeight = 17;
-    // The front end's: called after rows, data or selection changed.
-    std::function<void()> whenChanged;
+    double rowHeight() const { return rowHeight_; }
+    void setRowHeight(double height) { set(rowHeight_, height); }
 
 private:
     TableDataSource* source_ = nullptr;
     TableDelegate* delegate_ = nullptr;
+    std::vector<Column> columns_;
     int rowCount_ = 0;
-    int timesReloaded_ = 0;
-    int lastRowScrolledTo_ = -1;
+    double rowHeight_ = 17;
     std::set<int> selection_;
 };
 

@@ -1,46 +1,6 @@
 #include "toolkit/View.h"
 
-#include <algorithm>
-
 namespace toolkit {
-
-namespace {
-
-std::vector<Window*>& frontToBack()
-{
-    static std::vector<Window*> windows;
-    return windows;
-}
-
-} // namespace
-
-const std::vector<Window*>& Window::shownWindows()
-{
-    return frontToBack();
-}
-
-Window::~Window()
-{
-    std::erase(frontToBack(), this);
-}
-
-void Window::orderFront()
-{
-    std::erase(frontToBack(), this);
-    frontToBack().insert(frontToBack().begin(), this);
-    visible_ = true;
-    ++timesOrderedFront_;
-    if (whenVisibilityChanges)
-        whenVisibilityChanges();
-}
-
-void Window::close()
-{
-    std::erase(frontToBack(), this);
-    visible_ = false;
-    if (whenVisibilityChanges)
-        whenVisibilityChanges();
-}
 
 View::~View()
 {
@@ -54,6 +14,7 @@ void View::addSubview(View& child)
     child.removeFromSuperview();
     child.superview_ = this;
     subviews_.push_back(&child);
+    changed({.structure = true});
 }
 
 void View::removeFromSuperview()
@@ -61,6 +22,7 @@ void View::removeFromSuperview()
     if (!superview_)
         return;
     std::erase(superview_->subviews_, this);
+    superview_->changed({.structure = true});
     superview_ = nullptr;
 }
 

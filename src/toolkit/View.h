@@ -1,15 +1,13 @@
 #pragma once
 
-#include "toolkit/UndoManager.h"
+#include "toolkit/Model.h"
 
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace toolkit {
 
-// View models: what a front end shows and what the logic sets and asks. They hold no pixels and no events; a
-// front end reads them, and a test is a front end too. All of the toolkit belongs to the main thread.
+class Window;
 
 struct Rect {
     double x = 0;
@@ -34,46 +32,11 @@ struct Color {
     bool operator==(const Color&) const = default;
 };
 
-class Window {
-public:
-    Window() = default;
-    ~Window();
-    Window(const Window&) = delete;
-    Window& operator=(const Window&) = delete;
-
-    // The windows that are shown, the frontmost first.
-    static const std::vector<Window*>& shownWindows();
-
-    const std::string& title() const { return title_; }
-    void setTitle(std::string title) { title_ = std::move(title); }
-    bool isVisible() const { return visible_; }
-    // Brings the window to the front, showing it when it was hidden.
-    void orderFront();
-    void close();
-    int timesOrderedFront() const { return timesOrderedFront_; }
-    UndoManager& undoManager() { return undoManager_; }
-
-    std::string layout; // As that of a view.
-    Size minimumSize;
-    Size maximumSize{1e9, 1e9};
-    // The front end's: called after the window was brought to the front or closed.
-    std::function<void()> whenVisibilityChanges;
-
-private:
-    std::string title_;
-    bool visible_ = false;
-    int timesOrderedFront_ = 0;
-    UndoManager undoManager_;
-};
-
 // A rectangle in a tree of rectangles. The tree borrows: a view leaves its parent, and lets its children go,
 // when it is destroyed.
-class View {
+class View : public Model {
 public:
-    View() = default;
-    virtual ~View();
-    View(const View&) = delete;
-    View& operator=(const View&) = delete;
+    ~View() override;
 
     void addSubview(View&);
     void removeFromSuperview();
@@ -82,21 +45,52 @@ public:
 
     // The window of the root view; null when the tree has none.
     Window* window() const;
-    void setWindow(Window* window) { window_ = window; }
 
+    // What the view is called for people who can't see it, and in tests.
+    const std::string& accessibleName() const { return accessibleName_; }
+    void setAccessibleName(std::string name) { set(accessibleName_, std::move(name)); }
     // The layout that a front end draws the view and what is in it by; empty for one that is drawn by its
     // kind.
-    std::string layout;
-    Rect frame; // In the parent's coordinates.
-    Rect bounds; // The visible part, in the view's own coordinates.
-    bool isHidden = false;
-    // The view shows less than what is known; a front end draws it anew and clears the flag.
-    bool needsDisplay = false;
+    const std::string& layout() const { return layout_; }
+    void setLayout(std::string layout) { set(layout_, std::move(layout), {.structure = true}); }
+    const Rect& frame() const { return frame_; } // In the parent's coordinates.
+    void setFrame(const Rect& frame) { set(frame_, frame); }
+    const Rect& bounds() const { return bounds_; } // The visible part, in the view's own coordinates.
+    void setBounds(const Rect& bounds) { set(bounds_, bounds); }
+    bool isHidden() const { return isHidden_; }
+    void setHidden(bool isHidden) { set(isHidden_, isHidden); }
+    // Tells that the view shows less than what is known.
+    void setNeedsDisplay() { changed({.data = true}); }
 
 private:
+    friend class Window;
+
     View* superview_ = nullptr;
     std::vector<View*> subviews_;
-    Window* window_ = nullptr;
+    Window* window_ = nullptr; // Of a window's content alone.
+    std::string accessibleName_;
+    std::string layout_;
+    Rect frame_;
+    Rect bounds_;
+    bool isHidden_ = false;
+};
+
+// Views in a row or one below the other, in the order of adding.
+enum class Direction { Down, Across };
+
+class Stack : public View {
+public:
+    explicit Stack(Direction direction) : direction_(direction) { }
+    Direction direction() const { return direction_; }
+
+private:
+    Direction direction_;
+};
+
+// The same with borders that the user moves.
+class Split : public Stack {
+public:
+    using Stack::Stack;
 };
 
 } // namespace toolkit

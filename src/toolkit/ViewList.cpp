@@ -10,8 +10,6 @@ void ViewList::add(std::shared_ptr<View> view)
         return;
     addSubview(*view);
     views_.push_back(std::move(view));
-    if (whenChanged)
-        whenChanged();
 }
 
 void ViewList::remove(const std::shared_ptr<View>& view)
@@ -21,8 +19,13 @@ void ViewList::remove(const std::shared_ptr<View>& view)
         return;
     (*place)->removeFromSuperview();
     views_.erase(place);
-    if (whenChanged)
-        whenChanged();
+}
+
+void ViewList::removeAll()
+{
+    for (const auto& view : views_)
+        view->removeFromSuperview();
+    views_.clear();
 }
 
 } // namespace toolkit

@@ -11,13 +11,14 @@ class ViewList : public View {
 public:
     void add(std::shared_ptr<View>);
     void remove(const std::shared_ptr<View>&);
+    void removeAll();
     const std::vector<std::shared_ptr<View>>& views() const { return views_; }
 
-    double spaceToTheLeft = 0;
-    // The front end's: called after a view came or went.
-    std::function<void()> whenChanged;
+    double spaceToTheLeft() const { return spaceToTheLeft_; }
+    void setSpaceToTheLeft(double space) { set(spaceToTheLeft_, space); }
 
 private:
+    double spaceToTheLeft_ = 0;
     std::vector<std::shared_ptr<View>> views_;
 };
 

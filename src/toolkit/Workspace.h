@@ -1,5 +1,7 @@
 #pragma once
 
+#include "toolkit/Dialogs.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -16,6 +18,8 @@ public:
     std::function<void(const std::string& url)> openUrl;
     std::function<void(const std::string& path)> noteFileSystemChanged;
     std::function<void()> soundAlert;
+    std::function<void(const Alert& alert)> showAlert;
+    std::function<void(const FilePanel& panel)> showFilePanel;
 
     // The documents opened last, the newest first, each once.
     void noteRecentDocument(const std::string& path);

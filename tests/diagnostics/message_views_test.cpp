@@ -1,4 +1,5 @@
 #include "diagnostics/KRMessageCenter.h"
+#include "toolkit/Noted.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,7 @@ struct Shown {
     Shown()
     {
         KRMessageCenter::setSharedCenter(center);
-        table.setWindow(&window);
+        window.setContent(&table);
         center->setScrollView(&table);
         center->setDescriptionField(&detail);
         center->setHowManyErrorsField(&count);
@@ -40,14 +41,16 @@ TEST(MessageViews, EveryNewMessageRaisesTheWindowAndIsCounted)
     EXPECT_FALSE(shown.window.isVisible());
     shown.add("one");
     EXPECT_TRUE(shown.window.isVisible());
-    EXPECT_EQ(shown.count.stringValue, "1 message");
+    EXPECT_EQ(shown.count.stringValue(), "1 message");
+    toolkit::Window other;
+    other.orderFront();
     shown.add("two");
-    EXPECT_EQ(shown.window.timesOrderedFront(), 2);
-    EXPECT_EQ(shown.count.stringValue, "2 messages");
+    EXPECT_EQ(toolkit::ShownWindows::shared().frontToBack().front(), &shown.window);
+    EXPECT_EQ(shown.count.stringValue(), "2 messages");
     EXPECT_EQ(toolkit::cellText(shown.table.value("Text", 1)), "two");
     EXPECT_EQ(toolkit::cellText(shown.table.value("Date", 1)).size(), 8U);
     shown.center->clearMessages();
-    EXPECT_EQ(shown.count.stringValue, "");
+    EXPECT_EQ(shown.count.stringValue(), "");
     EXPECT_EQ(shown.table.numberOfRows(), 0);
 }
 
@@ -64,12 +67,12 @@ TEST(MessageViews, ASelectionShowsTheDetailOfItsOwnTable)
     EXPECT_EQ(delegate.last, 2);
 
     shown.table.selectRows({0});
-    EXPECT_EQ(shown.detail.string, "and long");
-    EXPECT_EQ(secondDetail.string, "");
+    EXPECT_EQ(shown.detail.string(), "and long");
+    EXPECT_EQ(secondDetail.string(), "");
     second.selectRows({1});
-    EXPECT_EQ(secondDetail.string, "without");
+    EXPECT_EQ(secondDetail.string(), "without");
     shown.table.selectRows({0, 1});
-    EXPECT_EQ(shown.detail.string, "");
+    EXPECT_EQ(shown.detail.string(), "");
     shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
     EXPECT_EQ(second.dataSource(), nullptr);
 }
@@ -86,11 +89,11 @@ TEST(MessageViews, RecentRowsAreTintedUntilNoneIsDrawn)
     EXPECT_NEAR(style.background->blue, 254.0 / 255, 1e-6);
     EXPECT_TRUE(shown.center->needToRedrawMessageColor());
 
-    shown.table.needsDisplay = false;
+    toolkit::Noted table(shown.table);
     platform::Pace::setFactor(0.01);
     shown.table.styleForDisplay("Text", 0);
     platform::Pace::setFactor(1);
-    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return shown.table.needsDisplay; }, 10));
+    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return table.all.data; }, 10));
     EXPECT_FALSE(shown.center->needToRedrawMessageColor());
     EXPECT_FALSE(shown.table.styleForDisplay("Text", 7).background);
 }

@@ -1,6 +1,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "diagnostics/KRProgressCPP.h"
 #include "diagnostics/SVTaskAddition.h"
+#include "toolkit/Noted.h"
 
 #include <gtest/gtest.h>
 
@@ -40,13 +41,12 @@ protected:
 
 TEST_F(Progress, WorkThatEndsSoonNeverShowsAndTheTimerStopsAfterIt)
 {
-    int changes = 0;
-    list.whenChanged = [&] { ++changes; };
+    const toolkit::Noted changes(list);
     auto brief = entry("brief");
     ASSERT_TRUE(served([&] { return controller->timerIsRunning(); }));
     brief.reset();
     EXPECT_TRUE(served([&] { return !controller->timerIsRunning(); }));
-    EXPECT_EQ(changes, 0);
+    EXPECT_FALSE(changes.all.structure);
 }
 
 TEST_F(Progress, LinesComeAndGoAndAreCounted)
@@ -54,14 +54,14 @@ TEST_F(Progress, LinesComeAndGoAndAreCounted)
     auto first = entry("first");
     auto second = entry("second");
     ASSERT_TRUE(shows(2));
-    EXPECT_EQ(count.stringValue, "2 tasks");
+    EXPECT_EQ(count.stringValue(), "2 tasks");
     EXPECT_FALSE(controller->windowShouldClose());
     first.reset();
     ASSERT_TRUE(shows(1));
-    EXPECT_EQ(count.stringValue, "1 task");
+    EXPECT_EQ(count.stringValue(), "1 task");
     second.reset();
     ASSERT_TRUE(shows(0));
-    EXPECT_EQ(count.stringValue, "");
+    EXPECT_EQ(count.stringValue(), "");
     EXPECT_TRUE(controller->windowShouldClose());
 }
 
@@ -79,7 +79,7 @@ TEST_F(Progress, FractionsAreHeldToTheirRangeUnlessTheyAreAdded)
     EXPECT_TRUE(reaches(0.0F));
     working->increasePercentage(1.25F);
     EXPECT_TRUE(reaches(1.25F));
-    EXPECT_EQ(line->progressPole()->doubleValue, 1.25);
+    EXPECT_EQ(line->progressPole()->doubleValue(), 1.25);
     EXPECT_EQ(controller->getPercentages(), std::vector{1.25F});
 
     const KRProgressCPP part(working, 0.5F, 1.0F);
@@ -118,7 +118,7 @@ TEST_F(Progress, AbortIsSeenByTheWorkerAndToldOnce)
     for (const auto& line : controller->visibleEntries()) {
         line->abortButtonHit();
         line->abortButtonHit();
-        EXPECT_FALSE(line->abortButton()->isEnabled);
+        EXPECT_FALSE(line->abortButton()->isEnabled());
     }
     EXPECT_EQ(listener->hits, 1);
     EXPECT_EQ(caller->caller, 42);
@@ -136,12 +136,12 @@ TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
     platform::NotificationCenter::defaultCenter().post(KRProgressController::kVariableNameChanged, nullptr,
         platform::Value::Dictionary{{"Old", "T"}, {"New", "p"}, {"VariableBin", 5}});
     const auto lines = controller->visibleEntries();
-    EXPECT_EQ(lines[0]->description()->stringValue, "Reading p");
-    EXPECT_EQ(lines[1]->description()->stringValue, "Saving T");
+    EXPECT_EQ(lines[0]->description()->stringValue(), "Reading p");
+    EXPECT_EQ(lines[1]->description()->stringValue(), "Saving T");
     here->updateDescription("Sorting 5 %% of %@ (%@)");
-    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue == "Sorting 5 % of p (%@)"; }));
+    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue() == "Sorting 5 % of p (%@)"; }));
     here->setIndeterminate(true);
-    EXPECT_TRUE(lines[0]->progressPole()->isAnimating) << "at once";
+    EXPECT_TRUE(lines[0]->progressPole()->isAnimating()) << "at once";
 }
 
 struct FractionSource : KRProgressDelegate {
@@ -196,11 +196,11 @@ TEST(TaskAddition, ABarGrowsAndATextIsReplaced)
     SVTaskAdditionToProgressBar onBar(bar);
     onBar.updateSVProgress(30);
     onBar.updateSVProgress(12.5);
-    EXPECT_EQ(bar.doubleValue, 42.5);
+    EXPECT_EQ(bar.doubleValue(), 42.5);
     toolkit::TextView view;
     SVTaskAdditionToTextView onView(view);
     onView.updateSVProgress("copying");
-    EXPECT_EQ(view.string, "copying");
+    EXPECT_EQ(view.string(), "copying");
 }
 
 } // namespace

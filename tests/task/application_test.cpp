@@ -1,6 +1,7 @@
 #include "task/KRTrelkindApplication.h"
 #include "task/SVTrelkindEngine.h"
 #include "task/WrapperOnDisk.h"
+#include "toolkit/Noted.h"
 #include "toolkit/Workspace.h"
 
 #include <gmock/gmock.h>
@@ -40,6 +41,8 @@ struct Cluster : KRTrelkindMachine {
         return name == "broken" ? Value() : Value(Value::Dictionary{{"Type", "LSF"}, {"Machine Name", name}});
     }
     std::string className() const override { return "Cluster"; }
+    std::shared_ptr<toolkit::View> view() override { return shown; }
+    std::shared_ptr<toolkit::View> shown = std::make_shared<toolkit::View>();
     std::string name = "new";
 };
 
@@ -94,9 +97,11 @@ TEST_F(Application, OpensAPathOnce)
     EXPECT_EQ(KRTrelkindApplication::app(), &app);
     EXPECT_TRUE(app.applicationOpenFile(wrapper.path()));
     app.openTask(0, {"/elsewhere"});
+    toolkit::Window other;
+    other.orderFront();
     app.openTask(1, {wrapper.path()});
     ASSERT_EQ(app.listOfControllers().size(), 1U);
-    EXPECT_EQ(app.listOfControllers()[0]->window()->timesOrderedFront(), 2);
+    EXPECT_EQ(toolkit::ShownWindows::shared().frontToBack().front(), app.listOfControllers()[0]->window());
     EXPECT_EQ(toolkit::Workspace::shared().recentDocuments().at(0), wrapper.path());
     const auto first = app.listOfControllers()[0]->serialNumber();
     EXPECT_EQ(app.openTaskWithName(wrapper.path() + "/.")->serialNumber(), first + 1);
@@ -112,8 +117,12 @@ TEST_F(Application, KeepsTheMachineList)
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
         {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
-        EXPECT_THAT(help->string, testing::StartsWith("{\\rtf1"));
+        EXPECT_THAT(help->string(), testing::StartsWith("{\\rtf1"));
+    const auto shown = [&] { return app.machines().viewList().views(); };
+    EXPECT_THAT(shown(), testing::SizeIs(2));
+    const auto first = shown().at(0);
     app.machines().moveController(0, 1);
+    EXPECT_EQ(shown().at(1), first);
     app.addLSFMachine(true);
     EXPECT_TRUE(app.machineWindow().isVisible());
     const auto stored = [&] {
@@ -207,9 +216,9 @@ TEST_F(Application, AWrapperGoesBackToTheMachineThatItWasBoundTo)
 TEST_F(Application, TellsTheWindowsThatMachinesHaveChanged)
 {
     KRTrelkindApplication app;
-    const int before = app.machineTable().timesReloaded();
+    toolkit::Noted table(app.machineTable());
     platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
-    EXPECT_EQ(app.machineTable().timesReloaded(), before + 1);
+    EXPECT_TRUE(table.takeReload());
     int connects = 0;
     const auto observation = platform::NotificationCenter::defaultCenter().observe(
         "SVConnectToServer", [&](const auto& notification) { connects += notification.object == &app; });

@@ -61,7 +61,7 @@ TEST_F(Controller, ShowsTheTasksByColumn)
     EXPECT_THAT(row(0), ElementsAre("1", "0", "", "Done", "100", "0", "Empty"));
     EXPECT_THAT(row(1), ElementsAre("2", "0.5", "", "Running", "42", "0", "Empty"));
     EXPECT_THAT(row(2), ElementsAre("3", "1", "", "Aborted", "0", "0", "Empty"));
-    EXPECT_EQ(controller.views()->howMuchIsDoneField.stringValue, "0/3");
+    EXPECT_EQ(controller.views()->howMuchIsDoneField.stringValue(), "0/3");
     EXPECT_EQ(controller.views()->window.title(), wrapper.path());
 
     controller.taskInformation()[1]->startedARemoteCheck();
@@ -98,11 +98,11 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     const int output = rowOf(views->fileTable, "File Name", "runOutput");
     EXPECT_EQ(cellText(views->fileTable.value("Size", output)), "1K");
     views->fileTable.selectRows({output});
-    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier, "Nothing");
+    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "Nothing");
     EXPECT_EQ(views->dataFileContent.numberOfRows(), 0);
 
     views->fileTable.selectRows({rowOf(views->fileTable, "File Name", "result.SVBIN")});
-    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier, "DataFile");
+    EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "DataFile");
     std::vector<std::string> rows;
     for (int row = 0; row < views->dataFileContent.numberOfRows(); ++row)
         rows.push_back(cellText(views->dataFileContent.value("Name", row)) + " "
@@ -149,21 +149,21 @@ TEST_F(Controller, EnablesWhatCanBeDone)
 TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
 {
     auto& controller = open();
-    const toolkit::Rect before = controller.views()->fixedPartOfView.frame;
+    const toolkit::Rect before = controller.views()->fixedPartOfView.frame();
     controller.endAllTasks();
     controller.startLocalTask();
     SVTrelkindEngine* engine = controller.engine();
     ASSERT_TRUE(engine);
     const toolkit::View* panel = engine->settingsView();
     EXPECT_EQ(panel->superview(), &controller.views()->content);
-    EXPECT_EQ(panel->frame, (toolkit::Rect{0, 0, before.width, panel->frame.height}));
-    EXPECT_EQ(controller.views()->fixedPartOfView.frame,
-        (toolkit::Rect{0, panel->frame.height, before.width, before.height - panel->frame.height}));
+    EXPECT_EQ(panel->frame(), (toolkit::Rect{0, 0, before.width, panel->frame().height}));
+    EXPECT_EQ(controller.views()->fixedPartOfView.frame(),
+        (toolkit::Rect{0, panel->frame().height, before.width, before.height - panel->frame().height}));
     controller.startLocalTask();
     EXPECT_EQ(controller.engine(), engine) << "a second engine is not attached";
     controller.endAllTasks();
     EXPECT_FALSE(controller.engine());
-    EXPECT_EQ(controller.views()->fixedPartOfView.frame, before);
+    EXPECT_EQ(controller.views()->fixedPartOfView.frame(), before);
 }
 
 TEST_F(Controller, RefusesToCloseAndToQuitWhileATaskIsCommitted)
@@ -202,8 +202,7 @@ TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
     const auto task = controller.taskInformation()[0];
     controller.views()->taskList.selectRows({0});
     controller.startLocalTask();
-    controller.views()->writeUp.string = "{\\rtf1 notes}";
-    controller.textDidChange();
+    controller.views()->writeUp.edit("{\\rtf1 notes}");
     int closed = 0;
     const auto observation = platform::NotificationCenter::defaultCenter().observe(
         "SVWindowClosed", [&](const auto& notification) { closed += notification.object == held.get(); });
@@ -224,9 +223,8 @@ TEST_F(Controller, NotesThatCanNotBeReadAreNotWrittenOver)
 {
     files::createDirectories(wrapper / "Info.rtfd/TXT.rtf");
     auto& controller = open();
-    controller.views()->writeUp.string = "new";
-    controller.textDidChange();
-    controller.textDidEndEditing();
+    controller.views()->writeUp.edit("new");
+    controller.views()->writeUp.endEditing();
     EXPECT_TRUE(files::isDirectory(wrapper / "Info.rtfd/TXT.rtf"));
     EXPECT_THAT(wrapper.messages(), ElementsAre("Could not read Info.rtfd."));
 }
@@ -258,14 +256,14 @@ TEST_F(Controller, AMachineThatGoesTakesItsTasksBack)
 TEST_F(Controller, ARowHasTheMenuOfItsTask)
 {
     auto& controller = open();
-    KRTaskContextMenu cell([] { return toolkit::Menu("own"); });
-    EXPECT_EQ(cell.menu().title(), "own");
+    KRTaskContextMenu cell(std::make_shared<toolkit::Menu>("own"));
+    EXPECT_EQ(cell.menu()->title(), "own");
     Machine machine;
     controller.taskInformation()[2]->submittedToWaitingQueOn(machine);
     cell.setTask(&controller, 2);
-    EXPECT_EQ(cell.menu().item(0).title, "Abort Task");
+    EXPECT_EQ(cell.menu()->item(0).title, "Abort Task");
     cell.setTask(&controller, 9);
-    EXPECT_EQ(cell.menu().count(), 0);
+    EXPECT_FALSE(cell.menu());
 }
 
 } // namespace

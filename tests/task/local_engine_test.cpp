@@ -105,11 +105,11 @@ TEST_F(LocalEngine, RunsFourAtATimeInOrderAndAsManyAsItIsTold)
     };
     ASSERT_TRUE(served([&] { return started() == 4; }));
     EXPECT_EQ(engine->whichTasksAreRunning(), (std::set{0, 1, 2, 3}));
-    EXPECT_TRUE(engine->panel().startButton.isHidden);
-    EXPECT_FALSE(engine->panel().endButton.isHidden);
+    EXPECT_TRUE(engine->panel().startButton.isHidden());
+    EXPECT_FALSE(engine->panel().endButton.isHidden());
 
     const auto limit = [&](const char* text) {
-        engine->panel().concurrency.stringValue = text;
+        engine->panel().concurrency.commit(text);
         engine->changeConcurrency(engine->panel().concurrency);
         return engine->concurrency();
     };
@@ -133,8 +133,8 @@ TEST_F(LocalEngine, SkipsWhatWasStartedAndKeepsAnOldAbortMarker)
     EXPECT_TRUE(wrapper.has("1/VTask_aborted"));
     EXPECT_THAT(statuses(), ElementsAre("Running", "Done", "Done"));
     EXPECT_TRUE(controller->engine()) << "not all are finished";
-    EXPECT_FALSE(engine->panel().startButton.isHidden);
-    EXPECT_TRUE(engine->panel().endButton.isHidden);
+    EXPECT_FALSE(engine->panel().startButton.isHidden());
+    EXPECT_TRUE(engine->panel().endButton.isHidden());
 }
 
 // The program starts another that has left for a session of its own, and all of them ignore the polite
@@ -155,7 +155,7 @@ TEST_F(LocalEngine, EndingLeavesNothingOfARunAlive)
     };
     ASSERT_TRUE(served([&] { return pids(0).size() == 3 && pids(1).size() == 3; }));
     engine->endTasks();
-    EXPECT_TRUE(engine->panel().endButton.isHidden);
+    EXPECT_TRUE(engine->panel().endButton.isHidden());
     ASSERT_TRUE(ended());
     // The end is told when nothing is left that could still write into the folder.
     for (int task : {0, 1})
@@ -163,7 +163,7 @@ TEST_F(LocalEngine, EndingLeavesNothingOfARunAlive)
             EXPECT_FALSE(isAlive(pid)) << "process " << pid << " of task " << task << " still runs";
     EXPECT_THAT(statuses(), ElementsAre("Aborted", "Aborted"));
     EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
-    EXPECT_FALSE(engine->panel().startButton.isHidden);
+    EXPECT_FALSE(engine->panel().startButton.isHidden());
 }
 
 TEST_F(LocalEngine, EndingTellsNothingOfTasksThatWaited)

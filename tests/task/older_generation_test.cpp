@@ -6,6 +6,7 @@
 #include "task/SVCopyFileTask.h"
 #include "task/SVEngineController.h"
 #include "task/WrapperOnDisk.h"
+#include "toolkit/Noted.h"
 
 #include <gmock/gmock.h>
 
@@ -77,7 +78,7 @@ TEST_F(OlderGeneration, AnAbortedRunLosesItsResultsAndTheNextOneStarts)
     machine->addTask(task(1));
     ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
     auto menu = task(0)->contextMenu();
-    menu.choose(0);
+    menu->choose(0);
     EXPECT_EQ(task(0)->statusString(), "Running on This Computer (aborting)");
     ASSERT_TRUE(served([&] { return task(0)->isEmpty(); }));
     EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(), ElementsAre("input"));
@@ -91,8 +92,9 @@ TEST_F(OlderGeneration, OutputIsReadAgainEverySecondWhileATaskRunsAndIsShown)
     const auto machine = std::make_shared<SVEngineController>();
     machine->addTask(task(0));
     controller->views()->taskList.selectRows({0});
-    const int before = controller->views()->outputFromProgram.timesReloaded();
-    EXPECT_TRUE(served([&] { return controller->views()->outputFromProgram.timesReloaded() > before + 3; }));
+    toolkit::Noted output(controller->views()->outputFromProgram);
+    int reloads = 0;
+    EXPECT_TRUE(served([&] { return (reloads += output.takeReload()) > 3; }));
     wrapper.write("go");
     EXPECT_TRUE(served([&] { return task(0)->isEmpty(); }));
     EXPECT_FALSE(task(0)->shouldContinuouslyUpdateOutput());

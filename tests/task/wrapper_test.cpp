@@ -142,7 +142,7 @@ TEST(Wrapper, WhatCanNotBeReadIsToldAndNeverWrittenOver)
         EXPECT_THAT(wrapper.messages(),
             testing::IsSupersetOf({"Could not read Info.plist.", "Could not read Executable.plist."}));
 
-        controller->views()->xCodeProjectLocation.stringValue = "/a/b.xcodeproj";
+        controller->views()->xCodeProjectLocation.setStringValue("/a/b.xcodeproj");
         controller->xCodeProjectChanged();
         EXPECT_EQ(wrapper.read("Info.plist"), bytes);
         controller->changeAppPanelDidEnd(1, {wrapper / "new"});
@@ -158,12 +158,12 @@ TEST(Wrapper, AChangedProjectKeepsAllOtherKeys)
         .information("Unknown", Value::Array{1, 2.5, true})
         .information("Project Name", "/old");
     const auto controller = open(wrapper);
-    EXPECT_EQ(controller->views()->xCodeProjectLocation.stringValue, "/old");
+    EXPECT_EQ(controller->views()->xCodeProjectLocation.stringValue(), "/old");
     files::remove(wrapper / "Info.plist");
     controller->xCodeProjectChanged();
     EXPECT_FALSE(wrapper.has("Info.plist")) << "an unchanged text writes nothing";
 
-    controller->views()->xCodeProjectLocation.stringValue = "/new";
+    controller->views()->xCodeProjectLocation.setStringValue("/new");
     controller->xCodeProjectChanged();
     const auto stored = platform::propertylist::readFile(wrapper / "Info.plist").value;
     EXPECT_EQ(stored.textFor("Project Name"), "/new");
@@ -196,7 +196,7 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     EXPECT_FALSE(wrapper.has("program"));
     EXPECT_EQ(wrapper.read("MacOSX/program"), "old");
     EXPECT_EQ(controller->executableMD5(), md5);
-    EXPECT_EQ(controller->views()->executable.stringValue, "new");
+    EXPECT_EQ(controller->views()->executable.stringValue(), "new");
     auto stored = platform::propertylist::readFile(wrapper / "Executable.plist").value;
     EXPECT_EQ(stored.textFor("Executable"), "new");
     EXPECT_EQ(stored.textFor("OriginalExecutable"), wrapper.folder() / "new");

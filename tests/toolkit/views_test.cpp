@@ -1,10 +1,15 @@
 #include "toolkit/Controls.h"
 #include "toolkit/Menu.h"
+#include "toolkit/Noted.h"
 #include "toolkit/Table.h"
 #include "toolkit/ViewList.h"
+#include "toolkit/Window.h"
 #include "toolkit/Workspace.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -18,6 +23,71 @@ struct Rows : toolkit::TableDataSource, toolkit::TableDelegate {
     int count = 5;
     int selections = 0;
 };
+
+TEST(Model, TellsOnceATurnWhatHasChangedAndAtOnceThatItEnds)
+{
+    auto field = std::make_unique<toolkit::TextField>();
+    toolkit::Noted noted(*field);
+    auto dropped = std::make_unique<toolkit::Noted>(*field);
+    field->setStringValue("a");
+    field->setStringValue("b");
+    field->setHidden(true);
+    EXPECT_EQ(noted.times, 0);
+    dropped.reset();
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(noted.times, 1);
+    EXPECT_EQ(noted.all, toolkit::Change{.value = true});
+    field->setStringValue("b");
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(noted.times, 1) << "the same value is no change";
+    field->setStringValue("c");
+    field.reset();
+    EXPECT_TRUE(noted.ended);
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(noted.times, 1);
+}
+
+TEST(Model, ANoticeMayEndItsOwnAndOtherObservations)
+{
+    toolkit::Button button;
+    int told = 0;
+    toolkit::Model::Observation second;
+    toolkit::Model::Observation first = button.observe([&](const toolkit::Change&) {
+        ++told;
+        first = {};
+        second = {};
+    });
+    second = button.observe([&](const toolkit::Change&) { told += 10; });
+    for (int state : {1, 0}) {
+        button.setState(state);
+        platform::MainLoop::main().runPending();
+    }
+    EXPECT_EQ(told, 1);
+}
+
+TEST(Table, TellsRowsDataSelectionAndColumnsApart)
+{
+    Rows rows;
+    toolkit::Table table;
+    table.setDataSource(&rows);
+    toolkit::Noted noted(table);
+    const auto told = [&] {
+        platform::MainLoop::main().runPending();
+        return std::exchange(noted.all, {});
+    };
+    told();
+    rows.count = 7;
+    table.noteNumberOfRowsChanged();
+    EXPECT_EQ(told(), (toolkit::Change{.value = true, .rows = true})) << "its height is another one, too";
+    table.reloadData();
+    EXPECT_EQ(told(), toolkit::Change{.data = true});
+    table.selectRows({2});
+    EXPECT_EQ(told(), toolkit::Change{.selection = true});
+    table.setColumns({{.identifier = "A"}});
+    EXPECT_EQ(told(), toolkit::Change{.structure = true});
+    EXPECT_TRUE(table.column("A"));
+    EXPECT_FALSE(table.column("B"));
+}
 
 TEST(Table, KeepsTheRowsAndTheSelectionThatItsSourceStillHas)
 {
@@ -47,14 +117,18 @@ TEST(Table, ScrollsItsClipUntilARowIsVisible)
     rows.count = 100;
     toolkit::View clip;
     toolkit::Table table;
-    clip.bounds = {0, 0, 100, 50};
+    clip.setBounds({0, 0, 100, 50});
     clip.addSubview(table);
-    table.rowHeight = 10;
+    table.setRowHeight(10);
     table.setDataSource(&rows);
     table.scrollRowToVisible(99);
-    EXPECT_EQ(clip.bounds.y, 950);
+    EXPECT_EQ(clip.bounds().y, 950);
     table.scrollRowToVisible(3);
-    EXPECT_EQ(clip.bounds.y, 30);
+    EXPECT_EQ(clip.bounds().y, 30);
+    EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{3, 5}));
+    table.setVisibleRange({90, 20});
+    EXPECT_EQ(clip.bounds().y, 900);
+    EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{90, 10}));
 }
 
 TEST(View, LeavesItsParentAndLetsItsChildrenGo)
@@ -63,13 +137,14 @@ TEST(View, LeavesItsParentAndLetsItsChildrenGo)
     toolkit::View child;
     {
         toolkit::View root;
-        root.setWindow(&window);
+        window.setContent(&root);
         root.addSubview(child);
         EXPECT_EQ(child.window(), &window);
         toolkit::View brief;
         root.addSubview(brief);
         EXPECT_EQ(root.subviews().size(), 2U);
     }
+    EXPECT_EQ(window.content(), nullptr);
     EXPECT_EQ(child.superview(), nullptr);
     EXPECT_EQ(child.window(), nullptr);
 }
@@ -87,6 +162,97 @@ TEST(Menu, AnActionMayRebuildTheMenuThatItStandsIn)
     menu.choose(0);
     EXPECT_EQ(chosen, 1);
     EXPECT_EQ(menu.item(0).title, "b");
+}
+
+TEST(Menu, AValidatorSettlesWhatIsEnabled)
+{
+    toolkit::Menu menu;
+    menu.add({.title = "a", .action = "a:"});
+    menu.add(toolkit::MenuItem::separator());
+    menu.add({.title = "without an action", .isEnabled = false});
+    EXPECT_TRUE(menu.isEnabled(0));
+    menu.validator = [](const std::string& action) { return action != "a:"; };
+    for (int index = 0; index < menu.count(); ++index)
+        EXPECT_FALSE(menu.isEnabled(index)) << index;
+    toolkit::Noted noted(menu);
+    menu.change(2, [](toolkit::MenuItem& item) { item.isChecked = item.isEnabled = true; });
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(noted.all, toolkit::Change{.value = true});
+    EXPECT_TRUE(menu.isEnabled(2));
+}
+
+TEST(Window, ClosesUnlessTheLogicRefuses)
+{
+    toolkit::Window window;
+    window.orderFront();
+    bool mayClose = false;
+    window.shouldClose = [&] { return mayClose; };
+    EXPECT_FALSE(window.userCloses());
+    EXPECT_TRUE(window.isVisible());
+    mayClose = true;
+    EXPECT_TRUE(window.userCloses());
+    EXPECT_FALSE(window.isVisible());
+    EXPECT_EQ(std::count(toolkit::ShownWindows::shared().frontToBack().begin(),
+                  toolkit::ShownWindows::shared().frontToBack().end(), &window),
+        0);
+}
+
+TEST(TextField, KeepsWhatTheUserTypesFromTheLogicUntilItIsCommitted)
+{
+    toolkit::TextField field;
+    std::string told;
+    field.whenEdited = [&] { told += "e" + field.stringValue(); };
+    field.whenCommitted = [&] { told += "c" + field.stringValue(); };
+    field.setStringValue("1");
+    field.edit("12");
+    field.setStringValue("7");
+    EXPECT_EQ(field.displayedText(), "12");
+    EXPECT_EQ(field.stringValue(), "7");
+    field.commit();
+    field.commit();
+    EXPECT_EQ(field.stringValue(), "12");
+    field.edit("3");
+    field.cancelEditing();
+    EXPECT_EQ(field.displayedText(), "12");
+    field.setEditable(false);
+    field.commit("9");
+    EXPECT_EQ(field.stringValue(), "12");
+    EXPECT_EQ(told, "e1c12e12");
+}
+
+TEST(Controls, APressOrAChoiceDoesWhatItMeans)
+{
+    toolkit::CheckBox box;
+    int pressed = 0;
+    box.whenPressed = [&] { pressed += box.state(); };
+    box.press();
+    box.press();
+    box.setEnabled(false);
+    box.press();
+    box.setEnabled(true);
+    box.setHidden(true);
+    box.press();
+    EXPECT_EQ(pressed, 1);
+    EXPECT_EQ(box.state(), 0);
+
+    toolkit::PopUp queues;
+    EXPECT_EQ(queues.selectedIndex(), -1);
+    queues.setItems({"a", "b"});
+    queues.choose(1);
+    queues.choose(5);
+    EXPECT_EQ(queues.selectedIndex(), 1);
+    queues.setItems({"x", "y", "b"});
+    EXPECT_EQ(queues.selectedIndex(), 2) << "the same item at its new place";
+    queues.setItems({"x"});
+    EXPECT_EQ(queues.selectedIndex(), 0);
+
+    toolkit::TabView tabs;
+    tabs.addTab({"A", "A", nullptr});
+    tabs.addTab({"B", "B", nullptr});
+    std::string before;
+    tabs.willSelect = [&] { before = tabs.selectedIdentifier(); };
+    tabs.choose("B");
+    EXPECT_EQ(before + tabs.selectedIdentifier(), "AB");
 }
 
 TEST(UndoManager, TakesBackAndDoesAgain)
@@ -118,7 +284,7 @@ TEST(TextField, ReadsTheLeadingWholeNumber)
         {"99999999999", 2147483647}, {"+5", 5}, {"+-5", 0}, {"+", 0}};
     for (const auto& [text, number] : cases) {
         toolkit::TextField field;
-        field.stringValue = text;
+        field.setStringValue(text);
         EXPECT_EQ(field.integerValue(), number) << text;
     }
 }

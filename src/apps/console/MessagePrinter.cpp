@@ -20,7 +20,7 @@ void writeError(const std::string& text)
 
 MessagePrinter::MessagePrinter()
 {
-    table_.whenChanged = [this] { writeNewMessages(); };
+    observation_ = table_.observe([this](const toolkit::Change&) { writeNewMessages(); });
     KRMessageCenter::sharedMessageCenter()->setScrollView(&table_);
 }
 
@@ -28,6 +28,7 @@ MessagePrinter::~MessagePrinter()
 {
     // What was reported last is still on its way.
     platform::MainLoop::main().runPending();
+    writeNewMessages();
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
 }
 

@@ -22,6 +22,7 @@ private:
     void writeNewMessages();
 
     toolkit::Table table_;
+    toolkit::Model::Observation observation_;
     std::size_t written_ = 0;
 };
 

@@ -29,7 +29,7 @@ public:
             watches_.push_back(loop.watchSignal(signalNumber, [this, &display] {
                 if (++count_ == 1) {
                     display.say("Ending the tasks; interrupt once more to kill them.");
-                    engine_.endTasks();
+                    engine_.panel().endButton.press();
                 } else if (count_ == 2) {
                     display.say("Killing the tasks.");
                 }
@@ -100,16 +100,14 @@ int runVerb(const RunOptions& options)
     // The controller lets the engine go once all tasks are finished.
     const auto held = attached->shared_from_this();
     SVTrelkindEngineLocal& engine = *attached;
-    if (options.concurrency) {
-        engine.panel().concurrency.stringValue = fmt::format("{}", *options.concurrency);
-        engine.changeConcurrency(engine.panel().concurrency);
-    }
+    if (options.concurrency)
+        engine.panel().concurrency.commit(fmt::format("{}", *options.concurrency));
     tellOfStaleTasks(controller);
     tellOfMissingFolders(controller);
 
     BatchDisplay display(*wrapper, options.json);
     const Interrupts interrupts(engine, display);
-    engine.startTasks();
+    engine.panel().startButton.press();
     display.update();
     waitForEnd(engine, display, interrupts);
     display.finish();

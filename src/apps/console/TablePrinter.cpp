@@ -7,14 +7,23 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cassert>
 #include <numeric>
 #include <utility>
 
 namespace {
 
+using toolkit::Column;
+
 constexpr int kGap = 2;
 constexpr int kNarrowest = 4;
 constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
+
+// A bar that is told as a number stands like one.
+bool alignsRight(const Column& column)
+{
+    return column.alignment == Column::Alignment::Right || column.cell == Column::Cell::Progress;
+}
 
 std::string textOf(const nlohmann::ordered_json& json, int indentation)
 {
@@ -24,15 +33,25 @@ std::string textOf(const nlohmann::ordered_json& json, int indentation)
 
 } // namespace
 
-TablePrinter::TablePrinter(const toolkit::Table& table, std::vector<Column> columns)
-    : table_(table), columns_(std::move(columns))
-{ }
+TablePrinter::TablePrinter(const toolkit::Table& table, const std::vector<std::string>& columns)
+    : table_(table)
+{
+    if (columns.empty())
+        columns_ = table.columns();
+    for (const std::string& identifier : columns) {
+        const Column* column = table.column(identifier);
+        assert(column && "a table shows its own columns");
+        if (column)
+            columns_.push_back(*column);
+    }
+}
 
 std::string TablePrinter::cell(const Column& column, int row) const
 {
     const toolkit::CellValue value = table_.value(column.identifier, row);
     const auto* number = std::get_if<double>(&value);
-    return column.isProgress && number ? fmt::format("{:.0f}%", *number) : toolkit::cellText(value);
+    return column.cell == Column::Cell::Progress && number ? fmt::format("{:.0f}%", *number)
+                                                           : toolkit::cellText(value);
 }
 
 std::string TablePrinter::text(int mostColumns) const
@@ -59,9 +78,9 @@ std::string TablePrinter::text(int mostColumns) const
         for (std::size_t i = 0; i < columns_.size(); ++i) {
             const bool last = i + 1 == columns_.size();
             const std::string content = textOf(columns_[i]);
-            shown += columns_[i].alignsRight ? terminal::paddedLeft(content, widths[i])
-                : last                       ? terminal::fitted(content, widths[i])
-                                             : terminal::padded(content, widths[i]);
+            shown += alignsRight(columns_[i]) ? terminal::paddedLeft(content, widths[i])
+                : last                        ? terminal::fitted(content, widths[i])
+                                              : terminal::padded(content, widths[i]);
             if (!last)
                 shown.append(kGap, ' ');
         }

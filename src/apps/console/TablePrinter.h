@@ -9,13 +9,8 @@
 // Shows a table of the toolkit as text or as JSON.
 class TablePrinter {
 public:
-    struct Column {
-        std::string identifier;
-        bool alignsRight = false;
-        bool isProgress = false; // A number from 0 to 100, shown as "42%".
-    };
-
-    TablePrinter(const toolkit::Table& table, std::vector<Column> columns);
+    // With these columns of the table, in this order; all of them when none is named.
+    explicit TablePrinter(const toolkit::Table& table, const std::vector<std::string>& columns = {});
 
     // Columns as wide as their content, in at most so many columns of the terminal (0 for no bound); the
     // heading first. An empty table has its heading alone.
@@ -24,10 +19,10 @@ public:
     nlohmann::ordered_json json() const;
 
 private:
-    std::string cell(const Column& column, int row) const;
+    std::string cell(const toolkit::Column& column, int row) const; // Progress as "42%".
 
     const toolkit::Table& table_; // Must outlive this.
-    std::vector<Column> columns_;
+    std::vector<toolkit::Column> columns_;
 };
 
 // Writes an array of JSON to standard output row by row, as it comes. Both are false when it can't be

@@ -23,11 +23,6 @@ int show(const TablePrinter& printer, bool json)
     return written ? kDone : kNotDone;
 }
 
-std::vector<TablePrinter::Column> variableColumns()
-{
-    return {{"Name"}, {"Type"}, {"Information"}};
-}
-
 std::optional<int> taskNumber(const std::string& text)
 {
     int number = 0;
@@ -63,7 +58,7 @@ int showVariablesOfRun(const VariablesOptions& options)
         complain(fmt::format("Task {} has no file {}.", *number, file));
         return kWrongUse;
     }
-    return show(TablePrinter(wrapper->views().dataFileContent, variableColumns()), options.json);
+    return show(TablePrinter(wrapper->views().dataFileContent), options.json);
 }
 
 // A table of what one data file holds, without a wrapper around it.
@@ -93,8 +88,9 @@ int showVariablesOfFile(const VariablesOptions& options)
     }
     ContentOfFile source(SVFileContent::ofFile(path));
     toolkit::Table table;
+    table.setColumns(SVFileContent::columns());
     table.setDataSource(&source);
-    const int status = show(TablePrinter(table, variableColumns()), options.json);
+    const int status = show(TablePrinter(table), options.json);
     table.setDataSource(nullptr);
     return status;
 }
@@ -116,7 +112,7 @@ int filesVerb(const TaskOptions& options)
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper || !wrapper->selectTask(options.number))
         return kWrongUse;
-    return show(TablePrinter(wrapper->views().fileTable, {{"File Name"}, {"Size", true}}), options.json);
+    return show(TablePrinter(wrapper->views().fileTable), options.json);
 }
 
 int variablesVerb(const VariablesOptions& options)

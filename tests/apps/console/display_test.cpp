@@ -118,8 +118,11 @@ TEST_F(Display, ATableIsTextOrJson)
 {
     OneRow source;
     toolkit::Table table;
+    table.setColumns({{.identifier = "Name"}, {.identifier = "Other"},
+        {.identifier = "Progress", .cell = toolkit::Column::Cell::Progress},
+        {.identifier = "Size", .alignment = toolkit::Column::Alignment::Right}});
     table.setDataSource(&source);
-    const TablePrinter printer(table, {{"Name"}, {"Progress", true, true}, {"Size", true}});
+    const TablePrinter printer(table, {"Name", "Progress", "Size"});
     EXPECT_EQ(printer.text(0), "Name     Progress   Size\na \"b\" \uFFFD       42%  1.5MB\n");
     const std::string narrow = printer.text(20);
     EXPECT_LE(terminal::columnsOf(narrow.substr(0, narrow.find('\n'))), 20);

@@ -1,8 +1,4 @@
-#include "task/KRDraggableViewsController.h"
-
-#include "diagnostics/KRMessageCenter.h"
-
-#include <fmt/format.h>
+#include "toolkit/KRDraggableViewsController.h"
 
 #include <algorithm>
 
@@ -12,7 +8,7 @@ void KRDraggableViewsController::fillFromPropertyList(const platform::Value& lis
     if (!list.array())
         return;
     for (const platform::Value& entry : *list.array())
-        if (auto controller = controllerFor_(*this, entry))
+        if (auto controller = delegate_.controllerFor(*this, entry))
             controllers_.push_back(std::move(controller));
 }
 
@@ -22,8 +18,7 @@ platform::Value KRDraggableViewsController::propertyList() const
     for (const Controller& controller : controllers_) {
         platform::Value entry = controller->propertyList();
         if (entry.isNull())
-            KRMessageCenter::addMessage(
-                fmt::format("Could not get property from {}", controller->className()));
+            delegate_.couldNotGetPropertyFrom(controller->className());
         else
             list.push_back(std::move(entry));
     }
@@ -35,21 +30,34 @@ void KRDraggableViewsController::addControllerToEnd(Controller controller)
     if (!controller)
         return;
     controllers_.push_back(std::move(controller));
-    if (delegate_)
-        delegate_->entriesWereAdded({controllers_.back()}, *this);
+    delegate_.entriesWereAdded({controllers_.back()}, *this);
+}
+
+void KRDraggableViewsController::forceViewReset()
+{
+    viewList_.removeAll();
+    for (const Controller& controller : controllers_)
+        viewList_.add(controller->view());
+    viewList_.setNeedsDisplay();
+}
+
+bool KRDraggableViewsController::accepts(const KRDraggableEntry& entry) const
+{
+    const auto types = entry.draggingTypes();
+    return std::find_first_of(
+               types.begin(), types.end(), acceptableDragTypes_.begin(), acceptableDragTypes_.end())
+        != types.end();
 }
 
 void KRDraggableViewsController::moveController(std::size_t from, std::size_t to)
 {
     if (from >= controllers_.size() || to >= controllers_.size())
         return;
-    if (delegate_)
-        delegate_->userActionStartedForDragController(*this);
+    delegate_.userActionStartedForDragController(*this);
     Controller moved = std::move(controllers_[from]);
     controllers_.erase(controllers_.begin() + static_cast<std::ptrdiff_t>(from));
     controllers_.insert(controllers_.begin() + static_cast<std::ptrdiff_t>(to), std::move(moved));
-    if (delegate_)
-        delegate_->userActionEndedForDragController(*this);
+    delegate_.userActionEndedForDragController(*this);
 }
 
 void KRDraggableViewsController::removeController(std::size_t index)
@@ -57,11 +65,8 @@ void KRDraggableViewsController::removeController(std::size_t index)
     if (index >= controllers_.size())
         return;
     const Controller removed = controllers_[index];
-    if (delegate_) {
-        delegate_->userActionStartedForDragController(*this);
-        delegate_->willRemoveFromController(*this, *removed);
-    }
+    delegate_.userActionStartedForDragController(*this);
+    delegate_.willRemoveFromController(*this, *removed);
     controllers_.erase(controllers_.begin() + static_cast<std::ptrdiff_t>(index));
-    if (delegate_)
-        delegate_->userActionEndedForDragController(*this);
+    delegate_.userActionEndedForDragController(*this);
 }

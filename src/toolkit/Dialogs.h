@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace toolkit {
+
+// Questions to the user. A front end shows them without holding up the program, and answers each by its
+// callback, on the main loop. Whoever asks is not there any more when the answer comes, perhaps: the callback
+// holds weakly what it needs.
+
+// A short message with buttons, of which the first is the usual choice and the last one cancels.
+struct Alert {
+    std::string message{};
+    std::string informative{}; // Below the message, in smaller letters.
+    std::vector<std::string> buttons{"OK"};
+    std::function<void(int button)> answered{};
+};
+
+// A choice of files or folders.
+struct FilePanel {
+    enum class Kind { OpenFiles, OpenFolders, SaveFile };
+    Kind kind = Kind::OpenFiles;
+    std::string title{};
+    std::string startAt{}; // The path that is shown first; empty for the usual one.
+    // 1 and what was chosen, else 0.
+    std::function<void(int returnCode, const std::vector<std::string>& chosen)> answered{};
+};
+
+} // namespace toolkit
