@@ -3,9 +3,11 @@
 #include "diagnostics/Exception.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/FolderLock.h"
 #include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
 #include "platform/plist/PropertyList.h"
+#include "task/ClearTasks.h"
 #include "task/Notifications.h"
 #include "task/SVTaskApplication.h"
 #include "task/SVTrelkindEngineLocal.h"
@@ -188,6 +190,16 @@ bool KRTrelkindController::isStillEnding(const SVSingleTask& task) const
     });
 }
 
+std::shared_ptr<platform::FolderLock> KRTrelkindController::lockForRunning()
+{
+    auto lock = lockForRunning_.lock();
+    if (!lock) {
+        lock = std::make_shared<platform::FolderLock>(wrapperName(), platform::FolderLock::Kind::Exclusive);
+        lockForRunning_ = lock;
+    }
+    return lock;
+}
+
 void KRTrelkindController::changeInTask(SVSingleTask& task)
 {
     if (!views_)
@@ -295,9 +307,11 @@ void KRTrelkindController::stopTask()
 
 void KRTrelkindController::clearAbortedTasks()
 {
-    for (const auto& task : taskInformation_)
-        if (task->taskWasAborted())
-            task->clearData();
+    std::vector<std::shared_ptr<SVSingleTask>> aborted;
+    std::copy_if(taskInformation_.begin(), taskInformation_.end(), std::back_inserter(aborted),
+        [](const auto& task) { return task->taskWasAborted(); });
+    for (const std::string& complaint : ClearTasks::clear(wrapperName(), aborted).complaints)
+        KRMessageCenter::addMessage(complaint);
 }
 
 void KRTrelkindController::invalidateSelection()

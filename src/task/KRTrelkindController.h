@@ -51,6 +51,7 @@ public:
 
     // Called by engines and tasks.
     bool isStillEnding(const SVSingleTask& task) const override;
+    std::shared_ptr<platform::FolderLock> lockForRunning() override;
     void changeInTask(SVSingleTask& task) override;
     void reloadTaskList() override;
     void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
@@ -136,6 +137,7 @@ private:
     std::int64_t serialNumber_;
     std::shared_ptr<SVTrelkindEngine> engine_;
     std::vector<std::weak_ptr<SVTrelkindEngine>> detachedEngines_; // Dropped, with runs that still end.
+    std::weak_ptr<platform::FolderLock> lockForRunning_; // Its holders are the engines.
     bool everythingIsFilled_ = false; // Always false; it gates menu items.
     std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
     int howManyTasksAreFinished_ = 0;

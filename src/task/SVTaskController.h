@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+namespace platform {
+class FolderLock;
+}
 namespace toolkit {
 class Table;
 }
@@ -34,6 +37,11 @@ public:
     // Whether an engine that was dropped still has a run of the task that is ending: until it has ended, the
     // task's folder is that run's.
     virtual bool isStillEnding(const SVSingleTask& task) const = 0;
+
+    // The lock that keeps other programs from running, or clearing, the tasks of this wrapper. One that is
+    // held is shared by all engines of the controller, and by their last runs; it may turn out to be taken by
+    // somebody else. Never null.
+    virtual std::shared_ptr<platform::FolderLock> lockForRunning() = 0;
 
     virtual void changeInTask(SVSingleTask& task) = 0;
     virtual void reloadTaskList() = 0;

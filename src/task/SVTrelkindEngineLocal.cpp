@@ -1,6 +1,8 @@
 #include "task/SVTrelkindEngineLocal.h"
 
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
+#include "task/RunChecks.h"
 #include "task/SVSingleTask.h"
 #include "task/SVTaskController.h"
 
@@ -32,9 +34,41 @@ SVTrelkindEngineLocal::LocalAddition::LocalAddition()
 SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
     : SVTrelkindEngine(withTask), operations_(kFirstConcurrency)
 {
-    panel_.startButton.whenPressed = [this] { startTasks(); };
+    panel_.startButton.whenPressed = [this] { pressedStart(); };
     panel_.endButton.whenPressed = [this] { endTasks(); };
     panel_.concurrency.whenCommitted = [this] { changeConcurrency(panel_.concurrency); };
+}
+
+platform::Result<int> SVTrelkindEngineLocal::startAfterChecks()
+{
+    if (!taskController_)
+        return platform::Error{"The window of these tasks has closed."};
+    auto lock = taskController_->lockForRunning();
+    if (lock->isTaken())
+        return platform::Error{
+            fmt::format("{} is being run, or cleared, by another trelkind.", taskController_->wrapperName())};
+    // The tasks are as a former holder of the lock has left them.
+    for (const auto& task : taskController_->taskInformation())
+        task->updateBasedOnContent();
+    if (auto status = checkBeforeRun(*taskController_); !status.ok())
+        return status.error();
+    reportObstacles(*taskController_);
+    const auto& tasks = taskController_->taskInformation();
+    if (std::none_of(tasks.begin(), tasks.end(), [](const auto& task) { return task->taskShouldBeRun(); }))
+        return 0;
+    lock_ = std::move(lock);
+    startTasks();
+    return static_cast<int>(operations_.operationCount());
+}
+
+void SVTrelkindEngineLocal::pressedStart()
+{
+    const auto started = startAfterChecks();
+    if (!started.ok())
+        KRMessageCenter::addMessage("The tasks can not be run.", started.error().text);
+    else if (*started == 0)
+        KRMessageCenter::addMessage("No task is left to be run.",
+            "All tasks were started before. Clear those that are to be run again.");
 }
 
 void SVTrelkindEngineLocal::startTasks()
@@ -120,6 +154,7 @@ void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
         task->updateBasedOnContent();
     if (operations_.operationCount() != 0)
         return;
+    lock_.reset();
     checkPeriodically_.reset();
     panel_.startButton.setHidden(false);
     panel_.endButton.setHidden(true);

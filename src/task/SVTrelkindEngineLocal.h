@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+#include "platform/files/FolderLock.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/loop/OperationQueue.h"
 #include "task/SVLocalTaskOperation.h"
@@ -33,7 +35,13 @@ public:
     void disconnect() override;
     void disconnectFromTaskController() override;
 
-    // User actions of the panel.
+    // Starts the tasks that were not started before, after everything that every front end looks at first:
+    // that nobody else runs them, that they can be run. The number of those that were started; a sentence
+    // when none can be.
+    platform::Result<int> startAfterChecks();
+
+    // User actions of the panel. Its start button does the above and reports what keeps the tasks from
+    // running.
     void startTasks();
     void endTasks();
     void changeConcurrency(const toolkit::TextField& control);
@@ -49,12 +57,14 @@ public:
     bool supervises() const { return checkPeriodically_ != nullptr; }
 
 private:
+    void pressedStart();
     std::shared_ptr<SVSingleTask> taskWithNumber(int number) const;
     bool allTasksAreFinished() const;
 
     LocalAddition panel_;
     std::unique_ptr<platform::Timer> checkPeriodically_;
     platform::OperationQueue operations_;
+    std::shared_ptr<platform::FolderLock> lock_; // From a start until the last run has ended.
     bool running_ = false; // Set by the first start for good.
     bool isAttached_ = true; // Until the controller drops it; its runs may end later.
     std::set<int> whichTasksAreRunning_;

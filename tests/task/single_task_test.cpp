@@ -29,6 +29,7 @@ public:
     void reloadTaskList() override { ++reloads; }
     bool inputFilesAreUnknown() const override { return false; }
     bool isStillEnding(const SVSingleTask&) const override { return false; }
+    std::shared_ptr<platform::FolderLock> lockForRunning() override { return nullptr; }
     void startedComputingTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("started"); }
     void finishedTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("finished"); }
     void changeRunningStatus(SVSingleTask&, const std::string&, SVTaskMachine*) override { }

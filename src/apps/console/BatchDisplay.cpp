@@ -1,14 +1,17 @@
 #include "apps/console/BatchDisplay.h"
 
 #include "apps/console/TerminalText.h"
+#include "task/BatchCount.h"
 
 #include <fmt/format.h>
+
+#include <utility>
 
 BatchDisplay::BatchDisplay(OpenWrapper& wrapper, bool json)
     : wrapper_(wrapper), progress_(wrapper.controller()), live_(terminal::Output::standard()), silent_(json)
 {
     for (const auto& task : wrapper.controller().taskInformation())
-        words_.push_back(statusWord(*task).first);
+        states_.push_back(stateOf(*task));
     wrapper.messages().beforeWriting = [this] { live_.clear(); };
 }
 
@@ -49,18 +52,16 @@ void BatchDisplay::finish()
     update();
     live_.finish();
     if (!terminal::Output::standard().isTerminal)
-        say(fmt::format(
-            "{}, {} elapsed", progress_.sentence(progress_.count()), terminal::elapsed(seconds())));
+        say(fmt::format("{}, {} elapsed", BatchCount::of(wrapper_.controller()).sentence(),
+            terminal::elapsed(seconds())));
 }
 
 void BatchDisplay::writeChanges()
 {
     const auto& tasks = wrapper_.controller().taskInformation();
     for (std::size_t i = 0; i < tasks.size(); ++i) {
-        std::string word = statusWord(*tasks[i]).first;
-        if (word == words_[i])
-            continue;
-        words_[i] = std::move(word);
-        say(fmt::format("{:>8}  task {}: {}", terminal::elapsed(seconds()), i + 1, words_[i]));
+        const TaskState state = stateOf(*tasks[i]);
+        if (std::exchange(states_[i], state) != state)
+            say(fmt::format("{:>8}  task {}: {}", terminal::elapsed(seconds()), i + 1, wordFor(state)));
     }
 }

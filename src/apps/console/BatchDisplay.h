@@ -4,6 +4,7 @@
 #include "apps/console/LiveDisplay.h"
 #include "apps/console/OpenWrapper.h"
 #include "platform/loop/Pace.h"
+#include "task/TaskState.h"
 
 #include <string>
 #include <vector>
@@ -30,7 +31,7 @@ private:
     OpenWrapper& wrapper_;
     BatchProgress progress_;
     LiveDisplay live_;
-    std::vector<std::string> words_; // For the state of each task, as last written.
+    std::vector<TaskState> states_; // As last written.
     double start_ = platform::monotonicSeconds();
     bool silent_;
 };

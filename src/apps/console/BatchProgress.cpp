@@ -1,7 +1,9 @@
 #include "apps/console/BatchProgress.h"
 
 #include "apps/console/TerminalText.h"
+#include "task/BatchCount.h"
 #include "task/SVSingleTask.h"
+#include "task/TaskState.h"
 
 #include <fmt/format.h>
 
@@ -22,50 +24,28 @@ bool isActive(const SVSingleTask& task)
     return task.taskHasStarted() && !task.taskHasFinished() && !task.taskWasAborted();
 }
 
+Color colorFor(TaskState state)
+{
+    switch (state) {
+    case TaskState::Done:
+        return Color::Green;
+    case TaskState::Aborted:
+        return Color::Red;
+    case TaskState::Running:
+    case TaskState::Checking:
+        return Color::Cyan;
+    case TaskState::Waiting:
+        break;
+    }
+    return Color::Dim;
+}
+
 std::string shownPercentage(double percentage)
 {
     return terminal::paddedLeft(fmt::format("{:.0f}%", percentage), kPercentColumns);
 }
 
 } // namespace
-
-std::pair<std::string, Color> statusWord(const SVSingleTask& task)
-{
-    if (task.taskHasFinished())
-        return {"Done", Color::Green};
-    if (task.taskWasAborted())
-        return {"Aborted", Color::Red};
-    if (task.beingChecked())
-        return {"Checking", Color::Cyan};
-    if (task.taskHasStarted())
-        return {"Running", Color::Cyan};
-    return {"Waiting", Color::Dim};
-}
-
-BatchProgress::Counts BatchProgress::count() const
-{
-    Counts counts;
-    const auto& tasks = controller_.taskInformation();
-    for (const auto& task : tasks) {
-        ++(task->taskHasFinished()       ? counts.done
-                : task->taskWasAborted() ? counts.aborted
-                : task->taskHasStarted() ? counts.running
-                                         : counts.waiting);
-        counts.percentage += task->taskFraction();
-    }
-    counts.percentage = tasks.empty() ? 100 : counts.percentage / static_cast<double>(tasks.size());
-    return counts;
-}
-
-std::string BatchProgress::sentence(const Counts& counts) const
-{
-    std::string text = fmt::format("{} of {} done", counts.done, controller_.taskInformation().size());
-    for (const auto& [number, word] :
-        {std::pair(counts.running, "running"), {counts.waiting, "waiting"}, {counts.aborted, "aborted"}})
-        if (number > 0)
-            text += fmt::format(", {} {}", number, word);
-    return text;
-}
 
 int BatchProgress::numberColumns() const
 {
@@ -76,7 +56,8 @@ std::string BatchProgress::taskLine(int number, int columns) const
 {
     const auto& output = terminal::Output::standard();
     const SVSingleTask& task = *controller_.taskInformation()[static_cast<std::size_t>(number)];
-    const auto [word, color] = statusWord(task);
+    const TaskState state = stateOf(task);
+    const char* const word = wordFor(state);
     const std::string shownNumber = terminal::paddedLeft(fmt::format("{}", number + 1), numberColumns());
     const std::string status = terminal::padded(word, kStatusColumns);
     int room = columns - numberColumns() - kStatusColumns - kPercentColumns - 6;
@@ -92,7 +73,7 @@ std::string BatchProgress::taskLine(int number, int columns) const
     const std::string percentage = task.taskHasStarted() && !task.taskWasAborted()
         ? shownPercentage(task.taskFraction())
         : std::string(kPercentColumns, ' ');
-    return fmt::format("{}  {}  {} {} {}", shownNumber, output.colored(color, status),
+    return fmt::format("{}  {}  {} {} {}", shownNumber, output.colored(colorFor(state), status),
         output.colored(withBar ? Color::Cyan : Color::None, bar), percentage,
         output.colored(Color::Dim, terminal::padded(task.argument(), argumentColumns)));
 }
@@ -130,12 +111,12 @@ BatchProgress::Lines BatchProgress::lines(terminal::Size window, double secondsE
         lines.texts.push_back(taskLine(number, columns));
         lines.columns.push_back(columns);
     }
-    const Counts counts = count();
-    const std::string words = fmt::format("{}  {}", sentence(counts), terminal::elapsed(secondsElapsed));
+    const BatchCount count = BatchCount::of(controller_);
+    const std::string words = fmt::format("{}  {}", count.sentence(), terminal::elapsed(secondsElapsed));
     const int barColumns = std::min(kWidestBar, columns - terminal::columnsOf(words) - kPercentColumns - 3);
     std::string total = barColumns >= 8
-        ? fmt::format("{} {}  {}", terminal::bar(counts.percentage, barColumns, output.hasUnicode),
-            shownPercentage(counts.percentage), words)
+        ? fmt::format("{} {}  {}", terminal::bar(count.percentage, barColumns, output.hasUnicode),
+            shownPercentage(count.percentage), words)
         : words;
     total = terminal::fitted(total, columns);
     lines.columns.push_back(terminal::columnsOf(total));

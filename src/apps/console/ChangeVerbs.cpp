@@ -1,24 +1,22 @@
 // The verbs that change a wrapper: clearing data, preparing for another machine.
 
-#include "apps/console/ExecutableCheck.h"
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/files/FileManager.h"
-#include "platform/files/FolderLock.h"
 #include "platform/files/Paths.h"
 #include "platform/plist/PropertyList.h"
 #include "remote/project/XCodeProject.h"
+#include "task/ClearTasks.h"
+#include "task/ExecutableCheck.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <set>
 
 namespace {
 
 namespace files = platform::files;
-using platform::FolderLock;
 using Tasks = std::vector<std::shared_ptr<SVSingleTask>>;
 
 bool tell(const std::string& sentence)
@@ -39,68 +37,25 @@ std::optional<Tasks> tasksToClear(OpenWrapper& wrapper, const std::vector<int>& 
     return tasks;
 }
 
-// A run at work would lose its files under its hands. One that another session is about to launch shows in no
-// process yet, and so all that this session may still launch is left alone.
-bool mustBeLeft(SVSingleTask& task, const FolderLock& lock)
+int clear(OpenWrapper& wrapper, const Tasks& tasks)
 {
-    task.updateBasedOnContent();
-    if (lock.isTaken() && !task.taskHasFinished() && !task.taskWasAborted()) {
-        complain(
-            fmt::format("Task {} belongs to a batch that another trelkind is running, and has not ended; it "
-                        "was not cleared.",
-                task.numberInProject() + 1));
-        return true;
-    }
-    if (!task.taskHasStarted() || task.taskHasFinished())
-        return false;
-    const auto processes = processesWorkingIn(task.folderName());
-    if (processes.empty())
-        return false;
-    complain(fmt::format("Task {} is at work in process {}; it was not cleared.", task.numberInProject() + 1,
-        fmt::join(processes, ", ")));
-    return true;
+    const auto result = ClearTasks::clear(wrapper.controller().wrapperName(), tasks);
+    for (const std::string& complaint : result.complaints)
+        complain(complaint);
+    const bool told = tell(result.cleared == 1 ? std::string("Cleared 1 task.")
+                                               : fmt::format("Cleared {} tasks.", result.cleared));
+    return told && result.complaints.empty() ? kDone : kNotDone;
 }
 
-bool hasDataLeft(SVSingleTask& task)
+int clearAborted(OpenWrapper& wrapper)
 {
-    const auto left = files::contentsOfDirectory(task.folderName()).value_or(std::vector<std::string>());
-    const auto& inputs = task.controller()->inputFiles();
-    return std::any_of(left.begin(), left.end(), [&inputs](const std::string& name) {
-        return !inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end();
-    });
-}
-
-int reportCleared(const Tasks& tasks, bool refused)
-{
-    int cleared = 0;
-    for (const auto& task : tasks) {
-        if (hasDataLeft(*task))
-            complain(fmt::format("Some of the data of task {} could not be removed from {}.",
-                task->numberInProject() + 1, task->folderName()));
-        else
-            ++cleared;
-    }
-    const bool told =
-        tell(cleared == 1 ? std::string("Cleared 1 task.") : fmt::format("Cleared {} tasks.", cleared));
-    return !told || refused || cleared < static_cast<int>(tasks.size()) ? kNotDone : kDone;
-}
-
-int clearAborted(KRTrelkindController& controller, const FolderLock& lock)
-{
-    if (!controller.validateMenuItem("clearAbortedTasks:"))
+    if (!wrapper.controller().validateMenuItem("clearAbortedTasks:"))
         return tell("There are no aborted tasks to clear.") ? kDone : kNotDone;
     Tasks aborted;
-    for (const auto& task : controller.taskInformation())
+    for (const auto& task : wrapper.controller().taskInformation())
         if (task->taskWasAborted())
             aborted.push_back(task);
-    const auto refused =
-        std::erase_if(aborted, [&lock](const auto& task) { return mustBeLeft(*task, lock); });
-    if (refused == 0)
-        controller.clearAbortedTasks();
-    else
-        for (const auto& task : aborted)
-            task->clearData();
-    return reportCleared(aborted, refused > 0);
+    return clear(wrapper, aborted);
 }
 
 bool sameContent(const std::string& a, const std::string& b)
@@ -136,17 +91,10 @@ int clearVerb(const ClearOptions& options)
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
-    // Shared, for those who clear don't stand in each other's way; nobody begins to run meanwhile.
-    const FolderLock lock(wrapper->controller().wrapperName(), FolderLock::Kind::Shared);
     if (options.aborted)
-        return clearAborted(wrapper->controller(), lock);
-    auto tasks = tasksToClear(*wrapper, options.numbers);
-    if (!tasks)
-        return kWrongUse;
-    const auto refused = std::erase_if(*tasks, [&lock](const auto& task) { return mustBeLeft(*task, lock); });
-    for (const auto& task : *tasks)
-        task->clearData();
-    return reportCleared(*tasks, refused > 0);
+        return clearAborted(*wrapper);
+    const auto tasks = tasksToClear(*wrapper, options.numbers);
+    return tasks ? clear(*wrapper, *tasks) : kWrongUse;
 }
 
 int prepareVerb(const WrapperOptions& options)
@@ -171,8 +119,8 @@ int prepareVerb(const WrapperOptions& options)
         complain(fmt::format("{} could not be written.", folder));
         return kNotDone;
     }
-    if (const auto reason = whyNotWritable(folder)) {
-        complain(*reason);
+    if (const auto status = checkWritable(folder); !status.ok()) {
+        complain(status.error().text);
         return kNotDone;
     }
     controller.prepareForUpload();

@@ -2,92 +2,21 @@
 #include "apps/console/TablePrinter.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
-#include "platform/files/Descriptor.h"
+#include "text/GrowingFile.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <array>
 #include <csignal>
 #include <cstdint>
-#include <fcntl.h>
 #include <limits>
 #include <new>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace {
 
 constexpr double kSecondsBetweenLooks = 0.5;
 constexpr int kBlocksAtATime = 16;
-
-// Hands out what a growing file holds beyond what was handed out before. A file that was replaced or cut
-// begins anew.
-class GrowingFile {
-public:
-    explicit GrowingFile(std::string path) : path_(std::move(path)) { }
-
-    enum class Read { Everything, Some, Refused };
-    // At most so many blocks, so that somebody who follows a fast writer still hears an interrupt.
-    Read readNew(const std::function<bool(std::string_view)>& take, int mostBlocks)
-    {
-        reopenIfReplaced();
-        std::array<char, 65536> block{};
-        for (int blocks = 0; blocks < mostBlocks; ++blocks) {
-            const std::string_view bytes = readAt(position_, block.data(), block.size());
-            if (bytes.empty())
-                return Read::Everything;
-            position_ += static_cast<off_t>(bytes.size());
-            last_ = bytes.substr(bytes.size() - std::min(bytes.size(), kBytesRemembered));
-            if (!take(bytes))
-                return Read::Refused;
-        }
-        return Read::Some;
-    }
-
-    bool exists() const { return static_cast<bool>(file_); }
-
-private:
-    void reopenIfReplaced()
-    {
-        struct stat now { };
-        if (stat(path_.c_str(), &now) != 0 || !S_ISREG(now.st_mode))
-            return;
-        if (file_ && now.st_dev == device_ && now.st_ino == inode_ && now.st_size >= position_ && holdsLast())
-            return;
-        file_.reset(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-        if (!file_ || fstat(file_.get(), &now) != 0)
-            return;
-        device_ = now.st_dev;
-        inode_ = now.st_ino;
-        position_ = 0;
-        last_.clear();
-    }
-
-    // A file that was cut, and has grown beyond the position since, shows by other bytes before it.
-    bool holdsLast() const
-    {
-        std::array<char, kBytesRemembered> bytes{};
-        return readAt(position_ - static_cast<off_t>(last_.size()), bytes.data(), last_.size()) == last_;
-    }
-
-    std::string_view readAt(off_t place, char* buffer, std::size_t size) const
-    {
-        const ssize_t count = platform::retryInterrupted(
-            [&] { return file_ ? ::pread(file_.get(), buffer, size, place) : ssize_t{0}; });
-        return {buffer, static_cast<std::size_t>(std::max<ssize_t>(count, 0))};
-    }
-
-    static constexpr std::size_t kBytesRemembered = 256;
-    std::string path_;
-    platform::Descriptor file_;
-    dev_t device_ = 0;
-    ino_t inode_ = 0;
-    off_t position_ = 0;
-    std::string last_; // The last bytes before the position.
-};
 
 // Makes rows of text that comes in pieces. It is split at LF, CR and CR LF, as the output table does; text
 // ended by a line end has no empty last line.

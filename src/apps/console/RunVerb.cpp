@@ -1,11 +1,9 @@
-#include "apps/console/BatchChecks.h"
 #include "apps/console/BatchDisplay.h"
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/TaskTable.h"
 #include "apps/console/Verbs.h"
-#include "platform/files/FolderLock.h"
-#include "platform/files/Paths.h"
 #include "platform/process/Process.h"
+#include "task/BatchCount.h"
 #include "task/SVTrelkindEngineLocal.h"
 
 #include <fmt/format.h>
@@ -75,22 +73,10 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
 
 int runVerb(const RunOptions& options)
 {
-    // Two who run a wrapper would start the same tasks. Held before the tasks are read, so that they are as a
-    // former holder has left them; a file system without locks keeps nobody from running.
-    const platform::FolderLock lock(
-        platform::paths::absolute(options.wrapper), platform::FolderLock::Kind::Exclusive);
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
     KRTrelkindController& controller = wrapper->controller();
-    if (lock.isTaken()) {
-        complain(fmt::format("{} is being run, or cleared, by another trelkind.", controller.wrapperName()));
-        return kNotDone;
-    }
-    if (const auto reason = whyNotRunnable(controller)) {
-        complain(*reason);
-        return kNotDone;
-    }
     controller.startLocalTask();
     auto* attached = dynamic_cast<SVTrelkindEngineLocal*>(controller.engine());
     if (!attached) {
@@ -102,18 +88,17 @@ int runVerb(const RunOptions& options)
     SVTrelkindEngineLocal& engine = *attached;
     if (options.concurrency)
         engine.panel().concurrency.commit(fmt::format("{}", *options.concurrency));
-    tellOfStaleTasks(controller);
-    tellOfMissingFolders(controller);
-
     BatchDisplay display(*wrapper, options.json);
     const Interrupts interrupts(engine, display);
-    engine.panel().startButton.press();
+    if (const auto started = engine.startAfterChecks(); !started.ok()) {
+        complain(started.error().text);
+        return kNotDone;
+    }
     display.update();
     waitForEnd(engine, display, interrupts);
     display.finish();
     const bool shown = !options.json || writeTasksAsJson(*wrapper);
     if (interrupts.happened())
         return kInterrupted;
-    const auto counts = BatchProgress(controller).count();
-    return shown && counts.done == static_cast<int>(controller.taskInformation().size()) ? kDone : kNotDone;
+    return shown && BatchCount::of(controller).isComplete() ? kDone : kNotDone;
 }

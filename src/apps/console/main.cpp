@@ -1,9 +1,9 @@
 // The console front end: the command line, and nothing else.
 
+#include "apps/composition/Composition.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/loop/MainLoop.h"
-#include "remote/project/XCodeProject.h"
 
 #include <CLI/CLI.hpp>
 
@@ -212,6 +212,6 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
     platform::MainLoop::main();
-    ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
+    composeProgram();
     return CommandLine().run(argc, argv);
 }

@@ -230,7 +230,7 @@ TEST_F(CommandLine, ATaskAtWorkIsNotCleared)
     EXPECT_EQ(busy.status, 1);
     EXPECT_THAT(busy.err, HasSubstr("Task 1 is at work in process "));
     EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
-    EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("may have died with it: 1."));
+    EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("in their folders: 1."));
     {
         const platform::FolderLock runs(wrapper.path(), platform::FolderLock::Kind::Exclusive);
         EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("by another trelkind"));

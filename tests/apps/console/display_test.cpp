@@ -1,6 +1,4 @@
-#include "apps/console/BatchChecks.h"
 #include "apps/console/BatchProgress.h"
-#include "apps/console/ExecutableCheck.h"
 #include "apps/console/TablePrinter.h"
 #include "apps/console/TerminalText.h"
 #include "task/KRTrelkindController.h"
@@ -10,10 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <clocale>
-#include <csignal>
-#include <numeric>
-#include <sys/resource.h>
-#include <unistd.h>
 
 namespace {
 
@@ -59,16 +53,6 @@ TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
             EXPECT_EQ(terminal::columnsOf(terminal::bar(percentage, 13, unicode)), 13) << percentage;
     EXPECT_EQ(terminal::bar(50, 4, false), "##..");
     EXPECT_EQ(terminal::bar(100, 2, true), "\u2588\u2588");
-}
-
-TEST_F(Display, ManyNumbersAreAShortText)
-{
-    std::vector<int> all(10000);
-    std::iota(all.begin(), all.end(), 1);
-    EXPECT_EQ(numberRanges(all), "1-10000");
-    EXPECT_EQ(numberRanges({3, 4, 5, 12, 14, 15}), "3-5, 12, 14-15");
-    std::erase_if(all, [](int number) { return number % 2 == 0; });
-    EXPECT_TRUE(numberRanges(all).ends_with(", 37, 39 and 4980 more")) << numberRanges(all);
 }
 
 TEST_F(Display, NoLineOfTheLiveTableIsWiderThanAnyTerminal)
@@ -130,49 +114,6 @@ TEST_F(Display, ATableIsTextOrJson)
     EXPECT_EQ(rows[0]["Progress"], 42.0);
     EXPECT_EQ(rows[0]["Size"], "1.5MB");
     EXPECT_NO_THROW((void)rows.dump(0, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
-}
-
-TEST_F(Display, AnExecutableThatCanNotRunHereIsTold)
-{
-    const TemporaryFolder folder;
-    const auto write = [&](const std::string& bytes, std::uint32_t mode) {
-        files::remove(folder / "p");
-        files::writeFile(folder / "p", bytes);
-        files::setPermissions(folder / "p", mode);
-        return whyNotExecutable(folder / "p").value_or("");
-    };
-    std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
-    std::string foreign = ours;
-    foreign.at(18) = 99;
-    EXPECT_THAT(whyNotExecutable(folder / "missing").value_or(""), HasSubstr("there is no file"));
-    EXPECT_THAT(whyNotExecutable(folder.path()).value_or(""), HasSubstr("is a folder"));
-    EXPECT_THAT(write("#!/bin/sh\n", 0644), HasSubstr("is not marked as executable"));
-    EXPECT_THAT(write("", 0755), HasSubstr("is empty"));
-    EXPECT_THAT(write(foreign, 0755), HasSubstr("not a program for this machine"));
-    EXPECT_THAT(
-        write(std::string("\xCF\xFA\xED\xFE\0\0", 6), 0755), HasSubstr("not a program for this machine"));
-    EXPECT_EQ(write(ours, 0755), "");
-    EXPECT_EQ(write("#!/bin/sh\n", 0755), "");
-    EXPECT_THAT(write("#!" + folder / std::string(80, 'i') + "\n", 0755), HasSubstr("interpreter"));
-    EXPECT_EQ(write("echo without a first line\n", 0755), "");
-}
-
-TEST_F(Display, AFolderThatTakesNothingIsTold)
-{
-    const TemporaryFolder folder;
-    EXPECT_FALSE(whyNotWritable(folder.path()));
-    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
-    EXPECT_THAT(whyNotWritable(folder / "missing").value_or(""), HasSubstr("No such file"));
-    EXPECT_TRUE(whyNotWritable("/proc/self/fdinfo"));
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit former{};
-    getrlimit(RLIMIT_FSIZE, &former);
-    const rlimit nothing{0, former.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &nothing);
-    EXPECT_THAT(whyNotWritable(folder.path()).value_or(""), HasSubstr("File too large"));
-    setrlimit(RLIMIT_FSIZE, &former);
-    signal(SIGXFSZ, SIG_DFL);
-    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
 }
 
 } // namespace

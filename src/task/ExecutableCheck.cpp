@@ -1,4 +1,4 @@
-#include "apps/console/ExecutableCheck.h"
+#include "task/ExecutableCheck.h"
 
 #include "platform/files/Descriptor.h"
 #include "platform/files/FileManager.h"
@@ -8,14 +8,13 @@
 
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <elf.h>
 #include <fcntl.h>
-#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -23,6 +22,7 @@ namespace {
 
 namespace files = platform::files;
 using platform::Descriptor;
+using platform::Error;
 
 // The part of an ELF header that tells for which machine a program is.
 struct Identity {
@@ -63,13 +63,13 @@ bool isForeignProgram(const std::string& bytes)
 
 } // namespace
 
-std::optional<std::string> whyNotExecutable(const std::string& path)
+platform::Status checkExecutable(const std::string& path)
 {
     if (const auto error = platform::Process::whyNotLaunchable(path))
-        return fmt::format("The executable can not be run: {}.", error->reason);
+        return Error{fmt::format("The executable can not be run: {}.", error->reason)};
     const std::string bytes = firstBytes(path);
     if (bytes.empty())
-        return fmt::format("The executable {} is empty or can not be read.", path);
+        return Error{fmt::format("The executable {} is empty or can not be read.", path)};
     const auto identity = elfIdentity(bytes);
     const auto own = elfIdentity(firstBytes("/proc/self/exe"));
     // A 64-bit machine of this family runs the programs of the 32-bit one, too.
@@ -78,11 +78,11 @@ std::optional<std::string> whyNotExecutable(const std::string& path)
     // Text without a first line for an interpreter is run as a shell script.
     const bool isScript = !identity && bytes.find('\0') == std::string::npos && !isForeignProgram(bytes);
     if (!isOurs && !isScript)
-        return fmt::format("The executable {} is not a program for this machine.", path);
-    return std::nullopt;
+        return Error{fmt::format("The executable {} is not a program for this machine.", path)};
+    return {};
 }
 
-std::optional<std::string> whyNotWritable(const std::string& folder)
+platform::Status checkWritable(const std::string& folder)
 {
     const std::string probe = folder + "/VTask_probe";
     Descriptor file(::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
@@ -93,25 +93,6 @@ std::optional<std::string> whyNotWritable(const std::string& folder)
     if (isOpen)
         files::remove(probe);
     if (written)
-        return std::nullopt;
-    return fmt::format("{} can not be written: {}.", folder, std::generic_category().message(reason));
-}
-
-std::vector<int> processesWorkingIn(const std::string& folder)
-{
-    std::error_code error;
-    const auto wanted = std::filesystem::canonical(folder, error);
-    std::vector<int> found;
-    if (error)
-        return found;
-    for (const auto& name : files::contentsOfDirectory("/proc").value_or(std::vector<std::string>())) {
-        int id = 0;
-        const auto [end, parsed] = std::from_chars(name.data(), name.data() + name.size(), id);
-        if (parsed != std::errc() || end != name.data() + name.size())
-            continue;
-        const auto place = std::filesystem::read_symlink("/proc/" + name + "/cwd", error);
-        if (!error && place == wanted)
-            found.push_back(id);
-    }
-    return found;
+        return {};
+    return Error{fmt::format("{} can not be written: {}.", folder, std::generic_category().message(reason))};
 }

@@ -1,0 +1,12 @@
+#include "apps/composition/Composition.h"
+
+#include "arrays/geometry/KRBounds.h"
+#include "diagnostics/KRMessageCenter.h"
+#include "remote/project/XCodeProject.h"
+#include "task/UploadPreparation.h"
+
+void composeProgram()
+{
+    KRSetBoundsReporter([](const std::string& message) { KRMessageCenter::addMessage(message); });
+    ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
+}

@@ -1,0 +1,82 @@
+#include "task/RunChecks.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/files/FileManager.h"
+#include "task/ExecutableCheck.h"
+#include "task/SVSingleTask.h"
+#include "task/SVTaskController.h"
+#include "task/TaskNumbers.h"
+#include "task/TaskState.h"
+#include "task/WorkingProcesses.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace {
+
+namespace files = platform::files;
+using platform::Error;
+using platform::Status;
+
+std::vector<std::shared_ptr<SVSingleTask>> tasksToRun(const SVTaskController& controller)
+{
+    std::vector<std::shared_ptr<SVSingleTask>> tasks;
+    std::copy_if(controller.taskInformation().begin(), controller.taskInformation().end(),
+        std::back_inserter(tasks), [](const auto& task) { return task->taskShouldBeRun(); });
+    return tasks;
+}
+
+Status checkRunFolder(const SVSingleTask& task)
+{
+    if (files::isDirectory(task.folderName()))
+        return checkWritable(task.folderName());
+    return Error{fmt::format("The run folder {} {}.", task.folderName(),
+        files::exists(task.folderName()) ? "is not a folder" : "does not exist")};
+}
+
+} // namespace
+
+Status checkBeforeRun(const SVTaskController& controller)
+{
+    const std::string& wrapper = controller.wrapperName();
+    if (controller.taskInformation().empty())
+        return Error{fmt::format("{} has no tasks.", wrapper)};
+    const auto tasks = tasksToRun(controller);
+    if (tasks.empty())
+        return {};
+    if (!controller.executable())
+        return Error{fmt::format("{} names no executable in its Executable.plist.", wrapper)};
+    if (auto status = checkExecutable(fmt::format("{}/MacOSX/{}", wrapper, *controller.executable()));
+        !status.ok())
+        return status;
+    // A folder that can't be written concerns its own task, unless all are like it.
+    Status first;
+    for (const auto& task : tasks) {
+        auto status = checkRunFolder(*task);
+        if (status.ok())
+            return {};
+        if (first.ok())
+            first = std::move(status);
+    }
+    return first;
+}
+
+void reportObstacles(const SVTaskController& controller)
+{
+    for (const auto& task : tasksToRun(controller))
+        if (const auto status = checkRunFolder(*task); !status.ok())
+            KRMessageCenter::addMessage(
+                fmt::format("Task {} can not be run.", task->numberInProject() + 1), status.error().text);
+
+    const auto processes = WorkingProcesses::now();
+    std::vector<int> lost;
+    for (const auto& task : controller.taskInformation())
+        if (stateOf(*task) == TaskState::Running && processes.in(task->folderName()).empty())
+            lost.push_back(task->numberInProject() + 1);
+    if (!lost.empty())
+        KRMessageCenter::addMessage("Tasks of an earlier session have ended without a mark.",
+            fmt::format("These tasks were started earlier, and no process of this computer works in their "
+                        "folders: {}. Clear them to run them again.",
+                numberRanges(lost)));
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "platform/files/Descriptor.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+// Hands out what a growing file holds beyond what was handed out before. A file that was replaced or cut
+// begins anew. One thread at a time.
+class GrowingFile {
+public:
+    explicit GrowingFile(std::string path) : path_(std::move(path)) { }
+
+    enum class Read {
+        Everything, // All that there is now.
+        Some, // There may be more: the bound was reached.
+        Refused, // The taker answered false.
+    };
+    // Hands out at most so many blocks of 64 KiB, so that whoever follows a fast writer can look at something
+    // else in between. The bytes are valid during the call of take() alone.
+    Read readNew(const std::function<bool(std::string_view)>& take, int mostBlocks);
+
+    bool exists() const { return static_cast<bool>(file_); } // As of the last reading.
+
+private:
+    void reopenIfReplaced();
+    bool holdsLast() const;
+    std::string_view readAt(off_t place, char* buffer, std::size_t size) const;
+
+    std::string path_;
+    platform::Descriptor file_;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
+    off_t position_ = 0;
+    std::string last_; // The last bytes before the position.
+};
