@@ -1,10 +1,17 @@
+// What every main loop promises. These tests run on each of them.
+
 #include "platform/loop/MainLoop.h"
+
+#include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 
 #include <atomic>
 #include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdexcept>
 #include <string>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -15,9 +22,37 @@ using platform::MainLoop;
 using platform::Pace;
 using platform::Timer;
 
+using platform::Descriptor;
+using Words = std::vector<std::string>;
+
+struct Pipe {
+    Pipe()
+    {
+        int numbers[2] = {-1, -1};
+        EXPECT_EQ(pipe2(numbers, O_NONBLOCK | O_CLOEXEC), 0);
+        readEnd.reset(numbers[0]);
+        writeEnd.reset(numbers[1]);
+    }
+    void fill() const { EXPECT_EQ(write(writeEnd.get(), "x", 1), 1); }
+    // False when there is nothing to take.
+    bool takeByte() const
+    {
+        char byte = 0;
+        return read(readEnd.get(), &byte, 1) == 1;
+    }
+    Descriptor readEnd, writeEnd;
+};
+
 class MainLoopTest : public testing::Test {
 protected:
     void TearDown() override { Pace::setFactor(1); }
+    // How often the loop looks around in a twentieth of a second when it has nothing to do.
+    int turnsOfAnIdleLoop()
+    {
+        int looks = 0;
+        loop.runUntil([&] { return ++looks == 1000; }, 0.05);
+        return looks;
+    }
     MainLoop& loop = MainLoop::main();
 };
 
@@ -149,7 +184,7 @@ TEST_F(MainLoopTest, AWatchIsCalledWhileItsDescriptorIsReadableOrHungUp)
             watch.reset();
         // The byte that is still there must not bring the handler in a second time from inside itself.
         const int before = calls;
-        loop.runUntil([&] { return calls > before; }, 0.03);
+        EXPECT_LT(turnsOfAnIdleLoop(), 50) << "nor keep the loop inside of it busy";
         EXPECT_EQ(calls, before);
     });
     EXPECT_FALSE(loop.runUntil([&] { return calls > 0; }, 0.03));
@@ -159,6 +194,172 @@ TEST_F(MainLoopTest, AWatchIsCalledWhileItsDescriptorIsReadableOrHungUp)
     EXPECT_TRUE(loop.runUntil([&] { return !watch; }, 10));
     close(ends[0]);
     EXPECT_FALSE(loop.runUntil([&] { return calls > 3; }, 0.03));
+}
+
+TEST_F(MainLoopTest, WatchesOfOneDescriptorComeAndGoAlone)
+{
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    const Descriptor here(ends[0]);
+    const Descriptor there(ends[1]);
+    int readable = 0;
+    int alsoReadable = 0;
+    int writable = 0;
+    auto first = loop.watchReadable(here.get(), [&] { ++readable; });
+    EXPECT_LT(turnsOfAnIdleLoop(), 50);
+    auto second = loop.watchWritable(here.get(), [&] { ++writable; });
+    EXPECT_TRUE(loop.runUntil([&] { return writable > 1; }, 10));
+    EXPECT_EQ(readable, 0);
+    ASSERT_EQ(write(there.get(), "x", 1), 1);
+    auto third = loop.watchReadable(here.get(), [&] { ++alsoReadable; });
+    EXPECT_TRUE(loop.runUntil([&] { return readable > 0 && alsoReadable > 0; }, 10));
+    first.reset();
+    second.reset();
+    const int readBefore = readable;
+    const int writtenBefore = writable;
+    alsoReadable = 0;
+    EXPECT_TRUE(loop.runUntil([&] { return alsoReadable > 2; }, 10));
+    EXPECT_EQ(readable, readBefore);
+    EXPECT_EQ(writable, writtenBefore);
+}
+
+TEST_F(MainLoopTest, WhatCannotBeWatchedIsRefusedAndWhatWasClosedIsForgotten)
+{
+    const TemporaryFolder folder;
+    const Descriptor file(open((folder / "file").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600));
+    EXPECT_FALSE(loop.watchReadable(file.get(), [] {}));
+    EXPECT_FALSE(loop.watchReadable(-1, [] {}));
+
+    // The file is still open under another number when its owner closes the watched one.
+    int calls = 0;
+    Pipe closed;
+    const Descriptor copy(dup(closed.readEnd.get()));
+    auto watch = loop.watchReadable(closed.readEnd.get(), [&] { ++calls; });
+    closed.readEnd.reset();
+    closed.fill();
+    loop.runPending();
+    EXPECT_EQ(calls, 0);
+    watch.reset();
+    EXPECT_LT(turnsOfAnIdleLoop(), 50);
+
+    // The number of a closed descriptor comes back for another one.
+    Pipe former;
+    const int number = former.readEnd.get();
+    const auto stale = loop.watchReadable(number, [&] { ++calls; });
+    former.readEnd.reset();
+    Pipe next;
+    ASSERT_EQ(next.readEnd.get(), number);
+    int nextCalls = 0;
+    const auto fresh = loop.watchReadable(number, [&] { nextCalls += next.takeByte() ? 1 : 0; });
+    next.fill();
+    EXPECT_TRUE(loop.runUntil([&] { return nextCalls == 1; }, 10));
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(MainLoopTest, AfterALoopInsideAHandlerReadinessIsAskedAnew)
+{
+    const Pipe pipes[2];
+    int vain = 0;
+    int served = 0;
+    std::vector<std::unique_ptr<MainLoop::Watch>> watches;
+    for (const Pipe& pipe : pipes) {
+        pipe.fill();
+        watches.push_back(loop.watchReadable(pipe.readEnd.get(), [&] {
+            if (!pipe.takeByte())
+                ++vain;
+            else if (++served == 1)
+                loop.runUntil([&] { return served == 2; }, 10);
+        }));
+    }
+    loop.runUntil([&] { return served > 0; }, 10);
+    EXPECT_EQ(served, 2) << "the loop inside serves the other one";
+    EXPECT_LT(turnsOfAnIdleLoop(), 50);
+    EXPECT_EQ(vain, 0);
+    pipes[0].fill();
+    EXPECT_TRUE(loop.runUntil([&] { return served == 3; }, 10)) << "it is waited for again";
+}
+
+TEST_F(MainLoopTest, TimersThatAreDueTogetherAreTakenOneAtATime)
+{
+    Pace::setFactor(0.001);
+    int fired = 0;
+    const auto first = Timer::schedule(1, Timer::Repeats::No,
+        [&] { EXPECT_TRUE(loop.runUntil([&] { return fired == 2; }, 10)) << "the others starve"; });
+    const auto second = Timer::schedule(1, Timer::Repeats::No, [&] { ++fired; });
+    const auto third = Timer::schedule(1, Timer::Repeats::Yes, [&] { ++fired; });
+    usleep(5000); // All three are due in the same turn.
+    EXPECT_TRUE(loop.runUntil([&] { return fired >= 2; }, 10));
+}
+
+TEST_F(MainLoopTest, WorkAfterAnEventIsDoneBeforeAllElseAndNeverByALoopInside)
+{
+    Words story;
+    const auto note = [&](const char* word) { return [&story, word] { story.emplace_back(word); }; };
+    bool done = false;
+    loop.post([&] {
+        loop.afterThisEvent([&] {
+            note("after")();
+            loop.afterThisEvent(note("after that"));
+        });
+        loop.post([&] {
+            note("posted")();
+            loop.afterThisEvent(note("asked inside"));
+            loop.post(note("inside"));
+        });
+        EXPECT_TRUE(loop.runUntil([&] { return story.size() == 2; }, 10));
+        loop.runPending();
+        loop.post(note("next"));
+        note("end of event")();
+    });
+    loop.post(note("waiting"));
+    EXPECT_TRUE(loop.runUntil([&] { return !story.empty() && story.back() == "next"; }, 10));
+    EXPECT_EQ(story,
+        (Words{
+            "waiting", "posted", "inside", "end of event", "after", "asked inside", "after that", "next"}));
+
+    loop.post(note("first"));
+    loop.afterThisEvent([&] { done = true; });
+    loop.runUntil([&] { return story.back() == "first"; }, 10);
+    EXPECT_FALSE(done) << "outside of any event it is posted work";
+    EXPECT_TRUE(loop.runUntil([&] { return done; }, 10));
+}
+
+TEST_F(MainLoopTest, EveryKindOfEventHasItsOwnEnd)
+{
+    Words story;
+    const auto event = [&](const std::string& name) {
+        story.push_back(name);
+        loop.afterThisEvent([&story, name] { story.push_back("end of " + name); });
+    };
+    const auto pipe = std::make_unique<Pipe>();
+    const auto watch = loop.watchReadable(pipe->readEnd.get(), [&] {
+        pipe->takeByte();
+        event("watch");
+    });
+    const auto signal = loop.watchSignal(SIGUSR1, [&] { event("signal"); });
+    const auto timer = Timer::schedule(0, Timer::Repeats::No, [&] { event("timer"); });
+    pipe->fill();
+    raise(SIGUSR1);
+    loop.post([&] { event("work"); });
+    EXPECT_TRUE(loop.runUntil([&] { return story.size() == 8; }, 10));
+    EXPECT_EQ(story,
+        (Words{"watch", "end of watch", "signal", "end of signal", "timer", "end of timer", "work",
+            "end of work"}));
+
+    // Who waits for a thread of its own is still inside its event.
+    std::atomic<bool> ended = false;
+    story.clear();
+    loop.post([&] {
+        std::thread worker([&] {
+            loop.postAndWait([&] { event("waited for"); });
+            ended = true;
+        });
+        loop.serveWaitersUntil([&] { return ended.load(); });
+        worker.join();
+        story.emplace_back("joined");
+    });
+    EXPECT_TRUE(loop.runUntil([&] { return story.size() == 3; }, 10));
+    EXPECT_EQ(story, (Words{"waited for", "joined", "end of waited for"}));
 }
 
 // The watch is one for writing: its pipe has room at once.
@@ -198,6 +399,21 @@ TEST_F(MainLoopTest, AnExceptionLeavesNothingUndone)
     worker.join();
     close(ends[0]);
     close(ends[1]);
+
+    bool after = false;
+    bool later = false;
+    loop.post([&] {
+        loop.afterThisEvent([&] { after = true; });
+        loop.stop();
+        throw std::runtime_error("out of run()");
+    });
+    loop.post([&] { later = true; });
+    EXPECT_THROW(loop.run(), std::runtime_error);
+    EXPECT_FALSE(after);
+    loop.run(); // The stop still stands.
+    EXPECT_FALSE(later);
+    EXPECT_TRUE(loop.runUntil([&] { return later; }, 10));
+    EXPECT_TRUE(after);
 }
 
 TEST_F(MainLoopTest, ASignalWatchGivesTheFormerDispositionBack)

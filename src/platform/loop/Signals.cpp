@@ -1,8 +1,10 @@
-#include "platform/loop/MainLoopState.h"
+#include "platform/loop/Signals.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <unistd.h>
 
 namespace platform::signals {
@@ -16,7 +18,7 @@ struct Watched {
     struct sigaction former { };
 };
 
-// The two that the handler touches; whichever thread it interrupts, lock-free atomics are safe there.
+// The two that the handler touches. It may interrupt any thread; lock-free atomics are safe there.
 std::array<std::atomic<int>, kSignalCount> counts{};
 std::atomic<int> wakeDescriptorOfLoop = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
