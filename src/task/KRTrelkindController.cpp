@@ -287,7 +287,7 @@ void KRTrelkindController::endAllTasks()
     std::erase_if(detachedEngines_, [](const auto& engine) { return engine.expired(); });
     detachedEngines_.push_back(engine_);
     // The engine may be the caller: it goes at the end of the event.
-    platform::MainLoop::main().post([engine = std::move(engine_)] {});
+    platform::MainLoop::main().afterThisEvent([engine = std::move(engine_)] {});
     engine_ = nullptr;
 }
 
@@ -451,7 +451,8 @@ bool KRTrelkindController::windowShouldClose()
         app->removeController(*this);
     disconnectEngines();
     // Whoever called may still use the controller and its window in this event.
-    platform::MainLoop::main().post([self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});
+    platform::MainLoop::main().afterThisEvent(
+        [self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});
     platform::NotificationCenter::defaultCenter().post(notifications::kWindowClosed, this);
     return true;
 }

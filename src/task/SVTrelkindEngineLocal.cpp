@@ -14,6 +14,7 @@ namespace {
 constexpr int kFirstConcurrency = 4;
 constexpr int kMostConcurrency = 32;
 constexpr double kSecondsBetweenChecks = 10.0;
+constexpr double kSecondsBetweenLooks = 0.5; // While somebody follows the runs.
 constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
 } // namespace
 
@@ -26,6 +27,7 @@ SVTrelkindEngineLocal::LocalAddition::LocalAddition()
     endButton.setHidden(true);
     concurrency.setStringValue(fmt::format("{}", kFirstConcurrency));
     concurrency.setAccessibleName("Tasks at a time");
+    concurrency.setColumns(4);
     for (toolkit::View* part : {static_cast<toolkit::View*>(&startButton),
              static_cast<toolkit::View*>(&endButton), static_cast<toolkit::View*>(&concurrency)})
         view.addSubview(*part);
@@ -58,6 +60,8 @@ platform::Result<int> SVTrelkindEngineLocal::startAfterChecks()
         return 0;
     lock_ = std::move(lock);
     startTasks();
+    looks_ = platform::Timer::schedule(
+        kSecondsBetweenLooks, platform::Timer::Repeats::Yes, [this] { updateStatus(); });
     return static_cast<int>(operations_.operationCount());
 }
 
@@ -155,6 +159,7 @@ void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
     if (operations_.operationCount() != 0)
         return;
     lock_.reset();
+    looks_.reset();
     checkPeriodically_.reset();
     panel_.startButton.setHidden(false);
     panel_.endButton.setHidden(true);
@@ -173,5 +178,6 @@ void SVTrelkindEngineLocal::disconnect()
 void SVTrelkindEngineLocal::disconnectFromTaskController()
 {
     checkPeriodically_.reset();
+    looks_.reset();
     taskController_ = nullptr;
 }

@@ -20,7 +20,7 @@ class SVTrelkindEngineLocal : public SVTrelkindEngine, public SVLocalTaskOperati
 public:
     // The panel.
     struct LocalAddition {
-        toolkit::View view;
+        toolkit::Stack view{toolkit::Direction::Across};
         toolkit::Button startButton;
         toolkit::Button endButton;
         toolkit::TextField concurrency;
@@ -63,6 +63,7 @@ private:
 
     LocalAddition panel_;
     std::unique_ptr<platform::Timer> checkPeriodically_;
+    std::unique_ptr<platform::Timer> looks_; // From startAfterChecks() until the last run has ended.
     platform::OperationQueue operations_;
     std::shared_ptr<platform::FolderLock> lock_; // From a start until the last run has ended.
     bool running_ = false; // Set by the first start for good.

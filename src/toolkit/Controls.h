@@ -21,6 +21,9 @@ public:
     int integerValue() const; // The leading whole number of the value; 0 when there is none.
     bool isEditable() const { return isEditable_; }
     void setEditable(bool isEditable) { set(isEditable_, isEditable); }
+    // How many characters the field has room for; 0 for as many as there is room.
+    int columns() const { return columns_; }
+    void setColumns(int columns) { set(columns_, columns); }
 
     std::function<void()> whenEdited; // After each change while typing; the value is still the old one.
     std::function<void()> whenCommitted;
@@ -38,6 +41,7 @@ private:
     std::string stringValue_;
     std::optional<std::string> edited_;
     bool isEditable_ = true;
+    int columns_ = 0;
 };
 
 // A field whose text is not shown.

@@ -60,6 +60,12 @@ void Window::close()
     changed({.order = true});
 }
 
+void Window::userActivates()
+{
+    if (isVisible_)
+        ShownWindows::shared().bringToFront(*this);
+}
+
 bool Window::userCloses()
 {
     const auto mayClose = shouldClose; // A copy: the answer may take the window's function away.

@@ -29,8 +29,10 @@ public:
     // Brings the window to the front, showing it when it was hidden.
     void orderFront();
     void close();
-    // The user wants to close the window: it closes unless the logic refuses. Whether it has closed.
+    // The user: wants to close the window, which closes unless the logic refuses. Whether it has closed.
     bool userCloses();
+    // The user: works in this window now, which is in front of the others by that.
+    void userActivates();
     // The logic's answer to that; a window without one closes. May let the window go.
     std::function<bool()> shouldClose;
 

@@ -48,10 +48,8 @@ private:
 void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Interrupts& interrupts)
 {
     auto& loop = platform::MainLoop::main();
-    const auto frames = platform::Timer::schedule(kSecondsBetweenFrames, platform::Timer::Repeats::Yes, [&] {
-        engine.updateStatus();
-        display.update();
-    });
+    const auto frames = platform::Timer::schedule(
+        kSecondsBetweenFrames, platform::Timer::Repeats::Yes, [&] { display.update(); });
     loop.runUntil([&] {
         if (interrupts.wantsKill())
             platform::Process::killTerminating();

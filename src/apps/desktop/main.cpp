@@ -1,0 +1,99 @@
+// The desktop front end: the command line, and windows for what the program shows.
+
+#include "apps/composition/Composition.h"
+#include "apps/desktop/Desktop.h"
+#include "apps/desktop/loop/QtMainLoop.h"
+#include "diagnostics/MessageWindow.h"
+#include "platform/files/Paths.h"
+#include "task/KRTrelkindApplication.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr int kNotDone = 1;
+constexpr int kWrongUse = 2;
+
+bool hasDisplay()
+{
+    for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        if (const char* value = std::getenv(variable); value && *value)
+            return true;
+    return false;
+}
+
+void addOptions(QCommandLineParser& parser)
+{
+    parser.setApplicationDescription(QStringLiteral(
+        "Runs batches of a computational program and keeps track of what each run left.\n"
+        "\n"
+        "A task wrapper is a folder whose name ends in .vtask. Every wrapper that is named here is opened in a\n"
+        "window. The program \"trelkind\" does the same on a terminal."));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addPositionalArgument(QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."),
+        QStringLiteral("[WRAPPER...]"));
+}
+
+int runWindows(const QStringList& wrappers)
+{
+    QtMainLoop::install();
+    auto& loop = platform::MainLoop::main();
+    composeProgram();
+    KRTrelkindApplication application;
+    MainMenu menus(application);
+    menus.whenQuitting = [] { QCoreApplication::quit(); };
+    const MessageWindow messages;
+    const Desktop desktop(menus);
+    application.awakeFromNib();
+    for (const QString& wrapper : wrappers)
+        application.applicationOpenFile(platform::paths::absolute(wrapper.toStdString()));
+    if (wrappers.isEmpty())
+        menus.menus().front()->choose(0); // Open\u2026
+    loop.run();
+    return EXIT_SUCCESS;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
+    QCoreApplication::setApplicationName(QStringLiteral("trelkind-desktop"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TRELKIND_VERSION));
+
+    // The command line first, so that help and wrong options need no display.
+    QCommandLineParser parser;
+    addOptions(parser);
+    QStringList words;
+    for (int i = 0; i < argc; ++i)
+        words << QString::fromLocal8Bit(argv[i]);
+    if (!parser.parse(words)) {
+        std::fprintf(stderr, "trelkind-desktop: %s\n", qPrintable(parser.errorText()));
+        return kWrongUse;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return EXIT_SUCCESS;
+    }
+    if (parser.isSet(QStringLiteral("version"))) {
+        std::puts("trelkind-desktop " TRELKIND_VERSION);
+        return EXIT_SUCCESS;
+    }
+    if (!hasDisplay()) {
+        std::fputs("trelkind-desktop: There is no display for windows; \"trelkind\" does the same on a "
+                   "terminal.\n",
+            stderr);
+        return kNotDone;
+    }
+    const QApplication qt(argc, argv);
+    // Qt takes the user's locale over. Numbers in files and scripts have a decimal point in every country.
+    std::setlocale(LC_NUMERIC, "C");
+    return runWindows(parser.positionalArguments());
+}

@@ -1,0 +1,201 @@
+#include "apps/desktop/widgets/Containers.h"
+
+#include "apps/desktop/widgets/Adapter.h"
+#include "apps/desktop/widgets/Controls.h"
+#include "apps/desktop/widgets/TableWidget.h"
+#include "apps/desktop/widgets/Text.h"
+#include "toolkit/Controls.h"
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QPointer>
+#include <QSignalBlocker>
+#include <QSplitter>
+#include <QTabWidget>
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace {
+
+// The widgets of what is in a view, in its order.
+class Children {
+public:
+    template <class Insert>
+    void follow(const toolkit::View& parent, Insert insert)
+    {
+        std::erase_if(children_, [&parent](const std::unique_ptr<Child>& child) {
+            const auto& present = parent.subviews();
+            if (child->view && std::find(present.begin(), present.end(), child->view) != present.end())
+                return false;
+            delete child->widget; // Null when Qt has deleted it already.
+            return true;
+        });
+        for (std::size_t i = 0; i < parent.subviews().size(); ++i) {
+            toolkit::View* view = parent.subviews()[i];
+            if (i < children_.size() && children_[i]->view == view)
+                continue;
+            auto child = std::make_unique<Child>();
+            child->view = view;
+            child->widget = makeWidget(*view);
+            // Another view may be made at the same address.
+            child->observation = view->observe({}, [held = child.get()] { held->view = nullptr; });
+            insert(static_cast<int>(i), *view, child->widget.data());
+            children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(i), std::move(child));
+        }
+    }
+
+private:
+    struct Child {
+        toolkit::View* view = nullptr; // Null once it has ended.
+        QPointer<QWidget> widget;
+        toolkit::Model::Observation observation;
+    };
+    std::vector<std::unique_ptr<Child>> children_;
+};
+
+Qt::Orientation orientationOf(const toolkit::Stack& stack)
+{
+    return stack.direction() == toolkit::Direction::Down ? Qt::Vertical : Qt::Horizontal;
+}
+
+// A line edit is told by its name, which stands before it.
+QWidget* withLabel(const toolkit::View& view, QWidget* widget)
+{
+    if (!dynamic_cast<const toolkit::TextField*>(&view) || view.accessibleName().empty())
+        return widget;
+    auto* row = new QWidget;
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    auto* label = new QLabel(toQt(view.accessibleName()));
+    label->setBuddy(widget);
+    layout->addWidget(label);
+    layout->addWidget(widget, 1);
+    if (static_cast<const toolkit::TextField&>(view).columns() > 0)
+        row->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
+    return row;
+}
+
+// Controls keep their height; what shows content takes the room that is left.
+bool takesRoom(const toolkit::View& view)
+{
+    if (dynamic_cast<const toolkit::Split*>(&view) || dynamic_cast<const toolkit::TabView*>(&view)
+        || dynamic_cast<const toolkit::Table*>(&view) || dynamic_cast<const toolkit::TextView*>(&view))
+        return true;
+    return std::any_of(view.subviews().begin(), view.subviews().end(),
+        [](const toolkit::View* child) { return takesRoom(*child); });
+}
+
+// Views in a row, or one below the other. A view of no kind of its own shows its parts in a row.
+class StackWidget final : public QWidget {
+public:
+    StackWidget(toolkit::View& view, Qt::Orientation orientation) : adapter_(view)
+    {
+        auto* layout = new QBoxLayout(
+            orientation == Qt::Vertical ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight, this);
+        if (orientation == Qt::Horizontal)
+            layout->setContentsMargins(0, 0, 0, 0);
+        adapter_.follow([this, layout](const toolkit::View& shown) {
+            children_.follow(shown, [layout](int index, const toolkit::View& child, QWidget* widget) {
+                const bool across = layout->direction() == QBoxLayout::LeftToRight;
+                layout->insertWidget(
+                    index, across ? withLabel(child, widget) : widget, takesRoom(child) ? 1 : 0);
+            });
+            showCommonParts(*this, shown);
+        });
+        if (orientation == Qt::Horizontal && !takesRoom(view))
+            layout->addStretch(0);
+    }
+
+private:
+    Adapter<toolkit::View> adapter_;
+    Children children_;
+};
+
+class SplitWidget final : public Adapted<QSplitter, toolkit::Split> {
+public:
+    explicit SplitWidget(toolkit::Split& split) : Adapted(split)
+    {
+        setOrientation(orientationOf(split));
+        setChildrenCollapsible(false);
+        adapter_.follow([this](const toolkit::Split& shown) {
+            children_.follow(shown, [this](int index, const toolkit::View&, QWidget* widget) {
+                insertWidget(index, widget);
+                setStretchFactor(index, index == 0 ? 2 : 1); // What comes first leads to the rest.
+            });
+            showCommonParts(*this, shown);
+        });
+    }
+
+private:
+    Children children_;
+};
+
+// Tabs with a bar to choose from; a view whose first tab is empty shows what fits the moment, and has no bar.
+class TabWidget final : public Adapted<QTabWidget, toolkit::TabView> {
+public:
+    explicit TabWidget(toolkit::TabView& tabs) : Adapted(tabs)
+    {
+        setDocumentMode(true);
+        for (const auto& tab : tabs.tabs())
+            addTab(tab.view ? makeWidget(*tab.view) : new QWidget, toQt(tab.label));
+        const bool isChosenByLogic = !tabs.tabs().empty() && !tabs.tabs().front().view;
+        tabBar()->setVisible(!isChosenByLogic);
+        connect(this, &QTabWidget::currentChanged, this, [this](int index) {
+            if (adapter_.model())
+                adapter_.model()->choose(
+                    adapter_.model()->tabs()[static_cast<std::size_t>(index)].identifier);
+        });
+        adapter_.follow([this](const toolkit::TabView& shown) {
+            const QSignalBlocker blocker(this);
+            for (int i = 0; i < count(); ++i)
+                if (shown.tabs()[static_cast<std::size_t>(i)].identifier == shown.selectedIdentifier())
+                    setCurrentIndex(i);
+            showCommonParts(*this, shown);
+        });
+    }
+};
+
+template <class Kind, class Make>
+QWidget* makeIf(toolkit::View& view, Make make)
+{
+    auto* kind = dynamic_cast<Kind*>(&view);
+    return kind ? make(*kind) : nullptr;
+}
+
+} // namespace
+
+QWidget* makeWidget(toolkit::View& view)
+{
+    // A kind that derives from another stands before it.
+    using Maker = QWidget* (*)(toolkit::View&);
+    static constexpr Maker kMakers[] = {
+        [](toolkit::View& v) { return makeIf<toolkit::CheckBox>(v, makeCheckBox); },
+        [](toolkit::View& v) { return makeIf<toolkit::Button>(v, makeButton); },
+        [](toolkit::View& v) { return makeIf<toolkit::PopUp>(v, makePopUp); },
+        [](toolkit::View& v) { return makeIf<toolkit::ProgressBar>(v, makeProgressBar); },
+        [](toolkit::View& v) { return makeIf<toolkit::TextField>(v, makeTextField); },
+        [](toolkit::View& v) { return makeIf<toolkit::TextView>(v, makeTextView); },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::Table>(
+                v, [](toolkit::Table& table) -> QWidget* { return new TableWidget(table); });
+        },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::TabView>(
+                v, [](toolkit::TabView& tabs) -> QWidget* { return new TabWidget(tabs); });
+        },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::Split>(
+                v, [](toolkit::Split& split) -> QWidget* { return new SplitWidget(split); });
+        },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::Stack>(v, [](toolkit::Stack& stack) -> QWidget* {
+                return new StackWidget(stack, orientationOf(stack));
+            });
+        },
+    };
+    for (const Maker make : kMakers)
+        if (QWidget* made = make(view))
+            return made;
+    return new StackWidget(view, Qt::Horizontal);
+}

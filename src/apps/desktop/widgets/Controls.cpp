@@ -1,0 +1,185 @@
+#include "apps/desktop/widgets/Controls.h"
+
+#include "apps/desktop/widgets/Adapter.h"
+#include "apps/desktop/widgets/Text.h"
+#include "toolkit/Controls.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalBlocker>
+#include <algorithm>
+
+namespace {
+
+constexpr int kBarSteps = 1000;
+constexpr int kFrameColumns = 4; // The room that the frame of a field takes, in characters.
+
+class ButtonWidget final : public Adapted<QPushButton, toolkit::Button> {
+public:
+    explicit ButtonWidget(toolkit::Button& button) : Adapted(button)
+    {
+        connect(this, &QPushButton::clicked, this, [this] {
+            if (adapter_.model())
+                adapter_.model()->press();
+        });
+        adapter_.follow([this](const toolkit::Button& shown) {
+            setText(toQt(shown.title()));
+            setEnabled(shown.isEnabled());
+            showCommonParts(*this, shown);
+        });
+    }
+};
+
+class CheckBoxWidget final : public Adapted<QCheckBox, toolkit::CheckBox> {
+public:
+    explicit CheckBoxWidget(toolkit::CheckBox& box) : Adapted(box)
+    {
+        connect(this, &QCheckBox::clicked, this, [this] {
+            if (adapter_.model())
+                adapter_.model()->press();
+        });
+        adapter_.follow([this](const toolkit::CheckBox& shown) {
+            setText(toQt(shown.title()));
+            setEnabled(shown.isEnabled());
+            setChecked(shown.state() != 0);
+            showCommonParts(*this, shown);
+        });
+    }
+};
+
+class PopUpWidget final : public Adapted<QComboBox, toolkit::PopUp> {
+public:
+    explicit PopUpWidget(toolkit::PopUp& popUp) : Adapted(popUp)
+    {
+        connect(this, &QComboBox::activated, this, [this](int index) {
+            if (adapter_.model())
+                adapter_.model()->choose(index);
+        });
+        adapter_.follow([this](const toolkit::PopUp& shown) {
+            const QSignalBlocker blocker(this);
+            clear();
+            for (const std::string& item : shown.items())
+                addItem(toQt(item));
+            setCurrentIndex(shown.selectedIndex());
+            showCommonParts(*this, shown);
+        });
+    }
+};
+
+class ProgressBarWidget final : public Adapted<QProgressBar, toolkit::ProgressBar> {
+public:
+    explicit ProgressBarWidget(toolkit::ProgressBar& bar) : Adapted(bar)
+    {
+        adapter_.follow([this](const toolkit::ProgressBar& shown) {
+            const double range = shown.maximum() - shown.minimum();
+            const double share = range > 0 ? (shown.doubleValue() - shown.minimum()) / range : 0;
+            setRange(0, shown.isIndeterminate() ? 0 : kBarSteps); // Qt moves a bar without a range.
+            setValue(static_cast<int>(std::clamp(share, 0.0, 1.0) * kBarSteps));
+            showCommonParts(*this, shown);
+        });
+    }
+};
+
+class TextFieldWidget final : public Adapted<QLineEdit, toolkit::TextField> {
+public:
+    explicit TextFieldWidget(toolkit::TextField& field) : Adapted(field)
+    {
+        if (dynamic_cast<toolkit::SecureField*>(&field))
+            setEchoMode(Password);
+        connect(this, &QLineEdit::textEdited, this, [this](const QString& text) {
+            if (adapter_.model())
+                adapter_.model()->edit(text.toStdString());
+        });
+        connect(this, &QLineEdit::editingFinished, this, [this] {
+            if (adapter_.model())
+                adapter_.model()->commit();
+        });
+        adapter_.follow([this](const toolkit::TextField& shown) {
+            if (text() != toQt(shown.displayedText()))
+                setText(toQt(shown.displayedText()));
+            setReadOnly(!shown.isEditable());
+            setFrame(shown.isEditable());
+            QPalette colors;
+            if (!shown.isEditable())
+                colors.setColor(QPalette::Base, Qt::transparent);
+            setPalette(colors);
+            if (shown.columns() > 0)
+                setFixedWidth(fontMetrics().averageCharWidth() * (shown.columns() + kFrameColumns));
+            setFocusPolicy(shown.isEditable() ? Qt::StrongFocus : Qt::ClickFocus);
+            showCommonParts(*this, shown);
+        });
+    }
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override
+    {
+        if (event->key() == Qt::Key_Escape && adapter_.model() && adapter_.model()->isBeingEdited())
+            adapter_.model()->cancelEditing();
+        else
+            QLineEdit::keyPressEvent(event);
+    }
+};
+
+class TextViewWidget final : public Adapted<QPlainTextEdit, toolkit::TextView> {
+public:
+    explicit TextViewWidget(toolkit::TextView& view) : Adapted(view)
+    {
+        setTabChangesFocus(true);
+        connect(this, &QPlainTextEdit::textChanged, this, [this] {
+            if (adapter_.model() && !isReadOnly())
+                adapter_.model()->edit(toPlainText().toStdString());
+        });
+        adapter_.follow([this](const toolkit::TextView& shown) {
+            const QSignalBlocker blocker(this);
+            if (toPlainText() != toQt(shown.string()))
+                setPlainText(toQt(shown.string()));
+            setReadOnly(!shown.isEditable());
+            showCommonParts(*this, shown);
+        });
+    }
+
+protected:
+    void focusOutEvent(QFocusEvent* event) override
+    {
+        QPlainTextEdit::focusOutEvent(event);
+        if (adapter_.model() && !isReadOnly())
+            adapter_.model()->endEditing();
+    }
+};
+
+} // namespace
+
+QWidget* makeButton(toolkit::Button& button)
+{
+    return new ButtonWidget(button);
+}
+
+QWidget* makeCheckBox(toolkit::CheckBox& box)
+{
+    return new CheckBoxWidget(box);
+}
+
+QWidget* makePopUp(toolkit::PopUp& popUp)
+{
+    return new PopUpWidget(popUp);
+}
+
+QWidget* makeProgressBar(toolkit::ProgressBar& bar)
+{
+    return new ProgressBarWidget(bar);
+}
+
+QWidget* makeTextField(toolkit::TextField& field)
+{
+    return new TextFieldWidget(field);
+}
+
+QWidget* makeTextView(toolkit::TextView& view)
+{
+    return new TextViewWidget(view);
+}

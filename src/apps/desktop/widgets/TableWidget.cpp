@@ -1,0 +1,148 @@
+#include "apps/desktop/widgets/TableWidget.h"
+
+#include "apps/desktop/widgets/MenuWidget.h"
+#include "apps/desktop/widgets/ProgressDelegate.h"
+#include "apps/desktop/widgets/TableAdapter.h"
+#include "apps/desktop/widgets/Text.h"
+
+#include <QContextMenuEvent>
+#include <QHeaderView>
+#include <QScopedValueRollback>
+#include <QScrollBar>
+#include <algorithm>
+#include <set>
+
+namespace {
+
+constexpr int kNumberColumns = 12; // Widths in characters.
+constexpr int kTextColumns = 20;
+
+// The column that grows with the table: one of bars, else the first one of words.
+std::vector<toolkit::Column>::const_iterator columnThatGrows(const std::vector<toolkit::Column>& columns)
+{
+    const auto bars = std::find_if(columns.begin(), columns.end(),
+        [](const toolkit::Column& column) { return column.cell == toolkit::Column::Cell::Progress; });
+    if (bars != columns.end())
+        return bars;
+    return std::find_if(columns.begin(), columns.end(), [](const toolkit::Column& column) {
+        return !column.isHidden && column.alignment == toolkit::Column::Alignment::Left;
+    });
+}
+
+} // namespace
+
+TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new TableAdapter(table, this))
+{
+    setModel(adapter_);
+    setItemDelegate(new ProgressDelegate(this));
+    setAccessibleName(toQt(table.accessibleName()));
+    setSelectionBehavior(SelectRows);
+    setSelectionMode(ExtendedSelection);
+    setTabKeyNavigation(false); // Tab leaves the table.
+    setAlternatingRowColors(true);
+    setShowGrid(false);
+    setWordWrap(false);
+    verticalHeader()->hide();
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed); // Many rows cost nothing that way.
+    verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
+    horizontalHeader()->setHighlightSections(false);
+    arrangeColumns();
+    tableObservation_ = table.observe([this](const toolkit::Change& change) { tableChanged(change); },
+        [this] {
+            const QScopedValueRollback following(isFollowingModel_, true);
+            table_ = nullptr;
+            adapter_->tableEnded();
+        });
+    if (toolkit::View* clip = table.superview())
+        clipObservation_ = clip->observe([this](const toolkit::Change&) { scrollToVisibleRows(); });
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { reportVisibleRows(); });
+    showSelection();
+}
+
+void TableWidget::arrangeColumns()
+{
+    const auto& columns = table_->columns();
+    const int character = fontMetrics().averageCharWidth();
+    const auto widest = columnThatGrows(columns);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const int section = static_cast<int>(i);
+        const bool isNumber = columns[i].alignment == toolkit::Column::Alignment::Right;
+        setColumnHidden(section, columns[i].isHidden);
+        horizontalHeader()->setSectionResizeMode(section,
+            columns.begin() + static_cast<std::ptrdiff_t>(i) == widest ? QHeaderView::Stretch
+                                                                       : QHeaderView::Interactive);
+        setColumnWidth(section, character * (isNumber ? kNumberColumns : kTextColumns));
+    }
+    setMinimumHeight(horizontalHeader()->sizeHint().height() + 3 * verticalHeader()->defaultSectionSize());
+}
+
+void TableWidget::tableChanged(const toolkit::Change& change)
+{
+    const QScopedValueRollback following(isFollowingModel_, true);
+    adapter_->tableChanged(change);
+    if (change.structure)
+        arrangeColumns();
+    if (change.selection || change.rows || change.structure)
+        showSelection();
+}
+
+void TableWidget::showSelection()
+{
+    if (!table_)
+        return;
+    const QScopedValueRollback following(isFollowingModel_, true);
+    QItemSelection wanted;
+    const int lastColumn = std::max(0, adapter_->columnCount() - 1);
+    for (const int row : table_->selectedRows())
+        wanted.select(adapter_->index(row, 0), adapter_->index(row, lastColumn));
+    selectionModel()->select(wanted, QItemSelectionModel::ClearAndSelect);
+}
+
+void TableWidget::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
+{
+    QTableView::selectionChanged(selected, deselected);
+    if (!table_ || isFollowingModel_)
+        return;
+    std::set<int> rows;
+    for (const QModelIndex& cell : selectionModel()->selectedRows())
+        rows.insert(cell.row());
+    table_->selectRows(rows);
+}
+
+void TableWidget::contextMenuEvent(QContextMenuEvent* event)
+{
+    const bool byKey = event->reason() == QContextMenuEvent::Keyboard;
+    const QModelIndex cell = byKey ? currentIndex() : indexAt(event->pos());
+    const auto menu = table_ && cell.isValid() ? table_->contextMenu(cell.row()) : nullptr;
+    if (!menu)
+        return;
+    auto* shown = new MenuWidget(menu, this);
+    shown->setAttribute(Qt::WA_DeleteOnClose);
+    shown->popup(byKey ? viewport()->mapToGlobal(visualRect(cell).bottomLeft()) : event->globalPos());
+}
+
+void TableWidget::resizeEvent(QResizeEvent* event)
+{
+    QTableView::resizeEvent(event);
+    reportVisibleRows();
+}
+
+void TableWidget::reportVisibleRows()
+{
+    if (!table_ || isFollowingModel_)
+        return;
+    const int height = std::max(1, verticalHeader()->defaultSectionSize());
+    const int first = std::max(0, rowAt(0));
+    table_->setVisibleRange({first, viewport()->height() / height});
+}
+
+void TableWidget::scrollToVisibleRows()
+{
+    if (!table_)
+        return;
+    const QScopedValueRollback following(isFollowingModel_, true);
+    const auto wanted = table_->visibleRange();
+    const int height = std::max(1, verticalHeader()->defaultSectionSize());
+    if (wanted.count > 0 && rowAt(0) != wanted.first && adapter_->rowCount() > viewport()->height() / height)
+        scrollTo(adapter_->index(wanted.first, 0), PositionAtTop);
+}

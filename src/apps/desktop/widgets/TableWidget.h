@@ -1,0 +1,31 @@
+#pragma once
+
+#include "toolkit/Table.h"
+
+#include <QTableView>
+
+class TableAdapter;
+
+// A toolkit table as a widget: cells, selection, context menus, and the part that is on display.
+class TableWidget final : public QTableView {
+public:
+    explicit TableWidget(toolkit::Table& table); // May end before the widget does.
+
+protected:
+    void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void arrangeColumns();
+    void tableChanged(const toolkit::Change& change);
+    void showSelection();
+    void reportVisibleRows();
+    void scrollToVisibleRows();
+
+    toolkit::Table* table_; // Null once it has ended.
+    TableAdapter* adapter_; // Owned by this, as a child.
+    bool isFollowingModel_ = false; // What changes now comes from the model, and isn't told back.
+    toolkit::Model::Observation tableObservation_;
+    toolkit::Model::Observation clipObservation_; // Of the view that says which part is visible.
+};

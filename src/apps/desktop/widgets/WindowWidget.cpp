@@ -1,0 +1,85 @@
+#include "apps/desktop/widgets/WindowWidget.h"
+
+#include "apps/desktop/widgets/Containers.h"
+#include "apps/desktop/widgets/MenuWidget.h"
+#include "apps/desktop/widgets/Text.h"
+
+#include <QCloseEvent>
+#include <QFileInfo>
+#include <QMenuBar>
+#include <QTableView>
+#include <algorithm>
+
+namespace {
+
+constexpr int kMostPixels = 16777215; // The most that Qt takes for a window.
+constexpr QSize kFirstSize{960, 760};
+
+int pixels(double points)
+{
+    return static_cast<int>(std::clamp(points, 0.0, static_cast<double>(kMostPixels)));
+}
+
+// A path is shown by its last name, with the folder that it lies in behind it.
+QString titleFor(const std::string& title)
+{
+    const QFileInfo path(toQt(title));
+    return path.isAbsolute() ? QStringLiteral("%1 \u2013 %2").arg(path.fileName(), path.path()) : toQt(title);
+}
+
+} // namespace
+
+WindowWidget::WindowWidget(toolkit::Window& window, const std::vector<std::shared_ptr<toolkit::Menu>>& menus)
+    : window_(&window)
+{
+    setAttribute(Qt::WA_DeleteOnClose);
+    for (const auto& menu : menus) {
+        auto* widget = new MenuWidget(menu, this);
+        widget->setTitle(QLatin1Char('&') + widget->title()); // Alt and the first letter open it.
+        menuBar()->addMenu(widget);
+    }
+    if (window.content())
+        setCentralWidget(makeWidget(*window.content()));
+    if (auto* table = findChild<QTableView*>())
+        table->setFocus();
+    show(window);
+    resize(kFirstSize);
+    observation_ = window.observe(
+        [this](const toolkit::Change&) {
+            if (window_)
+                show(*window_);
+        },
+        [this] {
+            window_ = nullptr;
+            deleteLater();
+        });
+}
+
+void WindowWidget::show(const toolkit::Window& window)
+{
+    setWindowTitle(titleFor(window.title()));
+    setMinimumSize(pixels(window.minimumSize().width), pixels(window.minimumSize().height));
+    setMaximumSize(pixels(window.maximumSize().width), pixels(window.maximumSize().height));
+    if (!window.isVisible())
+        deleteLater();
+}
+
+void WindowWidget::bringToFront()
+{
+    setVisible(true);
+    raise();
+    activateWindow();
+}
+
+void WindowWidget::closeEvent(QCloseEvent* event)
+{
+    event->setAccepted(!window_ || window_->userCloses());
+}
+
+void WindowWidget::changeEvent(QEvent* event)
+{
+    QMainWindow::changeEvent(event);
+    // The menus act on the window that the user works in.
+    if (event->type() == QEvent::ActivationChange && isActiveWindow() && window_)
+        window_->userActivates();
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "toolkit/Menu.h"
+#include "toolkit/Window.h"
+
+#include <QMainWindow>
+#include <memory>
+#include <vector>
+
+// A toolkit window with its content and the program's menus. Closing it asks the model; a window that the
+// model has closed, or that has ended, goes by itself.
+class WindowWidget final : public QMainWindow {
+public:
+    WindowWidget(toolkit::Window& window, const std::vector<std::shared_ptr<toolkit::Menu>>& menus);
+
+    const toolkit::Window* model() const { return window_; } // Null once it has ended.
+    void bringToFront();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void show(const toolkit::Window& window);
+
+    toolkit::Window* window_;
+    toolkit::Model::Observation observation_;
+};

@@ -1,0 +1,166 @@
+// The task window as its user meets it: a real program on a display of its own, driven by keys, by the mouse
+// and through the accessibility interface.
+
+#include "apps/desktop/DesktopSession.h"
+#include "task/WrapperOnDisk.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <sys/wait.h>
+
+namespace {
+
+using testing::HasSubstr;
+
+constexpr int kStatusColumn = 3;
+constexpr int kProgressColumn = 4;
+
+class TaskWindow : public testing::Test {
+protected:
+    static void SetUpTestSuite() { desktop = std::make_unique<DesktopSession>(); }
+    static void TearDownTestSuite() { desktop.reset(); }
+    void TearDown() override { desktop->endPrograms(); }
+
+    Accessible open()
+    {
+        desktop->launch({TRELKIND_DESKTOP, wrapper.path()});
+        EXPECT_TRUE(waitFor([this] { return static_cast<bool>(object("table", "Tasks")); }))
+            << desktop->log();
+        return object("table", "Tasks");
+    }
+    Accessible object(const std::string& role, const std::string& name) const
+    {
+        return desktop->program("trelkind-desktop").find(role, name);
+    }
+    bool shows(const Accessible& table, int row, int column, const std::string& text) const
+    {
+        return waitFor([&] { return table.cell(row, column).name() == text; });
+    }
+    // By keys alone, from the first enabled item so many items down.
+    static void chooseFromBatchMenu(int itemsDown)
+    {
+        desktop->key("alt+b");
+        for (int i = 0; i < itemsDown; ++i)
+            desktop->key("Down");
+        desktop->key("Return");
+    }
+
+    WrapperOnDisk wrapper{"My Batch.vtask"};
+    static inline std::unique_ptr<DesktopSession> desktop;
+};
+
+TEST_F(TaskWindow, RunsABatchByKeysAndShowsWhatItLeft)
+{
+    wrapper.tasks({"a", "b", "c"})
+        .executable("#!/bin/sh\necho hello $1\nprintf 1234567890 > SVProgress\n"
+                    "while [ ! -e ../go ]; do sleep 0.05; done\n");
+    const Accessible tasks = open();
+    EXPECT_EQ(tasks.rows(), 3);
+    EXPECT_EQ(tasks.cell(2, 0).name(), "3");
+    EXPECT_FALSE(object("push button", "Start")) << "there is no engine yet";
+
+    desktop->key("ctrl+r");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    EXPECT_FALSE(object("push button", "End").isShowing());
+    const Accessible limit = object("text", "Tasks at a time");
+    EXPECT_EQ(limit.text(), "4");
+    desktop->click(limit);
+    desktop->key("ctrl+a");
+    desktop->type("2");
+    desktop->key("Return");
+    EXPECT_TRUE(object("push button", "Start").press());
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Running"));
+    EXPECT_TRUE(shows(tasks, 1, kProgressColumn, "10%"));
+    EXPECT_EQ(tasks.cell(2, kStatusColumn).name(), "") << "two at a time";
+    EXPECT_TRUE(object("push button", "End").isShowing());
+
+    desktop->click(tasks.cell(0, 0));
+    const Accessible files = object("table", "Files");
+    EXPECT_TRUE(waitFor([&] { return files.rows() == 2; }));
+    ASSERT_TRUE(desktop->screenshot(TRELKIND_SCREENSHOTS "/task-window.png"));
+    EXPECT_GT(platform::files::size(TRELKIND_SCREENSHOTS "/task-window.png"), 5000U)
+        << "more than a blank screen";
+
+    wrapper.write("go");
+    for (int row = 0; row < 3; ++row)
+        EXPECT_TRUE(shows(tasks, row, kStatusColumn, "Done"));
+    EXPECT_TRUE(waitFor([&] { return !object("push button", "End").isShowing(); })) << "the panel has gone";
+    EXPECT_EQ(wrapper.read("2/runOutput"), "hello c\n");
+
+    desktop->key("ctrl+q");
+    EXPECT_TRUE(waitFor([this] { return !desktop->program("trelkind-desktop"); }));
+    EXPECT_EQ(desktop->log(), "") << "nothing is complained of";
+}
+
+TEST_F(TaskWindow, EndsTheTasksAndClearsThem)
+{
+    wrapper.tasks({"a", "b"}).executable("#!/bin/sh\nsleep 60\n");
+    const Accessible tasks = open();
+    desktop->key("ctrl+r");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    desktop->click(object("push button", "Start"));
+    EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Running"));
+    desktop->click(object("push button", "End"));
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Aborted"));
+    EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Aborted"));
+    EXPECT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    chooseFromBatchMenu(2); // Run on cluster, End all tasks, Clear aborted tasks.
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, ""));
+    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
+}
+
+TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
+{
+    wrapper.tasks({"a", "b"})
+        .executable("#!/bin/sh\necho x >> ../../started\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
+    const std::string console = std::string("'") + TRELKIND + "' run '" + wrapper.path() + "'";
+    const Accessible tasks = open();
+    desktop->key("ctrl+r");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    EXPECT_TRUE(object("push button", "Start").press());
+    ASSERT_TRUE(shows(tasks, 1, kStatusColumn, "Running"));
+    const std::string words = wrapper.folder() / "words";
+    EXPECT_EQ(WEXITSTATUS(std::system((console + " 2>'" + words + "' >&2").c_str())), 1);
+    EXPECT_THAT(
+        platform::files::readFile(words).value(), HasSubstr("is being run, or cleared, by another trelkind"));
+    wrapper.write("go");
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Done"));
+    EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Done"));
+    EXPECT_EQ(platform::files::readFile(wrapper.folder() / "started"), "x\nx\n");
+
+    // The other way round: the console runs, and the window is told in a message.
+    for (const char* task : {"0", "1"})
+        platform::files::remove(wrapper / std::string(task) + "/VTask_runStarted");
+    platform::files::remove(wrapper / "go");
+    desktop->launch({"sh", "-c", console});
+    ASSERT_TRUE(
+        waitFor([&] { return wrapper.has("0/VTask_runStarted") && wrapper.has("1/VTask_runStarted"); }));
+    desktop->key("ctrl+r");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    EXPECT_TRUE(object("push button", "Start").press());
+    EXPECT_TRUE(waitFor([&] { return object("table", "Messages").rows() == 1; }));
+    EXPECT_EQ(object("table", "Messages").cell(0, 1).name(), "The tasks can not be run.");
+    wrapper.write("go");
+    EXPECT_TRUE(
+        waitFor([&] { return platform::files::readFile(wrapper.folder() / "started") == "x\nx\nx\nx\n"; }));
+}
+
+TEST(DesktopCommandLine, TellsWhatIsWrongInASentence)
+{
+    const TemporaryFolder folder;
+    const auto words = [&](const std::string& line, int status) {
+        const std::string out = folder / "out";
+        const int ended = std::system(("env -u DISPLAY -u WAYLAND_DISPLAY '" TRELKIND_DESKTOP "' " + line
+            + " >'" + out + "' 2>&1 </dev/null")
+                                          .c_str());
+        EXPECT_EQ(WEXITSTATUS(ended), status) << line;
+        return platform::files::readFile(out).value_or("");
+    };
+    EXPECT_THAT(words("x.vtask", 1), HasSubstr("There is no display"));
+    EXPECT_THAT(words("--dance", 2), HasSubstr("trelkind-desktop: Unknown option 'dance'"));
+    EXPECT_THAT(words("--help", 0), HasSubstr("WRAPPER"));
+    EXPECT_THAT(words("--version", 0), HasSubstr("trelkind-desktop 0."));
+}
+
+} // namespace
