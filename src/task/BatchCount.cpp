@@ -18,6 +18,7 @@ BatchCount BatchCount::of(const SVTaskController& controller)
                 : task->taskHasStarted()      ? count.running
                                               : count.waiting);
         ++count.total;
+        count.failed += task->hasFailed();
         count.percentage += task->taskFraction();
     }
     count.percentage = count.total == 0 ? 100 : count.percentage / count.total;
@@ -28,7 +29,7 @@ std::string BatchCount::sentence() const
 {
     std::string text = fmt::format("{} of {} done", done, total);
     for (const auto& [number, word] :
-        {std::pair(running, "running"), {waiting, "waiting"}, {aborted, "aborted"}})
+        {std::pair(running, "running"), {waiting, "waiting"}, {aborted, "aborted"}, {failed, "failed"}})
         if (number > 0)
             text += fmt::format(", {} {}", number, word);
     return text;

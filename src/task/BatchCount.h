@@ -11,10 +11,11 @@ struct BatchCount {
     int running = 0;
     int waiting = 0;
     int aborted = 0;
+    int failed = 0; // Of those done: whose program ended with a failure.
     double percentage = 0; // Of the whole batch; 100 without tasks.
 
     static BatchCount of(const SVTaskController& controller);
     bool isComplete() const { return done == total; }
-    // "3 of 9 done, 2 running, 4 waiting"
+    // "3 of 9 done, 2 running, 4 waiting, 1 failed"
     std::string sentence() const;
 };

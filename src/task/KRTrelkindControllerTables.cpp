@@ -95,6 +95,14 @@ toolkit::CellValue KRTrelkindController::taskCell(std::string_view column, int r
                                                    : "");
     if (column == "Progress")
         return task->taskFraction();
+    if (column == "Started")
+        return task->times().started ? momentText(*task->times().started) : std::string();
+    if (column == "Duration")
+        return task->times().started ? elapsedText(*task->times().seconds()) : std::string();
+    if (column == "Exit")
+        return task->exitStatus() ? task->exitStatus()->text() : std::string();
+    if (column == "Argument")
+        return task->argument();
     if (column == "Try")
         return 0.0;
     return task->statusString();

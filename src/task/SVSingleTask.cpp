@@ -94,14 +94,18 @@ std::string SVSingleTask::statusString() const
 bool SVSingleTask::readMarkers()
 {
     bool changed = false;
+    // When the marker was made; nothing when there is none.
     const auto read = [&](const char* marker, bool& flag) {
-        const bool exists = files::exists(folderName_ + marker);
-        changed |= exists != flag;
-        flag = exists;
+        const auto found = files::attributes(folderName_ + marker);
+        changed |= found.has_value() != flag;
+        flag = found.has_value();
+        return found ? std::optional(found->modified) : std::nullopt;
     };
-    read("/VTask_runStarted", taskHasStarted_);
-    read("/VTask_runCompleted", taskHasFinished_);
-    read("/VTask_aborted", taskWasAborted_);
+    times_.started = read("/VTask_runStarted", taskHasStarted_);
+    times_.ended = read("/VTask_runCompleted", taskHasFinished_);
+    const auto aborted = read("/VTask_aborted", taskWasAborted_);
+    if (!times_.ended)
+        times_.ended = aborted;
     // The file stays, so that the next look finds it anew and counts a change again.
     if (taskHasFinished_ && taskWasAborted_)
         taskWasAborted_ = false;
@@ -119,6 +123,7 @@ void SVSingleTask::updateBasedOnContent()
             std::min(static_cast<double>(files::size(pathOf(kProgressFile)).value_or(0)), kMostPercent);
     if (!markersChanged && taskFraction_ == earlier)
         return;
+    exitStatus_ = taskHasFinished_ ? ExitStatus::ofRun(folderName_) : std::nullopt;
     cachedFileInformation_.clear();
     cachedFileList_.reset();
     contentCache_.clear();

@@ -4,6 +4,7 @@
 #include "platform/loop/MainLoop.h"
 #include "platform/process/Process.h"
 #include "task/KRRemoteOutputTask.h"
+#include "task/RunTimes.h"
 #include "task/SVFileContent.h"
 #include "task/SVLocalTask.h"
 #include "task/SVTaskController.h"
@@ -42,6 +43,10 @@ public:
     bool taskIsFinished() const { return taskHasFinished_; }
     bool taskWasAborted() const { return taskWasAborted_; }
     double taskFraction() const { return taskFraction_; } // 0 to 100.
+    const RunTimes& times() const { return times_; }
+    // Of a run that has completed; nothing where none was recorded.
+    const std::optional<ExitStatus>& exitStatus() const { return exitStatus_; }
+    bool hasFailed() const { return exitStatus_ && exitStatus_->isFailure(); }
     bool shouldBeRun() const { return shouldBeRun_; }
     bool beingChecked() const { return beingChecked_; }
     bool isRunning() const { return currentlyRunning_; }
@@ -142,6 +147,8 @@ private:
     bool taskHasFinished_ = false;
     bool taskWasAborted_ = false;
     double taskFraction_ = 0;
+    RunTimes times_;
+    std::optional<ExitStatus> exitStatus_;
     bool currentlyRunning_ = false;
     std::optional<std::int64_t> serialNumber_;
     std::optional<std::string> description_;

@@ -4,6 +4,7 @@
 #include "platform/ProcessInfo.h"
 #include "platform/files/FileManager.h"
 #include "platform/process/Process.h"
+#include "task/RunTimes.h"
 
 #include <fmt/format.h>
 
@@ -104,6 +105,7 @@ ScriptRun::End ScriptRun::run() const
 {
     files::remove(workDirectory + markers.completed);
     files::remove(workDirectory + markers.started);
+    files::remove(workDirectory + ExitStatus::kFileName);
     const std::string script = workDirectory + markers.script;
     files::remove(script); // One of a session that died must not run in place of one that can't be written.
     if (!files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No)) {

@@ -54,6 +54,10 @@ void TrelkindWindow::name()
         {.identifier = "Time", .title = "Time", .alignment = Column::Alignment::Right},
         {.identifier = "Description", .title = "Description"}, {.identifier = "Status", .title = "Status"},
         {.identifier = "Progress", .title = "Progress", .cell = Column::Cell::Progress},
+        {.identifier = "Started", .title = "Started", .alignment = Column::Alignment::Right},
+        {.identifier = "Duration", .title = "Duration", .alignment = Column::Alignment::Right},
+        {.identifier = "Exit", .title = "Exit", .alignment = Column::Alignment::Right},
+        {.identifier = "Argument", .title = "Argument"},
         {.identifier = "Try", .title = "Try", .isHidden = true}});
     fileTable.setAccessibleName("Files");
     fileTable.setColumns({{.identifier = "File Name", .title = "File Name"},

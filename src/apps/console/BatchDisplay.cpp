@@ -52,8 +52,8 @@ void BatchDisplay::finish()
     update();
     live_.finish();
     if (!terminal::Output::standard().isTerminal)
-        say(fmt::format("{}, {} elapsed", BatchCount::of(wrapper_.controller()).sentence(),
-            terminal::elapsed(seconds())));
+        say(fmt::format(
+            "{}, {} elapsed", BatchCount::of(wrapper_.controller()).sentence(), elapsedText(seconds())));
 }
 
 void BatchDisplay::writeChanges()
@@ -62,6 +62,6 @@ void BatchDisplay::writeChanges()
     for (std::size_t i = 0; i < tasks.size(); ++i) {
         const TaskState state = stateOf(*tasks[i]);
         if (std::exchange(states_[i], state) != state)
-            say(fmt::format("{:>8}  task {}: {}", terminal::elapsed(seconds()), i + 1, wordFor(state)));
+            say(fmt::format("{:>8}  task {}: {}", elapsedText(seconds()), i + 1, wordFor(state)));
     }
 }

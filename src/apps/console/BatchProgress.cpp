@@ -112,7 +112,7 @@ BatchProgress::Lines BatchProgress::lines(terminal::Size window, double secondsE
         lines.columns.push_back(columns);
     }
     const BatchCount count = BatchCount::of(controller_);
-    const std::string words = fmt::format("{}  {}", count.sentence(), terminal::elapsed(secondsElapsed));
+    const std::string words = fmt::format("{}  {}", count.sentence(), elapsedText(secondsElapsed));
     const int barColumns = std::min(kWidestBar, columns - terminal::columnsOf(words) - kPercentColumns - 3);
     std::string total = barColumns >= 8
         ? fmt::format("{} {}  {}", terminal::bar(count.percentage, barColumns, output.hasUnicode),

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <cwchar>
 
 namespace terminal {
@@ -129,16 +128,6 @@ std::string bar(double percentage, int columns, bool unicode)
     for (; used < columns; ++used)
         shown += unicode ? "\u2591" : ".";
     return shown;
-}
-
-std::string elapsed(double seconds)
-{
-    const auto whole = static_cast<std::int64_t>(std::max(0.0, seconds));
-    const std::int64_t hours = whole / 3600;
-    const std::int64_t minutes = whole / 60 % 60;
-    if (hours > 0)
-        return fmt::format("{}:{:02}:{:02}", hours, minutes, whole % 60);
-    return fmt::format("{}:{:02}", minutes, whole % 60);
 }
 
 } // namespace terminal

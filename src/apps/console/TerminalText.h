@@ -20,7 +20,4 @@ std::string paddedLeft(std::string_view text, int columns); // fitted() and fill
 // A bar of so many columns, filled to a percentage from 0 to 100.
 std::string bar(double percentage, int columns, bool unicode);
 
-// "0:07", "12:34", "3:04:05".
-std::string elapsed(double seconds);
-
 } // namespace terminal

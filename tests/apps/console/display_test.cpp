@@ -42,8 +42,8 @@ TEST_F(Display, TextIsMeasuredAndCutInColumns)
     }
     EXPECT_EQ(terminal::printable("a\u009b31m\x1b\x7f\xff\n\tb\n"), "a\uFFFD31m\uFFFD\uFFFD\uFFFD\n\tb\n");
     EXPECT_EQ(terminal::paddedLeft("7", 3), "  7");
-    EXPECT_EQ(terminal::elapsed(7.9), "0:07");
-    EXPECT_EQ(terminal::elapsed(3 * 3600 + 4 * 60 + 5), "3:04:05");
+    EXPECT_EQ(elapsedText(7.9), "0:07");
+    EXPECT_EQ(elapsedText(3 * 3600 + 4 * 60 + 5), "3:04:05");
 }
 
 TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
