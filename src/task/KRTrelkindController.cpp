@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <tuple>
 
 namespace {
 
@@ -349,7 +350,8 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
     Value::Dictionary stored{{"OriginalExecutable", chosen}};
     if (name)
         stored["Executable"] = *name;
-    platform::propertylist::writeAtomically(std::move(stored), wrapperName() + "/Executable.plist");
+    std::ignore =
+        platform::propertylist::writeAtomically(std::move(stored), wrapperName() + "/Executable.plist");
 }
 
 void KRTrelkindController::prepareForUpload()
@@ -369,7 +371,7 @@ void KRTrelkindController::xCodeProjectChanged()
         return;
     }
     wrapper_.storedInformation.mutableDictionary()["Project Name"] = views_->xCodeProjectLocation.stringValue;
-    platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
+    std::ignore = platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
 }
 
 void KRTrelkindController::machinesAddedSubtracted(int senderState)
@@ -389,7 +391,7 @@ void KRTrelkindController::saveWriteUpIfNeeded()
         writeUpChanged_ = false;
         return;
     }
-    files::createDirectory(package);
+    std::ignore = files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
     writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string);
     if (writeUpChanged_)

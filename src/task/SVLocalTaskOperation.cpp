@@ -2,9 +2,11 @@
 
 #include "platform/files/FileManager.h"
 
+#include <tuple>
+
 void SVLocalTaskOperation::runHasEnded(ScriptRun::End end)
 {
     if (end == ScriptRun::End::Aborted)
-        platform::files::writeFile(workDirectory() + "VTask_aborted", "");
-    platform::files::remove(workDirectory() + kTaskMarkers.script);
+        std::ignore = platform::files::writeFile(workDirectory() + "VTask_aborted", "");
+    std::ignore = platform::files::remove(workDirectory() + kTaskMarkers.script);
 }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <tuple>
 
 namespace {
 
@@ -171,7 +172,7 @@ void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) c
     const auto& inputs = project->inputFiles();
     for (const std::string& name : entries)
         if (!inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end())
-            files::remove(pathOf(name));
+            std::ignore = files::remove(pathOf(name));
 }
 
 void SVSingleTask::clearData()

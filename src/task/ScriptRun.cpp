@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -48,11 +49,11 @@ public:
     bool launch()
     {
         polls_ = 0;
-        platform::Process::Error error;
-        process_ = platform::Process::launch(
-            {run_.workDirectory + run_.markers.script, {}, run_.workDirectory}, error);
-        if (!process_)
-            tellWhyNot(error.name, error.reason);
+        const auto process =
+            platform::Process::launch({run_.workDirectory + run_.markers.script, {}, run_.workDirectory});
+        if (!process)
+            tellWhyNot(process.error().name, process.error().reason);
+        process_ = process.value_or(nullptr);
         return process_ != nullptr;
     }
 
@@ -102,15 +103,16 @@ std::string ScriptRun::scriptText() const
 
 ScriptRun::End ScriptRun::run() const
 {
-    files::remove(workDirectory + markers.completed);
-    files::remove(workDirectory + markers.started);
+    std::ignore = files::remove(workDirectory + markers.completed);
+    std::ignore = files::remove(workDirectory + markers.started);
     const std::string script = workDirectory + markers.script;
-    files::remove(script); // One of a session that died must not run in place of one that can't be written.
+    std::ignore = files::remove(
+        script); // One of a session that died must not run in place of one that can't be written.
     if (!files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No)) {
         tellWhyNot("NotWritten", fmt::format("{} could not be written: {}", script, std::strerror(errno)));
         return End::ByItself;
     }
-    files::setPermissions(script, files::kOwnersFolder);
+    std::ignore = files::setPermissions(script, files::kOwnersFolder);
 
     Supervision supervision(*this);
     for (int attempt = 0; attempt < kAttempts; ++attempt) {

@@ -162,8 +162,8 @@ int prepareVerb(const WrapperOptions& options)
         return kNotDone;
     }
     const auto read = platform::propertylist::readFile(*project + "/project.pbxproj");
-    if (read.status != platform::propertylist::ReadResult::Status::Read) {
-        complain(read.reason.empty() ? fmt::format("The project {} does not exist.", *project) : read.reason);
+    if (!read || read->isNull()) {
+        complain(read ? fmt::format("The project {} does not exist.", *project) : read.error().text);
         return kNotDone;
     }
     const std::string folder = controller.wrapperName() + "/Project";

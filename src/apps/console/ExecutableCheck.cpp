@@ -18,6 +18,7 @@
 #include <memory>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 
 namespace {
 
@@ -91,7 +92,7 @@ std::optional<std::string> whyNotWritable(const std::string& folder)
     const bool written = isOpen && platform::writeAll(file.get(), "x") && file.close();
     const int reason = errno;
     if (isOpen)
-        files::remove(probe);
+        std::ignore = files::remove(probe);
     if (written)
         return std::nullopt;
     return fmt::format("{} can not be written: {}.", folder, std::generic_category().message(reason));

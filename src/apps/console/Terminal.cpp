@@ -58,7 +58,7 @@ std::string Output::colored(Color color, std::string_view text) const
 bool write(std::string_view text)
 {
     // Another program that shares the descriptor may have made it one that doesn't block.
-    return platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait);
+    return platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait).ok();
 }
 
 } // namespace terminal

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,9 +32,8 @@ public:
     // speak for it. Whether it is a program for this machine shows only in the launch.
     static std::optional<Error> whyNotLaunchable(const std::string& path);
 
-    // Null on failure, with the error filled in. A path that isn't there, isn't executable, or is no program
-    // for this machine fails here, not later.
-    static std::shared_ptr<Process> launch(const Request&, Error& error);
+    // A path that isn't there, isn't executable, or is no program for this machine fails here, not later.
+    static Result<std::shared_ptr<Process>, Error> launch(const Request&);
     ~Process();
 
     bool isRunning();

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -101,10 +102,26 @@ std::vector<char*> environmentWith(std::string& entry)
     return variables;
 }
 
+SpawnFailure::Kind kindOf(int error)
+{
+    switch (error) {
+    case ENOEXEC:
+    case ELIBBAD:
+        return SpawnFailure::Kind::NotAProgram;
+    case ENOENT:
+        return SpawnFailure::Kind::NotThere;
+    case ENOTDIR:
+    case EACCES:
+        return SpawnFailure::Kind::NotAllowed;
+    default:
+        return SpawnFailure::Kind::Other;
+    }
+}
+
 } // namespace
 
-int spawn(const std::vector<std::string>& command, const std::string& folder, const std::string& mark,
-    pid_t& process)
+Result<pid_t, SpawnFailure> spawn(
+    const std::vector<std::string>& command, const std::string& folder, const std::string& mark)
 {
     keepEndedChildren();
     // All memory is had before the child begins: between its start and the exec the library makes nothing but
@@ -117,6 +134,7 @@ int spawn(const std::vector<std::string>& command, const std::string& folder, co
     const std::vector<char*> variables = environmentWith(entry);
     const FileActions actions(folder);
     const Attributes attributes;
+    pid_t process = 0;
     int error = ETXTBSY;
     for (int attempt = 0; error == ETXTBSY && attempt < kBusyAttempts; ++attempt) {
         if (attempt > 0)
@@ -124,7 +142,9 @@ int spawn(const std::vector<std::string>& command, const std::string& folder, co
         error = posix_spawn(&process, command.front().c_str(), actions.get(), attributes.get(),
             arguments.data(), variables.data());
     }
-    return error;
+    if (error != 0)
+        return SpawnFailure{kindOf(error), std::generic_category().message(error)};
+    return process;
 }
 
 } // namespace platform

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -32,10 +33,10 @@ protected:
     // Runs a line of the shell in which T stands for the program and W for the wrapper.
     Result shell(const std::string& line)
     {
-        files::writeFile(wrapper.folder() / "line",
+        EXPECT_TRUE(files::writeFile(wrapper.folder() / "line",
             fmt::format("export TRELKIND_PLACES='{}/places' LC_ALL=C.UTF-8\ncd '{}'\nW='{}'\nT() {{ '{}' "
                         "\"$@\"; }}\n{}\n",
-                wrapper.folder().path(), wrapper.folder().path(), wrapper.path(), TRELKIND, line));
+                wrapper.folder().path(), wrapper.folder().path(), wrapper.path(), TRELKIND, line)));
         const std::string out = wrapper.folder() / "out";
         const std::string err = wrapper.folder() / "err";
         const int status = std::system(
@@ -135,7 +136,7 @@ TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
     EXPECT_THAT(result.err, HasSubstr("names no executable in its Executable.plist"));
 
     wrapper.executable(kProgram);
-    files::setPermissions(wrapper / "MacOSX/program", 0644);
+    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX/program", 0644));
     result = shell("T run \"$W\"");
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("is not marked as executable"));
@@ -147,7 +148,7 @@ TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
     EXPECT_EQ(result.status, 0) << "nothing is left for which the program is needed: " << result.err;
 
     wrapper.executable(kProgram).tasks({"a", "b"});
-    files::remove(wrapper / "0");
+    std::ignore = files::remove(wrapper / "0");
     result = shell("T run \"$W\"");
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("Could not run task"));
@@ -161,8 +162,8 @@ TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
 TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
 {
     wrapper.tasks({"a"}).executable(kProgram);
-    files::writeFile(wrapper.folder() / "file.vtask", "");
-    files::createDirectory(wrapper.folder() / "folder");
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "file.vtask", ""));
+    EXPECT_TRUE(files::createDirectory(wrapper.folder() / "folder"));
     const struct {
         const char* line;
         const char* sentence;
@@ -204,7 +205,7 @@ TEST_F(CommandLine, AsksNothingOfAPlainMachine)
     EXPECT_THAT(shell("T files \"$W\" 1").out, HasSubstr("x\uFFFDy"));
     EXPECT_THAT(shell("LC_ALL=C T files \"$W\" 1").out, HasSubstr("x?y")) << "no UTF-8";
     EXPECT_TRUE(wrapper.has("MacOSX/program.md5"));
-    files::remove(wrapper / "MacOSX/program.md5");
+    std::ignore = files::remove(wrapper / "MacOSX/program.md5");
     EXPECT_EQ(shell("LIBGCRYPT_FORCE_FIPS_MODE=1 T status \"$W\"").status, 0);
     EXPECT_FALSE(wrapper.has("MacOSX/program.md5")) << "where MD5 is forbidden";
 }
@@ -250,7 +251,7 @@ TEST_F(CommandLine, FollowsTheOutputOfARunUntilItEnds)
 
     // Cut and, until the next look, grown beyond what was read.
     wrapper.write("0/runOutput", "old\n");
-    files::remove(wrapper / "0/VTask_runCompleted");
+    std::ignore = files::remove(wrapper / "0/VTask_runCompleted");
     EXPECT_EQ(shell("T output --follow \"$W\" 1 > shown & while ! grep -q old shown; do sleep 0.05; done; "
                     "echo new and longer > \"$W/0/runOutput\"; touch \"$W/0/VTask_runCompleted\"; "
                     "wait; cat shown")
@@ -271,14 +272,14 @@ TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("has no project"));
 
-    files::createDirectories(wrapper.folder() / "p.xcodeproj");
-    files::writeFile(wrapper.folder() / "p.xcodeproj/project.pbxproj",
+    EXPECT_TRUE(files::createDirectories(wrapper.folder() / "p.xcodeproj"));
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "p.xcodeproj/project.pbxproj",
         "// !$*UTF8*$!\n{ objects = { P = { mainGroup = G; targets = (T); };\n"
         "G = { isa = PBXGroup; sourceTree = \"<group>\"; children = (F); };\n"
         "F /* a.cpp */ = { isa = PBXFileReference; path = \"a file.cpp\"; sourceTree = \"<group>\"; };\n"
         "T = { productName = \"my program\"; buildPhases = (B); };\n"
-        "B = { files = (BF); }; BF = { fileRef = F; }; }; rootObject = P; }\n");
-    files::writeFile(wrapper.folder() / "a file.cpp", "int main() {}\n");
+        "B = { files = (BF); }; BF = { fileRef = F; }; }; rootObject = P; }\n"));
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "a file.cpp", "int main() {}\n"));
     wrapper.information("Project Name", wrapper.folder() / "p.xcodeproj");
     result = shell("T prepare \"$W\"");
     EXPECT_EQ(result.status, 0) << result.err;
@@ -292,14 +293,14 @@ TEST_F(CommandLine, AWrapperThatCanOnlyBeReadIsShownAndNotRun)
     if (geteuid() == 0)
         GTEST_SKIP() << "nothing is read-only for this user";
     wrapper.tasks({"a"}).executable(kProgram);
-    files::setPermissions(wrapper / "0", 0555);
-    files::setPermissions(wrapper / "MacOSX", 0555);
+    EXPECT_TRUE(files::setPermissions(wrapper / "0", 0555));
+    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX", 0555));
     EXPECT_EQ(shell("T status \"$W\"").status, 0);
     const auto result = shell("T run \"$W\"");
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("can not be written"));
-    files::setPermissions(wrapper / "0", 0755);
-    files::setPermissions(wrapper / "MacOSX", 0755);
+    EXPECT_TRUE(files::setPermissions(wrapper / "0", 0755));
+    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX", 0755));
 }
 
 } // namespace

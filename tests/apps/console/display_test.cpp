@@ -13,6 +13,7 @@
 #include <csignal>
 #include <numeric>
 #include <sys/resource.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -133,9 +134,9 @@ TEST_F(Display, AnExecutableThatCanNotRunHereIsTold)
 {
     const TemporaryFolder folder;
     const auto write = [&](const std::string& bytes, std::uint32_t mode) {
-        files::remove(folder / "p");
-        files::writeFile(folder / "p", bytes);
-        files::setPermissions(folder / "p", mode);
+        std::ignore = files::remove(folder / "p");
+        EXPECT_TRUE(files::writeFile(folder / "p", bytes));
+        EXPECT_TRUE(files::setPermissions(folder / "p", mode));
         return whyNotExecutable(folder / "p").value_or("");
     };
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
