@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <string>
 #include <sys/resource.h>
+#include <tuple>
 
 namespace {
 
@@ -27,19 +28,19 @@ public:
         root_ = mkdtemp(name);
         path_ = root_ + "/Batch.vtask";
         platform::Places::setRoot(root_ + "/places");
-        files::createDirectories(path_ + "/MacOSX");
-        files::writeFile(path_ + "/MacOSX/program", program);
-        files::setPermissions(path_ + "/MacOSX/program", 0755);
+        std::ignore = files::createDirectories(path_ + "/MacOSX");
+        std::ignore = files::writeFile(path_ + "/MacOSX/program", program);
+        std::ignore = files::setPermissions(path_ + "/MacOSX/program", 0755);
         for (int i = 0; i < tasks; ++i)
-            files::createDirectory(path_ + "/" + std::to_string(i));
-        platform::propertylist::writeAtomically(
+            std::ignore = files::createDirectory(path_ + "/" + std::to_string(i));
+        std::ignore = platform::propertylist::writeAtomically(
             Value::Dictionary{{"Executable", "program"}}, path_ + "/Executable.plist");
-        platform::propertylist::writeAtomically(
+        std::ignore = platform::propertylist::writeAtomically(
             Value::Dictionary{
                 {"Entry Description", Value::Array(static_cast<std::size_t>(tasks), Value::Dictionary())}},
             path_ + "/Info.plist");
     }
-    ~Batch() { files::remove(root_); }
+    ~Batch() { std::ignore = files::remove(root_); }
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 

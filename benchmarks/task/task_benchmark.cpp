@@ -14,6 +14,7 @@
 #include <fstream>
 #include <string>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -29,28 +30,29 @@ public:
         char name[] = "/tmp/trelkind-bench-XXXXXX";
         root_ = mkdtemp(name);
         path_ = root_ + "/Large.vtask";
-        files::createDirectory(path_);
+        std::ignore = files::createDirectory(path_);
         platform::Places::setRoot(root_ + "/places");
         Value::Array entries;
         for (int i = 0; i < tasks; ++i) {
             const std::string folder = path_ + "/" + std::to_string(i);
-            files::createDirectory(folder);
+            std::ignore = files::createDirectory(folder);
             const int state = allRunning ? 1 : i % 4;
             if (state != 0)
-                files::writeFile(folder + "/VTask_runStarted", "");
+                std::ignore = files::writeFile(folder + "/VTask_runStarted", "");
             if (state == 1)
-                files::writeFile(folder + "/SVProgress", std::string(static_cast<std::size_t>(i % 100), '.'));
+                std::ignore = files::writeFile(
+                    folder + "/SVProgress", std::string(static_cast<std::size_t>(i % 100), '.'));
             if (state == 2)
-                files::writeFile(folder + "/VTask_runCompleted", "host\n");
+                std::ignore = files::writeFile(folder + "/VTask_runCompleted", "host\n");
             if (state == 3)
-                files::writeFile(folder + "/VTask_aborted", "");
+                std::ignore = files::writeFile(folder + "/VTask_aborted", "");
             entries.emplace_back(
                 Value::Dictionary{{"Argument", "--seed " + std::to_string(i)}, {"Time Value", 0.5 * i}});
         }
-        platform::propertylist::writeAtomically(
+        std::ignore = platform::propertylist::writeAtomically(
             Value::Dictionary{{"Entry Description", std::move(entries)}}, path_ + "/Info.plist");
     }
-    ~Wrapper() { files::remove(root_); }
+    ~Wrapper() { std::ignore = files::remove(root_); }
     Wrapper(const Wrapper&) = delete;
     Wrapper& operator=(const Wrapper&) = delete;
     const std::string& path() const { return path_; }

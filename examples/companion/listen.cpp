@@ -36,7 +36,7 @@ int main()
         std::cerr << "Somebody listens already.\n";
         return 1;
     }
-    service->whenConnectionsChange(
+    (*service)->whenConnectionsChange(
         [](int count) { std::cout << (count == 0 ? "nobody is connected" : "connected") << std::endl; });
     const auto stop = loop.watchSignal(SIGINT, [&loop] { loop.stop(); });
     std::cout << "listening" << std::endl;

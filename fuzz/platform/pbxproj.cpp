@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -29,11 +30,11 @@ std::string makeBundle()
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size)
 {
     static const std::string bundle = makeBundle();
-    static const int cleaning = std::atexit([] { platform::files::remove(bundle); });
+    static const int cleaning = std::atexit([] { std::ignore = platform::files::remove(bundle); });
     static_cast<void>(cleaning);
 
     const std::string text(reinterpret_cast<const char*>(bytes), size);
-    platform::files::writeFile(bundle + "/project.pbxproj", text);
+    std::ignore = platform::files::writeFile(bundle + "/project.pbxproj", text);
     const auto project = XCodeProject::createWithFile(bundle);
     project->filesToCopy();
     if (project->makefile(project->programName().value_or("program")).size() != 2)

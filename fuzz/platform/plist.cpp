@@ -9,7 +9,6 @@
 #include <string>
 
 using platform::Value;
-using platform::propertylist::ReadResult;
 
 namespace {
 
@@ -17,12 +16,12 @@ Value writeAndRead(const Value& value)
 {
     const std::string written = platform::propertylist::toXml(value);
     const auto again = platform::propertylist::parse(written);
-    if (again.status != ReadResult::Status::Read) {
+    if (!again) {
         std::fprintf(
-            stderr, "what was written can't be read: %s\n%s\n", again.reason.c_str(), written.c_str());
+            stderr, "what was written can't be read: %s\n%s\n", again.error().text.c_str(), written.c_str());
         std::abort();
     }
-    return again.value;
+    return *again;
 }
 
 } // namespace
@@ -32,9 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const std::string text(reinterpret_cast<const char*>(bytes), size);
     for (const auto parse : {&platform::propertylist::parse, &platform::propertylist::parseOldStyle}) {
         const auto result = parse(text);
-        if (result.status != ReadResult::Status::Read)
+        if (!result)
             continue;
-        const Value once = writeAndRead(result.value);
+        const Value once = writeAndRead(*result);
         // As texts, for a number that is none equals nothing.
         if (platform::propertylist::toXml(writeAndRead(once)) != platform::propertylist::toXml(once))
             std::abort();

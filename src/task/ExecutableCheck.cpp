@@ -1,27 +1,23 @@
 #include "task/ExecutableCheck.h"
 
-#include "platform/files/Descriptor.h"
 #include "platform/files/FileManager.h"
 #include "platform/process/Process.h"
 
 #include <fmt/format.h>
 
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <elf.h>
-#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <system_error>
+#include <tuple>
 
 namespace {
 
 namespace files = platform::files;
-using platform::Descriptor;
 using platform::Error;
 
 // The part of an ELF header that tells for which machine a program is.
@@ -85,14 +81,11 @@ platform::Status checkExecutable(const std::string& path)
 platform::Status checkWritable(const std::string& folder)
 {
     const std::string probe = folder + "/VTask_probe";
-    Descriptor file(::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
-    const bool isOpen = static_cast<bool>(file);
     // A byte, for a full disk lets an empty file be made.
-    const bool written = isOpen && platform::writeAll(file.get(), "x") && file.close();
-    const int reason = errno;
-    if (isOpen)
-        files::remove(probe);
+    const auto written = files::writeFile(probe, "x");
+    if (!files::isDirectory(probe))
+        std::ignore = files::remove(probe);
     if (written)
         return {};
-    return Error{fmt::format("{} can not be written: {}.", folder, std::generic_category().message(reason))};
+    return Error{fmt::format("{} can not be written: {}.", folder, written.error().text)};
 }

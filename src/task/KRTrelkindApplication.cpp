@@ -10,6 +10,7 @@
 #include "toolkit/Workspace.h"
 
 #include <algorithm>
+#include <tuple>
 #include <utility>
 
 namespace {
@@ -29,7 +30,7 @@ toolkit::MenuItem fixedFinalItem()
 // The scratch folder is made before anything else that the members do; the folder of per-user data before it.
 std::string scratchAfterLibrary()
 {
-    files::createDirectories(platform::Places::library());
+    std::ignore = files::createDirectories(platform::Places::library());
     return platform::Places::scratch();
 }
 

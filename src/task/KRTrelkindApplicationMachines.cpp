@@ -8,6 +8,7 @@
 #include "task/Notifications.h"
 
 #include <fmt/format.h>
+#include <tuple>
 
 namespace {
 
@@ -22,16 +23,13 @@ std::string machineListPath()
 
 void KRTrelkindApplication::awakeFromNib()
 {
-    using Status = platform::propertylist::ReadResult::Status;
     const auto stored = platform::propertylist::readFile(machineListPath());
-    machineListIsUnreadable_ =
-        stored.status == Status::Unreadable || (stored.status == Status::Read && !stored.value.array());
+    machineListIsUnreadable_ = !stored || (!stored->isNull() && !stored->array());
     if (machineListIsUnreadable_)
         KRMessageCenter::addMessage("Could not read Machines.plist.",
-            stored.status == Status::Read
-                ? fmt::format("{}: an array was expected at its root.", machineListPath())
-                : stored.reason);
-    machines_.fillFromPropertyList(stored.value);
+            stored ? fmt::format("{}: an array was expected at its root.", machineListPath())
+                   : stored.error().text);
+    machines_.fillFromPropertyList(stored.value_or(platform::Value()));
     machines_.forceViewReset();
     machines_.setAcceptableDragTypes({KRTrelkindMachine::kDragType});
 
@@ -55,7 +53,7 @@ void KRTrelkindApplication::saveMachineInformation()
                 machineListPath()));
         return;
     }
-    platform::propertylist::writeAtomically(machines_.propertyList(), machineListPath());
+    std::ignore = platform::propertylist::writeAtomically(machines_.propertyList(), machineListPath());
 }
 
 void KRTrelkindApplication::updateMachineInformation()

@@ -18,12 +18,18 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
+#include <thread>
+#include <tuple>
 
 namespace {
 
 namespace files = platform::files;
 using platform::Value;
+
+constexpr int kAttemptsToLock = 5;
+constexpr auto kWaitBetweenAttempts = std::chrono::milliseconds(5);
 
 std::int64_t upToCount = 0;
 
@@ -194,7 +200,13 @@ std::shared_ptr<platform::FolderLock> KRTrelkindController::lockForRunning()
 {
     auto lock = lockForRunning_.lock();
     if (!lock) {
-        lock = std::make_shared<platform::FolderLock>(wrapperName(), platform::FolderLock::Kind::Exclusive);
+        // Somebody who only looks at the wrapper holds the lock for a moment.
+        for (int attempt = 0; attempt < kAttemptsToLock && (!lock || lock->isTaken()); ++attempt) {
+            if (lock)
+                std::this_thread::sleep_for(kWaitBetweenAttempts);
+            lock =
+                std::make_shared<platform::FolderLock>(wrapperName(), platform::FolderLock::Kind::Exclusive);
+        }
         lockForRunning_ = lock;
     }
     return lock;
@@ -363,7 +375,8 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
     Value::Dictionary stored{{"OriginalExecutable", chosen}};
     if (name)
         stored["Executable"] = *name;
-    platform::propertylist::writeAtomically(std::move(stored), wrapperName() + "/Executable.plist");
+    std::ignore =
+        platform::propertylist::writeAtomically(std::move(stored), wrapperName() + "/Executable.plist");
 }
 
 void KRTrelkindController::prepareForUpload()
@@ -384,7 +397,7 @@ void KRTrelkindController::xCodeProjectChanged()
     }
     wrapper_.storedInformation.mutableDictionary()["Project Name"] =
         views_->xCodeProjectLocation.stringValue();
-    platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
+    std::ignore = platform::propertylist::writeAtomically(wrapper_.storedInformation, path);
 }
 
 void KRTrelkindController::machinesAddedSubtracted(int senderState)
@@ -404,7 +417,7 @@ void KRTrelkindController::saveWriteUpIfNeeded()
         writeUpChanged_ = false;
         return;
     }
-    files::createDirectory(package);
+    std::ignore = files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
     writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string());
     if (writeUpChanged_)

@@ -42,6 +42,8 @@ public:
     const std::optional<std::vector<std::string>>& inputFiles() const override { return wrapper_.inputFiles; }
     bool inputFilesAreUnknown() const override { return wrapper_.inputFilesAreUnknown; }
     std::optional<std::string> xCodeProject() const override;
+    // The list of the tasks can't be read: those shown are not all.
+    bool informationIsUnreadable() const { return wrapper_.infoIsUnreadable; }
     std::string arguments() const override { return {}; }
     toolkit::Table* outputTable() const override;
     toolkit::Window* window() const;
@@ -52,6 +54,7 @@ public:
     // Called by engines and tasks.
     bool isStillEnding(const SVSingleTask& task) const override;
     std::shared_ptr<platform::FolderLock> lockForRunning() override;
+    bool isRunningHere() const override { return !lockForRunning_.expired(); }
     void changeInTask(SVSingleTask& task) override;
     void reloadTaskList() override;
     void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;

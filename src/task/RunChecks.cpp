@@ -2,6 +2,7 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/FolderLock.h"
 #include "task/ExecutableCheck.h"
 #include "task/SVSingleTask.h"
 #include "task/SVTaskController.h"
@@ -62,6 +63,24 @@ Status checkBeforeRun(const SVTaskController& controller)
     return first;
 }
 
+std::vector<int> lostTasks(const SVTaskController& controller)
+{
+    std::vector<int> lost;
+    const auto& tasks = controller.taskInformation();
+    const auto isRunning = [](const auto& task) { return stateOf(*task) == TaskState::Running; };
+    if (std::none_of(tasks.begin(), tasks.end(), isRunning))
+        return lost;
+    // Taken by somebody else, but not by this program's own engine, which knows its runs.
+    if (!controller.isRunningHere()
+        && platform::FolderLock(controller.wrapperName(), platform::FolderLock::Kind::Shared).isTaken())
+        return lost;
+    const auto processes = WorkingProcesses::now();
+    for (const auto& task : tasks)
+        if (isRunning(task) && processes.in(task->folderName()).empty())
+            lost.push_back(task->numberInProject() + 1);
+    return lost;
+}
+
 void reportObstacles(const SVTaskController& controller)
 {
     for (const auto& task : tasksToRun(controller))
@@ -69,12 +88,7 @@ void reportObstacles(const SVTaskController& controller)
             KRMessageCenter::addMessage(
                 fmt::format("Task {} can not be run.", task->numberInProject() + 1), status.error().text);
 
-    const auto processes = WorkingProcesses::now();
-    std::vector<int> lost;
-    for (const auto& task : controller.taskInformation())
-        if (stateOf(*task) == TaskState::Running && processes.in(task->folderName()).empty())
-            lost.push_back(task->numberInProject() + 1);
-    if (!lost.empty())
+    if (const auto lost = lostTasks(controller); !lost.empty())
         KRMessageCenter::addMessage("Tasks of an earlier session have ended without a mark.",
             fmt::format("These tasks were started earlier, and no process of this computer works in their "
                         "folders: {}. Clear them to run them again.",

@@ -38,21 +38,21 @@ std::optional<double> RunTimes::seconds() const
     return std::max(0.0, ended.value_or(now()) - *started); // Clocks of file systems differ from ours.
 }
 
-std::optional<std::string> ExitStatus::signal() const
+std::optional<std::string> RunExit::signal() const
 {
     const char* name = status > kFirstSignal ? ::sigabbrev_np(status - kFirstSignal) : nullptr;
     return name ? std::optional(std::string("SIG") + name) : std::nullopt;
 }
 
-std::string ExitStatus::text() const
+std::string RunExit::text() const
 {
     return signal().value_or(fmt::format("{}", status));
 }
 
-std::optional<ExitStatus> ExitStatus::ofRun(const std::string& folder)
+std::optional<RunExit> RunExit::ofRun(const std::string& folder)
 {
     const auto text = platform::files::readFile(folder + "/" + kFileName).value_or("");
-    ExitStatus read;
+    RunExit read;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), read.status);
     const bool isNumber = error == std::errc() && (end == text.data() + text.size() || *end == '\n');
     return isNumber && read.status >= 0 && read.status <= kMostStatus ? std::optional(read) : std::nullopt;

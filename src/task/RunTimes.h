@@ -13,7 +13,7 @@ struct RunTimes {
 };
 
 // How the program of a run ended, as the shell saw it.
-struct ExitStatus {
+struct RunExit {
     int status = 0; // 128 plus the signal's number for a program that a signal ended.
 
     bool isFailure() const { return status != 0; }
@@ -22,7 +22,7 @@ struct ExitStatus {
     std::string text() const; // The signal's name, else the number.
 
     // What a run has left in its folder; nothing where none was recorded.
-    static std::optional<ExitStatus> ofRun(const std::string& folder);
+    static std::optional<RunExit> ofRun(const std::string& folder);
     static constexpr const char* kFileName = "VTask_exitStatus";
 };
 

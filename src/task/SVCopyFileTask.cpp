@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <system_error>
+#include <tuple>
 
 namespace {
 
@@ -16,8 +17,8 @@ bool copyReplacing(const SVCopyFileTask::CopyAction& action)
     std::error_code error;
     if (std::filesystem::equivalent(action.from, action.to, error))
         return true; // It is there already, and removing it would lose it.
-    files::remove(action.to);
-    return files::copy(action.from, action.to);
+    std::ignore = files::remove(action.to);
+    return files::copy(action.from, action.to).ok();
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <tuple>
 
 namespace {
 
@@ -117,8 +118,8 @@ std::shared_ptr<SVSingleTask> SVEngineController::runASingleTask(std::shared_ptr
         if (script) {
             if (script->run() == ScriptRun::End::Aborted)
                 task->removeComputedResults();
-            platform::files::remove(script->workDirectory + kOlderMarkers.script);
-            platform::files::remove(script->workDirectory + kOlderMarkers.started);
+            std::ignore = platform::files::remove(script->workDirectory + kOlderMarkers.script);
+            std::ignore = platform::files::remove(script->workDirectory + kOlderMarkers.started);
         }
     } catch (...) {
         KRMessageCenter::addMessage("Could not run task", diagnostics::currentException());

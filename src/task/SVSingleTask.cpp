@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <tuple>
 
 namespace {
 
@@ -123,7 +124,7 @@ void SVSingleTask::updateBasedOnContent()
             std::min(static_cast<double>(files::size(pathOf(kProgressFile)).value_or(0)), kMostPercent);
     if (!markersChanged && taskFraction_ == earlier)
         return;
-    exitStatus_ = taskHasFinished_ ? ExitStatus::ofRun(folderName_) : std::nullopt;
+    exitStatus_ = taskHasFinished_ ? RunExit::ofRun(folderName_) : std::nullopt;
     cachedFileInformation_.clear();
     cachedFileList_.reset();
     contentCache_.clear();
@@ -176,7 +177,7 @@ void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) c
     const auto& inputs = project->inputFiles();
     for (const std::string& name : entries)
         if (!inputs || std::find(inputs->begin(), inputs->end(), name) == inputs->end())
-            files::remove(pathOf(name));
+            std::ignore = files::remove(pathOf(name));
 }
 
 void SVSingleTask::clearData()

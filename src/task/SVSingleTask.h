@@ -45,7 +45,7 @@ public:
     double taskFraction() const { return taskFraction_; } // 0 to 100.
     const RunTimes& times() const { return times_; }
     // Of a run that has completed; nothing where none was recorded.
-    const std::optional<ExitStatus>& exitStatus() const { return exitStatus_; }
+    const std::optional<RunExit>& exitStatus() const { return exitStatus_; }
     bool hasFailed() const { return exitStatus_ && exitStatus_->isFailure(); }
     bool shouldBeRun() const { return shouldBeRun_; }
     bool beingChecked() const { return beingChecked_; }
@@ -148,7 +148,7 @@ private:
     bool taskWasAborted_ = false;
     double taskFraction_ = 0;
     RunTimes times_;
-    std::optional<ExitStatus> exitStatus_;
+    std::optional<RunExit> exitStatus_;
     bool currentlyRunning_ = false;
     std::optional<std::int64_t> serialNumber_;
     std::optional<std::string> description_;

@@ -43,6 +43,9 @@ public:
     // somebody else. Never null.
     virtual std::shared_ptr<platform::FolderLock> lockForRunning() = 0;
 
+    // Whether that lock is held by an engine of this controller.
+    virtual bool isRunningHere() const = 0;
+
     virtual void changeInTask(SVSingleTask& task) = 0;
     virtual void reloadTaskList() = 0;
     virtual void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;

@@ -41,7 +41,13 @@ SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
     panel_.concurrency.whenCommitted = [this] { changeConcurrency(panel_.concurrency); };
 }
 
-platform::Result<int> SVTrelkindEngineLocal::startAfterChecks()
+bool SVTrelkindEngineLocal::isToBeStarted(const SVSingleTask& task) const
+{
+    return task.taskShouldBeRun() && (!choice_.tasks || choice_.tasks->contains(task.numberInProject()))
+        && !taskController_->isStillEnding(task);
+}
+
+platform::Result<int> SVTrelkindEngineLocal::startAfterChecks(RunChoice choice)
 {
     if (!taskController_)
         return platform::Error{"The window of these tasks has closed."};
@@ -55,8 +61,9 @@ platform::Result<int> SVTrelkindEngineLocal::startAfterChecks()
     if (auto status = checkBeforeRun(*taskController_); !status.ok())
         return status.error();
     reportObstacles(*taskController_);
+    choice_ = std::move(choice);
     const auto& tasks = taskController_->taskInformation();
-    if (std::none_of(tasks.begin(), tasks.end(), [](const auto& task) { return task->taskShouldBeRun(); }))
+    if (std::none_of(tasks.begin(), tasks.end(), [this](const auto& task) { return isToBeStarted(*task); }))
         return 0;
     lock_ = std::move(lock);
     startTasks();
@@ -86,10 +93,14 @@ void SVTrelkindEngineLocal::startTasks()
     const std::string executable =
         fmt::format("{}/MacOSX/{}", wrapper, taskController_->executable().value_or(""));
     const auto self = std::static_pointer_cast<SVTrelkindEngineLocal>(shared_from_this());
+    std::function<void()> whenFailed;
+    if (choice_.haltsAtFailure)
+        whenFailed = [this] { operations_.dropWaitingOperations(); }; // An operation keeps its engine alive.
     for (const auto& task : taskController_->taskInformation())
-        if (task->taskShouldBeRun() && !taskController_->isStillEnding(*task))
+        if (isToBeStarted(*task))
             operations_.addOperation(std::make_shared<SVLocalTaskOperation>(task->numberInProject(),
-                executable, fmt::format("{}/{}/", wrapper, task->numberInProject()), task->argument(), self));
+                executable, fmt::format("{}/{}/", wrapper, task->numberInProject()), task->argument(), self,
+                whenFailed));
     checkPeriodically_ = platform::Timer::schedule(
         kSecondsBetweenChecks, platform::Timer::Repeats::Yes, [this] { checkTimerStruck(); });
 }

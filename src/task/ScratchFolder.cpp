@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 namespace {
 
@@ -25,9 +26,9 @@ ScratchFolder::ScratchFolder(const std::string& path)
             if (share(path))
                 return;
         } else {
-            files::remove(path);
+            std::ignore = files::remove(path);
             if (files::createDirectory(path, files::kOwnersFolder)) {
-                files::writeFile(path + "/Empty", "");
+                std::ignore = files::writeFile(path + "/Empty", "");
                 if (share(path))
                     return;
             } else if (!files::exists(path)) {

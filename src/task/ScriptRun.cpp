@@ -3,14 +3,14 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/Places.h"
 #include "platform/process/Process.h"
 #include "task/RunTimes.h"
 
 #include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -49,11 +49,11 @@ public:
     bool launch()
     {
         polls_ = 0;
-        platform::Process::Error error;
-        process_ = platform::Process::launch(
-            {run_.workDirectory + run_.markers.script, {}, run_.workDirectory}, error);
-        if (!process_)
-            tellWhyNot(error.name, error.reason);
+        const auto process = platform::Process::launch(
+            {run_.workDirectory + run_.markers.script, {}, run_.workDirectory, recorder()});
+        if (!process)
+            tellWhyNot(process.error().name, process.error().reason);
+        process_ = process.value_or(nullptr);
         return process_ != nullptr;
     }
 
@@ -79,6 +79,14 @@ public:
     }
 
 private:
+    std::string recorder() const
+    {
+        if (!run_.markers.recorder)
+            return {};
+        std::string path = platform::Places::resources() + "/" + run_.markers.recorder;
+        return files::exists(path) ? path : std::string();
+    }
+
     void lookForAbort()
     {
         if (!run_.abortRequested())
@@ -103,16 +111,19 @@ std::string ScriptRun::scriptText() const
 
 ScriptRun::End ScriptRun::run() const
 {
-    files::remove(workDirectory + markers.completed);
-    files::remove(workDirectory + markers.started);
-    files::remove(workDirectory + ExitStatus::kFileName);
+    std::ignore = files::remove(workDirectory + markers.completed);
+    std::ignore = files::remove(workDirectory + markers.started);
+    std::ignore = files::remove(workDirectory + RunExit::kFileName);
     const std::string script = workDirectory + markers.script;
-    files::remove(script); // One of a session that died must not run in place of one that can't be written.
-    if (!files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No)) {
-        tellWhyNot("NotWritten", fmt::format("{} could not be written: {}", script, std::strerror(errno)));
+    // One of a session that died must not run in place of one that can't be written.
+    std::ignore = files::remove(script);
+    if (const auto written =
+            files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No);
+        !written) {
+        tellWhyNot("NotWritten", written.error().text);
         return End::ByItself;
     }
-    files::setPermissions(script, files::kOwnersFolder);
+    std::ignore = files::setPermissions(script, files::kOwnersFolder);
 
     Supervision supervision(*this);
     for (int attempt = 0; attempt < kAttempts; ++attempt) {

@@ -8,12 +8,14 @@ struct RunMarkers {
     const char* script;
     const char* started;
     const char* completed;
+    const char* recorder; // A resource that bash reads first, to record the exit status; null for none.
 };
 
 // The markers of record, which a task's disk state is read from, and those of the older generation of
 // engines, whose state is carried by callbacks alone.
-inline constexpr RunMarkers kTaskMarkers{"VTask_runThis", "VTask_runStarted", "VTask_runCompleted"};
-inline constexpr RunMarkers kOlderMarkers{"runThis", "runStarted", "runCompleted"};
+inline constexpr RunMarkers kTaskMarkers{
+    "VTask_runThis", "VTask_runStarted", "VTask_runCompleted", "record-exit-status.bash"};
+inline constexpr RunMarkers kOlderMarkers{"runThis", "runStarted", "runCompleted", nullptr};
 
 // Runs one program in its work directory through a small shell script, and supervises it by polling: a
 // process that stays alive for 4 seconds without having touched the started marker is replaced by a new one,

@@ -42,7 +42,7 @@ SorvantaLink::SorvantaLink(std::function<void()> whenStateChanges)
 void SorvantaLink::tryToConnectToSorvanta()
 {
     if (!connectionToSorvanta_) {
-        connectionToSorvanta_ = platform::ServiceConnection::connect(kName);
+        connectionToSorvanta_ = platform::ServiceConnection::connect(kName).value_or(nullptr);
         if (connectionToSorvanta_)
             connectionToSorvanta_->whenPeerDies([this] { connectionDidDie(); });
     }

@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <tuple>
 
 namespace {
 
@@ -84,11 +85,11 @@ std::optional<std::string> checksumOf(const std::string& executablePath)
 {
     const std::string path = executablePath + ".md5";
     if (auto known = files::readUtf8(path))
-        return known;
+        return std::move(*known);
     auto computed = md5ChecksumForFile(executablePath);
     // Half a checksum would be trusted from now on.
     if (computed && !files::writeFile(path, *computed))
-        files::remove(path);
+        std::ignore = files::remove(path);
     return computed;
 }
 

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace {
 
@@ -13,8 +14,8 @@ namespace files = platform::files;
 
 void writeScript(const std::string& path, const std::string& text)
 {
-    files::writeFile(path, text);
-    files::setPermissions(path, files::kOwnersFolder);
+    std::ignore = files::writeFile(path, text);
+    std::ignore = files::setPermissions(path, files::kOwnersFolder);
 }
 
 } // namespace
@@ -29,17 +30,18 @@ void UploadPreparation::run() const
 {
     const std::string folder = wrapperName + "/Project";
     const std::string sources = folder + "/Sources";
-    files::createDirectory(folder);
-    files::createDirectory(sources);
+    std::ignore = files::createDirectory(folder);
+    std::ignore = files::createDirectory(sources);
 
     if (const auto project = ProjectToBuild::opener() ? ProjectToBuild::opener()(projectPath) : nullptr) {
         std::string programName = executable.value_or("");
         std::replace(programName.begin(), programName.end(), ' ', '_');
         const auto makeFiles = project->makefile(programName);
         for (const std::string& path : project->filesToCopy())
-            files::copy(path, platform::paths::appending(sources, platform::paths::lastComponent(path)));
+            std::ignore =
+                files::copy(path, platform::paths::appending(sources, platform::paths::lastComponent(path)));
         for (const auto& [name, text] : makeFiles)
-            files::writeFile(platform::paths::appending(sources, name), text);
+            std::ignore = files::writeFile(platform::paths::appending(sources, name), text);
     }
 
     writeScript(folder + "/compile",

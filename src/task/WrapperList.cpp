@@ -8,15 +8,13 @@
 
 WrapperList WrapperList::read(const std::string& path)
 {
-    using Status = platform::propertylist::ReadResult::Status;
     auto read = platform::propertylist::readFile(path);
-    if (read.status == Status::Missing)
+    if (read && read->isNull())
         return {};
-    if (read.status == Status::Read && read.value.dictionary())
-        return {std::move(read.value), false};
+    if (read && read->dictionary())
+        return {std::move(*read), false};
     KRMessageCenter::addMessage(fmt::format("Could not read {}.", platform::paths::lastComponent(path)),
-        read.status == Status::Read ? fmt::format("{}: a dictionary was expected at its root.", path)
-                                    : read.reason);
+        read ? fmt::format("{}: a dictionary was expected at its root.", path) : read.error().text);
     return {platform::Value(platform::Value::Dictionary()), true};
 }
 

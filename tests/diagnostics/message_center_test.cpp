@@ -180,8 +180,8 @@ TEST_F(MessageCenter, CopiesAndMailsItsContent)
 
     center->copyMessages();
     const auto list = platform::propertylist::parse(copied);
-    ASSERT_TRUE(list.value.array());
-    const platform::Value& entry = list.value.array()->at(0);
+    ASSERT_TRUE(list && list->array());
+    const platform::Value& entry = list->array()->at(0);
     EXPECT_EQ(entry.textFor("Short"), "50 % & <more>");
     EXPECT_EQ(entry.textFor("Long"), "the \"long\" one");
     EXPECT_THAT(entry.textFor("Date").value_or(""), HasSubstr(" at "));

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 
 // A folder of a test's own, gone with it.
 class TemporaryFolder {
@@ -14,7 +15,7 @@ public:
         if (const char* made = mkdtemp(pattern.data()))
             path_ = made;
     }
-    ~TemporaryFolder() { platform::files::remove(path_); }
+    ~TemporaryFolder() { std::ignore = platform::files::remove(path_); }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 

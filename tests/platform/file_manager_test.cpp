@@ -11,6 +11,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -55,7 +56,7 @@ TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
     const std::string path = folder / "file";
     ASSERT_TRUE(files::writeFileAtomically(path, "old", 0640));
     EXPECT_EQ(mode("file") & 0700, 0600U);
-    files::setPermissions(path, 0604);
+    EXPECT_TRUE(files::setPermissions(path, 0604));
     ASSERT_TRUE(files::writeFileAtomically(path, "new", 0777));
     EXPECT_EQ(mode("file"), 0604U) << "an existing file keeps its permissions";
     {
@@ -71,7 +72,7 @@ TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
 
 TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
 {
-    files::writeFile(folder / "real", "old");
+    EXPECT_TRUE(files::writeFile(folder / "real", "old"));
     ASSERT_EQ(symlink("real", (folder / "link").c_str()), 0);
     ASSERT_TRUE(files::writeFileAtomically(folder / "link", "new"));
     EXPECT_EQ(files::readFile(folder / "real"), "new");
@@ -83,24 +84,67 @@ TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
 TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndNothingWaitsForAPipe)
 {
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    std::string reason;
     EXPECT_FALSE(files::readFile(folder / "pipe"));
     EXPECT_FALSE(files::writeFile(folder / "pipe", "x"));
-    EXPECT_FALSE(files::readFile(folder.path(), 100, reason));
-    EXPECT_EQ(reason, folder.path() + " is a folder");
-    files::writeFile(folder / "large", std::string(101, 'x'));
-    EXPECT_FALSE(files::readFile(folder / "large", 100, reason));
-    EXPECT_NE(reason.find(folder / "large"), std::string::npos);
-    EXPECT_TRUE(files::readFile(folder / "large", 101, reason));
+    EXPECT_EQ(files::readFile(folder.path(), 100).error().text, folder.path() + " is a folder");
+    EXPECT_TRUE(files::writeFile(folder / "large", std::string(101, 'x')));
+    EXPECT_EQ(files::readFile(folder / "large", 100).error().text,
+        (folder / "large") + " is larger than 100 bytes");
+    EXPECT_TRUE(files::readFile(folder / "large", 101));
     EXPECT_FALSE(files::readFile("/proc/self/status")->empty()) << "a file whose length is told as 0";
+}
+
+TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
+{
+    const std::string file = folder / "file";
+    const std::string full = folder / "full";
+    const std::string below = file + "/below";
+    const std::string absent = folder / "absent";
+    ASSERT_TRUE(files::writeFile(file, "x"));
+    ASSERT_TRUE(files::createDirectories(full + "/inner"));
+    ASSERT_TRUE(files::writeFile(full + "/inner/big", std::string(3000, 'x')));
+    ASSERT_EQ(symlink("nowhere", (folder / "link").c_str()), 0);
+    const struct {
+        platform::Status status;
+        std::string text;
+    } cases[] = {
+        {files::writeFile(below, "x"), below + ": Not a directory"},
+        {files::appendToFile(full, "x"), full + ": Is a directory"},
+        {files::writeFileAtomically(full, "x"), full + " is a folder"},
+        {files::writeFileAtomically(below, "x"), below + ": Not a directory"},
+        {files::createDirectory(full), full + ": File exists"},
+        {files::createDirectories(below + "/more"), file + ": File exists"},
+        {files::createDirectories(""), "there is no folder without a name"},
+        {files::setPermissions(absent, 0600), absent + ": No such file or directory"},
+        {files::remove(absent), absent + ": No such file or directory"},
+        {files::remove(below), below + ": Not a directory"},
+        {files::remove("/"), "the root folder can't be removed"},
+        {files::copy(absent, folder / "to"), absent + ": No such file or directory"},
+        {files::copy(folder / "link", folder / "to"), (folder / "link") + ": No such file or directory"},
+        {files::copy(file, full), full + ": File exists"},
+        {files::copy(full, file), file + ": File exists"},
+        {files::copy(full, full + "/inner/to"), "a folder can't be copied into itself"},
+        {files::copy("/dev/null", folder / "to"), "/dev/null is no regular file"},
+        {files::move(file, full), full + ": File exists"},
+        {files::move(absent, folder / "to"), (folder / "to") + ": No such file or directory"},
+    };
+    for (const auto& one : cases) {
+        ASSERT_FALSE(one.status) << one.text;
+        EXPECT_EQ(one.status.error().text, one.text);
+    }
+    const FullDisk disk(1000);
+    EXPECT_EQ(files::copy(full, folder / "to").error().text, "big: File too large");
+    EXPECT_EQ(files::writeFile(file, std::string(3000, 'x')).error().text, file + ": File too large");
+    EXPECT_EQ(
+        files::writeFileAtomically(file, std::string(3000, 'x')).error().text, file + ": File too large");
 }
 
 TEST_F(FileManagerTest, RemovingATreeNeverGoesThroughALink)
 {
-    files::createDirectories(folder / "kept/inner");
-    files::writeFile(folder / "kept/precious", "x");
-    files::createDirectories(folder / "tree/a/b");
-    files::writeFile(folder / "tree/a/file", "x");
+    EXPECT_TRUE(files::createDirectories(folder / "kept/inner"));
+    EXPECT_TRUE(files::writeFile(folder / "kept/precious", "x"));
+    EXPECT_TRUE(files::createDirectories(folder / "tree/a/b"));
+    EXPECT_TRUE(files::writeFile(folder / "tree/a/file", "x"));
     ASSERT_EQ(symlink("../../kept", (folder / "tree/a/out").c_str()), 0);
     ASSERT_EQ(symlink("kept", (folder / "alias").c_str()), 0);
     EXPECT_TRUE(files::remove(folder / "alias/")) << "the slash must not make it the folder behind the link";
@@ -129,11 +173,11 @@ TEST_F(FileManagerTest, RemovesATreeOfAnyDepth)
 
 TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
 {
-    files::createDirectories(folder / "from/sub");
-    files::writeFile(folder / "from/sub/program", std::string(3 << 20, 'p'));
-    files::setPermissions(folder / "from/sub/program", 0751);
+    EXPECT_TRUE(files::createDirectories(folder / "from/sub"));
+    EXPECT_TRUE(files::writeFile(folder / "from/sub/program", std::string(3 << 20, 'p')));
+    EXPECT_TRUE(files::setPermissions(folder / "from/sub/program", 0751));
     ASSERT_EQ(symlink("sub/program", (folder / "from/link").c_str()), 0);
-    files::setPermissions(folder / "from/sub", 0550);
+    EXPECT_TRUE(files::setPermissions(folder / "from/sub", 0550));
     const timespec dates[2] = {{1000, 0}, {2000, 500000000}};
     utimensat(AT_FDCWD, (folder / "from/sub/program").c_str(), dates, 0);
 
@@ -154,9 +198,9 @@ TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
 
 TEST_F(FileManagerTest, ACopyThatFailsLeavesNoHalfOfIt)
 {
-    files::createDirectories(folder / "from");
-    files::writeFile(folder / "from/a", "small");
-    files::writeFile(folder / "from/b", std::string(100000, 'b'));
+    EXPECT_TRUE(files::createDirectories(folder / "from"));
+    EXPECT_TRUE(files::writeFile(folder / "from/a", "small"));
+    EXPECT_TRUE(files::writeFile(folder / "from/b", std::string(100000, 'b')));
     {
         const FullDisk full(50000);
         EXPECT_FALSE(files::copy(folder / "from", folder / "to"));
@@ -169,20 +213,20 @@ TEST_F(FileManagerTest, ACopyThatFailsLeavesNoHalfOfIt)
 
 TEST_F(FileManagerTest, MovingNeverReplaces)
 {
-    files::writeFile(folder / "a", "a");
-    files::writeFile(folder / "b", "b");
+    EXPECT_TRUE(files::writeFile(folder / "a", "a"));
+    EXPECT_TRUE(files::writeFile(folder / "b", "b"));
     EXPECT_FALSE(files::move(folder / "a", folder / "b"));
     EXPECT_EQ(files::readFile(folder / "b"), "b");
     EXPECT_TRUE(files::move(folder / "a", folder / "c"));
     EXPECT_FALSE(files::exists(folder / "a"));
     if (files::isDirectory("/dev/shm")) { // Another file system.
         const std::string there = "/dev/shm/trelkind-test-" + std::to_string(getpid());
-        files::createDirectories(folder / "tree/sub");
-        files::writeFile(folder / "tree/sub/file", "x");
+        EXPECT_TRUE(files::createDirectories(folder / "tree/sub"));
+        EXPECT_TRUE(files::writeFile(folder / "tree/sub/file", "x"));
         EXPECT_TRUE(files::move(folder / "tree", there));
         EXPECT_EQ(files::readFile(there + "/sub/file"), "x");
         EXPECT_FALSE(files::exists(folder / "tree"));
-        files::remove(there);
+        std::ignore = files::remove(there);
     }
 }
 
@@ -227,7 +271,7 @@ TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)
         const FolderLock lock(none, Kind::Shared, FolderLock::Links::Refused);
         EXPECT_FALSE(lock.isHeld() || lock.isTaken() || lock.isPrivate()) << none;
     }
-    files::setPermissions(path, 0750);
+    EXPECT_TRUE(files::setPermissions(path, 0750));
     EXPECT_FALSE(FolderLock(path, Kind::Shared).isPrivate());
 }
 
@@ -241,7 +285,7 @@ TEST_F(FileManagerTest, Utf8IsValidOrItIsNot)
         {"\x80", false}, {"\xFF", false}};
     for (const auto& one : cases)
         EXPECT_EQ(files::isValidUtf8(one.text), one.valid) << testing::PrintToString(one.text);
-    files::writeFile(folder / "latin", "caf\xE9");
+    EXPECT_TRUE(files::writeFile(folder / "latin", "caf\xE9"));
     EXPECT_FALSE(files::readUtf8(folder / "latin"));
 }
 

@@ -2,7 +2,9 @@
 
 #include "platform/TemporaryFolder.h"
 #include "platform/files/Places.h"
+#include "platform/loop/MainLoop.h"
 #include "platform/process/Process.h"
+#include "platform/service/ServiceConnection.h"
 #include "platform/service/ServiceMessages.h"
 
 #include <csignal>
@@ -11,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -77,13 +80,12 @@ protected:
     }
     std::shared_ptr<Process> startPeer()
     {
-        Process::Error error;
-        files::remove(folder / "told");
-        auto process = Process::launch({SERVICE_PEER, {"Peer", folder / "told"}, ""}, error);
-        EXPECT_TRUE(process) << error.reason;
-        peers.push_back(process);
+        std::ignore = files::remove(folder / "told");
+        const auto process = Process::launch({SERVICE_PEER, {"Peer", folder / "told"}, ""});
+        EXPECT_TRUE(process) << process.error().reason;
+        peers.push_back(*process);
         EXPECT_TRUE(told("ready")) << "the name can't be had";
-        return process;
+        return *process;
     }
     bool told(const std::string& line)
     {
@@ -94,6 +96,10 @@ protected:
             },
             20);
     }
+    static std::unique_ptr<ServiceConnection> connect(const std::string& name)
+    {
+        return ServiceConnection::connect(name).value_or(nullptr);
+    }
     // A client that speaks bytes.
     int connectPlainly(const std::string& name)
     {
@@ -102,7 +108,7 @@ protected:
         address.sun_family = AF_UNIX;
         std::strncpy(
             address.sun_path, (Places::services() + "/" + name).c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
         return client;
     }
 
@@ -115,7 +121,7 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
 {
     EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1));
     const auto peer = startPeer();
-    const auto connection = ServiceConnection::connect("Peer");
+    const auto connection = connect("Peer");
     ASSERT_TRUE(connection);
     EXPECT_TRUE(told("connections 1"));
     connection->setTimeLimit(60);
@@ -124,10 +130,8 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
     EXPECT_EQ(connection->send("first", textArgument("one")), Failure::None);
     EXPECT_EQ(connection->send("second", textArgument("two")), Failure::None);
     EXPECT_TRUE(told("first one\nsecond two")) << "the order is lost";
-    Value reply;
     const Value large = textArgument(std::string(3 << 20, 'x'));
-    EXPECT_EQ(connection->call("echo", large, reply), Failure::None);
-    EXPECT_EQ(reply, large);
+    EXPECT_EQ(connection->call("echo", large), large);
 
     kill(peer->processIdentifier(), SIGKILL);
     EXPECT_TRUE(peer->waitUntilExit(20));
@@ -136,7 +140,7 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
     EXPECT_TRUE(loop.runUntil([&] { return deaths > 0; }, 20));
     EXPECT_FALSE(connection->isConnected());
     EXPECT_EQ(connection->send("fourth", Value()), Failure::NotConnected);
-    EXPECT_EQ(connection->call("fifth", Value(), reply), Failure::NotConnected);
+    EXPECT_EQ(connection->call("fifth", Value()).error(), Failure::NotConnected);
     EXPECT_FALSE(loop.runUntil([&] { return deaths > 1; }, 0.05));
 
     EXPECT_FALSE(ServiceConnection::connect("Peer", 0.1)) << "what a dead process left is nobody's service";
@@ -147,21 +151,18 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
 TEST_F(LocalServiceTest, ALateReplyIsNotTakenForTheNextOne)
 {
     startPeer();
-    const auto connection = ServiceConnection::connect("Peer");
+    const auto connection = connect("Peer");
     ASSERT_TRUE(connection);
     connection->setTimeLimit(0.05);
-    Value reply;
-    EXPECT_EQ(connection->call("slow", textArgument("late"), reply), Failure::TimeLimit);
-    EXPECT_TRUE(reply.isNull());
+    EXPECT_EQ(connection->call("slow", textArgument("late")).error(), Failure::TimeLimit);
     connection->setTimeLimit(20);
-    EXPECT_EQ(connection->call("echo", textArgument("next"), reply), Failure::None);
-    EXPECT_EQ(reply, textArgument("next"));
+    EXPECT_EQ(connection->call("echo", textArgument("next")), textArgument("next"));
 }
 
 TEST_F(LocalServiceTest, APeerThatTakesNothingHoldsUpNobodyAndHearsItLater)
 {
     const auto peer = startPeer();
-    const auto connection = ServiceConnection::connect("Peer");
+    const auto connection = connect("Peer");
     ASSERT_TRUE(connection);
     connection->setTimeLimit(60);
     EXPECT_EQ(connection->send("huge", textArgument(std::string(65 << 20, 'x'))), Failure::TimeLimit);
@@ -187,6 +188,76 @@ TEST_F(LocalServiceTest, APeerThatTakesNothingHoldsUpNobodyAndHearsItLater)
     EXPECT_TRUE(loop.runUntil([&] { return deaths == 1; }, 10));
 }
 
+// A stopped peer lets nobody in once its queue is full.
+TEST_F(LocalServiceTest, ConnectingLaterNeverWaitsAndKeepsWhatIsSentMeanwhile)
+{
+    const auto peer = startPeer();
+    kill(peer->processIdentifier(), SIGSTOP);
+    std::vector<std::unique_ptr<ServiceConnection>> queue;
+    while (auto waiting = ServiceConnection::connect("Peer", 0)) {
+        queue.push_back(std::move(*waiting));
+        ASSERT_LT(queue.size(), 1000U) << "the queue never fills";
+    }
+
+    std::vector<platform::Status> outcomes;
+    int deaths = 0;
+    bool forgottenWasCalled = false;
+    const double before = platform::monotonicSeconds();
+    const auto later = ServiceConnection::connectLater(
+        "Peer", [&](const platform::Status& status) { outcomes.push_back(status); }, 60);
+    later->whenPeerDies([&] { ++deaths; });
+    auto forgotten = ServiceConnection::connectLater(
+        "Peer", [&](const auto&) { forgottenWasCalled = true; }, 60);
+    EXPECT_EQ(later->send("first", textArgument("one")), Failure::None);
+    EXPECT_EQ(later->call("ask", Value()).error(), Failure::NotConnected);
+    loop.runUntil([&] { return !outcomes.empty(); }, 0.05);
+    EXPECT_TRUE(later->isConnecting() && !later->isConnected() && outcomes.empty());
+    EXPECT_LT(platform::monotonicSeconds() - before, 3);
+    const Value large = textArgument(std::string(9 << 20, 'x'));
+    EXPECT_EQ(later->send("large", large), Failure::None);
+    EXPECT_EQ(later->send("too large", large), Failure::TimeLimit) << "more than is kept";
+    forgotten.reset();
+    queue.clear();
+    kill(peer->processIdentifier(), SIGCONT);
+    EXPECT_EQ(later->send("last", textArgument("two")), Failure::None);
+    EXPECT_TRUE(loop.runUntil([&] { return !outcomes.empty(); }, 20));
+    EXPECT_TRUE(later->isConnected() && !later->isConnecting());
+    EXPECT_TRUE(told("first one\nlarge " + *large.textFor("text") + "\nlast two"));
+    ASSERT_EQ(outcomes.size(), 1U);
+    EXPECT_TRUE(outcomes.front()) << outcomes.front().error().text;
+    EXPECT_FALSE(forgottenWasCalled);
+    kill(peer->processIdentifier(), SIGKILL);
+    EXPECT_TRUE(loop.runUntil([&] { return deaths == 1; }, 20));
+}
+
+TEST_F(LocalServiceTest, AConnectionThatCannotBeMadeSaysWhyOnce)
+{
+    std::string reason;
+    int outcomes = 0;
+    const auto note = [&](const platform::Status& status) {
+        ++outcomes;
+        reason = status ? "" : status.error().text;
+    };
+    auto connection = ServiceConnection::connectLater("Nobody", note);
+    EXPECT_EQ(connection->send("lost", Value()), Failure::None);
+    EXPECT_EQ(outcomes, 0) << "told from inside of the function";
+    EXPECT_TRUE(loop.runUntil([&] { return outcomes > 0; }, 20));
+    EXPECT_EQ(reason, "no program offers the service Nobody");
+    EXPECT_EQ(connection->send("after", Value()), Failure::NotConnected);
+
+    const auto peer = startPeer();
+    kill(peer->processIdentifier(), SIGSTOP);
+    std::vector<std::unique_ptr<ServiceConnection>> queue;
+    while (auto waiting = ServiceConnection::connect("Peer", 0))
+        queue.push_back(std::move(*waiting));
+    EXPECT_EQ(ServiceConnection::connect("Peer", 0.02).error().text, "the service Peer lets nobody in");
+    connection = ServiceConnection::connectLater("Peer", note, 0.02);
+    EXPECT_TRUE(loop.runUntil([&] { return outcomes > 1; }, 20));
+    EXPECT_EQ(reason, "the service Peer lets nobody in");
+    kill(peer->processIdentifier(), SIGCONT);
+    EXPECT_FALSE(loop.runUntil([&] { return outcomes > 2; }, 0.05));
+}
+
 TEST_F(LocalServiceTest, WhatIsSaidInPartsIsPutTogetherAndStallsNobody)
 {
     std::vector<std::string> heard;
@@ -196,13 +267,13 @@ TEST_F(LocalServiceTest, WhatIsSaidInPartsIsPutTogetherAndStallsNobody)
         return Value();
     });
     ASSERT_TRUE(service);
-    service->whenConnectionsChange([&](int count) { connections = count; });
-    EXPECT_FALSE(LocalService::offer("Here", {})) << "the name is taken";
+    (*service)->whenConnectionsChange([&](int count) { connections = count; });
+    EXPECT_EQ(LocalService::offer("Here", {}).error().text, "another program offers the service Here");
 
     const int stalled = connectPlainly("Here");
     const std::string message = *platform::encode({ServiceMessage::Kind::OneWay, 0, "halves", Value()});
     ASSERT_EQ(write(stalled, message.data(), message.size() / 2), static_cast<ssize_t>(message.size() / 2));
-    const auto other = ServiceConnection::connect("Here");
+    const auto other = connect("Here");
     ASSERT_TRUE(other);
     EXPECT_EQ(other->send("whole", Value()), Failure::None);
     EXPECT_TRUE(loop.runUntil([&] { return heard == std::vector<std::string>{"whole"}; }, 10));
@@ -223,12 +294,12 @@ TEST_F(LocalServiceTest, AHandlerMayLetGoOfItsOwnConnection)
 {
     bool called = false;
     std::unique_ptr<LocalService> back;
-    back = LocalService::offer("Other", [&](const std::string&, const Value&) {
+    back = std::move(*LocalService::offer("Other", [&](const std::string&, const Value&) {
         called = true;
         back.reset();
         return Value();
-    });
-    const auto client = ServiceConnection::connect("Other");
+    }));
+    const auto client = connect("Other");
     int deaths = 0;
     client->whenPeerDies([&] { ++deaths; });
     EXPECT_EQ(client->send("go", Value()), Failure::None);
@@ -247,13 +318,13 @@ TEST_F(LocalServiceTest, NamesOfAnyLengthAndFoldersOfAnyDepthWork)
             return Value();
         });
         ASSERT_TRUE(service) << name;
-        const auto connection = ServiceConnection::connect(name);
+        const auto connection = connect(name);
         ASSERT_TRUE(connection) << name;
         EXPECT_EQ(connection->send("go", Value()), Failure::None);
         EXPECT_TRUE(loop.runUntil([&] { return heard == "go"; }, 10));
     }
     EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
-    files::setPermissions(Places::services(), 0755);
+    EXPECT_TRUE(files::setPermissions(Places::services(), 0755));
     EXPECT_TRUE(LocalService::offer("again", {}));
     EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
 }

@@ -6,9 +6,11 @@
 #include "platform/TemporaryFolder.h"
 #include "platform/files/Places.h"
 
+#include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <set>
+#include <unistd.h>
 
 namespace {
 
@@ -75,6 +77,31 @@ TEST(Places, OneRootHoldsTheWholeSystem)
     EXPECT_EQ(paths::expandingTilde("~x"), "~x");
     Places::setRoot("");
     EXPECT_EQ(Places::scratch(), "/var/tmp/Trelkind-" + platform::loginName());
+}
+
+TEST(Places, TheRuntimeFolderServesOnlyItsOwner)
+{
+    const char* const former = getenv("XDG_RUNTIME_DIR");
+    const std::string kept = former ? former : "";
+    const TemporaryFolder folder;
+    const std::string otherwise = "/var/tmp/TrelkindServices-" + platform::loginName();
+    setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+    EXPECT_EQ(Places::services(), folder / "trelkind");
+    for (const std::string& none : {folder / "absent", std::string("relative")}) {
+        setenv("XDG_RUNTIME_DIR", none.c_str(), 1);
+        EXPECT_EQ(Places::services(), otherwise) << none;
+    }
+    constexpr uid_t kNobody = 65534;
+    setenv("XDG_RUNTIME_DIR", folder.path().c_str(), 1);
+    const bool isGivenAway = chown(folder.path().c_str(), kNobody, static_cast<gid_t>(-1)) == 0;
+    const std::string ofAnother = Places::services();
+    if (former)
+        setenv("XDG_RUNTIME_DIR", kept.c_str(), 1);
+    else
+        unsetenv("XDG_RUNTIME_DIR");
+    if (!isGivenAway)
+        GTEST_SKIP() << "only root can give a folder to another user";
+    EXPECT_EQ(ofAnother, otherwise);
 }
 
 TEST(ProcessInfo, UniqueTextsAreUniqueAndUuidsCanonical)

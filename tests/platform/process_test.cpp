@@ -12,12 +12,14 @@
 #include <gtest/gtest.h>
 #include <sstream>
 #include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
 
 using platform::Pace;
 using platform::Process;
+using testing::HasSubstr;
 using testing::MatchesRegex;
 namespace files = platform::files;
 namespace systemshell = platform::systemshell;
@@ -56,9 +58,9 @@ protected:
     }
     std::shared_ptr<Process> launch(const std::string& path, std::vector<std::string> arguments = {})
     {
-        auto process = Process::launch({path, std::move(arguments), folder.path()}, error);
-        EXPECT_TRUE(process) << error.name << ": " << error.reason;
-        return process;
+        const auto process = Process::launch({path, std::move(arguments), folder.path()});
+        EXPECT_TRUE(process) << process.error().name << ": " << process.error().reason;
+        return process.value_or(nullptr);
     }
     std::string output(const std::string& name) { return files::readFile(folder / name).value_or("<none>"); }
     // The process numbers that programs of the test have written down, one a line.
@@ -72,7 +74,6 @@ protected:
     }
 
     TemporaryFolder folder;
-    Process::Error error;
 };
 
 TEST_F(ProcessTest, RunsInItsFolderWithNullStreamsAnOwnGroupAndNothingElse)
@@ -107,8 +108,8 @@ TEST_F(ProcessTest, RunsInItsFolderWithNullStreamsAnOwnGroupAndNothingElse)
 
 TEST_F(ProcessTest, ALaunchThatCannotSucceedSaysWhyAtOnce)
 {
-    files::writeFile(folder / "plain", "#!/bin/sh\n");
-    files::createDirectory(folder / "sub");
+    EXPECT_TRUE(files::writeFile(folder / "plain", "#!/bin/sh\n"));
+    EXPECT_TRUE(files::createDirectory(folder / "sub"));
     script("no first line\n", "nonsense");
     script("", "empty");
     script("#!/no/such/interpreter -x\n", "orphan");
@@ -132,9 +133,10 @@ TEST_F(ProcessTest, ALaunchThatCannotSucceedSaysWhyAtOnce)
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.path);
-        EXPECT_FALSE(Process::launch({one.path, {}, one.folder}, error));
-        EXPECT_EQ(error.name, one.name);
-        EXPECT_NE(error.reason.find(one.inReason), std::string::npos) << error.reason;
+        const auto process = Process::launch({one.path, {}, one.folder});
+        ASSERT_FALSE(process);
+        EXPECT_EQ(process.error().name, one.name);
+        EXPECT_THAT(process.error().reason, HasSubstr(one.inReason));
     }
 }
 
@@ -161,7 +163,7 @@ TEST_F(ProcessTest, AScriptUsesTheRedirectionWhateverStandsForTheShell)
         EXPECT_EQ(output("options").find("posix") != std::string::npos, one.isReplaced) << output("options");
         EXPECT_EQ(systemshell::command().size(), one.isReplaced ? 2U : 1U);
         EXPECT_EQ(output("script"), text);
-        files::remove(folder / "runOutput");
+        std::ignore = files::remove(folder / "runOutput");
     }
 }
 
@@ -256,7 +258,7 @@ TEST_F(ProcessTest, WhatAnEndedProgramLeftBehindCanStillBeTerminated)
         EXPECT_TRUE(Process::finishTerminations(20));
         for (const pid_t left : numbersIn("children"))
             EXPECT_FALSE(isAlive(left)) << left;
-        files::remove(folder / "children");
+        std::ignore = files::remove(folder / "children");
     }
 }
 
@@ -268,11 +270,11 @@ TEST_F(ProcessTest, ManyLaunchesOfFreshScriptsFromManyThreadsAllRun)
         threads.emplace_back([&, thread] {
             for (int number = 0; number < 10; ++number) {
                 const std::string path = folder / std::to_string(thread * 100 + number);
-                files::writeFileAtomically(path, "#!/bin/bash\nexit 3\n", 0700, files::Flush::No);
-                Process::Error why;
-                const auto process = Process::launch({path, {}, folder.path()}, why);
-                EXPECT_TRUE(process) << why.reason;
-                if (process && process->waitUntilExit(30) && process->terminationStatus() == 3)
+                EXPECT_TRUE(
+                    files::writeFileAtomically(path, "#!/bin/bash\nexit 3\n", 0700, files::Flush::No));
+                const auto process = Process::launch({path, {}, folder.path()});
+                EXPECT_TRUE(process) << process.error().reason;
+                if (process && (*process)->waitUntilExit(30) && (*process)->terminationStatus() == 3)
                     ++good;
             }
         });

@@ -17,7 +17,6 @@ using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 namespace files = platform::files;
 namespace propertylist = platform::propertylist;
-using Status = propertylist::ReadResult::Status;
 
 std::string xml(const std::string& content)
 {
@@ -32,11 +31,17 @@ std::string repeated(std::string_view text, std::size_t times)
     return result;
 }
 
+// Why there is no value; empty when there is one.
+std::string complaintOf(const platform::Result<Value>& result)
+{
+    return result ? "" : result.error().text;
+}
+
 Value readBack(const Value& value)
 {
     const auto result = propertylist::parse(propertylist::toXml(value));
-    EXPECT_EQ(result.status, Status::Read) << result.reason;
-    return result.value;
+    EXPECT_TRUE(result) << result.error().text;
+    return result.value_or(Value());
 }
 
 TEST(PropertyList, WhatIsWrittenReadsBackTheSame)
@@ -86,13 +91,12 @@ TEST(PropertyList, ReadsSingleValuesOfTheXmlForm)
     };
     for (const auto& one : cases) {
         const auto result = propertylist::parse(xml(one.content));
-        EXPECT_EQ(result.value, one.value) << one.content << " " << result.reason;
+        EXPECT_EQ(result, one.value) << one.content << " " << complaintOf(result);
     }
-    EXPECT_EQ(propertylist::parse("\xEF\xBB\xBF \n<dict><key>a</key><true/></dict>").value,
+    EXPECT_EQ(propertylist::parse("\xEF\xBB\xBF \n<dict><key>a</key><true/></dict>"),
         Value(Value::Dictionary{{"a", true}}));
-    EXPECT_EQ(
-        propertylist::parse("<?xml version='1.0' encoding='ISO-8859-1'?><plist><string>\xE9</string></plist>")
-            .value,
+    EXPECT_EQ(propertylist::parse(
+                  "<?xml version='1.0' encoding='ISO-8859-1'?><plist><string>\xE9</string></plist>"),
         Value("é"));
 }
 
@@ -130,9 +134,7 @@ TEST(PropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
     };
     for (const auto& one : cases) {
         const auto result = propertylist::parse(one.text);
-        EXPECT_TRUE(result.value.isNull()) << one.text;
-        EXPECT_EQ(result.status, Status::Unreadable) << one.text;
-        EXPECT_THAT(result.reason, HasSubstr(one.reason)) << one.text;
+        EXPECT_THAT(complaintOf(result), HasSubstr(one.reason)) << one.text;
     }
 }
 
@@ -142,20 +144,20 @@ TEST(PropertyList, AFileThatIsCutAnywhereIsUnreadable)
                                   "<array><integer>5</integer><data>aGk=</data></array></dict>");
     const std::size_t end = whole.find("</plist>") + 8;
     for (std::size_t size = 0; size < end; ++size)
-        EXPECT_EQ(propertylist::parse(whole.substr(0, size)).status, Status::Unreadable) << size;
+        EXPECT_FALSE(propertylist::parse(whole.substr(0, size))) << size;
 }
 
 TEST(PropertyList, NoNestingIsTooDeepToBeRefused)
 {
     for (const std::size_t depth : {std::size_t{512}, std::size_t{513}, std::size_t{10'000'000}}) {
-        const Status expected = depth <= 512 ? Status::Read : Status::Unreadable;
+        const bool expected = depth <= 512;
         EXPECT_EQ(propertylist::parse(
                       "<plist>" + repeated("<array>", depth) + repeated("</array>", depth) + "</plist>")
-                      .status,
+                      .ok(),
             expected)
             << depth;
-        EXPECT_EQ(propertylist::parse(repeated("(", depth) + repeated(")", depth)).status, expected) << depth;
-        EXPECT_EQ(propertylist::parse(repeated("{a=", depth) + "b" + repeated("}", depth)).status, expected)
+        EXPECT_EQ(propertylist::parse(repeated("(", depth) + repeated(")", depth)).ok(), expected) << depth;
+        EXPECT_EQ(propertylist::parse(repeated("{a=", depth) + "b" + repeated("}", depth)).ok(), expected)
             << depth;
     }
     Value deep;
@@ -174,11 +176,11 @@ TEST(PropertyList, ReadingTakesTimeInProportion)
             "<dict><key>Argument</key><string>--n 5</string><key>Time Value</key><real>0.5</real></dict>\n",
             10000)
         + "</array>"));
-    ASSERT_TRUE(batch.value.array());
-    EXPECT_EQ(batch.value.array()->size(), 10000U);
+    ASSERT_TRUE(batch && batch->array());
+    EXPECT_EQ(batch->array()->size(), 10000U);
     const auto references = propertylist::parse(xml("<string>" + repeated("&amp;", 1'000'000) + "</string>"));
-    ASSERT_TRUE(references.value.text());
-    EXPECT_EQ(references.value.text()->size(), 1'000'000U);
+    ASSERT_TRUE(references && references->text());
+    EXPECT_EQ(references->text()->size(), 1'000'000U);
     EXPECT_LT(platform::monotonicSeconds() - begin, 10); // Some tens of milliseconds without a sanitizer.
 }
 
@@ -261,19 +263,19 @@ TEST(BinaryPropertyList, ReadsEveryKind)
         {"e", -1.0}, {"f", Value(Value::Date{978307201})}, {"g", Value(Value::Data{0, 255})},
         {"h", std::string(16, 'x')}, {"i", "€😀"}, {"j", Value(Value::Array{255, 255})}, {"k", true}});
     const auto result = propertylist::parse(everyKindInBinary());
-    EXPECT_EQ(result.value, expected) << result.reason << propertylist::toXml(result.value);
+    EXPECT_EQ(result, expected) << complaintOf(result) << propertylist::toXml(result.value_or(Value()));
 }
 
 TEST(BinaryPropertyList, CutOrChangedAnywhereItNeverLeadsOutOfTheFile)
 {
     const std::string whole = everyKindInBinary();
     for (std::size_t size = 0; size < whole.size(); ++size)
-        EXPECT_NE(propertylist::parse(whole.substr(0, size)).status, Status::Missing);
+        std::ignore = propertylist::parse(whole.substr(0, size));
     for (std::size_t place = 8; place < whole.size(); ++place)
         for (const int byte : {0x00, 0x0F, 0x7F, 0x80, 0xAF, 0xDF, 0xFF}) {
             std::string changed = whole;
             changed[place] = static_cast<char>(byte);
-            EXPECT_NE(propertylist::parse(changed).status, Status::Missing);
+            std::ignore = propertylist::parse(changed);
         }
 }
 
@@ -282,13 +284,13 @@ TEST(BinaryPropertyList, SharedObjectsNeverMultiplyWithoutBound)
     BinaryFile cycle;
     cycle.add(BinaryFile::list(0xA, {1}));
     cycle.add(BinaryFile::list(0xA, {0}));
-    EXPECT_THAT(propertylist::parse(cycle.finish()).reason, HasSubstr("contains itself"));
+    EXPECT_THAT(complaintOf(propertylist::parse(cycle.finish())), HasSubstr("contains itself"));
 
     BinaryFile doubling; // Thirty levels that each hold the next one twice.
     for (int level = 0; level < 30; ++level)
         doubling.add(BinaryFile::list(0xA, {level + 1, level + 1}));
     doubling.add("\x09");
-    EXPECT_THAT(propertylist::parse(doubling.finish()).reason, HasSubstr("more values"));
+    EXPECT_THAT(complaintOf(propertylist::parse(doubling.finish())), HasSubstr("more values"));
 
     // One text, many times; many objects at one place; more objects than bytes to hold them.
     const struct {
@@ -317,13 +319,13 @@ TEST(BinaryPropertyList, SharedObjectsNeverMultiplyWithoutBound)
         std::string trailer = std::string(6, '\0') + bytesOf({4, static_cast<int>(width)});
         for (const std::size_t value : {std::size_t{count}, std::size_t{0}, file.size()})
             trailer += std::string(4, '\0') + number(value);
-        EXPECT_THAT(propertylist::parse(file + offsets + trailer).reason, HasSubstr(complaint));
+        EXPECT_THAT(complaintOf(propertylist::parse(file + offsets + trailer)), HasSubstr(complaint));
     }
 
     BinaryFile key;
     key.add(BinaryFile::list(0xD, {1, 1}));
     key.add("\x09");
-    EXPECT_THAT(propertylist::parse(key.finish()).reason, HasSubstr("no text"));
+    EXPECT_THAT(complaintOf(propertylist::parse(key.finish())), HasSubstr("no text"));
 }
 
 TEST(OldStylePropertyList, ReadsTheFormAsPeopleMeetIt)
@@ -357,12 +359,12 @@ TEST(OldStylePropertyList, ReadsTheFormAsPeopleMeetIt)
     };
     for (const auto& one : cases) {
         const auto result = propertylist::parse(one.text);
-        EXPECT_EQ(result.value, one.value) << one.text << "\n"
-                                           << result.reason << propertylist::toXml(result.value);
+        EXPECT_EQ(result, one.value) << one.text << "\n"
+                                     << complaintOf(result) << propertylist::toXml(result.value_or(Value()));
     }
     const std::string utf16("\xFF\xFE{\0a\0=\0\xE9\0}\0", 12);
-    EXPECT_EQ(propertylist::parse(utf16).value, Value(Value::Dictionary{{"a", "é"}}));
-    EXPECT_EQ(propertylist::parseOldStyle(" word ").value, Value("word"));
+    EXPECT_EQ(propertylist::parse(utf16), Value(Value::Dictionary{{"a", "é"}}));
+    EXPECT_EQ(propertylist::parseOldStyle(" word "), Value("word"));
 }
 
 TEST(OldStylePropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
@@ -390,23 +392,21 @@ TEST(OldStylePropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
     };
     for (const auto& one : cases) {
         const auto result = propertylist::parse(one.text);
-        EXPECT_EQ(result.status, Status::Unreadable) << one.text;
-        EXPECT_THAT(result.reason, HasSubstr(one.reason)) << one.text;
+        EXPECT_THAT(complaintOf(result), HasSubstr(one.reason)) << one.text;
     }
 }
 
 TEST(PropertyListFile, MissingUnreadableAndReadAreToldApart)
 {
     const TemporaryFolder folder;
-    EXPECT_EQ(propertylist::readFile(folder / "absent").status, Status::Missing);
-    EXPECT_EQ(propertylist::readFile(folder / "absent/below").status, Status::Missing);
-    EXPECT_THAT(propertylist::readFile(folder.path()).reason, HasSubstr(folder.path() + " is a folder"));
-    files::writeFile(folder / "torn", "<plist><dict>");
-    const auto torn = propertylist::readFile(folder / "torn");
-    EXPECT_EQ(torn.status, Status::Unreadable);
-    EXPECT_THAT(torn.reason, HasSubstr(folder / "torn"));
+    EXPECT_TRUE(propertylist::readFile(folder / "absent")->isNull());
+    EXPECT_TRUE(propertylist::readFile(folder / "absent/below")->isNull());
+    EXPECT_THAT(
+        complaintOf(propertylist::readFile(folder.path())), HasSubstr(folder.path() + " is a folder"));
+    EXPECT_TRUE(files::writeFile(folder / "torn", "<plist><dict>"));
+    EXPECT_THAT(complaintOf(propertylist::readFile(folder / "torn")), HasSubstr(folder / "torn"));
     EXPECT_TRUE(propertylist::writeAtomically(Value(Value::Dictionary{{"a", 1}}), folder / "list"));
-    EXPECT_EQ(propertylist::readFile(folder / "list").value.find("a")->integer(), 1);
+    EXPECT_EQ(propertylist::readFile(folder / "list")->find("a")->integer(), 1);
     EXPECT_FALSE(propertylist::writeAtomically(Value(), folder / "list"));
     EXPECT_FALSE(propertylist::writeAtomically(Value(1), folder / "absent/list"));
     EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("torn", "list"));
@@ -418,21 +418,23 @@ TEST(SecretStore, KeepsSecretsForTheOwnerAloneAndLeavesADamagedFileAlone)
     const std::string path = folder / "own/Secrets.plist";
     platform::SecretStore store(path);
     const std::string secret("p\x01\0\xFFw", 5);
-    EXPECT_FALSE(store.find("host", "me"));
+    EXPECT_EQ(store.find("host", "me"), std::nullopt);
     EXPECT_TRUE(store.store("host", "me", secret));
     EXPECT_TRUE(store.store("host", "you", "other"));
     EXPECT_EQ(files::attributes(path)->permissions, 0600U);
-    files::setPermissions(path, 0644);
+    EXPECT_TRUE(files::setPermissions(path, 0644));
     EXPECT_TRUE(store.store("elsewhere", "me", "third"));
     EXPECT_EQ(files::attributes(path)->permissions, 0600U);
     EXPECT_EQ(store.find("host", "me"), secret);
     EXPECT_TRUE(store.remove("host", "me"));
     EXPECT_FALSE(store.remove("host", "me"));
-    EXPECT_FALSE(store.find("host", "me"));
+    EXPECT_EQ(store.find("host", "me"), std::nullopt);
     EXPECT_EQ(store.find("host", "you"), "other");
     for (const char* damaged : {"<plist><dict>", "( a, b )"}) {
-        files::writeFile(path, damaged);
+        EXPECT_TRUE(files::writeFile(path, damaged));
         EXPECT_FALSE(store.store("host", "me", "x"));
+        EXPECT_FALSE(store.remove("host", "me"));
+        EXPECT_FALSE(store.find("host", "me")) << "not the same as none";
         EXPECT_EQ(files::readFile(path), damaged);
     }
 }

@@ -3,9 +3,11 @@
 //                              each operation
 
 #include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
 #include "platform/service/LocalService.h"
 
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 using platform::LocalService;
@@ -17,7 +19,9 @@ int main(int count, char** arguments)
     if (count != 3)
         return 2;
     const std::string file = arguments[2];
-    const auto note = [&](const std::string& line) { platform::files::appendToFile(file, line + "\n"); };
+    const auto note = [&](const std::string& line) {
+        std::ignore = platform::files::appendToFile(file, line + "\n");
+    };
     const auto service =
         LocalService::offer(arguments[1], [&](const std::string& operation, const Value& argument) {
             if (operation == "slow")
@@ -28,7 +32,7 @@ int main(int count, char** arguments)
     if (!service)
         return 1;
     note("ready");
-    service->whenConnectionsChange(
+    (*service)->whenConnectionsChange(
         [&](int connections) { note("connections " + std::to_string(connections)); });
     MainLoop::main().run();
     return 0;

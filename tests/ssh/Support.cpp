@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <gtest/gtest.h>
 #include <map>
 #include <pwd.h>
 #include <random>
@@ -23,7 +24,7 @@ std::string readFile(const std::string& path)
 
 void writeFile(const std::string& path, const std::string& content)
 {
-    platform::files::writeFile(path, content);
+    EXPECT_TRUE(platform::files::writeFile(path, content));
 }
 
 std::string randomText(std::size_t size)

@@ -8,6 +8,7 @@
 #include "platform/plist/PropertyList.h"
 
 #include <functional>
+#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ public:
         platform::MainLoop::main(); // Belongs to this thread, not to the first worker that posts.
         platform::Places::setRoot(folder_ / "places");
         KRMessageCenter::setSharedCenter(center_);
-        platform::files::createDirectories(path_ + "/MacOSX");
+        EXPECT_TRUE(platform::files::createDirectories(path_ + "/MacOSX"));
     }
     ~WrapperOnDisk()
     {
@@ -37,7 +38,7 @@ public:
     {
         platform::Value::Array entries;
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-            platform::files::createDirectory(path_ + "/" + std::to_string(i));
+            EXPECT_TRUE(platform::files::createDirectories(path_ + "/" + std::to_string(i)));
             write(std::to_string(i) + "/input", "x");
             entries.emplace_back(platform::Value::Dictionary{
                 {"Argument", arguments[i]}, {"Time Value", 0.5 * static_cast<double>(i)}});
@@ -54,17 +55,17 @@ public:
     WrapperOnDisk& executable(const std::string& text, const std::string& name = "program")
     {
         write("MacOSX/" + name, text);
-        platform::files::setPermissions(path_ + "/MacOSX/" + name, 0755);
+        EXPECT_TRUE(platform::files::setPermissions(path_ + "/MacOSX/" + name, 0755));
         plist("Executable.plist", platform::Value::Dictionary{{"Executable", name}});
         return *this;
     }
     void plist(const std::string& name, const platform::Value& value) const
     {
-        platform::propertylist::writeAtomically(value, path_ + "/" + name);
+        EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
     void write(const std::string& name, const std::string& bytes = "") const
     {
-        platform::files::writeFile(path_ + "/" + name, bytes);
+        EXPECT_TRUE(platform::files::writeFile(path_ + "/" + name, bytes));
     }
     std::string read(const std::string& name) const
     {

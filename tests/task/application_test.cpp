@@ -56,8 +56,8 @@ protected:
 
     static void writeMachines(const Value& list)
     {
-        files::createDirectories(platform::Places::library());
-        platform::propertylist::writeAtomically(list, machineList());
+        EXPECT_TRUE(files::createDirectories(platform::Places::library()));
+        EXPECT_TRUE(platform::propertylist::writeAtomically(list, machineList()));
     }
     static std::string machineList() { return platform::Places::library() + "/Machines.plist"; }
     static Value machine(const std::string& name) { return Value::Dictionary{{"Machine Name", name}}; }
@@ -75,14 +75,14 @@ protected:
 TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
 {
     const std::string scratch = platform::Places::scratch();
-    files::createDirectories(scratch + "/old/deep");
+    EXPECT_TRUE(files::createDirectories(scratch + "/old/deep"));
     const KRTrelkindApplication app;
     EXPECT_TRUE(files::isDirectory(platform::Places::library()));
     EXPECT_THAT(files::contentsOfDirectory(scratch).value(), ElementsAre("Empty"));
     EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
     EXPECT_EQ(files::attributes(scratch)->permissions, 0700U);
     // A second session shares it with the one that works in it, and doesn't take it away.
-    files::writeFile(scratch + "/at work", "");
+    EXPECT_TRUE(files::writeFile(scratch + "/at work", ""));
     {
         const ScratchFolder second(scratch);
     }
@@ -127,7 +127,7 @@ TEST_F(Application, KeepsTheMachineList)
     EXPECT_TRUE(app.machineWindow().isVisible());
     const auto stored = [&] {
         std::vector<std::string> names;
-        const auto list = platform::propertylist::readFile(machineList()).value;
+        const auto list = *platform::propertylist::readFile(machineList());
         for (const Value& entry : *list.array())
             names.push_back(entry.textFor("Machine Name").value_or("?"));
         return names;
@@ -141,16 +141,16 @@ TEST_F(Application, KeepsTheMachineList)
     std::static_pointer_cast<Cluster>(app.remoteMachines()[0])->name = "broken";
     app.saveMachineInformation();
     EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type", "Could not get property from Cluster"));
-    EXPECT_EQ(platform::propertylist::readFile(machineList()).value.array()->size(), 1U);
+    EXPECT_EQ(platform::propertylist::readFile(machineList())->array()->size(), 1U);
     app.machines().fillFromPropertyList({});
     app.saveMachineInformation();
-    EXPECT_EQ(platform::propertylist::readFile(machineList()).value, Value(Value::Array()));
+    EXPECT_EQ(platform::propertylist::readFile(machineList()), Value(Value::Array()));
 }
 
 TEST_F(Application, AMachineListThatCanNotBeReadIsLeftAlone)
 {
-    files::createDirectories(platform::Places::library());
-    files::writeFile(machineList(), "<plist><array><dict>");
+    EXPECT_TRUE(files::createDirectories(platform::Places::library()));
+    EXPECT_TRUE(files::writeFile(machineList(), "<plist><array><dict>"));
     KRTrelkindApplication app;
     app.awakeFromNib();
     app.addLSFMachine(false);

@@ -40,9 +40,9 @@ TEST(BatchRules, AnExecutableThatCanNotRunHereIsTold)
 {
     const TemporaryFolder folder;
     const auto write = [&](const std::string& bytes, std::uint32_t mode) {
-        files::remove(folder / "p");
-        files::writeFile(folder / "p", bytes);
-        files::setPermissions(folder / "p", mode);
+        std::ignore = files::remove(folder / "p");
+        std::ignore = files::writeFile(folder / "p", bytes);
+        std::ignore = files::setPermissions(folder / "p", mode);
         return reasonOf(checkExecutable(folder / "p"));
     };
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
@@ -130,7 +130,7 @@ TEST_F(Batch, OfTwoWindowsOneRunsTheTasksAndNoneIsStartedTwice)
 TEST_F(Batch, AFolderThatCanNotBeWrittenConcernsItsOwnTask)
 {
     wrapper.tasks({"a", "b"}).executable("#!/bin/sh\n");
-    files::remove(wrapper / "0");
+    std::ignore = files::remove(wrapper / "0");
     wrapper.write("0", "a file in its place");
     const Opened opened(wrapper.path());
     EXPECT_EQ(*opened.engine->startAfterChecks(), 2);
@@ -139,7 +139,7 @@ TEST_F(Batch, AFolderThatCanNotBeWrittenConcernsItsOwnTask)
     EXPECT_THAT(wrapper.messages(), testing::Contains("Task 1 can not be run."));
     EXPECT_THAT(wrapper.messages(), testing::Contains("Could not run task"));
 
-    files::remove(wrapper / "1");
+    std::ignore = files::remove(wrapper / "1");
     const Opened again(wrapper.path());
     EXPECT_THAT(again.engine->startAfterChecks().error().text, HasSubstr("0 is not a folder"));
 }
@@ -160,7 +160,7 @@ TEST_F(Batch, TheStartButtonTellsWhyNothingIsStarted)
     const Opened other(wrapper.path());
     other.engine->panel().concurrency.commit("2");
     EXPECT_EQ(other.engine->concurrency(), 2);
-    files::remove(wrapper / "0/VTask_runStarted");
+    std::ignore = files::remove(wrapper / "0/VTask_runStarted");
     other.engine->panel().startButton.press();
     EXPECT_TRUE(served([&] { return wrapper.has("0/VTask_runStarted"); }));
     EXPECT_TRUE(other.engine->panel().startButton.isHidden());

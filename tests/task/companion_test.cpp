@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fmt/format.h>
+#include <tuple>
 
 namespace {
 
@@ -21,15 +22,15 @@ class Listener {
 public:
     explicit Listener(const WrapperOnDisk& wrapper) : heard_(wrapper.folder() / "heard")
     {
-        files::remove(heard_);
+        std::ignore = files::remove(heard_);
         const std::string script = wrapper.folder() / "listen";
-        files::writeFile(script,
+        EXPECT_TRUE(files::writeFile(script,
             fmt::format("#!/bin/sh\nTRELKIND_PLACES='{}' exec '{}' > '{}' 2>&1\n",
-                wrapper.folder() / "places", LISTENER, heard_));
-        files::setPermissions(script, 0755);
-        platform::Process::Error error;
-        process_ = platform::Process::launch({script, {}, "/"}, error);
-        EXPECT_TRUE(process_) << error.reason;
+                wrapper.folder() / "places", LISTENER, heard_)));
+        EXPECT_TRUE(files::setPermissions(script, 0755));
+        const auto process = platform::Process::launch({script, {}, "/"});
+        EXPECT_TRUE(process) << process.error().reason;
+        process_ = *process;
         EXPECT_TRUE(served([this] { return heard().find("listening") != std::string::npos; }));
     }
     ~Listener() { kill(); }

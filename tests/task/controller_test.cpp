@@ -6,6 +6,7 @@
 #include "toolkit/Workspace.h"
 
 #include <gmock/gmock.h>
+#include <tuple>
 
 namespace {
 
@@ -116,7 +117,7 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     EXPECT_EQ(views->outputFromProgram.dataSource(), &controller);
     views->taskList.selectRows({2});
     EXPECT_NE(views->outputFromProgram.dataSource(), &controller);
-    files::remove(wrapper / "2/input");
+    std::ignore = files::remove(wrapper / "2/input");
     views->taskList.selectRows({});
     EXPECT_EQ(views->fileTable.numberOfRows(), 0);
     controller.readInStandardOut();
@@ -221,7 +222,7 @@ TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
 
 TEST_F(Controller, NotesThatCanNotBeReadAreNotWrittenOver)
 {
-    files::createDirectories(wrapper / "Info.rtfd/TXT.rtf");
+    EXPECT_TRUE(files::createDirectories(wrapper / "Info.rtfd/TXT.rtf"));
     auto& controller = open();
     controller.views()->writeUp.edit("new");
     controller.views()->writeUp.endEditing();

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 
 #include <sstream>
+#include <tuple>
 
 namespace {
 
@@ -81,7 +82,7 @@ TEST_F(LocalEngine, RunsWhateverShellStandsForTheSystems)
         SCOPED_TRACE(shell);
         ASSERT_TRUE(files::exists(shell));
         platform::systemshell::setPath(shell);
-        files::remove(wrapper / "0");
+        std::ignore = files::remove(wrapper / "0");
         start({"one 'two words'"}, "#!/bin/sh\necho out $#: $2\necho err >&2\nexit 3\n");
         ASSERT_TRUE(ended());
         EXPECT_EQ(wrapper.read("0/runOutput"), "out 2: two words\nerr\n");
@@ -181,7 +182,7 @@ TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
 {
     start({""}, "#!/bin/sh\ntrap '' TERM\necho x >> starts\nsleep 60 & wait\n");
     ASSERT_TRUE(served([&] { return wrapper.has("0/starts"); }));
-    files::remove(wrapper / "0/VTask_runStarted");
+    std::ignore = files::remove(wrapper / "0/VTask_runStarted");
     controller->endAllTasks();
     controller->taskInformation()[0]->updateBasedOnContent();
     EXPECT_TRUE(controller->taskInformation()[0]->taskShouldBeRun());
@@ -197,10 +198,10 @@ TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimesAndGivenUpSilentl
 {
     platform::Pace::setFactor(0.005);
     // A shell that counts its starts and never reads the script.
-    files::writeFile(wrapper.folder() / "shell",
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "shell",
         "#!/bin/bash\n[ \"$1\" = -c ] && exec /bin/bash \"$@\"\n"
-        "case \"$*\" in *runThis*) echo x >> starts; sleep 60;; *) exec /bin/bash \"$@\";; esac\n");
-    files::setPermissions(wrapper.folder() / "shell", 0755);
+        "case \"$*\" in *runThis*) echo x >> starts; sleep 60;; *) exec /bin/bash \"$@\";; esac\n"));
+    EXPECT_TRUE(files::setPermissions(wrapper.folder() / "shell", 0755));
     platform::systemshell::setPath(wrapper.folder() / "shell");
     start({""}, "#!/bin/bash\n");
     ASSERT_TRUE(ended());
@@ -214,8 +215,8 @@ TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimesAndGivenUpSilentl
 TEST_F(LocalEngine, ARunFolderThatCanNotBeUsedIsToldAndTheOthersRun)
 {
     wrapper.tasks({"", "", ""}).executable("#!/bin/sh\necho ran\n");
-    files::remove(wrapper / "0");
-    files::remove(wrapper / "1");
+    std::ignore = files::remove(wrapper / "0");
+    std::ignore = files::remove(wrapper / "1");
     wrapper.write("1", "a file");
     start();
     ASSERT_TRUE(ended());

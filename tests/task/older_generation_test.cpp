@@ -146,10 +146,10 @@ struct Reports : SVTaskAddition {
 TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
 {
     const TemporaryFolder folder;
-    files::writeFile(folder / "a", "new");
-    files::writeFile(folder / "b", "old");
-    files::createDirectories(folder / "tree/deep");
-    files::writeFile(folder / "tree/deep/leaf", "x");
+    EXPECT_TRUE(files::writeFile(folder / "a", "new"));
+    EXPECT_TRUE(files::writeFile(folder / "b", "old"));
+    EXPECT_TRUE(files::createDirectories(folder / "tree/deep"));
+    EXPECT_TRUE(files::writeFile(folder / "tree/deep/leaf", "x"));
     const struct {
         std::vector<SVCopyFileTask::CopyAction> actions;
         bool success;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace {
 
@@ -30,6 +31,7 @@ public:
     bool inputFilesAreUnknown() const override { return false; }
     bool isStillEnding(const SVSingleTask&) const override { return false; }
     std::shared_ptr<platform::FolderLock> lockForRunning() override { return nullptr; }
+    bool isRunningHere() const override { return false; }
     void startedComputingTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("started"); }
     void finishedTask(SVSingleTask&, SVTaskMachine*) override { told.push_back("finished"); }
     void changeRunningStatus(SVSingleTask&, const std::string&, SVTaskMachine*) override { }
@@ -130,7 +132,7 @@ TEST_F(SingleTask, ProgressIsTheSizeOfAFileHeldToAHundred)
     project.takeTold();
     task->updateBasedOnContent();
     EXPECT_THAT(project.takeTold(), IsEmpty()) << "nothing has changed";
-    files::remove(wrapper / "0/SVProgress");
+    std::ignore = files::remove(wrapper / "0/SVProgress");
     task->updateBasedOnContent();
     EXPECT_EQ(task->taskFraction(), 0);
 }
@@ -154,7 +156,7 @@ TEST_F(SingleTask, ListsTheFilesThatAreNotTheSystemsOwnUntilTheStateChanges)
     EXPECT_EQ(task->informationForFile("runOutput")->size, 11U);
     EXPECT_EQ(task->fileList().size(), 4U);
 
-    files::remove(wrapper / "0");
+    std::ignore = files::remove(wrapper / "0");
     task->updateBasedOnContent();
     EXPECT_THAT(task->fileList(), IsEmpty());
 }
@@ -185,7 +187,7 @@ TEST_F(SingleTask, ClearingRemovesEverythingButTheInputs)
     for (const char* name :
         {"0/.hidden", "0/VTask_runStarted", "0/VTask_aborted", "0/SVProgress", "0/runOutput"})
         wrapper.write(name, "x");
-    files::createDirectory(wrapper / "0/more");
+    EXPECT_TRUE(files::createDirectory(wrapper / "0/more"));
     wrapper.write("0/more/deep");
     task->updateBasedOnContent();
     task->clearData();
@@ -204,7 +206,7 @@ TEST_F(SingleTask, RemovingResultsLeavesASingleEntryAndTheFlagsAlone)
     task->removeComputedResults();
     EXPECT_THAT(listing(), ElementsAre("input"));
     EXPECT_TRUE(task->taskHasStarted()) << "stale until the next look";
-    files::remove(wrapper / "0/input");
+    std::ignore = files::remove(wrapper / "0/input");
     wrapper.write("0/runOutput");
     task->removeComputedResults();
     EXPECT_THAT(listing(), ElementsAre("runOutput"));
@@ -316,13 +318,12 @@ TEST_F(SingleTask, AnAbortGoesToTheMachineThatHasItAndEndsACopy)
     ListeningMachine machine;
     task->submittedToWaitingQueOn(machine);
     task->transferringInput();
-    platform::Process::Error error;
-    const auto copy = platform::Process::launch({"/bin/sleep", {"60"}, "/"}, error);
+    const auto copy = platform::Process::launch({"/bin/sleep", {"60"}, "/"});
     ASSERT_TRUE(copy);
-    task->setSCPTask(copy);
+    task->setSCPTask(*copy);
     task->abortRun();
     EXPECT_EQ(machine.aborts, 0) << "the end of the copy tells the machine";
-    EXPECT_TRUE(copy->waitUntilExit(10));
+    EXPECT_TRUE((*copy)->waitUntilExit(10));
     task->aborted();
     EXPECT_TRUE(task->isEmpty());
     task->submittedToWaitingQueOn(machine);

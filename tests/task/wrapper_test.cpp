@@ -4,6 +4,7 @@
 #include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
+#include <tuple>
 
 namespace {
 
@@ -106,8 +107,8 @@ TEST(Wrapper, MakesTheChecksumOnceAndTrustsItAfterwards)
     wrapper.write("MacOSX/program.md5", "\xFF\xFE");
     EXPECT_EQ(TaskWrapper::read(wrapper.path()).executableMD5, "8977dfac2f8e04cb96e66882235f5aba");
 
-    files::remove(wrapper / "MacOSX/program.md5");
-    files::remove(wrapper / "MacOSX/program");
+    std::ignore = files::remove(wrapper / "MacOSX/program.md5");
+    std::ignore = files::remove(wrapper / "MacOSX/program");
     EXPECT_FALSE(TaskWrapper::read(wrapper.path()).executableMD5);
     EXPECT_FALSE(wrapper.has("MacOSX/program.md5"));
     EXPECT_THAT(wrapper.messages(), IsEmpty());
@@ -116,9 +117,9 @@ TEST(Wrapper, MakesTheChecksumOnceAndTrustsItAfterwards)
 TEST(Wrapper, AChecksumCoversAFileOfManyChunks)
 {
     const TemporaryFolder folder;
-    files::writeFile(folder / "big", std::string(1000000, 'a'));
+    EXPECT_TRUE(files::writeFile(folder / "big", std::string(1000000, 'a')));
     EXPECT_EQ(md5ChecksumForFile(folder / "big"), "7707d6ae4e027c70eea2a935c2296f21");
-    files::writeFile(folder / "empty", "");
+    EXPECT_TRUE(files::writeFile(folder / "empty", ""));
     EXPECT_EQ(md5ChecksumForFile(folder / "empty"), "d41d8cd98f00b204e9800998ecf8427e");
     EXPECT_FALSE(md5ChecksumForFile(folder.path()));
 }
@@ -159,13 +160,13 @@ TEST(Wrapper, AChangedProjectKeepsAllOtherKeys)
         .information("Project Name", "/old");
     const auto controller = open(wrapper);
     EXPECT_EQ(controller->views()->xCodeProjectLocation.stringValue(), "/old");
-    files::remove(wrapper / "Info.plist");
+    std::ignore = files::remove(wrapper / "Info.plist");
     controller->xCodeProjectChanged();
     EXPECT_FALSE(wrapper.has("Info.plist")) << "an unchanged text writes nothing";
 
     controller->views()->xCodeProjectLocation.setStringValue("/new");
     controller->xCodeProjectChanged();
-    const auto stored = platform::propertylist::readFile(wrapper / "Info.plist").value;
+    const auto stored = *platform::propertylist::readFile(wrapper / "Info.plist");
     EXPECT_EQ(stored.textFor("Project Name"), "/new");
     ASSERT_TRUE(stored.find("Unknown"));
     EXPECT_EQ(*stored.find("Unknown"), Value(Value::Array{1, 2.5, true}));
@@ -179,7 +180,7 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     wrapper.executable("old");
     const auto controller = open(wrapper);
     const auto md5 = controller->executableMD5();
-    files::writeFile(wrapper.folder() / "new", "new");
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "new", "new"));
 
     controller->changeAppPanelDidEnd(0, {wrapper.folder() / "new"});
     controller->changeAppPanelDidEnd(1, {});
@@ -197,7 +198,7 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     EXPECT_EQ(wrapper.read("MacOSX/program"), "old");
     EXPECT_EQ(controller->executableMD5(), md5);
     EXPECT_EQ(controller->views()->executable.stringValue(), "new");
-    auto stored = platform::propertylist::readFile(wrapper / "Executable.plist").value;
+    auto stored = *platform::propertylist::readFile(wrapper / "Executable.plist");
     EXPECT_EQ(stored.textFor("Executable"), "new");
     EXPECT_EQ(stored.textFor("OriginalExecutable"), wrapper.folder() / "new");
 
@@ -205,7 +206,7 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     controller->changeAppPanelDidEnd(1, {"/nonexistent/thing"});
     EXPECT_FALSE(controller->executable());
     EXPECT_EQ(wrapper.messages().back(), "Could not copy in the new executable.");
-    stored = platform::propertylist::readFile(wrapper / "Executable.plist").value;
+    stored = *platform::propertylist::readFile(wrapper / "Executable.plist");
     EXPECT_EQ(stored, Value(Value::Dictionary{{"OriginalExecutable", "/nonexistent/thing"}}));
     controller->changeAppPanelDidEnd(1, {wrapper.folder() / "new"});
     EXPECT_EQ(controller->executable(), "new");
@@ -216,7 +217,7 @@ TEST(Wrapper, AnExecutableThatIsNoBareNameRemovesNothing)
     for (const char* name : {"", ".", "..", "0/input", "../other"}) {
         WrapperOnDisk wrapper;
         wrapper.tasks({""}).plist("Executable.plist", Value::Dictionary{{"Executable", name}});
-        files::writeFile(wrapper.folder() / "other", "precious");
+        EXPECT_TRUE(files::writeFile(wrapper.folder() / "other", "precious"));
         wrapper.write("new", "x");
         open(wrapper)->changeAppPanelDidEnd(1, {wrapper / "new"});
         EXPECT_THAT(wrapper.messages(), ElementsAre("Could not use the executable.")) << name;
@@ -241,7 +242,7 @@ TEST(Wrapper, PreparesForUploadWhenThereIsAProject)
 {
     WrapperOnDisk wrapper;
     wrapper.tasks({"a", "b"}).executable("x", "my program");
-    files::writeFile(wrapper.folder() / "a.cpp", "source");
+    EXPECT_TRUE(files::writeFile(wrapper.folder() / "a.cpp", "source"));
     std::string opened;
     ProjectToBuild::opener() = [&](const std::string& path) {
         opened = path;

@@ -1,5 +1,7 @@
 #include "apps/console/BatchDisplay.h"
 
+#include "apps/console/TaskTable.h"
+#include "apps/console/TerminalScreen.h"
 #include "apps/console/TerminalText.h"
 #include "task/BatchCount.h"
 
@@ -7,61 +9,77 @@
 
 #include <utility>
 
-BatchDisplay::BatchDisplay(OpenWrapper& wrapper, bool json)
-    : wrapper_(wrapper), progress_(wrapper.controller()), live_(terminal::Output::standard()), silent_(json)
+BatchDisplay::BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency)
+    : wrapper_(wrapper), progress_(wrapper.controller()), concurrency_(std::move(concurrency)),
+      isSilent_(kind == Kind::Silent),
+      isLive_(terminal::Output::standard().isTerminal && terminal::hasSecondScreen())
 {
     for (const auto& task : wrapper.controller().taskInformation())
         states_.push_back(stateOf(*task));
-    wrapper.messages().beforeWriting = [this] { live_.clear(); };
+    wrapper.messages().beforeWriting = [this] { live_.leave(); };
+    wrapper.messages().whenWritten = [this](const std::string& sentence) { notices_.push_back(sentence); };
 }
 
 BatchDisplay::~BatchDisplay()
 {
     wrapper_.messages().beforeWriting = nullptr;
+    wrapper_.messages().whenWritten = nullptr;
+}
+
+void BatchDisplay::write(const std::string& text)
+{
+    live_.leave();
+    if (!terminal::write(text))
+        isSilent_ = true;
 }
 
 void BatchDisplay::update()
 {
-    if (silent_)
+    if (isSilent_)
         return;
-    if (terminal::Output::standard().isTerminal) {
-        const auto lines = progress_.lines(terminal::Output::standard().size(), seconds());
-        live_.show(lines.texts, lines.columns);
-    } else {
+    if (isLive_)
+        live_.show(progress_.lines(
+            terminal::Output::standard().size(), progress_.total(seconds(), concurrency_()), notices_));
+    else
         writeChanges();
-    }
 }
 
 void BatchDisplay::say(const std::string& sentence)
 {
-    if (silent_)
-        return;
-    live_.clear();
-    if (!terminal::write(sentence + "\n"))
-        silent_ = true;
+    notices_.push_back(sentence);
+    live_.leave();
+    complain(sentence);
 }
 
 void BatchDisplay::terminalHasGone()
 {
     if (terminal::Output::standard().isTerminal)
-        silent_ = true;
+        isSilent_ = true;
 }
 
 void BatchDisplay::finish()
 {
-    update();
-    live_.finish();
-    if (!terminal::Output::standard().isTerminal)
-        say(fmt::format(
-            "{}, {} elapsed", BatchCount::of(wrapper_.controller()).sentence(), elapsedText(seconds())));
+    live_.leave();
+    if (isSilent_)
+        return;
+    if (isLive_)
+        write(taskTable(wrapper_).text(terminal::Output::standard().size().columns));
+    else
+        writeChanges();
+    write(fmt::format(
+        "{}, {} elapsed\n", BatchCount::of(wrapper_.controller()).sentence(), elapsedText(seconds())));
 }
 
 void BatchDisplay::writeChanges()
 {
     const auto& tasks = wrapper_.controller().taskInformation();
-    for (std::size_t i = 0; i < tasks.size(); ++i) {
+    for (std::size_t i = 0; i < tasks.size() && !isSilent_; ++i) {
         const TaskState state = stateOf(*tasks[i]);
-        if (std::exchange(states_[i], state) != state)
-            say(fmt::format("{:>8}  task {}: {}", elapsedText(seconds()), i + 1, wordFor(state)));
+        if (std::exchange(states_[i], state) == state)
+            continue;
+        const std::string failure = tasks[i]->hasFailed()
+            ? fmt::format(", but failed: {}", tasks[i]->exitStatus()->text())
+            : std::string();
+        write(fmt::format("{:>8}  task {}: {}{}\n", elapsedText(seconds()), i + 1, wordFor(state), failure));
     }
 }

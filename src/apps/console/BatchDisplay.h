@@ -6,32 +6,42 @@
 #include "platform/loop/Pace.h"
 #include "task/TaskState.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
 // Shows a batch while it runs: a live table on a terminal, otherwise a line for each change of a task's
-// state; nothing while the output is to be JSON.
+// state; or nothing at all.
 class BatchDisplay {
 public:
-    BatchDisplay(OpenWrapper& wrapper, bool json); // The wrapper must outlive this.
+    enum class Kind { Shown, Silent };
+    // The wrapper must outlive this. The function tells how many tasks run at a time.
+    BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency);
     ~BatchDisplay();
     BatchDisplay(const BatchDisplay&) = delete;
     BatchDisplay& operator=(const BatchDisplay&) = delete;
 
     void update();
     void say(const std::string& sentence);
+    // The program is about to stop at the user's wish: gives the terminal back.
+    void leave() { live_.leave(); }
     // The batch goes on without being watched, unless the words go to a file or another program.
     void terminalHasGone();
+    // Leaves the table as it is at the end, and the line of totals.
     void finish();
 
 private:
     double seconds() const { return platform::monotonicSeconds() - start_; }
     void writeChanges();
+    void write(const std::string& text);
 
     OpenWrapper& wrapper_;
     BatchProgress progress_;
     LiveDisplay live_;
+    std::function<int()> concurrency_;
     std::vector<TaskState> states_; // As last written.
+    std::vector<std::string> notices_; // Said while the live table is shown.
     double start_ = platform::monotonicSeconds();
-    bool silent_;
+    bool isSilent_;
+    bool isLive_;
 };

@@ -13,11 +13,11 @@ namespace {
 
 using Color = terminal::Output::Color;
 
-constexpr int kStatusColumns = 8;
+constexpr int kStatusColumns = 12; // "Done SIGSEGV"
+constexpr int kTimeColumns = 7;
+constexpr int kNarrowestTotalBar = 8;
 constexpr int kPercentColumns = 4;
 constexpr int kWidestBar = 30;
-constexpr int kWidestArgument = 40;
-constexpr int kLinesBesideTasks = 2; // The total, and the line that the cursor stands on.
 
 bool isActive(const SVSingleTask& task)
 {
@@ -57,25 +57,28 @@ std::string BatchProgress::taskLine(int number, int columns) const
     const auto& output = terminal::Output::standard();
     const SVSingleTask& task = *controller_.taskInformation()[static_cast<std::size_t>(number)];
     const TaskState state = stateOf(task);
-    const char* const word = wordFor(state);
+    const bool hasFailed = task.hasFailed();
+    const std::string word = hasFailed ? fmt::format("{} {}", wordFor(state), task.exitStatus()->text())
+                                       : std::string(wordFor(state));
     const std::string shownNumber = terminal::paddedLeft(fmt::format("{}", number + 1), numberColumns());
-    const std::string status = terminal::padded(word, kStatusColumns);
-    int room = columns - numberColumns() - kStatusColumns - kPercentColumns - 6;
+    const int room = columns - numberColumns() - kStatusColumns - kPercentColumns - kTimeColumns - 8;
     if (room < 4) // Too narrow for anything but words.
         return terminal::fitted(
             fmt::format("{} {} {}", shownNumber, word, shownPercentage(task.taskFraction())), columns);
 
-    const int argumentColumns = std::min(kWidestArgument, std::max(room - kWidestBar, room / 3));
-    const int barColumns = std::min(kWidestBar, room - argumentColumns);
+    const int barColumns = std::clamp(room / 3, 4, kWidestBar);
     const bool withBar = isActive(task);
     const std::string bar = withBar ? terminal::bar(task.taskFraction(), barColumns, output.hasUnicode)
                                     : std::string(static_cast<std::size_t>(barColumns), ' ');
     const std::string percentage = task.taskHasStarted() && !task.taskWasAborted()
         ? shownPercentage(task.taskFraction())
         : std::string(kPercentColumns, ' ');
-    return fmt::format("{}  {}  {} {} {}", shownNumber, output.colored(colorFor(state), status),
+    const auto seconds = task.times().seconds();
+    return fmt::format("{}  {}  {} {} {}  {}", shownNumber,
+        output.colored(hasFailed ? Color::Red : colorFor(state), terminal::padded(word, kStatusColumns)),
         output.colored(withBar ? Color::Cyan : Color::None, bar), percentage,
-        output.colored(Color::Dim, terminal::padded(task.argument(), argumentColumns)));
+        terminal::paddedLeft(seconds ? elapsedText(*seconds) : "", kTimeColumns),
+        output.colored(Color::Dim, terminal::fitted(task.argument(), room - barColumns)));
 }
 
 std::vector<int> BatchProgress::tasksThatFit(int rows) const
@@ -102,24 +105,42 @@ std::vector<int> BatchProgress::tasksThatFit(int rows) const
     return numbers;
 }
 
-BatchProgress::Lines BatchProgress::lines(terminal::Size window, double secondsElapsed) const
+// The bar keeps its place and its width, whatever the words say.
+std::string BatchProgress::totalLine(const std::string& words, int columns) const
 {
     const auto& output = terminal::Output::standard();
-    const int columns = std::max(1, window.columns - 1); // A full line would move the cursor to the next.
-    Lines lines;
-    for (const int number : tasksThatFit(std::max(0, window.rows - kLinesBesideTasks))) {
-        lines.texts.push_back(taskLine(number, columns));
-        lines.columns.push_back(columns);
-    }
-    const BatchCount count = BatchCount::of(controller_);
-    const std::string words = fmt::format("{}  {}", count.sentence(), elapsedText(secondsElapsed));
-    const int barColumns = std::min(kWidestBar, columns - terminal::columnsOf(words) - kPercentColumns - 3);
-    std::string total = barColumns >= 8
-        ? fmt::format("{} {}  {}", terminal::bar(count.percentage, barColumns, output.hasUnicode),
-            shownPercentage(count.percentage), words)
+    const double percentage = BatchCount::of(controller_).percentage;
+    const int barColumns = std::min(kWidestBar, columns / 3);
+    const std::string line = barColumns >= kNarrowestTotalBar
+        ? fmt::format("{} {}  {}", terminal::bar(percentage, barColumns, output.hasUnicode),
+            shownPercentage(percentage), words)
         : words;
-    total = terminal::fitted(total, columns);
-    lines.columns.push_back(terminal::columnsOf(total));
-    lines.texts.push_back(output.colored(Color::Bold, total));
+    return output.colored(Color::Bold, terminal::fitted(line, columns));
+}
+
+std::vector<std::string> BatchProgress::lines(
+    terminal::Size window, const std::string& total, const std::vector<std::string>& notices) const
+{
+    const int columns = std::max(1, window.columns);
+    const int howMany = static_cast<int>(controller_.taskInformation().size());
+    const int noticeRows = std::min(static_cast<int>(notices.size()), std::max(0, window.rows / 4));
+    const int room = std::max(0, window.rows - 1 - noticeRows);
+    const bool allFit = howMany <= room;
+    std::vector<std::string> lines;
+    for (const int number : tasksThatFit(allFit ? room : std::max(0, room - 1)))
+        lines.push_back(taskLine(number, columns));
+    if (!allFit && room > 0)
+        lines.push_back(
+            terminal::fitted(fmt::format("and {} more", howMany - static_cast<int>(lines.size())), columns));
+    lines.push_back(totalLine(total, columns));
+    for (auto notice = notices.end() - noticeRows; notice != notices.end(); ++notice)
+        lines.push_back(terminal::fitted(*notice, columns));
     return lines;
+}
+
+std::string BatchProgress::total(double secondsElapsed, int concurrency) const
+{
+    const auto left = secondsLeft(controller_, concurrency);
+    return fmt::format("{}  {}{}", BatchCount::of(controller_).sentence(), elapsedText(secondsElapsed),
+        left ? fmt::format(", about {} left", elapsedText(*left)) : "");
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "apps/console/Terminal.h"
+#include "task/BatchCount.h"
 #include "task/SVTaskController.h"
 
 #include <string>
@@ -12,16 +13,18 @@ public:
     explicit BatchProgress(const SVTaskController& controller)
         : controller_(controller) { } // Must outlive this.
 
-    // The lines of a live table for a window of that size, with their widths in columns: the tasks (those
-    // that run first, when there are more than fit) and a total line with the elapsed time.
-    struct Lines {
-        std::vector<std::string> texts;
-        std::vector<int> columns;
-    };
-    Lines lines(terminal::Size window, double secondsElapsed) const;
+    // The lines of a live table for a window of that size: the tasks (those that run first, when there are
+    // more than fit), how many others there are, a total line, and below it the notices, the last ones when
+    // there are many.
+    std::vector<std::string> lines(
+        terminal::Size window, const std::string& total, const std::vector<std::string>& notices) const;
+
+    // "3 of 9 done, 2 running, 4 waiting  0:11, about 0:20 left"
+    std::string total(double secondsElapsed, int concurrency) const;
 
 private:
     std::string taskLine(int number, int columns) const;
+    std::string totalLine(const std::string& words, int columns) const;
     std::vector<int> tasksThatFit(int rows) const;
     int numberColumns() const;
 

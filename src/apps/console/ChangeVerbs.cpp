@@ -1,6 +1,7 @@
 // The verbs that change a wrapper: clearing data, preparing for another machine.
 
 #include "apps/console/OpenWrapper.h"
+#include "apps/console/Question.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/files/FileManager.h"
@@ -9,10 +10,9 @@
 #include "remote/project/XCodeProject.h"
 #include "task/ClearTasks.h"
 #include "task/ExecutableCheck.h"
+#include "task/TaskNumbers.h"
 
 #include <fmt/format.h>
-
-#include <set>
 
 namespace {
 
@@ -24,17 +24,20 @@ bool tell(const std::string& sentence)
     return terminal::write(sentence + "\n");
 }
 
-// The tasks to clear; nothing, told why, when one of them must not be.
-std::optional<Tasks> tasksToClear(OpenWrapper& wrapper, const std::vector<int>& numbers)
+// Results of a task that is done may be all there is of weeks of computing.
+bool mayClear(OpenWrapper& wrapper, const Tasks& tasks)
 {
-    Tasks tasks;
-    for (const int number : std::set<int>(numbers.begin(), numbers.end())) {
-        const auto task = wrapper.task(number);
-        if (!task)
-            return std::nullopt;
-        tasks.push_back(task);
-    }
-    return tasks;
+    std::vector<int> done;
+    for (const auto& task : tasks)
+        if (task->taskHasFinished() && !task->hasFailed())
+            done.push_back(task->numberInProject() + 1);
+    return done.empty()
+        || askYesOrNo(done.size() == 1
+                ? fmt::format("Task {} of {} is done, and clearing it removes its results. Clear it?",
+                    done.front(), wrapper.controller().wrapperName())
+                : fmt::format(
+                    "{} tasks of {} are done, and clearing them removes their results: {}. Clear them?",
+                    done.size(), wrapper.controller().wrapperName(), numberRanges(done)));
 }
 
 int clear(OpenWrapper& wrapper, const Tasks& tasks)
@@ -93,11 +96,19 @@ int clearVerb(const ClearOptions& options)
         return kWrongUse;
     if (options.aborted)
         return clearAborted(*wrapper);
-    const auto tasks = tasksToClear(*wrapper, options.numbers);
-    return tasks ? clear(*wrapper, *tasks) : kWrongUse;
+    const auto& all = wrapper->controller().taskInformation();
+    const auto numbers = taskNumbers(options.tasks, static_cast<int>(all.size()));
+    if (!numbers) {
+        complain(numbers.error().text);
+        return kWrongUse;
+    }
+    Tasks tasks;
+    for (const int number : *numbers)
+        tasks.push_back(all[static_cast<std::size_t>(number - 1)]);
+    return options.yes || mayClear(*wrapper, tasks) ? clear(*wrapper, tasks) : kNotDone;
 }
 
-int prepareVerb(const WrapperOptions& options)
+int prepareVerb(const PrepareOptions& options)
 {
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
@@ -110,8 +121,8 @@ int prepareVerb(const WrapperOptions& options)
         return kNotDone;
     }
     const auto read = platform::propertylist::readFile(*project + "/project.pbxproj");
-    if (read.status != platform::propertylist::ReadResult::Status::Read) {
-        complain(read.reason.empty() ? fmt::format("The project {} does not exist.", *project) : read.reason);
+    if (!read || read->isNull()) {
+        complain(read ? fmt::format("The project {} does not exist.", *project) : read.error().text);
         return kNotDone;
     }
     const std::string folder = controller.wrapperName() + "/Project";

@@ -1,43 +1,29 @@
 #include "apps/console/LiveDisplay.h"
 
-#include <fmt/format.h>
-
-#include <algorithm>
+#include <utility>
 
 namespace {
+
+// Control sequences of ECMA-48, and the private modes that every terminal with a second screen knows.
+constexpr const char* kEnter = "\033[?1049h\033[?25l"; // The second screen, without a cursor.
+constexpr const char* kLeave = "\033[?25h\033[?1049l";
+constexpr const char* kHome = "\033[H";
 constexpr const char* kClearToEndOfLine = "\033[K";
 constexpr const char* kClearBelow = "\033[J";
+
 } // namespace
 
-// A window that was made narrower has broken the lines on display into several: it is those that have to be
-// counted.
-std::string LiveDisplay::toTheTop() const
+void LiveDisplay::show(const std::vector<std::string>& lines)
 {
-    const int width = std::max(1, output_.size().columns);
-    int rows = 0;
-    for (const int columns : shown_)
-        rows += std::max(1, (columns + width - 1) / width);
-    return rows > 0 ? fmt::format("\r\033[{}A", rows) : std::string();
+    std::string frame = std::exchange(isShown_, true) ? "" : kEnter;
+    frame += kHome;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        frame += (i == 0 ? "" : "\n") + lines[i] + kClearToEndOfLine;
+    terminal::write(frame + kClearBelow);
 }
 
-void LiveDisplay::show(const std::vector<std::string>& lines, const std::vector<int>& columnsOfLines)
+void LiveDisplay::leave()
 {
-    std::string frame = toTheTop();
-    for (const std::string& line : lines)
-        frame += line + kClearToEndOfLine + "\n";
-    if (lines.size() < shown_.size())
-        frame += kClearBelow;
-    terminal::write(frame);
-    shown_ = columnsOfLines;
-}
-
-void LiveDisplay::clear()
-{
-    terminal::write(toTheTop() + (shown_.empty() ? "" : kClearBelow));
-    shown_.clear();
-}
-
-void LiveDisplay::finish()
-{
-    shown_.clear();
+    if (std::exchange(isShown_, false))
+        terminal::write(kLeave);
 }

@@ -42,11 +42,11 @@ void MessagePrinter::writeNewMessages()
     for (; written_ < messages.size(); ++written_) {
         const auto& message = *messages[written_];
         complain(message.shortDescription());
+        if (whenWritten)
+            whenWritten(message.shortDescription());
         if (message.longDescription() && *message.longDescription() != message.shortDescription())
             writeError(fmt::format("    {}\n", *message.longDescription()));
     }
-    if (afterWriting)
-        afterWriting();
 }
 
 void complain(const std::string& sentence)

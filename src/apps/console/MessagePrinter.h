@@ -14,9 +14,9 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
-    // Called around each burst of messages, so that a live display can make room.
+    // Called before each burst of messages, so that a live display can make room, and with each short text.
     std::function<void()> beforeWriting;
-    std::function<void()> afterWriting;
+    std::function<void(const std::string& sentence)> whenWritten;
 
 private:
     void writeNewMessages();

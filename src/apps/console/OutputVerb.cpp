@@ -77,6 +77,9 @@ int follow(GrowingFile& file, SVSingleTask& task)
         read = file.readNew(terminal::write, kBlocksAtATime);
     };
     look();
+    if (!file.exists() && task.taskShouldBeRun())
+        complain(fmt::format(
+            "Task {} waits to be run; its output is shown once there is some.", task.numberInProject() + 1));
     const auto timer = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, look);
     loop.runUntil([&] {
         if (read == GrowingFile::Read::Some)

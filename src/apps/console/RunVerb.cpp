@@ -1,15 +1,21 @@
 #include "apps/console/BatchDisplay.h"
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/TaskTable.h"
+#include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/process/Process.h"
 #include "task/BatchCount.h"
+#include "task/ClearTasks.h"
+#include "task/RunChecks.h"
 #include "task/SVTrelkindEngineLocal.h"
+#include "task/TaskNumbers.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <memory>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -33,6 +39,10 @@ public:
                 }
             }));
         watches_.push_back(loop.watchSignal(SIGHUP, [&display] { display.terminalHasGone(); }));
+        watches_.push_back(loop.watchSignal(SIGTSTP, [&display] {
+            display.leave();
+            ::kill(::getpid(), SIGSTOP);
+        }));
     }
 
     bool happened() const { return count_ > 0; }
@@ -67,6 +77,86 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
     }
 }
 
+// The tasks that the user names, or those whose program failed; nothing for all. A task that was started
+// before is told, for it isn't run again.
+platform::Result<std::optional<std::set<int>>> chosenTasks(OpenWrapper& wrapper, const RunOptions& options)
+{
+    const auto& tasks = wrapper.controller().taskInformation();
+    if (options.tasks.empty() && !options.failed)
+        return std::optional<std::set<int>>();
+    std::set<int> chosen;
+    if (options.failed) {
+        for (const auto& task : tasks)
+            if (task->hasFailed())
+                chosen.insert(task->numberInProject());
+        return std::optional(chosen);
+    }
+    const auto numbers = taskNumbers(options.tasks, static_cast<int>(tasks.size()));
+    if (!numbers)
+        return numbers.error();
+    std::vector<int> startedBefore;
+    for (const int number : *numbers) {
+        chosen.insert(number - 1);
+        if (!tasks[static_cast<std::size_t>(number - 1)]->taskShouldBeRun())
+            startedBefore.push_back(number);
+    }
+    if (!startedBefore.empty())
+        complain(fmt::format(
+            "Started before, and not run again before they are cleared: {}.", numberRanges(startedBefore)));
+    return std::optional(chosen);
+}
+
+// Tells what would be started, and starts nothing.
+int dryRun(OpenWrapper& wrapper, const std::optional<std::set<int>>& chosen)
+{
+    const KRTrelkindController& controller = wrapper.controller();
+    if (const auto status = checkBeforeRun(controller); !status) {
+        complain(status.error().text);
+        return kNotDone;
+    }
+    int count = 0;
+    for (const auto& task : controller.taskInformation()) {
+        const int number = task->numberInProject();
+        if (!task->taskShouldBeRun() || (chosen && !chosen->contains(number)))
+            continue;
+        ++count;
+        if (!terminal::write(fmt::format(
+                "task {}: {} {}\n", number + 1, controller.executable().value_or(""), task->argument())))
+            return kNotDone;
+    }
+    return terminal::write(
+               fmt::format("{} of {} tasks would be started.\n", count, controller.taskInformation().size()))
+        ? kDone
+        : kNotDone;
+}
+
+// What a person should look at after a batch.
+void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
+{
+    const KRTrelkindController& controller = wrapper.controller();
+    std::vector<int> failed;
+    for (const auto& task : controller.taskInformation())
+        if (task->hasFailed())
+            failed.push_back(task->numberInProject() + 1);
+    if (!failed.empty())
+        complain(fmt::format("Failed: {}. \"trelkind run {} --failed\" clears and runs them again.",
+            numberRanges(failed), controller.wrapperName()));
+    for (const int number : lostTasks(controller))
+        complain(
+            fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
+                number, controller.wrapperName(), number));
+    const auto odd = OddOnes::of(controller);
+    if (!odd.brief.empty())
+        complain(fmt::format(
+            "Ended in far less time than the others: {}. Look at their output.", numberRanges(odd.brief)));
+    if (!odd.silent.empty())
+        complain(fmt::format("Ended without any output: {}.", numberRanges(odd.silent)));
+    if (interrupted)
+        complain(fmt::format(
+            "\"trelkind clear {0} --aborted\" and then \"trelkind run {0}\" go on with the batch.",
+            controller.wrapperName()));
+}
+
 } // namespace
 
 int runVerb(const RunOptions& options)
@@ -75,6 +165,13 @@ int runVerb(const RunOptions& options)
     if (!wrapper)
         return kWrongUse;
     KRTrelkindController& controller = wrapper->controller();
+    const auto chosen = chosenTasks(*wrapper, options);
+    if (!chosen) {
+        complain(chosen.error().text);
+        return kWrongUse;
+    }
+    if (options.dryRun)
+        return dryRun(*wrapper, *chosen);
     controller.startLocalTask();
     auto* attached = dynamic_cast<SVTrelkindEngineLocal*>(controller.engine());
     if (!attached) {
@@ -86,17 +183,36 @@ int runVerb(const RunOptions& options)
     SVTrelkindEngineLocal& engine = *attached;
     if (options.concurrency)
         engine.panel().concurrency.commit(fmt::format("{}", *options.concurrency));
-    BatchDisplay display(*wrapper, options.json);
+    if (options.failed) {
+        std::vector<std::shared_ptr<SVSingleTask>> failed;
+        for (const int number : **chosen)
+            failed.push_back(controller.taskInformation()[static_cast<std::size_t>(number)]);
+        for (const std::string& complaint : ClearTasks::clear(controller.wrapperName(), failed).complaints)
+            complain(complaint);
+    }
+
+    BatchDisplay display(*wrapper,
+        options.json || options.quiet ? BatchDisplay::Kind::Silent : BatchDisplay::Kind::Shown,
+        [&engine] { return engine.concurrency(); });
     const Interrupts interrupts(engine, display);
-    if (const auto started = engine.startAfterChecks(); !started.ok()) {
+    if (const auto started = engine.startAfterChecks({*chosen, options.halt}); !started) {
         complain(started.error().text);
         return kNotDone;
     }
     display.update();
     waitForEnd(engine, display, interrupts);
+    // Tasks that another session runs may have ended meanwhile.
+    for (const auto& task : controller.taskInformation())
+        task->updateBasedOnContent();
     display.finish();
+    tellOfTheEnd(*wrapper, interrupts.happened());
     const bool shown = !options.json || writeTasksAsJson(*wrapper);
     if (interrupts.happened())
         return kInterrupted;
-    return shown && BatchCount::of(controller).isComplete() ? kDone : kNotDone;
+    const auto& tasks = controller.taskInformation();
+    const bool allDone = std::all_of(tasks.begin(), tasks.end(), [&chosen](const auto& task) {
+        const bool isMeant = !*chosen || (*chosen)->contains(task->numberInProject());
+        return !isMeant || (task->taskHasFinished() && !task->hasFailed());
+    });
+    return shown && allDone ? kDone : kNotDone;
 }

@@ -46,6 +46,15 @@ TablePrinter::TablePrinter(const toolkit::Table& table, const std::vector<std::s
     }
 }
 
+std::vector<int> TablePrinter::rows() const
+{
+    if (rows_)
+        return *rows_;
+    std::vector<int> all(static_cast<std::size_t>(table_.numberOfRows()));
+    std::iota(all.begin(), all.end(), 0);
+    return all;
+}
+
 std::string TablePrinter::cell(const Column& column, int row) const
 {
     const toolkit::CellValue value = table_.value(column.identifier, row);
@@ -57,10 +66,11 @@ std::string TablePrinter::cell(const Column& column, int row) const
 std::string TablePrinter::text(int mostColumns) const
 {
     const auto& output = terminal::Output::standard();
+    const std::vector<int> shownRows = rows();
     std::vector<int> widths;
     for (const Column& column : columns_) {
         int width = terminal::columnsOf(column.identifier);
-        for (int row = 0; row < table_.numberOfRows(); ++row)
+        for (const int row : shownRows)
             width = std::max(width, terminal::columnsOf(cell(column, row)));
         widths.push_back(width);
     }
@@ -91,15 +101,15 @@ std::string TablePrinter::text(int mostColumns) const
     std::string text = output.colored(terminal::Output::Color::Bold, line([](const Column& column) {
         return column.identifier;
     })) + "\n";
-    for (int row = 0; row < table_.numberOfRows(); ++row)
+    for (const int row : shownRows)
         text += line([&](const Column& column) { return cell(column, row); }) + "\n";
     return text;
 }
 
 nlohmann::ordered_json TablePrinter::json() const
 {
-    auto rows = nlohmann::ordered_json::array();
-    for (int row = 0; row < table_.numberOfRows(); ++row) {
+    auto json = nlohmann::ordered_json::array();
+    for (const int row : rows()) {
         auto object = nlohmann::ordered_json::object();
         for (const Column& column : columns_) {
             const toolkit::CellValue value = table_.value(column.identifier, row);
@@ -108,9 +118,9 @@ nlohmann::ordered_json TablePrinter::json() const
             else
                 object[column.identifier] = toolkit::cellText(value);
         }
-        rows.push_back(std::move(object));
+        json.push_back(std::move(object));
     }
-    return rows;
+    return json;
 }
 
 bool JsonRowWriter::add(const nlohmann::ordered_json& row)

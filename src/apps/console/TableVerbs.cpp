@@ -7,11 +7,17 @@
 #include "apps/console/Verbs.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
+#include "task/BatchCount.h"
+#include "task/RunChecks.h"
+#include "task/TaskState.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
+#include <numeric>
 
 namespace {
 
@@ -21,6 +27,12 @@ int show(const TablePrinter& printer, bool json)
     const bool written = json ? writeJson(printer.json())
                               : terminal::write(printer.text(output.isTerminal ? output.size().columns : 0));
     return written ? kDone : kNotDone;
+}
+
+// The order in which people count: "out2" before "out10".
+bool comesBefore(const std::string& a, const std::string& b)
+{
+    return ::strverscmp(a.c_str(), b.c_str()) < 0;
 }
 
 std::optional<int> taskNumber(const std::string& text)
@@ -82,8 +94,12 @@ private:
 int showVariablesOfFile(const VariablesOptions& options)
 {
     const std::string path = platform::paths::absolute(options.places[0]);
-    if (!platform::files::exists(path) || platform::files::isDirectory(path)) {
-        complain(fmt::format("{} is not a data file.", path));
+    if (!platform::files::exists(path)) {
+        complain(fmt::format("{} does not exist.", path));
+        return kWrongUse;
+    }
+    if (platform::files::isDirectory(path)) {
+        complain(fmt::format("{} is a folder, not a data file.", path));
         return kWrongUse;
     }
     ContentOfFile source(SVFileContent::ofFile(path));
@@ -97,22 +113,56 @@ int showVariablesOfFile(const VariablesOptions& options)
 
 } // namespace
 
-int statusVerb(const WrapperOptions& options)
+int statusVerb(const StatusOptions& options)
 {
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
+    const TaskFilter filter = [&options](const SVSingleTask& task) {
+        if (!options.failed && !options.running && !options.waiting)
+            return true;
+        const TaskState state = stateOf(task);
+        return (options.failed && (task.hasFailed() || state == TaskState::Aborted))
+            || (options.running && state == TaskState::Running)
+            || (options.waiting && state == TaskState::Waiting);
+    };
+    const KRTrelkindController& controller = wrapper->controller();
+    const int readable = controller.informationIsUnreadable() ? kNotDone : kDone;
     if (options.json)
-        return writeTasksAsJson(*wrapper) ? kDone : kNotDone;
-    return show(taskTable(*wrapper), false);
+        return writeTasksAsJson(*wrapper, filter) ? readable : kNotDone;
+    if (const int shown = show(taskTable(*wrapper, filter), false); shown != kDone)
+        return shown;
+    if (!terminal::write(BatchCount::of(controller).sentence() + "\n"))
+        return kNotDone;
+    for (const int number : lostTasks(controller))
+        complain(
+            fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
+                number, controller.wrapperName(), number));
+    return readable;
 }
 
 int filesVerb(const TaskOptions& options)
 {
     const auto wrapper = OpenWrapper::open(options.wrapper);
-    if (!wrapper || !wrapper->selectTask(options.number))
+    const auto task = wrapper ? wrapper->selectTask(options.number) : nullptr;
+    if (!task)
         return kWrongUse;
-    return show(TablePrinter(wrapper->views().fileTable), options.json);
+    const auto& table = wrapper->views().fileTable;
+    std::vector<int> rows(static_cast<std::size_t>(table.numberOfRows()));
+    std::iota(rows.begin(), rows.end(), 0);
+    const auto nameOf = [&table](int row) { return toolkit::cellText(table.value("File Name", row)); };
+    std::stable_sort(
+        rows.begin(), rows.end(), [&](int a, int b) { return comesBefore(nameOf(a), nameOf(b)); });
+    TablePrinter printer(table);
+    printer.showRows(rows);
+    if (!options.json)
+        return show(printer, false);
+    auto json = printer.json();
+    for (auto& row : json) {
+        const auto attributes = task->informationForFile(row["File Name"].get<std::string>());
+        row["Bytes"] = attributes ? nlohmann::ordered_json(attributes->size) : nlohmann::ordered_json();
+    }
+    return writeJson(json) ? kDone : kNotDone;
 }
 
 int variablesVerb(const VariablesOptions& options)

@@ -1,16 +1,83 @@
 #include "apps/console/TaskTable.h"
 
+#include "task/RunChecks.h"
+#include "task/TaskState.h"
+
 #include <nlohmann/json.hpp>
 
-TablePrinter taskTable(OpenWrapper& wrapper)
+#include <algorithm>
+#include <cctype>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::vector<int> chosenRows(OpenWrapper& wrapper, const TaskFilter& filter)
 {
-    return TablePrinter(wrapper.views().taskList, {"Number", "Time", "Status", "Progress", "Description"});
+    std::vector<int> rows;
+    for (const auto& task : wrapper.controller().taskInformation())
+        if (!filter || filter(*task))
+            rows.push_back(task->numberInProject());
+    return rows;
 }
 
-bool writeTasksAsJson(OpenWrapper& wrapper)
+template <class Value>
+Json numberOrNull(const std::optional<Value>& value)
 {
-    auto rows = TablePrinter(wrapper.views().taskList).json();
+    return value ? Json(*value) : Json();
+}
+
+// In small letters: a word for programs, which the words on the screen don't change.
+std::string stateWord(const SVSingleTask& task, const std::vector<int>& lost)
+{
+    if (std::binary_search(lost.begin(), lost.end(), task.numberInProject() + 1))
+        return "lost";
+    std::string word = wordFor(stateOf(task));
+    std::transform(word.begin(), word.end(), word.begin(), [](unsigned char c) { return std::tolower(c); });
+    return word;
+}
+
+void addNumbers(Json& row, const SVSingleTask& task, const std::vector<int>& lost)
+{
+    row["State"] = stateWord(task, lost);
+    row["Argument"] = task.argument();
+    row["Started"] = numberOrNull(task.times().started);
+    row["Seconds"] = numberOrNull(task.times().seconds());
+    const auto& end = task.exitStatus();
+    row["Exit Status"] = end ? Json(end->status) : Json();
+    const auto signal = end ? end->signal() : std::nullopt;
+    row["Signal"] = signal ? Json(*signal) : Json();
+    row["Folder"] = task.folderName();
+}
+
+} // namespace
+
+TablePrinter taskTable(OpenWrapper& wrapper, const TaskFilter& filter)
+{
+    const auto& table = wrapper.views().taskList;
+    std::vector<std::string> columns{
+        "Number", "Time", "Status", "Progress", "Started", "Duration", "Exit", "Argument"};
+    for (int row = 0; row < table.numberOfRows(); ++row) {
+        if (toolkit::cellText(table.value("Description", row)).empty())
+            continue;
+        columns.emplace_back("Description");
+        break;
+    }
+    TablePrinter printer(table, columns);
+    printer.showRows(chosenRows(wrapper, filter));
+    return printer;
+}
+
+bool writeTasksAsJson(OpenWrapper& wrapper, const TaskFilter& filter)
+{
+    TablePrinter printer(
+        wrapper.views().taskList, {"Number", "Time", "Description", "Status", "Progress", "Try"});
+    const auto chosen = chosenRows(wrapper, filter);
+    printer.showRows(chosen);
+    auto rows = printer.json();
+    const auto lost = lostTasks(wrapper.controller());
     for (std::size_t i = 0; i < rows.size(); ++i)
-        rows[i]["Folder"] = wrapper.controller().taskInformation()[i]->folderName();
+        addNumbers(
+            rows[i], *wrapper.controller().taskInformation()[static_cast<std::size_t>(chosen[i])], lost);
     return writeJson(rows);
 }

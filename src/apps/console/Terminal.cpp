@@ -4,11 +4,14 @@
 
 #include <array>
 #include <clocale>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <langinfo.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace terminal {
 
@@ -28,6 +31,12 @@ Output examine()
     output.hasColors = output.isTerminal && !isSet("NO_COLOR");
     output.hasUnicode = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
     return output;
+}
+
+bool outputIsPipe()
+{
+    struct stat info { };
+    return ::fstat(STDOUT_FILENO, &info) == 0 && (S_ISFIFO(info.st_mode) || S_ISSOCK(info.st_mode));
 }
 
 } // namespace
@@ -58,7 +67,13 @@ std::string Output::colored(Color color, std::string_view text) const
 bool write(std::string_view text)
 {
     // Another program that shares the descriptor may have made it one that doesn't block.
-    return platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait);
+    const auto written = platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait);
+    static bool isTold = false;
+    // A reader that has seen enough, such as "head", is no fault worth words.
+    if (!written && !std::exchange(isTold, true) && !outputIsPipe())
+        std::fprintf(
+            stderr, "trelkind: standard output can not be written: %s\n", written.error().text.c_str());
+    return written.ok();
 }
 
 } // namespace terminal

@@ -9,17 +9,29 @@
 
 struct RunOptions {
     std::string wrapper;
+    std::vector<std::string> tasks; // Numbers and ranges; none for all.
     std::optional<int> concurrency;
+    bool failed = false;
+    bool halt = false;
+    bool dryRun = false;
+    bool quiet = false;
     bool json = false;
 };
 int runVerb(const RunOptions& options);
 
-struct WrapperOptions {
+struct StatusOptions {
     std::string wrapper;
+    bool failed = false;
+    bool running = false;
+    bool waiting = false;
     bool json = false;
 };
-int statusVerb(const WrapperOptions& options);
-int prepareVerb(const WrapperOptions& options);
+int statusVerb(const StatusOptions& options);
+
+struct PrepareOptions {
+    std::string wrapper;
+};
+int prepareVerb(const PrepareOptions& options);
 
 struct TaskOptions {
     std::string wrapper;
@@ -39,6 +51,7 @@ int variablesVerb(const VariablesOptions& options);
 struct ClearOptions {
     std::string wrapper;
     bool aborted = false;
-    std::vector<int> numbers;
+    bool yes = false;
+    std::vector<std::string> tasks; // Numbers and ranges.
 };
 int clearVerb(const ClearOptions& options);

@@ -32,6 +32,9 @@ public:
     CommandLine()
     {
         app_.require_subcommand(1);
+        app_.set_version_flag("--version", "trelkind " TRELKIND_VERSION);
+        app_.get_formatter()->label("SUBCOMMAND", "VERB");
+        app_.get_formatter()->label("Subcommands", "Verbs");
         app_.footer(kExitStatus);
         addRun();
         addStatus();
@@ -46,13 +49,15 @@ public:
     {
         try {
             app_.parse(argc, argv);
+        } catch (const CLI::Success& wanted) {
+            return app_.exit(wanted) == 0 ? EXIT_SUCCESS : kWrongUseOfCommandLine;
         } catch (const CLI::ParseError& error) {
-            if (argc > 1 && argv[1][0] != '-' && !isVerb(argv[1])) {
-                std::cerr << "There is no verb \"" << argv[1]
-                          << "\".\nRun with --help for more information.\n";
-                return kWrongUseOfCommandLine;
-            }
-            return app_.exit(error) == 0 ? EXIT_SUCCESS : kWrongUseOfCommandLine;
+            const bool isNoVerb = argc > 1 && argv[1][0] != '-' && !isVerb(argv[1]);
+            const std::string sentence = argc == 1 ? "tell what to do: a verb is missing"
+                : isNoVerb                         ? "there is no verb \"" + std::string(argv[1]) + "\""
+                                                   : error.what();
+            std::cerr << "trelkind: " << sentence << ". Run with --help for more information.\n";
+            return kWrongUseOfCommandLine;
         }
         return status_;
     }
@@ -81,6 +86,11 @@ private:
         verb->add_option("NUMBER", number, "The number of the task as the task table shows it, from 1")
             ->required();
     }
+    static CLI::Option* addTasks(CLI::App* verb, std::vector<std::string>& tasks, const char* what)
+    {
+        return verb->add_option(
+            "TASKS", tasks, std::string(what) + ": numbers from 1, and ranges such as 8-12");
+    }
     static void addJson(CLI::App* verb, bool& json)
     {
         verb->add_flag("--json", json, "Write JSON: an array of objects keyed by the column names");
@@ -89,14 +99,22 @@ private:
     void addRun()
     {
         CLI::App* verb = add("run", "Run the tasks of a wrapper on this computer",
-            "Runs every task that was not started before, so many at a time, and ends when they have ended.\n"
+            "Runs every task that was not started before, or those that are named, so many at a time, and "
+            "ends\n"
+            "when they have ended. The status is 1 when a task is not done or its program failed.\n"
             "On a terminal a live table shows status and progress; otherwise each change is a line.\n"
             "An interrupt (Ctrl-C) ends the tasks that run and starts no others; a second one kills them.\n"
             "A closed terminal ends nothing: the batch goes on unwatched.\n"
             "With --json nothing is shown until the end, and then the task table with each task's Folder.");
         addWrapper(verb, run_.wrapper);
-        verb->add_option("--concurrency", run_.concurrency, "How many tasks run at a time (4 unless told)")
+        CLI::Option* tasks = addTasks(verb, run_.tasks, "Run these tasks alone");
+        verb->add_option("-j,--concurrency", run_.concurrency, "How many tasks run at a time (4 unless told)")
             ->check(CLI::Range(1, kMostConcurrency));
+        verb->add_flag("--failed", run_.failed, "Clear the tasks whose program failed, and run them again")
+            ->excludes(tasks);
+        verb->add_flag("--halt", run_.halt, "Start no others once a program has failed");
+        verb->add_flag("--dry-run", run_.dryRun, "Show what would be started, and start nothing");
+        verb->add_flag("--quiet,-q", run_.quiet, "Show nothing but what goes wrong");
         addJson(verb, run_.json);
         verb->callback([this] { status_ = runVerb(run_); });
     }
@@ -104,14 +122,18 @@ private:
     void addStatus()
     {
         CLI::App* verb = add("status", "Show the tasks of a wrapper",
-            "Done means that the program ended, not that it succeeded: its output tells that. A task that "
-            "stays\n"
-            "at Running although nothing runs died with its machine; \"trelkind clear\" makes it eligible "
-            "again.\n"
-            "With --json each object has the task's Folder as well.");
-        addWrapper(verb, wrapper_.wrapper);
-        addJson(verb, wrapper_.json);
-        verb->callback([this] { status_ = statusVerb(wrapper_); });
+            "Done means that the program ended; the column Exit tells its status, or the signal that ended "
+            "it.\n"
+            "A task that has died with its machine is told; \"trelkind clear\" lets it be run again.\n"
+            "With --json each object also has State (waiting, running, done, aborted, lost), Started "
+            "(seconds\n"
+            "since 1970), Seconds, Argument, Exit Status, Signal and Folder.");
+        addWrapper(verb, statusOptions_.wrapper);
+        verb->add_flag("--failed", statusOptions_.failed, "Only tasks that failed or were aborted");
+        verb->add_flag("--running", statusOptions_.running, "Only tasks that run");
+        verb->add_flag("--waiting", statusOptions_.waiting, "Only tasks that wait");
+        addJson(verb, statusOptions_.json);
+        verb->callback([this] { status_ = statusVerb(statusOptions_); });
     }
 
     void addFiles()
@@ -157,15 +179,15 @@ private:
     void addClear()
     {
         CLI::App* verb = add("clear", "Remove the data of tasks, so that they can be run again",
-            "Everything in the tasks' folders goes but the input files. A task at work is left alone.");
+            "Everything in the tasks' folders goes but the input files. A running task is left alone.\n"
+            "Before results of a task that is done are removed, a question is asked.");
         addWrapper(verb, clear_.wrapper);
         CLI::Option* aborted =
             verb->add_flag("--aborted", clear_.aborted, "Clear all tasks that were aborted");
-        CLI::Option* numbers =
-            verb->add_option("NUMBER", clear_.numbers, "Clear the tasks with these numbers, from 1");
-        numbers->excludes(aborted);
+        addTasks(verb, clear_.tasks, "Clear these tasks")->excludes(aborted);
+        verb->add_flag("--yes,-y", clear_.yes, "Don't ask before results of tasks that are done are removed");
         verb->callback([this] {
-            if (!clear_.aborted && clear_.numbers.empty())
+            if (!clear_.aborted && clear_.tasks.empty())
                 throw CLI::ValidationError("clear", "tell which tasks: --aborted, or their numbers");
             status_ = clearVerb(clear_);
         });
@@ -176,14 +198,15 @@ private:
         CLI::App* verb = add("prepare", "Prepare a wrapper for building on another machine",
             "Writes the folder Project into the wrapper: the sources of the project that Info.plist names,\n"
             "make files for them, and the scripts compile and submit.");
-        addWrapper(verb, wrapper_.wrapper);
-        verb->callback([this] { status_ = prepareVerb(wrapper_); });
+        addWrapper(verb, prepare_.wrapper);
+        verb->callback([this] { status_ = prepareVerb(prepare_); });
     }
 
     CLI::App app_{kDescription, "trelkind"};
     int status_ = EXIT_SUCCESS;
     RunOptions run_;
-    WrapperOptions wrapper_;
+    StatusOptions statusOptions_;
+    PrepareOptions prepare_;
     TaskOptions task_;
     VariablesOptions variables_;
     ClearOptions clear_;
@@ -211,6 +234,7 @@ int main(int argc, char** argv)
     std::setlocale(LC_CTYPE, "C.UTF-8");
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
+    std::signal(SIGXFSZ, SIG_IGN); // A limit on the size of files is a failure to write, and told as such.
     platform::MainLoop::main();
     composeProgram();
     return CommandLine().run(argc, argv);

@@ -1,5 +1,7 @@
 #include "platform/files/Descriptor.h"
 
+#include "platform/SystemError.h"
+
 #include <cerrno>
 #include <poll.h>
 #include <unistd.h>
@@ -13,13 +15,14 @@ void Descriptor::reset(int number)
     number_ = number;
 }
 
-bool Descriptor::close()
+Status Descriptor::close()
 {
     if (number_ < 0)
-        return true;
+        return {};
     // Linux gives the number back even when a signal interrupts the call, so it is never made twice.
-    const int result = ::close(release());
-    return result == 0 || errno == EINTR;
+    if (::close(release()) == 0 || interrupted())
+        return {};
+    return systemError();
 }
 
 bool interrupted()
@@ -27,7 +30,7 @@ bool interrupted()
     return errno == EINTR;
 }
 
-bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
+Status writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
 {
     while (!bytes.empty()) {
         const ssize_t count =
@@ -39,10 +42,10 @@ bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
                 continue;
         }
         if (count < 0)
-            return false;
+            return systemError();
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
-    return true;
+    return {};
 }
 
 } // namespace platform

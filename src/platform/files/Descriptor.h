@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -26,7 +28,7 @@ public:
     int release() { return std::exchange(number_, -1); }
     void reset(int number = -1);
     // Closes and tells whether all that was written has been taken: a full quota shows only here.
-    bool close();
+    Status close();
 
 private:
     int number_ = -1;
@@ -44,9 +46,9 @@ auto retryInterrupted(Call call)
     return result;
 }
 
-// Writes all of the bytes; false with errno set when that is not possible. A descriptor that doesn't block
-// may take no more for now: that is a failure, or it is waited for.
+// Writes all of the bytes. A descriptor that doesn't block may take no more for now: that is a failure, or it
+// is waited for.
 enum class WhenFull { Fail, Wait };
-bool writeAll(int descriptor, std::string_view bytes, WhenFull whenFull = WhenFull::Fail);
+Status writeAll(int descriptor, std::string_view bytes, WhenFull whenFull = WhenFull::Fail);
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #include "platform/files/FileManager.h"
 
 #include "platform/ProcessInfo.h"
+#include "platform/SystemError.h"
 #include "platform/Utf8.h"
 #include "platform/files/Descriptor.h"
 #include "platform/files/Paths.h"
@@ -25,12 +26,8 @@ namespace {
 // Read in steps, so that memory follows what is really there and not what a file's length promises.
 constexpr std::size_t kReadStep = std::size_t{1} << 20;
 
-std::string reasonFor(const std::string& path)
-{
-    return fmt::format("{}: {}", path, std::generic_category().message(errno));
-}
-
-std::optional<std::string> readAll(int file, std::uint64_t mostBytes, std::uint64_t expected)
+Result<std::string> readAll(
+    int file, const std::string& path, std::uint64_t mostBytes, std::uint64_t expected)
 {
     std::string bytes;
     std::size_t filled = 0;
@@ -41,17 +38,21 @@ std::optional<std::string> readAll(int file, std::uint64_t mostBytes, std::uint6
         const ssize_t count =
             retryInterrupted([&] { return ::read(file, bytes.data() + filled, bytes.size() - filled); });
         if (count < 0)
-            return std::nullopt;
+            return systemError(path);
         filled += static_cast<std::size_t>(count);
-        if (filled > mostBytes) {
-            errno = EFBIG;
-            return std::nullopt;
-        }
+        if (filled > mostBytes)
+            return Error{fmt::format("{} is larger than {} bytes", path, mostBytes)};
         if (count == 0)
             break;
     }
     bytes.resize(filled);
     return bytes;
+}
+
+// The failure of an operation that doesn't know the path.
+Error about(const std::string& path, const Status& failure)
+{
+    return Error{fmt::format("{}: {}", path, failure.error().text)};
 }
 
 // A file that removes itself unless it has reached its place.
@@ -74,12 +75,14 @@ public:
 
     explicit operator bool() const { return isThere_; }
     int descriptor() const { return file_.get(); }
-    bool moveTo(const std::string& target)
+    Status moveTo(const std::string& target)
     {
-        if (!file_.close() || ::rename(path_.c_str(), target.c_str()) != 0)
-            return false;
+        if (const Status closed = file_.close(); !closed)
+            return about(target, closed);
+        if (::rename(path_.c_str(), target.c_str()) != 0)
+            return systemError(target);
         isThere_ = false;
-        return true;
+        return {};
     }
 
 private:
@@ -103,12 +106,18 @@ bool flushToDisk(int file)
     return retryInterrupted([&] { return ::fsync(file); }) == 0 || errno == EINVAL;
 }
 
-bool writeTo(const std::string& path, std::string_view bytes, int flags)
+Status writeTo(const std::string& path, std::string_view bytes, int flags)
 {
     // A pipe that nobody reads would hold the opening for ever.
     Descriptor file(retryInterrupted(
         [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | flags, 0666); }));
-    return file && writeAll(file.get(), bytes) && file.close();
+    if (!file)
+        return systemError(path);
+    if (const Status written = writeAll(file.get(), bytes); !written)
+        return about(path, written);
+    if (const Status closed = file.close(); !closed)
+        return about(path, closed);
+    return {};
 }
 
 } // namespace
@@ -145,82 +154,72 @@ std::optional<std::uint64_t> size(const std::string& path)
     return found ? std::optional(found->size) : std::nullopt;
 }
 
-std::optional<std::string> readFile(const std::string& path)
-{
-    std::string reason;
-    return readFile(path, UINT64_MAX, reason);
-}
-
-std::optional<std::string> readFile(const std::string& path, std::uint64_t mostBytes, std::string& reason)
+Result<std::string> readFile(const std::string& path, std::uint64_t mostBytes)
 {
     const Descriptor file(
         retryInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
     struct stat info { };
-    if (!file || ::fstat(file.get(), &info) != 0) {
-        reason = reasonFor(path);
-        return std::nullopt;
-    }
-    if (!S_ISREG(info.st_mode)) {
-        reason = fmt::format("{} is {}", path, S_ISDIR(info.st_mode) ? "a folder" : "no regular file");
-        return std::nullopt;
-    }
+    if (!file || ::fstat(file.get(), &info) != 0)
+        return systemError(path);
+    if (!S_ISREG(info.st_mode))
+        return Error{fmt::format("{} is {}", path, S_ISDIR(info.st_mode) ? "a folder" : "no regular file")};
     try {
-        auto bytes =
-            readAll(file.get(), mostBytes, static_cast<std::uint64_t>(std::max<off_t>(info.st_size, 0)));
-        if (!bytes)
-            reason = reasonFor(path);
-        return bytes;
+        return readAll(
+            file.get(), path, mostBytes, static_cast<std::uint64_t>(std::max<off_t>(info.st_size, 0)));
     } catch (const std::bad_alloc&) {
     } catch (const std::length_error&) { }
-    reason = fmt::format("{} is larger than this machine's memory", path);
-    return std::nullopt;
+    return Error{fmt::format("{} is larger than this machine's memory", path)};
 }
 
-std::optional<std::string> readUtf8(const std::string& path)
+Result<std::string> readUtf8(const std::string& path)
 {
     auto text = readFile(path);
     if (text && !isValidUtf8(*text))
-        text.reset();
+        return Error{fmt::format("{} isn't UTF-8", path)};
     return text;
 }
 
-bool writeFile(const std::string& path, std::string_view bytes)
+Status writeFile(const std::string& path, std::string_view bytes)
 {
     return writeTo(path, bytes, O_TRUNC);
 }
 
-bool writeFileAtomically(
+Status writeFileAtomically(
     const std::string& path, std::string_view bytes, std::uint32_t permissions, Flush flush)
 {
     const std::string target = behindLinks(path);
     TemporaryFile temporary(target, permissions & kPermissionBits);
     if (!temporary)
-        return false;
+        return systemError(path);
     if (const auto existing = attributes(target)) {
-        if (existing->isDirectory || ::fchmod(temporary.descriptor(), existing->permissions) != 0)
-            return false;
+        if (existing->isDirectory)
+            return Error{fmt::format("{} is a folder", path)};
+        if (::fchmod(temporary.descriptor(), existing->permissions) != 0)
+            return systemError(path);
     }
-    if (!writeAll(temporary.descriptor(), bytes))
-        return false;
+    if (const Status written = writeAll(temporary.descriptor(), bytes); !written)
+        return about(path, written);
     if (flush == Flush::Yes && !flushToDisk(temporary.descriptor()))
-        return false;
+        return systemError(path);
     return temporary.moveTo(target);
 }
 
-bool appendToFile(const std::string& path, std::string_view bytes)
+Status appendToFile(const std::string& path, std::string_view bytes)
 {
     return writeTo(path, bytes, O_APPEND);
 }
 
-bool createDirectory(const std::string& path, std::uint32_t permissions)
+Status createDirectory(const std::string& path, std::uint32_t permissions)
 {
-    return ::mkdir(path.c_str(), permissions & kPermissionBits) == 0;
+    if (::mkdir(path.c_str(), permissions & kPermissionBits) != 0)
+        return systemError(path);
+    return {};
 }
 
-bool createDirectories(const std::string& path, std::uint32_t permissions)
+Status createDirectories(const std::string& path, std::uint32_t permissions)
 {
     if (path.empty())
-        return false;
+        return Error{"there is no folder without a name"};
     // From the deepest one that is there upwards again; each step shortens the path.
     std::vector<std::string> missing;
     for (std::string folder = path; !folder.empty() && !isDirectory(folder);) {
@@ -232,14 +231,16 @@ bool createDirectories(const std::string& path, std::uint32_t permissions)
     }
     for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder)
         // Somebody else may make it at the same moment.
-        if (!createDirectory(*folder, permissions) && !isDirectory(*folder))
-            return false;
-    return true;
+        if (const Status made = createDirectory(*folder, permissions); !made && !isDirectory(*folder))
+            return made;
+    return {};
 }
 
-bool setPermissions(const std::string& path, std::uint32_t permissions)
+Status setPermissions(const std::string& path, std::uint32_t permissions)
 {
-    return ::chmod(path.c_str(), permissions & kPermissionBits) == 0;
+    if (::chmod(path.c_str(), permissions & kPermissionBits) != 0)
+        return systemError(path);
+    return {};
 }
 
 bool isValidUtf8(std::string_view text)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,8 +17,8 @@ struct FileAttributes {
     bool isDirectory = false;
 };
 
-// File operations on paths, each wrapped once: failures are values, nothing throws, EINTR is not seen. Any
-// thread.
+// File operations on paths. The reason of a failure names the path. Nothing throws, and no interruption by a
+// signal is seen. Any thread.
 namespace files {
 
 // Permissions of what nobody but the user may see: a file, and a folder or a script.
@@ -32,29 +34,28 @@ std::optional<std::uint64_t> size(const std::string& path);
 // Names without "." and "..", in the order of the listing; nothing when it can't be listed.
 std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
-std::optional<std::string> readFile(const std::string& path); // Regular files only.
-// The same for at most that many bytes; on failure says why, with the path, for a person.
-std::optional<std::string> readFile(const std::string& path, std::uint64_t mostBytes, std::string& reason);
-std::optional<std::string> readUtf8(const std::string& path); // Nothing when it isn't valid UTF-8.
-bool writeFile(const std::string& path, std::string_view bytes);
+// Regular files only. A larger file than that is a failure.
+Result<std::string> readFile(const std::string& path, std::uint64_t mostBytes = UINT64_MAX);
+Result<std::string> readUtf8(const std::string& path); // A text that isn't valid UTF-8 is a failure.
+Status writeFile(const std::string& path, std::string_view bytes);
 // Complete or not at all: written beside the file, flushed, moved into place. On failure the file is as it
 // was and nothing lies beside it. An existing file keeps its permissions, a new one has those told less the
 // process's mask; a link stays, and what it points to is replaced. Without the flush a loss of power may
 // leave the old file or an empty one: for what is made anew each time.
 enum class Flush { No, Yes };
-bool writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666,
+Status writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666,
     Flush flush = Flush::Yes);
-bool appendToFile(const std::string& path, std::string_view bytes);
+Status appendToFile(const std::string& path, std::string_view bytes);
 
-bool createDirectory(const std::string& path, std::uint32_t permissions = 0777); // One level.
-bool createDirectories(const std::string& path, std::uint32_t permissions = 0777);
+Status createDirectory(const std::string& path, std::uint32_t permissions = 0777); // One level.
+Status createDirectories(const std::string& path, std::uint32_t permissions = 0777);
 // A file, a link or a whole folder. Links are removed, never followed.
-bool remove(const std::string& path);
+Status remove(const std::string& path);
 // A file or a whole folder, with modes and dates; fails when the target exists, and leaves no half of one. A
 // link that is named itself is followed, links inside of a folder are copied as links.
-bool copy(const std::string& from, const std::string& to);
-bool move(const std::string& from, const std::string& to); // Fails when the target exists.
-bool setPermissions(const std::string& path, std::uint32_t permissions);
+Status copy(const std::string& from, const std::string& to);
+Status move(const std::string& from, const std::string& to); // Fails when the target exists.
+Status setPermissions(const std::string& path, std::uint32_t permissions);
 
 bool isValidUtf8(std::string_view);
 

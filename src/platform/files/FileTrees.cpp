@@ -1,11 +1,11 @@
 // Listing of folders; removing, copying and moving of whole trees. Every step goes through the descriptor of
 // the folder that it works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
 
+#include "platform/SystemError.h"
 #include "platform/files/Descriptor.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <dirent.h>
@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace platform::files {
@@ -69,79 +70,82 @@ std::string itself(const std::string& path)
 // Removes all that a folder holds. However deep the tree is, one descriptor is open at a time.
 class FolderEmptier {
 public:
-    bool run(Descriptor folder)
+    Status run(Descriptor folder, std::string path)
     {
-        if (!enter(std::move(folder), ""))
-            return false;
-        while (!levels_.empty()) {
-            const bool done = levels_.back().names.empty();
-            if (!(done ? leave() : removeNext()))
-                return false;
-        }
-        return true;
+        Status status = enter(std::move(folder), std::move(path));
+        while (status && !levels_.empty())
+            status = levels_.back().names.empty() ? leave() : removeNext();
+        return status;
     }
 
 private:
     struct Level {
         Identity identity;
-        std::string name; // In the folder above.
+        std::string name; // In the folder above; the first one's path.
         std::vector<std::string> names; // Still to be removed.
     };
 
-    bool enter(Descriptor folder, std::string name)
+    Status enter(Descriptor folder, std::string name)
     {
         const auto identity = identify(folder);
         auto names = identity ? namesIn(openFolder(folder.get(), ".")) : std::nullopt;
         if (!names)
-            return false;
+            return systemError(name);
         levels_.push_back({*identity, std::move(name), std::move(*names)});
         current_ = std::move(folder);
-        return true;
+        return {};
     }
 
-    bool removeNext()
+    Status removeNext()
     {
         std::string name = std::move(levels_.back().names.back());
         levels_.back().names.pop_back();
         if (::unlinkat(current_.get(), name.c_str(), 0) == 0 || errno == ENOENT)
-            return true;
+            return {};
         if (errno != EISDIR && errno != EPERM)
-            return false;
+            return systemError(name);
+        const Error refusal = systemError(name);
         Descriptor folder = openFolder(current_.get(), name.c_str());
+        if (!folder && errno == ENOTDIR)
+            return refusal;
         return enter(std::move(folder), std::move(name));
     }
 
-    bool leave()
+    Status leave()
     {
         const Level finished = std::move(levels_.back());
         levels_.pop_back();
         if (levels_.empty())
-            return true;
+            return {};
         Descriptor above = openFolder(current_.get(), "..");
         // A folder that was moved meanwhile has other folders above it.
         if (identify(above) != levels_.back().identity)
-            return false;
+            return Error{finished.name + " was moved while it was being removed"};
         current_ = std::move(above);
-        return ::unlinkat(current_.get(), finished.name.c_str(), AT_REMOVEDIR) == 0 || errno == ENOENT;
+        if (::unlinkat(current_.get(), finished.name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT)
+            return systemError(finished.name);
+        return {};
     }
 
     std::vector<Level> levels_;
     Descriptor current_;
 };
 
-bool copyPlainly(int from, int to)
+Status copyPlainly(int from, int to)
 {
     std::string buffer(kCopyStep, '\0');
     for (;;) {
         const ssize_t count = retryInterrupted([&] { return ::read(from, buffer.data(), buffer.size()); });
-        if (count <= 0)
-            return count == 0;
-        if (!writeAll(to, {buffer.data(), static_cast<std::size_t>(count)}))
-            return false;
+        if (count < 0)
+            return systemError();
+        if (count == 0)
+            return {};
+        if (const Status written = writeAll(to, {buffer.data(), static_cast<std::size_t>(count)}); !written)
+            return written;
     }
 }
 
-bool copyBytes(int from, int to)
+Status copyBytes(int from, int to)
 {
     // The kernel's own copy can share blocks. Where it doesn't know how, or says that there is nothing, as it
     // does for files that are made up on reading, the rest goes through memory.
@@ -151,78 +155,100 @@ bool copyBytes(int from, int to)
         if (count > 0)
             continue;
         if (count < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG || errno == EIO))
-            return false;
+            return systemError();
         return copyPlainly(from, to);
     }
 }
 
-bool carryOver(int target, const struct stat& info)
+Status carryOver(int target, const struct stat& info, std::string_view name)
 {
     const timespec times[2] = {info.st_atim, info.st_mtim};
     ::futimens(target, times); // A file system without dates is no reason to fail.
-    return ::fchmod(target, info.st_mode & kPermissionBits) == 0;
+    if (::fchmod(target, info.st_mode & kPermissionBits) != 0)
+        return systemError(name);
+    return {};
 }
 
-bool copyRegularFile(int fromFolder, const char* from, int toFolder, const char* to, bool followLink)
+// The first failure of the three, each tried only after the one before it.
+Status fill(Descriptor& target, const Descriptor& source, const struct stat& info)
+{
+    Status status = copyBytes(source.get(), target.get());
+    if (status)
+        status = carryOver(target.get(), info, {});
+    return status ? target.close() : status;
+}
+
+Status copyRegularFile(int fromFolder, const char* from, int toFolder, const char* to, bool followLink)
 {
     const int flags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | (followLink ? 0 : O_NOFOLLOW);
     const Descriptor source(retryInterrupted([&] { return ::openat(fromFolder, from, flags); }));
     struct stat info { };
-    if (!source || ::fstat(source.get(), &info) != 0 || !S_ISREG(info.st_mode))
-        return false;
+    if (!source || ::fstat(source.get(), &info) != 0)
+        return systemError(from);
+    if (!S_ISREG(info.st_mode))
+        return Error{std::string(from) + " is no regular file"};
     Descriptor target(retryInterrupted(
         [&] { return ::openat(toFolder, to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); }));
     if (!target)
-        return false;
-    const bool copied =
-        copyBytes(source.get(), target.get()) && carryOver(target.get(), info) && target.close();
-    if (!copied)
-        ::unlinkat(toFolder, to, 0);
-    return copied;
+        return systemError(to);
+    const Status filled = fill(target, source, info);
+    if (filled)
+        return {};
+    ::unlinkat(toFolder, to, 0);
+    return Error{std::string(from) + ": " + filled.error().text};
 }
 
-bool copyLink(int fromFolder, const char* from, int toFolder, const char* to)
+Status copyLink(int fromFolder, const char* from, int toFolder, const char* to)
 {
     char destination[4096];
     const ssize_t length = ::readlinkat(fromFolder, from, destination, sizeof destination - 1);
     if (length < 0)
-        return false;
+        return systemError(from);
     destination[length] = '\0';
-    return ::symlinkat(destination, toFolder, to) == 0;
+    if (::symlinkat(destination, toFolder, to) != 0)
+        return systemError(to);
+    return {};
 }
 
 class TreeCopier {
 public:
-    // What it has made stays when it fails; whoever asked removes it.
-    bool copyFolder(
+    // On failure what it has made so far stays: the caller removes it.
+    Status copyFolder(
         int fromFolder, const char* from, int toFolder, const char* to, bool followLink, int depth = 0)
     {
         const Descriptor source = openFolder(fromFolder, from, followLink);
         struct stat info { };
-        if (depth > kDeepestCopy || !source || ::fstat(source.get(), &info) != 0)
-            return false;
+        if (!source || ::fstat(source.get(), &info) != 0)
+            return systemError(from);
+        if (depth > kDeepestCopy)
+            return Error{std::string(from) + " lies too deep to be copied"};
         // A folder that is copied into itself would never end.
         if (target_ && identify(source) == target_)
-            return false;
+            return Error{"a folder can't be copied into itself"};
         const auto names = namesIn(openFolder(source.get(), "."));
-        if (!names || ::mkdirat(toFolder, to, 0700) != 0)
-            return false;
+        if (!names)
+            return systemError(from);
+        if (::mkdirat(toFolder, to, 0700) != 0)
+            return systemError(to);
         hasMadeTarget_ = true;
         const Descriptor target = openFolder(toFolder, to);
         if (!target_)
             target_ = identify(target);
-        return target && std::all_of(names->begin(), names->end(), [&](const std::string& name) {
-            return copyEntry(source.get(), target.get(), name, depth);
-        }) && carryOver(target.get(), info);
+        if (!target)
+            return systemError(to);
+        for (const std::string& name : *names)
+            if (const Status copied = copyEntry(source.get(), target.get(), name, depth); !copied)
+                return copied;
+        return carryOver(target.get(), info, to);
     }
     bool hasMadeTarget() const { return hasMadeTarget_; }
 
 private:
-    bool copyEntry(int fromFolder, int toFolder, const std::string& name, int depth)
+    Status copyEntry(int fromFolder, int toFolder, const std::string& name, int depth)
     {
         struct stat info { };
         if (::fstatat(fromFolder, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0)
-            return false;
+            return systemError(name);
         if (S_ISDIR(info.st_mode))
             return copyFolder(fromFolder, name.c_str(), toFolder, name.c_str(), false, depth + 1);
         if (S_ISLNK(info.st_mode))
@@ -234,19 +260,19 @@ private:
     bool hasMadeTarget_ = false;
 };
 
-bool copyTree(const std::string& from, const std::string& to, bool followLink)
+Status copyTree(const std::string& from, const std::string& to, bool followLink)
 {
     struct stat info { };
     if (::fstatat(AT_FDCWD, from.c_str(), &info, followLink ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
-        return false;
+        return systemError(from);
     if (S_ISLNK(info.st_mode))
         return copyLink(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str());
     if (!S_ISDIR(info.st_mode))
         return copyRegularFile(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), followLink);
     TreeCopier copier;
-    const bool copied = copier.copyFolder(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), followLink);
+    const Status copied = copier.copyFolder(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), followLink);
     if (!copied && copier.hasMadeTarget())
-        remove(to);
+        std::ignore = remove(to); // The first failure is the one that counts.
     return copied;
 }
 
@@ -263,39 +289,49 @@ std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& p
     return namesIn(openFolder(AT_FDCWD, path.c_str(), true));
 }
 
-bool remove(const std::string& path)
+Status remove(const std::string& path)
 {
     const std::string own = itself(path);
     if (own == "/")
-        return false;
+        return Error{"the root folder can't be removed"};
     if (::unlink(own.c_str()) == 0)
-        return true;
+        return {};
     if (errno != EISDIR && errno != EPERM)
-        return false;
-    return FolderEmptier().run(openFolder(AT_FDCWD, own.c_str())) && ::rmdir(own.c_str()) == 0;
+        return systemError(path);
+    const Error refusal = systemError(path);
+    Descriptor folder = openFolder(AT_FDCWD, own.c_str());
+    if (!folder && errno == ENOTDIR)
+        return refusal;
+    if (const Status emptied = FolderEmptier().run(std::move(folder), path); !emptied)
+        return emptied;
+    if (::rmdir(own.c_str()) != 0)
+        return systemError(path);
+    return {};
 }
 
-bool copy(const std::string& from, const std::string& to)
+Status copy(const std::string& from, const std::string& to)
 {
     return copyTree(itself(from), itself(to), true);
 }
 
-bool move(const std::string& from, const std::string& to)
+Status move(const std::string& from, const std::string& to)
 {
     const std::string source = itself(from);
     const std::string target = itself(to);
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
-        return true;
-    int error = errno;
-    if (error == EINVAL || error == ENOSYS) {
+        return {};
+    if (errno == EINVAL || errno == ENOSYS) {
         // A file system that can't refuse to replace; looking first is the best that is left.
         if (existsItself(target))
-            return false;
+            return Error{to + " is there already"};
         if (::rename(source.c_str(), target.c_str()) == 0)
-            return true;
-        error = errno;
+            return {};
     }
-    return error == EXDEV && copyTree(source, target, false) && remove(source);
+    if (errno != EXDEV)
+        return systemError(to);
+    if (const Status copied = copyTree(source, target, false); !copied)
+        return copied;
+    return remove(source);
 }
 
 } // namespace platform::files

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <optional>
 #include <pwd.h>
+#include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -30,8 +32,8 @@ std::string useRoot(const std::string& root)
     if (root.empty())
         return {};
     std::string path = paths::absolute(root);
-    files::createDirectories(path + "/home");
-    files::createDirectories(path + "/var/tmp");
+    for (const char* folder : {"/home", "/var/tmp"})
+        std::ignore = files::createDirectories(path + folder); // Each use of a place says what is wrong.
     return path;
 }
 
@@ -61,6 +63,13 @@ std::string absoluteFromEnvironment(const char* name)
 {
     const std::string value = environment(name);
     return value.starts_with('/') ? paths::standardizing(value) : std::string();
+}
+
+// Where a user has changed to another account, the environment still names a folder of the former one.
+bool isOwnFolder(const std::string& path)
+{
+    struct stat info { };
+    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid();
 }
 
 } // namespace
@@ -102,9 +111,8 @@ std::string Places::resources()
 std::string Places::services()
 {
     const std::string told = currentRoot().empty() ? absoluteFromEnvironment("XDG_RUNTIME_DIR") : "";
-    // It names a folder of another login where a user has changed to another account.
-    return told.empty() || !files::isDirectory(told) ? varTmp() + "/TrelkindServices-" + loginName()
-                                                     : paths::appending(told, "trelkind");
+    return isOwnFolder(told) ? paths::appending(told, "trelkind")
+                             : varTmp() + "/TrelkindServices-" + loginName();
 }
 
 void Places::setRoot(const std::string& root)

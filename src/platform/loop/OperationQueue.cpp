@@ -218,6 +218,14 @@ void OperationQueue::cancelAllOperations()
     state_->changed.notify_all();
 }
 
+void OperationQueue::dropWaitingOperations()
+{
+    std::deque<std::shared_ptr<Operation>> dropped; // Goes after the lock.
+    const std::lock_guard lock(state_->mutex);
+    dropped.swap(state_->waiting);
+    state_->changed.notify_all();
+}
+
 int OperationQueue::operationCount() const
 {
     const std::lock_guard lock(state_->mutex);

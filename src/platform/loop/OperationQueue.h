@@ -45,6 +45,8 @@ public:
     void addOperation(std::shared_ptr<Operation>);
     // Cancels those that run; those that have not begun are dropped, and no longer counted.
     void cancelAllOperations();
+    // Drops those that have not begun, and lets those that run go on.
+    void dropWaitingOperations();
     int operationCount() const; // Waiting and running ones.
     std::vector<std::shared_ptr<Operation>> operations() const; // Those counted, in the order of adding.
     int maxConcurrentOperationCount() const;

@@ -2,7 +2,8 @@
 
 #include "platform/Utf8.h"
 #include "platform/files/FileManager.h"
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListBinary.h"
+#include "platform/plist/PropertyListXml.h"
 
 #include <cerrno>
 #include <fmt/format.h>
@@ -27,22 +28,22 @@ bool isXml(std::string_view text)
         != std::string_view::npos;
 }
 
-ReadResult parseAny(std::string_view bytes)
+Result<Value> parseAny(std::string_view bytes)
 {
     if (bytes.starts_with(kBinaryMagic))
         return parseBinary(bytes);
-    auto text = utf8::fromMarkedText(bytes);
+    const auto text = utf8::fromMarkedText(bytes);
     if (!text)
-        return unreadable("it ends in the middle of a character");
+        return Error{"it ends in the middle of a character"};
     if (isXml(*text)) {
         const bool isConverted = text->size() != bytes.size();
         return parseXml(*text, isConverted ? Encoding::Utf8 : Encoding::AsDeclared);
     }
-    ReadResult result = parseOldStyle(*text);
+    auto list = parseOldStyle(*text);
     // Else any file that holds a single word would pass for a list.
-    if (result.value.text())
-        return unreadable("it is no property list");
-    return result;
+    if (list && list->text())
+        return Error{"it is no property list"};
+    return list;
 }
 
 bool isMissing(const std::string& path)
@@ -53,34 +54,39 @@ bool isMissing(const std::string& path)
 
 } // namespace
 
-ReadResult parse(std::string_view bytes)
+Result<Value> parse(std::string_view bytes)
 {
     if (bytes.empty())
-        return unreadable("it is empty");
+        return Error{"it is empty"};
     if (bytes.size() > kMostBytes)
-        return unreadable("it is larger than any property list");
+        return Error{"it is larger than any property list"};
     try {
         return parseAny(bytes);
     } catch (const std::bad_alloc&) {
-        return unreadable("there is no memory left to read it");
+        return Error{"there is no memory left to read it"};
     }
 }
 
-ReadResult readFile(const std::string& path)
+Result<Value> readFile(const std::string& path)
 {
-    std::string reason;
-    const auto bytes = files::readFile(path, kMostBytes, reason);
+    const auto bytes = files::readFile(path, kMostBytes);
+    if (!bytes && isMissing(path))
+        return Value();
     if (!bytes)
-        return isMissing(path) ? ReadResult{} : unreadable(std::move(reason));
-    ReadResult result = parse(*bytes);
-    if (result.status == ReadResult::Status::Unreadable)
-        result.reason = fmt::format("{} can't be read: {}", path, result.reason);
-    return result;
+        return bytes.error();
+    auto list = parse(*bytes);
+    if (!list)
+        return Error{fmt::format("{} can't be read: {}", path, list.error().text)};
+    if (list->isNull())
+        return Error{fmt::format("{} can't be read: it holds no value", path)};
+    return list;
 }
 
-bool writeAtomically(const Value& value, const std::string& path, std::uint32_t permissions)
+Status writeAtomically(const Value& value, const std::string& path, std::uint32_t permissions)
 {
-    return !value.isNull() && files::writeFileAtomically(path, toXml(value), permissions);
+    if (value.isNull())
+        return Error{fmt::format("{}: there is no value to be written", path)};
+    return files::writeFileAtomically(path, toXml(value), permissions);
 }
 
 } // namespace platform::propertylist

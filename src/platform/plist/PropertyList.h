@@ -1,5 +1,8 @@
 #pragma once
 
+#include "platform/Result.h"
+#include "platform/plist/PropertyListOldStyle.h"
+#include "platform/plist/PropertyListWriter.h"
 #include "platform/plist/Value.h"
 
 #include <cstdint>
@@ -15,28 +18,14 @@ namespace platform {
 // unreadable, for a wrong value would be written back some day. Any thread.
 namespace propertylist {
 
-struct ReadResult {
-    enum class Status { Read, Missing, Unreadable };
-    Status status = Status::Missing;
-    Value value;
-    std::string reason; // For Unreadable: what is wrong, with the path, for a person.
-};
-
-// Reads a file of any of the three forms.
-ReadResult readFile(const std::string& path);
-// Parses bytes of any of the three forms; a text alone is no property list here. The status is never Missing.
-ReadResult parse(std::string_view bytes);
-// The old-style form: dictionaries, arrays, quoted and bare strings, data, comments; pairs without braces (a
-// file of strings) make a dictionary. UTF-8, or UTF-16 with a byte order mark. Every leaf is a text or data.
-ReadResult parseOldStyle(std::string_view text);
-
-// Reals read back exactly; dates are cut to whole seconds. A character that XML can't carry (most control
-// characters, a byte that isn't UTF-8) becomes U+FFFD, so that the file can be read in any case. A null is
-// left out of a dictionary and becomes an empty text in an array.
-std::string toXml(const Value&);
+// Reads a file of any of the three forms. A null value when there is no such file; an error, with the path,
+// when there is one that can't be read.
+Result<Value> readFile(const std::string& path);
+// Parses bytes of any of the three forms; a text alone is no property list here.
+Result<Value> parse(std::string_view bytes);
 // Writes XML to a temporary name beside the file and moves it into place. On failure the file is as it was.
 // An existing file keeps its permissions. A null value can't be written.
-bool writeAtomically(const Value&, const std::string& path, std::uint32_t permissions = 0666);
+Status writeAtomically(const Value&, const std::string& path, std::uint32_t permissions = 0666);
 
 } // namespace propertylist
 } // namespace platform

@@ -2,8 +2,10 @@
 // table of their offsets, and a trailer that says where the table is. Containers hold numbers of objects, so
 // that several can share one.
 
+#include "platform/plist/PropertyListBinary.h"
+
 #include "platform/Utf8.h"
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListLimits.h"
 
 #include <algorithm>
 #include <bit>
@@ -31,14 +33,14 @@ class BinaryReader {
 public:
     explicit BinaryReader(std::string_view bytes) : bytes_(bytes) { }
 
-    ReadResult read()
+    Result<Value> read()
     {
         if (!readTrailer())
-            return unreadable("it ends in the middle, or its table of contents is damaged");
+            return Error{"it ends in the middle, or its table of contents is damaged"};
         objects_.resize(static_cast<std::size_t>(objectCount_));
         if (!readObject(topObject_, 0))
-            return unreadable(complaint_.empty() ? "it holds an object that is damaged" : complaint_);
-        return readValue(std::move(objects_[static_cast<std::size_t>(topObject_)].value));
+            return Error{complaint_.empty() ? "it holds an object that is damaged" : complaint_};
+        return std::move(objects_[static_cast<std::size_t>(topObject_)].value);
     }
 
 private:
@@ -362,7 +364,7 @@ private:
 
 } // namespace
 
-ReadResult parseBinary(std::string_view bytes)
+Result<Value> parseBinary(std::string_view bytes)
 {
     return BinaryReader(bytes).read();
 }

@@ -1,5 +1,7 @@
+#include "platform/plist/PropertyListOldStyle.h"
+
 #include "platform/Utf8.h"
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListLimits.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -44,12 +46,12 @@ class OldStyleParser {
 public:
     explicit OldStyleParser(std::string_view text) : text_(text) { }
 
-    ReadResult parse()
+    Result<Value> parse()
     {
         Value value;
         if (!parseDocument(value))
-            return unreadable(fmt::format("line {}: {}", lineOf(complaintPlace_), complaint_));
-        return readValue(std::move(value));
+            return Error{fmt::format("line {}: {}", lineOf(complaintPlace_), complaint_)};
+        return value;
     }
 
 private:
@@ -347,13 +349,13 @@ private:
 
 } // namespace
 
-ReadResult parseOldStyle(std::string_view bytes)
+Result<Value> parseOldStyle(std::string_view bytes)
 {
     const auto text = utf8::fromMarkedText(bytes);
     if (!text)
-        return unreadable("it ends in the middle of a character");
+        return Error{"it ends in the middle of a character"};
     if (const auto invalid = utf8::firstInvalidByte(*text))
-        return unreadable(fmt::format("the byte at {} isn't UTF-8", *invalid));
+        return Error{fmt::format("the byte at {} isn't UTF-8", *invalid)};
     return OldStyleParser(*text).parse();
 }
 

@@ -1,4 +1,4 @@
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListTexts.h"
 
 #include <algorithm>
 #include <array>

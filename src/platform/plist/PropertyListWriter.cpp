@@ -1,5 +1,7 @@
+#include "platform/plist/PropertyListWriter.h"
+
 #include "platform/Utf8.h"
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListTexts.h"
 
 #include <fmt/format.h>
 

@@ -2,8 +2,11 @@
 // from anywhere: they read "12a" as 12, bend dates beyond 2069, and stand for minutes over one text that is
 // full of entities.
 
+#include "platform/plist/PropertyListXml.h"
+
 #include "platform/Utf8.h"
-#include "platform/plist/PropertyListForms.h"
+#include "platform/plist/PropertyListLimits.h"
+#include "platform/plist/PropertyListTexts.h"
 
 #include <expat.h>
 #include <fmt/format.h>
@@ -51,11 +54,11 @@ public:
         : parser_(XML_ParserCreate(encoding == Encoding::Utf8 ? "UTF-8" : nullptr), &XML_ParserFree)
     { }
 
-    ReadResult read(std::string_view text)
+    Result<Value> read(std::string_view text)
     {
         XML_Parser parser = parser_.get();
         if (!parser)
-            return unreadable("there is no memory left to read it");
+            return Error{"there is no memory left to read it"};
         XML_SetUserData(parser, this);
         XML_SetElementHandler(parser, &XmlReader::onStart, &XmlReader::onEnd);
         XML_SetCharacterDataHandler(parser, &XmlReader::onText);
@@ -64,12 +67,12 @@ public:
         const bool parsed =
             XML_Parse(parser, text.data(), static_cast<int>(text.size()), XML_TRUE) == XML_STATUS_OK;
         if (!complaint_.empty())
-            return unreadable(complaint_);
+            return Error{complaint_};
         if (!parsed)
-            return unreadable(complaintOfParser());
+            return Error{complaintOfParser()};
         if (!root_)
-            return unreadable("there is no value in it");
-        return readValue(std::move(*root_));
+            return Error{"there is no value in it"};
+        return std::move(*root_);
     }
 
 private:
@@ -243,7 +246,7 @@ private:
 
 } // namespace
 
-ReadResult parseXml(std::string_view text, Encoding encoding)
+Result<Value> parseXml(std::string_view text, Encoding encoding)
 {
     return XmlReader(encoding).read(text);
 }

@@ -76,32 +76,28 @@ std::optional<Process::Error> refuse(const std::string& path)
     return std::nullopt;
 }
 
-Process::Error describe(int error, const std::string& path, const std::optional<FirstLine>& firstLine)
+Process::Error withoutInterpreter(const std::string& path, const std::string& interpreter)
 {
-    switch (error) {
-    case ENOEXEC:
-    case ELIBBAD:
+    if (interpreter.ends_with('\r'))
+        return {"NoInterpreter",
+            fmt::format("the first line of {} ends in a carriage return, which the system takes for a part "
+                        "of the interpreter's name",
+                path)};
+    return {"NoInterpreter",
+        fmt::format("{} asks for the interpreter \"{}\", which can't be run", path, interpreter)};
+}
+
+Process::Error describe(
+    const SpawnFailure& failure, const std::string& path, const std::optional<FirstLine>& firstLine)
+{
+    using Kind = SpawnFailure::Kind;
+    if (failure.kind == Kind::NotAProgram)
         return {"NotAProgram", fmt::format("{} is no program for this machine", path)};
-    case ENOENT:
-    case ENOTDIR:
-    case EACCES:
-        if (firstLine && firstLine->interpreter.ends_with('\r'))
-            return {"NoInterpreter",
-                fmt::format(
-                    "the first line of {} ends in a carriage return, which the system takes for a part "
-                    "of the interpreter's name",
-                    path)};
-        if (firstLine)
-            return {"NoInterpreter",
-                fmt::format(
-                    "{} asks for the interpreter \"{}\", which can't be run", path, firstLine->interpreter)};
-        if (error == ENOENT)
-            return {"NoInterpreter", fmt::format("{} needs a loader that this machine doesn't have", path)};
-        break;
-    default:
-        break;
-    }
-    return {"LaunchFailed", fmt::format("{}: {}", path, std::generic_category().message(error))};
+    if (firstLine && failure.kind != Kind::Other)
+        return withoutInterpreter(path, firstLine->interpreter);
+    if (failure.kind == Kind::NotThere)
+        return {"NoInterpreter", fmt::format("{} needs a loader that this machine doesn't have", path)};
+    return {"LaunchFailed", fmt::format("{}: {}", path, failure.reason)};
 }
 
 } // namespace
@@ -122,45 +118,41 @@ std::optional<Process::Error> Process::whyNotLaunchable(const std::string& path)
     // A name without a folder before it is looked for where the program will run.
     if (firstLine && firstLine->interpreter.starts_with('/')
         && ::access(firstLine->interpreter.c_str(), X_OK) != 0)
-        return describe(ENOENT, path, firstLine);
+        return withoutInterpreter(path, firstLine->interpreter);
     return std::nullopt;
 }
 
-std::shared_ptr<Process> Process::launch(const Request& request, Error& error)
+Result<std::shared_ptr<Process>, Process::Error> Process::launch(const Request& request)
 {
     const std::string path = paths::absolute(request.path);
-    if (const auto refusal = refuse(path)) {
-        error = *refusal;
-        return nullptr;
-    }
-    if (!request.workDirectory.empty() && !files::isDirectory(request.workDirectory)) {
-        error = {
+    if (const auto refusal = refuse(path))
+        return *refusal;
+    if (!request.workDirectory.empty() && !files::isDirectory(request.workDirectory))
+        return Error{
             "NoWorkFolder", fmt::format("there is no folder {} to run {} in", request.workDirectory, path)};
-        return nullptr;
-    }
     ProcessWarden* warden = ProcessWarden::instance();
-    if (!warden) {
-        error = {"LaunchFailed", fmt::format("{}: there is no thread left to watch over it", path)};
-        return nullptr;
-    }
+    if (!warden)
+        return Error{"LaunchFailed", fmt::format("{}: there is no thread left to watch over it", path)};
 
     const auto firstLine = readFirstLine(path);
     std::vector<std::string> command;
+    std::vector<std::string> environment;
     if (firstLine && firstLine->interpreter == "/bin/sh") {
-        command = systemshell::command();
+        const auto bash = request.readByBashFirst.empty() ? std::nullopt : systemshell::bash();
+        if (bash)
+            environment.push_back("BASH_ENV=" + request.readByBashFirst);
+        command = bash ? std::vector{*bash} : systemshell::command();
         if (!firstLine->argument.empty())
             command.push_back(firstLine->argument);
     }
     command.push_back(path);
     command.insert(command.end(), request.arguments.begin(), request.arguments.end());
 
-    pid_t leader = 0;
     std::string mark = uniqueString();
-    if (const int failure = spawn(command, request.workDirectory, mark, leader); failure != 0) {
-        error = describe(failure, path, firstLine);
-        return nullptr;
-    }
-    auto child = std::make_shared<Child>(leader, std::move(mark));
+    const auto leader = spawn(command, request.workDirectory, mark, environment);
+    if (!leader)
+        return describe(leader.error(), path, firstLine);
+    auto child = std::make_shared<Child>(*leader, std::move(mark));
     warden->add(child);
     return std::shared_ptr<Process>(new Process(std::make_shared<State>(State{std::move(child)})));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,13 +14,17 @@ namespace platform {
 // program.
 //
 // A script is run by the interpreter that its first line names. Where that is /bin/sh and this machine's
-// /bin/sh refuses ">& file" (found out once), a shell that accepts it runs the script in its place.
+// /bin/sh refuses ">& file" (found out once), a shell that accepts it runs the script in its place. Where
+// bash is to read a file first, bash runs the script.
 class Process {
 public:
     struct Request {
         std::string path;
         std::vector<std::string> arguments;
         std::string workDirectory;
+        // A file that bash reads before a "/bin/sh" script. It is named by BASH_ENV in the script's
+        // environment, and should remove that. Where there is no bash nothing reads it.
+        std::string readByBashFirst{};
     };
     // Why a launch failed: the kind of failure, and a reason with the path in it.
     struct Error {
@@ -30,9 +36,8 @@ public:
     // speak for it. Whether it is a program for this machine shows only in the launch.
     static std::optional<Error> whyNotLaunchable(const std::string& path);
 
-    // Null on failure, with the error filled in. A path that isn't there, isn't executable, or is no program
-    // for this machine fails here, not later.
-    static std::shared_ptr<Process> launch(const Request&, Error& error);
+    // A path that isn't there, isn't executable, or is no program for this machine fails here, not later.
+    static Result<std::shared_ptr<Process>, Error> launch(const Request&);
     ~Process();
 
     bool isRunning();

@@ -51,9 +51,8 @@ constexpr std::size_t kMostEnvironmentBytes = std::size_t{8} << 20;
 
 bool bearsMark(pid_t process, const std::string& mark)
 {
-    std::string reason;
     const std::string path = "/proc/" + std::to_string(process) + "/environ";
-    const auto environment = files::readFile(path, kMostEnvironmentBytes, reason);
+    const auto environment = files::readFile(path, kMostEnvironmentBytes);
     if (!environment)
         return false;
     const std::string name = std::string(kMarkVariable) + "=";

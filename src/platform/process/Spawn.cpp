@@ -2,12 +2,14 @@
 
 #include "platform/process/ProcessTable.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -88,23 +90,44 @@ std::string markEntry(const std::string& mark)
     return entry + mark;
 }
 
-// This process's environment with the entry in place of a former one.
-std::vector<char*> environmentWith(std::string& entry)
+// This process's environment with the entries in place of former ones.
+std::vector<char*> environmentWith(std::vector<std::string>& entries)
 {
-    const std::string_view name = std::string_view(entry).substr(0, entry.find('=') + 1);
+    const auto isReplaced = [&entries](std::string_view variable) {
+        return std::any_of(entries.begin(), entries.end(), [variable](const std::string& entry) {
+            return variable.starts_with(std::string_view(entry).substr(0, entry.find('=') + 1));
+        });
+    };
     std::vector<char*> variables;
     for (char** variable = environ; variable && *variable; ++variable)
-        if (!std::string_view(*variable).starts_with(name))
+        if (!isReplaced(*variable))
             variables.push_back(*variable);
-    variables.push_back(entry.data());
+    for (std::string& entry : entries)
+        variables.push_back(entry.data());
     variables.push_back(nullptr);
     return variables;
 }
 
+SpawnFailure::Kind kindOf(int error)
+{
+    switch (error) {
+    case ENOEXEC:
+    case ELIBBAD:
+        return SpawnFailure::Kind::NotAProgram;
+    case ENOENT:
+        return SpawnFailure::Kind::NotThere;
+    case ENOTDIR:
+    case EACCES:
+        return SpawnFailure::Kind::NotAllowed;
+    default:
+        return SpawnFailure::Kind::Other;
+    }
+}
+
 } // namespace
 
-int spawn(const std::vector<std::string>& command, const std::string& folder, const std::string& mark,
-    pid_t& process)
+Result<pid_t, SpawnFailure> spawn(const std::vector<std::string>& command, const std::string& folder,
+    const std::string& mark, const std::vector<std::string>& environment)
 {
     keepEndedChildren();
     // All memory is had before the child begins: between its start and the exec the library makes nothing but
@@ -113,10 +136,12 @@ int spawn(const std::vector<std::string>& command, const std::string& folder, co
     for (const std::string& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str())); // NOLINT: the call changes none of them.
     arguments.push_back(nullptr);
-    std::string entry = markEntry(mark);
-    const std::vector<char*> variables = environmentWith(entry);
+    std::vector<std::string> entries = environment;
+    entries.push_back(markEntry(mark));
+    const std::vector<char*> variables = environmentWith(entries);
     const FileActions actions(folder);
     const Attributes attributes;
+    pid_t process = 0;
     int error = ETXTBSY;
     for (int attempt = 0; error == ETXTBSY && attempt < kBusyAttempts; ++attempt) {
         if (attempt > 0)
@@ -124,7 +149,9 @@ int spawn(const std::vector<std::string>& command, const std::string& folder, co
         error = posix_spawn(&process, command.front().c_str(), actions.get(), attributes.get(),
             arguments.data(), variables.data());
     }
-    return error;
+    if (error != 0)
+        return SpawnFailure{kindOf(error), std::generic_category().message(error)};
+    return process;
 }
 
 } // namespace platform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -9,9 +11,15 @@ namespace platform {
 // Starts a program by its path (the first of the command) in the folder (the current one when empty), as the
 // leader of a process group of its own, with /dev/null for its three streams, no other descriptor, and every
 // signal as at the start of a session. A mark is added to those that the environment hands down from runs
-// around this one (ProcessTable.h). Gives 0, or the errno of what failed up to and including the exec;
-// nothing of the child is left then. Any thread.
-int spawn(const std::vector<std::string>& command, const std::string& folder, const std::string& mark,
-    pid_t& process);
+// around this one (ProcessTable.h), and the entries "NAME=value" take the place of what is there. Gives the
+// process, or what failed up to and including the exec; nothing
+// of the child is left then. Any thread.
+struct SpawnFailure {
+    enum class Kind { NotAProgram, NotThere, NotAllowed, Other };
+    Kind kind = Kind::Other;
+    std::string reason; // In the system's words, without the path.
+};
+Result<pid_t, SpawnFailure> spawn(const std::vector<std::string>& command, const std::string& folder,
+    const std::string& mark, const std::vector<std::string>& environment = {});
 
 } // namespace platform

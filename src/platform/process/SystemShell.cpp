@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace platform::systemshell {
@@ -41,12 +42,10 @@ std::string makeScratchFolder()
 
 bool runs(const std::vector<std::string>& command, const std::string& folder)
 {
-    pid_t process = 0;
-    if (spawn(command, folder, uniqueString(), process) != 0)
-        return false;
+    const auto process = spawn(command, folder, uniqueString());
     int status = 0;
-    return retryInterrupted([&] { return waitpid(process, &status, 0); }) == process && WIFEXITED(status)
-        && WEXITSTATUS(status) == 0;
+    return process && retryInterrupted([&] { return waitpid(*process, &status, 0); }) == *process
+        && WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 // Whether both outputs of a program arrive in the file, as the scripts rely on it.
@@ -54,7 +53,7 @@ bool acceptsRedirection(std::vector<std::string> command, const std::string& fol
 {
     const std::string script = folder + "/script";
     const std::string output = folder + "/output";
-    files::remove(output);
+    std::ignore = files::remove(output); // The first shell that is tried finds none.
     if (!files::writeFile(script, "both() { echo one; echo two >&2; }\nboth >& output\n"))
         return false;
     command.push_back(script);
@@ -81,7 +80,7 @@ std::vector<std::string> findCommand(const std::string& shell)
         }
     }
     if (!folder.empty())
-        files::remove(folder);
+        std::ignore = files::remove(folder);
     return found.empty() ? told : found;
 }
 
@@ -95,6 +94,19 @@ std::vector<std::string> command()
     if (known.empty())
         known = findCommand(path);
     return known;
+}
+
+std::optional<std::string> bash()
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (path != kBinSh)
+            return std::nullopt;
+    }
+    for (const char* place : kFolders)
+        if (std::string program = std::string(place) + "/bash"; access(program.c_str(), X_OK) == 0)
+            return program;
+    return std::nullopt;
 }
 
 void setPath(const std::string& newPath)

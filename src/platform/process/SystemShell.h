@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,10 @@ namespace systemshell {
 // The shell and its options, to be followed by the script's path: /bin/sh when it accepts the redirection
 // (tried out once), else the first shell of this machine that does, else /bin/sh nevertheless.
 std::vector<std::string> command();
+
+// The path of bash, which takes the redirection as well; nothing where this machine has none, or where
+// another program stands for /bin/sh.
+std::optional<std::string> bash();
 
 // Lets another program stand for /bin/sh; an empty path gives /bin/sh back. For tests.
 void setPath(const std::string& path);

@@ -1,6 +1,7 @@
 #include "platform/service/LocalService.h"
 
-#include "platform/service/ServiceConnectionState.h"
+#include "platform/loop/MainLoop.h"
+#include "platform/service/ServiceChannel.h"
 #include "platform/service/ServiceSockets.h"
 
 #include <vector>
@@ -18,13 +19,13 @@ struct LocalService::State : std::enable_shared_from_this<State> {
     void listen();
     void acceptAll();
     void add(Descriptor socket);
-    void removeConnection(const ServiceConnection::State*);
+    void removeConnection(const ServiceChannel*);
     void noteChange() const;
 
     servicesockets::Listener listener;
-    ServiceConnection::Handler handler;
+    ServiceHandler handler;
     std::function<void(int)> whenConnectionsChange;
-    std::vector<std::shared_ptr<ServiceConnection::State>> connections;
+    std::vector<std::shared_ptr<ServiceChannel>> connections;
     std::unique_ptr<MainLoop::Watch> watch;
     std::unique_ptr<Timer> pause;
 };
@@ -39,16 +40,17 @@ void LocalService::State::listen()
 
 void LocalService::State::acceptAll()
 {
-    bool hasMore = true;
-    bool isOutOfDescriptors = false;
-    while (hasMore) {
-        Descriptor socket = servicesockets::accept(listener, hasMore, isOutOfDescriptors);
-        if (socket && connections.size() < kMostConnections)
-            add(std::move(socket));
+    using Next = servicesockets::Accepted::Next;
+    Next next = Next::AskAgain;
+    while (next == Next::AskAgain) {
+        auto accepted = servicesockets::accept(listener);
+        next = accepted.next;
+        if (accepted.socket && connections.size() < kMostConnections)
+            add(std::move(accepted.socket));
     }
-    if (!isOutOfDescriptors)
+    if (next != Next::OutOfDescriptors)
         return;
-    // Those who wait would keep the loop busy while nobody can be let in.
+    // Out of descriptors: stop accepting for a while, else the loop spins.
     watch.reset();
     pause = Timer::schedule(kPauseWithoutDescriptors, Timer::Repeats::No, [weak = weak_from_this()] {
         if (const auto self = weak.lock())
@@ -58,18 +60,18 @@ void LocalService::State::acceptAll()
 
 void LocalService::State::add(Descriptor socket)
 {
-    auto connection = std::make_shared<ServiceConnection::State>(std::move(socket));
+    auto connection = std::make_shared<ServiceChannel>();
     connection->handler = handler;
     connection->whenPeerDies = [weak = weak_from_this(), gone = connection.get()] {
         if (const auto self = weak.lock())
             self->removeConnection(gone);
     };
-    connection->begin();
+    connection->begin(std::move(socket));
     connections.push_back(std::move(connection));
     noteChange();
 }
 
-void LocalService::State::removeConnection(const ServiceConnection::State* gone)
+void LocalService::State::removeConnection(const ServiceChannel* gone)
 {
     if (std::erase_if(connections, [&](const auto& connection) { return connection.get() == gone; }) > 0)
         noteChange();
@@ -93,13 +95,14 @@ LocalService::~LocalService()
         connection->invalidate();
 }
 
-std::unique_ptr<LocalService> LocalService::offer(const std::string& name, ServiceConnection::Handler handler)
+Result<std::unique_ptr<LocalService>> LocalService::offer(const std::string& name, ServiceHandler handler)
 {
     MainLoop::main().assertLoopThread();
+    auto listener = servicesockets::listen(name);
+    if (!listener)
+        return listener.error();
     auto state = std::make_shared<State>();
-    state->listener = servicesockets::listen(name);
-    if (!state->listener.socket)
-        return nullptr;
+    state->listener = std::move(*listener);
     state->handler = std::move(handler);
     state->listen();
     return std::unique_ptr<LocalService>(new LocalService(std::move(state)));

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "platform/service/ServiceConnection.h"
+#include "platform/Result.h"
+#include "platform/service/ServiceCalls.h"
 
 #include <functional>
 #include <memory>
@@ -12,9 +13,8 @@ namespace platform {
 // wants a reply its value is the reply.
 class LocalService {
 public:
-    // Null when the name is taken by a living process or can't be had. A name left by a dead process is taken
-    // over.
-    static std::unique_ptr<LocalService> offer(const std::string& name, ServiceConnection::Handler handler);
+    // Fails when a living process has the name. A name left by a dead process is taken over.
+    static Result<std::unique_ptr<LocalService>> offer(const std::string& name, ServiceHandler handler);
     ~LocalService();
     // Called with the number of connections whenever one comes or goes.
     void whenConnectionsChange(std::function<void(int)> handler);

@@ -8,26 +8,27 @@ namespace platform {
 
 namespace {
 
-// A dictionary of servers, each a dictionary of accounts, each the secret's bytes. Nothing when there is a
-// file that isn't this.
-std::optional<Value> readSecrets(const std::string& path)
+// A dictionary of servers, each a dictionary of accounts, each the secret's bytes.
+Result<Value> readSecrets(const std::string& path)
 {
-    auto file = propertylist::readFile(path);
-    if (file.status == propertylist::ReadResult::Status::Missing)
+    auto secrets = propertylist::readFile(path);
+    if (secrets && secrets->isNull())
         return Value(Value::Dictionary());
-    if (!file.value.dictionary())
-        return std::nullopt;
-    return std::move(file.value);
+    if (secrets && !secrets->dictionary())
+        return Error{path + " holds no passwords"};
+    return secrets;
 }
 
-bool writeSecrets(const Value& secrets, const std::string& path)
+Status writeSecrets(const Value& secrets, const std::string& path)
 {
-    files::createDirectories(paths::deletingLastComponent(path), 0700);
+    const Status made = files::createDirectories(paths::deletingLastComponent(path), 0700);
+    if (!made)
+        return made;
     // The new file takes over the permissions of the old one, which somebody may have opened up.
     const auto existing = files::attributes(path);
-    if (existing && existing->permissions != files::kOwnersFile
-        && !files::setPermissions(path, files::kOwnersFile))
-        return false;
+    if (existing && existing->permissions != files::kOwnersFile)
+        if (const Status closed = files::setPermissions(path, files::kOwnersFile); !closed)
+            return closed;
     return propertylist::writeAtomically(secrets, path, files::kOwnersFile);
 }
 
@@ -35,31 +36,36 @@ bool writeSecrets(const Value& secrets, const std::string& path)
 
 SecretStore::SecretStore(std::string path) : path_(std::move(path)) { }
 
-std::optional<std::string> SecretStore::find(const std::string& server, const std::string& account) const
+Result<std::optional<std::string>> SecretStore::find(
+    const std::string& server, const std::string& account) const
 {
     const auto secrets = readSecrets(path_);
-    const Value* accounts = secrets ? secrets->find(server) : nullptr;
+    if (!secrets)
+        return secrets.error();
+    const Value* accounts = secrets->find(server);
     const Value* secret = accounts ? accounts->find(account) : nullptr;
     const Value::Data* bytes = secret ? secret->data() : nullptr;
     return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
 }
 
-bool SecretStore::store(const std::string& server, const std::string& account, const std::string& secret)
+Status SecretStore::store(const std::string& server, const std::string& account, const std::string& secret)
 {
     auto secrets = readSecrets(path_);
     if (!secrets)
-        return false;
+        return secrets.error();
     // As bytes, for a password may hold what no text of a property list can.
     secrets->mutableDictionary()[server].mutableDictionary()[account] =
         Value(Value::Data(secret.begin(), secret.end()));
     return writeSecrets(*secrets, path_);
 }
 
-bool SecretStore::remove(const std::string& server, const std::string& account)
+Status SecretStore::remove(const std::string& server, const std::string& account)
 {
     auto secrets = readSecrets(path_);
-    if (!secrets || !secrets->find(server) || !secrets->find(server)->find(account))
-        return false;
+    if (!secrets)
+        return secrets.error();
+    if (!secrets->find(server) || !secrets->find(server)->find(account))
+        return Error{"no password is kept for " + account + " on " + server};
     auto& accounts = secrets->mutableDictionary()[server].mutableDictionary();
     accounts.erase(account);
     if (accounts.empty())

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Result.h"
+
 #include <optional>
 #include <string>
 
@@ -10,9 +12,10 @@ namespace platform {
 class SecretStore {
 public:
     explicit SecretStore(std::string path); // Usually <Places::library()>/Secrets.plist.
-    std::optional<std::string> find(const std::string& server, const std::string& account) const;
-    bool store(const std::string& server, const std::string& account, const std::string& secret);
-    bool remove(const std::string& server, const std::string& account);
+    // Nothing when no password is kept for the account.
+    Result<std::optional<std::string>> find(const std::string& server, const std::string& account) const;
+    Status store(const std::string& server, const std::string& account, const std::string& secret);
+    Status remove(const std::string& server, const std::string& account); // Fails when none is kept.
 
 private:
     std::string path_;

@@ -1,14 +1,16 @@
 #pragma once
 
-#include "platform/loop/MainLoop.h"
+#include "platform/Result.h"
 #include "platform/plist/Value.h"
+#include "platform/service/ServiceCalls.h"
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace platform {
+
+class ServiceChannel;
 
 // Two programs of one user on one machine talk through a named service: one offers objects' operations under
 // a name, the other connects to the name and calls them with property lists. Everything runs on the main
@@ -20,38 +22,44 @@ namespace platform {
 // "Result". At most 64 MiB a message.
 class ServiceConnection {
 public:
-    enum class Failure { None, NotConnected, TimeLimit, PeerGone };
+    using Failure = ServiceFailure;
+    using Handler = ServiceHandler;
 
-    // Null when nobody offers the name. Does not wait longer than the limit (seconds).
-    static std::unique_ptr<ServiceConnection> connect(const std::string& name, double limitInSeconds = 4.0);
+    // Blocks while a living service lets nobody in, at most that long (seconds).
+    static Result<std::unique_ptr<ServiceConnection>> connect(
+        const std::string& name, double limitInSeconds = 4.0);
+    // Returns at once and never blocks. The function is called once, from the main loop, when the connection
+    // is there or with the reason why it can't be had within the limit; a connection that was destroyed or
+    // invalidated before calls nothing. What is sent meanwhile is kept and goes out first, or is dropped
+    // together with the attempt.
+    static std::unique_ptr<ServiceConnection> connectLater(
+        const std::string& name, std::function<void(Status)> whenConnected, double limitInSeconds = 4.0);
     ~ServiceConnection();
 
     // One way, and never waits: what the peer doesn't take at once is kept, in order, and goes out from the
     // main loop; invalidating the connection drops it. A peer that has let 16 MiB pile up is as good as gone:
-    // the message that would be added fails with the time limit, and the connection ends. A message beyond 64
-    // MiB is more than any peer takes, and fails with the time limit.
+    // the message that would be added fails with the time limit, and the connection ends (one that is still
+    // being made goes on without the message). A message beyond 64 MiB is more than any peer takes, and fails
+    // with the time limit.
     Failure send(const std::string& operation, const Value& argument);
     // Waits for the reply at most the time limit. A call that fails may reach the peer later. Operations that
-    // the peer calls meanwhile are served, in the order of their arrival, so that two who call each other
-    // don't wait in vain; nothing else of the loop is.
-    Failure call(const std::string& operation, const Value& argument, Value& reply);
+    // the peer calls meanwhile are served, in the order of their arrival, so that two programs that call each
+    // other don't wait in vain; nothing else of the loop is served. Not connected while isConnecting().
+    Result<Value, Failure> call(const std::string& operation, const Value& argument);
     void setTimeLimit(double seconds); // 4.0 unless set; not subject to Pace.
 
     bool isConnected() const;
+    bool isConnecting() const; // After connectLater(), until the function is called.
     void invalidate(); // Ends the connection from this side; nothing is called any more.
     // Called on the main loop, once, when the peer has gone; never from inside another function of this
     // class.
     void whenPeerDies(std::function<void()> handler);
     // Serves operations that the other side calls on this connection.
-    using Handler = std::function<Value(const std::string& operation, const Value& argument)>;
     void setHandler(Handler);
 
-    struct State;
-
 private:
-    friend class LocalService;
-    explicit ServiceConnection(std::shared_ptr<State>);
-    std::shared_ptr<State> state_;
+    explicit ServiceConnection(std::shared_ptr<ServiceChannel>);
+    std::shared_ptr<ServiceChannel> channel_;
 };
 
 } // namespace platform

@@ -18,17 +18,19 @@ std::uint32_t lengthAt(std::string_view bytes)
 
 std::optional<ServiceMessage> decode(std::string_view bytes)
 {
-    auto list = propertylist::parse(bytes);
+    const auto list = propertylist::parse(bytes);
+    if (!list)
+        return std::nullopt;
     ServiceMessage message;
     const Value* content = nullptr;
-    if (const Value* reply = list.value.find("Reply"); reply && reply->integer()) {
+    if (const Value* reply = list->find("Reply"); reply && reply->integer()) {
         message.kind = ServiceMessage::Kind::Reply;
         message.number = *reply->integer();
-        content = list.value.find("Result");
-    } else if (auto operation = list.value.textFor("Operation")) {
+        content = list->find("Result");
+    } else if (auto operation = list->textFor("Operation")) {
         message.operation = std::move(*operation);
-        content = list.value.find("Argument");
-        const Value* call = list.value.find("Call");
+        content = list->find("Argument");
+        const Value* call = list->find("Call");
         if (call && call->integer()) {
             message.kind = ServiceMessage::Kind::Call;
             message.number = *call->integer();

@@ -1,22 +1,19 @@
 #include "platform/service/ServiceSockets.h"
 
 #include "platform/Md5.h"
+#include "platform/SystemError.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Places.h"
-#include "platform/loop/Pace.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <optional>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <thread>
+#include <tuple>
 #include <unistd.h>
 
 namespace platform::servicesockets {
@@ -25,7 +22,6 @@ namespace {
 
 constexpr std::size_t kLongestPlainName = 64;
 constexpr int kBacklog = 16;
-constexpr auto kConnectPause = std::chrono::milliseconds(10);
 
 bool isPlain(const std::string& name)
 {
@@ -34,33 +30,34 @@ bool isPlain(const std::string& name)
         && name.find_first_not_of(kPlain) == std::string::npos;
 }
 
-// Empty when the name can't be made into one.
-std::string fileNameFor(const std::string& name)
+Result<std::string> fileNameFor(const std::string& name)
 {
     if (isPlain(name))
         return name;
     Md5 digest;
     digest.update(name.data(), name.size());
     const auto text = digest.hexDigest();
-    return text ? "." + *text : std::string(); // No plain name begins so.
+    if (!text)
+        return Error{"there is no MD5 on this machine for the name of a service"};
+    return "." + *text; // No plain name begins so.
 }
 
 // The folder, when it is this user's and nobody else can get into it.
-Descriptor openFolder(bool create)
+Result<Descriptor> openFolder()
 {
     const std::string path = Places::services();
-    if (create)
-        files::createDirectories(path, 0700);
     Descriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info { };
-    const bool isOwn = folder && ::fstat(folder.get(), &info) == 0 && info.st_uid == ::geteuid();
-    const bool isClosed = isOwn && ((info.st_mode & 077) == 0 || ::fchmod(folder.get(), 0700) == 0);
-    if (!isClosed)
-        folder.reset();
+    if (!folder || ::fstat(folder.get(), &info) != 0)
+        return systemError(path);
+    if (info.st_uid != ::geteuid())
+        return Error{path + " belongs to another user"};
+    if ((info.st_mode & 077) != 0 && ::fchmod(folder.get(), 0700) != 0)
+        return systemError(path);
     return folder;
 }
 
-std::optional<sockaddr_un> addressOf(const Descriptor& folder, const std::string& fileName)
+Result<sockaddr_un> addressOf(const Descriptor& folder, const std::string& fileName)
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -68,7 +65,7 @@ std::optional<sockaddr_un> addressOf(const Descriptor& folder, const std::string
     if (path.size() >= sizeof address.sun_path) // A way around folders with long names.
         path = fmt::format("/proc/self/fd/{}/{}", folder.get(), fileName);
     if (path.size() >= sizeof address.sun_path)
-        return std::nullopt;
+        return Error{fileName + " is too long for the name of a service"};
     std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
     return address;
 }
@@ -92,27 +89,36 @@ const sockaddr* generic(const sockaddr_un& address)
 
 } // namespace
 
-Listener listen(const std::string& name)
+Result<Listener> listen(const std::string& name)
 {
-    Listener listener{openFolder(true), {}, {}, fileNameFor(name)};
-    if (!listener.folder || listener.fileName.empty())
-        return listener;
-    const int folder = listener.folder.get();
+    // What fails here shows when the folder is opened.
+    std::ignore = files::createDirectories(Places::services(), 0700);
+    auto folder = openFolder();
+    auto fileName = fileNameFor(name);
+    if (!folder || !fileName)
+        return !folder ? folder.error() : fileName.error();
+    Listener listener{std::move(*folder), {}, {}, std::move(*fileName)};
+    const int place = listener.folder.get();
     const std::string lockName = listener.fileName + ".lock";
-    listener.lock.reset(::openat(folder, lockName.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (!listener.lock || ::flock(listener.lock.get(), LOCK_EX | LOCK_NB) != 0)
-        return listener;
+    listener.lock.reset(::openat(place, lockName.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!listener.lock)
+        return systemError(lockName);
+    if (::flock(listener.lock.get(), LOCK_EX | LOCK_NB) != 0)
+        return Error{"another program offers the service " + name};
 
-    // Bound under another name and moved when it listens: whoever finds the name can connect to it, and what
-    // a dead process has left is replaced in the same step.
+    // Bound under another name and moved once it listens: a program that finds the name can connect to it,
+    // and what a dead process has left is replaced in the same step.
     const std::string newName = listener.fileName + ".new";
-    ::unlinkat(folder, newName.c_str(), 0);
+    ::unlinkat(place, newName.c_str(), 0);
     const auto address = addressOf(listener.folder, newName);
+    if (!address)
+        return address.error();
     Descriptor socket = makeSocket();
-    if (address && socket && ::bind(socket.get(), generic(*address), sizeof *address) == 0
-        && ::listen(socket.get(), kBacklog) == 0
-        && ::renameat(folder, newName.c_str(), folder, listener.fileName.c_str()) == 0)
-        listener.socket = std::move(socket);
+    if (!socket || ::bind(socket.get(), generic(*address), sizeof *address) != 0
+        || ::listen(socket.get(), kBacklog) != 0
+        || ::renameat(place, newName.c_str(), place, listener.fileName.c_str()) != 0)
+        return systemError(name);
+    listener.socket = std::move(socket);
     return listener;
 }
 
@@ -121,38 +127,48 @@ void stopListening(Listener& listener)
     if (listener.socket)
         ::unlinkat(listener.folder.get(), listener.fileName.c_str(), 0);
     listener.socket.reset();
-    listener.lock
-        .reset(); // Its file stays: removing it could take away a lock that another process just got.
+    // The lock's file stays: removing it could take away a lock that another process just got.
+    listener.lock.reset();
 }
 
-Descriptor connect(const std::string& name, double limitInSeconds)
+Result<Descriptor> connect(const std::string& name)
 {
-    const Descriptor folder = openFolder(false);
-    const std::string fileName = fileNameFor(name);
-    const auto address = folder && !fileName.empty() ? addressOf(folder, fileName) : std::nullopt;
+    const Error nobody{"no program offers the service " + name};
+    if (!files::isDirectory(Places::services()))
+        return nobody;
+    const auto folder = openFolder();
+    const auto fileName = fileNameFor(name);
+    if (!folder || !fileName)
+        return !folder ? folder.error() : fileName.error();
+    const auto address = addressOf(*folder, *fileName);
     if (!address)
-        return {};
-    const double end = monotonicSeconds() + limitInSeconds;
-    for (;;) {
-        Descriptor socket = makeSocket();
-        if (socket && ::connect(socket.get(), generic(*address), sizeof *address) == 0)
-            return isOfSameUser(socket) ? std::move(socket) : Descriptor();
-        // Too many are waiting to be let in; anything else means that nobody is there.
-        if (!socket || (errno != EAGAIN && errno != EINTR) || monotonicSeconds() >= end)
-            return {};
-        std::this_thread::sleep_for(kConnectPause);
+        return address.error();
+    Descriptor socket = makeSocket();
+    if (!socket)
+        return systemError(name);
+    if (::connect(socket.get(), generic(*address), sizeof *address) != 0) {
+        if (errno == EAGAIN || errno == EINTR)
+            return Descriptor();
+        return nobody;
     }
+    if (!isOfSameUser(socket))
+        return Error{"the service " + name + " belongs to another user"};
+    return socket;
 }
 
-Descriptor accept(const Listener& listener, bool& hasMore, bool& isOutOfDescriptors)
+Accepted accept(const Listener& listener)
 {
-    Descriptor socket(::accept4(listener.socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    const int error = socket ? 0 : errno;
-    hasMore = socket || error == EINTR || error == ECONNABORTED;
-    isOutOfDescriptors = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-    if (socket && !isOfSameUser(socket))
-        socket.reset();
-    return socket;
+    using Next = Accepted::Next;
+    Accepted accepted;
+    accepted.socket.reset(::accept4(listener.socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    const int error = accepted.socket ? 0 : errno;
+    if (accepted.socket || error == EINTR || error == ECONNABORTED)
+        accepted.next = Next::AskAgain;
+    else if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
+        accepted.next = Next::OutOfDescriptors;
+    if (accepted.socket && !isOfSameUser(accepted.socket))
+        accepted.socket.reset();
+    return accepted;
 }
 
 } // namespace platform::servicesockets

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Result.h"
 #include "platform/files/Descriptor.h"
 
 #include <string>
@@ -16,13 +17,19 @@ struct Listener {
     std::string fileName;
 };
 
-// Without a socket when the name is taken, or can't be had.
-Listener listen(const std::string& name);
+Result<Listener> listen(const std::string& name);
 void stopListening(Listener&);
-// Both give a socket that doesn't block, and whose other side runs as the same user; else an empty one.
-Descriptor connect(const std::string& name, double limitInSeconds);
-// Tells through hasMore whether to ask again; it is false when nobody waits, or there is no descriptor left.
-Descriptor accept(const Listener&, bool& hasMore, bool& isOutOfDescriptors);
+// Tries once, without waiting. The socket doesn't block, and its other side runs as the same user. An empty
+// one when too many others wait to be let in: ask again later.
+Result<Descriptor> connect(const std::string& name);
+constexpr double kSecondsBetweenTries = 0.01;
+
+struct Accepted {
+    enum class Next { AskAgain, NobodyWaits, OutOfDescriptors };
+    Descriptor socket; // As from connect(); empty when nobody was let in.
+    Next next = Next::NobodyWaits;
+};
+Accepted accept(const Listener&);
 
 } // namespace servicesockets
 } // namespace platform

@@ -45,7 +45,8 @@ std::unique_ptr<XCodeProject> XCodeProject::createWithFile(const std::string& pa
 
 XCodeProject::XCodeProject(std::string fileName)
     : fileName_(std::move(fileName)), projectRoot_(paths::deletingLastComponent(fileName_)),
-      projectSettings_(platform::propertylist::readFile(paths::appending(fileName_, "project.pbxproj")).value)
+      projectSettings_(platform::propertylist::readFile(paths::appending(fileName_, "project.pbxproj"))
+                           .value_or(platform::Value()))
 {
     if (const Value* objects = projectSettings_.find("objects"))
         objects_ = *objects;

@@ -70,22 +70,20 @@ TEST_F(Display, NoLineOfTheLiveTableIsWiderThanAnyTerminal)
     const BatchProgress progress(*controller);
     for (int columns = 1; columns <= 200; columns += columns < 60 ? 1 : 37) {
         for (const int rows : {1, 2, 5, 24, 100}) {
-            const auto lines = progress.lines({columns, rows}, 3661);
-            ASSERT_EQ(lines.texts.size(), lines.columns.size());
-            EXPECT_LT(static_cast<int>(lines.texts.size()), std::max(rows, 2));
-            for (std::size_t i = 0; i < lines.texts.size(); ++i) {
-                EXPECT_LE(terminal::columnsOf(lines.texts[i]), std::max(1, columns - 1))
-                    << columns << "x" << rows;
-                EXPECT_LE(terminal::columnsOf(lines.texts[i]), lines.columns[i]);
-            }
+            const auto lines = progress.lines({columns, rows}, progress.total(3661, 4), {"a notice", "b"});
+            EXPECT_LE(static_cast<int>(lines.size()), rows);
+            for (const std::string& line : lines)
+                EXPECT_LE(terminal::columnsOf(line), columns) << columns << "x" << rows;
         }
     }
-    const auto few = progress.lines({120, 13}, 0);
+    const auto few = progress.lines({120, 12}, progress.total(0, 4), {});
     int running = 0;
-    for (const std::string& line : few.texts)
+    for (const std::string& line : few)
         running += line.find("Running") != std::string::npos;
     EXPECT_EQ(running, 10) << "those that run come first when not all fit";
-    EXPECT_THAT(few.texts.back(), HasSubstr("0 of 60 done, 10 running, 50 waiting  0:00"));
+    EXPECT_EQ(few.at(10), "and 50 more");
+    EXPECT_THAT(few.back(), HasSubstr("0 of 60 done, 10 running, 50 waiting  0:00"));
+    EXPECT_THAT(progress.lines({200, 100}, "", {}).front(), HasSubstr(arguments.front())) << "there is room";
 }
 
 struct OneRow : toolkit::TableDataSource {

@@ -68,8 +68,8 @@ void setEnvironment(const TemporaryFolder& folder)
     for (const char* variable :
         {"WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_STYLE_OVERRIDE", "AT_SPI_BUS_ADDRESS"})
         ::unsetenv(variable);
-    platform::files::createDirectory(folder / "home", platform::files::kOwnersFolder);
-    platform::files::createDirectory(folder / "run", platform::files::kOwnersFolder);
+    std::ignore = platform::files::createDirectory(folder / "home", platform::files::kOwnersFolder);
+    std::ignore = platform::files::createDirectory(folder / "run", platform::files::kOwnersFolder);
     const std::pair<const char*, std::string> settings[] = {{"HOME", folder / "home"},
         {"XDG_RUNTIME_DIR", folder / "run"}, {"TRELKIND_PLACES", folder / "places"}, {"LC_ALL", "C.UTF-8"},
         {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}, {"NO_AT_BRIDGE", "0"}, {"QT_FORCE_STDERR_LOGGING", "1"}};
@@ -273,7 +273,7 @@ pid_t DesktopSession::start(const std::vector<std::string>& command, int keptDes
 
 void DesktopSession::launch(const std::vector<std::string>& command)
 {
-    platform::files::remove(folder_ / "log");
+    std::ignore = platform::files::remove(folder_ / "log");
     programs_.push_back(start(command));
 }
 

@@ -131,8 +131,8 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
 
     // The other way round: the console runs, and the window is told in a message.
     for (const char* task : {"0", "1"})
-        platform::files::remove(wrapper / std::string(task) + "/VTask_runStarted");
-    platform::files::remove(wrapper / "go");
+        std::ignore = platform::files::remove(wrapper / std::string(task) + "/VTask_runStarted");
+    std::ignore = platform::files::remove(wrapper / "go");
     desktop->launch({"sh", "-c", console});
     ASSERT_TRUE(
         waitFor([&] { return wrapper.has("0/VTask_runStarted") && wrapper.has("1/VTask_runStarted"); }));

@@ -28,8 +28,8 @@ protected:
     // A project of its own, with the given text; the bundle lies in the folder.
     std::unique_ptr<XCodeProject> projectWith(const std::string& text)
     {
-        files::createDirectory(folder / "P.xcodeproj");
-        files::writeFile(folder / "P.xcodeproj/project.pbxproj", text);
+        EXPECT_TRUE(files::createDirectories(folder / "P.xcodeproj"));
+        EXPECT_TRUE(files::writeFile(folder / "P.xcodeproj/project.pbxproj", text));
         return XCodeProject::createWithFile(folder / "P.xcodeproj");
     }
     int messages() const
@@ -161,18 +161,17 @@ TEST_F(ProjectReaderTest, WhatItWritesIsBuiltByMake)
         B = { isa = PBXFileReference; sourceTree = "<group>"; path = half.c; };
         T = { productName = "my program"; buildPhases = (P); };
         P = { files = (X, Y); }; X = { fileRef = A; }; Y = { fileRef = B; }; }; })");
-    files::writeFile(folder / "main.cpp",
-        "extern \"C\" double half(double);\nint main() { return static_cast<int>(half(14)); }\n");
-    files::writeFile(folder / "half.c", "double half(double x) { return x / 2; }\n");
+    EXPECT_TRUE(files::writeFile(folder / "main.cpp",
+        "extern \"C\" double half(double);\nint main() { return static_cast<int>(half(14)); }\n"));
+    EXPECT_TRUE(files::writeFile(folder / "half.c", "double half(double x) { return x / 2; }\n"));
     for (const auto& [name, text] : project->makefile(*project->programName()))
         ASSERT_TRUE(files::writeFile(folder / name, text));
-    platform::Process::Error error;
     for (const auto& [program, status] :
         {std::pair{std::string("/usr/bin/make"), 0}, {folder / "my_program", 7}}) {
-        const auto process = platform::Process::launch({program, {}, folder.path()}, error);
-        ASSERT_TRUE(process) << error.reason;
-        ASSERT_TRUE(process->waitUntilExit(60));
-        EXPECT_EQ(process->terminationStatus(), status) << program;
+        const auto process = platform::Process::launch({program, {}, folder.path()});
+        ASSERT_TRUE(process) << process.error().reason;
+        ASSERT_TRUE((*process)->waitUntilExit(60));
+        EXPECT_EQ((*process)->terminationStatus(), status) << program;
     }
 }
 
