@@ -8,7 +8,7 @@
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVDataListing.h"
-#include "datafile/SVFileStorage.h"
+#include "datafile/SVFileWords.h"
 #include "datafile/SVRecordReader.h"
 
 #include <unistd.h>

@@ -2,7 +2,7 @@
 
 #include "arrays/sv/SVErrorMessage.h"
 #include "datafile/SVFile.h"
-#include "datafile/SVFileStorage.h"
+#include "datafile/SVFileWords.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -58,7 +58,7 @@ private:
 
 int SVFile::NextCharacter()
 {
-    return std::fgetc(Storage->file);
+    return std::fgetc(FILEForReading());
 }
 
 // A CR takes the LF behind it along. At the end of the file the step back lands on the CR itself, so that the
@@ -66,7 +66,7 @@ int SVFile::NextCharacter()
 void SVFile::FinishLine(int last)
 {
     if (last == '\r' && NextCharacter() != '\n')
-        fseeko(Storage->file, -1, SEEK_CUR);
+        fseeko(FILEForReading(), -1, SEEK_CUR);
 }
 
 std::string SVFile::ReadLine(long maxLength)
@@ -204,11 +204,11 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
     int result = 1;
     for (; count < array.Length(); ++count) {
         double* element = array.Pointer() + count;
-        result = std::fscanf(Storage->file, "%lf", element);
+        result = std::fscanf(FILEForReading(), "%lf", element);
         if (result == 0) {
             if (NextCharacter() == EOF)
                 break;
-            result = std::fscanf(Storage->file, "%lf", element);
+            result = std::fscanf(FILEForReading(), "%lf", element);
         }
         if (result < 1)
             break;
@@ -232,7 +232,7 @@ bool SVFile::ReadAscii(SVMutableFloatArray& array)
         return false;
     }
     for (long count = 0; count < array.Length(); ++count) {
-        while (std::fscanf(Storage->file, "%f", array.Pointer() + count) == 0) {
+        while (std::fscanf(FILEForReading(), "%f", array.Pointer() + count) == 0) {
             if (NextCharacter() == EOF) {
                 SVErrorMessage(kWord, kSVTooFewValues);
                 return false;
@@ -249,11 +249,11 @@ double SVFile::ReadAsciiNumber()
         return kNoNumber;
     }
     double number = kNoNumber;
-    int result = std::fscanf(Storage->file, "%lf", &number);
+    int result = std::fscanf(FILEForReading(), "%lf", &number);
     while (result == 0) {
         if (NextCharacter() == EOF)
             return kNoNumber;
-        result = std::fscanf(Storage->file, "%lf", &number);
+        result = std::fscanf(FILEForReading(), "%lf", &number);
     }
     return result == 1 ? number : kNoNumber;
 }

@@ -2,7 +2,8 @@
 
 #include "arrays/kernels/SVLargePages.h"
 #include "arrays/kernels/SVStreamingCopy.h"
-#include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVErrorMessage.h"
+#include "arrays/sv/SVSameSizeInternal.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,6 +5,7 @@
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVErrorMessage.h"
 #include "arrays/sv/SVRange.h"
+#include "arrays/sv/SVSameSizeInternal.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -12,12 +13,6 @@
 #include <string>
 
 namespace svinternal {
-
-template <class T, class U>
-bool sameSize(const SVArray<T>& A, const SVArray<U>& B)
-{
-    return A.m() == B.m() && A.n() == B.n() && A.o() == B.o();
-}
 
 // Whether the range lies in [0,size). Compared by subtraction: start + length can wrap.
 inline bool liesIn(const SVRange& range, long size)
