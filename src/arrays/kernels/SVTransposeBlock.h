@@ -1,6 +1,6 @@
 #pragma once
 
-// Not for programs: the transposition of one layer, as fast as the memory gives and takes.
+// The transposition of one layer, as fast as the memory gives and takes. For SVTransposition.cpp.
 
 #include "arrays/kernels/SVStreamingCopy.h"
 
@@ -72,17 +72,20 @@ void transposeTile(
 }
 
 // A layer in tiles of a few cache lines each way, so that a line is fetched once for all its elements.
-// `streamed` is for targets that no cache will hold: a tile is then gathered in a buffer and its rows are
-// written past the caches, which saves fetching what is only overwritten.
+// With a buffer, which is for targets that no cache will hold, a tile is gathered there first and its rows
+// are written past the caches. That saves fetching lines that are only overwritten.
 template <class T>
 class LayerTransposition {
 public:
+    struct Buffer;
+
     LayerTransposition(const T* from, long fromStep, T* to, long toStep, long rows, long columns)
         : from_(from), fromStep_(fromStep), to_(to), toStep_(toStep), rows_(rows), columns_(columns)
     { }
 
-    void run(bool streamed) const
+    void run(Buffer* buffer) const // Null: the target is written the common way.
     {
+        const bool streamed = buffer != nullptr;
         const bool rowsAlike = toStep_ % kLine == 0;
         const long spare = streamed && !rowsAlike ? kLine : 0;
         // Where all rows begin alike within a line, the first tile ends at one, and so do all the others.
@@ -92,7 +95,7 @@ public:
             const long kFetched = std::min(columns_, kEnd + spare);
             for (long i = 0; i < rows_; i += kTileRows) {
                 if (streamed)
-                    stream(i, k, kEnd, kFetched);
+                    stream(*buffer, i, k, kEnd, kFetched);
                 else
                     transposeTile(
                         source(i, k), fromStep_, target(i, k), toStep_, rowsFrom(i),
@@ -141,12 +144,11 @@ private:
 
     // Each row gets whole lines of the target: where the rows begin unlike, a tile begins and ends with the
     // first line that begins in its columns or after them.
-    void stream(long i, long k, long kEnd, long kFetched) const
+    void stream(Buffer& buffer, long i, long k, long kEnd, long kFetched) const
     {
-        alignas(64) T buffer[kTileRows * kBufferStep];
         const long rows = rowsFrom(i);
         transposeTile(
-            source(i, k), fromStep_, buffer, kBufferStep, rows,
+            source(i, k), fromStep_, buffer.elements, kBufferStep, rows,
             kFetched - k, [&](long begin, long end) __attribute__((always_inline)) {
                 prefetchNext(i, k + begin, k + end);
             });
@@ -155,7 +157,7 @@ private:
             const long end =
                 kEnd == columns_ ? columns_ : std::min(columns_, lineFrom(target(i + row, 0), kEnd));
             if (begin < end)
-                streamingCopy(target(i + row, begin), buffer + row * kBufferStep + begin - k,
+                streamingCopy(target(i + row, begin), buffer.elements + row * kBufferStep + begin - k,
                     static_cast<std::size_t>(end - begin) * sizeof(T));
         }
     }
@@ -173,6 +175,11 @@ private:
     long toStep_;
     long rows_;
     long columns_;
+};
+
+template <class T>
+struct LayerTransposition<T>::Buffer {
+    alignas(64) T elements[kTileRows * kBufferStep];
 };
 
 } // namespace svinternal

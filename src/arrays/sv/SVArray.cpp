@@ -1,5 +1,6 @@
 #include "arrays/sv/SVArray.h"
 
+#include "arrays/kernels/SVElementCount.h"
 #include "arrays/kernels/SVLargePages.h"
 #include "arrays/kernels/SVStreamingCopy.h"
 #include "arrays/sv/SVErrorMessage.h"
@@ -11,24 +12,10 @@
 #include <cstring>
 #include <functional>
 #include <iostream>
-#include <limits>
-#include <new>
 
 using namespace svinternal;
 
 namespace {
-
-// The elements of three dimensions that are not negative. A product beyond 64 bits must not wrap into a small
-// allocation: it fails as the allocation of more than there can be does.
-long elementCount(long m, long n, long o)
-{
-    if (m == 0 || n == 0 || o == 0)
-        return 0;
-    constexpr long most = std::numeric_limits<long>::max();
-    if (m > most / n || m * n > most / o)
-        throw std::bad_array_new_length();
-    return m * n * o;
-}
 
 template <class T>
 void reportNegativeSize()

@@ -2,14 +2,13 @@
 
 // What the operations on arrays share. Not for programs.
 
+#include "arrays/kernels/SVElementCopy.h"
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVErrorMessage.h"
 #include "arrays/sv/SVRange.h"
 #include "arrays/sv/SVSameSizeInternal.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 namespace svinternal {
@@ -18,14 +17,6 @@ namespace svinternal {
 inline bool liesIn(const SVRange& range, long size)
 {
     return range.start >= 0 && range.length >= 0 && range.start <= size && range.length <= size - range.start;
-}
-
-// The block copy. Two handles may share a block, so source and target may overlap.
-template <class T>
-void copyElements(const T* from, long count, T* to)
-{
-    if (count > 0)
-        std::memmove(to, from, static_cast<std::size_t>(count) * sizeof(T));
 }
 
 // For instance words<float>("ExtractColumns(", "Array,Range)") is "ExtractColumns(FloatArray,Range)".

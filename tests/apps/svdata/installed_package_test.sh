@@ -40,6 +40,8 @@ done
 "$compiler" -std=c++17 -static $flags source/main.cpp $(pkg-config --static --libs svdata) -o static-17
 runs ./static-17 static
 
+# Internal headers stay in the tree.
+if find prefix | grep -E 'kernels|LargePages|Internal'; then echo "an internal header is installed"; exit 1; fi
 # Every installed header stands alone.
 find prefix/include/svdata -name '*.h' | sed 's|prefix/include/svdata/||' | while read -r header; do
     echo "#include \"$header\"" | "$compiler" -std=c++17 -fsyntax-only -x c++ $flags -
