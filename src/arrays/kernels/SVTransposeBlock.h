@@ -72,20 +72,17 @@ void transposeTile(
 }
 
 // A layer in tiles of a few cache lines each way, so that a line is fetched once for all its elements.
-// With a buffer, which is for targets that no cache will hold, a tile is gathered there first and its rows
-// are written past the caches. That saves fetching lines that are only overwritten.
+// `streamed` is for targets that no cache will hold: a tile is gathered in a buffer first, and its rows are
+// written past the caches. That saves fetching lines that are only overwritten.
 template <class T>
 class LayerTransposition {
 public:
-    struct Buffer;
-
     LayerTransposition(const T* from, long fromStep, T* to, long toStep, long rows, long columns)
         : from_(from), fromStep_(fromStep), to_(to), toStep_(toStep), rows_(rows), columns_(columns)
     { }
 
-    void run(Buffer* buffer) const // Null: the target is written the common way.
+    void run(bool streamed) const
     {
-        const bool streamed = buffer != nullptr;
         const bool rowsAlike = toStep_ % kLine == 0;
         const long spare = streamed && !rowsAlike ? kLine : 0;
         // Where all rows begin alike within a line, the first tile ends at one, and so do all the others.
@@ -95,7 +92,7 @@ public:
             const long kFetched = std::min(columns_, kEnd + spare);
             for (long i = 0; i < rows_; i += kTileRows) {
                 if (streamed)
-                    stream(*buffer, i, k, kEnd, kFetched);
+                    stream(i, k, kEnd, kFetched);
                 else
                     transposeTile(
                         source(i, k), fromStep_, target(i, k), toStep_, rowsFrom(i),
@@ -111,7 +108,8 @@ public:
 
 private:
     static constexpr long kLine = 64 / static_cast<long>(sizeof(T));
-    static constexpr long kTileRows = 4 * kLine;
+    // No more than 64, so that the buffer leaves room on a small stack: it has at most 45 KB.
+    static constexpr long kTileRows = std::min(4 * kLine, 64L);
     static constexpr long kTileColumns = 8 * kLine;
     // Room for a tile, what the first one is longer, the spare, and a line that keeps the rows out of each
     // other's cache sets.
@@ -144,11 +142,12 @@ private:
 
     // Each row gets whole lines of the target: where the rows begin unlike, a tile begins and ends with the
     // first line that begins in its columns or after them.
-    void stream(Buffer& buffer, long i, long k, long kEnd, long kFetched) const
+    void stream(long i, long k, long kEnd, long kFetched) const
     {
+        alignas(64) T buffer[kTileRows * kBufferStep];
         const long rows = rowsFrom(i);
         transposeTile(
-            source(i, k), fromStep_, buffer.elements, kBufferStep, rows,
+            source(i, k), fromStep_, buffer, kBufferStep, rows,
             kFetched - k, [&](long begin, long end) __attribute__((always_inline)) {
                 prefetchNext(i, k + begin, k + end);
             });
@@ -157,7 +156,7 @@ private:
             const long end =
                 kEnd == columns_ ? columns_ : std::min(columns_, lineFrom(target(i + row, 0), kEnd));
             if (begin < end)
-                streamingCopy(target(i + row, begin), buffer.elements + row * kBufferStep + begin - k,
+                streamingCopy(target(i + row, begin), buffer + row * kBufferStep + begin - k,
                     static_cast<std::size_t>(end - begin) * sizeof(T));
         }
     }
@@ -175,11 +174,6 @@ private:
     long toStep_;
     long rows_;
     long columns_;
-};
-
-template <class T>
-struct LayerTransposition<T>::Buffer {
-    alignas(64) T elements[kTileRows * kBufferStep];
 };
 
 } // namespace svinternal

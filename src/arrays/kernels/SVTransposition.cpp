@@ -4,7 +4,6 @@
 #include "arrays/kernels/SVTransposeBlock.h"
 
 #include <cstdint>
-#include <memory>
 
 namespace svinternal {
 
@@ -23,11 +22,9 @@ void transpose(const T* from, long m, long n, long o, T* to)
     constexpr long kLongRow = 256;
     const long size = static_cast<long>(sizeof(T));
     const bool streamed = columns * size >= kLongRow && count * size >= kStreamedSize;
-    // On the heap: a thread's stack can be smaller than the buffer for bytes, which is 180 KB.
-    using Layer = LayerTransposition<T>;
-    const std::unique_ptr<typename Layer::Buffer> buffer(streamed ? new typename Layer::Buffer : nullptr);
     for (long j = 0; j < layers; ++j)
-        Layer(from + j * m, m * layers, to + j * columns, columns * layers, rows, columns).run(buffer.get());
+        LayerTransposition<T>(from + j * m, m * layers, to + j * columns, columns * layers, rows, columns)
+            .run(streamed);
     finishStreaming();
 }
 
