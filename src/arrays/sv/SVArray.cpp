@@ -15,6 +15,9 @@
 
 using namespace svinternal;
 
+// For what only a debugger calls: the linker keeps it, even one that drops unused sections.
+#define SV_KEPT [[gnu::used, gnu::retain]]
+
 namespace {
 
 template <class T>
@@ -131,13 +134,6 @@ SVArrayHandle<T>& SVArrayHandle<T>::operator=(const SVArrayHandle& other)
 }
 
 template <class T>
-SVArrayHandle<T>::~SVArrayHandle()
-{
-    if (Storage != nullptr)
-        Release(0);
-}
-
-template <class T>
 void SVArrayHandle<T>::Share(const SVArrayHandle& other, std::int32_t mutableHandles)
 {
     SVArrayStorage<T>* const old = Storage;
@@ -214,39 +210,31 @@ void SVArrayHandle<T>::PrintErrorMessage(long i, long j, long k) const
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o());
 }
 
-// The statements that touch "memory" hold against optimisation across the whole program too: what a pure
-// function writes would otherwise be taken for never written, and an answer that is seen to be the occasion
-// for no reason to call it.
+// The statement that touches "memory" holds against optimisation across the whole program too: what a pure
+// function writes would otherwise be taken for never written.
 template <class T>
-template <class... Index>
-long SVArrayHandle<T>::ReportOpaquely(long occasion, Index... index) const
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i) const noexcept
 {
     asm volatile("" : "+r"(occasion) : : "memory");
-    PrintErrorMessage(index...);
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, Length()));
+}
+
+template <class T>
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i, long j) const noexcept
+{
     asm volatile("" : "+r"(occasion) : : "memory");
-    return occasion;
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, j, m(), n()));
 }
 
 template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i) const noexcept
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i, long j, long k) const noexcept
 {
-    return ReportOpaquely(occasion, i);
+    asm volatile("" : "+r"(occasion) : : "memory");
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o()));
 }
 
 template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i, long j) const noexcept
-{
-    return ReportOpaquely(occasion, i, j);
-}
-
-template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i, long j, long k) const noexcept
-{
-    return ReportOpaquely(occasion, i, j, k);
-}
-
-template <class T>
-void SVArrayHandle<T>::pinfo() const
+SV_KEPT void SVArrayHandle<T>::pinfo() const
 {
     const SVArrayMember& member = SVArrayMemberOf<T>;
     if (o() == 0) {
@@ -268,7 +256,7 @@ void SVArrayHandle<T>::pinfo() const
 }
 
 template <class T>
-void SVArrayHandle<T>::pi(int i) const
+SV_KEPT void SVArrayHandle<T>::pi(int i) const
 {
     if (IsInside(i, m()))
         printEntries(Pointer() + i, n(), m(), ", ");
@@ -278,7 +266,7 @@ void SVArrayHandle<T>::pi(int i) const
 }
 
 template <class T>
-void SVArrayHandle<T>::pj(int j) const
+SV_KEPT void SVArrayHandle<T>::pj(int j) const
 {
     if (IsInside(j, n()))
         PrintColumn(j);
@@ -294,7 +282,7 @@ void SVArrayHandle<T>::PrintColumn(long j) const
 }
 
 template <class T>
-void SVArrayHandle<T>::pall() const
+SV_KEPT void SVArrayHandle<T>::pall() const
 {
     if (m() == 0)
         std::cerr << "Empty" << std::endl;
@@ -303,7 +291,7 @@ void SVArrayHandle<T>::pall() const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i) const
+SV_KEPT T SVArrayHandle<T>::e(int i) const
 {
     if (IsInside(i, Length()))
         return Storage->Data[i];
@@ -312,7 +300,7 @@ T SVArrayHandle<T>::e(int i) const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i, int j) const
+SV_KEPT T SVArrayHandle<T>::e(int i, int j) const
 {
     if (IsInside(i, m()) && IsInside(j, n()))
         return Storage->Data[i + j * m()];
@@ -321,7 +309,7 @@ T SVArrayHandle<T>::e(int i, int j) const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i, int j, int k) const
+SV_KEPT T SVArrayHandle<T>::e(int i, int j, int k) const
 {
     if (IsInside(i, m()) && IsInside(j, n()) && IsInside(k, o()))
         return Storage->Data[i + j * m() + k * Storage->mn];
@@ -339,7 +327,7 @@ long SVArrayFinder<T, true>::Find(T value) const
 }
 
 template <class T>
-void SVArrayFinder<T, true>::prange(int s, int e) const
+SV_KEPT void SVArrayFinder<T, true>::prange(int s, int e) const
 {
     if (s < 0) {
         std::cerr << "start out of bounds" << std::endl;
@@ -352,7 +340,7 @@ void SVArrayFinder<T, true>::prange(int s, int e) const
 }
 
 template <class T>
-void SVArrayFinder<T, true>::pcrange(int s, int e) const
+SV_KEPT void SVArrayFinder<T, true>::pcrange(int s, int e) const
 {
     if (s < 0) {
         std::cerr << "start out of bounds" << std::endl;
@@ -365,7 +353,7 @@ void SVArrayFinder<T, true>::pcrange(int s, int e) const
 }
 
 template <class T>
-void SVArraySigns<T, true>::psigns() const
+SV_KEPT void SVArraySigns<T, true>::psigns() const
 {
     if (this->m() == 0) {
         std::cerr << "Empty" << std::endl;
@@ -406,12 +394,6 @@ SVMutableArray<T>& SVMutableArray<T>::operator=(const SVMutableArray& other)
 {
     this->Share(other, 1);
     return *this;
-}
-
-template <class T>
-SVMutableArray<T>::~SVMutableArray()
-{
-    this->Release(1); // Leaves null, at which the read-only destructor does nothing.
 }
 
 template <class T>

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "arrays/sv/SVArrayFamily.h"
+#include "arrays/sv/SVErrorMessage.h"
 #include "arrays/sv/SVLock.h"
 
 #include <cstdint>
@@ -47,7 +48,13 @@ public:
     SVArrayHandle(); // Empty, on a storage of its own.
     SVArrayHandle(const SVArrayHandle& other);
     SVArrayHandle& operator=(const SVArrayHandle& other);
-    virtual ~SVArrayHandle();
+    // In the header, and so is that of the mutable handle: with it each program has the table of virtual
+    // functions and, when compiled for debugging, tells the debugger what the printers below are.
+    virtual ~SVArrayHandle()
+    {
+        if (Storage != nullptr)
+            Release(0);
+    }
 
     long m() const { return Storage->m; }
     long n() const { return Storage->n; }
@@ -101,11 +108,10 @@ protected:
     T invalidEntry = 0;
 
 private:
-    template <class... Index>
-    long ReportOpaquely(long occasion, Index... index) const;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i) const noexcept;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j) const noexcept;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j, long k) const noexcept;
+    using Lists = svinternal::ErrorLists;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i) const noexcept;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i, long j) const noexcept;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i, long j, long k) const noexcept;
 };
 
 // Find() and the printers of ranges, for the members that have them.
@@ -173,7 +179,7 @@ public:
     explicit SVMutableArray(long rows, long columns = 1, long layers = 1); // Not cleared.
     SVMutableArray(const SVMutableArray& other);
     SVMutableArray& operator=(const SVMutableArray& other);
-    ~SVMutableArray() override;
+    ~SVMutableArray() override { this->Release(1); } // Leaves null, at which the base does nothing.
 
     SVMutableArray& operator=(T value); // Fills. A value that equals 0 is stored as +0.
 
@@ -222,19 +228,22 @@ SVMutableArray<T>& operator-=(SVMutableArray<T>& A, const SVArray<T>& B);
 
 // The hot path: small enough to vanish into the caller's loop.
 //
-// A report changes no array, and a compiler that knows this keeps dimensions and pointer in registers, finds
-// the test of a plain loop over i and j to be always passed, and makes of it what it makes of the raw
-// pointer: five times the speed for a fill within the cache. "Pure" says so. It would also allow a report to
-// be dropped or two to be merged; the two empty statements forbid that, since each access has an occasion of
-// its own as far as the compiler can see, and the answer is used.
+// A report changes no array. A compiler that knows this keeps dimensions and pointer in registers, finds the
+// test of a plain loop over i and j to be always passed, and makes of it what it makes of the raw pointer:
+// five times the speed for a fill within the cache. A function that is declared pure tells it, and must then
+// change nothing that the program can read. PrepareReport() therefore adds the report to a list that the
+// program doesn't see, and the exchange of the two lists stands here, in the open.
+//
+// A pure function may also be called once for two accesses, or not at all. The empty statement forbids that:
+// each access has an occasion of its own as far as the compiler can see, and the answer is used.
 template <class T>
 template <class... Index>
 inline void SVArrayHandle<T>::ReportBadIndex(Index... index) const
 {
     long occasion = 0;
     asm volatile("" : "+r"(occasion));
-    const long answer = BadIndex(occasion, index...);
-    asm volatile("" : : "r"(answer));
+    Lists* const lists = PrepareReport(occasion, index...);
+    lists->shown.swap(lists->prepared);
 }
 
 template <class T>
@@ -291,19 +300,3 @@ inline T& SVMutableArray<T>::operator()(long i, long j, long k)
     this->ReportBadIndex(i, j, k);
     return this->invalidEntry;
 }
-
-// Each member is compiled once, in the library.
-extern template class SVArrayHandle<double>;
-extern template class SVArrayHandle<float>;
-extern template class SVArrayHandle<std::int32_t>;
-extern template class SVArrayHandle<std::int16_t>;
-extern template class SVArrayHandle<std::uint16_t>;
-extern template class SVArrayHandle<signed char>;
-extern template class SVArrayHandle<unsigned char>;
-extern template class SVMutableArray<double>;
-extern template class SVMutableArray<float>;
-extern template class SVMutableArray<std::int32_t>;
-extern template class SVMutableArray<std::int16_t>;
-extern template class SVMutableArray<std::uint16_t>;
-extern template class SVMutableArray<signed char>;
-extern template class SVMutableArray<unsigned char>;

@@ -62,18 +62,20 @@ T Maximum(const SVArray<T>& A)
     return largest(A.Pointer(), A.Length());
 }
 
-template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)>>
-T Minimum(const SVArray<T>& A, long& index)
+template <class T, class Position,
+    SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema) && std::is_same_v<Position, long>>>
+T Minimum(const SVArray<T>& A, Position* index)
 {
-    index = positionOfSmallest(A.Pointer(), A.Length());
-    return index < 0 ? T(0) : A.Pointer()[index];
+    *index = positionOfSmallest(A.Pointer(), A.Length());
+    return *index < 0 ? T(0) : A.Pointer()[*index];
 }
 
-template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)>>
-T Maximum(const SVArray<T>& A, long& index)
+template <class T, class Position,
+    SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema) && std::is_same_v<Position, long>>>
+T Maximum(const SVArray<T>& A, Position* index)
 {
-    index = positionOfLargest(A.Pointer(), A.Length());
-    return index < 0 ? T(0) : A.Pointer()[index];
+    *index = positionOfLargest(A.Pointer(), A.Length());
+    return *index < 0 ? T(0) : A.Pointer()[*index];
 }
 
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)>>
@@ -146,8 +148,8 @@ SVRange Range(const SVIntArray& list)
 #define SV_INSTANTIATE(T)                                                                                    \
     template T Minimum(const SVArray<T>&);                                                                   \
     template T Maximum(const SVArray<T>&);                                                                   \
-    template T Minimum(const SVArray<T>&, long&);                                                            \
-    template T Maximum(const SVArray<T>&, long&);                                                            \
+    template T Minimum(const SVArray<T>&, long*);                                                            \
+    template T Maximum(const SVArray<T>&, long*);                                                            \
     template SVMutableArray<T> Minimum(const SVArray<T>&, const SVArray<T>&);                                \
     template SVMutableArray<T> Maximum(const SVArray<T>&, const SVArray<T>&);                                \
     template SVMutableArray<T> Minimum(const SVArray<T>&, SVArrayNumber<T>);                                 \

@@ -13,11 +13,14 @@ T Minimum(const SVArray<T>& A);
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)> = 0>
 T Maximum(const SVArray<T>& A);
 
-// With the first position at which it stands.
-template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)> = 0>
-T Minimum(const SVArray<T>& A, long& index);
-template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)> = 0>
-T Maximum(const SVArray<T>& A, long& index);
+// With the first position at which it stands. `index` is a pointer to long: a long is a number to compare
+// with, see below. (The type is a parameter so that a 0 in its place is a number, too, and no null pointer.)
+template <class T, class Position,
+    SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema) && std::is_same_v<Position, long>> = 0>
+T Minimum(const SVArray<T>& A, Position* index);
+template <class T, class Position,
+    SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema) && std::is_same_v<Position, long>> = 0>
+T Maximum(const SVArray<T>& A, Position* index);
 
 // Entry by entry, as a new array. Different dimensions are reported and give an empty array.
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Extrema)> = 0>

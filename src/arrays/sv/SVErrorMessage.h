@@ -28,3 +28,22 @@ long SVHowManyErrors();
 
 // The number in decimal.
 std::string SVSize2String(long number);
+
+namespace svinternal {
+
+// The list that SVErrorList() gives, and one to which a report was added that the program doesn't see yet.
+// See ReportBadIndex() in SVArray.h.
+struct ErrorLists {
+    std::vector<std::string> shown;
+    std::vector<std::string> prepared;
+};
+
+// Writes the line of a report and adds it to the prepared list.
+ErrorLists& prepareErrorMessage(std::string msg);
+
+// The texts of SVErrorOutOfRange().
+std::string outOfRangeText(const std::string& type, long i, long m);
+std::string outOfRangeText(const std::string& type, long i, long j, long m, long n);
+std::string outOfRangeText(const std::string& type, long i, long j, long k, long m, long n, long o);
+
+} // namespace svinternal

@@ -68,11 +68,15 @@ SVList<T>& SVList<T>::operator=(const SVList& other)
 {
     if (referenceCount == other.referenceCount)
         return *this;
+    // Taken before the old elements go: one of them may hold `other`.
+    T* const newData = other.Data;
+    const long newLength = other.length;
+    std::int32_t* const newCount = other.referenceCount;
+    ++*newCount;
     Release();
-    Data = other.Data;
-    length = other.length;
-    referenceCount = other.referenceCount;
-    ++*referenceCount;
+    Data = newData;
+    length = newLength;
+    referenceCount = newCount;
     return *this;
 }
 

@@ -40,6 +40,44 @@ done
 "$compiler" -std=c++17 -static $flags source/main.cpp $(pkg-config --static --libs svdata) -o static-17
 runs ./static-17 static
 
+# A debugger can call the printers of a program that calls none of them, even where unused sections are dropped.
+cat >printers.cpp <<'END'
+#include "arrays/sv/SVDoubleArray.h"
+int main()
+{
+    SVMutableDoubleArray A(3, 2);
+    A = 1.5;
+    const SVDoubleArray R = A;
+    return R.Length() == 6 ? 0 : 1;
+}
+END
+cat >commands <<'END'
+break 7
+run
+call A.pinfo()
+call A.pi(0)
+call R.pj(1)
+call A.pall()
+call A.prange(0, 2)
+call R.pcrange(0, 1)
+call R.psigns()
+print A.e(1, 1)
+END
+printf '%s\n' '3 x 2 double array' '1.5, 1.5' '1.5, 1.5, 1.5' '1.5, 1.5, 1.5' '1.5, 1.5, 1.5' '1.5, 1.5, 1.5' \
+    '1.5, 1.5, 1.5' '1.5, 1.5, 1.5' '+++' '+++' '$1 = 1.5' >expected
+for form in "-Wl,--gc-sections $libraries/libsvdata.a" "$link"; do
+    # shellcheck disable=SC2086
+    "$compiler" -std=c++17 -g -O0 $flags printers.cpp $form -o printers
+    case $form in *.a) symbols=$(nm -C printers) ;; *) symbols=$(nm -DC "$libraries/libsvdata.so") ;; esac
+    for printer in 'Handle<double>::pinfo() const' 'Finder<int, true>::prange(int, int) const' \
+        'Signs<signed char, true>::psigns() const' 'Handle<unsigned char>::e(int, int, int) const'; do
+        echo "$symbols" | grep -qF "SVArray$printer" || { echo "$form lacks $printer"; exit 1; }
+    done
+    if gdb -batch -nx -ex 'break main' -ex run -ex 'print 6*7' printers 2>&1 | grep -q '= 42'; then
+        gdb -batch -nx -x commands printers >debugged 2>&1
+        sed -n '/double array/,$p' debugged | diff - expected || { cat debugged; exit 1; }
+    fi
+done
 # Internal headers stay in the tree.
 if find prefix | grep -E 'kernels|LargePages|Internal'; then echo "an internal header is installed"; exit 1; fi
 # Every installed header stands alone.
