@@ -10,6 +10,7 @@
 #include "datafile/SVDataListing.h"
 #include "datafile/SVFileWords.h"
 #include "datafile/SVRecordReader.h"
+#include "datafile/SVRegularFile.h"
 
 #include <unistd.h>
 
@@ -215,11 +216,27 @@ void SVDataFile::SaveIndex()
 
 bool SVDataFile::WriteIndexFile()
 {
+    constexpr const char* kWord = "SVDataFile::WriteIndexFile";
     const ContentGuard guard(*Content);
-    SVFile index(SVIndexFileNameForReading(Content->file.Name()), SVFile::NewReadWrite);
-    const std::string bytes = SVIndexFileBytes(Content->content);
-    const bool written = index.IsOpen() && index.WriteRaw(bytes.data(), static_cast<long>(bytes.size()));
-    return written && std::fflush(index.FILEForWriting()) == 0;
+    if (!Content->file.IsOpen()) {
+        SVErrorMessage(kWord, "Empty File.");
+        return false;
+    }
+    if (!Content->isSound)
+        return false; // The scan has reported.
+    // An index may list less than the file holds, and hides what a scan would report.
+    Content->atEnd = false;
+    const SVDataFileContent scanned(Content->file, SVDataFileContent::Search::ScanAlone);
+    if (!scanned.isSound)
+        return false; // The scan has reported.
+    if (scanned.swapBytes) {
+        SVErrorMessage(kWord, "An index can't be made for a file of the other byte order.");
+        return false;
+    }
+    if (SVReplaceFile(SVIndexFileNameForReading(Content->file.Name()), SVIndexFileBytes(scanned.content)))
+        return true;
+    SVErrorMessage(kWord, "Could not create the index file");
+    return false;
 }
 
 void SVDataFile::Sync()
@@ -341,11 +358,19 @@ std::string SVDataFile::ReadString(const std::string& name) const
     return text;
 }
 
-std::string SVDataFile::Listing() const
+// The entries are taken under the lock, and each value is read under it again: it doesn't nest.
+SVDataListing SVDataFile::EntriesToList() const
 {
+    const ContentGuard guard(*Content);
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
     for (const auto& [name, entry] : Content->content)
         listing.entries.push_back({entry.location, name});
+    return listing;
+}
+
+std::string SVDataFile::Listing() const
+{
+    SVDataListing listing = EntriesToList();
     return listing.Text([this](const std::string& name) { return ListedValue(name); });
 }
 
@@ -357,7 +382,10 @@ std::string SVDataFile::ListedValue(const std::string& name) const
     if (entry.type == kSVStringType)
         return label + SVDataListing::ValueOfString(ReadString(name));
     const bool isNumber = type && entry.m == 1 && entry.n == 1 && entry.o == 1;
-    return label + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, isNumber ? ReadNumber(name) : 0);
+    const double number = isNumber ? ReadNumber(name) : 0;
+    const bool isReal = entry.type == SVDataFileCode<double> || entry.type == SVDataFileCode<float>;
+    return label
+        + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, SVDataListing::NumberText(number, !isReal));
 }
 
 void SVDataFile::printInfo() const

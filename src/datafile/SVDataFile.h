@@ -4,6 +4,7 @@
 #include "datafile/SVFile.h"
 
 class SVDataFileContent;
+struct SVDataListing;
 class SVDataFile;
 extern template class SVArrayStorageOf<SVDataFile>;
 
@@ -40,7 +41,9 @@ public:
     Description Describe(const std::string& name) const;
     // The listing that printInfo() writes: a line for each variable, in the order of the file.
     std::string Listing() const;
-    // Writes the index file beside the data file; false when it can't be written.
+    // Writes the index file beside the data file, from a scan of the whole file. False, with a report, if the
+    // file is damaged or has the other byte order, or if the index can't be written; an older index then
+    // stays.
     bool WriteIndexFile();
 
     SVMutablePointer<SVDataStorage> AsPointer() const override;
@@ -71,6 +74,7 @@ private:
     void SaveArray(const SVArray<T>& array, const std::string& name);
     template <class T>
     SVMutableArray<T> ReadArray(const std::string& name) const;
+    SVDataListing EntriesToList() const;
     std::string ListedValue(const std::string& name) const;
     void Release();
 

@@ -59,10 +59,10 @@ void SVDataFileStructure::toBytes(unsigned char* bytes, bool swap) const
     }
 }
 
-SVDataFileContent::SVDataFileContent(const SVFile& openFile) : file(openFile)
+SVDataFileContent::SVDataFileContent(const SVFile& openFile, Search search) : file(openFile)
 {
     swapBytes = file.EndianType() != SVFile::Native && file.EndianType() != SVFile::EndianForMachine();
-    ReadInContent();
+    ReadInContent(search);
 }
 
 SVDataFileContent::~SVDataFileContent()
@@ -77,9 +77,10 @@ SVDataEntry SVDataFileContent::Find(const std::string& name) const
     return place == content.end() ? SVDataEntry() : place->second;
 }
 
-void SVDataFileContent::ReadInContent()
+void SVDataFileContent::ReadInContent(Search search)
 {
-    if (file.IsOpen() && !ReadIndexBlock() && !ReadIndexFile())
+    const bool indexCounts = search == Search::IndexOrScan;
+    if (file.IsOpen() && !(indexCounts && (ReadIndexBlock() || ReadIndexFile())))
         Scan();
     atEnd = false;
 }
@@ -136,11 +137,18 @@ bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
         && (beginsWith(bytes, kSVMagicBigEndian, kSVMagicLength)
             || beginsWith(bytes, kSVMagicVersion1, kSVMagicLength));
     if (!little && !big) {
+        isSound = false;
         SVErrorMessage("SVDataFile::ReadInContent", "Not a valid Sorvanta binary format.");
         return false;
     }
     swapBytes = little == SVFile::RunningOnBigEndianMachine();
     return true;
+}
+
+void SVDataFileContent::ReportDamage()
+{
+    isSound = false;
+    SVErrorMessage(kScanWord, kInvalidFormat);
 }
 
 // A file is a sequence of whole entries, and perhaps the beginning of one that is still being written: what
@@ -160,24 +168,24 @@ void SVDataFileContent::Scan()
             return;
         const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
         const auto nameLength = static_cast<std::size_t>(header.nameLength); // A negative one is too long.
-        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName) {
-            SVErrorMessage(kScanWord, kInvalidFormat);
-            return;
-        }
+        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName)
+            return ReportDamage();
         // The low 32 bits, as every reader of the format has compared them.
         if (static_cast<std::int32_t>(header.entrySize) > length - position)
             return;
         const long long nameStart = position + kSVEntryHeaderLength;
-        const unsigned char* name = ahead.At(nameStart, nameLength);
+        // A length of the name that the entry contradicts: the entries behind it are whole all the same.
+        const std::size_t nameHeld = std::min(nameLength, static_cast<std::size_t>(length - nameStart));
+        if (nameHeld < nameLength)
+            ReportDamage();
+        const unsigned char* name = ahead.At(nameStart, nameHeld);
         if (!name)
             return;
-        content.insert_or_assign(textUpToNul(name, nameLength),
+        content.insert_or_assign(textUpToNul(name, nameHeld),
             SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength});
         // An entry of 2 GiB or more has lost its size and would lead back into what was read.
-        if (header.entrySize < 0) {
-            SVErrorMessage(kScanWord, kInvalidFormat);
-            return;
-        }
+        if (header.entrySize < 0)
+            return ReportDamage();
         if (header.entrySize > length - position)
             return;
         position += header.entrySize;

@@ -14,7 +14,8 @@ struct SVDataFileStructure;
 // The last of them writes the index block when it was asked for, and then closes the file.
 class SVDataFileContent {
 public:
-    explicit SVDataFileContent(const SVFile& openFile);
+    enum class Search { IndexOrScan, ScanAlone };
+    explicit SVDataFileContent(const SVFile& openFile, Search search = Search::IndexOrScan);
     ~SVDataFileContent();
     SVDataFileContent(const SVDataFileContent&) = delete;
     SVDataFileContent& operator=(const SVDataFileContent&) = delete;
@@ -36,13 +37,15 @@ public:
     SVFile file;
     bool atEnd = false; // The stream stands at the end of the file.
     bool swapBytes = false; // The file's byte order isn't the machine's.
+    bool isSound = true; // The scan, if there was one, had nothing to report.
     bool saveIndex = false;
 
 private:
-    void ReadInContent();
+    void ReadInContent(Search search);
     bool ReadIndexBlock();
     bool ReadIndexFile();
     void Scan();
+    void ReportDamage();
     bool ReadMagic(const unsigned char* bytes, std::size_t count);
     void WriteHeaderIfNecessary();
     void SaveIndexBlock();

@@ -22,7 +22,10 @@ struct SVDataListing {
     // rest of a long file isn't read.
     std::string Text(const std::function<std::string(const std::string& name)>& show);
 
-    // What a listing shows of a string, and of an array by its dimensions or its single number.
+    // What a listing shows of a string, and of an array by its dimensions or its single number. Control
+    // characters are escaped.
     static std::string ValueOfString(const std::string& text);
-    static std::string ValueOfArray(long m, long n, long o, double number);
+    static std::string ValueOfArray(long m, long n, long o, const std::string& number);
+    // A number as a listing shows it: an integer whole, another one with six digits, in the C locale.
+    static std::string NumberText(double number, bool isInteger);
 };

@@ -1,6 +1,7 @@
 // The text scanners of a file: lines, words, fields of tables, numbers.
 
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVCLocale.h"
 #include "datafile/SVFile.h"
 #include "datafile/SVFileWords.h"
 
@@ -144,6 +145,7 @@ double SVFile::ReadNumberWithSeparator(char separator, bool& failed, bool& endOf
     endOfLine = isLineEnd(c);
     if (!form.isValid())
         return kNoNumber;
+    const SVCLocale locale;
     char* end = nullptr;
     const double number = std::strtod(digits.c_str(), &end);
     failed = *end != '\0';
@@ -200,6 +202,7 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
         SVErrorMessage(kWord, "No file");
         return false;
     }
+    const SVCLocale locale;
     long count = 0;
     int result = 1;
     for (; count < array.Length(); ++count) {
@@ -231,6 +234,7 @@ bool SVFile::ReadAscii(SVMutableFloatArray& array)
         SVErrorMessage(kWord, "No file");
         return false;
     }
+    const SVCLocale locale;
     for (long count = 0; count < array.Length(); ++count) {
         while (std::fscanf(FILEForReading(), "%f", array.Pointer() + count) == 0) {
             if (NextCharacter() == EOF) {
@@ -248,6 +252,7 @@ double SVFile::ReadAsciiNumber()
         SVErrorMessage("SVFile::ReadAsciiNumber(SVFile)", "No file");
         return kNoNumber;
     }
+    const SVCLocale locale;
     double number = kNoNumber;
     int result = std::fscanf(FILEForReading(), "%lf", &number);
     while (result == 0) {

@@ -310,6 +310,11 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
     const int type = entry.type % kSVMatlabTypeModulus;
     const int elementSize = SVMatlabElementSize(type);
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, 1, elementSize < 0 ? 1 : elementSize);
+    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
+        [type](const MatrixReader<T>& row) { return row.type == type; });
+    const bool isLegal = reader != std::end(kMatrixReaders<T>);
+    if (!isLegal)
+        SVErrorMessage(words.illegalType, words.illegalTypeText);
     if (end < 0 || end > Content->file.Length())
         return {}; // A matrix cut short by the end of the file.
     Shape shape{entry.m, entry.n, 1};
@@ -318,11 +323,8 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
         if (rows > 0)
             shape = {rows, entry.m / rows, entry.n};
     }
-    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
-        [type](const MatrixReader<T>& row) { return row.type == type; });
-    if (reader != std::end(kMatrixReaders<T>))
+    if (isLegal)
         return reader->read(*Content, entry, shape);
-    SVErrorMessage(words.illegalType, words.illegalTypeText);
     SVMutableArray<T> asCreated(shape.m, shape.n, shape.o);
     asCreated = T(0);
     return asCreated;
@@ -378,7 +380,10 @@ std::string SVMatlabDataFile::ListedValue(const std::string& name) const
     if (isReadable && SavedAsString(name))
         return label + SVDataListing::ValueOfString(ReadString(name));
     const bool isNumber = isReadable && entry.m == 1 && entry.n == 1;
-    return label + SVDataListing::ValueOfArray(entry.m, entry.n, 1, isNumber ? ReadNumber(name) : 0);
+    const double number = isNumber ? ReadNumber(name) : 0;
+    const bool isReal = entry.type == SVMatlabCode<double> || entry.type == SVMatlabCode<float>;
+    return label
+        + SVDataListing::ValueOfArray(entry.m, entry.n, 1, SVDataListing::NumberText(number, !isReal));
 }
 
 void SVMatlabDataFile::printInfo() const

@@ -5,6 +5,7 @@
 #include "datafile/SVMatlabFormat.h"
 #include "datafile/SVReadAhead.h"
 #include "datafile/SVRecordReader.h"
+#include "datafile/SVRegularFile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -131,6 +132,7 @@ void SVMatlabDataFileContent::Scan()
             // stands.
             if (!first)
                 swapBytes = false;
+            isSound = false;
             return;
         }
         const int type = header.type % kSVMatlabTypeModulus;
@@ -144,6 +146,7 @@ void SVMatlabDataFileContent::Scan()
             elementSize < 0 ? -1 : SVEndOfData(dataStart, header.mrows, header.ncols, 1, elementSize);
         if (dataEnd < 0) {
             SVErrorMessage("dataFile.ReadDoubleArray(name)", "Unexpected variable type in the file.");
+            isSound = false;
             return;
         }
         content.insert_or_assign(std::string(name, std::find(name, name + nameLength, '\0')),
@@ -173,15 +176,15 @@ void SVMatlabDataFileContent::SaveIndex()
     if (indexSaved)
         return;
     indexSaved = true;
-    if (!file.IsOpen())
+    if (!file.IsOpen() || !isSound) // The scan has reported.
         return;
-    SVFile index(SVMatlabIndexFileName(file.Name()), SVFile::NewReadWrite);
-    if (!index.IsOpen()) {
-        SVErrorMessage("SVDataFile::SaveIndex", "Could not create the index file");
-        indexSaved = false;
+    constexpr const char* kWord = "SVDataFile::SaveIndex";
+    if (swapBytes) {
+        SVErrorMessage(kWord, "An index can't be made for a file of the other byte order.");
         return;
     }
     std::string records;
+    SVAppendName(records, kSVMatlabIndexMagic);
     for (const auto& [name, entry] : content) {
         SVAppendNumber(records, static_cast<std::int64_t>(entry.location));
         SVAppendNumber(records, static_cast<std::int8_t>(entry.type));
@@ -189,9 +192,12 @@ void SVMatlabDataFileContent::SaveIndex()
         SVAppendNumber(records, entry.n);
         SVAppendName(records, name);
     }
-    index.WriteStringWithZero(kSVMatlabIndexMagic);
-    index.WriteRaw(records.data(), static_cast<long>(records.size()));
-    indexFile = index;
-    indexFile.Flush();
-    file.Flush();
+    file.Flush(); // What the index tells of must not come later than the index.
+    const std::string name = SVMatlabIndexFileName(file.Name());
+    if (SVReplaceFile(name, records)) {
+        indexFile = SVFile(name, SVFile::ReadOnly);
+    } else {
+        SVErrorMessage(kWord, "Could not create the index file");
+        indexSaved = false;
+    }
 }

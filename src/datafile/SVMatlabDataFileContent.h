@@ -29,6 +29,7 @@ public:
     void SaveIndex();
 
     bool swapBytes = false; // The file's byte order isn't the machine's.
+    bool isSound = true; // The scan, if there was one, had nothing to report.
     int referenceCount = 1;
     bool indexSaved = false;
     bool saveIndexWhenClosing = false;

@@ -47,3 +47,21 @@ std::FILE* SVOpenRegularFile(const std::string& name, const char* mode)
         ::close(descriptor);
     return file;
 }
+
+bool SVReplaceFile(const std::string& name, const std::string& bytes)
+{
+    if (!canBeRegular(name))
+        return false;
+    const std::string newName = name + "." + std::to_string(::getpid()) + ".new";
+    std::FILE* const file = SVOpenRegularFile(newName, "w+b");
+    if (!file)
+        return false;
+    bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    written = std::fflush(file) == 0 && written;
+    written = ::fsync(::fileno(file)) == 0 && written;
+    written = std::fclose(file) == 0 && written;
+    if (written && std::rename(newName.c_str(), name.c_str()) == 0)
+        return true;
+    std::remove(newName.c_str());
+    return false;
+}

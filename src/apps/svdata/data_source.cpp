@@ -4,15 +4,26 @@
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVMatlabDataFileContent.h"
 #include "datafile/SVMatlabFormat.h"
+#include "datafile/SVRecordReader.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
+
+bool hasExtension(const std::string& path, const std::string& small)
+{
+    std::string extension = std::filesystem::path(path).extension().string();
+    for (char& c : extension)
+        if (c >= 'A' && c <= 'Z')
+            c = static_cast<char>(c - 'A' + 'a');
+    return extension == small;
+}
 
 bool DataSource::isMatlab(const std::string& path)
 {
-    return std::filesystem::path(path).extension() == ".mat";
+    return hasExtension(path, ".mat");
 }
 
 std::optional<DataSource> DataSource::open(const std::string& path)
@@ -49,19 +60,33 @@ std::string DataSource::listing() const
     return std::visit([](const auto& file) { return file.Listing(); }, file_);
 }
 
+namespace {
+
+// 0 if a dimension is negative or the product is too large for any file.
+long elementsOf(long m, long n, long o)
+{
+    const long long end = SVEndOfData(0, static_cast<int>(m), static_cast<int>(n), static_cast<int>(o), 1);
+    return end < 0 || end == std::numeric_limits<long long>::max() ? 0 : static_cast<long>(end);
+}
+
+} // namespace
+
 DataSource::Variable DataSource::describe(const std::string& name) const
 {
     if (const auto* native = std::get_if<SVDataFile>(&file_)) {
         const SVDataFile::Description entry = native->Describe(name);
-        return {name, entry.type, entry.m, entry.n, entry.o, entry.location};
+        const long stored = elementsOf(entry.m, entry.n, entry.o);
+        return {name, entry.type, entry.m, entry.n, entry.o, stored, entry.location};
     }
     const auto& matlab = std::get<SVMatlabDataFile>(file_);
     const SVMatlabDataFile::Description entry = matlab.Describe(name);
+    const long stored = elementsOf(entry.m, entry.n, 1);
     const std::string companion = name + kCompanionEnding;
-    const int rows = matlab.Contains(companion) ? matlab.ReadInt(companion) : 0;
+    const bool hasCompanion = matlab.Contains(companion) && !matlab.SavedAsString(companion);
+    const int rows = hasCompanion ? matlab.ReadInt(companion) : 0;
     if (rows > 0)
-        return {name, entry.type, rows, entry.m / rows, entry.n, entry.location};
-    return {name, entry.type, entry.m, entry.n, 1, entry.location};
+        return {name, entry.type, rows, entry.m / rows, entry.n, stored, entry.location};
+    return {name, entry.type, entry.m, entry.n, 1, stored, entry.location};
 }
 
 std::vector<DataSource::Variable> DataSource::variables() const
@@ -72,14 +97,56 @@ std::vector<DataSource::Variable> DataSource::variables() const
     return all;
 }
 
+std::string DataSource::nameOfShaped(const std::string& name) const
+{
+    const std::string ending = kCompanionEnding;
+    if (name.size() <= ending.size() || name.substr(name.size() - ending.size()) != ending)
+        return {};
+    const std::string shaped = name.substr(0, name.size() - ending.size());
+    return storage().Contains(shaped) ? shaped : std::string();
+}
+
 bool DataSource::isInternal(const std::string& name) const
 {
     if (std::holds_alternative<SVDataFile>(file_))
         return name == kSVIndexBlockName;
-    const std::string ending = kCompanionEnding;
-    return name.size() > ending.size()
-        && name.compare(name.size() - ending.size(), ending.size(), ending) == 0
-        && storage().Contains(name.substr(0, name.size() - ending.size())) && storage().ReadInt(name) > 0;
+    return !nameOfShaped(name).empty() && !storage().SavedAsString(name) && storage().ReadInt(name) > 0;
+}
+
+bool DataSource::isTakenForShape(const Variable& variable) const
+{
+    const std::string shaped = nameOfShaped(variable.name);
+    if (shaped.empty() || !hasKnownType(variable))
+        return false;
+    // Of a text, every reader of the other variable would complain.
+    return describe(shaped).o > 1 || isText(variable) || storage().ReadInt(variable.name) > 0;
+}
+
+bool DataSource::isText(const Variable& variable) const
+{
+    return storage().SavedAsString(variable.name);
+}
+
+bool DataSource::hasKnownType(const Variable& variable) const
+{
+    return std::holds_alternative<SVDataFile>(file_) ? SVTypeWithCode(kSVDataFileTypes, variable.type)
+                                                     : SVTypeWithCode(kSVMatlabTypes, variable.type);
+}
+
+std::string DataSource::readText(const Variable& variable, bool& isWhole) const
+{
+    if (std::holds_alternative<SVMatlabDataFile>(file_)) {
+        std::string text = storage().ReadString(variable.name);
+        isWhole = static_cast<long>(text.size()) == variable.stored;
+        return text;
+    }
+    // As bytes: the reader of strings stops at the first NUL, which may stand inside.
+    const SVCharArray bytes = storage().ReadCharArray(variable.name);
+    isWhole = bytes.Length() == variable.stored;
+    std::string text(bytes.Pointer(), bytes.Pointer() + bytes.Length());
+    if (!text.empty() && text.back() == '\0')
+        text.pop_back();
+    return text;
 }
 
 DataSource::Stored DataSource::storedAs(const Variable& variable) const

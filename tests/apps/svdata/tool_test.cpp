@@ -124,6 +124,82 @@ TEST_F(Tool, CopiesThereAndBack)
     EXPECT_EQ(copy.ReadString("text") + copy.ReadString("empty"), "text");
 }
 
+// What the other format can't hold, and what can't be read, is named; all the rest is carried.
+TEST_F(Tool, NamesWhatItCantCopy)
+{
+    {
+        SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
+        file.Save(counting<double>(2, 2, 2), "x");
+        file.Save(counting<double>(3), "x_3D");
+        file.Save(counting<double>(4), "y");
+        file.Save(2, "y_3D");
+        file.Save(counting<double>(5), "z");
+        file.Save(0, "z_3D"); // A MAT-file gives it no meaning.
+        file.Save(6, "w_3D"); // Nor to this one: there is no w.
+        file.Save("label", "z_3D_3D");
+        file.Save(std::string("in\0side", 7), "text");
+    }
+    const Result there = run("copy a.svbin b.mat");
+    EXPECT_EQ(there.status, 1);
+    EXPECT_EQ(there.errors,
+        "svdata: \"x_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
+        "svdata: \"y_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
+        "svdata: \"z_3D_3D\" is not copied: a MAT-file would take it for the shape of another variable\n");
+    EXPECT_EQ(run("copy b.mat c.svbin").status, 0);
+    const SVDataFile copy(folder_ / "c.svbin", SVFile::ReadOnly);
+    EXPECT_THAT(copy.AllVariableNames(), ElementsAre("text", "w_3D", "x", "y", "z", "z_3D"));
+    EXPECT_TRUE(copy.ReadDoubleArray("x") == counting<double>(2, 2, 2));
+    EXPECT_TRUE(copy.ReadDoubleArray("y") == counting<double>(4));
+    EXPECT_EQ(copy.ReadCharArray("text").Length(), 7);
+    EXPECT_EQ(run("copy a.svbin d.svbin").status, 0);
+    EXPECT_EQ(contentOf(folder_ / "d.svbin"), contentOf(folder_ / "a.svbin"));
+    EXPECT_EQ(run("show d.svbin text --json").output,
+        "{\"name\": \"text\", \"type\": 20, \"m\": 8, \"n\": 1, \"o\": 1, \"values\": \"in\\u0000side\"}\n");
+
+    // A type that is not known, and matrices that are torn or have a shape that doesn't fit.
+    std::string unknown = contentOf(folder_ / "a.svbin");
+    unknown[24 + 8] = 15;
+    store(folder_ / "e.svbin", unknown);
+    store(folder_ / "f.mat", "");
+    {
+        SVMatlabDataFile file(folder_ / "f.mat", SVFile::ExistingReadWrite);
+        file.Save(2.0, "odd_3D");
+        file.Save(counting<double>(5), "odd");
+        file.Save(1.5, "good");
+        file.Save("torn text", "t\n");
+    }
+    std::filesystem::resize_file(folder_ / "f.mat", std::filesystem::file_size(folder_ / "f.mat") - 3);
+    const Result unread = run("copy e.svbin g.svbin");
+    EXPECT_EQ(unread.status, 1);
+    EXPECT_NE(unread.errors.find("svdata: \"x\" is not copied: it can't be read whole\n"), std::string::npos);
+    const Result torn = run("copy f.mat h.svbin");
+    EXPECT_EQ(torn.status, 1);
+    EXPECT_EQ(torn.errors,
+        "svdata: \"odd\" is not copied: it can't be read whole\n"
+        "svdata: \"t\\n\" is not copied: it can't be read whole\n");
+    EXPECT_THAT(SVDataFile(folder_ / "h.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
+    EXPECT_EQ(SVDataFile(folder_ / "g.svbin", SVFile::ReadOnly).AllVariableNames().size(), 8U);
+
+    // Damage in the middle: what stands before it is copied.
+    std::string damaged = contentOf(folder_ / "a.svbin");
+    damaged.replace(24, 8, std::string(8, '\0'));
+    store(folder_ / "i.svbin", damaged);
+    const Result half = run("copy i.svbin j.svbin");
+    EXPECT_EQ(half.status, 1);
+    EXPECT_NE(half.errors.find("svdata: i.svbin is damaged"), std::string::npos) << half.errors;
+}
+
+TEST_F(Tool, KnowsAMatlabFileByCapitalLetters)
+{
+    SVMatlabDataFile(folder_ / "a.MAT", SVFile::NewReadWrite).Save(123456789, "n");
+    const Result listing = run("list a.MAT");
+    EXPECT_NE(
+        listing.output.find("n............................. - double - 1.23457e+08\n"), std::string::npos);
+    EXPECT_EQ(listing.errors, "");
+    EXPECT_EQ(run("copy a.MAT b.SVBIN").status, 0);
+    EXPECT_EQ(run("show b.SVBIN n").output, "123456789\n");
+}
+
 TEST_F(Tool, IndexesWhatIsThereNow)
 {
     SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
@@ -134,6 +210,40 @@ TEST_F(Tool, IndexesWhatIsThereNow)
         EXPECT_TRUE(SVDataFile(folder_ / "a.svbin", SVFile::ReadOnly).Contains(name));
     }
     EXPECT_NE(contentOf(folder_ / "a.index").find("second"), std::string::npos);
+}
+
+TEST_F(Tool, LeavesNoIndexThatLies)
+{
+    {
+        SVDataFile file(SVFile(folder_ / "big.svbin", SVFile::BigEndian, SVFile::NewReadWrite));
+        file.Save(2.5, "x");
+        SVDataFile many(folder_ / "many.svbin", SVFile::NewReadWrite);
+        for (int i = 0; i < 4000; ++i)
+            many.Save(i, "number_" + std::to_string(i));
+        many.SaveIndex();
+    }
+    store(folder_ / "big.index", "svbin index file"); // Not asked whether it is a good one.
+    const Result refused = run("index big.svbin");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.errors.find("svdata: big.svbin has no index now\n"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "big.index"));
+    EXPECT_EQ(run("show big.svbin x").output, "2.5\n");
+
+    // The disk has no room for the whole index.
+    const std::string limited =
+        "trap '' XFSZ; ulimit -f 20; cd '" + (folder_ / ".") + "'; '" SVDATA_TOOL "' ";
+    EXPECT_NE(std::system((limited + "index many.svbin 2>err").c_str()), 0);
+    EXPECT_NE(run("list many.svbin --json").output.find("number_3999"), std::string::npos);
+    for (const auto& file : std::filesystem::directory_iterator(folder_ / "."))
+        EXPECT_EQ(file.path().string().find("many.index"), std::string::npos) << file.path();
+
+    // An index block at the end doesn't hide the damage before it.
+    std::string damaged = contentOf(folder_ / "many.svbin");
+    damaged.replace(24, 8, std::string(8, '\0'));
+    store(folder_ / "many.svbin", damaged);
+    EXPECT_EQ(run("index many.svbin").status, 1);
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "many.index"));
+    EXPECT_EQ(run("index none.mat").status, 1);
 }
 
 TEST_F(Tool, TellsHowItEnded)
