@@ -26,7 +26,26 @@ for form in OFF:static ON:shared; do
         -DBUILD_SHARED_LIBS="${form%:*}" >/dev/null
     "$cmake" --build "cmake-$form" >/dev/null
     runs "./cmake-$form/svdata_example" "${form#*:}"
+    "./cmake-$form/svdata_arrays_example" >printed 2>/dev/null
+    cat >expected <<'END'
+view 7, copy 1
+highest 90 at (3,1), mean 71
+limited to 80, inner 3 x 2, turned 2 x 3
+coldest 50
+read back: the same
+2 reports, empty: yes
+in Fahrenheit 194
+END
+    diff printed expected
 done
+# Every line of code in the page is one of the example.
+sed -n '/^```cpp$/,/^```$/p' "$example/../../docs/arrays.md" | grep -v '^```' >quoted
+test -s quoted
+while IFS= read -r line; do
+    grep -qxF -- "$line" source/arrays.cpp || { echo "docs/arrays.md quotes what isn't in the example: $line"; exit 1; }
+done <quoted
+grep -q '^License: Apache-2.0$' "$PKG_CONFIG_PATH/svdata.pc"
+grep -q 'SPDX-License-Identifier: Apache-2.0' "$libraries/cmake/svdata/svdata-config.cmake"
 
 flags=$(pkg-config --cflags svdata)
 link=$(pkg-config --libs svdata)
