@@ -15,7 +15,7 @@
 
 using namespace svinternal;
 
-// For what only a debugger calls: the linker keeps it, even one that drops unused sections.
+// For functions that only a debugger calls: the linker keeps them, also with --gc-sections.
 #define SV_KEPT [[gnu::used, gnu::retain]]
 
 namespace {
@@ -53,8 +53,8 @@ SVMutableArray<T>& applyArray(
     return A;
 }
 
-// One entry as the printers write it. The plus makes a number of an 8-bit entry, which a stream would take
-// for a character.
+// One entry as the printers write it. The plus makes a number of an 8-bit entry, which a stream would print
+// as a character.
 template <class T>
 void printEntry(T value)
 {
@@ -77,7 +77,7 @@ char signOf(T value)
     if constexpr (SVArrayMemberOf<T>.signs == SVArraySignPrinter::FiniteAndNonFinite) {
         if (std::isnan(value))
             return '*';
-        // P is the negative infinity and M the positive one, on purpose: swapped, old notes would be misread.
+        // P is the negative infinity and M the positive one, as in existing logs: don't swap them.
         if (std::isinf(value))
             return value < 0 ? 'P' : 'M';
     }
@@ -194,7 +194,7 @@ long SVArrayHandle<T>::MutableReferences() const
 template <class T>
 void SVArrayHandle<T>::PrintErrorMessage(long i) const
 {
-    // A position runs over the whole block, so its bound is the length, which is m for a vector.
+    // A position runs over the whole block: its bound is the length.
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, Length());
 }
 
@@ -210,8 +210,8 @@ void SVArrayHandle<T>::PrintErrorMessage(long i, long j, long k) const
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o());
 }
 
-// The statement that touches "memory" holds against optimisation across the whole program too: what a pure
-// function writes would otherwise be taken for never written.
+// The "memory" statement is for link-time optimisation, which could otherwise drop the writes of a pure
+// function.
 template <class T>
 svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i) const noexcept
 {

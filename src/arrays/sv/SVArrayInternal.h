@@ -1,6 +1,6 @@
 #pragma once
 
-// What the operations on arrays share. Not for programs.
+// Shared by the operations on arrays. Internal.
 
 #include "arrays/kernels/SVElementCopy.h"
 #include "arrays/sv/SVArray.h"
@@ -26,7 +26,7 @@ std::string words(const char* before, const char* behind)
     return std::string(before) + SVArrayMemberOf<T>.stem + behind;
 }
 
-// Reports, and gives the empty array that an operation answers with.
+// Reports, and returns the empty array that an operation returns on failure.
 template <class T>
 SVMutableArray<T> failed(const std::string& functionWord, const char* message)
 {
@@ -34,7 +34,7 @@ SVMutableArray<T> failed(const std::string& functionWord, const char* message)
     return SVMutableArray<T>();
 }
 
-// Arithmetic on 32-bit entries wraps around, in every build alike.
+// Arithmetic on 32-bit entries wraps around: signed overflow would be undefined.
 inline std::uint32_t asUnsigned(std::int32_t number)
 {
     return static_cast<std::uint32_t>(number);

@@ -41,8 +41,8 @@ template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Reshape)>>
 SVMutableArray<T> Reshape(const SVArray<T>& A, long m, long n, long o)
 {
     const std::string word = words<T>("Reshape(SV", "Array,...)");
-    // Int needs no such words: a negative dimension makes the size wrong, and of two the array that is made
-    // tells.
+    // Not for int: one negative dimension makes the size wrong, and two are reported by the constructor of
+    // the array.
     constexpr bool testsForNegative = !std::is_same_v<T, std::int32_t>;
     if (testsForNegative && (m < 0 || n < 0 || o < 0))
         return failed<T>(word, "One of the new dimensions is negative.");
@@ -81,7 +81,7 @@ template <class T>
 SVMutableArray<T> IncreaseSize(const SVArray<T>& A, long length)
 {
     constexpr const char* word = "IncreaseSize(Array,Length)";
-    if (length < 0) // 0 is allowed, whatever the words say.
+    if (length < 0) // 0 is allowed, although the text says ">0".
         return failed<T>(word, "Length needs to be >0.");
     long m = A.m(), n = A.n(), o = A.o();
     if (o >= 2) {

@@ -9,11 +9,11 @@ namespace {
 using svinternal::ErrorLists;
 using svinternal::outOfRangeText;
 
-// Never destroyed: a file handle that a static object closes at the process's end may still report.
+// Never destroyed: a static object that closes a file at the end of the process may still report.
 ErrorLists& errorLists()
 {
     static auto& lists = *new ErrorLists;
-    // Whole-program optimisation must not take the lists for unchanged either (see SVArray.h).
+    // Link-time optimisation must not assume that the lists are unchanged (see SVArray.h).
     asm volatile("" : : : "memory");
     return lists;
 }
@@ -45,8 +45,7 @@ ErrorLists& prepareErrorMessage(std::string msg)
 
 std::string outOfRangeText(const std::string& type, long i, long m)
 {
-    // "be lie" has been in this sentence for as long as programs have searched their logs for it; only the
-    // one-index form has it.
+    // "be lie" is part of the sentence that users search logs for; only the one-index form has it.
     return type + "(" + SVSize2String(i) + ") is not valid, needs to be lie in " + upTo(m) + ".";
 }
 

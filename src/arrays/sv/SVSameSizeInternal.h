@@ -1,6 +1,6 @@
 #pragma once
 
-// Not for programs. It includes no array class, so that SVArray.cpp can use it as well as the operations.
+// Internal. It includes no array class, so that both SVArray.cpp and the operations can use it.
 
 namespace svinternal {
 
