@@ -2,8 +2,8 @@
 
 namespace {
 
-// Made once and kept: making one takes longer than reading a number. Null if there is no memory for it, which
-// uselocale() takes for "leave it as it is".
+// Made once and kept: making one takes longer than reading a number. Null without memory for it; uselocale()
+// then changes nothing.
 locale_t cLocale()
 {
     static const locale_t locale = ::newlocale(LC_ALL_MASK, "C", nullptr);

@@ -85,7 +85,7 @@ void SVDataFileContent::ReadInContent(Search search)
     atEnd = false;
 }
 
-// A block counts only as the last thing in the file: a file that grows behind one is scanned.
+// A block is used only at the end of the file: a file with entries behind it is scanned.
 bool SVDataFileContent::ReadIndexBlock()
 {
     const long long length = file.Length();
@@ -151,8 +151,8 @@ void SVDataFileContent::ReportDamage()
     SVErrorMessage(kScanWord, kInvalidFormat);
 }
 
-// A file is a sequence of whole entries, and perhaps the beginning of one that is still being written: what
-// isn't whole isn't there yet.
+// A file is a sequence of complete entries, and perhaps the beginning of one that is still being written. An
+// incomplete entry counts as not there yet.
 void SVDataFileContent::Scan()
 {
     SVReadAhead ahead(file);
@@ -170,11 +170,11 @@ void SVDataFileContent::Scan()
         const auto nameLength = static_cast<std::size_t>(header.nameLength); // A negative one is too long.
         if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName)
             return ReportDamage();
-        // The low 32 bits, as every reader of the format has compared them.
+        // The low 32 bits, as all readers of the format compare them.
         if (static_cast<std::int32_t>(header.entrySize) > length - position)
             return;
         const long long nameStart = position + kSVEntryHeaderLength;
-        // A length of the name that the entry contradicts: the entries behind it are whole all the same.
+        // The length of the name is damaged. The size of the entry still leads to the next one.
         const std::size_t nameHeld = std::min(nameLength, static_cast<std::size_t>(length - nameStart));
         if (nameHeld < nameLength)
             ReportDamage();
@@ -183,7 +183,7 @@ void SVDataFileContent::Scan()
             return;
         content.insert_or_assign(textUpToNul(name, nameHeld),
             SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength});
-        // An entry of 2 GiB or more has lost its size and would lead back into what was read.
+        // An entry of 2 GiB or more has lost its size and would lead backwards.
         if (header.entrySize < 0)
             return ReportDamage();
         if (header.entrySize > length - position)
@@ -198,7 +198,7 @@ bool SVDataFileContent::PrepareToWrite(const std::string& name)
         SVErrorMessage(kSaveWord, file.IsReadOnly() ? "File is read only." : "Empty File.");
         return false;
     }
-    // Every reader stops at such an entry, and all that was saved behind it would be lost.
+    // Readers stop at such an entry and would lose all entries behind it.
     if (name.size() >= kSVLongestName) {
         SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
         return false;
@@ -211,7 +211,7 @@ bool SVDataFileContent::PrepareToWrite(const std::string& name)
     return true;
 }
 
-// Goes by what is known of the file, not by its length: a file that holds a magic alone gets a second one.
+// Decided by the known entries, not by the length of the file: a file with a magic only gets a second one.
 void SVDataFileContent::WriteHeaderIfNecessary()
 {
     if (!content.empty())

@@ -34,7 +34,7 @@ FMatrix headerFrom(const unsigned char* bytes, bool swap)
     return header;
 }
 
-// What the machine's byte order adds to a type.
+// The part of a type that is the machine's byte order.
 int orderOfMachine()
 {
     return SVFile::RunningOnBigEndianMachine() ? kSVMatlabTypeModulus : 0;
@@ -118,7 +118,7 @@ void SVMatlabDataFileContent::Scan()
         if (!bytes)
             return;
         FMatrix header = headerFrom(bytes, swapBytes);
-        // The first matrix settles the byte order of the whole file.
+        // The first matrix decides the byte order of the whole file.
         if (first && (header.type < base || header.type > base + 52)) {
             swapBytes = true;
             header = headerFrom(bytes, true);
@@ -128,8 +128,7 @@ void SVMatlabDataFileContent::Scan()
             || header.type > kSVMatlabLargestType) {
             SVErrorMessage(
                 "Reading In File Content", "Invalid file format, make sure you used the -v4 in matlab.");
-            // What was found before is then read in the machine's order: readers rely on this rule as it
-            // stands.
+            // The matrices before it are then read in the machine's order: existing readers rely on that.
             if (!first)
                 swapBytes = false;
             isSound = false;
@@ -158,8 +157,8 @@ void SVMatlabDataFileContent::Scan()
 void SVMatlabDataFileContent::WriteHeader(const std::string& name, int type, int rows, int columns)
 {
     file.MoveToEnd();
-    // Entered before its place in the file is known: a variable can't be read through the handle that saved
-    // it, and whoever opens the file anew finds it.
+    // Entered without its place in the file: by the rules of this format a variable can be read only after
+    // the file was opened again.
     content.insert_or_assign(name, SVMatlabDataEntry{rows, columns, type, -1});
     if (!file.IsOpen())
         return;
@@ -192,7 +191,7 @@ void SVMatlabDataFileContent::SaveIndex()
         SVAppendNumber(records, entry.n);
         SVAppendName(records, name);
     }
-    file.Flush(); // What the index tells of must not come later than the index.
+    file.Flush(); // The data must not reach the disk after the index.
     const std::string name = SVMatlabIndexFileName(file.Name());
     if (SVReplaceFile(name, records)) {
         indexFile = SVFile(name, SVFile::ReadOnly);

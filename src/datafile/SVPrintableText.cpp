@@ -7,7 +7,7 @@ unsigned byteAt(const std::string& text, std::size_t place)
     return place < text.size() ? static_cast<unsigned char>(text[place]) : 0;
 }
 
-// A byte from 0x80 to 0x9f is the second one of a control character behind 0xc2.
+// Behind 0xc2, a byte from 0x80 to 0x9f makes a control character.
 bool isControl(const std::string& text, std::size_t place, std::size_t length)
 {
     const unsigned first = byteAt(text, place);
@@ -36,7 +36,7 @@ std::size_t SVCharacterLength(const std::string& text, std::size_t place)
     for (std::size_t i = 1; i < length; ++i)
         if ((byteAt(text, place + i) & 0xc0) != 0x80)
             return 0;
-    // Not the long forms of short characters, not the surrogates, nothing above U+10FFFF.
+    // No overlong forms, no surrogates, nothing above U+10FFFF.
     const unsigned second = byteAt(text, place + 1);
     const bool wrong = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f)
         || (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);

@@ -16,7 +16,7 @@ void print(const std::string& text)
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// Without the closing brace: more may follow.
+// Without the closing brace, so that the caller can add members.
 std::string jsonHead(const DataSource::Variable& variable)
 {
     std::string json = "{\"name\": ";
@@ -60,7 +60,7 @@ void printValues(const SVArray<T>& array)
     }
 }
 
-// The elements of three dimensions in two.
+// The elements of an m x n x o array as a matrix of m*n rows.
 template <class T>
 SVArray<T> asMatrix(const SVArray<T>& array)
 {
@@ -76,7 +76,7 @@ public:
         : source_(source), target_(target), toMatlab_(toMatlab)
     { }
 
-    bool copyAll() // False when something was left out.
+    bool copyAll() // False if something was left out.
     {
         std::vector<DataSource::Variable> variables = source_.variables();
         std::sort(variables.begin(), variables.end(),
@@ -116,7 +116,7 @@ private:
     void save(const std::string& name, const SVArray<T>& array)
     {
         if (toMatlab_ && sizeof(T) < sizeof(std::int32_t) && array.o() > 1) {
-            // The library writes no companion for the narrow types; its readers take one from any of them.
+            // The library writes no companion for the narrow types, but reads one for all types.
             target_.Save(static_cast<double>(array.m()), name + DataSource::kCompanionEnding);
             target_.Save(asMatrix(array), name);
         } else {

@@ -28,7 +28,7 @@ bool DataSource::isMatlab(const std::string& path)
 
 std::optional<DataSource> DataSource::open(const std::string& path)
 {
-    // By its name: a file that is adopted counts as a new one when it is empty, and loses its index.
+    // By its name: adopting an empty file would remove its index.
     if (isMatlab(path)) {
         SVMatlabDataFile file(path, SVFile::ReadOnly);
         return file.IsOpen() ? std::optional(DataSource(std::move(file))) : std::nullopt;
@@ -39,7 +39,7 @@ std::optional<DataSource> DataSource::open(const std::string& path)
 
 bool DataSource::writeIndex(const std::string& path)
 {
-    // The old index would be believed, although the file may have grown since.
+    // The old index would be believed, although the file may have grown.
     ::unlink((isMatlab(path) ? SVMatlabIndexFileName(path) : SVIndexFileNameForReading(path)).c_str());
     std::optional<DataSource> source = open(path);
     if (!source)
@@ -118,7 +118,7 @@ bool DataSource::isTakenForShape(const Variable& variable) const
     const std::string shaped = nameOfShaped(variable.name);
     if (shaped.empty() || !hasKnownType(variable))
         return false;
-    // Of a text, every reader of the other variable would complain.
+    // A text would make every reader of the other variable report an illegal type.
     return describe(shaped).o > 1 || isText(variable) || storage().ReadInt(variable.name) > 0;
 }
 
@@ -140,7 +140,7 @@ std::string DataSource::readText(const Variable& variable, bool& isWhole) const
         isWhole = static_cast<long>(text.size()) == variable.stored;
         return text;
     }
-    // As bytes: the reader of strings stops at the first NUL, which may stand inside.
+    // As bytes: ReadString() stops at the first NUL.
     const SVCharArray bytes = storage().ReadCharArray(variable.name);
     isWhole = bytes.Length() == variable.stored;
     std::string text(bytes.Pointer(), bytes.Pointer() + bytes.Length());
@@ -172,9 +172,8 @@ DataSource::Stored DataSource::storedAs(const Variable& variable) const
         if (variable.type == (native ? row.nativeCode : row.matlabCode))
             return row.stored;
     if (native || variable.type != kSVMatlabText)
-        return Stored::Double; // An unknown type, of which the reader of doubles makes its report.
-    // Text and signed bytes are one in a MAT-file. What has more than one line, or would be cut at a NUL, is
-    // read as bytes.
+        return Stored::Double; // An unknown type: the reader of doubles reports it.
+    // A MAT-file has one type for text and signed bytes. A matrix, or a text with a NUL, is read as bytes.
     const long length = variable.m * variable.n * variable.o;
     const bool isLine = length == std::max({variable.m, variable.n, variable.o}) || length == 0;
     const auto textLength = [&] { return static_cast<long>(storage().ReadString(variable.name).size()); };

@@ -8,14 +8,14 @@
 #include <variant>
 #include <vector>
 
-// Whether the path has the extension, which is given in small letters, in letters of any case.
+// Whether the path has the extension, in small or capital letters. `small` is in small letters.
 bool hasExtension(const std::string& path, const std::string& small);
 
 // A data file of either format, told apart by its extension: "mat" in small or capital letters, or else the
 // native one.
 class DataSource {
 public:
-    // In a MAT-file, of the variable that tells the shape of the one named before it.
+    // In a MAT-file, "<name>_3D" holds the shape of <name>.
     static constexpr const char* kCompanionEnding = "_3D";
 
     struct Variable {
@@ -23,7 +23,7 @@ public:
         int type = 0; // The format's code.
         long m = 0;
         long n = 0;
-        long o = 0; // As it is read: of a MAT-file with what its companion tells.
+        long o = 0; // In a MAT-file the companion changes the shape: this is the shape as read.
         long stored = 0; // Elements in the file. A companion that doesn't fit leaves some of them out.
         long long location = -1;
     };
@@ -31,23 +31,23 @@ public:
     // Empty when the file can't be opened.
     static std::optional<DataSource> open(const std::string& path);
     static bool isMatlab(const std::string& path);
-    // Writes an index file anew, from what is in the file now. False, with a report and without an old index,
-    // when there is none to be made.
+    // Writes an index file anew, from what is in the file now. If none can be made it reports the reason,
+    // removes an old index and returns false.
     static bool writeIndex(const std::string& path);
 
     const SVDataStorage& storage() const;
     std::string listing() const;
     Variable describe(const std::string& name) const;
     std::vector<Variable> variables() const; // Sorted by name.
-    // Whether the variable belongs to the format and not to its user: an index block, a companion.
+    // Whether the variable is part of the format and not of the data: an index block, a companion.
     bool isInternal(const std::string& name) const;
 
     // Whether a MAT-file would take the variable for the shape of another one.
     bool isTakenForShape(const Variable& variable) const;
 
     // Reads a variable with the type that it is stored with and calls `use(array, isWhole)`, or `use(text,
-    // isWhole)` for a std::string. What isn't whole has lost elements: the file ends before them, or has them
-    // in a type that is not known.
+    // isWhole)` for a std::string. A value that isn't whole has lost elements: the file ends before them, or
+    // their type is unknown.
     template <class Use>
     void read(const Variable& variable, Use use) const;
 
@@ -59,7 +59,7 @@ private:
     Stored storedAs(const Variable& variable) const;
     bool isText(const Variable& variable) const;
     bool hasKnownType(const Variable& variable) const;
-    // The variable that this one tells the shape of, if it is named so; else empty.
+    // The variable whose shape this one would hold, by its name; empty if there is none.
     std::string nameOfShaped(const std::string& name) const;
     std::string readText(const Variable& variable, bool& isWhole) const;
     template <class T, class Use>

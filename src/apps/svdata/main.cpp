@@ -59,7 +59,7 @@ int main(int argc, char** argv)
 {
     std::vector<std::string> words;
     bool asJson = false;
-    bool optionsEnded = false; // By "--": a name may begin with a dash.
+    bool optionsEnded = false; // By "--", for names that begin with a dash.
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (optionsEnded || word.empty() || word[0] != '-')

@@ -1,7 +1,7 @@
 #pragma once
 
 // Counts of elements. A count beyond 64 bits must not wrap into a small allocation: it throws
-// std::bad_array_new_length, as the allocation of more elements than there can be does.
+// std::bad_array_new_length, as operator new does.
 
 #include <limits>
 #include <new>

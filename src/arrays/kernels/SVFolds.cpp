@@ -9,8 +9,8 @@ namespace svinternal {
 
 namespace {
 
-// Folds the entries in lanes, which the processor does side by side, and the lanes at the end. Each lane
-// begins with `first` and each step keeps the lane or takes the entry.
+// Folds the entries in lanes, so that the compiler can use vector instructions, and the lanes at the end.
+// Each lane begins with `first`.
 template <class Lane, class T, class Step>
 Lane foldInLanes(const T* entries, long count, Lane first, Step step)
 {
@@ -31,7 +31,7 @@ Lane foldInLanes(const T* entries, long count, Lane first, Step step)
     return lanes[0];
 }
 
-// The better one of `best` and the entries; an equal one doesn't take its place.
+// The best of `best` and the entries. Of equal ones the first is kept.
 template <class T, class Better>
 T bestOf(const T* entries, long count, T best, Better better)
 {

@@ -1,9 +1,8 @@
 #pragma once
 
-// Numbers that one pass over a block gives. Defined for double, float, std::int32_t, std::int16_t,
-// std::uint16_t, signed char and unsigned char, unless a line says otherwise. A count of 0 gives 0, and -1 as
-// a position. A NaN is neither smaller nor larger than anything: it counts only as the first entry, which
-// nothing then replaces.
+// Results of one pass over a block. Defined for double, float, std::int32_t, std::int16_t, std::uint16_t,
+// signed char and unsigned char, unless a line says otherwise. A count of 0 gives 0, and -1 as a position. A
+// NaN is neither smaller nor larger than anything: it is the result only if it is the first entry.
 
 namespace svinternal {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Writing past the caches, for results that are larger than these. On a processor without an implementation
-// here streamingCopy() is a plain copy and finishStreaming() does nothing.
+// Writes that bypass the caches, for results larger than the caches. Without an implementation for the
+// processor streamingCopy() is a plain copy and finishStreaming() does nothing.
 
 #include <algorithm>
 #include <cstddef>
@@ -37,7 +37,7 @@ void computeBlock(T* to, long count, Compute compute, const Source*... from)
         return;
     }
     constexpr long kPiece = 4096 / kWidest;
-    constexpr long kAhead = 4 * kPiece; // The memory answers after some pieces.
+    constexpr long kAhead = 4 * kPiece; // Memory latency is as long as some pieces take.
     alignas(64) T piece[kPiece];
     for (long i = 0; i < count; i += kPiece) {
         const long length = std::min(kPiece, count - i);

@@ -15,7 +15,7 @@ void transpose(const T* from, long m, long n, long o, T* to)
         copyElements(from, count, to);
         return;
     }
-    // A layer is what the first index and the one that becomes the first span.
+    // A layer is spanned by the first index and the index that becomes the first.
     const long rows = m;
     const long columns = o > 1 ? o : n;
     const long layers = o > 1 ? n : 1;
