@@ -94,13 +94,13 @@ private:
             return leaveOut(variable.name, "its place in the file is not known");
         if (toMatlab_ && source_.isTakenForShape(variable))
             return leaveOut(variable.name, "a MAT-file would take it for the shape of another variable");
+        if (!toMatlab_ && variable.bytes > kLargestNativeData)
+            return leaveOut(variable.name, "a native file has no room for 2 GiB in one variable");
         source_.read(variable, [&](const auto& value, bool isWhole) {
-            if (!isWhole)
-                leaveOut(variable.name, "it can't be read whole");
-            else if (!toMatlab_ && sizeOf(value) > kLargestNativeData)
-                leaveOut(variable.name, "a native file has no room for 2 GiB in one variable");
-            else
+            if (isWhole)
                 save(variable.name, value);
+            else
+                leaveOut(variable.name, "it can't be read whole");
         });
     }
 
@@ -126,12 +126,6 @@ private:
 
     // The size of an entry, with its header and its name, has 31 bits.
     static constexpr long kLargestNativeData = (1L << 31) - 1 - 28 - 255;
-    static long sizeOf(const std::string& text) { return static_cast<long>(text.size()) + 1; }
-    template <class T>
-    static long sizeOf(const SVArray<T>& array)
-    {
-        return array.Length() * static_cast<long>(sizeof(T));
-    }
 
     const DataSource& source_;
     SVDataStorage& target_;

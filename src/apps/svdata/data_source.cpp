@@ -62,11 +62,13 @@ std::string DataSource::listing() const
 
 namespace {
 
-// 0 if a dimension is negative or the product is too large for any file.
-long elementsOf(long m, long n, long o)
+// 0 if a dimension is negative or the size in bytes overflows.
+long elementsOf(int m, int n, int o)
 {
-    const long long end = SVEndOfData(0, static_cast<int>(m), static_cast<int>(n), static_cast<int>(o), 1);
-    return end < 0 || end == std::numeric_limits<long long>::max() ? 0 : static_cast<long>(end);
+    constexpr int kLargestElement = 8;
+    const long long end = SVEndOfData(0, m, n, o, kLargestElement);
+    return end < 0 || end == std::numeric_limits<long long>::max() ? 0
+                                                                   : static_cast<long>(end / kLargestElement);
 }
 
 } // namespace
@@ -75,18 +77,21 @@ DataSource::Variable DataSource::describe(const std::string& name) const
 {
     if (const auto* native = std::get_if<SVDataFile>(&file_)) {
         const SVDataFile::Description entry = native->Describe(name);
+        const SVFileType* const type = SVTypeWithCode(kSVDataFileTypes, entry.type);
         const long stored = elementsOf(entry.m, entry.n, entry.o);
-        return {name, entry.type, entry.m, entry.n, entry.o, stored, entry.location};
+        const long bytes = stored * (type ? type->elementSize : 1);
+        return {name, entry.type, entry.m, entry.n, entry.o, stored, bytes, entry.location};
     }
     const auto& matlab = std::get<SVMatlabDataFile>(file_);
     const SVMatlabDataFile::Description entry = matlab.Describe(name);
     const long stored = elementsOf(entry.m, entry.n, 1);
+    const long bytes = stored * std::max(1, SVMatlabElementSize(entry.type));
     const std::string companion = name + kCompanionEnding;
     const bool hasCompanion = matlab.Contains(companion) && !matlab.SavedAsString(companion);
     const int rows = hasCompanion ? matlab.ReadInt(companion) : 0;
     if (rows > 0)
-        return {name, entry.type, rows, entry.m / rows, entry.n, stored, entry.location};
-    return {name, entry.type, entry.m, entry.n, 1, stored, entry.location};
+        return {name, entry.type, rows, entry.m / rows, entry.n, stored, bytes, entry.location};
+    return {name, entry.type, entry.m, entry.n, 1, stored, bytes, entry.location};
 }
 
 std::vector<DataSource::Variable> DataSource::variables() const

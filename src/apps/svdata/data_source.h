@@ -25,6 +25,7 @@ public:
         long n = 0;
         long o = 0; // In a MAT-file the companion changes the shape: this is the shape as read.
         long stored = 0; // Elements in the file. A companion that doesn't fit leaves some of them out.
+        long bytes = 0; // Of these elements.
         long long location = -1;
     };
 

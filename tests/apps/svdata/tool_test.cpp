@@ -180,6 +180,32 @@ TEST_F(Tool, NamesWhatItCantCopy)
     EXPECT_THAT(SVDataFile(folder_ / "h.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
     EXPECT_EQ(SVDataFile(folder_ / "g.svbin", SVFile::ReadOnly).AllVariableNames().size(), 8U);
 
+    // What this machine has no memory for, what a native file has no room for, and a disk that is full.
+    const std::string tool = "cd '" + (folder_ / ".") + "'; '" SVDATA_TOOL "' ";
+    const auto header = [](int type, int rows, int columns, const char* name) {
+        return raw(type) + raw(rows) + raw(columns) + raw(0) + raw(2) + name + std::string(1, '\0');
+    };
+    store(folder_ / "k.mat", header(52, 1, 1, "u") + "?" + header(50, 1 << 16, 1 << 15, "h"));
+    std::filesystem::resize_file(
+        folder_ / "k.mat", std::filesystem::file_size(folder_ / "k.mat") + (1L << 31));
+    const Result huge = run("copy k.mat l.svbin");
+    EXPECT_EQ(huge.status, 1);
+    EXPECT_NE(huge.errors.find("svdata: \"u\" is not copied: it can't be read whole\n"), std::string::npos);
+    EXPECT_NE(huge.errors.find("svdata: \"h\" is not copied: a native file has no room"), std::string::npos);
+    EXPECT_EQ(std::filesystem::file_size(folder_ / "l.svbin"), 0U);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // They need room themselves.
+    EXPECT_EQ(WEXITSTATUS(std::system(("ulimit -v 1000000; " + tool + "show k.mat h 2>err").c_str())), 1);
+    EXPECT_EQ(contentOf(folder_ / "err"), "svdata: std::bad_alloc\n");
+#endif
+    {
+        SVDataFile(folder_ / "m.svbin", SVFile::NewReadWrite).Save(counting<double>(9999), "m");
+    }
+    EXPECT_EQ(WEXITSTATUS(std::system(
+                  ("trap '' XFSZ; ulimit -f 20; " + tool + "copy m.svbin n.svbin 2>err").c_str())),
+        1);
+    EXPECT_NE(
+        contentOf(folder_ / "err").find("svdata: n.svbin could not be written whole\n"), std::string::npos);
+
     // Damage in the middle: what stands before it is copied.
     std::string damaged = contentOf(folder_ / "a.svbin");
     damaged.replace(24, 8, std::string(8, '\0'));
@@ -244,6 +270,9 @@ TEST_F(Tool, LeavesNoIndexThatLies)
     EXPECT_EQ(run("index many.svbin").status, 1);
     EXPECT_FALSE(std::filesystem::exists(folder_ / "many.index"));
     EXPECT_EQ(run("index none.mat").status, 1);
+    SVMatlabDataFile(folder_ / "good.mat", SVFile::NewReadWrite).Save(1.5, "x");
+    EXPECT_EQ(run("index good.mat").status, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "good.index"));
 }
 
 TEST_F(Tool, TellsHowItEnded)
