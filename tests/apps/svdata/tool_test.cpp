@@ -13,6 +13,8 @@ using namespace svtest;
 
 namespace {
 
+constexpr const char* kSmallDisk = "trap '' XFSZ; ulimit -f 20; ";
+
 struct Result {
     int status;
     std::string output;
@@ -21,11 +23,11 @@ struct Result {
 
 class Tool : public testing::Test {
 protected:
-    // Runs the tool in the scratch folder; the arguments are written for a shell.
-    Result run(const std::string& arguments) const
+    // Runs the tool in the scratch folder; the arguments, and limits to set before, are written for a shell.
+    Result run(const std::string& arguments, const std::string& limits = "") const
     {
         const std::string command =
-            "cd '" + (folder_ / ".") + "' && '" SVDATA_TOOL "' " + arguments + " >out 2>err";
+            "cd '" + (folder_ / ".") + "' && (" + limits + "'" SVDATA_TOOL "' " + arguments + ") >out 2>err";
         const int result = std::system(command.c_str());
         return {WEXITSTATUS(result), contentOf(folder_ / "out"), contentOf(folder_ / "err")};
     }
@@ -155,64 +157,52 @@ TEST_F(Tool, NamesWhatItCantCopy)
     EXPECT_EQ(contentOf(folder_ / "d.svbin"), contentOf(folder_ / "a.svbin"));
     EXPECT_EQ(run("show d.svbin text --json").output,
         "{\"name\": \"text\", \"type\": 20, \"m\": 8, \"n\": 1, \"o\": 1, \"values\": \"in\\u0000side\"}\n");
+}
 
-    // A type that is not known, and matrices that are torn or have a shape that doesn't fit.
-    std::string unknown = contentOf(folder_ / "a.svbin");
-    unknown[24 + 8] = 15;
-    store(folder_ / "e.svbin", unknown);
-    store(folder_ / "f.mat", "");
+TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
+{
     {
-        SVMatlabDataFile file(folder_ / "f.mat", SVFile::ExistingReadWrite);
-        file.Save(2.0, "odd_3D");
-        file.Save(counting<double>(5), "odd");
-        file.Save(1.5, "good");
-        file.Save("torn text", "t\n");
+        SVDataFile native(folder_ / "a.svbin", SVFile::NewReadWrite);
+        native.Save(counting<double>(9999), "x");
+        native.Save(1, "good");
+        SVMatlabDataFile matlab(folder_ / "torn.mat", SVFile::NewReadWrite);
+        matlab.Save(2.0, "odd_3D"); // Doesn't divide the five elements.
+        matlab.Save(counting<double>(5), "odd");
+        matlab.Save(1, "good");
+        matlab.Save("torn text", "t\n");
     }
-    std::filesystem::resize_file(folder_ / "f.mat", std::filesystem::file_size(folder_ / "f.mat") - 3);
-    const Result unread = run("copy e.svbin g.svbin");
-    EXPECT_EQ(unread.status, 1);
-    EXPECT_NE(unread.errors.find("svdata: \"x\" is not copied: it can't be read whole\n"), std::string::npos);
-    const Result torn = run("copy f.mat h.svbin");
-    EXPECT_EQ(torn.status, 1);
-    EXPECT_EQ(torn.errors,
-        "svdata: \"odd\" is not copied: it can't be read whole\n"
-        "svdata: \"t\\n\" is not copied: it can't be read whole\n");
-    EXPECT_THAT(SVDataFile(folder_ / "h.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
-    EXPECT_EQ(SVDataFile(folder_ / "g.svbin", SVFile::ReadOnly).AllVariableNames().size(), 8U);
-
-    // What this machine has no memory for, what a native file has no room for, and a disk that is full.
-    const std::string tool = "cd '" + (folder_ / ".") + "'; '" SVDATA_TOOL "' ";
+    std::filesystem::resize_file(folder_ / "torn.mat", std::filesystem::file_size(folder_ / "torn.mat") - 3);
+    std::string bytes = contentOf(folder_ / "a.svbin");
+    store(folder_ / "unknown.svbin", bytes.replace(24 + 8, 1, "\17"));
+    store(folder_ / "damaged.svbin", bytes.replace(24, 8, std::string(8, '\0')));
     const auto header = [](int type, int rows, int columns, const char* name) {
         return raw(type) + raw(rows) + raw(columns) + raw(0) + raw(2) + name + std::string(1, '\0');
     };
-    store(folder_ / "k.mat", header(52, 1, 1, "u") + "?" + header(50, 1 << 16, 1 << 15, "h"));
-    std::filesystem::resize_file(
-        folder_ / "k.mat", std::filesystem::file_size(folder_ / "k.mat") + (1L << 31));
-    const Result huge = run("copy k.mat l.svbin");
-    EXPECT_EQ(huge.status, 1);
-    EXPECT_NE(huge.errors.find("svdata: \"u\" is not copied: it can't be read whole\n"), std::string::npos);
-    EXPECT_NE(huge.errors.find("svdata: \"h\" is not copied: a native file has no room"), std::string::npos);
-    EXPECT_EQ(std::filesystem::file_size(folder_ / "l.svbin"), 0U);
+    const std::string huge = header(52, 1, 1, "u") + "?" + header(50, 1 << 16, 1 << 15, "h");
+    store(folder_ / "huge.mat", huge);
+    std::filesystem::resize_file(folder_ / "huge.mat", huge.size() + (1L << 31));
+    const struct {
+        const char* arguments;
+        const char* limits;
+        const char* error;
+    } cases[] = {
+        {"copy unknown.svbin b.svbin", "", "svdata: \"x\" is not copied: it can't be read whole\n"},
+        {"copy torn.mat b.svbin", "", "svdata: \"odd\" is not copied: it can't be read whole\n"},
+        {"copy torn.mat b.svbin", "", "svdata: \"t\\n\" is not copied: it can't be read whole\n"},
+        {"copy damaged.svbin c.svbin", "", "svdata: damaged.svbin is damaged"},
+        {"copy a.svbin c.svbin", kSmallDisk, "svdata: c.svbin could not be written whole\n"},
+        {"copy huge.mat c.svbin", "", "svdata: \"u\" is not copied: it can't be read whole\n"},
+        {"copy huge.mat c.svbin", "", "svdata: \"h\" is not copied: a native file has no room"},
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // They need room themselves.
-    EXPECT_EQ(WEXITSTATUS(std::system(("ulimit -v 1000000; " + tool + "show k.mat h 2>err").c_str())), 1);
-    EXPECT_EQ(contentOf(folder_ / "err"), "svdata: std::bad_alloc\n");
+        {"show huge.mat h", "ulimit -v 1000000; ", "svdata: std::bad_alloc\n"},
 #endif
-    {
-        SVDataFile(folder_ / "m.svbin", SVFile::NewReadWrite).Save(counting<double>(9999), "m");
+    };
+    for (const auto& row : cases) {
+        const Result result = run(row.arguments, row.limits);
+        EXPECT_EQ(result.status, 1) << row.arguments;
+        EXPECT_NE(result.errors.find(row.error), std::string::npos) << result.errors;
     }
-    EXPECT_EQ(WEXITSTATUS(std::system(
-                  ("trap '' XFSZ; ulimit -f 20; " + tool + "copy m.svbin n.svbin 2>err").c_str())),
-        1);
-    EXPECT_NE(
-        contentOf(folder_ / "err").find("svdata: n.svbin could not be written whole\n"), std::string::npos);
-
-    // Damage in the middle: what stands before it is copied.
-    std::string damaged = contentOf(folder_ / "a.svbin");
-    damaged.replace(24, 8, std::string(8, '\0'));
-    store(folder_ / "i.svbin", damaged);
-    const Result half = run("copy i.svbin j.svbin");
-    EXPECT_EQ(half.status, 1);
-    EXPECT_NE(half.errors.find("svdata: i.svbin is damaged"), std::string::npos) << half.errors;
+    EXPECT_THAT(SVDataFile(folder_ / "b.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
 }
 
 TEST_F(Tool, KnowsAMatlabFileByCapitalLetters)
@@ -256,9 +246,7 @@ TEST_F(Tool, LeavesNoIndexThatLies)
     EXPECT_EQ(run("show big.svbin x").output, "2.5\n");
 
     // The disk has no room for the whole index.
-    const std::string limited =
-        "trap '' XFSZ; ulimit -f 20; cd '" + (folder_ / ".") + "'; '" SVDATA_TOOL "' ";
-    EXPECT_NE(std::system((limited + "index many.svbin 2>err").c_str()), 0);
+    EXPECT_EQ(run("index many.svbin", kSmallDisk).status, 1);
     EXPECT_NE(run("list many.svbin --json").output.find("number_3999"), std::string::npos);
     for (const auto& file : std::filesystem::directory_iterator(folder_ / "."))
         EXPECT_EQ(file.path().string().find("many.index"), std::string::npos) << file.path();
