@@ -23,8 +23,8 @@ install(TARGETS svdata svdata_shared EXPORT svdata-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT svdata)
 install(EXPORT svdata-targets NAMESPACE svdata:: DESTINATION ${package_folder} COMPONENT svdata)
 
-# The headers keep their paths, so that they include each other as they do in the tree. What none of the public
-# ones includes stays at home.
+# The headers keep their paths, so that they include each other as they do in the tree. Internal headers are not
+# installed.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/arrays/sv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/svdata/arrays
     COMPONENT svdata FILES_MATCHING PATTERN "*.h"
     PATTERN "*Internal.h" EXCLUDE)

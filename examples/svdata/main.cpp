@@ -1,5 +1,5 @@
-// Writes a data file as a computing program does, reads it back as somebody else does, and hands it on as a
-// Level 4 MAT-file. Builds without this house's tree:
+// Writes a data file as a computing program does, reads it back as another program does, and hands it on as a
+// Level 4 MAT-file. Builds with the installed library alone:
 //     c++ -std=c++17 main.cpp $(pkg-config --cflags --libs svdata)
 
 #include "arrays/sv/SVErrorMessage.h"
@@ -32,10 +32,10 @@ void write(const std::string& name)
         const std::string variable = "Wave_" + std::to_string(step);
         file.Save(waveAt(time), variable);
         file.Save(time, variable + "_time");
-        // Whatever happens to this program now, the steps up to here can be read.
+        // If this program is killed now, the steps up to here can be read.
         file.Sync();
     }
-    file.SaveIndex(); // Opening the file needn't look at every entry.
+    file.SaveIndex(); // Opening the file then needs one small read.
 }
 
 bool readBack(const std::string& name, const std::string& matlabName)

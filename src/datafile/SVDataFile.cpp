@@ -8,8 +8,9 @@
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVDataListing.h"
-#include "datafile/SVFileStorage.h"
+#include "datafile/SVFileWords.h"
 #include "datafile/SVRecordReader.h"
+#include "datafile/SVRegularFile.h"
 
 #include <unistd.h>
 
@@ -18,7 +19,7 @@
 
 namespace {
 
-// Brackets the use of a content.
+// Holds the lock of a content.
 class ContentGuard {
 public:
     explicit ContentGuard(SVDataFileContent& content) : content_(content) { content_.Lock(); }
@@ -36,13 +37,13 @@ std::string readWord()
     return std::string("dataFile.Read") + SVArrayMemberOf<T>.stem + "Array(name)";
 }
 
-// Reads the stored elements as they are; empty, with a report, when the file ends before them.
+// Reads the stored elements; empty, with a report, if the file ends before them.
 template <class Stored>
 SVMutableArray<Stored> readStored(SVDataFileContent& content, const SVDataEntry& entry)
 {
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, entry.o, sizeof(Stored));
     if (end < 0 || end > content.file.Length()) {
-        // Said before room is made for what can't be there.
+        // Reported before any allocation by sizes that the file can't hold.
         SVErrorMessage(
             std::string("SVFile::ReadBinary(") + SVArrayMemberOf<Stored>.stem + "Array)", kSVTooFewValues);
         return {};
@@ -215,11 +216,27 @@ void SVDataFile::SaveIndex()
 
 bool SVDataFile::WriteIndexFile()
 {
+    constexpr const char* kWord = "SVDataFile::WriteIndexFile";
     const ContentGuard guard(*Content);
-    SVFile index(SVIndexFileNameForReading(Content->file.Name()), SVFile::NewReadWrite);
-    const std::string bytes = SVIndexFileBytes(Content->content);
-    const bool written = index.IsOpen() && index.WriteRaw(bytes.data(), static_cast<long>(bytes.size()));
-    return written && std::fflush(index.FILEForWriting()) == 0;
+    if (!Content->file.IsOpen()) {
+        SVErrorMessage(kWord, "Empty File.");
+        return false;
+    }
+    if (!Content->isSound)
+        return false; // The scan has reported.
+    // An index may list less than the file holds, and hides what a scan would report.
+    Content->atEnd = false;
+    const SVDataFileContent scanned(Content->file, SVDataFileContent::Search::ScanAlone);
+    if (!scanned.isSound)
+        return false; // The scan has reported.
+    if (scanned.swapBytes) {
+        SVErrorMessage(kWord, "An index can't be made for a file of the other byte order.");
+        return false;
+    }
+    if (SVReplaceFile(SVIndexFileNameForReading(Content->file.Name()), SVIndexFileBytes(scanned.content)))
+        return true;
+    SVErrorMessage(kWord, "Could not create the index file");
+    return false;
 }
 
 void SVDataFile::Sync()
@@ -233,7 +250,7 @@ void SVDataFile::Sync()
     const auto slash = name.rfind('/');
     const std::size_t bareName = slash == std::string::npos ? 0 : slash + 1;
     if (period == std::string::npos || period <= bareName)
-        return; // A period of a folder's name, or the one that hides a file.
+        return; // The period belongs to a folder's name or hides the file.
     const long long length = Content->file.Length();
     const std::string syncName = name.substr(0, period) + ".sync";
     std::remove(syncName.c_str());
@@ -296,12 +313,12 @@ SVMutableArray<T> SVDataFile::ReadArray(const std::string& name) const
         SVErrorMessage(word, "Did not find the variable \"" + name + "\" inside the datafile.");
         return {};
     }
-    // Bytes are bytes: the readers of single bytes take a string as well.
+    // The readers of single bytes accept a string, too.
     const int code = sizeof(T) == 1 && entry.type == kSVStringType ? SVDataFileCode<T> : entry.type;
     const auto* reader = std::find_if(std::begin(kNativeReaders<T>), std::end(kNativeReaders<T>),
         [code](const NativeReader<T>& row) { return row.code == code; });
     if (reader == std::end(kNativeReaders<T>)) {
-        // Both readers of bytes say this in the words of the first.
+        // Both readers of bytes report under the word of the first.
         if constexpr (sizeof(T) == 1)
             SVErrorMessage(readWord<signed char>(), "Haven't taken care of this case.");
         else
@@ -335,17 +352,26 @@ std::string SVDataFile::ReadString(const std::string& name) const
     Content->file.SetPosition(entry.location);
     Content->atEnd = false;
     std::string text = Content->file.ReadString(static_cast<unsigned long>(end - entry.location));
-    // Both stored forms: with a NUL the text ends at the first one, without it is all of the bytes.
+    // Two stored forms: with a NUL at the end the text ends at the first NUL, without it the text is all
+    // bytes.
     if (!text.empty() && text.back() == '\0')
         text.resize(text.find('\0'));
     return text;
 }
 
-std::string SVDataFile::Listing() const
+// Copies the entries under the lock. The values are read later, each under the lock, which doesn't nest.
+SVDataListing SVDataFile::EntriesToList() const
 {
+    const ContentGuard guard(*Content);
     SVDataListing listing{Content->file.Name(), "1 entry", 350, 30, {}};
     for (const auto& [name, entry] : Content->content)
         listing.entries.push_back({entry.location, name});
+    return listing;
+}
+
+std::string SVDataFile::Listing() const
+{
+    SVDataListing listing = EntriesToList();
     return listing.Text([this](const std::string& name) { return ListedValue(name); });
 }
 
@@ -357,7 +383,10 @@ std::string SVDataFile::ListedValue(const std::string& name) const
     if (entry.type == kSVStringType)
         return label + SVDataListing::ValueOfString(ReadString(name));
     const bool isNumber = type && entry.m == 1 && entry.n == 1 && entry.o == 1;
-    return label + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, isNumber ? ReadNumber(name) : 0);
+    const double number = isNumber ? ReadNumber(name) : 0;
+    const bool isReal = entry.type == SVDataFileCode<double> || entry.type == SVDataFileCode<float>;
+    return label
+        + SVDataListing::ValueOfArray(entry.m, entry.n, entry.o, SVDataListing::NumberText(number, !isReal));
 }
 
 void SVDataFile::printInfo() const

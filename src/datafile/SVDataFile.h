@@ -4,14 +4,15 @@
 #include "datafile/SVFile.h"
 
 class SVDataFileContent;
+struct SVDataListing;
 class SVDataFile;
 extern template class SVArrayStorageOf<SVDataFile>;
 
-// A file of the native binary format ("svbin"): named arrays and strings, one after the other, only ever
-// appended. Of a name that occurs twice the last occurrence counts. It may be read while another process
-// appends to it: an entry that isn't whole yet isn't seen. docs/native-format.md tells the bytes.
+// A file of the native binary format ("svbin"): a sequence of named arrays and strings to which writers only
+// append. If a name occurs twice, the last occurrence counts. Another process may append while it is read: an
+// entry that isn't complete yet isn't seen. docs/native-format.md describes the bytes.
 //
-// Copies share the open file. What is in it is read once, when it is opened.
+// Copies share the open file. The list of its variables is read once, at opening.
 class SVDataFile : public SVArrayStorageOf<SVDataFile> {
 public:
     SVDataFile(); // No file.
@@ -23,13 +24,14 @@ public:
     ~SVDataFile() override;
 
     bool IsOpen() const;
-    // An index block is written when the last copy goes, which makes opening fast.
+    // Writes an index block, which makes opening fast, when the last copy is destroyed.
     void SaveIndex();
-    // Flushes and notes the length of the file beside it ("<name>.sync"): so much of it is whole.
+    // Flushes, and writes the length of the file to "<name>.sync" beside it: all entries up to there are
+    // complete.
     void Sync();
 
     // What is known of a variable without reading it: its dimensions, its type code (docs/native-format.md),
-    // and the offset of its data, below 0 when there is none of that name.
+    // and the offset of its data, below 0 if there is no such variable.
     struct Description {
         int type = 0;
         int m = 0;
@@ -40,7 +42,9 @@ public:
     Description Describe(const std::string& name) const;
     // The listing that printInfo() writes: a line for each variable, in the order of the file.
     std::string Listing() const;
-    // Writes the index file beside the data file; false when it can't be written.
+    // Writes the index file beside the data file, from a scan of the whole file. False, with a report, if the
+    // file is damaged or has the other byte order, or if the index can't be written; an older index then
+    // stays.
     bool WriteIndexFile();
 
     SVMutablePointer<SVDataStorage> AsPointer() const override;
@@ -71,6 +75,7 @@ private:
     void SaveArray(const SVArray<T>& array, const std::string& name);
     template <class T>
     SVMutableArray<T> ReadArray(const std::string& name) const;
+    SVDataListing EntriesToList() const;
     std::string ListedValue(const std::string& name) const;
     void Release();
 

@@ -59,10 +59,10 @@ void SVDataFileStructure::toBytes(unsigned char* bytes, bool swap) const
     }
 }
 
-SVDataFileContent::SVDataFileContent(const SVFile& openFile) : file(openFile)
+SVDataFileContent::SVDataFileContent(const SVFile& openFile, Search search) : file(openFile)
 {
     swapBytes = file.EndianType() != SVFile::Native && file.EndianType() != SVFile::EndianForMachine();
-    ReadInContent();
+    ReadInContent(search);
 }
 
 SVDataFileContent::~SVDataFileContent()
@@ -77,14 +77,15 @@ SVDataEntry SVDataFileContent::Find(const std::string& name) const
     return place == content.end() ? SVDataEntry() : place->second;
 }
 
-void SVDataFileContent::ReadInContent()
+void SVDataFileContent::ReadInContent(Search search)
 {
-    if (file.IsOpen() && !ReadIndexBlock() && !ReadIndexFile())
+    const bool indexCounts = search == Search::IndexOrScan;
+    if (file.IsOpen() && !(indexCounts && (ReadIndexBlock() || ReadIndexFile())))
         Scan();
     atEnd = false;
 }
 
-// A block counts only as the last thing in the file: a file that grows behind one is scanned.
+// A block is used only at the end of the file: a file with entries behind it is scanned.
 bool SVDataFileContent::ReadIndexBlock()
 {
     const long long length = file.Length();
@@ -136,6 +137,7 @@ bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
         && (beginsWith(bytes, kSVMagicBigEndian, kSVMagicLength)
             || beginsWith(bytes, kSVMagicVersion1, kSVMagicLength));
     if (!little && !big) {
+        isSound = false;
         SVErrorMessage("SVDataFile::ReadInContent", "Not a valid Sorvanta binary format.");
         return false;
     }
@@ -143,8 +145,14 @@ bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
     return true;
 }
 
-// A file is a sequence of whole entries, and perhaps the beginning of one that is still being written: what
-// isn't whole isn't there yet.
+void SVDataFileContent::ReportDamage()
+{
+    isSound = false;
+    SVErrorMessage(kScanWord, kInvalidFormat);
+}
+
+// A file is a sequence of complete entries, and perhaps the beginning of one that is still being written. An
+// incomplete entry counts as not there yet.
 void SVDataFileContent::Scan()
 {
     SVReadAhead ahead(file);
@@ -160,24 +168,24 @@ void SVDataFileContent::Scan()
             return;
         const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
         const auto nameLength = static_cast<std::size_t>(header.nameLength); // A negative one is too long.
-        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName) {
-            SVErrorMessage(kScanWord, kInvalidFormat);
-            return;
-        }
-        // The low 32 bits, as every reader of the format has compared them.
+        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName)
+            return ReportDamage();
+        // The low 32 bits, as all readers of the format compare them.
         if (static_cast<std::int32_t>(header.entrySize) > length - position)
             return;
         const long long nameStart = position + kSVEntryHeaderLength;
-        const unsigned char* name = ahead.At(nameStart, nameLength);
+        // The length of the name is damaged. The size of the entry still leads to the next one.
+        const std::size_t nameHeld = std::min(nameLength, static_cast<std::size_t>(length - nameStart));
+        if (nameHeld < nameLength)
+            ReportDamage();
+        const unsigned char* name = ahead.At(nameStart, nameHeld);
         if (!name)
             return;
-        content.insert_or_assign(textUpToNul(name, nameLength),
+        content.insert_or_assign(textUpToNul(name, nameHeld),
             SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength});
-        // An entry of 2 GiB or more has lost its size and would lead back into what was read.
-        if (header.entrySize < 0) {
-            SVErrorMessage(kScanWord, kInvalidFormat);
-            return;
-        }
+        // An entry of 2 GiB or more has lost its size and would lead backwards.
+        if (header.entrySize < 0)
+            return ReportDamage();
         if (header.entrySize > length - position)
             return;
         position += header.entrySize;
@@ -190,7 +198,7 @@ bool SVDataFileContent::PrepareToWrite(const std::string& name)
         SVErrorMessage(kSaveWord, file.IsReadOnly() ? "File is read only." : "Empty File.");
         return false;
     }
-    // Every reader stops at such an entry, and all that was saved behind it would be lost.
+    // Readers stop at such an entry and would lose all entries behind it.
     if (name.size() >= kSVLongestName) {
         SVErrorMessage(kSaveWord, "The name of a variable can have 254 bytes at most.");
         return false;
@@ -203,7 +211,7 @@ bool SVDataFileContent::PrepareToWrite(const std::string& name)
     return true;
 }
 
-// Goes by what is known of the file, not by its length: a file that holds a magic alone gets a second one.
+// Decided by the known entries, not by the length of the file: a file with a magic only gets a second one.
 void SVDataFileContent::WriteHeaderIfNecessary()
 {
     if (!content.empty())

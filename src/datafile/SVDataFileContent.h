@@ -10,11 +10,12 @@
 
 struct SVDataFileStructure;
 
-// What the copies of an SVDataFile share: the open file and what was found in it, once, when it was opened.
-// The last of them writes the index block when it was asked for, and then closes the file.
+// Shared by the copies of an SVDataFile: the open file and its content, which is read once, at opening. The
+// last copy writes the index block if saveIndex is set, and closes the file.
 class SVDataFileContent {
 public:
-    explicit SVDataFileContent(const SVFile& openFile);
+    enum class Search { IndexOrScan, ScanAlone };
+    explicit SVDataFileContent(const SVFile& openFile, Search search = Search::IndexOrScan);
     ~SVDataFileContent();
     SVDataFileContent(const SVDataFileContent&) = delete;
     SVDataFileContent& operator=(const SVDataFileContent&) = delete;
@@ -22,27 +23,29 @@ public:
     void Lock() { accessLock.Lock(); }
     void Unlock() { accessLock.Unlock(); }
 
-    // The entry under a name, a default one when there is none.
+    // The entry of that name; a default one if there is none.
     SVDataEntry Find(const std::string& name) const;
-    // Whether an entry of that name may be written; what forbids it is reported. Leaves the file at its end,
-    // with its magic written.
+    // Whether an entry of that name may be written; if not, the reason is reported. Leaves the file at its
+    // end, with its magic written.
     bool PrepareToWrite(const std::string& name);
-    // Writes the header and the name of an entry whose data come next, and enters it.
+    // Writes the header and the name of an entry, and adds it to `content`. The data come next.
     void WriteHeader(const std::string& name, int type, long m, long n, long o, long long dataSize);
 
     SVLock accessLock;
     int referenceCount = 1;
     std::map<std::string, SVDataEntry> content;
     SVFile file;
-    bool atEnd = false; // The stream stands at the end of the file.
+    bool atEnd = false; // The stream is at the end of the file.
     bool swapBytes = false; // The file's byte order isn't the machine's.
+    bool isSound = true; // The scan, if there was one, had nothing to report.
     bool saveIndex = false;
 
 private:
-    void ReadInContent();
+    void ReadInContent(Search search);
     bool ReadIndexBlock();
     bool ReadIndexFile();
     void Scan();
+    void ReportDamage();
     bool ReadMagic(const unsigned char* bytes, std::size_t count);
     void WriteHeaderIfNecessary();
     void SaveIndexBlock();

@@ -1,7 +1,6 @@
 #pragma once
 
-// The constants of the native binary format, for its reader and its writer. docs/native-format.md tells the
-// bytes.
+// The constants of the native binary format, for its reader and its writer. See docs/native-format.md.
 
 #include "datafile/SVTypeTable.h"
 
@@ -28,7 +27,7 @@ inline constexpr const char* kSVIndexFileMagic = "svbin index file";
 inline constexpr std::size_t kSVIndexFileMagicLength = 17; // With its NUL.
 inline constexpr int kSVIndexFileTypeModulus = 100;
 
-// The type codes. There are no others: 3 to 7 and 13 to 19 are left free on purpose.
+// The type codes. There are no others: 3 to 7 and 13 to 19 are reserved.
 inline constexpr SVFileType kSVDataFileTypes[] = {
     {1, 8, " - double - "},
     {2, 4, " -  float - "},
@@ -47,7 +46,7 @@ inline constexpr int kSVDataFileCodes[] = {1, 2, 8, 10, 9, kSVCharType, 11};
 template <class T>
 inline constexpr int SVDataFileCode = kSVDataFileCodes[SVArrayMemberNumber<T>];
 
-// The header of an entry, as it lies in the file in the file's byte order.
+// The header of an entry: 28 bytes, in the file's byte order.
 struct SVDataFileStructure {
     std::int64_t entrySize = 0; // Of the whole entry.
     std::int32_t type = 0;

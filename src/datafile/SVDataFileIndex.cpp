@@ -16,7 +16,7 @@ struct Record {
     std::string name;
 };
 
-// Enters records as long as each can be right.
+// Reads all records. The first one that can't be right makes it fail.
 template <class TakeRecord>
 bool readRecords(SVRecordReader records, long long fileLength, std::map<std::string, SVDataEntry>& content,
     TakeRecord takeRecord)

@@ -9,7 +9,7 @@ namespace {
 template <class Value>
 void writeWithNote(SVDataStorage& storage, const std::string& name, const Value& value, const char* note)
 {
-    // The value first: whoever sees the note finds what it speaks of.
+    // The value first: a reader that sees the note must find the value.
     Write(storage, name, value);
     storage.Save(std::string(note), "Seq_" + name);
     storage.Flush();

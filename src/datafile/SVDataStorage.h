@@ -9,14 +9,14 @@
 #include <type_traits>
 #include <vector>
 
-// A store of named arrays and strings, whatever lies behind it. Names are bytes, UTF-8 in practice. A failure
-// is reported through SVErrorMessage and gives an empty answer; nothing throws. One thread at a time uses a
+// The interface of a store of named arrays and strings. Names are bytes, UTF-8 in practice. A failure is
+// reported through SVErrorMessage and gives an empty result; nothing throws. One thread at a time uses a
 // store and its copies.
 class SVDataStorage {
 public:
     virtual ~SVDataStorage() = default;
 
-    // A counted pointer to a handle of its own on the same store.
+    // A counted pointer to a new handle on the same store.
     virtual SVMutablePointer<SVDataStorage> AsPointer() const = 0;
 
     // In the order of their bytes.
@@ -24,7 +24,7 @@ public:
     virtual bool Contains(const std::string& name) const = 0;
     virtual bool IsReadOnly() const = 0;
 
-    // Store a value under a name. Where a name can occur twice the last value counts.
+    // Store a value under a name. If a name occurs twice, the last value counts.
     virtual void Save(int value, const std::string& name) = 0;
     virtual void Save(double value, const std::string& name) = 0;
     virtual void Save(const SVDoubleArray& array, const std::string& name) = 0;
@@ -46,7 +46,7 @@ public:
 
     virtual void Flush() { }
 
-    // The value under a name, converted to the type that is asked for; empty when it can't be had.
+    // The value of that name, converted to the requested type; empty on failure.
     virtual SVMutableDoubleArray ReadDoubleArray(const std::string& name) const = 0;
     virtual SVMutableFloatArray ReadFloatArray(const std::string& name) const = 0;
     virtual SVMutableIntArray ReadIntArray(const std::string& name) const = 0;
@@ -63,13 +63,13 @@ public:
     virtual void printInfo() const { }
     void pinfo() const { printInfo(); }
 
-    // Follows strings that name other variables; a circle is reported and leads back to the name itself.
+    // Follows strings that name other variables. A circle is reported and gives the name itself.
     std::string ResolveName(const std::string& name) const;
     std::vector<std::string> AllVariableNamesWithPrefix(const std::string& prefix) const;
 };
 
-// The operations of a store on the seven types of arrays, for a File that does them by two templates:
-// SaveArray(array, name) and ReadArray<T>(name).
+// The operations on the seven types of arrays, for a File with the two templates SaveArray(array, name) and
+// ReadArray<T>(name).
 template <class File>
 class SVArrayStorageOf : public SVDataStorage {
 public:
@@ -111,7 +111,7 @@ SVMutableArray<T> SVReadArray(const SVDataStorage& storage, const std::string& n
         return storage.ReadUCharArray(name);
 }
 
-// A store read and written by type, for code that doesn't know which type it has.
+// Reading and writing for generic code: the type of the value selects the operation.
 inline void Read(const SVDataStorage& storage, const std::string& name, double& value)
 {
     value = storage.ReadNumber(name);

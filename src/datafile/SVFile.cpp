@@ -1,12 +1,32 @@
 #include "datafile/SVFile.h"
 
 #include "arrays/sv/SVErrorMessage.h"
-#include "datafile/SVFileStorage.h"
+#include "datafile/SVFileWords.h"
 #include "datafile/SVRegularFile.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+
+// Shared by the copies of a file handle.
+struct SVFileStorage {
+    std::string name;
+    std::FILE* file = nullptr;
+    bool readOnly = true;
+    int referenceCount = 1;
+    long long length = -1; // In bytes; -1: not known.
+    SVFile::Endian endian = SVFile::Native;
+    bool swapBytes = false; // The declared order differs from the machine's. Not used here.
+
+    SVFileStorage() = default;
+    SVFileStorage(const SVFileStorage&) = delete;
+    SVFileStorage& operator=(const SVFileStorage&) = delete;
+    ~SVFileStorage()
+    {
+        if (file)
+            std::fclose(file);
+    }
+};
 
 namespace {
 
@@ -36,7 +56,7 @@ const char* modeOf(SVFile::OpenType type)
 
 bool SVFile::RunningOnBigEndianMachine()
 {
-    // Asked at run time: the first half of a number tells which of its ends comes first.
+    // Found at run time: the first two bytes of a 32-bit 1 are 0 on a big-endian machine.
     const std::uint32_t number = 1;
     std::uint16_t firstHalf = 0;
     std::memcpy(&firstHalf, &number, sizeof firstHalf);
@@ -202,7 +222,7 @@ bool SVFile::ReadElements(const std::string& word, T* elements, long count, bool
         return false;
     }
     const std::size_t got = std::fread(elements, sizeof(T), static_cast<std::size_t>(count), Storage->file);
-    // Of a whole array the low 32 bits are compared, as every reader of this format has done.
+    // For a whole array the low 32 bits are compared, as all readers of this format do.
     if (got == (isWholeArray ? static_cast<std::uint32_t>(count) : static_cast<std::size_t>(count)))
         return true;
     SVErrorMessage(word, kSVTooFewValues);
@@ -212,7 +232,7 @@ bool SVFile::ReadElements(const std::string& word, T* elements, long count, bool
 template <class T>
 bool SVFile::ReadBinary(SVMutableArray<T>& array)
 {
-    // Bytes are read like a part that happens to be all of the array.
+    // Bytes are read like a part of the array: the whole count is compared.
     return ReadElements(
         "SVFile::ReadBinary(" + arrayWord<T>() + ")", array.Pointer(), array.Length(), sizeof(T) > 1);
 }
@@ -227,7 +247,7 @@ template bool SVFile::ReadBinary(SVMutableUCharArray&);
 
 namespace {
 
-// The part of an array of that length from `start` on has `length` elements.
+// Whether `length` elements from `start` on lie in an array of that length.
 bool isInside(long start, long length, long arrayLength)
 {
     return start >= 0 && length >= 0 && start <= arrayLength && length <= arrayLength - start;
@@ -347,7 +367,7 @@ std::string SVFile::ReadString(unsigned long length)
         SVErrorMessage(kWord, "No file");
         return {};
     }
-    // Room is made block by block: the file may hold far less than is asked for.
+    // Allocated block by block: the file may hold far less than `length`.
     constexpr std::size_t kBlock = 1 << 20;
     std::string text;
     while (text.size() < length) {
@@ -372,7 +392,7 @@ char SVFile::CharacterAtCurrentPosition()
     if (!IsOpen())
         return 0;
     const int c = std::fgetc(Storage->file);
-    // At the end as well, where it moves onto the last byte: scanners that look back count on it.
+    // Also at the end of the file, where it moves onto the last byte: existing scanners rely on that.
     MovePosition(-1);
     return static_cast<char>(c);
 }
@@ -425,7 +445,7 @@ bool SVFile::WriteUnsignedShort(unsigned short value)
     return WriteBytes(kWord, kWord, kNoNumberWritten, &value, sizeof value);
 }
 
-// The shorter integers report under the word of the longest: it is searched for in logs.
+// The shorter integers report under the word of the longest: users search logs for it.
 static constexpr const char* kIntegerWord = "SVFile::Write8ByteInt(value)";
 
 bool SVFile::Write8ByteInt(long long value)

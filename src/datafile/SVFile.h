@@ -9,15 +9,15 @@
 
 struct SVFileStorage;
 
-// A handle on an open file. Copies share one stream, which is closed with the last of them; there is no other
-// close.
+// A handle on an open file. Copies share one stream. The destruction of the last copy closes it; there is no
+// close().
 //
 // Nothing throws. A failure is reported through SVErrorMessage under the name of the operation and shows in
-// the answer; a failed open leaves a handle without a stream, on which every operation says "No file". A
+// the result. A failed open leaves a handle without a stream, on which every operation reports "No file". A
 // failed read leaves the position where it stopped. A handle and its copies belong to one thread at a time.
 class SVFile {
 public:
-    // A file has to be a regular one: folders, devices and pipes are not opened, whatever the type.
+    // Only regular files are opened: no folders, devices or pipes.
     enum OpenType {
         ReadOnly = 0, // "rb"
         ExistingReadWrite = 1, // "r+b"
@@ -27,12 +27,12 @@ public:
 
     static bool RunningOnBigEndianMachine();
     static Endian EndianForMachine();
-    // Whether the file can be opened for reading; the type doesn't count.
+    // Whether the file can be opened for reading; the type is ignored.
     static bool CanOpen(const std::string& name, OpenType type);
 
     SVFile(); // Without a stream.
     SVFile(const std::string& name, OpenType type);
-    // Declares a byte order, which the layers above ask for: reading and writing here never swap by it.
+    // Declares a byte order for the layers above. Reading and writing here don't swap by it.
     SVFile(const std::string& name, Endian endian, OpenType type);
     SVFile(const SVFile& other);
     SVFile& operator=(const SVFile& other);
@@ -51,17 +51,17 @@ public:
     void MoveToEnd();
     bool AtEndOfFile() const; // True without a stream.
     void Flush();
-    // In bytes; sought once and kept until the next write through any copy.
+    // In bytes; determined once and kept until the next write through any copy.
     long long Length() const;
 
     std::FILE* FILEForReading() const;
-    std::FILE* FILEForWriting(); // To be written to: forgets the length.
-    // Whether a write must not proceed; the reason is reported under `where`.
+    std::FILE* FILEForWriting(); // Forgets the length.
+    // True if a write must not proceed; the reason is reported under `where`.
     bool CheckWriteErrorState(const char* where) const;
     void pinfo() const;
 
-    // Fill the whole array, or the part of it that is told, from the current position with one read. The
-    // bytes are taken as they are. An array without elements is a success.
+    // Fill the whole array, or the given part of it, from the current position with one read. The bytes are
+    // not swapped. An array without elements is a success.
     template <class T>
     bool ReadBinary(SVMutableArray<T>& array);
     bool ReadBinary(SVMutableDoubleArray& array, const SVRange& range);
@@ -71,22 +71,22 @@ public:
     bool ReadBinary(SVMutableCharArray& array, long length);
 
     bool ReadCharacters(char* chars, unsigned long howMuchToRead);
-    // A number in the machine's own order; 0 when it can't be had.
+    // A number in the machine's byte order; 0 on failure.
     unsigned short ReadUnsignedShort();
-    // A number in a byte order, of which Native counts as the other one; 0 when it can't be had.
+    // A number in the given byte order; 0 on failure. Native counts as the order that isn't the machine's.
     int Read_int32(Endian endian);
     unsigned int Read_uint32(Endian endian);
     long long Read_int64(Endian endian);
     float Read_float(Endian endian);
     double Read_double(Endian endian);
-    // Exactly so many bytes, NUL included; empty when they can't be had.
+    // Exactly so many bytes, NUL included; empty on failure.
     std::string ReadString(unsigned long length);
-    // No file of that kind is in use any more: empty, and nothing is read.
+    // Returns an empty array and reads nothing: no such files are in use.
     SVMutableDoubleArray ReadFortranBinary();
     // The byte that the next read would give.
     char CharacterAtCurrentPosition();
-    // Looks for a byte from the current position on and stops on it; false, and the position as it was, when
-    // there is none.
+    // Moves to the next byte of that value, from the current position on. False, and the position unchanged,
+    // if there is none.
     bool Find(char c);
 
     // Write at the current position in the machine's byte order.
@@ -103,16 +103,17 @@ public:
     template <class T>
     bool WriteBinary(const SVArray<T>& array);
 
-    // Text. A line ends at LF, CR, CR LF or NUL, which is taken along; at most so many characters when the
-    // limit is not negative.
+    // Text. A line ends at LF, CR, CR LF or NUL, which is consumed, or after maxLength characters if that is
+    // not negative.
     std::string ReadLine(long maxLength = -1);
-    // The next characters from 33 to 126 behind blanks; what ends the word is taken along. It may be empty.
+    // Skips blanks and reads characters from 33 to 126. The character that ends the word is consumed. It may
+    // be empty.
     std::string NextWord();
-    // A field of a table: a number, or text that may stand in double quotes. `failed` tells whether there was
-    // none, `endOfLine` whether the line ended with it. A number that failed is NaN.
+    // A field of a table: a number, or text that may stand in double quotes. `failed` is set if there was
+    // none, `endOfLine` if the line ended with it. A failed number is NaN.
     double ReadNumberWithSeparator(char separator, bool& failed, bool& endOfLine);
     std::string ReadStringWithSeparator(char separator, bool& failed, bool& endOfLine);
-    // Numbers between anything that is no number.
+    // Reads numbers and skips all other characters.
     bool ReadAscii(SVMutableDoubleArray& array);
     bool ReadAscii(SVMutableFloatArray& array);
     double ReadAsciiNumber();

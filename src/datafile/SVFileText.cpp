@@ -1,8 +1,9 @@
 // The text scanners of a file: lines, words, fields of tables, numbers.
 
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVCLocale.h"
 #include "datafile/SVFile.h"
-#include "datafile/SVFileStorage.h"
+#include "datafile/SVFileWords.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -26,7 +27,7 @@ bool isLineEnd(int c)
 // Which characters may still come in a number that has been read so far.
 class NumberForm {
 public:
-    // The first one; false when no number begins with it.
+    // The first character; false if no number begins with it.
     bool begin(int c)
     {
         pointSeen_ = c == '.';
@@ -58,15 +59,15 @@ private:
 
 int SVFile::NextCharacter()
 {
-    return std::fgetc(Storage->file);
+    return std::fgetc(FILEForReading());
 }
 
-// A CR takes the LF behind it along. At the end of the file the step back lands on the CR itself, so that the
-// next call finds an empty line: readers of tables count on that last line.
+// Reads the LF of a CR LF. At the end of the file the step back lands on the CR itself, so the next call
+// finds an empty line: readers of tables rely on that last line.
 void SVFile::FinishLine(int last)
 {
     if (last == '\r' && NextCharacter() != '\n')
-        fseeko(Storage->file, -1, SEEK_CUR);
+        fseeko(FILEForReading(), -1, SEEK_CUR);
 }
 
 std::string SVFile::ReadLine(long maxLength)
@@ -103,8 +104,8 @@ std::string SVFile::NextWord()
     return word;
 }
 
-// Behind a field that ended on a blank: further blanks, and then the separator or the end. `last` is what
-// came last.
+// Whether only blanks stand between a field that ended on a blank and the separator or the end. `last` is the
+// last character read.
 bool SVFile::OnlySeparatorFollows(char separator, int& last)
 {
     if (last != ' ' || separator == ' ')
@@ -140,10 +141,11 @@ double SVFile::ReadNumberWithSeparator(char separator, bool& failed, bool& endOf
     }
     if (!OnlySeparatorFollows(separator, c))
         return kNoNumber;
-    // A CR isn't paired with an LF here: such a line end gives one more empty field at the next call.
+    // A CR isn't paired with an LF here: CR LF gives one more empty field at the next call.
     endOfLine = isLineEnd(c);
     if (!form.isValid())
         return kNoNumber;
+    const SVCLocale locale;
     char* end = nullptr;
     const double number = std::strtod(digits.c_str(), &end);
     failed = *end != '\0';
@@ -175,8 +177,7 @@ std::string SVFile::ReadStringWithSeparator(char separator, bool& failed, bool& 
 
     std::string text;
     if (c == '"') {
-        // The separator behind the closing quote is left for the next call, which takes it for an empty
-        // field.
+        // The separator after the closing quote stays for the next call, which takes it for an empty field.
         for (c = NextCharacter(); c != EOF && c != '"'; c = NextCharacter())
             text += static_cast<char>(c);
         failed = false;
@@ -200,15 +201,16 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
         SVErrorMessage(kWord, "No file");
         return false;
     }
+    const SVCLocale locale;
     long count = 0;
     int result = 1;
     for (; count < array.Length(); ++count) {
         double* element = array.Pointer() + count;
-        result = std::fscanf(Storage->file, "%lf", element);
+        result = std::fscanf(FILEForReading(), "%lf", element);
         if (result == 0) {
             if (NextCharacter() == EOF)
                 break;
-            result = std::fscanf(Storage->file, "%lf", element);
+            result = std::fscanf(FILEForReading(), "%lf", element);
         }
         if (result < 1)
             break;
@@ -220,8 +222,8 @@ bool SVFile::ReadAscii(SVMutableDoubleArray& array)
     return false;
 }
 
-// Unlike the doubles: the end of the file counts as a value, so that a file that ends early leaves the rest
-// of the array as it was and is a success. Old input files are shorter than their arrays.
+// Unlike the form for doubles, the end of the file counts as a value: a file that ends early leaves the rest
+// of the array as it was, and is a success. Old input files are shorter than their arrays.
 bool SVFile::ReadAscii(SVMutableFloatArray& array)
 {
     constexpr const char* kWord = "SVFile::ReadAscii(FloatArray)";
@@ -231,8 +233,9 @@ bool SVFile::ReadAscii(SVMutableFloatArray& array)
         SVErrorMessage(kWord, "No file");
         return false;
     }
+    const SVCLocale locale;
     for (long count = 0; count < array.Length(); ++count) {
-        while (std::fscanf(Storage->file, "%f", array.Pointer() + count) == 0) {
+        while (std::fscanf(FILEForReading(), "%f", array.Pointer() + count) == 0) {
             if (NextCharacter() == EOF) {
                 SVErrorMessage(kWord, kSVTooFewValues);
                 return false;
@@ -248,12 +251,13 @@ double SVFile::ReadAsciiNumber()
         SVErrorMessage("SVFile::ReadAsciiNumber(SVFile)", "No file");
         return kNoNumber;
     }
+    const SVCLocale locale;
     double number = kNoNumber;
-    int result = std::fscanf(Storage->file, "%lf", &number);
+    int result = std::fscanf(FILEForReading(), "%lf", &number);
     while (result == 0) {
         if (NextCharacter() == EOF)
             return kNoNumber;
-        result = std::fscanf(Storage->file, "%lf", &number);
+        result = std::fscanf(FILEForReading(), "%lf", &number);
     }
     return result == 1 ? number : kNoNumber;
 }

@@ -24,7 +24,7 @@ struct Shape {
     int o = 1;
 };
 
-// Reads the stored elements as they are; empty when the file ends too early.
+// Reads the stored elements; empty if the file ends before them.
 template <class Stored>
 SVMutableArray<Stored> readStored(
     SVMatlabDataFileContent& content, const SVMatlabDataEntry& entry, Shape shape, bool swap)
@@ -46,8 +46,7 @@ SVMutableArray<Stored> readStored(
 template <class T, class Stored>
 SVMutableArray<T> readConverted(SVMatlabDataFileContent& content, const SVMatlabDataEntry& entry, Shape shape)
 {
-    // Doubles alone take a stored float as it lies in the file, whatever its byte order: files were written
-    // to fit.
+    // ReadDoubleArray() alone does not swap stored floats: existing files rely on that.
     const bool swap = content.swapBytes && !(std::is_same_v<T, double> && std::is_same_v<Stored, float>);
     if constexpr (std::is_same_v<T, Stored>)
         return readStored<T>(content, entry, shape, swap);
@@ -63,13 +62,13 @@ struct MatrixReader {
 template <class T, class Stored>
 constexpr MatrixReader<T> kMatrixReaderOf{SVMatlabCode<Stored>, readConverted<T, Stored>};
 
-// Bytes are signed, but for whoever asks for unsigned ones.
+// Stored bytes are read as signed, except as unsigned char.
 template <class T>
 constexpr MatrixReader<T> kMatrixReaders[] = {kMatrixReaderOf<T, double>, kMatrixReaderOf<T, float>,
     kMatrixReaderOf<T, std::int32_t>, kMatrixReaderOf<T, std::int16_t>, kMatrixReaderOf<T, std::uint16_t>,
     {kSVMatlabBytes,
         readConverted<T, std::conditional_t<std::is_same_v<T, unsigned char>, unsigned char, signed char>>}};
-// Characters come from text in both its forms, and from nothing but doubles and bytes.
+// Characters are read from text in both its forms, from doubles and from bytes, and from nothing else.
 template <>
 constexpr MatrixReader<signed char> kMatrixReaders<signed char>[] = {
     {kSVMatlabDouble, readConverted<signed char, double>},
@@ -78,7 +77,8 @@ constexpr MatrixReader<signed char> kMatrixReaders<signed char>[] = {
     {kSVMatlabText, readConverted<signed char, signed char>},
 };
 
-// The words of a reader's reports: of a variable that isn't there, and of one of a type that it doesn't take.
+// The function words of a reader's reports: for a variable that isn't there, and for one of a type that it
+// can't read.
 struct ReaderWords {
     std::string notFound;
     std::string illegalType;
@@ -100,7 +100,7 @@ ReaderWords wordsOf()
     return words;
 }
 
-// The low byte of the number without its fraction; 0 of one that is no 32-bit integer.
+// The low byte of the number without its fraction; 0 for one that doesn't fit 32 bits.
 char truncatedToByte(double code)
 {
     const bool fits = code > -2147483649.0 && code < 2147483648.0;
@@ -249,14 +249,14 @@ bool SVMatlabDataFile::MayWrite(const std::string& name) const
 {
     if (Content->file.IsReadOnly())
         SVErrorMessage(kSaveMatrixWord, "File is read only.");
-    else if (name.size() >= kSVMatlabLongestName) // Readers would stop there and lose all that follows.
+    else if (name.size() >= kSVMatlabLongestName) // Readers stop at a longer one and lose all that follows.
         SVErrorMessage(kSaveMatrixWord, "The name of a variable can have 254 bytes at most.");
     else
         return true;
     return false;
 }
 
-// Which types may have layers: those that a companion is written for.
+// The types that may have layers: a companion is written for them.
 template <class T>
 constexpr bool kMayHaveLayers = sizeof(T) >= sizeof(std::int32_t);
 
@@ -271,7 +271,7 @@ void SVMatlabDataFile::SaveArray(const SVArray<T>& array, const std::string& nam
     const long rows = hasLayers ? array.m() * array.n() : array.m();
     const long columns = hasLayers ? array.o() : array.n();
     Content->WriteHeader(name, SVMatlabCode<T>, static_cast<int>(rows), static_cast<int>(columns));
-    Content->file.WriteBinary(array); // Reports for a file that isn't open.
+    Content->file.WriteBinary(array); // Reports if the file isn't open.
 }
 
 void SVMatlabDataFile::Save(int value, const std::string& name)
@@ -310,6 +310,11 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
     const int type = entry.type % kSVMatlabTypeModulus;
     const int elementSize = SVMatlabElementSize(type);
     const long long end = SVEndOfData(entry.location, entry.m, entry.n, 1, elementSize < 0 ? 1 : elementSize);
+    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
+        [type](const MatrixReader<T>& row) { return row.type == type; });
+    const bool isLegal = reader != std::end(kMatrixReaders<T>);
+    if (!isLegal)
+        SVErrorMessage(words.illegalType, words.illegalTypeText);
     if (end < 0 || end > Content->file.Length())
         return {}; // A matrix cut short by the end of the file.
     Shape shape{entry.m, entry.n, 1};
@@ -318,11 +323,8 @@ SVMutableArray<T> SVMatlabDataFile::ReadArray(const std::string& name) const
         if (rows > 0)
             shape = {rows, entry.m / rows, entry.n};
     }
-    const auto* reader = std::find_if(std::begin(kMatrixReaders<T>), std::end(kMatrixReaders<T>),
-        [type](const MatrixReader<T>& row) { return row.type == type; });
-    if (reader != std::end(kMatrixReaders<T>))
+    if (isLegal)
         return reader->read(*Content, entry, shape);
-    SVErrorMessage(words.illegalType, words.illegalTypeText);
     SVMutableArray<T> asCreated(shape.m, shape.n, shape.o);
     asCreated = T(0);
     return asCreated;
@@ -378,7 +380,10 @@ std::string SVMatlabDataFile::ListedValue(const std::string& name) const
     if (isReadable && SavedAsString(name))
         return label + SVDataListing::ValueOfString(ReadString(name));
     const bool isNumber = isReadable && entry.m == 1 && entry.n == 1;
-    return label + SVDataListing::ValueOfArray(entry.m, entry.n, 1, isNumber ? ReadNumber(name) : 0);
+    const double number = isNumber ? ReadNumber(name) : 0;
+    const bool isReal = entry.type == SVMatlabCode<double> || entry.type == SVMatlabCode<float>;
+    return label
+        + SVDataListing::ValueOfArray(entry.m, entry.n, 1, SVDataListing::NumberText(number, !isReal));
 }
 
 void SVMatlabDataFile::printInfo() const

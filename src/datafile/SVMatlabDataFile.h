@@ -7,13 +7,13 @@ class SVMatlabDataFileContent;
 class SVMatlabDataFile;
 extern template class SVArrayStorageOf<SVMatlabDataFile>;
 
-// A Level 4 MAT-file as a store of named arrays. It has matrices alone: a double, float or int array of three
+// A Level 4 MAT-file as a store of named arrays. It has matrices only: a double, float or int array of three
 // dimensions is stored as a matrix of m*n rows with a companion "<name>_3D" that holds m. The other types
-// must not have a third dimension; who writes such a companion and matrix for them reads them back whole.
-// docs/matlab-format.md tells the bytes.
+// must not have a third dimension; a program can write such a companion and matrix for them itself, and then
+// reads them back whole. docs/matlab-format.md describes the bytes.
 //
-// A variable that was saved is found again when the file is opened anew, not through the handle that saved
-// it. Copies share the open file. One thread at a time.
+// A saved variable is found when the file is opened again, not through the handle that saved it. Copies share
+// the open file. One thread at a time.
 class SVMatlabDataFile : public SVArrayStorageOf<SVMatlabDataFile> {
 public:
     SVMatlabDataFile(); // No file.
@@ -24,12 +24,13 @@ public:
     ~SVMatlabDataFile() override;
 
     bool IsOpen() const;
-    // Writes the index file beside the data file, once; or when the last copy goes.
+    // Writes the index file beside the data file, once; or when the last copy is destroyed. No index is made
+    // for a file that is damaged or has the other byte order.
     void SaveIndex();
     void ShouldSaveIndexWhenClosing();
 
     // What is known of a variable without reading it: rows, columns, type modulo 1000, and the offset of its
-    // data, below 0 when there is none of that name.
+    // data, below 0 if there is no such variable.
     struct Description {
         int type = 0;
         int m = 0;

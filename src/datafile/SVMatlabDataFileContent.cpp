@@ -5,6 +5,7 @@
 #include "datafile/SVMatlabFormat.h"
 #include "datafile/SVReadAhead.h"
 #include "datafile/SVRecordReader.h"
+#include "datafile/SVRegularFile.h"
 
 #include <algorithm>
 #include <cstring>
@@ -33,7 +34,7 @@ FMatrix headerFrom(const unsigned char* bytes, bool swap)
     return header;
 }
 
-// What the machine's byte order adds to a type.
+// The part of a type that is the machine's byte order.
 int orderOfMachine()
 {
     return SVFile::RunningOnBigEndianMachine() ? kSVMatlabTypeModulus : 0;
@@ -117,7 +118,7 @@ void SVMatlabDataFileContent::Scan()
         if (!bytes)
             return;
         FMatrix header = headerFrom(bytes, swapBytes);
-        // The first matrix settles the byte order of the whole file.
+        // The first matrix decides the byte order of the whole file.
         if (first && (header.type < base || header.type > base + 52)) {
             swapBytes = true;
             header = headerFrom(bytes, true);
@@ -127,10 +128,10 @@ void SVMatlabDataFileContent::Scan()
             || header.type > kSVMatlabLargestType) {
             SVErrorMessage(
                 "Reading In File Content", "Invalid file format, make sure you used the -v4 in matlab.");
-            // What was found before is then read in the machine's order: readers rely on this rule as it
-            // stands.
+            // The matrices before it are then read in the machine's order: existing readers rely on that.
             if (!first)
                 swapBytes = false;
+            isSound = false;
             return;
         }
         const int type = header.type % kSVMatlabTypeModulus;
@@ -144,6 +145,7 @@ void SVMatlabDataFileContent::Scan()
             elementSize < 0 ? -1 : SVEndOfData(dataStart, header.mrows, header.ncols, 1, elementSize);
         if (dataEnd < 0) {
             SVErrorMessage("dataFile.ReadDoubleArray(name)", "Unexpected variable type in the file.");
+            isSound = false;
             return;
         }
         content.insert_or_assign(std::string(name, std::find(name, name + nameLength, '\0')),
@@ -155,8 +157,8 @@ void SVMatlabDataFileContent::Scan()
 void SVMatlabDataFileContent::WriteHeader(const std::string& name, int type, int rows, int columns)
 {
     file.MoveToEnd();
-    // Entered before its place in the file is known: a variable can't be read through the handle that saved
-    // it, and whoever opens the file anew finds it.
+    // Entered without its place in the file: by the rules of this format a variable can be read only after
+    // the file was opened again.
     content.insert_or_assign(name, SVMatlabDataEntry{rows, columns, type, -1});
     if (!file.IsOpen())
         return;
@@ -173,15 +175,15 @@ void SVMatlabDataFileContent::SaveIndex()
     if (indexSaved)
         return;
     indexSaved = true;
-    if (!file.IsOpen())
+    if (!file.IsOpen() || !isSound) // The scan has reported.
         return;
-    SVFile index(SVMatlabIndexFileName(file.Name()), SVFile::NewReadWrite);
-    if (!index.IsOpen()) {
-        SVErrorMessage("SVDataFile::SaveIndex", "Could not create the index file");
-        indexSaved = false;
+    constexpr const char* kWord = "SVDataFile::SaveIndex";
+    if (swapBytes) {
+        SVErrorMessage(kWord, "An index can't be made for a file of the other byte order.");
         return;
     }
     std::string records;
+    SVAppendName(records, kSVMatlabIndexMagic);
     for (const auto& [name, entry] : content) {
         SVAppendNumber(records, static_cast<std::int64_t>(entry.location));
         SVAppendNumber(records, static_cast<std::int8_t>(entry.type));
@@ -189,9 +191,12 @@ void SVMatlabDataFileContent::SaveIndex()
         SVAppendNumber(records, entry.n);
         SVAppendName(records, name);
     }
-    index.WriteStringWithZero(kSVMatlabIndexMagic);
-    index.WriteRaw(records.data(), static_cast<long>(records.size()));
-    indexFile = index;
-    indexFile.Flush();
-    file.Flush();
+    file.Flush(); // The data must not reach the disk after the index.
+    const std::string name = SVMatlabIndexFileName(file.Name());
+    if (SVReplaceFile(name, records)) {
+        indexFile = SVFile(name, SVFile::ReadOnly);
+    } else {
+        SVErrorMessage(kWord, "Could not create the index file");
+        indexSaved = false;
+    }
 }

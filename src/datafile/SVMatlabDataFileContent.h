@@ -13,8 +13,7 @@ struct SVMatlabDataEntry {
     long long location = -1; // File offset of the data; below 0: not found.
 };
 
-// What the copies of an SVMatlabDataFile share: the open file and what was found in it, once, when it was
-// opened.
+// Shared by the copies of an SVMatlabDataFile: the open file and its content, which is read once, at opening.
 class SVMatlabDataFileContent {
 public:
     explicit SVMatlabDataFileContent(const SVFile& openFile);
@@ -22,13 +21,14 @@ public:
     SVMatlabDataFileContent(const SVMatlabDataFileContent&) = delete;
     SVMatlabDataFileContent& operator=(const SVMatlabDataFileContent&) = delete;
 
-    // The entry under a name, a default one when there is none.
+    // The entry of that name; a default one if there is none.
     SVMatlabDataEntry Find(const std::string& name) const;
     // Writes the header and the name of a matrix at the end of the file; the data come next.
     void WriteHeader(const std::string& name, int type, int rows, int columns);
     void SaveIndex();
 
     bool swapBytes = false; // The file's byte order isn't the machine's.
+    bool isSound = true; // The scan, if there was one, had nothing to report.
     int referenceCount = 1;
     bool indexSaved = false;
     bool saveIndexWhenClosing = false;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The constants of the Level 4 MAT-file format, as far as it is read and written here. docs/matlab-format.md
-// tells the bytes.
+// The constants of the part of the Level 4 MAT-file format that is read and written here. See
+// docs/matlab-format.md.
 
 #include "datafile/SVTypeTable.h"
 
@@ -11,12 +11,11 @@
 inline constexpr int kSVMatlabHeaderLength = 20;
 inline constexpr std::size_t kSVMatlabLongestName = 255; // With its NUL.
 inline constexpr int kSVMatlabLargestType = 1052;
-inline constexpr int kSVMatlabTypeModulus = 1000; // Above it stands the byte order.
+inline constexpr int kSVMatlabTypeModulus = 1000; // The thousands are the byte order.
 
 inline constexpr const char* kSVMatlabIndexMagic = "mat index file"; // And a NUL.
 
-// The types modulo 1000 that have a meaning here. Their tens digit is the element, their last digit 1 says
-// text.
+// The known types modulo 1000. The tens digit is the element; a last digit of 1 means text.
 inline constexpr SVFileType kSVMatlabTypes[] = {
     {0, 8, " - double - "},
     {1, 8, " - string - "},
@@ -32,7 +31,7 @@ inline constexpr int kSVMatlabTextAsDoubles = 1;
 inline constexpr int kSVMatlabBytes = 50;
 inline constexpr int kSVMatlabText = 51;
 
-// Bytes of an element of any type modulo 1000, by its tens digit alone; -1 for one that is refused.
+// Bytes of an element of a type modulo 1000, by its tens digit; -1 for a refused one.
 constexpr int SVMatlabElementSize(int code)
 {
     constexpr int kSizes[] = {8, 4, 4, 2, 2, 1};

@@ -5,8 +5,7 @@
 namespace {
 constexpr std::size_t kSmallestBlock = 4096;
 constexpr std::size_t kLargestBlock = 1 << 20;
-constexpr long long kNearby =
-    16 << 10; // To read over so many bytes costs less than two more calls of the system.
+constexpr long long kNearby = 16 << 10; // Reading so many bytes more costs less than two more system calls.
 } // namespace
 
 const unsigned char* SVReadAhead::At(long long position, std::size_t count)

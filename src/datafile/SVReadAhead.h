@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-// Looks into a file from one place to the next, further on, and reads ahead in blocks: large ones where the
-// places lie close together, small ones where they lie far apart. It moves the file's position.
+// Reads pieces of a file in ascending order, and reads ahead: in large blocks where the pieces are close
+// together, in small ones where they are far apart. It moves the file's position.
 class SVReadAhead {
 public:
     explicit SVReadAhead(const SVFile& file) : file_(file), length_(file_.Length()) { }
 
-    // So many bytes at an offset, valid until the next call; null when the file doesn't have them.
+    // `count` bytes at an offset, valid until the next call; null if the file doesn't have them.
     const unsigned char* At(long long position, std::size_t count);
     long long Length() const { return length_; } // Of the file, as it was at the start.
 
@@ -27,6 +27,6 @@ private:
     std::size_t wanted_ = 0; // Bytes of the next block.
 };
 
-// All bytes of a file behind its magic, which counts with its NUL; nothing when the file begins otherwise.
-// Room is made for what has really been read, whatever length the file claims.
+// All bytes of a file behind its magic and the NUL of that; nothing if the file doesn't begin with it. Memory
+// is allocated for bytes that were read, not by the length of the file.
 std::optional<std::vector<unsigned char>> SVBytesBehindMagic(const SVFile& file, const std::string& magic);

@@ -16,7 +16,7 @@ long long SVEndOfData(long long location, int m, int n, int o, int elementSize)
 {
     if (m < 0 || n < 0 || o < 0)
         return -1;
-    // Each factor has 31 bits at most, and the product is tested before the last one comes to it.
+    // Each factor has at most 31 bits. The product is tested before each multiplication that could overflow.
     const unsigned long long most = std::numeric_limits<long long>::max();
     unsigned long long bytes = static_cast<unsigned long long>(m) * static_cast<unsigned long long>(n);
     for (const int factor : {o, elementSize}) {

@@ -4,15 +4,14 @@
 #include <cstring>
 #include <string>
 
-// Takes packed numbers and names out of bytes that were read, in the machine's byte order, and never past
-// their end.
+// Reads packed numbers and names from bytes in the machine's byte order, never past their end.
 class SVRecordReader {
 public:
     SVRecordReader(const unsigned char* bytes, std::size_t count) : next_(bytes), left_(count) { }
 
     bool AtEnd() const { return left_ == 0; }
 
-    // False, and the number as it was, when not all of its bytes are there.
+    // False, and the number unchanged, if not all of its bytes are there.
     template <class Number>
     bool Take(Number& number)
     {
@@ -23,7 +22,7 @@ public:
         return true;
     }
 
-    // A name up to its NUL; one without is cut by the end of the bytes.
+    // A name up to its NUL, or up to the end of the bytes.
     std::string TakeName();
 
 private:
@@ -50,6 +49,6 @@ inline void SVAppendName(std::string& bytes, const std::string& name)
     bytes.append(name.c_str(), name.size() + 1);
 }
 
-// The offset just past m x n x o elements of so many bytes at a location: -1 when a dimension is negative,
-// the largest number when there is no such offset.
+// The offset just past m x n x o elements of elementSize bytes at a location: -1 if a dimension is negative,
+// the largest number if the offset overflows.
 long long SVEndOfData(long long location, int m, int n, int o, int elementSize);

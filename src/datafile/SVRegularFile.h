@@ -3,9 +3,13 @@
 #include <cstdio>
 #include <string>
 
-// Opens a file in one of the modes "rb", "r+b" and "w+b" as fopen() has them, the last by removing an old
-// file first; null when that can't be done.
+// Opens a file in the mode "rb", "r+b" or "w+b" of fopen(). For "w+b" an old file is removed first. Null on
+// failure.
 //
-// What is no regular file is refused: a folder, a device, or a pipe, at which a reader would wait for a
-// writer that may never come. A new file doesn't take the place of such a thing either.
+// Anything but a regular file is refused: opening a pipe, for example, could wait forever for a writer. A new
+// file doesn't replace a folder, a device or a pipe either.
 std::FILE* SVOpenRegularFile(const std::string& name, const char* mode);
+
+// Replaces the content of a file as a whole: the bytes go to a new file in the same folder, which is renamed
+// when it is on the disk. On failure it returns false and leaves the old file as it was.
+bool SVReplaceFile(const std::string& name, const std::string& bytes);

@@ -4,14 +4,14 @@
 
 #include <cstddef>
 
-// What a file format says of the types of its elements.
+// An element type of a file format.
 struct SVFileType {
     int code;
     int elementSize; // Bytes.
     const char* label; // In a listing.
 };
 
-// The row of a code, null of a code that the format doesn't have.
+// The row of a code; null for a code that the format doesn't have.
 template <std::size_t count>
 constexpr const SVFileType* SVTypeWithCode(const SVFileType (&types)[count], int code)
 {

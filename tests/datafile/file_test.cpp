@@ -5,6 +5,7 @@
 #include <cmath>
 
 using namespace svtest;
+using testing::ElementsAreArray;
 
 namespace {
 
@@ -53,38 +54,51 @@ TEST(File, SaysWhyItDoesNothing)
     SVMutableUCharArray bytes(2);
     SVMutableCharArray chars(2);
     SVMutableShortIntArray empty;
+    SVMutableIntArray integers(2);
+    char characters[3];
     bool failed = false;
     bool end = false;
     const struct {
-        std::function<void()> call;
+        std::function<bool()> call;
         std::string report;
     } cases[] = {
-        {[&] { none.ReadBinary(empty); }, ""},
-        {[&] { none.ReadBinary(numbers); }, "SVFile::ReadBinary(DoubleArray): No file"},
-        {[&] { file.ReadBinary(numbers); },
+        {[&] { return none.ReadBinary(empty); }, ""},
+        {[&] { return none.ReadBinary(numbers); }, "SVFile::ReadBinary(DoubleArray): No file"},
+        {[&] { return file.ReadBinary(numbers); },
             "SVFile::ReadBinary(DoubleArray): Could not read the required number of values from the file"},
-        {[&] { file.ReadBinary(numbers, SVRange(1, 2)); },
+        {[&] { return file.ReadBinary(numbers, SVRange(1, 2)); },
             "SVFile::ReadBinary(DoubleArray,Range): Range out of bounds"},
-        {[&] { file.ReadBinary(bytes, 1, 2); },
+        {[&] { return file.ReadBinary(bytes, 1, 2); },
             "SVFile::ReadBinary(UCharArray,int start,int length): Invalid range"},
-        {[&] { file.ReadBinary(bytes, 3); }, "SVFile::ReadBinary(UCharArray,int): Invalid length"},
-        {[&] { file.ReadBinary(chars, 3); }, "SVFile::ReadBinary(CharArray,int): Invalid length"},
-        {[&] { none.ReadUnsignedShort(); }, "SVFile::ReadUnsignedShort(): No file"},
-        {[&] { file.SetPosition(1), file.Read_int32(SVFile::LittleEndian); },
+        {[&] { return file.ReadBinary(bytes, 3); }, "SVFile::ReadBinary(UCharArray,int): Invalid length"},
+        {[&] { return file.ReadBinary(chars, 3); }, "SVFile::ReadBinary(CharArray,int): Invalid length"},
+        {[&] { return none.ReadBinary(integers, SVRange(0, 1)); },
+            "SVFile::ReadBinary(IntArray,Range): No file"},
+        {[&] { return file.ReadBinary(integers, SVRange(-1, 1)); },
+            "SVFile::ReadBinary(IntArray,Range): Range out of bounds"},
+        {[&] { return file.ReadCharacters(characters, 3); },
+            "SVFile::ReadCharacters(chars,howMuchToRead): Could not read the required number of values from "
+            "the file"},
+        {[&] { return none.ReadUnsignedShort() != 0; }, "SVFile::ReadUnsignedShort(): No file"},
+        {[&] {
+             file.SetPosition(1);
+             return file.Read_int32(SVFile::LittleEndian) != 0;
+         },
             "SVFile::Read_int32(Endian): Could not read the number"},
-        {[&] { file.ReadString(1UL << 60); },
+        {[&] { return !file.ReadString(1UL << 60).empty(); },
             "SVFile::ReadString(length): Could not read the required number of characters from the file"},
-        {[&] { none.WriteDouble(1); }, "SVFile::WriteDouble(value): No file"},
-        {[&] { file.Write1ByteInt(1); }, "SVFile::Write8ByteInt(value): Read only"},
-        {[&] { file.WriteRaw("a", 1); }, "SVFile::WriteRaw(value): Read only"},
-        {[&] { file.WriteBinary<double>(numbers); }, "SVFile::WriteBinary(SVDoubleArray): Read only"},
-        {[&] { none.ReadLine(); }, "SVFile::ReadLine(): No file"},
-        {[&] { none.ReadStringWithSeparator(',', failed, end); }, "SVFile::NextWord(): No file"},
-        {[&] { none.ReadAsciiNumber(); }, "SVFile::ReadAsciiNumber(SVFile): No file"},
+        {[&] { return none.WriteDouble(1); }, "SVFile::WriteDouble(value): No file"},
+        {[&] { return file.Write1ByteInt(1); }, "SVFile::Write8ByteInt(value): Read only"},
+        {[&] { return file.WriteRaw("a", 1); }, "SVFile::WriteRaw(value): Read only"},
+        {[&] { return file.WriteBinary<double>(numbers); }, "SVFile::WriteBinary(SVDoubleArray): Read only"},
+        {[&] { return !none.ReadLine().empty(); }, "SVFile::ReadLine(): No file"},
+        {[&] { return !none.ReadStringWithSeparator(',', failed, end).empty() || !failed || end; },
+            "SVFile::NextWord(): No file"},
+        {[&] { return !std::isnan(none.ReadAsciiNumber()); }, "SVFile::ReadAsciiNumber(SVFile): No file"},
     };
-    for (const auto& [call, report] : cases)
-        EXPECT_EQ(testing::PrintToString(reportsOf(call)),
-            testing::PrintToString(report.empty() ? std::vector<std::string>() : std::vector{report}));
+    for (const auto& row : cases)
+        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(row.call(), row.report.empty()) << row.report; }),
+            ElementsAreArray(std::vector<std::string>(row.report.empty() ? 0 : 1, row.report)));
     EXPECT_EQ(contentOf(folder / "text"), "ab");
 }
 

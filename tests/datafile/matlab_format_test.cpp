@@ -204,6 +204,52 @@ TEST(MatlabFormat, BelievesNoLyingIndex)
     }
 }
 
+TEST(MatlabFormat, MakesNoIndexThatLies)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "a.mat";
+    const std::string good = matrix(0, 1, 1, "x", raw(1.5));
+    const struct {
+        std::string bytes;
+        std::vector<std::string> reports;
+    } cases[] = {
+        {good, {}},
+        {good + matrix(-1, 1, 1, "z", ""), {kInvalid}},
+        {good + matrix(60, 1, 1, "y", ""),
+            {"dataFile.ReadDoubleArray(name): Unexpected variable type in the file."}},
+        {matrix(1000, 1, 1, "x", swapped(raw(1.5)), true),
+            {"SVDataFile::SaveIndex: An index can't be made for a file of the other byte order."}},
+    };
+    for (const auto& row : cases) {
+        std::filesystem::remove(folder / "a.index");
+        store(path, row.bytes);
+        EXPECT_EQ(reportsOf([&] { SVMatlabDataFile(path, SVFile::ReadOnly).SaveIndex(); }), row.reports);
+        EXPECT_EQ(std::filesystem::exists(folder / "a.index"), row.reports.empty());
+        reportsOf([&] { EXPECT_EQ(SVMatlabDataFile(path, SVFile::ReadOnly).ReadNumber("x"), 1.5); });
+    }
+    std::filesystem::create_directory(folder / "a.index");
+    store(path, good);
+    SVMatlabDataFile file(path, SVFile::ReadOnly);
+    for (int round = 0; round < 2; ++round) // It may be tried again.
+        EXPECT_THAT(reportsOf([&] { file.SaveIndex(); }),
+            ElementsAre("SVDataFile::SaveIndex: Could not create the index file"));
+}
+
+// The type of a torn matrix is told as that of a whole one.
+TEST(MatlabFormat, ReportsTheTypeOfATornText)
+{
+    const ScratchFolder folder;
+    for (const char* data : {"Hello", "Hel"}) {
+        store(folder / "a.mat", matrix(51, 5, 1, "t", data));
+        const SVMatlabDataFile file(folder / "a.mat", SVFile::ReadOnly);
+        EXPECT_THAT(reportsOf([&] { file.ReadDoubleArray("t"); }),
+            ElementsAre("dataFile.ReadDoubleArray(name): Illegal type."));
+        EXPECT_THAT(
+            reportsOf([&] { EXPECT_EQ(file.ReadString("t"), std::string(data) == "Hello" ? "Hello" : ""); }),
+            IsEmpty());
+    }
+}
+
 TEST(MatlabFormat, ReadsFilesOfOctave)
 {
     const SVMatlabDataFile file(DATAFILE_SAMPLES "/octave.mat", SVFile::ReadOnly);

@@ -205,6 +205,8 @@ TEST(NativeFormat, ScanStopsAtWhatIsNoEntry)
         {"low 32 bits beyond the end", with(0, raw(1LL << 30)), {}, 1},
         {"high bits alone", with(0, raw((1LL << 32) + 37)), {}, 2},
         {"negative size", with(0, raw(-5LL)), invalid, 2},
+        {"a name that runs past the end, in a whole entry",
+            with(24, raw(200)) + entry("y", 8, {1, 1, 1}, raw(9)), invalid, 3},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.what);
@@ -216,6 +218,50 @@ TEST(NativeFormat, ScanStopsAtWhatIsNoEntry)
             row.reports);
         EXPECT_EQ(listed, row.listed);
     }
+}
+
+// What an index tells is believed, so it is made of whole and sound files alone, and never by halves.
+TEST(NativeFormat, MakesNoIndexThatLies)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "a.svbin";
+    const std::string index = folder / "a.index";
+    const std::string x = entry("x", 1, {1, 1, 1}, raw(1.5));
+    const auto made = [&](std::vector<std::string>& reports) {
+        bool result = false;
+        reports = reportsOf([&] { result = SVDataFile(path, SVFile::ReadOnly).WriteIndexFile(); });
+        return result;
+    };
+    std::vector<std::string> reports;
+    store(path, kMagic + x);
+    EXPECT_TRUE(made(reports));
+    EXPECT_EQ(contentOf(index), bytesOf("'svbin index file'") + indexRecord(54, 1, {1, 1, 1}, "x"));
+
+    // It is of the file as it is, not of what an older index told.
+    store(path, kMagic + x + entry("y", 1, {1, 1, 1}, raw(2.5)));
+    EXPECT_TRUE(made(reports));
+    EXPECT_NE(contentOf(index).find("y"), std::string::npos);
+
+    store(path, kMagic + x + std::string(28, '\0') + x);
+    EXPECT_FALSE(made(reports));
+    EXPECT_THAT(reports, ElementsAre("Reading In File Content: Invalid file format."));
+    EXPECT_FALSE(SVDataFile().WriteIndexFile());
+    {
+        SVDataFile other(SVFile(folder / "b.svbin", SVFile::BigEndian, SVFile::NewReadWrite));
+        other.Save(2.5, "x");
+        EXPECT_THAT(reportsOf([&] { EXPECT_FALSE(other.WriteIndexFile()); }),
+            ElementsAre(
+                "SVDataFile::WriteIndexFile: An index can't be made for a file of the other byte order."));
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "b.index"));
+
+    store(path, kMagic + x);
+    std::filesystem::remove(index);
+    std::filesystem::create_directory(index);
+    EXPECT_FALSE(made(reports));
+    EXPECT_THAT(reports, ElementsAre("SVDataFile::WriteIndexFile: Could not create the index file"));
+    const auto files = std::filesystem::directory_iterator(folder / ".");
+    EXPECT_EQ(std::distance(begin(files), end(files)), 3); // No half-written one beside them.
 }
 
 TEST(NativeFormat, BelievesNoLyingIndex)
@@ -438,7 +484,16 @@ TEST(NativeFormat, ListsWhatAFileHolds)
             + line("m", " - UShort - 2 x 3 array") + line("cube", " -  UChar - 1 x 3 x 2 array")
             + line("e", " -    int - Empty") + line("short", " - string - \"" + std::string(25, 's') + "\"")
             + line("long", " - string - \"" + std::string(25, 's') + "...\" - 26 characters"));
-    for (int i = 7; i < 400; ++i)
+    file.Save(123456789, "e"); // The last of a name stands where the last of the file stands.
+    file.Save(std::string(24, 's') + "\xc3\xa4\xc3\xa4", "long");
+    file.Save("a\nb\x1b[2J\xff\xc2\x9b", "short\r\x1b]0;\x7f");
+    const std::string whole = listingOf(file);
+    EXPECT_NE(whole.find(line("e", " -    int - 123456789")
+                  + line("long", " - string - \"" + std::string(24, 's') + "...\" - 28 characters")
+                  + line("short\\r\\x1b]0;\\x7f", " - string - \"a\\nb\\x1b[2J\\xff\\xc2\\x9b\"")),
+        std::string::npos)
+        << whole;
+    for (int i = 8; i < 400; ++i)
         file.Save(i, std::string("i").append(std::to_string(i)));
     const std::string listing = listingOf(file);
     EXPECT_NE(

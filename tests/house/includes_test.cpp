@@ -84,16 +84,13 @@ TEST(House, EveryIncludeLeadsDown)
 
 using Graph = std::map<std::string, std::set<std::string>>;
 
-// The inside of a piece that stands in a header of its own.
-const std::set<std::string> kInsides{"arrays/sv/SVArrayInternal", "datafile/SVFileStorage"};
-
 // What includes what, with files taken together by name: a header with its source, or a folder.
 Graph needsBetween(const std::function<std::string(const fs::path&)>& nameOf)
 {
     Graph needs;
     for (const auto& [file, included] : includes())
         for (const auto& target : included)
-            if (nameOf(target) != nameOf(file) && !kInsides.contains(nameOf(target)))
+            if (nameOf(target) != nameOf(file))
                 needs[nameOf(file)].insert(nameOf(target));
     return needs;
 }

@@ -117,7 +117,7 @@ void MinimumWithPosition(benchmark::State& state)
     Of<double,
         [](const SVDoubleArray& A) {
             long position;
-            return Minimum(A, position);
+            return Minimum(A, &position);
         },
         8>(state);
 }

@@ -2,6 +2,8 @@
 
 #include "apps/svdata/data_source.h"
 #include "apps/svdata/json_text.h"
+#include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVPrintableText.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -14,7 +16,7 @@ void print(const std::string& text)
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
-// Without the closing brace: more may follow.
+// Without the closing brace, so that the caller can add members.
 std::string jsonHead(const DataSource::Variable& variable)
 {
     std::string json = "{\"name\": ";
@@ -58,12 +60,7 @@ void printValues(const SVArray<T>& array)
     }
 }
 
-void save(SVDataStorage& target, bool, const std::string& name, const std::string& text)
-{
-    target.Save(text, name);
-}
-
-// The elements of three dimensions in two.
+// The elements of an m x n x o array as a matrix of m*n rows.
 template <class T>
 SVArray<T> asMatrix(const SVArray<T>& array)
 {
@@ -72,31 +69,73 @@ SVArray<T> asMatrix(const SVArray<T>& array)
     return matrix;
 }
 
-template <class T>
-void save(SVDataStorage& target, bool toMatlab, const std::string& name, const SVArray<T>& array)
-{
-    if (toMatlab && sizeof(T) < sizeof(std::int32_t) && array.o() > 1) {
-        // The library writes no companion for the narrow types; its readers take one from any of them.
-        target.Save(static_cast<double>(array.m()), name + DataSource::kCompanionEnding);
-        target.Save(asMatrix(array), name);
-    } else {
-        target.Save(array, name);
-    }
-}
+// Copies the variables of a file to another one and names those that it can't.
+class Copying {
+public:
+    Copying(const DataSource& source, SVDataStorage& target, bool toMatlab)
+        : source_(source), target_(target), toMatlab_(toMatlab)
+    { }
 
-void copyVariables(const DataSource& source, SVDataStorage& target, bool toMatlab)
-{
-    std::vector<DataSource::Variable> variables = source.variables();
-    std::sort(variables.begin(), variables.end(),
-        [](const auto& a, const auto& b) { return a.location < b.location; });
-    for (const DataSource::Variable& variable : variables)
-        if (variable.location >= 0 && !source.isInternal(variable.name))
-            source.read(variable, [&](const auto& value) { save(target, toMatlab, variable.name, value); });
-}
+    bool copyAll() // False if something was left out.
+    {
+        std::vector<DataSource::Variable> variables = source_.variables();
+        std::sort(variables.begin(), variables.end(),
+            [](const auto& a, const auto& b) { return a.location < b.location; });
+        for (const DataSource::Variable& variable : variables)
+            if (!source_.isInternal(variable.name))
+                copy(variable);
+        return isComplete_;
+    }
+
+private:
+    void copy(const DataSource::Variable& variable)
+    {
+        if (variable.location < 0)
+            return leaveOut(variable.name, "its place in the file is not known");
+        if (toMatlab_ && source_.isTakenForShape(variable))
+            return leaveOut(variable.name, "a MAT-file would take it for the shape of another variable");
+        if (!toMatlab_ && variable.bytes > kLargestNativeData)
+            return leaveOut(variable.name, "a native file has no room for 2 GiB in one variable");
+        source_.read(variable, [&](const auto& value, bool isWhole) {
+            if (isWhole)
+                save(variable.name, value);
+            else
+                leaveOut(variable.name, "it can't be read whole");
+        });
+    }
+
+    void leaveOut(const std::string& name, const char* reason)
+    {
+        std::fprintf(stderr, "svdata: \"%s\" is not copied: %s\n", SVPrintable(name).c_str(), reason);
+        isComplete_ = false;
+    }
+
+    void save(const std::string& name, const std::string& text) { target_.Save(text, name); }
+
+    template <class T>
+    void save(const std::string& name, const SVArray<T>& array)
+    {
+        if (toMatlab_ && sizeof(T) < sizeof(std::int32_t) && array.o() > 1) {
+            // The library writes no companion for the narrow types, but reads one for all types.
+            target_.Save(static_cast<double>(array.m()), name + DataSource::kCompanionEnding);
+            target_.Save(asMatrix(array), name);
+        } else {
+            target_.Save(array, name);
+        }
+    }
+
+    // The size of an entry, with its header and its name, has 31 bits.
+    static constexpr long kLargestNativeData = (1L << 31) - 1 - 28 - 255;
+
+    const DataSource& source_;
+    SVDataStorage& target_;
+    bool toMatlab_;
+    bool isComplete_ = true;
+};
 
 bool hasKnownEnding(const std::string& path)
 {
-    return DataSource::isMatlab(path) || std::filesystem::path(path).extension() == ".svbin";
+    return hasExtension(path, ".mat") || hasExtension(path, ".svbin");
 }
 
 } // namespace
@@ -132,8 +171,8 @@ int showVariable(const std::string& path, const std::string& name, bool asJson)
     }
     if (asJson)
         print(jsonHead(variable) + ", \"values\": ");
-    source->read(
-        variable, [asJson](const auto& value) { asJson ? printJsonValues(value) : printValues(value); });
+    source->read(variable,
+        [asJson](const auto& value, bool) { asJson ? printJsonValues(value) : printValues(value); });
     print(asJson ? "}\n" : "");
     return kDone;
 }
@@ -149,21 +188,26 @@ int copyFile(const std::string& from, const std::string& to)
         std::fprintf(stderr, "svdata: %s and %s are one file\n", from.c_str(), to.c_str());
         return kWrongUse;
     }
+    const long reportsBefore = SVHowManyErrors();
     const auto source = DataSource::open(from);
     if (!source)
         return kFailed;
+    const bool isSound = SVHowManyErrors() == reportsBefore;
+    if (!isSound)
+        std::fprintf(stderr, "svdata: %s is damaged; what was found in it is copied\n", from.c_str());
     SVFile file(to, SVFile::NewReadWrite);
     if (!file.IsOpen())
         return kFailed;
+    bool isComplete = false;
     if (DataSource::isMatlab(to)) {
         SVMatlabDataFile target(file);
-        copyVariables(*source, target, true);
+        isComplete = Copying(*source, target, true).copyAll();
     } else {
         SVDataFile target(file);
-        copyVariables(*source, target, false);
+        isComplete = Copying(*source, target, false).copyAll();
     }
     if (std::fflush(file.FILEForWriting()) == 0 && std::ferror(file.FILEForReading()) == 0)
-        return kDone;
+        return isSound && isComplete ? kDone : kFailed;
     std::fprintf(stderr, "svdata: %s could not be written whole\n", to.c_str());
     return kFailed;
 }
@@ -174,5 +218,8 @@ int writeIndexFile(const std::string& path)
         std::fprintf(stderr, "svdata: %s can't be opened\n", path.c_str());
         return kFailed;
     }
-    return DataSource::writeIndex(path) ? kDone : kFailed;
+    if (DataSource::writeIndex(path))
+        return kDone;
+    std::fprintf(stderr, "svdata: %s has no index now\n", path.c_str());
+    return kFailed;
 }

@@ -7,8 +7,9 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;
 inline constexpr int kWrongUse = 2;
 
-// The tool's commands. Each answers the exit status: 0 when the file could be opened, else 1. What the
-// library reports on the way goes to the standard error stream and changes nothing.
+// The tool's commands. Each returns the exit status. Listing and showing return 0 if the file could be
+// opened: reports of the library go to the standard error stream and don't change the status. Copying returns
+// 1 if something was left out or the source is damaged; writing an index returns 1 if none was made.
 int listVariables(const std::string& path, bool asJson);
 int showVariable(const std::string& path, const std::string& name, bool asJson);
 int copyFile(const std::string& from, const std::string& to);

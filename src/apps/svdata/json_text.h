@@ -5,12 +5,12 @@
 #include <string>
 #include <type_traits>
 
-// Values as the tool prints them.
+// Values in the form that the tool prints.
 
-// A text in quotes. What isn't UTF-8 becomes U+FFFD, a character for each byte.
+// A text in quotes. Each byte that isn't UTF-8 becomes U+FFFD.
 std::string jsonString(const std::string& text);
 
-// A number with as many digits as tell it from every other one of its type.
+// The shortest text that gives the number again when it is read as its type.
 template <class Number>
 std::string numberText(Number number)
 {
@@ -23,7 +23,7 @@ std::string numberText(Number number)
     return {digits, end};
 }
 
-// The same as JSON, which has no numbers that aren't finite: "NaN", "Infinity" and "-Infinity" are strings.
+// The same as JSON. Numbers that are not finite become the strings "NaN", "Infinity" and "-Infinity".
 template <class Number>
 std::string jsonNumber(Number number)
 {

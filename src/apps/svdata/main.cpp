@@ -14,9 +14,11 @@ constexpr const char* kUsage = R"(svdata: looks into data files
   svdata copy FROM TO              copies between native files (.svbin) and Level 4
                                    MAT-files (.mat), by the endings of their names
   svdata index FILE                writes the index file beside a data file, which
-                                   makes opening fast; for a file that is complete
+                                   makes opening fast; for a file that is complete.
+                                   A damaged file, or one in the other byte order,
+                                   gets none
 
-A FILE that ends in .mat is a Level 4 MAT-file, any other is a native one.
+A FILE that ends in .mat (or .MAT) is a Level 4 MAT-file, any other is a native one.
 
 With --json, list prints an array of objects with name, type (the format's code), m,
 n, o and location (the offset of the data), sorted by name; show prints an object
@@ -27,7 +29,8 @@ Without it, show prints a row on a line, and an empty line between layers.
 
 Exit status: 0 if the file could be opened (what is wrong inside is told on the
 standard error stream), 1 if it couldn't or the result couldn't be written, 2 for a
-wrong use.
+wrong use. A copy that leaves something out names it, copies the rest, and ends with
+1, and so does a copy of a damaged file.
 )";
 
 int wrongUse()
@@ -56,7 +59,7 @@ int main(int argc, char** argv)
 {
     std::vector<std::string> words;
     bool asJson = false;
-    bool optionsEnded = false; // By "--": a name may begin with a dash.
+    bool optionsEnded = false; // By "--", for names that begin with a dash.
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         if (optionsEnded || word.empty() || word[0] != '-')

@@ -107,7 +107,7 @@ Bound united(const Bound& a, const Bound& b)
     return result;
 }
 
-// What two bounds, neither of them invalid, have in common by their numbers.
+// The intersection of the numbers of two bounds, neither of them invalid.
 template <class Bound>
 Bound commonNumbers(const Bound& a, const Bound& b)
 {
@@ -139,15 +139,15 @@ bool isNotFinite(double number)
     return !std::isfinite(number);
 }
 
-// A bound over one axis: its number, and the two numbers of the bound.
+// A bound over one axis: the number of the axis, and the two numbers of the bound.
 struct Side {
     std::size_t axis;
     double min;
     double max;
 };
 
-// `others` with other bounds over some axes; an empty or invalid one as it is. Numbers that are refused, and
-// a reversed pair, are reported.
+// `others` with new bounds over some axes; an empty or invalid one stays as it is. Refused numbers and a
+// reversed pair are reported.
 template <class Box>
 Box bounded(const Box& others, std::initializer_list<Side> sides, bool (*refused)(double),
     const char* refusal, const char* reversal)
@@ -178,7 +178,8 @@ constexpr const char* kNoNaN3 = "Not allowing KRBoundingBox3D to contain NaN";
 constexpr const char* kNotANaN3 = "Not allowing KRBoundingBox3D to contain a NaN";
 
 constexpr const char* kReversedXY = "Bounding box creation: xmin>xmax or ymin>ymax.";
-constexpr const char* kReversedXZ = "Bounding box creation: xmin>xmax or zmin>zax."; // Searched for as it is.
+constexpr const char* kReversedXZ =
+    "Bounding box creation: xmin>xmax or zmin>zax."; // Users search logs for "zax".
 constexpr const char* kReversedYZ = "Bounding box creation: ymin>ymax or zmin>zmax.";
 constexpr const char* kReversedXYZ = "Bounding box creation: xmin>xmax or ymin>ymax or zmin>zmax.";
 
@@ -226,12 +227,12 @@ KRBoundingRange KRBoundingRangeUnion(const KRBoundingRange& a, const KRBoundingR
 
 KRBoundingRange KRBoundingRangeIntersection(const KRBoundingRange& a, const KRBoundingRange& b)
 {
-    // Unlike a box, an empty range is taken by its numbers here, which are zeros: with a range around 0 it
+    // Unlike an empty box, an empty range counts with its numbers, which are zeros: with a range around 0 it
     // gives the real range (0,0).
     return isInvalid(a) || isInvalid(b) ? invalid<KRBoundingRange>() : commonNumbers(a, b);
 }
 
-// What the boxes of the plane and of space do alike.
+// The functions that the boxes of the plane and of space have in common.
 #define KR_BOX_FUNCTIONS(Box)                                                                                \
     Box Box##CreateEmpty()                                                                                   \
     {                                                                                                        \
@@ -303,7 +304,7 @@ KRBoundingBox3D KRBoundingBox3DCreate(
 KRBoundingBox3D KRBoundingBox3DCreateAllowInf(
     double xmin, double xmax, double ymin, double ymax, double zmin, double zmax)
 {
-    // The z axis is tested too, though these words have never named it.
+    // The z axis is tested, too, although the text does not name it.
     return bounded(
         KRWholeSpace, {{0, xmin, xmax}, {1, ymin, ymax}, {2, zmin, zmax}}, isNaN, kNoNaN3, kReversedXY);
 }

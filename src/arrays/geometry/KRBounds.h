@@ -7,11 +7,11 @@
 
 // Bounds of values and of regions: a range, and boxes of two and three dimensions.
 //
-// The two flags say three things. Neither empty nor unfound: the numbers are a real bound. isEmpty and
-// couldBeFound: it is known that there is nothing. Neither of the two flags: invalid, the bound couldn't be
-// worked out. The numbers of the latter two are zeros.
+// The two flags have three meanings. Only couldBeFound: the numbers are a real bound. Both: empty, there is
+// nothing to bound. None: invalid, the bound couldn't be found. Empty and invalid bounds have zeros as
+// numbers.
 //
-// A number that can't be in a bound, or a reversed pair, is reported and gives an invalid bound.
+// A number that is not allowed in a bound, or a reversed pair, is reported and gives an invalid bound.
 
 struct KRBoundingRange {
     double minV;
@@ -40,8 +40,8 @@ struct KRBoundingBox3D {
     bool couldBeFound;
 };
 
-// Who gets the reports of this file; null, as at the start, for SVErrorMessage. An application with a message
-// center of its own sets it once, before there are threads.
+// The function that gets the reports of this file; null, the default, means SVErrorMessage. An application
+// sets it once, before it starts threads.
 using KRBoundsReporter = void (*)(const std::string& message);
 void KRSetBoundsReporter(KRBoundsReporter reporter);
 
@@ -51,8 +51,8 @@ KRBoundingRange KRBoundingRangeCreate(double a, double b); // In either order; i
 KRBoundingRange KRBoundingRangePad(double d, const KRBoundingRange& r); // A d below 0 counts as 0.
 bool KRBoundingRangeEqual(const KRBoundingRange& a, const KRBoundingRange& b); // Flags and numbers.
 
-// The union of an invalid bound and another is the other one: what couldn't be worked out does no harm. An
-// intersection with it is invalid. Bounds that touch intersect in a real bound of width 0.
+// The union of an invalid bound and another is the other one. An intersection with an invalid bound is
+// invalid. Bounds that touch intersect in a real bound of width 0.
 KRBoundingRange KRBoundingRangeUnion(const KRBoundingRange& a, const KRBoundingRange& b);
 KRBoundingRange KRBoundingRangeIntersection(const KRBoundingRange& a, const KRBoundingRange& b);
 
@@ -68,8 +68,8 @@ void KRBoundingBox2DAddBoxes(KRBoundingBox2D& a, const KRBoundingBox2D& b); // a
 bool KRBoundingBox2DNonZeroIntersection(
     const KRBoundingBox2D& a, const KRBoundingBox2D& b); // Interiors overlap.
 
-// A bound over one axis, the other left as it is in `others`: unbounded if that isn't given. An empty or
-// invalid one is returned as it is.
+// `others` with a new bound over one axis; by default the other axis is unbounded. If `others` is empty or
+// invalid it is returned unchanged.
 inline constexpr double KRUnbounded = std::numeric_limits<double>::infinity();
 inline constexpr KRBoundingBox2D KRWholePlane{
     -KRUnbounded, KRUnbounded, -KRUnbounded, KRUnbounded, false, true};

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-// The small structures of the object layer's geometry, and their conversion to and from the computational
-// library's.
+// The point structures of the object layer, and their conversion to and from those of the computational
+// library.
 
 struct Point2D {
     double x;
@@ -24,7 +24,7 @@ struct DoublePoint3D {
     double z;
 };
 
-// The corners of a region and how many points they are told of, in the order of the bounding boxes.
+// The corners of a region, in the order of the bounding boxes, and a count of points.
 struct Box2D {
     double xmin;
     double xmax;

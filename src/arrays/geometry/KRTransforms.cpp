@@ -16,7 +16,7 @@ Point3D inSinglePrecision(const DoublePoint3D& p)
     return {static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)};
 }
 
-// The transform without what moves a direction.
+// The transform without shift and perspective.
 SVTransform3D withoutShift(const Transform3D& T)
 {
     return SVTransform3D(T.T11, T.T12, T.T13, 0, T.T21, T.T22, T.T23, 0, T.T31, T.T32, T.T33, 0);

@@ -5,7 +5,7 @@
 #include "arrays/sv/SVTransform3D.h"
 
 // The transforms of the object layer: plain structures with the numbers of SVTransform2D and SVTransform3D,
-// and functions that do what the members of those classes do, with the same reports.
+// and functions for the operations of those classes, with the same reports.
 
 struct Transform2D {
     double T11;
@@ -60,7 +60,7 @@ Transform3D CreateIdentityTransform3D();
 Transform3D CreateTransform3D(double T11, double T12, double T13, double S1, double T21, double T22,
     double T23, double S2, double T31, double T32, double T33, double S3);
 Transform3D ScaleTransform3D(double x, double y, double z);
-// Scales by the factor along the direction and leaves what is perpendicular to it. No direction gives the
+// Scales by the factor along the direction; perpendicular to it nothing changes. A zero vector gives the
 // identity.
 Transform3D ScaleInDirectionTransform3D(const DoublePoint3D& direction, double factor);
 Transform3D ShiftTransform3D(const DoublePoint3D& p);

@@ -12,7 +12,8 @@ namespace svinternal {
 void adviseLargePages(void* block, std::size_t size)
 {
     constexpr std::size_t kLargePage = std::size_t{2} << 20;
-    constexpr std::size_t kLeastSize = 4 * kLargePage; // A page that is used in part only is wasted.
+    constexpr std::size_t kLeastSize =
+        4 * kLargePage; // In a smaller block, pages that are used in part would waste too much.
     if (size < kLeastSize)
         return;
     const std::size_t before = -reinterpret_cast<std::uintptr_t>(block) % kLargePage;

@@ -1,24 +1,23 @@
 #pragma once
 
-// Not for programs: writing past the caches, for results that are larger than these. On a processor for which
-// there is no such way here streamingCopy() is a plain copy and finishStreaming() nothing.
+// Writes that bypass the caches, for results larger than the caches. Without an implementation for the
+// processor streamingCopy() is a plain copy and finishStreaming() does nothing.
 
 #include <algorithm>
 #include <cstddef>
 
 namespace svinternal {
 
-// Results beyond this size, in bytes, outlast no cache: to fetch what is only overwritten would cost as much
-// as writing it.
+// In bytes. No cache holds a larger result, and fetching lines that are only overwritten would cost as much
+// as writing them.
 inline constexpr long kStreamedSize = 32L << 20;
 
-// The blocks must not overlap. The bytes may come into view of other threads only after finishStreaming().
+// The blocks must not overlap. Other threads may see the bytes only after finishStreaming().
 void streamingCopy(void* to, const void* from, std::size_t count);
 
 void finishStreaming();
 
-// Asks for the cache lines of a block. Inlined always, because g++ takes a function that only prefetches for
-// one that does nothing.
+// Asks for the cache lines of a block. Always inlined: g++ drops a call to a function that only prefetches.
 template <class T>
 [[gnu::always_inline]] inline void prefetchBlock(const T* from, long count)
 {
@@ -27,7 +26,7 @@ template <class T>
         __builtin_prefetch(from + place);
 }
 
-// Fills a new block by compute(to, count, from...), in one call, or piece by piece past the caches. The
+// Fills a new block by compute(to, count, from...): in one call, or piece by piece past the caches. The
 // blocks must not overlap.
 template <class T, class Compute, class... Source>
 void computeBlock(T* to, long count, Compute compute, const Source*... from)
@@ -38,7 +37,7 @@ void computeBlock(T* to, long count, Compute compute, const Source*... from)
         return;
     }
     constexpr long kPiece = 4096 / kWidest;
-    constexpr long kAhead = 4 * kPiece; // The way from the memory is as long as some pieces take.
+    constexpr long kAhead = 4 * kPiece; // Memory latency is as long as some pieces take.
     alignas(64) T piece[kPiece];
     for (long i = 0; i < count; i += kPiece) {
         const long length = std::min(kPiece, count - i);

@@ -13,7 +13,7 @@ void streamingCopy(void* to, const void* from, std::size_t count)
     constexpr std::size_t kLine = 64;
     auto* target = static_cast<unsigned char*>(to);
     auto* source = static_cast<const unsigned char*>(from);
-    // Only whole lines gain: a part of one is written the common way.
+    // Only whole lines are faster. Parts of a line are copied the normal way.
     const std::size_t head = std::min<std::size_t>(-reinterpret_cast<std::uintptr_t>(target) % kLine, count);
     std::memcpy(target, source, head);
     target += head;

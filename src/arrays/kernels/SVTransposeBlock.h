@@ -1,6 +1,6 @@
 #pragma once
 
-// Not for programs: the transposition of one layer, as fast as the memory gives and takes.
+// The transposition of one layer, limited by the speed of the memory. For SVTransposition.cpp.
 
 #include "arrays/kernels/SVStreamingCopy.h"
 
@@ -12,7 +12,8 @@
 
 namespace svinternal {
 
-// A square of as many elements on each side as a register of 16 bytes holds, kept in as many registers.
+// A square block of elements in registers of 16 bytes: one register for each row, one row as long as a
+// register.
 template <class T>
 class TransposeSquare {
 public:
@@ -52,8 +53,8 @@ private:
     }
 };
 
-// Element (i,k) of the source, at i + k*fromStep, goes to k + i*toStep. Before each stretch of columns it
-// calls comingTo(k, kEnd).
+// Element (i,k) of the source, at i + k*fromStep, goes to k + i*toStep. Before each group of columns it calls
+// comingTo(k, kEnd).
 template <class T, class ComingTo>
 void transposeTile(
     const T* from, long fromStep, T* to, long toStep, long rows, long columns, ComingTo comingTo)
@@ -72,8 +73,8 @@ void transposeTile(
 }
 
 // A layer in tiles of a few cache lines each way, so that a line is fetched once for all its elements.
-// `streamed` is for targets that no cache will hold: a tile is then gathered in a buffer and its rows are
-// written past the caches, which saves fetching what is only overwritten.
+// `streamed` is for targets that no cache will hold: a tile is gathered in a buffer first, and its rows are
+// written so that they bypass the caches. That saves fetching lines that are only overwritten.
 template <class T>
 class LayerTransposition {
 public:
@@ -85,7 +86,7 @@ public:
     {
         const bool rowsAlike = toStep_ % kLine == 0;
         const long spare = streamed && !rowsAlike ? kLine : 0;
-        // Where all rows begin alike within a line, the first tile ends at one, and so do all the others.
+        // If all rows have the same alignment within a line, all tiles end at the end of a line.
         const long first = streamed && rowsAlike ? lineFrom(to_, 0) : 0;
         for (long k = 0, kEnd = 0; k < columns_; k = kEnd) {
             kEnd = std::min(columns_, (k == 0 ? first : k) + tileColumns());
@@ -108,14 +109,14 @@ public:
 
 private:
     static constexpr long kLine = 64 / static_cast<long>(sizeof(T));
-    static constexpr long kTileRows = 4 * kLine;
+    // No more than 64, so that the buffer leaves room on a small stack: it has at most 45 KB.
+    static constexpr long kTileRows = std::min(4 * kLine, 64L);
     static constexpr long kTileColumns = 8 * kLine;
-    // Room for a tile, what the first one is longer, the spare, and a line that keeps the rows out of each
+    // Room for a tile, the extra columns of the first one, the spare, and a line that keeps rows out of each
     // other's cache sets.
     static constexpr long kBufferStep = kTileColumns + 3 * kLine;
 
-    // Columns that lie a multiple of a small page apart share a few cache sets, which no more of them fit
-    // into.
+    // Columns at a distance of a multiple of 4096 bytes share a few cache sets, which hold no more than this.
     long tileColumns() const
     {
         constexpr long kColumnsInSharedSets = 128;
@@ -126,10 +127,10 @@ private:
     T* target(long i, long k) const { return to_ + k + i * toStep_; }
     long rowsFrom(long i) const { return std::min(kTileRows, rows_ - i); }
 
-    // The lines of the tile behind that of row i, in these columns: the processor doesn't foresee the jump
-    // from one column to the next. They are asked for a few at a time while this tile is worked on, and into
-    // the second cache, since the first one is smaller than two tiles. What counts is where a line ends: its
-    // beginning came with the tile before.
+    // Prefetches the lines of the tile after that of row i, in these columns: the processor doesn't predict
+    // the jump from one column to the next. A few at a time, while this tile is transposed, into the
+    // second-level cache, since the first is smaller than two tiles. The address is the end of a line: its
+    // beginning may belong to the tile before.
     [[gnu::always_inline]] void prefetchNext(long i, long k, long kEnd) const
     {
         if (rowsFrom(i + kTileRows) < kTileRows)
@@ -139,7 +140,7 @@ private:
                 __builtin_prefetch(source(row + kLine - 1, k), 0, 2);
     }
 
-    // Each row gets whole lines of the target: where the rows begin unlike, a tile begins and ends with the
+    // Writes whole lines of each row. If rows differ in alignment, a row of the tile begins and ends at the
     // first line that begins in its columns or after them.
     void stream(long i, long k, long kEnd, long kFetched) const
     {

@@ -35,7 +35,7 @@ std::string SVArgumentFlagEntry(std::string name)
 
 int SVArgumentIntegerEntry(std::string name)
 {
-    // What atoi does, written out because atoi leaves a number that doesn't fit undefined.
+    // Like atoi, but defined for a number that doesn't fit.
     return static_cast<int>(std::strtol(SVArgumentFlagEntry(name).c_str(), nullptr, 10));
 }
 

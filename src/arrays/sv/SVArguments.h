@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-// The command line of a program that is built on this library. The two values are process-wide and plain:
-// they are set once, at the start of main, before there are threads.
+// The command line of a program that is built on this library. The two values are process-wide and plain: set
+// them once, at the start of main, before other threads exist.
 
 extern std::vector<std::string> SVInputArgumentList; // Without the program's own name.
 extern std::string SVApplicationName;
@@ -15,8 +15,8 @@ void SVSetArguments(int argc, const char** argv);
 // Whether "-" + name is an entry of the list.
 bool SVArgumentIncludesFlag(std::string name);
 
-// The entry behind "-" + name. Empty if the flag isn't there, if it is the last entry, or if what follows is
-// empty or begins with "-" and so is the next flag (a negative number can't be given this way).
+// The entry behind "-" + name. Empty if the flag isn't there, if it is the last entry, or if the next entry
+// is empty or begins with "-" (so a negative number can't be given).
 std::string SVArgumentFlagEntry(std::string name);
 
 // The leading digits of SVArgumentFlagEntry(name) as a number; 0 if there are none.

@@ -1,8 +1,10 @@
 #include "arrays/sv/SVArray.h"
 
+#include "arrays/kernels/SVElementCount.h"
 #include "arrays/kernels/SVLargePages.h"
 #include "arrays/kernels/SVStreamingCopy.h"
-#include "arrays/sv/SVArrayInternal.h"
+#include "arrays/sv/SVErrorMessage.h"
+#include "arrays/sv/SVSameSizeInternal.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,24 +12,13 @@
 #include <cstring>
 #include <functional>
 #include <iostream>
-#include <limits>
-#include <new>
 
 using namespace svinternal;
 
-namespace {
+// For functions that only a debugger calls: the linker keeps them, also with --gc-sections.
+#define SV_KEPT [[gnu::used, gnu::retain]]
 
-// The elements of three dimensions that are not negative. A product beyond 64 bits must not wrap into a small
-// allocation: it fails as the allocation of more than there can be does.
-long elementCount(long m, long n, long o)
-{
-    if (m == 0 || n == 0 || o == 0)
-        return 0;
-    constexpr long most = std::numeric_limits<long>::max();
-    if (m > most / n || m * n > most / o)
-        throw std::bad_array_new_length();
-    return m * n * o;
-}
+namespace {
 
 template <class T>
 void reportNegativeSize()
@@ -62,8 +53,8 @@ SVMutableArray<T>& applyArray(
     return A;
 }
 
-// One entry as the printers write it. The plus makes a number of an 8-bit entry, which a stream would take
-// for a character.
+// One entry as the printers write it. The plus makes a number of an 8-bit entry, which a stream would print
+// as a character.
 template <class T>
 void printEntry(T value)
 {
@@ -86,7 +77,7 @@ char signOf(T value)
     if constexpr (SVArrayMemberOf<T>.signs == SVArraySignPrinter::FiniteAndNonFinite) {
         if (std::isnan(value))
             return '*';
-        // P is the negative infinity and M the positive one, on purpose: swapped, old notes would be misread.
+        // P is the negative infinity and M the positive one, as in existing logs: don't swap them.
         if (std::isinf(value))
             return value < 0 ? 'P' : 'M';
     }
@@ -140,13 +131,6 @@ SVArrayHandle<T>& SVArrayHandle<T>::operator=(const SVArrayHandle& other)
 {
     Share(other, 0);
     return *this;
-}
-
-template <class T>
-SVArrayHandle<T>::~SVArrayHandle()
-{
-    if (Storage != nullptr)
-        Release(0);
 }
 
 template <class T>
@@ -210,7 +194,7 @@ long SVArrayHandle<T>::MutableReferences() const
 template <class T>
 void SVArrayHandle<T>::PrintErrorMessage(long i) const
 {
-    // A position runs over the whole block, so its bound is the length, which is m for a vector.
+    // A position runs over the whole block: its bound is the length.
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, Length());
 }
 
@@ -226,39 +210,31 @@ void SVArrayHandle<T>::PrintErrorMessage(long i, long j, long k) const
     SVErrorOutOfRange(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o());
 }
 
-// The statements that touch "memory" hold against optimisation across the whole program too: what a pure
-// function writes would otherwise be taken for never written, and an answer that is seen to be the occasion
-// for no reason to call it.
+// The "memory" statement is for link-time optimisation, which could otherwise drop the writes of a pure
+// function.
 template <class T>
-template <class... Index>
-long SVArrayHandle<T>::ReportOpaquely(long occasion, Index... index) const
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i) const noexcept
 {
     asm volatile("" : "+r"(occasion) : : "memory");
-    PrintErrorMessage(index...);
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, Length()));
+}
+
+template <class T>
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i, long j) const noexcept
+{
     asm volatile("" : "+r"(occasion) : : "memory");
-    return occasion;
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, j, m(), n()));
 }
 
 template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i) const noexcept
+svinternal::ErrorLists* SVArrayHandle<T>::PrepareReport(long occasion, long i, long j, long k) const noexcept
 {
-    return ReportOpaquely(occasion, i);
+    asm volatile("" : "+r"(occasion) : : "memory");
+    return &prepareErrorMessage(outOfRangeText(SVArrayMemberOf<T>.classWord, i, j, k, m(), n(), o()));
 }
 
 template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i, long j) const noexcept
-{
-    return ReportOpaquely(occasion, i, j);
-}
-
-template <class T>
-long SVArrayHandle<T>::BadIndex(long occasion, long i, long j, long k) const noexcept
-{
-    return ReportOpaquely(occasion, i, j, k);
-}
-
-template <class T>
-void SVArrayHandle<T>::pinfo() const
+SV_KEPT void SVArrayHandle<T>::pinfo() const
 {
     const SVArrayMember& member = SVArrayMemberOf<T>;
     if (o() == 0) {
@@ -280,7 +256,7 @@ void SVArrayHandle<T>::pinfo() const
 }
 
 template <class T>
-void SVArrayHandle<T>::pi(int i) const
+SV_KEPT void SVArrayHandle<T>::pi(int i) const
 {
     if (IsInside(i, m()))
         printEntries(Pointer() + i, n(), m(), ", ");
@@ -290,7 +266,7 @@ void SVArrayHandle<T>::pi(int i) const
 }
 
 template <class T>
-void SVArrayHandle<T>::pj(int j) const
+SV_KEPT void SVArrayHandle<T>::pj(int j) const
 {
     if (IsInside(j, n()))
         PrintColumn(j);
@@ -306,7 +282,7 @@ void SVArrayHandle<T>::PrintColumn(long j) const
 }
 
 template <class T>
-void SVArrayHandle<T>::pall() const
+SV_KEPT void SVArrayHandle<T>::pall() const
 {
     if (m() == 0)
         std::cerr << "Empty" << std::endl;
@@ -315,7 +291,7 @@ void SVArrayHandle<T>::pall() const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i) const
+SV_KEPT T SVArrayHandle<T>::e(int i) const
 {
     if (IsInside(i, Length()))
         return Storage->Data[i];
@@ -324,7 +300,7 @@ T SVArrayHandle<T>::e(int i) const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i, int j) const
+SV_KEPT T SVArrayHandle<T>::e(int i, int j) const
 {
     if (IsInside(i, m()) && IsInside(j, n()))
         return Storage->Data[i + j * m()];
@@ -333,7 +309,7 @@ T SVArrayHandle<T>::e(int i, int j) const
 }
 
 template <class T>
-T SVArrayHandle<T>::e(int i, int j, int k) const
+SV_KEPT T SVArrayHandle<T>::e(int i, int j, int k) const
 {
     if (IsInside(i, m()) && IsInside(j, n()) && IsInside(k, o()))
         return Storage->Data[i + j * m() + k * Storage->mn];
@@ -351,7 +327,7 @@ long SVArrayFinder<T, true>::Find(T value) const
 }
 
 template <class T>
-void SVArrayFinder<T, true>::prange(int s, int e) const
+SV_KEPT void SVArrayFinder<T, true>::prange(int s, int e) const
 {
     if (s < 0) {
         std::cerr << "start out of bounds" << std::endl;
@@ -364,7 +340,7 @@ void SVArrayFinder<T, true>::prange(int s, int e) const
 }
 
 template <class T>
-void SVArrayFinder<T, true>::pcrange(int s, int e) const
+SV_KEPT void SVArrayFinder<T, true>::pcrange(int s, int e) const
 {
     if (s < 0) {
         std::cerr << "start out of bounds" << std::endl;
@@ -377,7 +353,7 @@ void SVArrayFinder<T, true>::pcrange(int s, int e) const
 }
 
 template <class T>
-void SVArraySigns<T, true>::psigns() const
+SV_KEPT void SVArraySigns<T, true>::psigns() const
 {
     if (this->m() == 0) {
         std::cerr << "Empty" << std::endl;
@@ -418,12 +394,6 @@ SVMutableArray<T>& SVMutableArray<T>::operator=(const SVMutableArray& other)
 {
     this->Share(other, 1);
     return *this;
-}
-
-template <class T>
-SVMutableArray<T>::~SVMutableArray()
-{
-    this->Release(1); // Leaves null, at which the read-only destructor does nothing.
 }
 
 template <class T>

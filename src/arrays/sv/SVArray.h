@@ -1,6 +1,7 @@
 #pragma once
 
 #include "arrays/sv/SVArrayFamily.h"
+#include "arrays/sv/SVErrorMessage.h"
 #include "arrays/sv/SVLock.h"
 
 #include <cstdint>
@@ -9,11 +10,11 @@
 // first index runs fastest; element (i,j,k) stands at position i + j*m + k*m*n.
 //
 // There is no copy on write. Copying or assigning a handle shares the block, and a change through a mutable
-// handle is seen by every handle on it; an independent block comes from Copy() alone. The block goes with its
-// last handle.
+// handle is seen by every handle on it; only Copy() makes an independent block. The last handle frees the
+// block.
 //
-// Nothing throws for a caller's mistake: it is reported through SVErrorMessage, and the answer is 0, an empty
-// array or an unchanged target. Only exhausted memory ends in the allocator's own failure (std::bad_alloc).
+// Nothing throws for a caller's mistake: it is reported through SVErrorMessage, and the result is 0, an empty
+// array or an unchanged target. Only a lack of memory throws (std::bad_alloc).
 //
 // Two threads may read one array; they must not copy, assign or destroy handles on one block at the same
 // moment.
@@ -25,29 +26,35 @@ struct SVArrayStorage {
     long m;
     long n;
     long o;
-    long mn; // m*n: saves the three-index access a multiplication.
+    long mn; // m*n, kept to save the three-index access a multiplication.
     long length; // m*n*o
     std::int32_t referenceCount; // Handles of either kind.
     std::int32_t mutableReferences; // How many of them are mutable.
     T* Data; // `length` elements, or null.
 
-    // Each dimension below 1 counts as 0, and no elements in one dimension means none at all; a negative one
-    // is reported as the table of the family tells. The elements are not cleared. A size beyond 64 bits fails
-    // like one beyond the memory.
+    // A dimension below 1 counts as 0, and if one is 0, all three become 0. A negative one is reported in the
+    // words of SVArrayFamily. The elements are not cleared. A size beyond 64 bits throws std::bad_alloc.
     SVArrayStorage(long rows, long columns, long layers);
     ~SVArrayStorage();
     SVArrayStorage(const SVArrayStorage&) = delete;
     SVArrayStorage& operator=(const SVArrayStorage&) = delete;
 };
 
-// What every read-only handle has. Use it by the name of a member of the family, such as SVDoubleArray.
+// The operations of every read-only handle. Use it by the name of a family member, such as SVDoubleArray.
 template <class T>
 class SVArrayHandle {
 public:
     SVArrayHandle(); // Empty, on a storage of its own.
     SVArrayHandle(const SVArrayHandle& other);
     SVArrayHandle& operator=(const SVArrayHandle& other);
-    virtual ~SVArrayHandle();
+    // Defined here, like that of the mutable handle, so that the compiler emits the table of virtual
+    // functions in each program, and with it the debug information by which a debugger finds the printers
+    // below.
+    virtual ~SVArrayHandle()
+    {
+        if (Storage != nullptr)
+            Release(0);
+    }
 
     long m() const { return Storage->m; }
     long n() const { return Storage->n; }
@@ -58,8 +65,8 @@ public:
 
     const T* Pointer() const { return Storage->Data; } // Null if empty.
 
-    // Element access. An index out of its bounds is reported and gives this handle's invalid entry, which is
-    // 0 until somebody writes to it through a mutable handle's bad index.
+    // Element access. An index out of its bounds is reported and gives this handle's invalid entry. That is 0
+    // until a program writes to it through a bad index of a mutable handle.
     T operator()(long i) const; // By position, whatever the dimensions.
     T operator()(long i, long j) const; // In the first layer.
     T operator()(long i, long j, long k) const;
@@ -87,8 +94,8 @@ public:
 protected:
     SVArrayHandle(long rows, long columns, long layers);
 
-    // Lets go of the storage and holds other's instead; the handle counts as `mutableHandles` (0 or 1)
-    // mutable ones.
+    // Releases the storage and shares other's. `mutableHandles` is 1 if this handle counts as mutable, else
+    // 0.
     void Share(const SVArrayHandle& other, std::int32_t mutableHandles);
     void Release(std::int32_t mutableHandles);
 
@@ -101,11 +108,10 @@ protected:
     T invalidEntry = 0;
 
 private:
-    template <class... Index>
-    long ReportOpaquely(long occasion, Index... index) const;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i) const noexcept;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j) const noexcept;
-    [[gnu::cold, gnu::pure]] long BadIndex(long occasion, long i, long j, long k) const noexcept;
+    using Lists = svinternal::ErrorLists;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i) const noexcept;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i, long j) const noexcept;
+    [[gnu::cold, gnu::pure]] Lists* PrepareReport(long occasion, long i, long j, long k) const noexcept;
 };
 
 // Find() and the printers of ranges, for the members that have them.
@@ -164,8 +170,7 @@ protected:
 };
 
 // The handle that can write. It is made by size or from another mutable handle, never from a read-only one.
-// Don't assign through a reference to its read-only base: the mutable handle would change its storage
-// uncounted.
+// Don't assign through a reference to its read-only base: the count of mutable handles would become wrong.
 template <class T>
 class SVMutableArray : public SVArray<T> {
 public:
@@ -173,15 +178,14 @@ public:
     explicit SVMutableArray(long rows, long columns = 1, long layers = 1); // Not cleared.
     SVMutableArray(const SVMutableArray& other);
     SVMutableArray& operator=(const SVMutableArray& other);
-    ~SVMutableArray() override;
+    ~SVMutableArray() override { this->Release(1); } // Sets Storage to null: the base then does nothing.
 
     SVMutableArray& operator=(T value); // Fills. A value that equals 0 is stored as +0.
 
     using SVArray<T>::Pointer;
     T* Pointer() { return this->Storage->Data; }
 
-    // A bad index gives a reference to this handle's invalid entry, so that a write through it lands
-    // harmlessly.
+    // A bad index gives a reference to this handle's invalid entry, so a write through it changes no element.
     using SVArray<T>::operator();
     T& operator()(long i);
     T& operator()(long i, long j);
@@ -220,21 +224,24 @@ SVMutableArray<T>& operator+=(SVMutableArray<T>& A, const SVArray<T>& B);
 template <class T, SVOnlyIf<SVArrayMemberOf<T>.arithmetic> = 0>
 SVMutableArray<T>& operator-=(SVMutableArray<T>& A, const SVArray<T>& B);
 
-// The hot path: small enough to vanish into the caller's loop.
+// The hot path: small enough to be inlined.
 //
-// A report changes no array, and a compiler that knows this keeps dimensions and pointer in registers, finds
-// the test of a plain loop over i and j to be always passed, and makes of it what it makes of the raw
-// pointer: five times the speed for a fill within the cache. "Pure" says so. It would also allow a report to
-// be dropped or two to be merged; the two empty statements forbid that, since each access has an occasion of
-// its own as far as the compiler can see, and the answer is used.
+// A report changes no array. A compiler that knows this keeps dimensions and pointer in registers, removes
+// the test from a plain loop over i and j, and generates the same code as for the raw pointer: a fill within
+// the cache is five times as fast. `gnu::pure` on PrepareReport() tells it. A pure function must change
+// nothing that the program can read, so PrepareReport() adds the report to a list that the program doesn't
+// see, and this function, which is inlined, swaps the two lists.
+//
+// A pure function may also be called once for two accesses, or not at all. The empty statement prevents that:
+// for the compiler each access passes a new value of `occasion`, and the result is used.
 template <class T>
 template <class... Index>
 inline void SVArrayHandle<T>::ReportBadIndex(Index... index) const
 {
     long occasion = 0;
     asm volatile("" : "+r"(occasion));
-    const long answer = BadIndex(occasion, index...);
-    asm volatile("" : : "r"(answer));
+    Lists* const lists = PrepareReport(occasion, index...);
+    lists->shown.swap(lists->prepared);
 }
 
 template <class T>
@@ -291,19 +298,3 @@ inline T& SVMutableArray<T>::operator()(long i, long j, long k)
     this->ReportBadIndex(i, j, k);
     return this->invalidEntry;
 }
-
-// Each member is compiled once, in the library.
-extern template class SVArrayHandle<double>;
-extern template class SVArrayHandle<float>;
-extern template class SVArrayHandle<std::int32_t>;
-extern template class SVArrayHandle<std::int16_t>;
-extern template class SVArrayHandle<std::uint16_t>;
-extern template class SVArrayHandle<signed char>;
-extern template class SVArrayHandle<unsigned char>;
-extern template class SVMutableArray<double>;
-extern template class SVMutableArray<float>;
-extern template class SVMutableArray<std::int32_t>;
-extern template class SVMutableArray<std::int16_t>;
-extern template class SVMutableArray<std::uint16_t>;
-extern template class SVMutableArray<signed char>;
-extern template class SVMutableArray<unsigned char>;

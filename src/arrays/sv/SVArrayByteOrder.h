@@ -3,13 +3,13 @@
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVArrayOperationTable.h"
 
-// The other byte order, in place.
+// Swap the byte order in place.
 
 // Of each element.
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::SwapEndian)> = 0>
 void SwapEndian(SVMutableArray<T>& M);
 
-// Of each group of bytes. A first dimension that the groups don't divide is reported and changes nothing.
+// Of each group of bytes. A first dimension that is no multiple of the group is reported and changes nothing.
 void Swap2Bytes(SVMutableUCharArray& M);
 void Swap4Bytes(SVMutableUCharArray& M);
 void Swap8Bytes(SVMutableUCharArray& M);

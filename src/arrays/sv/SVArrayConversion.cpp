@@ -7,7 +7,7 @@ using namespace svinternal;
 
 namespace {
 
-// The bare conversion is asked for, so numbers that don't fit are no finding.
+// A number that doesn't fit is allowed here: the sanitizer must not report it.
 template <class From, class To>
 [[gnu::noinline]] __attribute__((no_sanitize("float-cast-overflow"))) void convert(
     To* to, long count, const From* from)

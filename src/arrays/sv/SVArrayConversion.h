@@ -4,9 +4,10 @@
 
 // Conversion between the element types, for each pair of distinct ones, with the plain conversion of the
 // language: fractions are cut off, and a number that doesn't fit its new type (or a NaN as an integer) gives
-// whatever the machine gives.
+// a result that depends on the machine.
 
-// Element by element into an array of the same dimensions; others are reported and leave M as it is.
+// Element by element into an array of the same dimensions. Other dimensions are reported and leave M as it
+// is.
 template <class From, class To, SVOnlyIf<!std::is_same_v<From, To>> = 0>
 void ConvertArray(const SVArray<From>& A, SVMutableArray<To>& M);
 

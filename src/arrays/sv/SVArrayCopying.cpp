@@ -12,8 +12,8 @@ long columnsOf(const SVArray<T>& A)
     return A.n() * A.o();
 }
 
-// Copies the units (positions or whole columns) `from` of the source to those from `offset` in the target,
-// each being `width` elements, if both lie inside.
+// Copies the units (positions or whole columns, `width` elements each) `from` of the source to the target,
+// starting at `offset`. Reports units that lie outside.
 template <class T>
 void copyUnits(const char* word, SVMutableArray<T>& M, long unitsOfM, long offset, const SVArray<T>& A,
     long unitsOfA, const SVRange& from, long width)
@@ -40,7 +40,7 @@ template <class T>
 void copyColumns(
     const char* word, SVMutableArray<T>& M, long column, const SVArray<T>& A, const SVRange& from)
 {
-    if (M.m() != A.m()) { // The words say columns; what has to agree is their length.
+    if (M.m() != A.m()) { // The text says columns; their length has to agree.
         SVErrorMessage(word, "Need to be the same number of columns");
         return;
     }
@@ -81,7 +81,7 @@ void CopyValues(SVMutableArray<T>& M, const SVArray<T>& A)
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Columns)>>
 void CopyIntoColumn(SVMutableArray<T>& M, const SVArray<T>& list, long j)
 {
-    // The int form bears the name of its neighbour. Logs are searched for it, so it stays.
+    // The int form reports under the name of its neighbour. Users search logs for it: don't change it.
     constexpr bool isInt = std::is_same_v<T, std::int32_t>;
     constexpr const char* word = isInt ? "CopyIntoColumns(into,list,j)" : "CopyIntoColumn(into,list,j)";
     if (M.m() != list.Length())
@@ -170,7 +170,7 @@ void CopyValuesIntoAndAdd(SVMutableIntArray& M, long offset, const SVIntArray& A
         SVErrorMessage("CopyValuesInto(array,offset,array)", "Copying outside the valid range.");
         return;
     }
-    // Moved first and added to then, so that a source in the same block isn't changed before it is read.
+    // Copied first and added to afterwards: the source may be in the same block.
     std::int32_t* const to = M.Pointer() + offset;
     copyElements(A.Pointer(), A.Length(), to);
     const long length = A.Length();

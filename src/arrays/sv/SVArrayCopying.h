@@ -7,7 +7,7 @@
 // Copying into an array that exists. All are raw copies of elements; source and target may share a block. A
 // bad argument is reported and leaves the target as it is.
 //
-// "Columns" of more than one layer are counted through: column n is the first one of the second layer.
+// Columns are numbered through all layers: column n is the first one of the second layer.
 
 // All the elements, between arrays of the same dimensions.
 template <class T>
@@ -27,7 +27,7 @@ void MemoryCopy(SVMutableArray<T>& M, long offset, const SVArray<T>& A);
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::MemoryCopy)> = 0>
 void MemoryCopy(SVMutableArray<T>& M, long offset, const SVArray<T>& A, const SVRange& R);
 
-// The columns R of A to the columns from `column` in M. The columns of both must be of one length.
+// The columns R of A to the columns from `column` in M. The columns of both must have the same length.
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::MemoryCopy)> = 0>
 void MemoryCopyColumns(SVMutableArray<T>& M, long column, const SVArray<T>& A, const SVRange& R);
 
@@ -37,7 +37,7 @@ void MemoryMove(SVMutableArray<T>& M, long offset, const SVRange& R);
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::MemoryCopy)> = 0>
 void MemoryMoveColumns(SVMutableArray<T>& M, long column, const SVRange& R);
 
-// The int forms take the first entry and the count in the place of a range.
+// The int forms take the first entry and the count instead of a range.
 template <>
 void MemoryCopy(SVMutableIntArray& M, long offset, const SVIntArray& A, const SVRange& R) = delete;
 template <>

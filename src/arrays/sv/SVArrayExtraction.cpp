@@ -12,7 +12,7 @@ namespace {
 template <class T>
 SVMutableArray<T> box(const SVArray<T>& A, const SVRange& Ri, const SVRange& Rj, const SVRange& Rk)
 {
-    // Region reports in this name as well: a region is a sub-array by other arguments.
+    // Region reports under this name, too.
     if (!liesIn(Ri, A.m()) || !liesIn(Rj, A.n()) || !liesIn(Rk, A.o()))
         return failed<T>("SubArray(A,....)", "Index out of range");
     SVMutableArray<T> result(Ri.length, Rj.length, Rk.length);
@@ -115,7 +115,7 @@ SVMutableArray<T> ExtractIndices(const SVArray<T>& A, const SVIntArray& I)
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::ExtractIndices)>>
 SVMutableArray<T> ExtractIndices(const SVArray<T>& A, const SVRange& R)
 {
-    // "Entries" is the word here, and the narrow members call themselves by their whole name.
+    // The function word says "Entries", and the members of 16 bits or less have "SV" in it.
     if (!liesIn(R, A.Length()))
         return failed<T>(
             words<T>(kIsShortOrNarrower<T> ? "ExtractEntries(SV" : "ExtractEntries(", "Array,Range)"),

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <type_traits>
 
-// The seven members of the array family and what tells them apart. The family is written once, as the
-// templates of SVArray.h; everything in which a member differs stands in the table of this file.
+// The seven members of the array family and their differences. The family is written once, as the templates
+// of SVArray.h; all differences are in the table of this file.
 
 static_assert(sizeof(long) == 8, "The dimensions of an array are signed 64-bit numbers, spelled long.");
 
@@ -57,11 +57,11 @@ inline constexpr int SVArrayMemberNumber<signed char> = 5;
 template <>
 inline constexpr int SVArrayMemberNumber<unsigned char> = 6;
 
-// What psigns() tells apart; None: the member has no psigns().
+// Which signs psigns() distinguishes; None: the member has no psigns().
 enum class SVArraySignPrinter { None, SignOnly, FiniteAndNonFinite };
 
 struct SVArrayMember {
-    const char* stem; // Of the words of the array operations.
+    const char* stem; // Its part of the function words in reports.
     const char* classWord; // Names the member in the reports of a bad index.
     const char* negativeSizeWord; // Function word of the report of a negative dimension; null: no report.
     const char* printedMatrix; // What pinfo() writes behind the dimensions.
@@ -71,8 +71,8 @@ struct SVArrayMember {
     bool arithmetic; // *=, /=, += and -= by a number and by an array
 };
 
-// SVIntArray reports a negative size in the double class's name. Logs are searched for these words, so they
-// stay.
+// SVIntArray reports a negative size in the double class's name. Users search logs for these words: don't
+// change them.
 inline constexpr SVArrayMember SVArrayFamily[] = {
     // clang-format off
     {"Double",    "SVDoubleArray",    "SVMutableDoubleArray",   " double array", "double vector with ", true,  SVArraySignPrinter::FiniteAndNonFinite, true },
@@ -88,13 +88,13 @@ inline constexpr SVArrayMember SVArrayFamily[] = {
 template <class T>
 inline constexpr const SVArrayMember& SVArrayMemberOf = SVArrayFamily[SVArrayMemberNumber<T>];
 
-// The type of an unnamed template parameter that admits a function for some members alone:
+// The type of an unnamed template parameter that restricts a function to some members:
 //     template <class T, SVOnlyIf<SVArrayMemberOf<T>.arithmetic> = 0> ...
 template <bool condition>
 using SVOnlyIf = std::enable_if_t<condition, int>;
 
-// A number beside an array: it is converted to the array's element type and takes no part in finding that
-// type.
+// A number beside an array. It is converted to the array's element type, which is deduced from the array
+// alone.
 template <class T>
 struct SVArrayNumberOf {
     using Type = T;

@@ -1,36 +1,22 @@
 #pragma once
 
-// What the operations on arrays share. Not for programs.
+// Shared by the operations on arrays. Internal.
 
+#include "arrays/kernels/SVElementCopy.h"
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVErrorMessage.h"
 #include "arrays/sv/SVRange.h"
+#include "arrays/sv/SVSameSizeInternal.h"
 
-#include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 namespace svinternal {
-
-template <class T, class U>
-bool sameSize(const SVArray<T>& A, const SVArray<U>& B)
-{
-    return A.m() == B.m() && A.n() == B.n() && A.o() == B.o();
-}
 
 // Whether the range lies in [0,size). Compared by subtraction: start + length can wrap.
 inline bool liesIn(const SVRange& range, long size)
 {
     return range.start >= 0 && range.length >= 0 && range.start <= size && range.length <= size - range.start;
-}
-
-// The block copy. Two handles may share a block, so source and target may overlap.
-template <class T>
-void copyElements(const T* from, long count, T* to)
-{
-    if (count > 0)
-        std::memmove(to, from, static_cast<std::size_t>(count) * sizeof(T));
 }
 
 // For instance words<float>("ExtractColumns(", "Array,Range)") is "ExtractColumns(FloatArray,Range)".
@@ -40,7 +26,7 @@ std::string words(const char* before, const char* behind)
     return std::string(before) + SVArrayMemberOf<T>.stem + behind;
 }
 
-// Reports, and gives the empty array that an operation answers with.
+// Reports, and returns the empty array that an operation returns on failure.
 template <class T>
 SVMutableArray<T> failed(const std::string& functionWord, const char* message)
 {
@@ -48,7 +34,7 @@ SVMutableArray<T> failed(const std::string& functionWord, const char* message)
     return SVMutableArray<T>();
 }
 
-// Arithmetic on 32-bit entries wraps around, in every build alike.
+// Arithmetic on 32-bit entries wraps around: signed overflow would be undefined.
 inline std::uint32_t asUnsigned(std::int32_t number)
 {
     return static_cast<std::uint32_t>(number);

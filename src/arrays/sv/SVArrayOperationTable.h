@@ -3,7 +3,7 @@
 #include "arrays/sv/SVArrayFamily.h"
 
 // Which of the array operations exists for which element type. An operation that isn't named here exists for
-// all of them; one of the others doesn't compile for a type without it.
+// all of them. A call for a type that lacks the operation doesn't compile.
 enum class SVArrayOperation {
     Reshape,
     Region,

@@ -1,46 +1,15 @@
 #include "arrays/sv/SVArrayShape.h"
 
-#include "arrays/kernels/SVTransposeBlock.h"
+#include "arrays/kernels/SVElementCount.h"
+#include "arrays/kernels/SVTransposition.h"
 #include "arrays/sv/SVArrayInternal.h"
 
 #include <algorithm>
-#include <limits>
-#include <new>
 #include <type_traits>
 
 using namespace svinternal;
 
 namespace {
-
-// Whether m*n*o is `length`, of dimensions with any sign and size.
-bool productIs(long length, long m, long n, long o)
-{
-    if (m == 0 || n == 0 || o == 0)
-        return length == 0;
-    if (length % m != 0 || (length / m) % n != 0)
-        return false;
-    return length / m / n == o;
-}
-
-// A size beyond 64 bits fails as the allocation of more than there can be does.
-long sum(long a, long b)
-{
-    if (a > std::numeric_limits<long>::max() - b)
-        throw std::bad_array_new_length();
-    return a + b;
-}
-
-// Transposes what lies in the plane of the first index and of one that steps by fromStep.
-template <class T>
-void transposePlane(
-    const SVArray<T>& A, long at, long fromStep, SVMutableArray<T>& result, long to, long toStep)
-{
-    const long size = static_cast<long>(sizeof(T));
-    const bool rowsAreLong = result.m() * size >= 256;
-    const LayerTransposition<T> transposition(
-        A.Pointer() + at, fromStep, result.Pointer() + to, toStep, A.m(), result.m());
-    transposition.run(rowsAreLong && result.Length() * size >= kStreamedSize);
-}
 
 template <class T>
 SVMutableArray<T> joinedColumns(const SVArray<T>& A, const SVArray<T>& B, long fromSecond, const char* word)
@@ -62,20 +31,9 @@ SVMutableArray<T> joinedColumns(const SVArray<T>& A, const SVArray<T>& B, long f
 template <class T>
 SVMutableArray<T> Transpose(const SVArray<T>& A)
 {
-    const long m = A.m(), n = A.n(), o = A.o();
-    if (o <= 1) {
-        SVMutableArray<T> result(n, m, o);
-        if (m <= 1 || n <= 1) // The layout doesn't change.
-            copyElements(A.Pointer(), A.Length(), result.Pointer());
-        else
-            transposePlane(A, 0, m, result, 0, n);
-        finishStreaming();
-        return result;
-    }
-    SVMutableArray<T> result(o, n, m);
-    for (long j = 0; j < n; ++j)
-        transposePlane(A, j * m, m * n, result, j * o, o * n);
-    finishStreaming();
+    const bool isMatrix = A.o() <= 1;
+    SVMutableArray<T> result(isMatrix ? A.n() : A.o(), isMatrix ? A.m() : A.n(), isMatrix ? A.o() : A.m());
+    transpose(A.Pointer(), A.m(), A.n(), A.o(), result.Pointer());
     return result;
 }
 
@@ -83,12 +41,12 @@ template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Reshape)>>
 SVMutableArray<T> Reshape(const SVArray<T>& A, long m, long n, long o)
 {
     const std::string word = words<T>("Reshape(SV", "Array,...)");
-    // Int needs no such words: a negative dimension makes the size wrong, and of two the array that is made
-    // tells.
+    // Not for int: one negative dimension makes the size wrong, and two are reported by the constructor of
+    // the array.
     constexpr bool testsForNegative = !std::is_same_v<T, std::int32_t>;
     if (testsForNegative && (m < 0 || n < 0 || o < 0))
         return failed<T>(word, "One of the new dimensions is negative.");
-    if (!productIs(A.Length(), m, n, o))
+    if (!isElementCount(A.Length(), m, n, o))
         return failed<T>(word, "Size before and after need to be the same.");
     SVMutableArray<T> result(m, n, o);
     copyElements(A.Pointer(), result.Length(), result.Pointer());
@@ -123,19 +81,19 @@ template <class T>
 SVMutableArray<T> IncreaseSize(const SVArray<T>& A, long length)
 {
     constexpr const char* word = "IncreaseSize(Array,Length)";
-    if (length < 0) // 0 is allowed, whatever the words say.
+    if (length < 0) // 0 is allowed, although the text says ">0".
         return failed<T>(word, "Length needs to be >0.");
     long m = A.m(), n = A.n(), o = A.o();
     if (o >= 2) {
         if (length % (m * n) != 0)
             return failed<T>(word, "Length needs to be a multiple of m*n");
-        o = sum(o, length / (m * n));
+        o = sumOfCounts(o, length / (m * n));
     } else if (n >= 2) {
         if (length % m != 0)
             return failed<T>(word, "Length needs to be a multiple of m");
-        n = sum(n, length / m);
+        n = sumOfCounts(n, length / m);
     } else {
-        m = sum(m, length);
+        m = sumOfCounts(m, length);
         n = o = 1;
     }
     SVMutableArray<T> result(m, n, o);

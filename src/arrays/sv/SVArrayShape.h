@@ -15,8 +15,8 @@ SVMutableArray<T> Transpose(const SVArray<T>& A);
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Reshape)> = 0>
 SVMutableArray<T> Reshape(const SVArray<T>& A, long m, long n, long o);
 
-// The first `length` elements: whole layers of a 3D array, whole columns of a matrix, entries of a vector. No
-// length beyond that of A is reported; the elements that A doesn't have are then undefined.
+// The first `length` elements: whole layers of a 3D array, whole columns of a matrix, entries of a vector. A
+// length beyond that of A is not reported; the elements that A doesn't have are then undefined.
 template <class T>
 SVMutableArray<T> TruncateSize(const SVArray<T>& A, long length);
 

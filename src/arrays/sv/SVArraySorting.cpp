@@ -33,7 +33,7 @@ template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Columns)>>
 void Sort(SVMutableArray<T>& M)
 {
     T* last = M.Pointer() + M.Length();
-    if constexpr (std::is_floating_point_v<T>) // Moved away first: the plain comparison is the fast one.
+    if constexpr (std::is_floating_point_v<T>) // NaNs go to the end first: the plain comparison is faster.
         last = std::partition(M.Pointer(), last, [](T value) { return !std::isnan(value); });
     std::sort(M.Pointer(), last);
 }

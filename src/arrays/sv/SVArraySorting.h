@@ -3,8 +3,8 @@
 #include "arrays/sv/SVArray.h"
 #include "arrays/sv/SVArrayOperationTable.h"
 
-// Ascending order. NaNs come last, in any order, since the standard sort needs every two entries to have one.
-// Equal entries have no fixed order among themselves.
+// Ascending order. NaNs come last, in any order: the standard sort needs a strict order. Equal entries have
+// no fixed order among themselves.
 
 // A value and the position where it stood.
 struct SVArraySortingPair {
@@ -24,7 +24,7 @@ bool operator<(const KRSortNumberIndexSupport& a, const KRSortNumberIndexSupport
 template <class T, SVOnlyIf<SVArrayHas<T>(SVArrayOperation::Columns)> = 0>
 void Sort(SVMutableArray<T>& M);
 
-// The entries of M, each taking its entry of I with it. Different dimensions are reported and change nothing.
+// Sorts the entries of M and moves those of I along. Different dimensions are reported and change nothing.
 void Sort(SVMutableDoubleArray& M, SVMutableIntArray& I);
 
 // The positions of the entries in the order of their values, as a vector. An array of more entries than an

@@ -2,8 +2,8 @@
 
 #include "arrays/sv/SVIntArray.h"
 
-// A subscript: one position, a stride over positions, or a list of them. It is made without knowledge of the
-// array that it will select from, and bound to a length by SetLength() before use.
+// A subscript: one position, a stride over positions, or a list of them. It is made without an array, and
+// SetLength() binds it to the length of one before use.
 //
 // A start or an end below -12562 counts from the last index: -12563 is the last one, -12563 + k is k beyond
 // it.
@@ -20,13 +20,13 @@ public:
     SVIndex(const SVIndex& other);
     SVIndex& operator=(const SVIndex& other);
 
-    // Binds the index to a length: resolves what counts from the end, and tests the bounds. False, with a
-    // report, if it was bound before or doesn't lie in [0,L). A start beyond the end gives the empty index,
-    // whatever the stride's sign, so an index that descends doesn't survive. A negative start or end that
+    // Binds the index to a length: resolves positions that count from the end, and tests the bounds. False,
+    // with a report, if it was bound before or doesn't lie in [0,L). A start beyond the end gives the empty
+    // index, whatever the stride's sign: a descending index becomes empty. A negative start or end that
     // doesn't count from the last index isn't tested.
     bool SetLength(long L);
 
-    long Length() const; // How many positions; of a stride of 0 there are none.
+    long Length() const; // How many positions; 0 for a stride of 0.
     bool IsEmpty() const { return arraySpecified ? specifiedArray.IsEmpty() : stride == 0; }
     SVIntArray IndicesAsArray() const;
 
@@ -38,7 +38,7 @@ public:
 
 private:
     bool lengthIsSet = false;
-    long length = 0; // What the index was bound to.
+    long length = 0; // The length that the index is bound to.
     long start = 0;
     long stride = 0; // 0 marks the empty index.
     long end = 0; // Included.
@@ -46,9 +46,9 @@ private:
     SVIntArray specifiedArray;
 };
 
-// Inline, so that it is made before every static object that is told below this header.
+// Inline, so that it is constructed before the static objects of files that include this header.
 inline const SVIndex SVIndex::All(0, SVIndex::FromEnd);
 
-// All the positions shifted, as an index that isn't bound to a length yet.
+// All positions shifted, as an index that isn't bound to a length.
 SVIndex operator+(const SVIndex& index, int shift);
 SVIndex operator-(const SVIndex& index, int shift);

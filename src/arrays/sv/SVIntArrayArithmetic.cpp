@@ -22,8 +22,8 @@ struct Times {
 };
 
 struct Divided {
-    // The processor stops the program for a divisor of 0, and for the one quotient that doesn't fit; an array
-    // of numbers from a file must not be able to do that.
+    // A divisor of 0, or the one quotient that doesn't fit, would end the program. Numbers from a file must
+    // not do that.
     Entry operator()(Entry a, Entry b) const
     {
         if (b == 0)

@@ -3,7 +3,7 @@
 #include "arrays/sv/SVIntArray.h"
 
 // Whole-array arithmetic on integers, entry by entry, as new arrays. Arrays of different dimensions are
-// reported and give an empty array. What doesn't fit 32 bits wraps around; a division by 0 gives 0.
+// reported and give an empty array. A result that doesn't fit 32 bits wraps around; a division by 0 gives 0.
 
 SVMutableIntArray operator+(const SVIntArray& A, const SVIntArray& B);
 SVMutableIntArray operator-(const SVIntArray& A, const SVIntArray& B);

@@ -5,9 +5,8 @@
 #include <cstdint>
 #include <memory>
 
-// A read-only handle on a reference-counted list of elements of any default-constructible type, for the
-// strings and small records that the library hands around. Copying shares the elements. For one thread at a
-// time: the counter isn't locked.
+// A read-only handle on a reference-counted list of elements of any default-constructible type, for strings
+// and small records. Copying shares the elements. For one thread at a time: the counter isn't locked.
 template <class T>
 class SVList {
 public:
@@ -24,7 +23,7 @@ public:
     bool NotEmpty() const { return length != 0; }
 
     // The element at that position; a bad one is reported and gives the invalid entry, a default-made T. The
-    // reference lives as long as a handle on the list.
+    // reference is valid as long as a handle on the list exists.
     const T& operator()(long i) const;
 
     const T* Pointer() const { return Data; } // Null if the list is empty.
@@ -56,7 +55,7 @@ public:
 template <class T>
 SVList<T>::SVList(long howMany) : length(howMany > 0 ? howMany : 0)
 {
-    // Held by smart pointers until both stand: the second allocation, or an element's constructor, may fail.
+    // In smart pointers until both exist: the second allocation, or an element's constructor, may throw.
     auto counter = std::make_unique<std::int32_t>(1);
     std::unique_ptr<T[]> elements(length > 0 ? new T[static_cast<std::size_t>(length)] : nullptr);
     referenceCount = counter.release();
@@ -68,11 +67,15 @@ SVList<T>& SVList<T>::operator=(const SVList& other)
 {
     if (referenceCount == other.referenceCount)
         return *this;
+    // Copied before Release(): one of the old elements may own `other`.
+    T* const newData = other.Data;
+    const long newLength = other.length;
+    std::int32_t* const newCount = other.referenceCount;
+    ++*newCount;
     Release();
-    Data = other.Data;
-    length = other.length;
-    referenceCount = other.referenceCount;
-    ++*referenceCount;
+    Data = newData;
+    length = newLength;
+    referenceCount = newCount;
     return *this;
 }
 

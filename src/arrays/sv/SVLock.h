@@ -1,9 +1,8 @@
 #pragma once
 
-// The lock of a storage's counters, deliberately without effect: handles of this library belong to one thread
-// at a time, and programs that compute in one thread must not pay for a mutex with each copy of a handle.
-// Every change of a counter is nevertheless bracketed by Lock() and Unlock(), so that a real lock can go in
-// here and nowhere else.
+// The lock of a storage's counters. It does nothing: a handle belongs to one thread at a time, and a program
+// with one thread must not pay for a mutex at each copy of a handle. Every change of a counter is still
+// inside Lock() and Unlock(), so a real lock needs a change in this file only.
 class SVLock {
 public:
     SVLock() { }

@@ -4,8 +4,8 @@
 #include <memory>
 #include <type_traits>
 
-// A counted pointer to an object that the last pointer deletes, through its virtual destructor. It gives read
-// access; SVMutablePointer gives more. For one thread at a time: the counter isn't locked.
+// A counted pointer. The last one deletes the object through its virtual destructor. It gives read access
+// only. For one thread at a time: the counter isn't locked.
 template <class T>
 class SVPointer {
 public:
@@ -58,7 +58,7 @@ SVPointer<T>& SVPointer<T>::operator=(const SVPointer& other)
 {
     if (referenceCount == other.referenceCount)
         return *this;
-    // Raised before the old object goes: that object may hold the last other pointer to the new one.
+    // Raised before Release(): the old object may own the last other pointer to the new one.
     ++*other.referenceCount;
     std::int32_t* const newCount = other.referenceCount;
     T* const newObject = other.object;

@@ -1,7 +1,6 @@
 #pragma once
 
-// Points and vectors of the computational library. A point is moved by the shift of a transform, a vector
-// isn't.
+// Points and vectors of the computational library. The shift of a transform moves a point but not a vector.
 
 struct SVPoint2D {
     double x = 0;

@@ -9,7 +9,7 @@ namespace {
 template <class T>
 SVMutableArray<T> transformed(const SVTransform2D& transform, const SVArray<T>& A)
 {
-    // The parenthesis stays open: logs are searched for these words.
+    // The parenthesis stays open: users search logs for these words.
     return mappedColumns<2>(A, words<T>("TransformPoints(Transform2D,", "Array"), [&](const T* from, T* to) {
         const SVPoint2D p = transform * SVPoint2D(from[0], from[1]);
         to[0] = static_cast<T>(p.x);
@@ -71,7 +71,7 @@ bool SVTransform2D::IsOrthogonal() const
 
 SVTransform2D SVTransform2D::Inverse() const
 {
-    // The cofactors of the 3 x 3 form, divided by the one that stands in the last place.
+    // The cofactors of the 3 x 3 form, divided by the last one.
     const double w = T11 * T22 - T12 * T21;
     return SVTransform2D((T22 - S2 * Py) / w, (S1 * Py - T12) / w, (T12 * S2 - S1 * T22) / w,
         (S2 * Px - T21) / w, (T11 - S1 * Px) / w, (S1 * T21 - T11 * S2) / w, (T21 * Py - T22 * Px) / w,
@@ -100,8 +100,8 @@ SVTransform2D TransformFromCoordinateToGrid(const SVPoint2D& p, double dx, doubl
 
 SVTransform2D TransformFromGridToCoordinate(const SVPoint2D& p, double dx, double dy)
 {
-    // The last entry divides by dx. Stored results were computed so, and stay comparable; with dx = dy, which
-    // is what grids have, it is the inverse of the other.
+    // The last entry divides by dx, so that results stay comparable with stored ones. With dx = dy, as grids
+    // have it, this is the inverse of the other.
     return SVTransform2D(1 / dx, 0, -p.x / dx, 0, 1 / dy, -p.y / dx);
 }
 

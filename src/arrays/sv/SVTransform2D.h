@@ -18,13 +18,13 @@ public:
     SVPoint2D operator*(const SVPoint2D& p) const;
     SVVector2D operator*(const SVVector2D& v) const; // Neither shift nor perspective.
 
-    // This transform after the other. Two transforms with perspective are reported and give the identity; the
-    // perspective of one is carried.
+    // This transform after the other. If one has perspective, the product has it; two are reported and give
+    // the identity.
     SVTransform2D operator*(const SVTransform2D& other) const;
 
     bool IsPerspective() const { return Px != 0 || Py != 0; }
-    bool IsOrthogonal() const; // The rows of (T11 T12; T21 T22) are, and have length 1, up to rounding.
-    SVTransform2D Inverse() const; // Of a singular one: what the division by 0 gives.
+    bool IsOrthogonal() const; // The rows of (T11 T12; T21 T22) are orthonormal, up to rounding.
+    SVTransform2D Inverse() const; // A singular one is divided by 0.
 
     double T11 = 1;
     double T12 = 0;
@@ -43,8 +43,8 @@ SVTransform2D Inverse(const SVTransform2D& T);
 SVMutableDoubleArray TransformPoints(const SVTransform2D& T, const SVDoubleArray& A);
 SVMutableFloatArray TransformPoints(const SVTransform2D& T, const SVFloatArray& A);
 
-// Between coordinates and the indices of a grid with its origin at p and steps of dx and dy. They are the
-// inverse of each other's shift and scale in name only: see the second one's definition.
+// Between coordinates and the indices of a grid with its origin at p and steps of dx and dy. With dx
+// different from dy they are not the inverse of each other: the second one divides the shift in y by dx.
 SVTransform2D TransformFromCoordinateToGrid(const SVPoint2D& p, double dx, double dy);
 SVTransform2D TransformFromGridToCoordinate(const SVPoint2D& p, double dx, double dy);
 
@@ -52,5 +52,5 @@ SVTransform2D TransformFromGridToCoordinate(const SVPoint2D& p, double dx, doubl
 // the row (Px Py 1) below if there is perspective.
 SVMutableDoubleArray ConvertToArray(const SVTransform2D& T);
 
-// The reverse. Another size is reported and leaves T as it is; element (2,2) isn't looked at.
+// The reverse. Another size is reported and leaves T as it is. Element (2,2) is ignored.
 bool ReadFromArray(const SVDoubleArray& A, SVTransform2D& T);

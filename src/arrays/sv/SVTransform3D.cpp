@@ -11,7 +11,7 @@ namespace {
 template <class T>
 SVMutableArray<T> transformed(const SVTransform3D& transform, const SVArray<T>& A)
 {
-    // The parenthesis stays open: logs are searched for these words.
+    // The parenthesis stays open: users search logs for these words.
     return mappedColumns<3>(A, words<T>("TransformPoints(Transform3D,", "Array"), [&](const T* from, T* to) {
         const SVPoint3D p = transform * SVPoint3D(from[0], from[1], from[2]);
         to[0] = static_cast<T>(p.x);

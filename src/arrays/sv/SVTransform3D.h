@@ -8,7 +8,7 @@
 
 // A transform of space: the rows (T11 T12 T13 S1), (T21 T22 T23 S2), (T31 T32 T33 S3), and three numbers of
 // perspective, by which a point's result is divided: w = Px x + Py y + Pz z + 1. Angles are in radians and
-// turn by the right hand.
+// follow the right-hand rule.
 class SVTransform3D {
 public:
     SVTransform3D() = default; // The identity.
@@ -20,10 +20,10 @@ public:
     static SVTransform3D RotateAroundX(double angle);
     static SVTransform3D RotateAroundY(double angle);
     static SVTransform3D RotateAroundZ(double angle);
-    // Of any length but 0: a vector without a direction is reported and gives the identity.
+    // The vector may have any length but 0, which is reported and gives the identity.
     static SVTransform3D RotateAroundVector(const SVVector3D& v, double angle);
 
-    // The entry in row i and column j, both from 0 to 3, with (0 0 0 1) as row 3. A bad index is reported,
+    // The entry in row i and column j, both from 0 to 3, with (0 0 0 1) as row 3. A bad index is reported and
     // gives 0.
     double operator()(int i, int j) const;
 
@@ -33,9 +33,9 @@ public:
         const SVTransform3D& other) const; // This one after the other, without perspective.
 
     bool IsPerspective() const { return Px != 0 || Py != 0 || Pz != 0; }
-    bool IsOrthogonal() const; // The rows without the shift are, and have length 1, up to rounding.
+    bool IsOrthogonal() const; // The rows without the shift are orthonormal, up to rounding.
     double Determinant() const; // Of the 3 x 3 part.
-    SVTransform3D Inverse() const; // Without perspective. Of a singular one: what the division by 0 gives.
+    SVTransform3D Inverse() const; // Without perspective. A singular one is divided by 0.
 
     void pinfo() const; // Prints the rows on the standard error stream, for use in a debugger.
 

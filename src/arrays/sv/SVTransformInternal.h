@@ -1,6 +1,6 @@
 #pragma once
 
-// What the transforms of the plane and of space share. Not for programs.
+// Shared by the transforms of the plane and of space. Internal.
 
 #include "arrays/sv/SVArrayInternal.h"
 
@@ -25,8 +25,7 @@ bool rowsAreOrthonormal(const std::array<std::array<double, size>, size>& rows)
     return true;
 }
 
-// Gives each column of an array with `size` rows to map(from, to). The word is that of the report of another
-// size.
+// Calls map(from, to) for each column of an array with `size` rows. Another size is reported under `word`.
 template <long size, class T, class Map>
 SVMutableArray<T> mappedColumns(const SVArray<T>& A, const std::string& word, Map map)
 {

@@ -6,9 +6,9 @@
 #include <string>
 
 // Transforms in a storage of named arrays: any class with ReadDoubleArray(name), Save(value, name) for double
-// arrays and strings, and Flush(), as the data files are.
+// arrays and strings, and Flush(), such as the data files.
 
-// False, with a report, if the storage has no array of the right size by that name; T is then as it was.
+// False, with a report, if the storage has no array of the right size by that name; T stays as it was.
 template <class Storage>
 bool Read(const Storage& storage, const std::string& name, SVTransform2D& T)
 {

@@ -13,6 +13,8 @@ using namespace svtest;
 
 namespace {
 
+constexpr const char* kSmallDisk = "trap '' XFSZ; ulimit -f 20; ";
+
 struct Result {
     int status;
     std::string output;
@@ -21,11 +23,11 @@ struct Result {
 
 class Tool : public testing::Test {
 protected:
-    // Runs the tool in the scratch folder; the arguments are written for a shell.
-    Result run(const std::string& arguments) const
+    // Runs the tool in the scratch folder; the arguments, and limits to set before, are written for a shell.
+    Result run(const std::string& arguments, const std::string& limits = "") const
     {
         const std::string command =
-            "cd '" + (folder_ / ".") + "' && '" SVDATA_TOOL "' " + arguments + " >out 2>err";
+            "cd '" + (folder_ / ".") + "' && (" + limits + "'" SVDATA_TOOL "' " + arguments + ") >out 2>err";
         const int result = std::system(command.c_str());
         return {WEXITSTATUS(result), contentOf(folder_ / "out"), contentOf(folder_ / "err")};
     }
@@ -124,6 +126,96 @@ TEST_F(Tool, CopiesThereAndBack)
     EXPECT_EQ(copy.ReadString("text") + copy.ReadString("empty"), "text");
 }
 
+// What the other format can't hold, and what can't be read, is named; all the rest is carried.
+TEST_F(Tool, NamesWhatItCantCopy)
+{
+    {
+        SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
+        file.Save(counting<double>(2, 2, 2), "x");
+        file.Save(counting<double>(3), "x_3D");
+        file.Save(counting<double>(4), "y");
+        file.Save(2, "y_3D");
+        file.Save(counting<double>(5), "z");
+        file.Save(0, "z_3D"); // A MAT-file gives it no meaning.
+        file.Save(6, "w_3D"); // Nor to this one: there is no w.
+        file.Save("label", "z_3D_3D");
+        file.Save(std::string("in\0side", 7), "text");
+    }
+    const Result there = run("copy a.svbin b.mat");
+    EXPECT_EQ(there.status, 1);
+    EXPECT_EQ(there.errors,
+        "svdata: \"x_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
+        "svdata: \"y_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
+        "svdata: \"z_3D_3D\" is not copied: a MAT-file would take it for the shape of another variable\n");
+    EXPECT_EQ(run("copy b.mat c.svbin").status, 0);
+    const SVDataFile copy(folder_ / "c.svbin", SVFile::ReadOnly);
+    EXPECT_THAT(copy.AllVariableNames(), ElementsAre("text", "w_3D", "x", "y", "z", "z_3D"));
+    EXPECT_TRUE(copy.ReadDoubleArray("x") == counting<double>(2, 2, 2));
+    EXPECT_TRUE(copy.ReadDoubleArray("y") == counting<double>(4));
+    EXPECT_EQ(copy.ReadCharArray("text").Length(), 7);
+    EXPECT_EQ(run("copy a.svbin d.svbin").status, 0);
+    EXPECT_EQ(contentOf(folder_ / "d.svbin"), contentOf(folder_ / "a.svbin"));
+    EXPECT_EQ(run("show d.svbin text --json").output,
+        "{\"name\": \"text\", \"type\": 20, \"m\": 8, \"n\": 1, \"o\": 1, \"values\": \"in\\u0000side\"}\n");
+}
+
+TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
+{
+    {
+        SVDataFile native(folder_ / "a.svbin", SVFile::NewReadWrite);
+        native.Save(counting<double>(9999), "x");
+        native.Save(1, "good");
+        SVMatlabDataFile matlab(folder_ / "torn.mat", SVFile::NewReadWrite);
+        matlab.Save(2.0, "odd_3D"); // Doesn't divide the five elements.
+        matlab.Save(counting<double>(5), "odd");
+        matlab.Save(1, "good");
+        matlab.Save("torn text", "t\n");
+    }
+    std::filesystem::resize_file(folder_ / "torn.mat", std::filesystem::file_size(folder_ / "torn.mat") - 3);
+    std::string bytes = contentOf(folder_ / "a.svbin");
+    store(folder_ / "unknown.svbin", bytes.replace(24 + 8, 1, "\17"));
+    store(folder_ / "damaged.svbin", bytes.replace(24, 8, std::string(8, '\0')));
+    const auto header = [](int type, int rows, int columns, const char* name) {
+        return raw(type) + raw(rows) + raw(columns) + raw(0) + raw(2) + name + std::string(1, '\0');
+    };
+    const std::string huge = header(52, 1, 1, "u") + "?" + header(50, 1 << 16, 1 << 15, "h");
+    store(folder_ / "huge.mat", huge);
+    std::filesystem::resize_file(folder_ / "huge.mat", huge.size() + (1L << 31));
+    const struct {
+        const char* arguments;
+        const char* limits;
+        const char* error;
+    } cases[] = {
+        {"copy unknown.svbin b.svbin", "", "svdata: \"x\" is not copied: it can't be read whole\n"},
+        {"copy torn.mat b.svbin", "", "svdata: \"odd\" is not copied: it can't be read whole\n"},
+        {"copy torn.mat b.svbin", "", "svdata: \"t\\n\" is not copied: it can't be read whole\n"},
+        {"copy damaged.svbin c.svbin", "", "svdata: damaged.svbin is damaged"},
+        {"copy a.svbin c.svbin", kSmallDisk, "svdata: c.svbin could not be written whole\n"},
+        {"copy huge.mat c.svbin", "", "svdata: \"u\" is not copied: it can't be read whole\n"},
+        {"copy huge.mat c.svbin", "", "svdata: \"h\" is not copied: a native file has no room"},
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // They need room themselves.
+        {"show huge.mat h", "ulimit -v 1000000; ", "svdata: std::bad_alloc\n"},
+#endif
+    };
+    for (const auto& row : cases) {
+        const Result result = run(row.arguments, row.limits);
+        EXPECT_EQ(result.status, 1) << row.arguments;
+        EXPECT_NE(result.errors.find(row.error), std::string::npos) << result.errors;
+    }
+    EXPECT_THAT(SVDataFile(folder_ / "b.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
+}
+
+TEST_F(Tool, KnowsAMatlabFileByCapitalLetters)
+{
+    SVMatlabDataFile(folder_ / "a.MAT", SVFile::NewReadWrite).Save(123456789, "n");
+    const Result listing = run("list a.MAT");
+    EXPECT_NE(
+        listing.output.find("n............................. - double - 1.23457e+08\n"), std::string::npos);
+    EXPECT_EQ(listing.errors, "");
+    EXPECT_EQ(run("copy a.MAT b.SVBIN").status, 0);
+    EXPECT_EQ(run("show b.SVBIN n").output, "123456789\n");
+}
+
 TEST_F(Tool, IndexesWhatIsThereNow)
 {
     SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
@@ -134,6 +226,41 @@ TEST_F(Tool, IndexesWhatIsThereNow)
         EXPECT_TRUE(SVDataFile(folder_ / "a.svbin", SVFile::ReadOnly).Contains(name));
     }
     EXPECT_NE(contentOf(folder_ / "a.index").find("second"), std::string::npos);
+}
+
+TEST_F(Tool, LeavesNoIndexThatLies)
+{
+    {
+        SVDataFile file(SVFile(folder_ / "big.svbin", SVFile::BigEndian, SVFile::NewReadWrite));
+        file.Save(2.5, "x");
+        SVDataFile many(folder_ / "many.svbin", SVFile::NewReadWrite);
+        for (int i = 0; i < 4000; ++i)
+            many.Save(i, "number_" + std::to_string(i));
+        many.SaveIndex();
+    }
+    store(folder_ / "big.index", "svbin index file"); // Not asked whether it is a good one.
+    const Result refused = run("index big.svbin");
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_NE(refused.errors.find("svdata: big.svbin has no index now\n"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "big.index"));
+    EXPECT_EQ(run("show big.svbin x").output, "2.5\n");
+
+    // The disk has no room for the whole index.
+    EXPECT_EQ(run("index many.svbin", kSmallDisk).status, 1);
+    EXPECT_NE(run("list many.svbin --json").output.find("number_3999"), std::string::npos);
+    for (const auto& file : std::filesystem::directory_iterator(folder_ / "."))
+        EXPECT_EQ(file.path().string().find("many.index"), std::string::npos) << file.path();
+
+    // An index block at the end doesn't hide the damage before it.
+    std::string damaged = contentOf(folder_ / "many.svbin");
+    damaged.replace(24, 8, std::string(8, '\0'));
+    store(folder_ / "many.svbin", damaged);
+    EXPECT_EQ(run("index many.svbin").status, 1);
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "many.index"));
+    EXPECT_EQ(run("index none.mat").status, 1);
+    SVMatlabDataFile(folder_ / "good.mat", SVFile::NewReadWrite).Save(1.5, "x");
+    EXPECT_EQ(run("index good.mat").status, 0);
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "good.index"));
 }
 
 TEST_F(Tool, TellsHowItEnded)

@@ -85,6 +85,37 @@ TYPED_TEST(ArrayHandles, ReportEachBadAccessOnce)
     EXPECT_EQ(reports.size(), 16U);
 }
 
+namespace {
+
+// Not inlined, so that the optimiser sees the accesses and what is asked of the list, and nothing else.
+template <class T>
+[[gnu::noinline]] long firstBadPosition(const SVArray<T>& A, const std::vector<std::string>& reports)
+{
+    const std::size_t before = reports.size();
+    for (long i = 0; i < 9; ++i) {
+        (void)A(i);
+        if (reports.size() != before)
+            return i;
+    }
+    return -1;
+}
+
+} // namespace
+
+TYPED_TEST(ArrayHandles, ShowTheReportToTheNextStatement)
+{
+    const SVArray<TypeParam> A = counting<TypeParam>(3);
+    const std::string word = SVArrayMemberOf<TypeParam>.classWord;
+    const auto reports = reportsOf([&] {
+        EXPECT_EQ(firstBadPosition(A, SVErrorList()), 3);
+        SVErrorMessage("between");
+        SVErrorMessage("them");
+        EXPECT_EQ(firstBadPosition(A, SVErrorList()), 3);
+    });
+    const std::string report = word + "(3) is not valid, needs to be lie in [0,2].";
+    EXPECT_THAT(reports, ElementsAre(report, "between", "them", report));
+}
+
 TYPED_TEST(ArrayHandles, ShareTheirBlockAndCountTheHandles)
 {
     SVMutableArray<TypeParam> A = counting<TypeParam>(3);

@@ -101,9 +101,9 @@ TYPED_TEST(ArrayExtrema, AgreeWithTheSlowWay)
         long at = -2;
         ASSERT_EQ(Minimum(A), *smallest);
         ASSERT_EQ(Maximum(A), *largest);
-        ASSERT_EQ(Minimum(A, at), *smallest);
+        ASSERT_EQ(Minimum(A, &at), *smallest);
         ASSERT_EQ(at, smallest - values.begin());
-        ASSERT_EQ(Maximum(A, at), *largest);
+        ASSERT_EQ(Maximum(A, &at), *largest);
         ASSERT_EQ(at, largest - values.begin());
     }
 }
@@ -115,6 +115,7 @@ TYPED_TEST(ArrayExtrema, CompareEntryByEntry)
     EXPECT_EQ(shown(Maximum(A, B)), "2x2x1: 2 5 3 9");
     EXPECT_EQ(shown(Minimum(A, 4)), "2x2x1: 1 4 3 4");
     EXPECT_EQ(shown(Maximum(A, 4)), "2x2x1: 4 5 4 7");
+    EXPECT_EQ(shown(Maximum(A, 0)), "2x2x1: 1 5 3 7");
     const std::string word = SVArrayMemberOf<TypeParam>.classWord;
     EXPECT_THAT(reportsOf([&] {
         EXPECT_TRUE(Minimum(A, SVArray<TypeParam>()).IsEmpty());
@@ -126,6 +127,9 @@ TYPED_TEST(ArrayExtrema, CompareEntryByEntry)
 
 TEST(ArrayMeasures, OfDoubles)
 {
+    long bound = 4; // Has the type of a position, and is a number to compare with all the same.
+    EXPECT_EQ(shown(Minimum(counting<double>(6), static_cast<double>(bound))), "6x1x1: 0 1 2 3 4 4");
+    EXPECT_TRUE((std::is_same_v<decltype(Minimum(SVDoubleArray(), bound)), SVMutableDoubleArray>));
     const SVDoubleArray A = arrayOf<double>({3, kNaN, -8, 7, kNaN, 7}), none;
     EXPECT_EQ(Minimum(A), -8);
     EXPECT_EQ(FindIndexOfMaximum(A), 3);
@@ -133,7 +137,7 @@ TEST(ArrayMeasures, OfDoubles)
     EXPECT_EQ(InfinityNorm(A), 8);
     EXPECT_TRUE(std::isnan(Minimum(arrayOf<double>({kNaN, 1, 2}))));
     long at = 5;
-    EXPECT_EQ(Mean(none) + Maximum(none) + Minimum(none, at), 0);
+    EXPECT_EQ(Mean(none) + Maximum(none) + Minimum(none, &at), 0);
     EXPECT_EQ(at, -1);
     EXPECT_EQ(Mean(counting<double>(101)), 50);
     SVMutableFloatArray many(3000000);

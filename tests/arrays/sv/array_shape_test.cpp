@@ -2,6 +2,8 @@
 
 #include "arrays/sv/SVArrayShape.h"
 
+#include <pthread.h>
+
 using namespace svtest;
 
 SV_TYPED_TESTS(ArrayShape, SV_ALL_TYPES);
@@ -66,6 +68,27 @@ TYPED_TEST(ArrayShape, TransposesWhatNoCacheHolds)
                 wrong += a[i + j * A.m()] != b[j + i * n];
         EXPECT_EQ(wrong, 0);
     }
+}
+
+// The threads of a program may have small stacks.
+TEST(ArrayShapeOfBytes, TransposesOnASmallStack)
+{
+    const SVUCharArray A = scattered<unsigned char>(1030, 40L << 10, 1);
+    SVUCharArray B;
+    std::function<void()> work = [&] { B = Transpose(A); };
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 128 << 10), 0);
+    pthread_t thread;
+    const auto start = [](void* argument) -> void* {
+        (*static_cast<std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    ASSERT_EQ(pthread_create(&thread, &attributes, start, &work), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ(sizeOf(B), (std::vector<long>{A.n(), A.m(), 1}));
+    EXPECT_EQ(B(12345, 678), A(678, 12345));
 }
 
 TYPED_TEST(ArrayShape, Truncates)

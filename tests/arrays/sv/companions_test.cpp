@@ -6,6 +6,8 @@
 #include "arrays/sv/SVPointer.h"
 #include "arrays/sv/SVRange.h"
 
+#include <memory>
+
 using namespace svtest;
 
 TEST(Reports, AreListedAndWrittenAsOneLine)
@@ -32,6 +34,31 @@ TEST(Lists, ShareTheirElements)
     EXPECT_EQ(other(1), "one") << "the last handle keeps the elements";
     EXPECT_EQ(other.Length(), 3);
     EXPECT_EQ(SVMutableList<std::string>(-4).Length(), 0);
+}
+
+namespace {
+
+struct Node {
+    int number = 0;
+    std::shared_ptr<SVMutableList<Node>> kids;
+};
+
+SVMutableList<Node> nodes(int number, std::shared_ptr<SVMutableList<Node>> kids)
+{
+    SVMutableList<Node> list(1);
+    list(0) = {number, std::move(kids)};
+    return list;
+}
+
+} // namespace
+
+// A tree that is walked by assigning the children of an element to the list that holds it.
+TEST(Lists, SurviveTheAssignmentFromWhatTheyHold)
+{
+    SVMutableList<Node> root = nodes(1, std::make_shared<SVMutableList<Node>>(nodes(2, nullptr)));
+    root = *root(0).kids;
+    EXPECT_EQ(root.Length(), 1);
+    EXPECT_EQ(root(0).number, 2);
 }
 
 TEST(Lists, ReportABadPosition)

@@ -37,6 +37,7 @@ TEST(Transform2D, ActsOnPointsAndVectors)
     const SVVector2D v = kAffine * SVVector2D(1, 2);
     expectNear({v.x, v.y}, {4, 2});
     expectNear(kPerspective * SVPoint2D(1, 2), {4 / 1.09, 3 / 1.09});
+    expectNear(SVTransform2D::Shift({5, 7}) * (SVTransform2D::Scale(2, 3) * SVPoint2D(1, 2)), {7, 13});
     expectNear(TransformFromCoordinateToGrid({6, 8}, 2, 4) * SVPoint2D(1, 1), {8, 12});
     expectNear(TransformFromGridToCoordinate({6, 8}, 2, 4) * SVPoint2D(8, 12), {1, -1}); // By dx, both.
 }
