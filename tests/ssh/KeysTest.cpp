@@ -1,3 +1,4 @@
+#include "platform/Md5.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/PrivateKey.h"
 #include "ssh/session/CkoSshKey.h"
@@ -6,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
+#include <fstream>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
@@ -85,6 +87,62 @@ TEST(KeyFile, RefusesDamagedNumbers)
         // the comment.
         EXPECT_LE(read, 1) << type;
     }
+}
+
+// libgcrypt is set up by whatever needs it first, here a hashed host name in a new process.
+TEST(KnownHostsDeathTest, SetsLibgcryptUpWithSecureMemory)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            platform::Md5 md5;
+            md5.update("x", 1);
+            (void)lookUpHost("|1|c2FsdA==|c2FsdA== ssh-rsa AAAA", "host", 22, {});
+            // More than the pool that libgcrypt makes by itself.
+            const bool secure = gcry_is_secure(gcry_malloc_secure(40000)) != 0;
+            _exit(gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) && secure ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// Looks for the bytes, each with its bits turned so that no copy of ours is found, on the heap.
+__attribute__((no_sanitize("address"))) bool heapHolds(const Bytes& turned)
+{
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);) {
+        std::uintptr_t from = 0;
+        std::uintptr_t to = 0;
+        if (!line.ends_with("[heap]") || std::sscanf(line.c_str(), "%lx-%lx", &from, &to) != 2)
+            continue;
+        for (const volatile auto* at = reinterpret_cast<const std::uint8_t*>(from);
+             to - from >= turned.size(); ++at, ++from) {
+            std::size_t same = 0;
+            while (same < turned.size() && at[same] == (turned[same] ^ 0xff))
+                ++same;
+            if (same == turned.size())
+                return true;
+        }
+    }
+    return false;
+}
+
+TEST(KeyFile, LeavesNoSecretInFreedMemory)
+{
+    const std::string text = support::makeKeyText("ssh-ed25519");
+    Bytes turned;
+    {
+        const Bytes file = *fromBase64(std::string_view(text).substr(36, text.size() - 36 - 35));
+        // The seed lies before the public key's second copy, behind the one in the private section.
+        const Bytes blob = readKeyFile(text)->publicBlob();
+        const auto at = std::find_end(file.begin(), file.end(), blob.end() - 32, blob.end());
+        for (auto byte = at - 32; byte != at; ++byte)
+            turned.push_back(*byte ^ 0xff);
+    }
+    {
+        const auto key = readKeyFile(text);
+        ASSERT_TRUE(key->sign(*findSignature("ssh-ed25519"), viewOf("text")).ok());
+    }
+    EXPECT_FALSE(heapHolds(turned));
 }
 
 TEST(KnownHosts, UnderstandsEveryFormOfALine)

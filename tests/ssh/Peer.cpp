@@ -1,5 +1,6 @@
 #include "ssh/PeerConnection.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/Support.h"
 #include "ssh/transport/Messages.h"
 
@@ -27,7 +28,7 @@ const PrivateKey& keyOfType(const std::string& type)
 
 Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
     thread_ = std::thread([this] { accept(); });
 }
 
@@ -340,9 +341,13 @@ bool Connection::receiveChannel(std::uint8_t number, WireReader& reader)
             if (!send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window)))
                 return false;
         }
+        if (echoes_)
+            return sendData(data);
         files_.receive(data, replies_);
         return true;
     }
+    case message::kChannelEof:
+        return !echoes_ || endCommand();
     default:
         return true;
     }
@@ -381,10 +386,16 @@ bool Connection::runRequest(WireReader& reader)
     if (options_.floods)
         return flood();
     isSftp_ = reader.text() == "subsystem";
-    if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_)
+    reader.boolean();
+    echoes_ = reader.text() == "cat";
+    if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_ || echoes_)
         return true;
-    return sendData(viewOf(options_.output))
-        && send(WireWriter(message::kChannelRequest).uint32(0).string("exit-status").boolean(false).uint32(5))
+    return sendData(viewOf(options_.output)) && endCommand();
+}
+
+bool Connection::endCommand()
+{
+    return send(WireWriter(message::kChannelRequest).uint32(0).string("exit-status").boolean(false).uint32(5))
         && send(WireWriter(message::kChannelEof).uint32(0))
         && send(WireWriter(message::kChannelClose).uint32(0));
 }

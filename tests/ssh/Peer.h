@@ -33,7 +33,7 @@ struct Options {
     bool chatters = false; // Says nothing of any use before its first key exchange,
     bool floods = false; // or begins one after the login that it never ends, with requests in between.
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
-    std::string output = "output\n"; // Of every command.
+    std::string output = "output\n"; // Of every command but "cat", which gives its input back.
 
     std::uint8_t slipsInBefore = 0; // Sends something meaningless before each message of this number.
     // May change a payload before it is sent, or leave it empty to send nothing.

@@ -51,6 +51,7 @@ private:
     bool receive(ssh::ByteView payload);
     bool receiveChannel(std::uint8_t number, ssh::WireReader& reader);
     bool runRequest(ssh::WireReader& reader);
+    bool endCommand();
     bool sendData(ssh::ByteView data);
     bool fail();
     bool succeed();
@@ -72,6 +73,7 @@ private:
     FileServer files_;
     std::vector<ssh::Bytes> replies_; // Of the files.
     bool isSftp_ = false;
+    bool echoes_ = false;
     std::uint32_t toRefill_ = 0;
 };
 

@@ -63,16 +63,20 @@ Bytes FileServer::open(WireReader& reader, std::uint32_t id)
     // truncates, 2 opens what is there.
     const bool creates = version >= 5 ? (flags & 7) == 1 || (flags & 7) == 3 : (flags & 8) != 0;
     const bool truncates = version >= 5 ? (flags & 7) == 1 : (flags & 16) != 0;
-    if (!files_.contains(path) && !creates)
+    const bool isFolder = files_.contains(path + "/"); // Can be opened, and not read.
+    if (!files_.contains(path) && !creates && !isFolder)
         return status(id, kNoSuchFile);
-    if (truncates || !files_.contains(path))
+    if (truncates || (!files_.contains(path) && !isFolder))
         files_[path].clear();
     return reply(sftp::kHandle, id).string(path).take();
 }
 
 Bytes FileServer::read(WireReader& reader, std::uint32_t id)
 {
-    const std::string& file = files_[reader.text()];
+    const std::string path = reader.text();
+    if (!files_.contains(path))
+        return status(id, kFailure);
+    const std::string& file = files_[path];
     const std::uint64_t offset = reader.uint64();
     const std::uint32_t length = std::min(reader.uint32(), options_.mostRead);
     if (offset >= file.size())
@@ -141,9 +145,8 @@ Bytes FileServer::answer(ByteView request)
         return attributes(reader.text(), id);
     case sftp::kSetstat: {
         reader.string();
-        SFtpFileAttr attr;
-        attr.read(reader, options_.sftpVersion);
-        seen_.permissions = attr.permissions.value_or(0);
+        const auto attr = SFtpFileAttr::read(reader, options_.sftpVersion);
+        seen_.permissions = attr ? attr->permissions.value_or(0) : 0;
         return status(id, reader.okAndEmpty() ? sftp::kOk : kFailure);
     }
     case sftp::kOpendir: {
@@ -154,8 +157,7 @@ Bytes FileServer::answer(ByteView request)
         return names(reader.text(), id);
     case sftp::kMkdir: {
         const std::string path = reader.text() + "/";
-        SFtpFileAttr attr;
-        const bool good = attr.read(reader, options_.sftpVersion) && !files_.contains(path);
+        const bool good = SFtpFileAttr::read(reader, options_.sftpVersion) && !files_.contains(path);
         files_[path] = "";
         return status(id, good ? sftp::kOk : kFailure);
     }

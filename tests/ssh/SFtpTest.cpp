@@ -65,14 +65,21 @@ TEST_P(SFtp, CarriesFilesBothWays)
 
     EXPECT_TRUE(files.sftp.DownloadFileByName("big", local)) << files.sftp.LastErrorText();
     EXPECT_TRUE(support::readFile(local) == big_);
+    EXPECT_EQ(platform::files::attributes(local)->permissions & 07137, 0u); // No more than the server's 0640.
     for (const std::size_t have : {std::size_t{0}, std::size_t{1}, big_.size() - 1, big_.size()}) {
         support::writeFile(local, big_.substr(0, have));
         EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("big", local)) << files.sftp.LastErrorText();
         EXPECT_TRUE(support::readFile(local) == big_) << have;
     }
-    // A local file that has more than the remote one is left as it is.
+    // What can't be the beginning of the remote file, or can't be replaced by it, stays as it is.
     support::writeFile(local, "longer");
-    EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("folder/one", local));
+    for (const char* shorter : {"folder/one", "empty"}) {
+        EXPECT_FALSE(files.sftp.ResumeDownloadFileByName(shorter, local));
+        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr(local + " has 6 bytes and the remote one "));
+        EXPECT_FALSE(files.sftp.ResumeUploadFileByName("big", local));
+        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("has 3000001 bytes and the local one 6"));
+    }
+    EXPECT_FALSE(files.sftp.DownloadFileByName("folder", local));
     EXPECT_EQ(support::readFile(local), "longer");
     EXPECT_TRUE(files.sftp.DownloadFileByName("empty", local));
     EXPECT_EQ(support::readFile(local), "");
@@ -233,8 +240,8 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
             all.uint32(1).byte(0).string("text/plain").uint32(2).string("raw");
         all.uint32(1).string("name@example").string("value");
         WireReader reader(all);
-        SFtpFileAttr attr;
-        EXPECT_TRUE(attr.read(reader, version) && reader.okAndEmpty()) << version;
+        const SFtpFileAttr attr = SFtpFileAttr::read(reader, version).value_or(SFtpFileAttr());
+        EXPECT_TRUE(reader.okAndEmpty()) << version;
         EXPECT_EQ(attr.type, SFtpFileAttr::Type::Regular);
         EXPECT_EQ(attr.size, 77u);
         EXPECT_EQ(attr.owner.value_or("") + attr.group.value_or(""), "56");
@@ -244,7 +251,7 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
         EXPECT_EQ(attr.modifyTime, 13);
         for (std::size_t cut = 0; cut < all.bytes().size(); ++cut) {
             WireReader torn(ByteView(all).first(cut));
-            EXPECT_FALSE(attr.read(torn, version)) << version << " " << cut;
+            EXPECT_FALSE(SFtpFileAttr::read(torn, version)) << version << " " << cut;
         }
     }
 }

@@ -1,3 +1,4 @@
+#include "platform/files/Places.h"
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
@@ -34,6 +35,7 @@ protected:
         const bool good = ssh.Connect("127.0.0.1", server.port()) && ssh.ReKey()
             && ssh.AuthenticatePw("user", "secret") && ssh.ReKey();
         algorithms_ = ssh.Algorithms();
+        log_ = ssh.SessionLog();
         const int channel = good ? ssh.OpenSessionChannel() : -1;
         if (channel < 0 || !ssh.SendReqExec(channel, "anything"))
             return ssh.LastErrorText();
@@ -48,6 +50,7 @@ protected:
 
     support::TemporaryFolder folder_;
     std::vector<std::string> algorithms_;
+    std::string log_;
 };
 
 TEST_F(Transport, SpeaksEveryEntryOfItsLists)
@@ -78,6 +81,14 @@ TEST_F(Transport, SpeaksEveryEntryOfItsLists)
             EXPECT_TRUE(result == options.output) << result.substr(0, 200);
             ASSERT_GT(algorithms_.size(), shownAt);
             EXPECT_EQ(algorithms_[shownAt], name);
+            const bool weak = name == "diffie-hellman-group1-sha1" || name == "arcfour128"
+                || name == "arcfour256" || name == "hmac-md5" || (name == "none" && shownAt == 3);
+            EXPECT_EQ(log_.find("weak") != std::string::npos, weak) << log_;
+            if (weak) {
+                EXPECT_THAT(log_, HasSubstr(name));
+                EXPECT_THAT(session(options, [](CkoSsh& ssh) { ssh.setRefuseWeak(true); }),
+                    HasSubstr("which offers: " + name + ". Weak ones are refused"));
+            }
         }
 }
 
@@ -277,34 +288,101 @@ TEST_F(Transport, ARefusedLoginTellsWhatTheServerOffersAndMayBeRepeated)
     EXPECT_FALSE(ssh.AuthenticatePk("user", CkoSshKey()));
     EXPECT_LT(ssh.OpenSessionChannel(), 0);
     EXPECT_TRUE(ssh.AuthenticatePw("user", "secret"));
+    EXPECT_FALSE(ssh.AuthenticatePw("user", "wrong")); // A second login can't be checked.
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("already"));
     CkoSFtp sftp;
     EXPECT_FALSE(sftp.InitializeSftp());
     EXPECT_THAT(sftp.LastErrorText(), HasSubstr("AuthenticatePw"));
     EXPECT_THAT(sftp.SessionLog(), HasSubstr("AuthenticatePk"));
 }
 
-// A host that is known under one key is refused any other, of another type too.
-TEST_F(Transport, RefusesAHostThatShowsAnotherKey)
+TEST_F(Transport, TrustsAHostOnceAndThenOnlyUnderItsKnownKeys)
 {
     peer::Options options;
+    options.offer.hostKey = {"ssh-rsa", "ssh-ed25519"};
     peer::Peer server(options);
-    options.offer.hostKey = {"ssh-ed25519"};
+    const auto lineFor = [&](const std::string& type, const char* keyOf = nullptr) {
+        return "[127.0.0.1]:" + std::to_string(server.port()) + " " + type + " "
+            + toBase64(peer::keyOfType(keyOf ? keyOf : type).publicBlob()) + "\n";
+    };
+    const struct {
+        std::string known;
+        const char* shown; // Type of the key; else why it is refused.
+        bool isNew = false;
+    } cases[] = {
+        {"", "ssh-rsa", true},
+        {lineFor("ssh-rsa"), "ssh-rsa"},
+        {lineFor("ssh-ed25519"), "ssh-ed25519"}, // As OpenSSH records it.
+        {lineFor("ssh-dss") + lineFor("ssh-rsa"), "ssh-rsa"},
+        {lineFor("ssh-dss"), "known under a key of another type (line 1 of "},
+        {"\n" + lineFor("ssh-rsa", "ssh-dss"), "known under another one (line 2 of "},
+        {"@revoked" + (" " + lineFor("ssh-rsa")), "known_hosts marks as revoked"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.known);
+        CkoSsh ssh;
+        prepare(ssh);
+        support::writeFile(folder_ / "known_hosts", row.known);
+        const bool trusted = ssh.Connect("127.0.0.1", server.port());
+        EXPECT_THAT(trusted ? ssh.Algorithms()[1] : ssh.LastErrorText(), HasSubstr(row.shown));
+        EXPECT_EQ(ssh.HostKeyFingerprint().substr(0, 7), "SHA256:");
+        EXPECT_EQ(ssh.HostKeyIsNew(), row.isNew);
+        EXPECT_EQ(ssh.SessionLog().find("first time. Its key has been recorded: ssh-rsa SHA256:")
+                != std::string::npos,
+            row.isNew);
+        EXPECT_EQ(support::readFile(folder_ / "known_hosts"), row.isNew ? lineFor("ssh-rsa") : row.known);
+    }
+    platform::Places::setRoot(folder_.path());
+    EXPECT_TRUE(CkoSsh().Connect("127.0.0.1", server.port()));
+    EXPECT_EQ(support::readFile(platform::Places::library() + "/known_hosts"), lineFor("ssh-rsa"));
+    platform::Places::setRoot("");
+}
+
+// A request that has just gone out is no sign of life.
+TEST_F(Transport, EndsACallAfterOneIdleLimitOfSilence)
+{
+    peer::Options options;
+    options.onSend = [silent = false](Bytes& payload) mutable {
+        silent = silent || payload[0] == message::kChannelSuccess;
+        if (silent)
+            payload.clear();
+    };
+    peer::Peer server(options);
     CkoSsh ssh;
     prepare(ssh);
-    const std::string file = folder_ / "known_hosts";
-    const auto lineFor = [&](const char* type) {
-        return "[127.0.0.1]:" + std::to_string(server.port()) + " " + type + " "
-            + toBase64(peer::keyOfType(type).publicBlob()) + "\n";
-    };
-    support::writeFile(file, lineFor("ssh-ed25519"));
-    EXPECT_FALSE(ssh.Connect("127.0.0.1", server.port()));
-    EXPECT_THAT(ssh.LastErrorText(),
-        testing::AllOf(HasSubstr("line 1 of " + file), HasSubstr("known under another one"),
-            HasSubstr("ssh-keygen -R")));
-    EXPECT_EQ(support::readFile(file), lineFor("ssh-ed25519"));
-    support::writeFile(file, lineFor("ssh-ed25519") + lineFor("ssh-rsa"));
-    EXPECT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
-    EXPECT_EQ(ssh.HostKeyFingerprint().substr(0, 7), "SHA256:");
+    ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+    const int channel = ssh.OpenSessionChannel();
+    ssh.setIdleTimeoutMs(1500);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(ssh.SendReqExec(channel, "anything"));
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_TRUE(taken >= std::chrono::milliseconds(1490) && taken < std::chrono::milliseconds(2800));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("silent for 1500 ms"));
+}
+
+// Through a window that is smaller than the input, while the command answers.
+TEST_F(Transport, HandsACommandItsInputAndTheEndOfIt)
+{
+    peer::Options options;
+    options.window = 5000;
+    peer::Peer server(options);
+    CkoSsh ssh;
+    prepare(ssh);
+    ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+    const int channel = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(channel, "cat"));
+    const std::string input = support::randomText(3'000'000);
+    std::string output;
+    for (ByteView left = viewOf(input); !ssh.ChannelReceivedClose(channel);) {
+        const int taken = left.empty() ? 0 : ssh.ChannelSendData(channel, left);
+        ASSERT_TRUE(taken >= 0 && taken <= 5000) << taken << ssh.LastErrorText();
+        left = left.subspan(static_cast<std::size_t>(taken));
+        EXPECT_TRUE(!left.empty() || ssh.ChannelSendClose(channel));
+        const auto data = ssh.GetReceivedDataN(channel, ssh.ChannelReadAndPoll(channel, 1000));
+        output.append(data.begin(), data.end());
+    }
+    EXPECT_TRUE(output == input) << output.size();
+    EXPECT_LT(ssh.ChannelSendData(channel, viewOf("more")), 0);
 }
 
 TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -70,8 +71,8 @@ bool equalInConstantTime(ByteView a, ByteView b);
 std::string printable(std::string_view text, std::size_t limit = 200);
 
 std::string toBase64(ByteView bytes);
-// Blanks and line ends are skipped; anything else that isn't base64 gives false.
-bool fromBase64(std::string_view text, Bytes& out);
+// Blanks and line ends are skipped; nothing when anything else isn't base64.
+std::optional<Bytes> fromBase64(std::string_view text);
 
 // A queue of bytes in one piece of memory: filled at the end, consumed at the front.
 class ByteQueue {

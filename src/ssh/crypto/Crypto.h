@@ -8,17 +8,30 @@
 
 namespace ssh {
 
-// Makes libgcrypt ready, secure memory included, once for the process and from any thread. A process that has
-// set it up already keeps its own settings.
-void initializeCrypto();
+// Numbers and S-expressions need libgcrypt set up (platform/Gcrypt.h). Whatever can come first in a process
+// does so: random bytes, hashes, ciphers, keys and SshProtocol.
 
 void randomBytes(std::span<std::uint8_t> out); // Fit for keys.
 void nonceBytes(std::span<std::uint8_t> out); // Unpredictable, but cheaper: cookies and padding.
 
-Bytes hash(int algorithm, std::initializer_list<ByteView> parts); // A GCRY_MD_ number.
+// Of the parts, one behind the other. The algorithm is a GCRY_MD_ number. Out of memory: std::bad_alloc.
+Bytes hash(int algorithm, std::initializer_list<ByteView> parts);
 Bytes hmac(int algorithm, ByteView key, std::initializer_list<ByteView> parts);
 
-// A big number of libgcrypt, owned. Secret numbers live in libgcrypt's secure memory.
+// A copy of secret bytes in libgcrypt's secure memory: what libgcrypt makes of it is kept there too.
+class SecretCopy {
+public:
+    explicit SecretCopy(ByteView bytes);
+    SecretCopy(const SecretCopy&) = delete;
+    SecretCopy& operator=(const SecretCopy&) = delete;
+    ~SecretCopy() { gcry_free(memory_); }
+    const void* data() const { return memory_; }
+
+private:
+    void* memory_;
+};
+
+// Owns a big number of libgcrypt. Secret numbers live in libgcrypt's secure memory.
 class Mpi {
 public:
     Mpi() = default;
@@ -49,7 +62,8 @@ private:
 // A Miller-Rabin test with random bases: a composite passes with a chance below 4^-rounds, whoever chose it.
 bool isProbablyPrime(const Mpi& number, int rounds);
 
-// An S-expression of libgcrypt, owned; null when it couldn't be built.
+// Owns an S-expression of libgcrypt; null when it couldn't be built. It lives in secure memory when one of
+// its parts does.
 class Sexp {
 public:
     Sexp() = default;

@@ -1,5 +1,6 @@
 #include "ssh/crypto/PrivateKey.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 
 #include <algorithm>
@@ -179,15 +180,15 @@ Result<Bytes> decodeBody(std::string_view body)
             return kDamaged;
         body.remove_prefix(blank);
     }
-    Bytes bytes;
-    return fromBase64(body, bytes) ? Result<Bytes>(std::move(bytes)) : kDamaged;
+    auto bytes = fromBase64(body);
+    return bytes ? Result<Bytes>(std::move(*bytes)) : kDamaged;
 }
 
 } // namespace
 
 Result<PrivateKey> readKeyFile(std::string_view text)
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
     for (const KeyForm& form : kForms) {
         const std::string begin = "-----BEGIN " + std::string(form.label) + "-----";
         const std::string end = "-----END " + std::string(form.label) + "-----";

@@ -119,8 +119,9 @@ Result<PrivateKey> PrivateKey::fromEd25519(ByteView point, ByteView seed)
     key.publicBlob_ = WireWriter().string(key.type_).string(point).take();
     if (point.size() != 32 || seed.size() != 32)
         return kInconsistent;
-    key.key_ = Sexp::build(
-        "(private-key (ecc (curve Ed25519) (flags eddsa) (q %b) (d %b)))", 32, point.data(), 32, seed.data());
+    const SecretCopy secret(seed);
+    key.key_ = Sexp::build("(private-key (ecc (curve Ed25519) (flags eddsa) (q %b) (d %b)))", 32,
+        point.data(), 32, secret.data());
     // A public half that isn't the seed's would give the seed away with the first signature.
     if (!consistent(key.key_))
         return kInconsistent;

@@ -4,7 +4,7 @@
 
 namespace ssh {
 
-// A private key that can sign. Its numbers live in buffers that are wiped.
+// A private key that can sign. Its secret numbers live in memory that is wiped.
 class PrivateKey {
 public:
     struct RsaNumbers {

@@ -1,5 +1,6 @@
 #include "ssh/crypto/PublicKey.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/EcCurve.h"
 #include "ssh/crypto/Wire.h"
 
@@ -125,6 +126,7 @@ Sexp signatureInput(const SignatureInfo& algorithm, ByteView data)
 
 Result<PublicKey> PublicKey::parse(ByteView blob)
 {
+    platform::setUpGcrypt();
     WireReader reader(blob);
     PublicKey key;
     key.type_ = reader.text();

@@ -3,6 +3,7 @@
 #include "ssh/session/CkoConnection.h"
 
 #include <cstdint>
+#include <span>
 
 namespace ssh {
 
@@ -25,7 +26,10 @@ public:
     // of the command comes with its output.
     int ChannelReadAndPoll(int channel, int pollTimeoutMs);
     std::vector<std::uint8_t> GetReceivedDataN(int channel, int numBytes); // Takes them out of the buffer.
-    bool ChannelSendClose(int channel); // Nothing more is sent; the command runs to its end.
+    // Sends input to the command: as many of the bytes as the server has room for now, whose number is
+    // returned. Room comes with reading. Negative on failure.
+    int ChannelSendData(int channel, std::span<const std::uint8_t> data);
+    bool ChannelSendClose(int channel); // Ends the command's input; the command runs to its end.
     bool ChannelReceiveToClose(int channel); // Reads until the command has ended; the output is dropped.
     int GetChannelExitStatus(int channel); // From 0 to 255; negative when the server hasn't told it.
 

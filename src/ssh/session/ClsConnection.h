@@ -29,6 +29,7 @@ public:
     std::string lastErrorText() const;
     std::string sessionLog() const; // The last few hundred lines of it.
     std::string hostKeyFingerprint() const; // "SHA256:...", empty before a connection.
+    bool hostKeyIsNew() const;
     // The agreed algorithms, each empty before a connection: key exchange, host key, then cipher, MAC and
     // compression to the server and from it.
     std::vector<std::string> algorithms() const;
@@ -59,7 +60,7 @@ protected:
         });
     }
     void log(const std::string& line);
-    // What stands on the connection lets go of it, before it is closed or made anew. Under the lock.
+    // Drops what uses the connection, before it is closed or made anew. Under the lock.
     virtual void letGo() { }
 
     mutable std::mutex lock_;

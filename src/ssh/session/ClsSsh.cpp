@@ -7,6 +7,8 @@ namespace ssh {
 
 namespace {
 
+constexpr std::size_t kEnoughUnsent = std::size_t{512} * 1024; // Bytes that keep the socket busy.
+
 TransportSettings commandDefaults()
 {
     TransportSettings settings;
@@ -90,14 +92,38 @@ std::vector<std::uint8_t> ClsSsh::getReceivedDataN(int channel, int numBytes)
     });
 }
 
+Result<Channel*> ClsSsh::connectedChannel(int number)
+{
+    auto channel = openedChannel(number);
+    if (channel.ok() && !transport_.connected())
+        return Error{"The connection to the server is closed."};
+    return channel;
+}
+
+int ClsSsh::channelSendData(int channel, ByteView data)
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto opened = connectedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        // What the socket doesn't take yet counts too: nothing gathers here.
+        const std::size_t room = (*opened)->waiting.empty() && transport_.unsent() < kEnoughUnsent
+            ? std::min<std::size_t>((*opened)->outWindow, kEnoughUnsent)
+            : 0;
+        const ByteView taken = data.first(std::min(data.size(), room));
+        Status status = transport_.channels().write(**opened, taken);
+        if (status.ok())
+            status = transport_.flush();
+        return status.ok() ? Result<int>(static_cast<int>(taken.size())) : Result<int>(status.error());
+    });
+}
+
 bool ClsSsh::channelSendClose(int channel)
 {
     return check([&]() -> Status {
-        const auto opened = openedChannel(channel);
+        const auto opened = connectedChannel(channel);
         if (!opened.ok())
             return opened.error();
-        if (!transport_.connected())
-            return Error{"The connection to the server is closed."};
         // An OpenSSH server answers a close at once and lets the command go its own way, so that nobody could
         // wait for its end. The end of our input is all that goes out here; the close itself follows the
         // server's, RFC 4254, section 5.3.

@@ -1,5 +1,6 @@
 #include "ssh/session/SshProtocol.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 #include "ssh/transport/Messages.h"
 
@@ -23,7 +24,7 @@ SshProtocol::SshProtocol(Setup setup)
     : setup_(std::move(setup)), auth_([this](ByteView payload) { return send(payload, {}); }, setup_.log),
       channels_([this](ByteView head, ByteView body) { return send(head, body); })
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
 }
 
 Status SshProtocol::start()
@@ -32,7 +33,7 @@ Status SshProtocol::start()
     return {};
 }
 
-Status SshProtocol::takeVersionLine(bool& complete)
+Result<bool> SshProtocol::takeVersionLine()
 {
     const std::string_view text = textOf(incoming().view());
     const auto end = text.find('\n');
@@ -42,9 +43,8 @@ Status SshProtocol::takeVersionLine(bool& complete)
             "The server's first line doesn't begin with \"SSH-\": " + printable(text.substr(0, end), 60)};
     if (std::min(end, text.size()) >= kLongestVersion)
         return Error{"The server's version line is too long."};
-    complete = end != std::string_view::npos;
-    if (!complete)
-        return {};
+    if (end == std::string_view::npos)
+        return false;
     serverVersion_ = text.substr(0, end);
     if (serverVersion_.ends_with('\r'))
         serverVersion_.pop_back();
@@ -54,17 +54,20 @@ Status SshProtocol::takeVersionLine(bool& complete)
     if (!serverVersion_.starts_with("SSH-2.0-") && !serverVersion_.starts_with("SSH-1.99-"))
         return Error{"The server speaks another version of the protocol: " + printable(serverVersion_, 60)};
     kex_ = std::make_unique<KeyExchange>(codec_,
-        KeyExchange::Setup{setup_.clientVersion, serverVersion_, setup_.algorithms, setup_.acceptHostKey});
-    return kex_->start();
+        KeyExchange::Setup{
+            setup_.clientVersion, serverVersion_, setup_.algorithms, setup_.acceptHostKey, setup_.log});
+    const Status started = kex_->start();
+    return started.ok() ? Result<bool>(true) : Result<bool>(started.error());
 }
 
 Status SshProtocol::process()
 {
     if (!kex_) {
-        bool complete = false;
-        Status status = takeVersionLine(complete);
-        if (!status.ok() || !complete)
-            return status;
+        const auto complete = takeVersionLine();
+        if (!complete.ok())
+            return complete.error();
+        if (!*complete)
+            return {};
     }
     for (;;) {
         const auto packet = codec_.next();

@@ -42,7 +42,7 @@ public:
     const KeyExchange* keyExchange() const { return kex_.get(); } // Null before the server's version line.
 
 private:
-    Status takeVersionLine(bool& complete);
+    Result<bool> takeVersionLine(); // Whether all of it has come.
     Status receive(ByteView payload);
     Status receiveTransport(ByteView payload);
     Status receiveExtensions(ByteView body);

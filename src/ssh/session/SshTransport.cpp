@@ -1,7 +1,5 @@
 #include "ssh/session/SshTransport.h"
 
-#include "ssh/transport/KnownHosts.h"
-
 #include <algorithm>
 
 namespace ssh {
@@ -61,15 +59,29 @@ Status SshTransport::connect(const std::string& host, int port)
         settings_.knownHosts.empty() ? KnownHosts::defaultPath() : settings_.knownHosts);
     SshProtocol::Setup setup{settings_.clientVersion, settings_.algorithms, {}, log_};
     setup.algorithms.knownKeyTypes = knownHosts.keyTypes(host, port);
-    setup.acceptHostKey = [=](const PublicKey& key) { return knownHosts.accept(host, port, key); };
+    setup.acceptHostKey = [=, this](
+                              const PublicKey& key) { return acceptHostKey(knownHosts, host, port, key); };
     protocol_ = std::make_unique<SshProtocol>(std::move(setup));
-    ended_ = false;
+    ended_ = hostKeyIsNew_ = false;
 
     Result<Socket> socket = Socket::connect(host, port, deadline);
     if (!socket.ok())
         return fail(socket.error());
     socket_ = std::move(*socket);
     return handshake(deadline);
+}
+
+Status SshTransport::acceptHostKey(
+    const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key)
+{
+    const auto meeting = knownHosts.accept(host, port, key);
+    if (!meeting.ok())
+        return meeting.error();
+    hostKeyIsNew_ = *meeting == KnownHosts::Meeting::First;
+    if (hostKeyIsNew_)
+        log_("The host " + host + " is met for the first time. Its key has been recorded: " + key.type() + " "
+            + key.fingerprint());
+    return {};
 }
 
 Status SshTransport::handshake(Deadline deadline)
@@ -111,7 +123,7 @@ Status SshTransport::flush()
         if (*written == 0)
             break;
         outgoing.consume(*written);
-        moved_ = true;
+        written_ += *written;
     }
     return {};
 }
@@ -136,13 +148,16 @@ Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
     const Status worked = protocol_->idleWork();
     if (!worked.ok())
         return fail(worked.error()).error();
-    const auto event = socket_.wait(!protocol_->outgoing().empty() && sent.ok(), deadline);
+    const bool blocked = !protocol_->outgoing().empty() && sent.ok();
+    const std::uint64_t before = written_;
+    const auto event = socket_.wait(blocked, deadline);
     if (!event.ok())
         return fail(event.error()).error();
     if (*event == Socket::Event::TimedOut)
         return Progress::TimedOut;
     const Status read = readAvailable();
     (void)flush();
+    moved_ = moved_ || (blocked && written_ > before);
     if (!read.ok())
         return fail(read.error()).error();
     if (!sent.ok())
@@ -190,7 +205,7 @@ Status SshTransport::authenticate(Credentials credentials)
     if (!connected())
         return kNotConnected;
     if (authenticated())
-        return {};
+        return Error{"A user is logged in on this connection already."};
     Status begun = protocol_->authenticate(std::move(credentials));
     if (!begun.ok())
         return begun;

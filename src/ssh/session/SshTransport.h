@@ -2,6 +2,7 @@
 
 #include "ssh/session/ChannelHost.h"
 #include "ssh/session/SshProtocol.h"
+#include "ssh/transport/KnownHosts.h"
 #include "ssh/transport/Socket.h"
 
 namespace ssh {
@@ -54,6 +55,7 @@ public:
     std::uint32_t openWindow() const override { return settings_.openWindow; }
 
     const std::string& serverVersion() const override { return protocol_->serverVersion(); }
+    bool hostKeyIsNew() const { return hostKeyIsNew_; } // The last connect recorded it.
     const KeyExchange* keyExchange() const { return protocol_ ? protocol_->keyExchange() : nullptr; }
     TransportSettings& settings() { return settings_; }
 
@@ -61,6 +63,8 @@ private:
     enum class Progress { Moved, TimedOut };
     Result<Progress> moveBytes(Deadline deadline);
     Status readAvailable();
+    Status acceptHostKey(
+        const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
     Status awaitAnswer(Channel& channel, const std::string& what);
     Status fail(Error error);
@@ -71,7 +75,11 @@ private:
     Socket socket_;
     std::unique_ptr<SshProtocol> protocol_;
     bool ended_ = false; // The server sends nothing more.
-    bool moved_ = false; // Bytes went one way or the other since this was last cleared.
+    bool hostKeyIsNew_ = false;
+    std::uint64_t written_ = 0; // Bytes that the system has taken from us.
+    // A sign of life from the server since this was last cleared: it has sent bytes, or taken some of ours
+    // after a time of taking none. What goes into an empty buffer of our own system is no sign.
+    bool moved_ = false;
 };
 
 } // namespace ssh

@@ -29,8 +29,8 @@ struct SFtpFileAttr {
     std::optional<std::int64_t> createTime;
     std::optional<std::int64_t> modifyTime;
 
-    // False when the bytes end too early; the reader then has failed.
-    bool read(WireReader& reader, int version);
+    // Nothing when the bytes end too early; the reader then has failed.
+    static std::optional<SFtpFileAttr> read(WireReader& reader, int version);
     void write(WireWriter& writer, int version) const;
 
     static constexpr std::uint32_t kWanted =

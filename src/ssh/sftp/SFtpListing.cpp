@@ -18,9 +18,10 @@ Status takeNames(
         entry.name = session.nameFromServer(reader.string());
         if (session.version() <= 3)
             reader.string(); // The line that "ls -l" would show.
-        entry.attr.read(reader, session.version());
-        if (!reader.ok())
+        auto attr = SFtpFileAttr::read(reader, session.version());
+        if (!attr)
             return SFtpSession::malformed();
+        entry.attr = std::move(*attr);
         // A bare name is promised, and callers make local paths of it: a server must not lead them elsewhere.
         if (entry.name.empty() || entry.name.find('/') != std::string::npos
             || entry.name.find('\0') != std::string::npos)

@@ -358,11 +358,11 @@ Result<SFtpFileAttr> SFtpSession::attributes(std::uint8_t type, ByteView target)
         const Status status = statusOf(*reply);
         return status.ok() ? malformed() : status.error();
     }
-    SFtpFileAttr attr;
-    WireReader reader(reply->body);
-    if (reply->type != sftp::kAttrs || !attr.read(reader, version_))
+    if (reply->type != sftp::kAttrs)
         return malformed();
-    return attr;
+    WireReader reader(reply->body);
+    auto attr = SFtpFileAttr::read(reader, version_);
+    return attr ? Result<SFtpFileAttr>(std::move(*attr)) : malformed();
 }
 
 Status SFtpSession::makeDirectory(const std::string& path)

@@ -6,8 +6,9 @@
 
 namespace ssh {
 
-// Reads a remote file with several requests in flight. Replies may come in any order and short; what has come
-// in sequence goes to the output at once, and the rest waits, at most as much as was asked for.
+// Reads a remote file with several requests in flight. Replies may come in any order, and with less than was
+// asked for. Data goes to the output as soon as all before it has come; the rest waits, at most as much as
+// was asked for. When the whole file is read, its attributes come before the first output.
 class SFtpDownload {
 public:
     using Output = std::function<Status(ByteView)>;
@@ -15,9 +16,10 @@ public:
     // From `from` to the end of the file, or over `length` bytes at most.
     SFtpDownload(SFtpSession& session, ByteView handle, std::uint64_t from,
         std::optional<std::uint64_t> length, Output output);
-    ~SFtpDownload(); // Replies still on their way are of no interest any more.
+    ~SFtpDownload(); // Replies that are still on their way will be dropped.
     Status run();
     std::uint64_t position() const { return position_; } // Just past what has been put out.
+    const SFtpFileAttr& attr() const { return attr_; } // As far as the server tells them.
 
 private:
     struct Slot {
@@ -30,25 +32,26 @@ private:
     using Slots = std::deque<Slot>;
 
     Status sendNewRequests();
-    Status askForSize();
+    Status askForAttributes();
     Result<Slot> request(std::uint64_t offset, std::uint32_t length);
     Status receive(const SFtpSession::Reply& reply);
-    Status receiveSize(const SFtpSession::Reply& reply);
+    Status receiveAttributes(const SFtpSession::Reply& reply);
     Status receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply);
     Status askAgain(const Slots::iterator& slot, std::uint32_t got);
     Status putOutArrived();
     std::size_t mostSlots() const;
-    bool finished() const { return position_ >= end_; }
+    bool finished() const { return position_ >= end_ && !attrRequest_; }
 
     SFtpSession& session_;
     Bytes handle_;
     Output output_;
     std::uint64_t position_;
     std::uint64_t next_; // Offset of the next new request.
-    std::uint64_t end_; // Where the file is known or supposed to end.
-    bool sizeTrusted_ = false; // The end is told by the server or the caller, not just the largest number.
+    std::uint64_t end_;
+    bool endKnown_ = false; // From the server or the caller; else `end_` is just the largest number.
     bool answered_ = false; // Some data has come.
-    std::optional<std::uint32_t> sizeRequest_;
+    std::optional<std::uint32_t> attrRequest_; // Not answered yet: nothing is put out.
+    SFtpFileAttr attr_;
     std::uint32_t chunk_;
     Slots slots_; // By offset, without gaps, from `position_` on.
 };

@@ -11,14 +11,17 @@
 
 namespace ssh {
 
-// What the owner of a connection settles about its algorithms before connecting.
+// The "settled" lists are the algorithms and the order that this client has always offered: an old server
+// gets the same choice as ever. Algorithms that came later are offered behind them.
 struct AlgorithmSettings {
     bool compression = true;
     bool counterModes = true;
     std::string forceCipher; // Empty for the whole list.
-    bool settledOnly = false; // Leaves out what was added behind the settled lists for today's servers.
-    // Of the key types recorded for this host, each in the form of a key blob's name. Among the entries
-    // behind the settled ones they come first, so that the server shows a key that can be compared.
+    bool settledOnly = false; // Offers the settled lists alone.
+    // Leaves out a group of 1024 bits, arcfour, MD5 and "none" as a MAC, all of which are in the settled
+    // lists.
+    bool refuseWeak = false;
+    // The key types recorded for this host, by the names in the keys. They come first in the offer.
     std::vector<std::string> knownKeyTypes;
 };
 
@@ -29,6 +32,7 @@ struct AlgorithmOffer {
     std::vector<std::string> cipher;
     std::vector<std::string> mac;
     std::vector<std::string> compression;
+    bool refusesWeak = false; // Weak ones have been left out.
 };
 
 // Adjusts the lists to the server's version line.
@@ -48,19 +52,23 @@ struct AlgorithmChoice {
     std::array<std::string, 2> mac;
     std::array<std::string, 2> compression;
     bool strict = false;
-    bool guessedWrong = false; // The server sent a first packet for another method: it is to be skipped.
+    bool guessedWrong = false; // The server has sent a first packet for another method: skip it.
 };
+
+// What a person should be told of the choice: its weak parts, as "MAC hmac-md5 to the server"; empty for
+// none.
+std::string weakParts(const AlgorithmChoice& choice);
 
 // Whether packets are compressed that way under new keys: "zlib@openssh.com" waits for the login.
 bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn);
 
-// A SSH_MSG_KEXINIT as it came: its ten lists in wire order, and the flag of a guessed packet.
+// A received SSH_MSG_KEXINIT: its ten lists in wire order, and the flag of a guessed packet.
 struct KexInitLists {
     std::array<std::vector<std::string>, 10> lists;
     bool firstPacketFollows = false;
 };
 std::optional<KexInitLists> parseKexInit(ByteView payload);
-Bytes buildKexInit(const AlgorithmOffer& offer); // Parts of either end's; the language lists are empty.
+Bytes buildKexInit(const AlgorithmOffer& offer); // Of a client or a server; the language lists are empty.
 
 // Walks our own order and takes what the server lists too. The failure names the list without a match.
 Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& server);

@@ -21,6 +21,7 @@ public:
         AlgorithmSettings algorithms;
         // Asked once the signature of the first exchange has been verified; a failure ends the connection.
         std::function<Status(const PublicKey&)> acceptHostKey;
+        std::function<void(const std::string&)> log;
     };
     KeyExchange(PacketCodec& codec, Setup setup);
 

@@ -1,5 +1,6 @@
 #include "ssh/transport/PacketCipher.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 
 namespace ssh {
@@ -62,6 +63,7 @@ PacketCipher& PacketCipher::operator=(PacketCipher&& other) noexcept
 
 Result<PacketCipher> PacketCipher::create(const CipherInfo& info, ByteView key, ByteView iv)
 {
+    platform::setUpGcrypt();
     PacketCipher cipher;
     cipher.blockSize_ = info.blockSize;
     gcry_error_t error = gcry_cipher_open(&cipher.handle_, info.algorithm, info.mode, GCRY_CIPHER_SECURE);
@@ -102,6 +104,7 @@ PacketMac& PacketMac::operator=(PacketMac&& other) noexcept
 
 Result<PacketMac> PacketMac::create(const MacInfo& info, ByteView key)
 {
+    platform::setUpGcrypt();
     PacketMac mac;
     mac.size_ = info.size;
     if (info.size == 0)
