@@ -217,7 +217,10 @@ void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
     const auto existing = sftp.OpenFile(base + "/file", "writeOnly", "createTruncate");
     EXPECT_TRUE(existing);
     EXPECT_EQ(std::filesystem::file_size(base + "/file"), 0u);
-    EXPECT_FALSE(sftp.DownloadFileByName(base, folder / "folder"));
+    support::writeFile(folder / "kept", "content");
+    EXPECT_FALSE(sftp.DownloadFileByName(base, folder / "kept"));
+    EXPECT_THAT(sftp.LastErrorText(), HasSubstr("It is a directory."));
+    EXPECT_EQ(support::readFile(folder / "kept"), "content");
     EXPECT_FALSE(sftp.UploadFileByName(base + "/none/file", folder / "local"));
     EXPECT_TRUE(sftp.CloseHandle(*existing));
 }
@@ -249,6 +252,36 @@ TEST_F(OpenSsh, ServesManyThreadsAtOnce)
         thread.join();
     EXPECT_EQ(good, 6);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(5500));
+}
+
+// The tool, between files in place of a terminal.
+TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
+{
+    support::writeFile(folder_ / "key", keys_["ssh-ed25519"]);
+    const auto tool = [&](const std::string& input, const std::string& verb, const std::string& arguments) {
+        const std::string words = " --key " + (folder_ / "key") + " --known-hosts "
+            + (folder_ / "known_hosts") + " --port " + std::to_string(server_->port()) + " " + verb
+            + " 127.0.0.1 " + support::loginName() + " " + arguments;
+        return support::run({"sh", "-c",
+            input + " | timeout 20 " SSHTOOL + words + " >" + (folder_ / "out") + " 2>" + (folder_ / "err")});
+    };
+    const auto output = [&](const char* name = "out") { return support::readFile(folder_ / name); };
+    EXPECT_EQ(tool("true", "exec", "cat"), 0);
+    EXPECT_EQ(output(), "");
+    EXPECT_THAT(
+        output("err"), HasSubstr("127.0.0.1 is met for the first time; its key is now trusted: SHA256:"));
+    EXPECT_EQ(tool("echo in", "exec", "'cat; exit 3'"), 3);
+    EXPECT_EQ(output() + output("err"), "in\n");
+    EXPECT_EQ(tool("head -c 5000000 /dev/zero", "exec", "cat"), 0);
+    EXPECT_TRUE(output() == std::string(5000000, '\0')) << output().size();
+    EXPECT_EQ(tool("(sleep 30 &)", "exec", "true"), 0); // The input's end isn't waited for.
+    std::filesystem::create_directory(folder_ / "listed");
+    support::writeFile(folder_ / "listed/e\033[1mx\ny", "");
+    EXPECT_EQ(tool("true", "ls", folder_ / "listed"), 0);
+    EXPECT_THAT(output(), testing::EndsWith(" e?[1mx?y\n"));
+    EXPECT_EQ(tool("true", "ls", folder_ / "none"), 1);
+    EXPECT_THAT(output("err"), HasSubstr("no such file"));
+    EXPECT_EQ(tool("true", "get", ""), 2);
 }
 
 TEST_F(OpenSsh, TakesPasswords)
