@@ -19,18 +19,14 @@ constexpr auto kSlack = std::chrono::seconds(3); // For a busy machine, and sani
 
 class Hostile : public testing::Test {
 protected:
-    void prepare(CkoConnection& connection)
-    {
-        connection.setKnownHostsFile(folder_ / "known_hosts");
-        connection.setConnectTimeoutMs(kLimit);
-        connection.setIdleTimeoutMs(kLimit);
-    }
     // A whole session with a download; null when it succeeded, else the reason. Either comes in time.
     std::optional<std::string> session(const peer::Options& options)
     {
         peer::Peer server(options);
         CkoSFtp sftp;
-        prepare(sftp);
+        sftp.setKnownHostsFile(folder_ / "known_hosts");
+        sftp.setConnectTimeoutMs(kLimit);
+        sftp.setIdleTimeoutMs(kLimit);
         const auto start = std::chrono::steady_clock::now();
         const bool good = sftp.Connect("127.0.0.1", server.port()) && sftp.AuthenticatePw("user", "secret")
             && sftp.InitializeSftp() && sftp.DownloadFileByName("file", folder_ / "local");
@@ -112,10 +108,8 @@ TEST_F(Hostile, AFloodWithinAKeyExchangeEndsTheConnection)
 {
     peer::Options options = small();
     options.floods = true;
-    peer::Peer server(options);
-    CkoSsh ssh;
-    prepare(ssh);
-    ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+    peer::Session<CkoSsh> session(options);
+    CkoSsh& ssh = session.client;
     EXPECT_FALSE(ssh.SendReqExec(ssh.OpenSessionChannel(), "anything"));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("doesn't read the answers"));
 }
@@ -160,11 +154,8 @@ TEST_F(Hostile, MessagesOutOfPlaceEndTheConnectionWithAReason)
             else if (left > 0 && payload[0] == kChannelData && left-- > 0)
                 payload = row.payload;
         };
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        ssh.setConnectTimeoutMs(20000);
-        ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+        peer::Session<CkoSsh> session(options);
+        CkoSsh& ssh = session.client;
         const int channel = ssh.OpenSessionChannel();
         ASSERT_GE(channel, 0);
         if (ssh.SendReqExec(channel, "anything"))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/TemporaryFolder.h"
 #include "ssh/crypto/KeyAgreement.h"
 #include "ssh/crypto/PrivateKey.h"
 #include "ssh/transport/Algorithms.h"
@@ -44,6 +45,10 @@ struct Options {
 
 // What a peer saw, for a test to look at.
 struct Seen {
+    std::string clientVersion;
+    std::uint32_t window = 0; // That the channel was opened with, and its longest packet.
+    std::uint32_t packet = 0;
+    std::size_t mostReplies = 0; // That were under way at the same time.
     std::vector<std::string> authRequests; // Methods, in order; one with a key is followed by its algorithm.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.
     std::map<std::string, std::string> files; // As they are at the end.
@@ -59,7 +64,6 @@ public:
     std::size_t bytesSent() const { return bytesSent_; } // On the last connection.
 
 private:
-    friend class Connection;
     void accept();
 
     Options options_;
@@ -71,6 +75,33 @@ private:
     Seen seen_;
     std::map<int, bool> open_; // Sockets of connections at work.
     std::atomic<std::size_t> bytesSent_{0};
+};
+
+// A client that is logged in to a peer of its own.
+template <typename Client>
+struct Session {
+    explicit Session(const Options& options, const std::function<void(Client&)>& change = nullptr)
+        : peer(options)
+    {
+        client.setKnownHostsFile(folder / "known_hosts");
+        client.setIdleTimeoutMs(20000);
+        if (change)
+            change(client);
+        ready = client.Connect("127.0.0.1", peer.port()) && client.AuthenticatePw("user", "secret");
+    }
+    // Ends the session; what the peer saw in it.
+    Seen seen()
+    {
+        client.Disconnect();
+        while (peer.seen().clientVersion.empty())
+            std::this_thread::yield();
+        return peer.seen();
+    }
+
+    TemporaryFolder folder;
+    Peer peer;
+    Client client;
+    bool ready;
 };
 
 // The host key of a type, made once for a process by ssh-keygen.

@@ -139,6 +139,17 @@ TEST(Compression, RefusesAPacketThatUnpacksToTooMuch)
     Bytes out;
     EXPECT_FALSE(Inflater().decompress(packed, PacketCodec::kMaximumPacket, out).ok());
     EXPECT_LT(out.size(), 2 * PacketCodec::kMaximumPacket);
+    // Neither a packet that isn't compressed nor one that holds nothing gets past the codec.
+    for (const bool empty : {false, true}) {
+        PacketCodec sender;
+        PacketCodec receiver;
+        sender.compressOutgoing(empty);
+        receiver.decompressIncoming(true);
+        ASSERT_TRUE(sender.seal(viewOf(empty ? "" : "plain")).ok());
+        receiver.input().append(sender.output().view());
+        EXPECT_EQ(receiver.next().error().text,
+            empty ? "A compressed packet is empty." : "A compressed packet is damaged.");
+    }
 }
 
 // What can't get smaller is passed on as it is after a while, and compression comes back when it pays.

@@ -92,6 +92,43 @@ TEST_F(Transport, SpeaksEveryEntryOfItsLists)
         }
 }
 
+TEST_F(Transport, TakesItsSettingsBeforeItConnects)
+{
+    peer::Options options;
+    const AlgorithmOffer all = offerFor({}, "");
+    options.offer = {all.keyExchange, {"ssh-rsa"}, all.cipher, {"hmac-sha2-256"}, all.compression};
+    peer::Options later = options;
+    later.offer.keyExchange = {"curve25519-sha256"};
+    const struct {
+        const peer::Options& server;
+        std::function<void(CkoSsh&)> change;
+        const char* agreed; // Or why nothing was.
+    } cases[] = {
+        {options, [](CkoSsh&) {},
+            "diffie-hellman-group-exchange-sha256,ssh-rsa,aes256-ctr,hmac-sha2-256,zlib"},
+        {options, [](CkoSsh& ssh) { ssh.setCounterModes(false); }, ",aes256-cbc,"},
+        {options, [](CkoSsh& ssh) { ssh.setForceCipher("blowfish-cbc"); }, ",blowfish-cbc,"},
+        {options, [](CkoSsh& ssh) { ssh.setForceCipher("rot13"); }, "\"rot13\" isn't one that can be used"},
+        {options,
+            [](CkoSsh& ssh) {
+                ssh.setForceCipher("arcfour128");
+                ssh.setRefuseWeak(true);
+            },
+            "\"arcfour128\" is weak"},
+        {options, [](CkoSsh& ssh) { ssh.setCompression(false); }, "hmac-sha2-256,none"},
+        {later, [](CkoSsh&) {}, "curve25519-sha256,"},
+        {later, [](CkoSsh& ssh) { ssh.setSettledOnly(true); },
+            "No key exchange algorithm in common with the server, which offers: curve25519-sha256."},
+        {options, [](CkoSsh& ssh) { ssh.setClientIdentifier("SSH-2.0-\n"); }, "must be a line that begins"},
+    };
+    for (const auto& row : cases) {
+        std::string text = session(row.server, row.change);
+        if (text == "output\n")
+            text = joinNames(algorithms_);
+        EXPECT_THAT(text, HasSubstr(row.agreed));
+    }
+}
+
 // Changes one field of the reply that carries the host key, the server's value and the signature.
 std::function<void(peer::Options&)> reply(const char* kex, std::size_t field, const Bytes& value)
 {
@@ -122,6 +159,24 @@ std::function<void(peer::Options&)> group(const Bytes& prime, const Bytes& gener
 std::function<void(peer::Options&)> version(const std::string& line)
 {
     return [=](peer::Options& options) { options.version = line; };
+}
+
+// Asks, and asks again instead of letting the user in.
+std::function<void(peer::Options&)> prompts(const std::vector<std::pair<std::string, bool>>& prompts)
+{
+    return [=](peer::Options& options) {
+        options.authMethods = {"keyboard-interactive"};
+        options.prompts = prompts;
+        options.onSend = [](Bytes& payload) {
+            if (payload[0] == message::kUserauthSuccess)
+                payload = WireWriter(message::kUserauthInfoRequest)
+                              .string("")
+                              .string("")
+                              .string("")
+                              .uint32(0)
+                              .take();
+        };
+    };
 }
 
 // Sends something of another stage in the place of a message.
@@ -161,6 +216,11 @@ TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
             "before the login"},
         {instead(kUserauthFailure, {kUserauthInfoRequest}), "out of turn"},
         {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99).take()), "damaged login"},
+        {instead(kUserauthSuccess, {kUserauthInfoRequest}), "wants the password changed"},
+        {instead(kUserauthSuccess, WireWriter(kUserauthFailure).nameList({"publickey"}).boolean(true).take()),
+            "wants another one on top (publickey)"},
+        {prompts(std::vector<std::pair<std::string, bool>>(65)), "too many questions"},
+        {prompts({}), "too many questions"}, // Without an end, and none of them asks for anything.
         {version("HTTP/1.1 400 Bad Request"), "doesn't begin with \"SSH-\""},
         {version("SSH-1.5-Old"), "another version"},
         {version("SSH-2.0-" + std::string(300, 'x')), "too long"},
@@ -347,10 +407,8 @@ TEST_F(Transport, EndsACallAfterOneIdleLimitOfSilence)
         if (silent)
             payload.clear();
     };
-    peer::Peer server(options);
-    CkoSsh ssh;
-    prepare(ssh);
-    ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+    peer::Session<CkoSsh> with(options);
+    CkoSsh& ssh = with.client;
     const int channel = ssh.OpenSessionChannel();
     ssh.setIdleTimeoutMs(1500);
     const auto start = std::chrono::steady_clock::now();
@@ -365,14 +423,13 @@ TEST_F(Transport, HandsACommandItsInputAndTheEndOfIt)
 {
     peer::Options options;
     options.window = 5000;
-    peer::Peer server(options);
-    CkoSsh ssh;
-    prepare(ssh);
-    ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port()) && ssh.AuthenticatePw("user", "secret"));
+    peer::Session<CkoSsh> with(options);
+    CkoSsh& ssh = with.client;
     const int channel = ssh.OpenSessionChannel();
     ASSERT_TRUE(ssh.SendReqExec(channel, "cat"));
     const std::string input = support::randomText(3'000'000);
     std::string output;
+    EXPECT_LT(ssh.GetChannelExitStatus(channel), 0);
     for (ByteView left = viewOf(input); !ssh.ChannelReceivedClose(channel);) {
         const int taken = left.empty() ? 0 : ssh.ChannelSendData(channel, left);
         ASSERT_TRUE(taken >= 0 && taken <= 5000) << taken << ssh.LastErrorText();
@@ -383,6 +440,10 @@ TEST_F(Transport, HandsACommandItsInputAndTheEndOfIt)
     }
     EXPECT_TRUE(output == input) << output.size();
     EXPECT_LT(ssh.ChannelSendData(channel, viewOf("more")), 0);
+    const peer::Seen seen = with.seen();
+    EXPECT_EQ(seen.clientVersion, "SSH-2.0-PuTTY_Release_0.63");
+    EXPECT_TRUE(seen.window == 327680 && seen.packet == 8192);
+    EXPECT_GE(seen.windowTotal, 2u << 20);
 }
 
 TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
