@@ -1,13 +1,9 @@
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
-#include "ssh/crypto/Wire.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/sftp/CkoSFtp.h"
-#include "ssh/transport/Messages.h"
 
 #include <gmock/gmock.h>
-
-#include <utility>
 
 using namespace ssh;
 using testing::HasSubstr;
@@ -112,59 +108,6 @@ TEST_F(Hostile, AFloodWithinAKeyExchangeEndsTheConnection)
     CkoSsh& ssh = session.client;
     EXPECT_FALSE(ssh.SendReqExec(ssh.OpenSessionChannel(), "anything"));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("doesn't read the answers"));
-}
-
-// Messages that a server has no right to send, at the moment of the answer to a command.
-TEST_F(Hostile, MessagesOutOfPlaceEndTheConnectionWithAReason)
-{
-    using namespace message;
-    const auto data = [](std::size_t size) {
-        return WireWriter(kChannelData).uint32(0).string(Bytes(size)).take();
-    };
-    const struct {
-        Bytes payload;
-        std::size_t times;
-        const char* reason;
-    } cases[] = {
-        {data(200000), 30, "more data than the channel's window"}, // Beyond the widened window.
-        {WireWriter(kChannelData).uint32(9).string("x").take(), 1, "isn't there"},
-        {WireWriter(kChannelData).uint32(0).uint32(50).take(), 1, "damaged channel message"},
-        {WireWriter(kChannelWindowAdjust).uint32(0).uint32(0xffffffff).take(), 1, "damaged"},
-        {WireWriter(kChannelOpenConfirmation).uint32(0).uint32(0).uint32(0).uint32(0).take(), 1,
-            "out of turn"},
-        {WireWriter(kChannelRequest).uint32(0).string("exit-status").boolean(false).take(), 1, "damaged"},
-        {WireWriter(kGlobalRequest).take(), 1, "damaged"},
-        {WireWriter(kKexDhReply).take(), 1, "out of turn"},
-        {WireWriter(kNewKeys).take(), 1, "out of turn"},
-        {WireWriter(kKexInit).take(), 1, "damaged key exchange"},
-        {WireWriter(kUnimplemented).uint32(0).take(), 1, "didn't understand"},
-        {WireWriter(kExtInfo).uint32(1000000).take(), 1, "damaged extension info"},
-        {WireWriter(kChannelClose).uint32(0).take(), 2, "has closed"},
-        {WireWriter(126).uint32(0).take(), 1, "unknown kind"},
-    };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.reason);
-        peer::Options options = small();
-        bool sent = false;
-        std::size_t left = 0;
-        options.output = std::string(8192 * 40, 'x'); // Gives the peer something to send instead.
-        options.onSend = [&](Bytes& payload) {
-            if (payload[0] == kChannelSuccess && !std::exchange(sent, true))
-                left = row.times;
-            else if (left > 0 && payload[0] == kChannelData && left-- > 0)
-                payload = row.payload;
-        };
-        peer::Session<CkoSsh> session(options);
-        CkoSsh& ssh = session.client;
-        const int channel = ssh.OpenSessionChannel();
-        ASSERT_GE(channel, 0);
-        if (ssh.SendReqExec(channel, "anything"))
-            for (int i = 0; i < 200 && ssh.ChannelReadAndPoll(channel, 50) >= 0; ++i)
-                if (ssh.ChannelReceivedClose(channel))
-                    break;
-        EXPECT_LT(ssh.OpenSessionChannel(), 0);
-        EXPECT_THAT(ssh.SessionLog(), HasSubstr(row.reason));
-    }
 }
 
 } // namespace

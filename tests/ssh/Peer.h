@@ -48,6 +48,8 @@ struct Seen {
     std::string clientVersion;
     std::uint32_t window = 0; // That the channel was opened with, and its longest packet.
     std::uint32_t packet = 0;
+    std::size_t mostWritten = 0; // By one request.
+    std::size_t examined = 0; // Requests for attributes.
     std::size_t mostReplies = 0; // That were under way at the same time.
     std::vector<std::string> authRequests; // Methods, in order; one with a key is followed by its algorithm.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.

@@ -98,6 +98,7 @@ private:
         std::string& file = files_[reader.text()];
         const std::uint64_t offset = reader.uint64();
         const std::string data = reader.text();
+        seen_.mostWritten = std::max(seen_.mostWritten, data.size());
         file.resize(std::max<std::size_t>(file.size(), offset + data.size()));
         file.replace(offset, data.size(), data);
         seen_.files = files_;
@@ -147,6 +148,7 @@ private:
         case sftp::kStat:
         case sftp::kLstat:
         case sftp::kFstat:
+            ++seen_.examined;
             return attributes(reader.text(), id);
         case sftp::kSetstat: {
             reader.string();

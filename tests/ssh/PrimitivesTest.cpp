@@ -1,11 +1,14 @@
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
+#include "ssh/session/Channel.h"
 #include "ssh/transport/Algorithms.h"
 #include "ssh/transport/Compression.h"
 #include "ssh/transport/Messages.h"
 #include "ssh/transport/PacketCodec.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <utility>
 
 using namespace ssh;
 
@@ -175,6 +178,98 @@ TEST(Compression, AdaptsToTheData)
     EXPECT_GT(lastSize, easy.size()); // Passed on uncompressed.
     pass(easy, 600);
     EXPECT_LT(lastSize, easy.size() / 50);
+}
+
+// A table with one open channel, and what it sends: number and argument of each message, data as its length.
+struct Channels {
+    Channels()
+        : table([this](ByteView head, ByteView body) {
+              WireReader reader(head.subspan(1));
+              const bool isData = head[0] == message::kChannelData;
+              reader.uint32();
+              sent += std::to_string(head[0]) + ":"
+                  + std::to_string(reader.remaining() >= 4 ? reader.uint32() : 0)
+                  + (isData && reader.remaining() + body.size() == 0 ? "?" : "") + " ";
+              return Status();
+          })
+    {
+        EXPECT_EQ(*table.open(1000, 500), 0u);
+        EXPECT_TRUE(
+            receive(WireWriter(message::kChannelOpenConfirmation).uint32(0).uint32(7).uint32(100).uint32(30))
+                .ok());
+        sent.clear();
+    }
+    Status receive(ByteView payload) { return table.receive(payload); }
+    std::string sent;
+    ChannelTable table;
+    Channel& channel() { return *table.find(0); }
+};
+
+TEST(ChannelTable, KeepsToTheWindowsOfBothSides)
+{
+    using namespace message;
+    Channels with;
+    ChannelTable& table = with.table;
+    // Out: pieces of at most 30 bytes, 100 in all, and the rest when there is room.
+    EXPECT_TRUE(table.write(with.channel(), viewOf("0123456789"), Bytes(20)).ok());
+    EXPECT_TRUE(table.write(with.channel(), viewOf("0123456789"), Bytes(100)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:30 94:30 94:30 94:10 ");
+    EXPECT_TRUE(with.receive(WireWriter(kChannelWindowAdjust).uint32(0).uint32(35)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:30 94:5 ");
+    EXPECT_TRUE(with.receive(WireWriter(kChannelWindowAdjust).uint32(0).uint32(200)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:5 ");
+    // In: room is given back when half of the window has been taken.
+    const auto data = [](std::size_t size) { return WireWriter(kChannelData).uint32(0).string(Bytes(size)); };
+    EXPECT_TRUE(with.receive(data(900)).ok() && table.consume(with.channel(), 499).ok());
+    EXPECT_EQ(with.sent, "");
+    EXPECT_TRUE(table.consume(with.channel(), 1).ok() && table.widen(with.channel(), 2000).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "93:500 93:1000 ");
+    EXPECT_TRUE(with.receive(data(1600)).ok());
+    EXPECT_FALSE(with.receive(data(1)).ok());
+    // What the server asks for on its own is refused, its close is answered, and a close ends everything.
+    EXPECT_TRUE(with.receive(WireWriter(kChannelOpen).string("x11").uint32(9)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kGlobalRequest).string("keepalive").boolean(true)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kGlobalRequest).string("hostkeys").boolean(false)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kChannelRequest).uint32(0).string("any").boolean(true)).ok());
+    EXPECT_TRUE(table.sendEnd(with.channel()).ok() && table.sendEnd(with.channel()).ok());
+    EXPECT_FALSE(table.write(with.channel(), viewOf("x")).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kChannelClose).uint32(0)).ok());
+    EXPECT_EQ(with.sent, "92:1 82:0 100:0 96:0 97:0 ");
+    EXPECT_FALSE(table.requestExec(with.channel(), "late").ok());
+    for (int i = 1; i < 1000; ++i)
+        EXPECT_TRUE(table.open(1, 1).ok());
+    EXPECT_FALSE(table.open(1, 1).ok());
+}
+
+TEST(ChannelTable, RefusesMessagesThatCanNotBe)
+{
+    using namespace message;
+    const struct {
+        Bytes payload;
+        const char* reason;
+    } cases[] = {
+        {WireWriter(kChannelData).uint32(0).string(Bytes(1001)).take(),
+            "more data than the channel's window"},
+        {WireWriter(kChannelExtendedData).uint32(0).uint32(1).string(Bytes(1001)).take(), "more data than"},
+        {WireWriter(kChannelData).uint32(9).string("x").take(), "isn't there"},
+        {WireWriter(kChannelData).uint32(0).uint32(50).take(), "damaged"},
+        {WireWriter(kChannelWindowAdjust).uint32(0).uint32(0xffffffff).take(), "damaged"},
+        {WireWriter(kChannelOpenConfirmation).uint32(0).uint32(0).uint32(0).uint32(0).take(), "out of turn"},
+        {WireWriter(kChannelRequest).uint32(0).string("exit-status").boolean(false).take(), "damaged"},
+        {WireWriter(126).uint32(0).take(), "unknown kind"},
+    };
+    for (const auto& row : cases) {
+        Channels with;
+        EXPECT_THAT(with.receive(row.payload).error().text, testing::HasSubstr(row.reason));
+        EXPECT_TRUE(with.receive(WireWriter(kChannelClose).uint32(0)).ok());
+        EXPECT_THAT(
+            with.receive(WireWriter(kChannelEof).uint32(0)).error().text, testing::HasSubstr("has closed"));
+    }
+    Channels with;
+    EXPECT_EQ(*with.table.open(1, 1), 1u);
+    EXPECT_FALSE(with.receive(WireWriter(kChannelData).uint32(1).string("")).ok()); // Not open yet.
+    EXPECT_FALSE(
+        with.receive(WireWriter(kChannelOpenConfirmation).uint32(1).uint32(0).uint32(9).uint32(0)).ok());
 }
 
 const std::string kKex =

@@ -250,6 +250,42 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
     }
 }
 
+TEST(SFtpSettings, TakeEffect)
+{
+    const struct {
+        std::uint32_t window;
+        int chunk;
+        std::size_t written;
+    } uploads[] = {{1 << 20, 32000, 32000}, {1 << 20, 5000, 5000}, {1 << 20, 1, 1024}, {32299, 32000, 31999},
+        {32300, 32000, 32000}, {200, 32000, 1024}};
+    for (const auto& row : uploads) {
+        peer::Options options;
+        options.window = row.window;
+        Files files(options, [&](CkoSFtp& sftp) { sftp.setUploadChunkSize(row.chunk); });
+        support::writeFile(files.folder / "local", support::randomText(100000));
+        EXPECT_TRUE(files.sftp.UploadFileByName("up", files.folder / "local")) << files.sftp.LastErrorText();
+        EXPECT_EQ(files.seen().mostWritten, row.written);
+    }
+    // The cache holds what was examined until something may have changed it.
+    peer::Options options;
+    options.files = {{"file", "content"}};
+    Files files(options, [](CkoSFtp& sftp) { sftp.setEnableCache(true); });
+    CkoSFtp& sftp = files.sftp;
+    support::writeFile(files.folder / "local", "");
+    const auto handle = sftp.OpenFile("file", "writeOnly", "openExisting");
+    const std::function<bool()> changes[] = {[] { return true; }, [&] { return sftp.CreateDir("new"); },
+        [&] { return sftp.SetPermissions("file", false, 0600); },
+        [&] { return sftp.WriteFileBytes(*handle, viewOf("x")); },
+        [&] { return sftp.OpenFile("file", "readWrite", "openOrCreate").has_value(); },
+        [&] { return sftp.UploadFileByName("other", files.folder / "local"); }};
+    for (const auto& change : changes) {
+        EXPECT_TRUE(change());
+        for (int twice = 0; twice < 2; ++twice)
+            EXPECT_EQ(sftp.GetFileSize64("file", true, false) + sftp.GetFileSize64("file", false, false), 14);
+    }
+    EXPECT_EQ(files.seen().examined, 2 * std::size(changes));
+}
+
 TEST(SFtpListing, ShowsWhatTheServerTells)
 {
     using Type = SFtpFileAttr::Type;

@@ -161,33 +161,26 @@ std::function<void(peer::Options&)> version(const std::string& line)
     return [=](peer::Options& options) { options.version = line; };
 }
 
+// Sends something else in the place of a message.
+std::function<void(peer::Options&)> instead(std::uint8_t message, const WireWriter& other)
+{
+    return [=](peer::Options& options) {
+        options.onSend = [=](Bytes& payload) { payload = payload[0] == message ? other.bytes() : payload; };
+    };
+}
+
 // Asks, and asks again instead of letting the user in.
-std::function<void(peer::Options&)> prompts(const std::vector<std::pair<std::string, bool>>& prompts)
+std::function<void(peer::Options&)> prompts(std::size_t count)
 {
     return [=](peer::Options& options) {
+        const WireWriter again = WireWriter(message::kUserauthInfoRequest).raw(Bytes(16));
+        instead(message::kUserauthSuccess, again)(options);
         options.authMethods = {"keyboard-interactive"};
-        options.prompts = prompts;
-        options.onSend = [](Bytes& payload) {
-            if (payload[0] == message::kUserauthSuccess)
-                payload = WireWriter(message::kUserauthInfoRequest)
-                              .string("")
-                              .string("")
-                              .string("")
-                              .uint32(0)
-                              .take();
-        };
+        options.prompts.resize(count);
     };
 }
 
-// Sends something of another stage in the place of a message.
-std::function<void(peer::Options&)> instead(std::uint8_t message, const Bytes& other)
-{
-    return [=](peer::Options& options) {
-        options.onSend = [=](Bytes& payload) { payload = payload[0] == message ? other : payload; };
-    };
-}
-
-TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
+TEST_F(Transport, RefusesWhatAServerHasNoRightToSend)
 {
     using namespace message;
     constexpr const char* kDh = "diffie-hellman-group14-sha1";
@@ -206,21 +199,32 @@ TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
         const char* reason;
     } cases[] = {
         {version("SSH-1.99-Both"), "output\n"},
-        {instead(kKexDhReply, {kUserauthSuccess}), "before its first key exchange"},
-        {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth").take()), "before its first"},
-        {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x").take()), "before its first"},
-        {instead(kKexDhReply, WireWriter(kExtInfo).uint32(0).take()), "before its first"},
-        {instead(kKexDhReply, {kNewKeys}), "out of turn"},
-        {instead(kServiceAccept, {kUserauthSuccess}), "out of turn"},
-        {instead(kUserauthFailure, WireWriter(kChannelOpenConfirmation).uint32(0).take()),
-            "before the login"},
-        {instead(kUserauthFailure, {kUserauthInfoRequest}), "out of turn"},
-        {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99).take()), "damaged login"},
-        {instead(kUserauthSuccess, {kUserauthInfoRequest}), "wants the password changed"},
-        {instead(kUserauthSuccess, WireWriter(kUserauthFailure).nameList({"publickey"}).boolean(true).take()),
+        {instead(kKexDhReply, WireWriter(kUserauthSuccess)), "before its first key exchange"},
+        {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth")), "before its first"},
+        {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x")), "before its first"},
+        {instead(kKexDhReply, WireWriter(kExtInfo).uint32(0)), "before its first"},
+        {instead(kKexDhReply, WireWriter(kNewKeys)), "out of turn"},
+        {instead(kServiceAccept, WireWriter(kUserauthSuccess)), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kChannelOpenConfirmation).uint32(0)), "before the login"},
+        {instead(kUserauthFailure, WireWriter(kUserauthInfoRequest)), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99)), "damaged login"},
+        {instead(kUserauthSuccess, WireWriter(kUserauthInfoRequest)), "wants the password changed"},
+        {instead(kUserauthSuccess, WireWriter(kUserauthFailure).nameList({"publickey"}).boolean(true)),
             "wants another one on top (publickey)"},
-        {prompts(std::vector<std::pair<std::string, bool>>(65)), "too many questions"},
-        {prompts({}), "too many questions"}, // Without an end, and none of them asks for anything.
+        {prompts(65), "too many questions"},
+        {prompts(0), "too many questions"}, // Without an end, and none of them asks for anything.
+        {instead(kChannelSuccess, WireWriter(kGlobalRequest)), "damaged channel message"},
+        {instead(kChannelSuccess, WireWriter(kKexDhReply)), "out of turn"},
+        {instead(kChannelSuccess, WireWriter(kNewKeys)), "out of turn"},
+        {instead(kChannelSuccess, WireWriter(kKexInit)), "damaged key exchange"},
+        {instead(kChannelSuccess, WireWriter(kUnimplemented).uint32(0)), "didn't understand"},
+        {instead(kChannelSuccess, WireWriter(kExtInfo).uint32(1000000)), "damaged extension info"},
+        {instead(kChannelSuccess, WireWriter(kDisconnect).uint32(2).string("")),
+            "ended the connection: reason 2"},
+        {instead(kChannelSuccess, WireWriter(kChannelFailure).uint32(0)), "refused to start the command"},
+        {instead(
+             kChannelOpenConfirmation, WireWriter(kChannelOpenFailure).uint32(0).uint32(4).string("Full")),
+            "doesn't open a channel: Full."},
         {version("HTTP/1.1 400 Bad Request"), "doesn't begin with \"SSH-\""},
         {version("SSH-1.5-Old"), "another version"},
         {version("SSH-2.0-" + std::string(300, 'x')), "too long"},
