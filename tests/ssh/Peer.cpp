@@ -191,6 +191,7 @@ private:
             return answerLogin(right);
         }
         case message::kDisconnect:
+            seen_.toldToGo = true;
             throw Ended();
         default:
             receiveChannel(payload[0], reader);

@@ -46,6 +46,7 @@ struct Options {
 // What a peer saw, for a test to look at.
 struct Seen {
     std::string clientVersion;
+    bool toldToGo = false; // The client has said that it disconnects.
     std::uint32_t window = 0; // That the channel was opened with, and its longest packet.
     std::uint32_t packet = 0;
     std::size_t mostWritten = 0; // By one request.
@@ -82,14 +83,16 @@ private:
 // A client that is logged in to a peer of its own.
 template <typename Client>
 struct Session {
-    explicit Session(const Options& options, const std::function<void(Client&)>& change = nullptr)
+    explicit Session(const Options& options, const std::function<void(Client&)>& change = nullptr,
+        const std::function<bool(Client&)>& logIn = nullptr)
         : peer(options)
     {
         client.setKnownHostsFile(folder / "known_hosts");
         client.setIdleTimeoutMs(20000);
         if (change)
             change(client);
-        ready = client.Connect("127.0.0.1", peer.port()) && client.AuthenticatePw("user", "secret");
+        ready = client.Connect("127.0.0.1", peer.port())
+            && (logIn ? logIn(client) : client.AuthenticatePw("user", "secret"));
     }
     // Ends the session; what the peer saw in it.
     Seen seen()

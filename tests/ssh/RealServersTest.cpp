@@ -1,3 +1,4 @@
+#include "platform/ProcessInfo.h"
 #include "ssh/Support.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
@@ -46,7 +47,7 @@ protected:
         CkoSshKey key;
         return key.FromOpenSshPrivateKey(keys_[type])
             && connection.Connect("127.0.0.1", port ? port : server_->port())
-            && connection.AuthenticatePk(support::loginName(), key);
+            && connection.AuthenticatePk(platform::loginName(), key);
     }
     void checkCommands(CkoSsh& ssh)
     {
@@ -261,7 +262,7 @@ TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
     const auto tool = [&](const std::string& input, const std::string& verb, const std::string& arguments) {
         const std::string words = " --key " + (folder_ / "key") + " --known-hosts "
             + (folder_ / "known_hosts") + " --port " + std::to_string(server_->port()) + " " + verb
-            + " 127.0.0.1 " + support::loginName() + " " + arguments;
+            + " 127.0.0.1 " + platform::loginName() + " " + arguments;
         return support::run({"sh", "-c",
             input + " | timeout 20 " SSHTOOL + words + " >" + (folder_ / "out") + " 2>" + (folder_ / "err")});
     };
@@ -292,9 +293,9 @@ TEST_F(OpenSsh, TakesPasswords)
     CkoSsh ssh;
     ssh.setKnownHostsFile(folder_ / "known_hosts");
     ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
-    EXPECT_FALSE(ssh.AuthenticatePw(support::loginName(), "wrong"));
-    EXPECT_FALSE(ssh.AuthenticatePw(support::loginName(), ""));
-    EXPECT_TRUE(ssh.AuthenticatePw(support::loginName(), support::RealServer::kPassword))
+    EXPECT_FALSE(ssh.AuthenticatePw(platform::loginName(), "wrong"));
+    EXPECT_FALSE(ssh.AuthenticatePw(platform::loginName(), ""));
+    EXPECT_TRUE(ssh.AuthenticatePw(platform::loginName(), support::RealServer::kPassword))
         << ssh.LastErrorText();
     EXPECT_EQ(runCommand(ssh, "echo in"), "in\n");
 }
@@ -313,8 +314,8 @@ TEST_F(OpenSsh, ADropbearServerDoesTheSame)
     CkoSFtp sftp;
     sftp.setKnownHostsFile(folder_ / "known_hosts");
     ASSERT_TRUE(sftp.Connect("127.0.0.1", server->port())) << sftp.LastErrorText();
-    EXPECT_FALSE(sftp.AuthenticatePw(support::loginName(), "wrong"));
-    ASSERT_TRUE(sftp.AuthenticatePw(support::loginName(), support::RealServer::kPassword))
+    EXPECT_FALSE(sftp.AuthenticatePw(platform::loginName(), "wrong"));
+    ASSERT_TRUE(sftp.AuthenticatePw(platform::loginName(), support::RealServer::kPassword))
         << sftp.LastErrorText();
     checkFiles(sftp, folder_);
 }

@@ -23,8 +23,6 @@ int run(const std::vector<std::string>& arguments); // A program with its output
 // older form. The public part goes to `publicLine`.
 std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
 
-std::string loginName();
-
 sockaddr_in loopback(int port);
 int listenOnLoopback(int& port); // A socket on a free port.
 
