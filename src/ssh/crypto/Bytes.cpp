@@ -97,7 +97,7 @@ std::uint8_t* ByteQueue::prepare(std::size_t count)
     if (capacity_ - end_ >= count)
         return memory_.get() + end_;
     const std::size_t used = size();
-    // Moving to the front is worth it only where it frees at least as much as it moves.
+    // Move the bytes to the front only when that frees at least as much as it moves.
     if (capacity_ - used >= count && begin_ >= used) {
         std::memcpy(memory_.get(), memory_.get() + begin_, used);
     } else {

@@ -25,7 +25,7 @@ Bytes digest(int algorithm, unsigned flags, ByteView key, std::initializer_list<
 {
     platform::setUpGcrypt();
     gcry_md_hd_t handle = nullptr;
-    // An empty hash in place of a failure would compare equal to another one.
+    // An empty result would compare equal to another failed hash.
     if (gcry_md_open(&handle, algorithm, flags | GCRY_MD_FLAG_SECURE) != 0)
         throw std::bad_alloc();
     if (flags & GCRY_MD_FLAG_HMAC)

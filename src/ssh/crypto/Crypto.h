@@ -8,17 +8,17 @@
 
 namespace ssh {
 
-// Numbers and S-expressions need libgcrypt set up (platform/Gcrypt.h). Whatever can come first in a process
-// does so: random bytes, hashes, ciphers, keys and SshProtocol.
+// Numbers and S-expressions need libgcrypt set up (platform/Gcrypt.h). Everything that a program can call
+// first does that: random bytes, hashes, ciphers, keys and SshProtocol.
 
-void randomBytes(std::span<std::uint8_t> out); // Fit for keys.
-void nonceBytes(std::span<std::uint8_t> out); // Unpredictable, but cheaper: cookies and padding.
+void randomBytes(std::span<std::uint8_t> out); // Good enough for keys.
+void nonceBytes(std::span<std::uint8_t> out); // Unpredictable but cheaper, for cookies and padding.
 
-// Of the parts, one behind the other. The algorithm is a GCRY_MD_ number. Out of memory: std::bad_alloc.
+// Over the concatenated parts. The algorithm is a GCRY_MD_ number. Throws std::bad_alloc when out of memory.
 Bytes hash(int algorithm, std::initializer_list<ByteView> parts);
 Bytes hmac(int algorithm, ByteView key, std::initializer_list<ByteView> parts);
 
-// A copy of secret bytes in libgcrypt's secure memory: what libgcrypt makes of it is kept there too.
+// A copy of secret bytes in libgcrypt's secure memory. Objects that libgcrypt builds from it live there too.
 class SecretCopy {
 public:
     explicit SecretCopy(ByteView bytes);
@@ -40,7 +40,7 @@ public:
     static Mpi zero() { return Mpi(gcry_mpi_new(0)); }
     static Mpi secret() { return Mpi(gcry_mpi_snew(0)); }
     static Mpi secretFrom(ByteView magnitude);
-    static Mpi random(unsigned bits); // Secret, with at most so many bits.
+    static Mpi random(unsigned bits); // A secret number of at most so many bits.
     Mpi(Mpi&& other) noexcept : value_(other.value_) { other.value_ = nullptr; }
     Mpi& operator=(Mpi&& other) noexcept
     {
@@ -59,11 +59,11 @@ private:
     gcry_mpi_t value_ = nullptr;
 };
 
-// A Miller-Rabin test with random bases: a composite passes with a chance below 4^-rounds, whoever chose it.
+// A Miller-Rabin test with random bases: any composite number passes with a probability below 4^-rounds.
 bool isProbablyPrime(const Mpi& number, int rounds);
 
-// Owns an S-expression of libgcrypt; null when it couldn't be built. It lives in secure memory when one of
-// its parts does.
+// Owns an S-expression of libgcrypt; null when it couldn't be built. It is in secure memory when one of
+// its parts is.
 class Sexp {
 public:
     Sexp() = default;
@@ -77,7 +77,7 @@ public:
     ~Sexp() { gcry_sexp_release(value_); }
     gcry_sexp_t get() const { return value_; }
     explicit operator bool() const { return value_ != nullptr; }
-    Bytes field(const char* name) const; // The bytes of the token "(name bytes)" anywhere inside.
+    Bytes field(const char* name) const; // The bytes of the first "(name bytes)" inside.
 
     template <typename... Args>
     static Sexp build(const char* format, Args... args)

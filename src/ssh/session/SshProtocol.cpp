@@ -15,7 +15,7 @@ constexpr std::size_t kLongestVersion = 255;
 
 // A peer that sends requests and never reads the answers must not fill our memory.
 constexpr std::size_t kMostUnread = std::size_t{16} * 1024 * 1024;
-// What a message that is held back takes beside its bytes.
+// Memory of a held message beside its bytes.
 constexpr std::size_t kHeldOverhead = 64;
 
 } // namespace
@@ -50,7 +50,7 @@ Result<bool> SshProtocol::takeVersionLine()
         serverVersion_.pop_back();
     incoming().consume(end + 1);
     setup_.log("The server is " + printable(serverVersion_));
-    // RFC 4253, section 5.1: 1.99 is a server that speaks 2.0 as well.
+    // RFC 4253, section 5.1: a server of version 1.99 speaks 2.0 too.
     if (!serverVersion_.starts_with("SSH-2.0-") && !serverVersion_.starts_with("SSH-1.99-"))
         return Error{"The server speaks another version of the protocol: " + printable(serverVersion_, 60)};
     kex_ = std::make_unique<KeyExchange>(codec_,
@@ -94,15 +94,15 @@ Status SshProtocol::receive(ByteView payload)
         Status status = kex_->receive(payload);
         if (!status.ok() || serviceRequested_ || kex_->holdsBackOthers() || kex_->sessionId().empty())
             return status;
-        // Our new keys are in use, and the server takes what comes after them in order.
+        // Our new keys are in use: the request can follow at once.
         serviceRequested_ = true;
         return auth_.requestService();
     }
     if (number != message::kDisconnect && kex_->forbidsOthers())
         return Error{"The server sent message " + std::to_string(number)
             + " within its first key exchange, which the strict form forbids."};
-    // RFC 8308, section 2.4: extension info follows the first keys. Before them, anybody could have written
-    // it.
+    // RFC 8308, section 2.4: extension info comes after the first keys. Earlier, an attacker could have
+    // written it.
     const bool needsKeys =
         number >= message::kKexInit || number == message::kServiceAccept || number == message::kExtInfo;
     if (needsKeys && !kex_->established())
@@ -114,7 +114,7 @@ Status SshProtocol::receive(ByteView payload)
                          : Status(Error{"The server sent a channel message before the login."});
     if (message::isUserauth(number) || number == message::kServiceAccept) {
         if (loggedIn_ && number != message::kUserauthBanner)
-            return {}; // RFC 4252, section 5.1: nothing of it matters any more.
+            return {}; // RFC 4252, section 5.1: ignored after the login.
         Status status = auth_.receive(payload);
         if (status.ok() && auth_.done() && !loggedIn_) {
             loggedIn_ = true;

@@ -11,7 +11,7 @@ constexpr std::chrono::milliseconds kSixHours{21600000};
 
 const Error kNotConnected{"There is no connection to a server."};
 
-// A name goes into the known hosts file, where blanks, commas and wildcards mean something.
+// The name is written to the known hosts file, where blanks, commas and wildcards have a meaning.
 bool isHostName(const std::string& host)
 {
     return !host.empty() && host.size() < 256 && std::all_of(host.begin(), host.end(), [](unsigned char c) {
@@ -102,9 +102,9 @@ void SshTransport::disconnect()
     if (socket_.isOpen() && protocol_) {
         try {
             protocol_->disconnect();
-            (void)SshTransport::flush(); // By its full name: a destructor gets here too.
+            (void)SshTransport::flush(); // Not virtual: the destructor calls this too.
         } catch (const std::exception&) {
-            // A farewell that there is no memory for isn't worth the process, which a destructor would end.
+            // Out of memory. An exception would end the process when the destructor calls this.
         }
     }
     socket_.close();
@@ -141,7 +141,7 @@ Status SshTransport::readAvailable()
 
 Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
 {
-    // A broken pipe may leave the server's reason behind it, to be read first.
+    // When sending fails, the server's reason may still be there to read.
     const Status sent = flush();
     if (!socket_.isOpen())
         return kNotConnected;
@@ -177,7 +177,7 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
         const Result<Progress> progress = moveBytes(deadline);
         if (!progress.ok())
             return progress.error();
-        // The clock is asked as well: a server that keeps talking doesn't hold a deadline up.
+        // Checked in any case: a server that keeps sending must not extend the deadline.
         if (*progress == Progress::TimedOut || Clock::now() >= deadline)
             return {};
     }

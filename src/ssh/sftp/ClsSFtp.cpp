@@ -10,8 +10,8 @@ namespace ssh {
 
 namespace {
 
-// The window that a download may fill: what a line of 200 MB/s holds in 80 ms. A server that answers out of
-// order can make us keep as much.
+// The window of a download: 200 MB/s times a round trip of 80 ms. It is also the most that is kept in memory
+// when replies come out of order.
 constexpr std::uint32_t kOpenWindow = 16 * 1024 * 1024;
 
 TransportSettings fileDefaults()
@@ -51,7 +51,7 @@ const Row* findByName(const Row (&rows)[Count], std::string_view name)
     return row == std::end(rows) ? nullptr : row;
 }
 
-// Moves behind what the remote file has already.
+// Skips the bytes that the remote file has already.
 Status skip(platform::File& local, std::uint64_t count)
 {
     const auto size = local.size();
@@ -134,7 +134,7 @@ Result<ClsSFtp::Handle*> ClsSFtp::find(const std::string& handle)
     return &at->second;
 }
 
-// Handles of the server may be any bytes, none at all included.
+// The server's handles may be any bytes, even none, so that callers get names of ours.
 std::string ClsSFtp::remember(Bytes remote)
 {
     std::string name = "handle-" + std::to_string(nextHandle_++);
@@ -275,7 +275,7 @@ Status ClsSFtp::download(const std::string& remotePath, const std::string& local
         else
             (void)local->close();
     }
-    (*at)->closeHandleWithoutWaiting(*remote); // Nothing depends on it when the data is there.
+    (*at)->closeHandleWithoutWaiting(*remote); // The data is complete: nothing depends on the answer.
     const Status flushed = transport_.flush();
     return status.ok() ? flushed : status;
 }
@@ -285,7 +285,7 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
     const auto at = session();
     if (!at.ok())
         return at.error();
-    // First, because opening the remote one empties it.
+    // First the local file, because opening the remote one empties it.
     auto local = platform::File::open(localPath, platform::File::Mode::Read);
     if (!local.ok())
         return localFailure(local.error());

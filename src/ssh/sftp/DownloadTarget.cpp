@@ -50,7 +50,7 @@ Status DownloadTarget::write(ByteView bytes, const SFtpFileAttr& remote)
 
 Status DownloadTarget::finish(const SFtpFileAttr& remote)
 {
-    // A file that is made up as it is read tells a size of 0, and yet has had bytes to resume with.
+    // A generated file, as in /proc, has a size of 0 and content all the same.
     if (!written_ && remote.size && *remote.size < resumedAt_)
         return Error{"The local file " + path_ + " has " + std::to_string(resumedAt_)
             + " bytes and the remote one " + std::to_string(*remote.size)

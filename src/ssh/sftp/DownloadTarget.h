@@ -8,18 +8,18 @@
 
 namespace ssh {
 
-// The local file that a download writes. It is emptied, or made, when the first bytes arrive: a remote file
-// that can't be read costs nothing. A new one gets the permissions of the remote file, less the process's
-// mask; its owner may always read and write it, so that the download can be resumed.
+// The local file of a download. It is created or emptied when the first bytes arrive, so that a remote file
+// that can't be read leaves it alone. A new file gets the permissions of the remote one, less the process's
+// mask; its owner can always read and write it, because a download may be resumed.
 class DownloadTarget {
 public:
     enum class Mode { Replace, Resume };
     static Result<DownloadTarget> create(const std::string& path, Mode mode);
 
-    std::uint64_t resumedAt() const { return resumedAt_; } // Bytes that the local file has already.
+    std::uint64_t resumedAt() const { return resumedAt_; } // Bytes that the local file had at first.
     Status write(ByteView bytes, const SFtpFileAttr& remote);
-    Status finish(const SFtpFileAttr& remote); // After the last byte. The remote file may have been empty.
-    Status close(); // After a failure: what has come stays.
+    Status finish(const SFtpFileAttr& remote); // After the last byte, also when there was none.
+    Status close(); // After a failure. The bytes written so far stay.
 
 private:
     explicit DownloadTarget(std::string path) : path_(std::move(path)) { }
@@ -31,7 +31,7 @@ private:
     bool written_ = false;
 };
 
-// A failure of a local file as a sentence, which tells it from the remote one.
+// Makes a sentence of a failure of platform::File.
 Error localFailure(const Error& error);
 
 } // namespace ssh

@@ -8,10 +8,10 @@ namespace ssh {
 namespace {
 
 constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
-// Until the length of the file is known, and how much the server gives for one request, more would be wasted.
+// Until the file's length and the server's limit for one reply are known, more requests would be wasted.
 constexpr std::size_t kSlotsAtFirst = 4;
 constexpr std::uint32_t kLeastReadChunk = 1024;
-// A server that answers in crumbs and out of order makes us keep a slot for each of them.
+// Each reply that arrives out of order needs a slot, however small it is.
 constexpr std::size_t kMostSlots = std::size_t{16} * 1024;
 
 } // namespace
@@ -56,7 +56,7 @@ Status SFtpDownload::run()
         [this] { return finished(); });
 }
 
-// The size saves a request behind the last byte. This one goes out together with the first reads.
+// Knowing the size saves a read behind the last byte. Sent together with the first reads.
 Status SFtpDownload::askForAttributes()
 {
     WireWriter body;
@@ -101,7 +101,7 @@ Status SFtpDownload::receive(const SFtpSession::Reply& reply)
     if (slot == slots_.end() || slot->arrived)
         return SFtpSession::malformed();
     if (session_.isEndOfFile(reply)) {
-        // Whatever was asked for from here on isn't there.
+        // The file ends at or before this offset.
         end_ = std::min(end_, slot->offset);
         endKnown_ = true;
         slots_.erase(slot);
@@ -123,8 +123,8 @@ Status SFtpDownload::receiveAttributes(const SFtpSession::Reply& reply)
         attr_ = SFtpFileAttr::read(reader, session_.version()).value_or(SFtpFileAttr());
     if (attr_.type == SFtpFileAttr::Type::Directory)
         return Error{"It is a directory."};
-    // Files that are made up as they are read have a size of 0: they, and files without a size, are read
-    // until the server says that there is no more.
+    // Generated files, as in /proc, have a size of 0: they, and files without a size, are read until the
+    // server reports the end.
     if (attr_.size.value_or(0) > 0) {
         end_ = std::min(end_, *attr_.size);
         endKnown_ = true;
@@ -148,7 +148,7 @@ Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession:
     if (!isNext)
         slot->data = copyOf(data);
     if (got < slot->length && end < end_) {
-        Status again = askAgain(slot, got); // May move the slots.
+        Status again = askAgain(slot, got); // Invalidates `slot`.
         if (!again.ok())
             return again;
     }
@@ -163,7 +163,7 @@ Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession:
     return putOutArrived();
 }
 
-// A short read asks for its rest; the next requests ask for what this server is willing to give.
+// Requests the rest of a short read. Later requests ask for as much as this server gives.
 Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
 {
     if (slots_.size() >= kMostSlots)

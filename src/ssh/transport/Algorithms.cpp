@@ -30,7 +30,7 @@ constexpr std::string_view kLaterKeyExchangeNames =
 constexpr std::string_view kLaterHostKeyNames =
     "rsa-sha2-512,rsa-sha2-256,ssh-ed25519,ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521";
 
-// Servers known to mishandle DSA host keys.
+// Servers that mishandle DSA host keys.
 constexpr std::string_view kPrefersRsa[] = {"FlowSsh", "XFB.Gateway", "RemotelyAnywhere"};
 
 void add(std::vector<std::string>& names, std::vector<std::string> more)
@@ -38,7 +38,7 @@ void add(std::vector<std::string>& names, std::vector<std::string> more)
     names.insert(names.end(), more.begin(), more.end());
 }
 
-// The server shows a key of the first type that it has: one that is recorded can be compared.
+// The server shows the first of its keys whose type we list; only a recorded one can be compared.
 void putKnownFirst(std::vector<std::string>& names, const std::vector<std::string>& knownKeyTypes)
 {
     std::stable_partition(names.begin(), names.end(), [&](const std::string& name) {

@@ -16,16 +16,16 @@ namespace ssh {
 struct AlgorithmSettings {
     bool compression = true;
     bool counterModes = true;
-    std::string forceCipher; // Empty for the whole list.
+    std::string forceCipher; // Offered alone, unless empty.
     bool settledOnly = false; // Offers the settled lists alone.
     // Leaves out a group of 1024 bits, arcfour, MD5 and "none" as a MAC, all of which are in the settled
     // lists.
     bool refuseWeak = false;
-    // The key types recorded for this host, by the names in the keys. They come first in the offer.
+    // Key types recorded for this host. They come first in the offer.
     std::vector<std::string> knownKeyTypes;
 };
 
-// The name lists of a SSH_MSG_KEXINIT, RFC 4253, section 7.1, each for both directions.
+// The name lists of our SSH_MSG_KEXINIT, RFC 4253, section 7.1; both directions get the same.
 struct AlgorithmOffer {
     std::vector<std::string> keyExchange; // With the markers for strict key exchange and extension info.
     std::vector<std::string> hostKey;
@@ -42,7 +42,7 @@ constexpr std::string_view kExtInfoClient = "ext-info-c"; // RFC 8308, section 2
 constexpr std::string_view kStrictClient = "kex-strict-c-v00@openssh.com";
 constexpr std::string_view kStrictServer = "kex-strict-s-v00@openssh.com";
 
-// The two directions: from the client to the server, and back.
+// A direction.
 enum Way { kToServer, kToClient };
 
 struct AlgorithmChoice {
@@ -55,11 +55,10 @@ struct AlgorithmChoice {
     bool guessedWrong = false; // The server has sent a first packet for another method: skip it.
 };
 
-// What a person should be told of the choice: its weak parts, as "MAC hmac-md5 to the server"; empty for
-// none.
+// The weak parts of the choice for a person, as "MAC hmac-md5 to the server"; empty when there are none.
 std::string weakParts(const AlgorithmChoice& choice);
 
-// Whether packets are compressed that way under new keys: "zlib@openssh.com" waits for the login.
+// Whether packets in this direction are compressed. "zlib@openssh.com" starts after the login.
 bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn);
 
 // A received SSH_MSG_KEXINIT: its ten lists in wire order, and the flag of a guessed packet.
@@ -70,7 +69,7 @@ struct KexInitLists {
 std::optional<KexInitLists> parseKexInit(ByteView payload);
 Bytes buildKexInit(const AlgorithmOffer& offer); // Of a client or a server; the language lists are empty.
 
-// Walks our own order and takes what the server lists too. The failure names the list without a match.
+// For each list, the first entry of ours that the server lists too. A failure names the list without a match.
 Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& server);
 
 bool contains(const std::vector<std::string>& names, std::string_view name);

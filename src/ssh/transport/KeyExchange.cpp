@@ -76,7 +76,7 @@ Status KeyExchange::receiveInit(ByteView payload)
     if (const std::string weak = weakParts(choice_); !weak.empty())
         setup_.log("The server's best choice is weak: " + weak + ".");
     if (established_)
-        choice_.strict = wasStrict; // Settled for the connection by its first exchange.
+        choice_.strict = wasStrict; // The first exchange decides for the whole connection.
     else if (choice_.strict && codec_.lastSequence() != 0)
         return Error{"The server sent something before its key exchange, which the strict form forbids."};
     skipsNext_ = choice_.guessedWrong;

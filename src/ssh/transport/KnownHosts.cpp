@@ -21,7 +21,7 @@ std::string lower(std::string text)
     return text;
 }
 
-// A host as the file names it.
+// The host's name in the file.
 std::string nameInFile(const std::string& host, int port)
 {
     std::string name = lower(host);
@@ -119,7 +119,7 @@ void consider(
         return;
     }
     record.keyTypes.emplace_back(type);
-    // A line that can't be read still says that the host is known: it never lets another key in.
+    // A line with a damaged key still makes the host a known one, so that no other key is accepted.
     if (same)
         record = {HostRecord::Verdict::Known, number, record.keyTypes};
     else if (record.verdict == HostRecord::Verdict::Unknown)

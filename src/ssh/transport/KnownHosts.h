@@ -13,9 +13,9 @@ namespace ssh {
 class KnownHosts {
 public:
     explicit KnownHosts(std::string path) : path_(std::move(path)) { }
-    static std::string defaultPath(); // Of this user, among the program's places.
+    static std::string defaultPath(); // The user's own file.
 
-    // The key types recorded for a host, by the names in the keys. Empty where the file is missing.
+    // The key types recorded for a host. Empty when the file is missing or unreadable.
     std::vector<std::string> keyTypes(const std::string& host, int port) const;
 
     // Compares the key with those recorded for the host. A host without any is met for the first time: its
@@ -28,7 +28,7 @@ private:
     std::string path_;
 };
 
-// What a known hosts text says about a host, apart from any file.
+// What the text of a known hosts file says about a host.
 struct HostRecord {
     enum class Verdict { Unknown, Known, Changed, Revoked };
     Verdict verdict = Verdict::Unknown;

@@ -82,7 +82,7 @@ Result<PacketCipher> PacketCipher::create(const CipherInfo& info, ByteView key, 
     return cipher;
 }
 
-// In place and in whole blocks, libgcrypt has no reason to refuse.
+// libgcrypt doesn't fail in place and with whole blocks.
 void PacketCipher::encrypt(std::span<std::uint8_t> bytes)
 {
     if (handle_ && !bytes.empty())

@@ -24,7 +24,7 @@ using platform::Descriptor;
 using platform::interrupted;
 using platform::retryInterrupted;
 
-// RFC 8305, section 8: the pause before the next address is tried beside the first.
+// RFC 8305, section 8: how long to wait for one address before the next is tried too.
 constexpr auto kNextAddressAfter = std::chrono::milliseconds(250);
 
 struct Address {
@@ -50,7 +50,7 @@ Error broken(int code)
     return Error{"The connection to the server broke: " + reasonFor(code).text};
 }
 
-// A poll timeout that never ends before the deadline.
+// A timeout for poll, rounded up.
 int millisecondsUntil(Deadline deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -87,8 +87,8 @@ Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline
     if (!numeric.addresses.empty())
         return std::move(numeric.addresses);
 
-    // A name server that doesn't answer can't be hurried and can't be interrupted: the question is left to a
-    // thread that ends by itself, and the caller goes on at the deadline.
+    // getaddrinfo can't be interrupted. It runs on a detached thread, which outlives a caller whose deadline
+    // passes.
     auto shared = std::make_shared<Lookup>();
     try {
         std::thread([shared, host, port] { lookUp(*shared, host, port, 0); }).detach();
@@ -103,8 +103,8 @@ Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline
     return std::move(shared->addresses);
 }
 
-// A command may be quiet for hours, and nothing is sent meanwhile: only probes tell that from a host that is
-// gone. Six minutes without an answer leave a short break of the line its time.
+// Probes tell a host that is gone from a command that is silent for hours. Six minutes without an answer
+// count as gone: a short break of the line doesn't.
 void keepAlive(int descriptor)
 {
     const int one = 1;
@@ -142,8 +142,8 @@ Status outcomeOf(const Descriptor& attempt)
     return code == 0 ? Status() : reasonFor(code);
 }
 
-// Waits for the attempts to end, at most until the deadline. Gives the first that is connected, if any; drops
-// those that have failed, and notes the reason of the last.
+// Waits until an attempt has ended, at most until the deadline. Gives a connected one, if any; drops the
+// failed ones and notes why the last of them failed.
 std::optional<Descriptor> takeConnected(std::vector<Descriptor>& attempts, Deadline deadline, Error& last)
 {
     std::vector<pollfd> polled;

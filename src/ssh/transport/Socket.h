@@ -21,21 +21,21 @@ public:
     Socket() = default;
     explicit Socket(platform::Descriptor descriptor) : descriptor_(std::move(descriptor)) { }
 
-    // Looks the name up and connects; tries all addresses of a host, the next one when the last hasn't
-    // answered for a moment.
+    // Looks the name up and connects. Tries all addresses of the host, the next one when the last doesn't
+    // answer quickly.
     static Result<Socket> connect(const std::string& host, int port, Deadline deadline);
 
     bool isOpen() const { return static_cast<bool>(descriptor_); }
     void close() { descriptor_.reset(); }
 
     enum class Event { Ready, TimedOut };
-    Result<Event> wait(bool forWriting, Deadline deadline); // Always for reading as well.
+    Result<Event> wait(bool forWriting, Deadline deadline); // Waits for reading in any case.
 
     struct Transfer {
         std::size_t count = 0;
-        bool ended = false; // The other side sends nothing more.
+        bool ended = false; // The peer sends nothing more.
     };
-    Result<Transfer> read(std::span<std::uint8_t> into); // 0 bytes when nothing is there yet.
+    Result<Transfer> read(std::span<std::uint8_t> into); // 0 bytes when nothing has arrived.
     Result<std::size_t> write(std::span<const std::uint8_t> from); // 0 when the system's buffer is full.
 
 private:
