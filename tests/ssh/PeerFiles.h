@@ -68,6 +68,9 @@ private:
         // truncates, 2 opens what is there.
         const bool creates = version >= 5 ? (flags & 7) == 1 || (flags & 7) == 3 : (flags & 8) != 0;
         const bool truncates = version >= 5 ? (flags & 7) == 1 : (flags & 16) != 0;
+        // Reading or writing, each with its attributes.
+        if (version >= 5 && access != 0x81 && access != 0x102 && access != 0x183)
+            return status(id, kFailure);
         const bool isFolder = files_.contains(path + "/"); // Can be opened, and not read.
         if (!files_.contains(path) && !creates && !isFolder)
             return status(id, kNoSuchFile);

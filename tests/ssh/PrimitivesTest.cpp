@@ -304,7 +304,9 @@ TEST(Algorithms, OffersTheSettledListsInTheirOrder)
         reader.string();
     EXPECT_FALSE(reader.boolean());
     EXPECT_EQ(reader.uint32(), 0u);
-    EXPECT_TRUE(reader.okAndEmpty());
+    EXPECT_TRUE(reader.okAndEmpty() && parseKexInit(init));
+    for (std::size_t cut = 0; cut < init.size(); ++cut)
+        EXPECT_FALSE(parseKexInit(ByteView(init).first(cut))) << cut;
 
     const AlgorithmOffer later = offerFor({}, "SSH-2.0-Any");
     EXPECT_EQ(joinNames(later.keyExchange),

@@ -170,7 +170,6 @@ Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
         return Error{"The server answers in pieces that are too small to be kept."};
     const std::uint32_t missing = slot->length - got;
     const std::uint64_t offset = slot->offset + got;
-    slot->length = got;
     chunk_ = std::clamp(got, kLeastReadChunk, chunk_);
     auto rest = request(offset, missing);
     if (!rest.ok())
