@@ -351,11 +351,14 @@ TEST(SFtpReplies, ThatLieEndTheCall)
     Files files(crumbs);
     EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));
     EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("too small"));
-    // A new connection has no files before they are asked for again.
+    // A new connection has no files before they are asked for again, and knows no handle of the old one.
+    const auto old = files.sftp.OpenFile("file", "readOnly", "openExisting");
     EXPECT_TRUE(files.sftp.Connect("127.0.0.1", files.peer.port()));
     EXPECT_TRUE(files.sftp.AuthenticatePw("user", "secret"));
     EXPECT_FALSE(files.sftp.OpenDir("folder"));
     EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("InitializeSftp"));
+    EXPECT_TRUE(files.sftp.InitializeSftp());
+    EXPECT_FALSE(files.sftp.CloseHandle(*old));
 }
 
 } // namespace

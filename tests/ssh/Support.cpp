@@ -120,6 +120,25 @@ std::string makeKeyText(const std::string& type, bool pem, std::string* publicLi
     return readFile(path);
 }
 
+std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status)
+{
+    const int channel = ssh.OpenSessionChannel();
+    if (channel < 0 || !ssh.SendReqExec(channel, command))
+        return ssh.LastErrorText();
+    std::string output;
+    for (bool closed = false; !closed;) {
+        closed = ssh.ChannelReceivedClose(channel);
+        const int waiting = ssh.ChannelReadAndPoll(channel, 2000);
+        if (waiting < 0)
+            return ssh.LastErrorText();
+        const auto data = ssh.GetReceivedDataN(channel, waiting);
+        output.append(data.begin(), data.end());
+    }
+    if (status)
+        *status = ssh.GetChannelExitStatus(channel);
+    return output;
+}
+
 std::unique_ptr<RealServer> RealServer::openSsh(
     const std::string& authorizedKeys, const std::string& extraConfiguration)
 {

@@ -26,26 +26,20 @@ protected:
     // Connects, logs in with the password and runs a command; its output, or the reason why not.
     std::string session(const peer::Options& options, const std::function<void(CkoSsh&)>& change = nullptr)
     {
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        if (change)
-            change(ssh);
-        std::string result;
+        const auto prepared = [&](CkoSsh& ssh) {
+            prepare(ssh);
+            if (change)
+                change(ssh);
+        };
         // With new keys before and after the login.
-        const bool good = ssh.Connect("127.0.0.1", server.port()) && ssh.ReKey()
-            && ssh.AuthenticatePw("user", "secret") && ssh.ReKey();
-        algorithms_ = ssh.Algorithms();
-        log_ = ssh.SessionLog();
-        const int channel = good ? ssh.OpenSessionChannel() : -1;
-        if (channel < 0 || !ssh.SendReqExec(channel, "anything"))
-            return ssh.LastErrorText();
-        while (!ssh.ChannelReceivedClose(channel) || ssh.ChannelReadAndPoll(channel, 0) > 0) {
-            const auto data = ssh.GetReceivedDataN(channel, ssh.ChannelReadAndPoll(channel, 2000));
-            result.append(data.begin(), data.end());
-        }
-        EXPECT_EQ(ssh.GetChannelExitStatus(channel), 5);
-        ssh.Disconnect();
+        peer::Session<CkoSsh> with(options, prepared,
+            [](CkoSsh& ssh) { return ssh.ReKey() && ssh.AuthenticatePw("user", "secret") && ssh.ReKey(); });
+        algorithms_ = with.client.Algorithms();
+        log_ = with.client.SessionLog();
+        int status = -1;
+        const std::string result =
+            with.ready ? support::runCommand(with.client, "anything", &status) : with.client.LastErrorText();
+        EXPECT_EQ(status, result == options.output ? 5 : -1);
         return result;
     }
 
