@@ -73,7 +73,7 @@ private:
     void send(ByteView payload)
     {
         if (payload[0] == options_.slipsInBefore)
-            require(codec_.seal(WireWriter(message::kIgnore).string("x")).ok());
+            require(codec_.seal(options_.slip).ok());
         Bytes changed = copyOf(payload);
         if (options_.onSend)
             options_.onSend(changed);

@@ -36,7 +36,8 @@ struct Options {
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
     std::string output = "output\n"; // Of every command but "cat", which gives its input back.
 
-    std::uint8_t slipsInBefore = 0; // Sends something meaningless before each message of this number.
+    std::uint8_t slipsInBefore = 0; // Sends `slip`, which means nothing, before each message of this number.
+    ssh::Bytes slip = {2, 0, 0, 0, 0};
     // May change a payload before it is sent, or leave it empty to send nothing.
     std::function<void(ssh::Bytes&)> onSend;
     // Bytes on the wire, counted from the first: where the stream is cut, stalls, or has a bit turned round.

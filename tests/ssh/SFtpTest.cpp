@@ -39,6 +39,9 @@ protected:
         options.reversed = GetParam().reversed;
         options.mostRead = GetParam().mostRead;
         options.window = GetParam().window;
+        options.slipsInBefore = message::kChannelData; // What the server prints for a person.
+        options.slip =
+            WireWriter(message::kChannelExtendedData).uint32(0).uint32(1).string("a warning").take();
         options.files = {
             {"folder/", ""}, {"folder/one", "1"}, {"folder/t\xfcrm", "2"}, {"big", big_}, {"empty", ""}};
         return options;
