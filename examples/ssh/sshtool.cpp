@@ -258,7 +258,8 @@ int runExec(ssh::CkoSsh& connection, const Options& options)
         if (waiting < 0)
             return failed(connection.LastErrorText());
         const auto data = connection.GetReceivedDataN(channel, waiting);
-        if (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0)
+        if (!data.empty()
+            && (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0))
             return failed("The output can't be written.");
     }
     const int status = connection.GetChannelExitStatus(channel);

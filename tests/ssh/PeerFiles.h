@@ -71,6 +71,8 @@ private:
         // Reading or writing, each with its attributes.
         if (version >= 5 && access != 0x81 && access != 0x102 && access != 0x183)
             return status(id, kFailure);
+        if (!SFtpFileAttr::read(reader, version) || !reader.okAndEmpty())
+            return status(id, kFailure);
         const bool isFolder = files_.contains(path + "/"); // Can be opened, and not read.
         if (!files_.contains(path) && !creates && !isFolder)
             return status(id, kNoSuchFile);
