@@ -1,5 +1,6 @@
 // A small tool on top of the SSH and SFTP interface: runs a command on another machine, and moves files.
 
+#include "ssh/crypto/Bytes.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
 #include "ssh/sftp/CkoSFtp.h"
@@ -10,6 +11,8 @@
 #include <ctime>
 #include <fcntl.h>
 #include <fstream>
+#include <poll.h>
+#include <span>
 #include <sstream>
 #include <string>
 #include <termios.h>
@@ -21,7 +24,7 @@ namespace {
 constexpr const char* kUsage = R"(sshtool [OPTIONS] VERB HOST USER ARGUMENTS...
 
 Verbs
-  exec HOST USER COMMAND...        runs a command; its output is ours, its exit status too
+  exec HOST USER COMMAND...        runs a command with our input; its output and exit status are ours
   get HOST USER REMOTE [LOCAL]     downloads a file
   resume HOST USER REMOTE [LOCAL]  downloads what the local file doesn't have yet
   put HOST USER LOCAL [REMOTE]     uploads a file
@@ -34,11 +37,13 @@ Options
   --password-fd N       read the password from this file descriptor, else from the terminal
   --known-hosts FILE    where host keys are remembered (~/Library/Trelkind/known_hosts)
   --port N              another port than 22
-  --settled-only        offer the settled algorithms without the later ones
+  --settled-only        offer the algorithms that this client has always offered and nothing newer, also the
+                        weak ones: a group of 1024 bits, arcfour, MD5, no MAC. Else these are refused
   --no-compression      offer no compression, for lines that are faster than it
   --verbose             show the session's log and the agreed algorithms
 
-HOST may be written with brackets, as in [::1]. The exit status is 1 for a failure, 2 for wrong use.
+HOST may be written with brackets, as in [::1]. A host that is met for the first time is trusted, and its key's
+fingerprint shown: compare it with what the host's keeper tells you. The exit status is 1 for a failure, 2 for wrong use.
 )";
 
 struct Options {
@@ -139,7 +144,7 @@ bool askPassword(const std::string& user, const std::string& host, std::string& 
 
 int failed(const std::string& reason)
 {
-    std::fprintf(stderr, "sshtool: %s\n", reason.c_str());
+    std::fprintf(stderr, "sshtool: %s\n", ssh::printable(reason, reason.size()).c_str());
     return 1;
 }
 
@@ -173,6 +178,7 @@ bool logIn(
 bool connect(ssh::CkoConnection& connection, const Options& options, std::string& reason)
 {
     connection.setSettledOnly(options.settledOnly);
+    connection.setRefuseWeak(!options.settledOnly);
     connection.setCompression(options.compression);
     if (!options.knownHosts.empty())
         connection.setKnownHostsFile(options.knownHosts);
@@ -180,6 +186,9 @@ bool connect(ssh::CkoConnection& connection, const Options& options, std::string
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
     bool done = connection.Connect(host, options.port);
+    if (connection.HostKeyIsNew())
+        std::fprintf(stderr, "sshtool: %s is met for the first time; its key is now trusted: %s\n",
+            host.c_str(), connection.HostKeyFingerprint().c_str());
     if (done)
         done = logIn(connection, options, options.words[2], reason);
     else
@@ -193,6 +202,45 @@ bool connect(ssh::CkoConnection& connection, const Options& options, std::string
     return done;
 }
 
+// Hands our standard input on to a command, as fast as the server takes it.
+class Input {
+public:
+    Input(ssh::CkoSsh& connection, int channel) : connection_(connection), channel_(channel) { }
+
+    // Does what can be done without waiting; false when the connection fails.
+    bool forward()
+    {
+        moved_ = false;
+        pollfd entry{STDIN_FILENO, POLLIN, 0};
+        if (open_ && left_.empty() && poll(&entry, 1, 0) > 0) {
+            const ssize_t got = read(STDIN_FILENO, buffer_, sizeof buffer_);
+            if (got <= 0) {
+                open_ = false;
+                return connection_.ChannelSendClose(channel_);
+            }
+            left_ = std::span(buffer_).first(static_cast<std::size_t>(got));
+        }
+        if (left_.empty())
+            return true;
+        const int sent = connection_.ChannelSendData(channel_, left_);
+        if (sent < 0)
+            return false;
+        left_ = left_.subspan(static_cast<std::size_t>(sent));
+        moved_ = sent > 0;
+        return true;
+    }
+    // How long the command's output may be waited for before the next call.
+    int pauseMs() const { return moved_ ? 0 : open_ ? 50 : 2000; }
+
+private:
+    ssh::CkoSsh& connection_;
+    int channel_;
+    bool open_ = true;
+    bool moved_ = false;
+    std::uint8_t buffer_[65536];
+    std::span<const std::uint8_t> left_;
+};
+
 int runExec(ssh::CkoSsh& connection, const Options& options)
 {
     std::string command;
@@ -201,13 +249,17 @@ int runExec(ssh::CkoSsh& connection, const Options& options)
     const int channel = connection.OpenSessionChannel();
     if (channel < 0 || !connection.SendReqExec(channel, command))
         return failed(connection.LastErrorText());
+    Input input(connection, channel);
     for (bool closed = false; !closed;) {
         closed = connection.ChannelReceivedClose(channel);
-        const int waiting = connection.ChannelReadAndPoll(channel, closed ? 0 : 2000);
+        if (!closed && !input.forward())
+            return failed(connection.LastErrorText());
+        const int waiting = connection.ChannelReadAndPoll(channel, closed ? 0 : input.pauseMs());
         if (waiting < 0)
             return failed(connection.LastErrorText());
         const auto data = connection.GetReceivedDataN(channel, waiting);
-        if (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0)
+        if (!data.empty()
+            && (std::fwrite(data.data(), 1, data.size(), stdout) != data.size() || std::fflush(stdout) != 0))
             return failed("The output can't be written.");
     }
     const int status = connection.GetChannelExitStatus(channel);
@@ -234,12 +286,13 @@ int runList(ssh::CkoSFtp& connection, const std::string& path)
         return failed(connection.LastErrorText());
     for (int i = 0; i < listing->NumFilesAndDirs(); ++i) {
         const auto file = listing->GetFileObject(i);
+        const std::string name = file->Filename();
         std::printf("%c%04o %12lld %s %s\n",
             file->IsDirectory()     ? 'd'
                 : file->IsSymLink() ? 'l'
                                     : '-',
             static_cast<unsigned>(file->Permissions()), static_cast<long long>(file->Size64()),
-            dateText(file->LastModifiedTime()).c_str(), listing->GetFilename(i).c_str());
+            dateText(file->LastModifiedTime()).c_str(), ssh::printable(name, name.size()).c_str());
     }
     connection.CloseHandle(*handle);
     return 0;

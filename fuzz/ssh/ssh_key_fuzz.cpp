@@ -8,7 +8,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace ssh;
     if (size < 1)
         return 0;
-    initializeCrypto();
     const ByteView rest(data + 1, size - 1);
     switch (data[0] % 4) {
     case 0:

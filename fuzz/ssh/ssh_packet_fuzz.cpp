@@ -3,6 +3,7 @@
 
 #include "ssh/Payloads.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/transport/PacketCodec.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -10,8 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace ssh;
     if (size < 8)
         return 0;
-    static const bool ready = (initializeCrypto(), true);
-    (void)ready;
+    platform::setUpGcrypt();
     constexpr const char* kCiphers[] = {"aes128-ctr", "3des-cbc", "arcfour128", "twofish128-cbc"};
     const Bytes key(64, 7);
     const auto protection = [&] {

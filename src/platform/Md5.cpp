@@ -1,26 +1,11 @@
 #include "platform/Md5.h"
 
+#include "platform/Gcrypt.h"
+
 #include <fmt/format.h>
 #include <gcrypt.h>
-#include <mutex>
 
 namespace platform {
-
-namespace {
-
-void prepareLibrary()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        // Another user of the library in this process may have finished its preparation already.
-        if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P))
-            return;
-        gcry_check_version(nullptr);
-        gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-    });
-}
-
-} // namespace
 
 struct Md5::State {
     gcry_md_hd_t handle = nullptr;
@@ -28,7 +13,7 @@ struct Md5::State {
 
 Md5::Md5() : state_(std::make_unique<State>())
 {
-    prepareLibrary();
+    setUpGcrypt();
     if (gcry_md_open(&state_->handle, GCRY_MD_MD5, 0) != 0)
         state_->handle = nullptr;
 }

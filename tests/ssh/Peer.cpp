@@ -1,6 +1,9 @@
-#include "ssh/PeerConnection.h"
+#include "ssh/Peer.h"
 
+#include "platform/Gcrypt.h"
+#include "ssh/PeerFiles.h"
 #include "ssh/Support.h"
+#include "ssh/transport/KeyDerivation.h"
 #include "ssh/transport/Messages.h"
 
 #include <algorithm>
@@ -13,6 +16,328 @@
 namespace peer {
 
 using namespace ssh;
+
+namespace {
+
+struct Ended { }; // Thrown when a connection is over.
+
+// One connection of a peer, from the version line to its end.
+class Connection {
+public:
+    Connection(const Options& options, std::atomic<std::size_t>& bytesSent, int socket)
+        : options_(options), bytesSent_(bytesSent), socket_(socket), files_(options_, seen_)
+    { }
+
+    // Until either side ends it; gives what was seen.
+    Seen run()
+    {
+        try {
+            exchangeVersions();
+            for (;;)
+                receive(next());
+        } catch (const Ended&) {
+            return std::move(seen_);
+        }
+    }
+
+private:
+    static void require(bool good)
+    {
+        if (!good)
+            throw Ended();
+    }
+
+    void flush()
+    {
+        ByteQueue& output = codec_.output();
+        while (!output.empty()) {
+            const std::size_t sent = bytesSent_;
+            // In odd pieces: packets come torn, and several at a time.
+            std::size_t count = std::min<std::size_t>(output.size(), 1 + sent * 7919 % 20011);
+            for (const auto& place : {options_.cutAt, options_.stallAt})
+                if (place)
+                    count = std::min(count, *place > sent ? *place - sent : 0);
+            if (options_.flipAt && *options_.flipAt >= sent && *options_.flipAt < sent + count)
+                output.data()[*options_.flipAt - sent] ^= 0x10;
+            bytesSent_ = sent + count; // Before the client can have them, and ask how many there were.
+            char ignored[4096];
+            while (count == 0 && options_.stallAt && recv(socket_, ignored, sizeof ignored, 0) > 0) { }
+            require(count > 0);
+            const ssize_t put = ::send(socket_, output.view().data(), count, MSG_NOSIGNAL);
+            require(put > 0);
+            output.consume(static_cast<std::size_t>(put));
+            bytesSent_ = sent + static_cast<std::size_t>(put);
+        }
+    }
+
+    void send(ByteView payload)
+    {
+        if (payload[0] == options_.slipsInBefore)
+            require(codec_.seal(options_.slip).ok());
+        Bytes changed = copyOf(payload);
+        if (options_.onSend)
+            options_.onSend(changed);
+        require(changed.empty() || codec_.seal(changed).ok());
+        if (!isSftp_)
+            flush();
+    }
+
+    void fill()
+    {
+        sendReplies();
+        flush();
+        const ssize_t got = recv(socket_, codec_.input().prepare(65536), 65536, 0);
+        require(got > 0);
+        codec_.input().commit(static_cast<std::size_t>(got));
+    }
+
+    Bytes next()
+    {
+        for (;; fill()) {
+            auto packet = codec_.next();
+            require(packet.ok());
+            if (*packet)
+                return copyOf(**packet);
+        }
+    }
+
+    void exchangeVersions()
+    {
+        codec_.output().append(viewOf(options_.version + "\r\n"));
+        for (; options_.chatters; usleep(20000))
+            send(WireWriter(message::kIgnore).string("bla"));
+        std::size_t end = 0;
+        while ((end = textOf(codec_.input().view()).find("\r\n")) == std::string_view::npos)
+            fill();
+        seen_.clientVersion = textOf(codec_.input().view().first(end));
+        codec_.input().consume(end + 2);
+    }
+
+    void exchangeKeys(const Bytes& clientInit)
+    {
+        const auto client = parseKexInit(clientInit);
+        const Bytes serverInit = buildKexInit(options_.offer);
+        const AlgorithmOffer clients{
+            client->lists[0], client->lists[1], client->lists[2], client->lists[4], client->lists[6]};
+        const auto chosen = choose(clients, *parseKexInit(serverInit));
+        send(serverInit);
+        require(chosen.ok());
+        const bool strict = choice_.strict;
+        choice_ = *chosen;
+        choice_.strict = sessionId_.empty() ? choice_.strict : strict;
+        agree(*findKexMethod(choice_.keyExchange), clientInit, serverInit);
+    }
+
+    void agree(const KexMethod& method, const Bytes& clientInit, const Bytes& serverInit)
+    {
+        const bool isGex = method.family == KexFamily::GroupExchange;
+        const DhGroup group = options_.group.value_or(fixedGroup(14));
+        WireWriter forGex;
+        if (isGex) {
+            const WireWriter both = std::move(WireWriter().mpint(group.prime).mpint(group.generator));
+            forGex.raw(ByteView(next()).subspan(1)).raw(both);
+            send(WireWriter(message::kKexGexGroup).raw(both));
+        }
+        const auto agreement = isGex ? createDhAgreement(group) : createAgreement(method);
+        const Bytes init = next();
+        const ByteView clientValue = WireReader(ByteView(init).subspan(1)).string();
+        const auto secret = agreement->sharedSecret(clientValue);
+        require(secret.ok());
+        const SignatureInfo& signing = *findSignature(choice_.hostKey);
+        const PrivateKey& key = keyOfType(std::string(signing.keyType));
+        WireWriter start;
+        start.string(seen_.clientVersion).string(options_.version).string(clientInit).string(serverInit);
+        start.string(key.publicBlob()).raw(forGex).string(clientValue).raw(agreement->publicField());
+        const Bytes all = hash(method.hash, {start.mpint(*secret)});
+        if (sessionId_.empty())
+            sessionId_ = all;
+        WireWriter reply(isGex ? message::kKexGexReply : message::kKexDhReply);
+        send(reply.string(key.publicBlob()).raw(agreement->publicField()).string(*key.sign(signing, all)));
+        send(WireWriter(message::kNewKeys));
+        protect({method.hash, *secret, all, sessionId_});
+    }
+
+    void protect(const ExchangeSecrets& secrets)
+    {
+        codec_.protectOutgoing(std::move(*deriveProtection(choice_, kToClient, secrets)), choice_.strict);
+        codec_.compressOutgoing(compresses(choice_, kToClient, loggedIn_));
+        next(); // The client's NEWKEYS.
+        codec_.protectIncoming(std::move(*deriveProtection(choice_, kToServer, secrets)), choice_.strict);
+        codec_.decompressIncoming(compresses(choice_, kToServer, loggedIn_));
+    }
+
+    void receive(const Bytes& payload)
+    {
+        WireReader reader(ByteView(payload).subspan(1));
+        switch (payload[0]) {
+        case message::kKexInit: {
+            const bool first = sessionId_.empty();
+            exchangeKeys(payload);
+            if (first && !options_.signatureAlgorithms.empty())
+                send(WireWriter(message::kExtInfo)
+                         .uint32(1)
+                         .string("server-sig-algs")
+                         .string(options_.signatureAlgorithms));
+            return;
+        }
+        case message::kServiceRequest:
+            return send(WireWriter(message::kServiceAccept).string(reader.string()));
+        case message::kUserauthRequest:
+            return authenticate(payload);
+        case message::kUserauthInfoResponse: {
+            bool right = reader.uint32() == options_.prompts.size();
+            for (const auto& [text, shown] : options_.prompts)
+                right = reader.text() == (shown ? "" : options_.password) && right;
+            return answerLogin(right);
+        }
+        case message::kDisconnect:
+            seen_.toldToGo = true;
+            throw Ended();
+        default:
+            receiveChannel(payload[0], reader);
+        }
+    }
+
+    void answerLogin(bool granted)
+    {
+        if (!granted)
+            return send(WireWriter(message::kUserauthFailure).nameList(options_.authMethods).boolean(false));
+        send(WireWriter(message::kUserauthSuccess));
+        loggedIn_ = true;
+        if (choice_.compression[kToClient] == "zlib@openssh.com") {
+            codec_.compressOutgoing(true);
+            codec_.decompressIncoming(true);
+        }
+    }
+
+    void authenticate(ByteView payload)
+    {
+        WireReader request(payload.subspan(1));
+        request.string();
+        request.string();
+        const std::string method = request.text();
+        seen_.authRequests.push_back(method);
+        if (!contains(options_.authMethods, method))
+            return answerLogin(false);
+        if (method == "keyboard-interactive") {
+            WireWriter questions(message::kUserauthInfoRequest);
+            questions.raw(Bytes(12)).uint32(static_cast<std::uint32_t>(options_.prompts.size()));
+            for (const auto& [text, shown] : options_.prompts)
+                questions.string(text).boolean(shown);
+            return send(questions);
+        }
+        request.boolean();
+        const std::string word = request.text(); // The password, or the signature's algorithm.
+        if (method == "password")
+            return answerLogin(word == options_.password);
+        seen_.authRequests.push_back(word);
+        const auto key = PublicKey::parse(request.string());
+        const ByteView signature = request.string();
+        const Bytes all =
+            WireWriter().string(sessionId_).raw(payload.first(payload.size() - 4 - signature.size())).take();
+        answerLogin(key.ok() && key->verify(*findSignature(word), signature, all).ok());
+    }
+
+    void receiveChannel(std::uint8_t number, WireReader& reader)
+    {
+        if (number == message::kChannelOpen)
+            reader.string();
+        const std::uint32_t channel = reader.uint32();
+        switch (number) {
+        case message::kChannelOpen:
+            seen_.windowTotal = seen_.window = reader.uint32();
+            seen_.packet = reader.uint32();
+            return send(WireWriter(message::kChannelOpenConfirmation)
+                            .uint32(channel)
+                            .uint32(7)
+                            .uint32(options_.window)
+                            .uint32(32768));
+        case message::kChannelWindowAdjust:
+            seen_.windowTotal += reader.uint32();
+            return;
+        case message::kChannelRequest:
+            return runRequest(reader);
+        case message::kChannelData:
+            return receiveData(reader.string());
+        case message::kChannelEof:
+            return echoes_ ? endCommand() : void();
+        default:
+            return;
+        }
+    }
+
+    void receiveData(ByteView data)
+    {
+        // Room is given when all of it has been used, which is the slowest that a server may be.
+        toRefill_ += static_cast<std::uint32_t>(data.size());
+        require(toRefill_ <= options_.window);
+        if (toRefill_ == options_.window) {
+            toRefill_ = 0;
+            send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window));
+        }
+        if (echoes_)
+            sendData(data);
+        else
+            files_.receive(data, replies_);
+    }
+
+    void sendReplies()
+    {
+        if (options_.reversed)
+            std::reverse(replies_.begin(), replies_.end());
+        const std::vector<Bytes> replies = std::exchange(replies_, {});
+        seen_.mostReplies = std::max(seen_.mostReplies, replies.size());
+        for (const Bytes& reply : replies)
+            sendData(reply);
+    }
+
+    void sendData(ByteView data)
+    {
+        while (!data.empty()) {
+            const ByteView piece = data.first(std::min<std::size_t>(data.size(), 8192));
+            send(WireWriter(message::kChannelData).uint32(0).string(piece));
+            data = data.subspan(piece.size());
+        }
+    }
+
+    void runRequest(WireReader& reader)
+    {
+        if (options_.floods)
+            for (send(buildKexInit(options_.offer));;)
+                send(WireWriter(message::kGlobalRequest).string("question").boolean(true));
+        isSftp_ = reader.text() == "subsystem";
+        reader.boolean();
+        echoes_ = reader.text() == "cat";
+        send(WireWriter(message::kChannelSuccess).uint32(0));
+        if (isSftp_ || echoes_)
+            return;
+        sendData(viewOf(options_.output));
+        endCommand();
+    }
+
+    void endCommand()
+    {
+        send(WireWriter(message::kChannelRequest).uint32(0).string("exit-status").boolean(false).uint32(5));
+        send(WireWriter(message::kChannelEof).uint32(0));
+        send(WireWriter(message::kChannelClose).uint32(0));
+    }
+
+    const Options& options_;
+    std::atomic<std::size_t>& bytesSent_;
+    int socket_;
+    Seen seen_;
+    PacketCodec codec_;
+    AlgorithmChoice choice_;
+    Bytes sessionId_;
+    bool loggedIn_ = false;
+    FileServer files_;
+    std::vector<Bytes> replies_; // Of the files.
+    bool isSftp_ = false;
+    bool echoes_ = false;
+    std::uint32_t toRefill_ = 0;
+};
+
+} // namespace
 
 const PrivateKey& keyOfType(const std::string& type)
 {
@@ -27,7 +352,7 @@ const PrivateKey& keyOfType(const std::string& type)
 
 Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
     thread_ = std::thread([this] { accept(); });
 }
 
@@ -65,328 +390,13 @@ void Peer::accept()
             open_[socket] = true;
         }
         connections_.emplace_back([this, socket] {
-            Connection(*this, socket).run();
+            Seen seen = Connection(options_, bytesSent_, socket).run();
             const std::lock_guard guard(lock_);
+            seen_ = std::move(seen);
             open_.erase(socket);
             close(socket);
         });
     }
-}
-
-bool Connection::flush()
-{
-    ByteQueue& output = codec_.output();
-    while (!output.empty()) {
-        const std::size_t sent = peer_.bytesSent_;
-        // In odd pieces: packets come torn, and several at a time.
-        std::size_t count = std::min<std::size_t>(output.size(), 1 + sent * 7919 % 20011);
-        for (const auto& place : {options_.cutAt, options_.stallAt})
-            if (place)
-                count = std::min(count, *place > sent ? *place - sent : 0);
-        if (options_.flipAt && *options_.flipAt >= sent && *options_.flipAt < sent + count)
-            output.data()[*options_.flipAt - sent] ^= 0x10;
-        peer_.bytesSent_ = sent + count; // Before the client can have them, and ask how many there were.
-        const ssize_t put = ::send(socket_, output.view().data(), count, MSG_NOSIGNAL);
-        if (count == 0 && options_.stallAt) {
-            char ignored[4096];
-            while (recv(socket_, ignored, sizeof ignored, 0) > 0) { }
-            return false;
-        }
-        if (put <= 0)
-            return false;
-        output.consume(static_cast<std::size_t>(put));
-        peer_.bytesSent_ = sent + static_cast<std::size_t>(put);
-    }
-    return true;
-}
-
-bool Connection::send(ByteView payload)
-{
-    if (payload[0] == options_.slipsInBefore && !codec_.seal(WireWriter(message::kIgnore).string("x")).ok())
-        return false;
-    Bytes changed = copyOf(payload);
-    if (options_.onSend)
-        options_.onSend(changed);
-    return changed.empty() || (codec_.seal(changed).ok() && (isSftp_ || flush()));
-}
-
-bool Connection::fill()
-{
-    if (!sendReplies() || !flush())
-        return false;
-    const ssize_t got = recv(socket_, codec_.input().prepare(65536), 65536, 0);
-    if (got > 0)
-        codec_.input().commit(static_cast<std::size_t>(got));
-    return got > 0;
-}
-
-std::optional<Bytes> Connection::next()
-{
-    for (;;) {
-        auto packet = codec_.next();
-        if (!packet.ok())
-            return std::nullopt;
-        if (*packet)
-            return copyOf(**packet);
-        if (!fill())
-            return std::nullopt;
-    }
-}
-
-void Connection::run()
-{
-    if (exchangeVersions())
-        for (auto payload = next(); payload && receive(*payload); payload = next()) { }
-    const std::lock_guard guard(peer_.lock_);
-    peer_.seen_ = std::move(seen_);
-}
-
-bool Connection::exchangeVersions()
-{
-    codec_.output().append(viewOf(options_.version + "\r\n"));
-    while (options_.chatters && send(WireWriter(message::kIgnore).string("bla")))
-        usleep(20000);
-    for (;;) {
-        const auto end = textOf(codec_.input().view()).find("\r\n");
-        if (end != std::string_view::npos) {
-            clientVersion_ = textOf(codec_.input().view().first(end));
-            codec_.input().consume(end + 2);
-            return true;
-        }
-        if (!fill())
-            return false;
-    }
-}
-
-bool Connection::exchangeKeys(const Bytes& clientInit)
-{
-    const auto client = parseKexInit(clientInit);
-    const Bytes serverInit = buildKexInit(options_.offer);
-    const auto own = parseKexInit(serverInit);
-    const AlgorithmOffer clients{
-        client->lists[0], client->lists[1], client->lists[2], client->lists[4], client->lists[6]};
-    const auto chosen = choose(clients, *own);
-    if (!send(serverInit) || !chosen.ok())
-        return false;
-    const bool strict = choice_.strict;
-    choice_ = *chosen;
-    choice_.strict = sessionId_.empty() ? choice_.strict : strict;
-    return agree(*findKexMethod(choice_.keyExchange), clientInit, serverInit);
-}
-
-bool Connection::agree(const KexMethod& method, const Bytes& clientInit, const Bytes& serverInit)
-{
-    const bool isGex = method.family == KexFamily::GroupExchange;
-    const DhGroup group = options_.group.value_or(fixedGroup(14));
-    WireWriter forGex;
-    if (isGex) {
-        auto request = next();
-        if (!request)
-            return false;
-        const WireWriter both = std::move(WireWriter().mpint(group.prime).mpint(group.generator));
-        forGex.raw(ByteView(*request).subspan(1)).raw(both);
-        if (!send(WireWriter(message::kKexGexGroup).raw(both)))
-            return false;
-    }
-    const auto agreement = isGex ? createDhAgreement(group) : createAgreement(method);
-    const auto init = next();
-    if (!init)
-        return false;
-    WireReader reader(ByteView(*init).subspan(1));
-    const ByteView clientValue = reader.string();
-    const auto secret = agreement->sharedSecret(clientValue);
-    if (!secret.ok())
-        return false;
-    const SignatureInfo& signing = *findSignature(choice_.hostKey);
-    const PrivateKey& key = keyOfType(std::string(signing.keyType));
-    const Bytes all = hash(method.hash,
-        {WireWriter()
-                .string(clientVersion_)
-                .string(options_.version)
-                .string(clientInit)
-                .string(serverInit)
-                .string(key.publicBlob()),
-            forGex, WireWriter().string(clientValue).raw(agreement->publicField()).mpint(*secret)});
-    if (sessionId_.empty())
-        sessionId_ = all;
-    WireWriter reply(isGex ? message::kKexGexReply : message::kKexDhReply);
-    reply.string(key.publicBlob()).raw(agreement->publicField()).string(*key.sign(signing, all));
-    if (!send(reply) || !send(WireWriter(message::kNewKeys)))
-        return false;
-    protect({method.hash, *secret, all, sessionId_});
-    return true;
-}
-
-void Connection::protect(const ExchangeSecrets& secrets)
-{
-    codec_.protectOutgoing(std::move(*deriveProtection(choice_, kToClient, secrets)), choice_.strict);
-    codec_.compressOutgoing(compresses(choice_, kToClient, loggedIn_));
-    if (next()) // The client's NEWKEYS.
-        codec_.protectIncoming(std::move(*deriveProtection(choice_, kToServer, secrets)), choice_.strict);
-    codec_.decompressIncoming(compresses(choice_, kToServer, loggedIn_));
-}
-
-bool Connection::receive(ByteView payload)
-{
-    WireReader reader(payload.subspan(1));
-    switch (payload[0]) {
-    case message::kKexInit: {
-        const bool first = sessionId_.empty();
-        if (!exchangeKeys(copyOf(payload)))
-            return false;
-        if (!first || options_.signatureAlgorithms.empty())
-            return true;
-        return send(WireWriter(message::kExtInfo)
-                        .uint32(1)
-                        .string("server-sig-algs")
-                        .string(options_.signatureAlgorithms));
-    }
-    case message::kServiceRequest:
-        return send(WireWriter(message::kServiceAccept).string(reader.string()));
-    case message::kUserauthRequest:
-        return authenticate(payload);
-    case message::kUserauthInfoResponse: {
-        bool right = reader.uint32() == options_.prompts.size();
-        for (const auto& [text, shown] : options_.prompts)
-            right = reader.text() == (shown ? "" : options_.password) && right;
-        return right ? succeed() : fail();
-    }
-    case message::kDisconnect:
-        return false;
-    default:
-        return receiveChannel(payload[0], reader);
-    }
-}
-
-bool Connection::fail()
-{
-    return send(WireWriter(message::kUserauthFailure).nameList(options_.authMethods).boolean(false));
-}
-
-bool Connection::succeed()
-{
-    if (!send(WireWriter(message::kUserauthSuccess)))
-        return false;
-    loggedIn_ = true;
-    if (choice_.compression[kToClient] == "zlib@openssh.com") {
-        codec_.compressOutgoing(true);
-        codec_.decompressIncoming(true);
-    }
-    return true;
-}
-
-bool Connection::authenticate(ByteView payload)
-{
-    WireReader request(payload.subspan(1));
-    request.string();
-    request.string();
-    const std::string method = request.text();
-    seen_.authRequests.push_back(method);
-    if (!contains(options_.authMethods, method))
-        return fail();
-    if (method == "password") {
-        request.boolean();
-        return request.text() == options_.password ? succeed() : fail();
-    }
-    if (method == "keyboard-interactive") {
-        WireWriter questions(message::kUserauthInfoRequest);
-        questions.string("").string("").string("").uint32(
-            static_cast<std::uint32_t>(options_.prompts.size()));
-        for (const auto& [text, shown] : options_.prompts)
-            questions.string(text).boolean(shown);
-        return send(questions);
-    }
-    request.boolean();
-    const std::string algorithm = request.text();
-    const ByteView blob = request.string();
-    const ByteView signature = request.string();
-    const Bytes all =
-        WireWriter().string(sessionId_).raw(payload.first(payload.size() - 4 - signature.size())).take();
-    const auto key = PublicKey::parse(blob);
-    const SignatureInfo* info = findSignature(algorithm);
-    seen_.authRequests.push_back(algorithm);
-    return info && key.ok() && key->verify(*info, signature, all).ok() ? succeed() : fail();
-}
-
-bool Connection::receiveChannel(std::uint8_t number, WireReader& reader)
-{
-    switch (number) {
-    case message::kChannelOpen: {
-        reader.string();
-        const std::uint32_t channel = reader.uint32();
-        seen_.windowTotal += reader.uint32();
-        return send(WireWriter(message::kChannelOpenConfirmation)
-                        .uint32(channel)
-                        .uint32(7)
-                        .uint32(options_.window)
-                        .uint32(32768));
-    }
-    case message::kChannelWindowAdjust:
-        reader.uint32();
-        seen_.windowTotal += reader.uint32();
-        return true;
-    case message::kChannelRequest:
-        reader.uint32();
-        return runRequest(reader);
-    case message::kChannelData: {
-        reader.uint32();
-        const ByteView data = reader.string();
-        // Room is given when all of it has been used, which is the slowest that a server may be.
-        toRefill_ += static_cast<std::uint32_t>(data.size());
-        if (toRefill_ > options_.window)
-            return false; // More than the client may send.
-        if (toRefill_ == options_.window) {
-            toRefill_ = 0;
-            if (!send(WireWriter(message::kChannelWindowAdjust).uint32(0).uint32(options_.window)))
-                return false;
-        }
-        files_.receive(data, replies_);
-        return true;
-    }
-    default:
-        return true;
-    }
-}
-
-bool Connection::sendReplies()
-{
-    if (options_.reversed)
-        std::reverse(replies_.begin(), replies_.end());
-    const std::vector<Bytes> replies = std::exchange(replies_, {});
-    return std::all_of(
-        replies.begin(), replies.end(), [this](const Bytes& reply) { return sendData(reply); });
-}
-
-bool Connection::sendData(ByteView data)
-{
-    while (!data.empty()) {
-        const ByteView piece = data.first(std::min<std::size_t>(data.size(), 8192));
-        if (!send(WireWriter(message::kChannelData).uint32(0).string(piece)))
-            return false;
-        data = data.subspan(piece.size());
-    }
-    return true;
-}
-
-bool Connection::flood()
-{
-    bool good = send(buildKexInit(options_.offer));
-    while (good)
-        good = send(WireWriter(message::kGlobalRequest).string("question").boolean(true));
-    return good;
-}
-
-bool Connection::runRequest(WireReader& reader)
-{
-    if (options_.floods)
-        return flood();
-    isSftp_ = reader.text() == "subsystem";
-    if (!send(WireWriter(message::kChannelSuccess).uint32(0)) || isSftp_)
-        return true;
-    return sendData(viewOf(options_.output))
-        && send(WireWriter(message::kChannelRequest).uint32(0).string("exit-status").boolean(false).uint32(5))
-        && send(WireWriter(message::kChannelEof).uint32(0))
-        && send(WireWriter(message::kChannelClose).uint32(0));
 }
 
 } // namespace peer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/TemporaryFolder.h"
 #include "ssh/crypto/KeyAgreement.h"
 #include "ssh/crypto/PrivateKey.h"
 #include "ssh/transport/Algorithms.h"
@@ -33,9 +34,10 @@ struct Options {
     bool chatters = false; // Says nothing of any use before its first key exchange,
     bool floods = false; // or begins one after the login that it never ends, with requests in between.
     std::map<std::string, std::string> files; // What SFTP shows; a path that ends in "/" is a directory.
-    std::string output = "output\n"; // Of every command.
+    std::string output = "output\n"; // Of every command but "cat", which gives its input back.
 
-    std::uint8_t slipsInBefore = 0; // Sends something meaningless before each message of this number.
+    std::uint8_t slipsInBefore = 0; // Sends `slip`, which means nothing, before each message of this number.
+    ssh::Bytes slip = {2, 0, 0, 0, 0};
     // May change a payload before it is sent, or leave it empty to send nothing.
     std::function<void(ssh::Bytes&)> onSend;
     // Bytes on the wire, counted from the first: where the stream is cut, stalls, or has a bit turned round.
@@ -44,6 +46,13 @@ struct Options {
 
 // What a peer saw, for a test to look at.
 struct Seen {
+    std::string clientVersion;
+    bool toldToGo = false; // The client has said that it disconnects.
+    std::uint32_t window = 0; // That the channel was opened with, and its longest packet.
+    std::uint32_t packet = 0;
+    std::size_t mostWritten = 0; // By one request.
+    std::size_t examined = 0; // Requests for attributes.
+    std::size_t mostReplies = 0; // That were under way at the same time.
     std::vector<std::string> authRequests; // Methods, in order; one with a key is followed by its algorithm.
     std::uint64_t windowTotal = 0; // All room the client gave on its channel.
     std::map<std::string, std::string> files; // As they are at the end.
@@ -59,7 +68,6 @@ public:
     std::size_t bytesSent() const { return bytesSent_; } // On the last connection.
 
 private:
-    friend class Connection;
     void accept();
 
     Options options_;
@@ -71,6 +79,35 @@ private:
     Seen seen_;
     std::map<int, bool> open_; // Sockets of connections at work.
     std::atomic<std::size_t> bytesSent_{0};
+};
+
+// A client that is logged in to a peer of its own.
+template <typename Client>
+struct Session {
+    explicit Session(const Options& options, const std::function<void(Client&)>& change = nullptr,
+        const std::function<bool(Client&)>& logIn = nullptr)
+        : peer(options)
+    {
+        client.setKnownHostsFile(folder / "known_hosts");
+        client.setIdleTimeoutMs(20000);
+        if (change)
+            change(client);
+        ready = client.Connect("127.0.0.1", peer.port())
+            && (logIn ? logIn(client) : client.AuthenticatePw("user", "secret"));
+    }
+    // Ends the session; what the peer saw in it.
+    Seen seen()
+    {
+        client.Disconnect();
+        while (peer.seen().clientVersion.empty())
+            std::this_thread::yield();
+        return peer.seen();
+    }
+
+    TemporaryFolder folder;
+    Peer peer;
+    Client client;
+    bool ready;
 };
 
 // The host key of a type, made once for a process by ssh-keygen.

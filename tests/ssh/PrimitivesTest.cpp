@@ -1,17 +1,18 @@
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
+#include "ssh/session/Channel.h"
 #include "ssh/transport/Algorithms.h"
 #include "ssh/transport/Compression.h"
 #include "ssh/transport/Messages.h"
 #include "ssh/transport/PacketCodec.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+#include <utility>
 
 using namespace ssh;
 
 namespace {
-
-const bool kReady = (initializeCrypto(), true);
 
 Bytes fromHex(std::string_view text)
 {
@@ -141,6 +142,17 @@ TEST(Compression, RefusesAPacketThatUnpacksToTooMuch)
     Bytes out;
     EXPECT_FALSE(Inflater().decompress(packed, PacketCodec::kMaximumPacket, out).ok());
     EXPECT_LT(out.size(), 2 * PacketCodec::kMaximumPacket);
+    // Neither a packet that isn't compressed nor one that holds nothing gets past the codec.
+    for (const bool empty : {false, true}) {
+        PacketCodec sender;
+        PacketCodec receiver;
+        sender.compressOutgoing(empty);
+        receiver.decompressIncoming(true);
+        ASSERT_TRUE(sender.seal(viewOf(empty ? "" : "plain")).ok());
+        receiver.input().append(sender.output().view());
+        EXPECT_EQ(receiver.next().error().text,
+            empty ? "A compressed packet is empty." : "A compressed packet is damaged.");
+    }
 }
 
 // What can't get smaller is passed on as it is after a while, and compression comes back when it pays.
@@ -166,6 +178,96 @@ TEST(Compression, AdaptsToTheData)
     EXPECT_GT(lastSize, easy.size()); // Passed on uncompressed.
     pass(easy, 600);
     EXPECT_LT(lastSize, easy.size() / 50);
+}
+
+// A table with one open channel, and what it sends: number and argument of each message, data as its length.
+struct Channels {
+    Channels()
+        : table([this](ByteView head, ByteView) {
+              WireReader reader(head.subspan(1));
+              reader.uint32();
+              sent += std::to_string(head[0]) + ":"
+                  + std::to_string(reader.remaining() >= 4 ? reader.uint32() : 0) + " ";
+              return Status();
+          })
+    {
+        EXPECT_EQ(*table.open(1000, 500), 0u);
+        EXPECT_TRUE(
+            receive(WireWriter(message::kChannelOpenConfirmation).uint32(0).uint32(7).uint32(100).uint32(30))
+                .ok());
+        sent.clear();
+    }
+    Status receive(ByteView payload) { return table.receive(payload); }
+    std::string sent;
+    ChannelTable table;
+    Channel& channel() { return *table.find(0); }
+};
+
+TEST(ChannelTable, KeepsToTheWindowsOfBothSides)
+{
+    using namespace message;
+    Channels with;
+    ChannelTable& table = with.table;
+    // Out: pieces of at most 30 bytes, 100 in all, and the rest when there is room.
+    EXPECT_TRUE(table.write(with.channel(), viewOf("0123456789"), Bytes(20)).ok());
+    EXPECT_TRUE(table.write(with.channel(), viewOf("0123456789"), Bytes(100)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:30 94:30 94:30 94:10 ");
+    EXPECT_TRUE(with.receive(WireWriter(kChannelWindowAdjust).uint32(0).uint32(35)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:30 94:5 ");
+    EXPECT_TRUE(with.receive(WireWriter(kChannelWindowAdjust).uint32(0).uint32(200)).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "94:5 ");
+    // In: room is given back when half of the window has been taken.
+    const auto data = [](std::size_t size) { return WireWriter(kChannelData).uint32(0).string(Bytes(size)); };
+    EXPECT_TRUE(with.receive(data(900)).ok() && table.consume(with.channel(), 499).ok());
+    EXPECT_EQ(with.sent, "");
+    EXPECT_TRUE(table.consume(with.channel(), 1).ok() && table.widen(with.channel(), 2000).ok());
+    EXPECT_EQ(std::exchange(with.sent, ""), "93:500 93:1000 ");
+    EXPECT_TRUE(with.receive(data(1600)).ok());
+    EXPECT_FALSE(with.receive(data(1)).ok());
+    // What the server asks for on its own is refused, its close is answered, and a close ends everything.
+    EXPECT_TRUE(with.receive(WireWriter(kChannelOpen).string("x11").uint32(9)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kGlobalRequest).string("keepalive").boolean(true)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kGlobalRequest).string("hostkeys").boolean(false)).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kChannelRequest).uint32(0).string("any").boolean(true)).ok());
+    EXPECT_TRUE(table.sendEnd(with.channel()).ok() && table.sendEnd(with.channel()).ok());
+    EXPECT_FALSE(table.write(with.channel(), viewOf("x")).ok());
+    EXPECT_TRUE(with.receive(WireWriter(kChannelClose).uint32(0)).ok());
+    EXPECT_EQ(with.sent, "92:1 82:0 100:0 96:0 97:0 ");
+    EXPECT_FALSE(table.requestExec(with.channel(), "late").ok());
+    for (int i = 1; i < 1000; ++i)
+        EXPECT_TRUE(table.open(1, 1).ok());
+    EXPECT_FALSE(table.open(1, 1).ok());
+}
+
+TEST(ChannelTable, RefusesMessagesThatCanNotBe)
+{
+    using namespace message;
+    const struct {
+        Bytes payload;
+        const char* reason;
+    } cases[] = {
+        {WireWriter(kChannelData).uint32(0).string(Bytes(1001)).take(),
+            "more data than the channel's window"},
+        {WireWriter(kChannelExtendedData).uint32(0).uint32(1).string(Bytes(1001)).take(), "more data than"},
+        {WireWriter(kChannelData).uint32(9).string("x").take(), "isn't there"},
+        {WireWriter(kChannelData).uint32(0).uint32(50).take(), "damaged"},
+        {WireWriter(kChannelWindowAdjust).uint32(0).uint32(0xffffffff).take(), "damaged"},
+        {WireWriter(kChannelOpenConfirmation).uint32(0).uint32(0).uint32(0).uint32(0).take(), "out of turn"},
+        {WireWriter(kChannelRequest).uint32(0).string("exit-status").boolean(false).take(), "damaged"},
+        {WireWriter(126).uint32(0).take(), "unknown kind"},
+    };
+    for (const auto& row : cases) {
+        Channels with;
+        EXPECT_THAT(with.receive(row.payload).error().text, testing::HasSubstr(row.reason));
+        EXPECT_TRUE(with.receive(WireWriter(kChannelClose).uint32(0)).ok());
+        EXPECT_THAT(
+            with.receive(WireWriter(kChannelEof).uint32(0)).error().text, testing::HasSubstr("has closed"));
+    }
+    Channels with;
+    EXPECT_EQ(*with.table.open(1, 1), 1u);
+    EXPECT_FALSE(with.receive(WireWriter(kChannelData).uint32(1).string("")).ok()); // Not open yet.
+    EXPECT_FALSE(
+        with.receive(WireWriter(kChannelOpenConfirmation).uint32(1).uint32(0).uint32(9).uint32(0)).ok());
 }
 
 const std::string kKex =
@@ -200,7 +302,9 @@ TEST(Algorithms, OffersTheSettledListsInTheirOrder)
         reader.string();
     EXPECT_FALSE(reader.boolean());
     EXPECT_EQ(reader.uint32(), 0u);
-    EXPECT_TRUE(reader.okAndEmpty());
+    EXPECT_TRUE(reader.okAndEmpty() && parseKexInit(init));
+    for (std::size_t cut = 0; cut < init.size(); ++cut)
+        EXPECT_FALSE(parseKexInit(ByteView(init).first(cut))) << cut;
 
     const AlgorithmOffer later = offerFor({}, "SSH-2.0-Any");
     EXPECT_EQ(joinNames(later.keyExchange),
@@ -225,43 +329,42 @@ TEST(Algorithms, AdjustsItsListsToServersAndSwitches)
     EXPECT_EQ(joinNames(offerFor(settings, "SSH-2.0-Any").compression), "none");
     settings.forceCipher = "blowfish-cbc";
     EXPECT_EQ(joinNames(offerFor(settings, "SSH-2.0-wodFTPD 2.1.4").cipher), "blowfish-cbc");
+    // What is recorded for a host can be compared, so it comes first.
     AlgorithmSettings known;
-    known.knownKeyTypes = {"ssh-ed25519"};
-    EXPECT_EQ(
-        joinNames(offerFor(known, "SSH-2.0-Any").hostKey).substr(0, 28), "ssh-dss,ssh-rsa,ssh-ed25519,");
+    known.knownKeyTypes = {"ssh-ed25519", "ssh-rsa"};
+    EXPECT_EQ(joinNames(offerFor(known, "SSH-2.0-Any").hostKey),
+        "ssh-rsa,rsa-sha2-512,rsa-sha2-256,ssh-ed25519,ssh-dss,ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,"
+        "ecdsa-sha2-nistp521");
+    settings = settled();
+    settings.refuseWeak = true;
+    const AlgorithmOffer strong = offerFor(settings, "SSH-2.0-Any");
+    EXPECT_EQ(strong.keyExchange.size(), 7u);
+    EXPECT_EQ(joinNames(strong.cipher), kCipherList.substr(0, kCipherList.find(",arcfour")));
+    EXPECT_EQ(joinNames(strong.mac), "hmac-sha2-256,hmac-sha1,hmac-sha2-512,hmac-ripemd160");
+    EXPECT_EQ(joinNames(strong.compression), "zlib,zlib@openssh.com,none");
 }
 
-// The entries whose bits are set, in the opposite order.
-std::vector<std::string> chosen(const std::vector<std::string>& names, unsigned bits, unsigned count)
+// Our order decides, not the server's, and the first entry in common is taken.
+TEST(Algorithms, ChoosesTheFirstOfItsOwnThatTheServerKnows)
 {
-    std::vector<std::string> result;
-    for (unsigned i = count; i-- > 0;)
-        if (bits >> i & 1)
-            result.push_back(names[i]);
-    return result;
-}
-
-// Over all sets of key exchanges and host keys with a settled one among them.
-TEST(Algorithms, ChoosesTheSameWithAndWithoutTheLaterEntries)
-{
-    const AlgorithmOffer before = offerFor(settled(), "SSH-2.0-Any");
-    AlgorithmSettings settings;
-    settings.knownKeyTypes = {"ecdsa-sha2-nistp256"};
-    const AlgorithmOffer after = offerFor(settings, "SSH-2.0-Any");
-    KexInitLists server;
-    for (std::size_t i = 2; i < 8; ++i)
-        server.lists[i] = {i < 4 ? "3des-cbc" : i < 6 ? "hmac-md5" : "none"};
-    for (unsigned kexSet = 1; kexSet < 1u << 11; ++kexSet)
-        for (unsigned keySet = 1; keySet < 1u << 8; keySet += 7) {
-            server.lists[0] = chosen(after.keyExchange, kexSet, 11);
-            server.lists[1] = chosen(after.hostKey, keySet, 8);
-            const auto with = choose(after, server);
-            const auto without = choose(before, server);
-            ASSERT_TRUE(with.ok());
-            ASSERT_EQ(without.ok(), (kexSet & 0xff) && (keySet & 3));
-            ASSERT_TRUE(!without.ok()
-                || (with->keyExchange == without->keyExchange && with->hostKey == without->hostKey));
+    const AlgorithmOffer offer = offerFor({}, "SSH-2.0-Any");
+    const std::vector<std::string>* const ours[] = {&offer.keyExchange, &offer.hostKey, &offer.cipher,
+        &offer.cipher, &offer.mac, &offer.mac, &offer.compression, &offer.compression};
+    for (std::size_t from = 0; from < 11; ++from) {
+        KexInitLists server;
+        for (std::size_t i = 0; i < 8; ++i) {
+            server.lists[i].assign(
+                ours[i]->begin() + static_cast<std::ptrdiff_t>(std::min(from, ours[i]->size() - 1)),
+                ours[i]->end());
+            std::reverse(server.lists[i].begin(), server.lists[i].end());
         }
+        const AlgorithmChoice choice = *choose(offer, server);
+        const std::string* chosen[] = {&choice.keyExchange, &choice.hostKey, &choice.cipher[0],
+            &choice.cipher[1], &choice.mac[0], &choice.mac[1], &choice.compression[0],
+            &choice.compression[1]};
+        for (std::size_t i = 0; i < 8; ++i)
+            EXPECT_EQ(*chosen[i], server.lists[i].back());
+    }
 }
 
 TEST(Wire, WritesAndReadsNumbersAsTheProtocolDoes)

@@ -1,7 +1,7 @@
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
 #include "ssh/sftp/CkoSFtp.h"
-#include "ssh/sftp/SFtpSession.h"
+#include "ssh/sftp/SFtpListing.h"
 #include "ssh/transport/Messages.h"
 
 #include <gmock/gmock.h>
@@ -13,24 +13,14 @@ using testing::HasSubstr;
 
 namespace {
 
-// A connection to a peer with SFTP started.
-class Files {
-public:
+// With SFTP started.
+struct Files : peer::Session<CkoSFtp> {
     explicit Files(const peer::Options& options, const std::function<void(CkoSFtp&)>& change = nullptr)
-        : peer(options)
+        : Session(options, change)
     {
-        sftp.setKnownHostsFile(folder / "known_hosts");
-        sftp.setIdleTimeoutMs(20000);
-        if (change)
-            change(sftp);
-        ready = sftp.Connect("127.0.0.1", peer.port()) && sftp.AuthenticatePw("user", "secret")
-            && sftp.InitializeSftp();
+        ready = ready && client.InitializeSftp();
     }
-
-    support::TemporaryFolder folder;
-    peer::Peer peer;
-    CkoSFtp sftp;
-    bool ready = false;
+    CkoSFtp& sftp = client;
 };
 
 struct Form {
@@ -49,6 +39,9 @@ protected:
         options.reversed = GetParam().reversed;
         options.mostRead = GetParam().mostRead;
         options.window = GetParam().window;
+        options.slipsInBefore = message::kChannelData; // What the server prints for a person.
+        options.slip =
+            WireWriter(message::kChannelExtendedData).uint32(0).uint32(1).string("a warning").take();
         options.files = {
             {"folder/", ""}, {"folder/one", "1"}, {"folder/t\xfcrm", "2"}, {"big", big_}, {"empty", ""}};
         return options;
@@ -65,14 +58,21 @@ TEST_P(SFtp, CarriesFilesBothWays)
 
     EXPECT_TRUE(files.sftp.DownloadFileByName("big", local)) << files.sftp.LastErrorText();
     EXPECT_TRUE(support::readFile(local) == big_);
+    EXPECT_EQ(platform::files::attributes(local)->permissions & 07137, 0u); // No more than the server's 0640.
     for (const std::size_t have : {std::size_t{0}, std::size_t{1}, big_.size() - 1, big_.size()}) {
         support::writeFile(local, big_.substr(0, have));
         EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("big", local)) << files.sftp.LastErrorText();
         EXPECT_TRUE(support::readFile(local) == big_) << have;
     }
-    // A local file that has more than the remote one is left as it is.
+    // What can't be the beginning of the remote file, or can't be replaced by it, stays as it is.
     support::writeFile(local, "longer");
-    EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("folder/one", local));
+    for (const char* shorter : {"folder/one", "empty"}) {
+        EXPECT_FALSE(files.sftp.ResumeDownloadFileByName(shorter, local));
+        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr(local + " has 6 bytes and the remote one "));
+        EXPECT_FALSE(files.sftp.ResumeUploadFileByName("big", local));
+        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("has 3000001 bytes and the local one 6"));
+    }
+    EXPECT_FALSE(files.sftp.DownloadFileByName("folder", local));
     EXPECT_EQ(support::readFile(local), "longer");
     EXPECT_TRUE(files.sftp.DownloadFileByName("empty", local));
     EXPECT_EQ(support::readFile(local), "");
@@ -89,9 +89,10 @@ TEST_P(SFtp, CarriesFilesBothWays)
     support::writeFile(local, "1 and more");
     EXPECT_TRUE(files.sftp.ResumeUploadFileByName("folder/one", local)) << files.sftp.LastErrorText();
     EXPECT_FALSE(files.sftp.UploadFileByName("big", files.folder / "none"));
-    files.sftp.Disconnect();
-    while (files.peer.seen().files.empty()) { }
-    auto seen = files.peer.seen().files;
+    const peer::Seen seenByPeer = files.seen();
+    // Many reads are under way as soon as the file's length is known.
+    EXPECT_GE(seenByPeer.mostReplies, GetParam().window == 4000 ? 1u : 10u);
+    auto seen = seenByPeer.files;
     EXPECT_TRUE(seen["up"] == big_);
     EXPECT_EQ(seen["big"], "short");
     EXPECT_EQ(seen["folder/one"], "1 and more");
@@ -126,7 +127,6 @@ TEST_P(SFtp, ListsExaminesAndChanges)
     // Version 3 has only access and modification time together, which this server doesn't send.
     EXPECT_EQ(sftp.GetFileLastModified("big", false, false),
         CkoDate(std::chrono::seconds(GetParam().version == 3 ? 0 : 1234567890)));
-    EXPECT_TRUE(sftp.SetPermissions("big", false, 0751)) << sftp.LastErrorText();
     EXPECT_TRUE(sftp.CreateDir("new"));
     EXPECT_FALSE(sftp.CreateDir("new"));
 
@@ -141,17 +141,20 @@ TEST_P(SFtp, ListsExaminesAndChanges)
     EXPECT_EQ(sftp.ReadFileText(*reading, 32, "us-ascii"), "");
     EXPECT_FALSE(sftp.ReadFileText(*reading, 1, "no-such-charset"));
     EXPECT_EQ(sftp.GetFileSize64(*reading, false, true), 3'000'001);
+    EXPECT_LT(sftp.GetFileSize64("no handle", false, true), 0);
+    EXPECT_FALSE(sftp.SetPermissions("no handle", true, 0700));
+    EXPECT_TRUE(sftp.SetPermissions(*reading, true, 0700));
     const auto writing = sftp.OpenFile("written", "writeOnly", "createTruncate");
     ASSERT_TRUE(writing);
     for (const std::string part : {"in ", "two parts"})
         EXPECT_TRUE(
             sftp.WriteFileBytes(*writing, {reinterpret_cast<const std::uint8_t*>(part.data()), part.size()}));
     EXPECT_EQ(sftp.GetFileSize64("written", false, false), 12);
-    sftp.Disconnect();
+    EXPECT_TRUE(sftp.SetPermissions("big", false, 010751)) << sftp.LastErrorText();
+    peer::Seen seen = files.seen();
     EXPECT_EQ(sftp.ReadFileText(*reading, 1, "us-ascii"), std::nullopt);
-    while (files.peer.seen().files.empty()) { }
-    EXPECT_EQ(files.peer.seen().files["written"], "in two parts");
-    EXPECT_EQ(files.peer.seen().permissions, 0751u);
+    EXPECT_EQ(seen.files["written"], "in two parts");
+    EXPECT_EQ(seen.permissions, 0751u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, SFtp,
@@ -192,9 +195,10 @@ TEST(SFtpLimits, FollowTheServersVersionLine)
         ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
         EXPECT_TRUE(files.sftp.DownloadFileByName("file", files.folder / "local"));
         EXPECT_TRUE(support::readFile(files.folder / "local") == options.files["file"]);
-        files.sftp.Disconnect();
-        while (files.peer.seen().windowTotal == 0) { }
-        EXPECT_GE(files.peer.seen().windowTotal, 16u << 20); // Opened with 327680 bytes, and widened at once.
+        const peer::Seen seen = files.seen();
+        EXPECT_TRUE(seen.window == 327680 && seen.packet == 32768);
+        EXPECT_GE(seen.windowTotal, 16u << 20); // Widened at once.
+        EXPECT_LE(seen.mostReplies, row.slots == 0 ? 1000 : row.slots + 1); // And one for the size.
     }
     EXPECT_EQ(Files({}, [](CkoSFtp& sftp) { sftp.setForceV3(true); }).sftp.ProtocolVersion(), 3);
     peer::Options old;
@@ -233,8 +237,8 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
             all.uint32(1).byte(0).string("text/plain").uint32(2).string("raw");
         all.uint32(1).string("name@example").string("value");
         WireReader reader(all);
-        SFtpFileAttr attr;
-        EXPECT_TRUE(attr.read(reader, version) && reader.okAndEmpty()) << version;
+        const SFtpFileAttr attr = SFtpFileAttr::read(reader, version).value_or(SFtpFileAttr());
+        EXPECT_TRUE(reader.okAndEmpty()) << version;
         EXPECT_EQ(attr.type, SFtpFileAttr::Type::Regular);
         EXPECT_EQ(attr.size, 77u);
         EXPECT_EQ(attr.owner.value_or("") + attr.group.value_or(""), "56");
@@ -244,9 +248,67 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
         EXPECT_EQ(attr.modifyTime, 13);
         for (std::size_t cut = 0; cut < all.bytes().size(); ++cut) {
             WireReader torn(ByteView(all).first(cut));
-            EXPECT_FALSE(attr.read(torn, version)) << version << " " << cut;
+            EXPECT_FALSE(SFtpFileAttr::read(torn, version)) << version << " " << cut;
         }
     }
+}
+
+TEST(SFtpSettings, TakeEffect)
+{
+    const struct {
+        std::uint32_t window;
+        int chunk;
+        std::size_t written;
+    } uploads[] = {{1 << 20, 32000, 32000}, {1 << 20, 5000, 5000}, {1 << 20, 1, 1024}, {32299, 32000, 31999},
+        {32300, 32000, 32000}, {200, 32000, 1024}};
+    for (const auto& row : uploads) {
+        peer::Options options;
+        options.window = row.window;
+        Files files(options, [&](CkoSFtp& sftp) { sftp.setUploadChunkSize(row.chunk); });
+        support::writeFile(files.folder / "local", support::randomText(100000));
+        EXPECT_TRUE(files.sftp.UploadFileByName("up", files.folder / "local")) << files.sftp.LastErrorText();
+        EXPECT_EQ(files.seen().mostWritten, row.written);
+    }
+    // The cache holds what was examined until something may have changed it.
+    peer::Options options;
+    options.files = {{"file", "content"}};
+    Files files(options, [](CkoSFtp& sftp) { sftp.setEnableCache(true); });
+    CkoSFtp& sftp = files.sftp;
+    support::writeFile(files.folder / "local", "");
+    const auto handle = sftp.OpenFile("file", "writeOnly", "openExisting");
+    const std::function<bool()> changes[] = {[] { return true; }, [&] { return sftp.CreateDir("new"); },
+        [&] { return sftp.SetPermissions("file", false, 0600); },
+        [&] { return sftp.WriteFileBytes(*handle, viewOf("x")); },
+        [&] { return sftp.OpenFile("file", "readWrite", "openOrCreate").has_value(); },
+        [&] { return sftp.UploadFileByName("other", files.folder / "local"); }};
+    for (const auto& change : changes) {
+        EXPECT_TRUE(change());
+        for (int twice = 0; twice < 2; ++twice)
+            EXPECT_EQ(sftp.GetFileSize64("file", true, false) + sftp.GetFileSize64("file", false, false), 14);
+    }
+    EXPECT_EQ(files.seen().examined, 2 * std::size(changes));
+}
+
+TEST(SFtpListing, ShowsWhatTheServerTells)
+{
+    using Type = SFtpFileAttr::Type;
+    const auto at = [](std::int64_t seconds) { return CkoDate(std::chrono::seconds(seconds)); };
+    auto entries = std::make_shared<std::vector<SFtpEntry>>();
+    entries->push_back({"a", {Type::Directory, 1ull << 63, "me", "us", 041777, 11, 12, INT64_MAX}});
+    entries->push_back({"b", {Type::SymbolicLink, INT64_MAX, {}, {}, {}, {}, {}, INT64_MIN}});
+    entries->push_back({"c", {Type::Regular, {}, {}, {}, {}, {}, {}, {}}});
+    const CkoSFtpDir listing(entries);
+    const auto a = listing.GetFileObject(0);
+    const auto b = listing.GetFileObject(1);
+    const auto c = listing.GetFileObject(2);
+    EXPECT_TRUE(a->IsDirectory() && !a->IsRegular() && !a->IsSymLink() && b->IsSymLink() && c->IsRegular());
+    EXPECT_TRUE(a->Filename() == "a" && a->Owner() == "me" && a->Group() == "us" && b->Owner().empty());
+    EXPECT_TRUE(a->Size64() == -1 && b->Size64() == INT64_MAX && c->Size64() == -1);
+    EXPECT_TRUE(a->Permissions() == 01777 && b->Permissions() == 0);
+    EXPECT_TRUE(a->LastAccessTime() == at(11) && a->CreateTime() == at(12) && !c->LastModifiedTime());
+    // As far as the clock reaches.
+    EXPECT_TRUE(a->LastModifiedTime() == at(9'000'000'000) && b->LastModifiedTime() == at(-9'000'000'000));
+    EXPECT_EQ(listing.GetFileObject(3), nullptr);
 }
 
 // What a reply of the SFTP server may not be; each ends the call with a reason.
@@ -292,11 +354,14 @@ TEST(SFtpReplies, ThatLieEndTheCall)
     Files files(crumbs);
     EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));
     EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("too small"));
-    // A new connection has no files before they are asked for again.
+    // A new connection has no files before they are asked for again, and knows no handle of the old one.
+    const auto old = files.sftp.OpenFile("file", "readOnly", "openExisting");
     EXPECT_TRUE(files.sftp.Connect("127.0.0.1", files.peer.port()));
     EXPECT_TRUE(files.sftp.AuthenticatePw("user", "secret"));
     EXPECT_FALSE(files.sftp.OpenDir("folder"));
     EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("InitializeSftp"));
+    EXPECT_TRUE(files.sftp.InitializeSftp());
+    EXPECT_FALSE(files.sftp.CloseHandle(*old));
 }
 
 } // namespace

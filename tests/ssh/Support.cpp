@@ -1,5 +1,7 @@
 #include "ssh/Support.h"
 
+#include "platform/ProcessInfo.h"
+
 #include <arpa/inet.h>
 #include <cstdlib>
 #include <fcntl.h>
@@ -119,14 +121,23 @@ std::string makeKeyText(const std::string& type, bool pem, std::string* publicLi
     return readFile(path);
 }
 
-std::string loginName()
+std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status)
 {
-    static const std::string name =
-        [] { // Asked once: the account file is read into memory that all threads share.
-            const passwd* entry = getpwuid(getuid());
-            return std::string(entry ? entry->pw_name : "");
-        }();
-    return name;
+    const int channel = ssh.OpenSessionChannel();
+    if (channel < 0 || !ssh.SendReqExec(channel, command))
+        return ssh.LastErrorText();
+    std::string output;
+    for (bool closed = false; !closed;) {
+        closed = ssh.ChannelReceivedClose(channel);
+        const int waiting = ssh.ChannelReadAndPoll(channel, 2000);
+        if (waiting < 0)
+            return ssh.LastErrorText();
+        const auto data = ssh.GetReceivedDataN(channel, waiting);
+        output.append(data.begin(), data.end());
+    }
+    if (status)
+        *status = ssh.GetChannelExitStatus(channel);
+    return output;
 }
 
 std::unique_ptr<RealServer> RealServer::openSsh(
@@ -175,8 +186,8 @@ std::unique_ptr<RealServer> RealServer::dropbear(const std::string& authorizedKe
 bool RealServer::start(std::vector<std::string> arguments, const std::string& authorizedKeys)
 {
     const passwd* entry = getpwuid(getuid());
-    if (entry && getuid() == 0
-        && run({"unshare", "-m", "mount", "--bind", folder_.path(), entry->pw_dir}) == 0) {
+    const std::string account = entry ? entry->pw_dir : "";
+    if (getuid() == 0 && run({"unshare", "-m", "mount", "--bind", folder_.path(), account}) == 0) {
         ownAccount_ = true;
         const std::string home = folder_ / "home";
         std::filesystem::create_directories(home + "/.ssh");
@@ -185,13 +196,13 @@ bool RealServer::start(std::vector<std::string> arguments, const std::string& au
         std::filesystem::permissions(home + "/.ssh/authorized_keys", std::filesystem::perms(0600));
         // "secret", hashed by crypt(3).
         writeFile(folder_ / "shadow",
-            std::string(entry->pw_name)
+            platform::loginName()
                 + ":$6$trelkind$wLSsT3pkSq/SYIWbGtBvlG6YtvszTy2AHth/"
                   "D3Z4XpocKIDlF8JJG8H9PjBwJCZv1Gb.z9QqHs4vEhkPYO/"
                   "9S0:19000:0:99999:7:::\nsshd:!:19000::::::\n");
         const std::vector<std::string> wrapper = {"unshare", "-m", "sh", "-c",
             "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && shift 3 && exec \"$@\"", "sh",
-            home, entry->pw_dir, folder_ / "shadow"};
+            home, account, folder_ / "shadow"};
         arguments.insert(arguments.begin(), wrapper.begin(), wrapper.end());
     }
     pid_ = spawn(arguments);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/TemporaryFolder.h"
+#include "ssh/session/CkoSsh.h"
 
 #include <chrono>
 #include <memory>
@@ -23,10 +24,11 @@ int run(const std::vector<std::string>& arguments); // A program with its output
 // older form. The public part goes to `publicLine`.
 std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
 
-std::string loginName();
-
 sockaddr_in loopback(int port);
 int listenOnLoopback(int& port); // A socket on a free port.
+
+// Runs a command to its end; its output, or the reason why not, with the exit status untouched.
+std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status = nullptr);
 
 // A server program on a free port of the loopback, ended with the object. Where this process may mount, the
 // server sees an account file in which this login's password is kPassword, and a home folder of its own with

@@ -1,3 +1,5 @@
+#include "platform/files/Descriptor.h"
+#include "platform/files/Places.h"
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
@@ -24,30 +26,26 @@ protected:
     // Connects, logs in with the password and runs a command; its output, or the reason why not.
     std::string session(const peer::Options& options, const std::function<void(CkoSsh&)>& change = nullptr)
     {
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        if (change)
-            change(ssh);
-        std::string result;
+        const auto prepared = [&](CkoSsh& ssh) {
+            prepare(ssh);
+            if (change)
+                change(ssh);
+        };
         // With new keys before and after the login.
-        const bool good = ssh.Connect("127.0.0.1", server.port()) && ssh.ReKey()
-            && ssh.AuthenticatePw("user", "secret") && ssh.ReKey();
-        algorithms_ = ssh.Algorithms();
-        const int channel = good ? ssh.OpenSessionChannel() : -1;
-        if (channel < 0 || !ssh.SendReqExec(channel, "anything"))
-            return ssh.LastErrorText();
-        while (!ssh.ChannelReceivedClose(channel) || ssh.ChannelReadAndPoll(channel, 0) > 0) {
-            const auto data = ssh.GetReceivedDataN(channel, ssh.ChannelReadAndPoll(channel, 2000));
-            result.append(data.begin(), data.end());
-        }
-        EXPECT_EQ(ssh.GetChannelExitStatus(channel), 5);
-        ssh.Disconnect();
+        peer::Session<CkoSsh> with(options, prepared,
+            [](CkoSsh& ssh) { return ssh.ReKey() && ssh.AuthenticatePw("user", "secret") && ssh.ReKey(); });
+        algorithms_ = with.client.Algorithms();
+        log_ = with.client.SessionLog();
+        int status = -1;
+        const std::string result =
+            with.ready ? support::runCommand(with.client, "anything", &status) : with.client.LastErrorText();
+        EXPECT_EQ(status, result == options.output ? 5 : -1);
         return result;
     }
 
     support::TemporaryFolder folder_;
     std::vector<std::string> algorithms_;
+    std::string log_;
 };
 
 TEST_F(Transport, SpeaksEveryEntryOfItsLists)
@@ -78,7 +76,52 @@ TEST_F(Transport, SpeaksEveryEntryOfItsLists)
             EXPECT_TRUE(result == options.output) << result.substr(0, 200);
             ASSERT_GT(algorithms_.size(), shownAt);
             EXPECT_EQ(algorithms_[shownAt], name);
+            const bool weak = name == "diffie-hellman-group1-sha1" || name == "arcfour128"
+                || name == "arcfour256" || name == "hmac-md5" || (name == "none" && shownAt == 3);
+            EXPECT_EQ(log_.find("weak") != std::string::npos, weak) << log_;
+            if (weak) {
+                EXPECT_THAT(log_, HasSubstr(name));
+                EXPECT_THAT(session(options, [](CkoSsh& ssh) { ssh.setRefuseWeak(true); }),
+                    HasSubstr("which offers: " + name + ". Weak ones are refused"));
+            }
         }
+}
+
+TEST_F(Transport, TakesItsSettingsBeforeItConnects)
+{
+    peer::Options options;
+    const AlgorithmOffer all = offerFor({}, "");
+    options.offer = {all.keyExchange, {"ssh-rsa"}, all.cipher, {"hmac-sha2-256"}, all.compression};
+    peer::Options later = options;
+    later.offer.keyExchange = {"curve25519-sha256"};
+    const struct {
+        const peer::Options& server;
+        std::function<void(CkoSsh&)> change;
+        const char* agreed; // Or why nothing was.
+    } cases[] = {
+        {options, [](CkoSsh&) {},
+            "diffie-hellman-group-exchange-sha256,ssh-rsa,aes256-ctr,hmac-sha2-256,zlib"},
+        {options, [](CkoSsh& ssh) { ssh.setCounterModes(false); }, ",aes256-cbc,"},
+        {options, [](CkoSsh& ssh) { ssh.setForceCipher("blowfish-cbc"); }, ",blowfish-cbc,"},
+        {options, [](CkoSsh& ssh) { ssh.setForceCipher("rot13"); }, "\"rot13\" isn't one that can be used"},
+        {options,
+            [](CkoSsh& ssh) {
+                ssh.setForceCipher("arcfour128");
+                ssh.setRefuseWeak(true);
+            },
+            "\"arcfour128\" is weak"},
+        {options, [](CkoSsh& ssh) { ssh.setCompression(false); }, "hmac-sha2-256,none"},
+        {later, [](CkoSsh&) {}, "curve25519-sha256,"},
+        {later, [](CkoSsh& ssh) { ssh.setSettledOnly(true); },
+            "No key exchange algorithm in common with the server, which offers: curve25519-sha256."},
+        {options, [](CkoSsh& ssh) { ssh.setClientIdentifier("SSH-2.0-\n"); }, "must be a line that begins"},
+    };
+    for (const auto& row : cases) {
+        std::string text = session(row.server, row.change);
+        if (text == "output\n")
+            text = joinNames(algorithms_);
+        EXPECT_THAT(text, HasSubstr(row.agreed));
+    }
 }
 
 // Changes one field of the reply that carries the host key, the server's value and the signature.
@@ -113,15 +156,26 @@ std::function<void(peer::Options&)> version(const std::string& line)
     return [=](peer::Options& options) { options.version = line; };
 }
 
-// Sends something of another stage in the place of a message.
-std::function<void(peer::Options&)> instead(std::uint8_t message, const Bytes& other)
+// Sends something else in the place of a message.
+std::function<void(peer::Options&)> instead(std::uint8_t message, const WireWriter& other)
 {
     return [=](peer::Options& options) {
-        options.onSend = [=](Bytes& payload) { payload = payload[0] == message ? other : payload; };
+        options.onSend = [=](Bytes& payload) { payload = payload[0] == message ? other.bytes() : payload; };
     };
 }
 
-TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
+// Asks, and asks again instead of letting the user in.
+std::function<void(peer::Options&)> prompts(std::size_t count)
+{
+    return [=](peer::Options& options) {
+        const WireWriter again = WireWriter(message::kUserauthInfoRequest).raw(Bytes(16));
+        instead(message::kUserauthSuccess, again)(options);
+        options.authMethods = {"keyboard-interactive"};
+        options.prompts.resize(count);
+    };
+}
+
+TEST_F(Transport, RefusesWhatAServerHasNoRightToSend)
 {
     using namespace message;
     constexpr const char* kDh = "diffie-hellman-group14-sha1";
@@ -140,16 +194,32 @@ TEST_F(Transport, RefusesBadVersionsGroupsValuesSignaturesAndSkippedStages)
         const char* reason;
     } cases[] = {
         {version("SSH-1.99-Both"), "output\n"},
-        {instead(kKexDhReply, {kUserauthSuccess}), "before its first key exchange"},
-        {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth").take()), "before its first"},
-        {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x").take()), "before its first"},
-        {instead(kKexDhReply, WireWriter(kExtInfo).uint32(0).take()), "before its first"},
-        {instead(kKexDhReply, {kNewKeys}), "out of turn"},
-        {instead(kServiceAccept, {kUserauthSuccess}), "out of turn"},
-        {instead(kUserauthFailure, WireWriter(kChannelOpenConfirmation).uint32(0).take()),
-            "before the login"},
-        {instead(kUserauthFailure, {kUserauthInfoRequest}), "out of turn"},
-        {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99).take()), "damaged login"},
+        {instead(kKexDhReply, WireWriter(kUserauthSuccess)), "before its first key exchange"},
+        {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth")), "before its first"},
+        {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x")), "before its first"},
+        {instead(kKexDhReply, WireWriter(kExtInfo).uint32(0)), "before its first"},
+        {instead(kKexDhReply, WireWriter(kNewKeys)), "out of turn"},
+        {instead(kServiceAccept, WireWriter(kUserauthSuccess)), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kChannelOpenConfirmation).uint32(0)), "before the login"},
+        {instead(kUserauthFailure, WireWriter(kUserauthInfoRequest)), "out of turn"},
+        {instead(kUserauthFailure, WireWriter(kUserauthFailure).uint32(99)), "damaged login"},
+        {instead(kUserauthSuccess, WireWriter(kUserauthInfoRequest)), "wants the password changed"},
+        {instead(kUserauthSuccess, WireWriter(kUserauthFailure).nameList({"publickey"}).boolean(true)),
+            "wants another one on top (publickey)"},
+        {prompts(65), "too many questions"},
+        {prompts(0), "too many questions"}, // Without an end, and none of them asks for anything.
+        {instead(kChannelSuccess, WireWriter(kGlobalRequest)), "damaged channel message"},
+        {instead(kChannelSuccess, WireWriter(kKexDhReply)), "out of turn"},
+        {instead(kChannelSuccess, WireWriter(kNewKeys)), "out of turn"},
+        {instead(kChannelSuccess, WireWriter(kKexInit)), "damaged key exchange"},
+        {instead(kChannelSuccess, WireWriter(kUnimplemented).uint32(0)), "didn't understand"},
+        {instead(kChannelSuccess, WireWriter(kExtInfo).uint32(1000000)), "damaged extension info"},
+        {instead(kChannelSuccess, WireWriter(kDisconnect).uint32(2).string("")),
+            "ended the connection: reason 2"},
+        {instead(kChannelSuccess, WireWriter(kChannelFailure).uint32(0)), "refused to start the command"},
+        {instead(
+             kChannelOpenConfirmation, WireWriter(kChannelOpenFailure).uint32(0).uint32(4).string("Full")),
+            "doesn't open a channel: Full."},
         {version("HTTP/1.1 400 Bad Request"), "doesn't begin with \"SSH-\""},
         {version("SSH-1.5-Old"), "another version"},
         {version("SSH-2.0-" + std::string(300, 'x')), "too long"},
@@ -211,50 +281,43 @@ TEST_F(Transport, LogsInTheWayTheServerOffers)
 {
     const struct {
         std::string keyType; // Empty for a login with the password.
-        std::vector<std::string> methods;
+        std::string methods; // The server's.
         std::string password;
         std::vector<std::pair<std::string, bool>> prompts;
         const char* told; // By the server's extension info.
         bool settledOnly;
-        std::vector<std::string> used;
+        std::string used;
     } cases[] = {
-        {"", {"password", "keyboard-interactive"}, "secret", {}, "", false, {"none", "password"}},
-        {"", {"keyboard-interactive"}, "s", {{"Password:", false}}, "", false,
-            {"none", "keyboard-interactive"}},
-        {"", {"password", "keyboard-interactive"}, "", {}, "", false, {"none", "keyboard-interactive"}},
-        {"", {"keyboard-interactive"}, "s", {{"a", false}, {"Name:", true}, {"b", false}}, "", false,
-            {"none", "keyboard-interactive"}},
-        {"", {"password"}, "", {}, "", false, {"none", "password"}},
-        {"ssh-rsa", {"publickey"}, "", {}, "", false, {"none", "publickey", "ssh-rsa"}},
-        {"ssh-rsa", {"publickey"}, "", {}, "ssh-ed25519,rsa-sha2-256", false,
-            {"none", "publickey", "rsa-sha2-256"}},
-        {"ssh-rsa", {"publickey"}, "", {}, "ssh-rsa,rsa-sha2-256,rsa-sha2-512", false,
-            {"none", "publickey", "rsa-sha2-512"}},
-        {"ssh-rsa", {"publickey"}, "", {}, "rsa-sha2-512", true, {"none", "publickey", "ssh-rsa"}},
-        {"ssh-dss", {"publickey"}, "", {}, "rsa-sha2-512", false, {"none", "publickey", "ssh-dss"}},
+        {"", "password,keyboard-interactive", "secret", {}, "", false, "none,password"},
+        {"", "keyboard-interactive", "s", {{"Password:", false}}, "", false, "none,keyboard-interactive"},
+        {"", "password,keyboard-interactive", "", {}, "", false, "none,keyboard-interactive"},
+        {"", "keyboard-interactive", "s", {{"", false}, {"", true}}, "", false, "none,keyboard-interactive"},
+        {"", "password", "", {}, "", false, "none,password"},
+        {"ssh-rsa", "publickey", "", {}, "", false, "none,publickey,ssh-rsa"},
+        {"ssh-rsa", "publickey", "", {}, "ssh-dss,rsa-sha2-256", false, "none,publickey,rsa-sha2-256"},
+        {"ssh-rsa", "publickey", "", {}, "rsa-sha2-256,rsa-sha2-512", false, "none,publickey,rsa-sha2-512"},
+        {"ssh-rsa", "publickey", "", {}, "rsa-sha2-512", true, "none,publickey,ssh-rsa"},
+        {"ssh-dss", "publickey", "", {}, "rsa-sha2-512", false, "none,publickey,ssh-dss"},
     };
     for (const auto& row : cases) {
         peer::Options options;
-        options.authMethods = row.methods;
+        options.authMethods = splitNames(row.methods);
         options.password = row.password;
         options.prompts = row.prompts;
         options.signatureAlgorithms = row.told;
-        peer::Peer server(options);
-        CkoSsh ssh;
-        prepare(ssh);
-        ssh.setSettledOnly(row.settledOnly);
         CkoSshKey key;
         EXPECT_EQ(key.FromOpenSshPrivateKey(support::makeKeyText(row.keyType)), !row.keyType.empty());
-        ASSERT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
-        EXPECT_TRUE(
-            row.keyType.empty() ? ssh.AuthenticatePw("user", row.password) : ssh.AuthenticatePk("user", key))
-            << ssh.LastErrorText();
+        peer::Session<CkoSsh> with(
+            options, [&](CkoSsh& ssh) { ssh.setSettledOnly(row.settledOnly); },
+            [&](CkoSsh& ssh) {
+                return row.keyType.empty() ? ssh.AuthenticatePw("user", row.password)
+                                           : ssh.AuthenticatePk("user", key);
+            });
+        EXPECT_TRUE(with.ready) << with.client.LastErrorText();
         constexpr const char* kSaid = "Password is empty. Choosing keyboard-interactive login instead.";
-        EXPECT_EQ(ssh.SessionLog().find(kSaid) != std::string::npos,
-            row.password.empty() && row.methods.size() == 2);
-        ssh.Disconnect();
-        while (server.seen().authRequests.empty()) { }
-        EXPECT_EQ(server.seen().authRequests, row.used);
+        EXPECT_EQ(with.client.SessionLog().find(kSaid) != std::string::npos,
+            row.password.empty() && row.methods.starts_with("password,"));
+        EXPECT_EQ(joinNames(with.seen().authRequests), row.used);
     }
 }
 
@@ -277,49 +340,125 @@ TEST_F(Transport, ARefusedLoginTellsWhatTheServerOffersAndMayBeRepeated)
     EXPECT_FALSE(ssh.AuthenticatePk("user", CkoSshKey()));
     EXPECT_LT(ssh.OpenSessionChannel(), 0);
     EXPECT_TRUE(ssh.AuthenticatePw("user", "secret"));
+    EXPECT_FALSE(ssh.AuthenticatePw("user", "wrong")); // A second login can't be checked.
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("already"));
     CkoSFtp sftp;
     EXPECT_FALSE(sftp.InitializeSftp());
     EXPECT_THAT(sftp.LastErrorText(), HasSubstr("AuthenticatePw"));
     EXPECT_THAT(sftp.SessionLog(), HasSubstr("AuthenticatePk"));
 }
 
-// A host that is known under one key is refused any other, of another type too.
-TEST_F(Transport, RefusesAHostThatShowsAnotherKey)
+TEST_F(Transport, TrustsAHostOnceAndThenOnlyUnderItsKnownKeys)
 {
     peer::Options options;
+    options.offer.hostKey = {"ssh-rsa", "ssh-ed25519"};
     peer::Peer server(options);
-    options.offer.hostKey = {"ssh-ed25519"};
-    CkoSsh ssh;
-    prepare(ssh);
-    const std::string file = folder_ / "known_hosts";
-    const auto lineFor = [&](const char* type) {
+    const auto lineFor = [&](const std::string& type, const char* keyOf = nullptr) {
         return "[127.0.0.1]:" + std::to_string(server.port()) + " " + type + " "
-            + toBase64(peer::keyOfType(type).publicBlob()) + "\n";
+            + toBase64(peer::keyOfType(keyOf ? keyOf : type).publicBlob()) + "\n";
     };
-    support::writeFile(file, lineFor("ssh-ed25519"));
-    EXPECT_FALSE(ssh.Connect("127.0.0.1", server.port()));
-    EXPECT_THAT(ssh.LastErrorText(),
-        testing::AllOf(HasSubstr("line 1 of " + file), HasSubstr("known under another one"),
-            HasSubstr("ssh-keygen -R")));
-    EXPECT_EQ(support::readFile(file), lineFor("ssh-ed25519"));
-    support::writeFile(file, lineFor("ssh-ed25519") + lineFor("ssh-rsa"));
-    EXPECT_TRUE(ssh.Connect("127.0.0.1", server.port())) << ssh.LastErrorText();
-    EXPECT_EQ(ssh.HostKeyFingerprint().substr(0, 7), "SHA256:");
+    const struct {
+        std::string known;
+        const char* shown; // Type of the key; else why it is refused.
+        bool isNew = false;
+    } cases[] = {
+        {"", "ssh-rsa", true},
+        {lineFor("ssh-rsa"), "ssh-rsa"},
+        {lineFor("ssh-ed25519"), "ssh-ed25519"}, // As OpenSSH records it.
+        {lineFor("ssh-dss") + lineFor("ssh-rsa"), "ssh-rsa"},
+        {lineFor("ssh-dss"), "known under a key of another type (line 1 of "},
+        {"\n" + lineFor("ssh-rsa", "ssh-dss"), "known under another one (line 2 of "},
+        {"@revoked" + (" " + lineFor("ssh-rsa")), "known_hosts marks as revoked"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.known);
+        CkoSsh ssh;
+        prepare(ssh);
+        support::writeFile(folder_ / "known_hosts", row.known);
+        const bool trusted = ssh.Connect("127.0.0.1", server.port());
+        EXPECT_THAT(trusted ? ssh.Algorithms()[1] : ssh.LastErrorText(), HasSubstr(row.shown));
+        EXPECT_EQ(ssh.HostKeyFingerprint().substr(0, 7), "SHA256:");
+        EXPECT_EQ(ssh.HostKeyIsNew(), row.isNew);
+        EXPECT_EQ(ssh.SessionLog().find("first time. Its key has been recorded: ssh-rsa SHA256:")
+                != std::string::npos,
+            row.isNew);
+        EXPECT_EQ(support::readFile(folder_ / "known_hosts"), row.isNew ? lineFor("ssh-rsa") : row.known);
+    }
+    platform::Places::setRoot(folder_.path());
+    EXPECT_TRUE(CkoSsh().Connect("127.0.0.1", server.port()));
+    EXPECT_EQ(support::readFile(platform::Places::library() + "/known_hosts"), lineFor("ssh-rsa"));
+    platform::Places::setRoot("");
+}
+
+// A request that has just gone out is no sign of life.
+TEST_F(Transport, EndsACallAfterOneIdleLimitOfSilence)
+{
+    peer::Options options;
+    options.onSend = [silent = false](Bytes& payload) mutable {
+        silent = silent || payload[0] == message::kChannelSuccess;
+        if (silent)
+            payload.clear();
+    };
+    peer::Session<CkoSsh> with(options);
+    CkoSsh& ssh = with.client;
+    const int channel = ssh.OpenSessionChannel();
+    ssh.setIdleTimeoutMs(1500);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(ssh.SendReqExec(channel, "anything"));
+    const auto taken = std::chrono::steady_clock::now() - start;
+    EXPECT_TRUE(taken >= std::chrono::milliseconds(1490) && taken < std::chrono::milliseconds(2800));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("silent for 1500 ms"));
+}
+
+// Through a window that is smaller than the input, while the command answers.
+TEST_F(Transport, HandsACommandItsInputAndTheEndOfIt)
+{
+    peer::Options options;
+    options.window = 5000;
+    peer::Session<CkoSsh> with(options);
+    CkoSsh& ssh = with.client;
+    const int channel = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(channel, "cat"));
+    const std::string input = support::randomText(3'000'000);
+    std::string output;
+    EXPECT_LT(ssh.GetChannelExitStatus(channel), 0);
+    for (ByteView left = viewOf(input); !ssh.ChannelReceivedClose(channel);) {
+        const int taken = left.empty() ? 0 : ssh.ChannelSendData(channel, left);
+        ASSERT_TRUE(taken >= 0 && taken <= 5000) << taken << ssh.LastErrorText();
+        left = left.subspan(static_cast<std::size_t>(taken));
+        EXPECT_TRUE(!left.empty() || ssh.ChannelSendClose(channel));
+        const auto data = ssh.GetReceivedDataN(channel, ssh.ChannelReadAndPoll(channel, 1000));
+        output.append(data.begin(), data.end());
+    }
+    EXPECT_TRUE(output == input) << output.size();
+    EXPECT_LT(ssh.ChannelSendData(channel, viewOf("more")), 0);
+    const peer::Seen seen = with.seen();
+    EXPECT_EQ(seen.clientVersion, "SSH-2.0-PuTTY_Release_0.63");
+    EXPECT_TRUE(seen.window == 327680 && seen.packet == 8192);
+    EXPECT_TRUE(seen.windowTotal >= 2u << 20 && seen.toldToGo);
 }
 
 TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
 {
     CkoSsh ssh;
     prepare(ssh);
-    for (const char* host : {"", "two words", "a,b", "*", "line\nbreak", "no-such-host.invalid"})
+    for (const char* host : {"", "two words", "a,b", "*", "line\nbreak", "two..dots"})
         EXPECT_FALSE(ssh.Connect(host, 22)) << host;
     for (const int port : {-1, 0, 65536})
         EXPECT_FALSE(ssh.Connect("127.0.0.1", port)) << port;
     const int nobodys = std::make_unique<peer::Peer>(peer::Options())->port();
     EXPECT_FALSE(ssh.Connect("127.0.0.1", nobodys));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("refused"));
+    // A listener whose queue is full lets nobody in, and refuses nobody.
+    int full = 0;
+    const platform::Descriptor listener(support::listenOnLoopback(full));
+    listen(listener.get(), 0);
+    CkoSsh first;
     ssh.setConnectTimeoutMs(300);
-    EXPECT_FALSE(ssh.Connect("192.0.2.1")); // RFC 5737: an address that nobody has.
+    first.setConnectTimeoutMs(1);
+    EXPECT_FALSE(first.Connect("127.0.0.1", full));
+    EXPECT_FALSE(ssh.Connect("127.0.0.1", full));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("longer than the connect time limit"));
     ssh.setClientIdentifier("not a version");
     EXPECT_FALSE(ssh.Connect("127.0.0.1", 22));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("SSH-2.0-"));

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <poll.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace platform {
@@ -46,6 +47,14 @@ Status writeAll(int descriptor, std::string_view bytes, WhenFull whenFull)
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return {};
+}
+
+LockAnswer tryLock(int descriptor, LockKind kind)
+{
+    const int operation = (kind == LockKind::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
+    if (retryInterrupted([&] { return ::flock(descriptor, operation); }) == 0)
+        return LockAnswer::Held;
+    return errno == EWOULDBLOCK ? LockAnswer::Taken : LockAnswer::Impossible;
 }
 
 } // namespace platform

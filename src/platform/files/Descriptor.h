@@ -51,4 +51,10 @@ auto retryInterrupted(Call call)
 enum class WhenFull { Fail, Wait };
 Status writeAll(int descriptor, std::string_view bytes, WhenFull whenFull = WhenFull::Fail);
 
+// Asks once for a lock on the open file or folder. It lasts until the descriptor is closed, and keeps out
+// only those who ask for the lock too. Impossible: the file system has no locks.
+enum class LockKind { Shared, Exclusive };
+enum class LockAnswer { Held, Taken, Impossible };
+LockAnswer tryLock(int descriptor, LockKind kind);
+
 } // namespace platform

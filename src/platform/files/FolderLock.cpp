@@ -1,8 +1,6 @@
 #include "platform/files/FolderLock.h"
 
-#include <cerrno>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,11 +12,7 @@ FolderLock::FolderLock(const std::string& path, Kind kind, Links links)
     folder_.reset(retryInterrupted([&] { return ::open(path.c_str(), flags); }));
     if (!folder_)
         return;
-    const int operation = (kind == Kind::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
-    if (retryInterrupted([&] { return ::flock(folder_.get(), operation); }) == 0)
-        state_ = State::Held;
-    else if (errno == EWOULDBLOCK)
-        state_ = State::Taken;
+    state_ = tryLock(folder_.get(), kind);
 }
 
 bool FolderLock::isPrivate() const

@@ -11,23 +11,22 @@ namespace platform {
 // objects are two holders, in one process as well. One thread at a time.
 class FolderLock {
 public:
-    enum class Kind { Shared, Exclusive }; // Many may share; one who is alone has nobody beside him.
+    using Kind = LockKind; // Many may share; one who is alone has nobody beside him.
     enum class Links { Followed, Refused }; // Whether the path itself may be a link to the folder.
     explicit FolderLock(const std::string& path, Kind, Links = Links::Followed);
 
-    bool isHeld() const { return state_ == State::Held; }
+    bool isHeld() const { return state_ == LockAnswer::Held; }
     // Somebody else holds one that shuts this one out. Where neither this nor isHeld() is true there is no
     // such folder, or its file system has no locks.
-    bool isTaken() const { return state_ == State::Taken; }
+    bool isTaken() const { return state_ == LockAnswer::Taken; }
     // The folder, as it was opened, is this user's, and nobody else can get into it.
     bool isPrivate() const;
     // The folder, as it was opened, is what lies at the path now.
     bool isAt(const std::string& path) const;
 
 private:
-    enum class State { Held, Taken, Impossible };
     Descriptor folder_;
-    State state_ = State::Impossible;
+    LockAnswer state_ = LockAnswer::Impossible;
 };
 
 } // namespace platform

@@ -63,24 +63,25 @@ std::string toBase64(ByteView bytes)
     return result;
 }
 
-bool fromBase64(std::string_view text, Bytes& out)
+std::optional<Bytes> fromBase64(std::string_view text)
 {
+    Bytes out;
     std::uint32_t group = 0;
     std::size_t digits = 0;
     std::size_t padding = 0;
-    out.reserve(out.size() + text.size() / 4 * 3 + 3);
+    out.reserve(text.size() / 4 * 3 + 3);
     for (const char c : text) {
         if (c == ' ' || c == '\t' || c == '\r' || c == '\n')
             continue;
         const auto digit = kBase64.find(c);
         if (c == '=' ? ++padding > 2 : digit == std::string_view::npos || padding > 0)
-            return false;
+            return std::nullopt;
         group = group << 6 | (c == '=' ? 0u : static_cast<std::uint32_t>(digit));
         if (++digits % 4 == 0)
             for (std::size_t k = 0; k < 3 - padding; ++k)
                 out.push_back(static_cast<std::uint8_t>(group >> (16 - 8 * k)));
     }
-    return digits % 4 == 0;
+    return digits % 4 == 0 ? std::optional(std::move(out)) : std::nullopt;
 }
 
 void ByteQueue::release()
@@ -96,7 +97,7 @@ std::uint8_t* ByteQueue::prepare(std::size_t count)
     if (capacity_ - end_ >= count)
         return memory_.get() + end_;
     const std::size_t used = size();
-    // Moving to the front is worth it only where it frees at least as much as it moves.
+    // Move the bytes to the front only when that frees at least as much as it moves.
     if (capacity_ - used >= count && begin_ >= used) {
         std::memcpy(memory_.get(), memory_.get() + begin_, used);
     } else {

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,11 +17,11 @@ using platform::Error;
 using platform::Result;
 using platform::Status;
 
-// Overwrites memory in a way that the compiler doesn't drop.
+// Overwrites memory with zeros; the compiler doesn't optimise it away.
 void wipe(void* memory, std::size_t size);
 
-// Memory is overwritten before it goes back to the heap: passwords, keys and shared secrets pass through the
-// same buffers as everything else, and this way none of them has to be remembered.
+// Overwrites memory before it is freed. Passwords, keys and shared secrets pass through the same buffers as
+// other data, so all of these are wiped.
 template <typename T>
 struct WipingAllocator {
     using value_type = T;
@@ -62,18 +63,18 @@ inline void append(Bytes& to, ByteView bytes)
 
 bool equal(ByteView a, ByteView b);
 
-// Takes the same time wherever the two differ. Different lengths are told at once.
+// Takes the same time wherever the two differ, unless their lengths do.
 bool equalInConstantTime(ByteView a, ByteView b);
 
-// A text of the peer's, fit for a log line: control characters and what isn't UTF-8 become "?", and it ends
-// after `limit` bytes.
+// A text from the peer made safe for a log line or a terminal: control characters and bytes that aren't UTF-8
+// become "?", and it is cut after `limit` bytes.
 std::string printable(std::string_view text, std::size_t limit = 200);
 
 std::string toBase64(ByteView bytes);
-// Blanks and line ends are skipped; anything else that isn't base64 gives false.
-bool fromBase64(std::string_view text, Bytes& out);
+// Skips blanks and line ends. Nothing when the rest isn't base64.
+std::optional<Bytes> fromBase64(std::string_view text);
 
-// A queue of bytes in one piece of memory: filled at the end, consumed at the front.
+// A queue of bytes in one contiguous buffer: appended at the end, consumed at the front.
 class ByteQueue {
 public:
     ByteQueue() = default;
@@ -86,13 +87,13 @@ public:
     ByteView view() const { return {memory_.get() + begin_, size()}; }
     std::uint8_t* data() { return memory_.get() + begin_; }
 
-    // Room for `count` more bytes behind the last; `commit` makes the first of them part of the queue.
+    // Room for `count` more bytes at the end. `commit` adds the first of them to the queue.
     std::uint8_t* prepare(std::size_t count);
     void commit(std::size_t count) { end_ += count; }
     void append(ByteView bytes);
     void consume(std::size_t count);
     void clear() { consume(size()); }
-    void release(); // Empties it, and gives its memory back.
+    void release(); // Empties the queue and frees its memory.
 
 private:
     std::unique_ptr<std::uint8_t[]> memory_;

@@ -1,33 +1,21 @@
 #include "ssh/crypto/Crypto.h"
 
+#include "platform/Gcrypt.h"
+
 #include <algorithm>
-#include <mutex>
+#include <new>
 
 namespace ssh {
 
-void initializeCrypto()
-{
-    static std::once_flag once;
-    std::call_once(once, [] {
-        if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P))
-            return;
-        gcry_check_version(nullptr);
-        // Where the limit on locked memory is small, libgcrypt would print a warning for the user.
-        gcry_control(GCRYCTL_SUSPEND_SECMEM_WARN);
-        gcry_control(GCRYCTL_INIT_SECMEM, 65536, 0);
-        gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, 65536, 0);
-        gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);
-        gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-    });
-}
-
 void randomBytes(std::span<std::uint8_t> out)
 {
+    platform::setUpGcrypt();
     gcry_randomize(out.data(), out.size(), GCRY_STRONG_RANDOM);
 }
 
 void nonceBytes(std::span<std::uint8_t> out)
 {
+    platform::setUpGcrypt();
     gcry_create_nonce(out.data(), out.size());
 }
 
@@ -35,9 +23,11 @@ namespace {
 
 Bytes digest(int algorithm, unsigned flags, ByteView key, std::initializer_list<ByteView> parts)
 {
+    platform::setUpGcrypt();
     gcry_md_hd_t handle = nullptr;
+    // An empty result would compare equal to another failed hash.
     if (gcry_md_open(&handle, algorithm, flags | GCRY_MD_FLAG_SECURE) != 0)
-        return {};
+        throw std::bad_alloc();
     if (flags & GCRY_MD_FLAG_HMAC)
         gcry_md_setkey(handle, key.data(), key.size());
     for (const ByteView part : parts)
@@ -60,6 +50,13 @@ Bytes hmac(int algorithm, ByteView key, std::initializer_list<ByteView> parts)
     return digest(algorithm, GCRY_MD_FLAG_HMAC, key, parts);
 }
 
+SecretCopy::SecretCopy(ByteView bytes) : memory_(gcry_malloc_secure(bytes.size() + 1))
+{
+    if (!memory_)
+        throw std::bad_alloc();
+    std::copy(bytes.begin(), bytes.end(), static_cast<std::uint8_t*>(memory_));
+}
+
 Mpi::Mpi(ByteView magnitude)
 {
     if (gcry_mpi_scan(&value_, GCRYMPI_FMT_USG, magnitude.data(), magnitude.size(), nullptr) != 0)
@@ -68,15 +65,10 @@ Mpi::Mpi(ByteView magnitude)
 
 Mpi Mpi::secretFrom(ByteView magnitude)
 {
-    // A number takes over the kind of memory that it is read from.
-    void* copy = gcry_malloc_secure(magnitude.size() + 1);
-    if (!copy)
-        return secret();
-    std::copy(magnitude.begin(), magnitude.end(), static_cast<std::uint8_t*>(copy));
+    const SecretCopy copy(magnitude);
     gcry_mpi_t value = nullptr;
-    if (gcry_mpi_scan(&value, GCRYMPI_FMT_USG, copy, magnitude.size(), nullptr) != 0)
+    if (gcry_mpi_scan(&value, GCRYMPI_FMT_USG, copy.data(), magnitude.size(), nullptr) != 0)
         value = gcry_mpi_snew(0);
-    gcry_free(copy);
     return Mpi(value);
 }
 

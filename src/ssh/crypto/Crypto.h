@@ -8,17 +8,30 @@
 
 namespace ssh {
 
-// Makes libgcrypt ready, secure memory included, once for the process and from any thread. A process that has
-// set it up already keeps its own settings.
-void initializeCrypto();
+// Numbers and S-expressions need libgcrypt set up (platform/Gcrypt.h). Everything that a program can call
+// first does that: random bytes, hashes, ciphers, keys and SshProtocol.
 
-void randomBytes(std::span<std::uint8_t> out); // Fit for keys.
-void nonceBytes(std::span<std::uint8_t> out); // Unpredictable, but cheaper: cookies and padding.
+void randomBytes(std::span<std::uint8_t> out); // Good enough for keys.
+void nonceBytes(std::span<std::uint8_t> out); // Unpredictable but cheaper, for cookies and padding.
 
-Bytes hash(int algorithm, std::initializer_list<ByteView> parts); // A GCRY_MD_ number.
+// Over the concatenated parts. The algorithm is a GCRY_MD_ number. Throws std::bad_alloc when out of memory.
+Bytes hash(int algorithm, std::initializer_list<ByteView> parts);
 Bytes hmac(int algorithm, ByteView key, std::initializer_list<ByteView> parts);
 
-// A big number of libgcrypt, owned. Secret numbers live in libgcrypt's secure memory.
+// A copy of secret bytes in libgcrypt's secure memory. Objects that libgcrypt builds from it live there too.
+class SecretCopy {
+public:
+    explicit SecretCopy(ByteView bytes);
+    SecretCopy(const SecretCopy&) = delete;
+    SecretCopy& operator=(const SecretCopy&) = delete;
+    ~SecretCopy() { gcry_free(memory_); }
+    const void* data() const { return memory_; }
+
+private:
+    void* memory_;
+};
+
+// Owns a big number of libgcrypt. Secret numbers live in libgcrypt's secure memory.
 class Mpi {
 public:
     Mpi() = default;
@@ -27,7 +40,7 @@ public:
     static Mpi zero() { return Mpi(gcry_mpi_new(0)); }
     static Mpi secret() { return Mpi(gcry_mpi_snew(0)); }
     static Mpi secretFrom(ByteView magnitude);
-    static Mpi random(unsigned bits); // Secret, with at most so many bits.
+    static Mpi random(unsigned bits); // A secret number of at most so many bits.
     Mpi(Mpi&& other) noexcept : value_(other.value_) { other.value_ = nullptr; }
     Mpi& operator=(Mpi&& other) noexcept
     {
@@ -46,10 +59,11 @@ private:
     gcry_mpi_t value_ = nullptr;
 };
 
-// A Miller-Rabin test with random bases: a composite passes with a chance below 4^-rounds, whoever chose it.
+// A Miller-Rabin test with random bases: any composite number passes with a probability below 4^-rounds.
 bool isProbablyPrime(const Mpi& number, int rounds);
 
-// An S-expression of libgcrypt, owned; null when it couldn't be built.
+// Owns an S-expression of libgcrypt; null when it couldn't be built. It is in secure memory when one of
+// its parts is.
 class Sexp {
 public:
     Sexp() = default;
@@ -63,7 +77,7 @@ public:
     ~Sexp() { gcry_sexp_release(value_); }
     gcry_sexp_t get() const { return value_; }
     explicit operator bool() const { return value_ != nullptr; }
-    Bytes field(const char* name) const; // The bytes of the token "(name bytes)" anywhere inside.
+    Bytes field(const char* name) const; // The bytes of the first "(name bytes)" inside.
 
     template <typename... Args>
     static Sexp build(const char* format, Args... args)

@@ -45,11 +45,11 @@ Bytes fromHex(std::string_view digits)
     return bytes;
 }
 
-// Twice the strength of the strongest keys drawn from the secret, so that the exponent is never the easier
-// thing to find; a longer one would only cost time.
+// Twice the bits of the longest key derived from the secret, so that the exponent is never easier to find
+// than the key. A longer one only costs time.
 constexpr unsigned kExponentBits = 512;
 
-// RFC 4253, section 8: 1 < e, f < p - 1 keeps out the values that would tell the secret.
+// RFC 4253, section 8: 1 < e, f < p - 1 excludes the values that reveal the secret.
 bool inRange(const Mpi& value, const Mpi& primeMinusOne)
 {
     return gcry_mpi_cmp_ui(value.get(), 1) > 0 && gcry_mpi_cmp(value.get(), primeMinusOne.get()) < 0;
@@ -62,7 +62,7 @@ public:
     {
         gcry_mpi_sub_ui(primeMinusOne_.get(), prime_.get(), 1);
         const Mpi generator(group.generator);
-        // A group that is none may have no value in range at all; the peer's answer then is refused.
+        // In a bogus group, no value may be in range; sharedSecret then fails.
         for (int attempt = 0; attempt < 16 && !inRange(public_, primeMinusOne_); ++attempt) {
             secret_ = Mpi::random(std::min(kExponentBits, prime_.bits() - 1));
             gcry_mpi_powm(public_.get(), generator.get(), secret_.get(), prime_.get());
@@ -122,7 +122,7 @@ Status checkSafePrime(const DhGroup& group)
     const Mpi prime(group.prime);
     const Mpi half = Mpi::zero();
     gcry_mpi_rshift(half.get(), prime.get(), 1);
-    // The server can't foresee the bases, and only the owner of its host key could try again and again.
+    // Few rounds do: the server can't predict the bases, and only the owner of the host key gets to try.
     constexpr int kRounds = 2;
     if (!isProbablyPrime(prime, kRounds) || !isProbablyPrime(half, kRounds))
         return Error{"The server's Diffie-Hellman group isn't built on a safe prime."};

@@ -46,7 +46,7 @@ public:
         if (peer.size() != kX25519Size
             || gcry_ecc_mul_point(GCRY_ECC_CURVE25519, shared.data(), secret_.data(), peer.data()) != 0)
             return Error{"The server's key exchange value is no point of the curve."};
-        // RFC 8731, section 3: a zero secret comes of a point of small order, whatever our own part.
+        // RFC 8731, section 3: a point of small order gives zero, whatever our secret is.
         if (equalInConstantTime(shared, Bytes(kX25519Size)))
             return Error{"The server's key exchange value makes the secret guessable."};
         return shared;

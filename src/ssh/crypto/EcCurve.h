@@ -14,13 +14,13 @@ public:
     }
     ~EcCurve() { gcry_ctx_release(context_); }
 
-    static const char* cryptoName(int bits); // As libgcrypt calls it.
+    static const char* cryptoName(int bits); // libgcrypt's name for it.
     bool usable() const { return context_ != nullptr; }
-    Mpi randomScalar() const; // From 1 to the order less 1.
+    Mpi randomScalar() const; // From 1 to the order minus 1.
     bool isScalar(const Mpi& scalar) const;
     Bytes publicPoint(const Mpi& scalar) const;
-    // The x coordinate of scalar times point; empty when the point isn't one of the curve, or is the
-    // neutral one.
+    // The x coordinate of scalar times point; empty when the point isn't on the curve or is the point at
+    // infinity.
     Bytes multiply(ByteView point, const Mpi& scalar) const;
     bool isPoint(ByteView point) const;
 

@@ -9,16 +9,16 @@
 
 namespace ssh {
 
-// One side's half of a key agreement, for either end: makes a secret of its own, gives the public value, and
-// mixes in the peer's. Used once.
+// One side of a key agreement, for client or server: makes its own secret, gives its public value, and
+// computes the shared secret from the peer's. Used once.
 class KeyAgreement {
 public:
     virtual ~KeyAgreement() = default;
-    // As it goes over the wire and into the exchange hash, length field included: an mpint for
-    // Diffie-Hellman, a string for elliptic curves.
+    // The public value as sent and hashed, with its length field: an mpint for Diffie-Hellman, a string for
+    // elliptic curves.
     virtual Bytes publicField() const = 0;
-    // The content of the peer's field in, the big-endian shared secret out. Values that would make the secret
-    // guessable are refused.
+    // Takes the peer's public value without its length field; gives the big-endian shared secret. Refuses
+    // values that would make the secret guessable.
     virtual Result<Bytes> sharedSecret(ByteView peer) = 0;
 };
 
@@ -31,9 +31,9 @@ struct KexMethod {
     int hash; // A GCRY_MD_ number.
     int parameter; // The number of the fixed group, or the bits of the curve.
 };
-const KexMethod* findKexMethod(std::string_view name); // Null for a name that isn't spoken.
+const KexMethod* findKexMethod(std::string_view name); // Null for an unknown name.
 
-// For all but the group exchange, whose group is known only later; null when out of memory or such.
+// Not for the group exchange, whose group comes from the server. Null when libgcrypt fails.
 std::unique_ptr<KeyAgreement> createAgreement(const KexMethod& method);
 
 // A Diffie-Hellman group, RFC 4253, section 8: big-endian prime and generator.
@@ -43,13 +43,13 @@ struct DhGroup {
 };
 const DhGroup& fixedGroup(int number); // 1 (RFC 2409), 14 or 16 (RFC 3526).
 
-// What we ask of a group exchange, in bits of the prime. RFC 8270 sets the least; the most is where a server
-// would only make us wait.
+// Bits of the prime in a group exchange. RFC 8270 sets the minimum; above the maximum, the computation would
+// take seconds.
 constexpr unsigned kGexMinimum = 2048;
 constexpr unsigned kGexPreferred = 3072;
 constexpr unsigned kGexMaximum = 8192;
 
-// Refuses sizes out of the range, an even prime and a generator out of range. Quick.
+// Refuses a prime of the wrong size, an even prime, and a generator out of range. Quick.
 Status checkGroup(const DhGroup& group);
 // Refuses a prime that isn't a safe one: p and (p - 1) / 2 both prime. Takes tens of milliseconds.
 Status checkSafePrime(const DhGroup& group);

@@ -1,5 +1,6 @@
 #include "ssh/crypto/PrivateKey.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 
 #include <algorithm>
@@ -78,7 +79,7 @@ Result<PrivateKey> readOpenSshRsa(WireReader& reader)
     rsa.n = reader.mpint();
     rsa.e = reader.mpint();
     rsa.d = reader.mpint();
-    reader.mpint(); // The coefficient is worked out anew.
+    reader.mpint(); // The coefficient is computed by fromRsa.
     rsa.p = reader.mpint();
     rsa.q = reader.mpint();
     return reader.ok() ? PrivateKey::fromRsa(rsa) : kDamaged;
@@ -105,7 +106,7 @@ Result<PrivateKey> readOpenSshEcdsa(WireReader& reader, int bits)
 Result<PrivateKey> readOpenSshEd25519(WireReader& reader)
 {
     const ByteView point = reader.string();
-    const ByteView secret = reader.string(); // The seed, then the public key once more.
+    const ByteView secret = reader.string(); // The seed, then the public key again.
     if (!reader.ok() || secret.size() != 64 || !equal(secret.last(32), point))
         return kDamaged;
     return PrivateKey::fromEd25519(point, secret.first(32));
@@ -129,7 +130,7 @@ Result<PrivateKey> readPrivateSection(ByteView section)
     if (!key.ok())
         return key;
     reader.string(); // The comment.
-    std::uint8_t expected = 0; // The padding counts 1, 2, 3 up to the end.
+    std::uint8_t expected = 0; // The padding is 1, 2, 3 and so on.
     while (reader.remaining())
         if (reader.byte() != ++expected)
             return kDamaged;
@@ -179,15 +180,15 @@ Result<Bytes> decodeBody(std::string_view body)
             return kDamaged;
         body.remove_prefix(blank);
     }
-    Bytes bytes;
-    return fromBase64(body, bytes) ? Result<Bytes>(std::move(bytes)) : kDamaged;
+    auto bytes = fromBase64(body);
+    return bytes ? Result<Bytes>(std::move(*bytes)) : kDamaged;
 }
 
 } // namespace
 
 Result<PrivateKey> readKeyFile(std::string_view text)
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
     for (const KeyForm& form : kForms) {
         const std::string begin = "-----BEGIN " + std::string(form.label) + "-----";
         const std::string end = "-----END " + std::string(form.label) + "-----";

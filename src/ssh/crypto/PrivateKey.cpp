@@ -16,7 +16,7 @@ bool consistent(const Sexp& key)
     return key && gcry_pk_testkey(key.get()) == 0;
 }
 
-// The two halves of a DSA signature stand side by side, 20 bytes each: RFC 4253, section 6.6.
+// RFC 4253, section 6.6: a DSA signature is two numbers of 20 bytes each.
 Bytes dsaValue(const Sexp& signature)
 {
     const Bytes r = Mpi(signature.field("r")).bytes(20);
@@ -87,7 +87,7 @@ Result<PrivateKey> PrivateKey::fromDsa(const DsaNumbers& numbers)
         return kInconsistent;
     key.key_ = Sexp::build("(private-key (dsa (p %m) (q %m) (g %m) (y %m) (x %m)))", p.get(), q.get(),
         g.get(), y.get(), x.get());
-    // libgcrypt compares y with g and x, and leaves q out.
+    // libgcrypt's own check leaves q out.
     const Mpi power = Mpi::zero();
     gcry_mpi_powm(power.get(), g.get(), q.get(), p.get());
     if (!consistent(key.key_) || gcry_mpi_cmp_ui(power.get(), 1) != 0)
@@ -119,9 +119,10 @@ Result<PrivateKey> PrivateKey::fromEd25519(ByteView point, ByteView seed)
     key.publicBlob_ = WireWriter().string(key.type_).string(point).take();
     if (point.size() != 32 || seed.size() != 32)
         return kInconsistent;
-    key.key_ = Sexp::build(
-        "(private-key (ecc (curve Ed25519) (flags eddsa) (q %b) (d %b)))", 32, point.data(), 32, seed.data());
-    // A public half that isn't the seed's would give the seed away with the first signature.
+    const SecretCopy secret(seed);
+    key.key_ = Sexp::build("(private-key (ecc (curve Ed25519) (flags eddsa) (q %b) (d %b)))", 32,
+        point.data(), 32, secret.data());
+    // Signing with a public half that doesn't match the seed would reveal the seed.
     if (!consistent(key.key_))
         return kInconsistent;
     return key;

@@ -4,7 +4,7 @@
 
 namespace ssh {
 
-// A private key that can sign. Its numbers live in buffers that are wiped.
+// A private key that can sign. Its secret numbers live in memory that is wiped.
 class PrivateKey {
 public:
     struct RsaNumbers {
@@ -13,7 +13,7 @@ public:
     struct DsaNumbers {
         ByteView p, q, g, y, x;
     };
-    // Each refuses numbers that don't belong together.
+    // Each refuses numbers that don't match.
     static Result<PrivateKey> fromRsa(const RsaNumbers& numbers);
     static Result<PrivateKey> fromDsa(const DsaNumbers& numbers);
     static Result<PrivateKey> fromEcdsa(int bits, ByteView point, ByteView scalar);
@@ -21,7 +21,7 @@ public:
 
     const std::string& type() const { return type_; } // "ssh-rsa" and so on.
     const Bytes& publicBlob() const { return publicBlob_; }
-    // The signature in its wire form; `algorithm` must go with the key's type.
+    // The signature in its wire form. `algorithm` must suit the key's type.
     Result<Bytes> sign(const SignatureInfo& algorithm, ByteView data) const;
 
 private:
@@ -31,7 +31,7 @@ private:
 };
 
 // Reads an unencrypted key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA
-// sibling) or "OPENSSH PRIVATE KEY" (openssh-key-v1). The failure says what is wrong with it.
+// sibling) or "OPENSSH PRIVATE KEY" (openssh-key-v1). A failure says what is wrong.
 Result<PrivateKey> readKeyFile(std::string_view text);
 
 } // namespace ssh

@@ -1,5 +1,6 @@
 #include "ssh/crypto/PublicKey.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/EcCurve.h"
 #include "ssh/crypto/Wire.h"
 
@@ -18,7 +19,7 @@ constexpr SignatureInfo kSignatures[] = {
     {"ecdsa-sha2-nistp521", "ecdsa-sha2-nistp521", SignatureFamily::Ecdsa, GCRY_MD_SHA512, "sha512", 521},
 };
 
-// Below the least, a key can be broken; above the most, it only keeps the processor busy.
+// A shorter key can be broken; a longer one only costs time.
 constexpr unsigned kLeastRsaBits = 1024;
 constexpr unsigned kMostRsaBits = 16384;
 constexpr unsigned kLeastDsaBits = 1024;
@@ -48,7 +49,7 @@ Sexp dsaKey(WireReader& reader)
     const Mpi q(reader.mpint());
     const Mpi g(reader.mpint());
     const Mpi y(reader.mpint());
-    // RFC 4253, section 6.6, signs a SHA-1 hash of 160 bits, and q has as many.
+    // RFC 4253, section 6.6: q has the 160 bits of a SHA-1 hash.
     if (!reader.okAndEmpty() || p.bits() < kLeastDsaBits || p.bits() > kMostDsaBits || q.bits() != 160
         || !p.isOdd() || !q.isOdd())
         return {};
@@ -125,12 +126,13 @@ Sexp signatureInput(const SignatureInfo& algorithm, ByteView data)
 
 Result<PublicKey> PublicKey::parse(ByteView blob)
 {
+    platform::setUpGcrypt();
     WireReader reader(blob);
     PublicKey key;
     key.type_ = reader.text();
     key.blob_ = copyOf(blob);
     const SignatureInfo* info = findSignature(key.type_);
-    // "rsa-sha2-256" names a way to sign; a blob of that name isn't a key.
+    // "rsa-sha2-256" is a signature algorithm; no key has that type.
     if (!info || info->keyType != info->name)
         return Error{"A key of type \"" + printable(key.type_, 40) + "\" isn't understood."};
     switch (info->family) {
@@ -157,7 +159,7 @@ Status PublicKey::verify(const SignatureInfo& algorithm, ByteView signature, Byt
     WireReader reader(signature);
     const std::string name = reader.text();
     const ByteView value = reader.string();
-    // RFC 8332, section 3.2: the name in the signature is the algorithm's, so that nobody swaps SHA-1 in.
+    // RFC 8332, section 3.2: the signature names its algorithm, so that SHA-1 can't be swapped in.
     if (!reader.okAndEmpty() || name != algorithm.name || type_ != algorithm.keyType)
         return Error{"The signature isn't of the agreed kind \"" + std::string(algorithm.name) + "\"."};
     const Sexp given = signatureValue(algorithm, value);

@@ -5,9 +5,9 @@
 
 namespace ssh {
 
-bool canConvert(const std::string& charset); // Whether texts can be taken to and from this charset.
+bool canConvert(const std::string& charset); // To and from UTF-8.
 
-// Characters that can't be read or written become "?"; an unknown charset leaves the text as it is.
+// Characters that can't be converted become "?". With an unknown charset, the text stays as it is.
 std::string convertText(std::string_view text, const std::string& from, const std::string& to);
 
 } // namespace ssh

@@ -7,8 +7,8 @@
 
 namespace ssh {
 
-// Reads the data types of RFC 4251, section 5. A read past the end gives zero or nothing, and from then on
-// ok() is false: a parser reads all its fields and asks once. Views point into the bytes given.
+// Reads the data types of RFC 4251, section 5. A read past the end gives zero or an empty value, and makes
+// ok() false for good: a parser reads all its fields and then asks once. Views point into the bytes given.
 class WireReader {
 public:
     explicit WireReader(ByteView bytes) : left_(bytes) { }
@@ -20,7 +20,7 @@ public:
     std::string text() { return std::string(textOf(string())); }
     std::vector<std::string> nameList();
     ByteView bytes(std::size_t count);
-    // The magnitude of an mpint without leading zeros. A negative number fails: the protocol has none.
+    // The magnitude of an mpint without leading zeros. Negative numbers fail: the protocol uses none.
     ByteView mpint();
 
     std::size_t remaining() const { return left_.size(); }

@@ -54,7 +54,7 @@ Status ChannelTable::receive(ByteView payload)
             return malformedMessage();
         return wantsReply ? send_(WireWriter(message::kRequestFailure), {}) : Status();
     }
-    if (payload[0] == message::kChannelOpen) { // Nothing that a server may open was asked for.
+    if (payload[0] == message::kChannelOpen) { // This client accepts no channels.
         reader.string();
         const std::uint32_t number = reader.uint32();
         if (!reader.ok())
@@ -108,7 +108,7 @@ Status ChannelTable::receiveForChannel(Channel& channel, std::uint8_t number, By
         return reader.ok() ? receiveData(channel, data, channel.takesErrorOutput) : malformedMessage();
     }
     case message::kChannelEof:
-        return {}; // The close that follows is what counts.
+        return {}; // Only the close that follows matters.
     case message::kChannelClose:
         return receiveClose(channel);
     case message::kChannelRequest:
@@ -130,7 +130,7 @@ Status ChannelTable::receiveConfirmation(Channel& channel, ByteView body)
     channel.outPacket = reader.uint32();
     if (!reader.ok() || channel.outPacket == 0)
         return malformedMessage();
-    // A packet of ours has a limit too, whatever the server would take.
+    // PacketCodec has its own limit.
     channel.outPacket = std::min<std::uint32_t>(channel.outPacket, 128 * 1024);
     channel.state = Channel::State::Open;
     return {};
@@ -220,7 +220,7 @@ Status ChannelTable::widen(Channel& channel, std::uint32_t target)
 Status ChannelTable::refill(Channel& channel, std::size_t count)
 {
     channel.unacknowledged += static_cast<std::uint32_t>(count);
-    // In steps that are small beside a wide window, so that all of it is there to be filled, and yet few.
+    // Few messages, and yet steps that are small compared to a wide window.
     if (channel.unacknowledged < std::min(channel.inTarget / 2, kRefillStep) || channel.closeReceived)
         return {};
     const std::uint32_t more = channel.unacknowledged;
@@ -232,7 +232,7 @@ Status ChannelTable::refill(Channel& channel, std::size_t count)
 Status ChannelTable::consume(Channel& channel, std::size_t count)
 {
     channel.received.consume(count);
-    // A connection can run many commands, and what one has put out doesn't stay.
+    // A connection can run many commands: free the buffer of a finished one.
     if (channel.closeReceived && channel.received.empty())
         channel.received.release();
     return refill(channel, count);
@@ -264,7 +264,7 @@ Status ChannelTable::write(Channel& channel, ByteView head, ByteView body)
     if (channel.state != Channel::State::Open || channel.closeReceived || channel.endSent)
         return Error{"The channel has been closed."};
     channel.waiting.append(head);
-    // The usual case, without a copy into the waiting bytes: both parts go out in one message.
+    // The usual case: both parts fit into one message, and nothing needs to be copied.
     const std::size_t whole = channel.waiting.size() + body.size();
     if (channel.waiting.size() == head.size() && whole <= channel.outWindow && whole <= channel.outPacket) {
         channel.waiting.clear();

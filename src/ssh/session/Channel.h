@@ -18,26 +18,26 @@ struct Channel {
     std::string refusal; // Why the server didn't open it.
     std::uint32_t remoteNumber = 0;
 
-    ByteQueue received; // Output of the far side, not taken yet.
+    ByteQueue received; // Output of the command that the caller hasn't taken yet.
     std::uint32_t inWindow = 0; // Bytes that the server may still send.
-    std::uint32_t inTarget = 0; // What the window is filled up to.
-    std::uint32_t unacknowledged = 0; // Bytes taken, but not given back to the window.
+    std::uint32_t inTarget = 0; // The window's size when it is full.
+    std::uint32_t unacknowledged = 0; // Bytes taken and not yet given back to the window.
 
-    ByteQueue waiting; // Bytes to be sent once the server's window has room.
+    ByteQueue waiting; // Bytes to send when the server's window has room.
     std::uint32_t outWindow = 0;
-    std::uint32_t largestOutWindow = 0; // The most room that the server has shown; a window may open at 0.
+    std::uint32_t largestOutWindow = 0; // The largest so far: a window may open at 0 and grow.
     std::uint32_t outPacket = 0; // Most bytes in one message.
 
-    bool takesErrorOutput = true; // The far side's error stream joins its output; otherwise it is dropped.
+    bool takesErrorOutput = true; // Error output joins the output; otherwise it is dropped.
     bool endSent = false;
-    bool closeReceived = false; // Our own close goes out in answer to it.
+    bool closeReceived = false; // Our close has gone out in answer.
     std::optional<bool> answer; // To the last request that wanted one.
     std::optional<std::uint32_t> exitStatus;
 };
 
-// The session channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Messages come in,
-// answers go out through the function given; waits for nothing. What the peer sends beyond the window that it
-// was given is a failure, so that the memory a channel takes has a bound.
+// The session channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Takes messages and
+// sends answers through the given function; never waits. A server that sends more than its window allows is a
+// failure, which bounds the memory of a channel.
 class ChannelTable {
 public:
     using Send = std::function<Status(ByteView head, ByteView body)>;
@@ -48,10 +48,10 @@ public:
     Status receive(ByteView payload); // A message with a number from 80 to 127.
     Status requestExec(Channel& channel, std::string_view command);
     Status requestSubsystem(Channel& channel, std::string_view name);
-    Status widen(Channel& channel, std::uint32_t target); // Raises the window to so many bytes.
-    // Sends the parts one behind the other, as far as the window lets them now and the rest later.
+    Status widen(Channel& channel, std::uint32_t target); // Raises the window to that many bytes.
+    // Sends the parts, concatenated: as much as the window allows now, the rest later.
     Status write(Channel& channel, ByteView head, ByteView body = {});
-    // Takes bytes out of `received` and gives room back to the server.
+    // Removes bytes from `received` and gives their room back to the server.
     Status consume(Channel& channel, std::size_t count);
     Status sendEnd(Channel& channel);
 

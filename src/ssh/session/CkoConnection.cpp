@@ -47,6 +47,10 @@ std::string CkoConnection::HostKeyFingerprint() const
 {
     return connection_.hostKeyFingerprint();
 }
+bool CkoConnection::HostKeyIsNew() const
+{
+    return connection_.hostKeyIsNew();
+}
 std::vector<std::string> CkoConnection::Algorithms() const
 {
     return connection_.algorithms();
@@ -64,6 +68,11 @@ void CkoConnection::setKnownHostsFile(const std::string& path)
 void CkoConnection::setSettledOnly(bool on)
 {
     connection_.configure([&](TransportSettings& s) { s.algorithms.settledOnly = on; });
+}
+
+void CkoConnection::setRefuseWeak(bool on)
+{
+    connection_.configure([&](TransportSettings& s) { s.algorithms.refuseWeak = on; });
 }
 
 void CkoConnection::setCompression(bool on)

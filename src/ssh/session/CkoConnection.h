@@ -10,36 +10,45 @@ namespace ssh {
 class ClsConnection;
 class CkoSshKey;
 
-// The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit is over;
-// none raises. A call that fails gives false (null, or a negative number) and leaves the reason in
-// LastErrorText. An object serves one thread at a time and one connection: created, options set, connected,
-// authenticated, worked with, disconnected, released. Objects on different threads never wait for each other.
+// The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit has
+// passed, and none throws. A failed call returns false, null or a negative number and leaves the reason in
+// LastErrorText. An object is used by one thread at a time and for one connection: create, set options,
+// connect, authenticate, work, disconnect, release. Objects on different threads never wait for each other.
 class CkoConnection {
 public:
-    // On the TCP connect and the SSH handshake together; 30000 unless set.
+    // Limit on name look-up, TCP connect and SSH handshake together; 30000 unless set.
     void setConnectTimeoutMs(int milliseconds);
-    // On silence of the server during a later call; 30000 unless set, 0 stands for six hours.
+    // Limit on the server's silence during a later call; 30000 unless set, 0 means six hours.
     void setIdleTimeoutMs(int milliseconds);
 
-    // TCP connect and the SSH transport up to the user authentication stage. The host's key is compared with
-    // the known hosts file, and recorded there at first sight.
+    // TCP connect and the SSH transport up to the user authentication stage. The host's key must be one that
+    // the known hosts file has for it. A host that is met for the first time is trusted: its key is recorded,
+    // which HostKeyIsNew and the log tell.
     bool Connect(const std::string& hostname, int port = 22);
-    // An empty password goes by the keyboard-interactive method where the server offers it.
+    // Once for each connection: a login after a successful one fails. An empty password goes by the
+    // keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);
     bool AuthenticatePk(const std::string& login, const CkoSshKey& privateKey);
-    // Harmless at every stage. Releasing an object does the same.
+    // Allowed at every stage. Destroying the object does the same.
     void Disconnect();
 
     std::string LastErrorText() const; // The reason of the last failure, for the log.
-    std::string SessionLog() const; // What happened on the connection, a line each.
+    std::string SessionLog() const; // The last few hundred events of the connection, a line each.
     std::string HostKeyFingerprint() const; // "SHA256:...", of the server's key.
-    // What was agreed: key exchange, host key, then cipher, MAC and compression to the server and from it.
+    bool HostKeyIsNew() const; // Connect met the host for the first time and recorded its key.
+    // The agreed algorithms: key exchange, host key, then cipher, MAC and compression to the server and from
+    // it.
     std::vector<std::string> Algorithms() const;
     bool ReKey(); // Exchanges new keys.
 
     // All of these before Connect.
     void setKnownHostsFile(const std::string& path); // `~/Library/Trelkind/known_hosts` unless set.
-    void setSettledOnly(bool on); // Offers the settled algorithms without the later ones; off unless set.
+    // The settled algorithms are those that this client has always offered, in the same order. Newer ones
+    // come behind them, unless this is on; off unless set.
+    void setSettledOnly(bool on);
+    // Refuses what the settled lists still hold for old servers: a key exchange in a group of 1024 bits,
+    // arcfour, MD5, and packets without a MAC. Off unless set; the log tells of a weak choice.
+    void setRefuseWeak(bool on);
     void setCompression(bool on); // On unless set.
     void setCounterModes(bool on); // Offers the counter-mode ciphers; on unless set.
     void setForceCipher(const std::string& name); // Offers this cipher alone; empty for the whole list.

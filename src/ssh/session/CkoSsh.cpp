@@ -35,6 +35,10 @@ std::vector<std::uint8_t> CkoSsh::GetReceivedDataN(int channel, int numBytes)
     return impl_->getReceivedDataN(channel, numBytes);
 }
 
+int CkoSsh::ChannelSendData(int channel, std::span<const std::uint8_t> data)
+{
+    return impl_->channelSendData(channel, data);
+}
 bool CkoSsh::ChannelSendClose(int channel)
 {
     return impl_->channelSendClose(channel);

@@ -3,12 +3,13 @@
 #include "ssh/session/CkoConnection.h"
 
 #include <cstdint>
+#include <span>
 
 namespace ssh {
 
 class ClsSsh;
 
-// An SSH connection with session channels that run commands. See CkoConnection for what holds of every call.
+// An SSH connection with session channels that run commands. See CkoConnection for the rules of all calls.
 class CkoSsh : public CkoConnection {
 public:
     CkoSsh();
@@ -20,14 +21,16 @@ public:
     bool SendReqExec(int channel, const std::string& command);
     // Whether the server has closed the channel, or the connection is gone. Reads nothing.
     bool ChannelReceivedClose(int channel);
-    // Reads what arrives into the channel's buffer, until there is something or the time is over, and gives
-    // the number of bytes now waiting: 0 when nothing, negative on failure. Notes a close. The error output
-    // of the command comes with its output.
+    // Waits until output arrives in the channel's buffer or the time is over. Returns the number of bytes in
+    // the buffer, negative on failure. Notes a close. The command's error output is part of its output.
     int ChannelReadAndPoll(int channel, int pollTimeoutMs);
-    std::vector<std::uint8_t> GetReceivedDataN(int channel, int numBytes); // Takes them out of the buffer.
-    bool ChannelSendClose(int channel); // Nothing more is sent; the command runs to its end.
-    bool ChannelReceiveToClose(int channel); // Reads until the command has ended; the output is dropped.
-    int GetChannelExitStatus(int channel); // From 0 to 255; negative when the server hasn't told it.
+    std::vector<std::uint8_t> GetReceivedDataN(int channel, int numBytes); // Removes them from the buffer.
+    // Sends input to the command. Returns how many of the bytes the server had room for, negative on failure.
+    // Call ChannelReadAndPoll between attempts: it notices new room.
+    int ChannelSendData(int channel, std::span<const std::uint8_t> data);
+    bool ChannelSendClose(int channel); // Ends the command's input; the command runs to its end.
+    bool ChannelReceiveToClose(int channel); // Waits for the command's end and drops its output.
+    int GetChannelExitStatus(int channel); // From 0 to 255; negative while it is unknown.
 
 private:
     explicit CkoSsh(std::unique_ptr<ClsSsh> impl);

@@ -8,7 +8,7 @@ namespace ssh {
 
 class PrivateKey;
 
-// A private key to log in with. One thread at a time; a key that has been loaded may serve many connections.
+// A private key to log in with. One thread at a time; a loaded key can be used for many connections.
 class CkoSshKey {
 public:
     // Takes the whole text of a key file: the unencrypted PEM blocks "DSA PRIVATE KEY" and "RSA PRIVATE KEY",

@@ -87,6 +87,12 @@ std::string ClsConnection::hostKeyFingerprint() const
     return transport_.keyExchange() ? transport_.keyExchange()->fingerprint() : std::string();
 }
 
+bool ClsConnection::hostKeyIsNew() const
+{
+    const std::lock_guard lock(lock_);
+    return transport_.hostKeyIsNew();
+}
+
 std::vector<std::string> ClsConnection::algorithms() const
 {
     const std::lock_guard lock(lock_);

@@ -9,8 +9,8 @@ namespace ssh {
 
 class CkoSshKey;
 
-// What ClsSsh and ClsSFtp have in common: settings, connecting, logging in, and the account of what went
-// wrong. All calls on one object are serialised by its own lock; no call raises.
+// The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
+// object serialises its calls; none throws.
 class ClsConnection {
 public:
     explicit ClsConnection(TransportSettings settings);
@@ -27,15 +27,16 @@ public:
     void disconnect();
 
     std::string lastErrorText() const;
-    std::string sessionLog() const; // The last few hundred lines of it.
+    std::string sessionLog() const; // The last few hundred lines.
     std::string hostKeyFingerprint() const; // "SHA256:...", empty before a connection.
+    bool hostKeyIsNew() const;
     // The agreed algorithms, each empty before a connection: key exchange, host key, then cipher, MAC and
     // compression to the server and from it.
     std::vector<std::string> algorithms() const;
 
 protected:
-    // Runs `work` under the lock. A failure or an exception leaves its reason in LastErrorText and gives
-    // `failure`.
+    // Runs `work` under the lock. After a failure or an exception, returns `failure` and keeps the reason for
+    // lastErrorText.
     template <typename T, typename Work>
     T call(T failure, Work&& work)
     {
@@ -59,7 +60,7 @@ protected:
         });
     }
     void log(const std::string& line);
-    // What stands on the connection lets go of it, before it is closed or made anew. Under the lock.
+    // Drops what uses the connection, before it is closed or made anew. Under the lock.
     virtual void letGo() { }
 
     mutable std::mutex lock_;

@@ -7,6 +7,8 @@ namespace ssh {
 
 namespace {
 
+constexpr std::size_t kEnoughUnsent = std::size_t{512} * 1024; // Bytes that keep the socket busy.
+
 TransportSettings commandDefaults()
 {
     TransportSettings settings;
@@ -47,7 +49,7 @@ bool ClsSsh::channelReceivedClose(int channel)
 {
     const std::lock_guard lock(lock_);
     const auto opened = openedChannel(channel);
-    // Nothing more comes over a connection that is gone: a caller that waits for the close must not wait on.
+    // A lost connection counts as closed: callers loop until the close.
     return !opened.ok() || (*opened)->closeReceived || !transport_.connected();
 }
 
@@ -59,7 +61,7 @@ int ClsSsh::channelReadAndPoll(int channel, int pollTimeoutMs)
             return opened.error();
         Channel& at = **opened;
         const auto arrived = [&] { return !at.received.empty() || at.closeReceived; };
-        // Output that has come already is handed over at once, with what lies ready behind it.
+        // Output that is there already is returned at once, with all that can be read without waiting.
         const Deadline deadline = Clock::now() + std::chrono::milliseconds(std::max(pollTimeoutMs, 0));
         Status status = transport_.waitUntil(deadline, arrived);
         if (status.ok() && !at.closeReceived)
@@ -85,22 +87,46 @@ std::vector<std::uint8_t> ClsSsh::getReceivedDataN(int channel, int numBytes)
             return data;
         }
         const Status status = transport_.channels().consume(**opened, data.size());
-        (void)transport_.flush(); // A broken connection shows at the next reading.
+        (void)transport_.flush(); // The next reading reports a broken connection.
         return status.ok() ? Result(std::move(data)) : Result<std::vector<std::uint8_t>>(status.error());
+    });
+}
+
+Result<Channel*> ClsSsh::connectedChannel(int number)
+{
+    auto channel = openedChannel(number);
+    if (channel.ok() && !transport_.connected())
+        return Error{"The connection to the server is closed."};
+    return channel;
+}
+
+int ClsSsh::channelSendData(int channel, ByteView data)
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto opened = connectedChannel(channel);
+        if (!opened.ok())
+            return opened.error();
+        // Only what the socket can take soon, so that input doesn't pile up in memory.
+        const std::size_t room = (*opened)->waiting.empty() && transport_.unsent() < kEnoughUnsent
+            ? std::min<std::size_t>((*opened)->outWindow, kEnoughUnsent)
+            : 0;
+        const ByteView taken = data.first(std::min(data.size(), room));
+        Status status = transport_.channels().write(**opened, taken);
+        if (status.ok())
+            status = transport_.flush();
+        return status.ok() ? Result<int>(static_cast<int>(taken.size())) : Result<int>(status.error());
     });
 }
 
 bool ClsSsh::channelSendClose(int channel)
 {
     return check([&]() -> Status {
-        const auto opened = openedChannel(channel);
+        const auto opened = connectedChannel(channel);
         if (!opened.ok())
             return opened.error();
-        if (!transport_.connected())
-            return Error{"The connection to the server is closed."};
-        // An OpenSSH server answers a close at once and lets the command go its own way, so that nobody could
-        // wait for its end. The end of our input is all that goes out here; the close itself follows the
-        // server's, RFC 4254, section 5.3.
+        // This sends only the end of our input. An OpenSSH server answers a close at once and leaves the
+        // command running, and its end could not be waited for. Our close follows the server's: RFC 4254,
+        // section 5.3.
         const Status status = transport_.channels().sendEnd(**opened);
         return status.ok() ? transport_.flush() : status;
     });

@@ -14,12 +14,14 @@ public:
     bool channelReceivedClose(int channel);
     int channelReadAndPoll(int channel, int pollTimeoutMs);
     std::vector<std::uint8_t> getReceivedDataN(int channel, int numBytes);
+    int channelSendData(int channel, ByteView data);
     bool channelSendClose(int channel);
     bool channelReceiveToClose(int channel);
     int channelExitStatus(int channel);
 
 private:
     Result<Channel*> openedChannel(int number);
+    Result<Channel*> connectedChannel(int number);
 };
 
 } // namespace ssh

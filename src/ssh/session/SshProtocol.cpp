@@ -1,5 +1,6 @@
 #include "ssh/session/SshProtocol.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 #include "ssh/transport/Messages.h"
 
@@ -14,7 +15,7 @@ constexpr std::size_t kLongestVersion = 255;
 
 // A peer that sends requests and never reads the answers must not fill our memory.
 constexpr std::size_t kMostUnread = std::size_t{16} * 1024 * 1024;
-// What a message that is held back takes beside its bytes.
+// Memory of a held message beside its bytes.
 constexpr std::size_t kHeldOverhead = 64;
 
 } // namespace
@@ -23,7 +24,7 @@ SshProtocol::SshProtocol(Setup setup)
     : setup_(std::move(setup)), auth_([this](ByteView payload) { return send(payload, {}); }, setup_.log),
       channels_([this](ByteView head, ByteView body) { return send(head, body); })
 {
-    initializeCrypto();
+    platform::setUpGcrypt();
 }
 
 Status SshProtocol::start()
@@ -32,7 +33,7 @@ Status SshProtocol::start()
     return {};
 }
 
-Status SshProtocol::takeVersionLine(bool& complete)
+Result<bool> SshProtocol::takeVersionLine()
 {
     const std::string_view text = textOf(incoming().view());
     const auto end = text.find('\n');
@@ -42,29 +43,31 @@ Status SshProtocol::takeVersionLine(bool& complete)
             "The server's first line doesn't begin with \"SSH-\": " + printable(text.substr(0, end), 60)};
     if (std::min(end, text.size()) >= kLongestVersion)
         return Error{"The server's version line is too long."};
-    complete = end != std::string_view::npos;
-    if (!complete)
-        return {};
+    if (end == std::string_view::npos)
+        return false;
     serverVersion_ = text.substr(0, end);
     if (serverVersion_.ends_with('\r'))
         serverVersion_.pop_back();
     incoming().consume(end + 1);
     setup_.log("The server is " + printable(serverVersion_));
-    // RFC 4253, section 5.1: 1.99 is a server that speaks 2.0 as well.
+    // RFC 4253, section 5.1: a server of version 1.99 speaks 2.0 too.
     if (!serverVersion_.starts_with("SSH-2.0-") && !serverVersion_.starts_with("SSH-1.99-"))
         return Error{"The server speaks another version of the protocol: " + printable(serverVersion_, 60)};
     kex_ = std::make_unique<KeyExchange>(codec_,
-        KeyExchange::Setup{setup_.clientVersion, serverVersion_, setup_.algorithms, setup_.acceptHostKey});
-    return kex_->start();
+        KeyExchange::Setup{
+            setup_.clientVersion, serverVersion_, setup_.algorithms, setup_.acceptHostKey, setup_.log});
+    const Status started = kex_->start();
+    return started.ok() ? Result<bool>(true) : Result<bool>(started.error());
 }
 
 Status SshProtocol::process()
 {
     if (!kex_) {
-        bool complete = false;
-        Status status = takeVersionLine(complete);
-        if (!status.ok() || !complete)
-            return status;
+        const auto complete = takeVersionLine();
+        if (!complete.ok())
+            return complete.error();
+        if (!*complete)
+            return {};
     }
     for (;;) {
         const auto packet = codec_.next();
@@ -91,15 +94,15 @@ Status SshProtocol::receive(ByteView payload)
         Status status = kex_->receive(payload);
         if (!status.ok() || serviceRequested_ || kex_->holdsBackOthers() || kex_->sessionId().empty())
             return status;
-        // Our new keys are in use, and the server takes what comes after them in order.
+        // Our new keys are in use: the request can follow at once.
         serviceRequested_ = true;
         return auth_.requestService();
     }
     if (number != message::kDisconnect && kex_->forbidsOthers())
         return Error{"The server sent message " + std::to_string(number)
             + " within its first key exchange, which the strict form forbids."};
-    // RFC 8308, section 2.4: extension info follows the first keys. Before them, anybody could have written
-    // it.
+    // RFC 8308, section 2.4: extension info comes after the first keys. Earlier, an attacker could have
+    // written it.
     const bool needsKeys =
         number >= message::kKexInit || number == message::kServiceAccept || number == message::kExtInfo;
     if (needsKeys && !kex_->established())
@@ -111,7 +114,7 @@ Status SshProtocol::receive(ByteView payload)
                          : Status(Error{"The server sent a channel message before the login."});
     if (message::isUserauth(number) || number == message::kServiceAccept) {
         if (loggedIn_ && number != message::kUserauthBanner)
-            return {}; // RFC 4252, section 5.1: nothing of it matters any more.
+            return {}; // RFC 4252, section 5.1: ignored after the login.
         Status status = auth_.receive(payload);
         if (status.ok() && auth_.done() && !loggedIn_) {
             loggedIn_ = true;

@@ -8,9 +8,9 @@
 
 namespace ssh {
 
-// The client's end of an SSH connection without its socket: RFC 4253 with the parts above it. What the server
-// sent goes into `incoming()` and is worked off by `process()`; what is to be sent gathers in `outgoing()`.
-// It waits for nothing and knows no clock. After a failure it is of no further use.
+// The client's end of an SSH connection without a socket: RFC 4253 and the layers above. `process()` handles
+// the bytes in `incoming()`; bytes to be sent go to `outgoing()`. Never waits and knows no clock. After a
+// failure it can't go on.
 class SshProtocol {
 public:
     struct Setup {
@@ -21,28 +21,28 @@ public:
     };
     explicit SshProtocol(Setup setup);
 
-    Status start(); // Our version line; it doesn't wait for the server's.
+    Status start(); // Sends our version line, without waiting for the server's.
     Status process();
     Status idleWork() { return kex_ ? kex_->idleWork() : Status(); }
     ByteQueue& incoming() { return codec_.input(); }
     ByteQueue& outgoing() { return codec_.output(); }
-    // Bytes that wait to be taken out of `outgoing()`, or for the end of a key exchange to get there.
+    // Bytes in `outgoing()` and those that a key exchange holds back.
     std::size_t unsent() { return outgoing().size() + heldBytes_; }
 
-    // Keys are in use both ways, and user authentication has been asked for.
+    // Keys are in use in both directions, and user authentication has been requested.
     bool established() const { return kex_ && kex_->established(); }
     Status authenticate(Credentials credentials);
     const UserAuth& auth() const { return auth_; }
-    ChannelTable& channels() { return channels_; } // Once the user is logged in.
+    ChannelTable& channels() { return channels_; } // For use after the login.
     Status exchangeKeys() { return kex_ ? kex_->start() : Status(); }
     bool exchangingKeys() const { return kex_ && kex_->going(); }
-    void disconnect(); // Tells the server that we go.
+    void disconnect(); // Queues the message that ends the connection.
 
     const std::string& serverVersion() const { return serverVersion_; }
     const KeyExchange* keyExchange() const { return kex_.get(); } // Null before the server's version line.
 
 private:
-    Status takeVersionLine(bool& complete);
+    Result<bool> takeVersionLine(); // Whether all of it has come.
     Status receive(ByteView payload);
     Status receiveTransport(ByteView payload);
     Status receiveExtensions(ByteView body);
@@ -55,8 +55,8 @@ private:
     std::unique_ptr<KeyExchange> kex_;
     UserAuth auth_;
     ChannelTable channels_;
-    std::deque<Bytes> held_; // Messages that wait for the end of a key exchange.
-    std::size_t heldBytes_ = 0; // Of memory that they take.
+    std::deque<Bytes> held_; // Messages held back by a key exchange.
+    std::size_t heldBytes_ = 0; // Memory that these take.
     bool serviceRequested_ = false;
     bool loggedIn_ = false;
 };

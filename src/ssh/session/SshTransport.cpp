@@ -1,7 +1,5 @@
 #include "ssh/session/SshTransport.h"
 
-#include "ssh/transport/KnownHosts.h"
-
 #include <algorithm>
 
 namespace ssh {
@@ -13,7 +11,7 @@ constexpr std::chrono::milliseconds kSixHours{21600000};
 
 const Error kNotConnected{"There is no connection to a server."};
 
-// A name goes into the known hosts file, where blanks, commas and wildcards mean something.
+// The name is written to the known hosts file, where blanks, commas and wildcards have a meaning.
 bool isHostName(const std::string& host)
 {
     return !host.empty() && host.size() < 256 && std::all_of(host.begin(), host.end(), [](unsigned char c) {
@@ -61,15 +59,29 @@ Status SshTransport::connect(const std::string& host, int port)
         settings_.knownHosts.empty() ? KnownHosts::defaultPath() : settings_.knownHosts);
     SshProtocol::Setup setup{settings_.clientVersion, settings_.algorithms, {}, log_};
     setup.algorithms.knownKeyTypes = knownHosts.keyTypes(host, port);
-    setup.acceptHostKey = [=](const PublicKey& key) { return knownHosts.accept(host, port, key); };
+    setup.acceptHostKey = [=, this](
+                              const PublicKey& key) { return acceptHostKey(knownHosts, host, port, key); };
     protocol_ = std::make_unique<SshProtocol>(std::move(setup));
-    ended_ = false;
+    ended_ = hostKeyIsNew_ = false;
 
     Result<Socket> socket = Socket::connect(host, port, deadline);
     if (!socket.ok())
         return fail(socket.error());
     socket_ = std::move(*socket);
     return handshake(deadline);
+}
+
+Status SshTransport::acceptHostKey(
+    const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key)
+{
+    const auto meeting = knownHosts.accept(host, port, key);
+    if (!meeting.ok())
+        return meeting.error();
+    hostKeyIsNew_ = *meeting == KnownHosts::Meeting::First;
+    if (hostKeyIsNew_)
+        log_("The host " + host + " is met for the first time. Its key has been recorded: " + key.type() + " "
+            + key.fingerprint());
+    return {};
 }
 
 Status SshTransport::handshake(Deadline deadline)
@@ -90,9 +102,9 @@ void SshTransport::disconnect()
     if (socket_.isOpen() && protocol_) {
         try {
             protocol_->disconnect();
-            (void)SshTransport::flush(); // By its full name: a destructor gets here too.
+            (void)SshTransport::flush(); // Not virtual: the destructor calls this too.
         } catch (const std::exception&) {
-            // A farewell that there is no memory for isn't worth the process, which a destructor would end.
+            // Out of memory. An exception would end the process when the destructor calls this.
         }
     }
     socket_.close();
@@ -111,7 +123,7 @@ Status SshTransport::flush()
         if (*written == 0)
             break;
         outgoing.consume(*written);
-        moved_ = true;
+        written_ += *written;
     }
     return {};
 }
@@ -129,20 +141,23 @@ Status SshTransport::readAvailable()
 
 Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
 {
-    // A broken pipe may leave the server's reason behind it, to be read first.
+    // When sending fails, the server's reason may still be there to read.
     const Status sent = flush();
     if (!socket_.isOpen())
         return kNotConnected;
     const Status worked = protocol_->idleWork();
     if (!worked.ok())
         return fail(worked.error()).error();
-    const auto event = socket_.wait(!protocol_->outgoing().empty() && sent.ok(), deadline);
+    const bool blocked = !protocol_->outgoing().empty() && sent.ok();
+    const std::uint64_t before = written_;
+    const auto event = socket_.wait(blocked, deadline);
     if (!event.ok())
         return fail(event.error()).error();
     if (*event == Socket::Event::TimedOut)
         return Progress::TimedOut;
     const Status read = readAvailable();
     (void)flush();
+    moved_ = moved_ || (blocked && written_ > before);
     if (!read.ok())
         return fail(read.error()).error();
     if (!sent.ok())
@@ -162,7 +177,7 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
         const Result<Progress> progress = moveBytes(deadline);
         if (!progress.ok())
             return progress.error();
-        // The clock is asked as well: a server that keeps talking doesn't hold a deadline up.
+        // Checked in any case: a server that keeps sending must not extend the deadline.
         if (*progress == Progress::TimedOut || Clock::now() >= deadline)
             return {};
     }
@@ -190,7 +205,7 @@ Status SshTransport::authenticate(Credentials credentials)
     if (!connected())
         return kNotConnected;
     if (authenticated())
-        return {};
+        return Error{"A user is logged in on this connection already."};
     Status begun = protocol_->authenticate(std::move(credentials));
     if (!begun.ok())
         return begun;

@@ -78,7 +78,7 @@ Status UserAuth::receive(ByteView payload)
         return {};
     case message::kUserauthFailure:
         return receiveFailure(body);
-    case message::kUserauthInfoRequest: // The number means something else to each method.
+    case message::kUserauthInfoRequest: // Its meaning depends on the method.
         if (state_ == State::Interactive)
             return receiveInfoRequest(body);
         if (state_ == State::Password) {
@@ -147,7 +147,7 @@ Status UserAuth::sendInteractive()
 Status UserAuth::receiveInfoRequest(ByteView body)
 {
     WireReader reader(body);
-    reader.string(); // A name, an instruction and a language, all for a person.
+    reader.string(); // Name, instruction and language, meant for a person.
     reader.string();
     reader.string();
     const std::uint32_t count = reader.uint32();
@@ -159,14 +159,14 @@ Status UserAuth::receiveInfoRequest(ByteView body)
     answer.uint32(count);
     for (std::uint32_t i = 0; i < count; ++i) {
         reader.string();
-        // An answer that may be shown on the screen isn't a password.
+        // A question whose answer may be shown doesn't ask for a password.
         const bool shown = reader.boolean();
         answer.string(shown ? ByteView() : ByteView(credentials_.password));
     }
     return reader.ok() ? send_(answer) : malformedLogin();
 }
 
-// RFC 8332, section 3.3: SHA-2 where the server says that it takes it, else the settled SHA-1.
+// RFC 8332, section 3.3: SHA-2 if the server says that it accepts it, else SHA-1.
 const SignatureInfo& UserAuth::signatureForKey() const
 {
     if (credentials_.key->type() == "ssh-rsa")

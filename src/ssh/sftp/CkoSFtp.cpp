@@ -118,7 +118,7 @@ std::optional<CkoDate> CkoSFtp::GetFileCreateTime(
     const auto attr = impl_->attributes(pathOrHandle, bFollowLinks, bIsHandle);
     if (!attr)
         return std::nullopt;
-    // A date is the proof that the file exists, so there is one even where the server tells none.
+    // Callers take a date for the proof that the file exists, so there must always be one.
     return dateFrom(attr->createTime.value_or(attr->modifyTime.value_or(0)));
 }
 

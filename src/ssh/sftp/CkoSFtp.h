@@ -9,9 +9,9 @@ namespace ssh {
 
 class ClsSFtp;
 
-// An SSH connection with one SFTP subsystem. See CkoConnection for what holds of every call. Remote paths are
-// relative to the login's home directory unless absolute; a handle is an opaque non-empty string. Files of
-// any size pass through a few megabytes of memory.
+// An SSH connection with one SFTP subsystem. See CkoConnection for the rules of all calls. Remote paths are
+// relative to the login's home directory unless absolute; a handle is an opaque non-empty string. Transfers
+// need less than 32 MB of memory, whatever the size of the file.
 class CkoSFtp : public CkoConnection {
 public:
     CkoSFtp();
@@ -19,14 +19,13 @@ public:
 
     bool InitializeSftp(); // Opens the channel, starts the subsystem, negotiates the version.
     int ProtocolVersion() const; // From 3 to 6; 0 before InitializeSftp.
-    void setForceV3(bool on); // Offers version 3 alone. Before InitializeSftp, as the next one.
+    void setForceV3(bool on); // Offers only version 3. This and the next before InitializeSftp.
     void setUploadChunkSize(int bytes); // 32000 unless set.
     void setIncludeDotDirs(bool on); // Whether ReadDir keeps "." and ".."; off unless set.
-    void setEnableCache(bool on); // Remembers attributes until something is changed; off unless set.
+    void setEnableCache(bool on); // Keeps attributes until a call changes something; off unless set.
 
-    std::optional<std::string> OpenDir(const std::string& path); // Null when it is no readable directory.
-    // The whole directory, to the end of the listing; null for a null handle. Names that aren't bare are left
-    // out.
+    std::optional<std::string> OpenDir(const std::string& path); // Null unless it is a readable directory.
+    // The whole directory; null for a null handle. Leaves out names with a slash.
     std::shared_ptr<CkoSFtpDir> ReadDir(const std::optional<std::string>& handle);
     bool CloseHandle(const std::string& handle);
     bool CreateDir(const std::string& path); // One level.
@@ -35,8 +34,8 @@ public:
     // "openExisting", "openOrCreate", "truncateExisting".
     std::optional<std::string> OpenFile(
         const std::string& path, const std::string& access, const std::string& createDisp);
-    // At most so many bytes from the handle's position, taken as text in the charset ("us-ascii", "utf-8" or
-    // what the system knows), as UTF-8. Empty at the end of the file, null on failure.
+    // At most so many bytes from the handle's position, converted from the charset ("us-ascii", "utf-8" or
+    // another that iconv knows) to UTF-8. Empty at the end of the file, null on failure.
     std::optional<std::string> ReadFileText(
         const std::string& handle, std::int64_t numBytes, const std::string& charset);
     bool WriteFileBytes(const std::string& handle, std::span<const std::uint8_t> data); // At its position.
@@ -44,16 +43,16 @@ public:
     bool UploadFileByName(const std::string& remoteFilePath, const std::string& localFilePath);
     bool ResumeUploadFileByName(const std::string& remoteFilePath, const std::string& localFilePath);
     bool DownloadFileByName(const std::string& remoteFilePath, const std::string& localFilePath);
-    // Appends to the local file from an offset equal to its size; with no local file the same as a download.
-    // After a failure, what the local file holds is what the remote one begins with.
+    // Continues at the local file's size; without a local file the same as a download. Fails when the local
+    // file is longer than the remote one. After a failure, the local file is the beginning of the remote one.
     bool ResumeDownloadFileByName(const std::string& remoteFilePath, const std::string& localFilePath);
 
-    // The string is a path, or with `bIsHandle` a handle. Without `bFollowLinks`, a link itself is meant.
+    // The string is a path, or with `bIsHandle` a handle. Without `bFollowLinks`, a link is not followed.
     int GetFilePermissions(
-        const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle); // Or negative.
+        const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle); // Negative on failure.
     std::int64_t GetFileSize64(
-        const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle); // Likewise.
-    // Null when the path doesn't exist. A server that keeps no creation times gives another date of the file.
+        const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle); // Negative on failure.
+    // Null when the path doesn't exist. Where the server has no creation time, another date of the file.
     std::optional<CkoDate> GetFileCreateTime(
         const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle);
     std::optional<CkoDate> GetFileLastModified(

@@ -12,14 +12,14 @@ namespace ssh {
 
 struct SFtpEntry;
 
-// One entry of a directory listing. It belongs to nobody and may outlive the listing.
+// One entry of a directory listing. It may outlive the listing.
 class CkoSFtpFile {
 public:
     CkoSFtpFile(std::shared_ptr<const std::vector<SFtpEntry>> entries, std::size_t index);
 
-    std::string Filename() const; // Bare.
-    std::int64_t Size64() const; // Bytes; negative when the server doesn't tell.
-    int Permissions() const; // The twelve lower mode bits; 0 when the server doesn't tell.
+    std::string Filename() const; // Without a directory.
+    std::int64_t Size64() const; // Bytes; negative when unknown.
+    int Permissions() const; // The lower twelve mode bits; 0 when unknown.
     bool IsDirectory() const;
     bool IsRegular() const;
     bool IsSymLink() const;

@@ -1,7 +1,7 @@
 #include "ssh/sftp/ClsSFtp.h"
 
 #include "ssh/crypto/TextConversion.h"
-#include "ssh/sftp/LocalFile.h"
+#include "ssh/sftp/DownloadTarget.h"
 #include "ssh/sftp/SFtpTransfer.h"
 
 #include <algorithm>
@@ -10,8 +10,8 @@ namespace ssh {
 
 namespace {
 
-// The window that a download may fill: what a line of 200 MB/s holds in 80 ms. A server that answers out of
-// order can make us keep as much.
+// The window of a download: 200 MB/s times a round trip of 80 ms. It is also the most that is kept in memory
+// when replies come out of order.
 constexpr std::uint32_t kOpenWindow = 16 * 1024 * 1024;
 
 TransportSettings fileDefaults()
@@ -49,6 +49,19 @@ const Row* findByName(const Row (&rows)[Count], std::string_view name)
     const auto* row =
         std::find_if(std::begin(rows), std::end(rows), [&](const Row& at) { return at.name == name; });
     return row == std::end(rows) ? nullptr : row;
+}
+
+// Skips the bytes that the remote file has already.
+Status skip(platform::File& local, std::uint64_t count)
+{
+    const auto size = local.size();
+    const Status moved = size.ok() ? local.seek(count) : Status(size.error());
+    if (!moved.ok())
+        return localFailure(moved.error());
+    if (*size < count)
+        return Error{"The remote file has " + std::to_string(count) + " bytes and the local one "
+            + std::to_string(*size) + ": it isn't the beginning of the local one, and stays as it is."};
+    return {};
 }
 
 } // namespace
@@ -121,7 +134,7 @@ Result<ClsSFtp::Handle*> ClsSFtp::find(const std::string& handle)
     return &at->second;
 }
 
-// Handles of the server may be any bytes, none at all included.
+// The server's handles may be any bytes, even none, so that callers get names of ours.
 std::string ClsSFtp::remember(Bytes remote)
 {
     std::string name = "handle-" + std::to_string(nextHandle_++);
@@ -250,20 +263,19 @@ Status ClsSFtp::download(const std::string& remotePath, const std::string& local
     const auto remote = (*at)->openFile(remotePath, SFtpAccess::Read, SFtpDisposition::OpenExisting);
     if (!remote.ok())
         return remote.error();
-    // Only now: a remote file that isn't there must not cost the local one.
-    auto local = LocalFile::open(localPath, resuming ? LocalFile::Mode::Append : LocalFile::Mode::Replace);
-    const auto from = local.ok() ? local->size() : Result<std::uint64_t>(local.error());
-    Status status = from.ok() ? Status() : Status(from.error());
+    auto local = DownloadTarget::create(
+        localPath, resuming ? DownloadTarget::Mode::Resume : DownloadTarget::Mode::Replace);
+    Status status = local.ok() ? Status() : Status(local.error());
     if (status.ok()) {
-        SFtpDownload transfer(
-            **at, *remote, *from, std::nullopt, [&](ByteView data) { return local->write(data); });
+        SFtpDownload transfer(**at, *remote, local->resumedAt(), std::nullopt,
+            [&](ByteView data) { return local->write(data, transfer.attr()); });
         status = transfer.run();
-        // What has come stays, for a later call to go on from.
-        const Status closed = local->close();
         if (status.ok())
-            status = closed;
+            status = local->finish(transfer.attr());
+        else
+            (void)local->close();
     }
-    (*at)->closeHandleWithoutWaiting(*remote); // Nothing depends on it when the data is there.
+    (*at)->closeHandleWithoutWaiting(*remote); // The data is complete: nothing depends on the answer.
     const Status flushed = transport_.flush();
     return status.ok() ? flushed : status;
 }
@@ -273,10 +285,10 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
     const auto at = session();
     if (!at.ok())
         return at.error();
-    // First, because opening the remote one empties it.
-    auto local = LocalFile::open(localPath, LocalFile::Mode::Read);
+    // First the local file, because opening the remote one empties it.
+    auto local = platform::File::open(localPath, platform::File::Mode::Read);
     if (!local.ok())
-        return local.error();
+        return localFailure(local.error());
     const auto remote = (*at)->openFile(remotePath, SFtpAccess::Write,
         resuming ? SFtpDisposition::OpenOrCreate : SFtpDisposition::CreateTruncate);
     if (!remote.ok())
@@ -286,11 +298,13 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
     if (resuming) {
         const auto attr = (*at)->attributes(sftp::kFstat, *remote);
         from = attr.ok() ? attr->size.value_or(0) : 0;
-        status = attr.ok() ? local->seek(from) : Status(attr.error());
+        status = attr.ok() ? skip(*local, from) : Status(attr.error());
     }
     if (status.ok()) {
-        SFtpUpload transfer(
-            **at, *remote, from, [&](std::span<std::uint8_t> into) { return local->read(into); });
+        SFtpUpload transfer(**at, *remote, from, [&](std::span<std::uint8_t> into) {
+            auto count = local->read(into);
+            return count.ok() ? count : Result<std::size_t>(localFailure(count.error()));
+        });
         status = transfer.run(true);
     }
     if (!status.ok()) {

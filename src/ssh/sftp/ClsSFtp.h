@@ -36,7 +36,7 @@ public:
 private:
     struct Handle {
         Bytes remote;
-        std::uint64_t position = 0; // Of the next byte to be read or written.
+        std::uint64_t position = 0; // Of the next byte to read or write.
     };
     void letGo() override;
     Result<SFtpSession*> session() const;

@@ -8,8 +8,7 @@
 
 namespace ssh {
 
-// Seconds since 1970, of whatever size, as a date of the system's clock, which reaches some 290 years either
-// way.
+// Seconds since 1970 as a date, cut to the range of the system's clock, some 290 years either way.
 inline std::optional<CkoDate> dateFrom(std::optional<std::int64_t> seconds)
 {
     constexpr std::int64_t kMost = 9'000'000'000;

@@ -8,11 +8,10 @@ namespace ssh {
 namespace {
 
 constexpr std::uint64_t kUnknown = std::numeric_limits<std::uint64_t>::max();
-// As long as it isn't known how long the file is, and how much the server gives for one request, many of them
-// may be wasted.
+// Until the file's length and the server's limit for one reply are known, more requests would be wasted.
 constexpr std::size_t kSlotsAtFirst = 4;
 constexpr std::uint32_t kLeastReadChunk = 1024;
-// A server that answers in crumbs and out of order makes us keep a slot for each of them.
+// Each reply that arrives out of order needs a slot, however small it is.
 constexpr std::size_t kMostSlots = std::size_t{16} * 1024;
 
 } // namespace
@@ -20,7 +19,7 @@ constexpr std::size_t kMostSlots = std::size_t{16} * 1024;
 SFtpDownload::SFtpDownload(SFtpSession& session, ByteView handle, std::uint64_t from,
     std::optional<std::uint64_t> length, Output output)
     : session_(session), handle_(copyOf(handle)), output_(std::move(output)), position_(from), next_(from),
-      end_(length && *length < kUnknown - from ? from + *length : kUnknown), sizeTrusted_(length.has_value()),
+      end_(length && *length < kUnknown - from ? from + *length : kUnknown), endKnown_(length.has_value()),
       chunk_(session.limits().readChunk)
 { }
 
@@ -29,14 +28,14 @@ SFtpDownload::~SFtpDownload()
     for (const Slot& slot : slots_)
         if (!slot.arrived)
             session_.abandon(slot.id);
-    if (sizeRequest_)
-        session_.abandon(*sizeRequest_);
+    if (attrRequest_)
+        session_.abandon(*attrRequest_);
 }
 
 std::size_t SFtpDownload::mostSlots() const
 {
     std::size_t most =
-        sizeTrusted_ && answered_ ? session_.openWindow() / session_.limits().readChunk : kSlotsAtFirst;
+        endKnown_ && answered_ ? session_.openWindow() / session_.limits().readChunk : kSlotsAtFirst;
     if (session_.limits().readSlots)
         most = std::min(most, session_.limits().readSlots);
     return std::max<std::size_t>(most, 1);
@@ -44,7 +43,7 @@ std::size_t SFtpDownload::mostSlots() const
 
 Status SFtpDownload::run()
 {
-    Status status = sizeTrusted_ ? Status() : askForSize();
+    Status status = endKnown_ ? Status() : askForAttributes();
     if (status.ok())
         status = sendNewRequests();
     if (!status.ok())
@@ -57,9 +56,8 @@ Status SFtpDownload::run()
         [this] { return finished(); });
 }
 
-// The size spares the question for more behind the last byte. It goes out with the first reads, and isn't
-// waited for.
-Status SFtpDownload::askForSize()
+// Knowing the size saves a read behind the last byte. Sent together with the first reads.
+Status SFtpDownload::askForAttributes()
 {
     WireWriter body;
     body.string(handle_);
@@ -68,7 +66,7 @@ Status SFtpDownload::askForSize()
     const auto id = session_.send(sftp::kFstat, body);
     if (!id.ok())
         return id.error();
-    sizeRequest_ = *id;
+    attrRequest_ = *id;
     return {};
 }
 
@@ -96,16 +94,16 @@ Status SFtpDownload::sendNewRequests()
 
 Status SFtpDownload::receive(const SFtpSession::Reply& reply)
 {
-    if (sizeRequest_ && reply.id == *sizeRequest_)
-        return receiveSize(reply);
+    if (attrRequest_ && reply.id == *attrRequest_)
+        return receiveAttributes(reply);
     const auto slot =
         std::find_if(slots_.begin(), slots_.end(), [&](const Slot& at) { return at.id == reply.id; });
     if (slot == slots_.end() || slot->arrived)
         return SFtpSession::malformed();
     if (session_.isEndOfFile(reply)) {
-        // Whatever was asked for from here on isn't there.
+        // The file ends at or before this offset.
         end_ = std::min(end_, slot->offset);
-        sizeTrusted_ = true;
+        endKnown_ = true;
         slots_.erase(slot);
         return putOutArrived();
     }
@@ -117,18 +115,21 @@ Status SFtpDownload::receive(const SFtpSession::Reply& reply)
     return receiveData(slot, reply);
 }
 
-Status SFtpDownload::receiveSize(const SFtpSession::Reply& reply)
+Status SFtpDownload::receiveAttributes(const SFtpSession::Reply& reply)
 {
-    sizeRequest_.reset();
-    SFtpFileAttr attr;
+    attrRequest_.reset();
     WireReader reader(reply.body);
-    // Files that are made up as they are read tell a size of 0; they, and servers that tell none, are read
-    // until the server says that there is no more.
-    if (reply.type != sftp::kAttrs || !attr.read(reader, session_.version()) || attr.size.value_or(0) == 0)
-        return {};
-    end_ = std::min(end_, *attr.size);
-    sizeTrusted_ = true;
-    return {};
+    if (reply.type == sftp::kAttrs)
+        attr_ = SFtpFileAttr::read(reader, session_.version()).value_or(SFtpFileAttr());
+    if (attr_.type == SFtpFileAttr::Type::Directory)
+        return Error{"It is a directory."};
+    // Generated files, as in /proc, have a size of 0: they, and files without a size, are read until the
+    // server reports the end.
+    if (attr_.size.value_or(0) > 0) {
+        end_ = std::min(end_, *attr_.size);
+        endKnown_ = true;
+    }
+    return putOutArrived();
 }
 
 Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply)
@@ -142,16 +143,16 @@ Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession:
     slot->arrived = true;
     answered_ = true;
     const auto got = static_cast<std::uint32_t>(data.size());
-    const bool isFirst = slot == slots_.begin();
+    const bool isNext = slot == slots_.begin() && !attrRequest_;
     const std::uint64_t end = slot->offset + got;
-    if (!isFirst)
+    if (!isNext)
         slot->data = copyOf(data);
     if (got < slot->length && end < end_) {
-        Status again = askAgain(slot, got); // May move the slots.
+        Status again = askAgain(slot, got); // Invalidates `slot`.
         if (!again.ok())
             return again;
     }
-    if (!isFirst)
+    if (!isNext)
         return {};
     const std::uint64_t wanted = end_ > position_ ? end_ - position_ : 0;
     Status put = output_(data.first(static_cast<std::size_t>(std::min<std::uint64_t>(got, wanted))));
@@ -162,14 +163,13 @@ Status SFtpDownload::receiveData(const Slots::iterator& slot, const SFtpSession:
     return putOutArrived();
 }
 
-// A short read asks for its rest; the next requests ask for what this server is willing to give.
+// Requests the rest of a short read. Later requests ask for as much as this server gives.
 Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
 {
     if (slots_.size() >= kMostSlots)
         return Error{"The server answers in pieces that are too small to be kept."};
     const std::uint32_t missing = slot->length - got;
     const std::uint64_t offset = slot->offset + got;
-    slot->length = got;
     chunk_ = std::clamp(got, kLeastReadChunk, chunk_);
     auto rest = request(offset, missing);
     if (!rest.ok())
@@ -180,7 +180,7 @@ Status SFtpDownload::askAgain(const Slots::iterator& slot, std::uint32_t got)
 
 Status SFtpDownload::putOutArrived()
 {
-    while (!slots_.empty() && slots_.front().arrived && position_ < end_) {
+    while (!attrRequest_ && !slots_.empty() && slots_.front().arrived && position_ < end_) {
         const Slot& slot = slots_.front();
         const auto count =
             static_cast<std::size_t>(std::min<std::uint64_t>(slot.data.size(), end_ - position_));

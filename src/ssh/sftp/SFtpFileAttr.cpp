@@ -124,17 +124,17 @@ void readVersion4(SFtpFileAttr& attr, WireReader& reader, std::uint32_t flags, i
 
 } // namespace
 
-bool SFtpFileAttr::read(WireReader& reader, int version)
+std::optional<SFtpFileAttr> SFtpFileAttr::read(WireReader& reader, int version)
 {
-    *this = {};
+    SFtpFileAttr attr;
     const std::uint32_t flags = reader.uint32();
     if (version <= 3)
-        readVersion3(*this, reader, flags);
+        readVersion3(attr, reader, flags);
     else
-        readVersion4(*this, reader, flags, version);
+        readVersion4(attr, reader, flags, version);
     if (flags & kExtended)
         skipExtensions(reader);
-    return reader.ok();
+    return reader.ok() ? std::optional(attr) : std::nullopt;
 }
 
 void SFtpFileAttr::write(WireWriter& writer, int version) const

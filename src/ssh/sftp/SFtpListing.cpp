@@ -4,7 +4,7 @@ namespace ssh {
 
 namespace {
 
-// A directory that never ends must not fill our memory.
+// A server may send an endless directory.
 constexpr std::size_t kMostEntries = 200000;
 constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
 
@@ -18,10 +18,11 @@ Status takeNames(
         entry.name = session.nameFromServer(reader.string());
         if (session.version() <= 3)
             reader.string(); // The line that "ls -l" would show.
-        entry.attr.read(reader, session.version());
-        if (!reader.ok())
+        auto attr = SFtpFileAttr::read(reader, session.version());
+        if (!attr)
             return SFtpSession::malformed();
-        // A bare name is promised, and callers make local paths of it: a server must not lead them elsewhere.
+        entry.attr = std::move(*attr);
+        // Callers make local paths of names: a server must not lead them into another directory.
         if (entry.name.empty() || entry.name.find('/') != std::string::npos
             || entry.name.find('\0') != std::string::npos)
             continue;
@@ -51,7 +52,7 @@ Result<std::vector<SFtpEntry>> readListing(SFtpSession& session, ByteView handle
         const Status taken = takeNames(session, reply->body, includeDotDirs, entries);
         if (!taken.ok())
             return taken.error();
-        // The bytes are counted too: a server can fill replies with names that are dropped, without an end.
+        // Count the bytes too: a server can send names without end that are all dropped.
         bytes += reply->body.size() + 64;
         if (entries.size() > kMostEntries || bytes > kMostBytes)
             return Error{"The directory has more entries than can be listed."};

@@ -5,12 +5,12 @@
 namespace ssh {
 
 struct SFtpEntry {
-    std::string name; // Bare, UTF-8.
+    std::string name; // Without a slash, UTF-8.
     SFtpFileAttr attr;
 };
 
-// All entries of an open directory. Names that aren't bare are left out, and unless asked for "." and ".."; a
-// listing without an end is a failure.
+// All entries of an open directory. Leaves out names with a slash, and "." and ".." unless asked for. An
+// endless listing is a failure.
 Result<std::vector<SFtpEntry>> readListing(SFtpSession& session, ByteView handle, bool includeDotDirs);
 
 } // namespace ssh

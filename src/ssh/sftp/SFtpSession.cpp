@@ -9,9 +9,9 @@ namespace ssh {
 namespace {
 
 constexpr std::uint32_t kReplyLengthField = 4;
-// Longer than any reply to what is asked here: directory listings are the longest.
+// Longer than any reply to our requests; directory listings are the longest.
 constexpr std::uint32_t kLongestReply = 1024 * 1024;
-// Enough under way to keep socket and server busy.
+// Bytes that keep socket and server busy.
 constexpr std::size_t kEnoughUnsent = std::size_t{512} * 1024;
 
 // Servers that mishandle an offer of more than version 3.
@@ -78,7 +78,7 @@ std::uint32_t openFlags3(SFtpAccess access, SFtpDisposition disposition)
 }
 
 // Draft 05, section 6.3, and draft 13, section 8.1.1: the access mask of versions 5 and 6. The disposition is
-// the number itself there.
+// sent as its number there.
 std::uint32_t accessMask5(SFtpAccess access)
 {
     constexpr std::uint32_t kReadData = 0x1, kWriteData = 0x2, kReadAttributes = 0x80,
@@ -127,7 +127,7 @@ Result<std::unique_ptr<SFtpSession>> SFtpSession::open(ChannelHost& host, const 
 
 Status SFtpSession::negotiate()
 {
-    // The first message is on its way together with the request for the subsystem that will read it.
+    // Sent together with the request for the subsystem, which saves a round trip.
     Status status = host_.channels().requestSubsystem(channel_, "sftp");
     if (status.ok())
         status = host_.channels().write(channel_,
@@ -358,11 +358,11 @@ Result<SFtpFileAttr> SFtpSession::attributes(std::uint8_t type, ByteView target)
         const Status status = statusOf(*reply);
         return status.ok() ? malformed() : status.error();
     }
-    SFtpFileAttr attr;
-    WireReader reader(reply->body);
-    if (reply->type != sftp::kAttrs || !attr.read(reader, version_))
+    if (reply->type != sftp::kAttrs)
         return malformed();
-    return attr;
+    WireReader reader(reply->body);
+    auto attr = SFtpFileAttr::read(reader, version_);
+    return attr ? Result<SFtpFileAttr>(std::move(*attr)) : malformed();
 }
 
 Status SFtpSession::makeDirectory(const std::string& path)

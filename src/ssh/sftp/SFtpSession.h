@@ -32,7 +32,7 @@ constexpr std::uint32_t kOk = 0;
 constexpr std::uint32_t kEof = 1;
 } // namespace sftp
 
-// How a program wants a file opened; each version of the protocol says it in its own way.
+// How to open a file; each version of the protocol encodes it differently.
 enum class SFtpAccess { Read, Write, ReadWrite };
 enum class SFtpDisposition { CreateNew, CreateTruncate, OpenExisting, OpenOrCreate, TruncateExisting };
 
@@ -41,17 +41,17 @@ struct SFtpSettings {
     std::uint32_t uploadChunk = 32000; // Bytes.
 };
 
-// What a server takes, by its version line.
+// What is known about a server by its version line.
 struct SFtpServerLimits {
     int offeredVersion = 6;
-    std::uint32_t readChunk = 61440; // Most bytes asked for in one request; whole pages of the server's file.
-    std::size_t readSlots = 0; // Most read requests in flight; 0 for no limit of its own.
-    bool slowWindow = false; // Gives room in a small window only when all of it has been used.
+    std::uint32_t readChunk = 61440; // Most bytes to request at once; whole pages of the server's file.
+    std::size_t readSlots = 0; // Most read requests in flight; 0 for no such limit.
+    bool slowWindow = false; // Refills a small window only when all of it is used.
 };
 SFtpServerLimits limitsFor(std::string_view serverVersion);
 
-// One SFTP subsystem on a channel: requests out, replies in. Replies may come in any order; each is for a
-// request that was sent and not answered, or the session ends.
+// One SFTP subsystem on a channel: requests out, replies in. Replies may come in any order. A reply to a
+// request that wasn't sent, or was answered already, ends the session.
 class SFtpSession {
 public:
     struct Reply {
@@ -69,16 +69,16 @@ public:
     std::uint32_t serverWindow() const { return channel_.largestOutWindow; } // Bytes.
     std::uint32_t openWindow() const { return host_.openWindow(); }
 
-    // Sends a request with the two parts behind its id, without waiting. Gives the id.
+    // Sends a request whose body is the two parts, without waiting. Returns its id.
     Result<std::uint32_t> send(std::uint8_t type, ByteView head, ByteView tail = {});
-    void abandon(std::uint32_t id); // The reply to this request is of no interest any more.
-    // Sends a request and waits for its reply, whose body stays valid until the next call.
+    void abandon(std::uint32_t id); // The reply to this request will be dropped.
+    // Sends a request and waits for its reply. The body is valid until the next call.
     Result<Reply> ask(std::uint8_t type, ByteView body);
-    // Hands each reply to `handle` as it comes until `done`. With `ready`, returns to the caller as well
-    // whenever that says so; it is for a sender that waits for room.
+    // Calls `handle` for each reply until `done`. With `ready`, returns early when that is true: for a sender
+    // that waits for room.
     Status exchange(const std::function<Status(const Reply&)>& handle, const std::function<bool()>& done,
         const std::function<bool()>& ready = nullptr);
-    bool hasRoom() const; // Whether more should be sent now: little waits for window or socket.
+    bool hasRoom() const; // Little is waiting for window or socket: send more.
 
     // Requests that several callers make.
     Result<Bytes> openFile(const std::string& path, SFtpAccess access, SFtpDisposition disposition);
@@ -89,7 +89,7 @@ public:
     Status closeHandle(ByteView handle);
     void closeHandleWithoutWaiting(ByteView handle);
 
-    Status statusOf(const Reply& reply) const; // Success, or the server's reason; another type is a failure.
+    Status statusOf(const Reply& reply) const; // Success, or the server's reason.
     bool isEndOfFile(const Reply& reply) const;
     std::string nameToServer(const std::string& utf8) const;
     std::string nameFromServer(ByteView name) const;
@@ -101,7 +101,7 @@ private:
     { }
     Status negotiate();
     Status readVersion(ByteView body);
-    Result<bool> packetReady(); // Fails for a length that no reply has.
+    Result<bool> packetReady(); // Fails for an impossible length.
     Result<Bytes> handleFrom(const Result<Reply>& reply) const;
 
     ChannelHost& host_;
@@ -111,7 +111,7 @@ private:
     int version_ = 3;
     std::uint32_t nextId_ = 0;
     std::unordered_set<std::uint32_t> pending_; // Ids sent and not answered.
-    std::unordered_set<std::uint32_t> abandoned_; // Those among them whose replies are dropped.
+    std::unordered_set<std::uint32_t> abandoned_; // Pending ids whose replies will be dropped.
     Bytes replyBody_;
     std::string charset_; // Of names; empty for UTF-8.
 };

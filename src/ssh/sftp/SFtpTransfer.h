@@ -6,18 +6,20 @@
 
 namespace ssh {
 
-// Reads a remote file with several requests in flight. Replies may come in any order and short; what has come
-// in sequence goes to the output at once, and the rest waits, at most as much as was asked for.
+// Reads a remote file with several requests in flight. Replies may come in any order, and with less than was
+// asked for. Data goes to the output as soon as all before it has come; the rest waits, at most as much as
+// was asked for. When the whole file is read, its attributes come before the first output.
 class SFtpDownload {
 public:
     using Output = std::function<Status(ByteView)>;
 
-    // From `from` to the end of the file, or over `length` bytes at most.
+    // From offset `from` to the end of the file, or at most `length` bytes.
     SFtpDownload(SFtpSession& session, ByteView handle, std::uint64_t from,
         std::optional<std::uint64_t> length, Output output);
-    ~SFtpDownload(); // Replies still on their way are of no interest any more.
+    ~SFtpDownload(); // Replies that are still on their way will be dropped.
     Status run();
-    std::uint64_t position() const { return position_; } // Just past what has been put out.
+    std::uint64_t position() const { return position_; } // Offset just past the last output.
+    const SFtpFileAttr& attr() const { return attr_; } // Empty until the server has answered.
 
 private:
     struct Slot {
@@ -30,27 +32,28 @@ private:
     using Slots = std::deque<Slot>;
 
     Status sendNewRequests();
-    Status askForSize();
+    Status askForAttributes();
     Result<Slot> request(std::uint64_t offset, std::uint32_t length);
     Status receive(const SFtpSession::Reply& reply);
-    Status receiveSize(const SFtpSession::Reply& reply);
+    Status receiveAttributes(const SFtpSession::Reply& reply);
     Status receiveData(const Slots::iterator& slot, const SFtpSession::Reply& reply);
     Status askAgain(const Slots::iterator& slot, std::uint32_t got);
     Status putOutArrived();
     std::size_t mostSlots() const;
-    bool finished() const { return position_ >= end_; }
+    bool finished() const { return position_ >= end_ && !attrRequest_; }
 
     SFtpSession& session_;
     Bytes handle_;
     Output output_;
     std::uint64_t position_;
     std::uint64_t next_; // Offset of the next new request.
-    std::uint64_t end_; // Where the file is known or supposed to end.
-    bool sizeTrusted_ = false; // The end is told by the server or the caller, not just the largest number.
-    bool answered_ = false; // Some data has come.
-    std::optional<std::uint32_t> sizeRequest_;
+    std::uint64_t end_;
+    bool endKnown_ = false; // From the server or the caller; else `end_` is just the largest number.
+    bool answered_ = false; // Data has arrived.
+    std::optional<std::uint32_t> attrRequest_; // While it is pending, output waits.
+    SFtpFileAttr attr_;
     std::uint32_t chunk_;
-    Slots slots_; // By offset, without gaps, from `position_` on.
+    Slots slots_; // In order of offset, without gaps, from `position_` on.
 };
 
 // Writes a remote file with several requests in flight.
@@ -60,8 +63,8 @@ public:
 
     SFtpUpload(SFtpSession& session, ByteView handle, std::uint64_t from, Input input);
     ~SFtpUpload();
-    // Success once the server has confirmed every byte. With `closing`, the handle's close goes out behind
-    // the last byte, and its success belongs to the whole; after a failure the handle is still open.
+    // Succeeds when the server has confirmed every byte. With `closing`, the handle is closed behind the last
+    // byte, and that must succeed too; after a failure the handle is still open.
     Status run(bool closing);
     std::uint64_t position() const { return offset_; }
 
@@ -77,7 +80,7 @@ private:
     std::uint64_t offset_;
     std::size_t mostInFlight_;
     Bytes buffer_; // One chunk.
-    bool ended_ = false; // The input has.
+    bool ended_ = false; // End of the input.
     std::unordered_set<std::uint32_t> inFlight_;
 };
 

@@ -7,7 +7,7 @@ namespace ssh {
 namespace {
 
 constexpr std::size_t kMostBytesInFlight = std::size_t{8} * 1024 * 1024;
-constexpr std::uint32_t kRequestOverhead = 300; // What goes with a chunk, the longest handle included.
+constexpr std::uint32_t kRequestOverhead = 300; // Bytes beside the chunk, with the longest handle.
 constexpr std::uint32_t kLeastWriteChunk = 1024;
 constexpr std::uint32_t kMostWriteChunk = 128 * 1024;
 
@@ -19,12 +19,12 @@ SFtpUpload::SFtpUpload(SFtpSession& session, ByteView handle, std::uint64_t from
     std::uint32_t chunk = std::clamp(session.settings().uploadChunk, kLeastWriteChunk, kMostWriteChunk);
     const std::uint32_t window = session.serverWindow();
     const bool smallWindow = window < chunk + kRequestOverhead;
-    // Where the whole window is less than a write, writes are cut to fit into it: half of one would lie at
-    // the server until there is room for the rest.
+    // A write that doesn't fit into the server's window would be half sent until there is room: make writes
+    // fit.
     if (smallWindow)
         chunk = std::max(window > kRequestOverhead ? window - kRequestOverhead : 0, kLeastWriteChunk);
     mostInFlight_ = kMostBytesInFlight / chunk;
-    // And where the server gives room only when all of it is used, a second write would wait for the first.
+    // Such a server refills the window only when it is all used: send one write at a time.
     if (smallWindow && session.limits().slowWindow)
         mostInFlight_ = 1;
     buffer_.resize(chunk);

@@ -24,13 +24,13 @@ constexpr std::string_view kWodCipherNames =
 constexpr std::string_view kMacNames = "hmac-sha2-256,hmac-sha1,hmac-sha2-512,hmac-md5,hmac-ripemd160,none";
 constexpr std::string_view kCompressionNames = "zlib,zlib@openssh.com,none";
 
-// Behind the settled lists, for servers that refuse SHA-1 or know only newer names.
+// Offered behind the settled lists, for servers that refuse SHA-1 or know only newer names.
 constexpr std::string_view kLaterKeyExchangeNames =
     "curve25519-sha256,diffie-hellman-group14-sha256,diffie-hellman-group16-sha512";
 constexpr std::string_view kLaterHostKeyNames =
     "rsa-sha2-512,rsa-sha2-256,ssh-ed25519,ecdsa-sha2-nistp256,ecdsa-sha2-nistp384,ecdsa-sha2-nistp521";
 
-// Servers known to mishandle DSA host keys.
+// Servers that mishandle DSA host keys.
 constexpr std::string_view kPrefersRsa[] = {"FlowSsh", "XFB.Gateway", "RemotelyAnywhere"};
 
 void add(std::vector<std::string>& names, std::vector<std::string> more)
@@ -38,13 +38,32 @@ void add(std::vector<std::string>& names, std::vector<std::string> more)
     names.insert(names.end(), more.begin(), more.end());
 }
 
-std::vector<std::string> laterHostKeys(const std::vector<std::string>& knownKeyTypes)
+// The server shows the first of its keys whose type we list; only a recorded one can be compared.
+void putKnownFirst(std::vector<std::string>& names, const std::vector<std::string>& knownKeyTypes)
 {
-    std::vector<std::string> names = splitNames(kLaterHostKeyNames);
     std::stable_partition(names.begin(), names.end(), [&](const std::string& name) {
         return contains(knownKeyTypes, name.starts_with("rsa-") ? "ssh-rsa" : name);
     });
-    return names;
+}
+
+bool isWeakKeyExchange(std::string_view name)
+{
+    return name == "diffie-hellman-group1-sha1"; // A group of 1024 bits.
+}
+bool isWeakCipher(std::string_view name)
+{
+    return name.starts_with("arcfour");
+}
+bool isWeakMac(std::string_view name)
+{
+    return name == "hmac-md5" || name == "none";
+}
+
+void leaveOutWeak(AlgorithmOffer& offer)
+{
+    std::erase_if(offer.keyExchange, isWeakKeyExchange);
+    std::erase_if(offer.cipher, isWeakCipher);
+    std::erase_if(offer.mac, isWeakMac);
 }
 
 std::vector<std::string> ciphersFor(const AlgorithmSettings& settings, std::string_view serverVersion)
@@ -81,8 +100,12 @@ AlgorithmOffer offerFor(const AlgorithmSettings& settings, std::string_view serv
     if (!settings.settledOnly) {
         add(offer.keyExchange, splitNames(kLaterKeyExchangeNames));
         add(offer.keyExchange, {std::string(kExtInfoClient), std::string(kStrictClient)});
-        add(offer.hostKey, laterHostKeys(settings.knownKeyTypes));
+        add(offer.hostKey, splitNames(kLaterHostKeyNames));
     }
+    putKnownFirst(offer.hostKey, settings.knownKeyTypes);
+    offer.refusesWeak = settings.refuseWeak;
+    if (settings.refuseWeak)
+        leaveOutWeak(offer);
     return offer;
 }
 
@@ -136,8 +159,9 @@ Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& 
             });
         if (match == rows[i].ours.end())
             return Error{std::string("No ") + rows[i].what
-                + " algorithm in common with the server, which offers: " + printable(joinNames(theirs))
-                + "."};
+                + " algorithm in common with the server, which offers: " + printable(joinNames(theirs)) + "."
+                + (offer.refusesWeak ? " Weak ones are refused: a group of 1024 bits, arcfour, MD5, no MAC."
+                                     : "")};
         rows[i].chosen = *match;
     }
     choice.strict = contains(offer.keyExchange, kStrictClient) && contains(server.lists[0], kStrictServer);
@@ -146,6 +170,24 @@ Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& 
         && (server.lists[0].front() != offer.keyExchange.front()
             || server.lists[1].front() != offer.hostKey.front());
     return choice;
+}
+
+std::string weakParts(const AlgorithmChoice& choice)
+{
+    std::vector<std::string> parts;
+    if (isWeakKeyExchange(choice.keyExchange))
+        parts.push_back("key exchange " + choice.keyExchange);
+    for (const Way way : {kToServer, kToClient}) {
+        const std::string side = way == kToServer ? " to the server" : " from the server";
+        if (isWeakCipher(choice.cipher[way]))
+            parts.push_back("cipher " + choice.cipher[way] + side);
+        if (isWeakMac(choice.mac[way]))
+            parts.push_back("MAC " + choice.mac[way] + side);
+    }
+    std::string text;
+    for (const std::string& part : parts)
+        text += (text.empty() ? "" : ", ") + part;
+    return text;
 }
 
 bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn)

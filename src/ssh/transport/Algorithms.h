@@ -11,24 +11,28 @@
 
 namespace ssh {
 
-// What the owner of a connection settles about its algorithms before connecting.
+// The "settled" lists are the algorithms and the order that this client has always offered: an old server
+// gets the same choice as ever. Algorithms that came later are offered behind them.
 struct AlgorithmSettings {
     bool compression = true;
     bool counterModes = true;
-    std::string forceCipher; // Empty for the whole list.
-    bool settledOnly = false; // Leaves out what was added behind the settled lists for today's servers.
-    // Of the key types recorded for this host, each in the form of a key blob's name. Among the entries
-    // behind the settled ones they come first, so that the server shows a key that can be compared.
+    std::string forceCipher; // Offered alone, unless empty.
+    bool settledOnly = false; // Offers the settled lists alone.
+    // Leaves out a group of 1024 bits, arcfour, MD5 and "none" as a MAC, all of which are in the settled
+    // lists.
+    bool refuseWeak = false;
+    // Key types recorded for this host. They come first in the offer.
     std::vector<std::string> knownKeyTypes;
 };
 
-// The name lists of a SSH_MSG_KEXINIT, RFC 4253, section 7.1, each for both directions.
+// The name lists of our SSH_MSG_KEXINIT, RFC 4253, section 7.1; both directions get the same.
 struct AlgorithmOffer {
     std::vector<std::string> keyExchange; // With the markers for strict key exchange and extension info.
     std::vector<std::string> hostKey;
     std::vector<std::string> cipher;
     std::vector<std::string> mac;
     std::vector<std::string> compression;
+    bool refusesWeak = false; // Weak ones have been left out.
 };
 
 // Adjusts the lists to the server's version line.
@@ -38,7 +42,7 @@ constexpr std::string_view kExtInfoClient = "ext-info-c"; // RFC 8308, section 2
 constexpr std::string_view kStrictClient = "kex-strict-c-v00@openssh.com";
 constexpr std::string_view kStrictServer = "kex-strict-s-v00@openssh.com";
 
-// The two directions: from the client to the server, and back.
+// A direction.
 enum Way { kToServer, kToClient };
 
 struct AlgorithmChoice {
@@ -48,21 +52,24 @@ struct AlgorithmChoice {
     std::array<std::string, 2> mac;
     std::array<std::string, 2> compression;
     bool strict = false;
-    bool guessedWrong = false; // The server sent a first packet for another method: it is to be skipped.
+    bool guessedWrong = false; // The server has sent a first packet for another method: skip it.
 };
 
-// Whether packets are compressed that way under new keys: "zlib@openssh.com" waits for the login.
+// The weak parts of the choice for a person, as "MAC hmac-md5 to the server"; empty when there are none.
+std::string weakParts(const AlgorithmChoice& choice);
+
+// Whether packets in this direction are compressed. "zlib@openssh.com" starts after the login.
 bool compresses(const AlgorithmChoice& choice, Way way, bool loggedIn);
 
-// A SSH_MSG_KEXINIT as it came: its ten lists in wire order, and the flag of a guessed packet.
+// A received SSH_MSG_KEXINIT: its ten lists in wire order, and the flag of a guessed packet.
 struct KexInitLists {
     std::array<std::vector<std::string>, 10> lists;
     bool firstPacketFollows = false;
 };
 std::optional<KexInitLists> parseKexInit(ByteView payload);
-Bytes buildKexInit(const AlgorithmOffer& offer); // Parts of either end's; the language lists are empty.
+Bytes buildKexInit(const AlgorithmOffer& offer); // Of a client or a server; the language lists are empty.
 
-// Walks our own order and takes what the server lists too. The failure names the list without a match.
+// For each list, the first entry of ours that the server lists too. A failure names the list without a match.
 Result<AlgorithmChoice> choose(const AlgorithmOffer& offer, const KexInitLists& server);
 
 bool contains(const std::vector<std::string>& names, std::string_view name);

@@ -8,8 +8,8 @@ namespace ssh {
 
 namespace {
 
-// On a line where compression pays, the fastest level already saves most of the bytes, and a higher one would
-// make the processor the narrow place.
+// The fastest level saves most of the bytes already; with a higher one, the processor would be slower than
+// the line.
 constexpr int kLevel = 1;
 constexpr std::size_t kSpan = std::size_t{256} * 1024;
 constexpr std::size_t kSpansBetweenAttempts = 31;
@@ -63,7 +63,7 @@ Status Deflater::compress(ByteView head, ByteView body, Bytes& out)
         return Error{"Compression could not be set up."};
     const std::size_t before = out.size();
     std::size_t used = before;
-    // deflateBound leaves out what a flush adds, and a stored block of an older part may precede it.
+    // deflateBound doesn't count the flush, nor a stored block that is still to be written.
     out.resize(before + deflateBound(stream_.get(), static_cast<uLong>(head.size() + body.size())) + 64);
     if (levelChanges_)
         setLevel(out, used);
@@ -117,7 +117,7 @@ Status Inflater::decompress(ByteView packet, std::size_t limit, Bytes& out)
         stream_->avail_out = static_cast<uInt>(out.size() - used);
         const int result = inflate(stream_.get(), Z_SYNC_FLUSH);
         used = out.size() - stream_->avail_out;
-        // Z_BUF_ERROR says no more than that the packet held nothing further.
+        // Z_BUF_ERROR: the packet holds nothing more.
         if (result == Z_BUF_ERROR || (result == Z_OK && stream_->avail_out))
             break;
         if (result != Z_OK)

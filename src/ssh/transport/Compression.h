@@ -13,9 +13,8 @@ class Deflater {
 public:
     Deflater();
     ~Deflater();
-    // Appends the compressed form of the parts, taken as one payload. Data that doesn't get smaller is no
-    // longer searched for repetitions, and is looked at again from time to time: sending a file of packed
-    // numbers isn't slowed down for nothing.
+    // Appends the parts to `out`, compressed as one payload. When data doesn't get smaller, it is sent
+    // stored, and compression is tried again from time to time.
     Status compress(ByteView head, ByteView body, Bytes& out);
 
 private:
@@ -23,9 +22,9 @@ private:
     void adapt(std::size_t in, std::size_t out);
     void setLevel(Bytes& out, std::size_t& used);
     std::unique_ptr<Stream> stream_;
-    std::size_t inSpan_ = 0; // Bytes in and out since the level was last thought over.
+    std::size_t inSpan_ = 0; // Bytes in and out since adapt() last chose.
     std::size_t outSpan_ = 0;
-    std::size_t storedSpans_ = 0; // Spans sent as they are, since the last attempt at compressing.
+    std::size_t storedSpans_ = 0; // Since compression was last tried.
     bool storing_ = false;
     bool levelChanges_ = false; // From the next packet on.
 };
@@ -34,7 +33,7 @@ class Inflater {
 public:
     Inflater();
     ~Inflater();
-    // Appends the payload that one compressed packet holds; more than `limit` bytes is a failure.
+    // Appends the payload of one compressed packet. More than `limit` bytes is a failure.
     Status decompress(ByteView packet, std::size_t limit, Bytes& out);
 
 private:

@@ -5,7 +5,7 @@
 
 namespace ssh {
 
-// What a key exchange leaves behind: RFC 4253, section 7.2.
+// The results of a key exchange: RFC 4253, section 7.2.
 struct ExchangeSecrets {
     int hash; // A GCRY_MD_ number.
     ByteView secret;
@@ -13,7 +13,7 @@ struct ExchangeSecrets {
     ByteView sessionId; // The hash of the connection's first exchange.
 };
 
-// The keys of one direction, for either end of a connection. The names in `choice` are known ones.
+// The keys of one direction, for client or server. All names in `choice` must be known.
 Result<PacketCodec::Protection> deriveProtection(
     const AlgorithmChoice& choice, Way way, const ExchangeSecrets& secrets);
 

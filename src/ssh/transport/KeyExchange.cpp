@@ -26,6 +26,9 @@ Status KeyExchange::start()
     if (state_ != State::Idle)
         return {};
     offer_ = offerFor(setup_.algorithms, setup_.serverVersion);
+    if (offer_.cipher.empty())
+        return Error{
+            "The cipher \"" + setup_.algorithms.forceCipher + "\" is weak, and weak ones are refused."};
     for (const std::string& cipher : offer_.cipher)
         if (!findCipher(cipher))
             return Error{"The cipher \"" + cipher + "\" isn't one that can be used."};
@@ -70,8 +73,10 @@ Status KeyExchange::receiveInit(ByteView payload)
     if (!chosen.ok())
         return chosen.error();
     choice_ = std::move(*chosen);
+    if (const std::string weak = weakParts(choice_); !weak.empty())
+        setup_.log("The server's best choice is weak: " + weak + ".");
     if (established_)
-        choice_.strict = wasStrict; // Settled for the connection by its first exchange.
+        choice_.strict = wasStrict; // The first exchange decides for the whole connection.
     else if (choice_.strict && codec_.lastSequence() != 0)
         return Error{"The server sent something before its key exchange, which the strict form forbids."};
     skipsNext_ = choice_.guessedWrong;

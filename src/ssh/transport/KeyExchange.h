@@ -11,31 +11,32 @@
 namespace ssh {
 
 // The client's side of the key exchange: RFC 4253, sections 7 and 8, RFC 4419 (group exchange), RFC 5656 and
-// RFC 8731 (elliptic curves), with the strict form where the server knows it. Messages come in, answers go
-// into the codec; the first exchange and any later one go the same way.
+// RFC 8731 (elliptic curves), in the strict form where the server knows it. Takes messages; answers go into
+// the codec. Serves the first exchange and all later ones.
 class KeyExchange {
 public:
     struct Setup {
-        std::string clientVersion; // The version lines without line end.
+        std::string clientVersion; // Without line end.
         std::string serverVersion;
         AlgorithmSettings algorithms;
-        // Asked once the signature of the first exchange has been verified; a failure ends the connection.
+        // Called once, when the first exchange's signature has been verified. A failure ends the connection.
         std::function<Status(const PublicKey&)> acceptHostKey;
+        std::function<void(const std::string&)> log;
     };
     KeyExchange(PacketCodec& codec, Setup setup);
 
-    Status start(); // Sends our KEXINIT. No effect while an exchange is going on.
+    Status start(); // Sends our KEXINIT. No effect during an exchange.
     Status receive(ByteView payload); // A message with a number from 20 to 49.
 
     bool going() const { return state_ != State::Idle; }
-    // Between our KEXINIT and our NEWKEYS nothing but key exchange may be sent: RFC 4253, section 7.1.
+    // RFC 4253, section 7.1: between our KEXINIT and our NEWKEYS, only key exchange messages may be sent.
     bool holdsBackOthers() const { return state_ != State::Idle && state_ != State::AwaitsNewKeys; }
-    bool established() const { return established_; } // A first exchange is complete, both ways.
-    // In the strict form, nothing but key exchange may come before the first keys are in use.
+    bool established() const { return established_; } // The first exchange is complete in both directions.
+    // In the strict form, the server may only send key exchange messages before the first keys are in use.
     bool forbidsOthers() const { return choice_.strict && !established_; }
-    // Time-consuming checks that can go on while the server works on its answer; called when all is sent.
+    // Slow checks, to be called when everything is sent: the server works on its answer meanwhile.
     Status idleWork();
-    // The user is logged in: compression that waits for that begins.
+    // To be called after the login: starts the compression that waits for it.
     void authenticated();
 
     const Bytes& sessionId() const { return sessionId_; }
@@ -60,7 +61,7 @@ private:
     State state_ = State::Idle;
     bool established_ = false;
     bool authenticated_ = false;
-    bool skipsNext_ = false; // The server's wrong guess is still to come.
+    bool skipsNext_ = false; // The next message is the server's wrong guess.
     bool primeChecked_ = true;
     Bytes clientInit_;
     Bytes serverInit_;

@@ -1,30 +1,27 @@
 #include "ssh/transport/KnownHosts.h"
 
+#include "platform/files/File.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
+#include "platform/files/Places.h"
+
 #include <algorithm>
-#include <cctype>
-#include <cerrno>
-#include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
 
 namespace ssh {
 
 namespace {
 
+using platform::File;
+
+// ASCII letters only, in every locale.
 std::string lower(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(),
-        [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     return text;
 }
 
-// A host as the file names it.
+// The host's name in the file.
 std::string nameInFile(const std::string& host, int port)
 {
     std::string name = lower(host);
@@ -62,11 +59,11 @@ bool matchesHashed(const std::string& name, std::string_view field)
 {
     field.remove_prefix(3);
     const auto bar = field.find('|');
-    Bytes salt;
-    Bytes expected;
-    return bar != std::string_view::npos && fromBase64(field.substr(0, bar), salt)
-        && fromBase64(field.substr(bar + 1), expected)
-        && equal(hmac(GCRY_MD_SHA1, salt, {viewOf(name)}), expected);
+    if (bar == std::string_view::npos)
+        return false;
+    const auto salt = fromBase64(field.substr(0, bar));
+    const auto expected = fromBase64(field.substr(bar + 1));
+    return salt && expected && equal(hmac(GCRY_MD_SHA1, *salt, {viewOf(name)}), *expected);
 }
 
 bool matchesHost(const std::string& name, std::string_view field)
@@ -114,103 +111,47 @@ void consider(
         || (!marker.empty() && marker != "@revoked") || !matchesHost(name, field))
         return;
     const std::string_view type = takeWord(line);
-    Bytes recorded;
-    const bool readable = fromBase64(takeWord(line), recorded);
-    const bool same = readable && equal(recorded, blob);
+    const auto recorded = fromBase64(takeWord(line));
+    const bool same = recorded && equal(*recorded, blob);
     if (!marker.empty()) {
         if (same)
             record = {HostRecord::Verdict::Revoked, number, record.keyTypes};
         return;
     }
     record.keyTypes.emplace_back(type);
-    // A line that can't be read still says that the host is known: it never lets another key in.
+    // A line with a damaged key still makes the host a known one, so that no other key is accepted.
     if (same)
         record = {HostRecord::Verdict::Known, number, record.keyTypes};
     else if (record.verdict == HostRecord::Verdict::Unknown)
         record = {HostRecord::Verdict::Changed, number, record.keyTypes};
 }
 
-std::string systemReason()
+// A holder of the lock only reads the file and adds a line. One that keeps it longer must not use up our
+// caller's time limit.
+constexpr auto kLockLimit = std::chrono::seconds(1);
+constexpr std::uint64_t kMostBytes = std::uint64_t{64} * 1024 * 1024;
+
+Error cannotCheck(const Error& error)
 {
-    return std::strerror(errno);
+    return Error{"The host's key can't be checked, because the known hosts file " + error.text + "."};
 }
 
-// A descriptor that is closed, and a lock on it given back, at the end of the scope.
-class File {
-public:
-    explicit File(int descriptor) : descriptor_(descriptor) { }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    ~File()
-    {
-        if (descriptor_ >= 0)
-            close(descriptor_);
-    }
-    int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
-
-bool readAll(int descriptor, std::string& text)
+Result<std::string> readIfThere(const std::string& path)
 {
-    constexpr std::size_t kMostBytes = std::size_t{64} * 1024 * 1024;
-    char buffer[16384];
-    while (text.size() < kMostBytes) {
-        const ssize_t got = read(descriptor, buffer, sizeof buffer);
-        if (got == 0)
-            return true;
-        if (got < 0 && errno != EINTR)
-            return false;
-        if (got > 0)
-            text.append(buffer, static_cast<std::size_t>(got));
-    }
-    errno = EFBIG;
-    return false;
+    if (!platform::files::exists(path))
+        return std::string();
+    auto file = File::open(path, File::Mode::Read);
+    return file.ok() ? file->readAll(kMostBytes) : Result<std::string>(file.error());
 }
 
-// Whoever holds the lock only reads the file and adds a line. One that is held for longer is somebody's
-// fault, which our caller's time limits don't pay for.
-bool lockSoon(int descriptor)
+Status addLine(File& file, const std::string& text, const std::string& line)
 {
-    for (int attempt = 0; attempt < 200; ++attempt) {
-        if (flock(descriptor, LOCK_EX | LOCK_NB) == 0)
-            return true;
-        if (errno != EWOULDBLOCK && errno != EINTR)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
-}
-
-// Behind the `size` bytes that the file has. Half a line would keep the host out from then on: on a full
-// disk, none is left.
-bool addLine(int descriptor, std::string_view line, std::size_t size)
-{
-    while (!line.empty()) {
-        const ssize_t put = write(descriptor, line.data(), line.size());
-        if (put < 0 && errno != EINTR) {
-            const int reason = errno;
-            (void)!ftruncate(descriptor, static_cast<off_t>(size));
-            errno = reason;
-            return false;
-        }
-        if (put > 0)
-            line.remove_prefix(static_cast<std::size_t>(put));
-    }
-    return true;
-}
-
-void makeFolders(const std::string& path)
-{
-    for (auto slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
-        mkdir(path.substr(0, slash).c_str(), 0700); // A failure shows when the file is opened.
-}
-
-Error cannot(const std::string& what, const std::string& path)
-{
-    return Error{"The known hosts file " + path + " can't be " + what + " (" + systemReason()
-        + "), so the host's key can't be checked."};
+    // The last line of another program may have no end.
+    Status written = file.write((text.empty() || text.ends_with('\n') ? "" : "\n") + line + "\n");
+    if (written.ok())
+        return file.close();
+    (void)file.truncate(text.size()); // Half a line would refuse the host from now on.
+    return written;
 }
 
 Error refusal(
@@ -221,8 +162,10 @@ Error refusal(
     if (record.verdict == HostRecord::Verdict::Revoked)
         return Error{"The host " + name + " showed the key " + shown + ", which " + place
             + " marks as revoked. The connection was refused."};
-    return Error{"The host " + name + " showed the key " + shown + ", but is known under another one ("
-        + place
+    const bool isKnownType =
+        std::find(record.keyTypes.begin(), record.keyTypes.end(), key.type()) != record.keyTypes.end();
+    return Error{"The host " + name + " showed the key " + shown + ", but is known under "
+        + (isKnownType ? "another one" : "a key of another type") + " (" + place
         + "). Somebody may be listening in, or the host has a new key. The connection was refused. If the "
           "host's keeper confirms the new key, remove that line (or run: ssh-keygen -R '"
         + name + "' -f '" + path + "') and connect again."};
@@ -244,64 +187,46 @@ HostRecord lookUpHost(std::string_view text, const std::string& host, int port, 
 
 std::string KnownHosts::defaultPath()
 {
-    std::string home;
-    if (const char* variable = std::getenv("HOME"); variable && *variable) {
-        home = variable;
-    } else {
-        passwd entry{};
-        passwd* found = nullptr;
-        char buffer[4096];
-        if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &found) == 0 && found && found->pw_dir)
-            home = found->pw_dir;
-    }
-    return home.empty() ? std::string() : home + "/Library/Trelkind/known_hosts";
+    return platform::paths::appending(platform::Places::library(), "known_hosts");
 }
 
 std::vector<std::string> KnownHosts::keyTypes(const std::string& host, int port) const
 {
-    const File file(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
-    std::string text;
-    if (file.get() < 0 || !readAll(file.get(), text))
-        return {};
-    return lookUpHost(text, host, port, {}).keyTypes;
+    const auto text = readIfThere(path_);
+    return text.ok() ? lookUpHost(*text, host, port, {}).keyTypes : std::vector<std::string>();
 }
 
-Status KnownHosts::accept(const std::string& host, int port, const PublicKey& key) const
+Result<KnownHosts::Meeting> KnownHosts::accept(const std::string& host, int port, const PublicKey& key) const
 {
-    if (path_.empty())
-        return Error{"There is no place to remember host keys: the user has no home folder."};
-    const std::string name = nameInFile(host, port);
-    // Without the lock first: a host is mostly known, and a file that can only be read serves for that.
-    std::string text;
-    const File reading(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
-    if (reading.get() >= 0 ? !readAll(reading.get(), text) : errno != ENOENT)
-        return cannot("read", path_);
-    HostRecord record = lookUpHost(text, host, port, key.blob());
+    // Without the lock first: most hosts are known, and a read-only file serves for these.
+    auto text = readIfThere(path_);
+    if (!text.ok())
+        return cannotCheck(text.error());
+    HostRecord record = lookUpHost(*text, host, port, key.blob());
     if (record.verdict == HostRecord::Verdict::Known)
-        return {};
+        return Meeting::Known;
 
-    // Then under the lock: somebody else may just have met the host, and have been halfway through its line.
-    makeFolders(path_);
-    const File file(open(path_.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0600));
-    const bool locked = file.get() >= 0 && lockSoon(file.get());
-    if (locked) {
-        text.clear();
-        if (!readAll(file.get(), text))
-            return cannot("read", path_);
-        record = lookUpHost(text, host, port, key.blob());
+    // Then under the lock: another process may have met the host just now, and be halfway through its line.
+    // A folder that can't be made shows when the file is opened.
+    platform::files::createDirectories(
+        platform::paths::deletingLastComponent(path_), platform::files::kOwnersFolder);
+    auto file = File::open(path_, File::Mode::Append, platform::files::kOwnersFile);
+    const Status locked = file.ok() ? file->lock(kLockLimit) : Status(file.error());
+    if (locked.ok()) {
+        text = file->readAll(kMostBytes);
+        if (!text.ok())
+            return cannotCheck(text.error());
+        record = lookUpHost(*text, host, port, key.blob());
     }
+    const std::string name = nameInFile(host, port);
     if (record.verdict == HostRecord::Verdict::Known)
-        return {};
+        return Meeting::Known;
     if (record.verdict != HostRecord::Verdict::Unknown)
         return refusal(record, path_, name, key);
-    if (!locked)
-        return cannot("written", path_);
-    // Somebody's last line may have no end.
-    const std::string start = text.empty() || text.ends_with('\n') ? "" : "\n";
-    return addLine(
-               file.get(), start + name + " " + key.type() + " " + toBase64(key.blob()) + "\n", text.size())
-        ? Status()
-        : cannot("written", path_);
+    if (!locked.ok())
+        return cannotCheck(locked.error());
+    const Status added = addLine(*file, *text, name + " " + key.type() + " " + toBase64(key.blob()));
+    return added.ok() ? Result<Meeting>(Meeting::First) : cannotCheck(added.error());
 }
 
 } // namespace ssh

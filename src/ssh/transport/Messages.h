@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-// Message numbers of the SSH protocol: RFC 4250, section 4.1, with the later ones named beside them.
+// Message numbers of the SSH protocol: RFC 4250, section 4.1, and the RFCs named beside the later ones.
 namespace ssh::message {
 
 constexpr std::uint8_t kDisconnect = 1;

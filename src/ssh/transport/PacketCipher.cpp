@@ -1,5 +1,6 @@
 #include "ssh/transport/PacketCipher.h"
 
+#include "platform/Gcrypt.h"
 #include "ssh/crypto/Wire.h"
 
 namespace ssh {
@@ -62,6 +63,7 @@ PacketCipher& PacketCipher::operator=(PacketCipher&& other) noexcept
 
 Result<PacketCipher> PacketCipher::create(const CipherInfo& info, ByteView key, ByteView iv)
 {
+    platform::setUpGcrypt();
     PacketCipher cipher;
     cipher.blockSize_ = info.blockSize;
     gcry_error_t error = gcry_cipher_open(&cipher.handle_, info.algorithm, info.mode, GCRY_CIPHER_SECURE);
@@ -80,7 +82,7 @@ Result<PacketCipher> PacketCipher::create(const CipherInfo& info, ByteView key, 
     return cipher;
 }
 
-// In place and in whole blocks, libgcrypt has no reason to refuse.
+// libgcrypt doesn't fail in place and with whole blocks.
 void PacketCipher::encrypt(std::span<std::uint8_t> bytes)
 {
     if (handle_ && !bytes.empty())
@@ -102,6 +104,7 @@ PacketMac& PacketMac::operator=(PacketMac&& other) noexcept
 
 Result<PacketMac> PacketMac::create(const MacInfo& info, ByteView key)
 {
+    platform::setUpGcrypt();
     PacketMac mac;
     mac.size_ = info.size;
     if (info.size == 0)

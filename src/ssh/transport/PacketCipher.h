@@ -17,20 +17,20 @@ struct CipherInfo {
     std::size_t keySize; // Bytes.
     std::size_t blockSize; // Bytes; a stream cipher counts as 8, RFC 4253, section 6.
     std::size_t ivSize;
-    std::size_t discard; // RFC 4345: bytes of key stream thrown away before the first packet.
+    std::size_t discard; // RFC 4345: bytes of key stream to skip before the first packet.
 };
-const CipherInfo* findCipher(std::string_view name); // Null for a name that isn't spoken.
+const CipherInfo* findCipher(std::string_view name); // Null for an unknown name.
 
 // One MAC of the settled list: RFC 4253, section 6.4, and RFC 6668. The size of "none" is 0.
 struct MacInfo {
     std::string_view name;
     int algorithm; // A GCRY_MD_ number.
-    std::size_t size; // Bytes, of the key and of the code.
+    std::size_t size; // Bytes of the key and of the code.
 };
 const MacInfo* findMac(std::string_view name);
 
-// The cipher of one direction, working in place and keeping its state from packet to packet. Without a key it
-// leaves everything as it is.
+// The cipher of one direction. Works in place, and keeps its state from packet to packet. Without a key it
+// changes nothing.
 class PacketCipher {
 public:
     PacketCipher() = default;
@@ -48,7 +48,7 @@ private:
     std::size_t blockSize_ = 8;
 };
 
-// The MAC of one direction, over sequence number and plain packet (RFC 4253, section 6.4).
+// The MAC of one direction: RFC 4253, section 6.4, over the sequence number and the plain packet.
 class PacketMac {
 public:
     PacketMac() = default;
@@ -58,7 +58,7 @@ public:
     static Result<PacketMac> create(const MacInfo& info, ByteView key);
 
     std::size_t size() const { return size_; }
-    // The code, which stays valid until the next call; empty without a key.
+    // Valid until the next call; empty without a key.
     ByteView compute(std::uint32_t sequence, ByteView packet);
 
 private:

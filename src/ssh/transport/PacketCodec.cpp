@@ -19,7 +19,7 @@ constexpr std::size_t kMinimumPacket = 16;
 
 Status PacketCodec::countPacket(Direction& direction)
 {
-    // With a number used twice under one key, the MAC no longer tells a repeated packet from a new one.
+    // If a number were used twice under one key, a packet could be replayed.
     if (++direction.packets > 0xffffffffu)
         return Error{"The packet sequence number came round without new keys."};
     ++direction.sequence;

@@ -7,21 +7,20 @@
 
 namespace ssh {
 
-// The binary packet protocol of RFC 4253, section 6, for either end of a connection. It takes and gives bytes
-// and knows no socket: what arrives is put into `input()`, `next()` takes packets out of it; `seal()` appends
-// packets to `output()`. One thread.
+// The binary packet protocol of RFC 4253, section 6, for client or server, on bytes without a socket:
+// `next()` takes packets out of `input()`, and `seal()` appends packets to `output()`. One thread at a time.
 class PacketCodec {
 public:
-    // Bytes in a packet, and in its payload after decompression. RFC 4253, section 6.1, asks for 35000.
+    // Most bytes of a packet, and of a decompressed payload. RFC 4253, section 6.1, asks for at least 35000.
     static constexpr std::size_t kMaximumPacket = std::size_t{256} * 1024;
 
-    // What one direction works with after a key exchange.
+    // The keys of one direction.
     struct Protection {
         PacketCipher cipher;
         PacketMac mac;
     };
 
-    // Sequence numbers start at 0 on a real connection.
+    // A test may start near the end of the sequence numbers.
     explicit PacketCodec(std::uint32_t firstSequence = 0)
         : in_{.sequence = firstSequence, .packets = firstSequence}, out_{.sequence = firstSequence,
                                                                         .packets = firstSequence}
@@ -34,11 +33,11 @@ public:
     Status seal(ByteView head, ByteView body = {});
 
     // The payload of the next packet, valid until the next call; nothing when it isn't complete yet. After a
-    // failure the connection is of no further use.
+    // failure the connection can't go on.
     Result<std::optional<ByteView>> next();
-    std::uint32_t lastSequence() const { return in_.sequence - 1; } // Of the packet last given by next().
+    std::uint32_t lastSequence() const { return in_.sequence - 1; } // Of the last packet from next().
 
-    // Hands over new keys, from the next packet on. The strict key exchange starts counting at 0 again.
+    // New keys, from the next packet on. The strict key exchange resets the sequence numbers.
     void protectIncoming(Protection protection, bool resetSequence);
     void protectOutgoing(Protection protection, bool resetSequence);
     void compressOutgoing(bool on);
@@ -61,8 +60,8 @@ private:
     std::unique_ptr<Inflater> inflater_;
     Bytes compressed_;
     Bytes decompressed_;
-    std::size_t pending_ = 0; // Bytes at the start of the input that next() gave out last.
-    std::size_t length_ = 0; // Packet length of the packet at hand, once its first block has been decrypted.
+    std::size_t pending_ = 0; // Bytes of the input that the last packet from next() takes.
+    std::size_t length_ = 0; // Length of the incoming packet; 0 until its first block is decrypted.
 };
 
 } // namespace ssh

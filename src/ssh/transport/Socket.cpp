@@ -9,19 +9,22 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <optional>
 #include <poll.h>
 #include <sys/socket.h>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
-#include <utility>
 #include <vector>
 
 namespace ssh {
 
 namespace {
 
-// RFC 8305, section 8: the pause before the next address is tried beside the first.
+using platform::Descriptor;
+using platform::interrupted;
+using platform::retryInterrupted;
+
+// RFC 8305, section 8: how long to wait for one address before the next is tried too.
 constexpr auto kNextAddressAfter = std::chrono::milliseconds(250);
 
 struct Address {
@@ -37,12 +40,17 @@ struct Lookup {
     std::vector<Address> addresses;
 };
 
-Error failure(const std::string& what, int code)
+Error reasonFor(int code)
 {
-    return Error{what + ": " + std::generic_category().message(code)};
+    return Error{std::generic_category().message(code)};
 }
 
-// A poll timeout that never ends before the deadline.
+Error broken(int code)
+{
+    return Error{"The connection to the server broke: " + reasonFor(code).text};
+}
+
+// A timeout for poll, rounded up.
 int millisecondsUntil(Deadline deadline)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -79,8 +87,8 @@ Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline
     if (!numeric.addresses.empty())
         return std::move(numeric.addresses);
 
-    // A name server that doesn't answer can't be hurried and can't be interrupted: the question is left to a
-    // thread that ends by itself, and the caller goes on at the deadline.
+    // getaddrinfo can't be interrupted. It runs on a detached thread, which outlives a caller whose deadline
+    // passes.
     auto shared = std::make_shared<Lookup>();
     try {
         std::thread([shared, host, port] { lookUp(*shared, host, port, 0); }).detach();
@@ -95,8 +103,8 @@ Result<std::vector<Address>> resolve(const std::string& host, int port, Deadline
     return std::move(shared->addresses);
 }
 
-// A command may be quiet for hours, and nothing is sent meanwhile: only probes tell that from a host that is
-// gone. Six minutes without an answer leave a short break of the line its time.
+// Probes tell a host that is gone from a command that is silent for hours. Six minutes without an answer
+// count as gone: a short break of the line doesn't.
 void keepAlive(int descriptor)
 {
     const int one = 1;
@@ -109,38 +117,51 @@ void keepAlive(int descriptor)
     setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
 }
 
-// Starts connecting; closed on an immediate failure, whose reason goes to `error`.
-Socket startConnecting(const Address& address, int& error)
+Result<Descriptor> startConnecting(const Address& address)
 {
-    Socket socket(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    Descriptor socket(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket)
+        return reasonFor(errno);
     const int one = 1;
-    if (socket.isOpen()) {
-        setsockopt(socket.descriptor(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
-        keepAlive(socket.descriptor());
-        const auto* target = reinterpret_cast<const sockaddr*>(&address.storage);
-        if (::connect(socket.descriptor(), target, address.size) == 0 || errno == EINPROGRESS
-            || errno == EINTR)
-            return socket;
-    }
-    error = errno;
-    return {};
+    setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+    keepAlive(socket.get());
+    const auto* target = reinterpret_cast<const sockaddr*>(&address.storage);
+    // An interrupted connect goes on in the background, like any that doesn't block.
+    if (::connect(socket.get(), target, address.size) != 0 && errno != EINPROGRESS && !interrupted())
+        return reasonFor(errno);
+    return socket;
 }
 
-// Takes the first attempt that has succeeded, and drops those that have failed.
-Socket takeConnected(std::vector<Socket>& attempts, const std::vector<pollfd>& polled, int& error)
+// Success when the attempt, which poll has reported, is connected.
+Status outcomeOf(const Descriptor& attempt)
 {
-    std::vector<Socket> left;
-    Socket winner;
+    int code = 0;
+    socklen_t size = sizeof code;
+    if (getsockopt(attempt.get(), SOL_SOCKET, SO_ERROR, &code, &size) != 0)
+        return reasonFor(errno);
+    return code == 0 ? Status() : reasonFor(code);
+}
+
+// Waits until an attempt has ended, at most until the deadline. Gives a connected one, if any; drops the
+// failed ones and notes why the last of them failed.
+std::optional<Descriptor> takeConnected(std::vector<Descriptor>& attempts, Deadline deadline, Error& last)
+{
+    std::vector<pollfd> polled;
+    polled.reserve(attempts.size());
+    for (const Descriptor& attempt : attempts)
+        polled.push_back({attempt.get(), POLLOUT, 0});
+    if (poll(polled.data(), polled.size(), millisecondsUntil(deadline)) <= 0)
+        return std::nullopt;
+    std::vector<Descriptor> left;
+    std::optional<Descriptor> winner;
     for (std::size_t i = 0; i < attempts.size(); ++i) {
-        int code = 0;
-        socklen_t size = sizeof code;
-        if (!polled[i].revents) {
+        const Status outcome = polled[i].revents ? outcomeOf(attempts[i]) : Status();
+        if (!outcome.ok())
+            last = outcome.error();
+        else if (!polled[i].revents || winner)
             left.push_back(std::move(attempts[i]));
-        } else if (getsockopt(polled[i].fd, SOL_SOCKET, SO_ERROR, &code, &size) != 0 || code != 0) {
-            error = code ? code : errno;
-        } else if (!winner.isOpen()) {
+        else
             winner = std::move(attempts[i]);
-        }
     }
     attempts = std::move(left);
     return winner;
@@ -154,51 +175,41 @@ Result<Socket> Socket::connect(const std::string& host, int port, Deadline deadl
     if (!addresses.ok())
         return addresses.error();
     const std::string where = host + " port " + std::to_string(port);
-    std::vector<Socket> attempts;
+    std::vector<Descriptor> attempts;
     std::size_t next = 0;
-    int error = 0;
+    Error last;
     Deadline nextAt = Clock::now();
     for (;;) {
         const Deadline now = Clock::now();
         if (now >= deadline)
             return Error{"Connecting to " + where + " took longer than the connect time limit."};
         if (next < addresses->size() && (attempts.empty() || now >= nextAt)) {
-            Socket attempt = startConnecting((*addresses)[next++], error);
-            if (attempt.isOpen())
-                attempts.push_back(std::move(attempt));
+            auto attempt = startConnecting((*addresses)[next++]);
+            if (attempt.ok())
+                attempts.push_back(std::move(*attempt));
+            else
+                last = attempt.error();
             nextAt = now + kNextAddressAfter;
             continue;
         }
         if (attempts.empty())
-            return failure("Connecting to " + where + " failed", error);
-        std::vector<pollfd> polled;
-        polled.reserve(attempts.size());
-        for (const Socket& attempt : attempts)
-            polled.push_back({attempt.descriptor(), POLLOUT, 0});
-        const Deadline until = next < addresses->size() ? std::min(nextAt, deadline) : deadline;
-        if (poll(polled.data(), polled.size(), millisecondsUntil(until)) <= 0)
-            continue;
-        Socket winner = takeConnected(attempts, polled, error);
-        if (winner.isOpen())
-            return winner;
+            return Error{"Connecting to " + where + " failed: " + last.text};
+        auto winner =
+            takeConnected(attempts, next < addresses->size() ? std::min(nextAt, deadline) : deadline, last);
+        if (winner)
+            return Socket(std::move(*winner));
     }
-}
-
-void Socket::close()
-{
-    if (descriptor_ >= 0)
-        ::close(std::exchange(descriptor_, -1));
 }
 
 Result<Socket::Event> Socket::wait(bool forWriting, Deadline deadline)
 {
-    pollfd entry{descriptor_, static_cast<short>(POLLIN | (forWriting ? POLLOUT : 0)), 0};
+    pollfd entry{descriptor_.get(), static_cast<short>(POLLIN | (forWriting ? POLLOUT : 0)), 0};
     for (;;) {
         const int ready = poll(&entry, 1, millisecondsUntil(deadline));
         if (ready > 0)
             return Event::Ready;
-        if (ready < 0 && errno != EINTR)
-            return failure("Waiting for the server failed", errno);
+        if (ready < 0 && !interrupted())
+            return Error{"Waiting for the server failed: " + reasonFor(errno).text};
         if (ready == 0 && Clock::now() >= deadline)
             return Event::TimedOut;
     }
@@ -206,24 +217,26 @@ Result<Socket::Event> Socket::wait(bool forWriting, Deadline deadline)
 
 Result<Socket::Transfer> Socket::read(std::span<std::uint8_t> into)
 {
-    const ssize_t count = recv(descriptor_, into.data(), into.size(), 0);
+    const ssize_t count =
+        retryInterrupted([&] { return recv(descriptor_.get(), into.data(), into.size(), 0); });
     if (count > 0)
         return Transfer{static_cast<std::size_t>(count), false};
     if (count == 0)
         return Transfer{0, true};
-    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
+    if (errno == EAGAIN || errno == EWOULDBLOCK)
         return Transfer{};
-    return failure("The connection to the server broke", errno);
+    return broken(errno);
 }
 
 Result<std::size_t> Socket::write(std::span<const std::uint8_t> from)
 {
-    const ssize_t count = send(descriptor_, from.data(), from.size(), MSG_NOSIGNAL);
+    const ssize_t count =
+        retryInterrupted([&] { return send(descriptor_.get(), from.data(), from.size(), MSG_NOSIGNAL); });
     if (count >= 0)
         return static_cast<std::size_t>(count);
-    if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)
+    if (errno == EAGAIN || errno == EWOULDBLOCK)
         return std::size_t{0};
-    return failure("The connection to the server broke", errno);
+    return broken(errno);
 }
 
 } // namespace ssh

@@ -1,0 +1,135 @@
+#include "platform/Gcrypt.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <gcrypt.h>
+#include <malloc.h>
+#include <map>
+#include <memory_resource>
+#include <mutex>
+#include <new>
+#include <shared_mutex>
+#include <sys/mman.h>
+
+namespace platform {
+
+namespace {
+
+// Whole pages that the system neither swaps out nor dumps, as far as the limit on locked memory reaches.
+class LockedPages : public std::pmr::memory_resource {
+public:
+    bool contains(const void* at) const
+    {
+        const std::shared_lock lock(mutex_);
+        const auto address = reinterpret_cast<std::uintptr_t>(at);
+        const auto after = regions_.upper_bound(address);
+        return after != regions_.begin() && address - std::prev(after)->first < std::prev(after)->second;
+    }
+
+private:
+    void* do_allocate(std::size_t size, std::size_t) override
+    {
+        void* pages = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (pages == MAP_FAILED)
+            throw std::bad_alloc();
+        (void)::mlock(pages, size);
+        (void)::madvise(pages, size, MADV_DONTDUMP);
+        const std::unique_lock lock(mutex_);
+        regions_[reinterpret_cast<std::uintptr_t>(pages)] = size;
+        return pages;
+    }
+    void do_deallocate(void* pages, std::size_t size, std::size_t) override
+    {
+        const std::unique_lock lock(mutex_);
+        regions_.erase(reinterpret_cast<std::uintptr_t>(pages));
+        ::munmap(pages, size);
+    }
+    bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
+
+    mutable std::shared_mutex mutex_;
+    std::map<std::uintptr_t, std::size_t> regions_; // Address and bytes.
+};
+
+struct SecureMemory {
+    LockedPages pages;
+    std::pmr::synchronized_pool_resource pool{&pages};
+};
+
+SecureMemory& secureMemory()
+{
+    static auto* memory =
+        new SecureMemory; // Never destroyed: the library frees blocks until the process ends.
+    return *memory;
+}
+
+constexpr std::size_t kHeader = alignof(std::max_align_t); // Holds the size of a secure block.
+
+int isSecure(const void* block)
+{
+    return secureMemory().pages.contains(block) ? 1 : 0;
+}
+
+void* allocateSecure(std::size_t size)
+{
+    try {
+        auto* block = static_cast<std::byte*>(secureMemory().pool.allocate(size + kHeader));
+        std::memcpy(block, &size, sizeof size);
+        return block + kHeader;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+}
+
+std::size_t sizeOf(void* block)
+{
+    if (!isSecure(block))
+        return ::malloc_usable_size(block);
+    std::size_t size = 0;
+    std::memcpy(&size, static_cast<std::byte*>(block) - kHeader, sizeof size);
+    return size;
+}
+
+void wipeAndFree(void* block)
+{
+    if (!block)
+        return;
+    const std::size_t size = sizeOf(block);
+    ::explicit_bzero(block, size);
+    if (isSecure(block))
+        secureMemory().pool.deallocate(static_cast<std::byte*>(block) - kHeader, size + kHeader);
+    else
+        std::free(block);
+}
+
+void* reallocate(void* block, std::size_t size)
+{
+    void* moved = block && isSecure(block) ? allocateSecure(size) : std::malloc(size);
+    if (moved && block) {
+        std::memcpy(moved, block, std::min(size, sizeOf(block)));
+        wipeAndFree(block);
+    }
+    return moved;
+}
+
+} // namespace
+
+void setUpGcrypt()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P))
+            return;
+        // Blocks that the library has made by its own means must go back the same way.
+        if (!gcry_control(GCRYCTL_ANY_INITIALIZATION_P))
+            gcry_set_allocation_handler(std::malloc, allocateSecure, isSecure, reallocate, wipeAndFree);
+        gcry_check_version(nullptr);
+        gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
+    });
+}
+
+} // namespace platform
