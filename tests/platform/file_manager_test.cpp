@@ -3,6 +3,8 @@
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FolderLock.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -10,9 +12,24 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <tuple>
 #include <unistd.h>
+
+namespace {
+// Closes of numbers that were not open. In another thread's moment the number belongs to somebody else.
+std::atomic<int> vainCloses = 0;
+} // namespace
+
+// In place of the C library's, for all of this program.
+extern "C" int close(int descriptor)
+{
+    const auto result = static_cast<int>(syscall(SYS_close, descriptor));
+    if (result != 0 && errno == EBADF)
+        ++vainCloses;
+    return result;
+}
 
 namespace {
 
@@ -21,6 +38,12 @@ namespace files = platform::files;
 
 class FileManagerTest : public testing::Test {
 protected:
+    void SetUp() override { vainCloses = 0; }
+    void TearDown() override { EXPECT_EQ(vainCloses, 0) << "a descriptor was closed twice"; }
+    int openDescriptors() const
+    {
+        return static_cast<int>(files::contentsOfDirectory("/proc/self/fd")->size());
+    }
     std::uint32_t mode(const std::string& name)
     {
         const auto found = files::attributes(folder / name);
@@ -228,6 +251,30 @@ TEST_F(FileManagerTest, MovingNeverReplaces)
         EXPECT_FALSE(files::exists(folder / "tree"));
         std::ignore = files::remove(there);
     }
+}
+
+TEST_F(FileManagerTest, ADescriptorIsClosedOnce)
+{
+    using platform::Descriptor;
+    const int before = openDescriptors();
+    const auto opened = [] { return Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)); };
+    {
+        Descriptor closed = opened();
+        EXPECT_TRUE(closed.close());
+        EXPECT_FALSE(closed);
+        EXPECT_TRUE(closed.close()) << "there is nothing left to fail";
+        Descriptor first = opened();
+        Descriptor second(std::move(first));
+        EXPECT_TRUE(second);
+        first = std::move(second);
+        EXPECT_TRUE(first && !second);
+        first = opened();
+        second.reset(first.release());
+        EXPECT_EQ(openDescriptors(), before + 1);
+        const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+        EXPECT_EQ(platform::writeAll(full.get(), "x").error().text, "No space left on device");
+    }
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(FileManagerTest, ADescriptorThatDoesNotBlockIsWaitedForWhereThatIsWanted)

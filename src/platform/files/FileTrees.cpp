@@ -1,5 +1,5 @@
 // Listing of folders; removing, copying and moving of whole trees. Every step goes through the descriptor of
-// the folder that it works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
+// the folder that it works in: replacing a folder by a link meanwhile can't lead it elsewhere.
 
 #include "platform/SystemError.h"
 #include "platform/files/Descriptor.h"
@@ -61,7 +61,7 @@ std::optional<std::vector<std::string>> namesIn(Descriptor folder)
     return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
 }
 
-// With a slash behind it the name of a link would stand for what the link points to.
+// A trailing slash would make the name of a link stand for the link's target.
 std::string itself(const std::string& path)
 {
     return std::string(paths::withoutTrailingSlashes(path));
@@ -118,7 +118,7 @@ private:
         if (levels_.empty())
             return {};
         Descriptor above = openFolder(current_.get(), "..");
-        // A folder that was moved meanwhile has other folders above it.
+        // If the folder was moved meanwhile, ".." is another folder.
         if (identify(above) != levels_.back().identity)
             return Error{finished.name + " was moved while it was being removed"};
         current_ = std::move(above);
@@ -147,8 +147,8 @@ Status copyPlainly(int from, int to)
 
 Status copyBytes(int from, int to)
 {
-    // The kernel's own copy can share blocks. Where it doesn't know how, or says that there is nothing, as it
-    // does for files that are made up on reading, the rest goes through memory.
+    // The kernel's own copy can share blocks. Where the kernel can't copy, or reports 0 bytes (as for files
+    // whose content is produced on reading), the rest goes through memory.
     for (;;) {
         const ssize_t count = retryInterrupted(
             [&] { return ::copy_file_range(from, nullptr, to, nullptr, std::size_t{1} << 30, 0); });
@@ -321,7 +321,7 @@ Status move(const std::string& from, const std::string& to)
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
         return {};
     if (errno == EINVAL || errno == ENOSYS) {
-        // A file system that can't refuse to replace; looking first is the best that is left.
+        // This file system has no RENAME_NOREPLACE. A check before the rename leaves a small gap.
         if (existsItself(target))
             return Error{to + " is there already"};
         if (::rename(source.c_str(), target.c_str()) == 0)

@@ -10,7 +10,7 @@ namespace platform {
 namespace systemshell {
 
 // The shell and its options, to be followed by the script's path: /bin/sh when it accepts the redirection
-// (tried out once), else the first shell of this machine that does, else /bin/sh nevertheless.
+// (tried once), else the first shell of this machine that does, else /bin/sh.
 std::vector<std::string> command();
 
 // Lets another program stand for /bin/sh; an empty path gives /bin/sh back. For tests.
