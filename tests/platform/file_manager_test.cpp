@@ -123,7 +123,9 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
     const std::string full = folder / "full";
     const std::string below = file + "/below";
     const std::string absent = folder / "absent";
+    const std::string dot = folder / "empty/.";
     ASSERT_TRUE(files::writeFile(file, "x"));
+    ASSERT_TRUE(files::createDirectory(folder / "empty"));
     ASSERT_TRUE(files::createDirectories(full + "/inner"));
     ASSERT_TRUE(files::writeFile(full + "/inner/big", std::string(3000, 'x')));
     ASSERT_EQ(symlink("nowhere", (folder / "link").c_str()), 0);
@@ -141,6 +143,7 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         {files::setPermissions(absent, 0600), absent + ": No such file or directory"},
         {files::remove(absent), absent + ": No such file or directory"},
         {files::remove(below), below + ": Not a directory"},
+        {files::remove(dot), dot + ": Invalid argument"},
         {files::remove("/"), "the root folder can't be removed"},
         {files::copy(absent, folder / "to"), absent + ": No such file or directory"},
         {files::copy(folder / "link", folder / "to"), (folder / "link") + ": No such file or directory"},
