@@ -158,6 +158,9 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         ASSERT_FALSE(one.status) << one.text;
         EXPECT_EQ(one.status.error().text, one.text);
     }
+    EXPECT_EQ(files::contentsOfDirectory(file).error().text, file + ": Not a directory");
+    EXPECT_EQ(files::contentsOfDirectory(absent).error().text, absent + ": No such file or directory");
+    EXPECT_EQ(files::readFile(absent).error().text, absent + ": No such file or directory");
     const FullDisk disk(1000);
     EXPECT_EQ(files::copy(full, folder / "to").error().text, "big: File too large");
     EXPECT_EQ(files::writeFile(file, std::string(3000, 'x')).error().text, file + ": File too large");

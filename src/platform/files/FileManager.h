@@ -31,8 +31,8 @@ bool exists(const std::string& path); // Follows links; a dangling link does not
 bool isDirectory(const std::string& path);
 std::optional<FileAttributes> attributes(const std::string& path);
 std::optional<std::uint64_t> size(const std::string& path);
-// Names without "." and "..", in the order of the listing; nothing when it can't be listed.
-std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path);
+// Names without "." and "..", in the order of the listing.
+Result<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
 // Regular files only. A larger file than that is a failure.
 Result<std::string> readFile(const std::string& path, std::uint64_t mostBytes = UINT64_MAX);

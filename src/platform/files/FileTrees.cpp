@@ -44,21 +44,23 @@ Descriptor openFolder(int parent, const char* name, bool followLink = false)
     return Descriptor(retryInterrupted([&] { return ::openat(parent, name, flags); }));
 }
 
-std::optional<std::vector<std::string>> namesIn(Descriptor folder)
+Result<std::vector<std::string>> namesIn(Descriptor folder, std::string_view name)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(
         folder ? ::fdopendir(folder.get()) : nullptr, &::closedir);
     if (!listing)
-        return std::nullopt;
+        return systemError(name);
     folder.release(); // Closed with the listing.
     std::vector<std::string> names;
     errno = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
+        const std::string_view found = entry->d_name;
+        if (found != "." && found != "..")
+            names.emplace_back(found);
     }
-    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
+    if (errno != 0)
+        return systemError(name);
+    return names;
 }
 
 // A trailing slash would make the name of a link stand for the link's target.
@@ -88,9 +90,11 @@ private:
     Status enter(Descriptor folder, std::string name)
     {
         const auto identity = identify(folder);
-        auto names = identity ? namesIn(openFolder(folder.get(), ".")) : std::nullopt;
-        if (!names)
+        if (!identity)
             return systemError(name);
+        auto names = namesIn(openFolder(folder.get(), "."), name);
+        if (!names)
+            return names.error();
         levels_.push_back({*identity, std::move(name), std::move(*names)});
         current_ = std::move(folder);
         return {};
@@ -225,9 +229,9 @@ public:
         // A folder that is copied into itself would never end.
         if (target_ && identify(source) == target_)
             return Error{"a folder can't be copied into itself"};
-        const auto names = namesIn(openFolder(source.get(), "."));
+        const auto names = namesIn(openFolder(source.get(), "."), from);
         if (!names)
-            return systemError(from);
+            return names.error();
         if (::mkdirat(toFolder, to, 0700) != 0)
             return systemError(to);
         hasMadeTarget_ = true;
@@ -284,9 +288,9 @@ bool existsItself(const std::string& path)
 
 } // namespace
 
-std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path)
+Result<std::vector<std::string>> contentsOfDirectory(const std::string& path)
 {
-    return namesIn(openFolder(AT_FDCWD, path.c_str(), true));
+    return namesIn(openFolder(AT_FDCWD, path.c_str(), true), path);
 }
 
 Status remove(const std::string& path)
