@@ -32,7 +32,7 @@ std::pair<std::uint64_t, std::uint64_t> randomBits()
 
 bool isUsableName(const char* name)
 {
-    // The name becomes part of paths.
+    // The name becomes a part of paths.
     return name && *name != '\0' && std::string_view(name).find('/') == std::string_view::npos;
 }
 

@@ -16,8 +16,8 @@ std::string makeUuid(); // Version 4 in canonical form, upper case.
 
 // One line to the log of the operating system, not to the user.
 void systemLog(const std::string& line);
-// The reader is given every line in place of the operating system, on the thread that logs it; an empty one
-// ends that. For tests.
+// Hands every line to the reader, on the thread that logs it, instead of to the operating system. An empty
+// reader gives the lines back to the operating system. For tests.
 void setSystemLogReader(std::function<void(const std::string& line)> reader);
 
 } // namespace platform

@@ -39,6 +39,7 @@ public:
     T* operator->() { return &std::get<0>(content_); }
     const T* operator->() const { return &std::get<0>(content_); }
     // As of std::optional.
+    const T& value() const { return std::get<0>(content_); }
     T value_or(T otherwise) const& { return ok() ? std::get<0>(content_) : std::move(otherwise); }
     T value_or(T otherwise) && { return ok() ? std::move(std::get<0>(content_)) : std::move(otherwise); }
     // A failure equals no value.

@@ -3,6 +3,8 @@
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FolderLock.h"
 
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -10,9 +12,24 @@
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
 #include <tuple>
 #include <unistd.h>
+
+namespace {
+// Closes of numbers that were not open. In another thread's moment the number belongs to somebody else.
+std::atomic<int> vainCloses = 0;
+} // namespace
+
+// In place of the C library's, for all of this program.
+extern "C" int close(int descriptor)
+{
+    const auto result = static_cast<int>(syscall(SYS_close, descriptor));
+    if (result != 0 && errno == EBADF)
+        ++vainCloses;
+    return result;
+}
 
 namespace {
 
@@ -21,6 +38,12 @@ namespace files = platform::files;
 
 class FileManagerTest : public testing::Test {
 protected:
+    void SetUp() override { vainCloses = 0; }
+    void TearDown() override { EXPECT_EQ(vainCloses, 0) << "a descriptor was closed twice"; }
+    int openDescriptors() const
+    {
+        return static_cast<int>(files::contentsOfDirectory("/proc/self/fd")->size());
+    }
     std::uint32_t mode(const std::string& name)
     {
         const auto found = files::attributes(folder / name);
@@ -100,7 +123,9 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
     const std::string full = folder / "full";
     const std::string below = file + "/below";
     const std::string absent = folder / "absent";
+    const std::string dot = folder / "empty/.";
     ASSERT_TRUE(files::writeFile(file, "x"));
+    ASSERT_TRUE(files::createDirectory(folder / "empty"));
     ASSERT_TRUE(files::createDirectories(full + "/inner"));
     ASSERT_TRUE(files::writeFile(full + "/inner/big", std::string(3000, 'x')));
     ASSERT_EQ(symlink("nowhere", (folder / "link").c_str()), 0);
@@ -118,6 +143,7 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         {files::setPermissions(absent, 0600), absent + ": No such file or directory"},
         {files::remove(absent), absent + ": No such file or directory"},
         {files::remove(below), below + ": Not a directory"},
+        {files::remove(dot), dot + ": Invalid argument"},
         {files::remove("/"), "the root folder can't be removed"},
         {files::copy(absent, folder / "to"), absent + ": No such file or directory"},
         {files::copy(folder / "link", folder / "to"), (folder / "link") + ": No such file or directory"},
@@ -132,6 +158,9 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         ASSERT_FALSE(one.status) << one.text;
         EXPECT_EQ(one.status.error().text, one.text);
     }
+    EXPECT_EQ(files::contentsOfDirectory(file).error().text, file + ": Not a directory");
+    EXPECT_EQ(files::contentsOfDirectory(absent).error().text, absent + ": No such file or directory");
+    EXPECT_EQ(files::readFile(absent).error().text, absent + ": No such file or directory");
     const FullDisk disk(1000);
     EXPECT_EQ(files::copy(full, folder / "to").error().text, "big: File too large");
     EXPECT_EQ(files::writeFile(file, std::string(3000, 'x')).error().text, file + ": File too large");
@@ -228,6 +257,30 @@ TEST_F(FileManagerTest, MovingNeverReplaces)
         EXPECT_FALSE(files::exists(folder / "tree"));
         std::ignore = files::remove(there);
     }
+}
+
+TEST_F(FileManagerTest, ADescriptorIsClosedOnce)
+{
+    using platform::Descriptor;
+    const int before = openDescriptors();
+    const auto opened = [] { return Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)); };
+    {
+        Descriptor closed = opened();
+        EXPECT_TRUE(closed.close());
+        EXPECT_FALSE(closed);
+        EXPECT_TRUE(closed.close()) << "there is nothing left to fail";
+        Descriptor first = opened();
+        Descriptor second(std::move(first));
+        EXPECT_TRUE(second);
+        first = std::move(second);
+        EXPECT_TRUE(first && !second);
+        first = opened();
+        second.reset(first.release());
+        EXPECT_EQ(openDescriptors(), before + 1);
+        const Descriptor full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+        EXPECT_EQ(platform::writeAll(full.get(), "x").error().text, "No space left on device");
+    }
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(FileManagerTest, ADescriptorThatDoesNotBlockIsWaitedForWhereThatIsWanted)

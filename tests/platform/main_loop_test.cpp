@@ -221,6 +221,9 @@ TEST_F(MainLoopTest, WatchesOfOneDescriptorComeAndGoAlone)
     EXPECT_TRUE(loop.runUntil([&] { return alsoReadable > 2; }, 10));
     EXPECT_EQ(readable, readBefore);
     EXPECT_EQ(writable, writtenBefore);
+    char byte = 0;
+    ASSERT_EQ(read(here.get(), &byte, 1), 1);
+    EXPECT_LT(turnsOfAnIdleLoop(), 50) << "there is room to write, and nobody watches for that any more";
 }
 
 TEST_F(MainLoopTest, WhatCannotBeWatchedIsRefusedAndWhatWasClosedIsForgotten)

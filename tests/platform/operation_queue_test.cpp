@@ -5,7 +5,10 @@
 #include <condition_variable>
 #include <gtest/gtest.h>
 #include <mutex>
+#include <pthread.h>
 #include <stdexcept>
+#include <system_error>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -57,6 +60,30 @@ private:
     std::condition_variable changed_;
     int inside_ = 0;
     bool open_ = false;
+};
+
+// While it lives the machine gives this process no new thread: there is no room for such a stack.
+class NoThreads {
+public:
+    NoThreads()
+    {
+        pthread_getattr_default_np(&former_);
+        pthread_attr_t greedy;
+        pthread_attr_init(&greedy);
+        pthread_attr_setstacksize(&greedy, std::size_t{1} << 46);
+        EXPECT_EQ(pthread_setattr_default_np(&greedy), 0);
+        pthread_attr_destroy(&greedy);
+    }
+    ~NoThreads()
+    {
+        pthread_setattr_default_np(&former_);
+        pthread_attr_destroy(&former_);
+    }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+private:
+    pthread_attr_t former_{};
 };
 
 class OperationQueueTest : public testing::Test {
@@ -193,6 +220,42 @@ TEST_F(OperationQueueTest, AnOperationMayTakeItsQueueAlongWhenItEnds)
     }));
     queue.reset();
     EXPECT_TRUE(loop.runUntil([&] { return done.load(); }, 10));
+}
+
+TEST_F(OperationQueueTest, WithoutAThreadOperationsWaitForOneAndNoneIsLost)
+{
+    platform::Pace::setFactor(0.01); // The queue asks again after a second.
+    OperationQueue queue;
+    std::vector<int> order;
+    const auto add = [&](int number) {
+        queue.addOperation(task([&, number](Task&) { loop.postAndWait([&] { order.push_back(number); }); }));
+    };
+    {
+        const NoThreads none;
+        EXPECT_THROW(std::thread([] {}).join(), std::system_error);
+        queue.setMaxConcurrentOperationCount(1);
+        add(1);
+        add(2);
+        OperationQueue dropped;
+        dropped.addOperation(task([&](Task&) { order.push_back(0); }));
+        EXPECT_FALSE(loop.runUntil([&] { return !order.empty(); }, 0.05)) << "asked several times by now";
+        EXPECT_EQ(queue.operationCount(), 2);
+    }
+    EXPECT_TRUE(loop.runUntil([&] { return order.size() == 2; }, 10));
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+
+    Door door;
+    queue.waitUntilAllOperationsAreFinished();
+    queue.setMaxConcurrentOperationCount(2);
+    queue.addOperation(task([&](Task&) { door.pass(); }));
+    EXPECT_TRUE(door.reaches(1));
+    const NoThreads none;
+    bool second = false;
+    queue.addOperation(task([&](Task&) { second = true; }));
+    door.open();
+    queue.waitUntilAllOperationsAreFinished(); // The thread that runs takes it, without the loop.
+    EXPECT_TRUE(second);
+    platform::Pace::setFactor(1);
 }
 
 TEST_F(OperationQueueTest, AddingFromManyThreadsLosesNothing)

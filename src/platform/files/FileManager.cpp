@@ -23,7 +23,8 @@ namespace platform::files {
 
 namespace {
 
-// Read in steps, so that memory follows what is really there and not what a file's length promises.
+// Files are read in steps: memory grows with the bytes that are really there, not with the length that a file
+// claims.
 constexpr std::size_t kReadStep = std::size_t{1} << 20;
 
 Result<std::string> readAll(
@@ -55,7 +56,7 @@ Error about(const std::string& path, const Status& failure)
     return Error{fmt::format("{}: {}", path, failure.error().text)};
 }
 
-// A file that removes itself unless it has reached its place.
+// A new file beside the target. It is removed again unless it was moved to the target.
 class TemporaryFile {
 public:
     TemporaryFile(const std::string& beside, mode_t permissions)
@@ -108,7 +109,7 @@ bool flushToDisk(int file)
 
 Status writeTo(const std::string& path, std::string_view bytes, int flags)
 {
-    // A pipe that nobody reads would hold the opening for ever.
+    // O_NONBLOCK: opening a pipe without a reader would block for ever.
     Descriptor file(retryInterrupted(
         [&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | flags, 0666); }));
     if (!file)
@@ -220,7 +221,7 @@ Status createDirectories(const std::string& path, std::uint32_t permissions)
 {
     if (path.empty())
         return Error{"there is no folder without a name"};
-    // From the deepest one that is there upwards again; each step shortens the path.
+    // Collects the missing folders from the deepest upwards. Each step shortens the path.
     std::vector<std::string> missing;
     for (std::string folder = path; !folder.empty() && !isDirectory(folder);) {
         missing.push_back(folder);
@@ -230,7 +231,7 @@ Status createDirectories(const std::string& path, std::uint32_t permissions)
         folder = parent;
     }
     for (auto folder = missing.rbegin(); folder != missing.rend(); ++folder)
-        // Somebody else may make it at the same moment.
+        // Another process may create the folder at the same moment.
         if (const Status made = createDirectory(*folder, permissions); !made && !isDirectory(*folder))
             return made;
     return {};

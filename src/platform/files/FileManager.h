@@ -21,27 +21,27 @@ struct FileAttributes {
 // signal is seen. Any thread.
 namespace files {
 
-// Permissions of what nobody but the user may see: a file, and a folder or a script.
+// Permissions that keep other users out: of a file, and of a folder or a script.
 constexpr std::uint32_t kOwnersFile = 0600;
 constexpr std::uint32_t kOwnersFolder = 0700;
-// All that a mode holds beside the kind of file.
+// All bits of a mode but those for the kind of file.
 constexpr std::uint32_t kPermissionBits = 07777;
 
 bool exists(const std::string& path); // Follows links; a dangling link does not exist.
 bool isDirectory(const std::string& path);
 std::optional<FileAttributes> attributes(const std::string& path);
 std::optional<std::uint64_t> size(const std::string& path);
-// Names without "." and "..", in the order of the listing; nothing when it can't be listed.
-std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path);
+// Names without "." and "..", in the order of the listing.
+Result<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
 // Regular files only. A larger file than that is a failure.
 Result<std::string> readFile(const std::string& path, std::uint64_t mostBytes = UINT64_MAX);
 Result<std::string> readUtf8(const std::string& path); // A text that isn't valid UTF-8 is a failure.
 Status writeFile(const std::string& path, std::string_view bytes);
-// Complete or not at all: written beside the file, flushed, moved into place. On failure the file is as it
-// was and nothing lies beside it. An existing file keeps its permissions, a new one has those told less the
-// process's mask; a link stays, and what it points to is replaced. Without the flush a loss of power may
-// leave the old file or an empty one: for what is made anew each time.
+// Writes a new file beside the old one, flushes it and moves it into place. On failure the old file is as it
+// was, and nothing is left beside it. An existing file keeps its permissions; a new one gets `permissions`
+// less the process's mask. A link stays, and its target is replaced. Without the flush a loss of power may
+// leave the old file or an empty one: use that only for files that are made anew each time.
 enum class Flush { No, Yes };
 Status writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666,
     Flush flush = Flush::Yes);
@@ -51,8 +51,8 @@ Status createDirectory(const std::string& path, std::uint32_t permissions = 0777
 Status createDirectories(const std::string& path, std::uint32_t permissions = 0777);
 // A file, a link or a whole folder. Links are removed, never followed.
 Status remove(const std::string& path);
-// A file or a whole folder, with modes and dates; fails when the target exists, and leaves no half of one. A
-// link that is named itself is followed, links inside of a folder are copied as links.
+// Copies a file or a whole folder, with modes and dates. Fails when the target exists, and removes an
+// incomplete copy. A link that `from` names is followed; links inside of a folder are copied as links.
 Status copy(const std::string& from, const std::string& to);
 Status move(const std::string& from, const std::string& to); // Fails when the target exists.
 Status setPermissions(const std::string& path, std::uint32_t permissions);

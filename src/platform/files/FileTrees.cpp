@@ -1,5 +1,5 @@
 // Listing of folders; removing, copying and moving of whole trees. Every step goes through the descriptor of
-// the folder that it works in, so that nobody who exchanges a folder for a link meanwhile can lead it astray.
+// the folder that it works in: replacing a folder by a link meanwhile can't lead it elsewhere.
 
 #include "platform/SystemError.h"
 #include "platform/files/Descriptor.h"
@@ -44,24 +44,26 @@ Descriptor openFolder(int parent, const char* name, bool followLink = false)
     return Descriptor(retryInterrupted([&] { return ::openat(parent, name, flags); }));
 }
 
-std::optional<std::vector<std::string>> namesIn(Descriptor folder)
+Result<std::vector<std::string>> namesIn(Descriptor folder, std::string_view name)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(
         folder ? ::fdopendir(folder.get()) : nullptr, &::closedir);
     if (!listing)
-        return std::nullopt;
+        return systemError(name);
     folder.release(); // Closed with the listing.
     std::vector<std::string> names;
     errno = 0;
     while (const dirent* entry = ::readdir(listing.get())) {
-        const std::string_view name = entry->d_name;
-        if (name != "." && name != "..")
-            names.emplace_back(name);
+        const std::string_view found = entry->d_name;
+        if (found != "." && found != "..")
+            names.emplace_back(found);
     }
-    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
+    if (errno != 0)
+        return systemError(name);
+    return names;
 }
 
-// With a slash behind it the name of a link would stand for what the link points to.
+// A trailing slash would make the name of a link stand for the link's target.
 std::string itself(const std::string& path)
 {
     return std::string(paths::withoutTrailingSlashes(path));
@@ -88,9 +90,11 @@ private:
     Status enter(Descriptor folder, std::string name)
     {
         const auto identity = identify(folder);
-        auto names = identity ? namesIn(openFolder(folder.get(), ".")) : std::nullopt;
-        if (!names)
+        if (!identity)
             return systemError(name);
+        auto names = namesIn(openFolder(folder.get(), "."), name);
+        if (!names)
+            return names.error();
         levels_.push_back({*identity, std::move(name), std::move(*names)});
         current_ = std::move(folder);
         return {};
@@ -118,7 +122,7 @@ private:
         if (levels_.empty())
             return {};
         Descriptor above = openFolder(current_.get(), "..");
-        // A folder that was moved meanwhile has other folders above it.
+        // If the folder was moved meanwhile, ".." is another folder.
         if (identify(above) != levels_.back().identity)
             return Error{finished.name + " was moved while it was being removed"};
         current_ = std::move(above);
@@ -147,8 +151,8 @@ Status copyPlainly(int from, int to)
 
 Status copyBytes(int from, int to)
 {
-    // The kernel's own copy can share blocks. Where it doesn't know how, or says that there is nothing, as it
-    // does for files that are made up on reading, the rest goes through memory.
+    // The kernel's own copy can share blocks. Where the kernel can't copy, or reports 0 bytes (as for files
+    // whose content is produced on reading), the rest goes through memory.
     for (;;) {
         const ssize_t count = retryInterrupted(
             [&] { return ::copy_file_range(from, nullptr, to, nullptr, std::size_t{1} << 30, 0); });
@@ -225,9 +229,9 @@ public:
         // A folder that is copied into itself would never end.
         if (target_ && identify(source) == target_)
             return Error{"a folder can't be copied into itself"};
-        const auto names = namesIn(openFolder(source.get(), "."));
+        const auto names = namesIn(openFolder(source.get(), "."), from);
         if (!names)
-            return systemError(from);
+            return names.error();
         if (::mkdirat(toFolder, to, 0700) != 0)
             return systemError(to);
         hasMadeTarget_ = true;
@@ -284,9 +288,9 @@ bool existsItself(const std::string& path)
 
 } // namespace
 
-std::optional<std::vector<std::string>> contentsOfDirectory(const std::string& path)
+Result<std::vector<std::string>> contentsOfDirectory(const std::string& path)
 {
-    return namesIn(openFolder(AT_FDCWD, path.c_str(), true));
+    return namesIn(openFolder(AT_FDCWD, path.c_str(), true), path);
 }
 
 Status remove(const std::string& path)
@@ -321,7 +325,7 @@ Status move(const std::string& from, const std::string& to)
     if (::renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0)
         return {};
     if (errno == EINVAL || errno == ENOSYS) {
-        // A file system that can't refuse to replace; looking first is the best that is left.
+        // This file system has no RENAME_NOREPLACE. A check before the rename leaves a small gap.
         if (existsItself(target))
             return Error{to + " is there already"};
         if (::rename(source.c_str(), target.c_str()) == 0)

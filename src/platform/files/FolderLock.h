@@ -6,22 +6,22 @@
 
 namespace platform {
 
-// A lock on a folder, tried once and held as long as this lives; the system lets go of it when the process
-// ends, however it ends. Nothing is written for it, and only those who ask for the lock are kept out. Two
-// objects are two holders, in one process as well. One thread at a time.
+// An advisory lock on a folder. The constructor tries once; the lock is held until the object is destroyed or
+// the process ends, by a crash as well. No file is written. Two objects in one process are two holders. One
+// thread at a time.
 class FolderLock {
 public:
-    using Kind = LockKind; // Many may share; one who is alone has nobody beside him.
+    using Kind = LockKind; // Shared locks exclude only an exclusive one.
     enum class Links { Followed, Refused }; // Whether the path itself may be a link to the folder.
     explicit FolderLock(const std::string& path, Kind, Links = Links::Followed);
 
     bool isHeld() const { return state_ == LockAnswer::Held; }
-    // Somebody else holds one that shuts this one out. Where neither this nor isHeld() is true there is no
-    // such folder, or its file system has no locks.
+    // Another holder excludes this lock. When neither this nor isHeld() is true, there is no such folder, or
+    // its file system has no locks.
     bool isTaken() const { return state_ == LockAnswer::Taken; }
-    // The folder, as it was opened, is this user's, and nobody else can get into it.
+    // The opened folder belongs to this user, and no other user can enter it.
     bool isPrivate() const;
-    // The folder, as it was opened, is what lies at the path now.
+    // The path still names the opened folder.
     bool isAt(const std::string& path) const;
 
 private:

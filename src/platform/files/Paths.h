@@ -5,8 +5,8 @@
 
 namespace platform {
 
-// Operations on the text of a path; none looks at the disk. Slashes at the end of a path have no meaning and
-// go. Any thread.
+// Operations on the text of a path; none looks at the disk. Slashes at the end of a path are dropped. Any
+// thread.
 namespace paths {
 
 std::string_view withoutTrailingSlashes(std::string_view path); // The root keeps its own.

@@ -33,7 +33,7 @@ std::string useRoot(const std::string& root)
         return {};
     std::string path = paths::absolute(root);
     for (const char* folder : {"/home", "/var/tmp"})
-        std::ignore = files::createDirectories(path + folder); // Each use of a place says what is wrong.
+        std::ignore = files::createDirectories(path + folder); // The first use reports what is wrong.
     return path;
 }
 
@@ -58,7 +58,7 @@ std::string homeOfAccount()
     return "/";
 }
 
-// The standard for these variables tells that a relative path in one of them is to be ignored.
+// The standard for these variables says that a relative path in one of them is ignored.
 std::string absoluteFromEnvironment(const char* name)
 {
     const std::string value = environment(name);

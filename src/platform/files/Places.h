@@ -4,7 +4,8 @@
 
 namespace platform {
 
-// Every place outside of wrappers where the system keeps something. Any thread, setRoot() before others run.
+// Every place outside of wrappers where the system keeps files. Any thread; setRoot() before other threads
+// run.
 class Places {
 public:
     static std::string home();

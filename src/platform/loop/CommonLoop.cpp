@@ -17,10 +17,10 @@ namespace {
 
 // How long runUntil() waits at most between two looks at its condition.
 constexpr double kLookInterval = 0.02;
-// run() has no condition; a day is as good as for ever, and no clock's arithmetic overflows.
+// run() waits in steps of a day: without a condition the length doesn't matter, and no arithmetic overflows.
 constexpr double kLongWait = 86400;
 
-// Ends a watch of the loop when its owner lets go of it.
+// The owner's end of a watch: destroying it ends the watch.
 class OwnedWatch : public MainLoop::Watch {
 public:
     explicit OwnedWatch(MainLoop::Work end) : end_(std::move(end)) { }
@@ -46,7 +46,7 @@ struct CommonLoop::SignalWatch {
     int undelivered = 0;
 };
 
-// Counts a level up for as long as it lives.
+// Adds one to a counter for as long as it lives.
 class CommonLoop::Inside {
 public:
     explicit Inside(int& level) : level_(level) { ++level_; }
@@ -75,7 +75,7 @@ CommonLoop::~CommonLoop() = default;
 void CommonLoop::wake() const
 {
     const std::uint64_t one = 1;
-    // A counter that is full wakes as well.
+    // The write fails only when the counter is full, and a full counter wakes too.
     [[maybe_unused]] const ssize_t written = ::write(wakeEvent_.get(), &one, sizeof one);
 }
 
@@ -251,7 +251,7 @@ void CommonLoop::fireTimers()
 void CommonLoop::fire(const std::shared_ptr<TimerState>& timer, double due, double now)
 {
     if (timer->repeats) {
-        // A loop that was busy for several intervals fires once and goes on from there.
+        // After several missed intervals the timer fires once and continues from now.
         const double next = due + timer->interval;
         schedule(timer, next > now ? next : now + timer->interval);
         serveEvent([&] { timer->callback.call(); });

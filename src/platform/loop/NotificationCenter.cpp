@@ -8,7 +8,7 @@ struct NotificationCenter::Observation::State {
     std::string name;
     Handler handler;
     void* object = nullptr;
-    bool ended = false; // An observer that is being told while its observation ends still lives here.
+    bool ended = false; // An observation may end while its handler is being called.
 };
 
 NotificationCenter::Observation::Observation(std::shared_ptr<State> state) : state_(std::move(state)) { }

@@ -15,8 +15,8 @@ struct Notification {
     Value userInfo; // A dictionary or empty.
 };
 
-// Tells observers by name what has happened. Posting delivers at once, on the posting thread, to the
-// observers that were there when it began and still are when their turn comes. Main thread only.
+// Delivers notifications to observers by name. post() calls the handlers before it returns: those of the
+// observations that exist when it begins and have not ended when their turn comes. Main thread only.
 class NotificationCenter {
 public:
     using Handler = std::function<void(const Notification&)>;

@@ -30,7 +30,7 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
     {
         return limit == Unlimited || count < static_cast<std::size_t>(limit);
     }
-    // With a limit lowered meanwhile there are more threads than it allows, and the one that asks goes.
+    // After the limit was lowered there are too many threads: the thread that asks ends.
     bool hasWorkForThreadInsideLock() const
     {
         return !waiting.empty() && hasRoomInsideLock(threads.size() - 1);
@@ -48,22 +48,22 @@ struct OperationQueue::State : std::enable_shared_from_this<State> {
     std::deque<std::shared_ptr<Operation>> waiting;
     std::vector<std::shared_ptr<Operation>> running;
     Threads threads; // Each runs an operation or is about to take one; idle threads end.
-    Threads endedThreads; // Have nothing left to do but to be joined.
+    Threads endedThreads; // Finished; only to be joined.
     int limit = Unlimited;
-    bool asksAgain = false; // A timer is about to ask for threads.
+    bool asksAgain = false; // A timer is set that tries again to start threads.
 };
 
 namespace {
 
-// Which queue this thread works for, so that a queue which is destroyed by one of its own operations doesn't
-// wait for itself.
+// The queue that this thread works for: a queue that is destroyed by one of its own operations must not wait
+// for that operation.
 thread_local const void* queueOfThisThread = nullptr;
 
 void runGuarded(Operation& operation)
 {
     try {
         operation.main();
-    } catch (...) { // NOLINT(bugprone-empty-catch): the operation alone knows whom to tell.
+    } catch (...) { // NOLINT(bugprone-empty-catch): only the operation knows who is interested.
     }
 }
 
@@ -86,14 +86,15 @@ void OperationQueue::State::startThreadsInsideLock()
     }
 }
 
-// The machine gives no more threads: those that run take what waits, and without one the queue asks again.
+// The machine gives no more threads. Running threads take the waiting operations; when there is no thread at
+// all, a timer tries again.
 void OperationQueue::State::waitForThreadsInsideLock()
 {
     if (!threads.empty() || asksAgain)
         return;
     asksAgain = true;
     MainLoop::main().post([weak = weak_from_this()] {
-        // The timer belongs to its own action: the queue may end on any thread, a timer on this one alone.
+        // The action owns its timer: the queue may be destroyed on any thread, a timer only on this one.
         const auto timer = std::make_shared<std::unique_ptr<Timer>>();
         *timer = Timer::schedule(kSecondsBeforeAskingAgain, Timer::Repeats::No, [weak, timer] {
             const auto ended = std::move(*timer);
@@ -137,8 +138,8 @@ void OperationQueue::State::work(Threads::iterator self)
             finish(std::move(operation));
         }
         const std::lock_guard lock(mutex);
-        // Looked at again under the lock that ends this thread: what was added since then found the thread
-        // still there and started no other.
+        // Checked again under the lock under which this thread ends: an operation that was added since
+        // takeNext() counted on this thread and started no other.
         if (hasWorkForThreadInsideLock())
             continue;
         endedThreads.splice(endedThreads.end(), threads, self);
@@ -211,7 +212,7 @@ void OperationQueue::addOperation(std::shared_ptr<Operation> operation)
 
 void OperationQueue::cancelAllOperations()
 {
-    std::deque<std::shared_ptr<Operation>> dropped; // Goes after the lock.
+    std::deque<std::shared_ptr<Operation>> dropped; // Destroyed after the lock is released.
     const std::lock_guard lock(state_->mutex);
     state_->cancelInsideLock();
     dropped.swap(state_->waiting);

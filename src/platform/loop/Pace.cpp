@@ -11,7 +11,7 @@ namespace {
 
 std::atomic<double> factor = 1;
 
-// Longer than anybody waits, and short enough for every clock's arithmetic.
+// Longer than any real interval, and short enough that no clock arithmetic overflows.
 constexpr double kLongest = 1e9;
 
 } // namespace
@@ -19,7 +19,7 @@ constexpr double kLongest = 1e9;
 Seconds Pace::of(double seconds)
 {
     const double paced = seconds * factor.load();
-    // Written so that a value that is no number becomes 0.
+    // A NaN fails the comparison and becomes 0.
     return Seconds(paced > 0 ? std::min(paced, kLongest) : 0);
 }
 

@@ -10,7 +10,7 @@ using Seconds = std::chrono::duration<double>;
 // of the system takes its interval from here. Any thread.
 class Pace {
 public:
-    // The interval as it is to be waited for: told seconds times the factor.
+    // The interval to wait: `seconds` times the factor.
     static Seconds of(double seconds);
     static void setFactor(double factor); // 1 unless a test says otherwise.
 };

@@ -14,7 +14,7 @@ namespace platform::propertylist {
 
 namespace {
 
-// No list that this system knows comes near, and what a list takes in memory can be forty times its bytes.
+// Far above any real list. A list can take forty times its bytes in memory.
 constexpr std::uint64_t kMostBytes = std::uint64_t{1} << 27;
 
 bool isXml(std::string_view text)
@@ -40,7 +40,7 @@ Result<Value> parseAny(std::string_view bytes)
         return parseXml(*text, isConverted ? Encoding::Utf8 : Encoding::AsDeclared);
     }
     auto list = parseOldStyle(*text);
-    // Else any file that holds a single word would pass for a list.
+    // Without this any file that holds a single word would be a list.
     if (list && list->text())
         return Error{"it is no property list"};
     return list;

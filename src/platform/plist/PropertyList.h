@@ -14,8 +14,8 @@ namespace platform {
 // Property lists in their three forms: XML (read and written), binary (read) and the old-style text form
 // (read). Nothing in a file, however it is made, may crash, recurse without bound or allocate out of
 // proportion: nesting beyond 512 and content beyond 4 million values is refused, and so is a document type
-// that defines entities. What isn't a number, a date or data where one is told makes the whole file
-// unreadable, for a wrong value would be written back some day. Any thread.
+// that defines entities. An invalid number, date or data makes the whole file unreadable: a wrong value would
+// be written back some day. Any thread.
 namespace propertylist {
 
 // Reads a file of any of the three forms. A null value when there is no such file; an error, with the path,

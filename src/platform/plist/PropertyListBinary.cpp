@@ -25,8 +25,7 @@ constexpr double kEpoch = 978307200;
 // program writes stays far below the sum of these two.
 constexpr std::uint64_t kFreeCopiedBytes = std::uint64_t{16} << 20;
 constexpr std::uint64_t kMostCopiesOfFile = 8;
-// Programs share texts and numbers, not whole branches: a list stands for few more values than its bytes can
-// name.
+// Programs share texts and numbers, not whole branches: a real list has few more values than bytes.
 constexpr std::uint64_t kMostSharedValues = 1'000'000;
 
 class BinaryReader {
@@ -55,7 +54,7 @@ private:
         unsigned kind = 0;
         unsigned info = 0;
         std::uint64_t content = 0; // Offset of the first byte behind marker and size.
-        std::uint64_t size = 0; // As told; what it counts depends on the kind.
+        std::uint64_t size = 0; // As the file says, unchecked; its unit depends on the kind.
     };
 
     bool readTrailer()
@@ -72,7 +71,7 @@ private:
         return isWidth(offsetSize_) && isWidth(referenceSize_) && tableOffset_ >= kHeaderSize
             && tableOffset_ <= trailer && topObject_ < objectCount_
             && objectCount_ <= (trailer - tableOffset_) / offsetSize_
-            // Each has a place of its own, and an offset that can tell it.
+            // Each object takes at least a byte, and its number must fit an offset.
             && objectCount_ <= tableOffset_ - kHeaderSize
             && (offsetSize_ >= 8 || objectCount_ <= std::uint64_t{1} << (8 * offsetSize_));
     }
@@ -235,14 +234,14 @@ private:
 
     std::optional<std::string_view> content(const Place& place, std::uint64_t unit) const
     {
-        // Divided, for the product can be larger than any number.
+        // Divided: the product could overflow.
         if (place.size > (tableOffset_ - place.content) / unit)
             return std::nullopt;
         return bytes_.substr(
             static_cast<std::size_t>(place.content), static_cast<std::size_t>(place.size * unit));
     }
 
-    // Counts bytes that are about to be taken into memory.
+    // Counts bytes that are about to be copied.
     bool mayCopy(std::uint64_t count)
     {
         copiedBytes_ += count; // No count is larger than the file, and after the first refusal none comes.
@@ -292,7 +291,7 @@ private:
         return true;
     }
 
-    // The member's value, once it has been read and counted into the object that holds it.
+    // Reads the member and adds it to the counts of its holder. Null on failure.
     const Value* member(Object& holder, std::uint64_t referenceOffset, int depth)
     {
         const std::uint64_t reference = number(referenceOffset, referenceSize_);
@@ -317,7 +316,7 @@ private:
         if (place.size > kMostValues)
             return complainOfValues();
         Value::Array elements;
-        elements.reserve(static_cast<std::size_t>(place.size)); // Their references are there.
+        elements.reserve(static_cast<std::size_t>(place.size)); // content() has checked the size.
         for (std::uint64_t index = 0; index < place.size; ++index) {
             const Value* element = member(object, place.content + index * referenceSize_, depth);
             if (!element)
@@ -358,7 +357,7 @@ private:
     std::uint64_t topObject_ = 0;
     std::uint64_t tableOffset_ = 0;
     std::uint64_t copiedBytes_ = 0;
-    std::vector<Object> objects_; // Never grows while it is read: references into it stay good.
+    std::vector<Object> objects_; // Not resized while reading: references into it stay valid.
     std::string complaint_;
 };
 

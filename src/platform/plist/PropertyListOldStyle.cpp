@@ -80,7 +80,7 @@ private:
         return true;
     }
 
-    // Blanks and comments. Only a comment that never ends makes it false.
+    // Skips blanks and comments. False for a comment without an end.
     bool skip()
     {
         for (;;) {
@@ -279,7 +279,7 @@ private:
         }
     }
 
-    // What stands behind a backslash; there is at least one character.
+    // The character that a backslash sequence stands for. At least one character follows the backslash.
     void parseEscape(std::string& text)
     {
         constexpr std::string_view kNames = "abfnrtv";

@@ -59,7 +59,7 @@ std::optional<Value> integerFromText(std::string_view text)
     constexpr std::uint64_t kBeyond = std::uint64_t{1} << 63;
     if (!magnitude || (isNegative && *magnitude > kBeyond))
         return std::nullopt;
-    if (isNegative) // Subtracted without a sign, so that the least of all numbers comes out too.
+    if (isNegative) // Unsigned subtraction, so that the least integer is right too.
         return Value(static_cast<std::int64_t>(0 - *magnitude));
     if (*magnitude >= kBeyond)
         return Value(static_cast<double>(*magnitude));
@@ -78,8 +78,7 @@ std::optional<Value> realFromText(std::string_view text)
     if (end != text.data() + text.size() || text.empty())
         return std::nullopt;
     if (error == std::errc::result_out_of_range) {
-        // Too large or too small, which this function doesn't tell: strtod does, and its answer, taken as if
-        // in no country, is what others read.
+        // Out of range. std::from_chars doesn't say in which direction; strtod does, in the C locale.
         static const locale_t plain = ::newlocale(LC_NUMERIC_MASK, "C", nullptr);
         const std::string terminated(text);
         number = plain ? ::strtod_l(terminated.c_str(), nullptr, plain) : 0;
@@ -140,7 +139,7 @@ std::optional<Value> dataFromText(std::string_view text)
             bytes.push_back(static_cast<std::uint8_t>(bits >> held));
         }
     }
-    if (held >= 6) // A single digit at the end is torn.
+    if (held >= 6) // A lone digit at the end is incomplete.
         return std::nullopt;
     return Value(std::move(bytes));
 }

@@ -55,7 +55,7 @@ private:
             element(level, "real", realToText(*value.number()));
         else if (const auto whole = value.integer())
             element(level, "integer", std::to_string(*whole));
-        else // Nothing, which only an array can hold; its neighbours keep their places.
+        else // A null in an array: an empty text keeps the other elements at their indices.
             element(level, "string", "");
     }
 
@@ -86,7 +86,7 @@ private:
     void writeText(std::string_view text)
     {
         while (!text.empty()) {
-            // Runs of valid characters at once, and each byte that isn't one on its own.
+            // Writes each run of valid characters at once, and each invalid byte on its own.
             const std::size_t valid = utf8::firstInvalidByte(text).value_or(text.size());
             writeValidText(text.substr(0, valid));
             text.remove_prefix(valid);
@@ -129,7 +129,7 @@ private:
             return {1, "&lt;"};
         case '>':
             return {1, "&gt;"};
-        case '\r': // Written plainly it would be read as a line feed.
+        case '\r': // A plain one would be read as a line feed.
             return {1, "&#13;"};
         default:
             break;

@@ -1,6 +1,6 @@
-// The XML form, read through a plain XML parser. The property-list libraries at hand are no match for files
-// from anywhere: they read "12a" as 12, bend dates beyond 2069, and stand for minutes over one text that is
-// full of entities.
+// The XML form, read through a plain XML parser. The packaged property-list libraries are unsafe for files
+// from outside: they read "12a" as 12, misread dates beyond 2069, and take minutes for a text full of
+// entities.
 
 #include "platform/plist/PropertyListXml.h"
 
@@ -116,7 +116,7 @@ private:
     static void onDoctype(void* self, const char*, const char*, const char*, int hasInternalSubset)
     {
         auto* reader = static_cast<XmlReader*>(self);
-        // Entities of a file's own are the way in which a small file becomes a huge text.
+        // With entities of its own a small file can expand to a huge text.
         if (hasInternalSubset)
             reader->guarded([&] { reader->complain("it defines a document type of its own"); });
     }
@@ -124,7 +124,7 @@ private:
     static void onUnknownEntity(void* self, const char* name, int)
     {
         auto* reader = static_cast<XmlReader*>(self);
-        // Beside a document type from elsewhere, which is never read, the parser would pass over it.
+        // With an external document type, which is never read, the parser would skip the unknown entity.
         reader->guarded([&] { reader->complain(fmt::format("nothing tells what &{}; means", name)); });
     }
 

@@ -6,12 +6,12 @@ namespace platform {
 
 namespace {
 
-// The content for change: a copy when another value shares it.
+// The content, to be changed: a copy if another value shares it.
 template <typename Content>
 Content& unshared(std::shared_ptr<Content>& content)
 {
     if (content.use_count() == 1) {
-        // The count alone orders nothing. Taking and dropping one more share makes what the last other
+        // The count alone synchronizes nothing. Taking and dropping one more share makes what the last other
         // owner, perhaps on another thread, did with the content happen before the change.
         auto share = content;
         share.reset();

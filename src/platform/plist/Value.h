@@ -16,7 +16,7 @@ namespace platform {
 // by key, so that a file written twice is the same file. Different threads may use different values that
 // share content.
 //
-// The accessors are for reading what others wrote: a value of the wrong kind answers as if it weren't there.
+// The accessors read lists of any content: a value of the wrong kind counts as absent.
 class Value {
 public:
     using Array = std::vector<Value>;
@@ -31,7 +31,7 @@ public:
     Value(std::string text);
     Value(std::string_view text);
     Value(const char* text); // A null pointer makes a null value.
-    Value(const void*) = delete; // Else any pointer would pass for a bool.
+    Value(const void*) = delete; // Any pointer would convert to bool.
     Value(bool);
     Value(int);
     Value(std::int64_t);
@@ -51,14 +51,14 @@ public:
     // Integers, reals and bools; a text is no number.
     std::optional<double> number() const;
     std::optional<std::int64_t> integer() const; // A real only when it is whole and in range.
-    bool isReal() const; // Tells 1.0 from 1, for those who write values down.
+    bool isReal() const; // Tells 1.0 from 1.
 
-    // A member of a dictionary; null when this is none or has no such key.
+    // A member of a dictionary. Null when this is no dictionary or has no such key.
     const Value* find(std::string_view key) const;
     // The text under a key; nothing when it is absent or no text.
     std::optional<std::string> textFor(std::string_view key) const;
 
-    // Make this an empty dictionary or array when it is another kind, and give it out for change.
+    // For changing the content. A value of another kind becomes an empty dictionary or array first.
     Dictionary& mutableDictionary();
     Array& mutableArray();
 

@@ -20,7 +20,7 @@ namespace platform {
 
 namespace {
 
-// The system looks no further for the end of a script's first line.
+// The kernel reads no more of a script's first line.
 constexpr std::size_t kFirstLineLimit = 256;
 
 struct FirstLine {
@@ -28,7 +28,7 @@ struct FirstLine {
     std::string argument; // All that follows, as one; empty when there is nothing.
 };
 
-// What "#!" in the file's first line names; nothing when the file is no script.
+// The interpreter behind "#!" in the first line. Nothing when the file is no script.
 std::optional<FirstLine> readFirstLine(const std::string& path)
 {
     const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
@@ -115,7 +115,7 @@ std::optional<Process::Error> Process::whyNotLaunchable(const std::string& path)
     if (auto refusal = refuse(path))
         return refusal;
     const auto firstLine = readFirstLine(path);
-    // A name without a folder before it is looked for where the program will run.
+    // A relative path is resolved in the work folder of the later launch.
     if (firstLine && firstLine->interpreter.starts_with('/')
         && ::access(firstLine->interpreter.c_str(), X_OK) != 0)
         return withoutInterpreter(path, firstLine->interpreter);

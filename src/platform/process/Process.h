@@ -32,8 +32,8 @@ public:
         std::string reason;
     };
 
-    // Why a file can't be launched, as far as its kind, its mode and its first line tell; nothing when they
-    // speak for it. Whether it is a program for this machine shows only in the launch.
+    // Checks the kind, the mode and the first line of a file, and tells why it can't be launched. Nothing
+    // when these are in order; only the launch shows whether it is a program for this machine.
     static std::optional<Error> whyNotLaunchable(const std::string& path);
 
     // A path that isn't there, isn't executable, or is no program for this machine fails here, not later.
@@ -41,11 +41,11 @@ public:
     ~Process();
 
     bool isRunning();
-    // Ends the program and whatever it started: its whole process group, what members of the group started
-    // outside of it, and every process of this user that bears the program's mark in its environment, though
-    // its parents have gone. First politely; what is left a few seconds later is killed, whether or not this
-    // object still exists. Only what has left the group, lost its parents and thrown the environment away
-    // escapes. Does not wait.
+    // Ends the program and all processes that it started: its process group, the processes that members of
+    // the group started outside of it, and every process of this user with the program's mark in its
+    // environment. Sends SIGTERM, and a few seconds later SIGKILL to the processes that are left, whether or
+    // not this object still exists. A process escapes only if it left the group, lost its parents and dropped
+    // the environment. Does not wait.
     void terminate();
     // Waits at most that long (real seconds) and tells whether the program has ended.
     bool waitUntilExit(double limitInSeconds);
@@ -53,10 +53,11 @@ public:
     int terminationStatus();
     int processIdentifier() const;
 
-    // Waits until every group that terminate() was called for is gone; at most that long (real seconds). A
-    // program calls this before it ends, for with it the follow-up would be lost. True when none is left.
+    // Waits, at most that long (real seconds), until everything that terminate() was called for has ended,
+    // and tells whether it has. A program calls this before it exits: the later SIGKILL would be lost
+    // otherwise.
     static bool finishTerminations(double limitInSeconds);
-    // Kills at once what terminate() has only asked politely so far.
+    // Sends SIGKILL now to everything that terminate() has sent only SIGTERM so far.
     static void killTerminating();
 
 private:

@@ -108,14 +108,14 @@ std::optional<ProcessTable> ProcessTable::read()
         if (const auto entry = find(process))
             table.entries_.push_back(*entry);
     }
-    // Without a single process this is no /proc.
+    // A /proc without any process isn't mounted.
     return table.entries_.empty() ? std::nullopt : std::optional(std::move(table));
 }
 
 std::vector<ProcessTable::Entry> ProcessTable::membersOf(pid_t group) const
 {
     std::vector<Entry> members;
-    if (group <= 0) // Threads of the kernel show this number, and belong to no group.
+    if (group <= 0) // Kernel threads show 0 and belong to no group.
         return members;
     std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(members),
         [&](const Entry& entry) { return entry.group == group && !entry.isDead; });
@@ -170,7 +170,7 @@ Descriptor openProcess(pid_t process)
 std::optional<KnownProcess> KnownProcess::find(const ProcessTable::Entry& entry)
 {
     Descriptor descriptor = openProcess(entry.process);
-    // Between the table and now the number may have passed to another process.
+    // The number may belong to another process by now.
     const auto current = descriptor ? ProcessTable::find(entry.process) : std::nullopt;
     if (!current || current->startTime != entry.startTime)
         return std::nullopt;

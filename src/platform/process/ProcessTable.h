@@ -10,9 +10,9 @@
 
 namespace platform {
 
-// A launched program gets a mark of its own in this variable, and hands it down to all that it starts: so
-// they are found though they have left its group and no parent tells whose they are. A run inside of another
-// one bears the marks of both.
+// A launched program gets a mark of its own in this environment variable. All processes that it starts
+// inherit it, and are found by it after they have left the group and lost their parents. A run inside of
+// another run has the marks of both.
 constexpr const char* kMarkVariable = "TRELKIND_RUNS";
 constexpr char kMarkSeparator = ':';
 
@@ -23,8 +23,8 @@ public:
         pid_t process = 0;
         pid_t parent = 0;
         pid_t group = 0;
-        std::uint64_t startTime = 0; // Clock ticks since boot: with the number it names a process for good.
-        bool isDead = false; // A zombie: nothing of it runs any more.
+        std::uint64_t startTime = 0; // Clock ticks since boot. Unique together with the number.
+        bool isDead = false; // A zombie.
     };
 
     static std::optional<ProcessTable> read(); // Nothing where /proc can't be read.
@@ -35,8 +35,9 @@ public:
     // Living processes outside of the group that the group's members, or the further roots, started directly
     // or through others.
     std::vector<Entry> descendantsOutside(pid_t group, const std::vector<pid_t>& furtherRoots) const;
-    // Living processes outside of the group, started at that time or later, that bear the mark. What has
-    // written over its environment, and what belongs to another user, isn't seen. Reads a file for each.
+    // Living processes outside of the group, started at that time or later, that have the mark. Processes
+    // that overwrote their environment, or belong to another user, are not found. Reads a file for each
+    // process.
     std::vector<Entry> markedOutside(pid_t group, std::uint64_t startTime, const std::string& mark) const;
 
 private:
@@ -46,7 +47,7 @@ private:
 // Readable when the process has ended; empty where there is none, or the kernel (before 5.3) can't do this.
 Descriptor openProcess(pid_t);
 
-// That very process, and no other that has its number later.
+// One certain process, never a later one with the same number.
 class KnownProcess {
 public:
     static std::optional<KnownProcess> find(const ProcessTable::Entry&); // Nothing when it is gone.

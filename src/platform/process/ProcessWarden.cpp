@@ -17,7 +17,7 @@ namespace platform {
 
 namespace {
 
-constexpr double kPatience = 3.0; // Between the polite signal and the kill.
+constexpr double kPatience = 3.0; // Seconds from SIGTERM to SIGKILL.
 constexpr double kFirstLook = 0.01;
 constexpr double kLongestLookInterval = 0.2;
 // Kernels before 5.3 can't tell the end of a process through a descriptor.
@@ -109,7 +109,7 @@ void ProcessWarden::waitForEvents()
         for (const Termination& termination : terminations_)
             wait = std::clamp(termination.lookAt - now, 0.0, wait);
     }
-    // Rounded up, or the last part of a millisecond would be spent in spinning.
+    // Rounded up: the loop would spin through the last part of a millisecond.
     const int milliseconds = static_cast<int>(wait * 1000) + 1;
     if (::poll(polled.data(), polled.size(), milliseconds) > 0 && polled[0].revents != 0) {
         std::uint64_t count = 0;
@@ -129,7 +129,7 @@ void ProcessWarden::noteEnded()
             ++place;
             continue;
         }
-        // An error means that somebody else in this process has waited for the child.
+        // On an error another part of this process has already waited for the child.
         child.status = result == 0 ? statusFrom(info) : -1;
         noteEnd(child);
         place = running_.erase(place);
@@ -204,7 +204,7 @@ bool ProcessWarden::gatherStrays(Termination& termination, const ProcessTable* t
 void ProcessWarden::askToEnd(Termination& termination)
 {
     const bool owns = ownsGroup(*termination.child, nullptr);
-    // A stopped process acts on the first signal only when the second lets it go on.
+    // A stopped process handles SIGTERM only after SIGCONT.
     for (const int signalNumber : {SIGTERM, SIGCONT}) {
         if (owns)
             ::kill(-termination.child->leader, signalNumber);
@@ -221,7 +221,7 @@ void ProcessWarden::terminate(const std::shared_ptr<Child>& child)
     const auto table = ProcessTable::read();
     const double now = monotonicSeconds();
     Termination termination{child, {}, now + Pace::of(kPatience).count(), now + kFirstLook, kFirstLook};
-    // Found before anything is signalled: when a parent has gone only the mark tells whose a stray was.
+    // Looked for before any signal is sent: once its parent has ended, only the mark identifies a stray.
     const bool hasStrays = gatherStrays(termination, table ? &*table : nullptr);
     if (!hasStrays && !ownsGroup(*child, nullptr))
         return; // Nothing of it is left.
@@ -239,7 +239,7 @@ bool ProcessWarden::settle(Termination& termination, const ProcessTable* table, 
     const bool owns = ownsGroup(child, table);
     const bool straysLeft = std::any_of(termination.strays.begin(), termination.strays.end(),
         [](const KnownProcess& stray) { return stray.isAlive(); });
-    // Where the members can't be listed only the kill makes sure of them.
+    // The members can't be listed here, so the group is killed in any case.
     const bool membersLeft =
         !child.ended || (owns && (table ? !table->membersOf(child.leader).empty() : !overdue));
     if (overdue) {
@@ -251,7 +251,7 @@ bool ProcessWarden::settle(Termination& termination, const ProcessTable* table, 
             stray.signal(SIGKILL);
     }
     if (!membersLeft && !straysLeft) {
-        // Something may have started another one as the last thing that it did.
+        // The last act of a process may have been to start another one.
         if (!gatherStrays(termination, table))
             return true;
         askToEnd(termination);

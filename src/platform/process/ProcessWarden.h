@@ -26,8 +26,8 @@ struct Child {
 
 private:
     friend class ProcessWarden;
-    // The rest is guarded by the warden's mutex.
-    const std::uint64_t startTime; // 0 where it can't be told; what is older isn't the child's.
+    // The members below are guarded by the warden's mutex.
+    const std::uint64_t startTime; // 0 if unknown. Older processes can't be the child's.
     Descriptor leaderDescriptor; // Readable when the leader has ended; empty where the kernel has none.
     bool isTerminating = false;
     // While the leader isn't reaped its number can't pass to another process, and so its group can be
@@ -36,8 +36,8 @@ private:
     std::vector<KnownProcess> survivors;
 };
 
-// Waits for the launched processes on a thread of its own, so that none stays a zombie, and sees to it that
-// what was asked to end does end. It lives as long as this process. Any thread.
+// Waits for the launched processes on a thread of its own, so that none stays a zombie, and kills those that
+// don't end when asked. Lives as long as this process. Any thread.
 class ProcessWarden {
 public:
     static ProcessWarden* instance(); // Null when the machine gives no thread for it.
@@ -70,7 +70,7 @@ private:
     static bool gatherStrays(Termination&, const ProcessTable*);
     static void askToEnd(Termination&);
     void followUp(bool atOnce);
-    // Kills what is overdue and tells whether nothing is left, neither in the group nor outside.
+    // Kills the overdue processes. True when none is left, neither in the group nor outside.
     static bool settle(Termination&, const ProcessTable*, bool atOnce);
 
     std::mutex mutex_;

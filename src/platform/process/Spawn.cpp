@@ -66,8 +66,8 @@ private:
     posix_spawnattr_t attributes_{};
 };
 
-// Whoever started this program may have left the signal ignored. The system then reaps each child by itself,
-// before its exit status has been asked for and while its number still counts as its group's.
+// The parent of this program may have left SIGCHLD ignored. The kernel then reaps each child by itself,
+// before its exit status was read and while its number still names its group.
 void keepEndedChildren()
 {
     struct sigaction action { };
@@ -130,7 +130,7 @@ Result<pid_t, SpawnFailure> spawn(const std::vector<std::string>& command, const
     const std::string& mark, const std::vector<std::string>& environment)
 {
     keepEndedChildren();
-    // All memory is had before the child begins: between its start and the exec the library makes nothing but
+    // All memory is allocated before the child starts: between its start and the exec the library makes only
     // system calls.
     std::vector<char*> arguments;
     for (const std::string& argument : command)

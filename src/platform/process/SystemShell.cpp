@@ -21,7 +21,7 @@ constexpr const char* kBinSh = "/bin/sh";
 
 std::mutex mutex;
 std::string path = kBinSh; // Guarded by mutex, and so is the next.
-std::map<std::string, std::vector<std::string>> commands; // What was found out for each path.
+std::map<std::string, std::vector<std::string>> commands; // The answer for each path.
 
 struct Substitute {
     const char* name;
@@ -74,7 +74,7 @@ std::vector<std::string> findCommand(const std::string& shell)
                 continue;
             std::vector<std::string> command = {program};
             command.insert(command.end(), substitute.options.begin(), substitute.options.end());
-            // With no room for a scratch file nothing can be tried; the first of the list is known to do.
+            // Without a scratch folder nothing can be tried. The first of the list is known to work.
             if (folder.empty() || acceptsRedirection(command, folder))
                 found = command;
         }

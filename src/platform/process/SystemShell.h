@@ -11,7 +11,7 @@ namespace platform {
 namespace systemshell {
 
 // The shell and its options, to be followed by the script's path: /bin/sh when it accepts the redirection
-// (tried out once), else the first shell of this machine that does, else /bin/sh nevertheless.
+// (tried once), else the first shell of this machine that does, else /bin/sh.
 std::vector<std::string> command();
 
 // The path of bash, which takes the redirection as well; nothing where this machine has none, or where

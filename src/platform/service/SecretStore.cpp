@@ -53,7 +53,7 @@ Status SecretStore::store(const std::string& server, const std::string& account,
     auto secrets = readSecrets(path_);
     if (!secrets)
         return secrets.error();
-    // As bytes, for a password may hold what no text of a property list can.
+    // As data: a password may hold bytes that no text of a property list can.
     secrets->mutableDictionary()[server].mutableDictionary()[account] =
         Value(Value::Data(secret.begin(), secret.end()));
     return writeSecrets(*secrets, path_);

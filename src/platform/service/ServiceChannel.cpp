@@ -14,7 +14,7 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kReadStep = std::size_t{64} << 10;
-constexpr int kReadsAtOnce = 16; // Then others have their turn on the loop.
+constexpr int kReadsAtOnce = 16; // Then other watches get their turn.
 // While this side sends, it reads as well, so that the two don't wait for each other; but no more than this.
 constexpr std::size_t kMostBytesWaiting = 2 * std::size_t{kLargestServiceMessage};
 // What is kept for a peer that takes nothing for a while.
@@ -97,7 +97,7 @@ void ServiceChannel::readAvailable()
             retryInterrupted([&] { return ::recv(socket_.get(), buffer.data(), buffer.size(), 0); });
         if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             return;
-        // A peer that speaks another language is as good as gone.
+        // A peer that sends anything but messages counts as gone.
         if (count <= 0 || !reader_.append({buffer.data(), static_cast<std::size_t>(count)}))
             return peerHasGone();
     }
@@ -110,7 +110,7 @@ void ServiceChannel::peerHasGone()
     readWatch_.reset();
     writeWatch_.reset();
     socket_.reset();
-    // Posted behind any delivery of what it said before.
+    // Posted behind any delivery of its earlier messages.
     MainLoop::main().post([weak = weak_from_this()] {
         const auto self = weak.lock();
         if (!self || self->isInvalid_)
@@ -123,7 +123,7 @@ void ServiceChannel::peerHasGone()
 
 void ServiceChannel::deliver()
 {
-    const auto self = shared_from_this(); // A handler may let go of the connection.
+    const auto self = shared_from_this(); // A handler may drop the connection.
     while (!isInvalid_) {
         auto message = reader_.next();
         if (!message)
@@ -143,7 +143,7 @@ void ServiceChannel::deliverLater()
 void ServiceChannel::dispatch(ServiceMessage& message)
 {
     if (message.kind == ServiceMessage::Kind::Reply) {
-        // A reply to a call that has given up waiting belongs to nobody.
+        // No entry: the call has given up waiting.
         if (const auto waiting = awaited_.find(message.number); waiting != awaited_.end())
             waiting->second = std::move(message.content);
         return;
@@ -165,12 +165,12 @@ void ServiceChannel::writeUnsent()
         if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK))
             break;
         if (count < 0) {
-            readAvailable(); // What it said before it went.
+            readAvailable(); // Its last messages.
             return peerHasGone();
         }
         unsentStart_ += static_cast<std::size_t>(count);
     }
-    // Moved only when half of it is behind, or a long queue would be moved for each little piece.
+    // The queue is moved only when half of it has been sent: moving it for each piece would be quadratic.
     if (unsentStart_ > unsent_.size() / 2)
         unsent_.erase(0, std::exchange(unsentStart_, 0));
     if (!socket_ || unsentBytes() == 0)
@@ -188,7 +188,7 @@ bool ServiceChannel::serveUntil(double end)
     if (!(left > 0))
         return false;
     short events = unsentBytes() > 0 ? POLLOUT : 0;
-    // A peer that sends and doesn't read must not fill the memory; its reply may be behind what it sent.
+    // A peer that sends without reading must not fill the memory. Its reply may follow what it has sent.
     if (events == 0 || reader_.bytesWaiting() < kMostBytesWaiting)
         events |= POLLIN;
     pollfd polled{socket_.get(), events, 0};

@@ -54,7 +54,7 @@ private:
     // Writes what the peer takes; notices when it has gone.
     void writeUnsent();
     std::size_t unsentBytes() const { return unsent_.size() - unsentStart_; }
-    // Reads and writes once; false when the moment comes first.
+    // Waits, reads and writes once. False when that moment has passed.
     bool serveUntil(double end);
 
     Descriptor socket_; // Empty before the connection is there, and after it has ended.
@@ -63,7 +63,7 @@ private:
     std::unique_ptr<MainLoop::Watch> writeWatch_; // While something is unsent.
     ServiceMessageReader reader_;
     std::string unsent_; // Whole messages, of which the first may be on its way.
-    std::size_t unsentStart_ = 0; // What lies before it has been sent.
+    std::size_t unsentStart_ = 0; // The bytes before it have been sent.
     std::int64_t lastCall_ = 0;
     std::map<std::int64_t, std::optional<Value>> awaited_; // Calls without reply, and replies not yet seen.
     bool isInvalid_ = false;

@@ -68,7 +68,7 @@ std::optional<std::string> encode(const ServiceMessage& message)
 
 bool ServiceMessageReader::append(std::string_view bytes)
 {
-    // Memory follows what has come, never a length that was only told.
+    // Memory grows with the bytes that have arrived, never with the length that a message claims.
     buffer_.append(bytes);
     return takeMessages();
 }

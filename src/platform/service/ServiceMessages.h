@@ -10,8 +10,7 @@
 
 namespace platform {
 
-// What two programs say to each other through a named service, as bytes and back. LocalService.h tells the
-// form.
+// The messages of a named service, to bytes and back. ServiceConnection.h describes the format.
 struct ServiceMessage {
     enum class Kind { OneWay, Call, Reply };
     Kind kind = Kind::OneWay;
@@ -28,7 +27,7 @@ std::optional<std::string> encode(const ServiceMessage&);
 // Puts messages together from bytes as they come in.
 class ServiceMessageReader {
 public:
-    // False when the bytes can't be a message; nothing more is to be expected then.
+    // False when the bytes can't be a message. The reader is useless from then on.
     bool append(std::string_view bytes);
     std::optional<ServiceMessage> next();
     std::size_t bytesWaiting() const { return bytesWaiting_; } // Of whole messages not yet taken.

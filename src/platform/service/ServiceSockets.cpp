@@ -62,7 +62,8 @@ Result<sockaddr_un> addressOf(const Descriptor& folder, const std::string& fileN
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::string path = Places::services() + "/" + fileName;
-    if (path.size() >= sizeof address.sun_path) // A way around folders with long names.
+    if (path.size()
+        >= sizeof address.sun_path) // A socket's path is short; this one is independent of the folder.
         path = fmt::format("/proc/self/fd/{}/{}", folder.get(), fileName);
     if (path.size() >= sizeof address.sun_path)
         return Error{fileName + " is too long for the name of a service"};
@@ -84,7 +85,7 @@ bool isOfSameUser(const Descriptor& socket)
 
 const sockaddr* generic(const sockaddr_un& address)
 {
-    return reinterpret_cast<const sockaddr*>(&address); // NOLINT: the way of the socket interface.
+    return reinterpret_cast<const sockaddr*>(&address); // NOLINT: as the socket interface wants it.
 }
 
 } // namespace

@@ -12,7 +12,7 @@ namespace servicesockets {
 
 struct Listener {
     Descriptor folder;
-    Descriptor lock; // Held as long as the name is; it tells a living service from a file that was left.
+    Descriptor lock; // Held as long as the name. It tells a living service from a left-over file.
     Descriptor socket;
     std::string fileName;
 };

@@ -50,7 +50,9 @@ void QtMainLoop::run()
     assertLoopThread();
     if (takeStopRequest())
         return;
+    isInRun_ = true;
     runQtApplication();
+    isInRun_ = false;
     throwWhatWasKept();
     takeStopRequest();
 }
@@ -91,7 +93,7 @@ void QtMainLoop::noticeWhatIsLeft() const
 {
     if (level() != 1 || levelOfWait_ == 1)
         return;
-    if (isAskedToStop() || !exceptions_.empty())
+    if (isInRun_ && (isAskedToStop() || !exceptions_.empty()))
         QCoreApplication::exit();
     else if (hasWorkAfterEvent())
         wake();

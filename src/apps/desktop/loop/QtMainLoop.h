@@ -17,8 +17,9 @@
 // and leaves through the innermost run(), runUntil() or runPending() once Qt has returned to it; a dialog
 // that is open meanwhile stays open.
 //
-// afterThisEvent() counts an event of Qt's own, such as a click, as an event too. It can't see that
-// QCoreApplication::processEvents() was called inside of an event: nothing of the house calls that.
+// afterThisEvent() counts an event of Qt's own, such as a click, as an event too; Qt may deliver more of its
+// own events before the work is done. A call of QCoreApplication::processEvents() inside of an event looks
+// like the end of that event: nothing of the house makes one.
 class QtMainLoop final : public platform::CommonLoop {
 public:
     // Makes a loop of the calling thread the process's own. Before the first MainLoop::main().
@@ -36,6 +37,7 @@ private:
 
     QObject context_; // Ends the connections to Qt's objects together with the loop.
     QSocketNotifier notifier_;
+    bool isInRun_ = false; // run() is in Qt's loop of the application.
     int levelOfWait_ = 0; // The level whose wait() is inside Qt; 0 when there is none.
     std::deque<std::exception_ptr>
         exceptions_; // Thrown below Qt, which takes none through its own functions.
