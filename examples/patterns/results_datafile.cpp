@@ -21,7 +21,7 @@ public:
         const std::string entry = name_ + "_" + std::to_string(count_++);
         file_.Save(value, entry);
         file_.Save(time, entry + "_time");
-        file_.Flush(); // Whoever looks in while the program runs sees whole values.
+        file_.Flush(); // A reader sees whole values while the program runs.
     }
 
 private:

@@ -18,6 +18,5 @@ void Results::appendPattern(double, std::size_t, const std::vector<float>&) { }
 
 void Results::appendCovered(double time, double share)
 {
-    file_->file << time << " " << share
-                << std::endl; // Whoever looks in while the program runs sees whole lines.
+    file_->file << time << " " << share << std::endl; // A reader sees whole lines while the program runs.
 }

@@ -1,12 +1,12 @@
 #include "diagnostics/Exception.h"
 
+#include "diagnostics/ThrowRecorder.h"
+
 #include <fmt/format.h>
 
-#include <array>
 #include <cstdlib>
 #include <cxxabi.h>
 #include <dlfcn.h>
-#include <execinfo.h>
 #include <memory>
 
 namespace diagnostics {
@@ -37,19 +37,29 @@ std::string frameText(std::size_t number, void* address)
 
 } // namespace
 
+namespace {
+
+std::vector<std::string> symbolsOf(const Frames& frames)
+{
+    std::vector<std::string> symbols;
+    for (std::size_t i = 1; i < frames.count; ++i) // The first is the function that took the stack.
+        symbols.push_back(frameText(i - 1, frames.addresses[i]));
+    return symbols;
+}
+
+} // namespace
+
 std::vector<std::string> callStackSymbols()
 {
-    std::array<void*, 128> frames{};
-    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
-    std::vector<std::string> symbols;
-    for (int i = 1; i < count; ++i) // The first is this function.
-        symbols.push_back(frameText(static_cast<std::size_t>(i - 1), frames[static_cast<std::size_t>(i)]));
-    return symbols;
+    Frames frames;
+    frames.take();
+    return symbolsOf(frames);
 }
 
 Exception currentException()
 {
-    Exception described{"unknown", "", callStackSymbols()};
+    const Frames& thrown = framesOfLastThrow();
+    Exception described{"unknown", "", thrown.count > 0 ? symbolsOf(thrown) : callStackSymbols()};
     if (const std::type_info* type = abi::__cxa_current_exception_type())
         described.name = demangled(type->name());
     try {

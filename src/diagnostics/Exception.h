@@ -14,8 +14,8 @@ struct Exception {
     std::vector<std::string> callStackSymbols;
 };
 
-// Describes what is in flight; to be called inside a catch clause. The stack is that of the catching
-// function.
+// Describes what is in flight; to be called inside a catch clause. The stack is that of the function which
+// threw last on this thread, where the C++ runtime lets that be seen, else that of the caller.
 Exception currentException();
 
 // The stack of the calling thread, the innermost frame first.

@@ -32,6 +32,14 @@ public:
     CenterOfOwner messageController;
 };
 
+// An object whose jobs report to a message center of its own.
+class KRMessageCenterOwner {
+public:
+    virtual ~KRMessageCenterOwner() = default;
+    virtual std::shared_ptr<KRMessageCenter> messageController()
+        const = 0; // Null for the shared one. Any thread.
+};
+
 // Runs a message on a worker thread and then a second one, with the first one's result, on the main thread.
 // Workers form a pool of at most 20 threads that are made on demand and never end; further jobs wait in order
 // of arrival.
@@ -77,6 +85,10 @@ private:
     template <class Object>
     static std::shared_ptr<KRMessageCenter> centerOf(Object& object)
     {
+        // By its dynamic type: a job may be given by a base class.
+        if constexpr (std::is_polymorphic_v<Object>)
+            if (auto* owner = dynamic_cast<KRMessageCenterOwner*>(&object))
+                return owner->messageController();
         if constexpr (requires { object.variableBin()->messageController(); }) {
             const auto bin = object.variableBin();
             return bin ? bin->messageController() : nullptr;

@@ -131,7 +131,7 @@ void KRMessageCenter::seriousErrorMessage(const MessageText& text)
         center->newSeriousMessage(text);
 }
 
-// There is one from the first use on, and none can take its place but another.
+// Made at the first use; replaceable, never null.
 std::shared_ptr<KRMessageCenter> KRMessageCenter::sharedMessageCenter()
 {
     std::shared_ptr<KRMessageCenter> center;
@@ -309,7 +309,7 @@ void KRMessageCenter::cleanUpCleanUp()
     std::string report = diagnostics::framedReport(entries, descriptionForApp());
     if (user)
         report += fmt::format("e-mail = {}\n", *user);
-    // A report has no destination yet: whoever gives it one sends it here.
+    // A report has no destination yet; it would be sent here.
     platform::MainLoop::main().post([weak = weak_from_this()] {
         if (const auto center = weak.lock())
             center->finishedSendingErrorsOver();

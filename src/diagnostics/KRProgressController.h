@@ -79,7 +79,7 @@ private:
     std::unique_ptr<platform::NotificationCenter::Observation> renames_;
     KRProgressControllerDelegate* delegate_ = nullptr;
 
-    // Recursive: a delegate that is let go inside it may be the last owner of an entry, which takes itself
+    // Recursive: a delegate that is released inside it may be the last owner of an entry, which takes itself
     // off the list.
     mutable std::recursive_mutex accessLock_;
     std::map<Number, Entry> processes_;

@@ -105,13 +105,17 @@ float KRProgressEntryController::currentFraction() const
     return currentFraction_;
 }
 
-// accessLock is held.
+// The delegate is asked without the lock, so that it may call this entry.
 void KRProgressEntryController::fetchFractionFromDelegate()
 {
-    if (!delegateRespondsToFraction_)
-        return;
-    const auto held = delegate_.lock();
-    fractionThatIsWaiting_ = held ? held->progressFraction() : 1.0F;
+    std::shared_ptr<KRProgressDelegate> delegate;
+    {
+        const std::lock_guard guard(accessLock_);
+        if (!delegateRespondsToFraction_)
+            return;
+        delegate = delegate_.lock();
+    }
+    setFraction(delegate ? delegate->progressFraction() : 1.0F);
 }
 
 bool KRProgressEntryController::wantsToBeDisplayed()
@@ -119,11 +123,14 @@ bool KRProgressEntryController::wantsToBeDisplayed()
     if (!containingView_)
         return platform::monotonicSeconds() - startingDate_
             > platform::Pace::of(kSecondsBeforeALineShows).count();
-    const std::lock_guard guard(accessLock_);
-    if (currentFraction_ != fractionThatIsWaiting_ || indeterminate_)
+    const auto hasChanged = [this] {
+        const std::lock_guard guard(accessLock_);
+        return currentFraction_ != fractionThatIsWaiting_ || indeterminate_;
+    };
+    if (hasChanged())
         return true;
     fetchFractionFromDelegate();
-    return currentFraction_ != fractionThatIsWaiting_;
+    return hasChanged();
 }
 
 std::string KRProgressEntryController::textOfRule() const
@@ -143,9 +150,9 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
 {
     if (!containingView_)
         return false;
+    fetchFractionFromDelegate();
     const std::lock_guard guard(accessLock_);
     bool changed = false;
-    fetchFractionFromDelegate();
     if (progressPole_->isIndeterminate() != indeterminate_) {
         showWhetherIndeterminate();
         changed = true;

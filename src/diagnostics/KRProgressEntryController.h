@@ -11,7 +11,7 @@
 
 class KRProgressEntryController;
 
-// What a line of progress may ask of whoever is at work. The optional ones are told by the two questions.
+// What a line of progress may ask of the work it shows. The two questions say which functions are provided.
 class KRProgressDelegate {
 public:
     virtual ~KRProgressDelegate() = default;

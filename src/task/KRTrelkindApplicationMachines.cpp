@@ -6,6 +6,7 @@
 #include "platform/plist/PropertyList.h"
 #include "task/KRTrelkindApplication.h"
 #include "task/Notifications.h"
+#include "text/RtfText.h"
 
 #include <fmt/format.h>
 #include <tuple>
@@ -34,8 +35,11 @@ void KRTrelkindApplication::awakeFromNib()
     machines_.setAcceptableDragTypes({KRTrelkindMachine::kDragType});
 
     const auto readHelp = [this](const char* name, toolkit::TextView& view) {
-        view.setString(
-            platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name)).value_or(""));
+        const auto document =
+            platform::files::readFile(fmt::format("{}/{}.rtfd/TXT.rtf", resourceFolder, name));
+        const auto help = document ? RtfText::read(*document) : platform::Result<RtfText>(platform::Error{});
+        if (help)
+            view.setText(help->text);
     };
     readHelp("HelpCreateTask", helpCreateTask);
     readHelp("HelpOverview", helpOverview);

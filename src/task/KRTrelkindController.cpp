@@ -13,6 +13,7 @@
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/UploadPreparation.h"
 #include "task/WrapperList.h"
+#include "text/RtfText.h"
 #include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
@@ -135,20 +136,36 @@ void KRTrelkindController::insertTextIntoFields()
     views_->howMuchIsDoneField.setStringValue(
         fmt::format("{}/{}", howManyTasksAreFinished_, taskInformation_.size()));
     readWriteUp();
-    views_->setupDescription.setString(
-        files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf").value_or(""));
+    if (const auto description = files::readFile(wrapperName() + "/Description.rtfd/TXT.rtf"))
+        if (const auto text = RtfText::read(*description))
+            views_->setupDescription.setText(text->text);
     views_->xCodeProjectLocation.setStringValue(xCodeProject().value_or(""));
 }
 
 void KRTrelkindController::readWriteUp()
 {
     const std::string package = wrapperName() + "/Info.rtfd";
-    const auto writeUp = files::readFile(package + "/TXT.rtf");
-    views_->writeUp.setString(writeUp.value_or(""));
-    if (writeUp || !files::exists(package))
+    const auto document = files::readFile(package + "/TXT.rtf");
+    if (!document) {
+        if (!files::exists(package))
+            return;
+        const auto names = files::contentsOfDirectory(package);
+        writeUpIsUnreadable_ = !names || std::find(names->begin(), names->end(), "TXT.rtf") != names->end();
         return;
-    const auto names = files::contentsOfDirectory(package);
-    writeUpIsUnreadable_ = !names || std::find(names->begin(), names->end(), "TXT.rtf") != names->end();
+    }
+    const auto notes = RtfText::read(*document);
+    writeUpIsUnreadable_ = !notes;
+    if (!notes)
+        return;
+    views_->writeUp.setText(notes->text);
+    // Pictures and other files of the package lie beside its text.
+    const auto names = files::contentsOfDirectory(package).value_or(std::vector<std::string>());
+    if (notes->isWhole && names.size() <= 1)
+        return;
+    views_->writeUp.setEditable(false);
+    KRMessageCenter::addMessage("The notes can only be read.",
+        fmt::format("{} holds more than text in paragraphs, bold, italic or underlined, which would be lost.",
+            package));
 }
 
 void KRTrelkindController::finishWindowSetup()
@@ -417,9 +434,14 @@ void KRTrelkindController::saveWriteUpIfNeeded()
         writeUpChanged_ = false;
         return;
     }
+    if (!views_->writeUp.isEditable()) { // They hold more than would be written.
+        writeUpChanged_ = false;
+        return;
+    }
     std::ignore = files::createDirectory(package);
     // Notes that could not be written stay changed, and the next occasion tries again.
-    writeUpChanged_ = !files::writeFileAtomically(package + "/TXT.rtf", views_->writeUp.string());
+    writeUpChanged_ =
+        !files::writeFileAtomically(package + "/TXT.rtf", RtfText::write(views_->writeUp.text()));
     if (writeUpChanged_)
         KRMessageCenter::addMessage("Could not save the notes.",
             fmt::format("{} can't be written: copy your text before you close the window.", package));
@@ -463,7 +485,7 @@ bool KRTrelkindController::windowShouldClose()
     if (SVTaskApplication* app = SVTaskApplication::app())
         app->removeController(*this);
     disconnectEngines();
-    // Whoever called may still use the controller and its window in this event.
+    // The caller may still use the controller and its window in this event.
     platform::MainLoop::main().afterThisEvent(
         [self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});
     platform::NotificationCenter::defaultCenter().post(notifications::kWindowClosed, this);

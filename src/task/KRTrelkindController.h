@@ -101,7 +101,7 @@ public:
         std::shared_ptr<KRTrelkindMachine> machine;
         std::string name;
     };
-    // The set-up in progress on a cluster machine, made by whoever brings one.
+    // Makes the set-up in progress on a cluster machine.
     using SetupMaker = std::function<std::shared_ptr<toolkit::Window>(
         KRTrelkindController& newForTask, const std::any& forMachine)>;
     static SetupMaker& setupMaker();
@@ -147,7 +147,7 @@ private:
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;
     bool waitingToStop_ = false;
-    // For whoever assigns tasks to machines.
+    // For assigning tasks to machines.
     SVTaskMachine* localMachine_ = nullptr;
     std::unique_ptr<platform::Timer> standardOutTimer_;
     std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;

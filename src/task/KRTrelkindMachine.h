@@ -29,7 +29,7 @@ public:
 
     // The kind of a cluster's machine, and that of an entry which names none.
     static constexpr const char* kClusterKind = "LSF";
-    // The kinds of machine by the name that the machine list gives them. Whoever brings a kind enters it at
+    // The kinds of machine by the name that the machine list gives them. Filled at
     // start-up.
     using Maker = std::function<std::shared_ptr<KRTrelkindMachine>()>;
     static std::map<std::string, Maker>& kinds();

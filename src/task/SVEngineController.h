@@ -1,5 +1,6 @@
 #pragma once
 
+#include "diagnostics/KRComputationalThread.h"
 #include "task/SVSingleTask.h"
 #include "task/SVTaskMachine.h"
 
@@ -8,12 +9,12 @@
 #include <string>
 #include <vector>
 
-class KRMessageCenter;
-
 // A machine of the older generation: a queue of single tasks and a limit of how many run together. This class
 // is this computer; a task server derives from it. Nothing assigns tasks to machines at present, so that the
 // path stands ready and idle. Main thread, but for runASingleTask().
-class SVEngineController : public SVTaskMachine, public std::enable_shared_from_this<SVEngineController> {
+class SVEngineController : public SVTaskMachine,
+                           public KRMessageCenterOwner,
+                           public std::enable_shared_from_this<SVEngineController> {
 public:
     static const std::shared_ptr<SVEngineController>& localMachine();
     // The machine of a task server by its name; null as long as no maker is set, and for an empty name.
@@ -49,7 +50,7 @@ public:
     const std::vector<std::shared_ptr<SVSingleTask>>& tasksRunning() const { return tasksRunning_; }
 
     // Makes a worker's messages go to the shared center.
-    std::shared_ptr<KRMessageCenter> messageController() const;
+    std::shared_ptr<KRMessageCenter> messageController() const override;
 
 protected:
     bool hasRoom() const { return static_cast<int>(tasksRunning_.size()) < maxTaskNumber_; }

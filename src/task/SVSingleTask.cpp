@@ -189,7 +189,7 @@ void SVSingleTask::clearData()
 
 void SVSingleTask::removeComputedResults()
 {
-    // What is spared the controller knows, and the controller belongs to the main thread.
+    // The controller knows the inputs, which are kept, and belongs to the main thread.
     if (!platform::MainLoop::main().isLoopThread())
         return platform::MainLoop::main().postAndWait([this] { removeComputedResults(); });
     taskIsFinished_ = false;

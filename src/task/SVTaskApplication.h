@@ -28,6 +28,6 @@ public:
     // An objection to quitting.
     virtual void shouldNotQuit() = 0;
     virtual std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() = 0;
-    // The gate for slow outside activities, which outlives the application as long as somebody is inside.
+    // The gate for slow outside activities, which outlives the application while an activity is inside.
     virtual const std::shared_ptr<KRCountLimiter>& countLimiter() const = 0;
 };

@@ -16,7 +16,7 @@ class SVSingleTask;
 class SVTaskMachine;
 
 // The controller of an open wrapper as its tasks and its engine see it: what they read of the wrapper, and
-// what they tell. Main thread; a task or an engine that outlives the controller is told so and lets it go.
+// what they tell. Main thread; a task or an engine that outlives the controller is notified and drops it.
 class SVTaskController {
 public:
     virtual ~SVTaskController() = default;

@@ -7,7 +7,7 @@
 class SVTaskController;
 
 // What executes the tasks of one open wrapper. A derived engine attaches to the controller when it is made
-// and starts nothing by that; it never touches the controller again after disconnectFromTaskController().
+// and starts nothing then; it never touches the controller again after disconnectFromTaskController().
 // Main thread.
 class SVTrelkindEngine : public std::enable_shared_from_this<SVTrelkindEngine> {
 public:

@@ -1,5 +1,6 @@
 #include "task/ScratchFolder.h"
 
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
 
 #include <chrono>
@@ -21,10 +22,11 @@ ScratchFolder::ScratchFolder(const std::string& path)
 {
     for (int attempt = 0; attempt < kMostStarts; ++attempt) {
         const FolderLock alone(path, FolderLock::Kind::Exclusive, FolderLock::Links::Refused);
-        // A folder that somebody else has put there is not one to share, whatever he does with it.
         if (alone.isTaken() && alone.isPrivate()) {
             if (share(path))
                 return;
+        } else if (alone.isHeld() && !alone.isAt(path)) {
+            // Another session has just made the folder anew; the lock is on the old one.
         } else {
             std::ignore = files::remove(path);
             if (files::createDirectory(path, files::kOwnersFolder)) {
@@ -37,6 +39,8 @@ ScratchFolder::ScratchFolder(const std::string& path)
         }
         std::this_thread::sleep_for(kWaitBetweenStarts);
     }
+    KRMessageCenter::addMessage("The scratch folder can not be used.",
+        path + " belongs to somebody else, or can't be made. Remove it, or ask its owner to.");
 }
 
 bool ScratchFolder::share(const std::string& path)

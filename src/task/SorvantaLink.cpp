@@ -2,6 +2,7 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
+#include "platform/loop/MainLoop.h"
 
 #include <fmt/format.h>
 
@@ -9,6 +10,7 @@ namespace {
 
 constexpr double kSecondsBetweenMessages = 3.0;
 constexpr double kSecondsOfHeldTimer = 2.0;
+constexpr double kMostSecondsAtTheEnd = 0.2;
 
 platform::Value asPropertyList(const SorvantaLink::Content& content)
 {
@@ -42,13 +44,31 @@ SorvantaLink::SorvantaLink(std::function<void()> whenStateChanges)
 void SorvantaLink::tryToConnectToSorvanta()
 {
     if (!connectionToSorvanta_) {
-        connectionToSorvanta_ = platform::ServiceConnection::connect(kName).value_or(nullptr);
-        if (connectionToSorvanta_)
-            connectionToSorvanta_->whenPeerDies([this] { connectionDidDie(); });
+        connectionToSorvanta_ = platform::ServiceConnection::connectLater(
+            kName, [this](const platform::Status& status) { connected(status); });
+        connectionToSorvanta_->whenPeerDies([this] { connectionDidDie(); });
     }
     whenStateChanges_();
-    if (connectionToSorvanta_)
+    if (isConnected())
         trySendingNow(Sender::Application);
+}
+
+void SorvantaLink::connected(const platform::Status& status)
+{
+    if (!status)
+        connectionToSorvanta_.reset();
+    whenStateChanges_();
+    if (isConnected())
+        trySendingNow(Sender::Application);
+}
+
+void SorvantaLink::sendBeforeTheEnd()
+{
+    auto& loop = platform::MainLoop::main();
+    loop.runUntil([this] { return !isConnecting(); }, kMostSecondsAtTheEnd);
+    if (isConnected() && !combinedContent_.empty())
+        sendContentOver();
+    loop.runPending();
 }
 
 void SorvantaLink::connectionDidDie()

@@ -21,9 +21,13 @@ public:
     // The function is called whenever the link comes or goes.
     explicit SorvantaLink(std::function<void()> whenStateChanges);
 
-    // Looks for the companion when there is no link, and sends what is held.
+    // Looks for the companion when there is no link, and sends what is held once there is one. Returns at
+    // once: a companion that lets nobody in holds up nothing.
     void tryToConnectToSorvanta();
-    bool isConnected() const { return connectionToSorvanta_ != nullptr; }
+    bool isConnected() const { return connectionToSorvanta_ && connectionToSorvanta_->isConnected(); }
+    bool isConnecting() const { return connectionToSorvanta_ && connectionToSorvanta_->isConnecting(); }
+    // The program ends: sends what is held, however recent the last message is.
+    void sendBeforeTheEnd();
 
     void add(const std::string& wrapperName, int numberInProject);
     // Sends what is held unless the last message is too recent. Without a sender it is a timer that asks.
@@ -34,6 +38,7 @@ public:
 
 private:
     void sendContentOver();
+    void connected(const platform::Status& status);
     void connectionDidDie();
 
     std::function<void()> whenStateChanges_;

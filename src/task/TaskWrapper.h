@@ -12,9 +12,8 @@ struct TaskWrapper {
     std::string wrapperName; // The folder's path.
     platform::Value storedInformation; // Info.plist, a dictionary.
     bool infoIsUnreadable = false; // There is an Info.plist that can't be read: it must not be written over.
-    std::optional<std::vector<std::string>> inputFiles; // Null: no file is spared as an input.
-    bool inputFilesAreUnknown =
-        false; // They are told in a way that can't be understood: nothing must be cleared.
+    std::optional<std::vector<std::string>> inputFiles; // Null: clearing keeps no file.
+    bool inputFilesAreUnknown = false; // The list can't be understood: nothing must be cleared.
     std::optional<std::string> executable;
     std::optional<std::string> originalExecutable;
     bool executableIsUnreadable = false; // As above, for Executable.plist.

@@ -43,7 +43,9 @@ void TrelkindWindow::arrange()
     outputScroller.addSubview(outputFromProgram);
     notesPage.addSubview(writeUp);
     notesPage.addSubview(setupDescription);
+    writeUp.setRich(true);
     setupDescription.setEditable(false);
+    setupDescription.setRich(true);
 }
 
 void TrelkindWindow::name()

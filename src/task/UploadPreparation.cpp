@@ -50,7 +50,7 @@ void UploadPreparation::run() const
         "cd Sources\n"
         "make -j 3\n"
         "popd\n");
-    // The loop copies a script that whoever submits has to provide.
+    // The loop copies a script that the user has to provide.
     writeScript(folder + "/submit",
         fmt::format("#!/bin/bash\n\n"
                     "for i in {{0..{}}}\n"

@@ -15,7 +15,7 @@ public:
     // From file name to text.
     virtual std::map<std::string, std::string> makefile(const std::string& programName) = 0;
 
-    // Opens a project by its path. Whoever can read projects sets it at start-up.
+    // Opens a project by its path. Set at start-up.
     using Opener = std::function<std::unique_ptr<ProjectToBuild>(const std::string& path)>;
     static Opener& opener();
 };

@@ -18,7 +18,7 @@ public:
         Some, // There may be more: the bound was reached.
         Refused, // The taker answered false.
     };
-    // Hands out at most so many blocks of 64 KiB, so that whoever follows a fast writer can look at something
+    // Hands out at most so many blocks of 64 KiB, so that a reader of a fast writer's file can do something
     // else in between. The bytes are valid during the call of take() alone.
     Read readNew(const std::function<bool(std::string_view)>& take, int mostBlocks);
 

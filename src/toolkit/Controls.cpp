@@ -66,11 +66,11 @@ void TextField::cancelEditing()
         changed({.value = true});
 }
 
-void TextView::edit(std::string text)
+void TextView::edit(RichText text)
 {
     if (!isEditable_)
         return;
-    setString(std::move(text));
+    setText(std::move(text));
     perform(whenEdited);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "toolkit/RichText.h"
 #include "toolkit/View.h"
 
 #include <functional>
@@ -47,11 +48,16 @@ private:
 // A field whose text is not shown.
 class SecureField : public TextField { };
 
-// A longer text.
+// A longer text, which may have emphasis.
 class TextView : public View {
 public:
-    const std::string& string() const { return string_; }
-    void setString(std::string text) { set(string_, std::move(text)); }
+    std::string string() const { return text_.plain(); }
+    void setString(std::string text) { setText(RichText(std::move(text))); }
+    const RichText& text() const { return text_; }
+    void setText(RichText text) { set(text_, std::move(text)); }
+    // Whether the user may give emphasis to what he writes.
+    bool isRich() const { return isRich_; }
+    void setRich(bool isRich) { set(isRich_, isRich); }
     bool isEditable() const { return isEditable_; }
     void setEditable(bool isEditable) { set(isEditable_, isEditable); }
 
@@ -59,12 +65,14 @@ public:
     std::function<void()> whenEditingEnded;
 
     // The user.
-    void edit(std::string text);
+    void edit(RichText text);
+    void edit(std::string text) { edit(RichText(std::move(text))); }
     void endEditing();
 
 private:
-    std::string string_;
+    RichText text_;
     bool isEditable_ = true;
+    bool isRich_ = false;
 };
 
 class Button : public View {

@@ -7,8 +7,8 @@
 namespace toolkit {
 
 // Questions to the user. A front end shows them without holding up the program, and answers each by its
-// callback, on the main loop. Whoever asks is not there any more when the answer comes, perhaps: the callback
-// holds weakly what it needs.
+// callback, on the main loop. The asker may be gone when the answer comes: the callback
+// holds weak pointers.
 
 // A short message with buttons, of which the first is the usual choice and the last one cancels.
 struct Alert {

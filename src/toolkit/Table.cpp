@@ -40,7 +40,7 @@ const Column* Table::column(std::string_view identifier) const
 void Table::noteNumberOfRowsChanged()
 {
     set(rowCount_, source_ ? std::max(0, source_->numberOfRowsInTableView(*this)) : 0, {.rows = true});
-    // The document grows and shrinks with its rows; what is visible of it is the enclosing view's matter.
+    // The document grows and shrinks with its rows; the enclosing view says what is visible of it.
     Rect document = frame();
     document.height = rowCount_ * rowHeight_;
     setFrame(document);

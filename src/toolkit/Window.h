@@ -31,7 +31,7 @@ public:
     void close();
     // The user: wants to close the window, which closes unless the logic refuses. Whether it has closed.
     bool userCloses();
-    // The user: works in this window now, which is in front of the others by that.
+    // The user: works in this window now, which brings it to the front.
     void userActivates();
     // The logic's answer to that; a window without one closes. May let the window go.
     std::function<bool()> shouldClose;

@@ -131,6 +131,29 @@ TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
     EXPECT_TRUE(inBin->center->messages().empty());
 }
 
+// Known to the pool by its base class alone, which has no center.
+struct Reporter {
+    virtual ~Reporter() = default;
+    std::shared_ptr<Number> report(std::shared_ptr<Number>)
+    {
+        KRMessageCenter::addMessage("from the worker");
+        return nullptr;
+    }
+    void end(std::shared_ptr<Number>) { }
+};
+struct ReporterWithCenter : Reporter, KRMessageCenterOwner {
+    std::shared_ptr<KRMessageCenter> messageController() const override { return center; }
+    std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
+};
+
+TEST(ComputationalThread, AnOwnersCenterIsFoundThroughItsBaseClass)
+{
+    const auto owner = std::make_shared<ReporterWithCenter>();
+    KRComputationalThread::forObject(
+        std::shared_ptr<Reporter>(owner), &Reporter::report, std::make_shared<Number>(), &Reporter::end);
+    EXPECT_TRUE(served([&] { return !owner->center->messages().empty(); }));
+}
+
 TEST(ComputationalThread, TheEarlierFormKnowsNoLimit)
 {
     std::atomic<int> started = 0;

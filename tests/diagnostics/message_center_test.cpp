@@ -10,7 +10,14 @@
 #include <fmt/format.h>
 #include <regex>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
+
+// Outside of the namespace below, so that its name is known to the stack.
+[[gnu::noinline]] void throwSomewhereElse()
+{
+    throw std::runtime_error("thrown");
+}
 
 namespace {
 
@@ -93,6 +100,16 @@ TEST_F(MessageCenter, AnExceptionIsToldWithTheSymbolsOfItsStack)
     serve();
     EXPECT_EQ(center->messages().at(0)->longDescription(),
         "Full stack trace\n\nname = Fault\nreason = too deep\n\nmain + 12\n0xdead\n");
+}
+
+TEST_F(MessageCenter, TheStackOfAnExceptionIsThatOfItsThrower)
+{
+    try {
+        throwSomewhereElse();
+    } catch (...) {
+        const auto exception = diagnostics::currentException();
+        EXPECT_THAT(testing::PrintToString(exception.callStackSymbols), HasSubstr("throwSomewhereElse"));
+    }
 }
 
 TEST_F(MessageCenter, OnlyTheFirstSeriousErrorsOfAProcessCarryAStack)

@@ -161,6 +161,28 @@ TEST_F(Progress, ADelegateMayGiveTheFractionAndLeavesOneBehindWhenItGoes)
     EXPECT_TRUE(served([&] { return line->currentFraction() == 1.0F; }));
 }
 
+// Looks at its own line while it is asked.
+struct AskingSource : FractionSource {
+    float progressFraction() override
+    {
+        if (const auto held = line.lock())
+            fraction = held->currentFraction() + 0.25F;
+        return fraction;
+    }
+    std::weak_ptr<KRProgressEntryController> line;
+    float fraction = 0.25F;
+};
+
+TEST_F(Progress, ADelegateMayAskItsOwnLineWhileItIsAsked)
+{
+    const auto source = std::make_shared<AskingSource>();
+    const auto work = entry("work");
+    work->setDelegate(source);
+    ASSERT_TRUE(shows(1));
+    source->line = controller->visibleEntries().at(0);
+    EXPECT_TRUE(served([&] { return source->fraction > 1; }));
+}
+
 TEST_F(Progress, ManyWorkersReportAtOnceAndNothingIsLost)
 {
     std::vector<std::thread> workers;

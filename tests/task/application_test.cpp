@@ -117,7 +117,7 @@ TEST_F(Application, KeepsTheMachineList)
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
         {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
-        EXPECT_THAT(help->string(), testing::StartsWith("{\\rtf1"));
+        EXPECT_GT(help->string().size(), 100U);
     const auto shown = [&] { return app.machines().viewList().views(); };
     EXPECT_THAT(shown(), testing::SizeIs(2));
     const auto first = shown().at(0);

@@ -39,6 +39,7 @@ public:
         ::kill(process_->processIdentifier(), SIGKILL);
         EXPECT_TRUE(process_->waitUntilExit(10));
     }
+    void stop() const { ::kill(process_->processIdentifier(), SIGSTOP); }
     std::string heard() const { return files::readFile(heard_).value_or(""); }
     bool hears(const std::string& line)
     {
@@ -79,7 +80,7 @@ TEST_F(Companion, ChangesAreHeldMergedAndGoOutWhenOneIsFound)
     Listener listener(wrapper);
     EXPECT_FALSE(app->sorvanta().isConnected()) << "it is looked for when the user changes application";
     app->applicationDidBecomeActive();
-    EXPECT_TRUE(app->sorvanta().isConnected());
+    EXPECT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
     EXPECT_TRUE(listener.hears(wrapper.path() + ": 1 2"));
     EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
 }
@@ -88,6 +89,7 @@ TEST_F(Companion, WhatComesTooSoonWaitsForTheNextEventAndNotForTheClock)
 {
     Listener listener(wrapper);
     open();
+    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
     platform::Pace::setFactor(0.1);
     change(0);
     EXPECT_TRUE(listener.hears(wrapper.path() + ": 0"));
@@ -99,12 +101,34 @@ TEST_F(Companion, WhatComesTooSoonWaitsForTheNextEventAndNotForTheClock)
     EXPECT_TRUE(listener.hears(wrapper.path() + ": 0 1 2"));
 }
 
+TEST_F(Companion, WhatIsHeldGoesOutBeforeTheEndAndAStoppedOneHoldsUpNothing)
+{
+    Listener listener(wrapper);
+    open();
+    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
+    change(0);
+    change(1);
+    app->sorvanta().sendBeforeTheEnd();
+    EXPECT_TRUE(listener.hears(wrapper.path() + ": 1"));
+    app.reset();
+
+    listener.stop();
+    const double start = platform::monotonicSeconds();
+    for (int i = 0; i < 20; ++i) {
+        open();
+        change(2);
+        app->sorvanta().sendBeforeTheEnd();
+    }
+    EXPECT_LT(platform::monotonicSeconds() - start, 10) << "each is given a moment, none its whole limit";
+}
+
 TEST_F(Companion, ACompanionThatDiesBetweenTwoChangesIsNoticedAndFoundAgain)
 {
     open();
     {
         Listener listener(wrapper);
         app->tryToConnectToSorvanta();
+        ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
         change(0);
         EXPECT_TRUE(listener.hears(wrapper.path() + ": 0"));
         std::string logged;
@@ -127,6 +151,7 @@ TEST_F(Companion, AMessageThatCanNotBeSentIsLostAndToldOnce)
 {
     Listener listener(wrapper);
     open();
+    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
     listener.kill();
     platform::Pace::setFactor(0);
     change(0);

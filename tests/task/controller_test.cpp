@@ -3,6 +3,7 @@
 #include "task/Notifications.h"
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/WrapperOnDisk.h"
+#include "text/RtfText.h"
 #include "toolkit/Workspace.h"
 
 #include <gmock/gmock.h>
@@ -203,14 +204,14 @@ TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
     const auto task = controller.taskInformation()[0];
     controller.views()->taskList.selectRows({0});
     controller.startLocalTask();
-    controller.views()->writeUp.edit("{\\rtf1 notes}");
+    controller.views()->writeUp.edit(toolkit::RichText("notes"));
     int closed = 0;
     const auto observation = platform::NotificationCenter::defaultCenter().observe(
         "SVWindowClosed", [&](const auto& notification) { closed += notification.object == held.get(); });
     EXPECT_TRUE(controller.windowShouldClose());
     EXPECT_EQ(closed, 1);
     EXPECT_THAT(app->listOfControllers(), IsEmpty());
-    EXPECT_EQ(wrapper.read("Info.rtfd/TXT.rtf"), "{\\rtf1 notes}");
+    EXPECT_EQ(RtfText::read(wrapper.read("Info.rtfd/TXT.rtf"))->text.plain(), "notes");
     EXPECT_EQ(task->controller(), nullptr);
     held->changeInTask(*task);
     held->reloadTaskList();
@@ -224,10 +225,26 @@ TEST_F(Controller, NotesThatCanNotBeReadAreNotWrittenOver)
 {
     EXPECT_TRUE(files::createDirectories(wrapper / "Info.rtfd/TXT.rtf"));
     auto& controller = open();
-    controller.views()->writeUp.edit("new");
+    controller.views()->writeUp.edit(toolkit::RichText("new"));
     controller.views()->writeUp.endEditing();
     EXPECT_TRUE(files::isDirectory(wrapper / "Info.rtfd/TXT.rtf"));
     EXPECT_THAT(wrapper.messages(), ElementsAre("Could not read Info.rtfd."));
+}
+
+TEST_F(Controller, NotesThatHoldMoreThanTextAreShownAndKept)
+{
+    EXPECT_TRUE(files::createDirectories(wrapper / "Info.rtfd"));
+    const std::string rich = "{\\rtf1 \\b bold\\b0  {\\pict 00}}";
+    wrapper.write("Info.rtfd/TXT.rtf", rich);
+    auto& controller = open();
+    auto& notes = controller.views()->writeUp;
+    EXPECT_TRUE(notes.text().runs.at(0).bold);
+    EXPECT_FALSE(notes.isEditable());
+    EXPECT_THAT(wrapper.messages(), ElementsAre("The notes can only be read."));
+    notes.edit(toolkit::RichText("new"));
+    controller.textDidChange();
+    notes.endEditing();
+    EXPECT_EQ(wrapper.read("Info.rtfd/TXT.rtf"), rich);
 }
 
 TEST_F(Controller, InvalidatingRemovesTheResultsOfTheSelectionAndTellsTheCompanion)

@@ -35,6 +35,7 @@ void BatchDisplay::write(const std::string& text)
 
 void BatchDisplay::update()
 {
+    wrapper_.application().tryToConnectToSorvanta(); // One that is started meanwhile is found.
     if (isSilent_)
         return;
     if (isLive_)

@@ -14,6 +14,8 @@
 
 #include <fmt/format.h>
 
+#include <map>
+
 namespace {
 
 namespace files = platform::files;
@@ -66,13 +68,35 @@ bool sameContent(const std::string& a, const std::string& b)
     return files::size(a) == files::size(b) && files::readFile(a) == files::readFile(b);
 }
 
+// Whether what building elsewhere needs beside the sources lies in the wrapper as files; tells of each that
+// doesn't.
+bool scriptsArePrepared(const std::string& folder)
+{
+    bool complete = true;
+    for (const char* name : {"compile", "submit", "Sources/Makefile", "Sources/Makefile.sources"}) {
+        const std::string path = folder + "/" + name;
+        if (files::exists(path) && !files::isDirectory(path))
+            continue;
+        complain(fmt::format(
+            "{} could not be written{}.", path, files::isDirectory(path) ? ": a folder has its name" : ""));
+        complete = false;
+    }
+    return complete;
+}
+
 // Whether the sources of a project lie in the wrapper as they are; tells of each that doesn't.
 bool sourcesArePrepared(const std::string& projectPath, const std::string& folder)
 {
     bool complete = true;
+    std::map<std::string, std::string> sources; // By their name in the wrapper.
     for (const std::string& source : XCodeProject::createWithFile(projectPath)->filesToCopy()) {
         const std::string copy = folder + "/Sources/" + platform::paths::lastComponent(source);
-        if (!files::exists(source))
+        const auto [first, isNew] = sources.emplace(copy, source);
+        if (!isNew)
+            complain(
+                fmt::format("{} and {} have the same name, and only the first is in {}: rename one of them.",
+                    first->second, source, folder));
+        else if (!files::exists(source))
             complain(fmt::format("The source {} does not exist.", source));
         else if (!files::exists(copy))
             complain(fmt::format("The source {} could not be copied to {}.", source, copy));
@@ -135,7 +159,8 @@ int prepareVerb(const PrepareOptions& options)
         return kNotDone;
     }
     controller.prepareForUpload();
-    if (!sourcesArePrepared(*project, folder))
+    const bool hasSources = sourcesArePrepared(*project, folder);
+    if (!scriptsArePrepared(folder) || !hasSources)
         return kNotDone;
     return tell(fmt::format("Prepared {}.", folder)) ? kDone : kNotDone;
 }

@@ -34,6 +34,11 @@ std::unique_ptr<OpenWrapper> OpenWrapper::open(const std::string& path)
     return opened;
 }
 
+OpenWrapper::~OpenWrapper()
+{
+    application_.sorvanta().sendBeforeTheEnd();
+}
+
 std::shared_ptr<SVSingleTask> OpenWrapper::task(int numberShown)
 {
     const auto& tasks = controller_->taskInformation();

@@ -54,7 +54,7 @@ private:
     std::vector<std::unique_ptr<platform::MainLoop::Watch>> watches_;
 };
 
-// Serves the main loop until the engine has ended: no operation is left, and the end of each has been told.
+// Serves the main loop until the engine has ended: no operation is left, and the end of each was handled.
 void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Interrupts& interrupts)
 {
     auto& loop = platform::MainLoop::main();

@@ -19,7 +19,7 @@ constexpr int kGap = 2;
 constexpr int kNarrowest = 4;
 constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
 
-// A bar that is told as a number stands like one.
+// A bar is shown as a number and aligned like one.
 bool alignsRight(const Column& column)
 {
     return column.alignment == Column::Alignment::Right || column.cell == Column::Cell::Progress;

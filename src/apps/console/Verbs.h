@@ -1,11 +1,15 @@
 #pragma once
 
+#include "task/NewWrapper.h"
+
 #include <optional>
 #include <string>
 #include <vector>
 
 // The verbs of the console front end. Each answers the exit status of the program. Their defaults stand here,
 // and the command line tells their meaning.
+
+int newVerb(const NewWrapper& wanted);
 
 struct RunOptions {
     std::string wrapper;

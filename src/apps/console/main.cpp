@@ -36,6 +36,7 @@ public:
         app_.get_formatter()->label("SUBCOMMAND", "VERB");
         app_.get_formatter()->label("Subcommands", "Verbs");
         app_.footer(kExitStatus);
+        addNew();
         addRun();
         addStatus();
         addFiles();
@@ -96,6 +97,32 @@ private:
         verb->add_flag("--json", json, "Write JSON: an array of objects keyed by the column names");
     }
 
+    void addNew()
+    {
+        CLI::App* verb = add("new", "Make a wrapper around a program",
+            "Makes one run for each row of the table, or a single run without one. {column} in the "
+            "arguments\n"
+            "and in the input files stands for the row's value, and a column Time gives the run's time "
+            "value.\n"
+            "The table is a file of comma-separated values with a line of column names. Nothing that exists "
+            "is\n"
+            "written over. Example:\n"
+            "  trelkind new Sweep.vtask --program ./solver --input setup.txt --arguments '--seed {seed}' "
+            "--table "
+            "runs.csv");
+        verb->add_option("WRAPPER", new_.path, "The wrapper to be made; its name ends in .vtask")->required();
+        verb->add_option("--program", new_.program, "The compiled program, which is copied into the wrapper")
+            ->required();
+        verb->add_option("--input", new_.inputs, "A file that every run gets a copy of; may be told again")
+            ->allow_extra_args(false);
+        verb->add_option(
+            "--arguments", new_.arguments, "What follows the program on its command line, shell text");
+        verb->add_option("--table", new_.table, "The table: a row for each run");
+        verb->add_option(
+            "--project", new_.project, "The project from which the program can be built elsewhere");
+        verb->callback([this] { status_ = newVerb(new_); });
+    }
+
     void addRun()
     {
         CLI::App* verb = add("run", "Run the tasks of a wrapper on this computer",
@@ -124,7 +151,7 @@ private:
         CLI::App* verb = add("status", "Show the tasks of a wrapper",
             "Done means that the program ended; the column Exit tells its status, or the signal that ended "
             "it.\n"
-            "A task that has died with its machine is told; \"trelkind clear\" lets it be run again.\n"
+            "A task that has died with its machine is named; \"trelkind clear\" lets it be run again.\n"
             "With --json each object also has State (waiting, running, done, aborted, lost), Started "
             "(seconds\n"
             "since 1970), Seconds, Argument, Exit Status, Signal and Folder.");
@@ -204,6 +231,7 @@ private:
 
     CLI::App app_{kDescription, "trelkind"};
     int status_ = EXIT_SUCCESS;
+    NewWrapper new_;
     RunOptions run_;
     StatusOptions statusOptions_;
     PrepareOptions prepare_;
@@ -228,7 +256,7 @@ int main(int argc, char** argv)
 {
     openStandardDescriptors();
     // The user's locale tells what the terminal can show. Texts are UTF-8 all the same, and files and scripts
-    // have a decimal point, whoever reads them.
+    // have a decimal point in every country.
     std::setlocale(LC_CTYPE, "");
     terminal::Output::standard();
     std::setlocale(LC_CTYPE, "C.UTF-8");

@@ -29,18 +29,19 @@ bool hasDisplay()
 
 void addOptions(QCommandLineParser& parser)
 {
-    parser.setApplicationDescription(QStringLiteral(
-        "Runs batches of a computational program and keeps track of what each run left.\n"
-        "\n"
-        "A task wrapper is a folder whose name ends in .vtask. Every wrapper that is named here is opened in a\n"
-        "window. The program \"trelkind\" does the same on a terminal."));
+    parser.setApplicationDescription(
+        QStringLiteral("Runs batches of a computational program and keeps track of what each run left.\n"
+                       "\n"
+                       "A task wrapper is a folder whose name ends in .vtask. Every wrapper that is named "
+                       "here is opened in a\n"
+                       "window. The program \"trelkind\" does the same on a terminal."));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addPositionalArgument(QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."),
-        QStringLiteral("[WRAPPER...]"));
+    parser.addPositionalArgument(
+        QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."), QStringLiteral("[WRAPPER...]"));
 }
 
-int runWindows(const QStringList& wrappers)
+int runWindows(QApplication& qt, const QStringList& wrappers)
 {
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
@@ -55,7 +56,11 @@ int runWindows(const QStringList& wrappers)
         application.applicationOpenFile(platform::paths::absolute(wrapper.toStdString()));
     if (wrappers.isEmpty())
         menus.menus().front()->choose(0); // Open\u2026
+    // The companion is looked for whenever the user comes here or goes elsewhere.
+    QObject::connect(&qt, &QApplication::applicationStateChanged, &qt,
+        [&application] { application.applicationDidBecomeActive(); });
     loop.run();
+    application.sorvanta().sendBeforeTheEnd();
     return EXIT_SUCCESS;
 }
 
@@ -92,8 +97,8 @@ int main(int argc, char** argv)
             stderr);
         return kNotDone;
     }
-    const QApplication qt(argc, argv);
+    QApplication qt(argc, argv);
     // Qt takes the user's locale over. Numbers in files and scripts have a decimal point in every country.
     std::setlocale(LC_NUMERIC, "C");
-    return runWindows(parser.positionalArguments());
+    return runWindows(qt, parser.positionalArguments());
 }

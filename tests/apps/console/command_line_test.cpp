@@ -129,6 +129,21 @@ TEST_F(CommandLine, RecordsHowEachProgramEnded)
     EXPECT_EQ(wrapper.read("0/VTask_exitStatus"), "0\n");
 }
 
+TEST_F(CommandLine, MakesAWrapperAroundAProgramAndRunsIt)
+{
+    auto result =
+        shell("printf '#!/bin/sh\\necho got $1; cat setup\\n' > tool; chmod +x tool; "
+              "printf 'seed {seed}\\n' > setup; printf 'seed,Time\\n5,0.1\\n6,0.2\\n' > t.csv; "
+              "T new Sweep.vtask --program tool --input setup --arguments '-s{seed}' --table t.csv");
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, HasSubstr("Made Sweep.vtask with 2 tasks."));
+    EXPECT_EQ(shell("T run Sweep.vtask").status, 0);
+    EXPECT_EQ(shell("T output Sweep.vtask 2").out, "got -s6\nseed 6\n");
+    result = shell("T new Sweep.vtask --program tool");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("is there already"));
+}
+
 TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
 {
     wrapper.tasks({"1", "0", "0"}).executable("#!/bin/sh\nexit $1\n");
@@ -366,6 +381,11 @@ TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)
     EXPECT_EQ(wrapper.read("Project/Sources/a file.cpp"), "int main() {}\n");
     EXPECT_EQ(wrapper.read("Project/Sources/Makefile.sources"), "CXX_SRCS = \\\na file.cpp\n\nC_SRCS = \n\n");
     EXPECT_THAT(wrapper.read("Project/Sources/Makefile"), HasSubstr("PROGRAM = my_program\n"));
+    std::ignore = files::remove(wrapper / "Project/compile");
+    EXPECT_TRUE(files::createDirectory(wrapper / "Project/compile"));
+    result = shell("T prepare \"$W\"");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("compile could not be written: a folder has its name."));
 }
 
 TEST_F(CommandLine, AWrapperThatCanOnlyBeReadIsShownAndNotRun)

@@ -146,6 +146,24 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
         waitFor([&] { return platform::files::readFile(wrapper.folder() / "started") == "x\nx\nx\nx\n"; }));
 }
 
+// The desktop's library takes the user's locale over; numbers keep their decimal point.
+TEST_F(TaskWindow, NumbersHaveAPointInACountryOfCommas)
+{
+    const TemporaryFolder locales;
+    ASSERT_EQ(std::system(("localedef -i de_DE -f UTF-8 '" + locales / "de_DE.UTF-8" + "'").c_str()), 0);
+    wrapper.tasks({"a", "b"}).executable("#!/bin/sh\nexit 0\n");
+    desktop->launch(
+        {"env", "LOCPATH=" + locales.path(), "LC_ALL=de_DE.UTF-8", TRELKIND_DESKTOP, wrapper.path()});
+    ASSERT_TRUE(waitFor([this] { return static_cast<bool>(object("table", "Tasks")); })) << desktop->log();
+    EXPECT_EQ(object("table", "Tasks").cell(1, 1).name(), "0.5");
+    desktop->click(object("text", "Project"));
+    desktop->type("/tmp/p.xcodeproj");
+    desktop->key("Return");
+    const auto stored = [this] { return wrapper.read("Info.plist"); };
+    ASSERT_TRUE(waitFor([&] { return stored().find("p.xcodeproj") != std::string::npos; }));
+    EXPECT_THAT(stored(), HasSubstr("<real>0.5</real>"));
+}
+
 TEST(DesktopCommandLine, TellsWhatIsWrongInASentence)
 {
     const TemporaryFolder folder;

@@ -59,7 +59,7 @@ Qt::Orientation orientationOf(const toolkit::Stack& stack)
     return stack.direction() == toolkit::Direction::Down ? Qt::Vertical : Qt::Horizontal;
 }
 
-// A line edit is told by its name, which stands before it.
+// A field has its name before it.
 QWidget* withLabel(const toolkit::View& view, QWidget* widget)
 {
     if (!dynamic_cast<const toolkit::TextField*>(&view) || view.accessibleName().empty())

@@ -4,14 +4,17 @@
 #include "apps/desktop/widgets/Text.h"
 #include "toolkit/Controls.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalBlocker>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextEdit>
 #include <algorithm>
 
 namespace {
@@ -125,19 +128,48 @@ protected:
     }
 };
 
-class TextViewWidget final : public Adapted<QPlainTextEdit, toolkit::TextView> {
+QTextCharFormat formatOf(const toolkit::RichText::Run& run)
+{
+    QTextCharFormat format;
+    format.setFontWeight(run.bold ? QFont::Bold : QFont::Normal);
+    format.setFontItalic(run.italic);
+    format.setFontUnderline(run.underlined);
+    return format;
+}
+
+toolkit::RichText richTextOf(const QTextDocument& document)
+{
+    toolkit::RichText text;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        if (block != document.begin())
+            text.append({"\n"});
+        for (auto part = block.begin(); !part.atEnd(); ++part) {
+            const QTextCharFormat format = part.fragment().charFormat();
+            QString words = part.fragment().text();
+            words.replace(QChar::LineSeparator, QLatin1Char('\n'));
+            text.append({words.toStdString(), format.fontWeight() > QFont::Normal, format.fontItalic(),
+                format.fontUnderline()});
+        }
+    }
+    return text;
+}
+
+class TextViewWidget final : public Adapted<QTextEdit, toolkit::TextView> {
 public:
     explicit TextViewWidget(toolkit::TextView& view) : Adapted(view)
     {
         setTabChangesFocus(true);
-        connect(this, &QPlainTextEdit::textChanged, this, [this] {
+        setAcceptRichText(false); // What is pasted comes as plain text.
+        if (view.isRich())
+            addEmphasisKeys();
+        connect(this, &QTextEdit::textChanged, this, [this] {
             if (adapter_.model() && !isReadOnly())
-                adapter_.model()->edit(toPlainText().toStdString());
+                adapter_.model()->edit(richTextOf(*document()));
         });
         adapter_.follow([this](const toolkit::TextView& shown) {
             const QSignalBlocker blocker(this);
-            if (toPlainText() != toQt(shown.string()))
-                setPlainText(toQt(shown.string()));
+            if (!(richTextOf(*document()) == shown.text()))
+                replaceText(shown.text());
             setReadOnly(!shown.isEditable());
             showCommonParts(*this, shown);
         });
@@ -146,9 +178,33 @@ public:
 protected:
     void focusOutEvent(QFocusEvent* event) override
     {
-        QPlainTextEdit::focusOutEvent(event);
+        QTextEdit::focusOutEvent(event);
         if (adapter_.model() && !isReadOnly())
             adapter_.model()->endEditing();
+    }
+
+private:
+    void replaceText(const toolkit::RichText& text)
+    {
+        clear();
+        QTextCursor cursor(document());
+        for (const auto& run : text.runs)
+            cursor.insertText(toQt(run.text), formatOf(run));
+    }
+
+    void addEmphasisKeys()
+    {
+        const auto add = [this](QKeySequence::StandardKey key, auto toggle) {
+            auto* action = new QAction(this);
+            action->setShortcut(key);
+            action->setShortcutContext(Qt::WidgetShortcut);
+            connect(action, &QAction::triggered, this, toggle);
+            addAction(action);
+        };
+        add(QKeySequence::Bold,
+            [this] { setFontWeight(fontWeight() > QFont::Normal ? QFont::Normal : QFont::Bold); });
+        add(QKeySequence::Italic, [this] { setFontItalic(!fontItalic()); });
+        add(QKeySequence::Underline, [this] { setFontUnderline(!fontUnderline()); });
     }
 };
 
