@@ -21,7 +21,7 @@ std::string show(const Bound& b)
     return text;
 }
 
-// What the call gives; with its report if it makes one, as all do that give an invalid bound.
+// The result of the call, and its report if it makes one. Every call that gives an invalid bound makes one.
 template <class Call>
 std::string made(Call call)
 {
