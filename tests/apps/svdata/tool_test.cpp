@@ -207,11 +207,18 @@ TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
 
 TEST_F(Tool, KnowsAMatlabFileByCapitalLetters)
 {
-    SVMatlabDataFile(folder_ / "a.MAT", SVFile::NewReadWrite).Save(123456789, "n");
+    {
+        SVMatlabDataFile file(folder_ / "a.MAT", SVFile::NewReadWrite);
+        file.Save(123456789, "n");
+        file.Save(counting<std::int32_t>(2, 3), "a b");
+    }
     const Result listing = run("list a.MAT");
     EXPECT_NE(
         listing.output.find("n............................. - double - 1.23457e+08\n"), std::string::npos);
     EXPECT_EQ(listing.errors, "");
+    EXPECT_EQ(run("list --json a.MAT").output,
+        "[\n  {\"name\": \"a b\", \"type\": 20, \"m\": 2, \"n\": 3, \"o\": 1, \"location\": 54},\n"
+        "  {\"name\": \"n\", \"type\": 0, \"m\": 1, \"n\": 1, \"o\": 1, \"location\": 22}\n]\n");
     EXPECT_EQ(run("copy a.MAT b.SVBIN").status, 0);
     EXPECT_EQ(run("show b.SVBIN n").output, "123456789\n");
 }
