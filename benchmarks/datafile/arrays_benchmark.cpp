@@ -1,4 +1,4 @@
-// Large arrays, beside bare stdio on the same bytes. Flushing to the disk is nobody's part here.
+// Large arrays, beside bare stdio on the same bytes. No benchmark here flushes to the disk.
 
 #include "datafile/SVDataFile.h"
 
@@ -95,7 +95,7 @@ void ReadArraysWithFread(benchmark::State& state)
     for (auto _ : state) {
         const Stream stream(std::fopen(path.path().c_str(), "rb"));
         for (int i = 0; i < kArrays; ++i) {
-            // A block of its own for each, as a reader that keeps them needs.
+            // A new block for each, as for a reader that keeps them.
             const std::unique_ptr<double[]> block(new double[kElements]);
             benchmark::DoNotOptimize(std::fread(block.get(), 1, kBytes, stream.get()));
         }
@@ -103,7 +103,7 @@ void ReadArraysWithFread(benchmark::State& state)
     countBytes(state);
 }
 
-// 1,000 arrays of 10 MB, none of which takes room on the disk.
+// 1,000 arrays of 10 MB in a sparse file.
 void OpenSparseFile(benchmark::State& state)
 {
     const BenchmarkFile path(".svbin");

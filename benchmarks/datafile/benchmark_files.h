@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-// A file in the temporary folder that goes with its user. TMPDIR chooses the disk.
+// A temporary file that is removed with its owner. TMPDIR chooses the disk.
 class BenchmarkFile {
 public:
     explicit BenchmarkFile(const std::string& ending)
@@ -22,8 +22,7 @@ private:
     std::string path_;
 };
 
-// The benchmarks of single numbers take how many there are as their argument: the same for ours and for the
-// yardstick.
+// The argument of the benchmarks of single numbers is how many there are, for SVDataFile and for HDF5.
 inline int numberCount(const benchmark::State& state)
 {
     return static_cast<int>(state.range(0));

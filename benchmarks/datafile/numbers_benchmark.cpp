@@ -1,4 +1,4 @@
-// A million named numbers: the file of a program that notes a great many small results.
+// A million named numbers: the file of a program with many small results.
 
 #include "datafile/SVDataFile.h"
 
@@ -10,7 +10,7 @@
 
 namespace {
 
-// The calls by which this process has read, as the system counts them.
+// The number of read calls of this process, from the system.
 long readCalls()
 {
     std::ifstream io("/proc/self/io");

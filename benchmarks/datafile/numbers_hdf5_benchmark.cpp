@@ -1,5 +1,5 @@
-// The same numbers with HDF5, in the newest form of its files, which is its fastest for many entries, with
-// the order of creation tracked, without which a group can only be listed by a search for each name.
+// The same numbers with HDF5, in the newest version of its file format, which is the fastest for many
+// entries, and with the order of creation tracked: without it, listing a group searches for each name.
 
 #include "benchmark_files.h"
 
@@ -38,7 +38,7 @@ void AppendNumbersHdf5(benchmark::State& state)
     countNumbers(state);
 }
 
-// What opening a data file of ours tells: the name, the type and the size of each entry.
+// What opening an SVDataFile finds: the name, the type and the size of each entry.
 herr_t look(hid_t group, const char* name, const H5L_info_t*, void* count)
 {
     const hid_t set = H5Dopen2(group, name, H5P_DEFAULT);
@@ -51,14 +51,14 @@ herr_t look(hid_t group, const char* name, const H5L_info_t*, void* count)
     return 0;
 }
 
-// The names alone, which is the least that it can do.
+// The names only: the fastest way to list a group.
 herr_t countName(hid_t, const char*, const H5L_info_t*, void* count)
 {
     ++*static_cast<long*>(count);
     return 0;
 }
 
-// The file of so many numbers, written once: writing takes far longer than the reading that is timed.
+// A file of so many numbers, written once: writing takes much longer than the reading that is measured.
 const std::string& writtenNumbers(int count)
 {
     static std::map<int, BenchmarkFile> files;

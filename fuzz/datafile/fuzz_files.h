@@ -10,15 +10,15 @@
 #include <iostream>
 #include <string>
 
-// What the fuzz targets of the data files share: a folder for the files of a run, and readers that touch all
-// of a file. Reports are the right answer to most inputs; they would drown the fuzzer's own words.
+// Shared by the fuzz targets of the data files: a folder for the files of a run, and readers that read all of
+// a file. Most inputs make reports, which would hide the output of the fuzzer.
 namespace fuzz {
 
 inline std::string pathOf(const std::string& name)
 {
     static const std::string folder = [] {
         std::cerr.setstate(std::ios::failbit);
-        // In memory where there is such a place: a disk would set the pace.
+        // In memory if possible: a disk would be too slow.
         const std::filesystem::path memory = "/dev/shm";
         std::error_code failure;
         const bool inMemory = std::filesystem::is_directory(memory, failure);
@@ -37,8 +37,8 @@ inline void store(const std::string& path, const std::uint8_t* bytes, std::size_
     }
 }
 
-// A NaN or a number too large for its target gives whatever the machine gives: the array library says so, and
-// the undefined-behaviour sanitizer stops at it. So an array is read with the type that it is stored with.
+// The conversion of a NaN or of a number that doesn't fit depends on the machine, and the sanitizer stops at
+// it. So an array is read with the type that it is stored with.
 inline void readAll(const SVDataStorage& file)
 {
     for (const std::string& name : file.AllVariableNames()) {

@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     SVDataFile file(path, SVFile::ExistingReadWrite);
     fuzz::readAll(file);
     file.Listing();
-    // What was read can be appended to, and the file with what came is read again.
+    // Appends to the file and reads it again.
     file.Save(1.0, "appended");
     file.SaveIndex();
     file = SVDataFile(path, SVFile::ReadOnly);

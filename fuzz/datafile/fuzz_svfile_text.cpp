@@ -2,8 +2,8 @@
 
 #include "fuzz_files.h"
 
-// The text scanners on any bytes; the first byte is the separator. A scanner that is called again comes to
-// the end, but for a CR at the end of the file, which is met again each time.
+// The text scanners on any bytes; the first byte is the separator. A scanner that is called again and again
+// reaches the end of the file, except for a CR there, which is read again each time.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     if (size == 0)

@@ -10,7 +10,7 @@
 
 namespace svtest {
 
-// A folder that goes with the test.
+// A folder that is removed after the test.
 class ScratchFolder {
 public:
     ScratchFolder()

@@ -142,7 +142,7 @@ TEST(FileText, EndsLinesAndWordsAsTold)
     } cases[] = {
         {"a b\nc", {"a b", "c", ""}, {"a", "b", "c"}},
         {"a\r\nb\rc", {"a", "b", "c"}, {"a", "b", "c"}},
-        {"a\r", {"a", "", "", ""}, {"a", "", ""}}, // The CR is met again and again.
+        {"a\r", {"a", "", "", ""}, {"a", "", ""}}, // The CR is read again and again.
         {std::string("a\0b", 3), {"a", "b"}, {"a", "b"}},
         {"  a\t b\x7f", {"  a\t b\x7f"}, {"a", "b", ""}},
         {std::string(200, 'x') + "\n", {std::string(200, 'x')}, {std::string(200, 'x')}},
@@ -160,7 +160,8 @@ TEST(FileText, EndsLinesAndWordsAsTold)
     EXPECT_EQ(file.ReadLine(4), "ef");
 }
 
-// A call of a field reader: what it gives, whether it failed (F), ended the line (E), and where it stopped.
+// A call of a field reader: the result, whether it failed (F) or ended the line (E), and the position behind
+// it.
 struct Field {
     std::string value;
     std::string flags;
@@ -181,7 +182,7 @@ TEST(FileText, ReadsSeparatedNumbersAsTold)
         {"1e+5", ',', {{"100000", "", 4}}},
         {"1e5e", ',', {{"nan", "F", 4}}},
         {"1+2,-.5", ',', {{"nan", "F", 4}, {"-0.5", "", 7}}},
-        {"1e5+2", ',', {{"nan", "F", 5}}}, // Let in by its form; the conversion stops before the sign.
+        {"1e5+2", ',', {{"nan", "F", 5}}}, // Accepted by its form; the conversion stops before the sign.
         {",3", ',', {{"nan", "F", 1}, {"3", "", 2}}},
         {"\n3\r\n4", ',', {{"nan", "FE", 1}, {"3", "E", 3}, {"nan", "FE", 4}, {"4", "", 5}}},
         {"x7", ',', {{"nan", "F", 1}, {"7", "", 2}}},
@@ -218,7 +219,7 @@ TEST(FileText, ReadsSeparatedStringsAsTold)
         {"ab , c\nd", {{"ab", "", 4}, {"c", "E", 7}, {"d", "", 8}}},
         {"a b,c", {{"", "F", 3}, {"", "", 4}, {"c", "", 5}}},
         {"\r\nz", {{"", "FE", 1}, {"", "FE", 2}, {"z", "", 3}}},
-        {"\"a,\nb\",c", {{"a,\nb", "", 6}, {"", "", 7}, {"c", "", 8}}}, // The separator is met again.
+        {"\"a,\nb\",c", {{"a,\nb", "", 6}, {"", "", 7}, {"c", "", 8}}}, // The separator is read again.
         {"\"open", {{"open", "", 5}}},
         {longText + ",", {{longText, "", 101}}},
     };

@@ -10,14 +10,14 @@
 
 using namespace svtest;
 
-// Of the leak sanitizer, where it is linked in: the C library never frees what it makes of LOCPATH.
+// From the leak sanitizer, if it is linked in. The C library never frees its copy of LOCPATH.
 extern "C" void __lsan_disable() __attribute__((weak));
 extern "C" void __lsan_enable() __attribute__((weak));
 
 namespace {
 
-// A program whose locale writes numbers with a decimal comma, as one with windows takes it from its user. The
-// locale is compiled when the machine doesn't have it.
+// A program with a locale that has a decimal comma, as a program with windows takes it from its user. If the
+// machine doesn't have the locale, the test compiles it.
 class CommaLocale : public testing::Test {
 protected:
     void SetUp() override

@@ -39,7 +39,7 @@ TEST(MatlabFormat, IsWrittenByteForByte)
         file.Save("Hi", "t");
         file.Save(2, "n");
         file.Save(counting<float>(1, 1, 2), "f");
-        EXPECT_FALSE(file.Contains("x")); // Not before the file is opened anew.
+        EXPECT_FALSE(file.Contains("x")); // Only after the file was opened again.
     }
     EXPECT_EQ(contentOf(folder / "a.mat"), exampleOf(DATAFILE_DOCS "/matlab-format.md"));
 }
@@ -62,7 +62,7 @@ TEST(MatlabFormat, ReadsBackWhatItWrote)
         file.Save("last", "text");
         file.ShouldSaveIndexWhenClosing();
     }
-    // That index tells of no place: it was written before the file was opened anew.
+    // That index has no locations: the file was not opened again before it was written.
     EXPECT_FALSE(SVMatlabDataFile(path, SVFile::ReadOnly).Contains("d"));
     std::filesystem::remove(folder / "a.index");
     for (const bool fromIndex : {false, true}) {
@@ -235,7 +235,7 @@ TEST(MatlabFormat, MakesNoIndexThatLies)
             ElementsAre("SVDataFile::SaveIndex: Could not create the index file"));
 }
 
-// The type of a torn matrix is told as that of a whole one.
+// The report of a wrong type is the same for a torn matrix.
 TEST(MatlabFormat, ReportsTheTypeOfATornText)
 {
     const ScratchFolder folder;

@@ -220,7 +220,7 @@ TEST(NativeFormat, ScanStopsAtWhatIsNoEntry)
     }
 }
 
-// What an index tells is believed, so it is made of whole and sound files alone, and never by halves.
+// Readers believe an index, so it is made for sound files only, and as a whole.
 TEST(NativeFormat, MakesNoIndexThatLies)
 {
     const ScratchFolder folder;
@@ -237,7 +237,7 @@ TEST(NativeFormat, MakesNoIndexThatLies)
     EXPECT_TRUE(made(reports));
     EXPECT_EQ(contentOf(index), bytesOf("'svbin index file'") + indexRecord(54, 1, {1, 1, 1}, "x"));
 
-    // It is of the file as it is, not of what an older index told.
+    // It lists the file as it is now, not what an older index listed.
     store(path, kMagic + x + entry("y", 1, {1, 1, 1}, raw(2.5)));
     EXPECT_TRUE(made(reports));
     EXPECT_NE(contentOf(index).find("y"), std::string::npos);
@@ -261,7 +261,7 @@ TEST(NativeFormat, MakesNoIndexThatLies)
     EXPECT_FALSE(made(reports));
     EXPECT_THAT(reports, ElementsAre("SVDataFile::WriteIndexFile: Could not create the index file"));
     const auto files = std::filesystem::directory_iterator(folder / ".");
-    EXPECT_EQ(std::distance(begin(files), end(files)), 3); // No half-written one beside them.
+    EXPECT_EQ(std::distance(begin(files), end(files)), 3); // No half-written file beside them.
 }
 
 TEST(NativeFormat, BelievesNoLyingIndex)
@@ -306,7 +306,7 @@ TEST(NativeFormat, BelievesNoLyingIndex)
             reportsOf([&] { names = SVDataFile(path, SVFile::ReadOnly).AllVariableNames(); }), row.reports);
         EXPECT_EQ(names, row.names);
     }
-    // A new file takes away the index of the old one, whichever its format was.
+    // A new file removes the index of the old one, also of the other format.
     SVDataFile(folder / "a.mat", SVFile::NewReadWrite);
     EXPECT_FALSE(std::filesystem::exists(folder / "a.index"));
 }
@@ -355,7 +355,7 @@ TEST(NativeFormat, BelievesNoLyingIndexBlock)
     }
 }
 
-// Each way of finding the content reads in steps; these files are longer than any of them.
+// Each way of finding the content reads in blocks; these files are longer than a block.
 TEST(NativeFormat, FindsTheSameInEveryWay)
 {
     const ScratchFolder folder;
@@ -429,7 +429,7 @@ TEST(NativeFormat, NotesTheTypeOfAVariable)
     EXPECT_EQ(reader.ReadString("Seq_text"), "String");
     EXPECT_EQ(reader.ReadString("Seq_number"), "Real Number");
     EXPECT_EQ(reader.ReadString("Seq_plane"), "2D Transform");
-    SVCharArray array; // Whichever handle: the one that only reads is let go of as what it is.
+    SVCharArray array; // Read into a read-only handle.
     SVMutableShortIntArray list;
     Read(reader, "array", array), Read(reader, "list", list);
     EXPECT_EQ(shown(array) + shown<std::int16_t>(list), "3x2x1: 0 1 2 3 4 53x1x1: 0 1 2");
@@ -484,7 +484,7 @@ TEST(NativeFormat, ListsWhatAFileHolds)
             + line("m", " - UShort - 2 x 3 array") + line("cube", " -  UChar - 1 x 3 x 2 array")
             + line("e", " -    int - Empty") + line("short", " - string - \"" + std::string(25, 's') + "\"")
             + line("long", " - string - \"" + std::string(25, 's') + "...\" - 26 characters"));
-    file.Save(123456789, "e"); // The last of a name stands where the last of the file stands.
+    file.Save(123456789, "e"); // The listing has the order of the file: the last of a name stands last.
     file.Save(std::string(24, 's') + "\xc3\xa4\xc3\xa4", "long");
     file.Save("a\nb\x1b[2J\xff\xc2\x9b", "short\r\x1b]0;\x7f");
     const std::string whole = listingOf(file);

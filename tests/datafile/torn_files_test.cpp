@@ -70,7 +70,8 @@ void append(SVDataFile& file, int i)
     file.Flush();
 }
 
-// Reads the file while it grows: the entries from 0 on, without a gap, each of them whole. Answers how many.
+// Reads the file while it grows: the entries from 0 on, without a gap, each of them complete. Returns how
+// many.
 int checkedEntries(const std::string& path)
 {
     SVDataFile file(path, SVFile::ReadOnly);
@@ -109,7 +110,7 @@ TEST(TornFiles, NativeFilesKeepEveryCompleteEntry)
     }
 }
 
-// A matrix is listed as soon as its name is whole; its data are empty until they are all there.
+// A matrix is listed as soon as its name is complete; its data are empty until they are complete.
 TEST(TornFiles, MatlabFilesNeverGiveHalfAMatrix)
 {
     const ScratchFolder folder;
@@ -170,7 +171,7 @@ TEST(TornFiles, AKilledWriterLosesNoCompleteEntry)
             SVDataFile file(path, SVFile::ExistingReadWrite);
             for (int i = 0;; ++i) {
                 append(file, i);
-                // The entry was flushed, and its writer says so.
+                // Tells the reader that the entry was flushed.
                 if (write(noted[1], &i, sizeof i) != sizeof i)
                     _exit(1);
             }

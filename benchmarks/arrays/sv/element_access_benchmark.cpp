@@ -3,7 +3,7 @@
 #include <benchmark/benchmark.h>
 
 // A loop over i and j with the bounds test of operator(), beside the same loop over the raw pointer. The
-// loops are functions of their own, as in a program; the arrays fit the first cache, the second, and none.
+// loops are functions, as in a program. The arrays fit the first cache, the second, and none.
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 int main(int argc, char** argv)
 {
-    // Freed blocks stay with the program, so that a new array is made of pages that are there already.
+    // Freed blocks stay with the program, so that a new array gets pages that were touched before.
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, -1);
 

@@ -5,15 +5,13 @@
 #include <cstring>
 #include <type_traits>
 
-// Operations on whole arrays beside memcpy, as bytes moved for each second: what is read and what is written,
-// of memcpy as of the operations, so that the quotient of two rates compares them fairly. All of them move
-// 0.4 to 0.9 GB, which is beyond the caches. What gives a new array takes it from memory that was used before
-// (see main): the first touch of new pages costs more than any of these operations, and the same for all of
-// them.
+// Operations on whole arrays beside memcpy, in bytes read and written per second, so that rates can be
+// compared. All of them move 0.4 to 0.9 GB, which is beyond the caches. New arrays come from memory that was
+// used before (see main): the first touch of new pages costs more than any of these operations.
 
 namespace {
 
-// A square of 400 MB of elements; where an operation has two types, of the wider one.
+// A square array of 400 MB; with two types, of the wider one.
 template <class T, class Wider = T>
 SVMutableArray<T> numbers()
 {
@@ -177,7 +175,7 @@ BENCHMARK(Convert<double, unsigned char>);
 BENCHMARK(Convert<unsigned char, std::int16_t>);
 BENCHMARK(Convert<std::int16_t, signed char>);
 
-// A change of an array in place, by another one or without.
+// A change of an array in place, with another one or without.
 template <class T, auto change, std::size_t bytesMovedForEach>
 void InPlace(benchmark::State& state)
 {

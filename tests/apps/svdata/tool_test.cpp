@@ -84,7 +84,7 @@ TEST_F(Tool, ListsSortedByName)
     store(folder_ / "empty.svbin", "");
     store(folder_ / "empty.index", "of somebody else");
     EXPECT_EQ(run("list empty.svbin --json").output, "[]\n");
-    EXPECT_TRUE(std::filesystem::exists(folder_ / "empty.index")); // Who only looks takes nothing away.
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "empty.index")); // Listing removes nothing.
     {
         SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
         file.Save(2, "b");
@@ -126,7 +126,7 @@ TEST_F(Tool, CopiesThereAndBack)
     EXPECT_EQ(copy.ReadString("text") + copy.ReadString("empty"), "text");
 }
 
-// What the other format can't hold, and what can't be read, is named; all the rest is carried.
+// Variables that the other format can't hold are named; the rest is copied.
 TEST_F(Tool, NamesWhatItCantCopy)
 {
     {
@@ -193,7 +193,7 @@ TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
         {"copy a.svbin c.svbin", kSmallDisk, "svdata: c.svbin could not be written whole\n"},
         {"copy huge.mat c.svbin", "", "svdata: \"u\" is not copied: it can't be read whole\n"},
         {"copy huge.mat c.svbin", "", "svdata: \"h\" is not copied: a native file has no room"},
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // They need room themselves.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // The sanitizers need more memory.
         {"show huge.mat h", "ulimit -v 1000000; ", "svdata: std::bad_alloc\n"},
 #endif
     };
@@ -207,11 +207,18 @@ TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
 
 TEST_F(Tool, KnowsAMatlabFileByCapitalLetters)
 {
-    SVMatlabDataFile(folder_ / "a.MAT", SVFile::NewReadWrite).Save(123456789, "n");
+    {
+        SVMatlabDataFile file(folder_ / "a.MAT", SVFile::NewReadWrite);
+        file.Save(123456789, "n");
+        file.Save(counting<std::int32_t>(2, 3), "a b");
+    }
     const Result listing = run("list a.MAT");
     EXPECT_NE(
         listing.output.find("n............................. - double - 1.23457e+08\n"), std::string::npos);
     EXPECT_EQ(listing.errors, "");
+    EXPECT_EQ(run("list --json a.MAT").output,
+        "[\n  {\"name\": \"a b\", \"type\": 20, \"m\": 2, \"n\": 3, \"o\": 1, \"location\": 54},\n"
+        "  {\"name\": \"n\", \"type\": 0, \"m\": 1, \"n\": 1, \"o\": 1, \"location\": 22}\n]\n");
     EXPECT_EQ(run("copy a.MAT b.SVBIN").status, 0);
     EXPECT_EQ(run("show b.SVBIN n").output, "123456789\n");
 }
@@ -238,7 +245,7 @@ TEST_F(Tool, LeavesNoIndexThatLies)
             many.Save(i, "number_" + std::to_string(i));
         many.SaveIndex();
     }
-    store(folder_ / "big.index", "svbin index file"); // Not asked whether it is a good one.
+    store(folder_ / "big.index", "svbin index file"); // Removed, good or not.
     const Result refused = run("index big.svbin");
     EXPECT_EQ(refused.status, 1);
     EXPECT_NE(refused.errors.find("svdata: big.svbin has no index now\n"), std::string::npos);
@@ -270,7 +277,7 @@ TEST_F(Tool, TellsHowItEnded)
     std::filesystem::create_directory(folder_ / "folder.svbin");
     ASSERT_EQ(mkfifo((folder_ / "pipe.svbin").c_str(), 0600), 0);
     store(folder_ / "b.svbin", "Sorvanta Binary File LE");
-    ASSERT_EQ(mkfifo((folder_ / "b.index").c_str(), 0600), 0); // Neither is waited for.
+    ASSERT_EQ(mkfifo((folder_ / "b.index").c_str(), 0600), 0); // The tool must not wait for a pipe.
     const std::pair<const char*, int> cases[] = {{"--help", 0}, {"", 2}, {"list", 2}, {"show a.mat", 2},
         {"list --yaml a.mat", 2}, {"index --json a.mat", 2}, {"copy a.mat b.txt", 2},
         {"copy a.mat ./a.mat", 2}, {"list none.svbin", 1}, {"show none.mat x", 1},

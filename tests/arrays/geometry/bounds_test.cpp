@@ -21,7 +21,7 @@ std::string show(const Bound& b)
     return text;
 }
 
-// What the call gives; with its report if it makes one, as all do that give an invalid bound.
+// The result of the call, and its report if it makes one. Every call that gives an invalid bound makes one.
 template <class Call>
 std::string made(Call call)
 {
@@ -62,6 +62,7 @@ TEST(BoundingRanges, UniteAndIntersect)
     };
     for (const Case& c : cases) {
         EXPECT_EQ(show(KRBoundingRangeUnion(c.a, c.b)), c.both);
+        EXPECT_EQ(show(KRBoundingRangeUnion(c.b, c.a)), c.both);
         EXPECT_EQ(show(KRBoundingRangeIntersection(c.a, c.b)), c.common);
         EXPECT_EQ(show(KRBoundingRangeIntersection(c.b, c.a)), c.common);
     }
@@ -108,7 +109,16 @@ TEST(BoundingBoxes, AreBoundOverSomeAxes)
 {
     const KRBoundingBox2D box = KRBoundingBox2DCreate(1, 2, 3, 4);
     EXPECT_EQ(made([&] { return KRBoundingBox2D_Y(5, 6, box); }), "1 2 5 6");
+    EXPECT_EQ(made([&] { return KRBoundingBox2D_X(5, 6, box); }), "5 6 3 4");
+    EXPECT_EQ(made([&] { return KRBoundingBox2D_X(6, 5, box); }), "minX>maxX when calling BoundingBox2D_X");
     EXPECT_EQ(show(KRBoundingBox2D_Y(5, 6, KRBoundingBox2DCreateEmpty())), "empty");
+    EXPECT_EQ(made([] { return KRBoundingBox3D_X(7, 6); }), "minX>maxX when calling BoundingBox3D_X");
+    EXPECT_EQ(made([] { return KRBoundingBox3D_Y(7, 6); }), "minY>maxY when calling BoundingBox3D_Y");
+    EXPECT_EQ(made([] { return KRBoundingBox3D_Z(7, 6); }), "minZ>maxZ when calling BoundingBox3D_Z");
+    EXPECT_EQ(
+        made([] { return KRBoundingBox3D_Z(7, kNaN); }), "Not allowing KRBoundingBox3D to contain a NaN");
+    EXPECT_EQ(made([] { return KRBoundingBox3D_XY(1, kNaN, 3, 4); }),
+        "Not allowing KRBoundingBox3D to contain NaN");
     EXPECT_EQ(
         made([] { return KRBoundingBox2D_Y(kNaN, 6); }), "Not allowing KRBoundingBox2D to contain a NaN");
     EXPECT_EQ(made([] { return KRBoundingBox2D_Y(7, 6); }), "minY>maxY when calling BoundingBox2D_Y");
@@ -133,7 +143,13 @@ TEST(BoundingBoxes, UniteAndIntersectAxisByAxis)
     EXPECT_EQ(show(KRBoundingBox2DUnion(empty, invalid)), "empty");
     EXPECT_EQ(show(KRBoundingBox2DIntersection(a, b)), "1 2 2 2");
     EXPECT_EQ(show(KRBoundingBox2DIntersection(a, far)), "empty");
+    EXPECT_EQ(show(KRBoundingBox2DUnion(b, empty)), "1 3 2 3");
+    for (const auto& [first, second] : {std::pair(a, empty), std::pair(empty, a)})
+        EXPECT_EQ(show(KRBoundingBox2DIntersection(first, second)), "empty") << "although its zeros lie in a";
     EXPECT_EQ(show(KRBoundingBox2DIntersection(empty, invalid)), "invalid");
+    EXPECT_EQ(show(KRBoundingBox3DCreateEmpty()) + show(KRBoundingBox3DCreateInvalid()), "emptyinvalid");
+    EXPECT_EQ(
+        show(KRBoundingBox3DUnion(KRBoundingBox3DCreateEmpty(), KRBoundingBox3DCreateInvalid())), "empty");
     KRBoundingBox2D sum = empty;
     KRBoundingBox2DAddBoxes(sum, b);
     KRBoundingBox2DAddBoxes(sum, far);

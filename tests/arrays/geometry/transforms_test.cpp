@@ -19,7 +19,7 @@ void expectNear(const Point& p, double x, double y, double z = 0)
     }
 }
 
-// Changes each number of an identity alone.
+// Changes one number of the identity after the other.
 template <class Transform>
 void expectNoIdentityBut(const Transform& identity, bool (*isIdentity)(const Transform&))
 {

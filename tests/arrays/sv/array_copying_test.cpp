@@ -48,7 +48,8 @@ TYPED_TEST(ColumnCopying, CopiesAListIntoAColumn)
     EXPECT_EQ(copy(counting<TypeParam>(2, 2), {8, 9}, 1), "2x2x1: 0 1 8 9");
     EXPECT_EQ(copy(counting<TypeParam>(2, 2), {8}, 1), word + "Need into.m()==list.Length()");
     EXPECT_EQ(copy(counting<TypeParam>(2, 2, 2), {8, 9}, 1), word + "into is a 3D array (into.o()>1)");
-    EXPECT_EQ(copy(counting<TypeParam>(2, 2), {8, 9}, 2), word + "j out of bounds");
+    for (const long j : {-1L, 2L})
+        EXPECT_EQ(copy(counting<TypeParam>(2, 2), {8, 9}, j), word + "j out of bounds");
 }
 
 TYPED_TEST(ColumnCopying, CopiesColumnsIntoColumns)

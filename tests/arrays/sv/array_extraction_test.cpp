@@ -10,7 +10,7 @@ namespace {
 
 const long kLeast = std::numeric_limits<long>::min();
 
-// What a function of the array gives, or the report that it makes.
+// The result of a function of the array, or its report.
 template <class Function>
 std::string resultOf(Function function)
 {

@@ -69,7 +69,7 @@ TYPED_TEST(ArrayHandles, TakeABadWriteIntoTheirInvalidEntry)
     EXPECT_EQ(valuesOf(A), (std::vector<TypeParam>{0, 1, 2}));
 }
 
-// The report hides from the optimiser; none may be dropped, doubled or merged with another for that.
+// The optimiser must not drop, double or merge reports.
 TYPED_TEST(ArrayHandles, ReportEachBadAccessOnce)
 {
     SVMutableArray<TypeParam> A(2, 2);
@@ -87,7 +87,7 @@ TYPED_TEST(ArrayHandles, ReportEachBadAccessOnce)
 
 namespace {
 
-// Not inlined, so that the optimiser sees the accesses and what is asked of the list, and nothing else.
+// Not inlined, so that the optimiser sees only the accesses and the reading of the list.
 template <class T>
 [[gnu::noinline]] long firstBadPosition(const SVArray<T>& A, const std::vector<std::string>& reports)
 {

@@ -62,10 +62,11 @@ TEST(ArrayConversions, MakeTheirTarget)
     EXPECT_EQ(shown(ConvertToUShortInt(ConvertToShortInt(A))), "2x2x1: 1 65535 3 4");
     EXPECT_EQ(shown(ConvertToDouble(ConvertToUChar(ConvertToInt(A)))), "2x2x1: 1 255 3 4");
     EXPECT_TRUE(ConvertToDouble(SVFloatArray()).IsEmpty());
-    ConvertToInt(arrayOf<double>({kNaN, kInf, 1e300, -1e300})); // Whatever it gives, it ends.
+    ConvertToInt(arrayOf<double>(
+        {kNaN, kInf, 1e300, -1e300})); // The result is not defined, but it must not end the program.
 }
 
-// Beyond some size the results are computed in pieces and written past the caches.
+// Large results are computed in pieces and bypass the caches.
 TEST(LargeArrays, AreComputedAsSmallOnesAre)
 {
     const long length = (33L << 20) + 13;
@@ -87,7 +88,7 @@ TEST(LargeArrays, AreComputedAsSmallOnesAre)
 
 SV_TYPED_TESTS(ArrayExtrema, double, float, std::int32_t, std::int16_t, std::uint16_t, unsigned char);
 
-// The lengths lie around those that are folded side by side.
+// The lengths lie around the number of lanes.
 TYPED_TEST(ArrayExtrema, AgreeWithTheSlowWay)
 {
     std::minstd_rand random(7);
@@ -127,7 +128,7 @@ TYPED_TEST(ArrayExtrema, CompareEntryByEntry)
 
 TEST(ArrayMeasures, OfDoubles)
 {
-    long bound = 4; // Has the type of a position, and is a number to compare with all the same.
+    long bound = 4; // A long is a number to compare with, not a position to write to.
     EXPECT_EQ(shown(Minimum(counting<double>(6), static_cast<double>(bound))), "6x1x1: 0 1 2 3 4 4");
     EXPECT_TRUE((std::is_same_v<decltype(Minimum(SVDoubleArray(), bound)), SVMutableDoubleArray>));
     const SVDoubleArray A = arrayOf<double>({3, kNaN, -8, 7, kNaN, 7}), none;
@@ -182,7 +183,7 @@ TYPED_TEST(ArraySorting, Ascends)
     EXPECT_EQ(valuesOf(A), values);
 }
 
-// The standard sort leaves its array where NaNs make two entries neither before nor behind each other.
+// Without a strict order of NaNs the standard sort would read outside of its array.
 TEST(ArraySort, PutsNaNsLast)
 {
     std::minstd_rand random(5);
@@ -229,7 +230,7 @@ TEST(IntArithmetic, WorksEntryByEntry)
             "A/B: Incompatible sizes."));
 }
 
-// The processor ends a program that divides so, and the language leaves the rest undefined.
+// The processor ends a program for such a division, and signed overflow is undefined.
 TEST(IntArithmetic, SurvivesEveryNumber)
 {
     const SVIntArray A = arrayOf<std::int32_t>({INT32_MIN, INT32_MAX, 0});

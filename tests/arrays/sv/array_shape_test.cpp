@@ -10,7 +10,7 @@ SV_TYPED_TESTS(ArrayShape, SV_ALL_TYPES);
 
 namespace {
 
-// Element by element, as the words tell it.
+// Element by element.
 template <class T>
 SVMutableArray<T> slowTranspose(const SVArray<T>& A)
 {
@@ -35,7 +35,7 @@ SVMutableArray<T> scattered(long m, long n, long o)
 
 } // namespace
 
-// The sizes lie around the squares and tiles that the work is done in.
+// The sizes lie around those of the squares and tiles.
 TYPED_TEST(ArrayShape, TransposesEverySize)
 {
     for (const long m : {1L, 2L, 15L, 16L, 33L, 129L, 260L}) {
@@ -51,7 +51,7 @@ TYPED_TEST(ArrayShape, TransposesEverySize)
     EXPECT_TRUE(Transpose(SVArray<TypeParam>()).IsEmpty());
 }
 
-// Beyond some size the result is written past the caches, in whole cache lines where rows begin unlike.
+// Large results bypass the caches. Rows of different alignment are written in whole cache lines.
 TYPED_TEST(ArrayShape, TransposesWhatNoCacheHolds)
 {
     const long size = static_cast<long>(sizeof(TypeParam));
@@ -112,7 +112,7 @@ TYPED_TEST(ArrayShape, Truncates)
     }
 }
 
-// The length isn't tested, but what A doesn't have must not be read.
+// The length isn't tested, but elements that A doesn't have must not be read.
 TYPED_TEST(ArrayShape, TruncatesToMoreThanThereIs)
 {
     const auto A = TruncateSize(counting<TypeParam>(3), 1000);

@@ -52,7 +52,7 @@ SVMutableList<Node> nodes(int number, std::shared_ptr<SVMutableList<Node>> kids)
 
 } // namespace
 
-// A tree that is walked by assigning the children of an element to the list that holds it.
+// Walks a tree by assigning the children of an element to the list that holds the element.
 TEST(Lists, SurviveTheAssignmentFromWhatTheyHold)
 {
     SVMutableList<Node> root = nodes(1, std::make_shared<SVMutableList<Node>>(nodes(2, nullptr)));
@@ -107,7 +107,7 @@ TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
     EXPECT_EQ(alive, 0);
 }
 
-// A list walked by assigning its next pointer to the pointer that holds it.
+// Walks a list by assigning the next pointer of an element to the pointer that holds the element.
 TEST(Pointers, SurviveTheAssignmentFromWhatTheyHold)
 {
     int alive = 0;

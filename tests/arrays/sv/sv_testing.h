@@ -23,7 +23,7 @@ inline const double kNaN = std::numeric_limits<double>::quiet_NaN();
 inline const double kInf = std::numeric_limits<double>::infinity();
 inline const long kMost = std::numeric_limits<long>::max();
 
-// The reports and the lines on the error stream that an action makes.
+// The reports of an action, and its lines on the error stream.
 struct Outcome {
     std::vector<std::string> reports;
     std::string printed;
