@@ -3,6 +3,7 @@
 
 #include "ssh/Relay.h"
 
+#include "platform/ProcessInfo.h"
 #include "ssh/Support.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
@@ -81,7 +82,7 @@ Run theirFiles(const Setting& setting, int port, bool compression, const std::st
     return measure([&] {
         auto words = theirOptions(setting, "sftp", port, compression);
         words.insert(
-            words.end(), {"-q", "-b", setting.folder / "batch", support::loginName() + "@127.0.0.1"});
+            words.end(), {"-q", "-b", setting.folder / "batch", platform::loginName() + "@127.0.0.1"});
         return execute(words);
     });
 }
@@ -92,7 +93,7 @@ bool logIn(ssh::CkoConnection& connection, const Setting& setting, int port, boo
     connection.setCompression(compression);
     ssh::CkoSshKey key;
     return key.FromOpenSshPrivateKey(setting.key) && connection.Connect("127.0.0.1", port)
-        && connection.AuthenticatePk(support::loginName(), key);
+        && connection.AuthenticatePk(platform::loginName(), key);
 }
 
 Run ourFiles(
@@ -207,7 +208,7 @@ void benchmarkCommand(const Setting& setting, int port, bool isFar, const char* 
         [&] {
             return measure([&] {
                 auto words = theirOptions(setting, "ssh", port, false);
-                words.insert(words.end(), {support::loginName() + "@127.0.0.1", "true"});
+                words.insert(words.end(), {platform::loginName() + "@127.0.0.1", "true"});
                 return execute(words);
             });
         });

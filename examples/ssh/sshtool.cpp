@@ -43,7 +43,7 @@ Options
   --verbose             show the session's log and the agreed algorithms
 
 HOST may be written with brackets, as in [::1]. A host that is met for the first time is trusted, and its key's
-fingerprint shown: compare it with what the host's keeper tells you. The exit status is 1 for a failure, 2 for wrong use.
+fingerprint shown: compare it with what the host's administrator says. The exit status is 1 for a failure, 2 for wrong use.
 )";
 
 struct Options {

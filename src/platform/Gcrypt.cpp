@@ -61,12 +61,18 @@ struct SecureMemory {
 
 SecureMemory& secureMemory()
 {
-    static auto* memory =
-        new SecureMemory; // Never destroyed: the library frees blocks until the process ends.
+    // Never destroyed: the library frees blocks until the process ends.
+    static auto* memory = new SecureMemory;
     return *memory;
 }
 
 constexpr std::size_t kHeader = alignof(std::max_align_t); // Holds the size of a secure block.
+
+// Bytes taken from the pool. A pool for blocks of 24 bytes would not be aligned for all types.
+std::size_t withHeader(std::size_t size)
+{
+    return (size + kHeader - 1) / kHeader * kHeader + kHeader;
+}
 
 int isSecure(const void* block)
 {
@@ -76,7 +82,7 @@ int isSecure(const void* block)
 void* allocateSecure(std::size_t size)
 {
     try {
-        auto* block = static_cast<std::byte*>(secureMemory().pool.allocate(size + kHeader));
+        auto* block = static_cast<std::byte*>(secureMemory().pool.allocate(withHeader(size)));
         std::memcpy(block, &size, sizeof size);
         return block + kHeader;
     } catch (const std::bad_alloc&) {
@@ -101,7 +107,7 @@ void wipeAndFree(void* block)
     const std::size_t size = sizeOf(block);
     ::explicit_bzero(block, size);
     if (isSecure(block))
-        secureMemory().pool.deallocate(static_cast<std::byte*>(block) - kHeader, size + kHeader);
+        secureMemory().pool.deallocate(static_cast<std::byte*>(block) - kHeader, withHeader(size));
     else
         std::free(block);
 }

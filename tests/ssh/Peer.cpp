@@ -353,21 +353,13 @@ const PrivateKey& keyOfType(const std::string& type)
 Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
 {
     platform::setUpGcrypt();
-    thread_ = std::thread([this] { accept(); });
+    thread_ = std::thread([this] { serve(); });
 }
 
 Peer::~Peer()
 {
-    shutdown(listener_, SHUT_RDWR);
+    shutdown(listener_.get(), SHUT_RDWR);
     thread_.join();
-    {
-        const std::lock_guard guard(lock_);
-        for (const auto& [socket, at] : open_)
-            shutdown(socket, SHUT_RDWR);
-    }
-    for (std::thread& connection : connections_)
-        connection.join();
-    close(listener_);
 }
 
 Seen Peer::seen()
@@ -376,26 +368,18 @@ Seen Peer::seen()
     return seen_;
 }
 
-void Peer::accept()
+void Peer::serve()
 {
     for (;;) {
-        const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-        if (socket < 0)
+        const platform::Descriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (!socket)
             return;
         const int one = 1;
-        setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+        setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
         bytesSent_ = 0;
-        {
-            const std::lock_guard guard(lock_);
-            open_[socket] = true;
-        }
-        connections_.emplace_back([this, socket] {
-            Seen seen = Connection(options_, bytesSent_, socket).run();
-            const std::lock_guard guard(lock_);
-            seen_ = std::move(seen);
-            open_.erase(socket);
-            close(socket);
-        });
+        Seen seen = Connection(options_, bytesSent_, socket.get()).run();
+        const std::lock_guard guard(lock_);
+        seen_ = std::move(seen);
     }
 }
 

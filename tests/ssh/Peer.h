@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 #include "ssh/crypto/KeyAgreement.h"
 #include "ssh/crypto/PrivateKey.h"
 #include "ssh/transport/Algorithms.h"
@@ -8,7 +9,6 @@
 
 #include <atomic>
 #include <functional>
-#include <list>
 #include <map>
 #include <mutex>
 #include <thread>
@@ -59,26 +59,25 @@ struct Seen {
     std::uint32_t permissions = 0; // Last set.
 };
 
+// Serves one connection after the other, until the object goes; each client must end its connection before.
 class Peer {
 public:
     explicit Peer(Options options);
     ~Peer();
     int port() const { return port_; }
-    Seen seen();
+    Seen seen(); // In the last connection that has ended.
     std::size_t bytesSent() const { return bytesSent_; } // On the last connection.
 
 private:
-    void accept();
+    void serve();
 
     Options options_;
     int port_ = 0;
-    int listener_;
-    std::thread thread_;
-    std::list<std::thread> connections_;
+    platform::Descriptor listener_;
     std::mutex lock_;
     Seen seen_;
-    std::map<int, bool> open_; // Sockets of connections at work.
     std::atomic<std::size_t> bytesSent_{0};
+    std::thread thread_;
 };
 
 // A client that is logged in to a peer of its own.

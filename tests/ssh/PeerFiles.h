@@ -68,10 +68,10 @@ private:
         // truncates, 2 opens what is there.
         const bool creates = version >= 5 ? (flags & 7) == 1 || (flags & 7) == 3 : (flags & 8) != 0;
         const bool truncates = version >= 5 ? (flags & 7) == 1 : (flags & 16) != 0;
-        // Reading or writing, each with its attributes.
-        if (version >= 5 && access != 0x81 && access != 0x102 && access != 0x183)
-            return status(id, kFailure);
-        if (!SFtpFileAttr::read(reader, version) || !reader.okAndEmpty())
+        // Reading or writing, from version 5 on each with its attributes.
+        const std::string known = version >= 5 ? " 129 258 387 " : " 1 2 10 11 26 ";
+        if (known.find(" " + std::to_string(access) + " ") == std::string::npos
+            || !SFtpFileAttr::read(reader, version) || !reader.okAndEmpty())
             return status(id, kFailure);
         const bool isFolder = files_.contains(path + "/"); // Can be opened, and not read.
         if (!files_.contains(path) && !creates && !isFolder)

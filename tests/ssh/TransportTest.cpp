@@ -385,8 +385,10 @@ TEST_F(Transport, TrustsAHostOnceAndThenOnlyUnderItsKnownKeys)
         EXPECT_EQ(support::readFile(folder_ / "known_hosts"), row.isNew ? lineFor("ssh-rsa") : row.known);
     }
     platform::Places::setRoot(folder_.path());
-    EXPECT_TRUE(CkoSsh().Connect("127.0.0.1", server.port()));
-    EXPECT_EQ(support::readFile(platform::Places::library() + "/known_hosts"), lineFor("ssh-rsa"));
+    for (const char* name : {"127.0.0.1", "localhost"})
+        EXPECT_TRUE(CkoSsh().Connect(name, server.port()));
+    EXPECT_THAT(support::readFile(platform::Places::library() + "/known_hosts"),
+        testing::StartsWith(lineFor("ssh-rsa") + "[localhost]:"));
     platform::Places::setRoot("");
 }
 

@@ -167,7 +167,7 @@ Error refusal(
     return Error{"The host " + name + " showed the key " + shown + ", but is known under "
         + (isKnownType ? "another one" : "a key of another type") + " (" + place
         + "). Somebody may be listening in, or the host has a new key. The connection was refused. If the "
-          "host's keeper confirms the new key, remove that line (or run: ssh-keygen -R '"
+          "host's administrator confirms the new key, remove that line (or run: ssh-keygen -R '"
         + name + "' -f '" + path + "') and connect again."};
 }
 
