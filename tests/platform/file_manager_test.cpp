@@ -151,6 +151,7 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         {files::copy(full, file), file + ": File exists"},
         {files::copy(full, full + "/inner/to"), "a folder can't be copied into itself"},
         {files::copy("/dev/null", folder / "to"), "/dev/null is no regular file"},
+        {files::copy("/proc/self/mem", folder / "to"), "/proc/self/mem: Input/output error"},
         {files::move(file, full), full + ": File exists"},
         {files::move(absent, folder / "to"), (folder / "to") + ": No such file or directory"},
     };

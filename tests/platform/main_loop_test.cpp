@@ -113,6 +113,22 @@ TEST_F(MainLoopTest, RunEndsAtAStopFromAnotherThreadAndAtOneThatCameBefore)
     EXPECT_TRUE(served);
 }
 
+TEST_F(MainLoopTest, AnIdleLoopIsWokenByEveryKindOfPosting)
+{
+    std::thread worker([&] {
+        for (int round = 0; round < 10; ++round) {
+            std::atomic<bool> done = false;
+            loop.post([&] { done = true; });
+            while (!done)
+                std::this_thread::yield();
+            loop.postAndWait([] {});
+        }
+        loop.post([&] { loop.stop(); });
+    });
+    loop.run(); // It looks at nothing by itself, so a posting that doesn't wake it hangs this test.
+    worker.join();
+}
+
 TEST_F(MainLoopTest, RunPendingLeavesWhatItsWorkPostsForTheNextTime)
 {
     int rounds = 0;

@@ -216,6 +216,23 @@ TEST_F(ProcessTest, TerminatingLeavesNothingThoughTheProgramForksAndIgnoresTheSi
     EXPECT_NE(kill(leader, 0), 0) << "a zombie stays";
 }
 
+TEST_F(ProcessTest, AMemberThatIgnoresTheSignalDoesNotOutliveItsLeader)
+{
+    Pace::setFactor(0.1);
+    const auto process =
+        launch(script("#!/bin/sh\n(trap '' TERM; exec sleep 300) &\necho $! > children\nwait\n"));
+    ASSERT_TRUE(waitFor([&] {
+        const auto numbers = numbersIn("children");
+        return numbers.size() == 1
+            && files::readFile("/proc/" + std::to_string(numbers[0]) + "/comm") == "sleep\n";
+    }));
+    process->terminate();
+    EXPECT_TRUE(process->waitUntilExit(20));
+    EXPECT_TRUE(isAlive(numbersIn("children")[0])) << "it had no time to end by itself";
+    EXPECT_TRUE(Process::finishTerminations(20));
+    EXPECT_FALSE(isAlive(numbersIn("children")[0]));
+}
+
 TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcess)
 {
     Pace::setFactor(0.05);

@@ -156,7 +156,9 @@ TEST(PropertyList, NoNestingIsTooDeepToBeRefused)
                       .ok(),
             expected)
             << depth;
-        EXPECT_EQ(propertylist::parse(repeated("(", depth) + repeated(")", depth)).ok(), expected) << depth;
+        const auto arrays = propertylist::parse(repeated("(", depth) + repeated(")", depth));
+        EXPECT_THAT(complaintOf(arrays), HasSubstr(expected ? "" : "nested more than 512 levels deep"));
+        EXPECT_EQ(arrays.ok(), expected) << depth;
         EXPECT_EQ(propertylist::parse(repeated("{a=", depth) + "b" + repeated("}", depth)).ok(), expected)
             << depth;
     }
@@ -291,6 +293,22 @@ TEST(BinaryPropertyList, SharedObjectsNeverMultiplyWithoutBound)
         doubling.add(BinaryFile::list(0xA, {level + 1, level + 1}));
     doubling.add("\x09");
     EXPECT_THAT(complaintOf(propertylist::parse(doubling.finish())), HasSubstr("more values"));
+
+    // A chain of 400 levels is read first, and then hangs below 399 others.
+    constexpr int kObjects = 801;
+    std::string chain = "bplist00";
+    std::string places;
+    for (int number = 0; number < kObjects; ++number) {
+        places += bytesOf({static_cast<int>(chain.size()) >> 8, static_cast<int>(chain.size()) & 0xFF});
+        if (number == 0)
+            chain += bytesOf({0xA2, 400 >> 8, 400 & 0xFF, 0, 1});
+        else
+            chain += number < kObjects - 1 ? bytesOf({0xA1, (number + 1) >> 8, (number + 1) & 0xFF}) : "\x09";
+    }
+    std::string end = std::string(6, '\0') + bytesOf({2, 2});
+    for (const int value : {kObjects, 0, static_cast<int>(chain.size())})
+        end += std::string(6, '\0') + bytesOf({value >> 8, value & 0xFF});
+    EXPECT_THAT(complaintOf(propertylist::parse(chain + places + end)), HasSubstr("nested more than 512"));
 
     // One text, many times; many objects at one place; more objects than bytes to hold them.
     const struct {
