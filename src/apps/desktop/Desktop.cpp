@@ -65,8 +65,7 @@ void showFilePanel(const toolkit::FilePanel& panel)
 Desktop::Desktop(MainMenu& menus) : menus_(menus)
 {
     fillWorkspace();
-    observation_ =
-        toolkit::ShownWindows::shared().observe([this](const toolkit::Change&) { showWindows(); });
+    observation_ = toolkit::ShownWindows::shared().observe([this](const toolkit::Change&) { showWindows(); });
     showWindows();
 }
 

@@ -320,7 +320,12 @@ void DesktopSession::type(const std::string& text) const
 
 void DesktopSession::click(const Accessible& object, int button) const
 {
-    const auto place = object.place();
+    // A window that has just come is still being moved to its place.
+    Accessible::Place place;
+    waitFor([&] {
+        const auto before = std::exchange(place, object.place());
+        return place.width > 0 && place.x == before.x && place.y == before.y;
+    });
     run({"xdotool", "mousemove", std::to_string(place.x + place.width / 2),
         std::to_string(place.y + place.height / 2), "click", std::to_string(button)});
 }

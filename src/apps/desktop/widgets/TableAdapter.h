@@ -24,10 +24,7 @@ public:
     void tableEnded();
 
 private:
-    const toolkit::Column& column(int index) const
-    {
-        return columns_[static_cast<std::size_t>(index)];
-    }
+    const toolkit::Column& column(int index) const { return columns_[static_cast<std::size_t>(index)]; }
     void announceRows(int rows);
     QVariant cellStyle(const toolkit::Column& column, int row, int role) const;
 

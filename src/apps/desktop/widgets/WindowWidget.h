@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-// A toolkit window with its content and the program's menus. Closing it asks the model; a window that the
-// model has closed, or that has ended, goes by itself.
+// A toolkit window with its content and the program's menus. Closing it asks the model. The widget
+// deletes itself when the model closes or ends.
 class WindowWidget final : public QMainWindow {
 public:
     WindowWidget(toolkit::Window& window, const std::vector<std::shared_ptr<toolkit::Menu>>& menus);
