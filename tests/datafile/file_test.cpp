@@ -32,6 +32,10 @@ TEST(File, SharesOneStreamAmongItsCopies)
     second.SetPosition(1);
     EXPECT_EQ(second.CharacterAtCurrentPosition(), '2');
     EXPECT_EQ(second.ReadString(4), "2345");
+    second.SetPosition(0);
+    SVMutableCharArray chars(2);
+    EXPECT_TRUE(second.ReadBinary(chars, 2) && second.ReadBinary(chars, 1));
+    EXPECT_EQ(shown<signed char>(chars), "2x1x1: 51 50");
     EXPECT_TRUE(SVFile::CanOpen(folder / "old", SVFile::NewReadWrite));
     EXPECT_FALSE(SVFile::CanOpen(folder / "none", SVFile::ReadOnly));
     EXPECT_FALSE(SVFile::CanOpen(folder / ".", SVFile::ReadOnly));

@@ -204,6 +204,23 @@ TEST(MatlabFormat, BelievesNoLyingIndex)
     }
 }
 
+TEST(MatlabFormat, ListsWhatAFileHolds)
+{
+    const ScratchFolder folder;
+    {
+        SVMatlabDataFile file(folder / "a.mat", SVFile::NewReadWrite);
+        file.Save(counting<std::int32_t>(2, 3), "m");
+        file.Save(counting<unsigned char>(1), "b");
+        file.Save("text", "t");
+        EXPECT_NE(file.Listing().find(" - 3 entries\n"), std::string::npos);
+    }
+    const std::string listing = SVMatlabDataFile(folder / "a.mat", SVFile::ReadOnly).Listing();
+    const std::string dots(29, '.');
+    EXPECT_THAT(listing,
+        testing::EndsWith("\nm" + dots + " -    int - 2 x 3 array\nb" + dots + " -  UChar - 0\nt" + dots
+            + " - string - \"text\"\n"));
+}
+
 TEST(MatlabFormat, MakesNoIndexThatLies)
 {
     const ScratchFolder folder;

@@ -421,9 +421,8 @@ TEST(NativeFormat, NotesTheTypeOfAVariable)
     WriteOne(file, "text", "t");
     WriteOne(file, "number", 2);
     WriteOne(file, "plane", SVTransform2D::Shift({1, 2}));
-    EXPECT_EQ(std::filesystem::file_size(folder / "a.svbin"), // Flushed.
-        static_cast<std::uintmax_t>(SVFile(folder / "a.svbin", SVFile::ReadOnly).Length()));
-    const SVDataFile reader(folder / "a.svbin", SVFile::ReadOnly);
+    const SVDataFile reader( // All of it was flushed.
+        folder / "a.svbin", SVFile::ReadOnly);
     EXPECT_EQ(reader.ReadString("Seq_list"), "NumberList");
     EXPECT_EQ(reader.ReadString("Seq_array"), "Array");
     EXPECT_EQ(reader.ReadString("Seq_text"), "String");
@@ -431,7 +430,11 @@ TEST(NativeFormat, NotesTheTypeOfAVariable)
     EXPECT_EQ(reader.ReadString("Seq_plane"), "2D Transform");
     SVCharArray array; // Read into a read-only handle.
     SVMutableShortIntArray list;
-    Read(reader, "array", array), Read(reader, "list", list);
+    std::string text;
+    double number = 0;
+    Read(reader, "array", array), Read(reader, "list", list), Read(reader, "text", text);
+    Read(reader, "number", number);
+    EXPECT_EQ(text + std::to_string(number), "t2.000000");
     EXPECT_EQ(shown(array) + shown<std::int16_t>(list), "3x2x1: 0 1 2 3 4 53x1x1: 0 1 2");
     SVTransform2D transform;
     EXPECT_TRUE(Read(reader, "plane", transform));
