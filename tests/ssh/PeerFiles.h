@@ -43,7 +43,7 @@ private:
         SFtpFileAttr attr;
         const bool isFile = files_.contains(path);
         attr.type = isFile ? SFtpFileAttr::Type::Regular : SFtpFileAttr::Type::Directory;
-        attr.size = isFile ? files_.at(path).size() : 0;
+        attr.size = isFile && path != "made-up" ? files_.at(path).size() : 0; // As of a file in /proc.
         attr.permissions = isFile ? 0100640 : 040755;
         attr.modifyTime = 1234567890;
         return attr;
@@ -74,7 +74,8 @@ private:
             || !SFtpFileAttr::read(reader, version) || !reader.okAndEmpty())
             return status(id, kFailure);
         const bool isFolder = files_.contains(path + "/"); // Can be opened, and not read.
-        if (!files_.contains(path) && !creates && !isFolder)
+        const bool hasParent = !path.starts_with("none/");
+        if (!files_.contains(path) && !(creates && hasParent) && !isFolder)
             return status(id, kNoSuchFile);
         if (truncates || (!files_.contains(path) && !isFolder))
             files_[path].clear();

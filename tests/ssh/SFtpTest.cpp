@@ -42,8 +42,8 @@ protected:
         options.slipsInBefore = message::kChannelData; // What the server prints for a person.
         options.slip =
             WireWriter(message::kChannelExtendedData).uint32(0).uint32(1).string("a warning").take();
-        options.files = {
-            {"folder/", ""}, {"folder/one", "1"}, {"folder/t\xfcrm", "2"}, {"big", big_}, {"empty", ""}};
+        options.files = {{"folder/", ""}, {"folder/one", "1"}, {"folder/t\xfcrm", "2"}, {"big", big_},
+            {"empty", ""}, {"made-up", "content"}};
         return options;
     }
     const std::string big_ = support::randomText(3'000'001);
@@ -72,10 +72,14 @@ TEST_P(SFtp, CarriesFilesBothWays)
         EXPECT_FALSE(files.sftp.ResumeUploadFileByName("big", local));
         EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("has 3000001 bytes and the local one 6"));
     }
-    EXPECT_FALSE(files.sftp.DownloadFileByName("folder", local));
+    EXPECT_FALSE(
+        files.sftp.DownloadFileByName("folder", local) || files.sftp.UploadFileByName("none/up", local));
     EXPECT_EQ(support::readFile(local), "longer");
     EXPECT_TRUE(files.sftp.DownloadFileByName("empty", local));
     EXPECT_EQ(support::readFile(local), "");
+    support::writeFile(local, "con");
+    EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("made-up", local)) << files.sftp.LastErrorText();
+    EXPECT_EQ(support::readFile(local), "content");
     EXPECT_FALSE(files.sftp.DownloadFileByName("none", files.folder / "new"));
     EXPECT_THAT(
         files.sftp.LastErrorText(), HasSubstr("Downloading none failed. The server says: no such file"));
