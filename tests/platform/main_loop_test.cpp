@@ -239,6 +239,8 @@ TEST_F(MainLoopTest, WatchesOfOneDescriptorComeAndGoAlone)
     EXPECT_EQ(writable, writtenBefore);
     char byte = 0;
     ASSERT_EQ(read(here.get(), &byte, 1), 1);
+    EXPECT_LT(turnsOfAnIdleLoop(), 50);
+    loop.watchWritable(here.get(), [] {}).reset();
     EXPECT_LT(turnsOfAnIdleLoop(), 50) << "there is room to write, and nobody watches for that any more";
 }
 

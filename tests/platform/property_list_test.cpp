@@ -58,6 +58,17 @@ TEST(PropertyList, WhatIsWrittenReadsBackTheSame)
     EXPECT_EQ(readBack(whole), whole);
     EXPECT_EQ(readBack(Value(std::numeric_limits<double>::infinity())).number(), HUGE_VAL);
     EXPECT_TRUE(std::isnan(*readBack(Value(std::nan(""))).number()));
+    const std::pair<Value, const char*> texts[] = {
+        {std::numeric_limits<double>::infinity(), "<real>+infinity</real>"},
+        {-std::numeric_limits<double>::infinity(), "<real>-infinity</real>"},
+        {std::nan(""), "<real>nan</real>"},
+        {0.1, "<real>0.1</real>"},
+        {Value(Value::Date{-62135596800.0}), "<date>0001-01-01T00:00:00Z</date>"},
+        {Value(Value::Date{1709209845.9}), "<date>2024-02-29T12:30:45Z</date>"},
+        {Value(Value::Date{-0.5}), "<date>1969-12-31T23:59:59Z</date>"},
+    };
+    for (const auto& [value, text] : texts)
+        EXPECT_THAT(propertylist::toXml(value), HasSubstr(text));
 }
 
 TEST(PropertyList, WhatXmlCannotCarryStillMakesAReadableFile)
@@ -85,6 +96,8 @@ TEST(PropertyList, ReadsSingleValuesOfTheXmlForm)
         {"<real>+1e400</real>", HUGE_VAL},
         {"<real>-1e-400</real>", -0.0},
         {"<date>2024-02-29T12:30:45Z</date>", Value::Date{1709209845}},
+        {"<date>2016-12-31T23:59:60Z</date>", Value::Date{1483228800}},
+        {"<data>aGk</data>", Value::Data{'h', 'i'}},
         {"<data> aGVs\n\tbG8= </data>", Value::Data{'h', 'e', 'l', 'l', 'o'}},
         {"<string>a<![CDATA[<b>&]]>&#x20AC;&amp;<!-- not this --></string>", "a<b>&€&"},
         {"<!-- before --><true/>", true},
@@ -114,7 +127,11 @@ TEST(PropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
         {xml("<integer>18446744073709551616</integer>"), "no whole number"},
         {xml("<real>1,5</real>"), "no number"},
         {xml("<date>2023-02-29T00:00:00Z</date>"), "no date"},
+        {xml("<date>2023-02-28T24:00:00Z</date>"), "no date"},
+        {xml("<date>2023-02-28T00:60:00Z</date>"), "no date"},
+        {xml("<date>2023-02-28T00:00:61Z</date>"), "no date"},
         {xml("<data>aGVsb</data>"), "no data"},
+        {xml("<data>aGk=aGk=</data>"), "no data"},
         {xml("<true/><false/>"), "second value"},
         {xml("\n<foo/>"), "line 3: <foo>"},
         {xml("<dict><true/></dict>"), "without a <key>"},
@@ -268,6 +285,113 @@ TEST(BinaryPropertyList, ReadsEveryKind)
     EXPECT_EQ(result, expected) << complaintOf(result) << propertylist::toXml(result.value_or(Value()));
 }
 
+std::string objectAlone(const std::string& object)
+{
+    BinaryFile file;
+    file.add(object);
+    return file.finish();
+}
+
+TEST(BinaryPropertyList, ReadsEachObjectAsItIsWritten)
+{
+    const std::pair<std::string, Value> cases[] = {
+        {bytesOf({0x00}), Value()},
+        {bytesOf({0x08}), false},
+        {bytesOf({0x11, 0xFF, 0xFE}), 65534},
+        {bytesOf({0x12, 0xFF, 0xFF, 0xFF, 0xFE}), std::int64_t{4294967294}},
+        {bytesOf({0x14, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+             0xFF, 0xFD}),
+            -3},
+        {bytesOf({0x73}) + "\xE2\x82\xAC", "€"},
+        {bytesOf({0x5F, 0x11, 0, 15}) + std::string(15, 'x'), std::string(15, 'x')},
+        {bytesOf({0x5F, 0x13, 0, 0, 0, 0, 0, 0, 0, 1}) + "x", "x"},
+        {bytesOf({0x80, 7}), Value(Value::Dictionary{{"CF$UID", 7}})},
+        {bytesOf({0x87, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
+            Value(Value::Dictionary{{"CF$UID", std::numeric_limits<std::int64_t>::max()}})},
+        {bytesOf({0x64, 0xD8, 0, 0xDC, 0, 0xDB, 0xFF, 0xDF, 0xFF}), "\U00010000\U0010FFFF"},
+        {bytesOf({0x64, 0xDC, 0, 0xD8, 0, 0, 'A', 0xE0, 0}), "\uFFFD\uFFFDA\uE000"},
+        {bytesOf({0xB0}), Value(Value::Array())},
+        {bytesOf({0xC0}), Value(Value::Array())},
+        {bytesOf({0xD0}), Value(Value::Dictionary())},
+    };
+    for (const auto& [object, value] : cases) {
+        const auto result = propertylist::parse(objectAlone(object));
+        EXPECT_EQ(result, value) << testing::PrintToString(object) << complaintOf(result);
+    }
+}
+
+TEST(BinaryPropertyList, AnObjectThatRunsPastItsEndIsUnreadable)
+{
+    const std::string objects[] = {
+        "\x01",
+        "\x0F", // Constants without a meaning.
+        bytesOf({0x11, 1}),
+        bytesOf({0x13, 1, 2, 3}),
+        bytesOf({0x15}) + std::string(32, '\1'),
+        bytesOf({0x14, 0, 0, 0, 0, 0, 0, 0, 1}) + std::string(8, '\0'), // Beyond 64 bits.
+        bytesOf({0x22, 1, 2}),
+        bytesOf({0x21, 0, 0}),
+        bytesOf({0x33, 1, 2}),
+        bytesOf({0x42, 1}),
+        bytesOf({0x52, 'a'}),
+        bytesOf({0x72, 'a'}),
+        bytesOf({0x62, 0, 'a', 0}),
+        bytesOf({0x61, 0xD8, 0}),
+        bytesOf({0x71, 0xFF}),
+        bytesOf({0x51, 0xFF}),
+        bytesOf({0x4F}),
+        bytesOf({0x4F, 0x20, 0}),
+        bytesOf({0x4F, 0x11, 0}),
+        bytesOf({0x4F, 0x11, 0x7F, 0xFF}),
+        bytesOf({0x4F, 0x13, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}),
+        bytesOf({0x6F, 0x13, 0x80, 0, 0, 0, 0, 0, 0, 1, 0, 'a'}),
+        bytesOf({0x81, 1}),
+        bytesOf({0x88, 0, 0, 0, 0, 0, 0, 0, 0, 1}),
+        bytesOf({0x87, 0x80, 0, 0, 0, 0, 0, 0, 0}), // No number with a sign.
+        bytesOf({0xA2, 0}),
+        bytesOf({0xA1, 1}),
+        bytesOf({0xAF, 0x12, 0x7F, 0xFF, 0xFF, 0xFF}),
+        bytesOf({0xD1, 0}),
+        bytesOf({0xD1, 1, 1}),
+        bytesOf({0xDF, 0x12, 0x7F, 0xFF, 0xFF, 0xFF}),
+        bytesOf({0x90}),
+        bytesOf({0xE0}),
+        bytesOf({0xF0}),
+    };
+    for (const std::string& object : objects)
+        EXPECT_FALSE(propertylist::parse(objectAlone(object))) << testing::PrintToString(object);
+
+    BinaryFile dictionary; // A value that can't be read, under a key that can.
+    dictionary.add(BinaryFile::list(0xD, {1, 2}));
+    dictionary.add("\x51k");
+    dictionary.add("\xF0");
+    EXPECT_THAT(complaintOf(propertylist::parse(dictionary.finish())), HasSubstr("unknown kind 15"));
+}
+
+TEST(BinaryPropertyList, ATrailerThatDoesNotFitIsRefused)
+{
+    const std::string whole = objectAlone("\x09");
+    ASSERT_TRUE(propertylist::parse(whole));
+    const std::size_t trailer = whole.size() - 32;
+    const std::pair<std::size_t, int> changes[] = {
+        {6, 0}, {6, 9}, {7, 0}, {7, 9}, // Widths of offsets and references.
+        {15, 0}, {15, 2}, {8, 1}, // How many objects.
+        {23, 1}, {16, 1}, // The top object.
+        {31, 7}, {31, 12}, {24, 1}, // Where the table is.
+    };
+    for (const auto& [place, byte] : changes) {
+        std::string changed = whole;
+        changed[trailer + place] = static_cast<char>(byte);
+        EXPECT_THAT(complaintOf(propertylist::parse(changed)), HasSubstr("table of contents is damaged"))
+            << place << " " << byte;
+    }
+    for (const char offset : {'\7', '\x0B'}) { // Before the objects, and behind them.
+        std::string changed = whole;
+        changed[trailer - 1] = offset;
+        EXPECT_FALSE(propertylist::parse(changed));
+    }
+}
+
 TEST(BinaryPropertyList, CutOrChangedAnywhereItNeverLeadsOutOfTheFile)
 {
     const std::string whole = everyKindInBinary();
@@ -400,6 +524,19 @@ TEST(OldStylePropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
         {"{a = \"b;}", "quotation mark"},
         {"{a = \"b\\", "quotation mark"},
         {"{a = b; /* }", "comment that doesn't end"},
+        {"/* x", "comment that doesn't end"},
+        {"(/* x", "comment that doesn't end"},
+        {"(a /* x", "comment that doesn't end"},
+        {"(a, /* x", "comment that doesn't end"},
+        {"{a /* x", "comment that doesn't end"},
+        {"{a = /* x", "comment that doesn't end"},
+        {"{a = b /* x", "comment that doesn't end"},
+        {"(<0f /* x", "comment that doesn't end"},
+        {"{a = b;} /* x", "comment that doesn't end"},
+        {"a = b; /* x", "comment that doesn't end"},
+        {"a = b;\n\nc d;", "line 3: a ';' is missing"},
+        {"a = ;", "begins no value"},
+        {"a = (b; c = d;", "a ',' is missing"},
         {"{a = <0f g0>;}", "hexadecimal"},
         {"{a = <0f1>;}", "half a byte"},
         {"{a = b;} trailing", "behind the end"},
