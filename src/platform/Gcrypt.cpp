@@ -15,9 +15,29 @@
 #include <shared_mutex>
 #include <sys/mman.h>
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace platform {
 
 namespace {
+
+// The leak check of the address sanitizer doesn't look into pages of this kind by itself, and would miss the
+// pointers in them.
+#ifdef __SANITIZE_ADDRESS__
+void watchForLeaks(const void* pages, std::size_t size)
+{
+    __lsan_register_root_region(pages, size);
+}
+void unwatchForLeaks(const void* pages, std::size_t size)
+{
+    __lsan_unregister_root_region(pages, size);
+}
+#else
+void watchForLeaks(const void*, std::size_t) { }
+void unwatchForLeaks(const void*, std::size_t) { }
+#endif
 
 // Whole pages that the system neither swaps out nor dumps, as far as the limit on locked memory reaches.
 class LockedPages : public std::pmr::memory_resource {
@@ -38,6 +58,7 @@ private:
             throw std::bad_alloc();
         (void)::mlock(pages, size);
         (void)::madvise(pages, size, MADV_DONTDUMP);
+        watchForLeaks(pages, size);
         const std::unique_lock lock(mutex_);
         regions_[reinterpret_cast<std::uintptr_t>(pages)] = size;
         return pages;
@@ -46,6 +67,7 @@ private:
     {
         const std::unique_lock lock(mutex_);
         regions_.erase(reinterpret_cast<std::uintptr_t>(pages));
+        unwatchForLeaks(pages, size);
         ::munmap(pages, size);
     }
     bool do_is_equal(const memory_resource& other) const noexcept override { return this == &other; }
