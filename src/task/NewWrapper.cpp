@@ -6,6 +6,7 @@
 #include "platform/files/TildePaths.h"
 #include "platform/plist/PropertyList.h"
 #include "task/CsvTable.h"
+#include "task/ShellWord.h"
 
 #include <fmt/format.h>
 
@@ -34,11 +35,6 @@ bool isPartOfName(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-bool meansNothingToAShell(char c)
-{
-    return isPartOfName(c) || std::string_view("+-.,:/@%=").find(c) != std::string_view::npos;
-}
-
 // The value's place in a row for "{name}" at the place in the text, and the length of that mark.
 struct Mark {
     std::string_view name;
@@ -63,16 +59,19 @@ enum class Quote { None, Single, Double };
 
 std::string forShell(const std::string& value, Quote quote)
 {
-    if (quote == Quote::None && !value.empty()
-        && std::all_of(value.begin(), value.end(), meansNothingToAShell))
-        return value;
+    if (quote == Quote::None)
+        return shellWord(value);
+    if (quote == Quote::Single) { // Without the quotes, which are there.
+        const std::string word = shellWord(value + " ");
+        return word.substr(1, word.size() - 3);
+    }
     std::string text;
     for (const char c : value) {
-        if (quote == Quote::Double && std::string_view("\"\\$`").find(c) != std::string_view::npos)
+        if (std::string_view("\"\\$`").find(c) != std::string_view::npos)
             text += '\\';
-        text += quote != Quote::Double && c == '\'' ? std::string("'\\''") : std::string(1, c);
+        text += c;
     }
-    return quote == Quote::None ? "'" + text + "'" : text;
+    return text;
 }
 
 std::string inputForRow(std::string_view text, const Words& columns, const Words& row)

@@ -119,6 +119,10 @@ void SVTrelkindEngineLocal::endTasks()
     checkPeriodically_.reset();
     operations_.cancelAllOperations();
     panel_.endButton.setHidden(true);
+    if (operations_.operationCount() == 0) { // Nothing had begun: no end will be told.
+        lock_.reset();
+        looks_.reset();
+    }
     updateStatus();
 }
 

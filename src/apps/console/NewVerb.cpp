@@ -4,6 +4,7 @@
 #include "platform/files/Paths.h"
 #include "task/ExecutableCheck.h"
 #include "task/NewWrapper.h"
+#include "task/ShellWord.h"
 
 #include <fmt/format.h>
 
@@ -20,7 +21,7 @@ int newVerb(const NewWrapper& wanted)
     if (const auto status = checkExecutable(program); !status)
         complain(status.error().text);
     return terminal::write(fmt::format("Made {} with {} task{}. \"trelkind run {}\" runs {}.\n", wanted.path,
-               *made, *made == 1 ? "" : "s", wanted.path, *made == 1 ? "it" : "them"))
+               *made, *made == 1 ? "" : "s", shellWord(wanted.path), *made == 1 ? "it" : "them"))
         ? kDone
         : kNotDone;
 }

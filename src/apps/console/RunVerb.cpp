@@ -8,6 +8,7 @@
 #include "task/ClearTasks.h"
 #include "task/RunChecks.h"
 #include "task/SVTrelkindEngineLocal.h"
+#include "task/ShellWord.h"
 #include "task/TaskNumbers.h"
 
 #include <fmt/format.h>
@@ -134,17 +135,18 @@ int dryRun(OpenWrapper& wrapper, const std::optional<std::set<int>>& chosen)
 void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
 {
     const KRTrelkindController& controller = wrapper.controller();
+    const std::string path = shellWord(controller.wrapperName());
     std::vector<int> failed;
     for (const auto& task : controller.taskInformation())
         if (task->hasFailed())
             failed.push_back(task->numberInProject() + 1);
     if (!failed.empty())
         complain(fmt::format("Failed: {}. \"trelkind run {} --failed\" clears and runs them again.",
-            numberRanges(failed), controller.wrapperName()));
+            numberRanges(failed), path));
     for (const int number : lostTasks(controller))
         complain(
             fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
-                number, controller.wrapperName(), number));
+                number, path, number));
     const auto odd = OddOnes::of(controller);
     if (!odd.brief.empty())
         complain(fmt::format(
@@ -153,8 +155,7 @@ void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
         complain(fmt::format("Ended without any output: {}.", numberRanges(odd.silent)));
     if (interrupted)
         complain(fmt::format(
-            "\"trelkind clear {0} --aborted\" and then \"trelkind run {0}\" go on with the batch.",
-            controller.wrapperName()));
+            "\"trelkind clear {0} --aborted\" and then \"trelkind run {0}\" go on with the batch.", path));
 }
 
 } // namespace

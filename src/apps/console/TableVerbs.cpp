@@ -9,6 +9,7 @@
 #include "platform/files/Paths.h"
 #include "task/BatchCount.h"
 #include "task/RunChecks.h"
+#include "task/ShellWord.h"
 #include "task/TaskState.h"
 
 #include <fmt/format.h>
@@ -137,7 +138,7 @@ int statusVerb(const StatusOptions& options)
     for (const int number : lostTasks(controller))
         complain(
             fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
-                number, controller.wrapperName(), number));
+                number, shellWord(controller.wrapperName()), number));
     return readable;
 }
 

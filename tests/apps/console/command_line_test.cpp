@@ -166,7 +166,8 @@ TEST_F(CommandLine, TellsOfALostTaskAndOfWhatCanNotBeWritten)
     wrapper.tasks({"a", "b"}).executable(kProgram);
     wrapper.write("0/VTask_runStarted");
     auto result = shell("T status \"$W\"");
-    EXPECT_THAT(result.err, HasSubstr("Task 1 has ended without a mark; \"trelkind clear"));
+    EXPECT_THAT(result.err,
+        HasSubstr("Task 1 has ended without a mark; \"trelkind clear '" + wrapper.path() + "' 1\" lets"));
     EXPECT_EQ(shell("T status --json \"$W\"").parsed()[0]["State"], "lost");
     EXPECT_EQ(shell("T status --running --json \"$W\"").parsed().size(), 1U);
     EXPECT_EQ(shell("T status --waiting --json \"$W\"").parsed()[0]["Number"], "2");
