@@ -53,6 +53,9 @@ TYPED_TEST(ArrayHandles, ReportABadIndexInTheWordsOfTheirClass)
     };
     for (const Case& c : cases)
         EXPECT_THAT(reportsOf([&] { EXPECT_EQ(c.access(), TypeParam(0)); }), ElementsAre(word + c.report));
+    EXPECT_THAT(
+        reportsOf([&] { A.PrintErrorMessage(24), A.PrintErrorMessage(0, 4), A.PrintErrorMessage(0, -2, 0); }),
+        ElementsAre(word + cases[0].report, word + cases[2].report, word + cases[4].report));
 }
 
 TYPED_TEST(ArrayHandles, TakeABadWriteIntoTheirInvalidEntry)

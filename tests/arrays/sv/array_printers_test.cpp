@@ -73,11 +73,11 @@ TYPED_TEST(RangePrinters, PrintRangesOfPositionsAndColumns)
     const SVArray<TypeParam> A = counting<TypeParam>(2, 3, 2);
     const auto range = [&](int s, int e) { return printedBy([&] { A.prange(s, e); }); };
     const auto columns = [&](int s, int e) { return printedBy([&] { A.pcrange(s, e); }); };
-    EXPECT_EQ(range(2, 4), "2, 3, 4\n");
+    EXPECT_EQ(range(2, 4) + range(0, 11).substr(0, 6), "2, 3, 4\n0, 1, ");
     EXPECT_EQ(A.Find(7), 7);
     EXPECT_EQ(A.Find(12), -1);
     EXPECT_EQ(range(-1, 4) + range(2, 12) + range(3, 2), "start out of bounds\nend out of bounds\n");
-    EXPECT_EQ(columns(1, 2), "2, 3\n4, 5\n");
+    EXPECT_EQ(columns(1, 2) + columns(0, 0), "2, 3\n4, 5\n0, 1\n");
     EXPECT_EQ(columns(-1, 2) + columns(0, 3) + columns(2, 1), "start out of bounds\nend out of bounds\n");
 }
 

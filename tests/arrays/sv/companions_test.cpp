@@ -96,7 +96,8 @@ TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
     {
         SVMutablePointer<Noted> p(new Derived(alive));
         SVPointer<Noted> q = p, r;
-        EXPECT_TRUE(r.IsNull());
+        EXPECT_TRUE(r.IsNull() && !q.IsNull());
+        EXPECT_TRUE(p.Pointer() == q.Pointer() && &*p == &*q && &p->alive == &q->alive);
         r = q;
         p = SVMutablePointer<Noted>(new Noted(alive));
         const SVPointer<Noted>& self = q;

@@ -94,6 +94,9 @@ TEST(Transform3D, CombinesAndInvertsLikeItsActionOnPoints)
         expectNear((a * b) * p, a * (b * p));
         expectNear(Inverse(a) * (a * p), p);
     }
+    const SVTransform3D full(1, 2, 3, 0, 0, 1, 4, 0, 5, 6, 0, 0);
+    EXPECT_EQ(full.Determinant(), 1);
+    expectNear(Inverse(full) * (full * SVPoint3D(1, 2, 3)), {1, 2, 3});
     SVTransform3D perspective = a;
     perspective.Pz = 0.5;
     EXPECT_FALSE((perspective * b).IsPerspective()) << "not carried";
