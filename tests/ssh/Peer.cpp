@@ -116,11 +116,14 @@ private:
     void exchangeKeys(const Bytes& clientInit)
     {
         const auto client = parseKexInit(clientInit);
-        const Bytes serverInit = buildKexInit(options_.offer);
+        Bytes serverInit = buildKexInit(options_.offer);
+        serverInit[serverInit.size() - 5] = options_.guesses ? 1 : 0;
         const AlgorithmOffer clients{
             client->lists[0], client->lists[1], client->lists[2], client->lists[4], client->lists[6]};
         const auto chosen = choose(clients, *parseKexInit(serverInit));
         send(serverInit);
+        if (options_.guesses)
+            send(WireWriter(message::kKexDhReply).string("of another method"));
         require(chosen.ok());
         const bool strict = choice_.strict;
         choice_ = *chosen;

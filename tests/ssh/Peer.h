@@ -30,6 +30,7 @@ struct Options {
     std::uint32_t window = 1 << 20; // For what the client sends.
     int sftpVersion = 3;
     std::uint32_t mostRead = 1 << 20; // Bytes given for one read request.
+    bool guesses = false; // Sends a first packet for a key exchange that isn't chosen.
     bool reversed = false; // Answers what has come in the opposite order, when there is nothing left to read.
     bool chatters = false; // Says nothing of any use before its first key exchange,
     bool floods = false; // or begins one after the login that it never ends, with requests in between.

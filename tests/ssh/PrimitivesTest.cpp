@@ -1,4 +1,5 @@
 #include "ssh/Support.h"
+#include "ssh/crypto/KeyAgreement.h"
 #include "ssh/crypto/Wire.h"
 #include "ssh/session/Channel.h"
 #include "ssh/transport/Algorithms.h"
@@ -365,6 +366,13 @@ TEST(Algorithms, ChoosesTheFirstOfItsOwnThatTheServerKnows)
         for (std::size_t i = 0; i < 8; ++i)
             EXPECT_EQ(*chosen[i], server.lists[i].back());
     }
+}
+
+// To every base that has no factor in common, a Carmichael number looks like a prime by Fermat's test alone.
+TEST(Primes, AreToldFromCarmichaelNumbers)
+{
+    EXPECT_FALSE(isProbablyPrime(Mpi(fromHex("105b9bb7b57df650800597cc59")), 10));
+    EXPECT_TRUE(isProbablyPrime(Mpi(fixedGroup(14).prime), 2));
 }
 
 TEST(Wire, WritesAndReadsNumbersAsTheProtocolDoes)

@@ -194,6 +194,7 @@ TEST_F(Transport, RefusesWhatAServerHasNoRightToSend)
         const char* reason;
     } cases[] = {
         {version("SSH-1.99-Both"), "output\n"},
+        {[](peer::Options& options) { options.guesses = true; }, "output\n"},
         {instead(kKexDhReply, WireWriter(kUserauthSuccess)), "before its first key exchange"},
         {instead(kKexDhReply, WireWriter(kServiceAccept).string("ssh-userauth")), "before its first"},
         {instead(kKexDhReply, WireWriter(kChannelData).uint32(0).string("x")), "before its first"},
