@@ -150,7 +150,9 @@ TEST_F(OperationQueueTest, CancellingDropsWhatHasNotBegunAndAsksTheRestToStop)
             self.postWhenEnded([&] { ++told; });
         }));
     EXPECT_TRUE(door.reaches(1));
+    EXPECT_EQ(queue.operations().size(), 5U);
     queue.cancelAllOperations();
+    EXPECT_EQ(queue.operations().size(), 1U);
     EXPECT_EQ(queue.operationCount(), 1);
     door.open();
     EXPECT_TRUE(loop.runUntil([&] { return told == 1; }, 10));

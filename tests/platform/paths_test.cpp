@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <set>
 #include <unistd.h>
 
@@ -102,6 +103,18 @@ TEST(Places, TheRuntimeFolderServesOnlyItsOwner)
     if (!isGivenAway)
         GTEST_SKIP() << "only root can give a folder to another user";
     EXPECT_EQ(ofAnother, otherwise);
+}
+
+TEST(ProcessInfo, NamesAreThoseOfTheSystem)
+{
+    char host[256] = {};
+    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
+    EXPECT_EQ(platform::hostName(), host);
+    const passwd* const account = getpwuid(geteuid());
+    ASSERT_TRUE(account);
+    EXPECT_EQ(platform::loginName(), account->pw_name);
+    EXPECT_GE(platform::processorCount(), 1);
+    EXPECT_LE(platform::processorCount(), static_cast<int>(sysconf(_SC_NPROCESSORS_CONF)));
 }
 
 TEST(ProcessInfo, UniqueTextsAreUniqueAndUuidsCanonical)

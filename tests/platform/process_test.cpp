@@ -233,6 +233,21 @@ TEST_F(ProcessTest, AMemberThatIgnoresTheSignalDoesNotOutliveItsLeader)
     EXPECT_FALSE(isAlive(numbersIn("children")[0]));
 }
 
+// Without the mark only its parent tells whose it is.
+TEST_F(ProcessTest, AChildThatLeftTheGroupAndTheEnvironmentIsFoundThroughItsParent)
+{
+    const auto process = launch(script("#!/bin/sh\nenv -i setsid sleep 300 &\necho $! > children\nwait\n"));
+    const pid_t leader = process->processIdentifier();
+    ASSERT_TRUE(waitFor([&] {
+        const auto numbers = numbersIn("children");
+        return numbers.size() == 1 && getpgid(numbers[0]) != leader
+            && files::readFile("/proc/" + std::to_string(numbers[0]) + "/comm") == "sleep\n";
+    }));
+    process->terminate();
+    EXPECT_TRUE(Process::finishTerminations(20));
+    EXPECT_FALSE(isAlive(numbersIn("children")[0]));
+}
+
 TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcess)
 {
     Pace::setFactor(0.05);

@@ -529,6 +529,7 @@ TEST(OldStylePropertyList, WhatIsDamagedIsUnreadableAndSaysWhere)
         {"(a /* x", "comment that doesn't end"},
         {"(a, /* x", "comment that doesn't end"},
         {"{a /* x", "comment that doesn't end"},
+        {"{a = ", "it ends where a value belongs"},
         {"{a = /* x", "comment that doesn't end"},
         {"{a = b /* x", "comment that doesn't end"},
         {"(<0f /* x", "comment that doesn't end"},

@@ -232,10 +232,9 @@ private:
         return true;
     }
 
+    // At least one character is left.
     bool parseString(std::string& text)
     {
-        if (atEnd())
-            return complain(place_, "it ends where a text belongs");
         return current() == '"' || current() == '\'' ? parseQuoted(text) : parseBare(text);
     }
 
