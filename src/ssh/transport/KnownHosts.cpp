@@ -7,6 +7,8 @@
 
 #include <algorithm>
 
+#include <tuple>
+
 namespace ssh {
 
 namespace {
@@ -208,7 +210,7 @@ Result<KnownHosts::Meeting> KnownHosts::accept(const std::string& host, int port
 
     // Then under the lock: another process may have met the host just now, and be halfway through its line.
     // A folder that can't be made shows when the file is opened.
-    platform::files::createDirectories(
+    std::ignore = platform::files::createDirectories(
         platform::paths::deletingLastComponent(path_), platform::files::kOwnersFolder);
     auto file = File::open(path_, File::Mode::Append, platform::files::kOwnersFile);
     const Status locked = file.ok() ? file->lock(kLockLimit) : Status(file.error());
