@@ -63,13 +63,15 @@ platform::Result<int> SVTrelkindEngineLocal::startAfterChecks(RunChoice choice)
     reportObstacles(*taskController_);
     choice_ = std::move(choice);
     const auto& tasks = taskController_->taskInformation();
-    if (std::none_of(tasks.begin(), tasks.end(), [this](const auto& task) { return isToBeStarted(*task); }))
+    const auto count =
+        std::count_if(tasks.begin(), tasks.end(), [this](const auto& task) { return isToBeStarted(*task); });
+    if (count == 0)
         return 0;
     lock_ = std::move(lock);
     startTasks();
     looks_ = platform::Timer::schedule(
         kSecondsBetweenLooks, platform::Timer::Repeats::Yes, [this] { updateStatus(); });
-    return static_cast<int>(operations_.operationCount());
+    return static_cast<int>(count);
 }
 
 void SVTrelkindEngineLocal::pressedStart()

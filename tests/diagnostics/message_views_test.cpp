@@ -1,7 +1,11 @@
 #include "diagnostics/KRMessageCenter.h"
+#include "diagnostics/MessageWindow.h"
 #include "toolkit/Noted.h"
+#include "toolkit/Workspace.h"
 
 #include <gtest/gtest.h>
+
+#include <ctime>
 
 namespace {
 
@@ -75,6 +79,32 @@ TEST(MessageViews, ASelectionShowsTheDetailOfItsOwnTable)
     EXPECT_EQ(shown.detail.string(), "");
     shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
     EXPECT_EQ(second.dataSource(), nullptr);
+}
+
+TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
+{
+    const auto center = KRMessageCenter::create();
+    KRMessageCenter::setSharedCenter(center);
+    MessageWindow messages;
+    EXPECT_EQ(messages.table.accessibleName() + ", " + messages.detail.accessibleName() + ", "
+            + messages.count.accessibleName(),
+        "Messages, Message detail, Message count");
+    center->newMessage("short", "and long");
+    platform::MainLoop::main().runPending();
+    EXPECT_TRUE(messages.window.isVisible());
+    EXPECT_EQ(messages.count.stringValue(), "1 message");
+    EXPECT_NEAR(center->messages()[0]->date(), static_cast<double>(std::time(nullptr)), 60);
+    messages.table.selectRows({0});
+    EXPECT_EQ(messages.detail.string(), "and long");
+    std::string copied;
+    toolkit::Workspace::shared().setPasteboardText = [&](const std::string& text) { copied = text; };
+    messages.copy.press();
+    EXPECT_NE(copied.find("and long"), std::string::npos);
+    messages.clear.press();
+    EXPECT_EQ(messages.table.numberOfRows(), 0);
+    EXPECT_TRUE(messages.window.userCloses());
+    EXPECT_FALSE(center->windowVisible());
+    toolkit::Workspace::shared() = {};
 }
 
 TEST(MessageViews, RecentRowsAreTintedUntilNoneIsDrawn)

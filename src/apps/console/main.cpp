@@ -34,7 +34,6 @@ public:
         app_.require_subcommand(1);
         app_.set_version_flag("--version", "trelkind " TRELKIND_VERSION);
         app_.get_formatter()->label("SUBCOMMAND", "VERB");
-        app_.get_formatter()->label("Subcommands", "Verbs");
         app_.footer(kExitStatus);
         addNew();
         addRun();
@@ -72,7 +71,7 @@ private:
 
     CLI::App* add(const char* name, const char* summary, const char* more)
     {
-        CLI::App* verb = app_.add_subcommand(name, summary);
+        CLI::App* verb = app_.add_subcommand(name, summary)->group("Verbs");
         verb->footer(std::string(more) + "\n\n" + kExitStatus);
         return verb;
     }

@@ -35,8 +35,9 @@ void addOptions(QCommandLineParser& parser)
                        "A task wrapper is a folder whose name ends in .vtask. Every wrapper that is named "
                        "here is opened in a\n"
                        "window. The program \"trelkind\" does the same on a terminal."));
-    parser.addHelpOption();
-    parser.addVersionOption();
+    parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help.")});
+    parser.addOption(
+        {{QStringLiteral("v"), QStringLiteral("version")}, QStringLiteral("Shows the program's version.")});
     parser.addPositionalArgument(
         QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."), QStringLiteral("[WRAPPER...]"));
 }
@@ -84,7 +85,10 @@ int main(int argc, char** argv)
         return kWrongUse;
     }
     if (parser.isSet(QStringLiteral("help"))) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
+        // There is no application yet to ask for its name.
+        std::fputs(qPrintable(parser.helpText().replace(
+                       QStringLiteral("<executable_name>"), QStringLiteral("trelkind-desktop"))),
+            stdout);
         return EXIT_SUCCESS;
     }
     if (parser.isSet(QStringLiteral("version"))) {

@@ -177,7 +177,7 @@ TEST(DesktopCommandLine, TellsWhatIsWrongInASentence)
     };
     EXPECT_THAT(words("x.vtask", 1), HasSubstr("There is no display"));
     EXPECT_THAT(words("--dance", 2), HasSubstr("trelkind-desktop: Unknown option 'dance'"));
-    EXPECT_THAT(words("--help", 0), HasSubstr("WRAPPER"));
+    EXPECT_THAT(words("--help", 0), HasSubstr("Usage: trelkind-desktop [options] [WRAPPER...]"));
     EXPECT_THAT(words("--version", 0), HasSubstr("trelkind-desktop 0."));
 }
 
