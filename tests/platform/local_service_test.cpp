@@ -1,6 +1,7 @@
 #include "platform/service/LocalService.h"
 
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/process/Process.h"
@@ -100,15 +101,20 @@ protected:
     {
         return ServiceConnection::connect(name).value_or(nullptr);
     }
-    // A client that speaks bytes.
-    int connectPlainly(const std::string& name)
+    static sockaddr_un addressOf(const std::string& name)
     {
-        const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::strncpy(
             address.sun_path, (Places::services() + "/" + name).c_str(), sizeof address.sun_path - 1);
-        EXPECT_EQ(::connect(client, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        return address;
+    }
+    // A client that speaks bytes.
+    int connectPlainly(const std::string& name)
+    {
+        const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const sockaddr_un address = addressOf(name);
+        EXPECT_EQ(::connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
         return client;
     }
 
@@ -306,6 +312,32 @@ TEST_F(LocalServiceTest, AHandlerMayLetGoOfItsOwnConnection)
     EXPECT_EQ(client->send("again", Value()), Failure::None);
     EXPECT_TRUE(loop.runUntil([&] { return called && deaths == 1; }, 10));
     EXPECT_FALSE(ServiceConnection::connect("Other", 0.1));
+}
+
+TEST_F(LocalServiceTest, AConnectionThatGoesInItsHandlerHearsNothingMore)
+{
+    ASSERT_TRUE(files::createDirectories(Places::services(), 0700));
+    const platform::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = addressOf("Plain");
+    ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener.get(), 1), 0);
+    auto connection = connect("Plain");
+    ASSERT_TRUE(connection);
+    int heard = 0;
+    bool died = false;
+    connection->whenPeerDies([&] { died = true; });
+    connection->setHandler([&](const std::string&, const Value&) {
+        ++heard;
+        connection.reset();
+        return Value();
+    });
+    const platform::Descriptor peer(accept(listener.get(), nullptr, nullptr));
+    const std::string message = *platform::encode({ServiceMessage::Kind::OneWay, 0, "go", Value()});
+    ASSERT_TRUE(platform::writeAll(peer.get(), message + message));
+    EXPECT_TRUE(loop.runUntil([&] { return heard > 0; }, 10));
+    char byte = 0;
+    EXPECT_EQ(recv(peer.get(), &byte, 1, 0), 0) << "the connection has ended";
+    EXPECT_FALSE(loop.runUntil([&] { return heard > 1 || died; }, 0.05));
 }
 
 TEST_F(LocalServiceTest, NamesOfAnyLengthAndFoldersOfAnyDepthWork)

@@ -233,19 +233,18 @@ TEST_F(ProcessTest, AMemberThatIgnoresTheSignalDoesNotOutliveItsLeader)
     EXPECT_FALSE(isAlive(numbersIn("children")[0]));
 }
 
-// Without the mark only its parent tells whose it is.
-TEST_F(ProcessTest, AChildThatLeftTheGroupAndTheEnvironmentIsFoundThroughItsParent)
+// Without the mark only their parents tell whose they are.
+TEST_F(ProcessTest, ProcessesThatLeftTheGroupAndTheEnvironmentAreFoundThroughTheirParents)
 {
-    const auto process = launch(script("#!/bin/sh\nenv -i setsid sleep 300 &\necho $! > children\nwait\n"));
-    const pid_t leader = process->processIdentifier();
-    ASSERT_TRUE(waitFor([&] {
-        const auto numbers = numbersIn("children");
-        return numbers.size() == 1 && getpgid(numbers[0]) != leader
-            && files::readFile("/proc/" + std::to_string(numbers[0]) + "/comm") == "sleep\n";
-    }));
+    const auto process = launch(script("#!/bin/sh\nenv -i setsid sh -c 'sleep 300 & echo $! >> children; "
+                                       "echo $$ >> children; wait' &\nwait\n"));
+    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == 2; }));
+    for (const pid_t child : numbersIn("children"))
+        EXPECT_NE(getpgid(child), process->processIdentifier());
     process->terminate();
     EXPECT_TRUE(Process::finishTerminations(20));
-    EXPECT_FALSE(isAlive(numbersIn("children")[0]));
+    for (const pid_t child : numbersIn("children"))
+        EXPECT_FALSE(isAlive(child));
 }
 
 TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcess)
