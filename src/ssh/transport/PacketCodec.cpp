@@ -39,7 +39,7 @@ Status PacketCodec::seal(ByteView head, ByteView body)
     const std::size_t block = std::max<std::size_t>(out_.protection.cipher.blockSize(), 8);
     const std::size_t payload = head.size() + body.size();
     std::size_t padding = block - (kLengthField + 1 + payload) % block;
-    while (padding < kMinimumPadding || kLengthField + 1 + payload + padding < kMinimumPacket)
+    if (padding < kMinimumPadding) // With it, no packet is shorter than the minimum.
         padding += block;
     const std::size_t total = kLengthField + 1 + payload + padding;
     if (total - kLengthField > kMaximumPacket)
