@@ -112,6 +112,10 @@ TEST(MessageViews, RecentRowsAreTintedUntilNoneIsDrawn)
     Shown shown;
     shown.add("new");
     EXPECT_FALSE(shown.center->needToRedrawMessageColor());
+    EXPECT_FALSE(shown.table.styleForDisplay("Text", 7).font);
+    KRMessageCenter::setMessageTableFont("Mono");
+    EXPECT_EQ(shown.table.styleForDisplay("Text", 7).font, "Mono");
+    KRMessageCenter::setMessageTableFont(std::nullopt);
     const auto style = shown.table.styleForDisplay("Text", 0);
     ASSERT_TRUE(style.background);
     EXPECT_NEAR(style.background->red, 237.0 / 255, 1e-6);

@@ -55,6 +55,8 @@ TEST_F(Progress, LinesComeAndGoAndAreCounted)
     auto second = entry("second");
     ASSERT_TRUE(shows(2));
     EXPECT_EQ(count.stringValue(), "2 tasks");
+    EXPECT_EQ(list.views().at(0)->layout(), "KRProgressEntryController");
+    EXPECT_EQ(list.spaceToTheLeft(), 2.0);
     EXPECT_FALSE(controller->windowShouldClose());
     first.reset();
     ASSERT_TRUE(shows(1));
@@ -142,6 +144,26 @@ TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
     EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue() == "Sorting 5 % of p (%@)"; }));
     here->setIndeterminate(true);
     EXPECT_TRUE(lines[0]->progressPole()->isAnimating()) << "at once";
+}
+
+// The program's own list brings its window to the front, and needs none.
+TEST_F(Progress, TheSharedListShowsItsWindowWithTheFirstLine)
+{
+    const auto shared = KRProgressController::sharedController();
+    const auto showsALine = [&](toolkit::ViewList& lines) {
+        shared->setProgressView(&lines);
+        const auto work = KRProgressEntry::createWithDescription(std::string("work"));
+        const bool shows = served([&] { return lines.views().size() == 1; });
+        shared->setProgressView(nullptr);
+        return shows;
+    };
+    toolkit::ViewList alone;
+    EXPECT_TRUE(showsALine(alone));
+    toolkit::Window window;
+    toolkit::ViewList inWindow;
+    window.setContent(&inWindow);
+    EXPECT_TRUE(showsALine(inWindow));
+    EXPECT_TRUE(window.isVisible());
 }
 
 struct FractionSource : KRProgressDelegate {
