@@ -304,6 +304,7 @@ TEST(Algorithms, OffersTheSettledListsInTheirOrder)
     EXPECT_FALSE(reader.boolean());
     EXPECT_EQ(reader.uint32(), 0u);
     EXPECT_TRUE(reader.okAndEmpty() && parseKexInit(init));
+    EXPECT_NE(buildKexInit(offer), init); // Different random bytes.
     for (std::size_t cut = 0; cut < init.size(); ++cut)
         EXPECT_FALSE(parseKexInit(ByteView(init).first(cut))) << cut;
 
