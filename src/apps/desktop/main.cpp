@@ -71,6 +71,7 @@ int main(int argc, char** argv)
 {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
+    std::signal(SIGXFSZ, SIG_IGN); // A limit on the size of files is a failure to write, and told as such.
     QCoreApplication::setApplicationName(QStringLiteral("trelkind-desktop"));
     QCoreApplication::setApplicationVersion(QStringLiteral(TRELKIND_VERSION));
 
