@@ -1,7 +1,6 @@
 #include "datafile/SVDataFileContent.h"
 
 #include "arrays/sv/SVErrorMessage.h"
-#include "datafile/SVByteSwap.h"
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVDataFileIndex.h"
 #include "datafile/SVReadAhead.h"
@@ -17,11 +16,6 @@ constexpr const char* kScanWord = "Reading In File Content";
 constexpr const char* kInvalidFormat = "Invalid file format.";
 constexpr const char* kSaveWord = "SVDataFile::Save";
 
-bool beginsWith(const unsigned char* bytes, const char* text, std::size_t count)
-{
-    return std::strncmp(reinterpret_cast<const char*>(bytes), text, count) == 0;
-}
-
 std::string textUpToNul(const unsigned char* bytes, std::size_t count)
 {
     const auto* text = reinterpret_cast<const char*>(bytes);
@@ -29,35 +23,6 @@ std::string textUpToNul(const unsigned char* bytes, std::size_t count)
 }
 
 } // namespace
-
-SVDataFileStructure SVDataFileStructure::fromBytes(const unsigned char* bytes, bool swap)
-{
-    unsigned char raw[kSVEntryHeaderLength];
-    std::memcpy(raw, bytes, sizeof raw);
-    if (swap) {
-        SVSwap8Bytes(raw, 8);
-        SVSwap4Bytes(raw + 8, 20);
-    }
-    SVDataFileStructure header;
-    SVRecordReader reader(raw, sizeof raw);
-    reader.Take(header.entrySize);
-    for (std::int32_t* field : {&header.type, &header.m, &header.n, &header.o, &header.nameLength})
-        reader.Take(*field);
-    return header;
-}
-
-void SVDataFileStructure::toBytes(unsigned char* bytes, bool swap) const
-{
-    std::string raw;
-    SVAppendNumber(raw, entrySize);
-    for (const std::int32_t field : {type, m, n, o, nameLength})
-        SVAppendNumber(raw, field);
-    std::memcpy(bytes, raw.data(), raw.size());
-    if (swap) {
-        SVSwap8Bytes(bytes, 8);
-        SVSwap4Bytes(bytes + 8, 20);
-    }
-}
 
 SVDataFileContent::SVDataFileContent(const SVFile& openFile, Search search) : file(openFile)
 {
@@ -88,35 +53,9 @@ void SVDataFileContent::ReadInContent(Search search)
 // A block is used only at the end of the file: a file with entries behind it is scanned.
 bool SVDataFileContent::ReadIndexBlock()
 {
-    const long long length = file.Length();
     SVReadAhead ahead(file);
-    const unsigned char* trailer =
-        length >= 25 ? ahead.At(length - kSVIndexTrailerLength, kSVIndexTrailerLength) : nullptr;
-    if (!trailer || !beginsWith(trailer, kSVIndexBlockEnd, 14))
-        return false;
-    unsigned char rawPosition[8];
-    std::memcpy(rawPosition, trailer + 15, sizeof rawPosition);
-    if (swapBytes)
-        SVSwap8Bytes(rawPosition, sizeof rawPosition);
-    long long position = 0;
-    std::memcpy(&position, rawPosition, sizeof position);
-    if (position <= 0 || position >= length - 25)
-        return false;
-
-    const unsigned char* bytes = ahead.At(position, kSVEntryHeaderLength);
-    if (!bytes)
-        return false;
-    const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
-    if (header.n != 1 || header.o != 1 || header.nameLength != kSVIndexBlockNameLength)
-        return false;
-    bytes = ahead.At(position + kSVEntryHeaderLength, kSVIndexBlockNameLength);
-    if (!bytes || !beginsWith(bytes, kSVIndexBlockName, 16) || header.m <= kSVIndexTrailerLength)
-        return false;
-    const auto count = static_cast<std::size_t>(header.m - kSVIndexTrailerLength);
-    bytes = ahead.At(position + kSVEntryHeaderLength + kSVIndexBlockNameLength, count);
-    if (!bytes || bytes[0] != kSVIndexBlockVersion)
-        return false;
-    return SVReadIndexBlockRecords(SVRecordReader(bytes + 1, count - 1), length, content);
+    const auto records = SVIndexBlockAtEnd(ahead, swapBytes, kSVLibraryDialect);
+    return records && SVReadIndexBlockRecords(*records, ahead.Length(), content);
 }
 
 bool SVDataFileContent::ReadIndexFile()
@@ -131,17 +70,13 @@ bool SVDataFileContent::ReadIndexFile()
 
 bool SVDataFileContent::ReadMagic(const unsigned char* bytes, std::size_t count)
 {
-    const bool whole = bytes && count == kSVMagicLength;
-    const bool little = whole && beginsWith(bytes, kSVMagicLittleEndian, kSVMagicLength);
-    const bool big = whole
-        && (beginsWith(bytes, kSVMagicBigEndian, kSVMagicLength)
-            || beginsWith(bytes, kSVMagicVersion1, kSVMagicLength));
-    if (!little && !big) {
+    const auto big = SVMagicIsBigEndian(bytes, bytes ? count : 0);
+    if (!big) {
         isSound = false;
         SVErrorMessage("SVDataFile::ReadInContent", "Not a valid Sorvanta binary format.");
         return false;
     }
-    swapBytes = little == SVFile::RunningOnBigEndianMachine();
+    swapBytes = *big != SVFile::RunningOnBigEndianMachine();
     return true;
 }
 
@@ -167,9 +102,9 @@ void SVDataFileContent::Scan()
         if (!bytes)
             return;
         const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
-        const auto nameLength = static_cast<std::size_t>(header.nameLength); // A negative one is too long.
-        if (header.entrySize == 0 || header.type > kSVLargestType || nameLength > kSVLongestName)
+        if (SVFaultOf(header, kSVLibraryDialect) != SVEntryFault::None)
             return ReportDamage();
+        const auto nameLength = static_cast<std::size_t>(header.nameLength);
         // The low 32 bits, as all readers of the format compare them.
         if (static_cast<std::int32_t>(header.entrySize) > length - position)
             return;

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 inline constexpr std::size_t kSVMagicLength = 24; // With its NUL.
 inline constexpr const char* kSVMagicLittleEndian = "Sorvanta Binary File LE";
@@ -63,3 +64,6 @@ struct SVDataFileStructure {
     static SVDataFileStructure fromBytes(const unsigned char* bytes, bool swap);
     void toBytes(unsigned char* bytes, bool swap) const;
 };
+
+// Whether the magic at the start of a file tells big-endian; nothing if the bytes are no magic.
+std::optional<bool> SVMagicIsBigEndian(const unsigned char* bytes, std::size_t count);

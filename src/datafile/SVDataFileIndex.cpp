@@ -1,20 +1,25 @@
 #include "datafile/SVDataFileIndex.h"
 
 #include "arrays/sv/SVErrorMessage.h"
+#include "datafile/SVByteSwap.h"
 #include "datafile/SVDataFileFormat.h"
 
-#include <cstdint>
+#include <cstring>
 
 namespace {
 
-struct Record {
-    std::int8_t type = 0;
-    std::int32_t m = 0;
-    std::int32_t n = 0;
-    std::int32_t o = 0;
-    std::int64_t location = 0;
-    std::string name;
-};
+bool isIndexed(const SVIndexRecord& record)
+{
+    return !record.name.empty() && record.m >= 0 && record.n >= 0 && record.o >= 0
+        && SVTypeWithCode(kSVDataFileTypes, record.type);
+}
+
+SVRecordFault faultOf(const SVIndexRecord& record, long long fileLength)
+{
+    if (!isIndexed(record))
+        return SVRecordFault::Record;
+    return SVEndOfData(record) > fileLength ? SVRecordFault::BeyondEnd : SVRecordFault::None;
+}
 
 // Reads all records. The first one that can't be right makes it fail.
 template <class TakeRecord>
@@ -22,15 +27,11 @@ bool readRecords(SVRecordReader records, long long fileLength, std::map<std::str
     TakeRecord takeRecord)
 {
     while (!records.AtEnd()) {
-        Record record;
-        const SVFileType* type =
-            takeRecord(records, record) ? SVTypeWithCode(kSVDataFileTypes, record.type) : nullptr;
-        if (!type || record.name.empty() || record.m < 0 || record.n < 0 || record.o < 0) {
-            content.clear();
-            return false;
-        }
-        if (SVEndOfData(record.location, record.m, record.n, record.o, type->elementSize) > fileLength) {
+        SVIndexRecord record;
+        const SVRecordFault fault = takeRecord(records, fileLength, record);
+        if (fault == SVRecordFault::BeyondEnd)
             SVErrorMessage("DataFile::ReadContent", "Index has a problem");
+        if (fault != SVRecordFault::None) {
             content.clear();
             return false;
         }
@@ -38,6 +39,16 @@ bool readRecords(SVRecordReader records, long long fileLength, std::map<std::str
             SVDataEntry{record.m, record.n, record.o, record.type, record.location});
     }
     return true;
+}
+
+SVIndexRecord recordOf(const std::string& name, const SVDataEntry& entry)
+{
+    return {static_cast<std::int8_t>(entry.type), entry.m, entry.n, entry.o, entry.location, name};
+}
+
+bool beginsWith(const unsigned char* bytes, const char* text, std::size_t count)
+{
+    return std::strncmp(reinterpret_cast<const char*>(bytes), text, count) == 0;
 }
 
 bool hasEnding(const std::string& name, const std::string& ending)
@@ -53,53 +64,109 @@ std::string withIndexEnding(const std::string& name, std::size_t lengthOfOldEndi
 
 } // namespace
 
+SVRecordFault SVTakeBlockRecord(SVRecordReader& records, long long fileLength, SVIndexRecord& record)
+{
+    if (!records.Take(record.type) || !records.Take(record.m) || !records.Take(record.n)
+        || !records.Take(record.o) || !records.Take(record.location))
+        return SVRecordFault::Record;
+    record.name = records.TakeName();
+    if (record.location < 0 || record.location >= fileLength || record.name.size() > kSVLongestIndexedName)
+        return SVRecordFault::Record;
+    return faultOf(record, fileLength);
+}
+
+SVRecordFault SVTakeFileRecord(SVRecordReader& records, long long fileLength, SVIndexRecord& record)
+{
+    if (!records.Take(record.location) || !records.Take(record.type) || !records.Take(record.m)
+        || !records.Take(record.n) || !records.Take(record.o))
+        return SVRecordFault::Record;
+    record.type = static_cast<std::int8_t>(record.type % kSVIndexFileTypeModulus);
+    record.name = records.TakeName();
+    return faultOf(record, fileLength);
+}
+
+void SVAppendBlockRecord(std::string& block, const SVIndexRecord& record)
+{
+    SVAppendNumber(block, record.type);
+    for (const std::int32_t dimension : {record.m, record.n, record.o})
+        SVAppendNumber(block, dimension);
+    SVAppendNumber(block, record.location);
+    SVAppendName(block, record.name);
+}
+
+void SVAppendFileRecord(std::string& bytes, const SVIndexRecord& record)
+{
+    SVAppendNumber(bytes, record.location);
+    SVAppendNumber(bytes, record.type);
+    for (const std::int32_t dimension : {record.m, record.n, record.o})
+        SVAppendNumber(bytes, dimension);
+    SVAppendName(bytes, record.name);
+}
+
+long long SVEndOfData(const SVIndexRecord& record)
+{
+    return SVEndOfData(record.location, record.m, record.n, record.o,
+        SVTypeWithCode(kSVDataFileTypes, record.type)->elementSize);
+}
+
+std::optional<SVRecordReader> SVIndexBlockAtEnd(
+    SVReadAhead& ahead, bool swapBytes, const SVNativeDialect& dialect)
+{
+    const long long length = ahead.Length();
+    const unsigned char* trailer =
+        length >= 25 ? ahead.At(length - kSVIndexTrailerLength, kSVIndexTrailerLength) : nullptr;
+    if (!trailer || !beginsWith(trailer, kSVIndexBlockEnd, 14))
+        return {};
+    unsigned char rawPosition[8];
+    std::memcpy(rawPosition, trailer + 15, sizeof rawPosition);
+    if (swapBytes)
+        SVSwap8Bytes(rawPosition, sizeof rawPosition);
+    long long position = 0;
+    std::memcpy(&position, rawPosition, sizeof position);
+    if (position <= 0 || position >= length - 25)
+        return {};
+
+    const unsigned char* bytes = ahead.At(position, kSVEntryHeaderLength);
+    if (!bytes)
+        return {};
+    const auto header = SVDataFileStructure::fromBytes(bytes, swapBytes);
+    if (header.n != 1 || header.o != 1 || header.nameLength != kSVIndexBlockNameLength
+        || (dialect.typeOfBlock != 0 && header.type != dialect.typeOfBlock)
+        || (dialect.blockIsShorterThanFile && header.m >= length))
+        return {};
+    bytes = ahead.At(position + kSVEntryHeaderLength, kSVIndexBlockNameLength);
+    if (!bytes || !beginsWith(bytes, kSVIndexBlockName, 16) || header.m <= kSVIndexTrailerLength)
+        return {};
+    const auto count = static_cast<std::size_t>(header.m - kSVIndexTrailerLength);
+    bytes = ahead.At(position + kSVEntryHeaderLength + kSVIndexBlockNameLength, count);
+    if (!bytes || bytes[0] != kSVIndexBlockVersion)
+        return {};
+    return SVRecordReader(bytes + 1, count - 1);
+}
+
 bool SVReadIndexBlockRecords(
     SVRecordReader records, long long fileLength, std::map<std::string, SVDataEntry>& content)
 {
-    return readRecords(records, fileLength, content, [fileLength](SVRecordReader& reader, Record& record) {
-        if (!reader.Take(record.type) || !reader.Take(record.m) || !reader.Take(record.n)
-            || !reader.Take(record.o) || !reader.Take(record.location))
-            return false;
-        record.name = reader.TakeName();
-        return record.location >= 0 && record.location < fileLength
-            && record.name.size() <= kSVLongestIndexedName;
-    });
+    return readRecords(records, fileLength, content, SVTakeBlockRecord);
 }
 
 bool SVReadIndexFileRecords(
     SVRecordReader records, long long fileLength, std::map<std::string, SVDataEntry>& content)
 {
-    return readRecords(records, fileLength, content, [](SVRecordReader& reader, Record& record) {
-        if (!reader.Take(record.location) || !reader.Take(record.type) || !reader.Take(record.m)
-            || !reader.Take(record.n) || !reader.Take(record.o))
-            return false;
-        record.type = static_cast<std::int8_t>(record.type % kSVIndexFileTypeModulus);
-        record.name = reader.TakeName();
-        return true;
-    });
+    return readRecords(records, fileLength, content, SVTakeFileRecord);
 }
 
 void SVAppendIndexBlockRecords(std::string& block, const std::map<std::string, SVDataEntry>& content)
 {
-    for (const auto& [name, entry] : content) {
-        SVAppendNumber(block, static_cast<std::int8_t>(entry.type));
-        for (const std::int32_t dimension : {entry.m, entry.n, entry.o})
-            SVAppendNumber(block, dimension);
-        SVAppendNumber(block, static_cast<std::int64_t>(entry.location));
-        SVAppendName(block, name);
-    }
+    for (const auto& [name, entry] : content)
+        SVAppendBlockRecord(block, recordOf(name, entry));
 }
 
 std::string SVIndexFileBytes(const std::map<std::string, SVDataEntry>& content)
 {
     std::string bytes(kSVIndexFileMagic, kSVIndexFileMagicLength);
-    for (const auto& [name, entry] : content) {
-        SVAppendNumber(bytes, static_cast<std::int64_t>(entry.location));
-        SVAppendNumber(bytes, static_cast<std::int8_t>(entry.type));
-        for (const std::int32_t dimension : {entry.m, entry.n, entry.o})
-            SVAppendNumber(bytes, dimension);
-        SVAppendName(bytes, name);
-    }
+    for (const auto& [name, entry] : content)
+        SVAppendFileRecord(bytes, recordOf(name, entry));
     return bytes;
 }
 

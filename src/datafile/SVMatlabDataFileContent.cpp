@@ -1,46 +1,13 @@
 #include "datafile/SVMatlabDataFileContent.h"
 
 #include "arrays/sv/SVErrorMessage.h"
-#include "datafile/SVByteSwap.h"
 #include "datafile/SVMatlabFormat.h"
+#include "datafile/SVMatlabRecords.h"
 #include "datafile/SVReadAhead.h"
-#include "datafile/SVRecordReader.h"
 #include "datafile/SVRegularFile.h"
 
 #include <algorithm>
 #include <cstring>
-
-namespace {
-
-// The header of a matrix.
-struct FMatrix {
-    std::int32_t type = 0;
-    std::int32_t mrows = 0;
-    std::int32_t ncols = 0;
-    std::int32_t imagf = 0;
-    std::int32_t namlen = 0;
-};
-
-FMatrix headerFrom(const unsigned char* bytes, bool swap)
-{
-    unsigned char raw[kSVMatlabHeaderLength];
-    std::memcpy(raw, bytes, sizeof raw);
-    if (swap)
-        SVSwap4Bytes(raw, sizeof raw);
-    FMatrix header;
-    SVRecordReader reader(raw, sizeof raw);
-    for (std::int32_t* field : {&header.type, &header.mrows, &header.ncols, &header.imagf, &header.namlen})
-        reader.Take(*field);
-    return header;
-}
-
-// The part of a type that is the machine's byte order.
-int orderOfMachine()
-{
-    return SVFile::RunningOnBigEndianMachine() ? kSVMatlabTypeModulus : 0;
-}
-
-} // namespace
 
 std::string SVMatlabIndexFileName(const std::string& dataFileName)
 {
@@ -83,27 +50,16 @@ bool SVMatlabDataFileContent::ReadIndexFile()
         return false;
     SVRecordReader records(bytes->data(), bytes->size());
     while (!records.AtEnd()) {
-        std::int64_t location = 0;
-        std::int8_t type = 0;
-        SVMatlabDataEntry entry;
-        bool valid =
-            records.Take(location) && records.Take(type) && records.Take(entry.m) && records.Take(entry.n);
-        std::string variable = records.TakeName();
-        valid = valid && !variable.empty() && entry.m >= 0 && entry.n >= 0
-            && SVTypeWithCode(kSVMatlabTypes, type);
-        const long long end =
-            valid ? SVEndOfData(location, entry.m, entry.n, 1, SVMatlabElementSize(type)) : 0;
-        if (valid && end > file.Length()) {
+        SVMatlabIndexRecord record;
+        const SVRecordFault fault = SVTakeMatlabRecord(records, file.Length(), record);
+        if (fault == SVRecordFault::BeyondEnd)
             SVErrorMessage("SVMatlabDataFile::ReadContent", "Index has a problem");
-            valid = false;
-        }
-        if (!valid) {
+        if (fault != SVRecordFault::None) {
             content.clear();
             return false;
         }
-        entry.type = type;
-        entry.location = location;
-        content.insert_or_assign(content.end(), std::move(variable), entry);
+        content.insert_or_assign(content.end(), std::move(record.name),
+            SVMatlabDataEntry{record.rows, record.columns, record.type, record.location});
     }
     return true;
 }
@@ -111,17 +67,17 @@ bool SVMatlabDataFileContent::ReadIndexFile()
 void SVMatlabDataFileContent::Scan()
 {
     SVReadAhead ahead(file);
-    const int base = orderOfMachine();
+    const int base = SVMatlabOrderOfMachine();
     long long position = 0;
     for (bool first = true;; first = false) {
         const unsigned char* bytes = ahead.At(position, kSVMatlabHeaderLength);
         if (!bytes)
             return;
-        FMatrix header = headerFrom(bytes, swapBytes);
+        FMatrix header = FMatrix::fromBytes(bytes, swapBytes);
         // The first matrix decides the byte order of the whole file.
         if (first && (header.type < base || header.type > base + 52)) {
             swapBytes = true;
-            header = headerFrom(bytes, true);
+            header = FMatrix::fromBytes(bytes, true);
         }
         const auto nameLength = static_cast<std::size_t>(header.namlen); // A negative one is too long.
         if (nameLength < 1 || nameLength > kSVMatlabLongestName || header.type < 0
@@ -162,10 +118,9 @@ void SVMatlabDataFileContent::WriteHeader(const std::string& name, int type, int
     content.insert_or_assign(name, SVMatlabDataEntry{rows, columns, type, -1});
     if (!file.IsOpen())
         return;
-    std::string header;
-    for (const std::int32_t field :
-        {type + orderOfMachine(), rows, columns, 0, static_cast<std::int32_t>(name.size()) + 1})
-        SVAppendNumber(header, field);
+    const FMatrix matrix{
+        type + SVMatlabOrderOfMachine(), rows, columns, 0, static_cast<std::int32_t>(name.size()) + 1};
+    std::string header = matrix.toBytes();
     SVAppendName(header, name);
     std::fwrite(header.data(), 1, header.size(), file.FILEForWriting());
 }
@@ -184,13 +139,9 @@ void SVMatlabDataFileContent::SaveIndex()
     }
     std::string records;
     SVAppendName(records, kSVMatlabIndexMagic);
-    for (const auto& [name, entry] : content) {
-        SVAppendNumber(records, static_cast<std::int64_t>(entry.location));
-        SVAppendNumber(records, static_cast<std::int8_t>(entry.type));
-        SVAppendNumber(records, entry.m);
-        SVAppendNumber(records, entry.n);
-        SVAppendName(records, name);
-    }
+    for (const auto& [name, entry] : content)
+        SVAppendMatlabRecord(
+            records, {entry.location, static_cast<std::int8_t>(entry.type), entry.m, entry.n, name});
     file.Flush(); // The data must not reach the disk after the index.
     const std::string name = SVMatlabIndexFileName(file.Name());
     if (SVReplaceFile(name, records)) {

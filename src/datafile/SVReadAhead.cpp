@@ -1,12 +1,31 @@
 #include "datafile/SVReadAhead.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <unistd.h>
 
 namespace {
 constexpr std::size_t kSmallestBlock = 4096;
 constexpr std::size_t kLargestBlock = 1 << 20;
 constexpr long long kNearby = 16 << 10; // Reading so many bytes more costs less than two more system calls.
 } // namespace
+
+std::size_t SVReadAt(int descriptor, long long position, void* into, std::size_t count)
+{
+    std::size_t held = 0;
+    while (held < count) {
+        const ssize_t got = ::pread(descriptor, static_cast<char*>(into) + held, count - held,
+            static_cast<off_t>(position + static_cast<long long>(held)));
+        if (got == 0 || (got < 0 && errno != EINTR))
+            break;
+        held += got > 0 ? static_cast<std::size_t>(got) : 0;
+    }
+    return held;
+}
+
+SVReadAhead::SVReadAhead(const SVFile& file)
+    : descriptor_(file.IsOpen() ? ::fileno(file.FILEForReading()) : -1), length_(file.Length())
+{ }
 
 const unsigned char* SVReadAhead::At(long long position, std::size_t count)
 {
@@ -28,9 +47,8 @@ bool SVReadAhead::Fill(long long position, std::size_t count)
     const auto left = static_cast<std::size_t>(length_ - position);
     block_.resize(std::min(std::max(wanted_, count), left));
     blockStart_ = position;
-    file_.SetPosition(position);
     // The file may have been cut meanwhile.
-    block_.resize(std::fread(block_.data(), 1, block_.size(), file_.FILEForReading()));
+    block_.resize(SVReadAt(descriptor_, position, block_.data(), block_.size()));
     return block_.size() >= count;
 }
 

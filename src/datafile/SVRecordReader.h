@@ -52,3 +52,6 @@ inline void SVAppendName(std::string& bytes, const std::string& name)
 // The offset just past m x n x o elements of elementSize bytes at a location: -1 if a dimension is negative,
 // the largest number if the offset overflows.
 long long SVEndOfData(long long location, int m, int n, int o, int elementSize);
+
+// Why a record of an index can't be right: its data would end behind the file, or anything else.
+enum class SVRecordFault { None, Record, BeyondEnd };
