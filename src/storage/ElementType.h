@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+// The seven element types of the arrays in a storage. The numbers are those that index files and dictionaries
+// of the native format use in memory: don't change them.
+enum class ElementType : std::uint8_t { Double, Float, Int, Short, UShort, Character, UChar };
+inline constexpr int kElementTypeCount = 7;
+
+template <class T>
+inline constexpr ElementType kElementTypeOf = [] {
+    static_assert(sizeof(T) == 0, "not an element of a stored array");
+    return ElementType::Double;
+}();
+template <>
+inline constexpr ElementType kElementTypeOf<double> = ElementType::Double;
+template <>
+inline constexpr ElementType kElementTypeOf<float> = ElementType::Float;
+template <>
+inline constexpr ElementType kElementTypeOf<std::int32_t> = ElementType::Int;
+template <>
+inline constexpr ElementType kElementTypeOf<std::int16_t> = ElementType::Short;
+template <>
+inline constexpr ElementType kElementTypeOf<std::uint16_t> = ElementType::UShort;
+template <>
+inline constexpr ElementType kElementTypeOf<signed char> = ElementType::Character;
+template <>
+inline constexpr ElementType kElementTypeOf<unsigned char> = ElementType::UChar;
+
+// Calls work(std::type_identity<T>{}) with the C++ type of an element type.
+template <class Work>
+decltype(auto) withElementType(ElementType type, Work&& work)
+{
+    switch (type) {
+    case ElementType::Float:
+        return work(std::type_identity<float>{});
+    case ElementType::Int:
+        return work(std::type_identity<std::int32_t>{});
+    case ElementType::Short:
+        return work(std::type_identity<std::int16_t>{});
+    case ElementType::UShort:
+        return work(std::type_identity<std::uint16_t>{});
+    case ElementType::Character:
+        return work(std::type_identity<signed char>{});
+    case ElementType::UChar:
+        return work(std::type_identity<unsigned char>{});
+    case ElementType::Double:
+        break;
+    }
+    return work(std::type_identity<double>{});
+}
+
+// In bytes.
+constexpr std::size_t sizeOfElement(ElementType type)
+{
+    constexpr std::size_t kSizes[kElementTypeCount] = {8, 4, 4, 2, 2, 1, 1};
+    return kSizes[static_cast<std::size_t>(type)];
+}
