@@ -171,6 +171,11 @@ void KRMessageCenter::openLogInFolder(const std::string& folder)
     processLog().open(folder + "/Log");
 }
 
+void KRMessageCenter::addToLog(const std::string& text)
+{
+    processLog().add(KRMessageCenter_Entry::now(), text, std::nullopt);
+}
+
 void KRMessageCenter::newMessage(const MessageText& text)
 {
     newMessage(text, MessageText(nullptr));

@@ -71,6 +71,8 @@ public:
     static void setCenterOfThread(std::shared_ptr<KRMessageCenter> center);
     // Starts the process's log, "<folder>/Log". Without it messages are kept in memory alone.
     static void openLogInFolder(const std::string& folder);
+    // A record for the log alone, which no table shows. Any thread.
+    static void addToLog(const std::string& text);
 
     // Any thread.
     void newMessage(const MessageText& text);

@@ -173,6 +173,11 @@ TEST_F(MessageCenter, ThreadsNeverSplitARecordOfTheLog)
     }
     EXPECT_EQ(records, 800);
     EXPECT_EQ(center->messages().size(), 801U);
+    KRMessageCenter::addToLog("for the log alone");
+    serve();
+    EXPECT_EQ(shorts().size(), 801U);
+    EXPECT_THAT(
+        platform::files::readFile(folder / "Log").value_or(""), testing::EndsWith(" : for the log alone\n"));
     KRMessageCenter::openLogInFolder("/nonexistent"); // The next tests have no log, and nobody minds.
 }
 

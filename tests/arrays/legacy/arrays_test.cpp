@@ -1,0 +1,354 @@
+#include "arrays/legacy/KRArray.h"
+
+#include "arrays/legacy/KRArrayMemory.h"
+#include "arrays/legacy/legacy_testing.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <thread>
+
+// The address sanitizer would end the program where an allocation is meant to fail.
+extern "C" const char* __asan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+extern "C" const char* __tsan_default_options()
+{
+    return "allocator_may_return_null=1";
+}
+
+using namespace legacytest;
+
+namespace {
+
+KR_TYPED_TESTS(LegacyArrays, KR_ALL_TYPES);
+
+template <class T>
+std::string name()
+{
+    return KRArrayMemberOf<T>.className;
+}
+
+TEST(LegacyArrayFamily, NamesItsMembers)
+{
+    std::vector<std::string> names;
+    for (const KRArrayMember& member : KRArrayFamily)
+        names.push_back(member.className);
+    EXPECT_THAT(names,
+        ElementsAre("DoubleArray", "FloatArray", "IntArray", "IntegerArray", "UIntegerArray", "KRShortArray",
+            "KRUShortArray", "CharacterArray", "UCharArray", "ComplexArray"));
+    EXPECT_EQ(name<MutableIntegerArray::Element>(), "IntegerArray");
+    EXPECT_EQ(name<KRMutableUShortArray::Element>(), "KRUShortArray");
+    EXPECT_EQ(name<MutableCharacterArray::Element>(), "CharacterArray");
+}
+
+TYPED_TEST(LegacyArrays, KeepTheirDimensions)
+{
+    using T = TypeParam;
+    const KRMutableArray<T> A(3, 4, 5);
+    EXPECT_EQ(sizeOf(A), (std::vector<long>{3, 4, 5}));
+    EXPECT_EQ(A.Length(), 60);
+    for (const auto& empty : {KRMutableArray<T>(), KRMutableArray<T>(5, 0, 1), KRMutableArray<T>(0)}) {
+        EXPECT_EQ(sizeOf(empty), (std::vector<long>{0, 0, 0}));
+        EXPECT_TRUE(empty.IsEmpty() && !empty.NotEmpty());
+        EXPECT_EQ(empty.Pointer(), nullptr);
+    }
+    EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>(-1, 3).IsEmpty()); }),
+        ElementsAre(name<T>() + "(P,m,n,o): One of the dimensions is negative (m = -1,n = 3, o = 1)"));
+}
+
+TYPED_TEST(LegacyArrays, ReachElementsByPositionColumnAndLayer)
+{
+    using T = TypeParam;
+    KRMutableArray<T> A = counting<T>(2, 3, 2);
+    const KRArray<T> readOnly = A;
+    EXPECT_EQ(readOnly(7), T(7));
+    EXPECT_EQ(readOnly(1, 2), T(5));
+    EXPECT_EQ(readOnly(1, 2, 1), T(11));
+    A(1, 1, 1) = T(77);
+    A(0, 1) = T(66);
+    A(0) = T(55);
+    EXPECT_EQ(readOnly(9), T(77)); // The handles share the block.
+    EXPECT_EQ(readOnly(2), T(66));
+    EXPECT_EQ(readOnly(0), T(55));
+}
+
+TYPED_TEST(LegacyArrays, ReportABadIndexAndGoOn)
+{
+    using T = TypeParam;
+    KRMutableArray<T> A = counting<T>(2, 3, 2);
+    const auto is = [](const std::string& words) { return ElementsAre(name<T>() + words); };
+    for (const long bad : {-1L, 12L})
+        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(A(bad), T(0)); }),
+            is("(" + std::to_string(bad) + ") out of range [0,11]."));
+    EXPECT_THAT(reportsOf([&] { A(2, 0); }), is("(2,0) out of range [0,1]x[0,2]."));
+    EXPECT_THAT(reportsOf([&] { A(0, -1); }), is("(0,-1) out of range [0,1]x[0,2]."));
+    EXPECT_THAT(reportsOf([&] { A(0, 0, 2); }), is("(0,0,2) out of range [0,1]x[0,2]x[0,1]."));
+    const KRArray<T> readOnly = A;
+    EXPECT_THAT(reportsOf([&] { readOnly(0, 3, 0); }), is("(0,3,0) out of range [0,1]x[0,2]x[0,1]."));
+    EXPECT_THAT(reportsOf([&] { KRArray<T>()(0); }), is("(0) out of range [0,-1]."));
+    reportsOf([&] {
+        A(99) = T(7);
+        EXPECT_EQ(A(-5), T(7)); // The write stays in the handle,
+        EXPECT_EQ(readOnly(-5), T(0)); // and in no other.
+    });
+    EXPECT_EQ(valuesOf(A), valuesOf(counting<T>(2, 3, 2)));
+}
+
+TYPED_TEST(LegacyArrays, CountTheirHandles)
+{
+    using T = TypeParam;
+    KRMutableArray<T> A = counting<T>(3);
+    KRArray<T> B = A;
+    EXPECT_EQ(A.ReferenceCount(), 2);
+    B = A;
+    A = KRMutableArray<T>(A);
+    EXPECT_EQ(A.ReferenceCount(), 2);
+    const KRMutableArray<T> copy = A.Copy();
+    EXPECT_EQ(copy.ReferenceCount(), 1);
+    EXPECT_TRUE(copy == A);
+    A(0) = T(9);
+    EXPECT_EQ(B(0), T(9));
+    EXPECT_EQ(copy(0), T(0));
+    EXPECT_FALSE(copy == A);
+    B = KRArray<T>();
+    EXPECT_EQ(A.ReferenceCount(), 1);
+}
+
+TYPED_TEST(LegacyArrays, FillAndChangeShapeForAllHandles)
+{
+    using T = TypeParam;
+    KRMutableArray<T> A(2, 3);
+    A = T(5);
+    EXPECT_EQ(shown(A), "2x3x1: 5 5 5 5 5 5");
+    A = T(0);
+    const KRArray<T> other = A;
+    A.Reshape(1, 3, 2);
+    EXPECT_EQ(shown(other), "1x3x2: 0 0 0 0 0 0");
+    A.ReshapeAsVector();
+    EXPECT_EQ(sizeOf(other), (std::vector<long>{6, 1, 1}));
+    for (const auto& bad : {std::vector<long>{6, 2, 1}, {-2, -3, 1}, {kMost, kMost, kMost}, {0, 6, 1}})
+        EXPECT_THAT(reportsOf([&] { A.Reshape(bad[0], bad[1], bad[2]); }),
+            ElementsAre("Internal error: " + name<T>() + "::Reshape: Invalid new size."));
+    EXPECT_EQ(sizeOf(A), (std::vector<long>{6, 1, 1}));
+}
+
+TYPED_TEST(LegacyArrays, TakeOverABlock)
+{
+    using T = TypeParam;
+    auto* block = static_cast<T*>(std::calloc(6, sizeof(T)));
+    block[5] = T(3);
+    const auto A = KRMutableArray<T>::TakeOver(block, 2, 3);
+    EXPECT_EQ(shown(A), "2x3x1: 0 0 0 0 0 3");
+    EXPECT_EQ(A.Pointer(), block);
+    EXPECT_TRUE(KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(8)), 0).IsEmpty());
+    EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>::TakeOver(nullptr, 2).IsEmpty()); }),
+        ElementsAre("Memory allocation failed"));
+}
+
+// Sizes that no machine has: an empty array and a report, in the member's words for its limit.
+TYPED_TEST(LegacyArrays, RefuseSizesBeyondTheirLimit)
+{
+    using T = TypeParam;
+    const bool isLimited = KRArrayMemberOf<T>.sizeLimit > 0;
+    for (const auto& size : {std::vector<long>{kMost, 1, 1}, {1L << 31, 1L << 31, 4}, {1L << 60, 1, 1}})
+        EXPECT_THAT(reportsOf([&] { EXPECT_TRUE(KRMutableArray<T>(size[0], size[1], size[2]).IsEmpty()); }),
+            ElementsAre(isLimited ? KRArrayMemberOf<T>.sizeMessage : "Memory allocation failed"));
+}
+
+TEST(LegacyArrayLimits, AreDecimalAndInBytes)
+{
+    const auto refusalOf = [](auto element, long length) {
+        using T = decltype(element);
+        // A block of one byte stands for memory that the test doesn't have.
+        return reportsOf([&] { KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(1)), length); });
+    };
+    constexpr const char* kInteger = "Max size of a integer array (10GB) exceeded.";
+    EXPECT_THAT(refusalOf(std::int32_t(), 3000000000), ElementsAre(kInteger));
+    EXPECT_THAT(refusalOf(std::int32_t(), 2500000001), ElementsAre(kInteger));
+    EXPECT_THAT(refusalOf(std::int32_t(), 2500000000), IsEmpty());
+    EXPECT_THAT(refusalOf(std::int64_t(), 1250000001), ElementsAre(kInteger));
+    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000001), ElementsAre(kInteger));
+    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000000), IsEmpty());
+    EXPECT_THAT(refusalOf(std::uint16_t(), 5000000001),
+        ElementsAre("Max size of a short int array (10GB) exceeded."));
+    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000001),
+        ElementsAre("Max size of a char array (15GB) exceeded."));
+    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000000), IsEmpty());
+    EXPECT_THAT(refusalOf(std::int16_t(), 6000000000), IsEmpty());
+}
+
+TYPED_TEST(LegacyArrays, AreCountedWithTheirMemory)
+{
+    using T = TypeParam;
+    const long arrays = howManyArrays();
+    const long bytes = HowMuchHasBeenAllocated();
+    {
+        const KRMutableArray<T> A(10, 10);
+        const KRArray<T> B = A;
+        const KRMutableArray<T> empty(0);
+        EXPECT_EQ(howManyArrays(), arrays + 1);
+        EXPECT_EQ(HowMuchHasBeenAllocated(), bytes + 100 * static_cast<long>(sizeof(T)));
+    }
+    EXPECT_EQ(howManyArrays(), arrays);
+    EXPECT_EQ(HowMuchHasBeenAllocated(), bytes);
+}
+
+// A member with words tells each mark of 20 MB and moves the mark on; one without sets the mark 40 MB ahead.
+TYPED_TEST(LegacyArrays, TellTheLogThatMemoryGrows)
+{
+    using T = TypeParam;
+    const KRArrayTrace& trace = KRArrayMemberOf<T>.trace;
+    const long mark = HowMuchNextTime();
+    const long bytes = mark - HowMuchHasBeenAllocated() + 1000000;
+    const long length = bytes / static_cast<long>(sizeof(T));
+    long sum = 0;
+    const auto take = [&](bool takesOver) {
+        return tracesOf([&] {
+            const auto A = takesOver ? KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(1)), length)
+                                     : KRMutableArray<T>(length);
+            sum = HowMuchHasBeenAllocated() / 1000000;
+        });
+    };
+    const bool tells = trace.text && !trace.onlyTakenBlocks;
+    const auto told = take(false);
+    ASSERT_EQ(told.size(), tells ? 1U : 0U);
+    EXPECT_EQ(HowMuchNextTime(), tells ? mark + 20000000 : (sum + 40) * 1000000);
+    if (tells) {
+        EXPECT_EQ(told[0],
+            (sizeof(T) == 8 && std::is_integral_v<T> ? "Hit another megabyte - int ("
+                                                     : "Hit another megabyte (")
+                + std::to_string(sum) + " MB)");
+    }
+    if (std::is_same_v<T, float>) {
+        const long ahead = (HowMuchNextTime() - HowMuchHasBeenAllocated()) / 4 + 1;
+        EXPECT_THAT(tracesOf([&] {
+            FloatArray A = MutableFloatArray::TakeOver(static_cast<float*>(std::malloc(1)), ahead);
+        }),
+            ElementsAre(testing::StartsWith("Hit another megabyte (")));
+    }
+}
+
+TEST(LegacyDoubleArray, AddsSortsAndCompares)
+{
+    MutableDoubleArray A = vectorOf<double>({3, kNaN, 1, 2, 1});
+    A.SortEntriesUpTo(3);
+    EXPECT_EQ(shown(A), "5x1x1: 1 3 nan 2 1");
+    A.SortEntries();
+    EXPECT_EQ(shown(A), "5x1x1: 1 1 2 3 nan");
+    DoubleArray other = A;
+    const long bytes = HowMuchHasBeenAllocated();
+    A.RemoveIdenticalEntriesFromSortedList();
+    EXPECT_EQ(shown(other), "4x1x1: 1 2 3 nan");
+    EXPECT_EQ(HowMuchHasBeenAllocated(), bytes - 8);
+    A.SortEntriesUpTo(kMost);
+    A.SortEntriesUpTo(-1);
+
+    MutableDoubleArray B = counting<double>(2, 2);
+    B.AddArrayTimesNumber(counting<double>(2, 2), 0.5);
+    EXPECT_EQ(shown(B), "2x2x1: 0 1.5 3 4.5");
+    B.AddArrayTimesNumber(counting<double>(4), 0.5);
+    EXPECT_EQ(shown(B), "2x2x1: 0 1.5 3 4.5");
+
+    MutableDoubleArray zero(1), minus(1);
+    zero = 0;
+    minus = -0.0;
+    EXPECT_TRUE(zero == minus); // A filled zero is positive.
+    minus(0) = -0.0;
+    EXPECT_FALSE(zero == minus); // Bytes count,
+    EXPECT_TRUE(vectorOf<double>({kNaN}) == vectorOf<double>({kNaN})); // also of what isn't a number.
+    EXPECT_FALSE(counting<double>(4) == counting<double>(2, 2));
+}
+
+TEST(LegacyIntegerArrays, GrowInPlace)
+{
+    MutableIntArray A = counting<std::int32_t>(2, 2);
+    const IntArray other = A;
+    A.IncreaseSizeBy(4);
+    EXPECT_EQ(sizeOf(other), (std::vector<long>{2, 4, 1}));
+    EXPECT_EQ(other(3), 3);
+    MutableIntegerArray volume = counting<std::int64_t>(2, 1, 2);
+    volume.IncreaseSizeBy(2);
+    EXPECT_EQ(volume.o(), 3);
+    volume.IncreaseSizeBy(0);
+    MutableUIntegerArray vector = counting<std::uint64_t>(3);
+    vector.IncreaseSizeBy(2);
+    EXPECT_EQ(vector.m(), 5);
+    MutableIntArray fresh;
+    fresh.IncreaseSizeBy(2);
+    EXPECT_EQ(fresh.Length(), 2);
+    EXPECT_THAT(reportsOf([&] {
+        A.IncreaseSizeBy(3);
+        volume.IncreaseSizeBy(1);
+        vector.IncreaseSizeBy(-1);
+    }),
+        testing::Each("Can't increase the size, mismatch."));
+    EXPECT_THAT(reportsOf([&] { vector.IncreaseSizeBy(kMost); }),
+        ElementsAre("Max size of a integer array (10GB) exceeded."));
+    EXPECT_EQ(vector.m(), 5);
+}
+
+TEST(LegacyArrayReports, HaveTheirWords)
+{
+    EXPECT_THAT(reportsOf([] {
+        KRPutOutOfRangeError1D(7, 3);
+        KRErrorOutOfRange("A", 3, 3);
+        KRErrorOutOfRange("A", 3, 0, 3, 2);
+        KRErrorOutOfRange("A", 3, 0, 0, 3, 2, 1);
+    }),
+        ElementsAre("Out of range error A(7) when valid range is [0,2]",
+            "A(3) is not valid, needs to be lie in [0,2].",
+            "A(3,0) is not valid, needs to lie in [0,2]x[0,1].",
+            "A(3,0,0) is not valid, needs to lie in [0,2]x[0,1]x[0,0]."));
+    testing::internal::CaptureStderr();
+    counting<signed char>(2, 2).pall();
+    DoubleArray().pall();
+    KRPutErrorMessage("without a receiver");
+    KRPutTraceMessage("nowhere");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "0, 1\n2, 3\nEmpty\nwithout a receiver\n");
+}
+
+// Handles on one block come and go on several threads, in both directions of assignment.
+TEST(LegacyArrayThreads, ShareHandles)
+{
+    MutableDoubleArray A = counting<double>(100);
+    MutableDoubleArray B = counting<double>(50);
+    const long arrays = howManyArrays();
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([&A, &B, number] {
+            DoubleArray first = A, second = B;
+            for (int round = 0; round < 2000; ++round) {
+                DoubleArray held = first;
+                if (number % 2 == 0)
+                    first = second;
+                else
+                    second = first;
+                first = A;
+                second = B;
+                EXPECT_EQ(held(10), 10);
+                const MutableIntArray own(round + 1);
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_EQ(A.ReferenceCount(), 1);
+    EXPECT_EQ(B.ReferenceCount(), 1);
+    EXPECT_EQ(howManyArrays(), arrays);
+}
+
+// The last handle ends on whichever thread lets go last.
+TEST(LegacyArrayThreads, FreeABlockOnce)
+{
+    for (int round = 0; round < 200; ++round) {
+        auto A = std::make_unique<MutableFloatArray>(10);
+        std::vector<std::thread> threads;
+        for (int number = 0; number < 3; ++number)
+            threads.emplace_back([held = FloatArray(*A)]() mutable { held = FloatArray(); });
+        A.reset();
+        for (auto& thread : threads)
+            thread.join();
+    }
+}
+
+} // namespace
