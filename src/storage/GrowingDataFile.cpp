@@ -15,6 +15,7 @@
 namespace {
 
 constexpr double kProgressInterval = 0.5; // Seconds.
+constexpr int kEntriesPerLook = 64; // At the clock.
 constexpr std::size_t kConversionBlock = 1 << 16; // Elements; small enough to stay in the cache.
 
 } // namespace
@@ -41,7 +42,7 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     double lastProgress = now();
     for (int number = 1; !failed && position < size; ++number) {
         failed = true; // Until the entry is stored.
-        if (now() - lastProgress > kProgressInterval) {
+        if (number % kEntriesPerLook == 0 && now() - lastProgress > kProgressInterval) {
             lastProgress = now();
             progress.UpdatePercentage(static_cast<float>(
                 static_cast<double>(position - start) / static_cast<double>(size - start)));

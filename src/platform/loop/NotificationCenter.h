@@ -9,6 +9,9 @@
 
 namespace platform {
 
+// Posted once, when the process is about to end of its own will.
+inline constexpr const char* kApplicationWillTerminate = "ApplicationWillTerminate";
+
 struct Notification {
     std::string name;
     void* object = nullptr; // Borrowed; the poster's identity, null where there is none.

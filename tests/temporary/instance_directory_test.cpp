@@ -1,0 +1,217 @@
+#include "temporary/InstanceDirectory.h"
+
+#include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "temporary/AnotherProcess.h"
+#include "temporary/RemoveEverything.h"
+
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <optional>
+
+namespace {
+
+namespace files = platform::files;
+using temporary::InstanceDirectory;
+
+constexpr double kHour = 3600;
+constexpr double kNow = 1.8e9; // Seconds since 1970, a whole minute.
+
+std::string dateText(double time)
+{
+    const auto seconds = static_cast<std::time_t>(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    char text[64];
+    return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts)};
+}
+
+class Instances : public testing::Test {
+protected:
+    temporary::Clock clockAt(double hours)
+    {
+        return [hours] { return kNow + hours * kHour; };
+    }
+    // A start of the program.
+    InstanceDirectory start(double atHour)
+    {
+        InstanceDirectory started(parent_, clockAt(atHour));
+        started.sweepOthers();
+        return started;
+    }
+    std::string leftBehind(const std::string& name, std::optional<std::string> beat,
+        std::optional<std::string> mark = std::nullopt)
+    {
+        const std::string directory = parent_ + "/" + name;
+        EXPECT_TRUE(files::createDirectories(directory + "/TF"));
+        EXPECT_TRUE(!beat || files::writeFile(directory + "/beat", *beat));
+        EXPECT_TRUE(!mark || files::writeFile(directory + "/markedForRemoval", *mark));
+        return directory;
+    }
+    static std::string text(const std::string& path) { return files::readFile(path).value_or("none"); }
+
+    TemporaryFolder folder_;
+    std::string parent_ = folder_ / "com.kelmont.trelkind/FilesAndFolders";
+};
+
+TEST_F(Instances, OnlyTheirOwnerEntersThem)
+{
+    const InstanceDirectory own = start(0);
+    for (const std::string& path :
+        {folder_ / "com.kelmont.trelkind", parent_, own.path(), own.path() + "/TD", own.path() + "/TF"}) {
+        ASSERT_TRUE(files::isDirectory(path)) << path;
+        EXPECT_EQ(files::attributes(path)->permissions, files::kOwnersFolder) << path;
+    }
+    EXPECT_EQ(text(own.path() + "/beat"), dateText(kNow));
+    EXPECT_NE(start(0).path(), own.path());
+}
+
+TEST_F(Instances, AreJudgedByBeatAndMark)
+{
+    enum Fate { Untouched, Marked, Removed };
+    const struct {
+        const char* what;
+        std::optional<double> beat; // Hours before the start.
+        std::optional<double> mark;
+        Fate fate;
+    } kCases[] = {
+        {"young", 35, {}, Untouched},
+        {"at the limit", 36, {}, Untouched},
+        {"old", 37, {}, Marked},
+        {"old, marked lately", 40, 2, Untouched},
+        {"old, marked at the limit", 80, 36, Untouched},
+        {"old, marked long ago", 80, 37, Removed},
+        {"young in spite of its mark", 1, 50, Untouched},
+        {"a clock that went back", -35, {}, Untouched},
+        {"a beat far in the future", -37, {}, Marked},
+        {"a mark in the future", 80, -50, Untouched},
+        {"no beat", {}, {}, Marked},
+        {"no beat, marked long ago", {}, 37, Removed},
+    };
+    int number = 0;
+    for (const auto& given : kCases) {
+        SCOPED_TRACE(given.what);
+        const auto written = [](std::optional<double> age) {
+            return age ? std::optional(dateText(kNow - *age * kHour)) : std::nullopt;
+        };
+        const std::string directory =
+            leftBehind("E" + std::to_string(number++), written(given.beat), written(given.mark));
+        start(0);
+        EXPECT_EQ(files::exists(directory), given.fate != Removed);
+        const std::string mark = text(directory + "/markedForRemoval");
+        const std::string expected = given.fate == Marked ? dateText(kNow)
+            : given.fate == Untouched                     ? written(given.mark).value_or("none")
+                                                          : "none";
+        EXPECT_EQ(mark, expected);
+        temporary::removeEverything(directory);
+    }
+}
+
+TEST_F(Instances, SurviveDamagedDates)
+{
+    for (const std::string& damaged : {std::string(), std::string("yesterday"), std::string(1000, '2')}) {
+        const std::string beat = leftBehind("beat", damaged);
+        const std::string mark = leftBehind("mark", dateText(kNow - 90 * kHour), damaged);
+        start(0);
+        EXPECT_FALSE(files::exists(beat + "/markedForRemoval")) << damaged;
+        EXPECT_TRUE(files::exists(mark)) << damaged;
+        temporary::removeEverything(beat);
+        temporary::removeEverything(mark);
+    }
+    ASSERT_TRUE(files::writeFile(parent_ + "/file", "not a directory"));
+    start(0);
+    EXPECT_EQ(text(parent_ + "/file"), "not a directory");
+}
+
+TEST_F(Instances, WipeOutAMarkWhenTheyWake)
+{
+    const InstanceDirectory sleeper(parent_, clockAt(40));
+    ASSERT_TRUE(files::writeFile(sleeper.path() + "/beat", dateText(kNow)));
+    start(38);
+    ASSERT_TRUE(files::exists(sleeper.path() + "/markedForRemoval"));
+    sleeper.heartBeat();
+    EXPECT_FALSE(files::exists(sleeper.path() + "/markedForRemoval"));
+    start(75);
+    EXPECT_EQ(text(sleeper.path() + "/beat"), dateText(kNow + 40 * kHour));
+}
+
+TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
+{
+    // After the mark, between two entries, before the last folder.
+    for (const bool isFull : {true, false}) {
+        const std::string directory = leftBehind("E", dateText(kNow));
+        ASSERT_TRUE(files::writeFile(directory + "/deleteThis", "Delete"));
+        ASSERT_TRUE(isFull || files::remove(directory + "/TF"));
+        start(0);
+        EXPECT_FALSE(files::exists(directory));
+    }
+    const std::string bare = parent_ + "/bare";
+    ASSERT_TRUE(files::createDirectory(bare));
+    start(0);
+    start(37);
+    EXPECT_FALSE(files::exists(bare));
+}
+
+TEST_F(Instances, AreRemovedWithTheirReadOnlyFolders)
+{
+    const std::string outside = folder_ / "outside";
+    ASSERT_TRUE(files::writeFile(outside, "kept"));
+    const int status = inAnotherProcess(AsUser::Nobody, folder_.path(), [&] {
+        const std::string directory = leftBehind("E", std::nullopt);
+        const std::string inner = directory + "/TF/a/b";
+        bool isReady = files::createDirectories(inner).ok() && files::writeFile(inner + "/file", "x").ok()
+            && ::symlink(outside.c_str(), (inner + "/link").c_str()) == 0;
+        for (const std::string& closed : {inner, directory + "/TF/a"})
+            isReady = isReady && files::setPermissions(closed, 0).ok();
+        temporary::deleteDirectory(directory);
+        return isReady && !files::exists(directory);
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(text(outside), "kept");
+}
+
+// Several processes share one parent: some live, one is stopped for days, one was killed.
+TEST_F(Instances, LiveSideBySide)
+{
+    AnotherProcess stopped([&](AnotherProcess::Channel& channel) {
+        const InstanceDirectory own = start(0);
+        channel.tell(own.path());
+        channel.hear(); // Days later.
+        InstanceDirectory(own).heartBeat();
+        channel.tell("beaten");
+        channel.hear();
+    });
+    const std::string sleeper = stopped.channel().hear();
+    AnotherProcess killed([&](AnotherProcess::Channel& channel) {
+        channel.tell(start(0).path());
+        channel.hear();
+    });
+    const std::string dead = killed.channel().hear();
+    killed.kill();
+
+    std::vector<std::unique_ptr<AnotherProcess>> starts;
+    for (int count = 0; count < 8; ++count)
+        starts.push_back(std::make_unique<AnotherProcess>([&](AnotherProcess::Channel& channel) {
+            channel.tell(start(40).path());
+            channel.hear();
+        }));
+    std::vector<std::string> living;
+    for (const auto& process : starts)
+        living.push_back(process->channel().hear());
+    EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval"));
+    EXPECT_TRUE(files::exists(dead + "/markedForRemoval"));
+
+    stopped.channel().tell("wake");
+    EXPECT_EQ(stopped.channel().hear(), "beaten");
+    EXPECT_FALSE(files::exists(sleeper + "/markedForRemoval"));
+    start(41); // It beat at its own hour 0, which is old: it is marked once more, and nothing else.
+    EXPECT_TRUE(files::exists(sleeper));
+    for (const std::string& path : living)
+        EXPECT_EQ(text(path + "/beat"), dateText(kNow + 40 * kHour));
+    EXPECT_TRUE(files::exists(dead)); // Its mark is one hour old.
+    start(77);
+    EXPECT_FALSE(files::exists(dead));
+}
+
+} // namespace

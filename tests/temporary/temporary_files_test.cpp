@@ -1,0 +1,288 @@
+#include "temporary/TemporaryFiles.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
+#include "platform/files/Places.h"
+#include "temporary/AnotherProcess.h"
+#include "temporary/KRContainerFileName.h"
+#include "temporary/KRContainerFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+#include <thread>
+
+namespace {
+
+namespace files = platform::files;
+using platform::MainLoop;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// The service of the process keeps its directory for all tests.
+class PlacesOfTheProcess : public testing::Environment {
+public:
+    void SetUp() override
+    {
+        MainLoop::main();
+        platform::Places::setRoot(root_.path());
+    }
+    void TearDown() override { KRContainerFileName::removeTemporaryDirectory(); }
+
+private:
+    TemporaryFolder root_;
+};
+const auto* const places = testing::AddGlobalTestEnvironment(new PlacesOfTheProcess);
+
+class TemporaryFilesTest : public testing::Test {
+protected:
+    TemporaryFilesTest() { KRMessageCenter::setSharedCenter(center_); }
+    ~TemporaryFilesTest() override { MainLoop::main().runPending(); }
+
+    std::vector<std::string> messages()
+    {
+        MainLoop::main().runPending();
+        std::vector<std::string> texts;
+        for (const auto& entry : center_->messages())
+            texts.push_back(entry->shortDescription());
+        return texts;
+    }
+
+    TemporaryFolder folder_;
+    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
+};
+
+TEST_F(TemporaryFilesTest, NamesAreUsedAgainTheOldestFirst)
+{
+    TemporaryFiles service;
+    EXPECT_EQ(service.checkOutFile(), std::nullopt);
+    EXPECT_EQ(service.checkOutFolder(), std::nullopt);
+    EXPECT_FALSE(service.hasDirectory());
+    service.initialize();
+    service.initialize();
+    const std::string within = service.directory() + "/TF/F";
+    std::vector<std::string> names;
+    for (int count = 0; count < 3; ++count)
+        names.push_back(*service.checkOutFile());
+    EXPECT_THAT(names, ElementsAre(within + "0", within + "1", within + "2"));
+    EXPECT_FALSE(files::exists(names[0]));
+
+    ASSERT_TRUE(files::writeFile(names[1] + ".svbin", "data"));
+    EXPECT_TRUE(service.handBackFile(names[1] + ".svbin", {}));
+    EXPECT_FALSE(files::exists(names[1] + ".svbin"));
+    EXPECT_FALSE(service.handBackFile(names[1], {}));
+    EXPECT_FALSE(service.handBackFile("/elsewhere/F0", {}));
+
+    // The side file stays.
+    ASSERT_TRUE(files::writeFile(names[0], "data") && files::writeFile(names[0] + ".index", "index"));
+    EXPECT_TRUE(service.handBackFile(names[0], {"index"}));
+    EXPECT_FALSE(files::exists(names[0]));
+    EXPECT_TRUE(files::exists(names[0] + ".index"));
+    EXPECT_EQ(service.checkOutFile(), names[1]);
+    EXPECT_EQ(service.checkOutFile(), names[0]);
+    EXPECT_EQ(service.checkOutFile(), within + "3");
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(TemporaryFilesTest, FoldersComeAndGo)
+{
+    TemporaryFiles service;
+    service.initialize();
+    const std::string first = *service.checkOutFolder();
+    EXPECT_EQ(first, service.directory() + "/TD/D0");
+    ASSERT_TRUE(files::writeFile(first + "/file", "x"));
+    service.handBackFolder(first);
+    EXPECT_FALSE(files::exists(first));
+    service.handBackFolder(first);
+    EXPECT_EQ(service.checkOutFolder(), first);
+    EXPECT_THAT(
+        messages(), ElementsAre("Internal error for conversion: Trying to hand back an invalid folder."));
+
+    // What stands in the place of a folder is passed over once, then reported for good.
+    for (const char* name : {"/TD/D1", "/TD/D3", "/TD/D4"})
+        ASSERT_TRUE(files::writeFile(service.directory() + name, "in the way"));
+    EXPECT_EQ(service.checkOutFolder(), service.directory() + "/TD/D2");
+    EXPECT_EQ(service.checkOutFolder(), std::nullopt);
+    EXPECT_THAT(messages(),
+        ElementsAre(HasSubstr("invalid folder"), "Internal error: Could not create a temporary folder",
+            "Internal error: Could not create a temporary folder",
+            "Could not create a temporary folder, check to make sure that the /var/tmp/ directory is "
+            "writeable."));
+}
+
+TEST_F(TemporaryFilesTest, WhatCantBeRemovedIsReportedAndNeverUsedAgain)
+{
+    const int status = inAnotherProcess(AsUser::Nobody, folder_.path(), [&] {
+        platform::Places::setRoot(folder_.path());
+        TemporaryFiles service;
+        service.initialize();
+        const std::string name = *service.checkOutFile();
+        const std::string within = platform::paths::deletingLastComponent(name);
+        const bool isReady = files::writeFile(name, "data").ok() && files::setPermissions(within, 0500).ok();
+        const bool wasTaken = service.handBackFile(name, {});
+        const auto next = service.checkOutFile();
+        MainLoop::main().runPending();
+        const auto told = center_->messages();
+        return isReady && wasTaken && next != name && told.size() == 1
+            && told[0]->shortDescription() == "Internal: Could not delete the file \"F0\"."
+            && told[0]->longDescription()
+            == "When returning a temporary file, Could not delete the file \"" + name + "\".";
+    });
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(TemporaryFilesTest, Beats)
+{
+    double now = 1.8e9;
+    TemporaryFiles service([&now] { return now; });
+    service.initialize();
+    const std::string beat = service.directory() + "/beat";
+    const std::string first = *files::readFile(beat);
+    ASSERT_TRUE(files::writeFile(service.directory() + "/markedForRemoval", first));
+    now += temporary::InstanceDirectory::kHeartbeatInterval;
+    platform::Pace::setFactor(1e-7);
+    TemporaryFiles hasty([&now] { return now; });
+    hasty.initialize();
+    ASSERT_TRUE(files::writeFile(hasty.directory() + "/markedForRemoval", first));
+    EXPECT_TRUE(MainLoop::main().runUntil(
+        [&] { return !files::exists(hasty.directory() + "/markedForRemoval"); }, 10));
+    platform::Pace::setFactor(1);
+    service.heartBeat();
+    EXPECT_NE(*files::readFile(beat), first);
+    EXPECT_FALSE(files::exists(service.directory() + "/markedForRemoval"));
+}
+
+TEST_F(TemporaryFilesTest, ServesManyThreads)
+{
+    TemporaryFiles service;
+    std::vector<std::thread> threads;
+    std::mutex lock;
+    std::multiset<std::string> outstanding;
+    for (int thread = 0; thread < 4; ++thread)
+        threads.emplace_back([&] {
+            service.initialize();
+            for (int round = 0; round < 50; ++round) {
+                const std::string name = *service.checkOutFile();
+                const std::string folder = *service.checkOutFolder();
+                {
+                    const std::lock_guard guard(lock);
+                    outstanding.insert(name);
+                    EXPECT_EQ(outstanding.count(name), 1U);
+                }
+                EXPECT_TRUE(files::writeFile(name, "x"));
+                {
+                    const std::lock_guard guard(lock);
+                    outstanding.erase(name);
+                }
+                EXPECT_TRUE(service.handBackFile(name, {}));
+                service.handBackFolder(folder);
+            }
+        });
+    for (auto& thread : threads)
+        thread.join();
+    EXPECT_THAT(messages(), IsEmpty());
+    EXPECT_EQ(files::contentsOfDirectory(service.directory() + "/TF")->size(), 0U);
+}
+
+// The class operations belong to the one service of the process.
+TEST_F(TemporaryFilesTest, FileNamesOwnTheirFiles)
+{
+    EXPECT_EQ(KRContainerFileName::createWithName(""), nullptr);
+    EXPECT_EQ(KRContainerFileName::createWithTemporaryFile(""), nullptr);
+    EXPECT_EQ(KRContainerFileName::createEmpty(), nullptr);
+    EXPECT_TRUE(KRContainerFileName::stoppedUsingTemporaryFile(std::nullopt));
+    KRContainerFileName::initializeTemporary();
+    EXPECT_TRUE(KRContainerFileName::hasBeenInitialized());
+
+    const std::string plain = folder_ / "plain";
+    ASSERT_TRUE(files::writeFile(plain, "12345"));
+    auto name = KRContainerFileName::createWithName(folder_ / "x/../plain");
+    EXPECT_EQ(name->fileName(), plain);
+    EXPECT_EQ(name->description(), plain);
+    EXPECT_EQ(name->fileSize(), 5U);
+    EXPECT_EQ(name->memoryUsed(), 0U);
+    EXPECT_EQ(name->returnParameter("File Size"), 5.0);
+    EXPECT_EQ(name->returnParameter("Other"), std::nullopt);
+    name.reset();
+    EXPECT_TRUE(files::exists(plain));
+
+    const std::string path = *KRContainerFileName::checkOutTemporaryName();
+    auto owner = KRContainerFileName::createWithTemporaryFile(path + ".mat");
+    EXPECT_EQ(owner->fileSize(), 0U);
+    ASSERT_TRUE(files::writeFile(path + ".mat", "123"));
+    owner->resetFileSize();
+    EXPECT_EQ(owner->memoryUsed(), 3U);
+    EXPECT_EQ(owner->description(), "Tmp File : " + path + ".mat");
+    EXPECT_TRUE(owner->isTemporaryFile());
+    KRContainerFileName::addToTheDestructionQueAndRelease(std::move(owner));
+    EXPECT_FALSE(files::exists(path + ".mat"));
+    EXPECT_THAT(messages(), IsEmpty());
+
+    KRContainerFileName::createWithTemporaryFile("/not/checked/out");
+    EXPECT_THAT(messages(), ElementsAre("Internal error: Trying to hand back an invalid file."));
+    EXPECT_THAT(*center_->messages()[0]->longDescription(),
+        testing::AllOf(testing::StartsWith("last stack = \n"), HasSubstr("\n stack now = \n")));
+}
+
+TEST_F(TemporaryFilesTest, FoldersOwnTheirContent)
+{
+    KRContainerFileName::initializeTemporary();
+    const std::string path = *KRContainerFileName::checkOutTemporaryFolder();
+    auto folder = KRContainerFolder::createWithTemporaryFolder(path);
+    ASSERT_TRUE(files::writeFile(path + "/b", "x") && files::writeFile(path + "/a", "x"));
+    EXPECT_THAT(folder->entries(), IsEmpty());
+    folder->refreshContent();
+    EXPECT_THAT(folder->entries(), ElementsAre("a", "b"));
+    folder.reset();
+    EXPECT_FALSE(files::exists(path));
+
+    const std::string own = folder_ / "folder";
+    for (const bool isDeleted : {false, true}) {
+        std::ignore = files::createDirectory(own);
+        KRContainerFolder::createWithFolder(own, isDeleted);
+        EXPECT_EQ(files::exists(own), !isDeleted);
+    }
+    ASSERT_TRUE(files::createDirectory(own));
+    KRContainerFolder::createWithFolder(own, false)->deleteFolderOnRelease();
+    EXPECT_FALSE(files::exists(own));
+}
+
+TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
+{
+    struct Caller : KRContainerFileNameOrphanCheckDelegate {
+        void callbackFromOrphanCheck(const platform::Value& dictionary) override
+        {
+            calls +=
+                dictionary == platform::Value(platform::Value::Dictionary()) && MainLoop::runsOnThisThread();
+        }
+        int calls = 0;
+    };
+    KRContainerFileName::checkOrphansAndCallMeBack(nullptr);
+    KRContainerFileName::initializeTemporary();
+    const std::string parent =
+        platform::paths::deletingLastComponent(KRContainerFileName::nameOfGlobalTemporaryDirectory());
+    ASSERT_TRUE(files::createDirectories(parent + "/other/inner"));
+    ASSERT_TRUE(
+        files::writeFile(parent + "/other/a", "12") && files::writeFile(parent + "/other/inner/b", "345"));
+    ASSERT_EQ(::symlink("/", (parent + "/other/link").c_str()), 0);
+    EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
+    EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/none"), 0U);
+    const auto caller = std::make_shared<Caller>();
+    KRContainerFileName::checkOrphansAndCallMeBack(caller);
+    EXPECT_TRUE(MainLoop::main().runUntil([&] { return caller->calls == 1; }, 10));
+}
+
+// The last of these tests: the service of the process hears the notice too.
+TEST_F(TemporaryFilesTest, GoesWithTheProcess)
+{
+    TemporaryFiles service;
+    service.initialize();
+    EXPECT_TRUE(files::isDirectory(service.directory()));
+    platform::NotificationCenter::defaultCenter().post(platform::kApplicationWillTerminate);
+    EXPECT_FALSE(files::exists(service.directory()));
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+#include "temporary/KRContainerFolder.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
+
+#include <gmock/gmock.h>
+#include <zlib.h>
+
+namespace {
+
+namespace files = platform::files;
+using testing::ElementsAre;
+
+void append(std::string& bytes, std::uint64_t number, int size)
+{
+    for (int byte = 0; byte < size; ++byte)
+        bytes += static_cast<char>(number >> (8 * byte));
+}
+
+// A zip archive with stored entries, of any names (PKWARE's APPNOTE 4.3).
+std::string archive(const std::vector<std::pair<std::string, std::string>>& entries)
+{
+    std::string bytes;
+    std::string directory;
+    for (const auto& [name, content] : entries) {
+        std::string facts;
+        append(facts, 20, 2); // Version needed; then flags, method, time and date.
+        append(facts, 0, 8);
+        append(facts,
+            crc32(0, reinterpret_cast<const Bytef*>(content.data()), static_cast<uInt>(content.size())), 4);
+        append(facts, content.size(), 4);
+        append(facts, content.size(), 4);
+        append(facts, name.size(), 2);
+        append(facts, 0, 2);
+        directory += "PK\1\2";
+        append(directory, 20, 2);
+        directory += facts;
+        append(directory, 0, 10); // Comment, disk, attributes.
+        append(directory, bytes.size(), 4);
+        directory += name;
+        bytes += "PK\3\4" + facts + name + content;
+    }
+    const auto start = bytes.size();
+    bytes += directory + "PK\5\6";
+    append(bytes, 0, 4);
+    append(bytes, entries.size(), 2);
+    append(bytes, entries.size(), 2);
+    append(bytes, directory.size(), 4);
+    append(bytes, start, 4);
+    append(bytes, 0, 2);
+    return bytes;
+}
+
+struct Unpacked : KRContainerFolderDelegate {
+    void finishedCompressingFileInside(const std::shared_ptr<KRContainerFolder>& which) override
+    {
+        folder = which;
+    }
+    std::shared_ptr<KRContainerFolder> folder;
+};
+
+class Unpacking : public testing::Test {
+protected:
+    Unpacking()
+    {
+        KRMessageCenter::setSharedCenter(center_);
+        EXPECT_TRUE(files::createDirectory(inside_));
+    }
+    ~Unpacking() override { platform::MainLoop::main().runPending(); }
+
+    // The entries afterwards.
+    std::vector<std::string> unpack(const std::string& name, const std::string& bytes)
+    {
+        EXPECT_TRUE(files::writeFile(inside_ + "/" + name, bytes));
+        const auto delegate = std::make_shared<Unpacked>();
+        KRContainerFolder::createWithFolder(inside_, false)->uncompressFile(name, delegate);
+        EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return delegate->folder != nullptr; }, 30));
+        return delegate->folder ? delegate->folder->entries() : std::vector<std::string>();
+    }
+
+    TemporaryFolder folder_;
+    std::string inside_ = folder_ / "inside";
+    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
+};
+
+TEST_F(Unpacking, FillsTheFolder)
+{
+    EXPECT_THAT(unpack("good.zip", archive({{"a.txt", "text"}, {"deep/b.txt", "more"}})),
+        ElementsAre("a.txt", "deep", "good.zip"));
+    EXPECT_EQ(files::readFile(inside_ + "/a.txt"), "text");
+    EXPECT_EQ(files::readFile(inside_ + "/deep/b.txt"), "more");
+}
+
+TEST_F(Unpacking, TakesANameForNoOption)
+{
+    EXPECT_THAT(unpack("-d..zip", archive({{"a", "x"}})), ElementsAre("-d..zip", "a"));
+}
+
+TEST_F(Unpacking, AsksNobody) // What is there stays, instead of a question that nobody sees.
+{
+    ASSERT_TRUE(files::writeFile(inside_ + "/a", "old"));
+    EXPECT_THAT(unpack("x.zip", archive({{"a", "new"}})), ElementsAre("a", "x.zip"));
+    EXPECT_EQ(files::readFile(inside_ + "/a"), "old");
+}
+
+TEST_F(Unpacking, WritesNothingOutside)
+{
+    const std::string absolute = folder_ / "absolute";
+    unpack("hostile.zip",
+        archive({{"../climbed", "x"}, {absolute, "x"}, {"a/../../climbed2", "x"}, {"good", "x"}}));
+    EXPECT_THAT(*files::contentsOfDirectory(folder_.path()), ElementsAre("inside"));
+    EXPECT_TRUE(files::exists(inside_ + "/good"));
+}
+
+TEST_F(Unpacking, EndsWithABrokenArchive)
+{
+    const std::string whole = archive({{"a", std::string(2000, 'x')}});
+    EXPECT_THAT(unpack("broken.zip", whole.substr(0, 900)), testing::Contains("broken.zip"));
+    EXPECT_THAT(unpack("empty.zip", ""), testing::Contains("empty.zip"));
+}
+
+TEST_F(Unpacking, RefusesOtherEndings)
+{
+    const auto delegate = std::make_shared<Unpacked>();
+    KRContainerFolder::createWithFolder(inside_, false)->uncompressFile("a.tar", delegate);
+    platform::MainLoop::main().runPending();
+    ASSERT_EQ(center_->messages().size(), 1U);
+    EXPECT_EQ(center_->messages()[0]->shortDescription(), "Unsupported ending");
+    EXPECT_EQ(delegate->folder, nullptr);
+}
+
+} // namespace
