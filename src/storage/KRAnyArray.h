@@ -63,10 +63,9 @@ public:
 
 private:
     // What the container answers; for none, an empty answer.
-    template <class Question>
-    auto ask(Question question) const
+    template <class Question, class Answer = std::invoke_result_t<Question, KRDoubleArrayContainer&>>
+    Answer ask(Question question) const
     {
-        using Answer = decltype(question(*std::declval<Pointer<double>>()));
         return std::visit(
             [&]<class Held>(const Held& held) -> Answer {
                 if constexpr (std::is_same_v<Held, std::monostate>)

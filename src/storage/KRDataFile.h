@@ -132,12 +132,14 @@ protected:
         std::uint64_t endOfEntries = 0;
         Content content;
     };
-    // A variable on its way into the file: its entry, and its bytes as head and data.
+    // A variable on its way into the file: its entry, and its bytes as head, data and tail. Elements are borrowed
+    // as data; what was made for the file is the tail.
     struct NewVariable {
         std::string name;
-        KRDataFileEntry entry; // The offset is set by append().
+        KRDataFileEntry entry; // The offset, behind the head, is set by append().
         std::string head;
         std::string_view data;
+        std::string tail{};
     };
 
     KRDataFile();

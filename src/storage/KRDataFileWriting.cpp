@@ -92,9 +92,9 @@ platform::Status KRDataFile::append(std::vector<NewVariable>& variables)
     std::vector<std::string_view> parts{magic};
     std::uint64_t end = endOfEntries_ + magic.size();
     for (NewVariable& variable : variables) {
-        parts.insert(parts.end(), {variable.head, variable.data});
+        parts.insert(parts.end(), {variable.head, variable.data, variable.tail});
         variable.entry.setOffsetInFile(end + variable.head.size());
-        end += variable.head.size() + variable.data.size();
+        end += variable.head.size() + variable.data.size() + variable.tail.size();
     }
     const auto written = theFile_->append(endOfEntries_, parts);
     if (!written)
