@@ -38,11 +38,26 @@ public:
         return held ? *held : nullptr;
     }
 
-    long m() const { return ask([](const auto& array) { return array.m(); }); }
-    long n() const { return ask([](const auto& array) { return array.n(); }); }
-    long o() const { return ask([](const auto& array) { return array.o(); }); }
-    long length() const { return ask([](const auto& array) { return array.length(); }); }
-    long memoryUsed() const { return ask([](const auto& array) { return array.memoryUsed(); }); } // Bytes.
+    long m() const
+    {
+        return ask([](const auto& array) { return array.m(); });
+    }
+    long n() const
+    {
+        return ask([](const auto& array) { return array.n(); });
+    }
+    long o() const
+    {
+        return ask([](const auto& array) { return array.o(); });
+    }
+    long length() const
+    {
+        return ask([](const auto& array) { return array.length(); });
+    }
+    long memoryUsed() const
+    {
+        return ask([](const auto& array) { return array.memoryUsed(); });
+    } // Bytes.
     std::uint64_t checksum() const
     {
         return ask([](const auto& array) { return static_cast<std::uint64_t>(array.checksum()); });

@@ -79,8 +79,8 @@ void KRDataFile::initWithStructure(const platform::Value& structure)
     fileContainer_ = containerFor("File Container");
     indexFileContainer_ = containerFor("Index File Container");
     const platform::Value* length = structure.find("Length");
-    currentLengthOfFile_ = static_cast<std::uint64_t>(
-        std::max<std::int64_t>(length ? length->integer().value_or(0) : 0, 0));
+    currentLengthOfFile_ =
+        static_cast<std::uint64_t>(std::max<std::int64_t>(length ? length->integer().value_or(0) : 0, 0));
     endOfEntries_ = currentLengthOfFile_;
     const platform::Value* content = structure.find("Content");
     if (content && content->dictionary())
@@ -424,7 +424,8 @@ void KRDataFile::setIndexFileContainer(const FileName& container)
 KRDataFile::FileName KRDataFile::temporaryIndexFile()
 {
     const auto name = KRContainerFileName::checkOutTemporaryName();
-    const FileName container = name ? KRContainerFileName::createWithTemporaryFile(*name + ".index") : nullptr;
+    const FileName container =
+        name ? KRContainerFileName::createWithTemporaryFile(*name + ".index") : nullptr;
     if (container)
         createIndexFile(container);
     return container;

@@ -7,10 +7,10 @@
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
-#include "storage/KRDataFileAscii.h"
-#include "storage/KRDataFileBinary.h"
-#include "storage/KRDataFileMatBinary.h"
-#include "storage/KRDataFileStack.h"
+#include "storage/formats/KRDataFileAscii.h"
+#include "storage/formats/KRDataFileBinary.h"
+#include "storage/formats/KRDataFileMatBinary.h"
+#include "storage/stacks/KRDataFileStack.h"
 
 #include <fmt/format.h>
 
@@ -125,17 +125,20 @@ std::string causeOfFailure(const std::string& path)
 {
     if (files::isDirectory(path))
         return fmt::format(
-            "Wanted to create the file \"{}\", but there is a directory with the same name in that place.", path);
+            "Wanted to create the file \"{}\", but there is a directory with the same name in that place.",
+            path);
     if (files::exists(path))
-        return fmt::format("Wanted to empty the file \"{}\", but could not. Make sure you own that file and can "
-                           "overwrite it.",
+        return fmt::format(
+            "Wanted to empty the file \"{}\", but could not. Make sure you own that file and can "
+            "overwrite it.",
             path);
     std::string parent = paths::deletingLastComponent(path);
     if (parent.empty())
         parent = ".";
     if (files::isDirectory(parent))
-        return fmt::format("Could not create the file \"{}\". but could not. Make sure that you can create a file "
-                           "inside the directory \"{}\".",
+        return fmt::format(
+            "Could not create the file \"{}\". but could not. Make sure that you can create a file "
+            "inside the directory \"{}\".",
             path, parent);
     if (files::exists(parent))
         return fmt::format("Could not create the file \"{}\". The problem is that \"{}\" is a file and not a "
@@ -146,8 +149,9 @@ std::string causeOfFailure(const std::string& path)
         missing = parent;
         parent = paths::deletingLastComponent(parent);
     }
-    return fmt::format("Wanted to create the file \"{}\", but could not. The first directory in the file path that "
-                       "doesn't exist is \"{}\" in the \"{}\" directory.",
+    return fmt::format(
+        "Wanted to create the file \"{}\", but could not. The first directory in the file path that "
+        "doesn't exist is \"{}\" in the \"{}\" directory.",
         path, paths::lastComponent(missing), parent);
 }
 
@@ -213,7 +217,8 @@ KRDataFile::Pointer KRDataFile::openNewFileWithName(const std::string& path)
         return nullptr;
     const std::string name = standardized(path);
     if (!makeEmptyFile(name)) {
-        KRMessageCenter::addMessage(fmt::format("Could not create the file \"{}\"", name), causeOfFailure(name));
+        KRMessageCenter::addMessage(
+            fmt::format("Could not create the file \"{}\"", name), causeOfFailure(name));
         return nullptr;
     }
     const FormatRow* format = formatOf(path);

@@ -50,9 +50,9 @@ bool KRDataFile::write(const std::string& name, const MakeVariables& make)
     if (status) {
         auto variables = make();
         // Another process may have written the name meanwhile, and a companion has a name of its own.
-        if (variables
-            && std::any_of(variables->begin(), variables->end(),
-                [&](const NewVariable& variable) { return isTaken(variable.name); }))
+        if (variables && std::any_of(variables->begin(), variables->end(), [&](const NewVariable& variable) {
+                return isTaken(variable.name);
+            }))
             return false;
         status = variables ? append(*variables) : platform::Status(variables.error());
     }

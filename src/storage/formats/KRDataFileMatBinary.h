@@ -1,7 +1,7 @@
 #pragma once
 
 #include "datafile/SVMatlabRecords.h"
-#include "storage/GrowingDataFile.h"
+#include "storage/formats/GrowingDataFile.h"
 
 #include <cstdint>
 #include <memory>
@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-// Makes the entries of a Level 4 file. Their types are 0 double, 1 float, 2 int, 3 short, 4 unsigned short and 5
-// unsigned char, of arrays and of texts alike.
+// Makes the entries of a Level 4 file. Their types are 0 double, 1 float, 2 int, 3 short, 4 unsigned short
+// and 5 unsigned char, of arrays and of texts alike.
 struct KRDataFileMatBinaryEntry {
     static KRDataFileEntry createArrayAt(
         std::uint64_t offset, std::uint8_t type, std::uint32_t rows, std::uint32_t columns);
@@ -24,9 +24,10 @@ struct KRDataFileMatBinaryEntry {
     static std::optional<KRDataFileEntry> createFromDictionary(const platform::Value& dictionary);
 };
 
-// A Level 4 MAT-file (docs/matlab-format.md) as the application reads and writes it. Beside what the library's
-// SVMatlabDataFile reads it passes over imaginary parts, reads texts of any element type, and lists sparse
-// matrices, which no reader turns into arrays. Signed bytes are written as text: the format has no others.
+// A Level 4 MAT-file (docs/matlab-format.md) as the application reads and writes it. Beside what the
+// library's SVMatlabDataFile reads it passes over imaginary parts, reads texts of any element type, and lists
+// sparse matrices, which no reader turns into arrays. Signed bytes are written as text: the format has no
+// others.
 //
 // An array of three dimensions is a matrix of m*n rows, and "<name>_3D" holds m.
 class KRDataFileMatBinary final : public GrowingDataFile {
@@ -35,11 +36,13 @@ class KRDataFileMatBinary final : public GrowingDataFile {
 public:
     explicit KRDataFileMatBinary(Private) { }
     // As of KRDataFileBinary, but the file is opened at once.
-    static std::shared_ptr<KRDataFileMatBinary> createWithName(const std::string& name, bool forWriting = true);
+    static std::shared_ptr<KRDataFileMatBinary> createWithName(
+        const std::string& name, bool forWriting = true);
     static std::shared_ptr<KRDataFileMatBinary> createNewFileWithName(const std::string& name);
     static std::shared_ptr<KRDataFileMatBinary> createWithStructure(const platform::Value& structure);
 
-    // The elements of a text as characters, one each, up to the first NUL. `bytes` has `stringLength` elements.
+    // The elements of a text as characters, one each, up to the first NUL. `bytes` has `stringLength`
+    // elements.
     static std::string convertBytes(
         std::string bytes, bool swapEndian, ElementType ofType, std::size_t toStringOfLength);
 
@@ -71,8 +74,7 @@ private:
     bool readIndexFile();
     std::optional<KRDataFileEntry::Shape> threeDimensionalShape(
         const std::string& name, const KRDataFileEntry& entry);
-    static KRDataFileEntry entryOf(
-        int type, std::uint64_t offset, std::uint32_t rows, std::uint32_t columns);
+    static KRDataFileEntry entryOf(int type, std::uint64_t offset, std::uint32_t rows, std::uint32_t columns);
     static platform::Result<NewVariable> variable(
         const std::string& name, const KRDataFileEntry& entry, std::string_view data);
 

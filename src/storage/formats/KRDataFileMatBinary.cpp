@@ -1,10 +1,10 @@
-#include "storage/KRDataFileMatBinary.h"
+#include "storage/formats/KRDataFileMatBinary.h"
 
 #include "datafile/SVMatlabFormat.h"
 #include "diagnostics/KRMessageCenter.h"
-#include "storage/ElementConversion.h"
-#include "storage/EntryDictionary.h"
-#include "storage/StoredText.h"
+#include "storage/bytes/ElementConversion.h"
+#include "storage/bytes/StoredText.h"
+#include "storage/formats/EntryDictionary.h"
 
 #include <fmt/format.h>
 
@@ -65,7 +65,8 @@ platform::Value KRDataFileMatBinaryEntry::dictionaryForm(const KRDataFileEntry& 
     return storage::entryDictionary(entry, false);
 }
 
-std::optional<KRDataFileEntry> KRDataFileMatBinaryEntry::createFromDictionary(const platform::Value& dictionary)
+std::optional<KRDataFileEntry> KRDataFileMatBinaryEntry::createFromDictionary(
+    const platform::Value& dictionary)
 {
     const auto parts = storage::partsOfEntryDictionary(dictionary, false);
     if (!parts || parts->type >= std::size(kMatlabRows) || (parts->isAString && parts->isSparse))
@@ -95,7 +96,8 @@ std::shared_ptr<KRDataFileMatBinary> KRDataFileMatBinary::createNewFileWithName(
     return file->initNewFileWithName(name) && file->openAtOnce(DataFileStream::Access::New) ? file : nullptr;
 }
 
-std::shared_ptr<KRDataFileMatBinary> KRDataFileMatBinary::createWithStructure(const platform::Value& structure)
+std::shared_ptr<KRDataFileMatBinary> KRDataFileMatBinary::createWithStructure(
+    const platform::Value& structure)
 {
     auto file = std::make_shared<KRDataFileMatBinary>(Private{});
     file->initWithStructure(structure);
@@ -135,7 +137,8 @@ platform::Value KRDataFileMatBinary::structure()
     return structure;
 }
 
-std::optional<KRDataFileEntry> KRDataFileMatBinary::entryFromDictionary(const platform::Value& dictionary) const
+std::optional<KRDataFileEntry> KRDataFileMatBinary::entryFromDictionary(
+    const platform::Value& dictionary) const
 {
     return KRDataFileMatBinaryEntry::createFromDictionary(dictionary);
 }
@@ -166,12 +169,13 @@ KRDataFileEntry KRDataFileMatBinary::entryOf(
     }
 }
 
-GrowingDataFile::Header KRDataFileMatBinary::headerFrom(const unsigned char* bytes, std::uint64_t position) const
+GrowingDataFile::Header KRDataFileMatBinary::headerFrom(
+    const unsigned char* bytes, std::uint64_t position) const
 {
     const FMatrix stored = FMatrix::fromBytes(bytes, needToSwap_);
     Header header;
-    const bool nameIsBad
-        = stored.namlen <= 0 || stored.namlen > static_cast<std::int32_t>(kSVMatlabLongestName);
+    const bool nameIsBad =
+        stored.namlen <= 0 || stored.namlen > static_cast<std::int32_t>(kSVMatlabLongestName);
     const int order = littleEndian_ ? 0 : 1;
     // A dimension below 0 has no size.
     if (nameIsBad || stored.type < 0 || stored.type / kSVMatlabTypeModulus != order || stored.imagf < 0
@@ -189,8 +193,8 @@ GrowingDataFile::Header KRDataFileMatBinary::headerFrom(const unsigned char* byt
     }
     header.nameLength = static_cast<std::uint64_t>(stored.namlen);
     // At most 2^62 elements of 16 bytes: held to the largest size, which no file has.
-    const std::uint64_t size = static_cast<std::uint64_t>(
-        SVEndOfData(0, stored.mrows, stored.ncols, 1, elementSize));
+    const std::uint64_t size =
+        static_cast<std::uint64_t>(SVEndOfData(0, stored.mrows, stored.ncols, 1, elementSize));
     header.dataSize = stored.imagf == 1 ? 2 * size : size;
     header.mayHoldNumber = stored.type % 10 == 0 && stored.imagf == 0;
     header.entry = entryOf(stored.type, position + kSVMatlabHeaderLength + header.nameLength,
@@ -206,8 +210,8 @@ void KRDataFileMatBinary::found(const std::string& name, KRDataFileEntry& entry,
     const std::uint64_t size = entry.requiredSize();
     const unsigned char* bytes = size > 0 ? window.at(entry.offsetInFile(), size) : nullptr;
     if (bytes || size == 0)
-        entry.setStringValue(convertBytes(std::string(reinterpret_cast<const char*>(bytes), size), needToSwap_,
-            *entry.element(), entry.elementCount()));
+        entry.setStringValue(convertBytes(std::string(reinterpret_cast<const char*>(bytes), size),
+            needToSwap_, *entry.element(), entry.elementCount()));
 }
 
 void KRDataFileMatBinary::entered(const std::string& name)
@@ -307,8 +311,9 @@ void KRDataFileMatBinary::createIndexFile(const FileName& container)
     for (const auto& [name, entry] : theContent_) {
         const int kind = entry.isAString() ? kText : entry.isSparse() ? kSparse : 0;
         SVAppendMatlabRecord(bytes,
-            {static_cast<std::int64_t>(entry.offsetInFile()), static_cast<std::int8_t>(10 * entry.type() + kind),
-                static_cast<std::int32_t>(entry.m()), static_cast<std::int32_t>(entry.n()), name});
+            {static_cast<std::int64_t>(entry.offsetInFile()),
+                static_cast<std::int8_t>(10 * entry.type() + kind), static_cast<std::int32_t>(entry.m()),
+                static_cast<std::int32_t>(entry.n()), name});
     }
     writeIndexFile(container, bytes);
 }
@@ -324,7 +329,8 @@ std::optional<KRDataFileEntry::Shape> KRDataFileMatBinary::threeDimensionalShape
     const std::int64_t k = rows ? rows->intValue() : 0;
     if (k <= 0 || entry.m() % k != 0)
         return {};
-    return KRDataFileEntry::Shape{static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(entry.m() / k), entry.n()};
+    return KRDataFileEntry::Shape{
+        static_cast<std::uint32_t>(k), static_cast<std::uint32_t>(entry.m() / k), entry.n()};
 }
 
 std::optional<KRDataFileEntry::Shape> KRDataFileMatBinary::shapeOf(
@@ -382,8 +388,8 @@ platform::Result<std::vector<KRDataFile::NewVariable>> KRDataFileMatBinary::vari
     };
     if (is3D) {
         const auto m = static_cast<std::int32_t>(array.m());
-        KRDataFileEntry companion
-            = KRDataFileMatBinaryEntry::createArrayAt(0, kTypes[static_cast<std::size_t>(Int)], 1, 1);
+        KRDataFileEntry companion =
+            KRDataFileMatBinaryEntry::createArrayAt(0, kTypes[static_cast<std::size_t>(Int)], 1, 1);
         companion.setNumberValue(StorageNumber(m));
         auto made = variable(name + std::string(kCompanionEnding), companion, {});
         if (made)
@@ -402,8 +408,8 @@ platform::Result<KRDataFile::NewVariable> KRDataFileMatBinary::variableForText(
     const std::string& name, const std::string& text)
 {
     const auto length = static_cast<std::uint32_t>(std::min<std::size_t>(text.size(), UINT32_MAX));
-    KRDataFileEntry entry
-        = KRDataFileMatBinaryEntry::createStringAt(0, kTypes[static_cast<std::size_t>(UChar)], length, 1);
+    KRDataFileEntry entry =
+        KRDataFileMatBinaryEntry::createStringAt(0, kTypes[static_cast<std::size_t>(UChar)], length, 1);
     if (text.size() < kLongText)
         entry.setStringValue(text);
     return variable(name, entry, text);
