@@ -38,11 +38,26 @@ public:
         return held ? *held : nullptr;
     }
 
-    long m() const { return ask([](const auto& array) { return array.m(); }); }
-    long n() const { return ask([](const auto& array) { return array.n(); }); }
-    long o() const { return ask([](const auto& array) { return array.o(); }); }
-    long length() const { return ask([](const auto& array) { return array.length(); }); }
-    long memoryUsed() const { return ask([](const auto& array) { return array.memoryUsed(); }); } // Bytes.
+    long m() const
+    {
+        return ask([](const auto& array) { return array.m(); });
+    }
+    long n() const
+    {
+        return ask([](const auto& array) { return array.n(); });
+    }
+    long o() const
+    {
+        return ask([](const auto& array) { return array.o(); });
+    }
+    long length() const
+    {
+        return ask([](const auto& array) { return array.length(); });
+    }
+    long memoryUsed() const
+    {
+        return ask([](const auto& array) { return array.memoryUsed(); });
+    } // Bytes.
     std::uint64_t checksum() const
     {
         return ask([](const auto& array) { return static_cast<std::uint64_t>(array.checksum()); });
@@ -63,10 +78,9 @@ public:
 
 private:
     // What the container answers; for none, an empty answer.
-    template <class Question>
-    auto ask(Question question) const
+    template <class Question, class Answer = std::invoke_result_t<Question, KRDoubleArrayContainer&>>
+    Answer ask(Question question) const
     {
-        using Answer = decltype(question(*std::declval<Pointer<double>>()));
         return std::visit(
             [&]<class Held>(const Held& held) -> Answer {
                 if constexpr (std::is_same_v<Held, std::monostate>)

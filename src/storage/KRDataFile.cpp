@@ -4,12 +4,12 @@
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "storage/OpenFiles.h"
+#include "storage/Redirection.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <chrono>
-#include <set>
 
 namespace files = platform::files;
 namespace paths = platform::paths;
@@ -79,8 +79,8 @@ void KRDataFile::initWithStructure(const platform::Value& structure)
     fileContainer_ = containerFor("File Container");
     indexFileContainer_ = containerFor("Index File Container");
     const platform::Value* length = structure.find("Length");
-    currentLengthOfFile_ = static_cast<std::uint64_t>(
-        std::max<std::int64_t>(length ? length->integer().value_or(0) : 0, 0));
+    currentLengthOfFile_ =
+        static_cast<std::uint64_t>(std::max<std::int64_t>(length ? length->integer().value_or(0) : 0, 0));
     endOfEntries_ = currentLengthOfFile_;
     const platform::Value* content = structure.find("Content");
     if (content && content->dictionary())
@@ -312,21 +312,10 @@ std::vector<std::string> KRDataFile::variablesWithPrefix(const std::string& pref
 std::optional<std::string> KRDataFile::resolveNameAllowingRedirection(const std::string& name)
 {
     const std::lock_guard lock(accessLock_);
-    std::set<std::string> seen;
-    for (std::string current = name;;) {
+    return storage::endOfRedirections(name, [this](const std::string& current) -> std::optional<std::string> {
         KRDataFileEntry* const entry = find(current);
-        if (!entry || !entry->isAString())
-            return current;
-        auto next = readText(current, *entry);
-        if (!next)
-            return current;
-        seen.insert(std::move(current));
-        if (seen.contains(*next)) {
-            KRMessageCenter::addMessage("Circular reference inside datafile.");
-            return {};
-        }
-        current = std::move(*next);
-    }
+        return entry && entry->isAString() ? readText(current, *entry) : std::nullopt;
+    });
 }
 
 std::optional<KRDataStorage::Size> KRDataFile::getSizeOfVariable(const std::string& name)
@@ -424,7 +413,8 @@ void KRDataFile::setIndexFileContainer(const FileName& container)
 KRDataFile::FileName KRDataFile::temporaryIndexFile()
 {
     const auto name = KRContainerFileName::checkOutTemporaryName();
-    const FileName container = name ? KRContainerFileName::createWithTemporaryFile(*name + ".index") : nullptr;
+    const FileName container =
+        name ? KRContainerFileName::createWithTemporaryFile(*name + ".index") : nullptr;
     if (container)
         createIndexFile(container);
     return container;

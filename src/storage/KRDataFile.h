@@ -1,9 +1,9 @@
 #pragma once
 
 #include "diagnostics/KRProgressCPP.h"
-#include "storage/DataFileStream.h"
 #include "storage/KRDataFileEntry.h"
 #include "storage/KRDataStorage.h"
+#include "storage/bytes/DataFileStream.h"
 #include "temporary/KRContainerFileName.h"
 
 #include <atomic>
@@ -16,10 +16,10 @@
 #include <utility>
 #include <vector>
 
-// A storage in one file. This class does all that the formats share: opening late and closing when the process
-// has too many open files, the locks, the dictionary of the variables, keeping numbers and short texts, refusing
-// names that are taken, writing that is checked, reporting what can't be read, and copying. A format is its
-// scan, its entries and its bytes.
+// A storage in one file. This class does all that the formats share: opening late and closing when the
+// process has too many open files, the locks, the dictionary of the variables, keeping numbers and short
+// texts, refusing names that are taken, writing that is checked, reporting what can't be read, and copying. A
+// format is its scan, its entries and its bytes.
 //
 // Writing is complete or it doesn't happen: a failure cuts the file back to its old end, is reported, and
 // answers false. Nothing is appended behind an incomplete entry.
@@ -32,12 +32,12 @@ public:
     using Content = std::map<std::string, KRDataFileEntry, std::less<>>;
     using Listing = std::vector<std::pair<std::string, KRDataFileEntry>>;
 
-    // Opens a file and reads its content. The class follows from the name's ending, else from the first bytes.
-    // A name with a known ending is made an empty file where there is none. Null for an empty path, or when the
-    // file can't be opened; an empty file without a known ending is not reported. The containers keep a
-    // temporary file and its index alive as long as the object.
-    static Pointer openFileName(const std::string& path, const FileName& fileContainer, const FileName& indexFile,
-        const KRProgressCPP& progress = {});
+    // Opens a file and reads its content. The class follows from the name's ending, else from the first
+    // bytes. A name with a known ending is made an empty file where there is none. Null for an empty path, or
+    // when the file can't be opened; an empty file without a known ending is not reported. The containers
+    // keep a temporary file and its index alive as long as the object.
+    static Pointer openFileName(const std::string& path, const FileName& fileContainer,
+        const FileName& indexFile, const KRProgressCPP& progress = {});
     static Pointer openFileName(
         const std::string& path, const FileName& fileContainer, const KRProgressCPP& progress = {});
     static Pointer openFileName(const std::string& path, const KRProgressCPP& progress = {});
@@ -46,8 +46,8 @@ public:
         const FileName& container, const FileName& indexFile, const KRProgressCPP& progress = {});
     // Makes a file, or empties one, and gives an object to write to it. Null on failure, which is reported.
     static Pointer openNewFileWithName(const std::string& path);
-    // The object that structure() described, which may come from another process: each of its values is tested,
-    // and entries that can't be right are left out. Null for an unknown type.
+    // The object that structure() described, which may come from another process: each of its values is
+    // tested, and entries that can't be right are left out. Null for an unknown type.
     static Pointer createFromStructure(const platform::Value& structure);
 
     // The path with its last extension replaced by "index".
@@ -66,9 +66,9 @@ public:
 
     // Reads the content anew, one file of the process at a time. False on failure.
     bool openFileWithProgress(const KRProgressCPP& progress = {});
-    // Takes in what has been appended to the file since: 1 when there are new variables, 0 when there are none, -1
-    // on a failure: the file was cut or replaced, or can't be opened. With a location above 0 the file is looked
-    // at only when it understood part ends before that offset.
+    // Takes in what has been appended to the file since: 1 when there are new variables, 0 when there are
+    // none, -1 on a failure: the file was cut or replaced, or can't be opened. With a location above 0 the
+    // file is looked at only when it understood part ends before that offset.
     virtual int updateFile() { return 0; }
     virtual int updateFile(std::int64_t untilLocation);
     virtual bool removeVariables(const std::vector<std::string>& names, const KRProgressCPP& progress = {});
@@ -81,8 +81,8 @@ public:
     void closeFile(); // accessLock_ is held by the caller; the count of open files stays.
     void flush();
     double lastFileAccess() const { return lastFileAccess_; } // Seconds, monotonic.
-    // How far the file is understood, in bytes. With an incomplete entry at the end of the file it may lie before
-    // a complete one.
+    // How far the file is understood, in bytes. With an incomplete entry at the end of the file it may lie
+    // before a complete one.
     std::uint64_t fileSizeInBytes() const { return currentLengthOfFile_; }
     std::string fileName();
     KRDataFile* underlyingFile() { return this; }
@@ -99,9 +99,9 @@ public:
     // The file alone; an index file stays. The object is empty then.
     void deleteFileFromDisk();
 
-    // An independent object on a copy of the file as it is now; the original may go on growing. With a link no
-    // bytes are copied, and both names are one file. Null on failure or when the user aborts, with an incomplete
-    // file left behind.
+    // An independent object on a copy of the file as it is now; the original may go on growing. With a link
+    // no bytes are copied, and both names are one file. Null on failure or when the user aborts, with an
+    // incomplete file left behind.
     Pointer copyInto(const std::string& path, const KRProgressCPP& withProgress = {}, bool allowLink = false);
 
     bool contains(const std::optional<std::string>& name) override;
@@ -132,12 +132,14 @@ protected:
         std::uint64_t endOfEntries = 0;
         Content content;
     };
-    // A variable on its way into the file: its entry, and its bytes as head and data.
+    // A variable on its way into the file: its entry, and its bytes as head, data and tail. Elements are
+    // borrowed as data; what was made for the file is the tail.
     struct NewVariable {
         std::string name;
-        KRDataFileEntry entry; // The offset is set by append().
+        KRDataFileEntry entry; // The offset, behind the head, is set by append().
         std::string head;
         std::string_view data;
+        std::string tail{};
     };
 
     KRDataFile();
@@ -156,7 +158,8 @@ protected:
     virtual std::optional<KRDataFileEntry> entryFromDictionary(const platform::Value& dictionary) const;
     virtual platform::Value dictionaryOf(const KRDataFileEntry& entry) const;
     virtual KRAnyArray readArray(const std::string& name, const KRDataFileEntry& entry, ElementType type);
-    virtual std::optional<StorageNumber> readStoredNumber(const std::string& name, const KRDataFileEntry& entry);
+    virtual std::optional<StorageNumber> readStoredNumber(
+        const std::string& name, const KRDataFileEntry& entry);
     virtual std::optional<std::string> readText(const std::string& name, KRDataFileEntry& entry);
     virtual Size sizeOf(const std::string& name, const KRDataFileEntry& entry);
     // The variables that writing this one makes: itself, perhaps with a companion before it.
@@ -197,7 +200,8 @@ protected:
     bool indexFileUpToDate_ = false; // Nothing sets it.
     bool allowWriting_ = true;
     std::atomic<std::uint64_t> currentLengthOfFile_ = 0;
-    // Just past the last complete entry: where the next one goes. At most currentLengthOfFile_ lies before it.
+    // Just past the last complete entry: where the next one goes. At most currentLengthOfFile_ lies before
+    // it.
     std::uint64_t endOfEntries_ = 0;
     std::optional<DataFileStream::Identity> identity_; // Of the file that the content is from.
 

@@ -1,7 +1,7 @@
 // KRDataFile::copyInto().
 
-#include "storage/FileCopy.h"
 #include "storage/KRDataFile.h"
+#include "storage/bytes/FileCopy.h"
 
 #include <algorithm>
 #include <sys/stat.h>

@@ -31,8 +31,8 @@ struct KREntryFormat {
 // Where a variable lies in a data file and what it is. A number and a short text can be kept in the entry, so
 // that they need not be read again. A value of at most 56 bytes: a file may have millions of them.
 //
-// The entries of the formats differ in their tables alone: KRDataFileBinaryEntry, KRDataFileMatBinaryEntry and
-// KRDataFileAsciiEntry make entries of this class and read them from dictionaries.
+// The entries of the formats differ in their tables alone: KRDataFileBinaryEntry, KRDataFileMatBinaryEntry
+// and KRDataFileAsciiEntry make entries of this class and read them from dictionaries.
 class KRDataFileEntry {
 public:
     struct Shape {
@@ -63,8 +63,8 @@ public:
     std::uint8_t type() const { return type_; } // By the format's table.
     std::optional<ElementType> element() const; // Of the stored data; nothing for an unknown type.
     std::uint64_t elementCount() const; // m*n*o; the largest number where that doesn't fit.
-    // The bytes of the data, the largest number where that doesn't fit. An unknown type is reported and counts
-    // as 8 bytes.
+    // The bytes of the data, the largest number where that doesn't fit. An unknown type is reported and
+    // counts as 8 bytes.
     std::uint64_t requiredSize() const;
 
     // A number is kept for arrays alone, and a text for texts alone.

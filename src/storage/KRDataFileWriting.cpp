@@ -50,9 +50,9 @@ bool KRDataFile::write(const std::string& name, const MakeVariables& make)
     if (status) {
         auto variables = make();
         // Another process may have written the name meanwhile, and a companion has a name of its own.
-        if (variables
-            && std::any_of(variables->begin(), variables->end(),
-                [&](const NewVariable& variable) { return isTaken(variable.name); }))
+        if (variables && std::any_of(variables->begin(), variables->end(), [&](const NewVariable& variable) {
+                return isTaken(variable.name);
+            }))
             return false;
         status = variables ? append(*variables) : platform::Status(variables.error());
     }
@@ -92,9 +92,9 @@ platform::Status KRDataFile::append(std::vector<NewVariable>& variables)
     std::vector<std::string_view> parts{magic};
     std::uint64_t end = endOfEntries_ + magic.size();
     for (NewVariable& variable : variables) {
-        parts.insert(parts.end(), {variable.head, variable.data});
+        parts.insert(parts.end(), {variable.head, variable.data, variable.tail});
         variable.entry.setOffsetInFile(end + variable.head.size());
-        end += variable.head.size() + variable.data.size();
+        end += variable.head.size() + variable.data.size() + variable.tail.size();
     }
     const auto written = theFile_->append(endOfEntries_, parts);
     if (!written)

@@ -10,8 +10,8 @@ namespace {
 // another function: users search logs for these words.
 constexpr const char* kReadWords[kElementTypeCount] = {"readDoubleArray", "readFloatArray", "readIntArray",
     "readUShortArray", "readUShortArray", "readCharacterArray", "readUCharArray"};
-constexpr const char* kWriteWords[kElementTypeCount] = {"writeDoubleArray", "writeFloatArray", "writeIntArray",
-    "writeShortArray", "writeUShortArray", "writeCharacterArray", "writeCharacterArray"};
+constexpr const char* kWriteWords[kElementTypeCount] = {"writeDoubleArray", "writeFloatArray",
+    "writeIntArray", "writeShortArray", "writeUShortArray", "writeCharacterArray", "writeCharacterArray"};
 
 bool reportMissing(const char* function)
 {

@@ -21,10 +21,10 @@ public:
 // Named variables: arrays, numbers, texts and blocks of bytes. This class is the interface, with functions
 // that only report that they aren't provided; files, stacks of files and memory provide them.
 //
-// Any thread may use a storage at any time. Its lock guards the content and the open file; every function takes
-// it for the whole of its work, but those whose name ends in InsideLock, whose caller holds it. Storages are
-// owned by shared pointers: a thread that reads has one of its own, so that the object can't go under it while
-// the lock is held, whoever gives the storage up.
+// Any thread may use a storage at any time. Its lock guards the content and the open file; every function
+// takes it for the whole of its work, but those whose name ends in InsideLock, whose caller holds it.
+// Storages are owned by shared pointers: a thread that reads has one of its own, so that the object can't go
+// under it while the lock is held, whoever gives the storage up.
 //
 // Failures are reported to KRMessageCenter, and give nothing or false. Dimensions are m rows, n columns and o
 // layers, the first index running fastest. What is read belongs to the caller alone unless a subclass tells
@@ -59,8 +59,8 @@ public:
     virtual bool isANumber(const std::string& name);
     // All names for an empty prefix.
     virtual std::vector<std::string> variablesWithPrefix(const std::string& prefix);
-    // The name that stands at the end of a chain of texts, each of them the name of the next variable. Nothing
-    // for a circle, which is reported.
+    // The name that stands at the end of a chain of texts, each of them the name of the next variable.
+    // Nothing for a circle, which is reported.
     virtual std::optional<std::string> resolveNameAllowingRedirection(const std::string& name);
     virtual std::optional<Size> getSizeOfVariable(const std::string& name);
 
@@ -68,8 +68,14 @@ public:
     // Converted from the stored type by plain casts. Null for a missing name or a text.
     ArrayPointer<double> readDoubleArray(const std::string& name) { return readArrayOf<double>(name); }
     ArrayPointer<float> readFloatArray(const std::string& name) { return readArrayOf<float>(name); }
-    ArrayPointer<std::int32_t> readIntArray(const std::string& name) { return readArrayOf<std::int32_t>(name); }
-    ArrayPointer<std::int16_t> readShortArray(const std::string& name) { return readArrayOf<std::int16_t>(name); }
+    ArrayPointer<std::int32_t> readIntArray(const std::string& name)
+    {
+        return readArrayOf<std::int32_t>(name);
+    }
+    ArrayPointer<std::int16_t> readShortArray(const std::string& name)
+    {
+        return readArrayOf<std::int16_t>(name);
+    }
     ArrayPointer<std::uint16_t> readUShortArray(const std::string& name)
     {
         return readArrayOf<std::uint16_t>(name);

@@ -33,7 +33,9 @@ platform::Value valueOf(KRDataStorage& storage, const std::string& name)
 // The names that are `base` or begin with "<base>_" leave the list.
 std::vector<std::string> takeNamesBelow(const std::string& base, std::vector<std::string>& names)
 {
-    const auto isBelow = [&](const std::string& name) { return name == base || name.starts_with(base + "_"); };
+    const auto isBelow = [&](const std::string& name) {
+        return name == base || name.starts_with(base + "_");
+    };
     const auto first = std::stable_partition(names.begin(), names.end(), std::not_fn(isBelow));
     std::vector<std::string> below(first, names.end());
     names.erase(first, names.end());
@@ -84,7 +86,8 @@ bool KRDataStorage::writeObject(const platform::Value& value, const std::string&
     return saveRecursively(value, withBaseName, 0);
 }
 
-bool KRDataStorage::saveRecursively(const platform::Value& value, const std::string& baseName, int currentDepth)
+bool KRDataStorage::saveRecursively(
+    const platform::Value& value, const std::string& baseName, int currentDepth)
 {
     if (currentDepth == kDeepestTree) {
         KRMessageCenter::addMessage("Reached the recursive depth.");

@@ -7,8 +7,8 @@
 class KRDataFile;
 
 // Holds the number of open data files of the process below 191: a process has few descriptors, and a closed
-// file opens again by itself when it is needed. It works once keepTrack() was called; until then files are only
-// counted. Any thread.
+// file opens again by itself when it is needed. It works once keepTrack() was called; until then files are
+// only counted. Any thread.
 //
 // A file that is in use is left alone: its lock is only tried. Locks: a file's lock before this one's.
 class OpenFiles {

@@ -1,6 +1,6 @@
 #include "storage/StorageNumber.h"
 
-#include "storage/ElementConversion.h"
+#include "storage/bytes/ElementConversion.h"
 
 #include <charconv>
 #include <cstring>
@@ -31,7 +31,8 @@ double StorageNumber::doubleValue() const
 
 void StorageNumber::convertTo(ElementType wanted, void* into) const
 {
-    std::visit([&](const auto& number) { storage::convertElements(type(), &number, 1, wanted, into); }, content_);
+    std::visit(
+        [&](const auto& number) { storage::convertElements(type(), &number, 1, wanted, into); }, content_);
 }
 
 platform::Value StorageNumber::value() const

@@ -40,5 +40,6 @@ public:
 
 private:
     // In the order of ElementType.
-    std::variant<double, float, std::int32_t, std::int16_t, std::uint16_t, signed char, unsigned char> content_;
+    std::variant<double, float, std::int32_t, std::int16_t, std::uint16_t, signed char, unsigned char>
+        content_;
 };

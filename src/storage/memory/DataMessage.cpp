@@ -1,8 +1,8 @@
 #include "storage/memory/DataMessage.h"
 
 #include "platform/files/FileManager.h"
-#include "storage/ElementConversion.h"
-#include "storage/StoredText.h"
+#include "storage/bytes/ElementConversion.h"
+#include "storage/bytes/StoredText.h"
 
 #include <algorithm>
 #include <array>

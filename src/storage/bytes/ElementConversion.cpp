@@ -1,4 +1,4 @@
-#include "storage/ElementConversion.h"
+#include "storage/bytes/ElementConversion.h"
 
 #include "arrays/kernels/SVByteGroups.h"
 
@@ -9,8 +9,7 @@ namespace {
 
 // A number that doesn't fit is allowed here: the sanitizer must not report it.
 template <class From, class To>
-__attribute__((no_sanitize("float-cast-overflow"))) void convert(
-    const From* from, std::size_t count, To* to)
+__attribute__((no_sanitize("float-cast-overflow"))) void convert(const From* from, std::size_t count, To* to)
 {
     for (std::size_t i = 0; i < count; ++i)
         to[i] = static_cast<To>(from[i]);

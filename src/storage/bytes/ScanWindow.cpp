@@ -1,4 +1,4 @@
-#include "storage/ScanWindow.h"
+#include "storage/bytes/ScanWindow.h"
 
 #include <algorithm>
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 // The part of a file that a scan holds: a header, a name and perhaps a single number. Its bounds decide which
-// numbers are kept with their entries, so they move exactly as told here; the bytes come from far larger blocks
-// where the entries are close together.
+// numbers are kept with their entries, so they move exactly as told here; the bytes come from far larger
+// blocks where the entries are close together.
 class ScanWindow {
 public:
     ScanWindow(int descriptor, std::uint64_t fileLength, std::uint64_t size)

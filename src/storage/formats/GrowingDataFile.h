@@ -1,7 +1,7 @@
 #pragma once
 
 #include "storage/KRDataFile.h"
-#include "storage/ScanWindow.h"
+#include "storage/bytes/ScanWindow.h"
 
 #include <cstdint>
 #include <optional>
@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-// The two binary formats: a sequence of entries, each a header, a name and data, that another program may still
-// be appending to. This class reads the data, and follows the file: it remembers how far the file is understood
-// and looks at what is new alone. An entry counts when all of it is there.
+// The two binary formats: a sequence of entries, each a header, a name and data, that another program may
+// still be appending to. This class reads the data, and follows the file: it remembers how far the file is
+// understood and looks at what is new alone. An entry counts when all of it is there.
 class GrowingDataFile : public KRDataFile {
 public:
     int updateFile() override { return updateFile(-1); }
@@ -49,12 +49,12 @@ protected:
     virtual void found(const std::string&, KRDataFileEntry&, ScanWindow&) { }
     // The scan from an offset to the end of the file; nothing when there is nothing to scan.
     virtual std::optional<Scan> readContentFromFile(
-        DataFileStream& file, const KRProgressCPP& progress, std::uint64_t startAtOffset)
-        = 0;
+        DataFileStream& file, const KRProgressCPP& progress, std::uint64_t startAtOffset) = 0;
     Scan scanEntries(DataFileStream& file, const KRProgressCPP& progress, std::uint64_t start);
 
     // Null when the shape can't be had, which is reported.
-    virtual std::optional<KRDataFileEntry::Shape> shapeOf(const std::string& name, const KRDataFileEntry& entry);
+    virtual std::optional<KRDataFileEntry::Shape> shapeOf(
+        const std::string& name, const KRDataFileEntry& entry);
 
     KRAnyArray readArray(const std::string& name, const KRDataFileEntry& entry, ElementType type) override;
     std::optional<StorageNumber> readStoredNumber(

@@ -1,11 +1,11 @@
-#include "storage/GrowingDataFile.h"
+#include "storage/formats/GrowingDataFile.h"
 
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVRegularFile.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
-#include "storage/ElementConversion.h"
-#include "storage/StoredText.h"
+#include "storage/bytes/ElementConversion.h"
+#include "storage/bytes/StoredText.h"
 
 #include <fmt/format.h>
 
@@ -57,10 +57,9 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
             break;
         Header header = headerFrom(bytes, position);
         if (header.fault == Header::Fault::Format) {
-            reportFormat(number == 1
-                    ? fmt::format("The file \"{}\" has incorrect format", lastComponent())
-                    : fmt::format("The file \"{}\" has a format error in entry number {}.{}", lastComponent(),
-                        number, header.faultText));
+            reportFormat(number == 1 ? fmt::format("The file \"{}\" has incorrect format", lastComponent())
+                                     : fmt::format("The file \"{}\" has a format error in entry number {}.{}",
+                                         lastComponent(), number, header.faultText));
             break;
         }
         last = position;
@@ -330,7 +329,8 @@ std::optional<StorageNumber> GrowingDataFile::readStoredNumber(
 {
     const auto type = entry.element();
     unsigned char raw[8];
-    if (!type || entry.isSparse() || !makeSureFileIsOpen() || !readBytes(name, entry, sizeOfElement(*type), raw))
+    if (!type || entry.isSparse() || !makeSureFileIsOpen()
+        || !readBytes(name, entry, sizeOfElement(*type), raw))
         return {};
     if (needToSwap_)
         storage::swapElements(*type, raw, 1);

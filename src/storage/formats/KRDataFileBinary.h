@@ -1,7 +1,7 @@
 #pragma once
 
 #include "datafile/SVDataFileIndex.h"
-#include "storage/GrowingDataFile.h"
+#include "storage/formats/GrowingDataFile.h"
 
 #include <cstdint>
 #include <memory>
@@ -31,7 +31,8 @@ class KRDataFileBinary final : public GrowingDataFile {
 
 public:
     explicit KRDataFileBinary(Private) { }
-    // The content isn't read yet. Null when the file can't be made or opened; what has a report is told by it.
+    // The content isn't read yet. Null when the file can't be made or opened; what has a report is told by
+    // it.
     static std::shared_ptr<KRDataFileBinary> createWithName(const std::string& name);
     static std::shared_ptr<KRDataFileBinary> createWithName(const std::string& name, bool forWriting);
     // An old file and its index are removed.

@@ -1,4 +1,4 @@
-#include "storage/EntryDictionary.h"
+#include "storage/formats/EntryDictionary.h"
 
 #include <climits>
 
@@ -27,8 +27,8 @@ platform::Value entryDictionary(const KRDataFileEntry& entry, bool hasThirdDimen
     dictionary["n"] = static_cast<std::int64_t>(entry.n());
     if (hasThirdDimension)
         dictionary["o"] = static_cast<std::int64_t>(entry.o());
-    dictionary["F"]
-        = entry.type() + (entry.isAString() ? kStringFlag : 0) + (entry.isSparse() ? kSparseFlag : 0);
+    dictionary["F"] =
+        entry.type() + (entry.isAString() ? kStringFlag : 0) + (entry.isSparse() ? kSparseFlag : 0);
     if (platform::Value kept = entry.cachedEntry(); !kept.isNull())
         dictionary["V"] = std::move(kept);
     return dictionary;
@@ -39,13 +39,15 @@ std::optional<EntryParts> partsOfEntryDictionary(const platform::Value& dictiona
     const auto offset = numberInRange(dictionary, "O", LLONG_MAX);
     const auto m = numberInRange(dictionary, "m", INT_MAX);
     const auto n = numberInRange(dictionary, "n", INT_MAX);
-    const auto o = hasThirdDimension ? numberInRange(dictionary, "o", INT_MAX) : std::optional<std::int64_t>(1);
+    const auto o =
+        hasThirdDimension ? numberInRange(dictionary, "o", INT_MAX) : std::optional<std::int64_t>(1);
     const auto flags = numberInRange(dictionary, "F", kMostFlags);
     if (!offset || !m || !n || !o || !flags)
         return {};
     EntryParts parts;
     parts.offset = static_cast<std::uint64_t>(*offset);
-    parts.shape = {static_cast<std::uint32_t>(*m), static_cast<std::uint32_t>(*n), static_cast<std::uint32_t>(*o)};
+    parts.shape = {
+        static_cast<std::uint32_t>(*m), static_cast<std::uint32_t>(*n), static_cast<std::uint32_t>(*o)};
     parts.type = static_cast<std::uint8_t>(*flags % kStringFlag);
     parts.isAString = (*flags & kStringFlag) != 0;
     parts.isSparse = (*flags & kSparseFlag) != 0;

@@ -11,8 +11,9 @@
 #include <string_view>
 #include <sys/types.h>
 
-// An open data file. Only regular files are opened: a folder, a device or a pipe in the place of one is refused
-// at once. Reading doesn't depend on a position, so it sees what another process has appended meanwhile.
+// An open data file. Only regular files are opened: a folder, a device or a pipe in the place of one is
+// refused at once. Reading doesn't depend on a position, so it sees what another process has appended
+// meanwhile.
 class DataFileStream {
 public:
     enum class Access { Read, ReadWrite, New }; // New: an old file is removed.
@@ -33,8 +34,8 @@ public:
 
     // Whether all of the bytes were there.
     bool readAt(std::uint64_t offset, void* into, std::size_t count);
-    // Writes the parts one behind the other at the end of the file, which must be `end`. On failure the file is
-    // cut back to that end.
+    // Writes the parts one behind the other at the end of the file, which must be `end`. On failure the file
+    // is cut back to that end.
     platform::Status append(std::uint64_t end, std::span<const std::string_view> parts);
     void flush() { std::fflush(file_.get()); }
 

@@ -1,4 +1,4 @@
-#include "storage/FileCopy.h"
+#include "storage/bytes/FileCopy.h"
 
 #include "datafile/SVReadAhead.h"
 #include "platform/files/Descriptor.h"

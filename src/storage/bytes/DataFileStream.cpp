@@ -1,4 +1,4 @@
-#include "storage/DataFileStream.h"
+#include "storage/bytes/DataFileStream.h"
 
 #include "datafile/SVReadAhead.h"
 #include "datafile/SVRegularFile.h"
@@ -81,7 +81,7 @@ platform::Status DataFileStream::append(std::uint64_t end, std::span<const std::
         return {};
     failed_ = failed_ || errno == EIO;
     if (::ftruncate(descriptor(), static_cast<off_t>(end)) != 0)
-        return platform::Error{written.error().text + ", and the incomplete entry at byte " + std::to_string(end)
-            + " can't be cut off: " + platform::systemError().text};
+        return platform::Error{written.error().text + ", and the incomplete entry at byte "
+            + std::to_string(end) + " can't be cut off: " + platform::systemError().text};
     return written;
 }

@@ -1,10 +1,10 @@
-#include "storage/KRDataFileBinary.h"
+#include "storage/formats/KRDataFileBinary.h"
 
 #include "datafile/SVDataFileFormat.h"
 #include "datafile/SVFile.h"
 #include "diagnostics/KRMessageCenter.h"
 
-#include "storage/EntryDictionary.h"
+#include "storage/formats/EntryDictionary.h"
 
 #include <fmt/format.h>
 
@@ -239,8 +239,8 @@ bool KRDataFileBinary::readInContentOfFile(const KRProgressCPP& progress)
 KRDataFileBinary::Indexed KRDataFileBinary::readIndexFile()
 {
     Indexed indexed;
-    const auto bytes = bytesOfIndexFile(
-        kSVApplicationDialect.smallestIndexFile, kSVApplicationDialect.largestIndexFile + 1);
+    const auto bytes =
+        bytesOfIndexFile(kSVApplicationDialect.smallestIndexFile, kSVApplicationDialect.largestIndexFile + 1);
     if (!bytes)
         return indexed;
     const auto length = static_cast<long long>(currentLengthOfFile_);
@@ -321,12 +321,12 @@ platform::Result<std::vector<KRDataFile::NewVariable>> KRDataFileBinary::variabl
 {
     const auto type = array.type();
     const Shape shape = shapeWritten(array);
-    KRDataFileEntry entry
-        = KRDataFileBinaryEntry::createArrayAt(0, static_cast<std::uint8_t>(type), shape.m, shape.n, shape.o);
+    KRDataFileEntry entry =
+        KRDataFileBinaryEntry::createArrayAt(0, static_cast<std::uint8_t>(type), shape.m, shape.n, shape.o);
     if (array.length() == 1 && (type == Double || type == Float || type == Int))
         entry.setNumberValue(StorageNumber::fromBytes(type, array.elements()));
-    auto made = variable(
-        name, entry, {static_cast<const char*>(array.elements()), static_cast<std::size_t>(array.memoryUsed())});
+    auto made = variable(name, entry,
+        {static_cast<const char*>(array.elements()), static_cast<std::size_t>(array.memoryUsed())});
     if (!made)
         return made.error();
     std::vector<NewVariable> variables;
@@ -340,8 +340,8 @@ platform::Result<KRDataFile::NewVariable> KRDataFileBinary::variableForText(
     static_assert(!kSVApplicationDialect.stringHasNul);
     const auto length = static_cast<std::uint32_t>(std::min<std::size_t>(text.size(), UINT32_MAX));
     const std::uint32_t one = length == 0 ? 0 : 1; // Without elements all dimensions are 0.
-    KRDataFileEntry entry
-        = KRDataFileBinaryEntry::createStringAt(0, KRDataFileBinaryEntry::kStringType, one, length, one);
+    KRDataFileEntry entry =
+        KRDataFileBinaryEntry::createStringAt(0, KRDataFileBinaryEntry::kStringType, one, length, one);
     if (text.size() < kShortText)
         entry.setStringValue(text);
     return variable(name, entry, text);

@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <optional>
 
-// The dictionary of an entry, in which the content of a file travels as a property list: "O" the offset of the
-// data, "m", "n" and "o" the dimensions, "F" the type and flags, "V" the number or text that is kept.
+// The dictionary of an entry, in which the content of a file travels as a property list: "O" the offset of
+// the data, "m", "n" and "o" the dimensions, "F" the type and flags, "V" the number or text that is kept.
 namespace storage {
 
 struct EntryParts {

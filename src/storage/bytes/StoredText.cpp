@@ -1,4 +1,4 @@
-#include "storage/StoredText.h"
+#include "storage/bytes/StoredText.h"
 
 #include "platform/Utf8.h"
 
