@@ -73,12 +73,6 @@ void MessageLog::begin()
     open(path());
 }
 
-bool MessageLog::isOpen() const
-{
-    const std::lock_guard guard(lock_);
-    return file_ != nullptr;
-}
-
 void MessageLog::add(
     double secondsSince1970, const std::string& text, const std::optional<std::string>& longVersion)
 {

@@ -24,7 +24,6 @@ public:
     // that are added while the function runs, by itself as well, are written behind "Started".
     void openAtFirstUse(std::function<std::string()> path);
     void begin();
-    bool isOpen() const;
     // A text that isn't UTF-8 is left out.
     void add(double secondsSince1970, const std::string& text, const std::optional<std::string>& longVersion);
 
@@ -34,7 +33,7 @@ private:
     struct Close {
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
-    mutable std::mutex lock_; // Taken alone, with no other lock of the message center held.
+    std::mutex lock_; // Taken alone, with no other lock of the message center held.
     std::unique_ptr<std::FILE, Close> file_;
     std::function<std::string()> pathAtFirstUse_;
     bool isOpening_ = false;

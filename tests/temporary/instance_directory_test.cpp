@@ -2,7 +2,7 @@
 
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
-#include "temporary/AnotherProcess.h"
+#include "platform/AnotherProcess.h"
 #include "temporary/RemoveEverything.h"
 
 #include <gtest/gtest.h>

@@ -5,7 +5,7 @@
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/Places.h"
-#include "temporary/AnotherProcess.h"
+#include "platform/AnotherProcess.h"
 #include "temporary/KRContainerFileName.h"
 #include "temporary/KRContainerFolder.h"
 

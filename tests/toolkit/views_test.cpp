@@ -164,6 +164,8 @@ TEST(Table, KeepsTheRowsAndTheSelectionThatItsSourceStillHas)
     EXPECT_EQ(rows.selections, 2) << "the same selection is no change";
     EXPECT_EQ(toolkit::cellText(table.value("x", 1)), "1");
     EXPECT_EQ(toolkit::cellText(table.value("x", 2)), "");
+    EXPECT_EQ(toolkit::cellText("text"), "text");
+    EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{0, 2})) << "nothing hides a row";
     table.setDataSource(nullptr);
     EXPECT_EQ(table.numberOfRows(), 0);
 }
@@ -216,8 +218,10 @@ TEST(Table, AsksItsDelegateForCellsAndMenus)
     toolkit::moveSource(rows, held, &table);
     EXPECT_EQ(held, &table);
     EXPECT_EQ(table.dataSource(), &rows);
+    toolkit::Noted former(table);
     toolkit::moveSource(rows, held, &other);
     EXPECT_EQ(table.dataSource(), nullptr);
+    EXPECT_TRUE(former.takeReload());
     EXPECT_EQ(other.dataSource(), &rows);
     Rows newer;
     other.setDataSource(&newer);
@@ -296,9 +300,12 @@ TEST(View, LeavesItsParentAndLetsItsChildrenGo)
         window.setContent(&root);
         root.addSubview(child);
         EXPECT_EQ(child.window(), &window);
-        toolkit::View brief;
-        root.addSubview(brief);
-        EXPECT_EQ(root.subviews().size(), 2U);
+        {
+            toolkit::View brief;
+            root.addSubview(brief);
+            EXPECT_EQ(root.subviews().size(), 2U);
+        }
+        EXPECT_EQ(root.subviews().size(), 1U);
     }
     EXPECT_EQ(window.content(), nullptr);
     EXPECT_EQ(child.superview(), nullptr);
@@ -340,7 +347,10 @@ TEST(Menu, AValidatorSettlesWhatIsEnabled)
 TEST(Window, ClosesUnlessTheLogicRefuses)
 {
     toolkit::Window window;
+    toolkit::Noted shown(toolkit::ShownWindows::shared());
     window.orderFront();
+    platform::MainLoop::main().runPending();
+    EXPECT_TRUE(shown.all.order);
     bool mayClose = false;
     window.shouldClose = [&] { return mayClose; };
     EXPECT_FALSE(window.userCloses());
@@ -391,6 +401,11 @@ TEST(Controls, APressOrAChoiceDoesWhatItMeans)
     box.press();
     EXPECT_EQ(pressed, 1);
     EXPECT_EQ(box.state(), 0);
+    toolkit::Button button;
+    button.whenPressed = [&] { ++pressed; };
+    button.setEnabled(false);
+    button.press();
+    EXPECT_EQ(pressed, 1);
 
     toolkit::PopUp queues;
     EXPECT_EQ(queues.selectedIndex(), -1);
