@@ -185,6 +185,8 @@ TEST(Table, ScrollsItsClipUntilARowIsVisible)
     table.scrollRowToVisible(3);
     EXPECT_EQ(clip.bounds().y, 30);
     EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{3, 5}));
+    table.scrollRowToVisible(0);
+    EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{0, 5}));
     table.setVisibleRange({90, 20});
     EXPECT_EQ(clip.bounds().y, 900);
     EXPECT_EQ(table.visibleRange(), (toolkit::Table::VisibleRange{90, 10}));
@@ -276,6 +278,9 @@ TEST(DraggableViews, KeepTheOrderThatTheUserGivesThem)
     EXPECT_EQ(delegate.told, "()(-)+?Dragged");
 
     list.forceViewReset();
+    list.moveController(0, 1);
+    list.moveController(1, 0);
+    list.moveController(2, 1);
     list.forceViewReset();
     ASSERT_EQ(list.viewList().views().size(), 3U);
     EXPECT_EQ(list.viewList().views()[1], list.controllers()[1]->view());
@@ -417,6 +422,7 @@ TEST(Controls, APressOrAChoiceDoesWhatItMeans)
     EXPECT_EQ(queues.selectedIndex(), 2) << "the same item at its new place";
     queues.setItems({"x"});
     EXPECT_EQ(queues.selectedIndex(), 0);
+    EXPECT_EQ(queues.items(), std::vector<std::string>{"x"});
 
     toolkit::TabView tabs;
     tabs.addTab({"A", "A", nullptr});
