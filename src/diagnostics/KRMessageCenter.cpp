@@ -134,6 +134,7 @@ void KRMessageCenter::seriousErrorMessage(const MessageText& text)
 // Made at the first use; replaceable, never null.
 std::shared_ptr<KRMessageCenter> KRMessageCenter::sharedMessageCenter()
 {
+    processLog().begin();
     std::shared_ptr<KRMessageCenter> center;
     {
         SharedState& state = sharedState();
@@ -166,9 +167,9 @@ void KRMessageCenter::setCenterOfThread(std::shared_ptr<KRMessageCenter> center)
     threadCenter() = std::move(center);
 }
 
-void KRMessageCenter::openLogInFolder(const std::string& folder)
+void KRMessageCenter::keepLogInFolder(std::function<std::string()> folder)
 {
-    processLog().open(folder + "/Log");
+    processLog().openAtFirstUse([folder = std::move(folder)] { return folder() + "/Log"; });
 }
 
 void KRMessageCenter::addToLog(const std::string& text)

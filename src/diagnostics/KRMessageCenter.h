@@ -10,6 +10,7 @@
 #include "toolkit/Window.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -69,8 +70,10 @@ public:
     static void setDelegateForClass(KRMessageCenterDelegate*) { }
     // The center of the calling thread from now on; null for the shared one.
     static void setCenterOfThread(std::shared_ptr<KRMessageCenter> center);
-    // Starts the process's log, "<folder>/Log". Without it messages are kept in memory alone.
-    static void openLogInFolder(const std::string& folder);
+    // The process's log is "Log" in the folder that the function names. It is opened when the shared center
+    // is first asked for, or with the first message. The function may add messages. Without it messages are
+    // kept in memory alone.
+    static void keepLogInFolder(std::function<std::string()> folder);
     // A record for the log alone, which no table shows. Any thread.
     static void addToLog(const std::string& text);
 

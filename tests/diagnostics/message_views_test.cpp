@@ -77,8 +77,16 @@ TEST(MessageViews, ASelectionShowsTheDetailOfItsOwnTable)
     EXPECT_EQ(secondDetail.string(), "without");
     shown.table.selectRows({0, 1});
     EXPECT_EQ(shown.detail.string(), "");
-    shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
+    toolkit::Table third;
+    shown.center->setAdditionalScrollView(&third, &secondDetail, &delegate);
     EXPECT_EQ(second.dataSource(), nullptr);
+    third.selectRows({0});
+    second.setDataSource(shown.center.get());
+    second.selectRows({1});
+    EXPECT_EQ(secondDetail.string(), "and long") << "the former table tells its selection to nobody";
+    second.setDataSource(nullptr);
+    shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
+    EXPECT_EQ(third.dataSource(), nullptr);
 }
 
 TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)

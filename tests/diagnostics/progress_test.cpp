@@ -43,10 +43,14 @@ TEST_F(Progress, WorkThatEndsSoonNeverShowsAndTheTimerStopsAfterIt)
 {
     const toolkit::Noted changes(list);
     auto brief = entry("brief");
+    controller->updateViewIfNeccesary();
+    EXPECT_TRUE(list.views().empty()) << "too early";
     ASSERT_TRUE(served([&] { return controller->timerIsRunning(); }));
     brief.reset();
     EXPECT_TRUE(served([&] { return !controller->timerIsRunning(); }));
     EXPECT_FALSE(changes.all.structure);
+    const auto next = entry("next");
+    EXPECT_TRUE(shows(1)) << "the timer starts again";
 }
 
 TEST_F(Progress, LinesComeAndGoAndAreCounted)

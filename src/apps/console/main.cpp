@@ -263,6 +263,6 @@ int main(int argc, char** argv)
     std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
     std::signal(SIGXFSZ, SIG_IGN); // A limit on the size of files is a failure to write, and told as such.
     platform::MainLoop::main();
-    composeProgram();
+    const Program program;
     return CommandLine().run(argc, argv);
 }
