@@ -112,6 +112,8 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     EXPECT_EQ(messages.table.numberOfRows(), 0);
     EXPECT_TRUE(messages.window.userCloses());
     EXPECT_FALSE(center->windowVisible());
+    center->updateIfNeccesaryFromTimer();
+    EXPECT_FALSE(messages.window.isVisible()) << "nothing new";
     toolkit::Workspace::shared() = {};
 }
 
