@@ -150,8 +150,12 @@ TEST(Model, TellsWhatAnActionChanges)
                 tabs.addTab({"A", "a", &field});
             },
             both},
-        {tabs, [&] { tabs.addTab({"B"}); }, both}, {tabs, [&] { tabs.choose("B"); }, selection},
-        {menu, [&] { menu.add({.title = "b"}); }, structure},
+        {tabs,
+            [&] {
+                tabs.addTab({"B", "b", nullptr});
+            },
+            both},
+        {tabs, [&] { tabs.choose("B"); }, selection}, {menu, [&] { menu.add({.title = "b"}); }, structure},
         {menu, [&] { menu.insert(0, {.title = "a"}); }, structure},
         {menu, [&] { menu.remove(0); }, structure},
         {menu, [&] { menu.change(0, [](toolkit::MenuItem& item) { item.title = "c"; }); }, value}};
