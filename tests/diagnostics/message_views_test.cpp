@@ -97,6 +97,8 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     EXPECT_EQ(messages.table.accessibleName() + ", " + messages.detail.accessibleName() + ", "
             + messages.count.accessibleName(),
         "Messages, Message detail, Message count");
+    EXPECT_EQ(messages.table.columns().size(), 2U);
+    EXPECT_TRUE(messages.table.column("Date") && messages.table.column("Text"));
     center->newMessage("short", "and long");
     platform::MainLoop::main().runPending();
     EXPECT_TRUE(messages.window.isVisible());
@@ -112,6 +114,8 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     EXPECT_EQ(messages.table.numberOfRows(), 0);
     EXPECT_TRUE(messages.window.userCloses());
     EXPECT_FALSE(center->windowVisible());
+    center->updateIfNeccesaryFromTimer();
+    EXPECT_FALSE(messages.window.isVisible()) << "nothing new";
     toolkit::Workspace::shared() = {};
 }
 

@@ -153,6 +153,10 @@ TEST_F(Downloads, LeaveNothingWhenTheyFail)
     }
     for (const char* url : {"", "no url", "gopher://127.0.0.1/", "http://127.0.0.1:1/"})
         expectFailure(url);
+    const std::string folders = KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD";
+    ASSERT_TRUE(files::remove(folders));
+    EXPECT_EQ(download("file:///etc/hostname")->folder, nullptr);
+    ASSERT_TRUE(files::createDirectory(folders));
 }
 
 TEST_F(Downloads, GiveUpASilentServer)
@@ -197,6 +201,7 @@ TEST(SuggestedNames, AreBareNames)
         {"attachment; filename=\"C:\\\\x\\\\y.txt\"", "http://host/b", "y.txt"},
         {"attachment; filename=\"..\"", "http://host/b", "b"},
         {"attachment; filename=\"", "http://host/b", "b"},
+        {"attachment; filename=\"c", "http://host/b", "c"},
         {"inline", "http://host/b", "b"},
     };
     for (const auto& given : kCases)

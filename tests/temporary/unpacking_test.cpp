@@ -116,6 +116,10 @@ TEST_F(Unpacking, RefusesOtherEndings)
     ASSERT_EQ(center_->messages().size(), 1U);
     EXPECT_EQ(center_->messages()[0]->shortDescription(), "Unsupported ending");
     EXPECT_EQ(delegate->folder, nullptr);
+    KRContainerFolder::createWithFolder(folder_ / "missing", false)->uncompressFile("a.zip", delegate);
+    EXPECT_NE(delegate->folder, nullptr);
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(center_->messages().back()->shortDescription(), "Could not unpack an archive.");
 }
 
 } // namespace

@@ -122,6 +122,56 @@ TEST(Model, KeepsWhatIsSetAndTellsIt)
     EXPECT_EQ(window.maximumSize(), (Size{3, 4}));
 }
 
+TEST(Model, TellsWhatAnActionChanges)
+{
+    toolkit::TextField field;
+    toolkit::PopUp popUp;
+    toolkit::TabView tabs;
+    toolkit::Menu menu("Title");
+    EXPECT_EQ(menu.title(), "Title");
+    const toolkit::Change value{.value = true};
+    const toolkit::Change selection{.selection = true};
+    const toolkit::Change structure{.structure = true};
+    const toolkit::Change both{.selection = true, .structure = true};
+    const struct {
+        toolkit::Model& model;
+        std::function<void()> action;
+        toolkit::Change told;
+    } cases[] = {{field, [&] { field.edit("typed"); }, value}, {field, [&] { field.cancelEditing(); }, value},
+        {field, [&] { field.commit("committed"); }, value},
+        {popUp,
+            [&] {
+                popUp.setItems({"a", "b"});
+            },
+            both},
+        {popUp, [&] { popUp.selectIndex(1); }, selection}, {popUp, [&] { popUp.selectIndex(2); }, {}},
+        {tabs,
+            [&] {
+                tabs.addTab({"A", "a", &field});
+            },
+            both},
+        {tabs,
+            [&] {
+                tabs.addTab({"B", "b", nullptr});
+            },
+            both},
+        {tabs, [&] { tabs.choose("B"); }, selection}, {menu, [&] { menu.add({.title = "b"}); }, structure},
+        {menu, [&] { menu.insert(0, {.title = "a"}); }, structure},
+        {menu, [&] { menu.remove(0); }, structure},
+        {menu, [&] { menu.change(0, [](toolkit::MenuItem& item) { item.title = "c"; }); }, value}};
+    for (const auto& one : cases) {
+        toolkit::Noted noted(one.model);
+        one.action();
+        platform::MainLoop::main().runPending();
+        EXPECT_EQ(noted.all, one.told) << &one - cases;
+    }
+    EXPECT_EQ(menu.item(0).title, "c");
+    EXPECT_EQ(field.superview(), &tabs);
+    toolkit::View other;
+    other.addSubview(field);
+    EXPECT_TRUE(tabs.subviews().empty()) << "a view has one parent";
+}
+
 TEST(Table, TellsRowsDataSelectionAndColumnsApart)
 {
     Rows rows;
