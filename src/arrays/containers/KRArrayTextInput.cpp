@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -62,6 +63,16 @@ platform::Result<platform::File> openRegularFile(const std::string& file)
     return platform::File::open(file, platform::File::Mode::Read);
 }
 
+bool enlarge(std::vector<char>& block)
+{
+    try {
+        block.resize(2 * block.size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
 // Gives the file in pieces of whole lines, without its last lines, until `take` answers false. A piece stays
 // in the cache while it is read, which is faster than the whole file in memory.
 template <class Take>
@@ -72,8 +83,8 @@ platform::Status readPieces(platform::File& file, long linesAtEnd, Take take)
     while (true) {
         // At least as much as is waiting, so that the search in a very long line is repeated a few times
         // only.
-        if (waiting > block.size() / 2)
-            block.resize(2 * block.size());
+        if (waiting > block.size() / 2 && !enlarge(block))
+            return platform::Error{"a line is longer than the memory"};
         const auto count =
             file.read({reinterpret_cast<std::uint8_t*>(block.data()) + waiting, block.size() - waiting});
         if (!count)
