@@ -1,12 +1,18 @@
 #include "arrays/containers/KRArrayTextInput.h"
 
 #include "arrays/containers/KROneLineText.h"
+#include "arrays/containers/KRTableText.h"
 #include "arrays/containers/text_testing.h"
+#include "diagnostics/ShownProgress.h"
+#include "toolkit/Controls.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <fmt/format.h>
 #include <random>
 #include <sys/stat.h>
+#include <thread>
 
 using namespace containertest;
 
@@ -101,7 +107,8 @@ TEST(TextTable, EndsAtWhatIsNoNumber)
 
 TEST(TextTable, ReportsAFileThatCannotBeRead)
 {
-    const std::string pipe = TextFile("").path() + "-pipe";
+    const svtest::ScratchFolder scratch;
+    const std::string pipe = scratch / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& path :
         {std::string("/nonexistent/a"), std::string("/tmp"), std::string("/dev/zero"), pipe}) {
@@ -116,7 +123,6 @@ TEST(TextTable, ReportsAFileThatCannotBeRead)
         }),
             ElementsAre(words, words, words));
     }
-    ::unlink(pipe.c_str());
 }
 
 // Longer than the pieces in which the new form reads, with line ends of two characters between them.
@@ -130,7 +136,7 @@ TEST(TextTable, LongFilesReadTheSameInPieces)
     const TextFile file(text);
     const auto whole = Doubles::readInContentFromFile(file.path(), 0);
     EXPECT_EQ(whole->m(), lines);
-    EXPECT_EQ(whole->valueAtIJ(lines - 1, 0), static_cast<double>(lines - 1));
+    EXPECT_EQ(whole->valueAtI(lines - 1, 0), static_cast<double>(lines - 1));
     EXPECT_TRUE(whole->isEqualToArray(Doubles::readInContentFromFileNew(file.path(), 0, 0)));
     const auto cut = Doubles::readInContentFromFileNew(file.path(), 0, 70000);
     EXPECT_EQ(cut->m(), lines - 70000);
@@ -143,17 +149,56 @@ TEST(TextTable, LongFilesReadTheSameInPieces)
     EXPECT_EQ(Doubles::readInContentFromFile(TextFile(narrow).path(), 0)->n(), 100000);
 }
 
+// The line of progress of a table follows its reading, and its abort button ends it.
 TEST(TextProgress, IsToldAndAborts)
 {
+    ShownProgress shownProgress;
+    const auto entry = shownProgress.addEntry();
+    const auto& line = shownProgress.line;
+    ASSERT_TRUE(line);
+    KRTableText<double> table("file", 0, KRTableText<double>::LongLine::IsCut, 0);
+    table.reportTo(entry, 12000);
+    std::string lines;
+    for (int number = 0; number < 3000; ++number)
+        lines += "1\n";
+    EXPECT_TRUE(table.read(lines));
+    EXPECT_TRUE(shownProgress.reaches(0.5F));
+    line->abortButtonHit();
+    EXPECT_FALSE(table.wasAborted());
+    EXPECT_FALSE(table.read(lines));
+    EXPECT_TRUE(table.wasAborted());
+    EXPECT_EQ(Doubles::readFromFile(streamOf("1 2").get(), 2, 1, 1, entry), nullptr);
+    EXPECT_TRUE(ShownProgress::within(
+        [&] { return line->description()->stringValue() == "Parsing an integer array"; }));
+}
+
+TEST(TextProgress, IsNamedAfterTheVariableOrTheFile)
+{
+    ShownProgress shownProgress(KRProgressController::sharedController());
     std::string text;
-    for (int line = 0; line < 10000; ++line)
-        text += "1\n";
+    for (int number = 0; number < 1000000; ++number)
+        text += "1.5\n";
     const TextFile file(text);
-    const auto& controller = KRProgressController::sharedController();
-    // A line of progress of the same list shows that reading adds its own while it works.
-    const auto before = controller->getPercentages().size();
-    EXPECT_EQ(Doubles::readInContentFromFile(file.path(), 0, KRProgressVariable{"x", 1})->length(), 10000);
-    EXPECT_EQ(controller->getPercentages().size(), before + 1); // Taken off at the next turn of its timer.
+    // Reads on a worker until its line has shown.
+    const auto expectLine = [&](const char* wanted, const std::function<void()>& read) {
+        std::atomic<bool> enough = false;
+        std::thread worker([&] {
+            while (!enough)
+                read();
+        });
+        EXPECT_TRUE(ShownProgress::within([&] {
+            const auto lines = shownProgress.controller->visibleEntries();
+            return std::ranges::any_of(
+                lines, [&](const auto& line) { return line->description()->stringValue() == wanted; });
+        })) << wanted;
+        enough = true;
+        worker.join();
+    };
+    expectLine("x: Parsing file.", [&] {
+        Doubles::readInContentFromFile(file.path(), 0, KRProgressVariable{"x", 1});
+    });
+    expectLine("text: Parsing file.", [&] { Doubles::readInContentFromFileNew(file.path(), 0, 0); });
+    expectLine("Parsing a double array", [&] { Doubles::readInListFromFile(file.path(), 0); });
 }
 
 TEST(TextList, ReadsAllNumbers)
