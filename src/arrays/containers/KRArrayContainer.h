@@ -63,10 +63,23 @@ public:
     const T* constPointer() const { return constPointer_; }
     T* mutablePointer();
 
-    T valueAtIndex(long i) const; // Out of bounds: a report and 0.
-    T valueAtIJ(long i, long j) const;
-    void setValueAtIndex(T value, long i);
-    void setValueAtIJ(T value, long i, long j);
+    // An index out of bounds is reported; reading gives 0, and setting changes nothing.
+    T valueAtIndex(long i) const { return isInside(i, lengthV_) ? constPointer_[i] : array()(i); }
+    T valueAtI(long i, long j) const
+    {
+        return isInside(i, mV_) && isInside(j, nV_) ? constPointer_[i + j * mV_] : array()(i, j);
+    }
+    void setValue(T value, long atIndex)
+    {
+        if (mutablePointer_ && isInside(atIndex, lengthV_))
+            mutablePointer_[atIndex] = value;
+        else
+            reportSetting();
+    }
+    void setValue(T value, long atI, long j)
+    {
+        setValue(value, isInside(atI, mV_) && isInside(j, nV_) ? atI + j * mV_ : -1);
+    }
     void setAllValues(T value);
     long findValue(T value) const; // The first position, or -1.
 
@@ -91,7 +104,7 @@ public:
     void increaseLengthBy(long length);
     void sortInPlace() requires KROrderedElement<T>;
     // All elements of `array` to the positions from..to-1; false, with a report, if that doesn't fit.
-    bool copyFromArrayIntoRangeFrom(const ConstPointer& array, long intoRangeFrom, long to);
+    bool copyFromArray(const ConstPointer& array, long intoRangeFrom, long to);
 
     // Of an empty array 0. NaNs are passed over unless the first entry is one.
     T minValue() const requires KROrderedElement<T>;
@@ -180,7 +193,11 @@ private:
     void replaceBy(KRMutableArray<T> array);
     void takeFacts(); // Of the array: dimensions and pointers.
     const KRArray<T>* held() const;
-    void reportOutOfBounds() const;
+    static bool isInside(long index, long size)
+    {
+        return index >= 0 && index < size;
+    }
+    [[gnu::cold]] void reportSetting() const; // Why an element can't be set.
     platform::Value::Dictionary plainForm(const char* dataKey) const;
 
     std::unique_ptr<KRMutableArray<T>> mutableVersion_; // Null for a read-only one.

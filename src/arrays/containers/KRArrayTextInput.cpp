@@ -7,9 +7,11 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/File.h"
 
+#include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <fmt/format.h>
-#include <span>
+#include <limits>
 #include <string_view>
 #include <vector>
 
@@ -51,11 +53,6 @@ Progress progressFor(const Variable& inside, const std::string& otherwise)
     return KRProgressEntry::createWithDescription(otherwise);
 }
 
-Progress progressOfTable(const Variable& inside, const std::string& file)
-{
-    return progressFor(inside, std::filesystem::path(file).filename().string() + ": Parsing file.");
-}
-
 // A pipe would wait for its writer, and a device may have no end.
 platform::Result<platform::File> openRegularFile(const std::string& file)
 {
@@ -65,100 +62,112 @@ platform::Result<platform::File> openRegularFile(const std::string& file)
     return platform::File::open(file, platform::File::Mode::Read);
 }
 
-void reportUnreadable(const std::string& file)
+// Gives the file in pieces of whole lines, without its last lines, until `take` answers false. A piece stays
+// in the cache while it is read, which is faster than the whole file in memory.
+template <class Take>
+platform::Status readPieces(platform::File& file, long linesAtEnd, Take take)
 {
+    std::vector<char> block(std::size_t{1} << 19);
+    std::size_t waiting = 0; // At the start of the block.
+    while (true) {
+        // At least as much as is waiting, so that the search in a very long line is repeated a few times
+        // only.
+        if (waiting > block.size() / 2)
+            block.resize(2 * block.size());
+        const auto count =
+            file.read({reinterpret_cast<std::uint8_t*>(block.data()) + waiting, block.size() - waiting});
+        if (!count)
+            return count.error();
+        waiting += *count;
+        const std::string_view text(block.data(), waiting);
+        // The last line may go on in the next piece.
+        const char* const kept = startOfLastLines(text, *count == 0 ? linesAtEnd : linesAtEnd + 1);
+        const auto whole = static_cast<std::size_t>(kept - text.data());
+        if (!take(text.substr(0, whole)) || *count == 0)
+            return {};
+        waiting -= whole;
+        std::memmove(block.data(), kept, waiting);
+    }
+}
+
+// A list of numbers, given in pieces of whole lines.
+template <class T>
+class ListText {
+public:
+    ListText(long skipLines, long size, Progress progress)
+        : linesToSkip_(skipLines), size_(size), progress_(std::move(progress)), numbers_(size / 8)
+    { }
+
+    bool wasAborted() const { return wasAborted_; }
+    KRMutableArray<T> list() { return numbers_.take(); }
+
+    // False if the list has ended.
+    bool read(std::string_view lines)
+    {
+        const char* place = lines.data();
+        const char* const end = place + lines.size();
+        for (; linesToSkip_ > 0 && place != end; --linesToSkip_)
+            place = behindLineEnd(std::find_if(place, end, endsALine), end);
+        const auto isSeparator = [](char c) { return KRIsBlank(c) || c == ',' || c == ';'; };
+        while (true) {
+            place = std::find_if_not(place, end, isSeparator);
+            if (place == end)
+                break;
+            const auto number = KRReadNumber<T>(place, end);
+            if (!number || !numbers_.add(number.value)) {
+                KRMessageCenter::addMessage(number ? "Out of memory." : "Illegal characters found in text.");
+                return false;
+            }
+            place = number.end;
+        }
+        done_ += static_cast<long>(lines.size());
+        progress_->updatePercentage(static_cast<float>(done_) / static_cast<float>(std::max(size_, 1L)));
+        wasAborted_ = progress_->userHasAborted();
+        return !wasAborted_;
+    }
+
+private:
+    long linesToSkip_;
+    long size_; // Of the file.
+    Progress progress_;
+    KRNumberBuffer<T> numbers_;
+    long done_ = 0;
+    bool wasAborted_ = false;
+};
+
+// Reads a file by a KRTableText or a ListText, which make(size) gives for the size of the file.
+template <class Make>
+auto readText(const std::string& path, long linesAtEnd, Make make) -> decltype(make(0L))
+{
+    auto file = openRegularFile(path);
+    if (file) {
+        auto text = make(static_cast<long>(file->size().value_or(0)));
+        // One less than the largest number: one line more is kept while pieces come.
+        const long kept = std::clamp(linesAtEnd, 0L, std::numeric_limits<long>::max() - 1);
+        if (readPieces(*file, kept, [&](std::string_view lines) { return text->read(lines); }))
+            return text;
+    }
     KRMessageCenter::addMessage("Internal: Could not read the content of a file.",
         fmt::format("Could not read the content of the file \"{}\". Was asked to read in an array, but "
                     "nothing will be "
                     "returned.",
-            file));
-}
-
-// A block that isn't cleared before it is read into.
-struct WholeText {
-    std::unique_ptr<std::uint8_t[]> block;
-    std::size_t size = 0;
-    std::string_view text() const { return {reinterpret_cast<const char*>(block.get()), size}; }
-};
-
-platform::Result<WholeText> wholeText(const std::string& path)
-{
-    auto file = openRegularFile(path);
-    if (!file)
-        return file.error();
-    const auto size = file->size();
-    if (!size)
-        return size.error();
-    WholeText whole{std::unique_ptr<std::uint8_t[]>(new (std::nothrow) std::uint8_t[*size])};
-    if (!whole.block)
-        return platform::Error{path + " is larger than the memory"};
-    while (whole.size < *size) {
-        const auto count = file->read(std::span(whole.block.get() + whole.size, *size - whole.size));
-        if (!count)
-            return count.error();
-        if (*count == 0) // The file has become shorter.
-            break;
-        whole.size += *count;
-    }
-    return whole;
-}
-
-// Gives the file in pieces of whole lines, without its last lines, until `take` answers false.
-template <class Take>
-platform::Status readPieces(platform::File& file, long linesAtEnd, Take take)
-{
-    constexpr std::size_t kPiece = std::size_t{1} << 20;
-    std::vector<std::uint8_t> block;
-    std::string waiting;
-    for (bool goesOn = true, atEnd = false; goesOn && !atEnd;) {
-        // As much as is waiting, so that the search in a very long line is repeated a few times only.
-        block.resize(std::max(kPiece, waiting.size()));
-        const auto count = file.read(block);
-        if (!count)
-            return count.error();
-        waiting.append(reinterpret_cast<const char*>(block.data()), *count);
-        atEnd = *count == 0;
-        // The last line may go on in the next piece.
-        const char* const kept = startOfLastLines(waiting, atEnd ? linesAtEnd : linesAtEnd + 1);
-        const auto whole = static_cast<std::size_t>(kept - waiting.data());
-        goesOn = take(std::string_view(waiting).substr(0, whole));
-        waiting.erase(0, whole);
-    }
-    return {};
+            path));
+    return nullptr;
 }
 
 template <class T>
-std::shared_ptr<KRArrayContainer<T>> contained(KRTableText<T>& table)
+std::shared_ptr<KRArrayContainer<T>> readTable(const std::string& file, long skipLines, long skipLinesAtEnd,
+    typename KRTableText<T>::LongLine longLine, const Variable& inside)
 {
-    if (table.wasAborted())
+    const auto table = readText(file, skipLinesAtEnd, [&](long size) {
+        auto text = std::make_unique<KRTableText<T>>(file, skipLines, longLine, size / 8);
+        const std::string name = std::filesystem::path(file).filename().string();
+        text->reportTo(progressFor(inside, name + ": Parsing file."), size);
+        return text;
+    });
+    if (!table || table->wasAborted())
         return nullptr;
-    return KRArrayContainer<T>::createArrayWithMutableObject(table.table());
-}
-
-// Adds all numbers of the text. False if the user has aborted.
-template <class T>
-bool readList(std::string_view text, KRNumberBuffer<T>& numbers, KRProgressEntry& progress)
-{
-    const auto isSeparator = [](char c) { return KRIsBlank(c) || c == ',' || c == ';'; };
-    const char* place = text.data();
-    const char* const end = place + text.size();
-    while (true) {
-        place = std::find_if_not(place, end, isSeparator);
-        if (place == end)
-            return true;
-        const auto number = KRReadNumber<T>(place, end);
-        if (!number || !numbers.add(number.value)) {
-            KRMessageCenter::addMessage(number ? "Out of memory." : "Illegal characters found in text.");
-            return true;
-        }
-        place = number.end;
-        if (numbers.count() % kNumbersBetweenReports == 0) {
-            progress.updatePercentage(
-                static_cast<float>(place - text.data()) / static_cast<float>(text.size()));
-            if (progress.userHasAborted())
-                return false;
-        }
-    }
+    return KRArrayContainer<T>::createArrayWithMutableObject(table->table());
 }
 
 } // namespace
@@ -167,61 +176,27 @@ template <class T>
 auto KRArrayTextInput<T>::readInContentFromFile(
     const std::string& file, long skipLines, const Variable& inside) -> Pointer
 {
-    const auto whole = wholeText(file);
-    if (!whole) {
-        reportUnreadable(file);
-        return nullptr;
-    }
-    const auto size = static_cast<long>(whole->size);
-    KRTableText<T> table(file, skipLines, KRTableText<T>::LongLine::IsCut, size / 8);
-    table.reportTo(progressOfTable(inside, file), size);
-    table.read(whole->text());
-    return contained(table);
+    return readTable<T>(file, skipLines, 0, KRTableText<T>::LongLine::IsCut, inside);
 }
 
 template <class T>
 auto KRArrayTextInput<T>::readInContentFromFileNew(
     const std::string& file, long skipLines, long skipLinesAtEnd, const Variable& inside) -> Pointer
 {
-    auto opened = openRegularFile(file);
-    if (!opened) {
-        reportUnreadable(file);
-        return nullptr;
-    }
-    const long size = static_cast<long>(opened->size().value_or(0));
-    KRTableText<T> table(file, skipLines, KRTableText<T>::LongLine::EndsTheTable, size / 8);
-    table.reportTo(progressOfTable(inside, file), size);
-    // One less than the largest number: one line more is kept while pieces come.
-    const long linesAtEnd = std::clamp(skipLinesAtEnd, 0L, std::numeric_limits<long>::max() - 1);
-    const auto status =
-        readPieces(*opened, linesAtEnd, [&](std::string_view lines) { return table.read(lines); });
-    if (!status) {
-        reportUnreadable(file);
-        return nullptr;
-    }
-    return contained(table);
+    return readTable<T>(file, skipLines, skipLinesAtEnd, KRTableText<T>::LongLine::EndsTheTable, inside);
 }
 
 template <class T>
 auto KRArrayTextInput<T>::readInListFromFile(
     const std::string& file, long skipLeadingLines, const Variable& inside) -> Pointer
 {
-    const auto whole = wholeText(file);
-    if (!whole) {
-        reportUnreadable(file);
+    const auto list = readText(file, 0, [&](long size) {
+        return std::make_unique<ListText<T>>(
+            skipLeadingLines, size, progressFor(inside, TextMember<T>::listDescription));
+    });
+    if (!list || list->wasAborted())
         return nullptr;
-    }
-    std::string_view text = whole->text();
-    const char* const end = text.data() + text.size();
-    for (long line = 0; line < skipLeadingLines && !text.empty(); ++line) {
-        const char* const lineEnd = std::find_if(text.data(), end, endsALine);
-        text.remove_prefix(static_cast<std::size_t>(behindLineEnd(lineEnd, end) - text.data()));
-    }
-    const auto progress = progressFor(inside, TextMember<T>::listDescription);
-    KRNumberBuffer<T> numbers(static_cast<long>(text.size()) / 8);
-    if (!readList(text, numbers, *progress))
-        return nullptr;
-    return KRArrayContainer<T>::createArrayWithMutableObject(numbers.take());
+    return KRArrayContainer<T>::createArrayWithMutableObject(list->list());
 }
 
 template <class T>

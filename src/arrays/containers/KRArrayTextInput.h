@@ -27,7 +27,7 @@ public:
     static Pointer readInContentFromFile(
         const std::string& file, long skipLines, const Variable& inside = std::nullopt);
 
-    // The same, piece by piece, without the last lines of the file. Behind a line with more numbers than the
+    // The same without the last lines of the file. Behind a line with more numbers than the
     // first one the table ends, with a report.
     static Pointer readInContentFromFileNew(
         const std::string& file, long skipLines, long skipLinesAtEnd, const Variable& inside = std::nullopt);

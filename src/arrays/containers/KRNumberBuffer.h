@@ -1,5 +1,6 @@
 #pragma once
 
+#include "arrays/kernels/SVLargePages.h"
 #include "arrays/legacy/KRArray.h"
 
 #include <algorithm>
@@ -56,6 +57,7 @@ private:
         if (!larger)
             return false;
         block_ = static_cast<T*>(larger);
+        svinternal::adviseLargePages(block_, static_cast<std::size_t>(capacity) * sizeof(T));
         capacity_ = capacity;
         return true;
     }

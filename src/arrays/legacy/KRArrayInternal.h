@@ -33,14 +33,16 @@ bool isSizeOf(const Array& A, long m, long n, long o)
     return m >= 0 && n >= 0 && o >= 0 && svinternal::isElementCount(A.Length(), m, n, o);
 }
 
-// Ascending, with the NaNs at the end.
+// Ascending, with the NaNs at the end. Nothing for a type without an order, for which some compilers
+// translate members that the type doesn't have.
 template <class T>
 void sortEntries(T* first, long count)
 {
     T* last = first + count;
     if constexpr (std::is_floating_point_v<T>) // The NaNs go first: the plain comparison is faster.
         last = std::partition(first, last, [](T value) { return !std::isnan(value); });
-    std::sort(first, last);
+    if constexpr (KROrderedElement<T>)
+        std::sort(first, last);
 }
 
 // The dimensions of an array with room for `length` more elements. The failures are the ends of sentences.

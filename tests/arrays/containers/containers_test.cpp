@@ -47,16 +47,16 @@ TYPED_TEST(Containers, HoldAMutableOrAReadOnlyArray)
 
     const auto readOnly = Container::createArrayWithConstObject(owned->array());
     EXPECT_FALSE(readOnly->isMutable());
-    owned->setValueAtIJ(T(77), 1, 2);
+    owned->setValue(T(77), 1, 2);
     EXPECT_EQ(readOnly->valueAtIndex(5), T(77)); // They share the elements.
     EXPECT_EQ(readOnly->arrayPointer()->Pointer(), owned->constPointer());
     EXPECT_THAT(messagesOf([&] {
         EXPECT_TRUE(readOnly->mutableArray().IsEmpty());
         EXPECT_EQ(readOnly->mutableArrayPointer(), nullptr);
         EXPECT_EQ(readOnly->mutablePointer(), nullptr);
-        readOnly->setValueAtIndex(T(1), 0);
+        readOnly->setValue(T(1), 0);
         readOnly->setAllValues(T(1));
-        EXPECT_FALSE(readOnly->copyFromArrayIntoRangeFrom(owned, 0, 12));
+        EXPECT_FALSE(readOnly->copyFromArray(owned, 0, 12));
         if constexpr (KROrderedElement<T>)
             readOnly->sortInPlace();
         else
@@ -99,14 +99,14 @@ TYPED_TEST(Containers, ReportMisuse)
             "No array stored in " + className<T>() + ", check if deleted twice."));
     const auto A = container<T>(2, 2);
     EXPECT_THAT(messagesOf([&] {
-        A->setValueAtIndex(T(1), 4);
-        A->setValueAtIndex(T(1), -1);
-        A->setValueAtIJ(T(1), 2, 0);
-        A->setValueAtIJ(T(1), 0, 2);
+        A->setValue(T(1), 4);
+        A->setValue(T(1), -1);
+        A->setValue(T(1), 2, 0);
+        A->setValue(T(1), 0, 2);
     }),
         testing::AllOf(testing::SizeIs(4), testing::Each(stem<T>() + "Array-setValue: Out of bounds.")));
     EXPECT_THAT(messagesOf([&] { EXPECT_EQ(A->valueAtIndex(4), T(0)); }), testing::SizeIs(1));
-    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(A->valueAtIJ(0, 2), T(0)); }), testing::SizeIs(1));
+    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(A->valueAtI(0, 2), T(0)); }), testing::SizeIs(1));
     EXPECT_EQ(shown(A), "2x2x1: 0 1 2 3");
 }
 
@@ -165,7 +165,7 @@ TYPED_TEST(Containers, ChangeInPlace)
     A->cropLengthTo(3);
     EXPECT_EQ(shown(A), "3x1x1: 0 1 2");
     EXPECT_EQ(A->length(), 3);
-    A->setValueAtIndex(T(9), 2);
+    A->setValue(T(9), 2);
     EXPECT_EQ(A->array()(2), T(9)); // Through the pointer to the new elements.
     EXPECT_THAT(messagesOf([&] {
         A->cropLengthTo(4);
@@ -177,12 +177,12 @@ TYPED_TEST(Containers, ChangeInPlace)
     EXPECT_EQ(shown(readOnly), "2x1x1: 0 1");
     EXPECT_FALSE(readOnly->isMutable());
 
-    EXPECT_TRUE(A->copyFromArrayIntoRangeFrom(readOnly, 1, 3));
+    EXPECT_TRUE(A->copyFromArray(readOnly, 1, 3));
     EXPECT_EQ(shown(A), "3x1x1: 0 0 1");
     EXPECT_THAT(messagesOf([&] {
-        EXPECT_FALSE(A->copyFromArrayIntoRangeFrom(nullptr, 0, 2));
+        EXPECT_FALSE(A->copyFromArray(nullptr, 0, 2));
         for (const auto& [from, to] : {std::pair{-1L, 1L}, {2L, 4L}, {0L, 1L}, {1L, -1L}})
-            EXPECT_FALSE(A->copyFromArrayIntoRangeFrom(readOnly, from, to));
+            EXPECT_FALSE(A->copyFromArray(readOnly, from, to));
     }),
         ElementsAre("copyFromArray:intoRangeFrom:to: incorrect array type.",
             "copyFromArray:intoRangeFrom:to: incorrect length.",
@@ -207,7 +207,7 @@ TYPED_TEST(Containers, AreCopiedAndCompared)
     EXPECT_EQ(again->constPointer(), copy->constPointer()); // A read-only one needs no second block.
     EXPECT_TRUE(A->isEqualToArray(copy) && A->isEqualToArray(writable));
     EXPECT_EQ(A->checksum(), writable->checksum());
-    writable->setValueAtIndex(T(9), 3);
+    writable->setValue(T(9), 3);
     EXPECT_FALSE(A->isEqualToArray(writable));
     EXPECT_NE(A->checksum(), writable->checksum());
     EXPECT_NE(A->checksum(), A->asAVector()->checksum()); // The dimensions count.

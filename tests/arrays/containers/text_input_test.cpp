@@ -1,12 +1,19 @@
 #include "arrays/containers/KRArrayTextInput.h"
 
 #include "arrays/containers/KROneLineText.h"
+#include "arrays/containers/KRTableText.h"
 #include "arrays/containers/text_testing.h"
+#include "platform/loop/Pace.h"
+#include "toolkit/Controls.h"
+#include "toolkit/ViewList.h"
 
+#include <atomic>
 #include <cmath>
 #include <fmt/format.h>
 #include <random>
+#include <set>
 #include <sys/stat.h>
+#include <thread>
 
 using namespace containertest;
 
@@ -130,7 +137,7 @@ TEST(TextTable, LongFilesReadTheSameInPieces)
     const TextFile file(text);
     const auto whole = Doubles::readInContentFromFile(file.path(), 0);
     EXPECT_EQ(whole->m(), lines);
-    EXPECT_EQ(whole->valueAtIJ(lines - 1, 0), static_cast<double>(lines - 1));
+    EXPECT_EQ(whole->valueAtI(lines - 1, 0), static_cast<double>(lines - 1));
     EXPECT_TRUE(whole->isEqualToArray(Doubles::readInContentFromFileNew(file.path(), 0, 0)));
     const auto cut = Doubles::readInContentFromFileNew(file.path(), 0, 70000);
     EXPECT_EQ(cut->m(), lines - 70000);
@@ -143,17 +150,78 @@ TEST(TextTable, LongFilesReadTheSameInPieces)
     EXPECT_EQ(Doubles::readInContentFromFile(TextFile(narrow).path(), 0)->n(), 100000);
 }
 
+// The line of progress of a table follows its reading, and its abort button ends it.
 TEST(TextProgress, IsToldAndAborts)
 {
-    std::string text;
-    for (int line = 0; line < 10000; ++line)
-        text += "1\n";
-    const TextFile file(text);
+    using platform::MainLoop;
+    const auto within = [](const std::function<bool()>& condition) {
+        return MainLoop::main().runUntil(condition, 20);
+    };
+    MainLoop::main();
+    platform::Pace::setFactor(0.05);
+    toolkit::ViewList list;
+    const auto controller = KRProgressController::create();
+    controller->setProgressView(&list);
+    const auto entry = KRProgressEntry::createWithDescription(std::string("reading"), controller);
+    ASSERT_TRUE(within([&] { return list.views().size() == 1; }));
+    const auto line = controller->visibleEntries().at(0);
+
+    KRTableText<double> table("file", 0, KRTableText<double>::LongLine::IsCut, 0);
+    table.reportTo(entry, 12000);
+    std::string lines;
+    for (int number = 0; number < 3000; ++number)
+        lines += "1\n";
+    EXPECT_TRUE(table.read(lines));
+    EXPECT_TRUE(within([&] { return line->currentFraction() == 0.5F; }));
+    line->abortButtonHit();
+    EXPECT_FALSE(table.wasAborted());
+    EXPECT_FALSE(table.read(lines));
+    EXPECT_TRUE(table.wasAborted());
+    EXPECT_EQ(Doubles::readFromFile(streamOf("1 2").get(), 2, 1, 1, entry), nullptr);
+    EXPECT_TRUE(within([&] { return line->description()->stringValue() == "Parsing an integer array"; }));
+    controller->setProgressView(nullptr);
+    platform::Pace::setFactor(1);
+}
+
+TEST(TextProgress, IsNamedAfterTheVariableOrTheFile)
+{
+    using platform::MainLoop;
+    MainLoop::main();
+    platform::Pace::setFactor(0.001);
+    toolkit::ViewList list;
     const auto& controller = KRProgressController::sharedController();
-    // A line of progress of the same list shows that reading adds its own while it works.
-    const auto before = controller->getPercentages().size();
-    EXPECT_EQ(Doubles::readInContentFromFile(file.path(), 0, KRProgressVariable{"x", 1})->length(), 10000);
-    EXPECT_EQ(controller->getPercentages().size(), before + 1); // Taken off at the next turn of its timer.
+    controller->setProgressView(&list);
+    std::string text;
+    for (int number = 0; number < 2000000; ++number)
+        text += "1.5\n";
+    const TextFile file(text);
+    const std::string name = std::filesystem::path(file.path()).filename().string();
+    std::set<std::string> seen;
+    // Reads on a worker until its line has shown.
+    const auto expectLine = [&](const std::string& wanted, const std::function<void()>& read) {
+        std::atomic<bool> enough = false;
+        std::thread worker([&] {
+            while (!enough)
+                read();
+        });
+        EXPECT_TRUE(MainLoop::main().runUntil(
+            [&] {
+                for (const auto& line : controller->visibleEntries())
+                    seen.insert(line->description()->stringValue());
+                return seen.contains(wanted);
+            },
+            20))
+            << wanted;
+        enough = true;
+        worker.join();
+    };
+    expectLine("x: Parsing file.", [&] {
+        Doubles::readInContentFromFile(file.path(), 0, KRProgressVariable{"x", 1});
+    });
+    expectLine(name + ": Parsing file.", [&] { Doubles::readInContentFromFileNew(file.path(), 0, 0); });
+    expectLine("Parsing a double array", [&] { Doubles::readInListFromFile(file.path(), 0); });
+    controller->setProgressView(nullptr);
+    platform::Pace::setFactor(1);
 }
 
 TEST(TextList, ReadsAllNumbers)
