@@ -309,6 +309,21 @@ TEST_F(AsciiFile, ReadsItsContentFromAnIndexOfItsLength)
     }
 }
 
+// The example of docs/ascii-format.md.
+TEST_F(AsciiFile, TheDocumentedExampleReadsAsTold)
+{
+    const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");
+    const std::size_t start = document.find("```text\n") + 8;
+    const auto file = fileOf(document.substr(start, document.find("```", start) - start));
+    EXPECT_THAT(file->variablesNames(), ElementsAre("n", "t", "x"));
+    EXPECT_EQ(numbersOf(file->readDoubleArray("x")), (std::vector<double>{1, 0.5, -2}));
+    EXPECT_EQ(file->readRawString("t"), "some words");
+    EXPECT_EQ(file->readNumber("n"), StorageNumber(1500.0));
+    const auto ours = KRDataFileAscii::createWithName(folder / "ours.ascii");
+    ours->writeDoubleArray(doubles({1, 0.5, -2}), "x");
+    EXPECT_THAT(document, testing::HasSubstr(contentOf(folder / "ours.ascii")));
+}
+
 // A text's place is that behind its line, by the rules of the format.
 TEST_F(AsciiFile, TheOffsetOfATextIsBehindIt)
 {
