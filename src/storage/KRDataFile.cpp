@@ -3,18 +3,16 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
-#include "storage/OpenFiles.h"
 #include "storage/Redirection.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace files = platform::files;
 namespace paths = platform::paths;
 
-KRDataFile::KRDataFile() : lastFileAccess_(now()) { }
+KRDataFile::KRDataFile() : lastFileAccess_(OpenFiles::now()) { }
 
 // Runs when no reader has the object any more: each has a shared pointer of its own while it holds the lock.
 KRDataFile::~KRDataFile()
@@ -33,11 +31,6 @@ std::recursive_mutex& KRDataFile::lockForDataFileAccess()
     // Recursive: reading a stack opens its members.
     static std::recursive_mutex lock;
     return lock;
-}
-
-double KRDataFile::now()
-{
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 std::string KRDataFile::nameOfIndexFor(const std::string& path)
@@ -156,7 +149,7 @@ void KRDataFile::closeIfUnusedFor(double age, double time)
 
 bool KRDataFile::makeSureFileIsOpen()
 {
-    lastFileAccess_ = now();
+    lastFileAccess_ = OpenFiles::now();
     if (theFile_)
         return true;
     using Access = DataFileStream::Access;

@@ -3,6 +3,7 @@
 #include "diagnostics/KRProgressCPP.h"
 #include "storage/KRDataFileEntry.h"
 #include "storage/KRDataStorage.h"
+#include "storage/OpenFiles.h"
 #include "storage/bytes/DataFileStream.h"
 #include "temporary/KRContainerFileName.h"
 
@@ -25,7 +26,7 @@
 // answers false. Nothing is appended behind an incomplete entry.
 //
 // accessLock_ is taken before the lock of the list of open files.
-class KRDataFile : public KRDataStorage {
+class KRDataFile : public KRDataStorage, private ClosableFile {
 public:
     using Pointer = std::shared_ptr<KRDataFile>;
     using FileName = std::shared_ptr<KRContainerFileName>;
@@ -77,10 +78,10 @@ public:
 
     // Opens it when it is closed.
     bool fileIsValid();
-    bool fileIsOpen() const { return isOpen_; }
+    bool fileIsOpen() const override { return isOpen_; }
     void closeFile(); // accessLock_ is held by the caller; the count of open files stays.
     void flush();
-    double lastFileAccess() const { return lastFileAccess_; } // Seconds, monotonic.
+    double lastFileAccess() const override { return lastFileAccess_; } // Seconds, monotonic.
     // How far the file is understood, in bytes. With an incomplete entry at the end of the file it may lie
     // before a complete one.
     std::uint64_t fileSizeInBytes() const { return currentLengthOfFile_; }
@@ -119,10 +120,6 @@ public:
     KRAnyArray readArrayOfType(ElementType type, const std::string& name) override;
     std::optional<std::string> readRawString(const std::string& name) override;
     bool writeString(const std::string& text, const std::string& withName) override;
-
-    // For the list of open files.
-    static double now(); // Seconds, monotonic.
-    void closeIfUnusedFor(double age, double now); // Leaves a file alone whose lock is taken.
 
 protected:
     struct Copied { // What a copy takes over.
@@ -206,6 +203,7 @@ protected:
     std::optional<DataFileStream::Identity> identity_; // Of the file that the content is from.
 
 private:
+    void closeIfUnusedFor(double age, double now) override;
     bool hasEntryThat(const std::string& name, bool (KRDataFileEntry::*answers)() const);
     FileName temporaryIndexFile();
     static std::recursive_mutex& lockForDataFileAccess();

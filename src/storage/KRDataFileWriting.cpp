@@ -80,8 +80,8 @@ platform::Status KRDataFile::placeIsSound()
     if (theFile_->length() < endOfEntries_)
         return platform::Error{"it was cut by another program"};
     if (theFile_->length() > endOfEntries_)
-        return platform::Error{fmt::format(
-            "an incomplete entry begins at byte {}, and nothing can be read that is written behind it",
+        return platform::Error{fmt::format("the bytes from {} on are no complete entry, and nothing that is "
+                                           "written behind them could be read",
             endOfEntries_)};
     return mayAppend();
 }

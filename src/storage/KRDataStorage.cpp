@@ -166,6 +166,6 @@ bool KRDataStorage::writeNumber(const StorageNumber& number, const std::string& 
     const auto array = KRDoubleArrayContainer::createArrayOfLength(1);
     if (!array)
         return false;
-    array->setValueAtIndex(number.doubleValue(), 0);
+    array->setValue(number.doubleValue(), 0);
     return writeDoubleArray(array, withName);
 }

@@ -1,8 +1,7 @@
 #include "storage/OpenFiles.h"
 
-#include "storage/KRDataFile.h"
-
 #include <algorithm>
+#include <chrono>
 
 namespace {
 
@@ -20,25 +19,30 @@ OpenFiles& OpenFiles::shared()
     return files;
 }
 
+double OpenFiles::now()
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
 void OpenFiles::keepTrack()
 {
     const std::lock_guard lock(lock_);
     keepsTrack_ = true;
 }
 
-void OpenFiles::add(KRDataFile& file)
+void OpenFiles::add(ClosableFile& file)
 {
     const std::lock_guard lock(lock_);
     files_.push_back(&file);
 }
 
-void OpenFiles::remove(KRDataFile& file)
+void OpenFiles::remove(ClosableFile& file)
 {
     const std::lock_guard lock(lock_);
     std::erase(files_, &file);
 }
 
-void OpenFiles::opened(KRDataFile& file)
+void OpenFiles::opened(ClosableFile& file)
 {
     ++howManyOpenFiles_;
     const std::lock_guard lock(lock_);
@@ -46,28 +50,28 @@ void OpenFiles::opened(KRDataFile& file)
         enforceOpenCap(file);
 }
 
-void OpenFiles::closeOlderThan(double age, double now, const KRDataFile& except)
+void OpenFiles::closeOlderThan(double age, double time, const ClosableFile& except)
 {
-    for (KRDataFile* file : files_)
+    for (ClosableFile* file : files_)
         if (file != &except)
-            file->closeIfUnusedFor(age, now);
+            file->closeIfUnusedFor(age, time);
 }
 
-void OpenFiles::enforceOpenCap(const KRDataFile& except)
+void OpenFiles::enforceOpenCap(const ClosableFile& except)
 {
     if (howManyOpenFiles_ < kCap)
         return;
-    const double now = KRDataFile::now();
+    const double time = now();
     for (const double age : kAges)
         if (howManyOpenFiles_ >= kEnough)
-            closeOlderThan(age, now, except);
+            closeOlderThan(age, time, except);
     if (howManyOpenFiles_ <= kTooManyYoung || files_.size() <= kEnough)
         return;
     std::vector<double> ages;
-    for (const KRDataFile* file : files_)
+    for (const ClosableFile* file : files_)
         if (file->fileIsOpen())
-            ages.push_back(now - file->lastFileAccess());
+            ages.push_back(time - file->lastFileAccess());
     std::sort(ages.begin(), ages.end());
     if (ages.size() > kEnough)
-        closeOlderThan(ages[kEnough], now, except);
+        closeOlderThan(ages[kEnough], time, except);
 }

@@ -380,7 +380,7 @@ TEST_F(Memory, MessagesHaveTheDocumentedForm)
     TextChannel out("");
     ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(arrayOf<double>({1, 0.5}, 2))}}));
     EXPECT_EQ(std::string(storage::kMessageStart) + out.sent,
-        svtest::exampleOf(STORAGE_DOCS "/socket-messages.md"));
+        svtest::exampleOf(DATAFILE_DOCS "/socket-messages.md"));
 }
 
 // A server in its own words, which sends in the other byte order.

@@ -4,8 +4,8 @@
 #include "datafile/SVRegularFile.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/bytes/StoredText.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 
@@ -39,11 +39,11 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     std::uint64_t position = start;
     std::uint64_t last = start; // Of the entry looked at last: a scan that fails is resumed there.
     bool failed = start > size;
-    double lastProgress = now();
+    double lastProgress = OpenFiles::now();
     for (int number = 1; !failed && position < size; ++number) {
         failed = true; // Until the entry is stored.
-        if (number % kEntriesPerLook == 0 && now() - lastProgress > kProgressInterval) {
-            lastProgress = now();
+        if (number % kEntriesPerLook == 0 && OpenFiles::now() - lastProgress > kProgressInterval) {
+            lastProgress = OpenFiles::now();
             progress.UpdatePercentage(static_cast<float>(
                 static_cast<double>(position - start) / static_cast<double>(size - start)));
             if (progress.UserHasAborted())

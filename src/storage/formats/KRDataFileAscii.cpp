@@ -4,8 +4,8 @@
 #include "platform/plist/PropertyList.h"
 #include "storage/bytes/AsciiNumbers.h"
 #include "storage/bytes/AsciiText.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/formats/EntryDictionary.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 
@@ -25,13 +25,13 @@ constexpr KREntryRow kAsciiRows[] = {
 };
 constexpr KREntryFormat kAsciiEntries{kAsciiRows, std::size(kAsciiRows), true, "An unknown object"};
 
-constexpr std::size_t kLongestLine = 254; // Bytes; readers split longer ones.
+constexpr std::size_t kLongestText = 253; // Bytes. Readers take a longer line, with its end, for two.
 
 platform::Status fitsLine(const char* what, const std::string& text)
 {
-    if (text.size() <= kLongestLine)
+    if (text.size() <= kLongestText)
         return {};
-    return platform::Error{fmt::format("{} can have {} bytes at most in this format", what, kLongestLine)};
+    return platform::Error{fmt::format("{} can have {} bytes at most in this format", what, kLongestText)};
 }
 
 platform::Status isAsciiName(const std::string& name)

@@ -1,8 +1,8 @@
 #include "storage/memory/DataMessage.h"
 
 #include "platform/files/FileManager.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/bytes/StoredText.h"
+#include "storage/values/ElementConversion.h"
 
 #include <algorithm>
 #include <array>

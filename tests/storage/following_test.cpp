@@ -1,0 +1,395 @@
+// Files that another process writes while they are read.
+
+#include "storage_testing.h"
+
+#include <csignal>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <random>
+
+namespace storagetest {
+namespace {
+
+struct Following {
+    const char* ending;
+    std::string (*entry)(const std::string& name, const std::vector<double>& numbers);
+    std::string head;
+    std::size_t header; // Length of an entry's header.
+};
+
+std::string nativeEntry(const std::string& name, const std::vector<double>& numbers)
+{
+    const std::string data(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
+    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, data});
+}
+
+std::string matlabEntry(const std::string& name, const std::vector<double>& numbers)
+{
+    std::string bytes;
+    for (const std::int32_t field :
+        {0, static_cast<int>(numbers.size()), 1, 0, static_cast<int>(name.size() + 1)})
+        bytes += raw(field);
+    return bytes + name + '\0'
+        + std::string(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
+}
+
+class FollowedFile : public testing::TestWithParam<Following> {
+protected:
+    std::string path() const { return folder / (std::string("x.") + GetParam().ending); }
+    std::string entry(const std::string& name, long count = 2) const
+    {
+        return GetParam().entry(name, counted<double>(count));
+    }
+    void append(const std::string& bytes) const
+    {
+        std::ofstream(path(), std::ios::binary | std::ios::app) << bytes;
+    }
+    // Begins with a whole entry: a younger file is reported.
+    File begun() const
+    {
+        store(path(), GetParam().head + entry("a"));
+        return opened(path());
+    }
+
+    ScratchFolder folder;
+};
+INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
+    testing::Values(
+        Following{"svbin", nativeEntry, magicOf(false), 28}, Following{"mat", matlabEntry, "", 20}),
+    [](const auto& format) { return std::string(format.param.ending); });
+
+TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
+{
+    const auto file = begun();
+    EXPECT_EQ(file->updateFile(), 0);
+    append(entry("b") + entry("c", 100));
+    EXPECT_EQ(file->updateFile(), 1);
+    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
+    EXPECT_EQ(numbersOf(file->readDoubleArray("c")), counted<double>(100));
+    EXPECT_EQ(file->updateFile(), 0);
+    append(entry("a", 3)); // The later one of a name counts.
+    EXPECT_EQ(file->updateFile(), 1);
+    EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(3));
+    EXPECT_EQ(file->updateFile(), 0);
+    EXPECT_EQ(file->fileSizeInBytes(), std::filesystem::file_size(path()));
+}
+
+TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
+{
+    const std::string next = entry("b", 3);
+    for (std::size_t size = 1; size <= next.size(); ++size) {
+        SCOPED_TRACE(size);
+        const auto file = begun();
+        const auto complete = file->fileSizeInBytes();
+        const auto messages = messagesOf([&] {
+            append(next.substr(0, size));
+            EXPECT_EQ(file->updateFile(), size == next.size() ? 1 : 0);
+            if (size < next.size()) {
+                EXPECT_EQ(file->fileSizeInBytes(), complete);
+            }
+            EXPECT_EQ(file->contains("b"), size == next.size());
+            EXPECT_EQ(file->updateFile(), 0);
+            // A scan that ends within a header is resumed at the entry before it, which isn't new then.
+            const auto late = opened(path());
+            const std::size_t start = GetParam().head.size();
+            EXPECT_EQ(late->fileSizeInBytes(),
+                size <= GetParam().header ? start
+                    : size < next.size()  ? complete
+                                          : complete + size);
+            EXPECT_EQ(late->contains("b"), size == next.size());
+            EXPECT_EQ(late->updateFile(), 0);
+            append(next.substr(size));
+            EXPECT_EQ(file->updateFile(), size == next.size() ? 0 : 1);
+            EXPECT_EQ(late->updateFile(), size == next.size() ? 0 : 1);
+            EXPECT_EQ(numbersOf(file->readDoubleArray("b")), counted<double>(3));
+            EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(2));
+        });
+        EXPECT_THAT(messages, IsEmpty());
+    }
+}
+
+TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
+{
+    const std::string whole = GetParam().head + entry("a") + entry("b");
+    const std::size_t first = GetParam().head.size() + entry("a").size();
+    for (std::size_t size = first + 1; size < whole.size(); ++size) {
+        SCOPED_TRACE(size);
+        store(path(), whole.substr(0, size));
+        const File file = std::string(GetParam().ending) == "mat"
+            ? File(KRDataFileMatBinary::createWithName(path()))
+            : File(KRDataFileBinary::createWithName(path()));
+        EXPECT_TRUE(file->openFileWithProgress());
+        EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
+            ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
+                + path() + "\": the bytes from " + std::to_string(first)
+                + " on are no complete entry, and nothing that is written behind them could be read."));
+        EXPECT_EQ(std::filesystem::file_size(path()), size);
+        // Once the tail is complete, writing goes on behind it, and the next look finds what came in between.
+        append(whole.substr(size));
+        EXPECT_TRUE(file->writeNumber(StorageNumber(1.0), "new"));
+        EXPECT_THAT(opened(path())->variablesNames(), ElementsAre("a", "b", "new"));
+        EXPECT_EQ(file->updateFile(), 1);
+        EXPECT_EQ(file->updateFile(), 0);
+    }
+}
+
+TEST_P(FollowedFile, TellsAFileThatWasCutOrReplaced)
+{
+    const auto cut = begun();
+    std::filesystem::resize_file(path(), std::filesystem::file_size(path()) - 1);
+    EXPECT_EQ(cut->updateFile(), -1);
+    const auto replaced = begun();
+    store(folder / "other", GetParam().head + entry("a") + entry("b"));
+    std::filesystem::rename(folder / "other", path());
+    EXPECT_EQ(replaced->updateFile(), -1);
+    EXPECT_EQ(numbersOf(replaced->readDoubleArray("a")), counted<double>(2)); // Of the old file, still open.
+    replaced->lockFileAccess();
+    replaced->closeFile();
+    replaced->unlockFileAccess();
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(replaced->readDoubleArray("a")); }),
+        ElementsAre("Could not open the file \"" + path() + "\""));
+    const auto removed = begun();
+    std::filesystem::remove(path());
+    EXPECT_EQ(removed->updateFile(), -1);
+}
+
+// The location decides whether to look, not how far.
+TEST_P(FollowedFile, LooksBehindTheLocationItIsGiven)
+{
+    const auto file = begun();
+    const auto known = static_cast<std::int64_t>(file->fileSizeInBytes());
+    append(entry("b") + entry("c"));
+    EXPECT_EQ(file->updateFile(known), 0);
+    EXPECT_EQ(file->updateFile(known - 1), -1);
+    EXPECT_EQ(file->updateFile(known + 1), 1);
+    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
+    EXPECT_EQ(file->updateFile(1000000), 0);
+}
+
+TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
+{
+    const auto file = begun();
+    append(entry("b") + std::string(200, '\x7F'));
+    const auto messages = messagesOf([&] {
+        EXPECT_EQ(file->updateFile(), 1);
+        EXPECT_EQ(file->updateFile(), 0);
+        append("more");
+        EXPECT_EQ(file->updateFile(), 0);
+    });
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_THAT(messages[0], testing::HasSubstr("has a format error in entry number 2."));
+    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b"));
+    // Begins at the start of the entry that was read last.
+    const std::size_t last = GetParam().head.size() + entry("a").size();
+    EXPECT_EQ(file->fileSizeInBytes(), last);
+}
+
+// Readers on four threads follow a file that a second process appends to.
+
+class Writer {
+public:
+    explicit Writer(const std::function<void()>& work) : pid_(fork())
+    {
+        if (pid_ == 0) {
+            work();
+            ::_exit(0);
+        }
+    }
+    ~Writer() { end(); }
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+    bool isRunning()
+    {
+        if (pid_ > 0 && ::waitpid(pid_, nullptr, WNOHANG) != 0)
+            pid_ = -1;
+        return pid_ > 0;
+    }
+    void end()
+    {
+        if (pid_ > 0) {
+            ::kill(pid_, SIGKILL);
+            ::waitpid(pid_, nullptr, 0);
+        }
+        pid_ = -1;
+    }
+
+private:
+    pid_t pid_;
+};
+
+// Entry i has i modulo 300 numbers and one more, all of them i.
+void writeEntries(const std::string& path, int count)
+{
+    const auto write = [&](auto&& file) {
+        for (int i = 1; i < count; ++i) {
+            SVMutableDoubleArray numbers(1 + i % 300);
+            numbers = i;
+            file.Save(numbers, std::to_string(i));
+            file.Flush();
+        }
+    };
+    if (path.ends_with(".mat"))
+        write(SVMatlabDataFile(path, SVFile::ExistingReadWrite));
+    else
+        write(SVDataFile(path, SVFile::ExistingReadWrite));
+}
+
+void beginFile(const std::string& path)
+{
+    const auto file = KRDataFile::openNewFileWithName(path);
+    ASSERT_TRUE(file->writeNumber(StorageNumber(0.0), "0"));
+}
+
+// All entries from 0 on, without a gap, each of them complete; answers how many.
+int checkAll(KRDataFile& file, int from)
+{
+    const auto count = static_cast<int>(file.variablesNames().size());
+    for (int i = from; i < count; ++i) {
+        const auto numbers = numbersOf(file.readDoubleArray(std::to_string(i)));
+        EXPECT_EQ(numbers, std::vector<double>(static_cast<std::size_t>(1 + i % 300), i)) << i;
+    }
+    return count;
+}
+
+class FollowingThreads : public testing::TestWithParam<const char*> { };
+INSTANTIATE_TEST_SUITE_P(Formats, FollowingThreads, testing::Values("x.svbin", "x.mat"),
+    [](const auto& name) { return std::string(name.param).substr(2); });
+
+TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / GetParam();
+    beginFile(path);
+    constexpr int kEntries = 3000;
+    Writer writer([&] { writeEntries(path, kEntries); });
+    const auto messages = messagesOf([&] {
+        const auto file = opened(path);
+        std::atomic<int> failures = 0;
+        std::vector<std::thread> readers;
+        for (int reader = 0; reader < 4; ++reader)
+            readers.emplace_back([&, reader, center = KRMessageCenter::create()] {
+                KRMessageCenter::setCenterOfThread(center);
+                for (int known = 0; known < kEntries;) {
+                    const int answer = file->updateFile();
+                    failures += answer < 0 ? 1 : 0;
+                    const int count = checkAll(*file, std::max(known - 3, reader));
+                    failures += count < known ? 1 : 0;
+                    known = count;
+                    if (testing::Test::HasFailure())
+                        break;
+                }
+                failures += center->waitingCount();
+                KRMessageCenter::setCenterOfThread(nullptr);
+            });
+        for (std::thread& reader : readers)
+            reader.join();
+        EXPECT_EQ(failures, 0);
+        EXPECT_EQ(file->updateFile(), 0);
+    });
+    EXPECT_THAT(messages, IsEmpty());
+}
+
+// TRELKIND_KILLS sets how often.
+TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / GetParam();
+    const char* wanted = std::getenv("TRELKIND_KILLS");
+    const int rounds = wanted ? std::atoi(wanted) : 15;
+    const unsigned seed = std::random_device()();
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    for (int round = 0; round < rounds && !HasFailure(); ++round) {
+        beginFile(path);
+        Writer writer([&] { writeEntries(path, 1000000); });
+        const auto file = opened(path);
+        const auto size = std::uniform_int_distribution<std::uint64_t>(1, 3000000)(random);
+        const auto messages = messagesOf([&] {
+            for (int known = 0; std::filesystem::file_size(path) < size && writer.isRunning();) {
+                EXPECT_GE(file->updateFile(), 0);
+                known = checkAll(*file, known);
+            }
+            writer.end();
+            EXPECT_GE(file->updateFile(), 0);
+            const int count = checkAll(*file, 0);
+            EXPECT_EQ(opened(path)->variablesNames(), file->variablesNames());
+            EXPECT_GT(count, 1);
+        });
+        EXPECT_THAT(messages, IsEmpty());
+    }
+}
+
+// Different threads may use, copy and give up one file.
+TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    beginFile(path);
+    auto file = KRDataFile::openNewFileWithName(path);
+    for (int i = 0; i < 100; ++i)
+        file->writeDoubleArray(doubles({1.0 * i, 2, 3}), std::to_string(i));
+    file->writeString(std::string(100, 't'), "text");
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back([file, number, &folder] {
+            for (int round = 0; round < 50; ++round) {
+                const std::string name = std::to_string((number * 37 + round) % 100);
+                EXPECT_EQ(file->readDoubleArray(name)->valueAtIndex(0), std::stod(name));
+                EXPECT_EQ(file->readRawString("text"), std::string(100, 't'));
+                EXPECT_TRUE(
+                    file->writeNumber(StorageNumber(1.0), "n" + std::to_string(number * 1000 + round)));
+                if (round % 10 == 0) {
+                    const auto copy = file->copyInto(folder / ("copy" + std::to_string(number)));
+                    EXPECT_EQ(copy->readDoubleArray("7")->valueAtIndex(0), 7);
+                    EXPECT_GE(file->theContent().size(), 101U);
+                }
+                EXPECT_EQ(file->updateFile(), 0);
+            }
+        });
+    file.reset();
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(opened(path)->variablesNames().size(), 301U);
+}
+
+// The cap on open files, with the list of all of them. It stays on for the rest of the process.
+TEST(StorageThreads, TooManyOpenFilesAreClosedAndOpenAgainByThemselves)
+{
+    const ScratchFolder folder;
+    KRDataFile::keepTrackOfDataFiles();
+    const int before = OpenFiles::shared().howManyOpenFiles();
+    std::vector<File> files;
+    for (int i = 0; i < 400; ++i) {
+        files.push_back(KRDataFile::openNewFileWithName(folder / (std::to_string(i) + ".svbin")));
+        ASSERT_TRUE(files.back()->writeDoubleArray(doubles({1.0 * i, 2}), "d"));
+        ASSERT_LT(OpenFiles::shared().howManyOpenFiles() - before, 191);
+    }
+    EXPECT_FALSE(files[0]->fileIsOpen());
+    EXPECT_TRUE(files[399]->fileIsOpen());
+    std::vector<std::thread> threads;
+    for (std::size_t number = 0; number < 4; ++number)
+        threads.emplace_back([&, number] {
+            for (std::size_t i = number; i < files.size(); i += 3)
+                EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_LT(OpenFiles::shared().howManyOpenFiles() - before, 191);
+    // A file whose lock is held is left alone, whatever its age.
+    files[0]->readDoubleArray("d");
+    files[0]->lockFileAccess();
+    for (std::size_t i = 1; i < files.size(); ++i)
+        files[i]->readDoubleArray("d");
+    EXPECT_TRUE(files[0]->fileIsOpen());
+    files[0]->unlockFileAccess();
+    files.clear();
+    EXPECT_EQ(OpenFiles::shared().howManyOpenFiles(), before);
+}
+
+} // namespace
+} // namespace storagetest

@@ -1,0 +1,282 @@
+#include "storage_testing.h"
+
+#include "datafile/SVMatlabRecords.h"
+
+namespace storagetest {
+namespace {
+
+std::shared_ptr<KRDataFileMatBinary> matlab(const std::string& path)
+{
+    return std::dynamic_pointer_cast<KRDataFileMatBinary>(opened(path));
+}
+
+// A matrix, with its numbers in the other byte order where the type says so.
+std::string matrix(
+    int type, int rows, int columns, int imaginary, const std::string& name, const std::string& data)
+{
+    std::string bytes;
+    for (const std::int32_t field : {type, rows, columns, imaginary, static_cast<int>(name.size()) + 1})
+        bytes += type >= 1000 ? swapped(raw(field)) : raw(field);
+    return bytes + name + '\0' + data;
+}
+
+std::string messageOf(const std::string& bytes)
+{
+    const ScratchFolder folder;
+    store(folder / "x.mat", bytes);
+    std::string all;
+    for (const std::string& message : messagesOf([&] { matlab(folder / "x.mat"); }))
+        all += message + ";";
+    return all;
+}
+
+const std::string kOne = raw(1.0);
+
+TEST(MatlabFile, WritesTheBytesOfTheFormat)
+{
+    const ScratchFolder folder;
+    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
+    EXPECT_TRUE(file->writeFloatArray(shaped<float>({1, 2, 3, 4, 5, 6, 7, 8}, 2, 2, 2), "box"));
+    EXPECT_TRUE(file->writeCharacterArray(containerOf<signed char>({'H', 'i'}), "c"));
+    EXPECT_TRUE(file->writeString("Hi", "t"));
+    std::string numbers;
+    for (const float number : counted<float>(8))
+        numbers += raw(number);
+    EXPECT_EQ(contentOf(folder / "x.mat"),
+        matrix(20, 1, 1, 0, "box_3D", raw(std::int32_t(2))) + matrix(10, 4, 2, 0, "box", numbers)
+            + matrix(51, 2, 1, 0, "c", "Hi") + matrix(51, 2, 1, 0, "t", "Hi"));
+    // Signed bytes come back as text: the format has no others.
+    EXPECT_EQ(file->readRawString("c"), "Hi");
+    EXPECT_FALSE(file->readCharacterArray("c"));
+}
+
+TEST(MatlabFile, ALargerArrayOfSmallIntegersIsRefused)
+{
+    const ScratchFolder folder;
+    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
+    EXPECT_THAT(messagesOf([&] {
+        EXPECT_FALSE(file->writeUCharArray(shaped(counted<unsigned char>(8), 2, 2, 2), "u"));
+    }),
+        ElementsAre(testing::StartsWith("Could not write the variable.|")));
+    EXPECT_EQ(contentOf(folder / "x.mat"), "");
+    // A companion's name is a name like any other.
+    EXPECT_TRUE(file->writeNumber(StorageNumber(1.0), "box_3D"));
+    const std::string before = contentOf(folder / "x.mat");
+    EXPECT_THAT(
+        messagesOf([&] { EXPECT_FALSE(file->writeDoubleArray(shaped(counted<double>(8), 2, 2, 2), "box")); }),
+        ElementsAre("Entry already exists, can't overwrite it."));
+    EXPECT_EQ(contentOf(folder / "x.mat"), before);
+}
+
+TEST(MatlabFile, CrossesWithTheLibrary)
+{
+    const ScratchFolder folder;
+    {
+        SVMatlabDataFile library(folder / "library.mat", SVFile::NewReadWrite);
+        library.Save(svtest::counting<double>(3, 4, 5), "box");
+        library.Save(svtest::counting<std::int16_t>(2, 3), "s");
+        library.Save("text", "t");
+        library.Save(2.5, "n");
+    }
+    for (const bool indexed : {false, true}) {
+        if (indexed) {
+            SVMatlabDataFile(folder / "library.mat", SVFile::ReadOnly).SaveIndex();
+            EXPECT_TRUE(std::filesystem::exists(folder / "library.index"));
+        }
+        File file;
+        EXPECT_THAT(messagesOf([&] { file = opened(folder / "library.mat"); }), IsEmpty());
+        EXPECT_THAT(file->variablesNames(), ElementsAre("box", "box_3D", "n", "s", "t"));
+        const auto box = file->readDoubleArray("box");
+        ASSERT_TRUE(box);
+        EXPECT_EQ(box->m() * 100 + box->n() * 10 + box->o(), 345);
+        EXPECT_EQ(file->readNumber("box_3D"), StorageNumber(3.0));
+        EXPECT_EQ(numbersOf(file->readIntArray("s")), counted<std::int32_t>(6, 0));
+        EXPECT_EQ(file->readRawString("t"), "text");
+        EXPECT_EQ(file->readNumber("n"), StorageNumber(2.5));
+    }
+    const auto ours = KRDataFileMatBinary::createNewFileWithName(folder / "ours.mat");
+    ours->writeIntArray(shaped(counted<std::int32_t>(24), 2, 3, 4), "box");
+    ours->writeString("größe", "t");
+    for (const bool indexed : {false, true}) {
+        if (indexed)
+            ours->createIndexFile(KRContainerFileName::createWithName(folder / "ours.index"));
+        const SVMatlabDataFile library(folder / "ours.mat", SVFile::ReadOnly);
+        EXPECT_EQ(library.ReadIntArray("box")(1, 2, 3), 24);
+        EXPECT_EQ(library.ReadString("t"), "größe");
+        EXPECT_EQ(opened(folder / "ours.mat")->readRawString("t"), "größe");
+    }
+}
+
+TEST(MatlabFile, ReadsWhatOctaveWrote)
+{
+    const File file = opened(DATAFILE_SAMPLES "/octave.mat");
+    const SVMatlabDataFile library(DATAFILE_SAMPLES "/octave.mat", SVFile::ReadOnly);
+    Names names = library.AllVariableNames();
+    EXPECT_EQ(file->variablesNames(), names);
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        if (library.SavedAsString(name)) {
+            EXPECT_EQ(file->readRawString(name), library.ReadString(name));
+            continue;
+        }
+        const SVDoubleArray wanted = library.ReadDoubleArray(name);
+        EXPECT_EQ(numbersOf(file->readDoubleArray(name)),
+            std::vector<double>(wanted.Pointer(), wanted.Pointer() + wanted.Length()));
+    }
+}
+
+TEST(MatlabFile, OctaveReadsWhatItWrote)
+{
+    if (std::system("octave-cli --version > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "GNU Octave is not installed";
+    const ScratchFolder folder;
+    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
+    file->writeDoubleArray(shaped(counted<double>(6), 2, 3), "d");
+    file->writeShortArray(containerOf<std::int16_t>({-3, 4}), "s");
+    file->writeString("words", "t");
+    const std::string script = "load('" + (folder / "x.mat")
+        + "'); assert(d, [1 3 5; 2 4 6]); assert(double(s), [-3; 4]);"
+          " assert(reshape(t, 1, []), 'words'); z = [1+2i 3]; sp = sparse([1 0; 0 2]); e = 'end';"
+          " save('-v4', '"
+        + (folder / "back.mat") + "', 'd', 'z', 'e');";
+    ASSERT_EQ(std::system(("octave-cli --quiet --eval \"" + script + "\"").c_str()), 0);
+    const File back = opened(folder / "back.mat");
+    EXPECT_EQ(numbersOf(back->readDoubleArray("d")), counted<double>(6));
+    EXPECT_EQ(numbersOf(back->readDoubleArray("z")), (std::vector<double>{1, 3})); // The real part.
+    EXPECT_EQ(back->readRawString("e"), "end");
+}
+
+TEST(MatlabFile, ReadsTheOtherByteOrder)
+{
+    const ScratchFolder folder;
+    store(folder / "x.mat",
+        matrix(1000, 1, 1, 0, "n", swapped(kOne))
+            + matrix(1010, 2, 1, 0, "f", swapped(raw(1.5F)) + swapped(raw(2.5F)))
+            + matrix(1030, 1, 1, 0, "s", swapped(raw(std::int16_t(-7)))) + matrix(1051, 2, 1, 0, "t", "Hi")
+            + matrix(1001, 2, 1, 0, "wide", swapped(raw(72.0)) + swapped(raw(105.0))));
+    const auto file = matlab(folder / "x.mat");
+    EXPECT_EQ(file->readNumber("n"), StorageNumber(1.0));
+    EXPECT_EQ(numbersOf(file->readDoubleArray("f")), (std::vector<double>{1.5, 2.5}));
+    EXPECT_EQ(numbersOf(file->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    EXPECT_EQ(file->readNumber("s"), StorageNumber(std::int16_t(-7)));
+    EXPECT_EQ(file->readRawString("t"), "Hi");
+    EXPECT_EQ(file->readRawString("wide"), "Hi");
+    EXPECT_FALSE(file->structure().find("LittleEndian"));
+    const auto rebuilt = KRDataFile::createFromStructure(file->structure());
+    EXPECT_EQ(numbersOf(rebuilt->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    EXPECT_EQ(
+        numbersOf(file->copyInto(folder / "y.mat")->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    // The library would read an index without the byte order.
+    file->createIndexFile(KRContainerFileName::createWithName(folder / "x.index"));
+    EXPECT_FALSE(std::filesystem::exists(folder / "x.index"));
+    store(folder / "little.mat", matrix(0, 1, 1, 0, "n", kOne));
+    EXPECT_EQ(matlab(folder / "little.mat")->structure().textFor("LittleEndian"), "YES");
+}
+
+TEST(MatlabFile, StepsOverImaginaryPartsAndListsSparseMatrices)
+{
+    const ScratchFolder folder;
+    store(folder / "x.mat",
+        matrix(0, 1, 1, 1, "z", kOne + raw(9.0)) + matrix(2, 2, 3, 0, "sp", std::string(48, '\1'))
+            + matrix(0, 1, 1, 0, "n", kOne));
+    const auto file = matlab(folder / "x.mat");
+    EXPECT_THAT(file->variablesNames(), ElementsAre("n", "sp", "z"));
+    EXPECT_EQ(file->readNumber("z"), StorageNumber(1.0));
+    EXPECT_FALSE(file->readDoubleArray("sp") || file->readNativeArray("sp") || file->readDataBlock("sp"));
+    const auto content = file->theContent();
+    EXPECT_EQ(content[1].second.description(), "A sparse matrix");
+    const auto back = KRDataFileMatBinaryEntry::createFromDictionary(
+        KRDataFileMatBinaryEntry::dictionaryForm(content[1].second));
+    EXPECT_TRUE(back && back->isSparse());
+    EXPECT_FALSE(KRDataFileMatBinaryEntry::createFromDictionary(
+        platform::Value::Dictionary{{"O", 0}, {"m", 1}, {"n", 1}, {"F", 6}}));
+    EXPECT_EQ(KRDataFileMatBinaryEntry::createArrayAt(0, 4, 2, 3).description(),
+        "A 2 byte unsigned integer array (2x3).");
+}
+
+TEST(MatlabFile, TellsWhereTheFormatEnds)
+{
+    const std::string first = matrix(0, 1, 1, 0, "a", kOne);
+    const std::string second = "The file \"x.mat\" has a format error in entry number 2.";
+    EXPECT_EQ(messageOf(""), "The file \"x.mat\" doesn't contain any data.;");
+    EXPECT_EQ(messageOf("abc"), "The file \"x.mat\" doesn't contain any data.;");
+    EXPECT_EQ(messageOf(matrix(0, 1, 1, 2, "a", kOne)), "The file \"x.mat\" has incorrect format;");
+    // Another byte order in the middle.
+    const std::string bigDigit = matrix(0, 1, 1, 0, "b", kOne);
+    EXPECT_EQ(messageOf(first + raw(std::int32_t(1000)) + bigDigit.substr(4)),
+        second + " The Headerinfo was (1000,1,1,0,2).;");
+    EXPECT_EQ(messageOf(first + matrix(0, 1, 1, 2, "b", kOne)), second + " The Headerinfo was (0,1,1,2,2).;");
+    EXPECT_EQ(messageOf(first + matrix(3, 1, 1, 0, "b", kOne)), second + " The Headerinfo was (3,1,1,0,2).;");
+    EXPECT_EQ(
+        messageOf(first + matrix(0, -1, 1, 0, "b", kOne)), second + " The Headerinfo was (0,-1,1,0,2).;");
+    EXPECT_EQ(
+        messageOf(first + matrix(999, 1, 1, 0, "b", kOne)), second + " The Headerinfo was (999,1,1,0,2).;");
+    EXPECT_EQ(messageOf(first + matrix(60, 1, 1, 0, "b", kOne)),
+        "Ran into problems reading the file (Incorrect type).;");
+    EXPECT_EQ(messageOf(first + matrix(90, 1, 1, 0, "b", kOne)),
+        "Ran into problems reading the file (Incorrect type).;");
+    EXPECT_EQ(messageOf(first + matrix(0, 1, 1, 0, std::string(255, 'n'), kOne)),
+        second + " Name field had length 256.;");
+    EXPECT_EQ(
+        messageOf(first + matrix(0, INT_MAX, INT_MAX, 1, "b", kOne)), ""); // Not there yet, by its size.
+}
+
+TEST(MatlabFile, KeepsTextsOfFewerThan50Characters)
+{
+    const ScratchFolder folder;
+    store(folder / "x.mat",
+        matrix(51, 1, 49, 0, "kept", std::string(49, 'k'))
+            + matrix(51, 1, 50, 0, "read", std::string(50, 'r')));
+    const auto file = matlab(folder / "x.mat");
+    std::string bytes = contentOf(folder / "x.mat");
+    std::transform(bytes.begin(), bytes.end(), bytes.begin(), [](char c) {
+        return c == 'k' ? 'K' : c == 'r' ? 'R' : c;
+    });
+    std::ofstream(folder / "x.mat", std::ios::in | std::ios::out | std::ios::binary) << bytes;
+    EXPECT_EQ(file->readRawString("kept"), std::string(49, 'k'));
+    EXPECT_EQ(file->readRawString("read"), std::string(50, 'R'));
+    EXPECT_EQ(KRDataFileMatBinary::convertBytes(swapped(raw(72.0)), true, ElementType::Double, 1), "H");
+    EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
+}
+
+TEST(MatlabFile, ACompanionThatDoesNotFitGivesNoArray)
+{
+    const ScratchFolder folder;
+    const std::string data = kOne + kOne + kOne + kOne;
+    for (const double k : {3.0, 0.0, -2.0}) {
+        store(folder / "x.mat", matrix(0, 1, 1, 0, "a_3D", raw(k)) + matrix(0, 4, 1, 0, "a", data));
+        const auto file = matlab(folder / "x.mat");
+        EXPECT_TRUE(file->contains("a_3D"));
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readDoubleArray("a")); }),
+            ElementsAre("The variable \"a\" in file \"" + (folder / "x.mat")
+                + "\" had an incorrect third dimension."));
+        EXPECT_EQ(file->getSizeOfVariable("a"), (KRDataStorage::Size{4, 1, 1}));
+    }
+    // The shortest name that makes a companion, and one that is too short.
+    store(folder / "x.mat", matrix(0, 1, 1, 0, "_3D", raw(2.0)) + matrix(0, 4, 1, 0, "", data));
+    EXPECT_EQ(matlab(folder / "x.mat")->structure().find("3D")->array()->size(), 0U);
+}
+
+TEST(MatlabFile, AnIndexCountsWhenItReachesTheEnd)
+{
+    const ScratchFolder folder;
+    const std::string a = matrix(0, 1, 1, 0, "a", kOne);
+    store(folder / "x.mat", a + matrix(51, 2, 1, 0, "t", "Hi"));
+    const auto namesWith = [&](const std::vector<SVMatlabIndexRecord>& records) {
+        std::string bytes("mat index file", 15);
+        for (const auto& record : records)
+            SVAppendMatlabRecord(bytes, record);
+        store(folder / "x.index", bytes);
+        return matlab(folder / "x.mat")->variablesNames();
+    };
+    const auto atText = static_cast<std::int64_t>(a.size() + 22);
+    EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}}), ElementsAre("renamed"));
+    EXPECT_THAT(namesWith({{22, 0, 1, 1, "renamed"}}), ElementsAre("a", "t")); // Does not reach the end.
+    EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 60, 1, 1, "bad"}}), ElementsAre("a", "t"));
+    EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 0, 100, 1, "beyond"}}), ElementsAre("a", "t"));
+    EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {-22, 0, 1, 1, "before"}}), ElementsAre("a", "t"));
+    EXPECT_THAT(namesWith({{atText, 51, 2, 1, "t"}, {22, 0, 1, 1, "t_3D"}}), ElementsAre("t", "t_3D"));
+}
+
+} // namespace
+} // namespace storagetest

@@ -1,0 +1,399 @@
+#include "storage_testing.h"
+
+#include "datafile/SVDataFileIndex.h"
+
+#include <unistd.h>
+
+namespace storagetest {
+namespace {
+
+std::shared_ptr<KRDataFileBinary> newNative(const std::string& path)
+{
+    return KRDataFileBinary::createNewFileWithName(path);
+}
+
+std::shared_ptr<KRDataFileBinary> native(const std::string& path)
+{
+    return std::dynamic_pointer_cast<KRDataFileBinary>(opened(path));
+}
+
+KRDataFile::FileName indexAt(const std::string& path)
+{
+    return KRContainerFileName::createWithName(path);
+}
+
+// A file as the library writes it.
+void writeByLibrary(const std::string& path, SVFile::Endian order, bool indexBlock)
+{
+    SVDataFile file(SVFile(path, order, SVFile::NewReadWrite));
+    file.Save(svtest::counting<double>(2, 3), "d");
+    file.Save(svtest::counting<float>(2), "f");
+    file.Save(svtest::counting<std::int32_t>(1), "i");
+    file.Save(svtest::counting<std::int16_t>(2), "s");
+    file.Save(svtest::counting<std::uint16_t>(2), "us");
+    file.Save(svtest::counting<signed char>(2), "c");
+    file.Save(svtest::counting<unsigned char>(2), "uc");
+    file.Save("text", "t");
+    file.Save(2.5, "number");
+    if (indexBlock)
+        file.SaveIndex();
+}
+
+TEST(NativeFile, WritesTheBytesOfTheFormat)
+{
+    const ScratchFolder folder;
+    const auto file = newNative(folder / "x.svbin");
+    EXPECT_TRUE(file->writeDoubleArray(doubles({1, 0.5}), "x"));
+    EXPECT_TRUE(file->writeString("Hi", "t"));
+    EXPECT_TRUE(file->writeIntArray(shaped<std::int32_t>({}, 0, 5), "e"));
+    EXPECT_TRUE(file->writeDataBlock({7, 8}, "b"));
+    const std::string wanted = magicOf(false) + nativeBytes({"x", 1, 2, 1, 1, raw(1.0) + raw(0.5)})
+        + nativeBytes({"t", 20, 1, 2, 1, "Hi"}) + nativeBytes({"e", 8, 0, 0, 0, ""})
+        + nativeBytes({"b", 11, 2, 1, 1, "\x07\x08"});
+    EXPECT_EQ(contentOf(folder / "x.svbin"), wanted);
+    EXPECT_EQ(file->fileSizeInBytes(), wanted.size());
+    EXPECT_EQ(file->locationOfDataFor("x"), 54U);
+    EXPECT_EQ(file->locationOfDataFor("missing"), 0U);
+}
+
+// Each way to find the content gives the same variables as the library has written, in both byte orders.
+TEST(NativeFile, ReadsWhatTheLibraryWrote)
+{
+    const ScratchFolder folder;
+    for (const auto order : {SVFile::LittleEndian, SVFile::BigEndian})
+        for (const bool indexBlock : {false, true})
+            for (const bool indexFile : {false, true}) {
+                SCOPED_TRACE(testing::Message() << order << indexBlock << indexFile);
+                const std::string path = folder / "library.svbin";
+                writeByLibrary(path, order, indexBlock);
+                ::unlink((folder / "library.index").c_str());
+                if (indexFile)
+                    native(path)->createIndexFile(indexAt(folder / "library.index"));
+                std::shared_ptr<KRDataFileBinary> file;
+                EXPECT_THAT(messagesOf([&] { file = native(path); }), IsEmpty());
+                // A block is no variable where it serves as the index.
+                const bool listsBlock = indexBlock && order == SVFile::BigEndian;
+                EXPECT_EQ(file->variablesNames().size(), listsBlock ? 10U : 9U);
+                EXPECT_EQ(numbersOf(file->readDoubleArray("d")), counted<double>(6, 0));
+                EXPECT_EQ(file->getSizeOfVariable("d"), (KRDataStorage::Size{2, 3, 1}));
+                EXPECT_EQ(numbersOf(file->readFloatArray("f")), counted<float>(2, 0));
+                EXPECT_EQ(numbersOf(file->readDoubleArray("f")), counted<double>(2, 0));
+                EXPECT_EQ(numbersOf(file->readIntArray("i")), counted<std::int32_t>(1, 0));
+                EXPECT_EQ(numbersOf(file->readShortArray("s")), counted<std::int16_t>(2, 0));
+                EXPECT_EQ(numbersOf(file->readUShortArray("us")), counted<std::uint16_t>(2, 0));
+                EXPECT_EQ(numbersOf(file->readCharacterArray("c")), counted<signed char>(2, 0));
+                EXPECT_EQ(numbersOf(file->readUCharArray("uc")), counted<unsigned char>(2, 0));
+                EXPECT_EQ(file->readNumber("number"), StorageNumber(2.5));
+                EXPECT_EQ(file->readRawString("t"), "text");
+            }
+}
+
+TEST(NativeFile, TheLibraryReadsWhatItWrote)
+{
+    const ScratchFolder folder;
+    for (const bool indexBlock : {false, true}) {
+        const std::string path = folder / "ours.svbin";
+        const auto file = newNative(path);
+        file->writeDoubleArray(shaped(counted<double>(24), 2, 3, 4), "d");
+        file->writeUShortArray(containerOf<std::uint16_t>({65535, 1}), "us");
+        file->writeString("größe", "t");
+        file->writeString("", "empty");
+        if (indexBlock)
+            file->addIndexBlock();
+        EXPECT_EQ(KRDataFileBinary::fileEndsWithAnIndex(path), indexBlock);
+        const auto reports = svtest::reportsOf([&] {
+            SVDataFile library(path, SVFile::ReadOnly);
+            EXPECT_EQ(library.AllVariableNames().size(), 4U);
+            const SVDoubleArray d = library.ReadDoubleArray("d");
+            EXPECT_EQ(d(1, 2, 3), 24);
+            EXPECT_EQ(library.ReadIntArray("us")(0), 65535);
+            EXPECT_EQ(library.ReadString("t"), "größe");
+            EXPECT_EQ(library.ReadString("empty"), "");
+        });
+        EXPECT_THAT(reports, IsEmpty());
+    }
+    EXPECT_FALSE(KRDataFileBinary::fileEndsWithAnIndex(folder / "missing"));
+}
+
+// What the two readers of the format decide differently, row by row of the table.
+TEST(NativeFile, DiffersFromTheLibraryAsTheTableTells)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "both.svbin";
+    const std::string a = nativeBytes({"a", 1, 1, 1, 1, raw(1.0)});
+    const std::string later = nativeBytes({"z", 1, 1, 1, 1, raw(2.0)});
+    struct Case {
+        const char* what;
+        std::string entry;
+        std::size_t library; // How many of the entries are listed.
+        std::size_t application;
+        const char* message;
+    };
+    std::string longName(255, 'n');
+    std::string withoutName = nativeBytes({"", 1, 1, 1, 1, raw(1.0)});
+    withoutName[24] = 0;
+    const Case cases[] = {
+        {"a reserved type", nativeBytes({"r", 5, 1, 1, 1, raw(1.0)}), 3, 1,
+            "Ran into problems reading the file (Incorrect type)."},
+        {"no name", withoutName, 3, 1,
+            "The file \"both.svbin\" has a format error in entry number 2. Name field had length 0."},
+        {"a name that is too long", nativeBytes({longName, 1, 1, 1, 1, raw(1.0)}), 1, 1,
+            "The file \"both.svbin\" has a format error in entry number 2. Name field had length 256."},
+        {"a size that isn't the data's", nativeBytes({"s", 1, 1, 1, 1, raw(1.0) + "12345678"}), 3, 1,
+            "The file \"both.svbin\" has a format error in entry number 2."},
+        {"no size", nativeBytes({"s", 1, 1, 1, 1, "", -30}), 1, 1,
+            "The file \"both.svbin\" has a format error in entry number 2."},
+        {"a negative dimension", nativeBytes({"s", 1, -1, -1, 1, raw(1.0)}), 3, 1,
+            "The file \"both.svbin\" has a format error in entry number 2."},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.what);
+        store(path, magicOf(false) + a + row.entry + later);
+        svtest::outcomeOf(
+            [&] { EXPECT_EQ(SVDataFile(path, SVFile::ReadOnly).AllVariableNames().size(), row.library); });
+        EXPECT_THAT(messagesOf([&] { EXPECT_EQ(native(path)->variablesNames().size(), row.application); }),
+            ElementsAre(row.message));
+    }
+    // In the first entry the whole file is in doubt.
+    store(path, magicOf(false) + nativeBytes({longName, 1, 1, 1, 1, raw(1.0)}));
+    EXPECT_THAT(
+        messagesOf([&] { native(path); }), ElementsAre("The file \"both.svbin\" has incorrect format"));
+
+    EXPECT_TRUE(kSVApplicationDialect.refusesTakenNames && !kSVLibraryDialect.refusesTakenNames);
+    SVDataFile library(folder / "taken.svbin", SVFile::NewReadWrite);
+    library.Save(1.0, "a");
+    library.Save(2.0, "a");
+    library.Flush();
+    EXPECT_EQ(native(folder / "taken.svbin")->readNumber("a"), StorageNumber(2.0));
+}
+
+TEST(NativeFile, RefusesTheMagicOfNoFormat)
+{
+    const ScratchFolder folder;
+    const auto messagesFor = [&](const std::string& bytes) {
+        store(folder / "x.svbin", bytes);
+        return messagesOf([&] { EXPECT_THAT(native(folder / "x.svbin")->variablesNames(), IsEmpty()); });
+    };
+    const auto refused = ElementsAre("The file \"x.svbin\" has incorrect format");
+    EXPECT_THAT(messagesFor(""), IsEmpty());
+    EXPECT_THAT(messagesFor("Sorvanta Binary File LE"), refused); // Its NUL is missing.
+    EXPECT_THAT(messagesFor("Sorvanta Binary File XX" + std::string(1, '\0')), refused);
+    EXPECT_THAT(messagesFor(magicOf(false)), IsEmpty());
+    EXPECT_THAT(messagesFor("Sorvanta Binary File v1" + std::string(1, '\0')), IsEmpty());
+}
+
+// Indexes.
+
+TEST(NativeFile, AnIndexFileCountsAsFarAsItReaches)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const auto file = newNative(path);
+    file->writeDoubleArray(doubles({1, 2}), "a");
+    file->writeDoubleArray(doubles({3, 4}), "b");
+    const auto record = [&](const std::string& name, std::uint64_t location, int m = 2, int type = 1) {
+        std::string bytes;
+        SVAppendFileRecord(
+            bytes, {static_cast<std::int8_t>(type), m, 1, 1, static_cast<std::int64_t>(location), name});
+        return bytes;
+    };
+    const std::string header(17, '?'); // Nobody looks at it.
+    const std::uint64_t atA = file->locationOfDataFor("a");
+    const std::uint64_t atB = file->locationOfDataFor("b");
+    const auto namesWith = [&](const std::string& records) {
+        store(folder / "x.index", header + records);
+        std::shared_ptr<KRDataFileBinary> again;
+        EXPECT_THAT(messagesOf([&] { again = native(path); }), IsEmpty());
+        EXPECT_EQ(again->fileSizeInBytes(), contentOf(path).size());
+        return again->variablesNames();
+    };
+    EXPECT_THAT(namesWith(record("renamed", atB)), ElementsAre("renamed"));
+    EXPECT_THAT(namesWith(record("renamed", atB, 2, 101)), ElementsAre("renamed")); // The type modulo 100.
+    EXPECT_THAT(namesWith(record("first", atA)), ElementsAre("b", "first")); // The rest by scan.
+    EXPECT_THAT(namesWith(record("first", atA) + record("beyond", atB, 3)), ElementsAre("b", "first"));
+    EXPECT_THAT(namesWith(record("first", atA) + record("type", atB, 2, 5)), ElementsAre("b", "first"));
+    EXPECT_THAT(namesWith(record("", atB)), ElementsAre("a", "b"));
+    EXPECT_THAT(namesWith(record("negative", atB, -2)), ElementsAre("a", "b"));
+    EXPECT_THAT(namesWith(record("huge", atA, INT_MAX)), ElementsAre("a", "b"));
+    EXPECT_THAT(namesWith("12"), ElementsAre("a", "b")); // 19 bytes are too few.
+    EXPECT_THAT(namesWith(record("lost", static_cast<std::uint64_t>(-8))), ElementsAre("a", "b"));
+}
+
+// A matching index file counts before the block at the end of the data file.
+TEST(NativeFile, TheIndexFileIsReadBeforeTheIndexBlock)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const auto file = newNative(path);
+    file->writeDoubleArray(doubles({1, 2}), "a");
+    file->addIndexBlock();
+    EXPECT_EQ(native(path)->variablesNames(), Names{"a"});
+    file->createIndexFile(indexAt(folder / "x.index"));
+    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a"));
+    // With an entry behind it the block is a variable like any other.
+    file->writeNumber(StorageNumber(1.0), "b");
+    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a", "b"));
+}
+
+TEST(NativeFile, AnIndexBlockThatLiesIsDropped)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const auto file = newNative(path);
+    file->writeDoubleArray(doubles({1, 2}), "a");
+    const std::size_t start = contentOf(path).size();
+    file->addIndexBlock();
+    const std::string whole = contentOf(path);
+    const std::size_t block = start + 28 + 17;
+    struct Case {
+        std::size_t offset;
+        std::string bytes;
+        std::vector<std::string> messages;
+    };
+    const Case cases[] = {
+        {start + 8, raw(std::int32_t(11)), {}}, // The type of the block's entry.
+        {start + 12, raw(std::int32_t(100000)),
+            {"The file \"x.svbin\" has a format error in entry number 2."}}, // Its m.
+        {block, "\x02", {}}, // The version.
+        {block + 1, "\x05", {"Ran into problems reading the file (Incorrect type)."}},
+        {block + 2, raw(std::int32_t(-1)), {}},
+        {block + 14, raw(std::int64_t(-1)), {}},
+        {block + 14, raw(std::int64_t(1000000)), {}},
+        {block + 2, raw(std::int32_t(1000)), {}}, // The data would end behind the file.
+        {whole.size() - 8, raw(std::int64_t(24)), {}}, // No block there.
+        {whole.size() - 8, raw(std::int64_t(-24)), {}},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.offset);
+        std::string bytes = whole;
+        store(path, bytes.replace(row.offset, row.bytes.size(), row.bytes));
+        std::shared_ptr<KRDataFileBinary> again;
+        const auto messages = messagesOf([&] { again = native(path); });
+        ASSERT_TRUE(again);
+        EXPECT_TRUE(again->contains("a"));
+        EXPECT_EQ(messages, row.messages);
+        EXPECT_EQ(numbersOf(again->readDoubleArray("a")), (std::vector<double>{1, 2}));
+    }
+}
+
+// Kept for the readers that have come to depend on it: a text that a scan found goes into an index as bytes.
+TEST(NativeFile, AScannedTextBecomesBytesThroughANewIndex)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    store(path, magicOf(false) + nativeBytes({"t", 20, 3, 1, 1, std::string("Hi\0", 3)}));
+    const auto file = native(path);
+    EXPECT_TRUE(file->isAString("t"));
+    file->createIndexFile(indexAt(folder / "x.index"));
+    EXPECT_TRUE(file->isAString("t"));
+    EXPECT_EQ(file->readRawString("t"), "Hi");
+    const auto again = native(path);
+    EXPECT_FALSE(again->isAString("t"));
+    EXPECT_TRUE(again->isAnIntArray("t"));
+    EXPECT_EQ(numbersOf(again->readUCharArray("t")), (std::vector<unsigned char>{'H', 'i', 0}));
+    EXPECT_EQ(again->readRawString("t"), "Hi");
+    // One that was written here stays a text.
+    const auto ours = newNative(folder / "y.svbin");
+    ours->writeString("Hi", "t");
+    ours->createIndexFile(indexAt(folder / "y.index"));
+    EXPECT_TRUE(native(folder / "y.svbin")->isAString("t"));
+}
+
+TEST(NativeFile, AFileOfTheOtherOrderGetsNoIndexAndNoEntries)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    writeByLibrary(path, SVFile::BigEndian, true);
+    const std::string before = contentOf(path);
+    const auto file = KRDataFileBinary::createWithName(path);
+    ASSERT_TRUE(file->openFileWithProgress());
+    file->createIndexFile(indexAt(folder / "x.index"));
+    EXPECT_EQ(contentOf(folder / "x.index"), "");
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
+        ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
+            + path + "\": it has the byte order of another machine."));
+    EXPECT_EQ(contentOf(path), before);
+    EXPECT_TRUE(file->structure().find("Swap"));
+}
+
+// Texts.
+
+TEST(NativeFile, AShortTextIsKeptAndALongOneIsReadFromTheFile)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const auto file = newNative(path);
+    file->writeString(std::string(39, 'k'), "kept");
+    file->writeString(std::string(40, 'r'), "read");
+    std::string bytes = contentOf(path);
+    std::replace(bytes.begin() + 24, bytes.end(), 'k', 'K');
+    std::replace(bytes.begin() + 24, bytes.end(), 'r', 'R');
+    std::ofstream(path, std::ios::in | std::ios::out | std::ios::binary) << bytes;
+    EXPECT_EQ(file->readRawString("kept"), std::string(39, 'k'));
+    EXPECT_EQ(file->readRawString("read"), std::string(40, 'R'));
+}
+
+TEST(NativeFile, ATextIsUtf8OrMacRomanAndAnyArrayReadsAsText)
+{
+    const ScratchFolder folder;
+    const auto file = newNative(folder / "x.svbin");
+    file->writeUCharArray(containerOf<unsigned char>({'a', 0x8A, 0xB0}), "mac");
+    file->writeDoubleArray(doubles({72, 105, 0, 33}), "doubles");
+    file->writeString("größe", "utf8");
+    EXPECT_EQ(file->readRawString("mac"), "aä∞");
+    EXPECT_EQ(file->readRawString("doubles"), "Hi");
+    EXPECT_EQ(native(folder / "x.svbin")->readRawString("utf8"), "größe");
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("x", "")); }),
+        ElementsAre("Trying to write a variable with an empty name."));
+}
+
+TEST(NativeFile, DescribesItsEntries)
+{
+    const auto described = [](int type, std::uint32_t m, std::uint32_t n, std::uint32_t o) {
+        return KRDataFileBinaryEntry::createArrayAt(0, static_cast<std::uint8_t>(type), m, n, o)
+            .description();
+    };
+    const char* const arrays[] = {"A double precision array (2x3x4).", "A single precision array (2x3x4).",
+        "A 4 byte integer array (2x3x4).", "A 2 byte signed integer array (2x3x4).",
+        "A 2 byte unsigned integer array (2x3x4).", "A 1 byte integer array (2x3x4).",
+        "A 1 byte unsigned integer array (2x3x4).", "A string with size (2x3x4).", "An unknown object"};
+    for (int type = 0; type < 9; ++type)
+        EXPECT_EQ(described(type, 2, 3, 4), arrays[type]);
+    EXPECT_EQ(described(2, 1, 1, 1), "A single int");
+    EXPECT_EQ(KRDataFileBinaryEntry::createStringAt(0, 7, 1, 5, 1).description(), "A string with length 5");
+    const char* const numbers[] = {"1.5 (double)", "1.5 (float)", "1 (int)", "1 (short int)",
+        "1 (unsigned short int)", "1 (char)", "1 (unsigned char)"};
+    for (int type = 0; type < kElementTypeCount; ++type) {
+        auto entry = KRDataFileBinaryEntry::createArrayAt(0, static_cast<std::uint8_t>(type), 1, 1, 1);
+        entry.setNumberValue(*StorageNumber::fromValue(1.5, static_cast<ElementType>(type)));
+        EXPECT_EQ(entry.description(), numbers[type]);
+    }
+    auto unknown = KRDataFileBinaryEntry::createArrayAt(0, 9, 2, 1, 1);
+    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(unknown.requiredSize(), 16U); }),
+        ElementsAre("DEBUG: Unknown variable type inside a datafile."));
+}
+
+TEST(NativeFile, AnEntryComesBackFromItsDictionaryUnlessItIsAWrittenText)
+{
+    using Entry = KRDataFileBinaryEntry;
+    auto number = Entry::createArrayAt(100, 2, 1, 1, 1);
+    number.setNumberValue(StorageNumber(7));
+    const auto dictionary = Entry::dictionaryForm(number);
+    const auto back = Entry::createFromDictionary(dictionary);
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isSameAs(number));
+    EXPECT_EQ(*back->numberValue(), StorageNumber(7));
+    const auto scanned = Entry::createStringAt(50, 6, 3, 1, 1);
+    EXPECT_TRUE(Entry::createFromDictionary(Entry::dictionaryForm(scanned))->isAString());
+    EXPECT_FALSE(Entry::createFromDictionary(Entry::dictionaryForm(Entry::createStringAt(50, 7, 1, 3, 1))));
+    for (const auto& [key, value] : std::map<std::string, platform::Value>{{"O", -1}, {"m", -1}, {"n", "1"},
+             {"o", 1.5}, {"F", 7}, {"F", 64}, {"F", 128}, {"F", -1}, {"m", platform::Value()}}) {
+        auto bad = dictionary;
+        bad.mutableDictionary()[key] = value;
+        EXPECT_FALSE(Entry::createFromDictionary(bad)) << key;
+    }
+    EXPECT_FALSE(Entry::createFromDictionary("text"));
+}
+
+} // namespace
+} // namespace storagetest

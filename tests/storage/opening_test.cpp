@@ -1,0 +1,192 @@
+// How a file finds its class, and what is told when it can't be opened or made.
+
+#include "storage_testing.h"
+
+#include "storage/stacks/KRDataFileStack.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace storagetest {
+namespace {
+
+std::string typeOf(const File& file)
+{
+    return file ? file->dataFileType().value_or("?") : "none";
+}
+
+TEST(Opening, TheEndingTellsTheClass)
+{
+    const ScratchFolder folder;
+    const std::pair<const char*, const char*> endings[] = {{"a.svbin", "SVBinary"}, {"a.mat", "MatBinary"},
+        {"a.ascii", "Ascii"}, {"a.svascii", "Ascii"}, {"a.svdata", "DataFileStack"}, {"a.other", "SVBinary"},
+        {"a", "SVBinary"}};
+    for (const auto& [name, type] : endings) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(typeOf(KRDataFile::openNewFileWithName(folder / name)), type);
+        if (std::string(name).find('.') == 1 && std::string(name) != "a.other") {
+            store(folder / name, "");
+            messagesOf([&] { EXPECT_EQ(typeOf(KRDataFile::openFileName(folder / name)), type); });
+        }
+    }
+    // A missing file with a known ending is made.
+    EXPECT_EQ(typeOf(KRDataFile::openFileName(folder / "x/../made.svbin")), "SVBinary");
+    EXPECT_EQ(contentOf(folder / "made.svbin"), "");
+    // The whole ending counts, not the last extension.
+    EXPECT_EQ(KRDataFile::nameOfIndexFor("/a.b/c.svbin"), "/a.b/c.index");
+    EXPECT_EQ(KRDataFile::nameOfIndexFor("/a.b/c"), "/a.b/c.index");
+    EXPECT_EQ(KRDataFile::nameOfIndexFor("/a.b/.c"), "/a.b/.c.index");
+}
+
+TEST(Opening, TheFirstBytesTellTheClassOtherwise)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.data";
+    const std::string invalid = "The file \"" + path + "\" has an invalid format.";
+    const auto header = [](std::vector<std::int32_t> fields) {
+        std::string bytes;
+        for (const std::int32_t field : fields)
+            bytes += raw(field);
+        return bytes + std::string("a\0", 2);
+    };
+    struct Case {
+        std::string bytes;
+        const char* type;
+        std::vector<std::string> messages;
+    };
+    const std::string other = "The file \"x.data\" has incorrect format";
+    const Case cases[] = {
+        {"", "none", {}},
+        {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
+        {"a\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
+        {"gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}}, // 0x9F is a control.
+        {"gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
+        {"a\tb\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}},
+        {"Sorvanta is no magic", "SVBinary", {other}},
+        {header({1000, 1, 1, 0, 2}), "MatBinary", {other}}, // Of the other order, by its bytes.
+        {header({0, 1, 1, 0, 2}), "none", {invalid}}, // Not known without its ending.
+        {header({1000, 1, 1, 0, 0}), "none", {invalid}},
+        {header({1000, -1, 1, 0, 2}), "none", {invalid}},
+        {header({1000, 1, -1, 0, 2}), "none", {invalid}},
+        {header({1000, 1, 1, 1, 2}), "none", {invalid}},
+        {header({1003, 1, 1, 0, 2}), "none", {invalid}},
+        {header({2000, 1, 1, 0, 2}), "none", {invalid}},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(testing::PrintToString(row.bytes));
+        store(path, row.bytes);
+        const auto messages =
+            messagesOf([&] { EXPECT_EQ(typeOf(KRDataFile::openFileName(path)), row.type); });
+        EXPECT_EQ(messages, row.messages);
+    }
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(folder / "missing")); }),
+        ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
+}
+
+TEST(Opening, TellsWhyAFileCannotBeMade)
+{
+    const ScratchFolder folder;
+    std::filesystem::create_directory(folder / "folder.svbin");
+    store(folder / "file", "text");
+    const auto messageFor = [&](const std::string& path) {
+        const auto messages = messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path)); });
+        EXPECT_EQ(messages.size(), 1U);
+        return messages.empty() ? "" : messages.front();
+    };
+    const auto cause = [](const std::string& path, const std::string& text) {
+        return "Could not create the file \"" + path + "\"|" + text;
+    };
+    const std::string inFolder = folder / "folder.svbin";
+    EXPECT_EQ(messageFor(inFolder),
+        cause(inFolder,
+            "Wanted to create the file \"" + inFolder
+                + "\", but there is a directory with the same name in that place."));
+    const std::string inFile = folder / "file/x.svbin";
+    EXPECT_EQ(messageFor(inFile),
+        cause(inFile,
+            "Could not create the file \"" + inFile + "\". The problem is that \"" + (folder / "file")
+                + "\" is a file and not a directory."));
+    const std::string missing = folder / "a/b/c/x.svbin";
+    ::mkfifo((folder / "pipe.svbin").c_str(), 0666);
+    EXPECT_EQ(messageFor(folder / "pipe.svbin"),
+        cause(folder / "pipe.svbin",
+            "Wanted to empty the file \"" + (folder / "pipe.svbin")
+                + "\", but could not. Make sure you own that file and can overwrite it."));
+    const std::string tooLong = folder / (std::string(300, 'x') + ".svbin");
+    const std::string parent = (folder / "x").substr(0, (folder / "x").size() - 2);
+    EXPECT_EQ(messageFor(tooLong),
+        cause(tooLong,
+            "Could not create the file \"" + tooLong
+                + "\". but could not. Make sure that you can create a file inside"
+                  " the directory \""
+                + parent + "\"."));
+    EXPECT_EQ(messageFor(missing),
+        cause(missing,
+            "Wanted to create the file \"" + missing
+                + "\", but could not. The first directory in the file path that doesn't exist is \"a\" in "
+                  "the \""
+                + parent + "\" directory."));
+}
+
+TEST(Opening, AnUnknownStructureIsReported)
+{
+    for (const platform::Value& bad : {platform::Value(), platform::Value("SVBinary"),
+             platform::Value(platform::Value::Dictionary{{"Type", "Other"}}),
+             platform::Value(platform::Value::Dictionary{{"Type", 7}})})
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::createFromStructure(bad)); }),
+            ElementsAre("Internal error: Unexpected data file type in createFromStructure"));
+}
+
+// Each value of a structure may be of any kind.
+TEST(Opening, AHostileStructureGivesAnEmptyFile)
+{
+    const ScratchFolder folder;
+    store(folder / "x.svbin", magicOf(false) + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
+    const auto good = opened(folder / "x.svbin")->structure();
+    const platform::Value entry = platform::Value::Dictionary{
+        {"O", INT64_MAX}, {"m", INT_MAX}, {"n", INT_MAX}, {"o", INT_MAX}, {"F", 0}};
+    const platform::Value values[] = {-1, INT64_MAX, 1.5, "text", platform::Value::Array{1, 2}, entry,
+        platform::Value::Dictionary{{"a", entry}, {"b", 7}}};
+    for (const auto& [key, old] : *good.dictionary())
+        for (const platform::Value& value : values)
+            for (const char* type : {"SVBinary", "MatBinary", "Ascii", "DataFileStack"}) {
+                auto bad = good;
+                bad.mutableDictionary()[key] = value;
+                if (key != "Type")
+                    bad.mutableDictionary()["Type"] = type;
+                messagesOf([&] {
+                    const auto file = KRDataFile::createFromStructure(bad);
+                    if (!file)
+                        return;
+                    file->updateFile();
+                    for (const std::string& name : file->variablesNames()) {
+                        EXPECT_LE(file->getSizeOfVariable(name)->m, static_cast<unsigned>(INT_MAX));
+                        file->readDoubleArray(name);
+                        file->readRawString(name);
+                    }
+                    EXPECT_FALSE(file->readDoubleArray("b"));
+                });
+            }
+}
+
+TEST(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
+{
+    const ScratchFolder folder;
+    const auto file = KRDataFile::openNewFileWithName(folder / "x.svbin");
+    file->writeNumber(StorageNumber(1.0), "n");
+    EXPECT_FALSE(file->indexFileUpToDate());
+    const auto given = KRContainerFileName::createWithName(folder / "given.index");
+    file->createIndexFile(given);
+    EXPECT_EQ(file->indexFileContainer(), given);
+    EXPECT_GT(contentOf(folder / "given.index").size(), 17U);
+    // The file is listed from the index that it is opened with.
+    const auto named = KRDataFile::openFileName(folder / "x.svbin", nullptr, given);
+    EXPECT_EQ(named->variablesNames(), Names{"n"});
+    EXPECT_EQ(named->indexFileContainer(), given);
+    EXPECT_THAT(messagesOf([&] { file->createIndexFile(nullptr); }), IsEmpty());
+    const auto container = KRContainerFileName::createWithName(folder / "x.svbin");
+    EXPECT_EQ(KRDataFile::openFileContainer(container)->fileContainer(), container);
+}
+
+} // namespace
+} // namespace storagetest

@@ -1,0 +1,112 @@
+#pragma once
+
+#include "arrays/containers/containers_testing.h"
+#include "datafile/SVDataFile.h"
+#include "datafile/SVMatlabDataFile.h"
+#include "datafile/datafile_testing.h"
+#include "storage/formats/KRDataFileAscii.h"
+#include "storage/formats/KRDataFileBinary.h"
+#include "storage/formats/KRDataFileMatBinary.h"
+
+#include <numeric>
+
+namespace storagetest {
+
+using containertest::containerOf;
+using svtest::bytesOf;
+using svtest::contentOf;
+using svtest::raw;
+using svtest::ScratchFolder;
+using svtest::store;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+using File = KRDataFile::Pointer;
+using Names = std::vector<std::string>;
+
+// Messages as "short" or "short|long", serious ones without their stack.
+inline Names messagesOf(const std::function<void()>& action)
+{
+    Names messages = containertest::messagesOf(action);
+    for (std::string& message : messages)
+        message = message.substr(0, message.find("|(\n"));
+    return messages;
+}
+
+// A reading that fails if there is no file.
+inline File opened(const std::string& path)
+{
+    File file = KRDataFile::openFileName(path);
+    EXPECT_TRUE(file) << path;
+    return file;
+}
+
+// The numbers of an array; empty for none.
+template <class T>
+std::vector<T> numbersOf(const std::shared_ptr<KRArrayContainer<T>>& array)
+{
+    return array ? std::vector<T>(array->constPointer(), array->constPointer() + array->length())
+                 : std::vector<T>();
+}
+
+template <class T>
+std::shared_ptr<KRArrayContainer<T>> shaped(const std::vector<T>& numbers, long m, long n, long o = 1)
+{
+    auto array = KRArrayContainer<T>::createArrayOfSizeM(m, n, o);
+    std::copy(numbers.begin(), numbers.end(), array->mutablePointer());
+    return array;
+}
+
+template <class T>
+std::vector<T> counted(long count, T from = T(1))
+{
+    std::vector<T> numbers(static_cast<std::size_t>(count));
+    std::iota(numbers.begin(), numbers.end(), from);
+    return numbers;
+}
+
+inline std::shared_ptr<KRDoubleArrayContainer> doubles(const std::vector<double>& numbers)
+{
+    return containerOf(numbers);
+}
+
+// An entry of the native format.
+struct NativeEntry {
+    std::string name;
+    int type = 1;
+    int m = 1;
+    int n = 1;
+    int o = 1;
+    std::string data;
+    std::int64_t extraSize = 0; // What the size of the entry tells too much.
+};
+
+inline std::string nativeBytes(const NativeEntry& entry, bool bigEndian = false)
+{
+    const auto put = [&](auto number) {
+        std::string bytes = raw(number);
+        if (bigEndian)
+            std::reverse(bytes.begin(), bytes.end());
+        return bytes;
+    };
+    const auto nameLength = static_cast<std::int32_t>(entry.name.size() + 1);
+    const auto size = static_cast<std::int64_t>(28 + entry.name.size() + 1 + entry.data.size());
+    std::string bytes = put(size + entry.extraSize);
+    for (const std::int32_t field : {entry.type, entry.m, entry.n, entry.o, nameLength})
+        bytes += put(field);
+    return bytes + entry.name + '\0' + entry.data;
+}
+
+inline std::string magicOf(bool bigEndian)
+{
+    return std::string("Sorvanta Binary File ") + (bigEndian ? "BE" : "LE") + '\0';
+}
+
+inline std::string swapped(std::string bytes)
+{
+    std::reverse(bytes.begin(), bytes.end());
+    return bytes;
+}
+
+} // namespace storagetest
