@@ -112,7 +112,8 @@ protected:
 TEST_F(Downloads, GoIntoAFolderUnderTheSuggestedName)
 {
     const std::string large(3'000'000, 'x');
-    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ntext",
+    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 4\r\nX-Another-Name-Of-It: "
+                             "filename=wrong\r\n\r\ntext",
         "HTTP/1.1 302 Found\r\nLocation: /b/moved%20here.txt?query\r\nContent-Length: 0\r\n"
         "Content-Disposition: attachment; filename=old\r\nConnection: close\r\n\r\n",
         "HTTP/1.1 200 OK\r\n\r\n" + large,

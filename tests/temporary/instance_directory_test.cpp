@@ -1,5 +1,6 @@
 #include "temporary/InstanceDirectory.h"
 
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/AnotherProcess.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
@@ -123,6 +124,9 @@ TEST_F(Instances, WipeOutAMarkWhenTheyWake)
 
 TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
 {
+    platform::MainLoop::main();
+    const auto center = KRMessageCenter::create();
+    KRMessageCenter::setSharedCenter(center);
     // After the mark, between two entries, before the last folder.
     for (const bool isFull : {true, false}) {
         const std::string directory = leftBehind("E", dateText(kNow));
@@ -131,6 +135,9 @@ TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
         start(0);
         EXPECT_FALSE(files::exists(directory));
     }
+    platform::MainLoop::main().runPending();
+    ASSERT_EQ(center->messages().size(), 2U);
+    EXPECT_EQ(center->messages()[0]->shortDescription(), "Dir E was marked for removal");
     const std::string bare = parent_ + "/bare";
     ASSERT_TRUE(files::createDirectory(bare));
     start(0);

@@ -60,6 +60,7 @@ TEST_F(TemporaryFilesTest, NamesAreUsedAgainTheOldestFirst)
     EXPECT_EQ(service.checkOutFile(), std::nullopt);
     EXPECT_EQ(service.checkOutFolder(), std::nullopt);
     EXPECT_FALSE(service.hasDirectory());
+    ASSERT_TRUE(files::remove(service.directory()));
     service.initialize();
     service.initialize();
     const std::string within = service.directory() + "/TF/F";
@@ -226,6 +227,10 @@ TEST_F(TemporaryFilesTest, FoldersOwnTheirContent)
     EXPECT_THAT(folder->entries(), ElementsAre("a", "b"));
     folder.reset();
     EXPECT_FALSE(files::exists(path));
+    const auto second = KRContainerFileName::checkOutTemporaryFolder();
+    KRContainerFileName::stoppedUsingTemporaryFolder(std::nullopt);
+    KRContainerFileName::stoppedUsingTemporaryFolder(second);
+    EXPECT_FALSE(files::exists(*second));
 
     const std::string own = folder_ / "folder";
     ASSERT_TRUE(files::createDirectory(own));
