@@ -154,7 +154,7 @@ TEST_F(Batch, TheStartButtonTellsWhyNothingIsStarted)
     wrapper.write("0/VTask_runStarted");
     opened.engine->panel().startButton.press();
     EXPECT_THAT(wrapper.messages(),
-        ElementsAre("The tasks can not be run.", "Tasks of an earlier session have ended without a mark.",
+        ElementsAre("The tasks can not be run.", "Tasks of an earlier session are lost.",
             "No task is left to be run."));
     wrapper.tasks({"a"}).executable("#!/bin/sh\nsleep 60\n");
     const Opened other(wrapper.path());

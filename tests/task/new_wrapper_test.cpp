@@ -24,7 +24,8 @@ TEST(CsvTable, ReadsQuotedValuesAndTellsTheLineOfWhatIsWrong)
 
     const std::pair<const char*, const char*> wrong[] = {{"", "line 1: a column has no name"},
         {"a,a\n", "two columns \"a\""}, {"a,b\n1,2\n3\n", "line 3: 1 values for 2 columns"},
-        {"a\n\"1\n2\"\n\"x", "line 4: a quote is not closed"}, {"a\n\"1\"2\n", "line 2: something stands"}};
+        {"a\n\"1\n2\"\n\"x", "line 4: a quote is not closed"},
+        {"a\n\"1\"2\n", "line 2: text after a closing quote"}};
     for (const auto& [text, sentence] : wrong) {
         const auto read = CsvTable::parse(text);
         ASSERT_FALSE(read) << text;
@@ -93,7 +94,7 @@ TEST_F(Making, GivesEachRowItsRunAndWritesNothingOver)
     EXPECT_EQ(*entries[1].find("Time Value"), platform::Value(7.0));
     EXPECT_EQ(*information->find("InputFiles"), platform::Value(platform::Value::Array{"in.txt"}));
     EXPECT_EQ(platform::propertylist::readFile(path + "/Executable.plist")->textFor("Executable"), "program");
-    EXPECT_THAT(wanted.make().error().text, HasSubstr("is there already"));
+    EXPECT_THAT(wanted.make().error().text, HasSubstr("exists already"));
 }
 
 TEST_F(Making, TellsWhyItCanNotBeMade)
@@ -113,7 +114,7 @@ TEST_F(Making, TellsWhyItCanNotBeMade)
     wanted.inputs = {};
     write("runs.csv", "Time\nsoon\n");
     wanted.arguments.clear();
-    EXPECT_THAT(whyNot(), HasSubstr("\"soon\" in the column Time is no number"));
+    EXPECT_THAT(whyNot(), HasSubstr("\"soon\" in the column Time is not a number"));
     write("runs.csv", "x\n1,2\n");
     EXPECT_THAT(whyNot(), HasSubstr("line 2: 2 values for 1 columns"));
 }

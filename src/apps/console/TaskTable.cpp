@@ -27,7 +27,7 @@ Json numberOrNull(const std::optional<Value>& value)
     return value ? Json(*value) : Json();
 }
 
-// In small letters: a word for programs, which the words on the screen don't change.
+// The state in lower case, for programs. "lost" is a running task without a process.
 std::string stateWord(const SVSingleTask& task, const std::vector<int>& lost)
 {
     if (std::binary_search(lost.begin(), lost.end(), task.numberInProject() + 1))

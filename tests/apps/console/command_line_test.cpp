@@ -92,7 +92,7 @@ TEST_F(CommandLine, RunsABatchAndShowsWhatItLeft)
     EXPECT_EQ(result.parsed(), tasks);
     result = shell("T clear \"$W\" 2-3");
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("clearing them removes their results: 2-3. Clear them? Say --yes"));
+    EXPECT_THAT(result.err, HasSubstr("clearing them removes their results: 2-3. Clear them? Use --yes"));
     EXPECT_TRUE(wrapper.has("2/runOutput")) << "nobody could be asked";
     EXPECT_EQ(shell("T clear \"$W\" 2-3 --yes").out, "Cleared 2 tasks.\n");
     EXPECT_FALSE(wrapper.has("2/runOutput"));
@@ -141,7 +141,7 @@ TEST_F(CommandLine, MakesAWrapperAroundAProgramAndRunsIt)
     EXPECT_EQ(shell("T output Sweep.vtask 2").out, "got -s6\nseed 6\n");
     result = shell("T new Sweep.vtask --program tool");
     EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("is there already"));
+    EXPECT_THAT(result.err, HasSubstr("exists already"));
 }
 
 TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
@@ -157,7 +157,8 @@ TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
     result = shell("T run \"$W\" 1-3 --quiet");
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.status, 1) << "task 1 still counts as failed";
-    EXPECT_THAT(result.err, HasSubstr("Started before, and not run again before they are cleared: 1."));
+    EXPECT_THAT(
+        result.err, HasSubstr("Not run again until they are cleared, because they were started before: 1."));
     EXPECT_TRUE(wrapper.has("2/VTask_runCompleted"));
 }
 
@@ -167,7 +168,8 @@ TEST_F(CommandLine, TellsOfALostTaskAndOfWhatCanNotBeWritten)
     wrapper.write("0/VTask_runStarted");
     auto result = shell("T status \"$W\"");
     EXPECT_THAT(result.err,
-        HasSubstr("Task 1 has ended without a mark; \"trelkind clear '" + wrapper.path() + "' 1\" lets"));
+        HasSubstr("Task 1 is lost: it was started, but no process runs it. \"trelkind clear '"
+            + wrapper.path() + "' 1\" lets"));
     EXPECT_EQ(shell("T status --json \"$W\"").parsed()[0]["State"], "lost");
     EXPECT_EQ(shell("T status --running --json \"$W\"").parsed().size(), 1U);
     EXPECT_EQ(shell("T status --waiting --json \"$W\"").parsed()[0]["Number"], "2");
@@ -324,7 +326,7 @@ TEST_F(CommandLine, ATaskAtWorkIsNotCleared)
     const auto busy =
         shell("(cd \"$W/0\" && exec sleep 60) & sleep 0.3; T clear \"$W\" 1; s=$?; kill $!; exit $s");
     EXPECT_EQ(busy.status, 1);
-    EXPECT_THAT(busy.err, HasSubstr("Task 1 is at work in process "));
+    EXPECT_THAT(busy.err, HasSubstr("Task 1 is running in process "));
     EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
     EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("in their folders: 1."));
     {
