@@ -317,7 +317,6 @@ void KRTrelkindController::endAllTasks()
     detachedEngines_.push_back(engine_);
     // The engine may be the caller, so it is released at the end of the event.
     platform::MainLoop::main().afterThisEvent([engine = std::move(engine_)] {});
-    engine_ = nullptr;
 }
 
 void KRTrelkindController::stopTask()

@@ -106,9 +106,7 @@ int showVariablesOfFile(const VariablesOptions& options)
     toolkit::Table table;
     table.setColumns(SVFileContent::columns());
     table.setDataSource(&source);
-    const int status = show(TablePrinter(table), options.json);
-    table.setDataSource(nullptr);
-    return status;
+    return show(TablePrinter(table), options.json);
 }
 
 } // namespace

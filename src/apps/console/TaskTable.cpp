@@ -54,16 +54,8 @@ void addNumbers(Json& row, const SVSingleTask& task, const std::vector<int>& los
 
 TablePrinter taskTable(OpenWrapper& wrapper, const TaskFilter& filter)
 {
-    const auto& table = wrapper.views().taskList;
-    std::vector<std::string> columns{
-        "Number", "Time", "Status", "Progress", "Started", "Duration", "Exit", "Argument"};
-    for (int row = 0; row < table.numberOfRows(); ++row) {
-        if (toolkit::cellText(table.value("Description", row)).empty())
-            continue;
-        columns.emplace_back("Description");
-        break;
-    }
-    TablePrinter printer(table, columns);
+    TablePrinter printer(wrapper.views().taskList,
+        {"Number", "Time", "Status", "Progress", "Started", "Duration", "Exit", "Argument"});
     printer.showRows(chosenRows(wrapper, filter));
     return printer;
 }
