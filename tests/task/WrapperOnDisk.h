@@ -7,6 +7,8 @@
 #include "platform/loop/MainLoop.h"
 #include "platform/plist/PropertyList.h"
 
+#include <chrono>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -63,9 +65,12 @@ public:
     {
         EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
-    void write(const std::string& name, const std::string& bytes = "") const
+    void write(const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
     {
         EXPECT_TRUE(platform::files::writeFile(path_ + "/" + name, bytes));
+        if (secondsAgo > 0)
+            std::filesystem::last_write_time(path_ + "/" + name,
+                std::filesystem::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
     }
     std::string read(const std::string& name) const
     {

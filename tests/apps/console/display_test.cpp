@@ -7,15 +7,12 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
 #include <clocale>
-#include <filesystem>
 
 namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-namespace files = platform::files;
 
 class Display : public testing::Test {
 protected:
@@ -45,8 +42,6 @@ TEST_F(Display, TextIsMeasuredAndCutInColumns)
     }
     EXPECT_EQ(terminal::printable("a\u009b31m\x1b\x7f\xff\n\tb\n"), "a\uFFFD31m\uFFFD\uFFFD\uFFFD\n\tb\n");
     EXPECT_EQ(terminal::paddedLeft("7", 3), "  7");
-    EXPECT_EQ(elapsedText(7.9), "0:07");
-    EXPECT_EQ(elapsedText(3 * 3600 + 4 * 60 + 5), "3:04:05");
 }
 
 TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
@@ -82,24 +77,19 @@ TEST_F(Display, NoLineOfTheLiveTableIsWiderThanAnyTerminal)
     EXPECT_THAT(progress.lines({200, 100}, "", {}).front(), HasSubstr(arguments.front())) << "there is room";
 }
 
-TEST_F(Display, ALineOfTheLiveTableShowsTheStateOfATask)
+TEST_F(Display, ALineShowsTheStateOfATask)
 {
     WrapperOnDisk wrapper;
-    wrapper.tasks({"-a", "-b", "-c", "-d", "-e"});
-    const auto mark = [&](const std::string& name, int secondsAgo) {
-        wrapper.write(name);
-        std::filesystem::last_write_time(
-            wrapper / name, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
-    };
+    wrapper.tasks({"-a", "-b is running", "-c", "-d", "-e"});
     for (const auto& [name, secondsAgo] : {std::pair("0/VTask_runStarted", 100), {"0/VTask_runCompleted", 35},
              {"1/VTask_runStarted", 3730}, {"3/VTask_runStarted", 20}, {"3/VTask_aborted", 10},
              {"4/VTask_runStarted", 40}, {"4/VTask_runCompleted", 35}})
-        mark(name, secondsAgo);
+        wrapper.write(name, "", secondsAgo);
     wrapper.write("1/SVProgress", std::string(42, '.'));
     wrapper.write("4/VTask_exitStatus", "139");
     const auto controller = KRTrelkindController::createFromWrapperName(wrapper.path());
     const BatchProgress progress(*controller);
-    const char* const running = "2  Running       █████░░░░░░░  42% 1:02:10  -b";
+    const char* const running = "2  Running       █████░░░░░░░  42% 1:02:10  -b is running";
     const char* const crashed = "5  Done SIGSEGV               100%    0:05  -e";
     EXPECT_THAT(progress.lines({70, 24}, "total", {"first", "second"}),
         ElementsAre("1  Done                       100%    1:05  -a", running,
@@ -113,34 +103,14 @@ TEST_F(Display, ALineOfTheLiveTableShowsTheStateOfATask)
         ElementsAre("2 Running  42%", "and 4 more", "████▊░░░░░  48%  total", "second"));
     EXPECT_THAT(progress.total(61, 4),
         HasSubstr("2 of 5 done, 1 running, 1 waiting, 1 aborted, 1 failed  1:01, about 1:25:5"));
-}
 
-struct OneRow : toolkit::TableDataSource {
-    int numberOfRowsInTableView(const toolkit::Table&) override { return 1; }
-    toolkit::CellValue objectValueForTableColumn(const toolkit::Table&, std::string_view column, int) override
-    {
-        if (column == "Progress")
-            return 42.0;
-        return std::string(column == "Name" ? "a \"b\" \xff" : "1.5MB");
-    }
-};
-
-TEST_F(Display, ATableIsTextOrJson)
-{
-    OneRow source;
-    toolkit::Table table;
-    table.setColumns({{.identifier = "Name"}, {.identifier = "Other"},
-        {.identifier = "Progress", .cell = toolkit::Column::Cell::Progress},
-        {.identifier = "Size", .alignment = toolkit::Column::Alignment::Right}});
-    table.setDataSource(&source);
-    const TablePrinter printer(table, {"Name", "Progress", "Size"});
-    EXPECT_EQ(printer.text(0), "Name     Progress   Size\na \"b\" \uFFFD       42%  1.5MB\n");
-    EXPECT_EQ(printer.text(20), "Name   Progr\u2026   Size\na \"b\u2026     42%  1.5MB\n");
-    EXPECT_EQ(printer.text(5), "Name  Pro\u2026  Size\na \"\u2026   42%  1.5\u2026\n");
-    const auto rows = printer.json();
-    EXPECT_EQ(rows[0]["Progress"], 42.0);
-    EXPECT_EQ(rows[0]["Size"], "1.5MB");
-    EXPECT_NO_THROW((void)rows.dump(0, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    TablePrinter printer(controller->views()->taskList, {"Argument", "Progress", "Time"});
+    printer.showRows({1, 0});
+    EXPECT_EQ(printer.text(0),
+        "Argument       Progress  Time\n-b is running       42%   0.5\n-a                 100%     0\n");
+    EXPECT_EQ(printer.text(20), "Argum…  Progr…  Time\n-b is…     42%   0.5\n-a        100%     0\n");
+    EXPECT_EQ(printer.text(5), "Arg…  Pro…  Time\n-b …   42%   0.5\n-a    100%     0\n");
+    EXPECT_EQ(printer.json()[0].dump(), R"({"Argument":"-b is running","Progress":42.0,"Time":"0.5"})");
 }
 
 } // namespace
