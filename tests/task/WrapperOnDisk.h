@@ -3,6 +3,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/plist/PropertyList.h"
@@ -40,7 +41,6 @@ public:
     {
         platform::Value::Array entries;
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-            EXPECT_TRUE(platform::files::createDirectories(path_ + "/" + std::to_string(i)));
             write(std::to_string(i) + "/input", "x");
             entries.emplace_back(platform::Value::Dictionary{
                 {"Argument", arguments[i]}, {"Time Value", 0.5 * static_cast<double>(i)}});
@@ -65,13 +65,17 @@ public:
     {
         EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
+    // Makes the file's folders as well. Its time of modification is so long ago.
     void write(const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
     {
+        EXPECT_TRUE(
+            platform::files::createDirectories(platform::paths::deletingLastComponent(path_ + "/" + name)));
         EXPECT_TRUE(platform::files::writeFile(path_ + "/" + name, bytes));
         if (secondsAgo > 0)
             std::filesystem::last_write_time(path_ + "/" + name,
                 std::filesystem::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
     }
+    void remove(const std::string& name) const { EXPECT_TRUE(platform::files::remove(path_ + "/" + name)); }
     std::string read(const std::string& name) const
     {
         return platform::files::readFile(path_ + "/" + name).value_or("");

@@ -1,4 +1,6 @@
+#include "diagnostics/KRMessageCenter.h"
 #include "task/KRTrelkindApplication.h"
+#include "task/MainMenu.h"
 #include "task/SVTrelkindEngine.h"
 #include "task/WrapperOnDisk.h"
 #include "toolkit/Noted.h"
@@ -61,11 +63,12 @@ protected:
     }
     static std::string machineList() { return platform::Places::library() + "/Machines.plist"; }
     static Value machine(const std::string& name) { return Value::Dictionary{{"Machine Name", name}}; }
-    static std::vector<std::string> titles(const toolkit::Menu& menu)
+    static std::vector<std::string> titles(const toolkit::Menu& menu, bool onlyEnabled = false)
     {
         std::vector<std::string> found;
         for (int i = 0; i < menu.count(); ++i)
-            found.push_back(menu.item(i).isSeparator ? "-" : menu.item(i).title);
+            if (!onlyEnabled || menu.isEnabled(i))
+                found.push_back(menu.item(i).isSeparator ? "-" : menu.item(i).title);
         return found;
     }
 
@@ -81,12 +84,10 @@ TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
     EXPECT_THAT(files::contentsOfDirectory(scratch).value(), ElementsAre("Empty"));
     EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
     EXPECT_EQ(files::attributes(scratch)->permissions, 0700U);
-    // A second session shares it with the one that works in it, and doesn't take it away.
-    EXPECT_TRUE(files::writeFile(scratch + "/at work", ""));
-    {
-        const ScratchFolder second(scratch);
-    }
-    EXPECT_TRUE(files::exists(scratch + "/at work"));
+    // A second session shares the folder with the first one and does not remove it.
+    EXPECT_TRUE(files::writeFile(scratch + "/in use", ""));
+    EXPECT_TRUE(ScratchFolder(scratch).isUsable());
+    EXPECT_TRUE(files::exists(scratch + "/in use"));
     EXPECT_EQ(KRTrelkindApplication::localMachine(), nullptr);
     EXPECT_THAT(KRTrelkindApplication::remoteMachinesOfServers(), IsEmpty());
 }
@@ -197,6 +198,59 @@ TEST_F(Application, KeepsTheMenusInStepWithTheList)
     EXPECT_TRUE(app.validateMenuItem("runOnSpecificMachine:"));
     controller->endAllTasks();
     EXPECT_TRUE(controller->engine()) << "an engine without a panel stays attached";
+}
+
+TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
+{
+    KRTrelkindApplication app;
+    MainMenu mainMenu(app);
+    const auto& menus = mainMenu.menus();
+    EXPECT_THAT(titles(*menus.at(0)), ElementsAre("Open\u2026", "Close", "-", "Quit"));
+    EXPECT_THAT(titles(*menus.at(1)),
+        ElementsAre("Run on this computer", "Run on cluster", "End all tasks", "-", "Clear aborted tasks",
+            "Prepare for upload"));
+    EXPECT_THAT(titles(*menus.at(0), true), ElementsAre("Open\u2026", "Quit"));
+    EXPECT_THAT(titles(*menus.at(1), true), ElementsAre("Run on cluster"));
+    auto& workspace = toolkit::Workspace::shared();
+    workspace.showFilePanel = [&](const toolkit::FilePanel& panel) {
+        EXPECT_EQ(panel.title, "Open a task wrapper");
+        EXPECT_EQ(panel.kind, toolkit::FilePanel::Kind::OpenFolders);
+        panel.answered(1, {wrapper.path()});
+    };
+    wrapper.tasks({"a"}).write("0/VTask_aborted");
+    menus[0]->choose(0);
+    ASSERT_EQ(app.listOfControllers().size(), 1U);
+    const auto controller = app.listOfControllers()[0];
+    EXPECT_THAT(titles(*menus[1], true),
+        ElementsAre("Run on this computer", "Run on cluster", "Clear aborted tasks"));
+    menus[1]->choose(0);
+    EXPECT_THAT(
+        titles(*menus[1], true), ElementsAre("Run on cluster", "End all tasks", "Clear aborted tasks"));
+    menus[1]->choose(4);
+    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
+    menus[1]->choose(2);
+    EXPECT_THAT(titles(*menus[1], true), ElementsAre("Run on this computer", "Run on cluster"));
+    EXPECT_FALSE(controller->validateMenuItem("terminateSelection:"));
+
+    const auto clusters = menus[1]->item(1).submenu;
+    clusters->needsUpdate(*clusters);
+    EXPECT_THAT(titles(*clusters), ElementsAre("New Machine", "-"));
+    clusters->choose(0);
+    clusters->needsUpdate(*clusters);
+    EXPECT_THAT(titles(*clusters, true), ElementsAre("New Machine", "me@new : short", "me@new : long"));
+
+    std::string keys;
+    for (const auto& [menu, item] : {std::pair(0, 0), {0, 1}, {0, 3}, {1, 0}})
+        keys += menus[static_cast<std::size_t>(menu)]->item(item).key + " ";
+    EXPECT_EQ(keys, "Ctrl+O Ctrl+W Ctrl+Q Ctrl+R ");
+    menus.at(2)->choose(0);
+    int quits = 0;
+    mainMenu.whenQuitting = [&quits] { ++quits; };
+    menus[0]->choose(3);
+    EXPECT_EQ(quits, 1);
+    menus[0]->choose(1);
+    EXPECT_THAT(app.listOfControllers(), IsEmpty());
+    workspace = {};
 }
 
 TEST_F(Application, AWrapperGoesBackToTheMachineThatItWasBoundTo)

@@ -1,11 +1,11 @@
-// What keeps a user's data safe, whichever front end asks: what is looked at before a run, who may start and
-// clear tasks, how a batch is counted.
+// The rules of a batch for every front end: what is checked before a run, what may be cleared, what is
+// estimated.
 
+#include "platform/process/Process.h"
 #include "task/BatchCount.h"
 #include "task/ClearTasks.h"
 #include "task/ExecutableCheck.h"
-#include "task/KRTrelkindApplication.h"
-#include "task/SVTrelkindEngineLocal.h"
+#include "task/KRTrelkindController.h"
 #include "task/TaskNumbers.h"
 #include "task/WrapperOnDisk.h"
 
@@ -29,6 +29,9 @@ TEST(BatchRules, ManyNumbersAreAShortText)
     EXPECT_EQ(numberRanges({3, 4, 5, 12, 14, 15}), "3-5, 12, 14-15");
     std::erase_if(all, [](int number) { return number % 2 == 0; });
     EXPECT_TRUE(numberRanges(all).ends_with(", 37, 39 and 4980 more")) << numberRanges(all);
+    EXPECT_THAT(*taskNumbers({"3", "5-7", "6"}, 7), ElementsAre(3, 5, 6, 7));
+    for (const char* wrong : {"0", "7-8", "5-4", "-3", "3-", "x", ""})
+        EXPECT_FALSE(taskNumbers({"1", wrong}, 7)) << wrong;
 }
 
 std::string reasonOf(const platform::Status& status)
@@ -39,33 +42,33 @@ std::string reasonOf(const platform::Status& status)
 TEST(BatchRules, AnExecutableThatCanNotRunHereIsTold)
 {
     const TemporaryFolder folder;
-    const auto write = [&](const std::string& bytes, std::uint32_t mode) {
-        std::ignore = files::remove(folder / "p");
-        std::ignore = files::writeFile(folder / "p", bytes);
-        std::ignore = files::setPermissions(folder / "p", mode);
-        return reasonOf(checkExecutable(folder / "p"));
-    };
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
     std::string foreign = ours;
     foreign.at(18) = 99;
+    std::string older = ours; // i386 on x86-64
+    older.at(18) = 3;
+    const std::tuple<std::string, std::uint32_t, const char*> cases[] = {
+        {"#!/bin/sh\n", 0644, "is not marked as executable"}, {"", 0755, "is empty"},
+        {foreign, 0755, "not a program for this machine"},
+        {std::string("\xCF\xFA\xED\xFE") + "ab", 0755, "not a program for this machine"},
+        {std::string("a\0b", 3), 0755, "not a program for this machine"}, {ours, 0755, ""}, {older, 0755, ""},
+        {"#!/bin/sh\n", 0755, ""}, {"#!" + folder / std::string(80, 'i') + "\n", 0755, "interpreter"},
+        {"echo without a first line\n", 0755, ""}};
+    for (const auto& [bytes, mode, reason] : cases) {
+        std::ignore = files::remove(folder / "p");
+        EXPECT_TRUE(files::writeFile(folder / "p", bytes));
+        EXPECT_TRUE(files::setPermissions(folder / "p", mode));
+        const std::string told = reasonOf(checkExecutable(folder / "p"));
+        EXPECT_TRUE(*reason ? told.find(reason) != std::string::npos : told.empty()) << bytes << ": " << told;
+    }
     EXPECT_THAT(reasonOf(checkExecutable(folder / "missing")), HasSubstr("there is no file"));
     EXPECT_THAT(reasonOf(checkExecutable(folder.path())), HasSubstr("is a folder"));
-    EXPECT_THAT(write("#!/bin/sh\n", 0644), HasSubstr("is not marked as executable"));
-    EXPECT_THAT(write("", 0755), HasSubstr("is empty"));
-    EXPECT_THAT(write(foreign, 0755), HasSubstr("not a program for this machine"));
-    EXPECT_THAT(
-        write(std::string("\xCF\xFA\xED\xFE\0\0", 6), 0755), HasSubstr("not a program for this machine"));
-    EXPECT_EQ(write(ours, 0755), "");
-    EXPECT_EQ(write("#!/bin/sh\n", 0755), "");
-    EXPECT_THAT(write("#!" + folder / std::string(80, 'i') + "\n", 0755), HasSubstr("interpreter"));
-    EXPECT_EQ(write("echo without a first line\n", 0755), "");
 }
 
 TEST(BatchRules, AFolderThatTakesNothingIsTold)
 {
     const TemporaryFolder folder;
     EXPECT_TRUE(checkWritable(folder.path()).ok());
-    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
     EXPECT_THAT(reasonOf(checkWritable(folder / "missing")), HasSubstr("No such file"));
     EXPECT_FALSE(checkWritable("/proc/self/fdinfo").ok());
     signal(SIGXFSZ, SIG_IGN);
@@ -79,94 +82,47 @@ TEST(BatchRules, AFolderThatTakesNothingIsTold)
     EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
 }
 
-class Batch : public testing::Test {
-protected:
-    struct Opened {
-        explicit Opened(const std::string& path)
-            : controller(KRTrelkindController::createFromWrapperName(path))
-        {
-            controller->startLocalTask();
-            engine =
-                std::static_pointer_cast<SVTrelkindEngineLocal>(controller->engine()->shared_from_this());
-        }
-        std::shared_ptr<KRTrelkindController> controller;
-        std::shared_ptr<SVTrelkindEngineLocal> engine;
-    };
-    static bool served(const std::function<bool()>& condition)
-    {
-        return platform::MainLoop::main().runUntil(condition, 20);
-    }
-    static void finish(const Opened& opened)
-    {
-        opened.engine->endTasks();
-        EXPECT_TRUE(served([&] { return !opened.engine->isRunning(); }));
-        platform::MainLoop::main().runPending();
-    }
-
+TEST(BatchRules, TheRestIsEstimatedByProgressAndByTheTasksThatAreDone)
+{
     WrapperOnDisk wrapper;
-};
-
-TEST_F(Batch, OfTwoWindowsOneRunsTheTasksAndNoneIsStartedTwice)
-{
-    wrapper.tasks({"a", "b"})
-        .executable("#!/bin/sh\necho x >> ../started\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
-    const Opened first(wrapper.path());
-    const Opened second(wrapper.path());
-    EXPECT_EQ(*first.engine->startAfterChecks(), 2);
-    EXPECT_THAT(
-        second.engine->startAfterChecks().error().text, HasSubstr("is being run, or cleared, by another"));
-    EXPECT_THAT(ClearTasks::clear(wrapper.path(), second.controller->taskInformation()).complaints,
-        ElementsAre(HasSubstr("Task 1 belongs to a batch"), HasSubstr("Task 2 belongs to a batch")));
-    ASSERT_TRUE(served([&] { return wrapper.read("started") == "x\nx\n"; }));
-    wrapper.write("go");
-    ASSERT_TRUE(served([&] { return BatchCount::of(*first.controller).isComplete(); }));
-    ASSERT_TRUE(served([&] { return !first.engine->isRunning(); }));
-    platform::MainLoop::main().runPending();
-    EXPECT_EQ(*second.engine->startAfterChecks(), 0) << "the tasks are as the first one has left them";
-    EXPECT_EQ(wrapper.read("started"), "x\nx\n");
-    EXPECT_EQ(BatchCount::of(*second.controller).sentence(), "2 of 2 done");
+    wrapper.tasks({"", "", "", "", ""});
+    const auto left = [&](int concurrency) {
+        const auto controller = KRTrelkindController::createFromWrapperName(wrapper.path());
+        return std::lround(secondsLeft(*controller, concurrency).value_or(-1));
+    };
+    EXPECT_EQ(left(4), -1) << "nothing to judge by";
+    wrapper.write("0/VTask_runStarted", "", 500);
+    wrapper.write("0/VTask_runCompleted", "", 400);
+    EXPECT_EQ(left(1), 400);
+    EXPECT_EQ(left(3), 133);
+    EXPECT_EQ(left(9), 100) << "the longest one";
+    wrapper.write("1/VTask_runStarted", "", 30);
+    EXPECT_NEAR(static_cast<double>(left(1)), 370, 2);
+    wrapper.write("1/SVProgress", "123456789012345"); // 15 % in 30 seconds.
+    EXPECT_NEAR(static_cast<double>(left(1)), 470, 10);
+    EXPECT_NEAR(static_cast<double>(left(9)), 170, 10);
+    for (const char* task : {"1", "2", "3", "4"})
+        wrapper.write(std::string(task) + "/VTask_aborted");
+    EXPECT_EQ(left(1), -1) << "nothing is left";
 }
 
-TEST_F(Batch, AFolderThatCanNotBeWrittenConcernsItsOwnTask)
+TEST(BatchRules, ATaskThatAnotherProgramHasStartedIsNotCleared)
 {
-    wrapper.tasks({"a", "b"}).executable("#!/bin/sh\n");
-    std::ignore = files::remove(wrapper / "0");
-    wrapper.write("0", "a file in its place");
-    const Opened opened(wrapper.path());
-    EXPECT_EQ(*opened.engine->startAfterChecks(), 2);
-    EXPECT_TRUE(served([&] { return !opened.engine->isRunning(); }));
-    EXPECT_TRUE(wrapper.has("1/VTask_runCompleted"));
-    EXPECT_THAT(wrapper.messages(), testing::Contains("Task 1 can not be run."));
-    EXPECT_THAT(wrapper.messages(), testing::Contains("Could not run task"));
-
-    std::ignore = files::remove(wrapper / "1");
-    const Opened again(wrapper.path());
-    EXPECT_THAT(again.engine->startAfterChecks().error().text, HasSubstr("0 is not a folder"));
-}
-
-TEST_F(Batch, TheStartButtonTellsWhyNothingIsStarted)
-{
-    wrapper.tasks({"a"});
-    const Opened opened(wrapper.path());
-    opened.engine->panel().startButton.press();
-    EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("names no executable"));
-    EXPECT_FALSE(opened.engine->panel().startButton.isHidden());
+    WrapperOnDisk wrapper;
+    wrapper.tasks({"a", "b"}).write("1/runOutput");
+    const auto controller = KRTrelkindController::createFromWrapperName(wrapper.path());
     wrapper.write("0/VTask_runStarted");
-    opened.engine->panel().startButton.press();
-    EXPECT_THAT(wrapper.messages(),
-        ElementsAre("The tasks can not be run.", "Tasks of an earlier session are lost.",
-            "No task is left to be run."));
-    wrapper.tasks({"a"}).executable("#!/bin/sh\nsleep 60\n");
-    const Opened other(wrapper.path());
-    other.engine->panel().concurrency.commit("2");
-    EXPECT_EQ(other.engine->concurrency(), 2);
-    std::ignore = files::remove(wrapper / "0/VTask_runStarted");
-    other.engine->panel().startButton.press();
-    EXPECT_TRUE(served([&] { return wrapper.has("0/VTask_runStarted"); }));
-    EXPECT_TRUE(other.engine->panel().startButton.isHidden());
-    other.engine->panel().endButton.press();
-    finish(other);
-    EXPECT_TRUE(wrapper.has("0/VTask_aborted"));
+    const auto process = platform::Process::launch({"/bin/sleep", {"60"}, wrapper / "0"});
+    ASSERT_TRUE(process);
+    const auto result = ClearTasks::clear(wrapper.path(), controller->taskInformation());
+    EXPECT_EQ(result.cleared, 1);
+    EXPECT_THAT(result.complaints,
+        ElementsAre("Task 1 is running in process " + std::to_string((*process)->processIdentifier())
+            + "; it was not cleared."));
+    EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
+    EXPECT_FALSE(wrapper.has("1/runOutput"));
+    (*process)->terminate();
+    EXPECT_TRUE((*process)->waitUntilExit(10));
 }
 
 } // namespace

@@ -126,28 +126,6 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     SVFileContent::scanner() = nullptr;
 }
 
-TEST_F(Controller, EnablesWhatCanBeDone)
-{
-    auto& controller = open();
-    const auto enabled = [&] {
-        std::vector<std::string> actions;
-        for (const char* action : {"runOnSpecificMachine:", "startLocalTask:", "prepareForUpload:",
-                 "clearAbortedTasks:", "endAllTasks:", "terminateSelection:"})
-            if (controller.validateMenuItem(action))
-                actions.push_back(action);
-        return actions;
-    };
-    EXPECT_THAT(enabled(), ElementsAre("runOnSpecificMachine:", "startLocalTask:"));
-    wrapper.write("1/VTask_aborted");
-    controller.taskInformation()[1]->updateBasedOnContent();
-    EXPECT_THAT(enabled(), ElementsAre("runOnSpecificMachine:", "startLocalTask:", "clearAbortedTasks:"));
-    controller.startLocalTask();
-    EXPECT_THAT(enabled(), ElementsAre("clearAbortedTasks:", "endAllTasks:"));
-    controller.clearAbortedTasks();
-    EXPECT_FALSE(wrapper.has("1/VTask_aborted"));
-    EXPECT_THAT(enabled(), ElementsAre("endAllTasks:"));
-}
-
 TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
 {
     auto& controller = open();

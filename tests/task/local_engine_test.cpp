@@ -1,6 +1,8 @@
 #include "platform/ProcessInfo.h"
 #include "platform/process/Process.h"
 #include "platform/process/SystemShell.h"
+#include "task/BatchCount.h"
+#include "task/ClearTasks.h"
 #include "task/KRTrelkindController.h"
 #include "task/SVTrelkindEngineLocal.h"
 #include "task/ScriptRun.h"
@@ -8,17 +10,18 @@
 
 #include <gmock/gmock.h>
 
+#include <fmt/format.h>
 #include <sstream>
-#include <tuple>
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 namespace files = platform::files;
 
-// A wrapper whose tasks the local engine runs, with polls twenty times as fast as in real life.
+// A wrapper whose tasks the local engine runs, with polls twenty times as fast as usual.
 class LocalEngine : public testing::Test {
 protected:
     LocalEngine() { platform::Pace::setFactor(0.05); }
@@ -33,18 +36,29 @@ protected:
         platform::systemshell::setPath("");
     }
 
-    SVTrelkindEngineLocal& start(const std::vector<std::string>& arguments, const std::string& program)
-    {
-        wrapper.tasks(arguments).executable(program);
-        return start();
-    }
-    SVTrelkindEngineLocal& start()
+    void open()
     {
         controller = KRTrelkindController::createFromWrapperName(wrapper.path());
+        attach();
+    }
+    void attach()
+    {
         controller->startLocalTask();
         engine = std::static_pointer_cast<SVTrelkindEngineLocal>(controller->engine()->shared_from_this());
+    }
+    void start()
+    {
+        open();
         engine->startTasks();
-        return *engine;
+    }
+    void start(const std::vector<std::string>& arguments, const std::string& program)
+    {
+        wrapper.tasks(arguments).executable(program);
+        start();
+    }
+    bool started(int task)
+    {
+        return served([&] { return wrapper.has(fmt::format("{}/VTask_runStarted", task)); });
     }
     bool ended()
     {
@@ -57,66 +71,71 @@ protected:
             words.push_back(toolkit::cellText(controller->views()->taskList.value("Status", row)));
         return words;
     }
+    bool startButtonIsShown()
+    {
+        EXPECT_NE(engine->panel().startButton.isHidden(), engine->panel().endButton.isHidden());
+        return !engine->panel().startButton.isHidden();
+    }
 
     WrapperOnDisk wrapper;
     std::shared_ptr<KRTrelkindController> controller;
     std::shared_ptr<SVTrelkindEngineLocal> engine;
 };
 
+constexpr const char* kWaitsForGo =
+    "#!/bin/sh\necho x >> ../begun\nwhile [ ! -e ../go ]; do sleep 0.02; done\n";
+
 TEST(ScriptRun, SaysExactlyThis)
 {
     const ScriptRun run{"/a b/MacOSX/p", "/w/0/", "-n 5 > x", kTaskMarkers, {}, {}};
+    const std::string host = platform::hostName();
     EXPECT_EQ(run.scriptText(),
-        "#!/bin/sh\n\ntouch VTask_runStarted\nnice \"/a b/MacOSX/p\" -n 5 > x >& runOutput\necho \""
-            + platform::hostName() + "\" > VTask_runCompleted\n");
+        "#!/bin/sh\n\ntouch VTask_runStarted\nnice \"/a b/MacOSX/p\" -n 5 > x >& runOutput\necho \"" + host
+            + "\" > VTask_runCompleted\n");
     const ScriptRun older{"/p", "/w/0/", "", kOlderMarkers, {}, {}};
     EXPECT_EQ(older.scriptText(),
-        "#!/bin/sh\n\ntouch runStarted\nnice \"/p\"  >& runOutput\necho \"" + platform::hostName()
-            + "\" > runCompleted\n");
+        "#!/bin/sh\n\ntouch runStarted\nnice \"/p\"  >& runOutput\necho \"" + host + "\" > runCompleted\n");
 }
 
-// Where /bin/sh refuses the script's redirection, every run would stay at "Running" for good.
-TEST_F(LocalEngine, RunsWhateverShellStandsForTheSystems)
+// A /bin/sh that refuses the script's redirection would leave every run at "Running" for good. The names hold
+// what shells interpret.
+TEST_F(LocalEngine, RunsAnyProgramWithAnySystemShell)
 {
     for (const char* shell : {"/bin/dash", "/bin/bash"}) {
         SCOPED_TRACE(shell);
         ASSERT_TRUE(files::exists(shell));
         platform::systemshell::setPath(shell);
-        std::ignore = files::remove(wrapper / "0");
-        start({"one 'two words'"}, "#!/bin/sh\necho out $#: $2\necho err >&2\nexit 3\n");
+        wrapper.executable(
+            "#!/bin/sh\necho out $#: $2\necho err >&2\nexit 3\n", "it's \"ü\" $(touch pwned) `x` \\ 1");
+        wrapper.tasks({"one 'two words'"}).remove("0");
+        wrapper.write("0/VTask_runThis", "left behind");
+        start();
         ASSERT_TRUE(ended());
         EXPECT_EQ(wrapper.read("0/runOutput"), "out 2: two words\nerr\n");
         EXPECT_EQ(wrapper.read("0/VTask_runCompleted"), platform::hostName() + "\n");
         EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
-        EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
-        EXPECT_THAT(statuses(), ElementsAre("Done")) << "the program's own status is not looked at";
-        EXPECT_FALSE(controller->engine()) << "all tasks are finished, and the engine leaves";
+        EXPECT_FALSE(wrapper.has("0/VTask_runThis") || wrapper.has("0/pwned"));
+        EXPECT_THAT(statuses(), ElementsAre("Done")) << "the exit status of the program does not matter";
+        EXPECT_FALSE(controller->engine()) << "the engine is detached when all tasks are finished";
     }
 }
 
 TEST_F(LocalEngine, RunsFourAtATimeInOrderAndAsManyAsItIsTold)
 {
-    std::vector<std::string> arguments(10, "");
-    start(arguments, "#!/bin/sh\nwhile [ ! -e ../go ]; do sleep 0.02; done\n");
-    const auto started = [&] {
-        int count = 0;
-        for (int i = 0; i < 10; ++i)
-            count += wrapper.has(std::to_string(i) + "/VTask_runStarted");
-        return count;
+    start(std::vector<std::string>(10), kWaitsForGo);
+    const auto begun = [&](std::size_t count) {
+        return served([&] { return wrapper.read("begun").size() == 2 * count; });
     };
-    ASSERT_TRUE(served([&] { return started() == 4; }));
+    ASSERT_TRUE(begun(4));
     EXPECT_EQ(engine->whichTasksAreRunning(), (std::set{0, 1, 2, 3}));
-    EXPECT_TRUE(engine->panel().startButton.isHidden());
-    EXPECT_FALSE(engine->panel().endButton.isHidden());
-
+    EXPECT_FALSE(startButtonIsShown());
     const auto limit = [&](const char* text) {
         engine->panel().concurrency.commit(text);
-        engine->changeConcurrency(engine->panel().concurrency);
         return engine->concurrency();
     };
     EXPECT_EQ(limit("0"), 1);
     EXPECT_EQ(limit("6"), 6);
-    ASSERT_TRUE(served([&] { return started() == 6; }));
+    ASSERT_TRUE(begun(6));
     EXPECT_EQ(limit("100"), 32);
     wrapper.write("go");
     ASSERT_TRUE(ended());
@@ -125,7 +144,7 @@ TEST_F(LocalEngine, RunsFourAtATimeInOrderAndAsManyAsItIsTold)
 
 TEST_F(LocalEngine, SkipsWhatWasStartedAndKeepsAnOldAbortMarker)
 {
-    wrapper.tasks({"", "", ""}).executable("#!/bin/sh\necho ran\n");
+    wrapper.tasks({"", "", ""}).executable("#!/bin/sh\n");
     wrapper.write("0/VTask_runStarted");
     wrapper.write("1/VTask_aborted");
     start();
@@ -134,12 +153,10 @@ TEST_F(LocalEngine, SkipsWhatWasStartedAndKeepsAnOldAbortMarker)
     EXPECT_TRUE(wrapper.has("1/VTask_aborted"));
     EXPECT_THAT(statuses(), ElementsAre("Running", "Done", "Done"));
     EXPECT_TRUE(controller->engine()) << "not all are finished";
-    EXPECT_FALSE(engine->panel().startButton.isHidden());
-    EXPECT_TRUE(engine->panel().endButton.isHidden());
+    EXPECT_TRUE(startButtonIsShown());
 }
 
-// The program starts another that has left for a session of its own, and all of them ignore the polite
-// signal.
+// The program starts another one in a session of its own. All of them ignore SIGTERM.
 TEST_F(LocalEngine, EndingLeavesNothingOfARunAlive)
 {
     start({"", ""},
@@ -158,37 +175,25 @@ TEST_F(LocalEngine, EndingLeavesNothingOfARunAlive)
     engine->endTasks();
     EXPECT_TRUE(engine->panel().endButton.isHidden());
     ASSERT_TRUE(ended());
-    // The end is told when nothing is left that could still write into the folder.
     for (int task : {0, 1})
         for (const pid_t pid : pids(task))
-            EXPECT_FALSE(isAlive(pid)) << "process " << pid << " of task " << task << " still runs";
+            EXPECT_FALSE(isAlive(pid)) << "process " << pid << " of task " << task << " could still write";
     EXPECT_THAT(statuses(), ElementsAre("Aborted", "Aborted"));
     EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
-    EXPECT_FALSE(engine->panel().startButton.isHidden());
+    EXPECT_TRUE(startButtonIsShown());
 }
 
-TEST_F(LocalEngine, EndingTellsNothingOfTasksThatWaited)
-{
-    start({"", "", "", "", "", ""}, "#!/bin/sh\nexec sleep 60\n");
-    ASSERT_TRUE(served([&] { return wrapper.has("3/VTask_runStarted"); }));
-    engine->endTasks();
-    ASSERT_TRUE(ended());
-    EXPECT_THAT(statuses(), ElementsAre("Aborted", "Aborted", "Aborted", "Aborted", "", ""));
-    EXPECT_FALSE(wrapper.has("4/VTask_runThis"));
-}
-
-// The folder of a run that is ending is that run's, also when its marker isn't there yet.
+// A run that is ending owns its folder, even without its marker.
 TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
 {
     start({""}, "#!/bin/sh\ntrap '' TERM\necho x >> starts\nsleep 60 & wait\n");
     ASSERT_TRUE(served([&] { return wrapper.has("0/starts"); }));
-    std::ignore = files::remove(wrapper / "0/VTask_runStarted");
+    wrapper.remove("0/VTask_runStarted");
     controller->endAllTasks();
     controller->taskInformation()[0]->updateBasedOnContent();
     EXPECT_TRUE(controller->taskInformation()[0]->taskShouldBeRun());
-    controller->startLocalTask();
-    const auto old = std::exchange(
-        engine, std::static_pointer_cast<SVTrelkindEngineLocal>(controller->engine()->shared_from_this()));
+    const auto old = engine;
+    attach();
     engine->startTasks();
     ASSERT_TRUE(served([&] { return !old->isRunning() && old->whichTasksAreRunning().empty(); }));
     EXPECT_EQ(wrapper.read("0/starts"), "x\n");
@@ -198,50 +203,26 @@ TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimesAndGivenUpSilentl
 {
     platform::Pace::setFactor(0.005);
     // A shell that counts its starts and never reads the script.
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "shell",
+    const std::string shell = wrapper.folder() / "shell";
+    EXPECT_TRUE(files::writeFile(shell,
         "#!/bin/bash\n[ \"$1\" = -c ] && exec /bin/bash \"$@\"\n"
         "case \"$*\" in *runThis*) echo x >> starts; sleep 60;; *) exec /bin/bash \"$@\";; esac\n"));
-    EXPECT_TRUE(files::setPermissions(wrapper.folder() / "shell", 0755));
-    platform::systemshell::setPath(wrapper.folder() / "shell");
+    EXPECT_TRUE(files::setPermissions(shell, 0755));
+    platform::systemshell::setPath(shell);
     start({""}, "#!/bin/bash\n");
     ASSERT_TRUE(ended());
     EXPECT_EQ(wrapper.read("0/starts").size(), 80U);
-    EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
-    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
-    EXPECT_THAT(statuses(), ElementsAre("")) << "eligible for the next start";
+    EXPECT_FALSE(wrapper.has("0/VTask_runThis") || wrapper.has("0/VTask_aborted"));
+    EXPECT_THAT(statuses(), ElementsAre("")) << "can be started again";
     EXPECT_THAT(wrapper.messages(), IsEmpty());
-}
-
-TEST_F(LocalEngine, ARunFolderThatCanNotBeUsedIsToldAndTheOthersRun)
-{
-    wrapper.tasks({"", "", ""}).executable("#!/bin/sh\necho ran\n");
-    std::ignore = files::remove(wrapper / "0");
-    std::ignore = files::remove(wrapper / "1");
-    wrapper.write("1", "a file");
-    start();
-    ASSERT_TRUE(ended());
-    EXPECT_THAT(statuses(), ElementsAre("", "", "Done"));
-    EXPECT_THAT(wrapper.messages(), ElementsAre("Could not run task", "Could not run task"));
-    EXPECT_THAT(wrapper.lastLongMessage(),
-        testing::MatchesRegex("Could not run the task \\([A-Za-z]+-.*/[01].*\\)\\."));
-    EXPECT_EQ(wrapper.read("1"), "a file");
-}
-
-TEST_F(LocalEngine, NamesOfAnyKindRunTheProgramThatTheyName)
-{
-    const std::string name = "it's \"ü\" $(touch pwned) `x` \\ 1";
-    wrapper.tasks({"\"$PWD\""}).executable("#!/bin/sh\necho \"$1\" | wc -l\n", name);
-    start();
-    ASSERT_TRUE(ended());
-    EXPECT_THAT(wrapper.read("0/runOutput"), testing::MatchesRegex(" *1\n"));
-    EXPECT_FALSE(wrapper.has("0/pwned"));
 }
 
 TEST_F(LocalEngine, AClosedWindowLetsItsRunsEndOnTheirOwn)
 {
-    start({"", ""}, "#!/bin/sh\nwhile [ ! -e ../go ]; do sleep 0.02; done\n");
-    ASSERT_TRUE(served([&] { return wrapper.has("1/VTask_runStarted"); }));
+    start({"", ""}, kWaitsForGo);
+    ASSERT_TRUE(started(0) && started(1));
     EXPECT_TRUE(controller->windowShouldClose());
+    EXPECT_THAT(engine->startAfterChecks().error().text, HasSubstr("has closed"));
     const std::weak_ptr<KRTrelkindController> gone = controller;
     controller.reset();
     EXPECT_TRUE(served([&] { return gone.expired(); }));
@@ -256,14 +237,78 @@ TEST_F(LocalEngine, AClosedWindowLetsItsRunsEndOnTheirOwn)
 TEST_F(LocalEngine, TheTimerRereadsTheTasksThatRun)
 {
     platform::Pace::setFactor(0.02);
-    start({""}, "#!/bin/sh\nprintf 1234567 > SVProgress\nwhile [ ! -e ../go ]; do sleep 0.02; done\n");
+    start({""}, std::string(kWaitsForGo).insert(10, "printf 1234567 > SVProgress\n"));
     EXPECT_TRUE(engine->supervises());
-    EXPECT_TRUE(served([&] { return controller->taskInformation()[0]->taskFraction() == 7; }));
-    EXPECT_FALSE(controller->taskInformation()[0]->hasBeenCommitted())
-        << "a local run shows in its markers alone";
+    const auto task = controller->taskInformation()[0];
+    EXPECT_TRUE(served([&] { return task->taskFraction() == 7; }));
+    EXPECT_FALSE(task->hasBeenCommitted()) << "a local run shows in its markers alone";
     wrapper.write("go");
     ASSERT_TRUE(ended());
     EXPECT_FALSE(engine->supervises());
+}
+
+TEST_F(LocalEngine, OfTwoWindowsOneRunsTheTasksAndNoneIsStartedTwice)
+{
+    wrapper.tasks({"a", "b"}).executable(kWaitsForGo);
+    open();
+    const auto first = engine;
+    const auto firstController = controller;
+    open();
+    EXPECT_EQ(*first->startAfterChecks(), 2);
+    EXPECT_THAT(engine->startAfterChecks().error().text, HasSubstr("is being run, or cleared, by another"));
+    EXPECT_THAT(ClearTasks::clear(wrapper.path(), controller->taskInformation()).complaints,
+        ElementsAre(HasSubstr("Task 1 belongs to a batch"), HasSubstr("Task 2 belongs to a batch")));
+    ASSERT_TRUE(served([&] { return wrapper.read("begun") == "x\nx\n"; }));
+    wrapper.write("go");
+    ASSERT_TRUE(served([&] { return BatchCount::of(*firstController).isComplete() && !first->isRunning(); }));
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(*engine->startAfterChecks(), 0) << "the tasks are as the first one has left them";
+    EXPECT_EQ(wrapper.read("begun"), "x\nx\n");
+    EXPECT_EQ(BatchCount::of(*controller).sentence(), "2 of 2 done");
+    EXPECT_EQ(ClearTasks::clear(wrapper.path(), controller->taskInformation()).cleared, 2);
+}
+
+TEST_F(LocalEngine, ARunFolderThatCanNotBeWrittenConcernsItsOwnTask)
+{
+    wrapper.tasks({"a", "b", "c"}).executable("#!/bin/sh\n");
+    wrapper.remove("0");
+    wrapper.write("0", "a file in its place");
+    wrapper.remove("1");
+    open();
+    EXPECT_EQ(*engine->startAfterChecks(), 3);
+    ASSERT_TRUE(ended());
+    EXPECT_THAT(statuses(), ElementsAre("", "", "Done"));
+    EXPECT_THAT(wrapper.messages(),
+        testing::UnorderedElementsAre(
+            "Task 1 can not be run.", "Task 2 can not be run.", "Could not run task", "Could not run task"));
+    EXPECT_THAT(wrapper.lastLongMessage(),
+        testing::MatchesRegex("Could not run the task \\([A-Za-z]+-.*/[01].*\\)\\."));
+    EXPECT_EQ(wrapper.read("0"), "a file in its place");
+    wrapper.remove("2");
+    open();
+    EXPECT_THAT(engine->startAfterChecks().error().text, HasSubstr("0 is not a folder"));
+}
+
+TEST_F(LocalEngine, TheStartButtonTellsWhyNothingIsStarted)
+{
+    wrapper.tasks({"a"});
+    open();
+    engine->panel().startButton.press();
+    EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("names no executable"));
+    EXPECT_TRUE(startButtonIsShown());
+    wrapper.write("0/VTask_runStarted");
+    engine->panel().startButton.press();
+    EXPECT_THAT(wrapper.messages(),
+        ElementsAre("The tasks can not be run.", "Tasks of an earlier session are lost.",
+            "No task is left to be run."));
+    wrapper.tasks({"a"}).executable("#!/bin/sh\nsleep 60\n").remove("0/VTask_runStarted");
+    open();
+    engine->panel().startButton.press();
+    EXPECT_TRUE(started(0));
+    EXPECT_FALSE(startButtonIsShown());
+    engine->panel().endButton.press();
+    EXPECT_TRUE(ended());
+    EXPECT_TRUE(wrapper.has("0/VTask_aborted"));
 }
 
 } // namespace

@@ -21,32 +21,39 @@ std::shared_ptr<KRTrelkindController> open(const WrapperOnDisk& wrapper)
 
 TEST(Wrapper, ReadsTheTaskListInItsFormsAndNeverMixesThem)
 {
+    const auto entry = [](const Value::Dictionary& values) { return Value(Value::Array{values}); };
     const Value entries = Value::Array{
         Value::Dictionary{{"Argument", "-n 5"}, {"Time Value", 1.5}}, Value::Dictionary(), "no dictionary"};
     const Value times = Value::Array{3, 4.5};
+    const std::int64_t big = 12345678901234567;
     const struct {
         Value::Dictionary information;
         std::vector<std::pair<double, std::string>> tasks;
-        bool isOdd = false;
+        const char* complaint = "";
     } cases[] = {
         {{}, {}},
-        {{{"Entry Description", entries}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}, true},
+        {{{"Entry Description", entries}, {"TimeValues", times}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}},
+            "the description of task 3 is not a dictionary."},
         {{{"TimeValues", times}, {"Description", Value::Array{"a"}}}, {{3, ""}, {4.5, ""}}},
+        {{{"TimeValues", 3}}, {}, "TimeValues is not an array."},
         {{{"Entry Description", Value::Array()}, {"TimeValues", times}}, {}},
-        {{{"Entry Description", entries}, {"TimeValues", times}}, {{1.5, "-n 5"}, {0, ""}, {0, ""}}, true},
-        {{{"Entry Description", Value::Array{Value::Dictionary{{"Argument", 5}, {"Time Value", "2.5"}}}}},
-            {{2.5, "5"}}},
-        {{{"Entry Description", "a text"}}, {}, true},
-        {{{"Entry Description", Value::Array{Value::Dictionary{{"Argument", Value::Array{"-n"}}}}}},
-            {{0, ""}}, true},
+        {{{"Entry Description", entry({{"Argument", big}, {"Time Value", " +2.5x"}})}},
+            {{2.5, "12345678901234567"}}},
+        {{{"Entry Description", entry({{"Argument", 0.25}, {"Time Value", "x"}})}}, {{0, "0.25"}}},
+        {{{"Entry Description", "a text"}}, {}, "Entry Description is not an array."},
+        {{{"Entry Description", entry({{"Argument", Value::Array{"-n"}}})}}, {{0, ""}},
+            "the Argument of task 1 is neither a text nor a number."},
+        {{{"Entry Description", Value::Array{1, 2, 3, 4, 5, 6, 7}}},
+            std::vector(7, std::pair(0.0, std::string())), "task 5 is not a dictionary.\nand 2 more"},
     };
-    for (const auto& [information, tasks, isOdd] : cases) {
+    for (const auto& [information, tasks, complaint] : cases) {
         const WrapperOnDisk wrapper;
         wrapper.plist("Info.plist", information);
         SCOPED_TRACE(wrapper.read("Info.plist"));
         const auto controller = open(wrapper);
         ASSERT_EQ(controller->taskInformation().size(), tasks.size());
-        EXPECT_EQ(wrapper.messages().size(), isOdd ? 1U : 0U);
+        EXPECT_EQ(wrapper.messages().empty(), *complaint == '\0');
+        EXPECT_THAT(wrapper.lastLongMessage(), testing::EndsWith(complaint));
         for (std::size_t i = 0; i < tasks.size(); ++i) {
             const auto& task = *controller->taskInformation()[i];
             EXPECT_EQ(task.numberInProject(), static_cast<int>(i));
@@ -59,14 +66,12 @@ TEST(Wrapper, ReadsTheTaskListInItsFormsAndNeverMixesThem)
 
 TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
 {
-    const Value one = Value::Array{"a", 7, "b"};
-    const std::pair<Value::Dictionary, std::optional<std::vector<std::string>>> cases[] = {
-        {{}, std::nullopt},
+    const Value list = Value::Array{"a", 7, "b"};
+    const std::pair<Value::Dictionary, std::optional<std::vector<std::string>>> cases[] = {{{}, std::nullopt},
         {{{"Input", "single"}}, {{"single"}}},
-        {{{"InputFiles", one}, {"Input", "single"}}, {{"a", "7", "b"}}},
+        {{{"InputFiles", list}, {"Input", "single"}}, {{"a", "7", "b"}}},
         {{{"InputFiles", Value::Array()}, {"Input", "single"}}, {std::vector<std::string>()}},
-        {{{"InputFiles", "alone"}}, {{"alone"}}},
-    };
+        {{{"InputFiles", "alone"}}, {{"alone"}}}};
     for (const auto& [information, names] : cases) {
         const WrapperOnDisk wrapper;
         wrapper.plist("Info.plist", information);
@@ -75,21 +80,17 @@ TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
     }
 }
 
-// What a person meant as an input must not be removed because it was written down in another way.
+// A list in an unknown form may name inputs, which must not be removed.
 TEST(Wrapper, NothingIsClearedWhileTheInputsAreNotKnown)
 {
     for (const Value& odd :
         {Value(5), Value(Value::Dictionary()), Value(Value::Array{Value::Array{"input"}})}) {
         WrapperOnDisk wrapper;
-        wrapper.tasks({"a"});
-        wrapper.plist("Info.plist",
-            Value::Dictionary{{"Entry Description", Value::Array{Value::Dictionary()}}, {"InputFiles", odd}});
-        wrapper.write("0/runOutput");
+        wrapper.tasks({"a"}).information("InputFiles", odd).write("0/runOutput");
         const auto controller = open(wrapper);
         controller->taskInformation()[0]->clearData();
         controller->taskInformation()[0]->removeComputedResults();
-        EXPECT_TRUE(wrapper.has("0/input"));
-        EXPECT_TRUE(wrapper.has("0/runOutput"));
+        EXPECT_TRUE(wrapper.has("0/input") && wrapper.has("0/runOutput"));
         EXPECT_THAT(wrapper.messages(),
             ElementsAre("Could not understand all of Info.plist.", "Could not clear the run.",
                 "Could not clear the run."));
@@ -99,29 +100,20 @@ TEST(Wrapper, NothingIsClearedWhileTheInputsAreNotKnown)
 TEST(Wrapper, MakesTheChecksumOnceAndTrustsItAfterwards)
 {
     WrapperOnDisk wrapper;
+    const auto checksum = [&] { return TaskWrapper::read(wrapper.path()).executableMD5; };
     wrapper.executable("abc");
-    EXPECT_EQ(TaskWrapper::read(wrapper.path()).executableMD5, "900150983cd24fb0d6963f7d28e17f72");
+    EXPECT_EQ(checksum(), "900150983cd24fb0d6963f7d28e17f72");
     EXPECT_EQ(wrapper.read("MacOSX/program.md5"), "900150983cd24fb0d6963f7d28e17f72");
-    wrapper.write("MacOSX/program", "changed");
-    EXPECT_EQ(TaskWrapper::read(wrapper.path()).executableMD5, "900150983cd24fb0d6963f7d28e17f72");
+    wrapper.write("MacOSX/program", std::string(1000000, 'a'));
+    EXPECT_EQ(checksum(), "900150983cd24fb0d6963f7d28e17f72");
     wrapper.write("MacOSX/program.md5", "\xFF\xFE");
-    EXPECT_EQ(TaskWrapper::read(wrapper.path()).executableMD5, "8977dfac2f8e04cb96e66882235f5aba");
-
-    std::ignore = files::remove(wrapper / "MacOSX/program.md5");
-    std::ignore = files::remove(wrapper / "MacOSX/program");
-    EXPECT_FALSE(TaskWrapper::read(wrapper.path()).executableMD5);
+    EXPECT_EQ(checksum(), "7707d6ae4e027c70eea2a935c2296f21");
+    wrapper.remove("MacOSX/program.md5");
+    wrapper.remove("MacOSX/program");
+    EXPECT_FALSE(checksum());
     EXPECT_FALSE(wrapper.has("MacOSX/program.md5"));
     EXPECT_THAT(wrapper.messages(), IsEmpty());
-}
-
-TEST(Wrapper, AChecksumCoversAFileOfManyChunks)
-{
-    const TemporaryFolder folder;
-    EXPECT_TRUE(files::writeFile(folder / "big", std::string(1000000, 'a')));
-    EXPECT_EQ(md5ChecksumForFile(folder / "big"), "7707d6ae4e027c70eea2a935c2296f21");
-    EXPECT_TRUE(files::writeFile(folder / "empty", ""));
-    EXPECT_EQ(md5ChecksumForFile(folder / "empty"), "d41d8cd98f00b204e9800998ecf8427e");
-    EXPECT_FALSE(md5ChecksumForFile(folder.path()));
+    EXPECT_FALSE(md5ChecksumForFile(wrapper.path()));
 }
 
 TEST(Wrapper, WhatCanNotBeReadIsToldAndNeverWrittenOver)
@@ -160,10 +152,9 @@ TEST(Wrapper, AChangedProjectKeepsAllOtherKeys)
         .information("Project Name", "/old");
     const auto controller = open(wrapper);
     EXPECT_EQ(controller->views()->xCodeProjectLocation.stringValue(), "/old");
-    std::ignore = files::remove(wrapper / "Info.plist");
+    wrapper.remove("Info.plist");
     controller->xCodeProjectChanged();
     EXPECT_FALSE(wrapper.has("Info.plist")) << "an unchanged text writes nothing";
-
     controller->views()->xCodeProjectLocation.setStringValue("/new");
     controller->xCodeProjectChanged();
     const auto stored = *platform::propertylist::readFile(wrapper / "Info.plist");
@@ -180,51 +171,42 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     wrapper.executable("old");
     const auto controller = open(wrapper);
     const auto md5 = controller->executableMD5();
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "new", "new"));
-
-    controller->changeAppPanelDidEnd(0, {wrapper.folder() / "new"});
-    controller->changeAppPanelDidEnd(1, {});
-    EXPECT_EQ(controller->executable(), "program");
-    controller->changeAppPanelDidEnd(1, {wrapper.folder() / "new"});
+    const std::string picked = wrapper.folder() / "new";
+    EXPECT_TRUE(files::writeFile(picked, "new"));
+    const auto executableAfter = [&](int returnCode, const std::vector<std::string>& chosen) {
+        controller->changeAppPanelDidEnd(returnCode, chosen);
+        EXPECT_EQ(controller->views()->executable.stringValue(), controller->executable().value_or(""));
+        return controller->executable();
+    };
+    EXPECT_EQ(executableAfter(0, {picked}), "program");
+    EXPECT_EQ(executableAfter(1, {}), "program");
+    EXPECT_EQ(executableAfter(1, {""}), "program");
+    EXPECT_EQ(executableAfter(1, {picked}), "program");
     EXPECT_THAT(wrapper.messages(), ElementsAre("Could not remove the existing executable."))
-        << "it lies in MacOSX, not in the top level";
-    EXPECT_EQ(controller->executable(), "program");
-
+        << "it is in MacOSX, not in the top level";
     wrapper.write("program", "copy");
-    controller->changeAppPanelDidEnd(1, {wrapper.folder() / "new"});
-    EXPECT_EQ(controller->executable(), "new");
+    EXPECT_EQ(executableAfter(1, {picked}), "new");
     EXPECT_EQ(wrapper.read("new"), "new");
     EXPECT_FALSE(wrapper.has("program"));
     EXPECT_EQ(wrapper.read("MacOSX/program"), "old");
     EXPECT_EQ(controller->executableMD5(), md5);
-    EXPECT_EQ(controller->views()->executable.stringValue(), "new");
-    auto stored = *platform::propertylist::readFile(wrapper / "Executable.plist");
-    EXPECT_EQ(stored.textFor("Executable"), "new");
-    EXPECT_EQ(stored.textFor("OriginalExecutable"), wrapper.folder() / "new");
+    const auto stored = [&] { return *platform::propertylist::readFile(wrapper / "Executable.plist"); };
+    EXPECT_EQ(stored(), Value(Value::Dictionary{{"Executable", "new"}, {"OriginalExecutable", picked}}));
+    EXPECT_EQ(controller->changeExecutable(), picked);
 
-    // A copy that fails leaves no name, and the next change removes nothing.
-    controller->changeAppPanelDidEnd(1, {"/nonexistent/thing"});
-    EXPECT_FALSE(controller->executable());
+    // A failed copy leaves no name, and then the next change removes nothing.
+    EXPECT_EQ(executableAfter(1, {"/nonexistent/thing"}), std::nullopt);
     EXPECT_EQ(wrapper.messages().back(), "Could not copy in the new executable.");
-    stored = *platform::propertylist::readFile(wrapper / "Executable.plist");
-    EXPECT_EQ(stored, Value(Value::Dictionary{{"OriginalExecutable", "/nonexistent/thing"}}));
-    controller->changeAppPanelDidEnd(1, {wrapper.folder() / "new"});
-    EXPECT_EQ(controller->executable(), "new");
-}
+    EXPECT_EQ(stored(), Value(Value::Dictionary{{"OriginalExecutable", "/nonexistent/thing"}}));
+    EXPECT_EQ(executableAfter(1, {picked}), "new");
+    EXPECT_EQ(executableAfter(1, {wrapper / "new"}), "new");
+    EXPECT_EQ(wrapper.read("new"), "new") << "a file in its place is not copied over itself";
 
-TEST(Wrapper, AnExecutableThatIsNoBareNameRemovesNothing)
-{
-    for (const char* name : {"", ".", "..", "0/input", "../other"}) {
-        WrapperOnDisk wrapper;
+    for (const char* name : {"", ".", "..", "0/input", "../new"}) {
         wrapper.tasks({""}).plist("Executable.plist", Value::Dictionary{{"Executable", name}});
-        EXPECT_TRUE(files::writeFile(wrapper.folder() / "other", "precious"));
-        wrapper.write("new", "x");
         open(wrapper)->changeAppPanelDidEnd(1, {wrapper / "new"});
-        EXPECT_THAT(wrapper.messages(), ElementsAre("Could not use the executable.")) << name;
-        EXPECT_TRUE(wrapper.has("0/input"));
-        EXPECT_TRUE(files::exists(wrapper.folder() / "other"));
-        EXPECT_FALSE(files::exists(wrapper.folder() / "other.md5"));
-        EXPECT_EQ(wrapper.read("new"), "x") << "what lies in its place is not copied over itself";
+        EXPECT_EQ(wrapper.messages().back(), "Could not use the executable.") << name;
+        EXPECT_TRUE(wrapper.has("0/input") && files::exists(picked) && !files::exists(picked + ".md5"));
     }
 }
 
@@ -243,32 +225,31 @@ TEST(Wrapper, PreparesForUploadWhenThereIsAProject)
     WrapperOnDisk wrapper;
     wrapper.tasks({"a", "b"}).executable("x", "my program");
     EXPECT_TRUE(files::writeFile(wrapper.folder() / "a.cpp", "source"));
-    std::string opened;
     ProjectToBuild::opener() = [&](const std::string& path) {
-        opened = path;
+        EXPECT_EQ(path, "/p/q.xcodeproj");
         return std::make_unique<MadeUpProject>(wrapper.folder().path());
     };
     open(wrapper)->prepareForUpload();
     EXPECT_FALSE(wrapper.has("Project"));
-
     wrapper.information("Project Name", "/p/q.xcodeproj");
+    const auto submit = [](const char* last) {
+        return std::string("#!/bin/bash\n\nfor i in {0..") + last
+            + "}\ndo\n   cp runScript ../$i/test\ndone\n";
+    };
     open(wrapper)->prepareForUpload();
-    EXPECT_EQ(opened, "/p/q.xcodeproj");
-    EXPECT_EQ(wrapper.read("Project/Sources/Makefile"), "PROGRAM = my_program");
-    EXPECT_EQ(wrapper.read("Project/Sources/Makefile.sources"), "s");
-    EXPECT_EQ(wrapper.read("Project/Sources/a.cpp"), "source");
-    EXPECT_EQ(wrapper.read("Project/compile"), "#!/bin/sh\n\npushd .\ncd Sources\nmake -j 3\npopd\n");
-    EXPECT_EQ(wrapper.read("Project/submit"),
-        "#!/bin/bash\n\nfor i in {0..1}\ndo\n   cp runScript ../$i/test\ndone\n");
+    const std::pair<const char*, std::string> written[] = {{"Sources/Makefile", "PROGRAM = my_program"},
+        {"Sources/Makefile.sources", "s"}, {"Sources/a.cpp", "source"},
+        {"compile", "#!/bin/sh\n\npushd .\ncd Sources\nmake -j 3\npopd\n"}, {"submit", submit("1")}};
+    for (const auto& [name, text] : written)
+        EXPECT_EQ(wrapper.read(std::string("Project/") + name), text);
     for (const char* script : {"Project/compile", "Project/submit"})
         EXPECT_EQ(files::attributes(wrapper / script)->permissions, 0700U);
 
-    // What is there already stays.
     wrapper.write("Project/Sources/a.cpp", "edited");
     wrapper.tasks({});
     open(wrapper)->prepareForUpload();
-    EXPECT_EQ(wrapper.read("Project/Sources/a.cpp"), "edited");
-    EXPECT_THAT(wrapper.read("Project/submit"), HasSubstr("{0..-1}"));
+    EXPECT_EQ(wrapper.read("Project/Sources/a.cpp"), "edited") << "an existing file is kept";
+    EXPECT_EQ(wrapper.read("Project/submit"), submit("-1"));
     ProjectToBuild::opener() = nullptr;
 }
 
