@@ -1,4 +1,4 @@
-// The link to the companion, with a companion that is a process of its own.
+// The link to the companion, which is a process of its own here.
 
 #include "platform/ProcessInfo.h"
 #include "platform/process/Process.h"
@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <fmt/format.h>
 #include <tuple>
 
@@ -17,33 +16,32 @@ namespace {
 using testing::IsEmpty;
 namespace files = platform::files;
 
-// The listener of the examples, writing what it hears into a file.
+// The listener of the examples; its output goes into a file.
 class Listener {
 public:
     explicit Listener(const WrapperOnDisk& wrapper) : heard_(wrapper.folder() / "heard")
     {
         std::ignore = files::remove(heard_);
-        const std::string script = wrapper.folder() / "listen";
-        EXPECT_TRUE(files::writeFile(script,
-            fmt::format("#!/bin/sh\nTRELKIND_PLACES='{}' exec '{}' > '{}' 2>&1\n",
-                wrapper.folder() / "places", LISTENER, heard_)));
-        EXPECT_TRUE(files::setPermissions(script, 0755));
-        const auto process = platform::Process::launch({script, {}, "/"});
-        EXPECT_TRUE(process) << process.error().reason;
+        const auto process = platform::Process::launch({"/bin/bash",
+            {"-c",
+                fmt::format("TRELKIND_PLACES='{}' exec '{}' > '{}' 2>&1", wrapper.folder() / "places",
+                    LISTENER, heard_)},
+            "/"});
+        EXPECT_TRUE(process);
         process_ = *process;
-        EXPECT_TRUE(served([this] { return heard().find("listening") != std::string::npos; }));
+        EXPECT_TRUE(hears("listening"));
     }
     ~Listener() { kill(); }
-    void kill()
+    void kill() const
     {
-        ::kill(process_->processIdentifier(), SIGKILL);
+        signal(SIGKILL);
         EXPECT_TRUE(process_->waitUntilExit(10));
     }
-    void stop() const { ::kill(process_->processIdentifier(), SIGSTOP); }
-    std::string heard() const { return files::readFile(heard_).value_or(""); }
-    bool hears(const std::string& line)
+    void signal(int number) const { ::kill(process_->processIdentifier(), number); }
+    bool hears(const std::string& line) const
     {
-        return served([&] { return heard().find(line + "\n") != std::string::npos; }, 10);
+        return served(
+            [&] { return files::readFile(heard_).value_or("").find(line + "\n") != std::string::npos; }, 10);
     }
 
 private:
@@ -55,6 +53,7 @@ class Companion : public testing::Test {
 protected:
     Companion() { wrapper.tasks({"", "", ""}); }
     ~Companion() override { platform::Pace::setFactor(1); }
+
     void change(std::size_t number)
     {
         app->sendSorvantaChangeNotification(*controller->taskInformation()[number]);
@@ -63,6 +62,10 @@ protected:
     {
         app = std::make_unique<KRTrelkindApplication>();
         controller = app->openTaskWithName(wrapper.path());
+    }
+    bool isConnected()
+    {
+        return served([this] { return app->sorvanta().isConnected(); }, 10);
     }
 
     WrapperOnDisk wrapper;
@@ -77,58 +80,61 @@ TEST_F(Companion, ChangesAreHeldMergedAndGoOutWhenOneIsFound)
     for (int i = 0; i < 10; ++i)
         change(2);
     EXPECT_EQ(app->sorvanta().combinedContent(), (SorvantaLink::Content{{wrapper.path(), {1, 2}}}));
-    Listener listener(wrapper);
+    const Listener listener(wrapper);
     EXPECT_FALSE(app->sorvanta().isConnected()) << "it is looked for when the user changes application";
     app->applicationDidBecomeActive();
-    EXPECT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
+    EXPECT_TRUE(isConnected());
     EXPECT_TRUE(listener.hears(wrapper.path() + ": 1 2"));
     EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
 }
 
 TEST_F(Companion, WhatComesTooSoonWaitsForTheNextEventAndNotForTheClock)
 {
-    Listener listener(wrapper);
+    const Listener listener(wrapper);
     open();
-    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
+    ASSERT_TRUE(isConnected());
     platform::Pace::setFactor(0.1);
     change(0);
     EXPECT_TRUE(listener.hears(wrapper.path() + ": 0"));
-    change(1);
-    change(2);
-    EXPECT_FALSE(served([&] { return app->sorvanta().combinedContent().empty(); }, 1.0))
-        << "three seconds at this pace have long passed";
+    for (const auto& [event, line] : {std::pair(std::function<void()>([this] { change(0); }), ": 0 1 2"),
+             {[this] { app->applicationDidResignActive(); }, ": 1 2"}}) {
+        change(1);
+        app->sendSorvantaChangeNotificationMultiple({controller->taskInformation()[2]});
+        EXPECT_FALSE(served([&] { return app->sorvanta().combinedContent().empty(); }, 0.5))
+            << "three seconds at this pace have passed";
+        event();
+        EXPECT_TRUE(listener.hears(wrapper.path() + line));
+    }
+    // A message that can't be sent is lost and reported.
+    platform::Pace::setFactor(0);
+    app->sorvanta().add(std::string(65 << 20, 'x'), 1);
     change(0);
-    EXPECT_TRUE(listener.hears(wrapper.path() + ": 0 1 2"));
+    EXPECT_THAT(wrapper.messages(), testing::ElementsAre("Error when connecting"));
+    EXPECT_EQ(
+        wrapper.lastLongMessage(), "Error when connecting (SendFailed,the companion takes no messages).");
+    EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
 }
 
-TEST_F(Companion, WhatIsHeldGoesOutBeforeTheEndAndAStoppedOneHoldsUpNothing)
+TEST_F(Companion, AStoppedOneHoldsUpNothingAtTheEnd)
 {
-    Listener listener(wrapper);
-    open();
-    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
-    change(0);
-    change(1);
-    app->sorvanta().sendBeforeTheEnd();
-    EXPECT_TRUE(listener.hears(wrapper.path() + ": 1"));
-    app.reset();
-
-    listener.stop();
+    const Listener listener(wrapper);
+    listener.signal(SIGSTOP);
     const double start = platform::monotonicSeconds();
     for (int i = 0; i < 20; ++i) {
         open();
         change(2);
         app->sorvanta().sendBeforeTheEnd();
     }
-    EXPECT_LT(platform::monotonicSeconds() - start, 10) << "each is given a moment, none its whole limit";
+    EXPECT_LT(platform::monotonicSeconds() - start, 10) << "each waits for a moment, not for the time limit";
 }
 
 TEST_F(Companion, ACompanionThatDiesBetweenTwoChangesIsNoticedAndFoundAgain)
 {
     open();
     {
-        Listener listener(wrapper);
+        const Listener listener(wrapper);
         app->tryToConnectToSorvanta();
-        ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
+        ASSERT_TRUE(isConnected());
         change(0);
         EXPECT_TRUE(listener.hears(wrapper.path() + ": 0"));
         std::string logged;
@@ -140,25 +146,11 @@ TEST_F(Companion, ACompanionThatDiesBetweenTwoChangesIsNoticedAndFoundAgain)
     }
     change(1);
     EXPECT_EQ(app->sorvanta().combinedContent(), (SorvantaLink::Content{{wrapper.path(), {1}}}));
-    Listener next(wrapper);
+    const Listener next(wrapper);
     platform::Pace::setFactor(0);
     app->applicationDidResignActive();
     EXPECT_TRUE(next.hears(wrapper.path() + ": 1"));
     EXPECT_THAT(wrapper.messages(), IsEmpty());
-}
-
-TEST_F(Companion, AMessageThatCanNotBeSentIsLostAndToldOnce)
-{
-    Listener listener(wrapper);
-    open();
-    ASSERT_TRUE(served([&] { return app->sorvanta().isConnected(); }));
-    listener.kill();
-    platform::Pace::setFactor(0);
-    change(0);
-    EXPECT_TRUE(served([&] { return !app->sorvanta().isConnected() || !wrapper.messages().empty(); }, 10));
-    EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
-    for (const auto& message : wrapper.messages())
-        EXPECT_EQ(message, "Error when connecting");
 }
 
 } // namespace

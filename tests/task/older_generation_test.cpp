@@ -31,6 +31,18 @@ protected:
         platform::Pace::setFactor(1);
     }
     std::shared_ptr<SVSingleTask> task(std::size_t number) { return controller->taskInformation()[number]; }
+    bool started(std::size_t number)
+    {
+        return served([&] { return wrapper.has(std::to_string(number) + "/runStarted"); });
+    }
+    bool left(std::size_t number)
+    {
+        return served([&] { return task(number)->isEmpty(); });
+    }
+    auto filesOf(std::size_t number)
+    {
+        return files::contentsOfDirectory(task(number)->folderName()).value();
+    }
 
     WrapperOnDisk wrapper;
     KRTrelkindApplication app;
@@ -47,44 +59,45 @@ TEST_F(OlderGeneration, AMachineRunsItsQueueOneAfterTheOther)
     EXPECT_EQ(task(1)->statusString(), "Waiting on This Computer");
     EXPECT_EQ(machine->numberOfTotalTasksWaiting(), 2);
     EXPECT_EQ(machine->currentTasksWaitingForOwner(controller.get()).size(), 2U);
+    EXPECT_TRUE(machine->currentTasksWaitingForOwner(nullptr).empty());
     EXPECT_TRUE(machine->currentTasksForOwner(controller.get()).empty());
     EXPECT_FALSE(machine->removeTask(*task(1), controller.get()));
     EXPECT_FALSE(app.applicationShouldTerminate());
 
     machine->abortJob(*task(0));
-    EXPECT_TRUE(task(0)->isRunning()) << "only a waiting task can be taken back";
+    EXPECT_TRUE(task(0)->isRunning()) << "only a waiting task can be removed";
     machine->abortJob(*task(2));
     EXPECT_TRUE(task(2)->isEmpty());
     machine->setMaxTaskNumber(0);
     EXPECT_EQ(machine->maxTaskNumber(), 1);
-    ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
+    ASSERT_TRUE(started(0));
     EXPECT_EQ(app.countLimiter()->currentCount(), 1);
     machine->setHowManyConcurrentTasks(2);
     EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
     wrapper.write("go");
-    ASSERT_TRUE(served([&] { return task(0)->isEmpty() && task(1)->isEmpty(); }));
+    ASSERT_TRUE(left(0) && left(1));
     EXPECT_EQ(app.countLimiter()->currentCount(), 0);
     EXPECT_EQ(wrapper.read("0/runCompleted"), platform::hostName() + "\n");
     EXPECT_EQ(wrapper.read("0/runOutput"), "0 arguments\n") << "a controller's arguments are always empty";
-    EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(),
-        UnorderedElementsAre("input", "runOutput", "runCompleted"));
-    EXPECT_FALSE(task(0)->taskHasFinished()) << "its markers are not those of record";
+    EXPECT_THAT(filesOf(0), UnorderedElementsAre("input", "runOutput", "runCompleted"));
+    EXPECT_FALSE(task(0)->taskHasFinished()) << "these markers are not part of the state on disk";
 }
 
 TEST_F(OlderGeneration, AnAbortedRunLosesItsResultsAndTheNextOneStarts)
 {
     const auto machine = std::make_shared<SVEngineController>();
-    machine->addTask(task(0));
-    machine->addTask(task(1));
-    ASSERT_TRUE(served([&] { return wrapper.has("0/runStarted"); }));
-    auto menu = task(0)->contextMenu();
-    menu->choose(0);
+    for (std::size_t i : {0, 1, 2})
+        machine->addTask(task(i));
+    ASSERT_TRUE(started(0));
+    task(0)->contextMenu()->choose(0);
     EXPECT_EQ(task(0)->statusString(), "Running on This Computer (aborting)");
-    ASSERT_TRUE(served([&] { return task(0)->isEmpty(); }));
-    EXPECT_THAT(files::contentsOfDirectory(wrapper / "0").value(), ElementsAre("input"));
+    ASSERT_TRUE(left(0));
+    EXPECT_THAT(filesOf(0), ElementsAre("input"));
     EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
+    task(2)->removeFromProject(); // Its wrapper was closed.
     wrapper.write("go");
-    EXPECT_TRUE(served([&] { return task(1)->isEmpty(); }));
+    EXPECT_TRUE(left(1) && left(2));
+    EXPECT_FALSE(wrapper.has("2/runOutput"));
 }
 
 TEST_F(OlderGeneration, OutputIsReadAgainEverySecondWhileATaskRunsAndIsShown)
@@ -96,7 +109,7 @@ TEST_F(OlderGeneration, OutputIsReadAgainEverySecondWhileATaskRunsAndIsShown)
     int reloads = 0;
     EXPECT_TRUE(served([&] { return (reloads += output.takeReload()) > 3; }));
     wrapper.write("go");
-    EXPECT_TRUE(served([&] { return task(0)->isEmpty(); }));
+    EXPECT_TRUE(left(0));
     EXPECT_FALSE(task(0)->shouldContinuouslyUpdateOutput());
 }
 
@@ -107,14 +120,11 @@ TEST_F(OlderGeneration, AnOperationTellsItsTaskAndLeavesItsScript)
     EXPECT_EQ(operation->workDirectory(), wrapper / "0/");
     EXPECT_EQ(operation->executable(), wrapper / "MacOSX/program");
     queue.addOperation(operation);
-    ASSERT_TRUE(served([&] { return task(0)->isRunning() && wrapper.has("0/runStarted"); }));
+    ASSERT_TRUE(started(0));
     EXPECT_EQ(task(0)->statusString(), "Running");
     operation->cancel();
-    ASSERT_TRUE(served([&] { return !task(0)->isRunning(); }));
-    EXPECT_TRUE(wrapper.has("0/runThis"));
-    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
-    EXPECT_FALSE(wrapper.has("0/runCompleted"));
-
+    ASSERT_TRUE(left(0));
+    EXPECT_THAT(filesOf(0), UnorderedElementsAre("input", "runOutput", "runStarted", "runThis"));
     const auto cancelled = task(1)->createTask();
     cancelled->cancel();
     queue.addOperation(cancelled);
@@ -132,15 +142,13 @@ struct Copied : SVCopyFileTaskCallback {
 };
 
 struct Reports : SVTaskAddition {
-    void updateSVProgress(double amount) override { amounts.push_back(amount); }
-    double sum() const
+    void updateSVProgress(double amount) override
     {
-        double total = 0;
-        for (const double amount : amounts)
-            total += amount;
-        return total;
+        sum += amount;
+        ++count;
     }
-    std::vector<double> amounts;
+    double sum = 0;
+    int count = 0;
 };
 
 TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
@@ -153,21 +161,25 @@ TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
     const struct {
         std::vector<SVCopyFileTask::CopyAction> actions;
         bool success;
+        int reports;
     } cases[] = {
-        {{}, true},
-        {{{folder / "a", folder / "b"}, {folder / "tree", folder / "copy"}}, true},
-        {{{folder / "missing", folder / "c"}, {folder / "a", folder / "d"}}, false},
+        {{}, true, 1},
+        {{{folder / "a", folder / "b"}, {folder / "tree", folder / "copy"}, {folder / "a", folder / "a"}},
+            true, 3},
+        {{{folder / "missing", folder / "c"}, {folder / "a", folder / "d"}}, false, 1},
     };
     platform::Pace::setFactor(0);
     platform::OperationQueue queue;
-    for (const auto& [actions, success] : cases) {
+    for (const auto& [actions, success, count] : cases) {
         const auto callback = std::make_shared<Copied>();
         const auto reports = std::make_shared<Reports>();
         queue.addOperation(SVCopyFileTask::createWithList(actions, reports, 1, callback));
         ASSERT_TRUE(served([&] { return callback->success.has_value(); }));
         EXPECT_EQ(callback->success, success);
-        EXPECT_TRUE(served([&] { return reports->sum() == 100; })) << reports->sum();
+        EXPECT_TRUE(served([&] { return reports->sum == 100; })) << reports->sum;
+        EXPECT_EQ(reports->count, count);
     }
+    EXPECT_EQ(files::readFile(folder / "a"), "new");
     EXPECT_EQ(files::readFile(folder / "b"), "new");
     EXPECT_TRUE(files::exists(folder / "copy/deep/leaf"));
     EXPECT_FALSE(files::exists(folder / "d"));

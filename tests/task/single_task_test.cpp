@@ -1,5 +1,7 @@
-#include "task/SVSingleTask.h"
+#include "task/KRTrelkindController.h"
+#include "task/Notifications.h"
 #include "task/WrapperOnDisk.h"
+#include "toolkit/Noted.h"
 
 #include <gmock/gmock.h>
 
@@ -12,45 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 namespace files = platform::files;
-
-// A controller that records what it is told.
-class Project : public SVTaskController {
-public:
-    explicit Project(std::string wrapper) : wrapper_(std::move(wrapper)) { }
-    const std::string& wrapperName() const override { return wrapper_; }
-    std::int64_t serialNumber() const override { return 1; }
-    const std::optional<std::string>& executable() const override { return none; }
-    const std::optional<std::string>& executableMD5() const override { return none; }
-    const std::optional<std::vector<std::string>>& inputFiles() const override { return inputs; }
-    const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const override { return tasks; }
-    std::optional<std::string> xCodeProject() const override { return {}; }
-    std::string arguments() const override { return {}; }
-    toolkit::Table* outputTable() const override { return table; }
-    void changeInTask(SVSingleTask&) override { told += "change "; }
-    void reloadTaskList() override { told += "reload "; }
-    bool inputFilesAreUnknown() const override { return false; }
-    bool isStillEnding(const SVSingleTask&) const override { return false; }
-    std::shared_ptr<platform::FolderLock> lockForRunning() override { return nullptr; }
-    bool isRunningHere() const override { return false; }
-    void startedComputingTask(SVSingleTask&, SVTaskMachine*) override { told += "started "; }
-    void finishedTask(SVSingleTask&, SVTaskMachine*) override { told += "finished "; }
-    void changeRunningStatus(SVSingleTask&, const std::string&, SVTaskMachine*) override { }
-    void putTaskBackIntoQue(SVSingleTask&) override { told += "back "; }
-    void fillEngines() override { told += "fill "; }
-    void cancelAllJobs() override { }
-    void endAllTasks() override { }
-
-    std::string takeTold() { return std::exchange(told, {}); }
-
-    std::optional<std::vector<std::string>> inputs = std::vector<std::string>{"input"};
-    toolkit::Table* table = nullptr;
-
-private:
-    std::string wrapper_;
-    std::string told;
-    std::optional<std::string> none;
-    std::vector<std::shared_ptr<SVSingleTask>> tasks;
-};
 
 struct ListeningMachine : SVTaskMachine, SVRemoteOutputSource {
     explicit ListeningMachine(std::optional<std::string> called = "X", bool here = true)
@@ -76,24 +39,34 @@ struct ListeningMachine : SVTaskMachine, SVRemoteOutputSource {
 
 class SingleTask : public testing::Test {
 protected:
-    SingleTask()
+    SingleTask() { open({{"InputFiles", platform::Value::Array{"input"}}}); }
+    void open(platform::Value::Dictionary information)
     {
-        wrapper.tasks({"-a b"});
-        task = SVSingleTask::createInsideProject(&project, 0, {});
+        information["Entry Description"] = platform::Value::Array{1};
+        wrapper.plist("Info.plist", information);
+        wrapper.write("0/input");
+        controller = KRTrelkindController::createFromWrapperName(wrapper.path());
+        task = controller->taskInformation().at(0);
+        tasks.emplace(controller->views()->taskList);
+        tasks->takeReload();
+    }
+    bool changes() // Updates the state and returns whether that reloads the task list.
+    {
+        task->updateBasedOnContent();
+        return tasks->takeReload();
     }
     std::vector<std::string> listing() { return files::contentsOfDirectory(wrapper / "0").value(); }
 
     WrapperOnDisk wrapper;
-    Project project{wrapper.path()};
+    std::shared_ptr<KRTrelkindController> controller;
     std::shared_ptr<SVSingleTask> task;
+    std::optional<toolkit::Noted> tasks; // What the task list has told.
 };
 
 TEST_F(SingleTask, ReadsItsStateFromTheMarkersInItsFolder)
 {
     EXPECT_FALSE(SVSingleTask::createInsideProject(nullptr, 0, {}));
-    EXPECT_EQ(project.takeTold(), "");
-    using Markers = std::vector<std::string>;
-    const std::pair<Markers, std::array<bool, 3>> cases[] = {{{}, {false, false, false}},
+    const std::pair<std::vector<std::string>, std::array<bool, 3>> cases[] = {{{}, {false, false, false}},
         {{"runStarted"}, {true, false, false}}, {{"runStarted", "runCompleted"}, {true, true, false}},
         {{"runStarted", "aborted"}, {true, false, true}},
         {{"runCompleted", "aborted"}, {false, true, false}}};
@@ -101,17 +74,14 @@ TEST_F(SingleTask, ReadsItsStateFromTheMarkersInItsFolder)
         task->clearData();
         for (const std::string& marker : markers)
             wrapper.write("0/VTask_" + marker);
-        task->updateBasedOnContent();
+        EXPECT_EQ(changes(), !markers.empty());
         EXPECT_THAT(
             state, ElementsAre(task->taskHasStarted(), task->taskHasFinished(), task->taskWasAborted()));
         EXPECT_EQ(task->taskShouldBeRun(), !state[0]);
         EXPECT_EQ(task->taskFraction(), state[1] ? 100 : 0);
     }
-    // The file is ignored but still there, so each call counts a change.
-    project.takeTold();
-    task->updateBasedOnContent();
-    task->updateBasedOnContent();
-    EXPECT_EQ(project.takeTold(), "change change ");
+    EXPECT_TRUE(changes()) << "the ignored file is found again, and counts as a change each time";
+    EXPECT_TRUE(changes());
 
     task->clearData();
     for (const auto& [bytes, percent] : {std::pair(0, 0), {1, 1}, {42, 42}, {100, 100}, {250, 100}}) {
@@ -119,9 +89,8 @@ TEST_F(SingleTask, ReadsItsStateFromTheMarkersInItsFolder)
         task->updateBasedOnContent();
         EXPECT_EQ(task->taskFraction(), percent);
     }
-    project.takeTold();
-    task->updateBasedOnContent();
-    EXPECT_EQ(project.takeTold(), "") << "nothing has changed";
+    tasks->takeReload();
+    EXPECT_FALSE(changes());
 }
 
 TEST_F(SingleTask, ListsAndScansFilesAgainOnlyAfterAChange)
@@ -176,14 +145,14 @@ TEST_F(SingleTask, ClearingRemovesEverythingButTheInputs)
     task->removeComputedResults();
     EXPECT_THAT(listing(), ElementsAre("input"));
     EXPECT_TRUE(task->taskHasStarted());
-    project.inputs.reset();
+    open({});
     task->removeComputedResults();
     EXPECT_THAT(listing(), ElementsAre("input"));
     task->clearData();
     EXPECT_THAT(listing(), IsEmpty()) << "without a list of inputs no file is kept";
 }
 
-// Each step with the status, the actions of the context menu and what the controller is told.
+// Each step with the status, the actions of the context menu, and whether the task list is reloaded.
 TEST_F(SingleTask, FollowsItsEngines)
 {
     ListeningMachine machine;
@@ -203,35 +172,35 @@ TEST_F(SingleTask, FollowsItsEngines)
         std::function<void()> call;
         const char* status;
         const char* menu;
-        const char* told = "";
+        bool reloads = false;
     } steps[] = {
         {[&] { task->retrySCP(); }, "Empty", "foo:off "},
         {[&] { task->setShouldBeRun(true); }, "Will be run", "foo:off "},
-        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", "reload "},
+        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", true},
         {[&] { task->retrySCP(); }, "Waiting on X (retrying)", "abortRun:off "},
         {[&] { task->transferringInput(); }, "Transferring input to X (retrying)",
-            "retrySCP:off abortSCP:off ", "reload "},
-        {[&] { task->failedAtTransferringOn(machine); }, "Will be run", "foo:off ", "fill "},
-        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", "reload "},
-        {[&] { task->transferringInput(); }, "Transferring input to X", "retrySCP: abortSCP: ", "reload "},
+            "retrySCP:off abortSCP:off ", true},
+        {[&] { task->failedAtTransferringOn(machine); }, "Will be run", "foo:off "},
+        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", true},
+        {[&] { task->transferringInput(); }, "Transferring input to X", "retrySCP: abortSCP: ", true},
         {[&] { task->contextMenu()->choose(1); }, "Transferring input to X (aborting)",
             "retrySCP:off abortSCP:off "},
-        {[&] { task->failedAtTransferringOn(machine); }, "Empty", "foo:off ", "fill "},
+        {[&] { task->failedAtTransferringOn(machine); }, "Empty", "foo:off "},
         {[&] { task->setShouldBeRun(true); }, "Will be run", "foo:off "},
-        {[&] { task->startedOn(machine); }, "Running on X", "abortRun: ", "started "},
-        {[&] { task->engineGotDisconnected(other); }, "Running on X", "abortRun: "},
-        {[&] { task->engineGotDisconnected(machine); }, "Will be run", "foo:off ", "back "},
-        {[&] { task->startedOn(machine); }, "Running on X", "abortRun: ", "started "},
+        {[&] { task->startedOn(machine); }, "Running on X", "abortRun: "},
+        {[&] { notifications::postEngineDisconnected(other); }, "Running on X", "abortRun: ", true},
+        {[&] { notifications::postEngineDisconnected(machine); }, "Will be run", "foo:off ", true},
+        {[&] { task->startedOn(machine); }, "Running on X", "abortRun: "},
         {[&] { task->contextMenu()->choose(0); }, "Running on X (aborting)", "abortRun:off "},
         {[&] { task->transferringOutput(); }, "Transferring output from X (aborting)",
-            "retrySCP:off abortSCP:off ", "reload "},
-        {[&] { task->finishedOn(machine); }, "Empty", "foo:off ", "finished "},
+            "retrySCP:off abortSCP:off ", true},
+        {[&] { task->finishedOn(machine); }, "Empty", "foo:off ", true},
     };
-    for (const auto& [call, status, actions, told] : steps) {
+    for (const auto& [call, status, actions, reloads] : steps) {
         call();
         EXPECT_EQ(task->statusString(), status);
         EXPECT_EQ(menu(), actions) << status;
-        EXPECT_EQ(project.takeTold(), told) << status;
+        EXPECT_EQ(tasks->takeReload(), reloads) << status;
         EXPECT_EQ(task->waitingToBeSubmitted(), status == std::string("Will be run"));
         EXPECT_EQ(task->isEmpty(), actions == std::string("foo:off "));
     }
@@ -286,12 +255,10 @@ TEST_F(SingleTask, EndingEndsACopyToo)
 
 TEST_F(SingleTask, FetchesEachLineOfARemoteRunOnceAndFollowsItsEnd)
 {
-    toolkit::View clip;
-    toolkit::Table table;
+    toolkit::Table& table = controller->views()->outputFromProgram;
+    toolkit::View& clip = *table.superview();
     clip.setBounds({0, 0, 100, 20});
     table.setRowHeight(10);
-    clip.addSubview(table);
-    project.table = &table;
     ListeningMachine machine{"X", false};
     task->selectedInView(&table);
     const auto* file = table.dataSource();
@@ -325,21 +292,20 @@ TEST_F(SingleTask, FetchesEachLineOfARemoteRunOnceAndFollowsItsEnd)
 TEST_F(SingleTask, AfterItsProjectHasGoneItTouchesNothing)
 {
     ListeningMachine far("X", false);
-    toolkit::Table table;
-    project.table = &table;
+    toolkit::Table& table = controller->views()->outputFromProgram;
     wrapper.write("0/runOutput");
     for (const bool isRemote : {false, true}) {
-        const auto shown = SVSingleTask::createInsideProject(&project, 0, {});
+        const auto shown = SVSingleTask::createInsideProject(controller.get(), 0, {});
         shown->selectedInView(&table);
         if (isRemote)
             shown->startedOn(far);
-        EXPECT_NE(table.dataSource(), nullptr);
+        EXPECT_NE(table.dataSource(), controller.get());
         shown->removeFromProject();
         EXPECT_EQ(table.dataSource(), nullptr);
-        project.takeTold();
+        tasks->takeReload();
         shown->clearData();
         shown->finishedOn(far);
-        EXPECT_EQ(project.takeTold(), "");
+        EXPECT_FALSE(tasks->takeReload());
         EXPECT_EQ(shown->createTask(), nullptr);
     }
     EXPECT_THAT(listing(), UnorderedElementsAre("input", "runOutput"));

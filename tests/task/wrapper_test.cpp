@@ -1,6 +1,5 @@
 #include "task/KRTrelkindController.h"
 #include "task/TaskWrapper.h"
-#include "task/UploadPreparation.h"
 #include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
@@ -208,49 +207,6 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
         EXPECT_EQ(wrapper.messages().back(), "Could not use the executable.") << name;
         EXPECT_TRUE(wrapper.has("0/input") && files::exists(picked) && !files::exists(picked + ".md5"));
     }
-}
-
-struct MadeUpProject : ProjectToBuild {
-    explicit MadeUpProject(std::string sources) : folder(std::move(sources)) { }
-    std::vector<std::string> filesToCopy() override { return {folder + "/a.cpp", folder + "/missing.h"}; }
-    std::map<std::string, std::string> makefile(const std::string& programName) override
-    {
-        return {{"Makefile", "PROGRAM = " + programName}, {"Makefile.sources", "s"}};
-    }
-    std::string folder;
-};
-
-TEST(Wrapper, PreparesForUploadWhenThereIsAProject)
-{
-    WrapperOnDisk wrapper;
-    wrapper.tasks({"a", "b"}).executable("x", "my program");
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "a.cpp", "source"));
-    ProjectToBuild::opener() = [&](const std::string& path) {
-        EXPECT_EQ(path, "/p/q.xcodeproj");
-        return std::make_unique<MadeUpProject>(wrapper.folder().path());
-    };
-    open(wrapper)->prepareForUpload();
-    EXPECT_FALSE(wrapper.has("Project"));
-    wrapper.information("Project Name", "/p/q.xcodeproj");
-    const auto submit = [](const char* last) {
-        return std::string("#!/bin/bash\n\nfor i in {0..") + last
-            + "}\ndo\n   cp runScript ../$i/test\ndone\n";
-    };
-    open(wrapper)->prepareForUpload();
-    const std::pair<const char*, std::string> written[] = {{"Sources/Makefile", "PROGRAM = my_program"},
-        {"Sources/Makefile.sources", "s"}, {"Sources/a.cpp", "source"},
-        {"compile", "#!/bin/sh\n\npushd .\ncd Sources\nmake -j 3\npopd\n"}, {"submit", submit("1")}};
-    for (const auto& [name, text] : written)
-        EXPECT_EQ(wrapper.read(std::string("Project/") + name), text);
-    for (const char* script : {"Project/compile", "Project/submit"})
-        EXPECT_EQ(files::attributes(wrapper / script)->permissions, 0700U);
-
-    wrapper.write("Project/Sources/a.cpp", "edited");
-    wrapper.tasks({});
-    open(wrapper)->prepareForUpload();
-    EXPECT_EQ(wrapper.read("Project/Sources/a.cpp"), "edited") << "an existing file is kept";
-    EXPECT_EQ(wrapper.read("Project/submit"), submit("-1"));
-    ProjectToBuild::opener() = nullptr;
 }
 
 } // namespace

@@ -387,13 +387,18 @@ TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)
     EXPECT_EQ(wrapper.read("Project/Sources/a file.cpp"), "int main() {}\n");
     EXPECT_EQ(wrapper.read("Project/Sources/Makefile.sources"), "CXX_SRCS = \\\na file.cpp\n\nC_SRCS = \n\n");
     EXPECT_THAT(wrapper.read("Project/Sources/Makefile"), HasSubstr("PROGRAM = my_program\n"));
+    EXPECT_EQ(wrapper.read("Project/compile"), "#!/bin/sh\n\npushd .\ncd Sources\nmake -j 3\npopd\n");
+    EXPECT_EQ(wrapper.read("Project/submit"),
+        "#!/bin/bash\n\nfor i in {0..1}\ndo\n   cp runScript ../$i/test\ndone\n");
+    EXPECT_EQ(files::attributes(wrapper / "Project/submit")->permissions, 0700U);
 
     expect({{R"(rm "$W/Project/compile"; mkdir "$W/Project/compile"; T prepare "$W")", 1, "",
                 "compile could not be written: a folder has its name."},
         {R"(rmdir "$W/Project/compile"; echo // >> 'a file.cpp'; T prepare "$W")", 1, "", "differs from"},
         {R"(rm 'a file.cpp'; T prepare "$W")", 1, "", "a file.cpp does not exist."},
-        {R"(rm -r "$W/Project"; touch "$W/Project"; T prepare "$W")", 1, "",
-            "Project could not be written."}});
+        {R"(rm -r "$W/Project"; ln -s /proc/self/fdinfo "$W/Project"; T prepare "$W")", 1, "",
+            "can not be written"},
+        {R"(rm "$W/Project"; touch "$W/Project"; T prepare "$W")", 1, "", "Project could not be written."}});
 }
 
 } // namespace
