@@ -86,9 +86,16 @@ TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
     EXPECT_TRUE(ScratchFolder(scratch).isUsable());
     EXPECT_TRUE(files::exists(scratch + "/in use"));
     platform::Places::setRoot(wrapper.folder() / "elsewhere");
-    EXPECT_TRUE(files::createDirectories(platform::Places::scratch() + "/old/deep"));
+    const std::string theirs = platform::Places::scratch();
+    EXPECT_TRUE(files::createDirectories(theirs + "/old/deep"));
+    EXPECT_TRUE(files::setPermissions(theirs, 0700));
+    {
+        const platform::FolderLock taken(theirs, platform::FolderLock::Kind::Exclusive);
+        EXPECT_FALSE(ScratchFolder(theirs).isUsable());
+        EXPECT_THAT(wrapper.messages(), ElementsAre("The scratch folder can not be used."));
+    }
     const KRTrelkindApplication other;
-    EXPECT_THAT(files::contentsOfDirectory(platform::Places::scratch()).value(), ElementsAre("Empty"));
+    EXPECT_THAT(files::contentsOfDirectory(theirs).value(), ElementsAre("Empty"));
 }
 
 TEST_F(Application, OpensAPathOnce)

@@ -1,4 +1,8 @@
+// The wrapper on disk: reading, changing and making one.
+
+#include "task/CsvTable.h"
 #include "task/KRTrelkindController.h"
+#include "task/NewWrapper.h"
 #include "task/TaskWrapper.h"
 #include "task/WrapperOnDisk.h"
 
@@ -11,6 +15,7 @@ using platform::Value;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using Words = std::vector<std::string>;
 namespace files = platform::files;
 
 std::shared_ptr<KRTrelkindController> open(const WrapperOnDisk& wrapper)
@@ -207,6 +212,95 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
         EXPECT_EQ(wrapper.messages().back(), "Could not use the executable.") << name;
         EXPECT_TRUE(wrapper.has("0/input") && files::exists(picked) && !files::exists(picked + ".md5"));
     }
+}
+
+TEST(CsvTable, ReadsQuotedValuesAndTellsTheLineOfWhatIsWrong)
+{
+    const auto table = CsvTable::parse("\xEF\xBB\xBF"
+                                       "a,b\r\n1,\"x, \"\"y\"\"\nz\"\r\n\r\n,2");
+    ASSERT_TRUE(table) << table.error().text;
+    EXPECT_THAT(table->columns, ElementsAre("a", "b"));
+    EXPECT_THAT(table->rows, ElementsAre(Words{"1", "x, \"y\"\nz"}, Words{"", "2"}));
+
+    const std::pair<const char*, const char*> wrong[] = {{"", "line 1: a column has no name"},
+        {"a,a\n", "two columns \"a\""}, {"a,b\n1,2\n3\n", "line 3: 1 values for 2 columns"},
+        {"a\n\"1\n2\"\n\"x", "line 4: a quote is not closed"},
+        {"a\n\"1\"2\n", "line 2: text after a closing quote"}};
+    for (const auto& [text, sentence] : wrong) {
+        const auto read = CsvTable::parse(text);
+        ASSERT_FALSE(read) << text;
+        EXPECT_THAT(read.error().text, HasSubstr(sentence));
+    }
+}
+
+TEST(NewWrapper, AValueReachesTheProgramAsItIs)
+{
+    const Words columns{"x", "name"};
+    const auto filled = [&](const std::string& arguments, const std::string& value) {
+        const auto text = argumentsForRow(arguments, columns, {"1.5", value});
+        return text ? *text : text.error().text;
+    };
+    EXPECT_EQ(filled("--x {x} -n{name}", "plain-1"), "--x 1.5 -nplain-1");
+    EXPECT_EQ(filled("{name}", "a; rm 'c'"), R"('a; rm '\''c'\''')");
+    EXPECT_EQ(filled("\"{name}\"", "$HOME \"q\""), R"("\$HOME \"q\"")");
+    EXPECT_EQ(filled("'{name}' {x}", "it's"), R"('it'\''s' 1.5)");
+    EXPECT_EQ(filled("\\'{name}", "a b"), R"(\''a b')") << "an escaped quote opens nothing";
+    EXPECT_EQ(filled("{name}", ""), "''");
+    EXPECT_EQ(filled("awk '{print $1}' {}", "v"), "awk '{print $1}' {}");
+    EXPECT_THAT(filled("--seed {sed}", "v"), HasSubstr("{sed}, and the table has no such column"));
+    EXPECT_EQ(*argumentsForRow("{x}", {}, {}), "{x}") << "without a table nothing is replaced";
+}
+
+TEST(NewWrapper, IsMadeWholeOrNotAtAll)
+{
+    const TemporaryFolder folder;
+    const auto write = [&](const std::string& name, const std::string& text) {
+        EXPECT_TRUE(files::writeFile(folder / name, text));
+        return folder / name;
+    };
+    const NewWrapper wanted{folder / "Sweep.vtask", write("program", "#!/bin/sh\n"),
+        {write("in.txt", "x = {x}, {y}\n"), write("data", std::string("{x}\0", 4))}, "--x {x}",
+        write("runs.csv", "x,Time\n1,0.5\n2,7\n"), folder.path()};
+    EXPECT_TRUE(files::setPermissions(wanted.program, 0755));
+    const std::string soon = write("soon.csv", "x,Time\n1,soon\n");
+    const std::string wide = write("wide.csv", "x\n1,2\n");
+    const std::pair<std::function<void(NewWrapper&)>, const char*> wrong[] = {
+        {[&](NewWrapper& one) { one.path = folder / "Sweep"; }, "ends in .vtask"},
+        {[&](NewWrapper& one) { one.path = folder / "nowhere/Sweep.vtask"; }, "nowhere"},
+        {[&](NewWrapper& one) { one.program = folder / "missing"; }, "does not exist"},
+        {[&](NewWrapper& one) { one.program = folder.path(); }, "does not exist"},
+        {[&](NewWrapper& one) { one.inputs[1] = folder / "./in.txt"; }, "Two inputs have the name in.txt"},
+        {[&](NewWrapper& one) { one.inputs[1] = folder / "none"; }, "/none does not exist."},
+        {[&](NewWrapper& one) { one.inputs[1] = folder.path(); }, " is a folder."},
+        {[&](NewWrapper& one) { one.inputs[1] = write("runOutput", ""); }, "The name runOutput is reserved"},
+        {[&](NewWrapper& one) { one.project = wanted.program; }, "The project "},
+        {[&](NewWrapper& one) { one.arguments = "{y}"; }, "{y}, and the table has no such column"},
+        {[&](NewWrapper& one) { one.table = folder / "none"; }, "none"},
+        {[&](NewWrapper& one) { one.table = soon; }, "\"soon\" in the column Time is not a number"},
+        {[&](NewWrapper& one) { one.table = wide; }, "line 2: 2 values for 1 columns"},
+    };
+    for (const auto& [change, sentence] : wrong) {
+        NewWrapper one = wanted;
+        change(one);
+        EXPECT_THAT(one.make().error().text, HasSubstr(sentence));
+        std::ignore = files::remove(folder / "runOutput");
+        EXPECT_EQ(files::contentsOfDirectory(folder.path())->size(), 6U) << sentence;
+    }
+    const auto made = wanted.make();
+    ASSERT_TRUE(made) << made.error().text;
+    EXPECT_EQ(*made, 2);
+    EXPECT_EQ(*files::readFile(wanted.path + "/1/in.txt"), "x = 2, {y}\n");
+    EXPECT_EQ(files::readFile(wanted.path + "/1/data")->size(), 4U);
+    EXPECT_EQ(files::attributes(wanted.path + "/MacOSX/program")->permissions & 0111U, 0111U);
+    const auto entry = [](const char* argument, double time) {
+        return Value(Value::Dictionary{{"Argument", argument}, {"Time Value", time}});
+    };
+    EXPECT_EQ(*platform::propertylist::readFile(wanted.path + "/Info.plist"),
+        Value(Value::Dictionary{{"Entry Description", Value::Array{entry("--x 1", 0.5), entry("--x 2", 7)}},
+            {"InputFiles", Value::Array{"in.txt", "data"}}, {"Project Name", folder.path()}}));
+    EXPECT_EQ(*platform::propertylist::readFile(wanted.path + "/Executable.plist"),
+        Value(Value::Dictionary{{"Executable", "program"}, {"OriginalExecutable", wanted.program}}));
+    EXPECT_THAT(wanted.make().error().text, HasSubstr("exists already"));
 }
 
 } // namespace
