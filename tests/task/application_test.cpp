@@ -157,7 +157,7 @@ TEST_F(Application, KeepsTheMachineList)
     EXPECT_EQ(stored(), "b a ") << "a definition that can't be shown is kept";
 }
 
-TEST_F(Application, AMachineListThatCanNotBeReadIsLeftAlone)
+TEST_F(Application, AnUnreadableMachineListIsNotOverwritten)
 {
     EXPECT_TRUE(files::writeFile(machineList(), "<plist><array><dict>"));
     app.awakeFromNib();
@@ -256,7 +256,7 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
 }
 
-TEST_F(Application, AWrapperGoesBackToTheMachineThatItWasBoundTo)
+TEST_F(Application, AWrapperReconnectsToItsMachine)
 {
     app.machines().fillFromPropertyList(Value::Array{machine("a"), machine("b"), machine("b")});
     wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "gone"}, {"Queue", "q"}});

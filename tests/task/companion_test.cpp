@@ -73,7 +73,7 @@ protected:
     std::shared_ptr<KRTrelkindController> controller;
 };
 
-TEST_F(Companion, ChangesAreHeldMergedAndGoOutWhenOneIsFound)
+TEST_F(Companion, ChangesAreMergedUntilTheCompanionIsFound)
 {
     wrapper.write("1/VTask_runStarted");
     open();
@@ -88,7 +88,7 @@ TEST_F(Companion, ChangesAreHeldMergedAndGoOutWhenOneIsFound)
     EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
 }
 
-TEST_F(Companion, WhatComesTooSoonWaitsForTheNextEventAndNotForTheClock)
+TEST_F(Companion, ChangesWithinThreeSecondsWaitForTheNextEvent)
 {
     const Listener listener(wrapper);
     open();
@@ -115,7 +115,7 @@ TEST_F(Companion, WhatComesTooSoonWaitsForTheNextEventAndNotForTheClock)
     EXPECT_THAT(app->sorvanta().combinedContent(), IsEmpty());
 }
 
-TEST_F(Companion, AStoppedOneHoldsUpNothingAtTheEnd)
+TEST_F(Companion, AStoppedCompanionDoesNotDelayTheEnd)
 {
     const Listener listener(wrapper);
     listener.signal(SIGSTOP);
@@ -128,7 +128,7 @@ TEST_F(Companion, AStoppedOneHoldsUpNothingAtTheEnd)
     EXPECT_LT(platform::monotonicSeconds() - start, 10) << "each waits for a moment, not for the time limit";
 }
 
-TEST_F(Companion, ACompanionThatDiesBetweenTwoChangesIsNoticedAndFoundAgain)
+TEST_F(Companion, ACompanionThatDiesIsFoundAgain)
 {
     open();
     {

@@ -449,7 +449,7 @@ TEST_F(SingleTask, FollowsItsEngines)
     EXPECT_THAT(task->description(), MatchesRegex("<0x.* - #0 - Empty"));
 }
 
-TEST_F(SingleTask, AMachineThatFailedIsLeftOutUntilTheWishChanges)
+TEST_F(SingleTask, AMachineThatFailedIsExcludedUntilTheTaskIsWantedAgain)
 {
     Machine failed;
     task->setShouldBeRun(true);
@@ -462,7 +462,7 @@ TEST_F(SingleTask, AMachineThatFailedIsLeftOutUntilTheWishChanges)
     EXPECT_TRUE(task->canSubmitTo(failed));
 }
 
-TEST_F(SingleTask, EndingEndsACopyToo)
+TEST_F(SingleTask, AbortingEndsACopy)
 {
     Machine machine;
     const auto copy = [this] {
@@ -528,7 +528,7 @@ TEST_F(SingleTask, FetchesEachLineOfARemoteRunOnceAndFollowsItsEnd)
     EXPECT_EQ(table.dataSource(), nullptr);
 }
 
-TEST_F(SingleTask, AfterItsProjectHasGoneItTouchesNothing)
+TEST_F(SingleTask, DoesNothingAfterItsWrapperIsClosed)
 {
     Machine far("X", false);
     toolkit::Table& table = views->outputFromProgram;

@@ -92,7 +92,7 @@ protected:
 constexpr const char* kWaitsForGo =
     "#!/bin/sh\necho x >> ../begun\nwhile [ ! -e ../go ]; do sleep 0.02; done\n";
 
-TEST(ScriptRun, SaysExactlyThis)
+TEST(ScriptRun, HasExactlyThisText)
 {
     const ScriptRun run{"/a b/MacOSX/p", "/w/0/", "-n 5 > x", kTaskMarkers, {}, {}};
     const std::string host = platform::hostName();
@@ -120,7 +120,7 @@ TEST_F(LocalEngine, RunsAProgramInItsFolder)
     EXPECT_FALSE(controller->engine()) << "the engine is detached when all tasks are finished";
 }
 
-TEST_F(LocalEngine, RunsFourAtATimeInOrderAndAsManyAsItIsTold)
+TEST_F(LocalEngine, RunsFourAtATimeInOrderUnlessTheLimitChanges)
 {
     start(std::vector<std::string>(10), kWaitsForGo);
     const auto begun = [&](std::size_t count) {
@@ -158,7 +158,7 @@ TEST_F(LocalEngine, SkipsWhatWasStartedAndKeepsAnOldAbortMarker)
 constexpr const char* kIgnoresTheSignal =
     "#!/bin/bash\ntrap '' TERM\necho $$ >> pid\nwhile :; do sleep 0.1; done\n";
 
-TEST_F(LocalEngine, TheEndOfARunIsToldWhenNothingOfItIsAlive)
+TEST_F(LocalEngine, ReportsTheEndOfARunWhenNoneOfItsProcessesIsAlive)
 {
     start({""}, kIgnoresTheSignal);
     ASSERT_TRUE(served([&] { return !wrapper.read("0/pid").empty(); }));
@@ -188,7 +188,7 @@ TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
     EXPECT_EQ(wrapper.read("0/pid"), pid);
 }
 
-TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimesAndGivenUpSilently)
+TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimes)
 {
     platform::Pace::setFactor(0.005);
     // A shell that counts its starts and never reads the script.
@@ -282,7 +282,7 @@ TEST_F(LocalEngine, ARunFolderThatCanNotBeWrittenConcernsItsOwnTask)
     EXPECT_THAT(engine->startAfterChecks().error().text, HasSubstr("0 is not a folder"));
 }
 
-TEST_F(LocalEngine, TheStartButtonTellsWhyNothingIsStarted)
+TEST_F(LocalEngine, TheStartButtonReportsWhyNothingIsStarted)
 {
     wrapper.tasks({"a"});
     open();
@@ -322,7 +322,7 @@ std::string reasonOf(const platform::Status& status)
     return status.ok() ? std::string() : status.error().text;
 }
 
-TEST(BatchRules, AnExecutableThatCanNotRunHereIsTold)
+TEST(BatchRules, AnExecutableThatCanNotRunHereIsReported)
 {
     const TemporaryFolder folder;
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
@@ -348,7 +348,7 @@ TEST(BatchRules, AnExecutableThatCanNotRunHereIsTold)
     EXPECT_THAT(reasonOf(checkExecutable(folder.path())), HasSubstr("is a folder"));
 }
 
-TEST(BatchRules, AFolderThatTakesNothingIsTold)
+TEST(BatchRules, AFolderThatCanNotBeWrittenIsReported)
 {
     const TemporaryFolder folder;
     EXPECT_TRUE(checkWritable(folder.path()).ok());

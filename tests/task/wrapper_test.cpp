@@ -85,7 +85,7 @@ TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
 }
 
 // A list in an unknown form may name inputs, which must not be removed.
-TEST(Wrapper, NothingIsClearedWhileTheInputsAreNotKnown)
+TEST(Wrapper, NothingIsClearedWhenTheInputsAreNotKnown)
 {
     for (const Value& odd :
         {Value(5), Value(Value::Dictionary()), Value(Value::Array{Value::Array{"input"}})}) {
@@ -120,7 +120,7 @@ TEST(Wrapper, MakesTheChecksumOnceAndTrustsItAfterwards)
     EXPECT_FALSE(md5ChecksumForFile(wrapper.path()));
 }
 
-TEST(Wrapper, WhatCanNotBeReadIsToldAndNeverWrittenOver)
+TEST(Wrapper, UnreadableFilesAreReportedAndNeverOverwritten)
 {
     std::string nested;
     for (int i = 0; i < 100000; ++i)
@@ -214,7 +214,7 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
     }
 }
 
-TEST(CsvTable, ReadsQuotedValuesAndTellsTheLineOfWhatIsWrong)
+TEST(CsvTable, ReadsQuotedValuesAndReportsTheLineOfAnError)
 {
     const auto table = CsvTable::parse("\xEF\xBB\xBF"
                                        "a,b\r\n1,\"x, \"\"y\"\"\nz\"\r\n\r\n,2");

@@ -158,7 +158,7 @@ TEST_F(CommandLine, MakesAWrapperAroundAProgramAndRunsIt)
     });
 }
 
-TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
+TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldStart)
 {
     wrapper.tasks({"1", "0", "0"}).executable("#!/bin/sh\necho x\nexit $1\n");
     EXPECT_EQ(shell(R"(T run "$W" --dry-run 2-3)").out,
@@ -171,7 +171,7 @@ TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
     EXPECT_TRUE(wrapper.has("2/VTask_runCompleted"));
 }
 
-TEST_F(CommandLine, TellsOfALostTaskAndOfWhatCanNotBeWritten)
+TEST_F(CommandLine, ReportsLostTasksAndUnwritableOutput)
 {
     wrapper.tasks({"a", "b", "c", "d"}).executable(kProgram);
     for (const char* name : {"0/VTask_runStarted", "2/VTask_runStarted", "2/VTask_aborted",
@@ -225,7 +225,7 @@ TEST_F(CommandLine, AnInterruptEndsTheTasksAndASecondOneKillsThem)
 
 // In the background of a script an interrupt is meant for other programs. A closed terminal must not stop the
 // output to a file. The streams may be closed, limited or cut.
-TEST_F(CommandLine, LivesWithSignalsAndStreamsOfItsSurroundings)
+TEST_F(CommandLine, HandlesForeignSignalsAndBrokenStreams)
 {
     wrapper.tasks({"a 1"}).executable(kProgram);
     expect({{R"("$P" run "$W" & upto test -e "$W/0/VTask_runStarted"; kill -INT $!; kill -HUP $!; wait $!)",
@@ -237,7 +237,7 @@ TEST_F(CommandLine, LivesWithSignalsAndStreamsOfItsSurroundings)
         {R"(T clear --yes "$W" 1 && trap '' CHLD && T run "$W")", 0, "1 of 1 done"}});
 }
 
-TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
+TEST_F(CommandLine, PrintsWhyNothingCanBeRun)
 {
     wrapper.tasks({"a", "b"});
     const std::string noProgram = "names no executable in its Executable.plist";
@@ -251,7 +251,7 @@ TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
         {R"(T clear "$W" 1)", 2, "", noTask}});
 }
 
-TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
+TEST_F(CommandLine, WrongUsePrintsASentenceAndReturnsTwo)
 {
     wrapper.tasks({"a"}).executable(kProgram);
     EXPECT_TRUE(files::writeFile(wrapper.folder() / "file.vtask", ""));
@@ -291,7 +291,7 @@ TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
         expect({{line, 0, "Exit status: 0 done"}});
 }
 
-TEST_F(CommandLine, AsksNothingOfAPlainMachine)
+TEST_F(CommandLine, WorksInAPlainLocaleAndWithoutMd5)
 {
     wrapper.tasks({"a"}).executable(kProgram);
     wrapper.write("0/x\ty");
@@ -303,7 +303,7 @@ TEST_F(CommandLine, AsksNothingOfAPlainMachine)
     EXPECT_FALSE(wrapper.has("MacOSX/program.md5")) << "where MD5 is forbidden";
 }
 
-TEST_F(CommandLine, SaysThatVariablesCanNotBeShownYet)
+TEST_F(CommandLine, ReportsThatVariablesCanNotBeShownYet)
 {
     wrapper.tasks({"a"});
     wrapper.write("0/r.svbin");
@@ -346,7 +346,7 @@ TEST_F(CommandLine, FollowsTheOutputOfARunUntilItEnds)
     expect({{R"(T output --json "$W" 1 > /dev/full)", 1, "", "can not be written"}});
 }
 
-TEST_F(CommandLine, TellsWhichRunsLookWrong)
+TEST_F(CommandLine, ReportsRunsThatLookWrong)
 {
     wrapper.tasks({"", "", "", "", ""}).executable(kProgram);
     expect({{R"(cd "$W"; for i in 0 1 2 3 4; do touch -d 12:00:00 $i/VTask_runStarted; echo x > $i/runOutput

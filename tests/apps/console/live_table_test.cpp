@@ -109,7 +109,7 @@ std::vector<std::vector<std::string>> framesOf(const std::string& text)
 constexpr const char* kWaitsForGo =
     "#!/bin/sh\nprintf 1234567890 > SVProgress\nwhile [ ! -e ../go ]; do sleep 0.05; done\n";
 
-TEST(LiveTable, FollowsTheWindowAndLeavesTheUsersLinesAlone)
+TEST(LiveTable, FitsTheWindowAndKeepsTheMainScreen)
 {
     std::setlocale(LC_CTYPE, "C.UTF-8");
     WrapperOnDisk wrapper;
@@ -168,7 +168,7 @@ TEST(LiveTable, GivesTheTerminalBackWhenItIsSuspendedAndInterrupted)
     EXPECT_GT(text.rfind("\033[?25h"), text.rfind("\033[?25l")) << "the cursor is visible again";
 }
 
-TEST(LiveTable, AClosedTerminalEndsNothing)
+TEST(LiveTable, AClosedTerminalDoesNotEndTheBatch)
 {
     WrapperOnDisk wrapper;
     wrapper.tasks({"a"}).executable(kWaitsForGo);
@@ -180,7 +180,7 @@ TEST(LiveTable, AClosedTerminalEndsNothing)
     EXPECT_TRUE(wrapper.has("0/VTask_runCompleted"));
 }
 
-TEST(LiveTable, UsesOnlyWhatTheTerminalCan)
+TEST(LiveTable, UsesOnlyWhatTheTerminalSupports)
 {
     const std::tuple<const char*, bool, const char*> cases[] = {{"TERM=dumb", false, "task 1: Done\r\n"},
         {"TERM=", false, "task 1: Done\r\n"}, {"NO_COLOR=1", true, "Number"},
