@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-// A wrapper in a folder of the test's own, with every other place of the system in it as well, and a message
-// center that only this test reports to.
+// A wrapper in a temporary folder. All other places of the system are in that folder, too, and the messages
+// go to a message center of this object.
 class WrapperOnDisk {
 public:
     explicit WrapperOnDisk(const std::string& name = "Batch.vtask") : path_(folder_ / name)
@@ -65,7 +65,7 @@ public:
     {
         EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
-    // Makes the file's folders as well. Its time of modification is so long ago.
+    // Makes the file and its folders; sets the modification time back by so many seconds.
     void write(const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
     {
         EXPECT_TRUE(
@@ -109,7 +109,7 @@ private:
     std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
 
-// Whether a process still runs; one that only waits for its parent to take notice of its end doesn't.
+// Whether a process runs; false for a zombie.
 inline bool isAlive(int process)
 {
     const auto status = platform::files::readFile("/proc/" + std::to_string(process) + "/stat");

@@ -129,6 +129,9 @@ TEST_F(Application, KeepsTheMachineList)
     app.awakeFromNib();
     EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type"));
     EXPECT_EQ(app.remoteMachines().size(), 2U);
+    toolkit::Noted table(app.machineTable());
+    platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
+    EXPECT_TRUE(table.takeReload());
     EXPECT_EQ(toolkit::cellText(app.machineTable().value("", 1)), "me@b");
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
@@ -247,6 +250,11 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     EXPECT_EQ(quits, 1);
     file.choose(1);
     EXPECT_THAT(app.listOfControllers(), IsEmpty());
+    int connects = 0;
+    const auto observation = platform::NotificationCenter::defaultCenter().observe(
+        "SVConnectToServer", [&](const auto& notification) { connects += notification.object == &app; });
+    app.createMachineConnection();
+    EXPECT_EQ(connects, 1);
     toolkit::Window window;
     toolkit::Table messages;
     window.setContent(&messages);
@@ -266,19 +274,6 @@ TEST_F(Application, AWrapperReconnectsToItsMachine)
     ASSERT_TRUE(engine);
     EXPECT_EQ(engine->queue, "q");
     EXPECT_EQ(engine->updates, 1);
-}
-
-TEST_F(Application, TellsTheWindowsThatMachinesHaveChanged)
-{
-    toolkit::Noted table(app.machineTable());
-    auto& center = platform::NotificationCenter::defaultCenter();
-    center.post("SVReloadMachineList");
-    EXPECT_TRUE(table.takeReload());
-    int connects = 0;
-    const auto observation = center.observe(
-        "SVConnectToServer", [&](const auto& notification) { connects += notification.object == &app; });
-    app.createMachineConnection();
-    EXPECT_EQ(connects, 1);
 }
 
 } // namespace

@@ -179,6 +179,28 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     SVFileContent::scanner() = nullptr;
 }
 
+TEST_F(Controller, ArrangesAndNamesItsViews)
+{
+    const std::function<std::string(const toolkit::View&)> outline = [&](const toolkit::View& view) {
+        std::string parts = view.accessibleName();
+        if (const auto* table = dynamic_cast<const toolkit::Table*>(&view))
+            for (const toolkit::Column& column : table->columns())
+                parts += " " + column.title;
+        if (const auto* tabs = dynamic_cast<const toolkit::TabView*>(&view))
+            for (const auto& tab : tabs->tabs())
+                parts += tab.label + ":";
+        for (const toolkit::View* part : view.subviews())
+            parts += outline(*part);
+        return "[" + parts + "]";
+    };
+    controller->startLocalTask();
+    EXPECT_EQ(outline(views->content),
+        "[[[Executable][Project][Done]]"
+        "[Tasks:Notes:[[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]"
+        "[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]]][[Output Output]]]"
+        "[[Notes][Description]]][[][][Tasks at a time]]]");
+}
+
 TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
 {
     const toolkit::Rect before = views->fixedPartOfView.frame();
@@ -188,9 +210,8 @@ TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
     ASSERT_TRUE(engine);
     const toolkit::View* panel = engine->settingsView();
     EXPECT_EQ(panel->superview(), &views->content);
-    EXPECT_EQ(panel->frame(), (toolkit::Rect{0, 0, before.width, panel->frame().height}));
-    EXPECT_EQ(views->fixedPartOfView.frame(),
-        (toolkit::Rect{0, panel->frame().height, before.width, before.height - panel->frame().height}));
+    EXPECT_EQ(panel->frame(), (toolkit::Rect{0, 0, 900, 40}));
+    EXPECT_EQ(views->fixedPartOfView.frame(), (toolkit::Rect{0, 40, 900, 560}));
     controller->startLocalTask();
     EXPECT_EQ(controller->engine(), engine) << "a second engine is not attached";
     controller->endAllTasks();
@@ -391,7 +412,8 @@ TEST_F(SingleTask, ClearingRemovesEverythingButTheInputs)
     EXPECT_THAT(listing(), IsEmpty()) << "without a list of inputs no file is kept";
 }
 
-// Each step with the status, the actions of the context menu, and whether the task list is reloaded.
+// Each step with the status, the actions of the context menu, whether the task list is reloaded, and whether
+// the machine is excluded, because a transfer to it has failed, until the task is wanted anew.
 TEST_F(SingleTask, FollowsItsEngines)
 {
     Machine machine;
@@ -412,6 +434,7 @@ TEST_F(SingleTask, FollowsItsEngines)
         const char* status;
         const char* menu;
         bool reloads = false;
+        bool isExcluded = false;
     } steps[] = {
         {[&] { task->retrySCP(); }, "Empty", "foo:off "},
         {[&] { task->setShouldBeRun(true); }, "Will be run", "foo:off "},
@@ -419,12 +442,12 @@ TEST_F(SingleTask, FollowsItsEngines)
         {[&] { task->retrySCP(); }, "Waiting on X (retrying)", "abortRun:off "},
         {[&] { task->transferringInput(); }, "Transferring input to X (retrying)",
             "retrySCP:off abortSCP:off ", true},
-        {[&] { task->failedAtTransferringOn(machine); }, "Will be run", "foo:off "},
-        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", true},
-        {[&] { task->transferringInput(); }, "Transferring input to X", "retrySCP: abortSCP: ", true},
+        {[&] { task->failedAtTransferringOn(machine); }, "Will be run", "foo:off ", false, true},
+        {[&] { task->submittedToWaitingQueOn(machine); }, "Waiting on X", "abortRun: ", true, true},
+        {[&] { task->transferringInput(); }, "Transferring input to X", "retrySCP: abortSCP: ", true, true},
         {[&] { task->contextMenu()->choose(1); }, "Transferring input to X (aborting)",
-            "retrySCP:off abortSCP:off "},
-        {[&] { task->failedAtTransferringOn(machine); }, "Empty", "foo:off "},
+            "retrySCP:off abortSCP:off ", false, true},
+        {[&] { task->failedAtTransferringOn(machine); }, "Empty", "foo:off ", false, true},
         {[&] { task->setShouldBeRun(true); }, "Will be run", "foo:off "},
         {[&] { task->startedOn(machine); }, "Running on X", "abortRun: "},
         {[&] { notifications::postEngineDisconnected(other); }, "Running on X", "abortRun: ", true},
@@ -435,11 +458,13 @@ TEST_F(SingleTask, FollowsItsEngines)
             "retrySCP:off abortSCP:off ", true},
         {[&] { task->finishedOn(machine); }, "Empty", "foo:off ", true},
     };
-    for (const auto& [call, status, actions, reloads] : steps) {
+    for (const auto& [call, status, actions, reloads, isExcluded] : steps) {
         call();
         EXPECT_EQ(task->statusString(), status);
         EXPECT_EQ(menu(), actions) << status;
         EXPECT_EQ(tasks->takeReload(), reloads) << status;
+        EXPECT_EQ(task->canSubmitTo(machine), !isExcluded) << status;
+        EXPECT_TRUE(task->canSubmitTo(other) && task->canSubmitTo(Machine(std::nullopt)));
         EXPECT_EQ(task->waitingToBeSubmitted(), status == std::string("Will be run"));
         EXPECT_EQ(task->isEmpty(), actions == std::string("foo:off "));
     }
@@ -447,19 +472,6 @@ TEST_F(SingleTask, FollowsItsEngines)
     EXPECT_EQ(titles["retrySCP:"] + titles["abortSCP:"], "Retry transferAbort Task");
     EXPECT_EQ(titles["abortRun:"] + titles["foo:"], "Abort TaskNothing");
     EXPECT_THAT(task->description(), MatchesRegex("<0x.* - #0 - Empty"));
-}
-
-TEST_F(SingleTask, AMachineThatFailedIsExcludedUntilTheTaskIsWantedAgain)
-{
-    Machine failed;
-    task->setShouldBeRun(true);
-    task->failedAtTransferringOn(failed);
-    EXPECT_TRUE(task->canSubmitTo(Machine("Y")));
-    EXPECT_TRUE(task->canSubmitTo(Machine(std::nullopt)));
-    task->setShouldBeRun(true);
-    EXPECT_FALSE(task->canSubmitTo(failed));
-    task->setShouldBeRun(false);
-    EXPECT_TRUE(task->canSubmitTo(failed));
 }
 
 TEST_F(SingleTask, AbortingEndsACopy)

@@ -22,7 +22,6 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -108,6 +107,7 @@ TEST(ScriptRun, HasExactlyThisText)
 TEST_F(LocalEngine, RunsAProgramInItsFolder)
 {
     wrapper.tasks({"one 'two words'"}).write("0/VTask_runThis", "left behind");
+    wrapper.write("0/VTask_aborted");
     wrapper.executable(
         "#!/bin/sh\necho out $#: $2\necho err >&2\nexit 3\n", "it's \"ü\" $(touch pwned) `x` \\ 1");
     start();
@@ -116,6 +116,7 @@ TEST_F(LocalEngine, RunsAProgramInItsFolder)
     EXPECT_EQ(wrapper.read("0/VTask_runCompleted"), platform::hostName() + "\n");
     EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
     EXPECT_FALSE(wrapper.has("0/VTask_runThis") || wrapper.has("0/pwned"));
+    EXPECT_TRUE(wrapper.has("0/VTask_aborted")) << "left, because completed wins";
     EXPECT_THAT(statuses(), ElementsAre("Done")) << "the exit status of the program does not matter";
     EXPECT_FALSE(controller->engine()) << "the engine is detached when all tasks are finished";
 }
@@ -142,19 +143,6 @@ TEST_F(LocalEngine, RunsFourAtATimeInOrderUnlessTheLimitChanges)
     EXPECT_THAT(statuses(), testing::Each("Done"));
 }
 
-TEST_F(LocalEngine, SkipsWhatWasStartedAndKeepsAnOldAbortMarker)
-{
-    wrapper.tasks({"", ""}).executable("#!/bin/sh\n");
-    wrapper.write("0/VTask_runStarted");
-    wrapper.write("1/VTask_aborted");
-    start();
-    ASSERT_TRUE(ended());
-    EXPECT_TRUE(wrapper.has("1/VTask_aborted"));
-    EXPECT_THAT(statuses(), ElementsAre("Running", "Done"));
-    EXPECT_TRUE(controller->engine()) << "not all are finished";
-    EXPECT_TRUE(startButtonIsShown());
-}
-
 constexpr const char* kIgnoresTheSignal =
     "#!/bin/bash\ntrap '' TERM\necho $$ >> pid\nwhile :; do sleep 0.1; done\n";
 
@@ -169,6 +157,8 @@ TEST_F(LocalEngine, ReportsTheEndOfARunWhenNoneOfItsProcessesIsAlive)
     EXPECT_THAT(statuses(), ElementsAre("Aborted"));
     EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
     EXPECT_TRUE(startButtonIsShown());
+    EXPECT_TRUE(controller->engine()) << "not all tasks are finished";
+    EXPECT_EQ(*engine->startAfterChecks(), 0) << "an aborted task has to be cleared first";
 }
 
 // A run that is ending owns its folder, even without its marker.

@@ -1,4 +1,4 @@
-// The older generation of engines: machines that take single tasks, and operations that tell the task itself.
+// The older generation of engines: machines that take single tasks, and operations that report to the task.
 
 #include "diagnostics/KRCountLimiter.h"
 #include "platform/ProcessInfo.h"

@@ -68,36 +68,32 @@ TEST(Wrapper, ReadsTheTaskListInItsFormsAndNeverMixesThem)
     }
 }
 
-TEST(Wrapper, NamesOfInputsComeFromTheListBeforeTheSingleName)
-{
-    const Value list = Value::Array{"a", 7, "b"};
-    const std::pair<Value::Dictionary, std::optional<std::vector<std::string>>> cases[] = {{{}, std::nullopt},
-        {{{"Input", "single"}}, {{"single"}}},
-        {{{"InputFiles", list}, {"Input", "single"}}, {{"a", "7", "b"}}},
-        {{{"InputFiles", Value::Array()}, {"Input", "single"}}, {std::vector<std::string>()}},
-        {{{"InputFiles", "alone"}}, {{"alone"}}}};
-    for (const auto& [information, names] : cases) {
-        const WrapperOnDisk wrapper;
-        wrapper.plist("Info.plist", information);
-        EXPECT_EQ(TaskWrapper::read(wrapper.path()).inputFiles, names) << wrapper.read("Info.plist");
-        EXPECT_THAT(wrapper.messages(), IsEmpty());
-    }
-}
-
 // A list in an unknown form may name inputs, which must not be removed.
-TEST(Wrapper, NothingIsClearedWhenTheInputsAreNotKnown)
+TEST(Wrapper, ClearingKeepsTheInputsInEveryFormOfTheirList)
 {
-    for (const Value& odd :
-        {Value(5), Value(Value::Dictionary()), Value(Value::Array{Value::Array{"input"}})}) {
-        WrapperOnDisk wrapper;
-        wrapper.tasks({"a"}).information("InputFiles", odd).write("0/runOutput");
+    using Left = std::vector<std::string>;
+    const Left all{"7", "a", "single"};
+    const std::pair<Value::Dictionary, Left> cases[] = {{{}, {}}, {{{"Input", "single"}}, {"single"}},
+        {{{"InputFiles", Value::Array{"a", 7, "b"}}, {"Input", "single"}}, {"7", "a"}},
+        {{{"InputFiles", Value::Array()}, {"Input", "single"}}, {}}, {{{"InputFiles", "a"}}, {"a"}},
+        {{{"InputFiles", 5}}, all}, {{{"InputFiles", Value::Dictionary()}}, all},
+        {{{"InputFiles", Value::Array{Value::Array{"a"}}}}, all}};
+    for (const auto& [information, left] : cases) {
+        const WrapperOnDisk wrapper;
+        Value::Dictionary whole = information;
+        whole["TimeValues"] = Value::Array{1};
+        wrapper.plist("Info.plist", whole);
+        for (const char* name : {"0/7", "0/a", "0/single"})
+            wrapper.write(name);
         const auto controller = open(wrapper);
-        controller->taskInformation()[0]->clearData();
         controller->taskInformation()[0]->removeComputedResults();
-        EXPECT_TRUE(wrapper.has("0/input") && wrapper.has("0/runOutput"));
-        EXPECT_THAT(wrapper.messages(),
-            ElementsAre("Could not understand all of Info.plist.", "Could not clear the run.",
-                "Could not clear the run."));
+        controller->taskInformation()[0]->clearData();
+        SCOPED_TRACE(wrapper.read("Info.plist"));
+        EXPECT_THAT(
+            files::contentsOfDirectory(wrapper / "0").value(), testing::UnorderedElementsAreArray(left));
+        const std::vector<std::string> told{"Could not understand all of Info.plist.",
+            "Could not clear the run.", "Could not clear the run."};
+        EXPECT_EQ(wrapper.messages(), left == all ? told : std::vector<std::string>());
     }
 }
 

@@ -1,4 +1,4 @@
-// The live table on a real pseudo-terminal whose window changes its size.
+// The program on a real pseudo-terminal.
 
 #include "apps/console/TerminalText.h"
 #include "platform/files/Descriptor.h"
