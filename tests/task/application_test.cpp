@@ -30,6 +30,8 @@ struct Cluster : KRTrelkindMachine {
     std::shared_ptr<SVTrelkindEngine> createTaskFor(
         SVTaskController& controller, const std::string& queue) override
     {
+        if (queue == "broken")
+            throw std::runtime_error("no such queue");
         auto engine = std::make_shared<Engine>(&controller);
         engine->queue = queue;
         return engine;
@@ -132,7 +134,10 @@ TEST_F(Application, KeepsTheMachineList)
     toolkit::Noted table(app.machineTable());
     platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
     EXPECT_TRUE(table.takeReload());
-    EXPECT_EQ(toolkit::cellText(app.machineTable().value("", 1)), "me@b");
+    std::string shown;
+    for (const int row : {-1, 0, 1, 2})
+        shown += toolkit::cellText(app.machineTable().value("", row)) + "|";
+    EXPECT_EQ(shown, "|me@a|me@b||");
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
         {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
@@ -158,6 +163,7 @@ TEST_F(Application, KeepsTheMachineList)
     app.machines().fillFromPropertyList(Value::Array{machine("c")});
     app.saveMachineInformation();
     EXPECT_EQ(stored(), "b a ") << "a definition that can't be shown is kept";
+    EXPECT_FALSE(app.validateMenuItem("addLSFMachine:"));
 }
 
 TEST_F(Application, AnUnreadableMachineListIsNotOverwritten)
@@ -208,6 +214,20 @@ TEST_F(Application, KeepsTheMenusInStepWithTheList)
     EXPECT_TRUE(controller->engine()) << "an engine without a panel stays attached";
     menu.choose(2);
     EXPECT_EQ(app.remoteMachines().size(), 2U);
+
+    behind->runOnSpecificMachine(KRTrelkindController::RunTarget{app.remoteMachines()[0], "broken"});
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Problem"));
+    int setups = 0;
+    KRTrelkindController::setupMaker() = [&](KRTrelkindController& task, const std::any&) {
+        EXPECT_EQ(&task, behind.get());
+        ++setups;
+        return std::make_shared<toolkit::Window>();
+    };
+    behind->startOnRemoteMachine({});
+    behind->startOnRemoteMachine({});
+    EXPECT_EQ(setups, 1);
+    EXPECT_NE(toolkit::ShownWindows::shared().frontToBack().front(), behind->window());
+    KRTrelkindController::setupMaker() = nullptr;
 }
 
 TEST_F(Application, TheMainMenuOffersWhatCanBeDone)

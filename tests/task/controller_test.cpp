@@ -212,6 +212,7 @@ TEST_F(Controller, AnEnginesPanelTakesAndGivesBackRoom)
     EXPECT_EQ(panel->superview(), &views->content);
     EXPECT_EQ(panel->frame(), (toolkit::Rect{0, 0, 900, 40}));
     EXPECT_EQ(views->fixedPartOfView.frame(), (toolkit::Rect{0, 40, 900, 560}));
+    EXPECT_EQ(panel->window(), controller->window());
     controller->startLocalTask();
     EXPECT_EQ(controller->engine(), engine) << "a second engine is not attached";
     controller->endAllTasks();
@@ -254,14 +255,12 @@ TEST_F(Controller, AClosedWindowMakesLateCallsHarmless)
     const auto held = controller->shared_from_this();
     views->taskList.selectRows({0});
     controller->startLocalTask();
-    views->writeUp.edit(toolkit::RichText("notes"));
     int closed = 0;
     const auto observation = platform::NotificationCenter::defaultCenter().observe(
         "SVWindowClosed", [&](const auto& notification) { closed += notification.object == held.get(); });
     EXPECT_TRUE(controller->windowShouldClose());
     EXPECT_EQ(closed, 1);
     EXPECT_THAT(app->listOfControllers(), IsEmpty());
-    EXPECT_EQ(RtfText::read(wrapper.read("Info.rtfd/TXT.rtf"))->text.plain(), "notes");
     EXPECT_EQ(task->controller(), nullptr);
     held->changeInTask(*task);
     held->reloadTaskList();
@@ -297,6 +296,30 @@ TEST_F(Controller, NotesThatWouldLoseSomethingAreNotWritten)
     }
 }
 
+TEST_F(Controller, SavesNotesOnEveryOccasionUntilItSucceeds)
+{
+    wrapper.write("Description.rtfd/TXT.rtf", "{\\rtf1 set-up}");
+    open();
+    EXPECT_EQ(views->setupDescription.string(), "set-up");
+    const auto saved = [&] {
+        const auto text = RtfText::read(wrapper.read("Info.rtfd/TXT.rtf"));
+        return text ? text->text.plain() : "";
+    };
+    views->writeUp.edit(toolkit::RichText("first"));
+    views->fixedPartOfView.choose("Notes");
+    EXPECT_EQ(saved(), "first");
+    wrapper.remove("Info.rtfd/TXT.rtf");
+    views->writeUp.endEditing();
+    EXPECT_EQ(saved(), "") << "nothing has changed";
+    wrapper.write("Info.rtfd/TXT.rtf/inside");
+    views->writeUp.edit(toolkit::RichText("second"));
+    views->writeUp.endEditing();
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Could not save the notes."));
+    wrapper.remove("Info.rtfd/TXT.rtf");
+    EXPECT_TRUE(controller->windowShouldClose());
+    EXPECT_EQ(saved(), "second");
+}
+
 TEST_F(Controller, InvalidatingRemovesTheResultsOfTheSelectionAndTellsTheCompanion)
 {
     for (const char* name : {"0/runOutput", "1/runOutput", "2/runOutput"})
@@ -320,6 +343,8 @@ TEST_F(Controller, ARowHasTheMenuOfItsTask)
     EXPECT_EQ(cell.menu()->item(0).title, "Abort Task");
     cell.setTask(controller.get(), 9);
     EXPECT_FALSE(cell.menu());
+    EXPECT_EQ(controller->contextMenuForTableRow(views->taskList, 1)->item(0).title, "Abort Task");
+    EXPECT_FALSE(controller->contextMenuForTableRow(views->fileTable, 1));
 }
 
 TEST_F(SingleTask, ReadsItsStateFromTheMarkersInItsFolder)
@@ -472,6 +497,7 @@ TEST_F(SingleTask, FollowsItsEngines)
     EXPECT_EQ(titles["retrySCP:"] + titles["abortSCP:"], "Retry transferAbort Task");
     EXPECT_EQ(titles["abortRun:"] + titles["foo:"], "Abort TaskNothing");
     EXPECT_THAT(task->description(), MatchesRegex("<0x.* - #0 - Empty"));
+    EXPECT_EQ(app->sorvanta().combinedContent(), (SorvantaLink::Content{{wrapper.path(), {0}}}));
 }
 
 TEST_F(SingleTask, AbortingEndsACopy)

@@ -222,12 +222,16 @@ TEST_F(LocalEngine, TheTimerRereadsTheTasksThatRun)
     platform::Pace::setFactor(0.02);
     start({""}, std::string(kWaitsForGo).insert(10, "printf 1234567 > SVProgress\n"));
     EXPECT_TRUE(engine->supervises());
+    std::string logged;
+    platform::setSystemLogReader([&](const std::string& line) { logged = line; });
     const auto task = controller->taskInformation()[0];
     EXPECT_TRUE(served([&] { return task->taskFraction() == 7; }));
     EXPECT_FALSE(task->hasBeenCommitted()) << "a local run shows in its markers alone";
     wrapper.write("go");
     ASSERT_TRUE(ended());
     EXPECT_FALSE(engine->supervises());
+    platform::setSystemLogReader(nullptr);
+    EXPECT_EQ(logged, "Checking");
 }
 
 TEST_F(LocalEngine, OfTwoWindowsOneRunsTheTasksAndNoneIsStartedTwice)
@@ -276,7 +280,10 @@ TEST_F(LocalEngine, TheStartButtonReportsWhyNothingIsStarted)
 {
     wrapper.tasks({"a"});
     open();
-    engine->panel().startButton.press();
+    auto& panel = engine->panel();
+    EXPECT_EQ(
+        panel.startButton.title() + panel.endButton.title() + panel.concurrency.stringValue(), "StartEnd4");
+    panel.startButton.press();
     EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("names no executable"));
     EXPECT_TRUE(startButtonIsShown());
     wrapper.write("0/VTask_runStarted");

@@ -53,6 +53,12 @@ TEST_F(OlderGeneration, AMachineRunsItsQueueOneAfterTheOther)
 {
     const auto machine = std::make_shared<SVEngineController>();
     EXPECT_EQ(machine->machineName(), "This Computer");
+    EXPECT_EQ(SVEngineController::localMachine(), SVEngineController::localMachine());
+    EXPECT_EQ(SVEngineController::remoteMachine("far"), nullptr);
+    SVEngineController::remoteMaker() = [&](const std::string&) { return machine; };
+    EXPECT_EQ(SVEngineController::remoteMachine("far"), machine);
+    EXPECT_EQ(SVEngineController::remoteMachine(""), nullptr);
+    SVEngineController::remoteMaker() = nullptr;
     for (std::size_t i : {0, 1, 2})
         machine->addTask(task(i));
     EXPECT_EQ(task(0)->statusString(), "Running on This Computer");

@@ -218,6 +218,9 @@ TEST(CsvTable, ReadsQuotedValuesAndReportsTheLineOfAnError)
     EXPECT_THAT(table->columns, ElementsAre("a", "b"));
     EXPECT_THAT(table->rows, ElementsAre(Words{"1", "x, \"y\"\nz"}, Words{"", "2"}));
 
+    const auto single = CsvTable::parse("a\n\n1\r2\n");
+    EXPECT_THAT(single->rows, ElementsAre(Words{""}, Words{"1"}, Words{"2"})) << "an empty value";
+
     const std::pair<const char*, const char*> wrong[] = {{"", "line 1: a column has no name"},
         {"a,a\n", "two columns \"a\""}, {"a,b\n1,2\n3\n", "line 3: 1 values for 2 columns"},
         {"a\n\"1\n2\"\n\"x", "line 4: a quote is not closed"},
