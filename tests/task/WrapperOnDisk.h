@@ -7,6 +7,7 @@
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/plist/PropertyList.h"
+#include "toolkit/Table.h"
 
 #include <chrono>
 #include <filesystem>
@@ -114,6 +115,16 @@ inline bool isAlive(int process)
 {
     const auto status = platform::files::readFile("/proc/" + std::to_string(process) + "/stat");
     return status && status->find(") Z ") == std::string::npos;
+}
+
+// The cells of a table's columns: "1|Done|2||" for two rows of two columns.
+inline std::string cells(const toolkit::Table& table, const std::vector<std::string>& columns)
+{
+    std::string text;
+    for (int row = 0; row < table.numberOfRows(); ++row)
+        for (const std::string& column : columns)
+            text += toolkit::cellText(table.value(column, row)) + "|";
+    return text;
 }
 
 inline bool served(const std::function<bool()>& condition, double limitInSeconds = 30)

@@ -1,4 +1,6 @@
 #include "diagnostics/KRMessageCenter.h"
+#include "platform/ProcessInfo.h"
+#include "platform/service/LocalService.h"
 #include "task/KRTrelkindApplication.h"
 #include "task/MainMenu.h"
 #include "task/SVTrelkindEngine.h"
@@ -134,10 +136,7 @@ TEST_F(Application, KeepsTheMachineList)
     toolkit::Noted table(app.machineTable());
     platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
     EXPECT_TRUE(table.takeReload());
-    std::string shown;
-    for (const int row : {-1, 0, 1, 2})
-        shown += toolkit::cellText(app.machineTable().value("", row)) + "|";
-    EXPECT_EQ(shown, "|me@a|me@b||");
+    EXPECT_EQ(cells(app.machineTable(), {""}), "me@a|me@b|");
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
         {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
@@ -294,6 +293,78 @@ TEST_F(Application, AWrapperReconnectsToItsMachine)
     ASSERT_TRUE(engine);
     EXPECT_EQ(engine->queue, "q");
     EXPECT_EQ(engine->updates, 1);
+}
+
+// The companion's end of the link.
+struct Companion {
+    explicit Companion(const std::string& path)
+        : service(std::move(*platform::LocalService::offer(
+            "SorvantaTrelkindNotify", [this, path](const std::string& operation, const Value& content) {
+                EXPECT_EQ(operation, "recieveTrelkindNotification:");
+                heard = *content.find(path);
+                return Value();
+            })))
+    { }
+    bool hears(const Value::Array& numbers)
+    {
+        return served([&] { return std::exchange(heard, {}) == Value(numbers); }, 10);
+    }
+    Value heard;
+    std::unique_ptr<platform::LocalService> service;
+};
+
+TEST_F(Application, TellsTheCompanionWhatHasChanged)
+{
+    wrapper.tasks({"", "", ""}).write("1/VTask_runStarted");
+    const auto controller = app.openTaskWithName(wrapper.path());
+    SorvantaLink& link = app.sorvanta();
+    const auto change = [&](std::size_t number) {
+        app.sendSorvantaChangeNotification(*controller->taskInformation()[number]);
+    };
+    const auto isConnected = [&] { return link.isConnected(); };
+    const auto held = [&] { return link.combinedContent().at(wrapper.path()); };
+    for (int i = 0; i < 10; ++i)
+        change(2);
+    EXPECT_EQ(held(), (std::set{1, 2}));
+    auto companion = std::make_unique<Companion>(wrapper.path());
+    EXPECT_FALSE(isConnected()) << "it is looked for when the user changes application";
+    app.applicationDidBecomeActive();
+    EXPECT_TRUE(companion->hears({1, 2}));
+    EXPECT_THAT(link.combinedContent(), IsEmpty());
+
+    // Within three seconds after a message changes wait for the next event.
+    platform::Pace::setFactor(0.1);
+    const std::pair<std::function<void()>, Value::Array> events[] = {
+        {[&] { change(0); }, {0, 1, 2}}, {[&] { app.applicationDidResignActive(); }, {1, 2}}};
+    for (const auto& [event, numbers] : events) {
+        change(1);
+        app.sendSorvantaChangeNotificationMultiple({controller->taskInformation()[2]});
+        EXPECT_FALSE(served([&] { return link.combinedContent().empty(); }, 0.5)) << "the time has passed";
+        event();
+        EXPECT_TRUE(companion->hears(numbers));
+    }
+
+    // A message that can't be sent is lost and reported.
+    platform::Pace::setFactor(0);
+    link.add(std::string(65 << 20, 'x'), 1);
+    change(0);
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Error when connecting"));
+    EXPECT_EQ(
+        wrapper.lastLongMessage(), "Error when connecting (SendFailed,the companion takes no messages).");
+    EXPECT_THAT(link.combinedContent(), IsEmpty());
+
+    std::string logged;
+    platform::setSystemLogReader([&](const std::string& line) { logged = line; });
+    companion.reset();
+    EXPECT_TRUE(served([&] { return !isConnected(); }, 10));
+    EXPECT_EQ(logged, "Connection to Sorvanta closed down");
+    platform::setSystemLogReader(nullptr);
+    change(1);
+    EXPECT_EQ(held(), std::set{1});
+    companion = std::make_unique<Companion>(wrapper.path());
+    app.applicationDidResignActive();
+    EXPECT_TRUE(companion->hears({1}));
+    platform::Pace::setFactor(1);
 }
 
 } // namespace

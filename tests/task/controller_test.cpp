@@ -56,8 +56,6 @@ protected:
     void open()
     {
         tasks.reset();
-        task.reset();
-        controller.reset();
         app.reset();
         app = std::make_unique<KRTrelkindApplication>();
         controller = app->openTaskWithName(wrapper.path());
@@ -72,12 +70,10 @@ protected:
         return tasks->takeReload();
     }
     std::vector<std::string> listing() { return files::contentsOfDirectory(wrapper / "0").value(); }
-    static int rowOf(const toolkit::Table& table, const std::string& column, const std::string& text)
+    void writeNotes(const char* text)
     {
-        for (int row = 0; row < table.numberOfRows(); ++row)
-            if (cellText(table.value(column, row)) == text)
-                return row;
-        return -1;
+        views->writeUp.edit(toolkit::RichText(text));
+        views->writeUp.endEditing();
     }
 
     WrapperOnDisk wrapper;
@@ -100,17 +96,12 @@ TEST_F(Controller, ShowsTheTasksByColumn)
     wrapper.write("2/VTask_aborted");
     open();
     const auto& table = views->taskList;
-    const auto row = [&](int index) {
-        std::string cells;
-        for (const char* column : {"Number", "Time", "Description", "Status", "Progress", "Duration", "Exit",
-                 "Argument", "Try", "Engine"})
-            cells += cellText(table.value(column, index)) + "|";
-        return cells;
-    };
-    EXPECT_EQ(row(0), "1|0||Done|100|1:01:01|SIGSEGV|a|0|Empty|");
-    EXPECT_THAT(row(1), MatchesRegex("2\\|0.5\\|\\|Running\\|42\\|0:0.\\|\\|b\\|0\\|Empty\\|"));
-    EXPECT_EQ(row(2), "3|1||Aborted|0|||c|0|Empty|");
-    EXPECT_EQ(row(3), "||||||||||");
+    EXPECT_THAT(cells(table,
+                    {"Number", "Time", "Description", "Status", "Progress", "Duration", "Exit", "Argument",
+                        "Try", ""}),
+        MatchesRegex("1.0..Done.100.1:01:01.SIGSEGV.a.0.Empty."
+                     "2.0\\.5..Running.42.0:0...b.0.Empty."
+                     "3.1..Aborted.0...c.0.Empty."));
     EXPECT_THAT(cellText(table.value("Started", 0)), MatchesRegex("20..-..-.. ..:..:.."));
     EXPECT_THAT(cellText(table.value("Started", 1)), MatchesRegex("(20..-..-.. )?..:..:.."));
     EXPECT_EQ(views->howMuchIsDoneField.stringValue(), "0/3");
@@ -150,21 +141,20 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     open();
     EXPECT_EQ(views->fileTable.numberOfRows(), 0);
     views->taskList.selectRows({1});
+    const auto& names = controller->taskInformation()[1]->fileList();
+    const auto select = [&](const char* name) {
+        const auto row = static_cast<int>(std::find(names.begin(), names.end(), name) - names.begin());
+        views->fileTable.selectRows({row});
+        return cellText(views->fileTable.value("Size", row));
+    };
     EXPECT_EQ(views->fileTable.numberOfRows(), 3);
-    const int output = rowOf(views->fileTable, "File Name", "runOutput");
-    EXPECT_EQ(cellText(views->fileTable.value("Size", output)), "1K");
-    views->fileTable.selectRows({output});
+    EXPECT_EQ(select("runOutput"), "1K");
     EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "Nothing");
     EXPECT_EQ(views->dataFileContent.numberOfRows(), 0);
-
-    views->fileTable.selectRows({rowOf(views->fileTable, "File Name", "result.SVBIN")});
+    EXPECT_EQ(select("result.SVBIN"), "Empty");
     EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "DataFile");
-    std::string rows;
-    for (int row = 0; row < views->dataFileContent.numberOfRows(); ++row)
-        for (const char* column : {"Name", "Type", "Information"})
-            rows += cellText(views->dataFileContent.value(column, row)) + ", ";
-    EXPECT_EQ(rows,
-        "e, Real Number, Empty, n, Real Number, 0.1, T, Image, 1 time value, u, Image, 3 time values, ");
+    EXPECT_EQ(cells(views->dataFileContent, {"Name", "Type", "Information"}),
+        "e|Real Number|Empty|n|Real Number|0.1|T|Image|1 time value|u|Image|3 time values|");
 
     const auto& source = views->outputFromProgram;
     for (const std::set<int>& selected : {std::set{0, 1}, {2}, {}}) {
@@ -276,21 +266,16 @@ TEST_F(Controller, NotesThatWouldLoseSomethingAreNotWritten)
     const std::string rich = "{\\rtf1 \\b bold\\b0  {\\pict 00}}";
     wrapper.write(notes, rich);
     open();
-    auto& view = views->writeUp;
-    EXPECT_TRUE(view.text().runs.at(0).bold);
-    EXPECT_FALSE(view.isEditable());
+    EXPECT_TRUE(views->writeUp.text().runs.at(0).bold);
+    EXPECT_FALSE(views->writeUp.isEditable());
     EXPECT_THAT(wrapper.messages(), ElementsAre("The notes can only be read."));
-    view.edit(toolkit::RichText("new"));
-    controller->textDidChange();
-    view.endEditing();
+    writeNotes("new");
     EXPECT_EQ(wrapper.read(notes), rich);
-
     for (const char* unreadable : {"Info.rtfd/TXT.rtf", "Info.rtfd/TXT.rtf/inside"}) {
         wrapper.remove(notes);
         wrapper.write(unreadable, "no rich text");
         open();
-        views->writeUp.edit(toolkit::RichText("new"));
-        views->writeUp.endEditing();
+        writeNotes("new");
         EXPECT_EQ(wrapper.read(unreadable), "no rich text");
         EXPECT_EQ(wrapper.messages().back(), "Could not read Info.rtfd.");
     }
@@ -312,8 +297,7 @@ TEST_F(Controller, SavesNotesOnEveryOccasionUntilItSucceeds)
     views->writeUp.endEditing();
     EXPECT_EQ(saved(), "") << "nothing has changed";
     wrapper.write("Info.rtfd/TXT.rtf/inside");
-    views->writeUp.edit(toolkit::RichText("second"));
-    views->writeUp.endEditing();
+    writeNotes("second");
     EXPECT_THAT(wrapper.messages(), ElementsAre("Could not save the notes."));
     wrapper.remove("Info.rtfd/TXT.rtf");
     EXPECT_TRUE(controller->windowShouldClose());

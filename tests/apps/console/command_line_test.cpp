@@ -352,9 +352,11 @@ TEST_F(CommandLine, ReportsRunsThatLookWrong)
     expect({{R"(cd "$W"; for i in 0 1 2 3 4; do touch -d 12:00:00 $i/VTask_runStarted; echo x > $i/runOutput
                     touch -d 12:00:1$i $i/VTask_runCompleted; done
                 touch -d 12:00:00.9 4/VTask_runCompleted; : > 2/runOutput; T run "$W")",
-        0, "5 of 5 done",
-        "Ended in far less time than the others: 5. Look at their output.\n...Ended without any output: "
-        "3.\n"}});
+                0, "5 of 5 done",
+                "Ended in far less time than the others: 5. Look at...Ended without any output: 3.\n"},
+        {R"(cd "$W"; for i in 0 1 2 3 4; do : > $i/runOutput; touch -d 12:00:08 $i/VTask_runCompleted; done
+            T run "$W")",
+            0, "5 of 5 done"}}); // A program that prints nothing is normal.
 }
 
 // The companion is started during the run. It hears of the start, and before the program ends, of the end.
@@ -364,7 +366,10 @@ TEST_F(CommandLine, ACompanionHearsOfARun)
     expect({{R"(T run "$W" & run=$!; upto test -e "$W/0/VTask_runStarted"
         "$L" > heard & upto grep -qs "$W: 0" heard; touch "$W/go"; wait $run
         while [ $(grep -c "$W: 0" heard) != 2 ]; do sleep 0.05; done; kill $!)",
-        0, "1 of 1 done"}});
+                0, "1 of 1 done"},
+        {R"("$L" > heard & upto grep -qs listening heard; kill -STOP $!
+            timeout 5 "$P" clear --yes "$W" 1; s=$?; kill -KILL $!; exit $s)",
+            0, "Cleared 1 task."}}); // A companion that takes no messages does not block the program.
 }
 
 TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)
