@@ -100,7 +100,7 @@ TEST(ScriptRun, HasExactlyThisText)
 // The name of the program has characters that shells interpret.
 TEST_F(LocalEngine, RunsAProgramInItsFolder)
 {
-    wrapper.tasks({"one 'two words'"}).write("0/VTask_runThis", "left behind");
+    wrapper.tasks({"one 'two words'"}).write("0/VTask_runThis/left behind");
     wrapper.write("0/VTask_aborted");
     wrapper.executable(
         "#!/bin/sh\necho out $#: $2\necho err >&2\nexit 3\n", "it's \"ü\" $(touch pwned) `x` \\ 1");

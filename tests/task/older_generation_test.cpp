@@ -76,6 +76,9 @@ TEST_F(OlderGeneration, AMachineRunsItsQueueOneAfterTheOther)
     EXPECT_EQ(machine->maxTaskNumber(), 1);
     ASSERT_TRUE(started(0));
     EXPECT_EQ(app.countLimiter()->currentCount(), 1);
+    machine->setMaxTaskNumber(3);
+    machine->setMaxTaskNumber(1);
+    EXPECT_EQ(machine->maxTaskNumber(), 1);
     machine->setHowManyConcurrentTasks(2);
     EXPECT_EQ(task(1)->statusString(), "Running on This Computer");
     wrapper.write("go");

@@ -204,7 +204,9 @@ TEST(Wrapper, ANewExecutableLandsBesideTheOneThatRuns)
 
     for (const char* name : {"", ".", "..", "0/input", "../new"}) {
         wrapper.tasks({""}).plist("Executable.plist", Value::Dictionary{{"Executable", name}});
-        open(wrapper)->changeAppPanelDidEnd(1, {wrapper / "new"});
+        const auto odd = open(wrapper);
+        EXPECT_FALSE(odd->executable());
+        odd->changeAppPanelDidEnd(1, {wrapper / "new"});
         EXPECT_EQ(wrapper.messages().back(), "Could not use the executable.") << name;
         EXPECT_TRUE(wrapper.has("0/input") && files::exists(picked) && !files::exists(picked + ".md5"));
     }

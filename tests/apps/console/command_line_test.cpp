@@ -232,6 +232,8 @@ TEST_F(CommandLine, HandlesForeignSignalsAndBrokenStreams)
         0, "1 of 1 done"}});
     wrapper.write("0/runOutput", std::string(300000, 'x'));
     expect({{R"(T status "$W" >&-)", 0},
+        {R"(rm "$W/MacOSX/program.md5"; (ulimit -f 0; T status "$W") | cat; test ! -e "$W/MacOSX/program.md5")",
+            0, "1 of 1 done"},
         {R"((ulimit -f 100; T output "$W" 1 > shown))", 1, "", "can not be written: File too large"},
         {R"(T output "$W" 1 | head -c 1; exit ${PIPESTATUS[0]})", 1, "x"},
         {R"(T clear --yes "$W" 1 && trap '' CHLD && T run "$W")", 0, "1 of 1 done"}});
