@@ -234,7 +234,7 @@ Result<std::string> argumentsForRow(const std::string& arguments, const Words& c
             quote = quote == Quote::Single ? Quote::None : Quote::Single;
         else if (c == '"' && quote != Quote::Single)
             quote = quote == Quote::Double ? Quote::None : Quote::Double;
-        const bool isEscape = c == '\\' && quote != Quote::Single && place + 1 < arguments.size();
+        const bool isEscape = c == '\\' && quote != Quote::Single;
         filled += arguments.substr(place, isEscape ? 2 : 1);
         place += isEscape ? 2 : 1;
     }

@@ -246,6 +246,7 @@ TEST(NewWrapper, AValueReachesTheProgramAsItIs)
     EXPECT_EQ(filled("'{name}' {x}", "it's"), R"('it'\''s' 1.5)");
     EXPECT_EQ(filled("\\'{name}", "a b"), R"(\''a b')") << "an escaped quote opens nothing";
     EXPECT_EQ(filled("{name}", ""), "''");
+    EXPECT_EQ(filled("{x}\\", ""), "1.5\\");
     EXPECT_EQ(filled("awk '{print $1}' {}", "v"), "awk '{print $1}' {}");
     EXPECT_THAT(filled("--seed {sed}", "v"), HasSubstr("{sed}, and the table has no such column"));
     EXPECT_EQ(*argumentsForRow("{x}", {}, {}), "{x}") << "without a table nothing is replaced";
