@@ -13,7 +13,7 @@ platform::Status checkBeforeRun(const SVTaskController& controller);
 
 // The numbers (from 1) of tasks that have a started marker but no end marker, and no process of this computer
 // in their folder: they died with their machine or were killed. Empty while another program runs the wrapper,
-// on whichever computer.
+// on this computer or another one.
 std::vector<int> lostTasks(const SVTaskController& controller);
 
 // Reports what keeps single tasks from running while others can run: a run folder that is missing or can't be

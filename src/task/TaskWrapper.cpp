@@ -182,7 +182,7 @@ void TaskWrapper::readInformation()
     }
     if (inputFilesAreUnknown)
         complaints.add(fmt::format(
-            "{} is not a list of names: no run can be cleared, for its inputs are not known.", key));
+            "{} is not a list of names: no run can be cleared, because its inputs are not known.", key));
     complaints.report(wrapperName + "/Info.plist");
 }
 

@@ -10,7 +10,7 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks; files beside what is in the selected one; output
+//         batchPage           tasks; files, variables of the selected file; output
 //         notesPage           the user's notes, the description of the set-up
 //       an engine's panel   while an engine is attached
 struct TrelkindWindow {

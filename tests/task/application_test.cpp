@@ -98,8 +98,12 @@ TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
         EXPECT_FALSE(ScratchFolder(theirs).isUsable());
         EXPECT_THAT(wrapper.messages(), ElementsAre("The scratch folder can not be used."));
     }
-    const KRTrelkindApplication other;
+    platform::Pace::setFactor(0.001);
+    KRTrelkindApplication other;
+    platform::Pace::setFactor(1);
     EXPECT_THAT(files::contentsOfDirectory(theirs).value(), ElementsAre("Empty"));
+    toolkit::Noted table(other.machineTable());
+    EXPECT_TRUE(served([&] { return table.takeReload(); }, 5)) << "the table is read again every 30 seconds";
 }
 
 TEST_F(Application, OpensAPathOnce)

@@ -422,7 +422,7 @@ TEST_F(SingleTask, ClearingRemovesEverythingButTheInputs)
 }
 
 // Each step with the status, the actions of the context menu, whether the task list is reloaded, and whether
-// the machine is excluded, because a transfer to it has failed, until the task is wanted anew.
+// the machine is excluded because a transfer to it has failed.
 TEST_F(SingleTask, FollowsItsEngines)
 {
     Machine machine;

@@ -166,11 +166,14 @@ TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
     controller->endAllTasks();
     controller->taskInformation()[0]->updateBasedOnContent();
     EXPECT_TRUE(controller->taskInformation()[0]->taskShouldBeRun());
-    const auto old = engine;
+    auto old = engine;
     attach();
     engine->startTasks();
     ASSERT_TRUE(served([&] { return !old->isRunning() && old->whichTasksAreRunning().empty(); }));
     EXPECT_EQ(wrapper.read("0/pid"), pid);
+    old.reset();
+    engine->startTasks();
+    EXPECT_TRUE(served([&] { return wrapper.read("0/pid").size() > pid.size(); }));
 }
 
 TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimes)
@@ -485,11 +488,16 @@ TEST_F(OlderGeneration, AnAbortedRunLosesItsResultsAndTheNextOneStarts)
 
 TEST_F(OlderGeneration, OutputIsReadAgainEverySecondWhileATaskRunsAndIsShown)
 {
-    machine->addTask(task(0));
     controller->views()->taskList.selectRows({0});
+    machine->addTask(task(0));
     toolkit::Noted output(controller->views()->outputFromProgram);
-    int reloads = 0;
-    EXPECT_TRUE(served([&] { return (reloads += output.takeReload()) > 3; }));
+    for (const bool isSelected : {true, false, true}) {
+        controller->views()->taskList.selectRows(isSelected ? std::set{0} : std::set<int>());
+        output.takeReload();
+        int reloads = 0;
+        EXPECT_EQ(
+            served([&] { return (reloads += output.takeReload()) > 3; }, isSelected ? 10 : 0.5), isSelected);
+    }
     wrapper.write("go");
     EXPECT_TRUE(left(0));
     EXPECT_FALSE(task(0)->shouldContinuouslyUpdateOutput());
