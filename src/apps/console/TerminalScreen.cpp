@@ -1,6 +1,6 @@
 #include "apps/console/TerminalScreen.h"
 
-// Apart from everything else: these headers define short words as macros.
+// In a source of its own, because these headers define short words as macros.
 #include <curses.h>
 #include <term.h>
 #include <unistd.h>
