@@ -293,8 +293,9 @@ TEST_F(Application, AWrapperReconnectsToItsMachine)
     wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "gone"}, {"Queue", "q"}});
     EXPECT_FALSE(app.openTaskWithName(wrapper.path())->engine());
     wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "b"}, {"Queue", "q"}});
-    const auto* engine = dynamic_cast<Engine*>(app.openTaskWithName(wrapper.path() + "/")->engine());
+    auto* engine = dynamic_cast<Engine*>(app.openTaskWithName(wrapper.path() + "/")->engine());
     ASSERT_TRUE(engine);
+    EXPECT_FALSE(engine->isRunning() || engine->isAtWork(0) || engine->settingsView());
     EXPECT_EQ(engine->queue, "q");
     EXPECT_EQ(engine->updates, 1);
 }

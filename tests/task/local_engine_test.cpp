@@ -73,7 +73,7 @@ protected:
     }
     bool ended()
     {
-        return served([this] { return !engine->isRunning() && engine->whichTasksAreRunning().empty(); });
+        return served([this] { return !engine->isRunning() && engine->whichTasksAreRunning().empty(); }, 90);
     }
     std::string statuses() { return cells(controller->views()->taskList, {"Status"}); }
     bool startButtonIsShown()

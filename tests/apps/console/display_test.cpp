@@ -19,7 +19,7 @@ protected:
     Display() { std::setlocale(LC_CTYPE, "C.UTF-8"); }
 };
 
-TEST_F(Display, TextIsMeasuredAndCutInColumns)
+TEST_F(Display, TextAndBarsHaveTheirWidth)
 {
     const struct {
         std::string text;
@@ -42,10 +42,6 @@ TEST_F(Display, TextIsMeasuredAndCutInColumns)
     }
     EXPECT_EQ(terminal::printable("a\u009b31m\x1b\x7f\xff\n\tb\n"), "a\uFFFD31m\uFFFD\uFFFD\uFFFD\n\tb\n");
     EXPECT_EQ(terminal::paddedLeft("7", 3), "  7");
-}
-
-TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
-{
     for (double percentage = -5; percentage < 110; percentage += 0.7)
         for (const bool unicode : {false, true})
             EXPECT_EQ(terminal::columnsOf(terminal::bar(percentage, 13, unicode)), 13) << percentage;
