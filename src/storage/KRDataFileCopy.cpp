@@ -4,17 +4,9 @@
 #include "storage/bytes/FileCopy.h"
 
 #include <algorithm>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-bool isFile(const std::string& path, const DataFileStream::Identity& identity)
-{
-    struct stat status;
-    return ::stat(path.c_str(), &status) == 0
-        && DataFileStream::Identity{status.st_dev, status.st_ino} == identity;
-}
 
 // False when the target isn't a whole copy.
 bool copyFile(const std::string& from, const std::optional<DataFileStream::Identity>& identity,
@@ -26,7 +18,7 @@ bool copyFile(const std::string& from, const std::optional<DataFileStream::Ident
         return false;
     if (allowLink && ::link(from.c_str(), to.c_str()) == 0)
         return true;
-    if (isFile(to, source->identity())) // Emptying it would lose the file.
+    if (DataFileStream::isNamed(to, source->identity())) // Emptying it would lose the file.
         return allowLink;
     const auto target = DataFileStream::open(to, Access::New);
     return target && storage::copyBytes(source->descriptor(), target->descriptor(), count, progress);

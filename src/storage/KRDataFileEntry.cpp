@@ -55,18 +55,29 @@ void KRDataFileEntry::setStringValue(std::string text)
         KRMessageCenter::addMessage("Calling setStringValue for a number entry.");
 }
 
+const StorageNumber* KRDataFileEntry::numberValue() const
+{
+    if (isAString_)
+        KRMessageCenter::addMessage("Calling numberValue for a string entry.");
+    return std::get_if<StorageNumber>(&cachedValue_);
+}
+
 const std::string* KRDataFileEntry::stringValue() const
 {
+    if (!isAString_)
+        KRMessageCenter::addMessage("Calling stringValue for a number entry.");
     const auto* text = std::get_if<std::shared_ptr<const std::string>>(&cachedValue_);
     return text ? text->get() : nullptr;
 }
 
 platform::Value KRDataFileEntry::cachedEntry() const
 {
-    if (const StorageNumber* number = numberValue())
-        return number->value();
-    const std::string* text = stringValue();
-    return text ? platform::Value(*text) : platform::Value();
+    if (isAString_) {
+        const std::string* text = stringValue();
+        return text ? platform::Value(*text) : platform::Value();
+    }
+    const StorageNumber* number = numberValue();
+    return number ? number->value() : platform::Value();
 }
 
 std::string KRDataFileEntry::shapeText() const

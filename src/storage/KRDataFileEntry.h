@@ -70,7 +70,8 @@ public:
     // A number is kept for arrays alone, and a text for texts alone.
     void setNumberValue(const StorageNumber& number);
     void setStringValue(std::string text);
-    const StorageNumber* numberValue() const { return std::get_if<StorageNumber>(&cachedValue_); }
+    // Null for none. Asking a text for a number, or an array for a text, is reported.
+    const StorageNumber* numberValue() const;
     const std::string* stringValue() const;
     platform::Value cachedEntry() const; // Either one; null for none.
 

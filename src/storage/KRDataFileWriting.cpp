@@ -75,6 +75,9 @@ platform::Status KRDataFile::placeIsSound()
         return platform::Error{"it can't be opened"};
     if (!allowWriting_ || !theFile_->isWritable())
         return platform::Error{"it is open for reading alone"};
+    // A file without its name would take the entry along when it is closed.
+    if (!DataFileStream::isNamed(fileName_, theFile_->identity()))
+        return platform::Error{"it was removed or replaced"};
     if (theFile_->length() != endOfEntries_)
         catchUp();
     if (theFile_->length() < endOfEntries_)

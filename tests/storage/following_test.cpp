@@ -184,6 +184,23 @@ TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_THAT(messages[0], testing::HasSubstr("has a format error in entry number 2."));
     EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b"));
+    // Mended, the file is read on; a later fault is another one.
+    std::filesystem::resize_file(path(), GetParam().head.size() + entry("a").size() + entry("b").size());
+    append(entry("c"));
+    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(file->updateFile(), 1); }), IsEmpty());
+    append(std::string(200, '\x7F'));
+    EXPECT_EQ(messagesOf([&] {
+        EXPECT_EQ(file->updateFile(), 0);
+        EXPECT_EQ(file->updateFile(), 0);
+    }).size(),
+        1U);
+}
+
+TEST_P(FollowedFile, IsResumedAtTheEntryBeforeAFault)
+{
+    const auto file = begun();
+    append(entry("b") + std::string(200, '\x7F'));
+    messagesOf([&] { EXPECT_EQ(file->updateFile(), 1); });
     // Begins at the start of the entry that was read last.
     const std::size_t last = GetParam().head.size() + entry("a").size();
     EXPECT_EQ(file->fileSizeInBytes(), last);

@@ -373,6 +373,17 @@ TEST_P(EveryFormat, AFileThatIsOpenForReadingIsNotWritten)
     EXPECT_FALSE(file->contains("new"));
 }
 
+TEST_P(EveryFormat, NothingGoesIntoAFileThatHasLostItsName)
+{
+    const auto file = newFile();
+    file->writeNumber(StorageNumber(1.0), "old");
+    std::filesystem::rename(path(), path("moved"));
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(2.0), "new")); }),
+        ElementsAre(refusal("new", "it was removed or replaced")));
+    std::filesystem::rename(path("moved"), path());
+    EXPECT_TRUE(file->writeNumber(StorageNumber(2.0), "new"));
+}
+
 TEST_P(EveryFormat, RefusesWhatReadersWouldRefuse)
 {
     const auto file = newFile();

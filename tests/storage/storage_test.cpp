@@ -110,9 +110,11 @@ TEST(Storage, AnEntryKeepsNumbersOfArraysAndTextsOfTexts)
     EXPECT_THAT(messagesOf([&] {
         array.setStringValue("text");
         text.setNumberValue(StorageNumber(1));
+        EXPECT_FALSE(text.numberValue() || array.stringValue());
     }),
-        ElementsAre(
-            "Calling setStringValue for a number entry.", "Calling setNumberValue for a string entry."));
+        ElementsAre("Calling setStringValue for a number entry.",
+            "Calling setNumberValue for a string entry.", "Calling numberValue for a string entry.",
+            "Calling stringValue for a number entry."));
     EXPECT_TRUE(array.cachedEntry().isNull() && text.cachedEntry().isNull());
     const auto huge = KRDataFileBinaryEntry::createArrayAt(0, 0, UINT32_MAX, UINT32_MAX, UINT32_MAX);
     EXPECT_EQ(huge.requiredSize(), UINT64_MAX);

@@ -31,6 +31,12 @@ DataFileStream::Identity DataFileStream::identity() const
     return {status.st_dev, status.st_ino};
 }
 
+bool DataFileStream::isNamed(const std::string& path, const Identity& identity)
+{
+    struct stat status;
+    return ::stat(path.c_str(), &status) == 0 && Identity{status.st_dev, status.st_ino} == identity;
+}
+
 std::uint64_t DataFileStream::length() const
 {
     struct stat status;

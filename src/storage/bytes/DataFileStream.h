@@ -27,6 +27,7 @@ public:
         bool operator==(const Identity&) const = default;
     };
     Identity identity() const;
+    static bool isNamed(const std::string& path, const Identity& identity); // Whether the path leads there.
     std::uint64_t length() const; // Bytes, now.
     int descriptor() const { return ::fileno(file_.get()); }
     bool isWritable() const { return writable_; }

@@ -20,11 +20,11 @@ constexpr std::size_t kConversionBlock = 1 << 16; // Elements; small enough to s
 
 } // namespace
 
-void GrowingDataFile::reportFormat(const std::string& text)
+void GrowingDataFile::reportFormat(std::uint64_t position, const std::string& text)
 {
-    if (!formatReported_)
+    if (reportedPosition_ != position)
         KRMessageCenter::addMessage(text);
-    formatReported_ = true;
+    reportedPosition_ = position;
 }
 
 // The scan.
@@ -57,14 +57,15 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
             break;
         Header header = headerFrom(bytes, position);
         if (header.fault == Header::Fault::Format) {
-            reportFormat(number == 1 ? fmt::format("The file \"{}\" has incorrect format", lastComponent())
-                                     : fmt::format("The file \"{}\" has a format error in entry number {}.{}",
-                                         lastComponent(), number, header.faultText));
+            reportFormat(position,
+                number == 1 ? fmt::format("The file \"{}\" has incorrect format", lastComponent())
+                            : fmt::format("The file \"{}\" has a format error in entry number {}.{}",
+                                lastComponent(), number, header.faultText));
             break;
         }
         last = position;
         if (header.fault == Header::Fault::Type) {
-            reportFormat("Ran into problems reading the file (Incorrect type).");
+            reportFormat(position, "Ran into problems reading the file (Incorrect type).");
             break;
         }
         const std::uint64_t nameStart = position + headerLength;
@@ -339,7 +340,7 @@ std::optional<StorageNumber> GrowingDataFile::readStoredNumber(
 
 std::optional<std::string> GrowingDataFile::readText(const std::string& name, KRDataFileEntry& entry)
 {
-    if (const std::string* kept = entry.stringValue())
+    if (const std::string* kept = entry.isAString() ? entry.stringValue() : nullptr)
         return *kept;
     if (entry.elementCount() == 0)
         return "";

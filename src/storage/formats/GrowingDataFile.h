@@ -70,8 +70,8 @@ protected:
     std::optional<std::string> bytesOfIndexFile(std::size_t atLeast, std::size_t below);
     void takeScan(Scan scan); // In the place of all that was known.
     void writeIndexFile(const FileName& container, const std::string& bytes);
-    // A fault of the file's format lasts, and is reported once for this object.
-    void reportFormat(const std::string& text);
+    // A fault of the file's format at an offset. It lasts, and is not reported at each look.
+    void reportFormat(std::uint64_t position, const std::string& text);
 
     bool needToSwap_ = false; // The file's byte order isn't the machine's.
 
@@ -82,6 +82,6 @@ private:
     int followInsideLock(std::int64_t untilLocation);
     bool takeNew(Content content);
 
-    bool formatReported_ = false;
+    std::optional<std::uint64_t> reportedPosition_; // Of the fault that was reported last.
     bool caughtUp_ = false; // New variables have come in without updateFile().
 };

@@ -310,7 +310,7 @@ std::optional<StorageNumber> KRDataFileAscii::readStoredNumber(
 
 std::optional<std::string> KRDataFileAscii::readText(const std::string&, KRDataFileEntry& entry)
 {
-    const std::string* text = entry.stringValue();
+    const std::string* text = entry.isAString() ? entry.stringValue() : nullptr;
     return text ? std::optional(*text) : std::nullopt;
 }
 

@@ -202,7 +202,7 @@ std::optional<GrowingDataFile::Scan> KRDataFileBinary::readContentFromFile(
         const bool whole = file.readAt(0, magic, sizeof magic);
         const auto isBigEndian = SVMagicIsBigEndian(magic, whole ? sizeof magic : 0);
         if (!isBigEndian) {
-            reportFormat(fmt::format("The file \"{}\" has incorrect format", lastComponent()));
+            reportFormat(0, fmt::format("The file \"{}\" has incorrect format", lastComponent()));
             return Scan();
         }
         needToSwap_ = *isBigEndian != SVFile::RunningOnBigEndianMachine();
@@ -400,7 +400,7 @@ void KRDataFileBinary::addIndexBlock()
         variables.push_back(std::move(*made));
         return append(variables);
     }();
-    hasSavedIndex_ = reportedWriting(written, kSVIndexBlockName);
+    reportedWriting(written, kSVIndexBlockName);
 }
 
 void KRDataFileBinary::createIndexFile(const FileName& container)

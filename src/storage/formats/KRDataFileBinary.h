@@ -80,6 +80,4 @@ private:
     static SVIndexRecord recordOf(const std::string& name, const KRDataFileEntry& entry);
     static platform::Result<NewVariable> variable(
         const std::string& name, const KRDataFileEntry& entry, std::string_view data);
-
-    bool hasSavedIndex_ = false;
 };

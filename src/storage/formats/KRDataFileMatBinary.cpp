@@ -247,7 +247,7 @@ std::optional<GrowingDataFile::Scan> KRDataFileMatBinary::readContentFromFile(
     DataFileStream& file, const KRProgressCPP& progress, std::uint64_t startAtOffset)
 {
     if (!findByteOrder(file)) {
-        reportFormat(fmt::format("The file \"{}\" doesn't contain any data.", lastComponent()));
+        reportFormat(0, fmt::format("The file \"{}\" doesn't contain any data.", lastComponent()));
         return {};
     }
     return scanEntries(file, progress, startAtOffset);
