@@ -336,6 +336,8 @@ TEST_F(CommandLine, FollowsTheOutputOfARunUntilItEnds)
     expect({{"set -m; " + follow + "kill -INT $!; wait $!", 130},
         {follow + R"(echo new and longer > "$W/0/runOutput"; touch "$W/0/VTask_aborted"; wait $! && cat shown)",
             0, "old\nnew and longer\n"}});
+    wrapper.write("0/runOutput", std::string(9000000, 'x'));
+    expect({{R"(T output -f "$W" 1 | wc -c)", 0, "9000000\n"}});
     wrapper.write("0/runOutput", "a\r\n\r\xff\n" + std::string(70000, 'x') + "\r\nlast");
     const json rows = shell(R"(T output --json "$W" 1)").parsed();
     ASSERT_EQ(rows.size(), 5U);

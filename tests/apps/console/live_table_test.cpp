@@ -183,8 +183,8 @@ TEST(LiveTable, AClosedTerminalDoesNotEndTheBatch)
 TEST(LiveTable, UsesOnlyWhatTheTerminalSupports)
 {
     const std::tuple<const char*, bool, const char*> cases[] = {{"TERM=dumb", false, "task 1: Done\r\n"},
-        {"TERM=", false, "task 1: Done\r\n"}, {"NO_COLOR=1", true, "Number"},
-        {"NO_COLOR=", true, "\033[1mNumber"}};
+        {"TERM=", false, "task 1: Done\r\n"}, {"TERM=ansi", false, "task 1: Done\r\n"},
+        {"NO_COLOR=1", true, "Number"}, {"NO_COLOR=", true, "\033[1mNumber"}};
     for (const auto& [variable, isLive, part] : cases) {
         WrapperOnDisk wrapper;
         wrapper.tasks({"a"}).executable("#!/bin/sh\n");
