@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/plist/Value.h"
-#include "storage/StorageNumber.h"
+#include "storage/values/StorageNumber.h"
 
 #include <cstdint>
 #include <memory>

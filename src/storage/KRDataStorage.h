@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/plist/Value.h"
-#include "storage/KRAnyArray.h"
-#include "storage/StorageNumber.h"
+#include "storage/values/KRAnyArray.h"
+#include "storage/values/StorageNumber.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "storage/KRAnyArray.h"
+#include "storage/values/KRAnyArray.h"
 
 #include <string>
 

@@ -4,8 +4,8 @@
 #include "datafile/SVRegularFile.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/bytes/StoredText.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 

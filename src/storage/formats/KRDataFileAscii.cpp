@@ -4,8 +4,8 @@
 #include "platform/plist/PropertyList.h"
 #include "storage/bytes/AsciiNumbers.h"
 #include "storage/bytes/AsciiText.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/formats/EntryDictionary.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 

@@ -2,9 +2,9 @@
 
 #include "datafile/SVMatlabFormat.h"
 #include "diagnostics/KRMessageCenter.h"
-#include "storage/bytes/ElementConversion.h"
 #include "storage/bytes/StoredText.h"
 #include "storage/formats/EntryDictionary.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 

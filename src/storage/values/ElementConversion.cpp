@@ -1,4 +1,4 @@
-#include "storage/bytes/ElementConversion.h"
+#include "storage/values/ElementConversion.h"
 
 #include "arrays/kernels/SVByteGroups.h"
 

@@ -1,6 +1,6 @@
-#include "storage/StorageNumber.h"
+#include "storage/values/StorageNumber.h"
 
-#include "storage/bytes/ElementConversion.h"
+#include "storage/values/ElementConversion.h"
 
 #include <charconv>
 #include <cstring>

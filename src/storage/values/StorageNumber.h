@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/plist/Value.h"
-#include "storage/ElementType.h"
+#include "storage/values/ElementType.h"
 
 #include <cstddef>
 #include <cstdint>

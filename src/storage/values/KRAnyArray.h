@@ -1,7 +1,7 @@
 #pragma once
 
 #include "arrays/containers/KRArrayContainer.h"
-#include "storage/ElementType.h"
+#include "storage/values/ElementType.h"
 
 #include <memory>
 #include <variant>

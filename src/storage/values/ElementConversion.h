@@ -1,6 +1,6 @@
 #pragma once
 
-#include "storage/ElementType.h"
+#include "storage/values/ElementType.h"
 
 #include <cstddef>
 
