@@ -95,6 +95,7 @@ TEST_F(Display, ALineShowsTheStateOfATask)
     EXPECT_THAT(progress.lines({70, 5}, "total", {}),
         ElementsAre(running, "3  Waiting                                  -c", crashed, "and 2 more",
             "███████████▏░░░░░░░░░░░  48%  total"));
+    EXPECT_THAT(progress.lines({70, 6}, "total", {}).front(), HasSubstr("1  Done")) << "all fit";
     EXPECT_THAT(progress.lines({30, 4}, "total", {"first", "second"}),
         ElementsAre("2 Running  42%", "and 4 more", "████▊░░░░░  48%  total", "second"));
     EXPECT_THAT(progress.total(61, 4),
