@@ -19,10 +19,6 @@ constexpr long kMostRedirections = 20;
 constexpr const char* kProtocols = "http,https,ftp,file";
 constexpr const char* kProtocolsOfRedirections = "http,https"; // A server never reaches a local file.
 
-struct CleanUp {
-    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-};
-
 } // namespace
 
 // What libcurl calls back into, on the worker.
@@ -37,7 +33,7 @@ struct KRContainerFileNameDownloadServerEntry::Transfer {
     static int progress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
 
     const KRContainerFileNameDownloadServerEntry& entry;
-    std::unique_ptr<CURL, CleanUp> handle{curl_easy_init()};
+    std::unique_ptr<CURL, void (*)(CURL*)> handle{curl_easy_init(), curl_easy_cleanup};
     std::string contentDisposition;
     std::optional<std::string> folder; // Checked out of the temporary folders.
     std::string fileName;
@@ -153,8 +149,9 @@ void KRContainerFileNameDownloadServerEntry::finish()
 
 KRContainerFileNameDownloadServer& KRContainerFileNameDownloadServer::shared()
 {
-    static auto* server = new KRContainerFileNameDownloadServer;
-    return *server;
+    platform::MainLoop::main(); // It must outlive the server, whose downloads end on it.
+    static KRContainerFileNameDownloadServer server;
+    return server;
 }
 
 void KRContainerFileNameDownloadServer::download(
