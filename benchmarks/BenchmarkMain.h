@@ -27,3 +27,14 @@ inline void describeMachine()
     benchmark::AddCustomContext("build", "debug: figures mean nothing");
 #endif
 }
+
+// All that the main function of a benchmark does.
+inline int runBenchmarks(int argc, char** argv)
+{
+    describeMachine();
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

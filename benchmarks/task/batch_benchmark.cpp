@@ -108,7 +108,5 @@ BENCHMARK(follow32RunningTasks)->Iterations(1)->UseRealTime()->Unit(benchmark::k
 int main(int argc, char** argv)
 {
     platform::MainLoop::main();
-    describeMachine();
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
+    return runBenchmarks(argc, argv);
 }

@@ -98,10 +98,5 @@ BENCHMARK(Fscanf)->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv)
 {
     platform::MainLoop::main();
-    describeMachine();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runBenchmarks(argc, argv);
 }

@@ -59,10 +59,5 @@ BENCHMARK(Gaussian5)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv)
 {
-    describeMachine();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    return 0;
+    return runBenchmarks(argc, argv);
 }
