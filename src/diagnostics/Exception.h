@@ -6,7 +6,7 @@
 
 namespace diagnostics {
 
-// What is known of something that was thrown: its kind, what it says, and the stack as far as it is known,
+// A thrown exception: its kind, its text, and its stack as far as that is known,
 // one text a frame in the form "<number> <module> 0x<address> <symbol> + <offset>".
 struct Exception {
     std::string name;
@@ -14,8 +14,8 @@ struct Exception {
     std::vector<std::string> callStackSymbols;
 };
 
-// Describes what is in flight; to be called inside a catch clause. The stack is that of the function which
-// threw last on this thread, where the C++ runtime lets that be seen, else that of the caller.
+// Describes the exception that is being handled; call it inside a catch clause. The stack is that of the last
+// throw on this thread where the C++ runtime shows it, else that of the caller.
 Exception currentException();
 
 // The stack of the calling thread, the innermost frame first.

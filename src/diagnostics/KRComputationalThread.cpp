@@ -17,7 +17,7 @@ constexpr double kSecondsBeforeNextAttempt = 1.0;
 constexpr const char* kInternalErrorIn = "Internal error in KRComputationalThread.";
 constexpr const char* kInternalErrorFor = "Internal error for KRComputationalThread.";
 
-// Takes an entry out of one map and answers it; a missing one is reported.
+// Removes an entry from a map and returns it; a missing one is reported.
 template <class Map>
 typename Map::mapped_type takeOut(Map& map, std::int64_t number)
 {
@@ -67,7 +67,7 @@ private:
     std::shared_ptr<KRCT_Storage> job_;
 };
 
-// Never destroyed: its workers have no end.
+// Never destroyed: its workers never end.
 KRComputationalThread& KRComputationalThread::shared()
 {
     static auto* instance = [] {
@@ -121,8 +121,8 @@ void KRComputationalThread::launchAThread()
         try {
             std::thread([this, number] { connectWithPorts(number); }).detach();
         } catch (const std::system_error& refused) {
-            // The machine gives no more threads: the job waits for one of those that there are, or for a
-            // better moment.
+            // The system refuses another thread: the job waits until a worker is free, or for the next
+            // attempt.
             tasksWaitingForExecution_.push_front(takeOut(storageWhileStarting_, number));
             KRMessageCenter::addMessage(fmt::format("Thread error: {}", refused.what()));
             if (runningThreads_.empty() && storageWhileStarting_.empty())

@@ -27,7 +27,7 @@ void KRCountLimiter::returnAccess()
     --currentCount_;
     if (currentCount_ >= maxCount_ || waitQue_.empty())
         return;
-    // The place is taken here, for the waiter: nobody who comes later can slip in before it wakes.
+    // The place is taken here, for the waiter, so that no later caller gets it before the waiter wakes.
     ++currentCount_;
     waitQue_.front()->letIn.release();
     waitQue_.pop_front();

@@ -4,8 +4,8 @@
 #include <memory>
 #include <mutex>
 
-// A gate for slow outside activities: at most six proceed at once, the others wait and are let in by order of
-// arrival. Any thread but the main one, which must not be made to wait.
+// A gate for slow outside activities: at most six proceed at once, the others wait and proceed in order of
+// arrival. Any thread but the main one, which must never wait.
 class KRCountLimiter {
 public:
     // Returns when there is room. Every call is followed by one of returnAccess().

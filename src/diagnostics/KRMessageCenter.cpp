@@ -45,7 +45,7 @@ std::shared_ptr<KRMessageCenter> centerOfThread()
     return KRMessageCenter::sharedMessageCenter();
 }
 
-// Leaves the symbol and offset of a frame, and nothing where there is no address to be found.
+// The symbol and offset of a frame; nothing for a frame without an address.
 std::optional<std::string> symbolOfFrame(const std::string& frame)
 {
     const auto address = frame.find("0x");
@@ -134,6 +134,7 @@ void KRMessageCenter::seriousErrorMessage(const MessageText& text)
 // Made at the first use; replaceable, never null.
 std::shared_ptr<KRMessageCenter> KRMessageCenter::sharedMessageCenter()
 {
+    processLog().begin();
     std::shared_ptr<KRMessageCenter> center;
     {
         SharedState& state = sharedState();
@@ -166,9 +167,9 @@ void KRMessageCenter::setCenterOfThread(std::shared_ptr<KRMessageCenter> center)
     threadCenter() = std::move(center);
 }
 
-void KRMessageCenter::openLogInFolder(const std::string& folder)
+void KRMessageCenter::keepLogInFolder(std::function<std::string()> folder)
 {
-    processLog().open(folder + "/Log");
+    processLog().openAtFirstUse([folder = std::move(folder)] { return folder() + "/Log"; });
 }
 
 void KRMessageCenter::addToLog(const std::string& text)
@@ -185,7 +186,7 @@ void KRMessageCenter::newMessage(const MessageText& text, const MessageText& lon
 {
     if (!text.text() && !longVersion.text())
         return;
-    // The log is written outside of both locks: an entry never changes, and a slow disk holds nobody up.
+    // The log is written outside of both locks: an entry never changes, and no thread waits for a slow disk.
     if (const Entry entry = enterMessage(text, longVersion))
         processLog().add(entry->date(), entry->shortDescription(), entry->longDescription());
 }
@@ -297,7 +298,7 @@ void KRMessageCenter::startReporting()
         reportingThread_ = std::thread([this] { cleanUpCleanUp(); });
         hasLaunchedReportingThread_ = true;
     } catch (const std::system_error&) {
-        // The machine gives no thread: the entries wait for the next message.
+        // The system refuses the thread: the entries wait for the next message.
         hasLaunchedReportingThread_ = false;
     }
 }

@@ -10,6 +10,7 @@
 #include "toolkit/Window.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -42,8 +43,8 @@ public:
 
 // The one place where the program reports to its user. Any thread may add a message at any time; messages are
 // kept, appended to a log file when one is open, and shown in tables on the main thread, which brings their
-// window to the front. At most 5000 are kept until the user clears them, so that a fault in a loop floods
-// nothing.
+// window to the front. At most 5000 are kept until the user clears them, so that a fault in a loop doesn't
+// flood the tables or the log.
 //
 // Locks: somethingWaitingLock before messageLock; the log's lock is taken alone. Adding never waits for the
 // main thread. Functions without a remark belong to the main thread.
@@ -69,8 +70,10 @@ public:
     static void setDelegateForClass(KRMessageCenterDelegate*) { }
     // The center of the calling thread from now on; null for the shared one.
     static void setCenterOfThread(std::shared_ptr<KRMessageCenter> center);
-    // Starts the process's log, "<folder>/Log". Without it messages are kept in memory alone.
-    static void openLogInFolder(const std::string& folder);
+    // The process's log is "Log" in the folder that the function names. It is opened when the shared center
+    // is first asked for, or with the first message. The function may add messages. Without it messages are
+    // kept in memory alone.
+    static void keepLogInFolder(std::function<std::string()> folder);
     // A record for the log alone, which no table shows. Any thread.
     static void addToLog(const std::string& text);
 
@@ -87,7 +90,7 @@ public:
     diagnostics::MessageList messages() const;
     int waitingCount() const; // Added and not yet moved to the display. Any thread.
 
-    // Views are borrowed: detach them (with null) before they go.
+    // Views are borrowed: detach them (with null) before they are destroyed.
     static void setMessageTableFont(std::optional<std::string> font);
     void setDescriptionField(toolkit::TextView* field) { descriptionField_ = field; }
     void setHowManyErrorsField(toolkit::TextField* field) { howManyErrorsField_ = field; }

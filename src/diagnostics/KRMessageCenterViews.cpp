@@ -124,8 +124,8 @@ void KRMessageCenter::updateScrollViewAndBringToFront()
             shown->orderFront();
     updateNumberField();
     const std::lock_guard guard(somethingWaitingLock_);
-    // What came while the views were brought up to date has asked for its own update: it must not be
-    // forgotten.
+    // A message that arrives while the views are updated has requested its own update, which must not be
+    // lost.
     somethingWaiting_ = !waitingMessages_.empty();
 }
 

@@ -54,7 +54,7 @@ public:
     static constexpr const char* kVariableNameChanged = "KRVariableNameChanged";
     void variableNameChanged(const platform::Notification&);
     void setDelegate(KRProgressControllerDelegate* delegate) { delegate_ = delegate; }
-    void setProgressView(toolkit::ViewList* view); // Borrowed; null before it goes.
+    void setProgressView(toolkit::ViewList* view); // Borrowed; set to null before it is destroyed.
     void setHowManyProcesses(toolkit::TextField* field) { howManyProcesses_ = field; }
     void updateViewIfNeccesary();
     void startTimer();

@@ -174,7 +174,7 @@ bool KRProgressEntryController::updateGraphicsIfNeccesary()
     return changed;
 }
 
-// accessLock is held. The animation of a bar that shows a fraction is not seen.
+// accessLock is held. The animation of a bar that shows a fraction is invisible.
 void KRProgressEntryController::showWhetherIndeterminate()
 {
     progressPole_->setIndeterminate(indeterminate_);
@@ -233,7 +233,7 @@ void KRProgressEntryController::abortButtonHit()
         isTellingOfAbort_ = true;
         delegate = delegate_.lock();
     }
-    // The delegate is told without the lock, so that it may ask this entry whatever it likes, and before the
+    // The delegate is called without the lock, so that it may call any function of this entry, and before the
     // worker can see the abort.
     if (delegate && delegate->respondsToProgressHitAbort())
         delegate->progressHitAbort(nullptr, callerInfo_);

@@ -6,7 +6,7 @@
 // The process's source of unique numbers, counting from 1. Any thread.
 class KRSerialNumber {
 public:
-    // Makes the process-wide source when there is none; called as the first thing at start.
+    // Makes the process-wide source unless it exists; called first at the program's start.
     static void configure();
     // The next number of the process-wide source.
     static std::int64_t createNew();

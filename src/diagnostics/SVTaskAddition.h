@@ -4,8 +4,8 @@
 
 #include <string>
 
-// What lets a copy operation report to a view without knowing which: a bar grows by the reported amount, a
-// text view shows the reported text. Main thread.
+// Where a copy operation reports its progress, whatever the view: a bar grows by the reported amount, a text
+// view shows the reported text. Main thread.
 class SVTaskAddition {
 public:
     virtual ~SVTaskAddition() = default;

@@ -10,7 +10,7 @@ struct Frames {
     std::array<void*, 128> addresses;
     std::size_t count = 0;
 
-    void take(); // Those of the caller, which stands first.
+    void take(); // Of the calling thread; the caller's own frame is the first.
 };
 
 // Where this thread has thrown last; without frames before its first throw. Every throw of the process is

@@ -3,11 +3,11 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
+#include "storage/Redirection.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
 
 namespace files = platform::files;
 namespace paths = platform::paths;
@@ -305,21 +305,10 @@ std::vector<std::string> KRDataFile::variablesWithPrefix(const std::string& pref
 std::optional<std::string> KRDataFile::resolveNameAllowingRedirection(const std::string& name)
 {
     const std::lock_guard lock(accessLock_);
-    std::set<std::string> seen;
-    for (std::string current = name;;) {
+    return storage::endOfRedirections(name, [this](const std::string& current) -> std::optional<std::string> {
         KRDataFileEntry* const entry = find(current);
-        if (!entry || !entry->isAString())
-            return current;
-        auto next = readText(current, *entry);
-        if (!next)
-            return current;
-        seen.insert(std::move(current));
-        if (seen.contains(*next)) {
-            KRMessageCenter::addMessage("Circular reference inside datafile.");
-            return {};
-        }
-        current = std::move(*next);
-    }
+        return entry && entry->isAString() ? readText(current, *entry) : std::nullopt;
+    });
 }
 
 std::optional<KRDataStorage::Size> KRDataFile::getSizeOfVariable(const std::string& name)

@@ -51,7 +51,7 @@ std::vector<double> durationsOfDone(const SVTaskController& controller)
     return durations;
 }
 
-// What a running task still needs by its own progress, else by what the others took.
+// Estimated by the task's own progress, otherwise by the usual duration.
 std::optional<double> secondsLeftOf(const SVSingleTask& task, std::optional<double> usual)
 {
     const double gone = task.times().seconds().value_or(0);
@@ -91,9 +91,9 @@ std::optional<double> secondsLeft(const SVTaskController& controller, int concur
 
 OddOnes OddOnes::of(const SVTaskController& controller)
 {
-    constexpr std::size_t kFewest = 3; // Fewer have nothing that is usual.
+    constexpr std::size_t kFewest = 3; // With fewer tasks no duration is usual.
     constexpr double kBriefShare = 0.1;
-    constexpr double kSecondsWorthNoting = 5; // Markers have whole seconds on some file systems.
+    constexpr double kSecondsWorthNoting = 5; // Some file systems store whole seconds.
     const auto durations = durationsOfDone(controller);
     OddOnes odd;
     if (durations.size() < kFewest)
@@ -111,7 +111,7 @@ OddOnes OddOnes::of(const SVTaskController& controller)
         else
             odd.silent.push_back(number);
     }
-    if (withOutput < odd.silent.size()) // A program that prints nothing is not odd.
+    if (withOutput < odd.silent.size()) // A program that prints nothing is normal.
         odd.silent.clear();
     return odd;
 }

@@ -6,14 +6,14 @@
 
 class SVTaskController;
 
-// How far the tasks of a wrapper are, by their markers as they were last read.
+// Counts of a wrapper's tasks by state. Counted from the markers as they were last read.
 struct BatchCount {
     int total = 0;
     int done = 0;
     int running = 0;
     int waiting = 0;
     int aborted = 0;
-    int failed = 0; // Of those done: whose program ended with a failure.
+    int failed = 0; // The part of `done` whose program failed.
     double percentage = 0; // Of the whole batch; 100 without tasks.
 
     static BatchCount of(const SVTaskController& controller);
@@ -22,15 +22,15 @@ struct BatchCount {
     std::string sentence() const;
 };
 
-// How long the rest of a batch will take, in seconds, judged by the tasks that are done and by the progress
-// of those that run, so many at a time; nothing as long as neither tells anything, and when nothing is left.
+// Estimates how long the rest of a batch takes, in seconds, when `concurrency` tasks run at a time. The
+// estimate uses the durations of the tasks that are done and the progress of those that run. Nothing when
+// there is no basis for an estimate yet, and when no work is left.
 std::optional<double> secondsLeft(const SVTaskController& controller, int concurrency);
 
-// Numbers (from 1) of tasks that are done and look as if something had gone wrong, though their program said
-// nothing of it.
+// Numbers (from 1) of tasks that are done and look wrong although their program reported no failure.
 struct OddOnes {
     std::vector<int> brief; // Ended in less than a tenth of the usual time.
-    std::vector<int> silent; // Printed nothing, where others did.
+    std::vector<int> silent; // Printed nothing while others printed something.
 
     static OddOnes of(const SVTaskController& controller);
 };

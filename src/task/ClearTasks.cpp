@@ -17,8 +17,8 @@ using platform::Error;
 using platform::FolderLock;
 using platform::Status;
 
-// A run that another session is about to launch shows in no process yet. So everything that session may still
-// launch is left alone.
+// A run that another session is about to launch has no process yet, so every task that session may still
+// launch is skipped.
 Status checkMayBeCleared(SVSingleTask& task, const FolderLock& lock, const WorkingProcesses& processes)
 {
     const int number = task.numberInProject() + 1;
@@ -33,7 +33,7 @@ Status checkMayBeCleared(SVSingleTask& task, const FolderLock& lock, const Worki
     if (ids.empty())
         return {};
     return Error{
-        fmt::format("Task {} is at work in process {}; it was not cleared.", number, fmt::join(ids, ", "))};
+        fmt::format("Task {} is running in process {}; it was not cleared.", number, fmt::join(ids, ", "))};
 }
 
 bool hasDataLeft(const SVSingleTask& task)
@@ -50,7 +50,7 @@ bool hasDataLeft(const SVSingleTask& task)
 ClearTasks ClearTasks::clear(
     const std::string& wrapperName, const std::vector<std::shared_ptr<SVSingleTask>>& tasks)
 {
-    // Shared: those who clear don't stand in each other's way, and nobody begins to run meanwhile.
+    // Shared: several programs may clear at the same time, but none may start runs meanwhile.
     const FolderLock lock(wrapperName, FolderLock::Kind::Shared);
     const auto processes = WorkingProcesses::now();
     ClearTasks result;

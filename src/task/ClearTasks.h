@@ -6,11 +6,11 @@
 
 class SVSingleTask;
 
-// Clears tasks of one wrapper, which lets them be run again, and leaves alone what must be kept: a running
-// task still needs its files, and so does one that another session is about to launch. Main thread.
+// Clears tasks of one wrapper, so that they can be run again. It skips a running task, which still needs its
+// files, and a task that another session may be about to launch. Main thread.
 struct ClearTasks {
     int cleared = 0;
-    // Why the others were not, or not wholly, cleared: a sentence for each.
+    // A sentence for each task that was skipped or could not be cleared completely.
     std::vector<std::string> complaints;
 
     static ClearTasks clear(

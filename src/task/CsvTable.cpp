@@ -15,12 +15,12 @@ class Reader {
 public:
     explicit Reader(std::string_view text) : text_(text)
     {
-        if (text_.starts_with("\xEF\xBB\xBF")) // The mark that some programs put before UTF-8.
+        if (text_.starts_with("\xEF\xBB\xBF")) // Byte order mark.
             text_.remove_prefix(3);
     }
 
     bool atEnd() const { return text_.empty(); }
-    int line() const { return line_; } // Of what is read next, from 1.
+    int line() const { return line_; } // Of the next record, from 1.
 
     Result<Record> readRecord()
     {
@@ -35,7 +35,7 @@ public:
                 text_.remove_prefix(1);
         }
         if (!text_.empty() && !takeLineEnd())
-            return Error{fmt::format("line {}: something stands behind a closing quote", line_)};
+            return Error{fmt::format("line {}: text after a closing quote", line_)};
         return record;
     }
 
@@ -77,7 +77,7 @@ private:
         }
     }
 
-    std::string_view text_; // What has not been read.
+    std::string_view text_; // The unread rest.
     int line_ = 1;
 };
 

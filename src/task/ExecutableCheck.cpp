@@ -20,7 +20,7 @@ namespace {
 namespace files = platform::files;
 using platform::Error;
 
-// The part of an ELF header that tells for which machine a program is.
+// The part of an ELF header that identifies the target machine.
 struct Identity {
     std::uint8_t bits = 0;
     std::uint8_t order = 0;
@@ -46,7 +46,7 @@ std::optional<Identity> elfIdentity(const std::string& bytes)
     return identity;
 }
 
-// Programs of other systems, by how they begin.
+// Recognised by their first bytes.
 bool isForeignProgram(const std::string& bytes)
 {
     static constexpr std::array<std::string_view, 6> kBeginnings{"\xFE\xED\xFA\xCE", "\xFE\xED\xFA\xCF",
@@ -68,10 +68,10 @@ platform::Status checkExecutable(const std::string& path)
         return Error{fmt::format("The executable {} is empty or can not be read.", path)};
     const auto identity = elfIdentity(bytes);
     const auto own = elfIdentity(firstBytes("/proc/self/exe"));
-    // A 64-bit machine of this family runs the programs of the 32-bit one, too.
+    // x86-64 also runs programs for i386.
     const bool isOlderSibling = identity && own && own->machine == EM_X86_64 && identity->machine == EM_386;
     const bool isOurs = identity && (identity == own || isOlderSibling);
-    // Text without a first line for an interpreter is run as a shell script.
+    // A text file without "#!" is run as a shell script.
     const bool isScript = !identity && bytes.find('\0') == std::string::npos && !isForeignProgram(bytes);
     if (!isOurs && !isScript)
         return Error{fmt::format("The executable {} is not a program for this machine.", path)};
@@ -81,7 +81,7 @@ platform::Status checkExecutable(const std::string& path)
 platform::Status checkWritable(const std::string& folder)
 {
     const std::string probe = folder + "/VTask_probe";
-    // A byte, for a full disk lets an empty file be made.
+    // Write one byte, because an empty file can be made even on a full disk.
     const auto written = files::writeFile(probe, "x");
     if (!files::isDirectory(probe))
         std::ignore = files::remove(probe);

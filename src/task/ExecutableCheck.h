@@ -4,9 +4,9 @@
 
 #include <string>
 
-// Whether a file can be run on this machine; else why not, as a sentence for a user. The script of a run
-// would only say so in the output of each task. Any thread.
+// Checks whether this machine can run a file; the error is a sentence for the user. Without this check the
+// reason would only appear in the output of each task. Any thread.
 platform::Status checkExecutable(const std::string& path);
 
-// Whether something can be written into a folder. Makes a file in it and removes it. Any thread.
+// Checks whether a folder can be written by making a file in it and removing it. Any thread.
 platform::Status checkWritable(const std::string& folder);

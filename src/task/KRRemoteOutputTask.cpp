@@ -32,7 +32,7 @@ void KRRemoteOutputTask::stopMonitor()
     }
 }
 
-// Whether the end of the table is on display, within two points.
+// Whether the end of the table is visible, within two points.
 bool KRRemoteOutputTask::followsEnd() const
 {
     const toolkit::View* clip = table_->superview();
@@ -63,9 +63,9 @@ toolkit::CellValue KRRemoteOutputTask::objectValueForTableColumn(
     SVRemoteOutputSource* machine = source();
     if (!machine)
         return {};
-    // While the machine is asked the run may end, and with it the task's hold on this.
+    // The run may end during the call below; then the task drops its reference to this object.
     const auto self = weak_from_this().lock();
-    // A line that can't be had is kept as an empty one: each line crosses the connection once.
+    // A line that can't be fetched is cached as an empty one, so that each line is requested once.
     std::string text = machine->getOutputLineNumber(row, parent_).value_or("");
     return linesThatHaveBeenCopied_[row] = std::move(text);
 }

@@ -10,12 +10,12 @@
 
 class SVSingleTask;
 
-// The source of the output table while a task runs on a machine that reports output over the network: it
+// The source of the output table while a task runs on a machine that reports output over the network. It
 // knows how many lines there are and fetches each line once. Main thread.
 class KRRemoteOutputTask : public toolkit::TableDataSource,
                            public std::enable_shared_from_this<KRRemoteOutputTask> {
 public:
-    // The parent owns this; the function tells on which machine it runs now.
+    // The parent owns this object; the function returns the machine that the task runs on now.
     KRRemoteOutputTask(SVSingleTask& parent, std::function<SVTaskMachine*()> runningOn)
         : parent_(parent), runningOn_(std::move(runningOn))
     { }
@@ -25,7 +25,7 @@ public:
     void startMonitor();
     void stopMonitor();
     bool hasBeenStarted() const { return hasBeenStarted_; }
-    // The number of lines there are now; a smaller one than before means that the output was replaced.
+    // Sets the current number of lines. A smaller number than before means that the output was replaced.
     void setNumberOfOutputLines(int count);
 
     int numberOfRowsInTableView(const toolkit::Table&) override { return howManyLines_; }

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-// The pop-up cell of a row of the task table: it shows the menu of the task that stands there, and its own
-// menu as long as it belongs to no controller.
+// The pop-up cell of a row of the task table. It shows the context menu of the row's task, or its own menu
+// while no controller is set.
 class KRTaskContextMenu {
 public:
     explicit KRTaskContextMenu(std::shared_ptr<toolkit::Menu> ownMenu) : ownMenu_(std::move(ownMenu)) { }

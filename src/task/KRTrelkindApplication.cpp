@@ -27,7 +27,7 @@ toolkit::MenuItem fixedFinalItem()
     return item;
 }
 
-// The scratch folder is made before anything else that the members do; the folder of per-user data before it.
+// The scratch folder is made before the other members, and the folder of per-user data before it.
 std::string scratchAfterLibrary()
 {
     std::ignore = files::createDirectories(platform::Places::library());
@@ -55,7 +55,7 @@ KRTrelkindApplication::KRTrelkindApplication()
 KRTrelkindApplication::~KRTrelkindApplication()
 {
     machineTable_.setDataSource(nullptr);
-    // Their tasks and engines tell this object things until they have gone.
+    // The controllers' tasks and engines call this object until they are destroyed.
     listOfControllers_.clear();
 }
 
@@ -144,7 +144,7 @@ void KRTrelkindApplication::applicationWillTerminate()
 
 void KRTrelkindApplication::shouldNotQuit()
 {
-    // Any number of objections give a single message.
+    // Any number of objections gives a single message.
     if (!std::exchange(isOkToTerminate_, false))
         return;
     if (const auto& alert = toolkit::Workspace::shared().soundAlert)

@@ -20,9 +20,9 @@
 #include <string>
 #include <vector>
 
-// The one application object: it prepares the folders that the program needs, keeps the open wrappers and the
-// machine list, decides whether the program may quit, and holds the link to the companion. Main thread, but
-// for the queues and the gate.
+// The one application object. It prepares the folders that the program needs, keeps the open wrappers and the
+// machine list, decides whether the program may quit, and holds the link to the companion. Main thread,
+// except for the queues and the count limiter.
 class KRTrelkindApplication : public SVTaskApplication,
                               public toolkit::TableDataSource,
                               public KRDraggableViewsDelegate {
@@ -30,15 +30,14 @@ public:
     KRTrelkindApplication();
     ~KRTrelkindApplication() override;
 
-    // Null as long as there is none.
+    // Null when no application object exists.
     static KRTrelkindApplication* app();
     static std::optional<std::string> md5ChecksumForFile(const std::string& path);
     static SVTaskMachine* localMachine() { return app() ? app()->getLocalMachine() : nullptr; }
-    // The engines of the task servers that are connected; remoteMachines() answers the definitions of
-    // clusters.
+    // The engines of the connected task servers. remoteMachines() returns the cluster definitions instead.
     static std::vector<SVTaskMachine*> remoteMachinesOfServers();
 
-    // After the layout was loaded: reads the machine list and the help documents.
+    // Reads the machine list and the help documents. Call it after the layout has been loaded.
     void awakeFromNib();
 
     // Any thread.
@@ -46,16 +45,15 @@ public:
     platform::OperationQueue& copyingFilesOnLocalMachine() { return localMachineQueueForFileCopy_; }
     const std::shared_ptr<KRCountLimiter>& countLimiter() const override { return countLimiter_; }
 
-    // One controller for each path as it is written; a second call brings its window to the front.
+    // Opens a wrapper. A path that is already open, compared as a string, brings its window to the front.
     std::shared_ptr<KRTrelkindController> openTaskWithName(const std::string& path);
-    // The answer of the open panel, 1 for a choice.
+    // The open panel has ended; the answer 1 means that the user has chosen paths.
     void openTask(int answer, const std::vector<std::string>& chosenPaths);
     bool applicationOpenFile(const std::string& path);
     void removeController(SVTaskController& controller) override;
-    // The wrapper whose window is in front of the other wrappers', which menus act upon; null when none is
-    // open.
+    // The controller of the frontmost wrapper window, which the menus act on; null when no wrapper is open.
     std::shared_ptr<KRTrelkindController> frontController() const;
-    // Whether an item of the menus with this action is enabled.
+    // Whether a menu item with this action is enabled.
     bool validateMenuItem(const std::string& action) const;
     const std::vector<std::shared_ptr<KRTrelkindController>>& listOfControllers() const
     {
@@ -98,7 +96,7 @@ public:
     toolkit::CellValue objectValueForTableColumn(
         const toolkit::Table&, std::string_view column, int row) override;
 
-    // Where the documents lie that come with the program; to be changed before awakeFromNib().
+    // The folder of the help documents. Change it before awakeFromNib().
     std::string resourceFolder = platform::Places::resources();
     toolkit::TextView helpCreateTask;
     toolkit::TextView helpOverview;
@@ -115,15 +113,14 @@ private:
 
     ScratchFolder scratch_;
     std::vector<std::shared_ptr<KRTrelkindController>> listOfControllers_;
-    // The fixed last item lets the user add a machine; the machines stand before it.
+    // The fixed last item lets the user add a machine; the items of the machines come before it.
     toolkit::Menu menuEntryWithMachines_;
     toolkit::Window machineWindow_;
     toolkit::Table machineTable_;
-    toolkit::TextField machineName_; // Shown beside the table by a layout that has it; nothing reads it.
+    toolkit::TextField machineName_; // Part of the layout; nothing reads it.
     std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
     KRDraggableViewsController machines_;
-    KRDraggableViewsController* machineDefinitions_ =
-        nullptr; // A layout may have a second list; nothing reads it.
+    KRDraggableViewsController* machineDefinitions_ = nullptr; // Part of the layout; nothing reads it.
     bool machineListIsUnreadable_ = false;
     bool machineListIsIncomplete_ = false;
     bool isOkToTerminate_ = true;
@@ -131,7 +128,7 @@ private:
     SorvantaLink sorvanta_;
     std::unique_ptr<platform::Timer> reloadTableTimer_;
     std::unique_ptr<platform::NotificationCenter::Observation> reloadObservation_;
-    // The first to go: an operation that ends meanwhile finds the rest still there.
+    // Destroyed first: an operation that ends meanwhile still finds the other members.
     platform::OperationQueue localMachineQueue_;
     platform::OperationQueue localMachineQueueForFileCopy_;
 };

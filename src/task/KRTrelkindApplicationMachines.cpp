@@ -1,4 +1,4 @@
-// The machine list of the application object, the menus that offer it, and its table.
+// The machine list of the application object, the menus of its machines, and its table.
 
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
@@ -50,10 +50,10 @@ void KRTrelkindApplication::awakeFromNib()
 void KRTrelkindApplication::saveMachineInformation()
 {
     if (machineListIsIncomplete_)
-        return; // Definitions that this build can't show stay in the file.
+        return; // The file keeps definitions that this build can't show.
     if (machineListIsUnreadable_) {
         KRMessageCenter::addMessage("Could not save the machine list.",
-            fmt::format("{} can't be read and is not written over. Remove or mend it and start again.",
+            fmt::format("{} can't be read and is not overwritten. Repair or remove it and start again.",
                 machineListPath()));
         return;
     }
@@ -77,7 +77,7 @@ std::vector<std::shared_ptr<KRTrelkindMachine>> KRTrelkindApplication::remoteMac
     std::vector<std::shared_ptr<KRTrelkindMachine>> machines;
     for (const auto& entry : machines_.controllers())
         machines.push_back(
-            std::static_pointer_cast<KRTrelkindMachine>(entry)); // controllerFor() makes no others.
+            std::static_pointer_cast<KRTrelkindMachine>(entry)); // controllerFor() makes no other type.
     return machines;
 }
 
@@ -146,7 +146,7 @@ toolkit::MenuItem KRTrelkindApplication::menuItemForMachine(std::string title, s
     return item;
 }
 
-// The final item is fixed, and a separator parts it from the machines.
+// Excludes the fixed final item and the separator before it.
 bool KRTrelkindApplication::isReusable(int menuIndex) const
 {
     return menuIndex < menuEntryWithMachines_.count() - 1

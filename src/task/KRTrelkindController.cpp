@@ -158,7 +158,7 @@ void KRTrelkindController::readWriteUp()
     if (!notes)
         return;
     views_->writeUp.setText(notes->text);
-    // Pictures and other files of the package lie beside its text.
+    // Pictures and other attachments are further files of the package.
     const auto names = files::contentsOfDirectory(package).value_or(std::vector<std::string>());
     if (notes->isWhole && names.size() <= 1)
         return;
@@ -217,7 +217,7 @@ std::shared_ptr<platform::FolderLock> KRTrelkindController::lockForRunning()
 {
     auto lock = lockForRunning_.lock();
     if (!lock) {
-        // Somebody who only looks at the wrapper holds the lock for a moment.
+        // Another program may hold the lock for a moment, only to look at the wrapper.
         for (int attempt = 0; attempt < kAttemptsToLock && (!lock || lock->isTaken()); ++attempt) {
             if (lock)
                 std::this_thread::sleep_for(kWaitBetweenAttempts);
@@ -312,12 +312,11 @@ void KRTrelkindController::endAllTasks()
     if (views_)
         views_->raiseFixedPart(-panel->frame().height);
     panel->removeFromSuperview();
-    // Its last runs may still be ending; they must not reach a controller that has gone meanwhile.
+    // The engine's last runs may still be ending. They must not reach a controller that is gone by then.
     std::erase_if(detachedEngines_, [](const auto& engine) { return engine.expired(); });
     detachedEngines_.push_back(engine_);
-    // The engine may be the caller: it goes at the end of the event.
+    // The engine may be the caller, so it is released at the end of the event.
     platform::MainLoop::main().afterThisEvent([engine = std::move(engine_)] {});
-    engine_ = nullptr;
 }
 
 void KRTrelkindController::stopTask()
@@ -364,7 +363,8 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
         return;
     if (wrapper_.executableIsUnreadable) {
         KRMessageCenter::addMessage("Could not read Executable.plist.",
-            fmt::format("{}/Executable.plist can't be read and is not written over. Remove or mend it first.",
+            fmt::format(
+                "{}/Executable.plist can't be read and is not overwritten. Repair or remove it first.",
                 wrapperName()));
         return;
     }
@@ -373,7 +373,7 @@ void KRTrelkindController::changeAppPanelDidEnd(int returnCode, const std::vecto
     std::optional<std::string> name = platform::paths::lastComponent(chosen);
     const std::string target = wrapperName() + "/" + *name;
     std::error_code failure;
-    // One that lies in its place already would be lost with the removal.
+    // A file that is already in place must not be removed.
     if (!std::filesystem::equivalent(source, target, failure)) {
         if (wrapper_.executable && !files::remove(wrapperName() + "/" + *wrapper_.executable)) {
             KRMessageCenter::addMessage("Could not remove the existing executable.");
@@ -409,7 +409,7 @@ void KRTrelkindController::xCodeProjectChanged()
     const std::string path = wrapperName() + "/Info.plist";
     if (wrapper_.infoIsUnreadable) {
         KRMessageCenter::addMessage("Could not read Info.plist.",
-            fmt::format("{} can't be read and is not written over. Remove or mend it first.", path));
+            fmt::format("{} can't be read and is not overwritten. Repair or remove it first.", path));
         return;
     }
     wrapper_.storedInformation.mutableDictionary()["Project Name"] =
@@ -430,16 +430,16 @@ void KRTrelkindController::saveWriteUpIfNeeded()
     const std::string package = wrapperName() + "/Info.rtfd";
     if (writeUpIsUnreadable_) {
         KRMessageCenter::addMessage("Could not read Info.rtfd.",
-            fmt::format("{} can't be read and is not written over. Remove or mend it first.", package));
+            fmt::format("{} can't be read and is not overwritten. Repair or remove it first.", package));
         writeUpChanged_ = false;
         return;
     }
-    if (!views_->writeUp.isEditable()) { // They hold more than would be written.
+    if (!views_->writeUp.isEditable()) { // Writing would lose part of them.
         writeUpChanged_ = false;
         return;
     }
     std::ignore = files::createDirectory(package);
-    // Notes that could not be written stay changed, and the next occasion tries again.
+    // After a failure the notes stay marked as changed, so that the next call tries again.
     writeUpChanged_ =
         !files::writeFileAtomically(package + "/TXT.rtf", RtfText::write(views_->writeUp.text()));
     if (writeUpChanged_)
@@ -485,7 +485,7 @@ bool KRTrelkindController::windowShouldClose()
     if (SVTaskApplication* app = SVTaskApplication::app())
         app->removeController(*this);
     disconnectEngines();
-    // The caller may still use the controller and its window in this event.
+    // The caller may still use the controller and its window during this event.
     platform::MainLoop::main().afterThisEvent(
         [self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});
     platform::NotificationCenter::defaultCenter().post(notifications::kWindowClosed, this);

@@ -16,18 +16,17 @@
 #include <string>
 #include <vector>
 
-// The controller of one open wrapper and its window: it owns the tasks, holds at most one engine, is the
-// source of the tables on which the user follows the batch, and carries out what the user asks for. Main
-// thread.
+// The controller of one open wrapper and its window. It owns the tasks, holds at most one engine, is the data
+// source of the window's tables, and carries out the user's actions. Main thread.
 //
-// Its views go when the window has closed; what engines and tasks tell after that is harmless.
+// The views are destroyed after the window has closed; later calls from engines and tasks do nothing.
 class KRTrelkindController : public SVTaskController,
                              public toolkit::TableDataSource,
                              public toolkit::TableDelegate,
                              public std::enable_shared_from_this<KRTrelkindController> {
 public:
-    // Reads the wrapper, makes the window, reconnects to the machine that the wrapper was bound to, and
-    // brings the window to the front. A wrapper whose files are missing opens with what there is.
+    // Reads the wrapper, makes the window, reconnects to the machine that the wrapper is bound to, and brings
+    // the window to the front. A wrapper with missing files opens without them.
     static std::shared_ptr<KRTrelkindController> createFromWrapperName(const std::string& path);
     ~KRTrelkindController() override;
 
@@ -42,14 +41,14 @@ public:
     const std::optional<std::vector<std::string>>& inputFiles() const override { return wrapper_.inputFiles; }
     bool inputFilesAreUnknown() const override { return wrapper_.inputFilesAreUnknown; }
     std::optional<std::string> xCodeProject() const override;
-    // The list of the tasks can't be read: those shown are not all.
+    // Whether Info.plist can't be read, so that the task list is incomplete.
     bool informationIsUnreadable() const { return wrapper_.infoIsUnreadable; }
     std::string arguments() const override { return {}; }
     toolkit::Table* outputTable() const override;
     toolkit::Window* window() const;
     TrelkindWindow* views() { return views_.get(); } // Null once the window has closed.
     SVTrelkindEngine* engine() const { return engine_.get(); }
-    std::shared_ptr<toolkit::Menu> contextMenuForRow(int row) const; // Null outside of the table.
+    std::shared_ptr<toolkit::Menu> contextMenuForRow(int row) const; // Null for a row outside of the table.
 
     // Called by engines and tasks.
     bool isStillEnding(const SVSingleTask& task) const override;
@@ -61,7 +60,7 @@ public:
     void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
     void changeRunningStatus(
         SVSingleTask& task, const std::string& toString, SVTaskMachine* withEngine) override;
-    // Who assigns tasks to machines will do these two.
+    // Reserved for a scheduler that assigns tasks to machines.
     void putTaskBackIntoQue(SVSingleTask&) override { }
     void fillEngines() override { }
     void cancelAllJobs() override;
@@ -77,9 +76,9 @@ public:
     void invalidateSelection();
     void runSelectionNext() { }
     void terminateSelection() { }
-    // The panel for a new executable begins at this path; nothing when there is none.
+    // The path at which the panel for a new executable opens, if there is one.
     std::optional<std::string> changeExecutable() const { return wrapper_.originalExecutable; }
-    // The panel has ended; the return code 1 stands for a choice.
+    // The panel has ended; the return code 1 means that the user has chosen files.
     void changeAppPanelDidEnd(int returnCode, const std::vector<std::string>& chosenFiles);
     void prepareForUpload();
     void xCodeProjectChanged();
@@ -96,12 +95,12 @@ public:
 
     void connectMachine(KRTrelkindMachine& machine, const std::string& queue);
 
-    // What "Machine" and "Name" of a menu item stand for.
+    // The represented object of a menu item: its "Machine" and "Name".
     struct RunTarget {
         std::shared_ptr<KRTrelkindMachine> machine;
         std::string name;
     };
-    // Makes the set-up in progress on a cluster machine.
+    // Makes the window that sets up a run on a cluster machine.
     using SetupMaker = std::function<std::shared_ptr<toolkit::Window>(
         KRTrelkindController& newForTask, const std::any& forMachine)>;
     static SetupMaker& setupMaker();
@@ -139,20 +138,20 @@ private:
     TaskWrapper wrapper_;
     std::int64_t serialNumber_;
     std::shared_ptr<SVTrelkindEngine> engine_;
-    std::vector<std::weak_ptr<SVTrelkindEngine>> detachedEngines_; // Dropped, with runs that still end.
-    std::weak_ptr<platform::FolderLock> lockForRunning_; // Its holders are the engines.
+    std::vector<std::weak_ptr<SVTrelkindEngine>> detachedEngines_; // Their last runs may still be ending.
+    std::weak_ptr<platform::FolderLock> lockForRunning_; // Owned by the engines.
     bool everythingIsFilled_ = false; // Always false; it gates menu items.
     std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
     int howManyTasksAreFinished_ = 0;
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;
     bool waitingToStop_ = false;
-    // For assigning tasks to machines.
+    // Reserved for a scheduler that assigns tasks to machines.
     SVTaskMachine* localMachine_ = nullptr;
     std::unique_ptr<platform::Timer> standardOutTimer_;
     std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;
     bool writeUpChanged_ = false;
-    bool writeUpIsUnreadable_ = false; // There are notes that can't be read: they must not be written over.
+    bool writeUpIsUnreadable_ = false; // Notes that can't be read must not be overwritten.
     std::shared_ptr<toolkit::Window> startingUpOn_;
     std::vector<std::unique_ptr<platform::NotificationCenter::Observation>> observations_;
 };

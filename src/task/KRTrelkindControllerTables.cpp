@@ -1,4 +1,4 @@
-// What the tables of a wrapper's window show, and what follows from a selection in them.
+// The content of the tables of a wrapper's window, and the reaction to a selection in them.
 
 #include "task/KRTrelkindController.h"
 #include "text/KRBigTextFile.h"

@@ -13,7 +13,7 @@ class SVTaskController;
 class SVTaskMachine;
 class SVTrelkindEngine;
 
-// The definition of a machine that takes whole batches: an entry of the machine list. Main thread.
+// The definition of a machine that takes whole batches, an entry of the machine list. Main thread.
 class KRTrelkindMachine : public KRDraggableEntry {
 public:
     virtual std::string machineName() const = 0;
@@ -27,20 +27,19 @@ public:
     std::vector<std::string> draggingTypes() const override { return {kDragType}; }
     static constexpr const char* kDragType = "SV Machine Definition";
 
-    // The kind of a cluster's machine, and that of an entry which names none.
+    // The kind of cluster machines, and of an entry without a kind.
     static constexpr const char* kClusterKind = "LSF";
-    // The kinds of machine by the name that the machine list gives them. Filled at
-    // start-up.
+    // The makers of machines by their kind in the machine list. Filled at start-up.
     using Maker = std::function<std::shared_ptr<KRTrelkindMachine>()>;
     static std::map<std::string, Maker>& kinds();
 };
 
-// A machine on which a task server runs, as the application sees it.
+// A machine with a task server, as the application sees it.
 class SVMachineDefinition {
 public:
     virtual ~SVMachineDefinition() = default;
     virtual bool isConnected() const = 0;
-    virtual SVTaskMachine* engineController() const = 0; // Null when there is none.
+    virtual SVTaskMachine* engineController() const = 0; // Null while it has no engine.
     virtual void removeControllerNumber(std::int64_t serialNumber) = 0;
     virtual void disconnectEngineFromServer() = 0;
 };

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The run menu keeps two items of its own before those of the machines.
+// menuNeedsUpdate() keeps the first two items of the cluster menu.
 constexpr const char* kNewMachine = "New Machine";
 
 } // namespace

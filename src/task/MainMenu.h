@@ -8,15 +8,15 @@
 
 class KRTrelkindApplication;
 
-// The menus at the top of every window, in their order. Their actions act on the wrapper whose window is in
-// front, and an item is enabled when its action can be carried out there.
+// The menus at the top of every window, in order. Their actions act on the frontmost wrapper window, and an
+// item is enabled when its action is possible there.
 class MainMenu {
 public:
     // The application must outlive the menus.
     explicit MainMenu(KRTrelkindApplication& application);
 
     const std::vector<std::shared_ptr<toolkit::Menu>>& menus() const { return menus_; }
-    // The program ends: called when the user asks for it and no task objects.
+    // Called when the user quits and no task objects.
     std::function<void()> whenQuitting;
 
 private:

@@ -27,15 +27,14 @@ using platform::Value;
 using Words = std::vector<std::string>;
 
 constexpr const char* kTimeColumn = "Time";
-constexpr std::uint64_t kMostBytesOfText = std::uint64_t{64}
-    << 20; // A larger input is data, and copied as it is.
+constexpr std::uint64_t kMostBytesOfText = std::uint64_t{64} << 20; // A larger input is copied unchanged.
 
 bool isPartOfName(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-// The value's place in a row for "{name}" at the place in the text, and the length of that mark.
+// A "{name}" in a text: the name, the column of that name if there is one, and the length with braces.
 struct Mark {
     std::string_view name;
     std::optional<std::size_t> column;
@@ -61,7 +60,7 @@ std::string forShell(const std::string& value, Quote quote)
 {
     if (quote == Quote::None)
         return shellWord(value);
-    if (quote == Quote::Single) { // Without the quotes, which are there.
+    if (quote == Quote::Single) { // The surrounding quotes are in the text already.
         const std::string word = shellWord(value + " ");
         return word.substr(1, word.size() - 3);
     }
@@ -90,11 +89,11 @@ Result<double> timeOf(const std::string& text)
     double time = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), time);
     if (error != std::errc() || end != text.data() + text.size())
-        return Error{fmt::format("\"{}\" in the column {} is no number.", text, kTimeColumn)};
+        return Error{fmt::format("\"{}\" in the column {} is not a number.", text, kTimeColumn)};
     return time;
 }
 
-// One wrapper in the making.
+// Makes one wrapper, step by step.
 class Maker {
 public:
     Maker(const NewWrapper& wanted, std::string folder) : wanted_(wanted), folder_(std::move(folder)) { }
@@ -135,7 +134,7 @@ private:
             if (!names.insert(name).second)
                 return Error{fmt::format("Two inputs have the name {}; each run has one folder.", name)};
             if (name.starts_with("VTask_") || name == "runOutput" || name == "SVProgress")
-                return Error{fmt::format("The name {} is taken by the files of a run.", name)};
+                return Error{fmt::format("The name {} is reserved for the files of a run.", name)};
         }
         if (wanted_.project && !files::isDirectory(*wanted_.project))
             return Error{fmt::format("The project {} is not a folder.", *wanted_.project)};
@@ -235,7 +234,7 @@ Result<std::string> argumentsForRow(const std::string& arguments, const Words& c
             quote = quote == Quote::Single ? Quote::None : Quote::Single;
         else if (c == '"' && quote != Quote::Single)
             quote = quote == Quote::Double ? Quote::None : Quote::Double;
-        const bool isEscape = c == '\\' && quote != Quote::Single && place + 1 < arguments.size();
+        const bool isEscape = c == '\\' && quote != Quote::Single;
         filled += arguments.substr(place, isEscape ? 2 : 1);
         place += isEscape ? 2 : 1;
     }
@@ -248,7 +247,7 @@ Result<int> NewWrapper::make() const
     if (paths::lowercaseExtension(target) != "vtask")
         return Error{fmt::format("{}: the name of a task wrapper ends in .vtask.", path)};
     if (files::exists(target))
-        return Error{fmt::format("{} is there already, and is not written over.", target)};
+        return Error{fmt::format("{} exists already and is not overwritten.", target)};
     const std::string unfinished =
         fmt::format("{}/.trelkind-{}", paths::deletingLastComponent(target), platform::uniqueString());
     if (auto status = files::createDirectory(unfinished); !status)

@@ -6,25 +6,24 @@
 #include <string>
 #include <vector>
 
-// Makes a task wrapper around a program: one run for each row of a table, or a single one without a table.
-// "{column}" in the arguments and in the input files stands for the row's value of that column, and the
-// column "Time" gives the run's place on the time axis. Nothing that exists is written over: the wrapper is
-// made whole under another name and then moved into place. docs/wrapper-format.md tells the form.
+// Makes a task wrapper around a program, with one run for each row of a table, or a single run without a
+// table. "{column}" in the arguments and in the input files is replaced by the row's value of that column.
+// The column "Time" gives the run's time value. Nothing is overwritten: the wrapper is made under a temporary
+// name and moved into place when it is complete. docs/wrapper-format.md describes the format.
 struct NewWrapper {
-    std::string path; // Of the wrapper; its name ends in ".vtask".
+    std::string path; // Path of the new wrapper; ends in ".vtask".
     std::string program;
-    std::vector<std::string> inputs; // Files that each run gets a copy of.
-    std::string arguments; // Shell text.
-    std::optional<std::string> table; // A file of comma-separated values.
+    std::vector<std::string> inputs; // Each run gets a copy of these files.
+    std::string arguments; // Shell text that follows the program's path.
+    std::optional<std::string> table; // Path of a file of comma-separated values.
     std::optional<std::string>
         project; // A folder "*.xcodeproj" from which the program can be built elsewhere.
 
-    // The number of runs; a sentence when the wrapper can't be made, of which nothing is left then.
+    // Returns the number of runs. On failure returns a sentence for the user and leaves nothing behind.
     platform::Result<int> make() const;
 };
 
-// The arguments with the row's values. What a value holds reaches the program as it is: outside of quotes a
-// value with characters that mean something to the shell is put into quotes, inside of quotes they are
-// escaped.
+// Fills in the arguments of one row. The program receives each value unchanged: outside of quotes a value
+// with shell characters is quoted, inside of quotes they are escaped.
 platform::Result<std::string> argumentsForRow(const std::string& arguments,
     const std::vector<std::string>& columns, const std::vector<std::string>& row);

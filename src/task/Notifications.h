@@ -12,7 +12,7 @@ inline constexpr const char* kWindowClosed = "SVWindowClosed"; // Object: the co
 inline constexpr const char* kCallMeIfYouDontWantToQuit = "SVCallMeIfYouDontWantToQuit";
 inline constexpr const char* kConnectToServer = "SVConnectToServer";
 
-// The object goes through a pointer to anything: both ends of the way stand here.
+// The object is sent as `void*` and cast back only here.
 inline void postEngineDisconnected(SVTaskMachine& machine)
 {
     platform::NotificationCenter::defaultCenter().post(kEngineDisconnected, &machine);

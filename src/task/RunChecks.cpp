@@ -51,7 +51,7 @@ Status checkBeforeRun(const SVTaskController& controller)
     if (auto status = checkExecutable(fmt::format("{}/MacOSX/{}", wrapper, *controller.executable()));
         !status.ok())
         return status;
-    // A folder that can't be written concerns its own task, unless all are like it.
+    // A folder that can't be written affects only its own task, unless all folders are like it.
     Status first;
     for (const auto& task : tasks) {
         auto status = checkRunFolder(*task);
@@ -70,7 +70,7 @@ std::vector<int> lostTasks(const SVTaskController& controller)
     const auto isRunning = [](const auto& task) { return stateOf(*task) == TaskState::Running; };
     if (std::none_of(tasks.begin(), tasks.end(), isRunning))
         return lost;
-    // Taken by somebody else, but not by this program's own engine, which knows its runs.
+    // Another program holds the lock. This program's own engine knows its runs.
     if (!controller.isRunningHere()
         && platform::FolderLock(controller.wrapperName(), platform::FolderLock::Kind::Shared).isTaken())
         return lost;
@@ -89,7 +89,7 @@ void reportObstacles(const SVTaskController& controller)
                 fmt::format("Task {} can not be run.", task->numberInProject() + 1), status.error().text);
 
     if (const auto lost = lostTasks(controller); !lost.empty())
-        KRMessageCenter::addMessage("Tasks of an earlier session have ended without a mark.",
+        KRMessageCenter::addMessage("Tasks of an earlier session are lost.",
             fmt::format("These tasks were started earlier, and no process of this computer works in their "
                         "folders: {}. Clear them to run them again.",
                 numberRanges(lost)));

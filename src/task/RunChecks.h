@@ -6,17 +6,16 @@
 
 class SVTaskController;
 
-// What is looked at before the tasks of a wrapper are run on this computer, whichever front end asks for it.
-// Main thread.
+// The checks before the tasks of a wrapper are run on this computer. Every front end uses them. Main thread.
 
-// Whether some task can run, or none is left to be run; else why not, as a sentence.
+// Succeeds when some task can run, or when no task is left to be run; the error is a sentence for the user.
 platform::Status checkBeforeRun(const SVTaskController& controller);
 
-// The numbers (from 1) of tasks that were started, bear no mark of an end, and in whose folders no process of
-// this computer works: they have died with their machine or were killed. Empty while another program runs the
-// wrapper, wherever that is.
+// The numbers (from 1) of tasks that have a started marker but no end marker, and no process of this computer
+// in their folder: they died with their machine or were killed. Empty while another program runs the wrapper,
+// on this computer or another one.
 std::vector<int> lostTasks(const SVTaskController& controller);
 
-// Reports what keeps single tasks from running while the others can: a run folder that isn't there or can't
-// be written, a task that stands at "Running" though nothing works in its folder.
+// Reports what keeps single tasks from running while others can run: a run folder that is missing or can't be
+// written, or a task with the status "Running" and no process in its folder.
 void reportObstacles(const SVTaskController& controller);

@@ -35,7 +35,7 @@ std::optional<double> RunTimes::seconds() const
 {
     if (!started)
         return std::nullopt;
-    return std::max(0.0, ended.value_or(now()) - *started); // Clocks of file systems differ from ours.
+    return std::max(0.0, ended.value_or(now()) - *started); // A file system's clock may differ from ours.
 }
 
 std::optional<std::string> RunExit::signal() const

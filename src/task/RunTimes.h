@@ -3,30 +3,30 @@
 #include <optional>
 #include <string>
 
-// What the disk knows of one run beside its state. Times are those of the markers.
+// The times of one run, taken from the modification times of its markers.
 struct RunTimes {
-    std::optional<double> started; // Seconds since 1970; nothing for a run that hasn't begun.
-    std::optional<double> ended; // When it completed or was aborted.
+    std::optional<double> started; // Seconds since 1970; nothing before the run has started.
+    std::optional<double> ended; // Seconds since 1970, when it was completed or aborted.
 
-    // How long the run took, or has taken by now, in seconds.
+    // The duration of the run in seconds, until now when it hasn't ended.
     std::optional<double> seconds() const;
 };
 
-// How the program of a run ended, as the shell saw it.
+// How the program of a run ended, as the shell reports it.
 struct RunExit {
-    int status = 0; // 128 plus the signal's number for a program that a signal ended.
+    int status = 0; // 128 plus the signal's number when a signal ended the program.
 
     bool isFailure() const { return status != 0; }
-    // "SIGSEGV" and so on; nothing for a program that ended by itself.
+    // For example "SIGSEGV"; nothing when no signal ended the program.
     std::optional<std::string> signal() const;
     std::string text() const; // The signal's name, else the number.
 
-    // What a run has left in its folder; nothing where none was recorded.
+    // Reads the exit status that a run has recorded in its folder; nothing when there is no valid one.
     static std::optional<RunExit> ofRun(const std::string& folder);
     static constexpr const char* kFileName = "VTask_exitStatus";
 };
 
-// A duration as people write it: "0:07", "12:34", "3:04:05".
+// Formats a duration: "0:07", "12:34", "3:04:05".
 std::string elapsedText(double seconds);
-// A moment as people write it in this place: "14:05:33", with the date before it unless it is today.
+// Formats a moment in local time: "14:05:33", with the date before it unless it is today.
 std::string momentText(double secondsSince1970);

@@ -16,7 +16,7 @@ bool copyReplacing(const SVCopyFileTask::CopyAction& action)
 {
     std::error_code error;
     if (std::filesystem::equivalent(action.from, action.to, error))
-        return true; // It is there already, and removing it would lose it.
+        return true; // The file is already in place; removing it would lose it.
     std::ignore = files::remove(action.to);
     return files::copy(action.from, action.to).ok();
 }
@@ -65,7 +65,7 @@ void SVCopyFileTask::main()
     platform::MainLoop::main().postAndWait([this] {
         if (callback_)
             callback_->taskFinished(*this);
-        // The last owner of an engine or a view goes on the main thread.
+        // The last reference to an engine or a view must be released on the main thread.
         callback_.reset();
         progress_.reset();
     });

@@ -15,9 +15,9 @@ public:
     virtual void taskFinished(SVCopyFileTask&) { }
 };
 
-// Copies a list of files or folders one after the other, replacing what is there, and stops at the first that
-// fails. Every 0.2 seconds it reports to a view by how many percent it has come on. The callback is called on
-// the main thread at the end, and waited for.
+// Copies a list of files or folders one after the other. It replaces existing targets and stops at the first
+// failure. Every 0.2 seconds it reports the increase of the percentage to a view. At the end it calls the
+// callback on the main thread and waits for it.
 class SVCopyFileTask : public platform::Operation,
                        public SVCopyFileTaskCallback,
                        public std::enable_shared_from_this<SVCopyFileTask> {

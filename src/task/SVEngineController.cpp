@@ -17,7 +17,7 @@
 
 namespace {
 
-// A place at the gate for as long as this lives; without an application there is no gate.
+// Holds one access of the count limiter. Without an application there is no limit.
 class Access {
 public:
     explicit Access(std::shared_ptr<KRCountLimiter> gate) : gate_(std::move(gate))
@@ -43,7 +43,7 @@ std::shared_ptr<KRCountLimiter> gateOfApplication()
     return application ? application->countLimiter() : nullptr;
 }
 
-// Nothing for a task whose wrapper was closed meanwhile. Main thread.
+// Nothing when the task's wrapper has been closed. Main thread.
 std::optional<ScriptRun> scriptFor(const SVSingleTask& task)
 {
     const SVTaskController* controller = task.controller();
@@ -107,7 +107,7 @@ void SVEngineController::startTask()
 
 std::shared_ptr<SVSingleTask> SVEngineController::runASingleTask(std::shared_ptr<SVSingleTask> task)
 {
-    // The task is answered whatever happens: without it nobody would take it off the list of running ones.
+    // Return the task even after an exception: finishedRunningTask() has to take it off the list.
     try {
         auto& mainThread = platform::MainLoop::main();
         std::shared_ptr<KRCountLimiter> gate;

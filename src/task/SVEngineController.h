@@ -9,15 +9,15 @@
 #include <string>
 #include <vector>
 
-// A machine of the older generation: a queue of single tasks and a limit of how many run together. This class
-// is this computer; a task server derives from it. Nothing assigns tasks to machines at present, so that the
-// path stands ready and idle. Main thread, but for runASingleTask().
+// A machine of the older generation: a queue of single tasks with a limit of how many run together. This
+// class is this computer; task servers derive from it. Nothing assigns tasks to machines at present, so this
+// path is ready but unused. Main thread, except for runASingleTask().
 class SVEngineController : public SVTaskMachine,
                            public KRMessageCenterOwner,
                            public std::enable_shared_from_this<SVEngineController> {
 public:
     static const std::shared_ptr<SVEngineController>& localMachine();
-    // The machine of a task server by its name; null as long as no maker is set, and for an empty name.
+    // The machine of a task server by its name; null without a maker and for an empty name.
     static std::shared_ptr<SVEngineController> remoteMachine(const std::string& name);
     using RemoteMaker = std::function<std::shared_ptr<SVEngineController>(const std::string& name)>;
     static RemoteMaker& remoteMaker();
@@ -26,17 +26,17 @@ public:
     std::optional<std::string> machineName() const override { return "This Computer"; }
 
     int maxTaskNumber() const { return maxTaskNumber_; }
-    // A limit below 1 is ignored. With room below the new one, one more task starts.
+    // Ignores a limit below 1. Starts one more task when fewer run than the new limit allows.
     void setMaxTaskNumber(int limit);
     void setHowManyConcurrentTasks(int limit) { setMaxTaskNumber(limit); }
 
     virtual void addTask(const std::shared_ptr<SVSingleTask>& task);
     void startTask();
-    // Runs a task's program on a worker thread, under the application's gate; answers the task. What it needs
-    // to know of the controller it asks on the main thread, to which the controller belongs.
+    // Runs a task's program on a worker thread, within the limit of the application's count limiter, and
+    // returns the task. Reads the controller on the main thread, which owns it.
     std::shared_ptr<SVSingleTask> runASingleTask(std::shared_ptr<SVSingleTask> task);
     void finishedRunningTask(std::shared_ptr<SVSingleTask> task);
-    // Takes back a task that still waits.
+    // Removes a task that is still waiting.
     void abortJob(SVSingleTask& task) override;
     bool removeTask(SVSingleTask&, const SVTaskController*) { return false; }
 
@@ -49,7 +49,7 @@ public:
         const SVTaskController* owner) const;
     const std::vector<std::shared_ptr<SVSingleTask>>& tasksRunning() const { return tasksRunning_; }
 
-    // Makes a worker's messages go to the shared center.
+    // Routes a worker's messages to the shared center.
     std::shared_ptr<KRMessageCenter> messageController() const override;
 
 protected:

@@ -9,30 +9,30 @@
 #include <string_view>
 #include <vector>
 
-// What a data file in a run folder holds, as the tables show it. An entry without anything stands for a file
-// that is no data file, so that it isn't looked at twice.
+// The content of a data file in a run folder, as the tables show it. An empty entry marks a file that is no
+// data file, so that it is examined only once.
 struct SVFileContent {
-    // From a variable's name to its description, a dictionary with "Type" and "TimeValues".
+    // Dictionary from a variable's name to its description, a dictionary with "Type" and "TimeValues".
     platform::Value content;
-    // The names of the variables, sorted without regard to case; nothing for a file that was not scanned.
+    // The names of the variables, sorted without regard to case; nothing when the file was not scanned.
     std::optional<std::vector<std::string>> names;
-    // Reads a single number of the file. Empty when the file could not be opened.
+    // Reads a single number of the file. Null when the file could not be opened.
     std::function<std::optional<double>(const std::string& name)> readNumber;
 
-    // A cell of the table of variables: for "Type" the type, for "Information" the number of time values or a
-    // single number itself, for any other column the name. Empty beyond the last name.
+    // A cell of the table of variables. The column "Type" shows the type, "Information" the number of time
+    // values or a single number itself, and any other column the name. Empty beyond the last name.
     std::string cell(std::string_view column, std::size_t row) const;
 
     // The columns of that table.
     static std::vector<toolkit::Column> columns();
 
-    // Whether a file is a data file by its extension, in whatever case.
+    // Whether a name has the extension of a data file, in upper or lower case.
     static bool isDataFile(const std::string& name);
-    // What the file at a path holds; without names when it is no data file by its extension.
+    // Scans the file at a path; without names when its extension is not that of a data file.
     static SVFileContent ofFile(const std::string& path);
 
-    // Scans the file at a path. The layer that knows variables sets it at start-up; until then a data file
-    // shows none.
+    // Scans a data file. The layer of the variables sets it at start-up; until then data files show no
+    // variables.
     using Scanner = std::function<SVFileContent(const std::string& path)>;
     static Scanner& scanner();
 };

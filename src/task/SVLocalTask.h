@@ -4,7 +4,7 @@
 
 class SVLocalTask;
 
-// Whom an SVLocalTask tells of its begin and end, on the main thread.
+// Receives the begin and the end of an SVLocalTask, on the main thread.
 class SVLocalTaskParent {
 public:
     virtual ~SVLocalTaskParent() = default;
@@ -12,8 +12,8 @@ public:
     virtual void endedJob(SVLocalTask& operation) = 0;
 };
 
-// An operation of the older generation: runs a task's program and tells the task itself. It leaves the script
-// where it is and marks no abort.
+// An operation of the older generation: runs a task's program and reports to the task itself. It keeps its
+// script and writes no abort marker.
 class SVLocalTask : public ScriptOperation<SVLocalTask, SVLocalTaskParent> {
 public:
     SVLocalTask(std::string executable, std::string workDirectory, std::string argument,

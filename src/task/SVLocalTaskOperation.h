@@ -4,7 +4,7 @@
 
 class SVLocalTaskOperation;
 
-// Whom an SVLocalTaskOperation tells of its begin and end, on the main thread.
+// Receives the begin and the end of an SVLocalTaskOperation, on the main thread.
 class SVLocalTaskOperationParent {
 public:
     virtual ~SVLocalTaskOperationParent() = default;
@@ -12,9 +12,9 @@ public:
     virtual void endedJob(SVLocalTaskOperation& operation) = 0;
 };
 
-// One local run: writes the script into the run folder, launches and supervises it, marks an abort, removes
-// the script. A program that ended with a failure is told on the queue's thread, before the next operation
-// begins.
+// One local run: writes the script into the run folder, launches and supervises it, marks an abort, and
+// removes the script. `whenFailed` is called on the queue's thread when the program has failed, before the
+// next operation begins.
 class SVLocalTaskOperation : public ScriptOperation<SVLocalTaskOperation, SVLocalTaskOperationParent> {
 public:
     SVLocalTaskOperation(int taskNumber, std::string executable, std::string workDirectory,

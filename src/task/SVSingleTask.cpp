@@ -95,7 +95,7 @@ std::string SVSingleTask::statusString() const
 bool SVSingleTask::readMarkers()
 {
     bool changed = false;
-    // When the marker was made; nothing when there is none.
+    // Returns the modification time of the marker; nothing when it is missing.
     const auto read = [&](const char* marker, bool& flag) {
         const auto found = files::attributes(folderName_ + marker);
         changed |= found.has_value() != flag;
@@ -107,7 +107,7 @@ bool SVSingleTask::readMarkers()
     const auto aborted = read("/VTask_aborted", taskWasAborted_);
     if (!times_.ended)
         times_.ended = aborted;
-    // The file stays, so that the next look finds it anew and counts a change again.
+    // The file is kept, so the next call finds it again and counts another change.
     if (taskHasFinished_ && taskWasAborted_)
         taskWasAborted_ = false;
     return changed;
@@ -156,8 +156,8 @@ const SVFileContent& SVSingleTask::contentForFile(const std::string& name)
 {
     if (const auto known = contentCache_.find(name); known != contentCache_.end())
         return known->second;
-    // Entered before it is filled, so that a scan that serves the main loop isn't begun a second time;
-    // entered again afterwards, for the cache may have been emptied meanwhile.
+    // Entered before the scan, so that a scan that serves the main loop isn't started again. Entered again
+    // afterwards, because the cache may have been emptied during the scan.
     contentCache_[name];
     SVFileContent content = SVFileContent::ofFile(pathOf(name));
     return contentCache_[name] = std::move(content);
@@ -189,11 +189,11 @@ void SVSingleTask::clearData()
 
 void SVSingleTask::removeComputedResults()
 {
-    // The controller knows the inputs, which are kept, and belongs to the main thread.
+    // The controller, which knows the inputs, may only be used on the main thread.
     if (!platform::MainLoop::main().isLoopThread())
         return platform::MainLoop::main().postAndWait([this] { removeComputedResults(); });
     taskIsFinished_ = false;
-    // A folder with a single entry has nothing but its input, or nothing worth removing.
+    // A single entry is the input, or nothing worth removing.
     if (const auto entries = files::contentsOfDirectory(folderName()); entries && entries->size() > 1)
         removeAllButInputs(*entries);
     updateOutput();

@@ -20,17 +20,15 @@
 #include <string>
 #include <vector>
 
-// One run of a batch: one numbered folder of the wrapper and one input set. What has happened to the run is
-// read from marker files in the folder and survives a restart; what the engines are doing with it lives in
-// memory alone.
+// One run of a batch: a numbered folder of the wrapper and its input set. The state of the run is read from
+// marker files in the folder and survives a restart. The state that engines report is kept in memory only.
 //
-// Main thread, but for shouldAbort() and removeComputedResults(), which a worker calls too.
+// Main thread, except for shouldAbort() and removeComputedResults(), which workers call too.
 class SVSingleTask : public std::enable_shared_from_this<SVSingleTask>, public SVLocalTaskParent {
 public:
     enum AbortStatus { NoAbort = 0, RetryTransfer = 1, Abort = 2 };
 
-    // Null for a null project. The project is borrowed until removeFromProject(). The markers are read at
-    // once.
+    // Null for a null project. Borrows the project until removeFromProject(). Reads the markers at once.
     static std::shared_ptr<SVSingleTask> createInsideProject(
         SVTaskController* project, int sequenceNumber, const platform::Value& information);
     ~SVSingleTask() override;
@@ -44,7 +42,7 @@ public:
     bool taskWasAborted() const { return taskWasAborted_; }
     double taskFraction() const { return taskFraction_; } // 0 to 100.
     const RunTimes& times() const { return times_; }
-    // Of a run that has completed; nothing where none was recorded.
+    // The exit status of a completed run; nothing when none was recorded.
     const std::optional<RunExit>& exitStatus() const { return exitStatus_; }
     bool hasFailed() const { return exitStatus_ && exitStatus_->isFailure(); }
     bool shouldBeRun() const { return shouldBeRun_; }
@@ -54,7 +52,7 @@ public:
     SVTaskController* controller() const { return insideProject_; }
     int numberInProject() const { return numberInProject_; }
     SVTaskMachine* runningOn() const { return runningOn_; }
-    const std::string& folderName() const { return folderName_; } // Also after the controller has gone.
+    const std::string& folderName() const { return folderName_; } // Stays valid after the controller is gone.
     std::optional<std::string> entryDescription() const { return description_; }
     void setDescription(std::optional<std::string> text) { description_ = std::move(text); }
     std::string description() const; // For logs.
@@ -70,17 +68,17 @@ public:
     bool copyShouldBeRetried() const { return abortStatus_ == RetryTransfer; }
     bool taskShouldBeAborted() const { return abortStatus_ == Abort; }
 
-    // Files of the run. The answers are cached until the disk state changes.
+    // Files of the run. The results are cached until the state on disk changes.
     const std::vector<std::string>& fileList();
     std::optional<platform::FileAttributes> informationForFile(const std::string& name);
     const SVFileContent& contentForFile(const std::string& name);
     void updateBasedOnContent();
-    // Removes everything but the inputs, markers included.
+    // Removes everything but the inputs, including the markers.
     void clearData();
-    // Removes everything but the inputs from a folder with more than one entry; the flags stay as they were.
+    // Removes everything but the inputs when the folder has more than one entry. The flags stay unchanged.
     void removeComputedResults();
 
-    // What engines tell.
+    // Called by engines and machines.
     void setShouldBeRun(bool should);
     void submittedToWaitingQueOn(SVTaskMachine& machine);
     void transferringInput();
@@ -97,7 +95,7 @@ public:
     void listenToRemoteOutput() { }
     void setNumberOfOutputLines(int count);
 
-    // Ending and retrying.
+    // Aborting and retrying.
     void abortJob();
     void abortRun();
     void retrySCP() { abortStatus_ = RetryTransfer; }
@@ -115,7 +113,7 @@ public:
     void updateOutput();
     std::shared_ptr<toolkit::Menu> contextMenu();
 
-    // The controller goes away.
+    // Called when the controller goes away.
     void removeFromProject();
 
     // An operation of the older generation for this run; null without a controller.
@@ -152,9 +150,9 @@ private:
     bool currentlyRunning_ = false;
     std::optional<std::int64_t> serialNumber_;
     std::optional<std::string> description_;
-    // Nothing sets these two, nor the field taskIsFinished_: the status that they would give is that of an
-    // engine which tells the end of a run itself. The markers tell it today, and the fields keep their place
-    // in the rules below.
+    // Nothing sets these two or the field taskIsFinished_ at present: they are for an engine that reports the
+    // end of a run itself. Today the end is read from the markers, and the rules that test the fields never
+    // apply.
     std::optional<std::string> machineItRanOn_;
     std::optional<std::string> temporaryOutput_;
     bool singleTaskSelectedInView_ = false;

@@ -1,4 +1,4 @@
-// What engines and machines tell a task, and how a job of it is ended.
+// The part of a task that engines and machines call, and aborting.
 
 #include "task/SVSingleTask.h"
 
@@ -85,7 +85,7 @@ void SVSingleTask::finishedOn(SVTaskMachine& machine)
     if (singleTaskSelectedInView_) {
         timerWaitingToStrike_.reset();
         if (wasRemote) {
-            // By way of null, so that the file that was copied over is read afresh.
+            // Set to null first, so that the file that was copied over is read again.
             outputFile_.setFileName(std::nullopt);
             outputFile_.setFileName(pathOf("runOutput"));
         } else {

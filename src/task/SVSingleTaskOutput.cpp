@@ -1,4 +1,4 @@
-// What a task shows: its output in the table of the window, and its context menu.
+// The display of a task: its output in the window's table, and its context menu.
 
 #include "task/SVSingleTask.h"
 
@@ -12,7 +12,7 @@ toolkit::Table* SVSingleTask::outputTable() const
     return project ? project->outputTable() : nullptr;
 }
 
-// A chain of one-shot timers, which ends by itself once the task no longer runs.
+// A chain of one-shot timers that ends when the task stops running.
 void SVSingleTask::startOutputTimerIfNeeded()
 {
     if (timerWaitingToStrike_ || !shouldContinuouslyUpdateOutput())

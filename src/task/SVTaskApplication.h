@@ -9,8 +9,8 @@ class KRCountLimiter;
 class SVSingleTask;
 class SVTaskController;
 
-// The application object as tasks, engines and controllers see it. There is at most one; without one (in a
-// test of a single class, say) what is sent to it goes nowhere. Main thread.
+// The application object as tasks, engines and controllers see it. There is at most one. Without one, for
+// example in a test of a single class, callers skip what they would send to it. Main thread.
 class SVTaskApplication {
 public:
     SVTaskApplication();
@@ -20,14 +20,14 @@ public:
 
     static SVTaskApplication* app();
 
-    // Tells the companion, sooner or later, that something has changed in these tasks' folders.
+    // Notifies the companion that these tasks' folders have changed; the notification may be delayed.
     virtual void sendSorvantaChangeNotification(SVSingleTask& task) = 0;
     virtual void sendSorvantaChangeNotificationMultiple(
         const std::vector<std::shared_ptr<SVSingleTask>>& tasks) = 0;
     virtual void removeController(SVTaskController& controller) = 0;
-    // An objection to quitting.
+    // Objects to quitting.
     virtual void shouldNotQuit() = 0;
     virtual std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() = 0;
-    // The gate for slow outside activities, which outlives the application while an activity is inside.
+    // Limits concurrent slow activities. Shared, because an activity may outlive the application.
     virtual const std::shared_ptr<KRCountLimiter>& countLimiter() const = 0;
 };

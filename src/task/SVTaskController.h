@@ -15,8 +15,8 @@ class Table;
 class SVSingleTask;
 class SVTaskMachine;
 
-// The controller of an open wrapper as its tasks and its engine see it: what they read of the wrapper, and
-// what they tell. Main thread; a task or an engine that outlives the controller is notified and drops it.
+// The controller of an open wrapper as its tasks and its engine see it. Main thread. A task or an engine that
+// outlives the controller is notified and drops its pointer.
 class SVTaskController {
 public:
     virtual ~SVTaskController() = default;
@@ -26,24 +26,24 @@ public:
     virtual const std::optional<std::string>& executable() const = 0;
     virtual const std::optional<std::string>& executableMD5() const = 0;
     virtual const std::optional<std::vector<std::string>>& inputFiles() const = 0;
-    // The wrapper tells its inputs in a way that can't be understood: no run must be cleared.
+    // Whether the list of inputs can't be understood; then no run may be cleared.
     virtual bool inputFilesAreUnknown() const = 0;
     virtual const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const = 0;
     virtual std::optional<std::string> xCodeProject() const = 0;
-    // Always empty: the text for one task is its own argument.
+    // Always empty; each task has its own argument().
     virtual std::string arguments() const = 0;
     virtual toolkit::Table* outputTable() const = 0;
 
-    // Whether an engine that was dropped still has a run of the task that is ending: until it has ended, the
-    // task's folder is that run's.
+    // Whether a detached engine still has a run of this task that is ending. Until the end that run owns the
+    // task's folder.
     virtual bool isStillEnding(const SVSingleTask& task) const = 0;
 
-    // The lock that keeps other programs from running, or clearing, the tasks of this wrapper. One that is
-    // held is shared by all engines of the controller, and by their last runs; it may turn out to be taken by
-    // somebody else. Never null.
+    // The lock that keeps other programs from running or clearing the tasks of this wrapper. All engines of
+    // the controller and their last runs share one lock. Check isTaken(): another program may hold it. Never
+    // null.
     virtual std::shared_ptr<platform::FolderLock> lockForRunning() = 0;
 
-    // Whether that lock is held by an engine of this controller.
+    // Whether an engine of this controller holds that lock.
     virtual bool isRunningHere() const = 0;
 
     virtual void changeInTask(SVSingleTask& task) = 0;

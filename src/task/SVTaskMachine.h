@@ -14,13 +14,13 @@ public:
     virtual std::optional<std::string> getOutputLineNumber(int line, SVSingleTask& forTask) = 0;
 };
 
-// A machine that takes single tasks, as a task sees it: its name, where it is, and how to end a job on it.
+// A machine that takes single tasks, as a task sees it.
 class SVTaskMachine {
 public:
     virtual ~SVTaskMachine() = default;
     virtual std::optional<std::string> machineName() const = 0;
     virtual bool isLocal() const = 0;
     virtual void abortJob(SVSingleTask& task) = 0;
-    // Null unless the machine is one that reports output over the network.
+    // Null unless the machine reports output over the network.
     virtual SVRemoteOutputSource* remoteOutputSource() { return nullptr; }
 };

@@ -14,7 +14,7 @@ namespace {
 constexpr int kFirstConcurrency = 4;
 constexpr int kMostConcurrency = 32;
 constexpr double kSecondsBetweenChecks = 10.0;
-constexpr double kSecondsBetweenLooks = 0.5; // While somebody follows the runs.
+constexpr double kSecondsBetweenLooks = 0.5; // While a front end shows the runs.
 constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
 } // namespace
 
@@ -55,7 +55,7 @@ platform::Result<int> SVTrelkindEngineLocal::startAfterChecks(RunChoice choice)
     if (lock->isTaken())
         return platform::Error{
             fmt::format("{} is being run, or cleared, by another trelkind.", taskController_->wrapperName())};
-    // The tasks are as a former holder of the lock has left them.
+    // An earlier holder of the lock may have changed the tasks.
     for (const auto& task : taskController_->taskInformation())
         task->updateBasedOnContent();
     if (auto status = checkBeforeRun(*taskController_); !status.ok())
@@ -97,7 +97,7 @@ void SVTrelkindEngineLocal::startTasks()
     const auto self = std::static_pointer_cast<SVTrelkindEngineLocal>(shared_from_this());
     std::function<void()> whenFailed;
     if (choice_.haltsAtFailure)
-        whenFailed = [this] { operations_.dropWaitingOperations(); }; // An operation keeps its engine alive.
+        whenFailed = [this] { operations_.dropWaitingOperations(); }; // The operation keeps the engine alive.
     for (const auto& task : taskController_->taskInformation())
         if (isToBeStarted(*task))
             operations_.addOperation(std::make_shared<SVLocalTaskOperation>(task->numberInProject(),
@@ -121,7 +121,7 @@ void SVTrelkindEngineLocal::endTasks()
     checkPeriodically_.reset();
     operations_.cancelAllOperations();
     panel_.endButton.setHidden(true);
-    if (operations_.operationCount() == 0) { // Nothing had begun: no end will be told.
+    if (operations_.operationCount() == 0) { // No run had begun, so endedJob() will not be called.
         lock_.reset();
         looks_.reset();
     }

@@ -14,18 +14,17 @@
 
 class SVSingleTask;
 
-// Which tasks of a wrapper are to be run, and how.
+// The tasks of a wrapper to run, and how to run them.
 struct RunChoice {
     std::optional<std::set<int>> tasks; // By numberInProject(); nothing for all.
-    bool haltsAtFailure = false; // Starts no others once a program has ended with a failure.
+    bool haltsAtFailure = false; // Start no more tasks after a program has failed.
 };
 
-// Runs the tasks of a wrapper on this machine, a limited number at a time, each through an operation of its
-// own queue. It lives from the start of local running until all tasks are finished or the user ends them.
-// Main thread.
+// Runs the tasks of a wrapper on this machine, a limited number at a time, each in an operation of its own
+// queue. It stays attached until all tasks are finished or the user ends them. Main thread.
 class SVTrelkindEngineLocal : public SVTrelkindEngine, public SVLocalTaskOperationParent {
 public:
-    // The panel.
+    // The engine's panel.
     struct LocalAddition {
         toolkit::Stack view{toolkit::Direction::Across};
         toolkit::Button startButton;
@@ -42,13 +41,13 @@ public:
     void disconnect() override;
     void disconnectFromTaskController() override;
 
-    // Starts the tasks that were not started before, after everything that every front end looks at first:
-    // that nobody else runs them, that they can be run. The number of those that were started; a sentence
-    // when none can be.
+    // Starts the chosen tasks that have not been started before. First it takes the lock of the wrapper and
+    // runs the checks that are the same for every front end. Returns the number of started tasks, or a
+    // sentence when none can be started.
     platform::Result<int> startAfterChecks(RunChoice choice = {});
 
-    // User actions of the panel. Its start button does the above and reports what keeps the tasks from
-    // running.
+    // User actions of the panel. The start button calls startAfterChecks() and reports its error as a
+    // message.
     void startTasks();
     void endTasks();
     void changeConcurrency(const toolkit::TextField& control);
@@ -71,11 +70,11 @@ private:
 
     LocalAddition panel_;
     std::unique_ptr<platform::Timer> checkPeriodically_;
-    std::unique_ptr<platform::Timer> looks_; // From startAfterChecks() until the last run has ended.
+    std::unique_ptr<platform::Timer> looks_; // Re-reads running tasks, from startAfterChecks() to the end.
     platform::OperationQueue operations_;
     RunChoice choice_;
-    std::shared_ptr<platform::FolderLock> lock_; // From a start until the last run has ended.
-    bool running_ = false; // Set by the first start for good.
-    bool isAttached_ = true; // Until the controller drops it; its runs may end later.
+    std::shared_ptr<platform::FolderLock> lock_; // Held from a start to the end of the last run.
+    bool running_ = false; // Set by the first start, never cleared, never read.
+    bool isAttached_ = true; // Cleared when the controller drops the engine; its runs may end later.
     std::set<int> whichTasksAreRunning_;
 };

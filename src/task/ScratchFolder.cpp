@@ -12,7 +12,7 @@ namespace {
 namespace files = platform::files;
 using platform::FolderLock;
 
-// Sessions that start at the same moment may take the folder from each other a few times.
+// Sessions that start at the same moment may take the folder from each other several times.
 constexpr int kMostStarts = 20;
 constexpr auto kWaitBetweenStarts = std::chrono::milliseconds(5);
 
@@ -26,7 +26,7 @@ ScratchFolder::ScratchFolder(const std::string& path)
             if (share(path))
                 return;
         } else if (alone.isHeld() && !alone.isAt(path)) {
-            // Another session has just made the folder anew; the lock is on the old one.
+            // Another session has just replaced the folder; this lock is on the old one.
         } else {
             std::ignore = files::remove(path);
             if (files::createDirectory(path, files::kOwnersFolder)) {
@@ -47,7 +47,7 @@ bool ScratchFolder::share(const std::string& path)
 {
     lock_.emplace(path, FolderLock::Kind::Shared, FolderLock::Links::Refused);
     if (!lock_->isTaken() && lock_->isPrivate() && lock_->isAt(path))
-        return true; // Also where the file system has no locks.
+        return true; // Also on a file system without locks.
     lock_.reset();
     return false;
 }

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-// The folder of this session's scratch files. It is made anew, with one empty file "Empty" in it, unless
-// another session of the same user works in it: then the two share it. A folder that somebody else has put
-// there is not used, and reported.
+// The folder for this session's scratch files. It is made anew with one empty file "Empty", unless another
+// session of the same user holds it; then both share it. A folder that belongs to another user is reported
+// and not used.
 class ScratchFolder {
 public:
     explicit ScratchFolder(const std::string& path);

@@ -8,9 +8,9 @@
 #include <string>
 #include <utility>
 
-// What the two kinds of local run have in common: the operation tells its parent of its begin and its end on
-// the main thread, and runs its script in between. Cancelled before it has begun it does nothing and tells
-// nobody. It touches its own texts and the folder alone.
+// The common part of the two kinds of local run. The operation reports its begin and its end to its parent on
+// the main thread, and runs its script in between. An operation that is cancelled before it begins does
+// nothing and reports nothing. It uses only its own strings and the run folder.
 //
 // The parent has startedJob() and endedJob(), each given the operation.
 template <class Operation, class Parent>
@@ -34,7 +34,7 @@ public:
             return;
         }
         platform::MainLoop::main().post([self] { self->parent_->startedJob(*self); });
-        // Arranged first, so that it comes whatever happens below.
+        // Posted first, so that the end is reported even if the run throws.
         postWhenEnded([self] {
             self->parent_->endedJob(*self);
             self->parent_.reset();
@@ -45,13 +45,13 @@ public:
     }
 
 private:
-    // On the queue's thread, before the parent is told.
+    // Called on the queue's thread, before the end is reported to the parent.
     virtual void runHasEnded(ScriptRun::End) { }
 
     std::string executable_;
-    std::string workDirectory_; // With a slash at its end.
+    std::string workDirectory_; // Ends with a slash.
     std::string argument_;
     RunMarkers markers_;
-    // Let go on the main thread: the last owner of an engine must not be a thread of the engine's own queue.
+    // Released on the main thread: a thread of the engine's queue must not destroy the engine.
     std::shared_ptr<Parent> parent_;
 };

@@ -16,14 +16,14 @@ namespace {
 
 namespace files = platform::files;
 
-constexpr float kWaitFirst = 0.2F; // Seconds between polls up to the hundredth.
+constexpr float kWaitFirst = 0.2F; // Seconds between polls, up to the hundredth poll.
 constexpr float kWaitNext = 2.0F;
 constexpr int kAttempts = 40;
 constexpr double kMostSecondsOfEnding = 10;
 constexpr int kPollsForStart = 20;
 constexpr int kPollsWithFirstWait = 100;
 
-// A path stands between double quotes in the script: what the shell would still read there is escaped.
+// Escapes what the shell interprets inside of double quotes, where the script has the path.
 std::string betweenDoubleQuotes(const std::string& path)
 {
     std::string quoted;
@@ -41,7 +41,7 @@ void tellWhyNot(const std::string& name, const std::string& reason)
         "Could not run task", fmt::format("Could not run the task ({}-{}).", name, reason));
 }
 
-// The process of one run and what was seen of it while polling.
+// The process of one run and what polling has found.
 class Supervision {
 public:
     explicit Supervision(const ScriptRun& run) : run_(run) { }
@@ -115,7 +115,7 @@ ScriptRun::End ScriptRun::run() const
     std::ignore = files::remove(workDirectory + markers.started);
     std::ignore = files::remove(workDirectory + RunExit::kFileName);
     const std::string script = workDirectory + markers.script;
-    // One of a session that died must not run in place of one that can't be written.
+    // A script that a session left behind must not run when the new one can't be written.
     std::ignore = files::remove(script);
     if (const auto written =
             files::writeFileAtomically(script, scriptText(), files::kOwnersFolder, files::Flush::No);
@@ -140,7 +140,7 @@ ScriptRun::End ScriptRun::run() const
     supervision.pollToTheEnd();
     if (!supervision.aborted())
         return End::ByItself;
-    // The folder is this run's until nothing of it is left that could write there.
+    // The run owns the folder until none of its processes can write there.
     platform::Process::finishTerminations(kMostSecondsOfEnding);
     return End::Aborted;
 }

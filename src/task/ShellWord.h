@@ -2,6 +2,5 @@
 
 #include <string>
 
-// A text as one word of a POSIX shell's command line: as it is, or in single quotes where a character of it
-// means something to the shell.
+// Quotes a text as one word of a POSIX shell. A text without shell characters is returned unchanged.
 std::string shellWord(const std::string& text);

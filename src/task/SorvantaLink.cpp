@@ -98,8 +98,8 @@ void SorvantaLink::trySendingNow(Sender sender)
     if (sentTimer_)
         return;
     sentTimer_ = true;
-    // The timer belongs to no loop and never fires: what is held back goes out with the next change or
-    // connection, not by the clock, and the companion counts on hearing of something that has just happened.
+    // The timer is on no loop and never fires: pending changes go out with the next change or connection, not
+    // by the clock. The companion relies on a message meaning that something has just changed.
     platform::Timer::unscheduled(kSecondsOfHeldTimer, [this] { trySendingNow(Sender::None); });
 }
 

@@ -9,31 +9,32 @@
 #include <set>
 #include <string>
 
-// The link to the companion, which shows what runs have computed: it is told which tasks of which wrapper
-// have changed, merged by task, at most once every 3 seconds. Without a companion the changes are held, and
-// go out in one message when one is found. Main thread.
+// The link to the companion, which visualises results. It notifies the companion which tasks of which wrapper
+// have changed, merged by task, at most once every 3 seconds. Without a companion the changes are kept and
+// sent in one message after the next connection. Main thread.
 class SorvantaLink {
 public:
     static constexpr const char* kName = "SorvantaTrelkindNotify";
     static constexpr const char* kOperation = "recieveTrelkindNotification:";
     using Content = std::map<std::string, std::set<int>>; // From a wrapper's path to task numbers.
 
-    // The function is called whenever the link comes or goes.
+    // Calls the function whenever the link is made or lost.
     explicit SorvantaLink(std::function<void()> whenStateChanges);
 
-    // Looks for the companion when there is no link, and sends what is held once there is one. Returns at
-    // once: a companion that lets nobody in holds up nothing.
+    // Connects to the companion unless there is a link already, then sends the pending changes. Returns at
+    // once, even if the companion does not accept the connection.
     void tryToConnectToSorvanta();
     bool isConnected() const { return connectionToSorvanta_ && connectionToSorvanta_->isConnected(); }
     bool isConnecting() const { return connectionToSorvanta_ && connectionToSorvanta_->isConnecting(); }
-    // The program ends: sends what is held, however recent the last message is.
+    // Sends the pending changes before the program ends, without regard to the rate limit.
     void sendBeforeTheEnd();
 
     void add(const std::string& wrapperName, int numberInProject);
-    // Sends what is held unless the last message is too recent. Without a sender it is a timer that asks.
+    // Sends the pending changes unless the last message is too recent. Sender::None means that the timer
+    // calls.
     enum class Sender { None, Application };
     void trySendingNow(Sender sender);
-    // What is held.
+    // The pending changes.
     const Content& combinedContent() const { return combinedContent_; }
 
 private:

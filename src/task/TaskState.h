@@ -2,8 +2,8 @@
 
 class SVSingleTask;
 
-// The state of a run by its markers, as every front end counts and names it. "Done" wins over "Aborted", and
-// says that the program has ended, whatever it returned.
+// The state of a run by its markers, for every front end. "Done" wins over "Aborted". It means that the
+// program has ended, with any exit status.
 enum class TaskState { Waiting, Checking, Running, Done, Aborted };
 
 TaskState stateOf(const SVSingleTask& task);

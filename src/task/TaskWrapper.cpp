@@ -26,7 +26,7 @@ bool isTextOrNumber(const Value& value)
     return textOfValue(&value).has_value();
 }
 
-// Nothing when the list is not one of names: what a person meant as an input must not be removed for it.
+// Nothing when the list holds anything but names. Then no file may be removed: it could be an input.
 std::optional<std::vector<std::string>> namesIn(const Value& list)
 {
     if (list.text())
@@ -39,7 +39,7 @@ std::optional<std::vector<std::string>> namesIn(const Value& list)
     return names;
 }
 
-// What is wrong with the values of Info.plist, for a person: such a value counts as absent.
+// Collects sentences about values of Info.plist that count as absent.
 class Complaints {
 public:
     void add(std::string sentence)
@@ -87,7 +87,7 @@ std::optional<std::string> checksumOf(const std::string& executablePath)
     if (auto known = files::readUtf8(path))
         return std::move(*known);
     auto computed = md5ChecksumForFile(executablePath);
-    // Half a checksum would be trusted from now on.
+    // A partly written checksum would be trusted from now on.
     if (computed && !files::writeFile(path, *computed))
         std::ignore = files::remove(path);
     return computed;
@@ -98,7 +98,7 @@ std::optional<std::string> checksumOf(const std::string& executablePath)
 std::optional<std::string> md5ChecksumForFile(const std::string& path)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) // Opening a pipe would wait for its writer.
+    if (!std::filesystem::is_regular_file(path, error)) // Opening a pipe would block until a writer opens it.
         return std::nullopt;
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"), std::fclose);
     if (!file)
@@ -125,7 +125,7 @@ std::optional<std::string> textOfValue(const Value* value)
 
 namespace {
 
-// Files have a decimal point, whatever the user's locale says.
+// Independent of the user's locale: files always have a decimal point.
 double leadingNumber(std::string_view text)
 {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
@@ -182,7 +182,7 @@ void TaskWrapper::readInformation()
     }
     if (inputFilesAreUnknown)
         complaints.add(fmt::format(
-            "{} is not a list of names: no run can be cleared, for its inputs are not known.", key));
+            "{} is not a list of names: no run can be cleared, because its inputs are not known.", key));
     complaints.report(wrapperName + "/Info.plist");
 }
 

@@ -6,34 +6,34 @@
 #include <string>
 #include <vector>
 
-// What the files of a wrapper say about a batch. Reading never fails: what is missing is absent, what can't
-// be read is reported and counts as absent. docs/wrapper-format.md tells the form.
+// The content of a wrapper's files. Reading never fails: a missing file counts as empty, an unreadable one is
+// reported and counts as empty. docs/wrapper-format.md describes the format.
 struct TaskWrapper {
-    std::string wrapperName; // The folder's path.
-    platform::Value storedInformation; // Info.plist, a dictionary.
-    bool infoIsUnreadable = false; // There is an Info.plist that can't be read: it must not be written over.
-    std::optional<std::vector<std::string>> inputFiles; // Null: clearing keeps no file.
-    bool inputFilesAreUnknown = false; // The list can't be understood: nothing must be cleared.
+    std::string wrapperName; // Path of the folder.
+    platform::Value storedInformation; // The dictionary of Info.plist.
+    bool infoIsUnreadable = false; // An Info.plist that can't be read must not be overwritten.
+    std::optional<std::vector<std::string>> inputFiles; // Nothing: clearing keeps no file.
+    bool inputFilesAreUnknown = false; // The list can't be understood: nothing may be cleared.
     std::optional<std::string> executable;
     std::optional<std::string> originalExecutable;
-    bool executableIsUnreadable = false; // As above, for Executable.plist.
+    bool executableIsUnreadable = false; // The same for Executable.plist.
     std::optional<std::string> executableMD5;
 
-    // Writes MacOSX/<Executable>.md5 when it is missing.
+    // Reads a wrapper. Writes MacOSX/<Executable>.md5 when it is missing.
     static TaskWrapper read(const std::string& wrapperName);
 
-    // One dictionary a task, in task order.
+    // One dictionary for each task, in task order.
     std::vector<platform::Value> taskDescriptions() const;
 
 private:
     void readInformation();
 };
 
-// The MD5 of a file as 32 lower-case hexadecimal digits; nothing when it can't be opened. Reads 64 KiB at a
-// time.
+// The MD5 of a file as 32 lower-case hexadecimal digits; nothing when the file can't be read. Reads 64 KiB at
+// a time. Any thread.
 std::optional<std::string> md5ChecksumForFile(const std::string& path);
 
-// What a value says when a text is wanted: a text itself, a number in its shortest form.
+// Converts a value to a text: a text itself, a number in its shortest form; otherwise nothing.
 std::optional<std::string> textOfValue(const platform::Value* value);
-// What a value says when a number is wanted: a number itself, a text by its leading number; else 0.
+// Converts a value to a number: a number itself, the leading number of a text; otherwise 0.
 double numberOfValue(const platform::Value* value);

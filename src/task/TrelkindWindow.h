@@ -10,14 +10,14 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks; files beside what is in the selected one; output
+//         batchPage           tasks; files, variables of the selected file; output
 //         notesPage           the user's notes, the description of the set-up
 //       an engine's panel   while an engine is attached
 struct TrelkindWindow {
     toolkit::Window window;
     toolkit::Stack content{toolkit::Direction::Down};
     toolkit::Stack heading{toolkit::Direction::Across};
-    toolkit::TabView fixedPartOfView; // Gives up room to an engine's panel.
+    toolkit::TabView fixedPartOfView; // Gives room to an engine's panel.
     toolkit::Split batchPage{toolkit::Direction::Down};
     toolkit::Split filesAndContent{toolkit::Direction::Across};
     toolkit::Split notesPage{toolkit::Direction::Down};
@@ -42,8 +42,7 @@ struct TrelkindWindow {
 
     TrelkindWindow();
 
-    // Moves the fixed part up by a height that an engine's panel takes below it, or back down by a negative
-    // one.
+    // Moves the fixed part up by the height of an engine's panel below it. A negative height moves it back.
     void raiseFixedPart(double height);
 
 private:

@@ -50,7 +50,7 @@ void UploadPreparation::run() const
         "cd Sources\n"
         "make -j 3\n"
         "popd\n");
-    // The loop copies a script that the user has to provide.
+    // The user has to provide runScript.
     writeScript(folder + "/submit",
         fmt::format("#!/bin/bash\n\n"
                     "for i in {{0..{}}}\n"

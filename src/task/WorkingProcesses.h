@@ -4,13 +4,14 @@
 #include <string>
 #include <vector>
 
-// The folders in which the processes of this machine worked at one moment. A run's script works in the folder
-// of its task until it ends, so this tells whether a run is alive that this program didn't start. Any thread.
+// The working directories of this machine's processes at one moment. The script of a run keeps the task's
+// folder as its working directory until it ends, so this finds runs that another program has started. Any
+// thread.
 class WorkingProcesses {
 public:
-    static WorkingProcesses now(); // Reads a link for each process; those of other users aren't seen.
+    static WorkingProcesses now(); // Without the processes of other users.
 
-    std::vector<int> in(const std::string& folder) const; // Their ids, in ascending order.
+    std::vector<int> in(const std::string& folder) const; // Process ids in ascending order.
 
 private:
     std::map<std::string, std::vector<int>> byFolder_;

@@ -4,8 +4,9 @@
 
 #include <string>
 
-// A property list of a wrapper that is to be a dictionary. One that is missing is empty; one that can't be
-// read, or is something else, is empty too, was reported, and must not be written over.
+// A property list of a wrapper whose root must be a dictionary. A missing file gives an empty dictionary. A
+// file that can't be read or has another root gives an empty dictionary, too; it is reported and must not be
+// overwritten.
 struct WrapperList {
     platform::Value dictionary{platform::Value::Dictionary()};
     bool isUnreadable = false;
@@ -13,5 +14,5 @@ struct WrapperList {
     static WrapperList read(const std::string& path);
 };
 
-// Whether a name stands for a file of its folder and for nothing outside of it.
+// Whether a name is that of a file directly in its folder.
 bool isBareFileName(const std::string& name);

@@ -11,7 +11,7 @@
 namespace toolkit {
 
 // Each control has a value, which the logic sets and asks, and actions, which the logic fills in and a front
-// end performs by the functions that stand under "The user". An action may take its control away.
+// end performs by the functions under "The user". An action may destroy its control.
 
 class TextField : public View {
 public:
@@ -55,7 +55,7 @@ public:
     void setString(std::string text) { setText(RichText(std::move(text))); }
     const RichText& text() const { return text_; }
     void setText(RichText text) { set(text_, std::move(text)); }
-    // Whether the user may give emphasis to what he writes.
+    // Whether the user may format the text.
     bool isRich() const { return isRich_; }
     void setRich(bool isRich) { set(isRich_, isRich); }
     bool isEditable() const { return isEditable_; }

@@ -10,7 +10,7 @@
 
 class KRDraggableViewsController;
 
-// An entry of a list that the user reorders: what it stands for, and the view that shows it.
+// An entry of a list that the user reorders: its stored form, and the view that shows it.
 class KRDraggableEntry {
 public:
     virtual ~KRDraggableEntry() = default;
@@ -23,7 +23,7 @@ public:
     virtual std::vector<std::string> draggingTypes() const = 0;
 };
 
-// The owner of a list, who is told of what the user does with it.
+// The owner of a list. It is notified of what the user does with the list.
 class KRDraggableViewsDelegate {
 public:
     using Controller = std::shared_ptr<KRDraggableEntry>;

@@ -25,7 +25,7 @@ struct Model::State {
         return held;
     }
 
-    // Calls one function of each entry. An observer that goes meanwhile isn't called any more: nobody but
+    // Calls one function of each entry. An observer that is destroyed meanwhile isn't called any more: only
     // this then holds its entry.
     template <typename Call>
     void tell(Call call)
@@ -84,7 +84,7 @@ void Model::changed(const Change& change)
     platform::MainLoop::main().post([weak = std::weak_ptr(state_)] {
         const auto state = weak.lock();
         if (!state)
-            return; // The model has gone, and its observers were told.
+            return; // The model was destroyed, and has notified its observers.
         state->isNoticePosted = false;
         const Change all = std::exchange(state->gathered, {});
         state->tell([&all](const Observation::Entry& entry) {

@@ -8,7 +8,7 @@ namespace toolkit {
 // View models: what a front end shows and what the logic sets and asks. They hold no pixels and no events; a
 // front end reads them, and a test is a front end too. All of the toolkit belongs to the main thread.
 
-// What has changed in a model since its observers were last told.
+// What has changed in a model since the last notice to its observers.
 struct Change {
     bool value = false; // A text, a number, a state, a title, a place.
     bool rows = false; // The number of rows.
@@ -21,8 +21,8 @@ struct Change {
     bool operator==(const Change&) const = default;
 };
 
-// Something that is observed. Changes are gathered and told once for each turn of the main loop, with
-// everything that has changed since; the end of the model is told at once.
+// Something that is observed. Changes are gathered into one notice for each turn of the main loop, with
+// everything that has changed since; the end of the model is notified at once.
 class Model {
 public:
     Model() = default;

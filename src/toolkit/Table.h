@@ -69,14 +69,14 @@ public:
     // The number of rows as it was last noted: a row added since then isn't there yet.
     int numberOfRows() const { return rowCount_; }
     void noteNumberOfRowsChanged();
-    void reloadData(); // Notes the number of rows as well, and all of it is told once.
+    void reloadData(); // Notes the number of rows as well, in the same notice.
 
     CellValue value(std::string_view column, int row) const;
     CellStyle styleForDisplay(std::string_view column, int row);
     std::shared_ptr<Menu> contextMenu(int row); // Null when there is none.
 
-    // Rows outside of the table are left out. The delegate is told at once when the selection is another one
-    // afterwards.
+    // Rows outside of the table are left out. The delegate is notified at once when the selection is another
+    // one afterwards.
     void selectRows(const std::set<int>& rows);
     const std::set<int>& selectedRows() const { return selection_; }
     int selectedRow() const; // The last selected row, -1 when there is none.

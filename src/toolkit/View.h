@@ -32,8 +32,8 @@ struct Color {
     bool operator==(const Color&) const = default;
 };
 
-// A rectangle in a tree of rectangles. The tree borrows: a view leaves its parent, and lets its children go,
-// when it is destroyed.
+// A rectangle in a tree of rectangles. The tree owns nothing: a view that is destroyed leaves its parent, and
+// its children are left without one.
 class View : public Model {
 public:
     ~View() override;

@@ -33,7 +33,7 @@ public:
     bool userCloses();
     // The user: works in this window now, which brings it to the front.
     void userActivates();
-    // The logic's answer to that; a window without one closes. May let the window go.
+    // Asked by userCloses(); a window without it closes. It may destroy the window.
     std::function<bool()> shouldClose;
 
     UndoManager& undoManager() { return undoManager_; }

@@ -1,11 +1,13 @@
 #include "diagnostics/KRComputationalThread.h"
 #include "diagnostics/KRSerialNumber.h"
 
+#include "platform/AnotherProcess.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
 #include <set>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -66,6 +68,27 @@ public:
 bool served(const std::function<bool()>& condition)
 {
     return platform::MainLoop::main().runUntil(condition, 20);
+}
+
+// In a process of its own, whose user may have no more threads for a while. The first test, since a copy of
+// this process has none of the threads that the pool believes in.
+TEST(ComputationalThread, AJobWaitsForAMachineThatGivesNoThread)
+{
+    const int status = inAnotherProcess(AsUser::Nobody, "", [] {
+        const auto center = KRMessageCenter::create();
+        KRMessageCenter::setSharedCenter(center);
+        rlimit limit{};
+        ::getrlimit(RLIMIT_NPROC, &limit);
+        const rlimit none{0, limit.rlim_max};
+        ::setrlimit(RLIMIT_NPROC, &none);
+        const auto worker = std::make_shared<Worker>();
+        KRComputationalThread::forObject(
+            worker, &Worker::twice, std::make_shared<Number>(Number{4}), &Worker::end);
+        const bool isTold = served([&] { return !center->messages().empty(); });
+        ::setrlimit(RLIMIT_NPROC, &limit);
+        return isTold && worker->results.empty() && served([&] { return worker->results == std::vector{8}; });
+    });
+    EXPECT_EQ(status, 0);
 }
 
 TEST(ComputationalThread, WorksElsewhereAndEndsOnTheMainThread)

@@ -77,8 +77,16 @@ TEST(MessageViews, ASelectionShowsTheDetailOfItsOwnTable)
     EXPECT_EQ(secondDetail.string(), "without");
     shown.table.selectRows({0, 1});
     EXPECT_EQ(shown.detail.string(), "");
-    shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
+    toolkit::Table third;
+    shown.center->setAdditionalScrollView(&third, &secondDetail, &delegate);
     EXPECT_EQ(second.dataSource(), nullptr);
+    third.selectRows({0});
+    second.setDataSource(shown.center.get());
+    second.selectRows({1});
+    EXPECT_EQ(secondDetail.string(), "and long") << "the former table tells its selection to nobody";
+    second.setDataSource(nullptr);
+    shown.center->setAdditionalScrollView(nullptr, nullptr, nullptr);
+    EXPECT_EQ(third.dataSource(), nullptr);
 }
 
 TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
@@ -89,6 +97,8 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     EXPECT_EQ(messages.table.accessibleName() + ", " + messages.detail.accessibleName() + ", "
             + messages.count.accessibleName(),
         "Messages, Message detail, Message count");
+    EXPECT_EQ(messages.table.columns().size(), 2U);
+    EXPECT_TRUE(messages.table.column("Date") && messages.table.column("Text"));
     center->newMessage("short", "and long");
     platform::MainLoop::main().runPending();
     EXPECT_TRUE(messages.window.isVisible());
@@ -104,6 +114,8 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     EXPECT_EQ(messages.table.numberOfRows(), 0);
     EXPECT_TRUE(messages.window.userCloses());
     EXPECT_FALSE(center->windowVisible());
+    center->updateIfNeccesaryFromTimer();
+    EXPECT_FALSE(messages.window.isVisible()) << "nothing new";
     toolkit::Workspace::shared() = {};
 }
 

@@ -43,17 +43,33 @@ TEST_F(Progress, WorkThatEndsSoonNeverShowsAndTheTimerStopsAfterIt)
 {
     const toolkit::Noted changes(list);
     auto brief = entry("brief");
+    controller->updateViewIfNeccesary();
+    EXPECT_TRUE(list.views().empty()) << "too early";
     ASSERT_TRUE(served([&] { return controller->timerIsRunning(); }));
     brief.reset();
     EXPECT_TRUE(served([&] { return !controller->timerIsRunning(); }));
     EXPECT_FALSE(changes.all.structure);
+    const auto next = entry("next");
+    EXPECT_TRUE(shows(1)) << "the timer starts again";
 }
 
 TEST_F(Progress, LinesComeAndGoAndAreCounted)
 {
+    struct Updates : KRProgressControllerDelegate {
+        void progressViewUpdated(KRProgressController&) override { ++count; }
+        int count = 0;
+    } updates;
+    controller->setDelegate(&updates);
     auto first = entry("first");
     auto second = entry("second");
+    second->setIndeterminate(true);
     ASSERT_TRUE(shows(2));
+    EXPECT_GT(updates.count, 0);
+    controller->setDelegate(nullptr);
+    const auto* const bar = controller->visibleEntries().at(1)->progressPole();
+    EXPECT_TRUE(bar->isIndeterminate());
+    EXPECT_EQ(bar->minimum(), 0);
+    EXPECT_EQ(bar->maximum(), 1);
     EXPECT_EQ(count.stringValue(), "2 tasks");
     EXPECT_EQ(list.views().at(0)->layout(), "KRProgressEntryController");
     EXPECT_EQ(list.spaceToTheLeft(), 2.0);
@@ -93,7 +109,11 @@ TEST_F(Progress, FractionsAreHeldToTheirRangeUnlessTheyAreAdded)
 }
 
 struct AbortListener : KRProgressDelegate {
-    void abortButtonHit(KRProgressEntryController&) override { ++hits; }
+    void abortButtonHit(KRProgressEntryController& line) override
+    {
+        if (++hits < 3)
+            line.abortButtonHit();
+    }
     int hits = 0;
 };
 

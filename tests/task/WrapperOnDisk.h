@@ -3,17 +3,21 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/plist/PropertyList.h"
+#include "toolkit/Table.h"
 
+#include <chrono>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
-// A wrapper in a folder of the test's own, with every other place of the system in it as well, and a message
-// center that only this test reports to.
+// A wrapper in a temporary folder. All other places of the system are in that folder, too, and the messages
+// go to a message center of this object.
 class WrapperOnDisk {
 public:
     explicit WrapperOnDisk(const std::string& name = "Batch.vtask") : path_(folder_ / name)
@@ -38,7 +42,6 @@ public:
     {
         platform::Value::Array entries;
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-            EXPECT_TRUE(platform::files::createDirectories(path_ + "/" + std::to_string(i)));
             write(std::to_string(i) + "/input", "x");
             entries.emplace_back(platform::Value::Dictionary{
                 {"Argument", arguments[i]}, {"Time Value", 0.5 * static_cast<double>(i)}});
@@ -63,10 +66,17 @@ public:
     {
         EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
-    void write(const std::string& name, const std::string& bytes = "") const
+    // Makes the file and its folders; sets the modification time back by so many seconds.
+    void write(const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
     {
+        EXPECT_TRUE(
+            platform::files::createDirectories(platform::paths::deletingLastComponent(path_ + "/" + name)));
         EXPECT_TRUE(platform::files::writeFile(path_ + "/" + name, bytes));
+        if (secondsAgo > 0)
+            std::filesystem::last_write_time(path_ + "/" + name,
+                std::filesystem::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
     }
+    void remove(const std::string& name) const { EXPECT_TRUE(platform::files::remove(path_ + "/" + name)); }
     std::string read(const std::string& name) const
     {
         return platform::files::readFile(path_ + "/" + name).value_or("");
@@ -100,11 +110,21 @@ private:
     std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
 
-// Whether a process still runs; one that only waits for its parent to take notice of its end doesn't.
+// Whether a process runs; false for a zombie.
 inline bool isAlive(int process)
 {
     const auto status = platform::files::readFile("/proc/" + std::to_string(process) + "/stat");
     return status && status->find(") Z ") == std::string::npos;
+}
+
+// The cells of a table's columns: "1|Done|2||" for two rows of two columns.
+inline std::string cells(const toolkit::Table& table, const std::vector<std::string>& columns)
+{
+    std::string text;
+    for (int row = 0; row < table.numberOfRows(); ++row)
+        for (const std::string& column : columns)
+            text += toolkit::cellText(table.value(column, row)) + "|";
+    return text;
 }
 
 inline bool served(const std::function<bool()>& condition, double limitInSeconds = 30)

@@ -1,4 +1,8 @@
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/ProcessInfo.h"
+#include "platform/service/LocalService.h"
 #include "task/KRTrelkindApplication.h"
+#include "task/MainMenu.h"
 #include "task/SVTrelkindEngine.h"
 #include "task/WrapperOnDisk.h"
 #include "toolkit/Noted.h"
@@ -28,6 +32,8 @@ struct Cluster : KRTrelkindMachine {
     std::shared_ptr<SVTrelkindEngine> createTaskFor(
         SVTaskController& controller, const std::string& queue) override
     {
+        if (queue == "broken")
+            throw std::runtime_error("no such queue");
         auto engine = std::make_shared<Engine>(&controller);
         engine->queue = queue;
         return engine;
@@ -52,49 +58,59 @@ protected:
     {
         KRTrelkindMachine::kinds()["LSF"] = [] { return std::make_shared<Cluster>(); };
     }
-    ~Application() override { KRTrelkindMachine::kinds().clear(); }
-
-    static void writeMachines(const Value& list)
+    ~Application() override
     {
-        EXPECT_TRUE(files::createDirectories(platform::Places::library()));
-        EXPECT_TRUE(platform::propertylist::writeAtomically(list, machineList()));
+        KRTrelkindMachine::kinds().clear();
+        toolkit::Workspace::shared() = {};
     }
+
     static std::string machineList() { return platform::Places::library() + "/Machines.plist"; }
     static Value machine(const std::string& name) { return Value::Dictionary{{"Machine Name", name}}; }
-    static std::vector<std::string> titles(const toolkit::Menu& menu)
+    static std::string titles(const toolkit::Menu& menu, bool onlyEnabled = false)
     {
-        std::vector<std::string> found;
+        std::string found;
         for (int i = 0; i < menu.count(); ++i)
-            found.push_back(menu.item(i).isSeparator ? "-" : menu.item(i).title);
+            if (!onlyEnabled || menu.isEnabled(i))
+                found += (found.empty() ? "" : ", ") + (menu.item(i).isSeparator ? "-" : menu.item(i).title);
         return found;
     }
 
     WrapperOnDisk wrapper;
+    KRTrelkindApplication app;
 };
 
 TEST_F(Application, MakesItsFoldersAndRemakesTheScratchFolder)
 {
     const std::string scratch = platform::Places::scratch();
-    EXPECT_TRUE(files::createDirectories(scratch + "/old/deep"));
-    const KRTrelkindApplication app;
     EXPECT_TRUE(files::isDirectory(platform::Places::library()));
-    EXPECT_THAT(files::contentsOfDirectory(scratch).value(), ElementsAre("Empty"));
-    EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
     EXPECT_EQ(files::attributes(scratch)->permissions, 0700U);
-    // A second session shares it with the one that works in it, and doesn't take it away.
-    EXPECT_TRUE(files::writeFile(scratch + "/at work", ""));
+    EXPECT_EQ(files::size(scratch + "/Empty"), 0U);
+    // A second session shares the folder with the first one and does not remove it.
+    EXPECT_TRUE(files::createDirectories(scratch + "/in use/deep"));
+    EXPECT_TRUE(ScratchFolder(scratch).isUsable());
+    EXPECT_TRUE(files::exists(scratch + "/in use"));
+    platform::Places::setRoot(wrapper.folder() / "elsewhere");
+    const std::string theirs = platform::Places::scratch();
+    EXPECT_TRUE(files::createDirectories(theirs + "/old/deep"));
+    EXPECT_TRUE(files::setPermissions(theirs, 0700));
     {
-        const ScratchFolder second(scratch);
+        const platform::FolderLock taken(theirs, platform::FolderLock::Kind::Exclusive);
+        EXPECT_FALSE(ScratchFolder(theirs).isUsable());
+        EXPECT_THAT(wrapper.messages(), ElementsAre("The scratch folder can not be used."));
     }
-    EXPECT_TRUE(files::exists(scratch + "/at work"));
-    EXPECT_EQ(KRTrelkindApplication::localMachine(), nullptr);
-    EXPECT_THAT(KRTrelkindApplication::remoteMachinesOfServers(), IsEmpty());
+    platform::Pace::setFactor(0.001);
+    KRTrelkindApplication other;
+    platform::Pace::setFactor(1);
+    EXPECT_THAT(files::contentsOfDirectory(theirs).value(), ElementsAre("Empty"));
+    toolkit::Noted table(other.machineTable());
+    EXPECT_TRUE(served([&] { return table.takeReload(); }, 5)) << "the table is read again every 30 seconds";
 }
 
 TEST_F(Application, OpensAPathOnce)
 {
-    KRTrelkindApplication app;
     EXPECT_EQ(KRTrelkindApplication::app(), &app);
+    EXPECT_EQ(KRTrelkindApplication::localMachine(), nullptr);
+    EXPECT_THAT(KRTrelkindApplication::remoteMachinesOfServers(), IsEmpty());
     EXPECT_TRUE(app.applicationOpenFile(wrapper.path()));
     app.openTask(0, {"/elsewhere"});
     toolkit::Window other;
@@ -109,49 +125,53 @@ TEST_F(Application, OpensAPathOnce)
 
 TEST_F(Application, KeepsTheMachineList)
 {
-    writeMachines(Value::Array{machine("a"), Value::Dictionary{{"Type", "Abacus"}}, machine("b")});
-    KRTrelkindApplication app;
+    const auto stored = [] {
+        std::string names;
+        const auto list = *platform::propertylist::readFile(machineList());
+        for (const Value& entry : *list.array())
+            names += entry.textFor("Machine Name").value_or("?") + " ";
+        return names;
+    };
+    EXPECT_TRUE(platform::propertylist::writeAtomically(
+        Value::Array{machine("a"), Value::Dictionary{{"Type", "Abacus"}}, machine("b")}, machineList()));
     app.awakeFromNib();
     EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type"));
     EXPECT_EQ(app.remoteMachines().size(), 2U);
+    toolkit::Noted table(app.machineTable());
+    platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
+    EXPECT_TRUE(table.takeReload());
+    EXPECT_EQ(cells(app.machineTable(), {""}), "me@a|me@b|");
     EXPECT_THAT(app.machines().acceptableDragTypes(), ElementsAre("SV Machine Definition"));
     for (const auto* help :
         {&app.helpCreateTask, &app.helpOverview, &app.helpRunningJobs, &app.helpSettingMachines})
         EXPECT_GT(help->string().size(), 100U);
-    const auto shown = [&] { return app.machines().viewList().views(); };
-    EXPECT_THAT(shown(), testing::SizeIs(2));
-    const auto first = shown().at(0);
+    const auto first = app.machines().viewList().views().at(0);
     app.machines().moveController(0, 1);
-    EXPECT_EQ(shown().at(1), first);
+    EXPECT_EQ(app.machines().viewList().views().at(1), first);
+    app.addLSFMachine(false);
+    EXPECT_FALSE(app.machineWindow().isVisible());
     app.addLSFMachine(true);
     EXPECT_TRUE(app.machineWindow().isVisible());
-    const auto stored = [&] {
-        std::vector<std::string> names;
-        const auto list = *platform::propertylist::readFile(machineList());
-        for (const Value& entry : *list.array())
-            names.push_back(entry.textFor("Machine Name").value_or("?"));
-        return names;
-    };
-    EXPECT_THAT(stored(), ElementsAre("b", "a", "new"));
+    EXPECT_EQ(app.machines().viewList().views().size(), 4U);
+    EXPECT_EQ(stored(), "b a new new ");
+    app.machines().removeController(3);
     app.machines().moveController(2, 0);
-    EXPECT_THAT(stored(), ElementsAre("new", "b", "a"));
-    app.machines().removeController(0);
-    EXPECT_THAT(stored(), ElementsAre("b", "a"));
+    EXPECT_EQ(stored(), "new b a ");
 
     std::static_pointer_cast<Cluster>(app.remoteMachines()[0])->name = "broken";
     app.saveMachineInformation();
-    EXPECT_THAT(wrapper.messages(), ElementsAre("Unkown type", "Could not get property from Cluster"));
-    EXPECT_EQ(platform::propertylist::readFile(machineList())->array()->size(), 1U);
-    app.machines().fillFromPropertyList({});
+    EXPECT_EQ(wrapper.messages().back(), "Could not get property from Cluster");
+    EXPECT_EQ(stored(), "b a ");
+    KRTrelkindMachine::kinds().clear();
+    app.machines().fillFromPropertyList(Value::Array{machine("c")});
     app.saveMachineInformation();
-    EXPECT_EQ(platform::propertylist::readFile(machineList()), Value(Value::Array()));
+    EXPECT_EQ(stored(), "b a ") << "a definition that can't be shown is kept";
+    EXPECT_FALSE(app.validateMenuItem("addLSFMachine:"));
 }
 
-TEST_F(Application, AMachineListThatCanNotBeReadIsLeftAlone)
+TEST_F(Application, AnUnreadableMachineListIsNotOverwritten)
 {
-    EXPECT_TRUE(files::createDirectories(platform::Places::library()));
     EXPECT_TRUE(files::writeFile(machineList(), "<plist><array><dict>"));
-    KRTrelkindApplication app;
     app.awakeFromNib();
     app.addLSFMachine(false);
     EXPECT_EQ(files::readFile(machineList()), "<plist><array><dict>");
@@ -161,30 +181,28 @@ TEST_F(Application, AMachineListThatCanNotBeReadIsLeftAlone)
 
 TEST_F(Application, KeepsTheMenusInStepWithTheList)
 {
-    KRTrelkindApplication app;
     toolkit::Menu& menu = app.menuEntryWithMachines();
-    app.updateMenuOfMachines();
-    EXPECT_THAT(titles(menu), ElementsAre("-", "Add Machine"));
-    app.machines().fillFromPropertyList(Value::Array{machine("a"), machine("b")});
-    app.updateMenuOfMachines();
-    app.updateMenuOfMachines();
-    EXPECT_THAT(titles(menu), ElementsAre("me@a", "me@b", "-", "Add Machine"));
+    const auto titlesWith = [&](const Value::Array& machines) {
+        app.machines().fillFromPropertyList(machines);
+        app.updateMachineInformation();
+        return titles(menu);
+    };
+    EXPECT_EQ(titlesWith({}), "-, Add Machine");
+    EXPECT_EQ(platform::propertylist::readFile(machineList()), Value(Value::Array()));
+    EXPECT_EQ(titlesWith({machine("a"), machine("b")}), "me@a, me@b, -, Add Machine");
+    EXPECT_EQ(titlesWith({machine("a"), machine("b")}), "me@a, me@b, -, Add Machine");
     EXPECT_EQ(menu.item(1).action, "runOnSpecificMachine:");
-    app.machines().fillFromPropertyList(Value::Array{machine("c")});
-    app.updateMenuOfMachines();
-    EXPECT_THAT(titles(menu), ElementsAre("me@c", "-", "Add Machine"));
+    EXPECT_EQ(titlesWith({machine("c")}), "me@c, -, Add Machine");
 
     toolkit::Menu runMenu;
     for (const char* title : {"Run here", "Elsewhere", "stale"})
         runMenu.add({.title = title});
     app.menuNeedsUpdate(runMenu);
-    EXPECT_THAT(titles(runMenu), ElementsAre("Run here", "Elsewhere", "me@c : short", "me@c : long"));
+    EXPECT_EQ(titles(runMenu), "Run here, Elsewhere, me@c : short, me@c : long");
 
-    // The first kind of item stands for a machine without a queue, with which nothing can be started.
-    // They act on the wrapper in front.
+    // The items of `menu` have no queue and start nothing. Both menus act on the wrapper in front.
     const auto controller = app.openTaskWithName(wrapper.path());
     const auto behind = app.openTaskWithName(wrapper.path() + "/.");
-    EXPECT_TRUE(app.validateMenuItem("runOnSpecificMachine:"));
     app.openTaskWithName(wrapper.path());
     menu.choose(0);
     EXPECT_FALSE(controller->engine());
@@ -197,33 +215,161 @@ TEST_F(Application, KeepsTheMenusInStepWithTheList)
     EXPECT_TRUE(app.validateMenuItem("runOnSpecificMachine:"));
     controller->endAllTasks();
     EXPECT_TRUE(controller->engine()) << "an engine without a panel stays attached";
+    menu.choose(2);
+    EXPECT_EQ(app.remoteMachines().size(), 2U);
+
+    behind->runOnSpecificMachine(KRTrelkindController::RunTarget{app.remoteMachines()[0], "broken"});
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Problem"));
+    int setups = 0;
+    KRTrelkindController::setupMaker() = [&](KRTrelkindController& task, const std::any&) {
+        EXPECT_EQ(&task, behind.get());
+        ++setups;
+        return std::make_shared<toolkit::Window>();
+    };
+    behind->startOnRemoteMachine({});
+    behind->startOnRemoteMachine({});
+    EXPECT_EQ(setups, 1);
+    EXPECT_NE(toolkit::ShownWindows::shared().frontToBack().front(), behind->window());
+    KRTrelkindController::setupMaker() = nullptr;
 }
 
-TEST_F(Application, AWrapperGoesBackToTheMachineThatItWasBoundTo)
+TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
 {
-    writeMachines(Value::Array{machine("a"), machine("b"), machine("b")});
-    KRTrelkindApplication app;
-    app.awakeFromNib();
-    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "gone"}, {"Queue", "q"}});
-    EXPECT_FALSE(app.openTaskWithName(wrapper.path())->engine());
-    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "b"}, {"Queue", "q"}});
-    const auto* engine = dynamic_cast<Engine*>(app.openTaskWithName(wrapper.path() + "/")->engine());
-    ASSERT_TRUE(engine);
-    EXPECT_EQ(engine->queue, "q");
-    EXPECT_EQ(engine->updates, 1);
-}
+    MainMenu mainMenu(app);
+    toolkit::Menu& file = *mainMenu.menus().at(0);
+    toolkit::Menu& batch = *mainMenu.menus().at(1);
+    EXPECT_EQ(titles(file), "Open\u2026, Close, -, Quit");
+    EXPECT_EQ(titles(batch),
+        "Run on this computer, Run on cluster, End all tasks, -, Clear aborted tasks, Prepare for upload");
+    EXPECT_EQ(file.item(0).key + file.item(1).key + file.item(3).key + batch.item(0).key,
+        "Ctrl+OCtrl+WCtrl+QCtrl+R");
+    EXPECT_EQ(titles(file, true), "Open\u2026, Quit");
+    EXPECT_EQ(titles(batch, true), "Run on cluster");
+    toolkit::Workspace::shared().showFilePanel = [&](const toolkit::FilePanel& panel) {
+        EXPECT_EQ(panel.title, "Open a task wrapper");
+        EXPECT_EQ(panel.kind, toolkit::FilePanel::Kind::OpenFolders);
+        panel.answered(1, {wrapper.path()});
+    };
+    wrapper.tasks({"a"}).information("Project Name", "/p").write("0/VTask_aborted");
+    file.choose(0);
+    EXPECT_EQ(
+        titles(batch, true), "Run on this computer, Run on cluster, Clear aborted tasks, Prepare for upload");
+    batch.choose(0);
+    EXPECT_EQ(titles(batch, true), "Run on cluster, End all tasks, Clear aborted tasks, Prepare for upload");
+    batch.choose(4);
+    EXPECT_FALSE(wrapper.has("0/VTask_aborted"));
+    batch.choose(5);
+    EXPECT_TRUE(wrapper.has("Project/submit"));
+    batch.choose(2);
+    EXPECT_EQ(titles(batch, true), "Run on this computer, Run on cluster, Prepare for upload");
 
-TEST_F(Application, TellsTheWindowsThatMachinesHaveChanged)
-{
-    KRTrelkindApplication app;
-    toolkit::Noted table(app.machineTable());
-    platform::NotificationCenter::defaultCenter().post("SVReloadMachineList");
-    EXPECT_TRUE(table.takeReload());
+    toolkit::Menu& clusters = *batch.item(1).submenu;
+    clusters.choose(0);
+    clusters.needsUpdate(clusters);
+    EXPECT_EQ(titles(clusters), "New Machine, -, me@new : short, me@new : long");
+    int quits = 0;
+    mainMenu.whenQuitting = [&quits] { ++quits; };
+    file.choose(3);
+    EXPECT_EQ(quits, 1);
+    file.choose(1);
+    EXPECT_THAT(app.listOfControllers(), IsEmpty());
     int connects = 0;
     const auto observation = platform::NotificationCenter::defaultCenter().observe(
         "SVConnectToServer", [&](const auto& notification) { connects += notification.object == &app; });
     app.createMachineConnection();
     EXPECT_EQ(connects, 1);
+    toolkit::Window window;
+    toolkit::Table messages;
+    window.setContent(&messages);
+    KRMessageCenter::sharedMessageCenter()->setScrollView(&messages);
+    mainMenu.menus().at(2)->choose(0);
+    EXPECT_TRUE(window.isVisible());
+    KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
+}
+
+TEST_F(Application, AWrapperReconnectsToItsMachine)
+{
+    app.machines().fillFromPropertyList(Value::Array{machine("a"), machine("b"), machine("b")});
+    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "gone"}, {"Queue", "q"}});
+    EXPECT_FALSE(app.openTaskWithName(wrapper.path())->engine());
+    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "b"}, {"Queue", "q"}});
+    auto* engine = dynamic_cast<Engine*>(app.openTaskWithName(wrapper.path() + "/")->engine());
+    ASSERT_TRUE(engine);
+    EXPECT_FALSE(engine->isRunning() || engine->isAtWork(0) || engine->settingsView());
+    EXPECT_EQ(engine->queue, "q");
+    EXPECT_EQ(engine->updates, 1);
+}
+
+// The companion's end of the link.
+struct Companion {
+    explicit Companion(const std::string& path)
+        : service(std::move(*platform::LocalService::offer(
+            "SorvantaTrelkindNotify", [this, path](const std::string& operation, const Value& content) {
+                EXPECT_EQ(operation, "recieveTrelkindNotification:");
+                heard = *content.find(path);
+                return Value();
+            })))
+    { }
+    bool hears(const Value::Array& numbers)
+    {
+        return served([&] { return std::exchange(heard, {}) == Value(numbers); }, 10);
+    }
+    Value heard;
+    std::unique_ptr<platform::LocalService> service;
+};
+
+TEST_F(Application, TellsTheCompanionWhatHasChanged)
+{
+    wrapper.tasks({"", "", ""}).write("1/VTask_runStarted");
+    const auto controller = app.openTaskWithName(wrapper.path());
+    SorvantaLink& link = app.sorvanta();
+    const auto change = [&](std::size_t number) {
+        app.sendSorvantaChangeNotification(*controller->taskInformation()[number]);
+    };
+    const auto isConnected = [&] { return link.isConnected(); };
+    const auto held = [&] { return link.combinedContent().at(wrapper.path()); };
+    for (int i = 0; i < 10; ++i)
+        change(2);
+    EXPECT_EQ(held(), (std::set{1, 2}));
+    auto companion = std::make_unique<Companion>(wrapper.path());
+    EXPECT_FALSE(isConnected()) << "it is looked for when the user changes application";
+    app.applicationDidBecomeActive();
+    EXPECT_TRUE(companion->hears({1, 2}));
+    EXPECT_THAT(link.combinedContent(), IsEmpty());
+
+    // Within three seconds after a message changes wait for the next event.
+    platform::Pace::setFactor(0.1);
+    const std::pair<std::function<void()>, Value::Array> events[] = {
+        {[&] { change(0); }, {0, 1, 2}}, {[&] { app.applicationDidResignActive(); }, {1, 2}}};
+    for (const auto& [event, numbers] : events) {
+        change(1);
+        app.sendSorvantaChangeNotificationMultiple({controller->taskInformation()[2]});
+        EXPECT_FALSE(served([&] { return link.combinedContent().empty(); }, 0.5)) << "the time has passed";
+        event();
+        EXPECT_TRUE(companion->hears(numbers));
+    }
+
+    // A message that can't be sent is lost and reported.
+    platform::Pace::setFactor(0);
+    link.add(std::string(65 << 20, 'x'), 1);
+    change(0);
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Error when connecting"));
+    EXPECT_EQ(
+        wrapper.lastLongMessage(), "Error when connecting (SendFailed,the companion takes no messages).");
+    EXPECT_THAT(link.combinedContent(), IsEmpty());
+
+    std::string logged;
+    platform::setSystemLogReader([&](const std::string& line) { logged = line; });
+    companion.reset();
+    EXPECT_TRUE(served([&] { return !isConnected(); }, 10));
+    EXPECT_EQ(logged, "Connection to Sorvanta closed down");
+    platform::setSystemLogReader(nullptr);
+    change(1);
+    EXPECT_EQ(held(), std::set{1});
+    companion = std::make_unique<Companion>(wrapper.path());
+    app.applicationDidResignActive();
+    EXPECT_TRUE(companion->hears({1}));
+    platform::Pace::setFactor(1);
 }
 
 } // namespace

@@ -112,7 +112,8 @@ protected:
 TEST_F(Downloads, GoIntoAFolderUnderTheSuggestedName)
 {
     const std::string large(3'000'000, 'x');
-    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ntext",
+    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 4\r\nX-Another-Name-Of-It: "
+                             "filename=wrong\r\n\r\ntext",
         "HTTP/1.1 302 Found\r\nLocation: /b/moved%20here.txt?query\r\nContent-Length: 0\r\n"
         "Content-Disposition: attachment; filename=old\r\nConnection: close\r\n\r\n",
         "HTTP/1.1 200 OK\r\n\r\n" + large,
@@ -153,6 +154,10 @@ TEST_F(Downloads, LeaveNothingWhenTheyFail)
     }
     for (const char* url : {"", "no url", "gopher://127.0.0.1/", "http://127.0.0.1:1/"})
         expectFailure(url);
+    const std::string folders = KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD";
+    ASSERT_TRUE(files::remove(folders));
+    EXPECT_EQ(download("file:///etc/hostname")->folder, nullptr);
+    ASSERT_TRUE(files::createDirectory(folders));
 }
 
 TEST_F(Downloads, GiveUpASilentServer)
@@ -197,6 +202,7 @@ TEST(SuggestedNames, AreBareNames)
         {"attachment; filename=\"C:\\\\x\\\\y.txt\"", "http://host/b", "y.txt"},
         {"attachment; filename=\"..\"", "http://host/b", "b"},
         {"attachment; filename=\"", "http://host/b", "b"},
+        {"attachment; filename=\"c", "http://host/b", "c"},
         {"inline", "http://host/b", "b"},
     };
     for (const auto& given : kCases)

@@ -1,8 +1,9 @@
 #include "temporary/InstanceDirectory.h"
 
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/AnotherProcess.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
-#include "temporary/AnotherProcess.h"
 #include "temporary/RemoveEverything.h"
 
 #include <gtest/gtest.h>
@@ -69,55 +70,40 @@ TEST_F(Instances, OnlyTheirOwnerEntersThem)
 
 TEST_F(Instances, AreJudgedByBeatAndMark)
 {
+    const auto ago = [](double hours) { return dateText(kNow - hours * kHour); };
+    const std::optional<std::string> none;
     enum Fate { Untouched, Marked, Removed };
     const struct {
         const char* what;
-        std::optional<double> beat; // Hours before the start.
-        std::optional<double> mark;
+        std::optional<std::string> beat;
+        std::optional<std::string> mark;
         Fate fate;
     } kCases[] = {
-        {"young", 35, {}, Untouched},
-        {"at the limit", 36, {}, Untouched},
-        {"old", 37, {}, Marked},
-        {"old, marked lately", 40, 2, Untouched},
-        {"old, marked at the limit", 80, 36, Untouched},
-        {"old, marked long ago", 80, 37, Removed},
-        {"young in spite of its mark", 1, 50, Untouched},
-        {"a clock that went back", -35, {}, Untouched},
-        {"a beat far in the future", -37, {}, Marked},
-        {"a mark in the future", 80, -50, Untouched},
-        {"no beat", {}, {}, Marked},
-        {"no beat, marked long ago", {}, 37, Removed},
+        {"young", ago(35), none, Untouched},
+        {"at the limit", ago(36), none, Untouched},
+        {"old", ago(37), none, Marked},
+        {"old, marked lately", ago(40), ago(2), Untouched},
+        {"old, marked at the limit", ago(80), ago(36), Untouched},
+        {"old, marked long ago", ago(80), ago(37), Removed},
+        {"young in spite of its mark", ago(1), ago(50), Untouched},
+        {"a clock that went back", ago(-35), none, Untouched},
+        {"a beat far in the future", ago(-37), none, Marked},
+        {"a mark in the future", ago(80), ago(-50), Untouched},
+        {"no beat", none, none, Marked},
+        {"no beat, marked long ago", none, ago(37), Removed},
+        {"an empty beat", "", none, Untouched},
+        {"a damaged beat", "yesterday", none, Untouched},
+        {"a beat without end", std::string(1000, '2'), none, Untouched},
+        {"a damaged mark", ago(90), "yesterday", Untouched},
     };
-    int number = 0;
     for (const auto& given : kCases) {
         SCOPED_TRACE(given.what);
-        const auto written = [](std::optional<double> age) {
-            return age ? std::optional(dateText(kNow - *age * kHour)) : std::nullopt;
-        };
-        const std::string directory =
-            leftBehind("E" + std::to_string(number++), written(given.beat), written(given.mark));
+        const std::string directory = leftBehind("E", given.beat, given.mark);
         start(0);
         EXPECT_EQ(files::exists(directory), given.fate != Removed);
-        const std::string mark = text(directory + "/markedForRemoval");
-        const std::string expected = given.fate == Marked ? dateText(kNow)
-            : given.fate == Untouched                     ? written(given.mark).value_or("none")
-                                                          : "none";
-        EXPECT_EQ(mark, expected);
+        const auto mark = given.fate == Marked ? ago(0) : given.fate == Removed ? none : given.mark;
+        EXPECT_EQ(text(directory + "/markedForRemoval"), mark.value_or("none"));
         temporary::removeEverything(directory);
-    }
-}
-
-TEST_F(Instances, SurviveDamagedDates)
-{
-    for (const std::string& damaged : {std::string(), std::string("yesterday"), std::string(1000, '2')}) {
-        const std::string beat = leftBehind("beat", damaged);
-        const std::string mark = leftBehind("mark", dateText(kNow - 90 * kHour), damaged);
-        start(0);
-        EXPECT_FALSE(files::exists(beat + "/markedForRemoval")) << damaged;
-        EXPECT_TRUE(files::exists(mark)) << damaged;
-        temporary::removeEverything(beat);
-        temporary::removeEverything(mark);
     }
     ASSERT_TRUE(files::writeFile(parent_ + "/file", "not a directory"));
     start(0);
@@ -138,6 +124,9 @@ TEST_F(Instances, WipeOutAMarkWhenTheyWake)
 
 TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
 {
+    platform::MainLoop::main();
+    const auto center = KRMessageCenter::create();
+    KRMessageCenter::setSharedCenter(center);
     // After the mark, between two entries, before the last folder.
     for (const bool isFull : {true, false}) {
         const std::string directory = leftBehind("E", dateText(kNow));
@@ -146,6 +135,9 @@ TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
         start(0);
         EXPECT_FALSE(files::exists(directory));
     }
+    platform::MainLoop::main().runPending();
+    ASSERT_EQ(center->messages().size(), 2U);
+    EXPECT_EQ(center->messages()[0]->shortDescription(), "Dir E was marked for removal");
     const std::string bare = parent_ + "/bare";
     ASSERT_TRUE(files::createDirectory(bare));
     start(0);
@@ -171,45 +163,40 @@ TEST_F(Instances, AreRemovedWithTheirReadOnlyFolders)
     EXPECT_EQ(text(outside), "kept");
 }
 
-// Several processes share one parent: some live, one is stopped for days, one was killed.
+// Several processes share one parent: some live, one sleeps for days, one was killed.
 TEST_F(Instances, LiveSideBySide)
 {
-    AnotherProcess stopped([&](AnotherProcess::Channel& channel) {
-        const InstanceDirectory own = start(0);
-        channel.tell(own.path());
-        channel.hear(); // Days later.
-        InstanceDirectory(own).heartBeat();
-        channel.tell("beaten");
-        channel.hear();
-    });
-    const std::string sleeper = stopped.channel().hear();
-    AnotherProcess killed([&](AnotherProcess::Channel& channel) {
-        channel.tell(start(0).path());
-        channel.hear();
-    });
-    const std::string dead = killed.channel().hear();
-    killed.kill();
+    const auto process = [&](double hour) {
+        return std::make_unique<AnotherProcess>([this, hour](AnotherProcess::Channel& channel) {
+            const InstanceDirectory own = start(hour);
+            channel.tell(own.path());
+            channel.hear(); // Days later.
+            own.heartBeat();
+            channel.tell("beaten");
+            channel.hear();
+        });
+    };
+    const auto asleep = process(0);
+    const std::string sleeper = asleep->channel().hear();
+    auto killed = process(0);
+    const std::string dead = killed->channel().hear();
+    killed.reset();
 
     std::vector<std::unique_ptr<AnotherProcess>> starts;
     for (int count = 0; count < 8; ++count)
-        starts.push_back(std::make_unique<AnotherProcess>([&](AnotherProcess::Channel& channel) {
-            channel.tell(start(40).path());
-            channel.hear();
-        }));
+        starts.push_back(process(40));
     std::vector<std::string> living;
-    for (const auto& process : starts)
-        living.push_back(process->channel().hear());
+    for (const auto& started : starts)
+        living.push_back(started->channel().hear());
     EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval"));
     EXPECT_TRUE(files::exists(dead + "/markedForRemoval"));
-
-    stopped.channel().tell("wake");
-    EXPECT_EQ(stopped.channel().hear(), "beaten");
+    asleep->channel().tell("wake");
+    EXPECT_EQ(asleep->channel().hear(), "beaten");
     EXPECT_FALSE(files::exists(sleeper + "/markedForRemoval"));
-    start(41); // It beat at its own hour 0, which is old: it is marked once more, and nothing else.
-    EXPECT_TRUE(files::exists(sleeper));
+    start(75);
+    EXPECT_TRUE(files::exists(sleeper) && files::exists(dead));
     for (const std::string& path : living)
         EXPECT_EQ(text(path + "/beat"), dateText(kNow + 40 * kHour));
-    EXPECT_TRUE(files::exists(dead)); // Its mark is one hour old.
     start(77);
     EXPECT_FALSE(files::exists(dead));
 }

@@ -91,32 +91,19 @@ TEST_F(Unpacking, FillsTheFolder)
         ElementsAre("a.txt", "deep", "good.zip"));
     EXPECT_EQ(files::readFile(inside_ + "/a.txt"), "text");
     EXPECT_EQ(files::readFile(inside_ + "/deep/b.txt"), "more");
-}
-
-TEST_F(Unpacking, TakesANameForNoOption)
-{
-    EXPECT_THAT(unpack("-d..zip", archive({{"a", "x"}})), ElementsAre("-d..zip", "a"));
-}
-
-TEST_F(Unpacking, AsksNobody) // What is there stays, instead of a question that nobody sees.
-{
-    ASSERT_TRUE(files::writeFile(inside_ + "/a", "old"));
-    EXPECT_THAT(unpack("x.zip", archive({{"a", "new"}})), ElementsAre("a", "x.zip"));
-    EXPECT_EQ(files::readFile(inside_ + "/a"), "old");
+    // A name is no option, and what is there stays, instead of a question that nobody sees.
+    EXPECT_THAT(unpack("-d..zip", archive({{"a.txt", "new"}, {"c", ""}})), testing::Contains("c"));
+    EXPECT_EQ(files::readFile(inside_ + "/a.txt"), "text");
 }
 
 TEST_F(Unpacking, WritesNothingOutside)
 {
-    const std::string absolute = folder_ / "absolute";
     unpack("hostile.zip",
-        archive({{"../climbed", "x"}, {absolute, "x"}, {"a/../../climbed2", "x"}, {"good", "x"}}));
+        archive(
+            {{"../climbed", "x"}, {folder_ / "absolute", "x"}, {"a/../../climbed2", "x"}, {"good", "x"}}));
     EXPECT_THAT(*files::contentsOfDirectory(folder_.path()), ElementsAre("inside"));
     EXPECT_TRUE(files::exists(inside_ + "/good"));
-}
-
-TEST_F(Unpacking, EndsWithABrokenArchive)
-{
-    const std::string whole = archive({{"a", std::string(2000, 'x')}});
+    const std::string whole = archive({{"b", std::string(2000, 'x')}});
     EXPECT_THAT(unpack("broken.zip", whole.substr(0, 900)), testing::Contains("broken.zip"));
     EXPECT_THAT(unpack("empty.zip", ""), testing::Contains("empty.zip"));
 }
@@ -129,6 +116,10 @@ TEST_F(Unpacking, RefusesOtherEndings)
     ASSERT_EQ(center_->messages().size(), 1U);
     EXPECT_EQ(center_->messages()[0]->shortDescription(), "Unsupported ending");
     EXPECT_EQ(delegate->folder, nullptr);
+    KRContainerFolder::createWithFolder(folder_ / "missing", false)->uncompressFile("a.zip", delegate);
+    EXPECT_NE(delegate->folder, nullptr);
+    platform::MainLoop::main().runPending();
+    EXPECT_EQ(center_->messages().back()->shortDescription(), "Could not unpack an archive.");
 }
 
 } // namespace

@@ -1,6 +1,12 @@
 #pragma once
 
-// Puts the program together: fills in what the lower floors leave to higher ones, so that an opened wrapper
-// knows projects, machines and data files. Called once by every front end, before it opens a wrapper. Main
-// thread.
-void composeProgram();
+// The program put together: while one exists, everything that the lower floors leave to higher ones is filled
+// in, so that messages have a log, temporary files a directory, and an opened wrapper knows projects,
+// machines and data files. Every front end keeps one around all of its work, and no second one. Main thread.
+class Program {
+public:
+    Program();
+    ~Program(); // Tells that the process is about to end.
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+};

@@ -35,7 +35,7 @@ void BatchDisplay::write(const std::string& text)
 
 void BatchDisplay::update()
 {
-    wrapper_.application().tryToConnectToSorvanta(); // One that is started meanwhile is found.
+    wrapper_.application().tryToConnectToSorvanta(); // Finds a companion that was started meanwhile.
     if (isSilent_)
         return;
     if (isLive_)

@@ -11,11 +11,11 @@
 #include <vector>
 
 // Shows a batch while it runs: a live table on a terminal, otherwise a line for each change of a task's
-// state; or nothing at all.
+// state. A silent display shows nothing.
 class BatchDisplay {
 public:
     enum class Kind { Shown, Silent };
-    // The wrapper must outlive this. The function tells how many tasks run at a time.
+    // The wrapper must outlive this. `concurrency` returns how many tasks run at a time.
     BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency);
     ~BatchDisplay();
     BatchDisplay(const BatchDisplay&) = delete;
@@ -23,11 +23,11 @@ public:
 
     void update();
     void say(const std::string& sentence);
-    // The program is about to stop at the user's wish: gives the terminal back.
+    // Restores the terminal, because the user suspends the program.
     void leave() { live_.leave(); }
-    // The batch goes on without being watched, unless the words go to a file or another program.
+    // Stops the display, unless standard output goes to a file or another program.
     void terminalHasGone();
-    // Leaves the table as it is at the end, and the line of totals.
+    // Prints the final table and the line of totals.
     void finish();
 
 private:
@@ -39,8 +39,8 @@ private:
     BatchProgress progress_;
     LiveDisplay live_;
     std::function<int()> concurrency_;
-    std::vector<TaskState> states_; // As last written.
-    std::vector<std::string> notices_; // Said while the live table is shown.
+    std::vector<TaskState> states_; // As last printed.
+    std::vector<std::string> notices_; // Sentences printed while the live table is shown.
     double start_ = platform::monotonicSeconds();
     bool isSilent_;
     bool isLive_;

@@ -62,7 +62,7 @@ std::string BatchProgress::taskLine(int number, int columns) const
                                        : std::string(wordFor(state));
     const std::string shownNumber = terminal::paddedLeft(fmt::format("{}", number + 1), numberColumns());
     const int room = columns - numberColumns() - kStatusColumns - kPercentColumns - kTimeColumns - 8;
-    if (room < 4) // Too narrow for anything but words.
+    if (room < 4) // Too narrow for a bar.
         return terminal::fitted(
             fmt::format("{} {} {}", shownNumber, word, shownPercentage(task.taskFraction())), columns);
 
@@ -90,7 +90,7 @@ std::vector<int> BatchProgress::tasksThatFit(int rows) const
             numbers.push_back(task->numberInProject());
         return numbers;
     }
-    // Those that run first; then those that come next, and then the last ones that are over.
+    // Running tasks first, then the next waiting ones, then the last ones that have ended.
     const auto take = [&](auto wanted, auto first, auto last) {
         for (auto task = first; task != last && static_cast<int>(numbers.size()) < rows; ++task)
             if (wanted(**task))
@@ -105,7 +105,7 @@ std::vector<int> BatchProgress::tasksThatFit(int rows) const
     return numbers;
 }
 
-// The bar keeps its place and its width, whatever the words say.
+// The bar keeps its place and its width whatever the text after it.
 std::string BatchProgress::totalLine(const std::string& words, int columns) const
 {
     const auto& output = terminal::Output::standard();

@@ -7,15 +7,14 @@
 #include <string>
 #include <vector>
 
-// How far a batch is, in lines for a terminal.
+// Formats the progress of a batch as lines for a terminal.
 class BatchProgress {
 public:
     explicit BatchProgress(const SVTaskController& controller)
         : controller_(controller) { } // Must outlive this.
 
-    // The lines of a live table for a window of that size: the tasks (those that run first, when there are
-    // more than fit), how many others there are, a total line, and below it the notices, the last ones when
-    // there are many.
+    // The lines of a live table for a window of that size: the tasks, the number of tasks that don't fit, a
+    // total line, and the latest notices. When not all tasks fit, running tasks come first.
     std::vector<std::string> lines(
         terminal::Size window, const std::string& total, const std::vector<std::string>& notices) const;
 

@@ -1,4 +1,4 @@
-// The verbs that change a wrapper: clearing data, preparing for another machine.
+// The verbs that change a wrapper: clear and prepare.
 
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/Question.h"
@@ -26,7 +26,7 @@ bool tell(const std::string& sentence)
     return terminal::write(sentence + "\n");
 }
 
-// Results of a task that is done may be all there is of weeks of computing.
+// The results of a task that is done may have taken weeks to compute.
 bool mayClear(OpenWrapper& wrapper, const Tasks& tasks)
 {
     std::vector<int> done;
@@ -68,8 +68,7 @@ bool sameContent(const std::string& a, const std::string& b)
     return files::size(a) == files::size(b) && files::readFile(a) == files::readFile(b);
 }
 
-// Whether what building elsewhere needs beside the sources lies in the wrapper as files; tells of each that
-// doesn't.
+// Whether the scripts and make files are in the wrapper; prints a sentence for each that is missing.
 bool scriptsArePrepared(const std::string& folder)
 {
     bool complete = true;
@@ -84,11 +83,11 @@ bool scriptsArePrepared(const std::string& folder)
     return complete;
 }
 
-// Whether the sources of a project lie in the wrapper as they are; tells of each that doesn't.
+// Whether the wrapper has an identical copy of each source; prints a sentence for each that it hasn't.
 bool sourcesArePrepared(const std::string& projectPath, const std::string& folder)
 {
     bool complete = true;
-    std::map<std::string, std::string> sources; // By their name in the wrapper.
+    std::map<std::string, std::string> sources; // From the path of the copy to the source.
     for (const std::string& source : XCodeProject::createWithFile(projectPath)->filesToCopy()) {
         const std::string copy = folder + "/Sources/" + platform::paths::lastComponent(source);
         const auto [first, isNew] = sources.emplace(copy, source);

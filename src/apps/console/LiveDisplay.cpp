@@ -4,8 +4,8 @@
 
 namespace {
 
-// Control sequences of ECMA-48, and the private modes that every terminal with a second screen knows.
-constexpr const char* kEnter = "\033[?1049h\033[?25l"; // The second screen, without a cursor.
+// Control sequences of ECMA-48, and private modes that terminals with an alternate screen understand.
+constexpr const char* kEnter = "\033[?1049h\033[?25l"; // The alternate screen, with the cursor hidden.
 constexpr const char* kLeave = "\033[?25h\033[?1049l";
 constexpr const char* kHome = "\033[H";
 constexpr const char* kClearToEndOfLine = "\033[K";

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-// Draws on the terminal's second screen: what the user had on the first one stays, whatever happens to the
-// window's size meanwhile. One write a frame, so that nothing flickers.
+// Draws on the terminal's alternate screen, so that the main screen stays unchanged even if the window is
+// resized. Each frame is a single write, to avoid flicker.
 class LiveDisplay {
 public:
     LiveDisplay() = default;
@@ -14,10 +14,10 @@ public:
     LiveDisplay(const LiveDisplay&) = delete;
     LiveDisplay& operator=(const LiveDisplay&) = delete;
 
-    // Each line fits the window, and there are no more of them than the window has.
+    // The lines must fit the window in length and number.
     void show(const std::vector<std::string>& lines);
-    // Gives the first screen back, so that something can be written there. The next frame takes the second
-    // one again.
+    // Returns to the main screen, so that text can be written there. The next frame enters the alternate
+    // screen again.
     void leave();
 
 private:

@@ -10,7 +10,7 @@
 
 namespace {
 
-// A terminal that has gone loses the words and nothing else.
+// A failure to write is ignored: the terminal may be closed.
 void writeError(const std::string& text)
 {
     std::fputs(terminal::printable(text).c_str(), stderr);
@@ -26,7 +26,7 @@ MessagePrinter::MessagePrinter()
 
 MessagePrinter::~MessagePrinter()
 {
-    // What was reported last is still on its way.
+    // The last messages may still be queued on the main loop.
     platform::MainLoop::main().runPending();
     writeNewMessages();
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);

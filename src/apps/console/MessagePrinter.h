@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-// Writes each message of the shared message center to standard error, once. It stands in for the message
+// Prints each message of the shared message center once to standard error. It takes the place of the message
 // window.
 class MessagePrinter {
 public:
@@ -14,7 +14,8 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
-    // Called before each burst of messages, so that a live display can make room, and with each short text.
+    // `beforeWriting` is called before a group of messages, so that a live display can leave the screen;
+    // `whenWritten` is called with the short text of each message.
     std::function<void()> beforeWriting;
     std::function<void(const std::string& sentence)> whenWritten;
 
@@ -26,5 +27,5 @@ private:
     std::size_t written_ = 0;
 };
 
-// Tells what keeps a verb from doing its work, on standard error.
+// Prints a sentence about a failure to standard error.
 void complain(const std::string& sentence);

@@ -15,7 +15,7 @@ int newVerb(const NewWrapper& wanted)
         complain(made.error().text);
         return kNotDone;
     }
-    // A program for another machine is worth a word, and no fault: it may be run there.
+    // A program for another machine is only a warning: it may be run there.
     const std::string program = fmt::format("{}/MacOSX/{}", platform::paths::absolute(wanted.path),
         platform::paths::lastComponent(wanted.program));
     if (const auto status = checkExecutable(program); !status)

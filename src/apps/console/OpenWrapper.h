@@ -11,13 +11,13 @@
 // The exit status of every verb.
 enum ExitStatus { kDone = 0, kNotDone = 1, kWrongUse = 2, kInterrupted = 130 };
 
-// The application with one wrapper open, as every verb that names a wrapper needs it.
+// The application with one wrapper open.
 class OpenWrapper {
 public:
-    // Null when the path is no wrapper; the reason is already printed.
+    // Null when the path is not a wrapper; the reason is already printed.
     static std::unique_ptr<OpenWrapper> open(const std::string& path);
 
-    ~OpenWrapper(); // Tells the companion what it hasn't heard yet.
+    ~OpenWrapper(); // Sends pending changes to the companion.
     OpenWrapper(const OpenWrapper&) = delete;
     OpenWrapper& operator=(const OpenWrapper&) = delete;
 
@@ -26,9 +26,9 @@ public:
     TrelkindWindow& views() { return *controller_->views(); }
     MessagePrinter& messages() { return messages_; }
 
-    // A task by its number as shown, from 1; null when there is none, with the reason printed.
+    // A task by its number in the table, from 1. Null when there is none; the reason is already printed.
     std::shared_ptr<SVSingleTask> task(int numberShown);
-    // The same, selected in the window, so that the other tables show what belongs to it.
+    // The same, and selects the task in the window, so that the other tables show its content.
     std::shared_ptr<SVSingleTask> selectTask(int numberShown);
 
 private:
@@ -39,5 +39,5 @@ private:
     std::shared_ptr<KRTrelkindController> controller_;
 };
 
-// Why a path can't be opened as a wrapper, as a sentence; nothing when it can.
+// Returns why a path can't be opened as a wrapper, as a sentence; nothing when it can.
 std::optional<std::string> whyNoWrapper(const std::string& path);

@@ -18,8 +18,8 @@ namespace {
 constexpr double kSecondsBetweenLooks = 0.5;
 constexpr int kBlocksAtATime = 16;
 
-// Makes rows of text that comes in pieces. It is split at LF, CR and CR LF, as the output table does; text
-// ended by a line end has no empty last line.
+// Turns text that arrives in pieces into rows of JSON. Lines end with LF, CR or CR LF, as in the output
+// table. A line end at the end of the text starts no further line.
 class LinesAsJson {
 public:
     bool add(std::string_view bytes)
@@ -63,7 +63,7 @@ bool isOver(SVSingleTask& task)
     return task.taskHasFinished() || task.taskWasAborted();
 }
 
-// Hands on what comes until the run is over and all of it has been read.
+// Writes new output until the run has ended and all of its output is written.
 int follow(GrowingFile& file, SVSingleTask& task)
 {
     auto& loop = platform::MainLoop::main();
@@ -72,7 +72,7 @@ int follow(GrowingFile& file, SVSingleTask& task)
     auto read = GrowingFile::Read::Everything;
     const auto watch = loop.watchSignal(SIGINT, [&interrupted] { interrupted = true; });
     const auto look = [&] {
-        // Asked before reading, so that what a run wrote last is read after it was seen to be over.
+        // Checked before reading, so that the last read gets all that the run has written.
         over = isOver(task);
         read = file.readNew(terminal::write, kBlocksAtATime);
     };

@@ -12,7 +12,7 @@
 bool askYesOrNo(const std::string& question)
 {
     if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1) {
-        complain(fmt::format("{} Say --yes to do so without a question.", question));
+        complain(fmt::format("{} Use --yes to skip this question.", question));
         return false;
     }
     std::fputs(terminal::printable(question + " [y/N] ").c_str(), stderr);

@@ -2,6 +2,6 @@
 
 #include <string>
 
-// Asks a question on the terminal and answers whether the user said yes. Without a terminal nobody can
-// answer: the way to say yes beforehand is told, and the answer is no.
+// Asks a question on the terminal and returns whether the user has answered yes. Without a terminal it prints
+// that --yes is needed and returns false.
 bool askYesOrNo(const std::string& question);

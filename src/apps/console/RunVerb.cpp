@@ -24,7 +24,7 @@ namespace {
 constexpr double kSecondsBetweenFrames = 0.5;
 constexpr double kSecondsForEnding = 10;
 
-// Counts interrupts: the first ends the tasks in order, the second kills.
+// Handles signals: the first interrupt ends the tasks, the second kills them.
 class Interrupts {
 public:
     Interrupts(SVTrelkindEngineLocal& engine, BatchDisplay& display) : engine_(engine)
@@ -55,7 +55,7 @@ private:
     std::vector<std::unique_ptr<platform::MainLoop::Watch>> watches_;
 };
 
-// Serves the main loop until the engine has ended: no operation is left, and the end of each was handled.
+// Runs the main loop until no operation is left and the end of each has been handled.
 void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Interrupts& interrupts)
 {
     auto& loop = platform::MainLoop::main();
@@ -78,8 +78,8 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
     }
 }
 
-// The tasks that the user names, or those whose program failed; nothing for all. A task that was started
-// before is told, for it isn't run again.
+// The tasks that the user has named, or those whose program failed; nothing for all. Prints which of the
+// named tasks were started before, because they are not run again.
 platform::Result<std::optional<std::set<int>>> chosenTasks(OpenWrapper& wrapper, const RunOptions& options)
 {
     const auto& tasks = wrapper.controller().taskInformation();
@@ -102,12 +102,12 @@ platform::Result<std::optional<std::set<int>>> chosenTasks(OpenWrapper& wrapper,
             startedBefore.push_back(number);
     }
     if (!startedBefore.empty())
-        complain(fmt::format(
-            "Started before, and not run again before they are cleared: {}.", numberRanges(startedBefore)));
+        complain(fmt::format("Not run again until they are cleared, because they were started before: {}.",
+            numberRanges(startedBefore)));
     return std::optional(chosen);
 }
 
-// Tells what would be started, and starts nothing.
+// Prints the tasks that would be started, without starting them.
 int dryRun(OpenWrapper& wrapper, const std::optional<std::set<int>>& chosen)
 {
     const KRTrelkindController& controller = wrapper.controller();
@@ -131,7 +131,7 @@ int dryRun(OpenWrapper& wrapper, const std::optional<std::set<int>>& chosen)
         : kNotDone;
 }
 
-// What a person should look at after a batch.
+// Prints what the user should look at after a batch.
 void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
 {
     const KRTrelkindController& controller = wrapper.controller();
@@ -144,9 +144,9 @@ void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
         complain(fmt::format("Failed: {}. \"trelkind run {} --failed\" clears and runs them again.",
             numberRanges(failed), path));
     for (const int number : lostTasks(controller))
-        complain(
-            fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
-                number, path, number));
+        complain(fmt::format("Task {} is lost: it was started, but no process runs it. \"trelkind clear {} "
+                             "{}\" lets it be run again.",
+            number, path, number));
     const auto odd = OddOnes::of(controller);
     if (!odd.brief.empty())
         complain(fmt::format(
@@ -155,7 +155,7 @@ void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
         complain(fmt::format("Ended without any output: {}.", numberRanges(odd.silent)));
     if (interrupted)
         complain(fmt::format(
-            "\"trelkind clear {0} --aborted\" and then \"trelkind run {0}\" go on with the batch.", path));
+            "\"trelkind clear {0} --aborted\" and then \"trelkind run {0}\" continue the batch.", path));
 }
 
 } // namespace
@@ -179,7 +179,7 @@ int runVerb(const RunOptions& options)
         complain(fmt::format("{} is bound to another machine.", controller.wrapperName()));
         return kNotDone;
     }
-    // The controller lets the engine go once all tasks are finished.
+    // The controller releases the engine when all tasks are finished.
     const auto held = attached->shared_from_this();
     SVTrelkindEngineLocal& engine = *attached;
     if (options.concurrency)
@@ -202,7 +202,7 @@ int runVerb(const RunOptions& options)
     }
     display.update();
     waitForEnd(engine, display, interrupts);
-    // Tasks that another session runs may have ended meanwhile.
+    // Another session may have run tasks meanwhile.
     for (const auto& task : controller.taskInformation())
         task->updateBasedOnContent();
     display.finish();

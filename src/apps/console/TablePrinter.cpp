@@ -19,7 +19,7 @@ constexpr int kGap = 2;
 constexpr int kNarrowest = 4;
 constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
 
-// A bar is shown as a number and aligned like one.
+// A bar is printed as a number.
 bool alignsRight(const Column& column)
 {
     return column.alignment == Column::Alignment::Right || column.cell == Column::Cell::Progress;
@@ -27,7 +27,7 @@ bool alignsRight(const Column& column)
 
 std::string textOf(const nlohmann::ordered_json& json, int indentation)
 {
-    // A name that isn't UTF-8 still gives valid JSON.
+    // Invalid UTF-8 is replaced, so that the JSON is valid.
     return json.dump(indentation, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
@@ -74,7 +74,7 @@ std::string TablePrinter::text(int mostColumns) const
             width = std::max(width, terminal::columnsOf(cell(column, row)));
         widths.push_back(width);
     }
-    // What doesn't fit is taken from the widest column, which is the one that can do without.
+    // Narrows the widest column until the line fits.
     const int gaps = kGap * (static_cast<int>(widths.size()) - 1);
     while (mostColumns > 0 && std::accumulate(widths.begin(), widths.end(), gaps) > mostColumns) {
         int& widest = *std::max_element(widths.begin(), widths.end());

@@ -10,14 +10,14 @@
 // Shows a table of the toolkit as text or as JSON.
 class TablePrinter {
 public:
-    // With these columns of the table, in this order; all of them when none is named.
+    // Shows these columns, in this order; without names all columns of the table.
     explicit TablePrinter(const toolkit::Table& table, const std::vector<std::string>& columns = {});
 
-    // Shows these rows, in this order; without it all of them.
+    // Shows only these rows, in this order. By default all rows are shown.
     void showRows(std::vector<int> rows) { rows_ = std::move(rows); }
 
-    // Columns as wide as their content, in at most so many columns of the terminal (0 for no bound); the
-    // heading first. An empty table has its heading alone.
+    // The heading, then a line for each row. Columns are as wide as their content, but the lines are at most
+    // `mostColumns` wide (0 for no limit).
     std::string text(int mostColumns) const;
     // An array of objects keyed by the column identifiers.
     nlohmann::ordered_json json() const;
@@ -31,8 +31,8 @@ private:
     std::optional<std::vector<int>> rows_;
 };
 
-// Writes an array of JSON to standard output row by row, as it comes. Both are false when it can't be
-// written.
+// Writes a JSON array to standard output one row at a time. Both functions return false when standard output
+// can't be written.
 class JsonRowWriter {
 public:
     bool add(const nlohmann::ordered_json& row);
@@ -43,5 +43,5 @@ private:
     bool hasRows_ = false;
 };
 
-// Writes JSON with a line end to standard output; false when it can't be written.
+// Writes JSON and a line end to standard output; false when it can't be written.
 bool writeJson(const nlohmann::ordered_json& json);

@@ -1,4 +1,4 @@
-// The verbs that show a table: tasks, files, variables.
+// The verbs that show a table: status, files and variables.
 
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/TablePrinter.h"
@@ -30,7 +30,7 @@ int show(const TablePrinter& printer, bool json)
     return written ? kDone : kNotDone;
 }
 
-// The order in which people count: "out2" before "out10".
+// Numeric order: "out2" before "out10".
 bool comesBefore(const std::string& a, const std::string& b)
 {
     return ::strverscmp(a.c_str(), b.c_str()) < 0;
@@ -43,8 +43,7 @@ std::optional<int> taskNumber(const std::string& text)
     return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// Selects a file of a task in the window, which makes its variables show; answers whether there is one of
-// that name.
+// Selects a file of a task in the window, which shows its variables. False when there is no such file.
 bool selectFile(TrelkindWindow& views, const std::string& name)
 {
     for (int row = 0; row < views.fileTable.numberOfRows(); ++row) {
@@ -74,7 +73,7 @@ int showVariablesOfRun(const VariablesOptions& options)
     return show(TablePrinter(wrapper->views().dataFileContent), options.json);
 }
 
-// A table of what one data file holds, without a wrapper around it.
+// The table of a data file outside of a wrapper.
 class ContentOfFile : public toolkit::TableDataSource {
 public:
     explicit ContentOfFile(SVFileContent content) : content_(std::move(content)) { }
@@ -107,9 +106,7 @@ int showVariablesOfFile(const VariablesOptions& options)
     toolkit::Table table;
     table.setColumns(SVFileContent::columns());
     table.setDataSource(&source);
-    const int status = show(TablePrinter(table), options.json);
-    table.setDataSource(nullptr);
-    return status;
+    return show(TablePrinter(table), options.json);
 }
 
 } // namespace
@@ -136,9 +133,9 @@ int statusVerb(const StatusOptions& options)
     if (!terminal::write(BatchCount::of(controller).sentence() + "\n"))
         return kNotDone;
     for (const int number : lostTasks(controller))
-        complain(
-            fmt::format("Task {} has ended without a mark; \"trelkind clear {} {}\" lets it be run again.",
-                number, shellWord(controller.wrapperName()), number));
+        complain(fmt::format("Task {} is lost: it was started, but no process runs it. \"trelkind clear {} "
+                             "{}\" lets it be run again.",
+            number, shellWord(controller.wrapperName()), number));
     return readable;
 }
 
@@ -172,6 +169,6 @@ int variablesVerb(const VariablesOptions& options)
         options.places.size() == 1 ? showVariablesOfFile(options) : showVariablesOfRun(options);
     if (status != kDone || SVFileContent::scanner())
         return status;
-    complain("Variables can not be shown yet; \"svdata list FILE\" tells what a data file holds.");
+    complain("Variables can not be shown yet; \"svdata list FILE\" shows what a data file holds.");
     return kNotDone;
 }

@@ -27,7 +27,7 @@ Json numberOrNull(const std::optional<Value>& value)
     return value ? Json(*value) : Json();
 }
 
-// In small letters: a word for programs, which the words on the screen don't change.
+// The state in lower case, for programs. "lost" is a running task without a process.
 std::string stateWord(const SVSingleTask& task, const std::vector<int>& lost)
 {
     if (std::binary_search(lost.begin(), lost.end(), task.numberInProject() + 1))
@@ -54,16 +54,8 @@ void addNumbers(Json& row, const SVSingleTask& task, const std::vector<int>& los
 
 TablePrinter taskTable(OpenWrapper& wrapper, const TaskFilter& filter)
 {
-    const auto& table = wrapper.views().taskList;
-    std::vector<std::string> columns{
-        "Number", "Time", "Status", "Progress", "Started", "Duration", "Exit", "Argument"};
-    for (int row = 0; row < table.numberOfRows(); ++row) {
-        if (toolkit::cellText(table.value("Description", row)).empty())
-            continue;
-        columns.emplace_back("Description");
-        break;
-    }
-    TablePrinter printer(table, columns);
+    TablePrinter printer(wrapper.views().taskList,
+        {"Number", "Time", "Status", "Progress", "Started", "Duration", "Exit", "Argument"});
     printer.showRows(chosenRows(wrapper, filter));
     return printer;
 }

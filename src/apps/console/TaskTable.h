@@ -5,9 +5,8 @@
 
 #include <functional>
 
-// The task table of an open wrapper, as a person reads it and as a script does. The filter chooses the tasks;
-// none chooses all.
+// The task table of an open wrapper. The filter chooses the tasks; without it all are shown.
 using TaskFilter = std::function<bool(const SVSingleTask&)>;
 TablePrinter taskTable(OpenWrapper& wrapper, const TaskFilter& filter = {});
-// With each task's folder, and as numbers what the columns say in words.
+// Writes the table as JSON, with each task's folder and with numbers for what the columns say in words.
 bool writeTasksAsJson(OpenWrapper& wrapper, const TaskFilter& filter = {});

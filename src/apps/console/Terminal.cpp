@@ -66,10 +66,10 @@ std::string Output::colored(Color color, std::string_view text) const
 
 bool write(std::string_view text)
 {
-    // Another program that shares the descriptor may have made it one that doesn't block.
+    // The descriptor may be non-blocking, because another program shares it.
     const auto written = platform::writeAll(STDOUT_FILENO, text, platform::WhenFull::Wait);
     static bool isTold = false;
-    // A reader that has seen enough, such as "head", is no fault worth words.
+    // A reader such as "head" closes the pipe early, which is no error.
     if (!written && !std::exchange(isTold, true) && !outputIsPipe())
         std::fprintf(
             stderr, "trelkind: standard output can not be written: %s\n", written.error().text.c_str());

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-// What kind of thing standard output is, and how words are coloured on it.
+// Properties of standard output, and colored text.
 namespace terminal {
 
 struct Size {
@@ -13,19 +13,19 @@ struct Size {
 
 class Output {
 public:
-    // Standard output as it was found at the start.
+    // Standard output as it was when the program started.
     static const Output& standard();
 
-    bool isTerminal = false; // And one that understands moving the cursor.
-    bool hasColors = false; // A terminal, and nobody set NO_COLOR.
+    bool isTerminal = false; // A terminal that can move the cursor.
+    bool hasColors = false; // A terminal, and NO_COLOR is not set.
     bool hasUnicode = false; // The locale can show block elements.
-    Size size() const; // Now: a window may change.
+    Size size() const; // The current size; a window may be resized.
 
     enum class Color { None, Green, Yellow, Red, Cyan, Dim, Bold };
     std::string colored(Color color, std::string_view text) const;
 };
 
-// Writes everything to standard output at once. False when it can't be written (a closed pipe, a full disk).
+// Writes all of the text to standard output. False when it can't be written (a closed pipe, a full disk).
 bool write(std::string_view text);
 
 } // namespace terminal

@@ -1,6 +1,6 @@
 #include "apps/console/TerminalScreen.h"
 
-// Apart from everything else: these headers define short words as macros.
+// In a source of its own, because these headers define short words as macros.
 #include <curses.h>
 #include <term.h>
 #include <unistd.h>
@@ -12,11 +12,7 @@ bool hasSecondScreen()
     int error = 0;
     if (setupterm(nullptr, STDOUT_FILENO, &error) != OK)
         return false;
-    const auto can = [](const char* capability) {
-        const char* const sequence = tigetstr(capability);
-        return sequence && sequence != reinterpret_cast<const char*>(-1);
-    };
-    return can("smcup") && can("rmcup") && can("cup");
+    return tigetstr("smcup") && tigetstr("rmcup") && tigetstr("cup");
 }
 
 } // namespace terminal

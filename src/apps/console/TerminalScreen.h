@@ -1,9 +1,9 @@
 #pragma once
 
-// What the terminal of standard output can do, by the system's description of it (TERM).
+// Capabilities of the terminal on standard output, from the terminal database (TERM).
 namespace terminal {
 
-// Whether it has a second screen to draw on, which leaves the first one as it was, and can move the cursor.
+// Whether it has an alternate screen and can move the cursor.
 bool hasSecondScreen();
 
 } // namespace terminal

@@ -28,7 +28,7 @@ struct Character {
     int columns = 0;
 };
 
-// The first character of a text that isn't empty.
+// The first character of a non-empty text; -1 columns when it can't be printed.
 Character firstCharacter(std::string_view text)
 {
     std::mbstate_t state{};
@@ -39,7 +39,7 @@ Character firstCharacter(std::string_view text)
     return {text.substr(0, length), ::wcwidth(wide)};
 }
 
-// Calls visit(shown bytes, columns) for each character until it answers false.
+// Calls visit(bytes to show, columns) for each character until it returns false.
 template <class Visit>
 void forEachCharacter(std::string_view text, Visit visit)
 {

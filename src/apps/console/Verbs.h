@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-// The verbs of the console front end. Each answers the exit status of the program. Their defaults stand here,
-// and the command line tells their meaning.
+// The verbs of the console front end. Each returns the exit status of the program. main.cpp describes the
+// options.
 
 int newVerb(const NewWrapper& wanted);
 
 struct RunOptions {
     std::string wrapper;
-    std::vector<std::string> tasks; // Numbers and ranges; none for all.
+    std::vector<std::string> tasks; // Numbers and ranges; empty for all tasks.
     std::optional<int> concurrency;
     bool failed = false;
     bool halt = false;
@@ -39,7 +39,7 @@ int prepareVerb(const PrepareOptions& options);
 
 struct TaskOptions {
     std::string wrapper;
-    int number = 0; // As shown, from 1.
+    int number = 0; // As in the task table, from 1.
     bool json = false;
     bool follow = false;
 };
@@ -47,7 +47,7 @@ int filesVerb(const TaskOptions& options);
 int outputVerb(const TaskOptions& options);
 
 struct VariablesOptions {
-    std::vector<std::string> places; // A file; or a wrapper, a number and a file's name.
+    std::vector<std::string> places; // A file; or a wrapper, a number and a file name.
     bool json = false;
 };
 int variablesVerb(const VariablesOptions& options);

@@ -53,7 +53,7 @@ public:
             return app_.exit(wanted) == 0 ? EXIT_SUCCESS : kWrongUseOfCommandLine;
         } catch (const CLI::ParseError& error) {
             const bool isNoVerb = argc > 1 && argv[1][0] != '-' && !isVerb(argv[1]);
-            const std::string sentence = argc == 1 ? "tell what to do: a verb is missing"
+            const std::string sentence = argc == 1 ? "a verb is missing"
                 : isNoVerb                         ? "there is no verb \"" + std::string(argv[1]) + "\""
                                                    : error.what();
             std::cerr << "trelkind: " << sentence << ". Run with --help for more information.\n";
@@ -99,24 +99,19 @@ private:
     void addNew()
     {
         CLI::App* verb = add("new", "Make a wrapper around a program",
-            "Makes one run for each row of the table, or a single run without one. {column} in the "
-            "arguments\n"
-            "and in the input files stands for the row's value, and a column Time gives the run's time "
-            "value.\n"
-            "The table is a file of comma-separated values with a line of column names. Nothing that exists "
-            "is\n"
-            "written over. Example:\n"
-            "  trelkind new Sweep.vtask --program ./solver --input setup.txt --arguments '--seed {seed}' "
-            "--table "
-            "runs.csv");
-        verb->add_option("WRAPPER", new_.path, "The wrapper to be made; its name ends in .vtask")->required();
+            R"(Makes one run for each row of the table, or a single run without a table. {column} in the arguments
+and in the input files is replaced by the row's value. A column Time gives the run's time value.
+The table is a file of comma-separated values; its first line holds the column names.
+Existing files are not overwritten. Example:
+  trelkind new Sweep.vtask --program ./solver --input setup.txt --arguments '--seed {seed}' --table runs.csv)");
+        verb->add_option("WRAPPER", new_.path, "The new wrapper; its name ends in .vtask")->required();
         verb->add_option("--program", new_.program, "The compiled program, which is copied into the wrapper")
             ->required();
-        verb->add_option("--input", new_.inputs, "A file that every run gets a copy of; may be told again")
-            ->allow_extra_args(false);
         verb->add_option(
-            "--arguments", new_.arguments, "What follows the program on its command line, shell text");
-        verb->add_option("--table", new_.table, "The table: a row for each run");
+                "--input", new_.inputs, "A file that every run gets a copy of; may be given several times")
+            ->allow_extra_args(false);
+        verb->add_option("--arguments", new_.arguments, "The arguments of the program, as shell text");
+        verb->add_option("--table", new_.table, "A file of comma-separated values with a row for each run");
         verb->add_option(
             "--project", new_.project, "The project from which the program can be built elsewhere");
         verb->callback([this] { status_ = newVerb(new_); });
@@ -125,22 +120,21 @@ private:
     void addRun()
     {
         CLI::App* verb = add("run", "Run the tasks of a wrapper on this computer",
-            "Runs every task that was not started before, or those that are named, so many at a time, and "
-            "ends\n"
-            "when they have ended. The status is 1 when a task is not done or its program failed.\n"
-            "On a terminal a live table shows status and progress; otherwise each change is a line.\n"
-            "An interrupt (Ctrl-C) ends the tasks that run and starts no others; a second one kills them.\n"
-            "A closed terminal ends nothing: the batch goes on unwatched.\n"
-            "With --json nothing is shown until the end, and then the task table with each task's Folder.");
+            R"(Runs all tasks that were not started before, or the named ones, a limited number at a time, and waits
+until they have ended. The status is 1 when a task is not done or its program failed.
+On a terminal a live table shows status and progress; otherwise each change is a line.
+An interrupt (Ctrl-C) ends the running tasks and starts no others; a second one kills them.
+Closing the terminal does not end the batch.
+With --json nothing is shown until the end, and then the task table with each task's Folder.)");
         addWrapper(verb, run_.wrapper);
-        CLI::Option* tasks = addTasks(verb, run_.tasks, "Run these tasks alone");
-        verb->add_option("-j,--concurrency", run_.concurrency, "How many tasks run at a time (4 unless told)")
+        CLI::Option* tasks = addTasks(verb, run_.tasks, "Run only these tasks");
+        verb->add_option("-j,--concurrency", run_.concurrency, "How many tasks run at a time (4 by default)")
             ->check(CLI::Range(1, kMostConcurrency));
         verb->add_flag("--failed", run_.failed, "Clear the tasks whose program failed, and run them again")
             ->excludes(tasks);
-        verb->add_flag("--halt", run_.halt, "Start no others once a program has failed");
-        verb->add_flag("--dry-run", run_.dryRun, "Show what would be started, and start nothing");
-        verb->add_flag("--quiet,-q", run_.quiet, "Show nothing but what goes wrong");
+        verb->add_flag("--halt", run_.halt, "Start no more tasks after a program has failed");
+        verb->add_flag("--dry-run", run_.dryRun, "Show what would be started without starting it");
+        verb->add_flag("--quiet,-q", run_.quiet, "Show only errors");
         addJson(verb, run_.json);
         verb->callback([this] { status_ = runVerb(run_); });
     }
@@ -148,12 +142,10 @@ private:
     void addStatus()
     {
         CLI::App* verb = add("status", "Show the tasks of a wrapper",
-            "Done means that the program ended; the column Exit tells its status, or the signal that ended "
-            "it.\n"
-            "A task that has died with its machine is named; \"trelkind clear\" lets it be run again.\n"
-            "With --json each object also has State (waiting, running, done, aborted, lost), Started "
-            "(seconds\n"
-            "since 1970), Seconds, Argument, Exit Status, Signal and Folder.");
+            R"(Done means that the program ended; the column Exit shows its exit status, or the signal that ended it.
+A task that died with its machine is reported as lost; "trelkind clear" lets it be run again.
+With --json each object also has State (waiting, running, done, aborted, lost), Started (seconds
+since 1970), Seconds, Argument, Exit Status, Signal and Folder.)");
         addWrapper(verb, statusOptions_.wrapper);
         verb->add_flag("--failed", statusOptions_.failed, "Only tasks that failed or were aborted");
         verb->add_flag("--running", statusOptions_.running, "Only tasks that run");
@@ -175,10 +167,10 @@ private:
     void addOutput()
     {
         CLI::App* verb = add("output", "Show what a task has printed",
-            "With --follow it waits for more until the run has ended; interrupt it to stop earlier.");
+            "With --follow it waits for more output until the run has ended; interrupt it to stop earlier.");
         addWrapper(verb, task_.wrapper);
         addNumber(verb, task_.number);
-        CLI::Option* follow = verb->add_flag("--follow,-f", task_.follow, "Go on until the run has ended");
+        CLI::Option* follow = verb->add_flag("--follow,-f", task_.follow, "Continue until the run has ended");
         verb->add_flag("--json", task_.json, "Write JSON: an array of objects with Number and Line")
             ->excludes(follow);
         verb->callback([this] { status_ = outputVerb(task_); });
@@ -187,9 +179,8 @@ private:
     void addVariables()
     {
         CLI::App* verb = add("variables", "Show the variables of a data file",
-            "Either:  trelkind variables FILE\n"
-            "or:      trelkind variables WRAPPER NUMBER FILE, with a file name as \"trelkind files\" shows "
-            "it.");
+            R"(Either:  trelkind variables FILE
+or:      trelkind variables WRAPPER NUMBER FILE, with a file name as "trelkind files" shows it.)");
         verb->add_option("PLACE", variables_.places, "FILE, or WRAPPER NUMBER FILE")
             ->required()
             ->check(
@@ -205,16 +196,16 @@ private:
     void addClear()
     {
         CLI::App* verb = add("clear", "Remove the data of tasks, so that they can be run again",
-            "Everything in the tasks' folders goes but the input files. A running task is left alone.\n"
-            "Before results of a task that is done are removed, a question is asked.");
+            R"(Removes everything in the tasks' folders except the input files. Running tasks are skipped.
+Asks before it removes the results of a task that is done.)");
         addWrapper(verb, clear_.wrapper);
         CLI::Option* aborted =
             verb->add_flag("--aborted", clear_.aborted, "Clear all tasks that were aborted");
         addTasks(verb, clear_.tasks, "Clear these tasks")->excludes(aborted);
-        verb->add_flag("--yes,-y", clear_.yes, "Don't ask before results of tasks that are done are removed");
+        verb->add_flag("--yes,-y", clear_.yes, "Remove the results of tasks that are done without asking");
         verb->callback([this] {
             if (!clear_.aborted && clear_.tasks.empty())
-                throw CLI::ValidationError("clear", "tell which tasks: --aborted, or their numbers");
+                throw CLI::ValidationError("clear", "name the tasks: --aborted, or their numbers");
             status_ = clearVerb(clear_);
         });
     }
@@ -222,8 +213,8 @@ private:
     void addPrepare()
     {
         CLI::App* verb = add("prepare", "Prepare a wrapper for building on another machine",
-            "Writes the folder Project into the wrapper: the sources of the project that Info.plist names,\n"
-            "make files for them, and the scripts compile and submit.");
+            R"(Writes the folder Project into the wrapper: the sources of the project that Info.plist names,
+make files for them, and the scripts compile and submit.)");
         addWrapper(verb, prepare_.wrapper);
         verb->callback([this] { status_ = prepareVerb(prepare_); });
     }
@@ -239,7 +230,7 @@ private:
     ClearOptions clear_;
 };
 
-// A program that was started with closed standard descriptors must not take a data file for one of them.
+// Opens missing standard descriptors on /dev/null, so that no data file gets one of their numbers.
 void openStandardDescriptors()
 {
     int descriptor = ::open("/dev/null", O_RDWR);
@@ -254,15 +245,15 @@ void openStandardDescriptors()
 int main(int argc, char** argv)
 {
     openStandardDescriptors();
-    // The user's locale tells what the terminal can show. Texts are UTF-8 all the same, and files and scripts
-    // have a decimal point in every country.
+    // The user's locale tells which characters the terminal can show. Everything else uses UTF-8 and a
+    // decimal point.
     std::setlocale(LC_CTYPE, "");
     terminal::Output::standard();
     std::setlocale(LC_CTYPE, "C.UTF-8");
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGCHLD, SIG_DFL); // Else the ends of runs would be lost.
-    std::signal(SIGXFSZ, SIG_IGN); // A limit on the size of files is a failure to write, and told as such.
+    std::signal(SIGCHLD, SIG_DFL); // An inherited SIG_IGN would lose the exits of runs.
+    std::signal(SIGXFSZ, SIG_IGN); // Exceeding the limit of a file's size becomes an error of write().
     platform::MainLoop::main();
-    composeProgram();
+    const Program program;
     return CommandLine().run(argc, argv);
 }

@@ -46,7 +46,7 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
 {
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
-    composeProgram();
+    const Program program;
     KRTrelkindApplication application;
     MainMenu menus(application);
     menus.whenQuitting = [] { QCoreApplication::quit(); };

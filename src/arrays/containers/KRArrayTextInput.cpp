@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <vector>
 
@@ -62,18 +63,29 @@ platform::Result<platform::File> openRegularFile(const std::string& file)
     return platform::File::open(file, platform::File::Mode::Read);
 }
 
+bool enlarge(std::vector<char>& block)
+{
+    try {
+        block.resize(2 * block.size());
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    return true;
+}
+
 // Gives the file in pieces of whole lines, without its last lines, until `take` answers false. A piece stays
 // in the cache while it is read, which is faster than the whole file in memory.
 template <class Take>
-platform::Status readPieces(platform::File& file, long linesAtEnd, Take take)
+platform::Status readPieces(platform::File& file, long size, long linesAtEnd, Take take)
 {
-    std::vector<char> block(std::size_t{1} << 19);
+    constexpr long kLeast = 4096, kMost = 1L << 19;
+    std::vector<char> block(static_cast<std::size_t>(std::clamp(size, kLeast, kMost)));
     std::size_t waiting = 0; // At the start of the block.
     while (true) {
         // At least as much as is waiting, so that the search in a very long line is repeated a few times
         // only.
-        if (waiting > block.size() / 2)
-            block.resize(2 * block.size());
+        if (waiting > block.size() / 2 && !enlarge(block))
+            return platform::Error{"a line is longer than the memory"};
         const auto count =
             file.read({reinterpret_cast<std::uint8_t*>(block.data()) + waiting, block.size() - waiting});
         if (!count)
@@ -141,10 +153,11 @@ auto readText(const std::string& path, long linesAtEnd, Make make) -> decltype(m
 {
     auto file = openRegularFile(path);
     if (file) {
-        auto text = make(static_cast<long>(file->size().value_or(0)));
+        const auto size = static_cast<long>(file->size().value_or(0));
+        auto text = make(size);
         // One less than the largest number: one line more is kept while pieces come.
         const long kept = std::clamp(linesAtEnd, 0L, std::numeric_limits<long>::max() - 1);
-        if (readPieces(*file, kept, [&](std::string_view lines) { return text->read(lines); }))
+        if (readPieces(*file, size, kept, [&](std::string_view lines) { return text->read(lines); }))
             return text;
     }
     KRMessageCenter::addMessage("Internal: Could not read the content of a file.",

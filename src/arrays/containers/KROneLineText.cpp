@@ -59,16 +59,9 @@ long countOfCopies(double number, long most)
     return number >= static_cast<double>(most) ? most : static_cast<long>(number);
 }
 
-} // namespace
-
-namespace krcontainers {
-
-bool readOneLine(std::string line, long maxLength, KRNumberBuffer<double>& numbers)
+// Adds the numbers of a line until there are maxLength of them. False without memory for them.
+bool readMappedLine(const char* place, const char* end, long maxLength, KRNumberBuffer<double>& numbers)
 {
-    for (char& c : line)
-        c = mapped(c);
-    const char* place = line.data();
-    const char* const end = place + line.size();
     const auto skipBlanks = [&] { place = std::find_if_not(place, end, KRIsBlank); };
     for (skipBlanks(); numbers.count() < maxLength; skipBlanks()) {
         const auto number = readOneNumber(place, end);
@@ -96,28 +89,28 @@ bool readOneLine(std::string line, long maxLength, KRNumberBuffer<double>& numbe
     return true;
 }
 
-} // namespace krcontainers
+} // namespace
 
 std::shared_ptr<KRDoubleArrayContainer> readInOneLineFrom(std::FILE* stream, long maxLength)
 {
     constexpr long kBytesOfANumber = 30;
     if (!stream)
         return nullptr;
-    std::string line;
+    KRNumberBuffer<char> line(0);
     int c = std::fgetc(stream);
     if (c == EOF)
         return nullptr;
     const long most = maxLength > std::numeric_limits<long>::max() / kBytesOfANumber
         ? std::numeric_limits<long>::max()
         : maxLength * kBytesOfANumber;
+    bool hasMemory = true;
     for (; c != EOF && c != '\n' && c != '\r'; c = std::fgetc(stream))
-        if (static_cast<long>(line.size()) < most)
-            line.push_back(static_cast<char>(c));
+        hasMemory = hasMemory && (line.count() >= most || line.add(mapped(static_cast<char>(c))));
     if (c == '\r') // Alone, or with a line feed.
         if (const int next = std::fgetc(stream); next != '\n' && next != EOF)
             std::ungetc(next, stream);
-    KRNumberBuffer<double> numbers(std::min(maxLength, static_cast<long>(line.size())) / 2);
-    if (!krcontainers::readOneLine(std::move(line), maxLength, numbers))
+    KRNumberBuffer<double> numbers(std::min(maxLength, line.count()) / 2);
+    if (!readMappedLine(line.numbers(), line.numbers() + line.count(), maxLength, numbers) || !hasMemory)
         KRMessageCenter::addMessage("Out of memory.");
     return KRDoubleArrayContainer::createArrayWithMutableObject(numbers.take());
 }

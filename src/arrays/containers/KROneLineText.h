@@ -1,21 +1,12 @@
 #pragma once
 
 #include "arrays/containers/KRArrayContainer.h"
-#include "arrays/containers/KRNumberBuffer.h"
 
 #include <cstdio>
 #include <memory>
-#include <string>
 
 // One line of up to maxLength numbers, in the forms that simulation programs print: 1.5D3 for 1.5E3, names of
 // infinity and NaN in any case, commas between numbers, 3*1.5 for three times 1.5. What follows something
 // else is left out. The stream stands behind the line then. Null at the end of the stream; an empty line is
 // empty.
 std::shared_ptr<KRDoubleArrayContainer> readInOneLineFrom(std::FILE* stream, long maxLength);
-
-namespace krcontainers {
-
-// Adds the numbers of a line until there are maxLength of them. False without memory for them.
-bool readOneLine(std::string line, long maxLength, KRNumberBuffer<double>& numbers);
-
-} // namespace krcontainers

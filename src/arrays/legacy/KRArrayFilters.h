@@ -8,8 +8,8 @@
 //
 // Each writes into a target of the source's dimensions, which may be the source itself. False means that the
 // dimensions don't fit, and then the target is untouched; or that the user has aborted, and then part of it
-// is written. Nothing is reported. Progress is told from 0 to 1. A filter works on the calling thread and
-// holds no lock; several may run at once on different targets.
+// is written. Nothing is reported but a lack of memory, which also gives false. Progress is told from 0 to 1.
+// A filter works on the calling thread and holds no lock; several may run at once on different targets.
 //
 // The functions without 2D or 3D in their names look at o: 1 is an image, anything else a volume.
 

@@ -6,7 +6,8 @@
 #include "arrays/legacy/KRArrayReports.h"
 
 #include <limits>
-#include <vector>
+#include <memory>
+#include <new>
 
 using namespace krinternal;
 using svinternal::copyElements;
@@ -176,15 +177,20 @@ void Sort(MutableDoubleArray& M, MutableIntArray& I)
         double number;
         std::int32_t index;
     };
-    std::vector<Entry> entries(static_cast<std::size_t>(M.Length()));
-    for (std::size_t i = 0; i < entries.size(); ++i)
-        entries[i] = {M.Pointer()[i], I.Pointer()[i]};
-    std::sort(entries.begin(), entries.end(), [](const Entry& a, const Entry& b) {
+    const long length = M.Length();
+    const std::unique_ptr<Entry[]> entries(new (std::nothrow) Entry[static_cast<std::size_t>(length)]);
+    if (!entries) {
+        KRPutErrorMessage(kMemoryAllocationFailed);
+        return;
+    }
+    for (long i = 0; i < length; ++i)
+        entries[static_cast<std::size_t>(i)] = {M.Pointer()[i], I.Pointer()[i]};
+    std::sort(entries.get(), entries.get() + length, [](const Entry& a, const Entry& b) {
         return a.number < b.number || (std::isnan(b.number) && !std::isnan(a.number));
     });
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        M.Pointer()[i] = entries[i].number;
-        I.Pointer()[i] = entries[i].index;
+    for (long i = 0; i < length; ++i) {
+        M.Pointer()[i] = entries[static_cast<std::size_t>(i)].number;
+        I.Pointer()[i] = entries[static_cast<std::size_t>(i)].index;
     }
 }
 

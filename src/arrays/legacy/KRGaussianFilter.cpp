@@ -7,7 +7,6 @@
 #include <cmath>
 #include <functional>
 #include <numbers>
-#include <vector>
 
 using namespace krinternal;
 
@@ -81,9 +80,9 @@ KR_WIDE_LOOP void copyAsDoubles(const float* from, long count, double* to)
 }
 
 // A row along itself. The buffer has room for two more entries on each side.
-void smoothRow(const float* from, long m, const Weights& weights, std::vector<double>& buffer, double* to)
+void smoothRow(const float* from, long m, const Weights& weights, MutableDoubleArray& buffer, double* to)
 {
-    double* const padded = buffer.data();
+    double* const padded = buffer.Pointer();
     copyAsDoubles(from, m, padded + kReach);
     for (long i = 1; i <= kReach; ++i) {
         padded[kReach - i] = from[mirrored(-i, m)];
@@ -92,36 +91,39 @@ void smoothRow(const float* from, long m, const Weights& weights, std::vector<do
     combineRows({padded, padded + 1, padded + 2, padded + 3, padded + 4}, m, weights, to);
 }
 
-std::vector<double> rowBuffer(long m)
+// Empty without memory for it, as every array here.
+MutableDoubleArray rowBuffer(long m)
 {
-    return std::vector<double>(static_cast<std::size_t>(m + 2 * kReach));
+    return MutableDoubleArray(m + 2 * kReach);
 }
 
 // The five rows around each row of a source that is smoothed as it comes: no more of it is kept.
 class RowWindow {
 public:
-    // smooth(i, to) gives row i, of `length` entries.
+    // smooth(i, to) gives row i, of `length` entries; it and combine() answer false without memory.
     template <class Smooth>
     RowWindow(long count, long length, Smooth smooth)
-        : count_(count), length_(length), smooth_(smooth), rows_(static_cast<std::size_t>(kTaps * length))
+        : count_(count), length_(length), smooth_(smooth), rows_(length, kTaps)
     { }
 
     // To be called for each row in order, from 0.
     template <class To>
-    void combine(long i, const Weights& weights, To* to)
+    bool combine(long i, const Weights& weights, To* to)
     {
         for (; next_ <= std::min(i + kReach, count_ - 1); ++next_)
-            smooth_(next_, place(next_));
+            if (rows_.IsEmpty() || !smooth_(next_, place(next_)))
+                return false;
         combineRows(rowsAround(i, count_, [&](long row) { return place(row); }), length_, weights, to);
+        return true;
     }
 
 private:
-    double* place(long i) { return rows_.data() + i % kTaps * length_; }
+    double* place(long i) { return rows_.Pointer() + i % kTaps * length_; }
 
     long count_;
     long length_;
-    std::function<void(long, double*)> smooth_;
-    std::vector<double> rows_;
+    std::function<bool(long, double*)> smooth_;
+    MutableDoubleArray rows_;
     long next_ = 0; // The first row that hasn't been smoothed.
 };
 
@@ -129,13 +131,15 @@ private:
 template <class To, class GoesOn>
 bool smoothLayer(const float* from, long m, long n, const Weights& weights, To* to, GoesOn goesOn)
 {
-    std::vector<double> buffer = rowBuffer(m);
-    RowWindow window(n, m, [&](long j, double* row) { smoothRow(from + j * m, m, weights, buffer, row); });
-    for (long j = 0; j < n; ++j) {
-        window.combine(j, weights, to + j * m);
-        if (!goesOn(j + 1))
+    MutableDoubleArray buffer = rowBuffer(m);
+    RowWindow window(n, m, [&](long j, double* row) {
+        if (buffer.NotEmpty())
+            smoothRow(from + j * m, m, weights, buffer, row);
+        return buffer.NotEmpty();
+    });
+    for (long j = 0; j < n; ++j)
+        if (!window.combine(j, weights, to + j * m) || !goesOn(j + 1))
             return false;
-    }
     return true;
 }
 
@@ -159,10 +163,11 @@ bool smoothVolume(double sigma, const FloatArray& A, MutableFloatArray& M, const
     const Weights weights(sigma);
     const long m = A.m(), n = A.n(), o = A.o();
     RowWindow window(o, m * n, [&](long k, double* layer) {
-        smoothLayer(source.Pointer() + k * m * n, m, n, weights, layer, [](long) { return true; });
+        return smoothLayer(source.Pointer() + k * m * n, m, n, weights, layer, [](long) { return true; });
     });
     for (long k = 0; k < o; ++k) {
-        window.combine(k, weights, M.Pointer() + k * m * n);
+        if (!window.combine(k, weights, M.Pointer() + k * m * n))
+            return false;
         progress.UpdatePercentage(static_cast<float>(k + 1) / static_cast<float>(o));
         if (progress.UserHasAborted())
             return false;
@@ -243,7 +248,9 @@ bool GaussianSmoothing3D_1(double sigma, const FloatArray& A, MutableDoubleArray
         return false;
     const Weights weights(sigma);
     const long m = A.m();
-    std::vector<double> buffer = rowBuffer(m);
+    MutableDoubleArray buffer = rowBuffer(m);
+    if (buffer.IsEmpty())
+        return false;
     for (long row = layers.start * A.n(); row < layers.end() * A.n(); ++row)
         smoothRow(A.Pointer() + row * m, m, weights, buffer, M.Pointer() + row * m);
     return true;

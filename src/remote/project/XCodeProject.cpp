@@ -11,9 +11,8 @@ namespace {
 namespace paths = platform::paths;
 using platform::Value;
 
-// What nothing can open needs no entry: the longest path that the system takes. Groups may lie in several
-// others and, in a damaged file, inside of themselves: without limits a small file could keep the reader at
-// work for good.
+// The longest path that the system opens; a longer one needs no entry. A group may be in several others and,
+// in a damaged file, in itself: without limits a small file could keep the reader busy forever.
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kDeepestGroup = 200;
 constexpr int kMostVisits = 200'000;
@@ -87,7 +86,7 @@ std::optional<std::string> XCodeProject::locate(const Value& object, const std::
         return path;
     if (sourceTree == "SOURCE_ROOT")
         return paths::standardizing(paths::appending(projectRoot_, path.value_or("")));
-    // What the build makes, and what belongs to the development tools, doesn't go along.
+    // Products of the build and files of the development tools aren't copied.
     return std::nullopt;
 }
 
@@ -184,8 +183,8 @@ std::map<std::string, std::string> XCodeProject::makefile(const std::string& pro
         else
             KRMessageCenter::addMessage("unexpected ending");
     }
-    // The dialect of C++ follows the setting of the C standard, and C files get none of these flags: what
-    // was built so far on other machines was built so.
+    // The dialect of C++ follows the setting of the C standard, and C files get none of these flags: existing
+    // builds on other machines depend on it.
     const bool isModern = compilerSettings().textFor("GCC_C_LANGUAGE_STANDARD") == "c11";
     std::string makefile = "include Makefile.sources\n"
                            "OBJS = $(C_SRCS:.c=.o) $(F_SRCS:.f=.o) $(CXX_SRCS:.cpp=.o)\n"

@@ -11,8 +11,8 @@
 #include <vector>
 
 // Reads the development project from which a local executable came, just far enough to build the same program
-// with make on another machine: which files go along, which are compiled, what the product is called, and
-// which settings apply. A project that is missing or can't be read is an empty one. Any thread, one at a
+// with make on another machine: the files to copy, the files to compile, the product's name, and the build
+// settings. A project that is missing or can't be read is an empty one. Any thread, one at a
 // time.
 class XCodeProject : public ProjectToBuild {
 public:
@@ -44,7 +44,7 @@ private:
     void extractAllFiles(
         const std::string& from, const std::string& groupLocation, std::vector<std::string>& groupsAbove);
     std::optional<std::string> locate(const platform::Value& object, const std::string& groupLocation) const;
-    // The object whose identifier stands under the key; null when there is none.
+    // The object whose identifier is the value of the key; null without one.
     const platform::Value* objectUnder(const platform::Value* holder, std::string_view key) const;
     const platform::Value* objectWith(const platform::Value& identifier) const;
     const platform::Value* projectObject() const;

@@ -41,7 +41,7 @@ std::vector<std::string_view> split(std::string_view text, std::string_view sepa
     }
 }
 
-// What stands between so many characters behind the beginning of the marker and the last two.
+// The text from so many characters behind the start of the marker to the last two characters.
 std::optional<std::string_view> contentOf(std::string_view text, std::size_t behindMarker)
 {
     const std::size_t marker = text.find(kBegin);
@@ -60,7 +60,7 @@ std::optional<std::string> valueOf(const std::vector<std::string_view>& pieces, 
     return value;
 }
 
-// The three that groups and files have in common; false when the source tree is none of the known ones.
+// The three that groups and files have in common; false for an unknown source tree.
 template <typename Object>
 bool readCommonParts(const std::vector<std::string_view>& pieces, Object& object)
 {
@@ -80,7 +80,7 @@ std::vector<std::string> identifiersIn(std::string_view list)
     if (list.starts_with('('))
         list.remove_prefix(1);
     std::vector<std::string> identifiers;
-    // Behind each identifier stands a comment, so that an item is always longer than what is kept of it.
+    // A comment follows each identifier, so that an item is always longer than the part that is kept.
     for (const std::string_view item : split(list, ","))
         if (item.size() > kIdentifierLength)
             identifiers.emplace_back(item.substr(0, kIdentifierLength));

@@ -6,10 +6,10 @@
 #include <vector>
 
 // Two scanners that read one object out of the text of a project file by hand, without a property-list
-// parser: for a piece of a project that can't be had whole. Texts are kept as they stand, with the quotation
+// parser: for a piece of a project when the whole isn't there. Texts are kept unchanged, with the quotation
 // marks around them. Any thread.
 
-// What a "sourceTree" says about where a path begins.
+// Where a path begins, as told by "sourceTree".
 namespace xcodepathtype {
 constexpr int kGroup = 1;
 constexpr int kAbsolute = 2;

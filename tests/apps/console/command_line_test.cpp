@@ -1,24 +1,22 @@
-// The program as its user meets it: words, tables and exit statuses of real processes.
+// The program as its user meets it: texts, tables and exit statuses of real processes.
 
 #include "platform/ProcessInfo.h"
-#include "platform/files/FolderLock.h"
 #include "task/WrapperOnDisk.h"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <sys/wait.h>
 #include <tuple>
-#include <unistd.h>
 
 namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Not;
 namespace files = platform::files;
 
@@ -29,21 +27,52 @@ struct Result {
     json parsed() const { return json::parse(out, nullptr, false); }
 };
 
+// A line of the shell, its exit status, and what it prints: parts in their order, with "..." between them. An
+// empty text means that nothing is printed.
+struct Step {
+    std::string line;
+    int status;
+    std::string out = {};
+    std::string err = {};
+};
+
+bool holds(const std::string& text, const std::string& parts)
+{
+    std::size_t place = 0;
+    for (std::size_t first = 0; first < parts.size() && place != std::string::npos; first += 3) {
+        const std::size_t last = std::min(parts.find("...", first), parts.size());
+        place = text.find(parts.substr(first, last - first), place);
+        first = last;
+    }
+    return parts.empty() ? text.empty() : place != std::string::npos;
+}
+
 class CommandLine : public testing::Test {
 protected:
-    // Runs a line of the shell in which T stands for the program and W for the wrapper.
+    // Runs a line of bash. In it T is the program (P its path), L the listener of the examples and W the
+    // wrapper; "upto" waits until a command succeeds.
     Result shell(const std::string& line)
     {
-        EXPECT_TRUE(files::writeFile(wrapper.folder() / "line",
-            fmt::format("export TRELKIND_PLACES='{}/places' LC_ALL=C.UTF-8\ncd '{}'\nW='{}'\nT() {{ '{}' "
-                        "\"$@\"; }}\n{}\n",
-                wrapper.folder().path(), wrapper.folder().path(), wrapper.path(), TRELKIND, line)));
-        const std::string out = wrapper.folder() / "out";
-        const std::string err = wrapper.folder() / "err";
-        const int status = std::system(
-            fmt::format("bash '{}' > '{}' 2> '{}' < /dev/null", wrapper.folder() / "line", out, err).c_str());
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, files::readFile(out).value_or(""),
-            files::readFile(err).value_or("")};
+        const std::string folder = wrapper.folder().path();
+        const std::string begin =
+            fmt::format("cd '{}'; W='{}' P='{}' L='{}'\nexport TRELKIND_PLACES=$PWD/places\n", folder,
+                wrapper.path(), TRELKIND, LISTENER);
+        EXPECT_TRUE(files::writeFile(folder + "/line",
+            begin + "export LC_ALL=C.UTF-8\nT() { \"$P\" \"$@\"; }\n"
+                + "upto() { while ! \"$@\"; do sleep 0.05; done; }\n" + line));
+        const int status = std::system(("cd " + folder + " && bash line > out 2> err < /dev/null").c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, files::readFile(folder + "/out").value_or(""),
+            files::readFile(folder + "/err").value_or("")};
+    }
+    void expect(const std::vector<Step>& steps)
+    {
+        for (const Step& step : steps) {
+            const Result result = shell(step.line);
+            SCOPED_TRACE(step.line + "\n" + result.out + result.err);
+            EXPECT_EQ(result.status, step.status);
+            EXPECT_TRUE(holds(result.out, step.out)) << "standard output lacks: " << step.out;
+            EXPECT_TRUE(holds(result.err, step.err)) << "standard error lacks: " << step.err;
+        }
     }
 
     WrapperOnDisk wrapper{"My Batch.vtask"};
@@ -51,26 +80,17 @@ protected:
 
 constexpr const char* kProgram =
     "#!/bin/sh\necho \"hello $1\"\nprintf 1234567890 > SVProgress\n[ -z \"$2\" ] || sleep $2\n";
+constexpr const char* kRun = R"(T run "$W")";
 
 TEST_F(CommandLine, RunsABatchAndShowsWhatItLeft)
 {
     wrapper.tasks({"a", "b", "c"}).executable(kProgram);
-    auto result = shell("T run \"$W\" --concurrency 2");
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("task 1: Done\n"));
-    EXPECT_THAT(result.out, HasSubstr("3 of 3 done"));
-    EXPECT_THAT(result.out, Not(HasSubstr("\033"))) << "no terminal, no colors";
-    EXPECT_THAT(result.err, IsEmpty());
-
-    result = shell("T status \"$W\"");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("     3     1  Done        100%"));
-    EXPECT_TRUE(result.out.ends_with("3 of 3 done\n")) << result.out;
-    const json tasks = shell("T status --json \"$W\"").parsed();
-    ASSERT_EQ(tasks.size(), 3U);
-    json second = tasks[1];
-    const auto started = static_cast<double>(std::time(nullptr)) - second["Started"].get<double>();
-    EXPECT_TRUE(started > -2 && started < 60) << started;
+    expect({{R"(T run "$W" --concurrency 2)", 0, "task 1: Done\n...3 of 3 done, 0:"},
+        {R"(T status "$W")", 0, "     3     1  Done        100%...\n3 of 3 done\n"},
+        {R"(T output "$W" 3)", 0, "hello c\n"}, {R"(T output --follow "$W" 3)", 0, "hello c\n"}});
+    const json tasks = shell(R"(T status --json "$W")").parsed();
+    json second = tasks.at(1);
+    EXPECT_NEAR(second["Started"].get<double>(), static_cast<double>(std::time(nullptr)), 60);
     EXPECT_LT(second["Seconds"].get<double>(), 60);
     second.erase("Started");
     second.erase("Seconds");
@@ -79,329 +99,311 @@ TEST_F(CommandLine, RunsABatchAndShowsWhatItLeft)
             {"Try", 0.0}, {"State", "done"}, {"Argument", "b"}, {"Exit Status", 0}, {"Signal", nullptr},
             {"Folder", wrapper / "1"}}));
 
-    const json listed = shell("T files \"$W\" 2 --json").parsed();
-    EXPECT_THAT(listed,
-        testing::UnorderedElementsAre(json{{"File Name", "input"}, {"Size", "1 byte"}, {"Bytes", 1}},
-            json{{"File Name", "runOutput"}, {"Size", "8B"}, {"Bytes", 8}}));
-    EXPECT_EQ(shell("T output \"$W\" 3").out, "hello c\n");
-    EXPECT_EQ(shell("T output --follow \"$W\" 3").out, "hello c\n");
-    EXPECT_EQ(shell("T output \"$W\" 1 --json").parsed(), (json{{{"Number", "1"}, {"Line", "hello a"}}}));
+    wrapper.write("1/out10");
+    wrapper.write("1/out2");
+    EXPECT_EQ(shell(R"(T files "$W" 2)").out,
+        "File Name    Size\ninput      1 byte\nout2        Empty\nout10       Empty\nrunOutput      8B\n");
+    EXPECT_EQ(shell(R"(T files "$W" 2 --json)").parsed().at(3),
+        (json{{"File Name", "runOutput"}, {"Size", "8B"}, {"Bytes", 8}}));
+    EXPECT_EQ(shell(R"(T output "$W" 1 --json)").parsed(), (json{{{"Number", "1"}, {"Line", "hello a"}}}));
+    EXPECT_EQ(shell(R"(T run "$W" --json)").parsed(), tasks) << "nothing is left to do";
 
-    result = shell("T run \"$W\" --json");
-    EXPECT_EQ(result.status, 0) << "nothing is left to do";
-    EXPECT_EQ(result.parsed(), tasks);
-    result = shell("T clear \"$W\" 2-3");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("clearing them removes their results: 2-3. Clear them? Say --yes"));
+    const std::string clear = "T clear \"$W\" ";
+    expect({{clear + "2-3", 1, "",
+                "2 tasks of ...My Batch.vtask are done, and clearing them removes their results: 2-3. Clear "
+                "them? Use"},
+        {clear + "2", 1, "",
+            "Task 2 of ... is done, and clearing it removes its results. Clear it? Use --yes"}});
     EXPECT_TRUE(wrapper.has("2/runOutput")) << "nobody could be asked";
-    EXPECT_EQ(shell("T clear \"$W\" 2-3 --yes").out, "Cleared 2 tasks.\n");
+    expect({{clear + "2-3 --yes", 0, "Cleared 2 tasks.\n"}, {R"(T output "$W" 2)", 1, "", "no output yet."}});
     EXPECT_FALSE(wrapper.has("2/runOutput"));
     EXPECT_TRUE(wrapper.has("0/runOutput"));
-    EXPECT_EQ(shell("T output \"$W\" 2").status, 1);
 }
 
-// What the shell sees of a program's end, without a change to the script, and nothing of it in the program.
+// The shell records the exit status without a change to the script, and hides this from the program.
 TEST_F(CommandLine, RecordsHowEachProgramEnded)
 {
     wrapper.tasks({"exit 7", "'kill -SEGV $$'", "exit 0", "env > environment", "exit 1"})
         .executable("#!/bin/sh\necho some output\neval \"$@\"\n");
-    auto result = shell("T run \"$W\" 1-4");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.out, HasSubstr("task 1: Done, but failed: 7"));
-    EXPECT_THAT(result.out, HasSubstr("4 of 5 done, 1 waiting, 2 failed"));
-    EXPECT_THAT(result.err, HasSubstr("Failed: 1-2."));
+    expect({{R"(T run "$W" 1-4)", 1, "task 1: Done, but failed: 7...4 of 5 done, 1 waiting, 2 failed",
+                "Failed: 1-2."},
+        {R"(T status "$W" --failed)", 0, "7  exit 7...SIGSEGV  'kill"}});
     EXPECT_EQ(wrapper.read("0/VTask_exitStatus"), "7\n");
     EXPECT_EQ(wrapper.read("1/VTask_exitStatus"), "139\n");
     EXPECT_THAT(wrapper.read("3/environment"),
         Not(testing::AnyOf(HasSubstr("BASH_ENV"), HasSubstr("trelkind_status"))));
-    EXPECT_THAT(shell("T status \"$W\" --failed").out,
-        testing::AllOf(HasSubstr("SIGSEGV"), Not(HasSubstr("Waiting"))));
-    const json tasks = shell("T status \"$W\" --json").parsed();
+    const json tasks = shell(R"(T status "$W" --json)").parsed();
     EXPECT_EQ(tasks[1]["Signal"], "SIGSEGV");
     EXPECT_EQ(tasks[4]["Exit Status"], nullptr);
-    EXPECT_EQ(tasks[4]["State"], "waiting");
-    EXPECT_THAT(shell("T files \"$W\" 1").out, Not(HasSubstr("exitStatus")));
+    EXPECT_THAT(shell(R"(T files "$W" 1)").out, Not(HasSubstr("exitStatus")));
 
     wrapper.executable("#!/bin/sh\nexit 0\n");
-    result = shell("T run \"$W\" --failed");
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("4 of 5 done, 1 waiting, 0:"));
-    EXPECT_EQ(wrapper.read("0/VTask_exitStatus"), "0\n");
+    expect({{R"(T clear "$W" 1)", 0, "Cleared 1 task.\n"}, // Asks nothing about a failed task.
+        {R"(T run "$W" --failed)", 0, "3 of 5 done, 2 waiting, 0:", "Ended without any output: 2."}});
+    EXPECT_EQ(wrapper.read("1/VTask_exitStatus"), "0\n");
 }
 
 TEST_F(CommandLine, MakesAWrapperAroundAProgramAndRunsIt)
 {
-    auto result =
-        shell("printf '#!/bin/sh\\necho got $1; cat setup\\n' > tool; chmod +x tool; "
-              "printf 'seed {seed}\\n' > setup; printf 'seed,Time\\n5,0.1\\n6,0.2\\n' > t.csv; "
-              "T new Sweep.vtask --program tool --input setup --arguments '-s{seed}' --table t.csv");
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.out, HasSubstr("Made Sweep.vtask with 2 tasks."));
-    EXPECT_EQ(shell("T run Sweep.vtask").status, 0);
-    EXPECT_EQ(shell("T output Sweep.vtask 2").out, "got -s6\nseed 6\n");
-    result = shell("T new Sweep.vtask --program tool");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("is there already"));
+    expect({
+        {R"(printf '#!/bin/sh\necho got $1; cat setup\n' > tool; chmod +x tool
+            printf 'seed {seed}\n' > setup; printf 'seed,Time\n5,0.1\n6,0.2\n' > t.csv
+            T new Sweep.vtask --program tool --input setup --input line --arguments '-s{seed}' --table t.csv)",
+            0, "Made Sweep.vtask with 2 tasks. \"trelkind run Sweep.vtask\" runs them.\n"},
+        {"T run Sweep.vtask --quiet", 0},
+        {"T output Sweep.vtask 2", 0, "got -s6\nseed 6\n"},
+        {"T new Sweep.vtask --program tool", 1, "", "exists already"},
+        {"chmod -x tool; T new 'One more.vtask' --program tool", 0,
+            "with 1 task. \"trelkind run 'One more.vtask'\" runs it.\n", "is not marked as executable"},
+    });
 }
 
-TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldDo)
+TEST_F(CommandLine, HaltsAfterAFailureAndShowsWhatItWouldStart)
 {
-    wrapper.tasks({"1", "0", "0"}).executable("#!/bin/sh\nexit $1\n");
-    EXPECT_EQ(shell("T run \"$W\" --dry-run 2-3").out,
+    wrapper.tasks({"1", "0", "0"}).executable("#!/bin/sh\necho x\nexit $1\n");
+    EXPECT_EQ(shell(R"(T run "$W" --dry-run 2-3)").out,
         "task 2: program 0\ntask 3: program 0\n2 of 3 tasks would be started.\n");
-    EXPECT_FALSE(wrapper.has("1/VTask_runStarted"));
-    auto result = shell("T run \"$W\" --halt -j 1");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_TRUE(wrapper.has("0/VTask_runCompleted"));
-    EXPECT_FALSE(wrapper.has("2/VTask_runStarted"));
-    result = shell("T run \"$W\" 1-3 --quiet");
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.status, 1) << "task 1 still counts as failed";
-    EXPECT_THAT(result.err, HasSubstr("Started before, and not run again before they are cleared: 1."));
+    expect({{R"(T run "$W" --halt -j 1)", 1, "1 of 3 done, 2 waiting, 1 failed", "Failed: 1."},
+        {R"(T run "$W" --dry-run)", 0, "task 2: program 0\ntask 3: program 0\n2 of 3 tasks"},
+        {R"(T run "$W" 1-3 --quiet)", 1, "",
+            "Not run again until they are cleared, because they were started before: 1."}});
     EXPECT_TRUE(wrapper.has("2/VTask_runCompleted"));
 }
 
-TEST_F(CommandLine, TellsOfALostTaskAndOfWhatCanNotBeWritten)
+TEST_F(CommandLine, ReportsLostTasksAndUnwritableOutput)
 {
-    wrapper.tasks({"a", "b"}).executable(kProgram);
-    wrapper.write("0/VTask_runStarted");
-    auto result = shell("T status \"$W\"");
-    EXPECT_THAT(result.err,
-        HasSubstr("Task 1 has ended without a mark; \"trelkind clear '" + wrapper.path() + "' 1\" lets"));
-    EXPECT_EQ(shell("T status --json \"$W\"").parsed()[0]["State"], "lost");
-    EXPECT_EQ(shell("T status --running --json \"$W\"").parsed().size(), 1U);
-    EXPECT_EQ(shell("T status --waiting --json \"$W\"").parsed()[0]["Number"], "2");
-    result = shell("T status \"$W\" > /dev/full");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("trelkind: standard output can not be written: "));
+    wrapper.tasks({"a", "b", "c", "d"}).executable(kProgram);
+    for (const char* name : {"0/VTask_runStarted", "2/VTask_runStarted", "2/VTask_aborted",
+             "3/VTask_runStarted", "3/VTask_runCompleted"})
+        wrapper.write(name);
+    wrapper.write("3/VTask_exitStatus", "7\n");
+    const std::string lost = "Task 1 is lost: it was started, but no process runs it. \"trelkind clear '"
+        + wrapper.path() + "' 1\" lets it be run again.";
+    expect({{R"(T status "$W")", 0, "1 of 4 done, 1 running, 1 waiting, 1 aborted, 1 failed\n", lost},
+        {R"(T run "$W" 4)", 1, "1 of 4 done", lost}});
+    const std::pair<const char*, const char*> cases[] = {{"", "1 lost, 2 waiting, 3 aborted, 4 done, "},
+        {"--running", "1 lost, "}, {"--waiting", "2 waiting, "}, {"--failed", "3 aborted, 4 done, "},
+        {"--failed --waiting", "2 waiting, 3 aborted, 4 done, "}};
+    for (const auto& [filter, states] : cases) {
+        std::string found;
+        for (const json& row : shell(fmt::format(R"(T status "$W" --json {})", filter)).parsed())
+            found += row["Number"].get<std::string>() + " " + row["State"].get<std::string>() + ", ";
+        EXPECT_EQ(found, states) << filter;
+    }
+    const std::string unwritable = "trelkind: standard output can not be written: ";
+    expect({{R"(T status "$W" > /dev/full)", 1, "", unwritable},
+        {R"(T status --json "$W" > /dev/full)", 1, "", unwritable},
+        {R"(T run --dry-run "$W" > /dev/full)", 1, "", unwritable},
+        {R"(T clear --aborted "$W" > /dev/full)", 1, "", unwritable}, {"T --version", 0, "trelkind 0."}});
     wrapper.write("Info.plist", "<plist><dict>");
-    EXPECT_EQ(shell("T status \"$W\"").status, 1);
-    EXPECT_THAT(shell("T --version").out, HasSubstr("trelkind 0."));
+    expect({{R"(T status "$W")", 1, "0 of 0 done\n", "Could not read Info.plist."},
+        {R"(T status --json "$W")", 1, "[]\n", "Could not read Info.plist."}});
 }
 
-TEST_F(CommandLine, AnInterruptEndsTheTasksInOrderAndSaysSo)
+TEST_F(CommandLine, AnInterruptEndsTheTasksAndASecondOneKillsThem)
 {
-    wrapper.tasks({"a 60", "b 60", "c 60"}).executable(kProgram);
-    const auto result =
-        shell("set -m; exec 3>&1; '" TRELKIND "' run \"$W\" --concurrency 2 >&3 & "
-              "while [ ! -e \"$W/1/VTask_runStarted\" ]; do sleep 0.05; done; kill -INT $!; wait $!");
-    EXPECT_EQ(result.status, 130);
-    EXPECT_THAT(result.err, HasSubstr("Ending the tasks; interrupt once more to kill them."));
-    EXPECT_THAT(result.err, HasSubstr("--aborted\" and then \"trelkind run"));
-    EXPECT_TRUE(wrapper.has("0/VTask_aborted"));
-    EXPECT_TRUE(wrapper.has("1/VTask_aborted"));
-    EXPECT_FALSE(wrapper.has("2/VTask_runStarted"));
-    EXPECT_EQ(shell("T clear --aborted \"$W\"").out, "Cleared 2 tasks.\n");
-    EXPECT_EQ(shell("T clear --aborted \"$W\"").out, "There are no aborted tasks to clear.\n");
-}
-
-// In the background of a script an interrupt is meant for others; a closed terminal keeps no file from its
-// words.
-TEST_F(CommandLine, WhatIsMeantForOthersEndsNothing)
-{
-    wrapper.tasks({"a 1"}).executable(kProgram);
-    const auto result = shell("'" TRELKIND "' run \"$W\" & "
-                              "while [ ! -e \"$W/0/VTask_runStarted\" ]; do sleep 0.05; done; "
-                              "kill -INT $!; kill -HUP $!; wait $!");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("1 of 1 done"));
-}
-
-TEST_F(CommandLine, ASecondInterruptKillsWhatIgnoresTheFirst)
-{
-    wrapper.tasks({"a"}).executable(
-        "#!/bin/bash\ntrap '' TERM INT\necho $$ > pid\nwhile :; do sleep 0.1; done\n");
-    const auto result =
-        shell("set -m; exec 3>&1; '" TRELKIND "' run \"$W\" >&3 & "
-              "while [ ! -s \"$W/0/pid\" ]; do sleep 0.05; done; kill -INT $!; kill -0 $!; "
-              "while [ ! -e \"$W/0/VTask_aborted\" ]; do kill -INT $! || break; sleep 0.1; done; wait $!");
-    EXPECT_EQ(result.status, 130);
-    EXPECT_THAT(result.err, HasSubstr("Killing the tasks."));
+    for (const std::string signal : {"INT", "TERM"}) {
+        wrapper.tasks({"a", "b", "c"})
+            .executable("#!/bin/sh\ntrap 'sleep 0.3; echo cleaned up; exit' TERM\necho x\nsleep 60 & wait\n");
+        expect({{R"(set -m; exec 3>&1; "$P" run "$W" --concurrency 2 >&3 &
+                upto test -s "$W/0/runOutput"; upto test -s "$W/1/runOutput"; kill -)"
+                + signal + " $!; wait $!",
+            130, "0 of 3 done, 1 waiting, 2 aborted",
+            "Ending the tasks; interrupt once more to kill them.\n...clear '" + wrapper.path()
+                + "' --aborted\" and then \"trelkind run '" + wrapper.path() + "'\" continue"}});
+        EXPECT_EQ(wrapper.read("1/runOutput"), "x\ncleaned up\n");
+        expect({{R"(T clear --aborted "$W")", 0, "Cleared 2 tasks.\n"},
+            {R"(T clear --aborted "$W")", 0, "There are no aborted tasks to clear.\n"}});
+    }
+    wrapper.executable("#!/bin/bash\ntrap '' TERM INT\necho $$ > pid\nwhile :; do sleep 0.1; done\n");
+    expect({{R"(set -m; exec 3>&1; "$P" run "$W" 1 >&3 & upto test -s "$W/0/pid"; kill -INT $!; kill -0 $!
+                while [ ! -e "$W/0/VTask_aborted" ]; do kill -INT $! || break; sleep 0.1; done; wait $!)",
+        130, "1 aborted", "Killing the tasks."}});
     EXPECT_FALSE(isAlive(std::atoi(wrapper.read("0/pid").c_str())));
 }
 
-TEST_F(CommandLine, TellsWhatKeepsItFromRunning)
+// In the background of a script an interrupt is meant for other programs. A closed terminal must not stop the
+// output to a file. The streams may be closed, limited or cut.
+TEST_F(CommandLine, HandlesForeignSignalsAndBrokenStreams)
 {
-    wrapper.tasks({"a"});
-    auto result = shell("T run \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("names no executable in its Executable.plist"));
-
-    wrapper.executable(kProgram);
-    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX/program", 0644));
-    result = shell("T run \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("is not marked as executable"));
-    EXPECT_FALSE(wrapper.has("0/VTask_runStarted"));
-
-    wrapper.write("0/VTask_runStarted");
-    wrapper.write("0/VTask_runCompleted");
-    result = shell("T run \"$W\"");
-    EXPECT_EQ(result.status, 0) << "nothing is left for which the program is needed: " << result.err;
-
-    wrapper.executable(kProgram).tasks({"a", "b"});
-    std::ignore = files::remove(wrapper / "0");
-    result = shell("T run \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("Could not run task"));
-    EXPECT_THAT(result.err, HasSubstr(wrapper / "0"));
-    EXPECT_THAT(result.out, HasSubstr("1 of 2 done, 1 waiting"));
-
-    wrapper.tasks({});
-    EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("has no tasks"));
+    wrapper.tasks({"a 1"}).executable(kProgram);
+    expect({{R"("$P" run "$W" & upto test -e "$W/0/VTask_runStarted"; kill -INT $!; kill -HUP $!; wait $!)",
+        0, "1 of 1 done"}});
+    wrapper.write("0/runOutput", std::string(300000, 'x'));
+    expect({{R"(T status "$W" >&-)", 0},
+        {R"(rm "$W/MacOSX/program.md5"; (ulimit -f 0; T status "$W") | cat; test ! -e "$W/MacOSX/program.md5")",
+            0, "1 of 1 done"},
+        {R"((ulimit -f 100; T output "$W" 1 > shown))", 1, "", "can not be written: File too large"},
+        {R"(T output "$W" 1 | head -c 1; exit ${PIPESTATUS[0]})", 1, "x"},
+        {R"(T clear --yes "$W" 1 && trap '' CHLD && T run "$W")", 0, "1 of 1 done"}});
 }
 
-TEST_F(CommandLine, WrongUseIsToldInASentenceWithStatusTwo)
+TEST_F(CommandLine, PrintsWhyNothingCanBeRun)
+{
+    wrapper.tasks({"a", "b"});
+    const std::string noProgram = "names no executable in its Executable.plist";
+    expect({{kRun, 1, "", noProgram}, {R"(T run "$W" --dry-run)", 1, "", noProgram}});
+    wrapper.executable(kProgram);
+    std::ignore = files::remove(wrapper / "0");
+    expect({{kRun, 1, "1 of 2 done, 1 waiting", "Could not run task\n    Could not run the task ("}});
+    wrapper.tasks({});
+    const std::string noTask = "There is no task 1: the wrapper has no tasks.";
+    expect({{kRun, 1, "", "has no tasks"}, {R"(T files "$W" 1)", 2, "", noTask},
+        {R"(T clear "$W" 1)", 2, "", noTask}});
+}
+
+TEST_F(CommandLine, WrongUsePrintsASentenceAndReturnsTwo)
 {
     wrapper.tasks({"a"}).executable(kProgram);
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "file.vtask", ""));
+    wrapper.write("../file.vtask");
     EXPECT_TRUE(files::createDirectory(wrapper.folder() / "folder"));
-    const struct {
-        const char* line;
-        const char* sentence;
-    } cases[] = {
-        {"T status \"$W/../none.vtask\"", "none.vtask does not exist."},
-        {"T status \"$W/../file.vtask\"", "file.vtask is not a folder"},
-        {"T status \"$W/../folder\"", "its name does not end in .vtask"},
-        {"T files \"$W\" 7", "There is no task 7: the tasks of this wrapper are 1 to 1."},
-        {"T files \"$W\" 0", "There is no task 0"},
-        {"T output \"$W\" x", "NUMBER"},
-        {"T variables \"$W\" 1 nothing.svbin", "Task 1 has no file nothing.svbin."},
-        {"T variables \"$W\" 1", "FILE"},
+    const std::pair<const char*, const char*> cases[] = {
+        {"T status none.vtask", "none.vtask does not exist."},
+        {"T status file.vtask", "file.vtask is not a folder"},
+        {"T status folder", "its name does not end in .vtask"},
+        {R"(T files "$W" 7)", "There is no task 7: the tasks of this wrapper are 1 to 1."},
+        {R"(T files "$W" 0)", "There is no task 0"},
+        {R"(T output --json --follow "$W" 1)", "excludes"},
+        {R"(T variables "$W" 1 nothing.svbin)", "Task 1 has no file nothing.svbin."},
+        {R"(T variables "$W" 2 x)", "There is no task 2"},
+        {R"(T variables "$W" 1x x)", "\"1x\" is not the number of a task."},
+        {R"(T variables "$W" 1)", "FILE"},
+        {"T variables a b c d", "Too many arguments"},
         {"T variables /nonexistent", "trelkind: /nonexistent does not exist."},
         {"T variables /", "is a folder, not a data file"},
-        {"T clear \"$W\" 1-x", "neither the number of a task nor a range"},
-        {"T run \"$W\" 1-4", "There is no task 4"},
-        {"T clear \"$W\"", "--aborted"},
-        {"T clear \"$W\" 1 5", "There is no task 5"},
-        {"T run \"$W\" --concurrency 0", "--concurrency"},
-        {"T run \"$W\" --concurrency 33", "--concurrency"},
+        {R"(T clear "$W" 1-x)", "neither the number of a task nor a range"},
+        {R"(T clear "$W")", "--aborted"},
+        {R"(T clear --aborted "$W" 1)", "excludes"},
+        {R"(T run "$W" 1-4)", "There is no task 4"},
+        {R"(T run "$W" 1 --failed)", "excludes"},
+        {R"(T run "$W" --concurrency 0)", "--concurrency"},
+        {R"(T run "$W" --concurrency 33)", "--concurrency"},
         {"T run", "WRAPPER"},
         {"T dance", "trelkind: there is no verb \"dance\""},
-        {"T", "a verb is missing"},
+        {"T", "trelkind: a verb is missing. Run with --help for more information.\n"},
     };
-    for (const auto& [line, sentence] : cases) {
-        const auto result = shell(line);
-        EXPECT_EQ(result.status, 2) << line << "\n" << result.err;
-        EXPECT_THAT(result.err, HasSubstr(sentence)) << line;
-    }
+    for (const auto& [line, sentence] : cases)
+        expect({{line, 2, "", sentence}});
+    for (const char* call :
+        {"run {}", "prepare {}", "files {} 1", "output {} 1", "clear {} 1", "variables {} 1 x"})
+        expect({{"T " + fmt::format(fmt::runtime(call), "none.vtask"), 2, "", "none.vtask does not exist."}});
     EXPECT_TRUE(wrapper.has("0/input"));
-    for (const char* line : {"T --help", "T run --help", "T clear --help"}) {
-        const auto result = shell(line);
-        EXPECT_EQ(result.status, 0);
-        EXPECT_THAT(result.out, HasSubstr("Exit status: 0 done"));
-    }
+    for (const char* line : {"T --help", "T run --help", "T clear --help"})
+        expect({{line, 0, "Exit status: 0 done"}});
 }
 
-TEST_F(CommandLine, AsksNothingOfAPlainMachine)
+TEST_F(CommandLine, WorksInAPlainLocaleAndWithoutMd5)
 {
     wrapper.tasks({"a"}).executable(kProgram);
     wrapper.write("0/x\ty");
-    EXPECT_THAT(shell("T files \"$W\" 1").out, HasSubstr("x\uFFFDy"));
-    EXPECT_THAT(shell("LC_ALL=C T files \"$W\" 1").out, HasSubstr("x?y")) << "no UTF-8";
-    EXPECT_TRUE(wrapper.has("MacOSX/program.md5"));
-    std::ignore = files::remove(wrapper / "MacOSX/program.md5");
-    EXPECT_EQ(shell("LIBGCRYPT_FORCE_FIPS_MODE=1 T status \"$W\"").status, 0);
-    EXPECT_FALSE(wrapper.has("MacOSX/program.md5")) << "where MD5 is forbidden";
+    expect({{R"(T files "$W" 1)", 0, "x\uFFFDy"}, {R"(LC_ALL=C T files "$W" 1)", 0, "x?y"},
+        {R"(rm "$W/MacOSX/program.md5"; LIBGCRYPT_FORCE_FIPS_MODE=1 T status "$W"
+            test ! -e "$W/MacOSX/program.md5")",
+            0, "0 of 1 done"}});
 }
 
-TEST_F(CommandLine, SaysThatVariablesCanNotBeShownYet)
+TEST_F(CommandLine, ReportsThatVariablesCanNotBeShownYet)
 {
     wrapper.tasks({"a"});
     wrapper.write("0/r.svbin");
-    for (const char* line : {"T variables \"$W\" 1 r.svbin --json", "T variables \"$W/0/r.svbin\" --json"}) {
-        const auto result = shell(line);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "[]\n");
-        EXPECT_THAT(result.err, HasSubstr("svdata list"));
-    }
+    for (const std::string place : {R"(T variables "$W" 1 r.svbin)", R"(T variables "$W/0/r.svbin")"})
+        expect({{place + " --json", 1, "[]\n", "svdata list"},
+            {place, 1, "Name  Type  Information\n", "svdata list"}});
 }
 
-TEST_F(CommandLine, ATaskAtWorkIsNotCleared)
+TEST_F(CommandLine, ARunningTaskIsNotCleared)
 {
     wrapper.tasks({"a"}).executable(kProgram);
     wrapper.write("0/VTask_runStarted");
-    const auto busy =
-        shell("(cd \"$W/0\" && exec sleep 60) & sleep 0.3; T clear \"$W\" 1; s=$?; kill $!; exit $s");
-    EXPECT_EQ(busy.status, 1);
-    EXPECT_THAT(busy.err, HasSubstr("Task 1 is at work in process "));
-    EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
-    EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("in their folders: 1."));
-    {
-        const platform::FolderLock runs(wrapper.path(), platform::FolderLock::Kind::Exclusive);
-        EXPECT_THAT(shell("T run \"$W\"").err, HasSubstr("by another trelkind"));
-        EXPECT_THAT(shell("T clear \"$W\" 1").err, HasSubstr("that another trelkind is running"));
-        EXPECT_TRUE(wrapper.has("0/VTask_runStarted"));
-    }
-    EXPECT_EQ(shell("T clear \"$W\" 1").status, 0);
+    expect({{R"((cd "$W/0" && exec sleep 60) & upto test /proc/$!/cwd -ef "$W/0"
+                T clear "$W" 1; s=$?; kill $!; exit $s)",
+                1, "Cleared 0 tasks.\n", "Task 1 is running in process "},
+        {kRun, 1, "1 running", "in their folders: 1."}, {R"(T clear "$W" 1)", 0, "Cleared 1 task.\n"}});
     EXPECT_FALSE(wrapper.has("0/VTask_runStarted"));
 }
 
 TEST_F(CommandLine, FollowsTheOutputOfARunUntilItEnds)
 {
     wrapper.tasks({"a"}).executable("#!/bin/sh\nfor i in 1 2 3; do echo line $i; sleep 0.4; done\n");
-    const auto result = shell("(sleep 0.3; T run \"$W\") > /dev/null & T output --follow \"$W\" 1; wait");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.err, HasSubstr("Task 1 waits to be run"));
-    EXPECT_EQ(result.out, "line 1\nline 2\nline 3\n");
+    expect({{R"(T output --follow "$W" 1 2> said & upto grep -qs waits said
+                T run "$W" > /dev/null; wait $!; s=$?; cat said >&2; exit $s)",
+        0, "line 1\nline 2\nline 3\n", "Task 1 waits to be run"}});
 
-    // Cut and, until the next look, grown beyond what was read.
+    // The file is truncated, and is longer than before when it is read again.
     wrapper.write("0/runOutput", "old\n");
     std::ignore = files::remove(wrapper / "0/VTask_runCompleted");
-    EXPECT_EQ(shell("T output --follow \"$W\" 1 > shown & while ! grep -q old shown; do sleep 0.05; done; "
-                    "echo new and longer > \"$W/0/runOutput\"; touch \"$W/0/VTask_runCompleted\"; "
-                    "wait; cat shown")
-                  .out,
-        "old\nnew and longer\n");
+    const std::string follow = R"(rm -f shown; "$P" output -f "$W" 1 > shown & upto grep -qs old shown;)";
+    expect({{"set -m; " + follow + "kill -INT $!; wait $!", 130},
+        {follow + R"(echo new and longer > "$W/0/runOutput"; touch "$W/0/VTask_aborted"; wait $! && cat shown)",
+            0, "old\nnew and longer\n"}});
+    wrapper.write("0/runOutput", std::string(9000000, 'x'));
+    expect({{R"(T output -f "$W" 1 | wc -c)", 0, "9000000\n"}});
     wrapper.write("0/runOutput", "a\r\n\r\xff\n" + std::string(70000, 'x') + "\r\nlast");
-    const json rows = shell("T output --json \"$W\" 1").parsed();
+    const json rows = shell(R"(T output --json "$W" 1)").parsed();
     ASSERT_EQ(rows.size(), 5U);
     EXPECT_EQ(rows[2], (json{{"Number", "3"}, {"Line", "\uFFFD"}}));
     EXPECT_EQ(rows[3].at("Line").get<std::string>().size(), 70000U);
     EXPECT_EQ(rows[4].at("Line"), "last");
+    expect({{R"(T output --json "$W" 1 > /dev/full)", 1, "", "can not be written"}});
+}
+
+TEST_F(CommandLine, ReportsRunsThatLookWrong)
+{
+    wrapper.tasks({"", "", "", "", ""}).executable(kProgram);
+    expect({{R"(cd "$W"; for i in 0 1 2 3 4; do touch -d 12:00:00 $i/VTask_runStarted; echo x > $i/runOutput
+                    touch -d 12:00:1$i $i/VTask_runCompleted; done
+                touch -d 12:00:00.9 4/VTask_runCompleted; : > 2/runOutput; T run "$W")",
+                0, "5 of 5 done",
+                "Ended in far less time than the others: 5. Look at...Ended without any output: 3.\n"},
+        {R"(cd "$W"; for i in 0 1 2 3 4; do : > $i/runOutput; touch -d 12:00:08 $i/VTask_runCompleted; done
+            T run "$W")",
+            0, "5 of 5 done"}}); // A program that prints nothing is normal.
+}
+
+// The companion is started during the run. It hears of the start, and before the program ends, of the end.
+TEST_F(CommandLine, ACompanionHearsOfARun)
+{
+    wrapper.tasks({"a"}).executable("#!/bin/sh\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
+    expect({{R"(T run "$W" & run=$!; upto test -e "$W/0/VTask_runStarted"
+        "$L" > heard & upto grep -qs "$W: 0" heard; touch "$W/go"; wait $run
+        while [ $(grep -c "$W: 0" heard) != 2 ]; do sleep 0.05; done; kill $!)",
+                0, "1 of 1 done"},
+        {R"("$L" > heard & upto grep -qs listening heard; kill -STOP $!
+            timeout 5 "$P" clear --yes "$W" 1; s=$?; kill -KILL $!; exit $s)",
+            0, "Cleared 1 task."}}); // A companion that takes no messages does not block the program.
 }
 
 TEST_F(CommandLine, PreparesTheProjectThatTheWrapperNames)
 {
+    constexpr const char* kPrepare = R"(T prepare "$W")";
     wrapper.tasks({"a", "b"}).executable(kProgram, "my program");
-    auto result = shell("T prepare \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("has no project"));
+    expect({{kPrepare, 1, "", "has no project"}});
+    wrapper.information("Project Name", wrapper.folder() / "p.xcodeproj");
+    expect({{kPrepare, 1, "", "p.xcodeproj does not exist."}});
 
-    EXPECT_TRUE(files::createDirectories(wrapper.folder() / "p.xcodeproj"));
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "p.xcodeproj/project.pbxproj",
+    wrapper.write("../p.xcodeproj/project.pbxproj",
         "// !$*UTF8*$!\n{ objects = { P = { mainGroup = G; targets = (T); };\n"
         "G = { isa = PBXGroup; sourceTree = \"<group>\"; children = (F); };\n"
         "F /* a.cpp */ = { isa = PBXFileReference; path = \"a file.cpp\"; sourceTree = \"<group>\"; };\n"
         "T = { productName = \"my program\"; buildPhases = (B); };\n"
-        "B = { files = (BF); }; BF = { fileRef = F; }; }; rootObject = P; }\n"));
-    EXPECT_TRUE(files::writeFile(wrapper.folder() / "a file.cpp", "int main() {}\n"));
-    wrapper.information("Project Name", wrapper.folder() / "p.xcodeproj");
-    result = shell("T prepare \"$W\"");
-    EXPECT_EQ(result.status, 0) << result.err;
+        "B = { files = (BF); }; BF = { fileRef = F; }; }; rootObject = P; }\n");
+    wrapper.write("../a file.cpp", "int main() {}\n");
+    expect({{kPrepare, 0, "Prepared " + wrapper / "Project.\n"}, {kPrepare, 0, "Prepared"}});
     EXPECT_EQ(wrapper.read("Project/Sources/a file.cpp"), "int main() {}\n");
     EXPECT_EQ(wrapper.read("Project/Sources/Makefile.sources"), "CXX_SRCS = \\\na file.cpp\n\nC_SRCS = \n\n");
     EXPECT_THAT(wrapper.read("Project/Sources/Makefile"), HasSubstr("PROGRAM = my_program\n"));
-    std::ignore = files::remove(wrapper / "Project/compile");
-    EXPECT_TRUE(files::createDirectory(wrapper / "Project/compile"));
-    result = shell("T prepare \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("compile could not be written: a folder has its name."));
-}
+    EXPECT_EQ(wrapper.read("Project/compile"), "#!/bin/sh\n\npushd .\ncd Sources\nmake -j 3\npopd\n");
+    EXPECT_EQ(wrapper.read("Project/submit"),
+        "#!/bin/bash\n\nfor i in {0..1}\ndo\n   cp runScript ../$i/test\ndone\n");
+    EXPECT_EQ(files::attributes(wrapper / "Project/submit")->permissions, 0700U);
 
-TEST_F(CommandLine, AWrapperThatCanOnlyBeReadIsShownAndNotRun)
-{
-    if (geteuid() == 0)
-        GTEST_SKIP() << "nothing is read-only for this user";
-    wrapper.tasks({"a"}).executable(kProgram);
-    EXPECT_TRUE(files::setPermissions(wrapper / "0", 0555));
-    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX", 0555));
-    EXPECT_EQ(shell("T status \"$W\"").status, 0);
-    const auto result = shell("T run \"$W\"");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, HasSubstr("can not be written"));
-    EXPECT_TRUE(files::setPermissions(wrapper / "0", 0755));
-    EXPECT_TRUE(files::setPermissions(wrapper / "MacOSX", 0755));
+    expect({{R"(rm "$W/Project/compile"; mkdir "$W/Project/compile"; T prepare "$W")", 1, "",
+                "compile could not be written: a folder has its name."},
+        {R"(rmdir "$W/Project/compile"; echo // >> 'a file.cpp'; T prepare "$W")", 1, "", "differs from"},
+        {R"(rm 'a file.cpp'; T prepare "$W")", 1, "", "a file.cpp does not exist."},
+        {R"(rm -r "$W/Project"; ln -s /proc/self/fdinfo "$W/Project"; T prepare "$W")", 1, "",
+            "can not be written"},
+        {R"(rm "$W/Project"; touch "$W/Project"; T prepare "$W")", 1, "", "Project could not be written."}});
 }
 
 } // namespace

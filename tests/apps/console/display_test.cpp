@@ -11,15 +11,15 @@
 
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
-namespace files = platform::files;
 
 class Display : public testing::Test {
 protected:
     Display() { std::setlocale(LC_CTYPE, "C.UTF-8"); }
 };
 
-TEST_F(Display, TextIsMeasuredAndCutInColumns)
+TEST_F(Display, TextAndBarsHaveTheirWidth)
 {
     const struct {
         std::string text;
@@ -42,12 +42,6 @@ TEST_F(Display, TextIsMeasuredAndCutInColumns)
     }
     EXPECT_EQ(terminal::printable("a\u009b31m\x1b\x7f\xff\n\tb\n"), "a\uFFFD31m\uFFFD\uFFFD\uFFFD\n\tb\n");
     EXPECT_EQ(terminal::paddedLeft("7", 3), "  7");
-    EXPECT_EQ(elapsedText(7.9), "0:07");
-    EXPECT_EQ(elapsedText(3 * 3600 + 4 * 60 + 5), "3:04:05");
-}
-
-TEST_F(Display, ABarHasItsWidthAtEveryPercentage)
-{
     for (double percentage = -5; percentage < 110; percentage += 0.7)
         for (const bool unicode : {false, true})
             EXPECT_EQ(terminal::columnsOf(terminal::bar(percentage, 13, unicode)), 13) << percentage;
@@ -76,42 +70,44 @@ TEST_F(Display, NoLineOfTheLiveTableIsWiderThanAnyTerminal)
                 EXPECT_LE(terminal::columnsOf(line), columns) << columns << "x" << rows;
         }
     }
-    const auto few = progress.lines({120, 12}, progress.total(0, 4), {});
-    int running = 0;
-    for (const std::string& line : few)
-        running += line.find("Running") != std::string::npos;
-    EXPECT_EQ(running, 10) << "those that run come first when not all fit";
-    EXPECT_EQ(few.at(10), "and 50 more");
-    EXPECT_THAT(few.back(), HasSubstr("0 of 60 done, 10 running, 50 waiting  0:00"));
     EXPECT_THAT(progress.lines({200, 100}, "", {}).front(), HasSubstr(arguments.front())) << "there is room";
 }
 
-struct OneRow : toolkit::TableDataSource {
-    int numberOfRowsInTableView(const toolkit::Table&) override { return 1; }
-    toolkit::CellValue objectValueForTableColumn(const toolkit::Table&, std::string_view column, int) override
-    {
-        if (column == "Progress")
-            return 42.0;
-        return std::string(column == "Name" ? "a \"b\" \xff" : "1.5MB");
-    }
-};
-
-TEST_F(Display, ATableIsTextOrJson)
+TEST_F(Display, ALineShowsTheStateOfATask)
 {
-    OneRow source;
-    toolkit::Table table;
-    table.setColumns({{.identifier = "Name"}, {.identifier = "Other"},
-        {.identifier = "Progress", .cell = toolkit::Column::Cell::Progress},
-        {.identifier = "Size", .alignment = toolkit::Column::Alignment::Right}});
-    table.setDataSource(&source);
-    const TablePrinter printer(table, {"Name", "Progress", "Size"});
-    EXPECT_EQ(printer.text(0), "Name     Progress   Size\na \"b\" \uFFFD       42%  1.5MB\n");
-    const std::string narrow = printer.text(20);
-    EXPECT_LE(terminal::columnsOf(narrow.substr(0, narrow.find('\n'))), 20);
-    const auto rows = printer.json();
-    EXPECT_EQ(rows[0]["Progress"], 42.0);
-    EXPECT_EQ(rows[0]["Size"], "1.5MB");
-    EXPECT_NO_THROW((void)rows.dump(0, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    WrapperOnDisk wrapper;
+    wrapper.tasks({"-a", "-b is running", "-c", "-d", "-e"});
+    for (const auto& [name, secondsAgo] : {std::pair("0/VTask_runStarted", 100), {"0/VTask_runCompleted", 35},
+             {"1/VTask_runStarted", 3730}, {"3/VTask_runStarted", 20}, {"3/VTask_aborted", 10},
+             {"4/VTask_runStarted", 40}, {"4/VTask_runCompleted", 35}})
+        wrapper.write(name, "", secondsAgo);
+    wrapper.write("1/SVProgress", std::string(42, '.'));
+    wrapper.write("4/VTask_exitStatus", "139");
+    const auto controller = KRTrelkindController::createFromWrapperName(wrapper.path());
+    const BatchProgress progress(*controller);
+    const char* const running = "2  Running       █████░░░░░░░  42% 1:02:10  -b is running";
+    const char* const crashed = "5  Done SIGSEGV               100%    0:05  -e";
+    EXPECT_THAT(progress.lines({70, 24}, "total", {"first", "second"}),
+        ElementsAre("1  Done                       100%    1:05  -a", running,
+            "3  Waiting                                  -c",
+            "4  Aborted                            0:10  -d", crashed, "███████████▏░░░░░░░░░░░  48%  total",
+            "first", "second"));
+    EXPECT_THAT(progress.lines({70, 5}, "total", {}),
+        ElementsAre(running, "3  Waiting                                  -c", crashed, "and 2 more",
+            "███████████▏░░░░░░░░░░░  48%  total"));
+    EXPECT_THAT(progress.lines({70, 6}, "total", {}).front(), HasSubstr("1  Done")) << "all fit";
+    EXPECT_THAT(progress.lines({30, 4}, "total", {"first", "second"}),
+        ElementsAre("2 Running  42%", "and 4 more", "████▊░░░░░  48%  total", "second"));
+    EXPECT_THAT(progress.total(61, 4),
+        HasSubstr("2 of 5 done, 1 running, 1 waiting, 1 aborted, 1 failed  1:01, about 1:25:5"));
+
+    TablePrinter printer(controller->views()->taskList, {"Argument", "Progress", "Time"});
+    printer.showRows({1, 0});
+    EXPECT_EQ(printer.text(0),
+        "Argument       Progress  Time\n-b is running       42%   0.5\n-a                 100%     0\n");
+    EXPECT_EQ(printer.text(20), "Argum…  Progr…  Time\n-b is…     42%   0.5\n-a        100%     0\n");
+    EXPECT_EQ(printer.text(5), "Arg…  Pro…  Time\n-b …   42%   0.5\n-a    100%     0\n");
+    EXPECT_EQ(printer.json()[0].dump(), R"({"Argument":"-b is running","Progress":42.0,"Time":"0.5"})");
 }
 
 } // namespace

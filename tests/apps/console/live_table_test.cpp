@@ -1,17 +1,21 @@
-// The live table on a real pseudo-terminal whose window changes its size.
+// The program on a real pseudo-terminal.
 
 #include "apps/console/TerminalText.h"
+#include "platform/files/Descriptor.h"
 #include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
 
 #include <array>
 #include <clocale>
+#include <csignal>
 #include <poll.h>
 #include <pty.h>
 #include <regex>
+#include <sstream>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -21,60 +25,6 @@ using testing::HasSubstr;
 constexpr std::string_view kEnter = "\033[?1049h";
 constexpr std::string_view kLeave = "\033[?1049l";
 
-// A program on a terminal of its own.
-class OnTerminal {
-public:
-    OnTerminal(const std::vector<std::string>& command, winsize size, const std::string& places)
-    {
-        process_ = ::forkpty(&terminal_, nullptr, nullptr, &size);
-        if (process_ != 0)
-            return;
-        ::setenv("TERM", "xterm-256color", 1);
-        ::setenv("LC_ALL", "C.UTF-8", 1);
-        ::setenv("TRELKIND_PLACES", places.c_str(), 1);
-        std::vector<char*> words;
-        for (const std::string& word : command)
-            words.push_back(const_cast<char*>(word.c_str()));
-        words.push_back(nullptr);
-        ::execv(words[0], words.data());
-        ::_exit(127);
-    }
-    ~OnTerminal() { ::close(terminal_); }
-    OnTerminal(const OnTerminal&) = delete;
-    OnTerminal& operator=(const OnTerminal&) = delete;
-
-    void type(std::string_view keys) const
-    {
-        EXPECT_EQ(::write(terminal_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-    }
-    void resize(winsize size) const { ::ioctl(terminal_, TIOCSWINSZ, &size); }
-    // Reads until the condition holds for all that came so far; false at the end of the program.
-    bool readUntil(const std::function<bool(const std::string&)>& condition)
-    {
-        std::array<char, 4096> bytes{};
-        while (!condition(text_)) {
-            const ssize_t count = ::read(terminal_, bytes.data(), bytes.size());
-            if (count <= 0)
-                return false;
-            text_.append(bytes.data(), static_cast<std::size_t>(count));
-        }
-        return true;
-    }
-    int finish()
-    {
-        readUntil([](const std::string&) { return false; });
-        int status = 0;
-        ::waitpid(process_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    const std::string& text() const { return text_; }
-
-private:
-    int terminal_ = -1;
-    pid_t process_ = -1;
-    std::string text_;
-};
-
 std::size_t countOf(const std::string& text, std::string_view part)
 {
     std::size_t count = 0;
@@ -83,50 +33,99 @@ std::size_t countOf(const std::string& text, std::string_view part)
     return count;
 }
 
-// The lines of each frame, without what colours them.
+// A call of the program on a pseudo-terminal.
+class OnTerminal {
+public:
+    OnTerminal(const WrapperOnDisk& wrapper, const std::vector<std::string>& arguments,
+        const std::string& variable = "NO_COLOR=", winsize size = {24, 100, 0, 0})
+    {
+        std::vector<std::string> call{"/usr/bin/env", "TERM=xterm-256color", "LC_ALL=C.UTF-8",
+            "TRELKIND_PLACES=" + wrapper.folder() / "places", variable, TRELKIND};
+        call.insert(call.end(), arguments.begin(), arguments.end());
+        int terminal = -1;
+        process_ = ::forkpty(&terminal, nullptr, nullptr, &size);
+        terminal_ = platform::Descriptor(terminal);
+        if (process_ != 0)
+            return;
+        std::vector<char*> words;
+        for (std::string& word : call)
+            words.push_back(word.data());
+        words.push_back(nullptr);
+        ::execv(words[0], words.data());
+        ::_exit(127);
+    }
+
+    void type(std::string_view keys) const
+    {
+        EXPECT_EQ(::write(terminal_.get(), keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+    void close() { terminal_.reset(); }
+    pid_t process() const { return process_; }
+    void resize(winsize size) const { ::ioctl(terminal_.get(), TIOCSWINSZ, &size); }
+    // Reads until the text has so many of a part; false at the end of the program.
+    bool reads(std::string_view part, std::size_t atLeast = 1)
+    {
+        std::array<char, 4096> bytes{};
+        while (countOf(text_, part) < atLeast) {
+            const ssize_t count = ::read(terminal_.get(), bytes.data(), bytes.size());
+            if (count <= 0)
+                return false;
+            text_.append(bytes.data(), static_cast<std::size_t>(count));
+        }
+        return true;
+    }
+    // Reads the rest and returns the exit status.
+    int finish()
+    {
+        reads("", std::string::npos);
+        int status = 0;
+        ::waitpid(process_, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    const std::string& text() const { return text_; }
+
+private:
+    platform::Descriptor terminal_;
+    pid_t process_ = -1;
+    std::string text_;
+};
+
+// The lines of each frame, without control sequences.
 std::vector<std::vector<std::string>> framesOf(const std::string& text)
 {
-    static const std::regex control("\033\\[[0-9;?]*[A-Za-z]");
+    static const std::regex control("\033\\[[0-9;?]*[A-Za-z]|\r");
     std::vector<std::vector<std::string>> frames;
-    for (auto place = text.find("\033[H"); place != std::string::npos;) {
-        const auto next = text.find("\033[H", place + 1);
-        const std::string frame =
-            std::regex_replace(text.substr(place, text.find("\033[J", place) - place), control, "");
-        std::vector<std::string> lines{""};
-        for (std::size_t i = 0; i < frame.size(); ++i)
-            if (frame.compare(i, 2, "\r\n") == 0) {
-                lines.emplace_back();
-                ++i;
-            } else {
-                lines.back() += frame[i];
-            }
-        frames.push_back(std::move(lines));
-        place = next;
+    for (auto place = text.find("\033[H"); place != std::string::npos;
+         place = text.find("\033[H", place + 1)) {
+        std::istringstream frame(
+            std::regex_replace(text.substr(place, text.find("\033[J", place) - place), control, ""));
+        frames.emplace_back();
+        for (std::string line; std::getline(frame, line);)
+            frames.back().push_back(line);
     }
     return frames;
 }
 
-TEST(LiveTable, FollowsTheWindowAndLeavesTheUsersLinesAlone)
+constexpr const char* kWaitsForGo =
+    "#!/bin/sh\nprintf 1234567890 > SVProgress\nwhile [ ! -e ../go ]; do sleep 0.05; done\n";
+
+TEST(LiveTable, FitsTheWindowAndKeepsTheMainScreen)
 {
     std::setlocale(LC_CTYPE, "C.UTF-8");
     WrapperOnDisk wrapper;
-    wrapper.tasks({"--first argument", "--second argument", "c", "d", "e", "f"})
-        .executable("#!/bin/sh\nprintf 1234567890 > SVProgress\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
-    OnTerminal program(
-        {TRELKIND, "run", "-j6", wrapper.path()}, {24, 100, 0, 0}, wrapper.folder() / "places");
-    const auto frames = [](std::size_t atLeast) {
-        return [atLeast](const std::string& text) { return countOf(text, "\033[H") >= atLeast; };
-    };
-    ASSERT_TRUE(program.readUntil(frames(3)));
+    wrapper.tasks({"--first argument", "--second argument", "c", "d", "e", "f"}).executable(kWaitsForGo);
+    OnTerminal program(wrapper, {"run", "-j6", wrapper.path()});
+    ASSERT_TRUE(program.reads("\033[H", 3));
     EXPECT_THAT(framesOf(program.text()).back().front(), HasSubstr("--first argument"));
+    EXPECT_THAT(program.text(), HasSubstr("\033[36mRunning"));
 
     const winsize sizes[] = {{24, 40, 0, 0}, {24, 120, 0, 0}, {5, 30, 0, 0}};
     for (const winsize& size : sizes) {
         const std::size_t before = countOf(program.text(), "\033[H");
         program.resize(size);
-        ASSERT_TRUE(program.readUntil(frames(before + 3)));
+        ASSERT_TRUE(program.reads("\033[H", before + 3));
         const auto drawn = framesOf(program.text());
-        const auto& frame = drawn.at(drawn.size() - 2); // The last one may not be whole.
+        const auto& frame = drawn.at(drawn.size() - 2); // The last frame may be incomplete.
         EXPECT_LE(frame.size(), size.ws_row);
         for (const std::string& line : frame)
             EXPECT_LE(terminal::columnsOf(line), size.ws_col) << line;
@@ -135,29 +134,83 @@ TEST(LiveTable, FollowsTheWindowAndLeavesTheUsersLinesAlone)
     wrapper.write("go");
     EXPECT_EQ(program.finish(), 0);
 
-    // The first screen holds the table and the totals at the end, and nothing of the frames before.
+    // In the end the main screen has the table and the totals, and nothing of the frames.
     const std::string& text = program.text();
     EXPECT_EQ(countOf(text, kLeave), 1U);
     EXPECT_TRUE(text.starts_with(kEnter)) << text.substr(0, 40);
+    EXPECT_THAT(text, HasSubstr("\033[K\r\n")) << "each line clears what the last frame had there";
     const std::string left = text.substr(text.rfind(kLeave) + kLeave.size());
     EXPECT_EQ(countOf(left, "\n"), 8U) << left;
     EXPECT_THAT(left, HasSubstr("6 of 6 done, 0:"));
 }
 
-TEST(LiveTable, GivesTheTerminalBackWhenItIsInterrupted)
+TEST(LiveTable, GivesTheTerminalBackWhenItIsSuspendedAndInterrupted)
 {
     WrapperOnDisk wrapper;
-    wrapper.tasks({"a"}).executable("#!/bin/sh\nsleep 60\n");
-    OnTerminal program({TRELKIND, "run", wrapper.path()}, {24, 80, 0, 0}, wrapper.folder() / "places");
-    ASSERT_TRUE(program.readUntil([&](const std::string&) { return wrapper.has("0/VTask_runStarted"); }));
-    program.resize({24, 60, 0, 0});
-    ASSERT_TRUE(program.readUntil([](const std::string& text) { return countOf(text, "\033[H") > 1; }));
+    wrapper.tasks({"a"}).executable("#!/bin/sh\ntrap 'sleep 1; exit' TERM\nsleep 60 & wait\n");
+    OnTerminal program(wrapper, {"run", wrapper.path()});
+    ASSERT_TRUE(program.reads("Running"));
+    program.type("\x1a");
+    ASSERT_TRUE(program.reads(kLeave));
+    int status = 0;
+    EXPECT_EQ(::waitpid(program.process(), &status, WUNTRACED), program.process());
+    EXPECT_TRUE(WIFSTOPPED(status));
+    ::kill(program.process(), SIGCONT);
+    ASSERT_TRUE(program.reads(kEnter, 2));
+
     program.type("\003");
     EXPECT_EQ(program.finish(), 130);
-    const std::string left = program.text().substr(program.text().rfind(kLeave));
-    EXPECT_THAT(left, HasSubstr("0 of 1 done, 1 aborted"));
-    EXPECT_THAT(program.text(), HasSubstr("Ending the tasks; interrupt once more to kill them."));
-    EXPECT_GT(program.text().rfind("\033[?25h"), program.text().rfind("\033[?25l")) << "the cursor is back";
+    const std::string& text = program.text();
+    EXPECT_THAT(text.substr(text.rfind(kLeave)), HasSubstr("0 of 1 done, 1 aborted"));
+    const std::string notice = "Ending the tasks; interrupt once more to kill them.";
+    EXPECT_THAT(text, HasSubstr("trelkind: " + notice));
+    EXPECT_EQ(framesOf(text).back().back(), notice) << "the live table goes on and shows it";
+    EXPECT_GT(text.rfind("\033[?25h"), text.rfind("\033[?25l")) << "the cursor is visible again";
+}
+
+TEST(LiveTable, AClosedTerminalDoesNotEndTheBatch)
+{
+    WrapperOnDisk wrapper;
+    wrapper.tasks({"a"}).executable(kWaitsForGo);
+    OnTerminal program(wrapper, {"run", wrapper.path()});
+    ASSERT_TRUE(program.reads("Running"));
+    program.close();
+    wrapper.write("go");
+    EXPECT_EQ(program.finish(), 0);
+    EXPECT_TRUE(wrapper.has("0/VTask_runCompleted"));
+}
+
+TEST(LiveTable, UsesOnlyWhatTheTerminalSupports)
+{
+    const std::tuple<const char*, bool, const char*> cases[] = {{"TERM=dumb", false, "task 1: Done\r\n"},
+        {"TERM=", false, "task 1: Done\r\n"}, {"TERM=ansi", false, "task 1: Done\r\n"},
+        {"NO_COLOR=1", true, "Number"}, {"NO_COLOR=", true, "\033[1mNumber"}};
+    for (const auto& [variable, isLive, part] : cases) {
+        WrapperOnDisk wrapper;
+        wrapper.tasks({"a"}).executable("#!/bin/sh\n");
+        OnTerminal program(wrapper, {"run", wrapper.path()}, variable);
+        EXPECT_EQ(program.finish(), 0);
+        SCOPED_TRACE(program.text());
+        EXPECT_EQ(countOf(program.text(), kEnter), isLive ? 1U : 0U);
+        EXPECT_THAT(program.text(), HasSubstr(part));
+        EXPECT_EQ(countOf(program.text(), "\033[1m") > 0, std::string_view(variable) == "NO_COLOR=");
+    }
+}
+
+TEST(LiveTable, ClearingAsksOnATerminal)
+{
+    WrapperOnDisk wrapper;
+    wrapper.tasks({"a"});
+    wrapper.write("0/VTask_runStarted");
+    wrapper.write("0/VTask_runCompleted");
+    for (const auto& [answer, status] : {std::pair("\n", 1), {"n\n", 1}, {"\004", 1}, {"y\n", 0}}) {
+        EXPECT_TRUE(wrapper.has("0/VTask_runCompleted"));
+        OnTerminal program(wrapper, {"clear", wrapper.path(), "1"});
+        ASSERT_TRUE(program.reads("[y/N] "));
+        program.type(answer);
+        EXPECT_EQ(program.finish(), status) << answer;
+    }
+    EXPECT_FALSE(wrapper.has("0/VTask_runCompleted"));
 }
 
 } // namespace

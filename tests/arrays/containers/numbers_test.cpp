@@ -3,17 +3,12 @@
 #include "arrays/containers/KRArrayTextInput.h"
 #include "arrays/containers/KROneLineText.h"
 #include "arrays/containers/text_testing.h"
-#include "datafile/datafile_testing.h"
+#include "datafile/comma_locale.h"
 
-#include <clocale>
 #include <cstring>
 #include <random>
 
 using namespace containertest;
-
-// From the leak sanitizer, if it is linked in. The C library never frees its copy of LOCPATH.
-extern "C" void __lsan_disable() __attribute__((weak));
-extern "C" void __lsan_enable() __attribute__((weak));
 
 namespace {
 
@@ -119,22 +114,10 @@ TEST(NumberText, RandomCharactersReadAsInTheLibrary)
     }
 }
 
-// A program with a decimal comma, as one with windows takes it from its user.
-TEST(NumberText, NeedsNoLocale)
+class NumberTextWithComma : public svtest::CommaLocale { };
+
+TEST_F(NumberTextWithComma, ReadsAPoint)
 {
-    if (__lsan_disable)
-        __lsan_disable();
-    const svtest::ScratchFolder folder;
-    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8")) {
-        const std::string command =
-            "localedef -i de_DE -f UTF-8 '" + folder / "de_DE.UTF-8" + "' 2>/dev/null";
-        ASSERT_EQ(std::system(command.c_str()), 0) << "there is no locale with a comma and no localedef";
-        ::setenv("LOCPATH", (folder / ".").c_str(), 1);
-        ASSERT_TRUE(std::setlocale(LC_NUMERIC, "de_DE.UTF-8"));
-    }
-    if (__lsan_enable)
-        __lsan_enable();
-    ASSERT_EQ(std::strtod("0,5", nullptr), 0.5);
     const std::string text = "0x1.8p1 1.5";
     EXPECT_EQ(KRReadNumber<double>(text.data(), text.data() + 7).value, 3);
     EXPECT_EQ(KRReadNumber<float>(text.data() + 8, text.data() + 11).value, 1.5F);
@@ -144,8 +127,6 @@ TEST(NumberText, NeedsNoLocale)
         shown(KRArrayTextInput<float>::readFromFile(streamOf("1.5 2.5").get(), 2, 1, 1)), "2x1x1: 1.5 2.5");
     EXPECT_EQ(shown(readInOneLineFrom(streamOf("1.5,0X1.8p0").get(), 9)), "2x1x1: 1.5 1.5");
     EXPECT_EQ(containerOf<double>({0.5})->description(), "Double array (1 x 1 x 1). 0.5.");
-    std::setlocale(LC_NUMERIC, "C");
-    ::unsetenv("LOCPATH");
 }
 
 } // namespace

@@ -3,15 +3,14 @@
 #include "arrays/containers/KROneLineText.h"
 #include "arrays/containers/KRTableText.h"
 #include "arrays/containers/text_testing.h"
-#include "platform/loop/Pace.h"
+#include "diagnostics/ShownProgress.h"
 #include "toolkit/Controls.h"
-#include "toolkit/ViewList.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <fmt/format.h>
 #include <random>
-#include <set>
 #include <sys/stat.h>
 #include <thread>
 
@@ -108,7 +107,8 @@ TEST(TextTable, EndsAtWhatIsNoNumber)
 
 TEST(TextTable, ReportsAFileThatCannotBeRead)
 {
-    const std::string pipe = TextFile("").path() + "-pipe";
+    const svtest::ScratchFolder scratch;
+    const std::string pipe = scratch / "pipe";
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string& path :
         {std::string("/nonexistent/a"), std::string("/tmp"), std::string("/dev/zero"), pipe}) {
@@ -123,7 +123,6 @@ TEST(TextTable, ReportsAFileThatCannotBeRead)
         }),
             ElementsAre(words, words, words));
     }
-    ::unlink(pipe.c_str());
 }
 
 // Longer than the pieces in which the new form reads, with line ends of two characters between them.
@@ -153,75 +152,53 @@ TEST(TextTable, LongFilesReadTheSameInPieces)
 // The line of progress of a table follows its reading, and its abort button ends it.
 TEST(TextProgress, IsToldAndAborts)
 {
-    using platform::MainLoop;
-    const auto within = [](const std::function<bool()>& condition) {
-        return MainLoop::main().runUntil(condition, 20);
-    };
-    MainLoop::main();
-    platform::Pace::setFactor(0.05);
-    toolkit::ViewList list;
-    const auto controller = KRProgressController::create();
-    controller->setProgressView(&list);
-    const auto entry = KRProgressEntry::createWithDescription(std::string("reading"), controller);
-    ASSERT_TRUE(within([&] { return list.views().size() == 1; }));
-    const auto line = controller->visibleEntries().at(0);
-
+    ShownProgress shownProgress;
+    const auto entry = shownProgress.addEntry();
+    const auto& line = shownProgress.line;
+    ASSERT_TRUE(line);
     KRTableText<double> table("file", 0, KRTableText<double>::LongLine::IsCut, 0);
     table.reportTo(entry, 12000);
     std::string lines;
     for (int number = 0; number < 3000; ++number)
         lines += "1\n";
     EXPECT_TRUE(table.read(lines));
-    EXPECT_TRUE(within([&] { return line->currentFraction() == 0.5F; }));
+    EXPECT_TRUE(shownProgress.reaches(0.5F));
     line->abortButtonHit();
     EXPECT_FALSE(table.wasAborted());
     EXPECT_FALSE(table.read(lines));
     EXPECT_TRUE(table.wasAborted());
     EXPECT_EQ(Doubles::readFromFile(streamOf("1 2").get(), 2, 1, 1, entry), nullptr);
-    EXPECT_TRUE(within([&] { return line->description()->stringValue() == "Parsing an integer array"; }));
-    controller->setProgressView(nullptr);
-    platform::Pace::setFactor(1);
+    EXPECT_TRUE(ShownProgress::within(
+        [&] { return line->description()->stringValue() == "Parsing an integer array"; }));
 }
 
 TEST(TextProgress, IsNamedAfterTheVariableOrTheFile)
 {
-    using platform::MainLoop;
-    MainLoop::main();
-    platform::Pace::setFactor(0.001);
-    toolkit::ViewList list;
-    const auto& controller = KRProgressController::sharedController();
-    controller->setProgressView(&list);
+    ShownProgress shownProgress(KRProgressController::sharedController());
     std::string text;
-    for (int number = 0; number < 2000000; ++number)
+    for (int number = 0; number < 1000000; ++number)
         text += "1.5\n";
     const TextFile file(text);
-    const std::string name = std::filesystem::path(file.path()).filename().string();
-    std::set<std::string> seen;
     // Reads on a worker until its line has shown.
-    const auto expectLine = [&](const std::string& wanted, const std::function<void()>& read) {
+    const auto expectLine = [&](const char* wanted, const std::function<void()>& read) {
         std::atomic<bool> enough = false;
         std::thread worker([&] {
             while (!enough)
                 read();
         });
-        EXPECT_TRUE(MainLoop::main().runUntil(
-            [&] {
-                for (const auto& line : controller->visibleEntries())
-                    seen.insert(line->description()->stringValue());
-                return seen.contains(wanted);
-            },
-            20))
-            << wanted;
+        EXPECT_TRUE(ShownProgress::within([&] {
+            const auto lines = shownProgress.controller->visibleEntries();
+            return std::ranges::any_of(
+                lines, [&](const auto& line) { return line->description()->stringValue() == wanted; });
+        })) << wanted;
         enough = true;
         worker.join();
     };
     expectLine("x: Parsing file.", [&] {
         Doubles::readInContentFromFile(file.path(), 0, KRProgressVariable{"x", 1});
     });
-    expectLine(name + ": Parsing file.", [&] { Doubles::readInContentFromFileNew(file.path(), 0, 0); });
+    expectLine("text: Parsing file.", [&] { Doubles::readInContentFromFileNew(file.path(), 0, 0); });
     expectLine("Parsing a double array", [&] { Doubles::readInListFromFile(file.path(), 0); });
-    controller->setProgressView(nullptr);
-    platform::Pace::setFactor(1);
 }
 
 TEST(TextList, ReadsAllNumbers)

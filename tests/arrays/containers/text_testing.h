@@ -1,37 +1,22 @@
 #pragma once
 
 #include "arrays/containers/containers_testing.h"
+#include "datafile/datafile_testing.h"
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <unistd.h>
 
 namespace containertest {
 
 // A file that goes with the object.
 class TextFile {
 public:
-    explicit TextFile(const std::string& text)
-        : path_(std::filesystem::temp_directory_path()
-            / ("text-" + std::to_string(::getpid()) + "-" + std::to_string(++count())))
-    {
-        std::ofstream(path_, std::ios::binary) << text;
-    }
-    ~TextFile() { std::filesystem::remove(path_); }
-    TextFile(const TextFile&) = delete;
-    TextFile& operator=(const TextFile&) = delete;
-    std::string path() const { return path_.string(); }
+    explicit TextFile(const std::string& text) { svtest::store(path(), text); }
+    std::string path() const { return folder_ / "text"; }
 
 private:
-    static int& count()
-    {
-        static int files = 0;
-        return files;
-    }
-    std::filesystem::path path_;
+    svtest::ScratchFolder folder_;
 };
 
 // A stream over a text.

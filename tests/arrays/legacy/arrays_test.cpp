@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 // The address sanitizer would end the program where an allocation is meant to fail.
 extern "C" const char* __asan_default_options()
@@ -90,6 +91,9 @@ TYPED_TEST(LegacyArrays, ReportABadIndexAndGoOn)
     reportsOf([&] {
         A(99) = T(7);
         EXPECT_EQ(A(-5), T(7)); // The write stays in the handle,
+        EXPECT_EQ(std::as_const(A)(99), T(7));
+        EXPECT_EQ(std::as_const(A)(9, 9), T(7));
+        EXPECT_EQ(std::as_const(A)(9, 9, 9), T(7));
         EXPECT_EQ(readOnly(-5), T(0)); // and in no other.
     });
     EXPECT_EQ(valuesOf(A), valuesOf(counting<T>(2, 3, 2)));

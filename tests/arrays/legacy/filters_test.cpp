@@ -1,9 +1,7 @@
 #include "arrays/legacy/KRArrayFilters.h"
 
 #include "arrays/legacy/legacy_testing.h"
-#include "platform/loop/MainLoop.h"
-#include "platform/loop/Pace.h"
-#include "toolkit/ViewList.h"
+#include "diagnostics/ShownProgress.h"
 
 #include <algorithm>
 #include <cmath>
@@ -247,95 +245,80 @@ TEST(Filters, KeepAConstant)
         EXPECT_FLOAT_EQ(entry, 2.5F);
 }
 
+template <class T>
+void expectRefused(
+    const std::vector<Filter<T>>& filters, const std::vector<long>& from, const std::vector<long>& to)
+{
+    KRMutableArray<T> M(to[0], to[1], to[2]);
+    M = T(7);
+    for (const auto filter : filters)
+        EXPECT_FALSE(filter(randomArray<T>(from, 1), M, {}));
+    EXPECT_THAT(valuesOf(M), testing::Each(7));
+}
+
 // A size that doesn't fit: false, an untouched target, and no report.
 TEST(Filters, RefuseOtherSizes)
 {
-    const auto expectRefused = [](const std::vector<long>& from, const std::vector<long>& to) {
-        const MutableFloatArray A = randomArray<float>(from, 1);
-        const MutableDoubleArray D = randomArray<double>(from, 1);
-        const KRMutableUShortArray U = randomArray<std::uint16_t>(from, 1);
-        MutableFloatArray M(to[0], to[1], to[2]);
-        MutableDoubleArray E(to[0], to[1], to[2]);
-        KRMutableUShortArray V(to[0], to[1], to[2]);
-        M = 7;
-        E = 7;
-        V = 7;
-        for (const auto filter : {MeanFilter<float>, MeanFilter2D<float>, MeanFilter3D<float>,
-                 MedianFilter<float>, MedianFilter2D<float>, MedianFilter3D<float>})
-            EXPECT_FALSE(filter(A, M, {}));
-        for (const auto filter : {MeanFilter<double>, MeanFilter2D<double>, MeanFilter3D<double>})
-            EXPECT_FALSE(filter(D, E, {}));
-        for (const auto filter :
-            {MedianFilter<std::uint16_t>, MedianFilter2D<std::uint16_t>, MedianFilter3D<std::uint16_t>})
-            EXPECT_FALSE(filter(U, V, {}));
-        for (const auto filter : {GaussianSmoothing5pt, GaussianSmoothing5pt2D, GaussianSmoothing5pt3D})
-            EXPECT_FALSE(filter(1, A, M, {}));
-        EXPECT_FALSE(GaussianSmoothing2D(A, 1, M));
-        EXPECT_FALSE(GaussianSmoothing5pt3D_1(1, A, E));
-        EXPECT_FALSE(GaussianSmoothing5pt3D_2(1, D, E));
-        EXPECT_FALSE(GaussianSmoothing5pt3D_3(1, D, M));
-        EXPECT_THAT(valuesOf(M), testing::Each(7));
-        EXPECT_THAT(valuesOf(E), testing::Each(7));
-        EXPECT_THAT(valuesOf(V), testing::Each(7));
+    const std::vector<Filter<float>> gaussians{
+        [](const FloatArray& A, MutableFloatArray& M, const KRProgressCPP&) {
+            return GaussianSmoothing2D(A, 1, M);
+        },
+        [](auto& A, auto& M, auto& progress) { return GaussianSmoothing5pt(1, A, M, progress); },
+        [](auto& A, auto& M, auto& progress) { return GaussianSmoothing5pt2D(1, A, M, progress); },
+        [](auto& A, auto& M, auto& progress) { return GaussianSmoothing5pt3D(1, A, M, progress); },
+        [](const FloatArray& A, MutableFloatArray& M, const KRProgressCPP&) {
+            MutableDoubleArray D(A.m(), A.n(), A.o()), E(M.m(), M.n(), M.o());
+            return GaussianSmoothing5pt3D_1(1, A, E) || GaussianSmoothing5pt3D_2(1, D, E)
+                || GaussianSmoothing5pt3D_3(1, D, M);
+        }};
+    const auto expectAllRefused = [&](const std::vector<long>& from, const std::vector<long>& to) {
+        expectRefused<float>({MeanFilter<float>, MeanFilter2D<float>, MeanFilter3D<float>}, from, to);
+        expectRefused<double>({MeanFilter<double>, MeanFilter2D<double>, MeanFilter3D<double>}, from, to);
+        expectRefused<float>({MedianFilter<float>, MedianFilter2D<float>, MedianFilter3D<float>}, from, to);
+        expectRefused<std::uint16_t>({MedianFilter, MedianFilter2D, MedianFilter3D}, from, to);
+        expectRefused<float>(gaussians, from, to);
     };
     EXPECT_THAT(reportsOf([&] {
         for (const auto& size : {std::vector<long>{1, 5, 1}, {5, 1, 1}, {1, 5, 5}, {5, 1, 5}, {0, 0, 0}})
-            expectRefused(size, size);
-        expectRefused({5, 5, 1}, {5, 4, 1});
-        expectRefused({5, 5, 1}, {4, 5, 1});
-        expectRefused({5, 5, 3}, {5, 5, 1});
-        expectRefused({5, 5, 1}, {5, 5, 3});
+            expectAllRefused(size, size);
+        expectAllRefused({5, 5, 1}, {5, 4, 1});
+        expectAllRefused({5, 5, 1}, {4, 5, 1});
+        expectAllRefused({5, 5, 3}, {5, 5, 1});
+        expectAllRefused({5, 5, 1}, {5, 5, 3});
+        for (const auto& size : {std::vector<long>{2, 3, 1}, {3, 2, 1}, {3, 3, 2}})
+            expectRefused<float>(gaussians, size, size);
     }),
         IsEmpty());
-    MutableFloatArray M(2, 3);
-    EXPECT_FALSE(GaussianSmoothing5pt2D(1, counting<float>(2, 3), M));
-    MutableFloatArray N(3, 2);
-    EXPECT_FALSE(GaussianSmoothing5pt2D(1, counting<float>(3, 2), N));
-    MutableFloatArray O(3, 3, 2);
-    EXPECT_FALSE(GaussianSmoothing5pt3D(1, counting<float>(3, 3, 2), O));
 }
 
 // The line of progress reaches its end, and its abort button ends the filter.
 TEST(Filters, ShowProgressAndStop)
 {
-    using platform::MainLoop;
-    const auto within = [](const std::function<bool()>& condition) {
-        return MainLoop::main().runUntil(condition, 20);
-    };
-    MainLoop::main();
-    platform::Pace::setFactor(0.05);
-    toolkit::ViewList list;
-    const auto controller = KRProgressController::create();
-    controller->setProgressView(&list);
-    const auto entry = KRProgressEntry::createWithDescription(std::string("smoothing"), controller);
-    ASSERT_TRUE(within([&] { return list.views().size() == 1; }));
-    const auto line = controller->visibleEntries().at(0);
+    ShownProgress shownProgress;
+    const auto entry = shownProgress.addEntry();
+    ASSERT_TRUE(shownProgress.line);
     const KRProgressCPP progress(entry);
-
-    const MutableFloatArray image = randomArray<float>({20, 20, 1}, 1),
-                            volume = randomArray<float>({20, 20, 20}, 1);
-    MutableFloatArray M = image.Copy(), N = volume.Copy();
+    MutableFloatArray image = randomArray<float>({20, 20, 1}, 1),
+                      volume = randomArray<float>({20, 20, 20}, 1);
     MutableDoubleArray D(20, 20, 20);
     const std::function<bool()> filters[] = {
-        [&] { return MeanFilter(image, M, progress); },
-        [&] { return MedianFilter(volume, N, progress); },
-        [&] { return GaussianSmoothing5pt(1, image, M, progress); },
-        [&] { return GaussianSmoothing5pt(1, volume, N, progress); },
+        [&] { return MeanFilter(image, image, progress); },
+        [&] { return MedianFilter(volume, volume, progress); },
+        [&] { return GaussianSmoothing5pt(1, image, image, progress); },
+        [&] { return GaussianSmoothing5pt(1, volume, volume, progress); },
         [&] { return GaussianSmoothing5pt3D_1(1, volume, D, progress); },
         [&] { return GaussianSmoothing5pt3D_2(1, D, D, progress); },
-        [&] { return GaussianSmoothing5pt3D_3(1, D, N, progress); },
+        [&] { return GaussianSmoothing5pt3D_3(1, D, volume, progress); },
     };
     for (const auto& filter : filters) {
         entry->updatePercentage(0);
-        ASSERT_TRUE(within([&] { return line->currentFraction() == 0; }));
+        ASSERT_TRUE(shownProgress.reaches(0));
         EXPECT_TRUE(filter());
-        EXPECT_TRUE(within([&] { return line->currentFraction() == 1; }));
+        EXPECT_TRUE(shownProgress.reaches(1));
     }
-    line->abortButtonHit();
+    shownProgress.line->abortButtonHit();
     for (const auto& filter : filters)
         EXPECT_FALSE(filter());
-    controller->setProgressView(nullptr);
-    platform::Pace::setFactor(1);
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <limits>
+#include <locale>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -97,6 +98,7 @@ template <class T>
 std::string shown(const KRArray<T>& A)
 {
     std::ostringstream text;
+    text.imbue(std::locale::classic());
     text << A.m() << "x" << A.n() << "x" << A.o() << ":";
     for (const T& value : valuesOf(A)) {
         if constexpr (KROrderedElement<T>)

@@ -15,7 +15,8 @@ enum class AsUser { Same, Nobody };
 inline int inAnotherProcess(AsUser user, const std::string& itsFolder, const std::function<bool()>& work)
 {
     constexpr uid_t kNobody = 65534;
-    if (user == AsUser::Nobody && ::geteuid() == 0 && ::chown(itsFolder.c_str(), kNobody, kNobody) != 0)
+    if (user == AsUser::Nobody && ::geteuid() == 0 && !itsFolder.empty()
+        && ::chown(itsFolder.c_str(), kNobody, kNobody) != 0)
         return -1;
     const pid_t child = ::fork();
     if (child == 0) {

@@ -1,0 +1,503 @@
+#include "storage/memory/KRDataInMemory.h"
+
+#include "datafile/datafile_testing.h"
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/AnotherProcess.h"
+#include "platform/TemporaryFolder.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
+#include "storage/memory/Handshake.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <thread>
+
+namespace {
+
+using platform::MainLoop;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Memory : public testing::Test {
+protected:
+    Memory()
+    {
+        MainLoop::main();
+        KRMessageCenter::setSharedCenter(center_);
+    }
+    ~Memory() override { MainLoop::main().runPending(); }
+
+    // Those since the last call, "short | long".
+    std::vector<std::string> messages()
+    {
+        MainLoop::main().runPending();
+        std::vector<std::string> texts;
+        for (const auto& entry : center_->messages())
+            texts.push_back(entry->shortDescription()
+                + (entry->longDescription() ? " | " + *entry->longDescription() : ""));
+        center_->clearMessages();
+        return texts;
+    }
+
+    TemporaryFolder folder_;
+    std::string path_ = folder_ / "socket";
+    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
+};
+
+template <class T>
+std::shared_ptr<KRArrayContainer<T>> arrayOf(const std::vector<T>& values, long m, long n = 1, long o = 1)
+{
+    auto array = KRArrayContainer<T>::createArrayOfSizeM(m, n, o);
+    std::copy(values.begin(), values.end(), array->mutablePointer());
+    return array;
+}
+
+// A variable of each kind, an empty array and one that comes in many pieces.
+void fill(KRDataInMemory& storage)
+{
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    storage.writeDoubleArray(arrayOf<double>({1.5, -0.0, kInfinity, 5e-324, 2, 3}, 1, 2, 3), "double");
+    storage.writeFloatArray(arrayOf<float>({1.5F, -2.25F}, 2), "float");
+    storage.writeIntArray(arrayOf<std::int32_t>({INT32_MIN, 7, INT32_MAX}, 3), "int");
+    storage.writeShortArray(arrayOf<std::int16_t>({-2, 258}, 1, 2), "short");
+    storage.writeUShortArray(arrayOf<std::uint16_t>({65535, 1}, 2), "ushort");
+    storage.writeCharacterArray(arrayOf<signed char>({-128, 5}, 2), "character");
+    storage.writeUCharArray(arrayOf<unsigned char>({255, 0, 3}, 3), "uchar");
+    storage.writeIntArray(KRIntArrayContainer::createArrayOfLength(0), "empty");
+    storage.writeString("\u00b5 text", "string");
+    storage.writeString("", std::string(1024, 'n'));
+    const auto large = KRDoubleArrayContainer::createArrayOfSizeM(1000, 700);
+    for (long i = 0; i < large->length(); ++i)
+        large->mutablePointer()[i] = std::sqrt(static_cast<double>(i));
+    storage.writeDoubleArray(large, "large");
+}
+
+void expectSame(KRDataInMemory& one, KRDataInMemory& other)
+{
+    const auto names = one.variablesWithPrefix("");
+    ASSERT_EQ(names, other.variablesWithPrefix(""));
+    for (const std::string& name : names) {
+        EXPECT_EQ(one.readRawString(name), other.readRawString(name)) << name;
+        EXPECT_EQ(one.getSizeOfVariable(name), other.getSizeOfVariable(name)) << name;
+        EXPECT_EQ(one.readNativeArray(name).checksum(), other.readNativeArray(name).checksum()) << name;
+        EXPECT_EQ(
+            one.readNativeArray(name).convertToRawFormat(), other.readNativeArray(name).convertToRawFormat());
+    }
+}
+
+TEST_F(Memory, KeepsWhatIsWrittenByReference)
+{
+    KRDataInMemory storage;
+    const auto array = arrayOf<float>({1, 2}, 2);
+    EXPECT_TRUE(storage.writeFloatArray(array, "a"));
+    EXPECT_FALSE(storage.writeFloatArray(nullptr, "null"));
+    EXPECT_EQ(storage.readFloatArray("a"), array);
+    EXPECT_TRUE(storage.isAFloatArray("a") && storage.contains("a"));
+    EXPECT_FALSE(storage.isADoubleArray("a") || storage.isAnIntArray("a") || storage.isAString("a")
+        || storage.isANumber("a") || storage.contains("null"));
+    EXPECT_EQ(storage.getSizeOfVariable("a"), (KRDataStorage::Size{2, 1, 1}));
+    EXPECT_EQ(storage.readNumber("a"), std::nullopt);
+    EXPECT_TRUE(storage.writeIntArray(arrayOf<std::int32_t>({-7}, 1), "a"));
+    EXPECT_TRUE(storage.isANumber("a") && storage.isAnIntArray("a"));
+    EXPECT_EQ(storage.readNumber("a")->intValue(), -7);
+    EXPECT_TRUE(storage.writeDataBlock({1, 2, 3}, "bytes"));
+    EXPECT_EQ(storage.readDataBlock("bytes"), (KRDataStorage::Bytes{1, 2, 3}));
+    EXPECT_EQ(storage.readDoubleArray("missing"), nullptr);
+    EXPECT_EQ(storage.readRawString("a"), std::nullopt);
+    EXPECT_THAT(messages(), IsEmpty());
+
+    storage.writeString("b", "text");
+    storage.writeString("a", "b");
+    EXPECT_EQ(storage.resolveNameAllowingRedirection("text"), "a");
+    storage.writeString("b", "a");
+    EXPECT_EQ(storage.resolveNameAllowingRedirection("text"), std::nullopt);
+    EXPECT_FALSE(storage.contains(std::nullopt));
+    EXPECT_THAT(messages(),
+        ElementsAre("Circular reference inside datafile.", "KRDataFile contains:name : name==nil."));
+    storage.removeAllData();
+    EXPECT_THAT(storage.variablesWithPrefix(""), IsEmpty());
+}
+
+TEST_F(Memory, ReportsATypeThatWasNotStored)
+{
+    KRDataInMemory storage;
+    storage.writeString("x", "s");
+    const struct {
+        ElementType type;
+        const char* words;
+    } kCases[] = {
+        {ElementType::Double, "a double array. | Entry s is not saved as a double array"},
+        {ElementType::Float, "a float array. | Entry s is not saved as a float array"},
+        {ElementType::Int, "a int array. | Entry s is not saved as a int array"},
+        {ElementType::Short, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
+        {ElementType::UShort, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
+        {ElementType::Character, "a character array. | Entry s is not saved as a char array"},
+        {ElementType::UChar, "a character array. | Entry s is not saved as a char array"},
+    };
+    for (const auto& given : kCases) {
+        EXPECT_FALSE(storage.readArrayOfType(given.type, "s"));
+        EXPECT_THAT(messages(), ElementsAre(std::string("Data From stream not saved as ") + given.words));
+    }
+}
+
+TEST_F(Memory, CrossesToAnotherProcessAndBack)
+{
+    AnotherProcess echo([this](AnotherProcess::Channel& channel) {
+        KRDataInMemory storage;
+        channel.tell(storage.registerWithSocket(path_) ? "ready" : "failed");
+        const bool isDone = storage.setUpCommunicationSocket() && storage.recieveDataFromSocket()
+            && storage.sendDataThroughSocket();
+        channel.tell(isDone ? "done" : "failed");
+        storage.waitForTermination();
+        channel.tell(storage.isConnected() ? "connected" : "closed");
+    });
+    ASSERT_EQ(echo.channel().hear(), "ready");
+    KRDataInMemory sent;
+    fill(sent);
+    ASSERT_TRUE(sent.connectToSocket(path_));
+    EXPECT_TRUE(sent.isConnected());
+    EXPECT_EQ(sent.nameOfSocket(), path_);
+    EXPECT_TRUE(sent.sendDataThroughSocket());
+    KRDataInMemory copy;
+    fill(copy);
+    sent.removeAllData();
+    EXPECT_TRUE(sent.recieveDataFromSocket());
+    EXPECT_EQ(echo.channel().hear(), "done");
+    expectSame(copy, sent);
+    sent.terminateConnection();
+    EXPECT_FALSE(sent.isConnected());
+    EXPECT_EQ(echo.channel().hear(), "closed");
+    EXPECT_FALSE(platform::files::exists(path_)); // Removed by the one that made it.
+    EXPECT_FALSE(sent.sendDataThroughSocket() || sent.recieveDataFromSocket());
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+// A message made by hand, in either byte order.
+class HandMade {
+public:
+    explicit HandMade(bool isSwapped) : isSwapped_(isSwapped) { }
+    template <class T>
+    HandMade& add(T number)
+    {
+        char raw[sizeof number];
+        std::memcpy(raw, &number, sizeof number);
+        if (isSwapped_)
+            std::reverse(raw, raw + sizeof number);
+        bytes.append(raw, sizeof number);
+        return *this;
+    }
+    HandMade& text(const std::string& text)
+    {
+        add(static_cast<std::int32_t>(text.size()));
+        bytes += text;
+        return *this;
+    }
+    template <class T>
+    HandMade& array(const std::string& name, std::int32_t kind, const std::vector<T>& values)
+    {
+        text(name).add(kind).add(static_cast<std::int32_t>(values.size())).add(1).add(1);
+        for (const T value : values)
+            add(value);
+        return *this;
+    }
+    std::string bytes;
+
+private:
+    bool isSwapped_;
+};
+
+HandMade exampleMessage(bool isSwapped)
+{
+    HandMade made(isSwapped);
+    made.add(9)
+        .array<double>("d", 2, {1.5, -3})
+        .array<float>("f", 3, {0.25F})
+        .array<std::int32_t>("i", 4, {-5});
+    made.array<std::int16_t>("s", 6, {-300}).array<std::uint16_t>("u", 7, {65000});
+    made.array<signed char>("c", 8, {-1}).array<unsigned char>("b", 9, {200, 1});
+    made.text("text").add(1).text("\u00b5").text("none").add(4).add(3).add(0).add(2);
+    return made;
+}
+
+class TextChannel : public storage::ByteChannel {
+public:
+    explicit TextChannel(std::string incoming, std::size_t room = SIZE_MAX)
+        : incoming_(std::move(incoming)), room_(room)
+    { }
+    bool send(const void* bytes, std::size_t count) override
+    {
+        if (count > room_)
+            return false;
+        room_ -= count;
+        sent.append(static_cast<const char*>(bytes), count);
+        return true;
+    }
+    std::size_t receive(void* into, std::size_t count) override
+    {
+        const std::size_t taken = incoming_.copy(static_cast<char*>(into), count, at_);
+        at_ += taken;
+        return taken;
+    }
+    std::string sent;
+
+private:
+    std::string incoming_;
+    std::size_t at_ = 0;
+    std::size_t room_;
+};
+
+std::optional<storage::MemoryContent> receive(const std::string& bytes, std::size_t* before = nullptr)
+{
+    TextChannel channel(bytes);
+    storage::MemoryContent content;
+    const bool isWhole = storage::receiveVariables(channel,
+        [&](const std::string& name, storage::MemoryValue value) { content[name] = std::move(value); });
+    if (before)
+        *before = content.size();
+    return isWhole ? std::optional(content) : std::nullopt;
+}
+
+TEST_F(Memory, ReadsBothByteOrdersAndStopsWhereThePeerGoes)
+{
+    for (const bool isSwapped : {false, true}) {
+        SCOPED_TRACE(isSwapped);
+        const std::string bytes = exampleMessage(isSwapped).bytes;
+        const auto content = receive(bytes);
+        ASSERT_TRUE(content && content->size() == 9);
+        const auto array = [&](const char* name) { return std::get<KRAnyArray>(content->at(name)); };
+        EXPECT_EQ(array("d").as<double>()->valueAtIndex(1), -3);
+        EXPECT_EQ(array("f").as<float>()->valueAtIndex(0), 0.25F);
+        EXPECT_EQ(array("i").as<std::int32_t>()->valueAtIndex(0), -5);
+        EXPECT_EQ(array("s").as<std::int16_t>()->valueAtIndex(0), -300);
+        EXPECT_EQ(array("u").as<std::uint16_t>()->valueAtIndex(0), 65000);
+        EXPECT_EQ(array("c").as<signed char>()->valueAtIndex(0), -1);
+        EXPECT_EQ(array("b").as<unsigned char>()->valueAtIndex(0), 200);
+        EXPECT_FALSE(array("d").as<double>()->isMutable());
+        EXPECT_EQ(array("none").length(), 0);
+        EXPECT_EQ(std::get<std::string>(content->at("text")), "\u00b5");
+        if (!isSwapped) {
+            TextChannel out("");
+            EXPECT_TRUE(storage::sendVariables(out, *content));
+            EXPECT_EQ(out.sent.size(), bytes.size());
+        }
+        std::size_t most = 0;
+        for (std::size_t length = 0; length < bytes.size(); ++length) {
+            std::size_t before = 0;
+            EXPECT_FALSE(receive(bytes.substr(0, length), &before)) << length;
+            EXPECT_GE(before, most);
+            most = before;
+            TextChannel out("", length);
+            EXPECT_FALSE(storage::sendVariables(out, *content)) << length;
+        }
+        EXPECT_EQ(most, 8U);
+    }
+}
+
+TEST_F(Memory, RefusesWhatNoSenderMeans)
+{
+    const auto one = [] { return HandMade(false).add(1); };
+    const std::string bad[] = {
+        one().add(-1).bytes,
+        one().text(std::string(1025, 'n')).add(1).text("").bytes,
+        one().text("n").add(0).text("").bytes,
+        one().text("n").add(5).add(1).add(1).add(1).add(1.0).bytes,
+        one().text("n").add(10).add(1).add(1).add(1).add(1.0).bytes,
+        one().text("n").add(1).add(-4).add(0).bytes,
+        one().text("n").add(2).add(-1).add(1).add(1).add(1.0).bytes,
+        one().text("n").add(2).add(1).add(1).add(-1).add(1.0).bytes,
+        // Lengths that nothing stands behind.
+        one().text("n").add(1).add(INT32_MAX).add(0).bytes,
+        one().text("n").add(2).add(INT32_MAX).add(INT32_MAX).add(INT32_MAX).add(0).bytes,
+        one().text("n").add(9).add(INT32_MAX).add(1000).add(1).add(0).bytes,
+    };
+    for (const std::string& bytes : bad)
+        EXPECT_FALSE(receive(bytes)) << bytes;
+    EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes));
+    EXPECT_TRUE(receive(one().text("").add(1).text("").bytes));
+    EXPECT_TRUE(receive(HandMade(false).add(0).bytes));
+
+    // The count tells the byte order: 65537, seen from the other order, is one more than 65536 tells.
+    HandMade most(false);
+    most.add(65536);
+    for (int count = 0; count < 65536; ++count)
+        most.text(std::to_string(count)).add(1).text("");
+    EXPECT_EQ(receive(most.bytes)->size(), 65536U);
+    EXPECT_FALSE(receive(HandMade(false).add(65537).text("n").add(1).text("").bytes));
+    storage::MemoryContent tooMany = *receive(most.bytes);
+    EXPECT_TRUE(storage::fitsIntoAMessage(tooMany));
+    tooMany["one more"] = "";
+    EXPECT_FALSE(storage::fitsIntoAMessage(tooMany));
+    EXPECT_FALSE(storage::fitsIntoAMessage({{std::string(1025, 'n'), ""}}));
+}
+
+TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
+{
+    const auto greeting = [](const std::string& text) { return HandMade(false).text(text).bytes; };
+    const std::string none = HandMade(false).add(0).bytes;
+    const std::string reply = "okay";
+    const struct {
+        const char* cookie;
+        std::string fromServer;
+        bool isAccepted;
+        std::string sent;
+        std::vector<std::string> reports;
+    } kCases[] = {
+        {"abc:def", greeting("abc") + reply, true, greeting("def"), {}},
+        {"abc:d:f", greeting("abc") + reply, true, greeting("d:f"), {}},
+        {"def", none + reply, true, greeting("def"), {}},
+        {"def", HandMade(false).add(-5).bytes + reply, true, greeting("def"), {}},
+        {":def", none + reply, true, greeting(":def"), {}},
+        {"abc:def", none + reply, false, "", {}},
+        {"abc:def", greeting("abd") + reply, false, "",
+            {"Invalid response from remote task. | Remote task needs to return \"abc\" before being sent a "
+             "password."}},
+        {"abc:def", greeting(std::string(1001, 'a')) + reply, false, "", {}},
+        {"abc:def", greeting("abc").substr(0, 6), false, "", {}},
+        {"abc:def", "ab", false, "", {}},
+        {"abc:def", greeting("abc") + "oka", false, greeting("def"), {"Password rejected."}},
+    };
+    for (const auto& given : kCases) {
+        SCOPED_TRACE(given.cookie);
+        TextChannel channel(given.fromServer);
+        EXPECT_EQ(storage::shakeHands(channel, storage::MagicCookie::parse(given.cookie)), given.isAccepted);
+        EXPECT_EQ(channel.sent, given.sent);
+        EXPECT_EQ(messages(), given.reports);
+    }
+    const std::string longest(1000, 'g');
+    TextChannel channel(greeting(longest) + reply);
+    EXPECT_TRUE(storage::shakeHands(channel, storage::MagicCookie::parse(longest + ":p")));
+    TextChannel full(greeting("abc") + reply, 5);
+    EXPECT_FALSE(storage::shakeHands(full, storage::MagicCookie::parse("abc:def")));
+}
+
+TEST_F(Memory, MessagesHaveTheDocumentedForm)
+{
+    TextChannel out("");
+    ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(arrayOf<double>({1, 0.5}, 2))}}));
+    EXPECT_EQ(std::string(storage::kMessageStart) + out.sent,
+        svtest::exampleOf(DATAFILE_DOCS "/socket-messages.md"));
+}
+
+// A server in its own words, which sends in the other byte order.
+TEST_F(Memory, ReachesAMachineByTcp)
+{
+    const platform::Descriptor listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* const plain = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_EQ(::bind(listening.get(), plain, size), 0);
+    ASSERT_EQ(::listen(listening.get(), 1), 0);
+    ASSERT_EQ(::getsockname(listening.get(), plain, &size), 0);
+    std::thread server([&] {
+        const platform::Descriptor client(::accept(listening.get(), nullptr, nullptr));
+        const std::string greeting = HandMade(false).text("abc").bytes;
+        EXPECT_TRUE(KRDataInMemory::sendPointer(greeting.data(), greeting.size(), client.get()));
+        std::string password(7, '\0');
+        EXPECT_EQ(KRDataInMemory::readIntoPointer(password.data(), 7, client.get()), 7U);
+        EXPECT_EQ(password, HandMade(false).text("def").bytes);
+        const std::string answer =
+            "okaySVDataContainerStart" + exampleMessage(true).bytes + "no message at all...";
+        EXPECT_TRUE(KRDataInMemory::sendPointer(answer.data(), answer.size(), client.get()));
+        std::string rest(1000, '\0');
+        EXPECT_GT(KRDataInMemory::readIntoPointer(rest.data(), rest.size(), client.get()), 20U);
+    });
+    {
+        KRDataInMemory client;
+        ASSERT_TRUE(client.connectToMachine("127.0.0.1", ntohs(address.sin_port), "abc:def"));
+        EXPECT_TRUE(client.recieveDataFromSocket());
+        EXPECT_EQ(client.readNumber("i")->intValue(), -5);
+        EXPECT_EQ(client.variablesWithPrefix("").size(), 9U);
+        EXPECT_FALSE(client.recieveDataFromSocket());
+        EXPECT_THAT(messages(), ElementsAre("recieveDataFromSocket: Invalid response from server."));
+        EXPECT_TRUE(client.sendDataThroughSocket());
+    }
+    server.join();
+
+    KRDataInMemory client;
+    for (const int port : {1999, 65536, -1}) {
+        EXPECT_FALSE(client.connectToMachine("127.0.0.1", port, ""));
+        EXPECT_THAT(messages(), ElementsAre("Could not create socket - invalid port."));
+    }
+    EXPECT_FALSE(client.connectToMachine("no such name.invalid", 2000, ""));
+    EXPECT_THAT(messages(), ElementsAre("Invalid host name. | Invalid host name \"no such name.invalid\"."));
+    EXPECT_FALSE(client.connectToMachine("127.0.0.1", 65535, ""));
+    EXPECT_FALSE(client.connectToSocket(path_));
+    EXPECT_THAT(messages(), ElementsAre("Error connecting.", "Error connecting."));
+}
+
+TEST_F(Memory, RegistersOnlyWhereItCan)
+{
+    const std::string longest = folder_ / std::string(102 - folder_.path().size(), 's');
+    ASSERT_EQ(longest.size(), 103U);
+    KRDataInMemory server;
+    EXPECT_FALSE(server.registerWithSocket(longest + "s"));
+    EXPECT_THAT(messages(), ElementsAre("Creating a socket: Invalid socket name (too long)."));
+    EXPECT_FALSE(server.setUpCommunicationSocket());
+    EXPECT_THAT(messages(), ElementsAre("DataInMemory-setUpCommunicationSocket: Connection failed."));
+    EXPECT_TRUE(server.registerWithSocket(longest));
+    KRDataInMemory second;
+    EXPECT_FALSE(second.registerWithSocket(longest));
+    EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
+    second.terminateConnection();
+    EXPECT_TRUE(platform::files::exists(longest)); // It isn't the second one's.
+    server.terminateConnection();
+    EXPECT_FALSE(platform::files::exists(longest));
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Memory, EndsWhileAThreadWaits)
+{
+    {
+        KRDataInMemory server;
+        ASSERT_TRUE(server.registerWithSocket(path_));
+        std::thread waiting([&] { EXPECT_FALSE(server.setUpCommunicationSocket()); });
+        EXPECT_TRUE(MainLoop::main().runUntil([&] { return server.waitingForInitialConnection(); }, 10));
+        server.terminateConnection();
+        waiting.join();
+        EXPECT_FALSE(server.isConnected());
+        EXPECT_FALSE(platform::files::exists(path_));
+    }
+    KRDataInMemory server;
+    ASSERT_TRUE(server.registerWithSocket(path_));
+    std::thread serving([&] {
+        EXPECT_TRUE(server.setUpCommunicationSocket());
+        EXPECT_FALSE(server.recieveDataFromSocket());
+    });
+    KRDataInMemory client;
+    ASSERT_TRUE(client.connectToSocket(path_));
+    EXPECT_TRUE(MainLoop::main().runUntil([&] { return server.isConnected(); }, 10));
+    std::thread reading([&] { EXPECT_FALSE(client.recieveDataFromSocket()); });
+    client.terminateConnection();
+    reading.join();
+    serving.join();
+    server.terminateConnection();
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+TEST_F(Memory, TellsAPeerThatVanishesWhileSending)
+{
+    KRDataInMemory server;
+    ASSERT_TRUE(server.registerWithSocket(path_));
+    KRDataInMemory client;
+    fill(client);
+    std::thread serving([&] { EXPECT_TRUE(server.setUpCommunicationSocket()); });
+    ASSERT_TRUE(client.connectToSocket(path_));
+    serving.join();
+    std::thread sending([&] { EXPECT_FALSE(client.sendDataThroughSocket()); });
+    char first = 0;
+    EXPECT_EQ(KRDataInMemory::readIntoPointer(&first, 1, server.communicationSocket()), 1U);
+    server.terminateConnection();
+    sending.join();
+    EXPECT_TRUE(client.failedDuringSend());
+    client.terminateConnection();
+    EXPECT_THAT(messages(), IsEmpty());
+}
+
+} // namespace
