@@ -3,6 +3,7 @@
 #include "../datafile/fuzz_files.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "storage/KRDataFile.h"
+#include "storage/formats/KRDataFileBinary.h"
 
 #include <memory>
 #include <string>
@@ -37,7 +38,8 @@ inline void readAllOf(KRDataFile& file)
     file.updateFile();
 }
 
-// Reads the file, rebuilds it from its structure, and appends to it: what was readable must stay so.
+// Reads the file, rebuilds it from its structure, and appends to it: what was readable must stay so. An index
+// block at the end of a damaged file is an exception: it counts only there.
 template <class File>
 void tryFile(const std::string& path)
 {
@@ -49,7 +51,8 @@ void tryFile(const std::string& path)
     readAllOf(*file);
     if (const auto rebuilt = KRDataFile::createFromStructure(file->structure()))
         readAllOf(*rebuilt);
-    const auto before = file->variablesNames();
+    const auto before =
+        KRDataFileBinary::fileEndsWithAnIndex(path) ? std::vector<std::string>() : file->variablesNames();
     if (!file->writeNumber(StorageNumber(1.0), "appended") || before.empty())
         return;
     const auto again = File::createWithName(path);

@@ -69,7 +69,7 @@ public:
     bool openFileWithProgress(const KRProgressCPP& progress = {});
     // Takes in what has been appended to the file since: 1 when there are new variables, 0 when there are
     // none, -1 on a failure: the file was cut or replaced, or can't be opened. With a location above 0 the
-    // file is looked at only when it understood part ends before that offset.
+    // file is looked at only when its understood part ends before that offset.
     virtual int updateFile() { return 0; }
     virtual int updateFile(std::int64_t untilLocation);
     virtual bool removeVariables(const std::vector<std::string>& names, const KRProgressCPP& progress = {});
@@ -197,8 +197,7 @@ protected:
     bool indexFileUpToDate_ = false; // Nothing sets it.
     bool allowWriting_ = true;
     std::atomic<std::uint64_t> currentLengthOfFile_ = 0;
-    // Just past the last complete entry: where the next one goes. At most currentLengthOfFile_ lies before
-    // it.
+    // Just past the last complete entry: where the next one goes. currentLengthOfFile_ may lie before it.
     std::uint64_t endOfEntries_ = 0;
     std::optional<DataFileStream::Identity> identity_; // Of the file that the content is from.
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+class AsciiText;
+
 // Makes the entries of the ascii format. Their types are 1 real, 2 integer and 3 string.
 struct KRDataFileAsciiEntry {
     static constexpr std::uint8_t kReal = 1;
@@ -63,9 +65,8 @@ protected:
     platform::Result<NewVariable> variableForText(const std::string& name, const std::string& text) override;
 
 private:
-    struct Record;
     enum class Step { Record, End, Failed };
-    Step readRecord(class AsciiText& text, Content& content);
+    Step readRecord(AsciiText& text, Content& content);
     template <class T>
     std::size_t scanNumbers(const KRDataFileEntry& entry, std::size_t count, T* into);
 };
