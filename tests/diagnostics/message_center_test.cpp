@@ -108,7 +108,8 @@ TEST_F(MessageCenter, TheStackOfAnExceptionIsThatOfItsThrower)
         throwSomewhereElse();
     } catch (...) {
         const auto exception = diagnostics::currentException();
-        EXPECT_THAT(testing::PrintToString(exception.callStackSymbols), testing::ContainsRegex("throwSomewhereElse\\(\\) \\+ [0-9]{1,4}\""));
+        EXPECT_THAT(testing::PrintToString(exception.callStackSymbols),
+            testing::ContainsRegex("throwSomewhereElse\\(\\) \\+ [0-9]{1,4}\""));
     }
 }
 

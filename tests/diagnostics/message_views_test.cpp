@@ -110,8 +110,12 @@ TEST(MessageViews, TheWindowShowsCopiesAndClearsTheMessages)
     toolkit::Workspace::shared().setPasteboardText = [&](const std::string& text) { copied = text; };
     messages.copy.press();
     EXPECT_NE(copied.find("and long"), std::string::npos);
+    EXPECT_FALSE(messages.detail.isEditable());
+    EXPECT_EQ(messages.clear.window(), &messages.window);
+    toolkit::Noted list(messages.table);
     messages.clear.press();
     EXPECT_EQ(messages.table.numberOfRows(), 0);
+    EXPECT_TRUE(list.takeReload());
     EXPECT_TRUE(messages.window.userCloses());
     EXPECT_FALSE(center->windowVisible());
     center->updateIfNeccesaryFromTimer();
