@@ -53,7 +53,22 @@ TEST(MessageViews, EveryNewMessageRaisesTheWindowAndIsCounted)
     EXPECT_EQ(shown.count.stringValue(), "2 messages");
     EXPECT_EQ(toolkit::cellText(shown.table.value("Text", 1)), "two");
     EXPECT_EQ(toolkit::cellText(shown.table.value("Date", 1)).size(), 8U);
+    toolkit::Noted list(shown.table);
+    shown.count.setStringValue("");
+    shown.center->refreshList();
+    EXPECT_TRUE(list.takeReload());
+    EXPECT_EQ(shown.count.stringValue(), "2 messages");
     shown.center->clearMessages();
+    EXPECT_EQ(shown.count.stringValue(), "");
+    EXPECT_EQ(shown.table.numberOfRows(), 0);
+    shown.add("three");
+    shown.table.selectRows({0});
+    EXPECT_EQ(shown.detail.string(), "three");
+    shown.center->clearMessages();
+    EXPECT_EQ(shown.detail.string(), "");
+
+    shown.center->setScrollView(nullptr);
+    shown.add("shown nowhere");
     EXPECT_EQ(shown.count.stringValue(), "");
     EXPECT_EQ(shown.table.numberOfRows(), 0);
 }
