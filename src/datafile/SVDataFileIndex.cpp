@@ -82,6 +82,8 @@ SVRecordFault SVTakeFileRecord(SVRecordReader& records, long long fileLength, SV
         return SVRecordFault::Record;
     record.type = static_cast<std::int8_t>(record.type % kSVIndexFileTypeModulus);
     record.name = records.TakeName();
+    if (record.name.size() > kSVLongestIndexedName)
+        return SVRecordFault::Record;
     return faultOf(record, fileLength);
 }
 

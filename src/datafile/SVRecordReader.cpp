@@ -9,6 +9,7 @@ std::string SVRecordReader::TakeName()
         end ? static_cast<std::size_t>(static_cast<const unsigned char*>(end) - next_) : left_;
     std::string name(reinterpret_cast<const char*>(next_), length);
     Skip(end ? length + 1 : length);
+    nameWasCut_ = !end;
     return name;
 }
 

@@ -24,6 +24,7 @@ public:
 
     // A name up to its NUL, or up to the end of the bytes.
     std::string TakeName();
+    bool NameWasCut() const { return nameWasCut_; } // The last name had no NUL: the bytes are torn.
 
 private:
     void Skip(std::size_t count)
@@ -34,6 +35,7 @@ private:
 
     const unsigned char* next_;
     std::size_t left_;
+    bool nameWasCut_ = false;
 };
 
 // Appends a number's bytes, and a name with its NUL, in the machine's byte order.

@@ -45,7 +45,8 @@ bool KRDataFile::initWithName(const std::string& name, bool forWriting)
 {
     fileName_ = name;
     allowWriting_ = forWriting;
-    if (name.empty() || files::isDirectory(name) || (!files::exists(name) && !files::writeFile(name, "")))
+    // Appending nothing makes the file, and leaves one alone that another program makes meanwhile.
+    if (name.empty() || files::isDirectory(name) || (!files::exists(name) && !files::appendToFile(name, "")))
         return false;
     OpenFiles::shared().add(*this);
     return true;
@@ -82,10 +83,12 @@ void KRDataFile::initWithStructure(const platform::Value& structure)
                 theContent_.insert_or_assign(name, *entry);
     OpenFiles::shared().add(*this);
     auto stream = DataFileStream::open(fileName_, DataFileStream::Access::Read);
-    if (stream)
-        setStream(std::move(stream));
-    else
+    if (!stream) {
         KRMessageCenter::seriousErrorMessage("Could not open file");
+        return;
+    }
+    const std::lock_guard lock(accessLock_);
+    setStream(std::move(stream));
 }
 
 void KRDataFile::initWithFile(Copied copied)
@@ -96,6 +99,7 @@ void KRDataFile::initWithFile(Copied copied)
     currentLengthOfFile_ = copied.fileLength;
     endOfEntries_ = copied.endOfEntries;
     OpenFiles::shared().add(*this);
+    const std::lock_guard lock(accessLock_);
     setStream(std::move(copied.stream));
 }
 

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int kDeepestTree = 6;
+constexpr int kMostLevels = 255; // Of a tree that is read.
 
 platform::Value valueOf(KRDataStorage& storage, const std::string& name)
 {
@@ -55,6 +56,9 @@ platform::Value KRDataStorage::readObject(const std::string& name)
 platform::Value KRDataStorage::readObjectRecursively(
     std::vector<std::string> names, const std::string& baseName)
 {
+    // Each level adds a "_". No name that a file can hold has so many.
+    if (std::count(baseName.begin(), baseName.end(), '_') > kMostLevels)
+        return {};
     platform::Value value;
     const auto base = std::find(names.begin(), names.end(), baseName);
     if (base != names.end()) {

@@ -313,6 +313,10 @@ TEST_P(EveryFormat, SavingTheSameArrayTwiceMakesARedirection)
     EXPECT_EQ(file->readRawString("second"), "first");
     EXPECT_EQ(file->resolveNameAllowingRedirection("second"), "first");
     EXPECT_FALSE(file->isAString("other"));
+    // Nothing refers to an array whose first writing failed.
+    messagesOf([&] { EXPECT_FALSE(cache.writeArray(doubles({7, 8}), *file, "other")); });
+    EXPECT_TRUE(cache.writeArray(doubles({7, 8}), *file, "again"));
+    EXPECT_FALSE(file->isAString("again"));
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(cache.writeArray({}, *file, "none")); }),
         ElementsAre("Unrecognized array.  Could not write it (writeArray)"));
 }

@@ -213,6 +213,8 @@ TEST(NativeFile, AnIndexFileCountsAsFarAsItReaches)
     EXPECT_THAT(namesWith(record("first", atA) + record("beyond", atB, 3)), ElementsAre("b", "first"));
     EXPECT_THAT(namesWith(record("first", atA) + record("type", atB, 2, 5)), ElementsAre("b", "first"));
     EXPECT_THAT(namesWith(record("", atB)), ElementsAre("a", "b"));
+    const std::string torn = record("temperature", atB);
+    EXPECT_THAT(namesWith(torn.substr(0, torn.size() - 5)), ElementsAre("a", "b"));
     EXPECT_THAT(namesWith(record("negative", atB, -2)), ElementsAre("a", "b"));
     EXPECT_THAT(namesWith(record("huge", atA, INT_MAX)), ElementsAre("a", "b"));
     EXPECT_THAT(namesWith("12"), ElementsAre("a", "b")); // 19 bytes are too few.
@@ -345,6 +347,32 @@ TEST(NativeFile, ATextIsUtf8OrMacRomanAndAnyArrayReadsAsText)
     EXPECT_EQ(native(folder / "x.svbin")->readRawString("utf8"), "größe");
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("x", "")); }),
         ElementsAre("Trying to write a variable with an empty name."));
+}
+
+// Sparse files have any size, and names any number of levels.
+TEST(NativeFile, TakesNoMoreMemoryThanAnEntryNeeds)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const auto sparse = [&](int type) {
+        NativeEntry entry{"x", type, INT_MAX, 2000, 1, ""};
+        entry.extraSize = static_cast<std::int64_t>(INT_MAX) * 2000;
+        store(path, magicOf(false) + nativeBytes(entry));
+        std::filesystem::resize_file(path, 54 + static_cast<std::uintmax_t>(entry.extraSize));
+        return native(path);
+    };
+    const std::vector<std::string> report{"Failed at reading \"x\" from file \"" + path + "\""};
+    EXPECT_EQ(messagesOf([&] { EXPECT_EQ(sparse(20)->theContent().size(), 1U); }), report);
+    EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(sparse(11)->readDataBlock("x")); }), report);
+
+    store(folder / "y.svbin", magicOf(false) + nativeBytes({"y", 1, 1, 1, 1, raw(1.0)}));
+    std::string name = "y";
+    for (int level = 0; level < 4000; ++level)
+        name += "_b";
+    std::string record;
+    SVAppendFileRecord(record, {1, 1, 1, 1, 54, name});
+    store(folder / "y.index", std::string(17, '?') + record);
+    messagesOf([&] { EXPECT_TRUE(native(folder / "y.svbin")->readObject("y").isNull()); });
 }
 
 TEST(NativeFile, DescribesItsEntries)

@@ -50,6 +50,11 @@ TEST_F(Stack, ReadsFromTheFirstMemberThatHasTheVariable)
     EXPECT_EQ(numbersOf(stack->readShortArray("small")), (std::vector<std::int16_t>{5, 6}));
     EXPECT_EQ(stack->readNativeArray("small").type(), ElementType::Short);
     EXPECT_EQ(stack->readDataBlock("small")->size(), 4U);
+    EXPECT_THAT(messagesOf([&] {
+        EXPECT_TRUE(stack->readShortArray("small"));
+        EXPECT_FALSE(stack->readDataBlock("missing"));
+    }),
+        testing::IsEmpty());
     EXPECT_EQ(stack->readNumber("number2.000000"), StorageNumber(2.0));
     EXPECT_EQ(stack->readRawString("link"), "both");
     EXPECT_EQ(stack->getSizeOfVariable("both"), (KRDataStorage::Size{2, 1, 1}));

@@ -16,15 +16,15 @@ namespace {
 
 constexpr double kProgressInterval = 0.5; // Seconds.
 constexpr int kEntriesPerLook = 64; // At the clock.
+constexpr std::uint64_t kMostBytesOfEntry = INT_MAX;
 constexpr std::size_t kConversionBlock = 1 << 16; // Elements; small enough to stay in the cache.
 
 } // namespace
 
 void GrowingDataFile::reportFormat(std::uint64_t position, const std::string& text)
 {
-    if (reportedPosition_ != position)
+    if (std::exchange(reported_, std::pair(position, text)) != std::pair(position, text))
         KRMessageCenter::addMessage(text);
-    reportedPosition_ = position;
 }
 
 // The scan.
@@ -205,7 +205,7 @@ platform::Status GrowingDataFile::isWritable(const std::string& name, std::uint6
         return platform::Error{fmt::format("a name can have {} bytes at most", kSVLongestName - 1)};
     if (name.find('\0') != std::string::npos)
         return platform::Error{"a name can't hold a NUL"};
-    if (entrySize > INT_MAX)
+    if (entrySize > kMostBytesOfEntry)
         return platform::Error{"an entry of 2 GiB or more has no form in this format"};
     return {};
 }
@@ -218,7 +218,8 @@ std::optional<KRDataFileEntry::Shape> GrowingDataFile::shapeOf(
     return entry.shape();
 }
 
-// Whether the file has the bytes of an entry: asked before memory is taken for them.
+// Whether the file has the bytes of an entry: asked before memory is taken for them. A sparse file has any
+// number of bytes, so that texts and blocks have a limit besides: that of an entry which can be written.
 bool GrowingDataFile::holds(const KRDataFileEntry& entry, std::uint64_t size)
 {
     const std::uint64_t length = theFile_->length();
@@ -317,7 +318,7 @@ std::optional<KRDataStorage::Bytes> GrowingDataFile::readDataBlock(const std::st
         return Bytes();
     if (!makeSureFileIsOpen())
         return {};
-    Bytes bytes(holds(*entry, size) ? size : 0);
+    Bytes bytes(size <= kMostBytesOfEntry && holds(*entry, size) ? size : 0);
     if (bytes.empty()) {
         reportFailedReading(name);
         return {};
@@ -348,7 +349,7 @@ std::optional<std::string> GrowingDataFile::readText(const std::string& name, KR
     const auto type = entry.element();
     if (!type || entry.isSparse() || !makeSureFileIsOpen())
         return {};
-    if (!holds(entry, size)) {
+    if (size > kMostBytesOfEntry || !holds(entry, size)) {
         reportFailedReading(name);
         return {};
     }

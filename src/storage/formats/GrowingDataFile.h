@@ -82,6 +82,6 @@ private:
     int followInsideLock(std::int64_t untilLocation);
     bool takeNew(Content content);
 
-    std::optional<std::uint64_t> reportedPosition_; // Of the fault that was reported last.
+    std::optional<std::pair<std::uint64_t, std::string>> reported_; // The last fault: its place and its text.
     bool caughtUp_ = false; // New variables have come in without updateFile().
 };

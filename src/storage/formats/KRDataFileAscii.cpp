@@ -94,7 +94,13 @@ std::optional<KRDataFileEntry> KRDataFileAsciiEntry::createFromDictionary(const 
     const auto make = *type == 1 ? createIntArrayEntryAt : createRealArrayEntryAt;
     KRDataFileEntry entry =
         make(place, static_cast<std::uint32_t>(*m), static_cast<std::uint32_t>(*n), hasLayer ? 1 : 0);
-    storage::takeCachedNumber(dictionary, entry);
+    // A number is as it was read, whatever the entry's type says of arrays.
+    const platform::Value* value = dictionary.find("V");
+    const auto number = value
+        ? StorageNumber::fromValue(*value, value->isReal() ? ElementType::Double : ElementType::Int)
+        : std::nullopt;
+    if (number && entry.isANumber())
+        entry.setNumberValue(*number);
     return entry;
 }
 

@@ -249,7 +249,8 @@ KRDataFileBinary::Indexed KRDataFileBinary::readIndexFile()
         bytes->size() - kSVIndexFileMagicLength);
     while (!records.AtEnd()) {
         SVIndexRecord record;
-        if (SVTakeFileRecord(records, length, record) != SVRecordFault::None || record.location < 0)
+        if (SVTakeFileRecord(records, length, record) != SVRecordFault::None || record.location < 0
+            || records.NameWasCut())
             break;
         indexed.end = std::max(indexed.end, static_cast<std::uint64_t>(SVEndOfData(record)));
         indexed.content.insert_or_assign(indexed.content.end(), record.name, entryOf(record));
@@ -380,8 +381,6 @@ SVIndexRecord KRDataFileBinary::recordOf(const std::string& name, const KRDataFi
 void KRDataFileBinary::addIndexBlock()
 {
     const std::lock_guard lock(accessLock_);
-    if (theContent_.empty())
-        return;
     const auto written = [&]() -> platform::Status {
         if (const auto status = placeIsSound(); !status)
             return status;

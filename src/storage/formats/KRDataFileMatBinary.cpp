@@ -285,7 +285,7 @@ bool KRDataFileMatBinary::readIndexFile()
     while (!records.AtEnd()) {
         SVMatlabIndexRecord record;
         if (SVTakeMatlabRecord(records, static_cast<long long>(length), record) != SVRecordFault::None
-            || record.location < 0)
+            || record.location < 0 || records.NameWasCut())
             return false;
         KRDataFileEntry entry = entryOf(record.type, static_cast<std::uint64_t>(record.location),
             static_cast<std::uint32_t>(record.rows), static_cast<std::uint32_t>(record.columns));

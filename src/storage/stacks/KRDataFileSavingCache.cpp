@@ -16,5 +16,14 @@ bool KRDataFileSavingCache::writeArray(
         if (!isNew)
             first = known->second;
     }
-    return first.empty() ? intoFile.writeArray(array, withName) : intoFile.writeString(first, withName);
+    if (!first.empty())
+        return intoFile.writeString(first, withName);
+    if (intoFile.writeArray(array, withName))
+        return true;
+    // Nothing may refer to an array that isn't there.
+    const std::lock_guard lock(accessLock_);
+    const auto known = nameForChecksum_.find(array.checksum());
+    if (known != nameForChecksum_.end() && known->second == withName)
+        nameForChecksum_.erase(known);
+    return false;
 }

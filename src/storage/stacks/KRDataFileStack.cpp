@@ -110,7 +110,9 @@ platform::Value KRDataFileStack::structure()
     for (const Pointer& member : members())
         content.push_back(member->structure());
     const std::lock_guard lock(accessLock_);
-    return structureInsideLock(std::move(content));
+    platform::Value structure = structureInsideLock(std::move(content));
+    structure.mutableDictionary().erase("File Container"); // A folder has none.
+    return structure;
 }
 
 std::string KRDataFileStack::description()
@@ -143,7 +145,7 @@ KRDataFile::Pointer KRDataFileStack::fileWithVariable(const std::string& name)
 
 bool KRDataFileStack::contains(const std::optional<std::string>& name)
 {
-    return name && fileWithVariable(*name);
+    return name ? fileWithVariable(*name) != nullptr : KRDataFile::contains(name);
 }
 
 bool KRDataFileStack::isAString(const std::string& name)
@@ -197,39 +199,40 @@ std::optional<KRDataStorage::Size> KRDataFileStack::getSizeOfVariable(const std:
     return file ? file->getSizeOfVariable(name) : std::nullopt;
 }
 
-// The first answer of a member that isn't empty.
+// The first answer that isn't empty, of the members with that variable: the others would report.
 template <class Question>
-auto KRDataFileStack::firstAnswer(Question question)
+auto KRDataFileStack::firstAnswer(const std::string& name, Question question)
 {
     for (const Pointer& member : members())
-        if (auto answer = question(*member))
-            return answer;
+        if (member->contains(name))
+            if (auto answer = question(*member))
+                return answer;
     return decltype(question(*this)){};
 }
 
 std::optional<StorageNumber> KRDataFileStack::readNumber(const std::string& name)
 {
-    return firstAnswer([&](KRDataFile& member) { return member.readNumber(name); });
+    return firstAnswer(name, [&](KRDataFile& member) { return member.readNumber(name); });
 }
 
 KRAnyArray KRDataFileStack::readArrayOfType(ElementType type, const std::string& name)
 {
-    return firstAnswer([&](KRDataFile& member) { return member.readArrayOfType(type, name); });
+    return firstAnswer(name, [&](KRDataFile& member) { return member.readArrayOfType(type, name); });
 }
 
 KRAnyArray KRDataFileStack::readNativeArray(const std::string& name)
 {
-    return firstAnswer([&](KRDataFile& member) { return member.readNativeArray(name); });
+    return firstAnswer(name, [&](KRDataFile& member) { return member.readNativeArray(name); });
 }
 
 std::optional<KRDataStorage::Bytes> KRDataFileStack::readDataBlock(const std::string& name)
 {
-    return firstAnswer([&](KRDataFile& member) { return member.readDataBlock(name); });
+    return firstAnswer(name, [&](KRDataFile& member) { return member.readDataBlock(name); });
 }
 
 std::optional<std::string> KRDataFileStack::readRawString(const std::string& name)
 {
-    return firstAnswer([&](KRDataFile& member) { return member.readRawString(name); });
+    return firstAnswer(name, [&](KRDataFile& member) { return member.readRawString(name); });
 }
 
 bool KRDataFileStack::writeTypedArray(const KRAnyArray& array, const std::string& withName)

@@ -50,7 +50,7 @@ private:
     std::vector<Pointer> members();
     Pointer openMember(const std::string& path, const std::string& extension, const KRProgressCPP& progress);
     template <class Question>
-    auto firstAnswer(Question question);
+    auto firstAnswer(const std::string& name, Question question);
 
     std::vector<Pointer> dataFiles_; // Guarded by accessLock_; changed while the folder is read alone.
 };
