@@ -291,6 +291,17 @@ TEST(Filters, RefuseOtherSizes)
         IsEmpty());
 }
 
+// Blocks of a byte stand for a source and a target that leave no memory for the rows' notes.
+TEST(Filters, MediansNeedMemoryForTheirRows)
+{
+    const auto huge = [] {
+        return MutableFloatArray::TakeOver(static_cast<float*>(std::malloc(1)), 2, 1L << 45);
+    };
+    MutableFloatArray M = huge();
+    EXPECT_THAT(
+        reportsOf([&] { EXPECT_FALSE(MedianFilter(huge(), M)); }), ElementsAre("Memory allocation failed"));
+}
+
 // The line of progress reaches its end, and its abort button ends the filter.
 TEST(Filters, ShowProgressAndStop)
 {
