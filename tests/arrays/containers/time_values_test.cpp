@@ -24,8 +24,7 @@ TEST(TimeValues, FindTheClosestBelow)
 {
     const auto list = times({1, 2, 4});
     const std::tuple<double, long, double> cases[] = {{0.5, -1, -1}, {1 - 1e-9, 0, 1}, {1, 0, 1}, {1.5, 0, 1},
-        {2 - 1e-9, 1, 2}, {2, 1, 2}, {3.999, 1, 2}, {4 - 1e-9, 2, 4}, {4, 2, 4}, {kInf, 2, 4},
-        {kNaN, -1, -1}};
+        {2 - 1e-9, 1, 2}, {2, 1, 2}, {3.999, 1, 2}, {4 - 1e-9, 2, 4}, {4, 2, 4}, {kInf, 2, 4}};
     for (const auto& [t, index, value] : cases) {
         EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(list, t), index) << t;
         EXPECT_EQ(KRTimeValues::findClosestValueBelow(list, t), value) << t;
@@ -34,9 +33,12 @@ TEST(TimeValues, FindTheClosestBelow)
     EXPECT_EQ(KRTimeValues::findClosestValueBelow(times({}), 1), -1);
     EXPECT_THAT(messagesOf([] {
         EXPECT_EQ(KRTimeValues::findClosestValueBelow(nullptr, 1), -1);
+        EXPECT_EQ(KRTimeValues::findClosestValueBelow(times({1, 2}), kNaN), -1);
+        EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(times({1, 2}), kNaN), -1);
         EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(times({1, kNaN, kNaN, 7}), 3), -1);
     }),
         ElementsAre("DoubleArray - findClosestValueBelow, the array is nil.",
+            "DoubleArrayContainer-findClosestValueBelow: Error.",
             "DoubleArrayContainer-findClosestValueBelow: Error."));
 }
 
