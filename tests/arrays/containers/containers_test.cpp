@@ -113,19 +113,31 @@ TYPED_TEST(Containers, ReportMisuse)
 TYPED_TEST(Containers, TellWhatCouldNotBeAllocated)
 {
     using T = TypeParam;
-    auto messages = messagesOf([] {
-        EXPECT_EQ(KRArrayContainer<T>::createArrayOfSizeM(1L << 40, 1L << 20, 1), nullptr);
-        EXPECT_TRUE(KRArrayContainer<T>::createArrayOfSizeM(5, 0, 1)->isEmpty());
-    });
-    ASSERT_FALSE(messages.empty());
+    using Container = KRArrayContainer<T>;
     const std::string words[] = {
         "double", "float", "int", "short int", "unsigned short int", "char", "", "complex"};
     const std::string word = words[KRContainerMemberNumber<T>];
-    ASSERT_EQ(messages.size(), word.empty() ? 1U : 2U); // The array has reported, too.
-    if (!word.empty()) {
-        EXPECT_EQ(
-            messages[1], "Can not allocate an array (" + word + ") of the size 1099511627776 x 1048576 x 1");
-    }
+    const auto expectTold = [&](const char* size, const std::function<void()>& action) {
+        const auto messages = messagesOf(action);
+        ASSERT_EQ(messages.size(), word.empty() ? 1U : 2U); // The array has reported, too.
+        if (!word.empty()) {
+            EXPECT_EQ(messages[1], "Can not allocate an array (" + word + ") of the size " + size);
+        }
+    };
+    expectTold("1099511627776 x 1048576 x 1", [] {
+        EXPECT_EQ(Container::createArrayOfSizeM(1L << 40, 1L << 20, 1), nullptr);
+        EXPECT_TRUE(Container::createArrayOfSizeM(5, 0, 1)->isEmpty());
+    });
+    if (KRArrayMemberOf<T>.sizeLimit > 0)
+        return;
+    // A block of a byte stands for elements that leave no memory for others.
+    const auto huge = [](long m, long n, long o = 1) {
+        auto* const byte = static_cast<T*>(std::malloc(1));
+        return Container::createArrayWithMutableObject(KRMutableArray<T>::TakeOver(byte, m, n, o));
+    };
+    expectTold("4 x 35184372088832 x 1", [&] { EXPECT_EQ(huge(1L << 45, 4)->transpose(), nullptr); });
+    expectTold("2 x 4 x 35184372088832", [&] { EXPECT_EQ(huge(1L << 45, 4, 2)->transpose(), nullptr); });
+    expectTold("35184372088832 x 3 x 1", [&] { EXPECT_EQ(huge(1L << 45, 4)->extractColumns(3), nullptr); });
 }
 
 TYPED_TEST(Containers, GiveNewContainers)
