@@ -61,23 +61,15 @@ TEST(TimeValues, CombineToAllTimes)
 TEST(TimeValues, CombineWithoutANewListWhereOneHoldsAll)
 {
     using Times = KRTimeValues::Times;
-    const auto expectResult = [](const Times& a, const Times& b, const Times& expected) {
-        EXPECT_EQ(KRTimeValues::combineTimeArray(a, b), expected);
-    };
     const Times longer = times({0, 1, 2, 3}), shorter = times({1, 3}), equal = times({1, 3}),
                 none = times({});
     const Times zero = KRTimeValues::onlyTheZeroTime();
-    expectResult(longer, shorter, longer);
-    expectResult(shorter, longer, longer);
-    expectResult(shorter, equal, equal);
-    expectResult(shorter, shorter, shorter);
-    expectResult(none, shorter, shorter);
-    expectResult(shorter, none, shorter);
-    expectResult(zero, shorter, shorter);
-    expectResult(shorter, zero, shorter);
-    expectResult(zero, zero, zero);
-    expectResult(nullptr, shorter, nullptr);
-    expectResult(shorter, nullptr, nullptr);
+    const std::tuple<Times, Times, Times> cases[] = {{longer, shorter, longer}, {shorter, longer, longer},
+        {shorter, equal, equal}, {shorter, shorter, shorter}, {none, shorter, shorter},
+        {shorter, none, shorter}, {zero, shorter, shorter}, {shorter, zero, shorter}, {zero, zero, zero},
+        {nullptr, shorter, nullptr}, {shorter, nullptr, nullptr}};
+    for (const auto& [first, second, expected] : cases)
+        EXPECT_EQ(KRTimeValues::combineTimeArray(first, second), expected) << shown(first) << shown(second);
     EXPECT_EQ(shown(zero), "1x1x1: 0");
     // Another list with the single entry 0 is a list as any other.
     EXPECT_EQ(shown(KRTimeValues::combineTimeArray(times({0}), shorter)), "3x1x1: 0 1 3");
