@@ -165,6 +165,7 @@ TEST(LegacyArrayLimits, AreDecimalAndInBytes)
         return reportsOf([&] { KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(1)), length); });
     };
     constexpr const char* kInteger = "Max size of a integer array (10GB) exceeded.";
+    EXPECT_THAT(refusalOf(std::int32_t(), 3000000000), ElementsAre(kInteger));
     EXPECT_THAT(refusalOf(std::int32_t(), 2500000001), ElementsAre(kInteger));
     EXPECT_THAT(refusalOf(std::int32_t(), 2500000000), IsEmpty());
     EXPECT_THAT(refusalOf(std::int64_t(), 1250000001), ElementsAre(kInteger));

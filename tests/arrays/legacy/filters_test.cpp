@@ -234,6 +234,14 @@ TEST(Filters, GaussiansOfVolumesAreTheirThreePasses)
     }
 }
 
+TEST(Filters, KeepAConstant)
+{
+    MutableFloatArray A(9, 8, 7), M(9, 8, 7);
+    A = 2.5F;
+    ASSERT_TRUE(GaussianSmoothing5pt(1.3, A, M));
+    EXPECT_THAT(valuesOf(M), testing::Each(testing::FloatEq(2.5F)));
+}
+
 template <class T>
 void expectRefused(
     const std::vector<Filter<T>>& filters, const std::vector<long>& from, const std::vector<long>& to)
