@@ -84,9 +84,7 @@ auto KRArrayContainer<T>::createArrayOfSizeM(long m, long n, long o) -> Pointer
 {
     KRMutableArray<T> array(m, n, o);
     if (array.IsEmpty() && m > 0 && n > 0 && o > 0) {
-        if (const char* word = KRContainerMemberOf<T>.allocationWord)
-            KRMessageCenter::addMessage(
-                fmt::format("Can not allocate an array ({}) of the size {} x {} x {}", word, m, n, o));
+        reportFailedAllocation<T>(m, n, o);
         return nullptr;
     }
     return holding(array);
@@ -264,7 +262,11 @@ template <class T>
 auto KRArrayContainer<T>::transpose() const -> Pointer
 {
     const auto transposed = Transpose(array());
-    return transposed.Length() == lengthV_ ? holding(transposed) : nullptr;
+    if (transposed.Length() == lengthV_)
+        return holding(transposed);
+    const bool isMatrix = oV_ == 1;
+    reportFailedAllocation<T>(isMatrix ? nV_ : oV_, isMatrix ? mV_ : nV_, isMatrix ? oV_ : mV_);
+    return nullptr;
 }
 
 template <class T>
@@ -292,7 +294,11 @@ template <class T>
 auto KRArrayContainer<T>::extractColumns(long n) const -> Pointer
 {
     const auto columns = ExtractColumns(array(), n); // Empty after a failure, which it has reported.
-    return columns.NotEmpty() || n == 0 ? holding(columns) : nullptr;
+    if (columns.NotEmpty() || n == 0)
+        return holding(columns);
+    if (n > 0 && n <= nV_ && oV_ == 1)
+        reportFailedAllocation<T>(mV_, n, 1);
+    return nullptr;
 }
 
 template <class T>

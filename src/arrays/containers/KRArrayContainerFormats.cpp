@@ -60,13 +60,23 @@ platform::Result<KRMutableArray<T>> arrayFrom(const Value& dictionary, const cha
     KRMutableArray<T> array(dimensions[0], dimensions[1], dimensions[2]);
     const auto size = static_cast<std::size_t>(array.Length()) * sizeof(T);
     if (size < data->size())
-        return failed("no memory");
+        return platform::Error{failedAllocationText<T>(dimensions[0], dimensions[1], dimensions[2])};
     if (size > 0)
         std::memcpy(static_cast<void*>(array.Pointer()), data->data(), size);
     if constexpr (KRContainerMemberOf<T>.tellsEndian)
         if (dictionary.textFor("Endian") == "Big")
             svinternal::swapGroups<sizeof(T)>(array.Pointer(), static_cast<long>(size));
     return array;
+}
+
+template <class T>
+auto containerFrom(const Value& dictionary, const char* dataKey) -> typename KRArrayContainer<T>::Pointer
+{
+    const auto array = arrayFrom<T>(dictionary, dataKey);
+    if (array)
+        return KRArrayContainer<T>::createArrayWithConstObject(*array);
+    reportUnlessEmpty(array.error().text);
+    return nullptr;
 }
 
 template <class T>
@@ -124,11 +134,7 @@ Value KRArrayContainer<T>::convertToRawFormat() const
 template <class T>
 auto KRArrayContainer<T>::convertFromRawFormat(const Value& dictionary) -> Pointer
 {
-    const auto array = arrayFrom<T>(dictionary, "Data");
-    if (array)
-        return holdingConst(*array);
-    KRMessageCenter::addMessage(array.error().text);
-    return nullptr;
+    return containerFrom<T>(dictionary, "Data");
 }
 
 template <class T>
@@ -152,11 +158,7 @@ auto KRArrayContainer<T>::initWithCoder(const Value& archive) -> Pointer
         KRMessageCenter::addMessage("Failed at converting an array (another class).");
         return nullptr;
     }
-    const auto array = arrayFrom<T>(archive, key);
-    if (array)
-        return holdingConst(*array);
-    KRMessageCenter::addMessage(array.error().text);
-    return nullptr;
+    return containerFrom<T>(archive, key);
 }
 
 template <class T>

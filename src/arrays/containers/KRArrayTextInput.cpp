@@ -1,5 +1,6 @@
 #include "arrays/containers/KRArrayTextInput.h"
 
+#include "arrays/containers/KRArrayContainerInternal.h"
 #include "arrays/containers/KRNumberBuffer.h"
 #include "arrays/containers/KRNumberText.h"
 #include "arrays/containers/KRTableText.h"
@@ -180,7 +181,12 @@ std::shared_ptr<KRArrayContainer<T>> readTable(const std::string& file, long ski
     });
     if (!table || table->wasAborted())
         return nullptr;
-    return KRArrayContainer<T>::createArrayWithMutableObject(table->table());
+    const auto array = table->table();
+    if (array.IsEmpty() && table->rows() > 0) {
+        reportFailedAllocation<T>(table->rows(), table->columns(), 1);
+        return nullptr;
+    }
+    return KRArrayContainer<T>::createArrayWithMutableObject(array);
 }
 
 } // namespace

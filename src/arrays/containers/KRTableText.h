@@ -30,7 +30,9 @@ public:
     bool read(std::string_view lines);
     bool wasAborted() const { return wasAborted_; }
 
-    // Lines by rows.
+    long rows() const { return rows_; }
+    long columns() const { return columns_; }
+    // Lines by rows; empty without memory to turn them.
     KRMutableArray<T> table();
 
 private:

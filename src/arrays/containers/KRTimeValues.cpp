@@ -9,6 +9,8 @@ namespace {
 
 using Times = KRTimeValues::Times;
 
+constexpr const char* kNoPair = "DoubleArrayContainer-findClosestValueBelow: Error.";
+
 struct Entries {
     explicit Entries(const Times& times) : next(times->constDoublePointer()), end(next + times->length()) { }
     const double* next;
@@ -83,6 +85,8 @@ const Times& KRTimeValues::onlyTheZeroTime()
 
 double KRTimeValues::findClosestValueBelow(const Times& times, double t)
 {
+    if (times && !times->isEmpty() && std::isnan(t)) // Between no pair of entries.
+        KRMessageCenter::addMessage(kNoPair);
     const long index = findIndexOfClosestValueBelow(times, t);
     return index < 0 ? -1 : times->valueAtIndex(index);
 }
@@ -103,7 +107,7 @@ long KRTimeValues::findIndexOfClosestValueBelow(const Times& times, double t)
         return last;
     const long above = std::upper_bound(entries, entries + last, t) - entries;
     if (above == 0 || !(entries[above - 1] <= t && t < entries[above])) { // A list that doesn't rise.
-        KRMessageCenter::addMessage("DoubleArrayContainer-findClosestValueBelow: Error.");
+        KRMessageCenter::addMessage(kNoPair);
         return -1;
     }
     return areTheSame(entries[above], t) ? above : above - 1;

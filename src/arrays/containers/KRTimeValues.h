@@ -17,9 +17,9 @@ public:
     static const Times& onlyTheZeroTime();
 
     // The last entry that isn't above t, where an entry counts as reached if it is the same as t. -1 if there
-    // is none.
+    // is none. A NaN has none and is reported.
     static double findClosestValueBelow(const Times& times, double t);
-    // Its position; -1 if there is none, and for a NaN.
+    // Its position; -1 if there is none, and for a NaN, without a report.
     static long findIndexOfClosestValueBelow(const Times& times, double t);
 
     // All times of both lists; of two that are the same the one of the first list. A list that holds all of

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <limits>
 #include <utility>
-#include <vector>
 
 using namespace krinternal;
 
@@ -171,7 +170,8 @@ KR_WIDE_LOOP void mediansOfThreeRows(
 template <class T>
 class RowsWithNaN {
 public:
-    RowsWithNaN(long m, long rows) : m_(m), known_(static_cast<std::size_t>(rows), Known::Nothing) { }
+    RowsWithNaN(long m, long rows) : m_(m), known_(rows) { known_ = Nothing; }
+    bool hasMemory() const { return known_.NotEmpty(); }
     bool anyOf(const NeighbourRows<T>& rows)
     {
         bool found = false;
@@ -181,35 +181,36 @@ public:
     }
 
 private:
-    enum class Known : char { Nothing, Clean, NaN };
+    enum Known : signed char { Nothing, Clean, NaN };
     bool hasNaN(const T* row, long number)
     {
-        Known& known = known_[static_cast<std::size_t>(number)];
-        if (known == Known::Nothing)
-            known = holdsNaN(row, m_) ? Known::NaN : Known::Clean;
-        return known == Known::NaN;
+        signed char& known = known_.Pointer()[number];
+        if (known == Nothing)
+            known = holdsNaN(row, m_) ? NaN : Clean;
+        return known == NaN;
     }
 
     long m_;
-    std::vector<Known> known_;
+    MutableCharacterArray known_; // Of each row.
 };
 
 template <class T>
 bool medianFilter(const KRArray<T>& A, KRMutableArray<T>& M, const KRProgressCPP& progress)
 {
     RowsWithNaN<T> withNaN(A.m(), A.n() * A.o());
-    return filterRows(A, M, progress, [&](const NeighbourRows<T>& rows, long m, T* to) {
-        if (m < Pack<T>::kLength + 2 || withNaN.anyOf(rows)) {
-            singleMedians(rows, m, 0, m, to);
-            return;
-        }
-        singleMedians(rows, m, 0, 1, to);
-        singleMedians(rows, m, m - 1, m, to);
-        if (rows.count == 3)
-            mediansOfThreeRows(rows.row[0], rows.row[1], rows.row[2], m - 2, to + 1);
-        else
-            withRowCount(rows.count, [&]<int count>() { packedMedians<count>(rows, m, to); });
-    });
+    return withNaN.hasMemory()
+        && filterRows(A, M, progress, [&](const NeighbourRows<T>& rows, long m, T* to) {
+               if (m < Pack<T>::kLength + 2 || withNaN.anyOf(rows)) {
+                   singleMedians(rows, m, 0, m, to);
+                   return;
+               }
+               singleMedians(rows, m, 0, 1, to);
+               singleMedians(rows, m, m - 1, m, to);
+               if (rows.count == 3)
+                   mediansOfThreeRows(rows.row[0], rows.row[1], rows.row[2], m - 2, to + 1);
+               else
+                   withRowCount(rows.count, [&]<int count>() { packedMedians<count>(rows, m, to); });
+           });
 }
 
 } // namespace

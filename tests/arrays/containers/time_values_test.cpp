@@ -24,8 +24,7 @@ TEST(TimeValues, FindTheClosestBelow)
 {
     const auto list = times({1, 2, 4});
     const std::tuple<double, long, double> cases[] = {{0.5, -1, -1}, {1 - 1e-9, 0, 1}, {1, 0, 1}, {1.5, 0, 1},
-        {2 - 1e-9, 1, 2}, {2, 1, 2}, {3.999, 1, 2}, {4 - 1e-9, 2, 4}, {4, 2, 4}, {kInf, 2, 4},
-        {kNaN, -1, -1}};
+        {2 - 1e-9, 1, 2}, {2, 1, 2}, {3.999, 1, 2}, {4 - 1e-9, 2, 4}, {4, 2, 4}, {kInf, 2, 4}};
     for (const auto& [t, index, value] : cases) {
         EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(list, t), index) << t;
         EXPECT_EQ(KRTimeValues::findClosestValueBelow(list, t), value) << t;
@@ -34,9 +33,12 @@ TEST(TimeValues, FindTheClosestBelow)
     EXPECT_EQ(KRTimeValues::findClosestValueBelow(times({}), 1), -1);
     EXPECT_THAT(messagesOf([] {
         EXPECT_EQ(KRTimeValues::findClosestValueBelow(nullptr, 1), -1);
+        EXPECT_EQ(KRTimeValues::findClosestValueBelow(times({1, 2}), kNaN), -1);
+        EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(times({1, 2}), kNaN), -1);
         EXPECT_EQ(KRTimeValues::findIndexOfClosestValueBelow(times({1, kNaN, kNaN, 7}), 3), -1);
     }),
         ElementsAre("DoubleArray - findClosestValueBelow, the array is nil.",
+            "DoubleArrayContainer-findClosestValueBelow: Error.",
             "DoubleArrayContainer-findClosestValueBelow: Error."));
 }
 
@@ -59,23 +61,15 @@ TEST(TimeValues, CombineToAllTimes)
 TEST(TimeValues, CombineWithoutANewListWhereOneHoldsAll)
 {
     using Times = KRTimeValues::Times;
-    const auto expectResult = [](const Times& a, const Times& b, const Times& expected) {
-        EXPECT_EQ(KRTimeValues::combineTimeArray(a, b), expected);
-    };
     const Times longer = times({0, 1, 2, 3}), shorter = times({1, 3}), equal = times({1, 3}),
                 none = times({});
     const Times zero = KRTimeValues::onlyTheZeroTime();
-    expectResult(longer, shorter, longer);
-    expectResult(shorter, longer, longer);
-    expectResult(shorter, equal, equal);
-    expectResult(shorter, shorter, shorter);
-    expectResult(none, shorter, shorter);
-    expectResult(shorter, none, shorter);
-    expectResult(zero, shorter, shorter);
-    expectResult(shorter, zero, shorter);
-    expectResult(zero, zero, zero);
-    expectResult(nullptr, shorter, nullptr);
-    expectResult(shorter, nullptr, nullptr);
+    const std::tuple<Times, Times, Times> cases[] = {{longer, shorter, longer}, {shorter, longer, longer},
+        {shorter, equal, equal}, {shorter, shorter, shorter}, {none, shorter, shorter},
+        {shorter, none, shorter}, {zero, shorter, shorter}, {shorter, zero, shorter}, {zero, zero, zero},
+        {nullptr, shorter, nullptr}, {shorter, nullptr, nullptr}};
+    for (const auto& [first, second, expected] : cases)
+        EXPECT_EQ(KRTimeValues::combineTimeArray(first, second), expected) << shown(first) << shown(second);
     EXPECT_EQ(shown(zero), "1x1x1: 0");
     // Another list with the single entry 0 is a list as any other.
     EXPECT_EQ(shown(KRTimeValues::combineTimeArray(times({0}), shorter)), "3x1x1: 0 1 3");

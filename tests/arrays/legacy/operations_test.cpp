@@ -57,18 +57,15 @@ TYPED_TEST(LegacyOperations, LengthsAreCut)
     EXPECT_EQ(shown(TruncateSize(counting<T>(5), 2)), "2x1x1: 0 1");
     EXPECT_EQ(shown(TruncateSize(counting<T>(2, 3), 4)), "2x2x1: 0 1 2 3");
     EXPECT_EQ(shown(TruncateSize(counting<T>(1, 2, 3), 4)), "1x2x2: 0 1 2 3");
-    const auto refused = [](const KRMutableArray<T>& A, long length) {
-        return refusalOf<T>([&] { return TruncateSize(A, length); });
-    };
-    EXPECT_THAT(refused(KRMutableArray<T>(), 0), IsEmpty());
-    EXPECT_THAT(refused(KRMutableArray<T>(), 1), ElementsAre("TruncateSize(Array,Length): Array is empty."));
-    for (const long length : {-2L, 7L, kMost})
+    const auto A = counting<T>(2, 3), volume = counting<T>(2, 3, 2), none = KRMutableArray<T>();
+    EXPECT_THAT(refusalOf<T>([&] { return TruncateSize(none, 0); }), IsEmpty());
+    const std::tuple<KRArray<T>, long, const char*> refused[] = {{none, 1, "Array is empty."},
+        {A, -2, "Invalid length."}, {A, 7, "Invalid length."}, {A, kMost, "Invalid length."},
+        {A, 5, "Invalid new dimension"}, {volume, 8, "Invalid new dimension"}};
+    for (const auto& [array, length, reason] : refused)
         EXPECT_THAT(
-            refused(counting<T>(2, 3), length), ElementsAre("TruncateSize(Array,Length): Invalid length."));
-    EXPECT_THAT(
-        refused(counting<T>(2, 3), 5), ElementsAre("TruncateSize(Array,Length): Invalid new dimension"));
-    EXPECT_THAT(
-        refused(counting<T>(2, 3, 2), 8), ElementsAre("TruncateSize(Array,Length): Invalid new dimension"));
+            refusalOf<T>([&, &array = array, length = length] { return TruncateSize(array, length); }),
+            ElementsAre(std::string("TruncateSize(Array,Length): ") + reason));
 }
 
 TYPED_TEST(LegacyOperations, LengthsGrow)
