@@ -84,6 +84,17 @@ TEST_F(AsciiFile, PrintsAndReadsNumbersAsTheCLibraryInEveryLocale)
     EXPECT_EQ(contentOf(path), wanted + "\n*\n");
 }
 
+TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgram)
+{
+    const auto file = KRDataFileAscii::createWithName(path);
+    EXPECT_TRUE(file->writeString("mine", "a"));
+    std::ofstream(path, std::ios::app) << "b\nNumber\n2\n";
+    EXPECT_TRUE(file->writeString("mine too", "c"));
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("taken", "b")); }),
+        ElementsAre("Entry already exists, can't overwrite it."));
+    EXPECT_THAT(ascii(path)->variablesNames(), ElementsAre("a", "b", "c"));
+}
+
 TEST_F(AsciiFile, ReadsRecordsWithAnyLineEnd)
 {
     const std::string text =

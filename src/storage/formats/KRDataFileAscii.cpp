@@ -227,6 +227,12 @@ bool KRDataFileAscii::readInContentOfFile(const KRProgressCPP& progress)
     return step != Step::Failed;
 }
 
+void KRDataFileAscii::catchUp()
+{
+    if (theFile_->length() > endOfEntries_)
+        readInContentOfFile({});
+}
+
 bool KRDataFileAscii::readInContentFromIndex(const std::string& path)
 {
     const auto index = platform::propertylist::readFile(path);

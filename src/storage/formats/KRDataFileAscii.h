@@ -52,6 +52,7 @@ public:
 
 protected:
     bool readInContentOfFile(const KRProgressCPP& progress) override;
+    void catchUp() override; // Reads everything again: the format has no place to go on from.
     std::shared_ptr<KRDataFile> copyOn(Copied copied) override;
     std::optional<KRDataFileEntry> entryFromDictionary(const platform::Value& dictionary) const override;
     platform::Value dictionaryOf(const KRDataFileEntry& entry) const override;

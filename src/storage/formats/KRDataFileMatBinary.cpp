@@ -118,7 +118,10 @@ std::shared_ptr<KRDataFile> KRDataFileMatBinary::copyOn(Copied copied)
         const std::lock_guard lock(accessLock_);
         file->needToSwap_ = needToSwap_;
         file->littleEndian_ = littleEndian_;
-        file->variablesThatAre3D_ = variablesThatAre3D_;
+        // Without those that came while the bytes were copied.
+        for (const std::string& name : variablesThatAre3D_)
+            if (copied.content.contains(name + std::string(kCompanionEnding)))
+                file->variablesThatAre3D_.insert(name);
     }
     file->initWithFile(std::move(copied));
     return file;
