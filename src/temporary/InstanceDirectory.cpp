@@ -11,6 +11,7 @@
 #include <chrono>
 #include <cmath>
 #include <ctime>
+#include <filesystem>
 #include <optional>
 #include <tuple>
 
@@ -48,7 +49,17 @@ std::optional<double> ageOf(const std::string& path, double now)
     if (!strptime(text.c_str(), kDateFormat, &parts))
         return 0;
     const std::time_t date = std::mktime(&parts);
-    return date == -1 ? 0 : now - static_cast<double>(date);
+    // A torn or foreign text may read as a date, but isn't written as that date.
+    if (date == -1 || dateText(static_cast<double>(date)) != text)
+        return 0;
+    return now - static_cast<double>(date);
+}
+
+// A link to a folder is somebody else's folder.
+bool isFolderItself(const std::string& path)
+{
+    std::error_code failure;
+    return std::filesystem::is_directory(std::filesystem::symlink_status(path, failure));
 }
 
 } // namespace
@@ -85,7 +96,7 @@ void InstanceDirectory::sweepOthers()
 {
     std::vector<std::string> condemned;
     for (const std::string& directory : others_)
-        if (files::isDirectory(directory) && isCondemned(directory))
+        if (isFolderItself(directory) && isCondemned(directory))
             condemned.push_back(directory);
     for (const std::string& directory : condemned)
         deleteDirectory(directory);

@@ -60,7 +60,7 @@ public:
     static void stoppedUsingTemporaryFolder(const std::optional<std::string>& name);
     static void deleteDirectory(const std::optional<std::string>& path);
     static void removeTemporaryDirectory();
-    static void heartBeat();
+    static void heartBeat(); // Main thread.
 
     // Walks on a thread over what other instances have on disk, then calls back. The delegate is kept until
     // then.
@@ -70,7 +70,7 @@ public:
     static void addToTheDestructionQueAndRelease(std::shared_ptr<KRContainerFileName> object);
     // One lock for the process, whatever the path.
     static std::mutex& inputLockForPath(const std::string& path);
-    // The delegate is kept until the download has ended.
+    // The delegate is kept until the download has ended. Main thread.
     static void downloadURL(
         const std::string& url, std::shared_ptr<KRContainerFileNameDownloadDelegate> callback);
 

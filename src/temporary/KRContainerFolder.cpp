@@ -8,11 +8,43 @@
 #include "temporary/TemporaryFiles.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <thread>
 
 namespace {
 
 constexpr const char* kUnzip = "/usr/bin/unzip";
+
+// The name as unzip takes it: for no option, and as a pattern that fits no other archive.
+std::string asArgument(const std::string& name)
+{
+    std::string argument = name.starts_with('-') ? "./" : "";
+    if (name.find_first_of("*?[") == std::string::npos)
+        return argument + name;
+    for (const char character : name) {
+        if (character == '*' || character == '?' || character == '[')
+            argument += {'[', character, ']'};
+        else if (character == '\\')
+            argument += "\\\\";
+        else
+            argument += character;
+    }
+    return argument;
+}
+
+// Through a link that one archive brings, the next one could write outside of the folder.
+void removeLinks(const std::string& folder)
+{
+    namespace fs = std::filesystem;
+    std::error_code failure;
+    std::vector<fs::path> links;
+    for (fs::recursive_directory_iterator entry(folder, failure), end; !failure && entry != end;
+         entry.increment(failure))
+        if (entry->is_symlink())
+            links.push_back(entry->path());
+    for (const fs::path& link : links)
+        fs::remove(link, failure);
+}
 
 } // namespace
 
@@ -63,10 +95,8 @@ void KRContainerFolder::uncompressFile(
         KRMessageCenter::seriousErrorMessage("Unsupported ending");
         return;
     }
-    // A name is never taken for an option. The process's null input answers no to every question, and its
-    // null output holds nothing up.
-    const std::string argument = name.starts_with('-') ? "./" + name : name;
-    const auto task = platform::Process::launch({kUnzip, {argument}, folderName_});
+    // The process's null input answers no to every question, and its null output holds nothing up.
+    const auto task = platform::Process::launch({kUnzip, {asArgument(name)}, folderName_});
     if (!task) {
         KRMessageCenter::addMessage("Could not unpack an archive.", task.error().reason);
         if (delegate)
@@ -86,6 +116,7 @@ void KRContainerFolder::taskEnded(const std::shared_ptr<platform::Process>& task
         [&](const Pending& pending) { return pending.task == task; });
     const auto delegate = found->delegate;
     pendingTasks_.erase(found);
+    removeLinks(folderName_);
     refreshContent();
     if (delegate)
         delegate->finishedCompressingFileInside(shared_from_this());

@@ -34,7 +34,7 @@ public:
 
     // Unpacks an archive of this folder into it, on a process of its own; only names that end in ".zip" are
     // taken. Then the entries are read again and the delegate is told. The folder and the delegate are kept
-    // until then. What the archive wants outside of the folder is not written.
+    // until then. What the archive wants outside of the folder is not written, and its links are removed.
     void uncompressFile(const std::string& name, std::shared_ptr<KRContainerFolderDelegate> delegate);
 
 private:

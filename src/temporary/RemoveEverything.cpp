@@ -23,7 +23,7 @@ fs::file_status statusOf(const std::string& path)
 
 bool removeEverything(const std::string& path)
 {
-    if (!fs::exists(statusOf(path)) || files::remove(path))
+    if (statusOf(path).type() == fs::file_type::not_found || files::remove(path))
         return true;
     if (fs::is_directory(statusOf(path))) {
         std::ignore = files::setPermissions(path, files::kOwnersFolder);

@@ -119,12 +119,14 @@ bool TemporaryFiles::hasDirectory() const
 
 void TemporaryFiles::heartBeat()
 {
-    directory_->heartBeat();
+    if (hasDirectory())
+        directory_->heartBeat();
 }
 
 void TemporaryFiles::appWillTerminate()
 {
-    temporary::deleteDirectory(directory());
+    if (hasDirectory())
+        temporary::deleteDirectory(directory());
 }
 
 void TemporaryFiles::initialize()

@@ -439,8 +439,11 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     KRDataInMemory server;
     EXPECT_FALSE(server.registerWithSocket(longest + "s"));
     EXPECT_THAT(messages(), ElementsAre("Creating a socket: Invalid socket name (too long)."));
+    EXPECT_FALSE(server.registerWithSocket(""));
     EXPECT_FALSE(server.setUpCommunicationSocket());
-    EXPECT_THAT(messages(), ElementsAre("DataInMemory-setUpCommunicationSocket: Connection failed."));
+    EXPECT_THAT(messages(),
+        ElementsAre("sendDataOverSocket: Error when binding a socket.",
+            "DataInMemory-setUpCommunicationSocket: Connection failed."));
     EXPECT_TRUE(server.registerWithSocket(longest));
     KRDataInMemory second;
     EXPECT_FALSE(second.registerWithSocket(longest));

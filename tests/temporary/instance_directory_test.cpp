@@ -95,6 +95,7 @@ TEST_F(Instances, AreJudgedByBeatAndMark)
         {"a damaged beat", "yesterday", none, Untouched},
         {"a beat without end", std::string(1000, '2'), none, Untouched},
         {"a damaged mark", ago(90), "yesterday", Untouched},
+        {"a torn date", "2020-01-01 1", none, Untouched},
     };
     for (const auto& given : kCases) {
         SCOPED_TRACE(given.what);
@@ -106,7 +107,11 @@ TEST_F(Instances, AreJudgedByBeatAndMark)
         temporary::removeEverything(directory);
     }
     ASSERT_TRUE(files::writeFile(parent_ + "/file", "not a directory"));
+    const std::string foreign = folder_ / "foreign";
+    ASSERT_TRUE(files::createDirectory(foreign) && files::writeFile(foreign + "/deleteThis", "kept"));
+    ASSERT_EQ(::symlink(foreign.c_str(), (parent_ + "/link").c_str()), 0);
     start(0);
+    EXPECT_EQ(text(foreign + "/deleteThis"), "kept");
     EXPECT_EQ(text(parent_ + "/file"), "not a directory");
 }
 

@@ -6,6 +6,7 @@
 #include "platform/loop/MainLoop.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 #include <zlib.h>
 
 namespace {
@@ -91,6 +92,10 @@ TEST_F(Unpacking, FillsTheFolder)
         ElementsAre("a.txt", "deep", "good.zip"));
     EXPECT_EQ(files::readFile(inside_ + "/a.txt"), "text");
     EXPECT_EQ(files::readFile(inside_ + "/deep/b.txt"), "more");
+    unpack("a1.zip", archive({{"other", "x"}}));
+    ASSERT_TRUE(files::remove(inside_ + "/other"));
+    EXPECT_THAT(unpack("a[1].zip", archive({{"bracket", "x"}})),
+        testing::AllOf(testing::Contains("bracket"), testing::Not(testing::Contains("other"))));
     // A name is no option, and what is there stays, instead of a question that nobody sees.
     EXPECT_THAT(unpack("-d..zip", archive({{"a.txt", "new"}, {"c", ""}})), testing::Contains("c"));
     EXPECT_EQ(files::readFile(inside_ + "/a.txt"), "text");
@@ -98,11 +103,14 @@ TEST_F(Unpacking, FillsTheFolder)
 
 TEST_F(Unpacking, WritesNothingOutside)
 {
+    ASSERT_EQ(
+        ::symlink(folder_.path().c_str(), (inside_ + "/link").c_str()), 0); // As an archive may bring one.
     unpack("hostile.zip",
         archive(
             {{"../climbed", "x"}, {folder_ / "absolute", "x"}, {"a/../../climbed2", "x"}, {"good", "x"}}));
     EXPECT_THAT(*files::contentsOfDirectory(folder_.path()), ElementsAre("inside"));
     EXPECT_TRUE(files::exists(inside_ + "/good"));
+    EXPECT_FALSE(files::exists(inside_ + "/link"));
     const std::string whole = archive({{"b", std::string(2000, 'x')}});
     EXPECT_THAT(unpack("broken.zip", whole.substr(0, 900)), testing::Contains("broken.zip"));
     EXPECT_THAT(unpack("empty.zip", ""), testing::Contains("empty.zip"));

@@ -123,7 +123,9 @@ private:
             size = *read;
         }
         if (std::find(sizes.begin(), sizes.end(), 0) != sizes.end())
-            return KRAnyArray::make(type, 0, 0, 0);
+            return withElementType(type, []<class T>(std::type_identity<T>) {
+                return KRAnyArray(KRArrayContainer<T>::createArrayWithConstObject(KRMutableArray<T>()));
+            });
         for (const long size : sizes)
             if (__builtin_mul_overflow(bytes, size, &bytes))
                 return {};

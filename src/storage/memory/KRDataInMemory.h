@@ -80,6 +80,7 @@ private:
     bool store(storage::MemoryValue value, const std::string& name);
 
     bool fitsIntoAMessage(); // Reports when not.
+    void shutDownCommunication();
     static void wakeAccept(const std::string& path, int port);
     void closeSockets(const std::string& path);
 

@@ -167,7 +167,9 @@ bool KRDataInMemory::registerWithSocket(const std::string& path)
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.data(), path.size());
-    if (::bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    // The system would take an empty name for any name, and cut one at a NUL.
+    if (path.empty() || path.find('\0') != std::string::npos
+        || ::bind(made.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
         KRMessageCenter::addMessage("sendDataOverSocket: Error when binding a socket.");
         return false;
     }
@@ -228,6 +230,7 @@ bool KRDataInMemory::fitsIntoAMessage()
 
 bool KRDataInMemory::sendDataThroughSocket()
 {
+    const std::lock_guard content(accessToContent_);
     storage::SocketChannel channel(communicationSocket());
     if (!isConnected() || !fitsIntoAMessage()
         || !channel.send(storage::kMessageStart.data(), storage::kMessageStart.size()))
@@ -235,7 +238,8 @@ bool KRDataInMemory::sendDataThroughSocket()
     bool isSent = false;
     {
         const std::lock_guard lock(accessLock_);
-        isSent = storage::sendVariables(channel, theContent_);
+        // Another thread may have added to it.
+        isSent = storage::fitsIntoAMessage(theContent_) && storage::sendVariables(channel, theContent_);
     }
     const std::lock_guard state(stateLock_);
     failedDuringSend_ = failedDuringSend_ || !isSent;
@@ -268,35 +272,41 @@ void KRDataInMemory::waitForTermination()
     if (path.empty())
         return;
     std::array<char, kBytesThatEnd> ignored{};
-    readIntoPointer(ignored.data(), ignored.size(), communicationSocket());
+    if (isConnected())
+        readIntoPointer(ignored.data(), ignored.size(), communicationSocket());
     closeSockets(path);
+}
+
+// A thread that waits for bytes, or for room, goes on, and gives the lock back.
+void KRDataInMemory::shutDownCommunication()
+{
+    const std::lock_guard state(stateLock_);
+    if (communicationSocket_)
+        ::shutdown(communicationSocket_.get(), SHUT_RDWR);
 }
 
 void KRDataInMemory::terminateConnection()
 {
-    {
-        // A thread that waits for bytes goes on, and gives the lock back.
-        const std::lock_guard state(stateLock_);
-        if (communicationSocket_)
-            ::shutdown(communicationSocket_.get(), SHUT_RDWR);
-    }
     std::unique_lock content(accessToContent_, std::defer_lock);
-    while (!lockWithin(content, kBetweenTries)) {
+    // A client may come while this waits: its connection is shut down with the next turn.
+    for (shutDownCommunication(); !lockWithin(content, kBetweenTries); shutDownCommunication()) {
         std::unique_lock duringAccept(lockDuringAccept_, std::defer_lock);
         if (!lockWithin(duringAccept, kLongestWaitForAccept))
             break; // A thread waits for a client, and holds both locks.
     }
     std::string path;
     int port = 0;
+    bool isWaiting = false;
     {
         const std::lock_guard state(stateLock_);
-        path = nameOfSocket_;
-        port = portNumber_;
-        cancelAfterAccept_ = waitingForAccept_;
+        path = std::exchange(nameOfSocket_, std::string());
+        port = std::exchange(portNumber_, 0);
+        isWaiting = waitingForAccept_;
+        cancelAfterAccept_ = isWaiting;
     }
     if (path.empty() && port == 0)
         return;
-    if (waitingForInitialConnection())
+    if (isWaiting)
         wakeAccept(path, port);
     closeSockets(path);
 }
@@ -313,11 +323,18 @@ void KRDataInMemory::wakeAccept(const std::string& path, int port)
 
 void KRDataInMemory::closeSockets(const std::string& path)
 {
-    const std::lock_guard state(stateLock_);
-    shutDownAndClose(std::exchange(communicationSocket_, platform::Descriptor()), 3, 4);
-    shutDownAndClose(std::exchange(serverSocket_, platform::Descriptor()), 5, 6);
-    if (std::exchange(createdTheSocket_, false))
+    platform::Descriptor communication;
+    platform::Descriptor server;
+    bool hasFile = false;
+    {
+        const std::lock_guard state(stateLock_);
+        communication = std::exchange(communicationSocket_, platform::Descriptor());
+        server = std::exchange(serverSocket_, platform::Descriptor());
+        hasFile = std::exchange(createdTheSocket_, false);
+        nameOfSocket_.clear();
+    }
+    shutDownAndClose(std::move(communication), 3, 4);
+    shutDownAndClose(std::move(server), 5, 6);
+    if (hasFile)
         reportUnless(::unlink(path.c_str()) == 0, 7);
-    nameOfSocket_.clear();
-    portNumber_ = 0;
 }
