@@ -36,6 +36,8 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     const auto [windowSize, headerLength] = layout();
     ScanWindow window(file.descriptor(), size, windowSize);
     Scan scan;
+    // Names often come in order, so that each one's place is just behind that of the one before.
+    auto likelyPlace = scan.content.end();
     std::uint64_t position = start;
     std::uint64_t last = start; // Of the entry looked at last: a scan that fails is resumed there.
     bool failed = start > size;
@@ -92,7 +94,8 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
             entry.setNumberValue(StorageNumber::fromBytes(*entry.element(), raw));
         }
         found(name, entry, window);
-        scan.content.insert_or_assign(scan.content.end(), std::move(name), std::move(entry));
+        likelyPlace =
+            std::next(scan.content.insert_or_assign(likelyPlace, std::move(name), std::move(entry)));
         position = end;
         failed = false;
     }
