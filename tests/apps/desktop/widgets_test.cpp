@@ -268,8 +268,10 @@ TEST(Widgets, SplitsAndTabsShowTheirParts)
     tabs->setCurrentIndex(0);
     EXPECT_EQ(free.selectedIdentifier(), "a");
     driven.select("b");
+    driven.setHidden(true);
     settle();
     EXPECT_EQ(bare->currentIndex(), 1);
+    EXPECT_TRUE(bare->isHidden());
 }
 
 class Rows : public TableDataSource, public TableDelegate {
@@ -517,10 +519,13 @@ TEST(WindowWidgets, ShowTheirModelAndAskItBeforeTheyClose)
     EXPECT_TRUE(shown->close());
     settle();
     EXPECT_TRUE(shown.isNull());
-    shown = new WindowWidget(*window, {});
-    window.reset();
-    settle();
-    EXPECT_TRUE(shown.isNull());
+    for (const bool ends : {false, true}) {
+        window->orderFront();
+        shown = new WindowWidget(*window, {});
+        ends ? window.reset() : window->close();
+        settle();
+        EXPECT_TRUE(shown.isNull());
+    }
 }
 
 TEST(Dialogs, AskAndHandTheAnswerOn)
