@@ -23,7 +23,7 @@ public:
     // The one of this process. Never destroyed: values may be released until the process has ended.
     static TemporaryFiles& shared();
 
-    explicit TemporaryFiles(temporary::Clock clock = temporary::systemTime);
+    explicit TemporaryFiles(temporary::Clock clock = temporary::systemTime); // Main thread.
     ~TemporaryFiles();
 
     // The process's directory. The first call makes it, removes what dead processes left behind, and starts

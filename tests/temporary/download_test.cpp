@@ -12,6 +12,7 @@
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <functional>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
@@ -87,20 +88,23 @@ protected:
     Downloads() { KRContainerFileName::initializeTemporary(); }
     ~Downloads() override { platform::Pace::setFactor(1); }
 
-    std::shared_ptr<Finished> download(const std::string& url)
+    using WhileRunning = std::function<void(const KRContainerFileNameDownloadServerEntry&)>;
+    std::shared_ptr<Finished> download(const std::string& url, const WhileRunning& look = {})
     {
         auto delegate = std::make_shared<Finished>();
         KRContainerFileName::downloadURL(url, delegate);
-        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().countOfDownloads(), 1U);
+        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().currentDownloads().size(), 1U);
+        if (look)
+            look(*KRContainerFileNameDownloadServer::shared().currentDownloads().front());
         EXPECT_TRUE(MainLoop::main().runUntil([&] { return delegate->isDone; }, 30));
-        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().countOfDownloads(), 0U);
+        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().currentDownloads().size(), 0U);
         EXPECT_EQ(delegate->url, url);
         return delegate;
     }
     // Nothing of a failed download stays.
-    void expectFailure(const std::string& url)
+    void expectFailure(const std::string& url, const WhileRunning& look = {})
     {
-        EXPECT_EQ(download(url)->folder, nullptr) << url;
+        EXPECT_EQ(download(url, look)->folder, nullptr) << url;
         EXPECT_THAT(
             *files::contentsOfDirectory(KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD"),
             testing::IsEmpty());
@@ -162,9 +166,15 @@ TEST_F(Downloads, LeaveNothingWhenTheyFail)
 
 TEST_F(Downloads, GiveUpASilentServer)
 {
-    platform::Pace::setFactor(0.01);
-    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nsome"}, true);
-    expectFailure(server.url("/silent"));
+    const HttpServer server(
+        {"HTTP/1.1 200 OK\r\nContent-Type: text/x\r\nContent-Length: 100\r\n\r\nsome"}, true);
+    expectFailure(server.url("/silent"), [](const auto& running) {
+        EXPECT_TRUE(MainLoop::main().runUntil([&] { return running.howManyRead() == 4; }, 30));
+        EXPECT_EQ(running.fileName(), "silent");
+        EXPECT_EQ(running.mimeType(), "text/x");
+        EXPECT_EQ(running.howLong(), 100);
+        platform::Pace::setFactor(0.01);
+    });
 }
 
 TEST_F(Downloads, FailOnAFullDisk)

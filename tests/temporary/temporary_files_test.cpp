@@ -11,7 +11,10 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -260,6 +263,19 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
     ASSERT_EQ(::symlink("/", (parent + "/other/link").c_str()), 0);
     EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
     EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/none"), 0U);
+    // Folders that vanish meanwhile count nothing and end nothing.
+    std::atomic<bool> isDone = false;
+    std::thread churning([&] {
+        for (int count = 0; !isDone; ++count) {
+            const std::string vanishing = parent + "/other/v" + std::to_string(count % 50);
+            ::rmdir(vanishing.c_str());
+            ::mkdir(vanishing.c_str(), 0700);
+        }
+    });
+    for (int round = 0; round < 500; ++round)
+        EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
+    isDone = true;
+    churning.join();
     const auto caller = std::make_shared<Caller>();
     KRContainerFileName::checkOrphansAndCallMeBack(caller);
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return caller->calls == 1; }, 10));
@@ -269,7 +285,7 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
 TEST_F(TemporaryFilesTest, GoesWithTheProcess)
 {
     TemporaryFiles service;
-    service.initialize();
+    std::thread([&] { service.initialize(); }).join(); // The main loop hasn't run since.
     EXPECT_TRUE(files::isDirectory(service.directory()));
     platform::NotificationCenter::defaultCenter().post(platform::kApplicationWillTerminate);
     EXPECT_FALSE(files::exists(service.directory()));

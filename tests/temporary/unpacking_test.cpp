@@ -6,6 +6,7 @@
 #include "platform/loop/MainLoop.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -76,7 +77,8 @@ protected:
     {
         EXPECT_TRUE(files::writeFile(inside_ + "/" + name, bytes));
         const auto delegate = std::make_shared<Unpacked>();
-        KRContainerFolder::createWithFolder(inside_, false)->uncompressFile(name, delegate);
+        const auto folder = KRContainerFolder::createWithFolder(inside_, false);
+        folder->uncompressFile(name, delegate);
         EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return delegate->folder != nullptr; }, 30));
         return delegate->folder ? delegate->folder->entries() : std::vector<std::string>();
     }
@@ -119,15 +121,30 @@ TEST_F(Unpacking, WritesNothingOutside)
 TEST_F(Unpacking, RefusesOtherEndings)
 {
     const auto delegate = std::make_shared<Unpacked>();
-    KRContainerFolder::createWithFolder(inside_, false)->uncompressFile("a.tar", delegate);
-    platform::MainLoop::main().runPending();
-    ASSERT_EQ(center_->messages().size(), 1U);
-    EXPECT_EQ(center_->messages()[0]->shortDescription(), "Unsupported ending");
-    EXPECT_EQ(delegate->folder, nullptr);
+    for (const char* name : {"a.tar", "a.ZIP", "zip"}) {
+        KRContainerFolder::createWithFolder(inside_, false)->uncompressFile(name, delegate);
+        platform::MainLoop::main().runPending();
+        EXPECT_EQ(center_->messages().back()->shortDescription(), "Unsupported ending");
+        EXPECT_EQ(delegate->folder, nullptr);
+    }
+    EXPECT_EQ(center_->messages().size(), 3U);
     KRContainerFolder::createWithFolder(folder_ / "missing", false)->uncompressFile("a.zip", delegate);
     EXPECT_NE(delegate->folder, nullptr);
     platform::MainLoop::main().runPending();
     EXPECT_EQ(center_->messages().back()->shortDescription(), "Could not unpack an archive.");
+}
+
+// unzip waits for the other end of a pipe, and would write into a folder that is being removed.
+TEST_F(Unpacking, EndsWithItsFolder)
+{
+    ASSERT_EQ(::mkfifo((inside_ + "/slow.zip").c_str(), 0600), 0);
+    const auto delegate = std::make_shared<Unpacked>();
+    KRContainerFolder::createWithFolder(inside_, true)->uncompressFile("slow.zip", delegate);
+    EXPECT_FALSE(files::exists(inside_));
+    platform::MainLoop::main().runPending();
+    ASSERT_EQ(center_->messages().size(), 1U);
+    EXPECT_EQ(center_->messages()[0]->shortDescription(), "Dangling tasks");
+    EXPECT_EQ(delegate->folder, nullptr);
 }
 
 } // namespace
