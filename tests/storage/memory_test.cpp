@@ -239,11 +239,13 @@ public:
     }
     std::size_t receive(void* into, std::size_t count) override
     {
+        wanted = std::max(wanted, count);
         const std::size_t taken = incoming_.copy(static_cast<char*>(into), count, at_);
         at_ += taken;
         return taken;
     }
     std::string sent;
+    std::size_t wanted = 0; // The most bytes that were asked for at once.
 
 private:
     std::string incoming_;
@@ -317,6 +319,10 @@ TEST_F(Memory, RefusesWhatNoSenderMeans)
     };
     for (const std::string& bytes : bad)
         EXPECT_FALSE(receive(bytes)) << bytes;
+    // Above its member's limit an array would become an empty one: not even its elements are waited for.
+    TextChannel tooLarge(one().text("n").add(4).add(50000).add(50001).add(1).bytes);
+    EXPECT_FALSE(storage::receiveVariables(tooLarge, [](const auto&, const auto&) { ADD_FAILURE(); }));
+    EXPECT_EQ(tooLarge.wanted, 4U);
     EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes));
     EXPECT_TRUE(receive(one().text("").add(1).text("").bytes));
     EXPECT_TRUE(receive(HandMade(false).add(0).bytes));
@@ -448,6 +454,7 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     KRDataInMemory second;
     EXPECT_FALSE(second.registerWithSocket(longest));
     EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
+    EXPECT_EQ(second.nameOfSocket(), longest);
     second.terminateConnection();
     EXPECT_TRUE(platform::files::exists(longest)); // It isn't the second one's.
     server.terminateConnection();
