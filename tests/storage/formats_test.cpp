@@ -296,8 +296,9 @@ TEST_P(EveryFormat, StoresATreeOfValues)
         ElementsAre("Reached the recursive depth."));
     EXPECT_TRUE(file->writeObject(*deep.find("k"), "deep"));
     const platform::Value unknown = platform::Value::Dictionary{{"KRType", "Short"}};
-    EXPECT_THAT(
-        messagesOf([&] { EXPECT_FALSE(file->writeObject(unknown, "u") || file->writeObject({}, "u")); }),
+    EXPECT_THAT(messagesOf([&] {
+        EXPECT_FALSE(file->writeObject(unknown, "u") || file->writeObject(platform::Value(), "u"));
+    }),
         ElementsAre(
             "Unknown saving type for saving a dictionary.", "Unknown saving type for saving a dictionary."));
 }

@@ -211,10 +211,9 @@ TEST(MatlabFile, TellsWhereTheFormatEnds)
         messageOf(first + matrix(0, -1, 1, 0, "b", kOne)), second + " The Headerinfo was (0,-1,1,0,2).;");
     EXPECT_EQ(
         messageOf(first + matrix(999, 1, 1, 0, "b", kOne)), second + " The Headerinfo was (999,1,1,0,2).;");
-    EXPECT_EQ(messageOf(first + matrix(60, 1, 1, 0, "b", kOne)),
-        "Ran into problems reading the file (Incorrect type).;");
-    EXPECT_EQ(messageOf(first + matrix(90, 1, 1, 0, "b", kOne)),
-        "Ran into problems reading the file (Incorrect type).;");
+    for (const int type : {60, 90})
+        EXPECT_EQ(messageOf(first + matrix(type, 1, 1, 0, "b", kOne)),
+            "Ran into problems reading the file (Incorrect type).;");
     EXPECT_EQ(messageOf(first + matrix(0, 1, 1, 0, std::string(255, 'n'), kOne)),
         second + " Name field had length 256.;");
     EXPECT_EQ(
@@ -257,7 +256,7 @@ TEST(MatlabFile, ACompanionThatDoesNotFitGivesNoArray)
     EXPECT_EQ(matlab(folder / "x.mat")->structure().find("3D")->array()->size(), 0U);
 }
 
-TEST(MatlabFile, AnIndexCountsWhenItReachesTheEnd)
+TEST(MatlabFile, AnIndexCountsAsFarAsItReaches)
 {
     const ScratchFolder folder;
     const std::string a = matrix(0, 1, 1, 0, "a", kOne);
@@ -271,11 +270,30 @@ TEST(MatlabFile, AnIndexCountsWhenItReachesTheEnd)
     };
     const auto atText = static_cast<std::int64_t>(a.size() + 22);
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}}), ElementsAre("renamed"));
-    EXPECT_THAT(namesWith({{22, 0, 1, 1, "renamed"}}), ElementsAre("a", "t")); // Does not reach the end.
+    EXPECT_THAT(namesWith({{22, 0, 1, 1, "renamed"}}), ElementsAre("renamed", "t")); // The rest by scan.
+    EXPECT_THAT(namesWith({{22, 50, 1, 1, "within"}}), ElementsAre("a", "t")); // Ends before the data does.
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 60, 1, 1, "bad"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 0, 100, 1, "beyond"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {-22, 0, 1, 1, "before"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "t"}, {22, 0, 1, 1, "t_3D"}}), ElementsAre("t", "t_3D"));
+
+    // Every kind of variable comes back from the index of its file, in either byte order.
+    for (const int order : {0, 1000}) {
+        const auto put = [&](const std::string& value) { return order == 0 ? value : swapped(value); };
+        store(folder / "y.mat",
+            matrix(order + 2, 2, 3, 0, "sparse", std::string(48, '\1'))
+                + matrix(order + 1, 2, 1, 0, "wide", put(raw(72.0)) + put(raw(105.0)))
+                + matrix(order + 10, 2, 1, 0, "f", put(raw(1.5F)) + put(raw(2.5F))));
+        const auto index = KRContainerFileName::createWithName(folder / "made.index");
+        matlab(folder / "y.mat")->createIndexFile(index);
+        std::string bytes = contentOf(index->fileName());
+        store(index->fileName(), bytes.replace(bytes.find("wide"), 4, "text"));
+        const auto indexed = KRDataFile::openFileName(folder / "y.mat", nullptr, index);
+        EXPECT_THAT(indexed->variablesNames(), ElementsAre("f", "sparse", "text"));
+        EXPECT_TRUE(indexed->theContent()[1].second.isSparse());
+        EXPECT_EQ(indexed->readRawString("text"), "Hi");
+        EXPECT_EQ(numbersOf(indexed->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    }
 }
 
 } // namespace

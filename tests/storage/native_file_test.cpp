@@ -133,7 +133,7 @@ TEST(NativeFile, DiffersFromTheLibraryAsTheTableTells)
     std::string withoutName = nativeBytes({"", 1, 1, 1, 1, raw(1.0)});
     withoutName[24] = 0;
     const Case cases[] = {
-        {"a reserved type", nativeBytes({"r", 5, 1, 1, 1, raw(1.0)}), 3, 1,
+        {"a reserved type", nativeBytes({"r", 5, 1, 1, 1, raw(1.0)}), 3, 2,
             "Ran into problems reading the file (Incorrect type)."},
         {"no name", withoutName, 3, 1,
             "The file \"both.svbin\" has a format error in entry number 2. Name field had length 0."},
@@ -180,6 +180,30 @@ TEST(NativeFile, RefusesTheMagicOfNoFormat)
     EXPECT_THAT(messagesFor("Sorvanta Binary File XX" + std::string(1, '\0')), refused);
     EXPECT_THAT(messagesFor(magicOf(false)), IsEmpty());
     EXPECT_THAT(messagesFor("Sorvanta Binary File v1" + std::string(1, '\0')), IsEmpty());
+}
+
+// It is listed, but nothing behind it, nor is anything written there.
+TEST(NativeFile, AnEntryOfUnknownTypeIsTheLastOne)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "x.svbin";
+    const std::string a = nativeBytes({"a", 1, 1, 1, 1, raw(1.0)});
+    store(path, magicOf(false) + a + nativeBytes({"r", 5, 2, 1, 1, std::string(16, 'r')}) + a);
+    std::shared_ptr<KRDataFileBinary> file;
+    messagesOf([&] { file = native(path); });
+    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "r"));
+    EXPECT_EQ(file->theContent()[1].second.description(), "An unknown object");
+    EXPECT_EQ(file->fileSizeInBytes(), magicOf(false).size() + a.size());
+    EXPECT_THAT(messagesOf([&] {
+        EXPECT_EQ(file->updateFile(), 0);
+        EXPECT_FALSE(file->readDoubleArray("r"));
+        EXPECT_FALSE(file->readNativeArray("r"));
+    }),
+        ElementsAre("DEBUG: Unknown variable type inside a datafile.", "Unexpected type (8)"));
+    file->createIndexFile(indexAt(folder / "x.index"));
+    messagesOf([&] { EXPECT_THAT(native(path)->variablesNames(), ElementsAre("a", "r")); });
+    EXPECT_FALSE(KRDataFileBinaryEntry::createFromDictionary(
+        KRDataFileBinaryEntry::dictionaryForm(file->theContent()[1].second)));
 }
 
 // Indexes.
@@ -301,7 +325,7 @@ TEST(NativeFile, AScannedTextBecomesBytesThroughANewIndex)
     EXPECT_TRUE(native(folder / "y.svbin")->isAString("t"));
 }
 
-TEST(NativeFile, AFileOfTheOtherOrderGetsNoIndexAndNoEntries)
+TEST(NativeFile, AFileOfTheOtherOrderGetsNoIndexBesideItAndNoEntries)
 {
     const ScratchFolder folder;
     const std::string path = folder / "x.svbin";
@@ -310,7 +334,14 @@ TEST(NativeFile, AFileOfTheOtherOrderGetsNoIndexAndNoEntries)
     const auto file = KRDataFileBinary::createWithName(path);
     ASSERT_TRUE(file->openFileWithProgress());
     file->createIndexFile(indexAt(folder / "x.index"));
-    EXPECT_EQ(contentOf(folder / "x.index"), "");
+    EXPECT_EQ(contentOf(folder / "x.index"), ""); // The library would read the data by it, unswapped.
+    const auto elsewhere = indexAt(folder / "elsewhere.index");
+    file->createIndexFile(elsewhere);
+    std::string index = contentOf(elsewhere->fileName());
+    const std::size_t place = index.find(std::string("us\0", 3));
+    store(elsewhere->fileName(), index.replace(place, 2, "US"));
+    const auto indexed = KRDataFile::openFileName(path, nullptr, elsewhere);
+    EXPECT_EQ(numbersOf(indexed->readUShortArray("US")), counted<std::uint16_t>(2, 0));
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
         ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
             + path + "\": it has the byte order of another machine."));

@@ -86,6 +86,16 @@ TEST(Storage, AHolderOfAnArrayIsUnwrapped)
     const auto file = KRDataFile::openNewFileWithName(folder / "x.svbin");
     EXPECT_TRUE(file->writeArray(Holder(), "x"));
     EXPECT_EQ(numbersOf(file->readDoubleArray("x")), (std::vector<double>{1, 2}));
+    EXPECT_TRUE(file->writeArray(KRDataStorage::Bytes{3, 4}, "block"));
+    EXPECT_EQ(file->readDataBlock("block"), (KRDataStorage::Bytes{3, 4}));
+    // As a part of a tree, an array is one of these types.
+    EXPECT_TRUE(file->writeObject(KRAnyArray(containerOf<signed char>({-1})), "c"));
+    EXPECT_EQ(numbersOf(file->readCharacterArray("c")), std::vector<signed char>{-1});
+    EXPECT_THAT(messagesOf([&] {
+        EXPECT_FALSE(file->writeObject(KRAnyArray(containerOf<std::int16_t>({1})), "s")
+            || file->saveRecursively(KRAnyArray(doubles({1})), "d", 6));
+    }),
+        ElementsAre("Unknown saving type for saving a dictionary.", "Reached the recursive depth."));
 }
 
 TEST(Storage, ANumberKeepsItsTypeAndConvertsByPlainCasts)

@@ -64,13 +64,13 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
             break;
         }
         last = position;
-        if (header.fault == Header::Fault::Type) {
+        const bool isOfUnknownType = header.fault == Header::Fault::Type;
+        if (isOfUnknownType)
             reportFormat(position, "Ran into problems reading the file (Incorrect type).");
-            break;
-        }
         const std::uint64_t nameStart = position + headerLength;
         // Compared, never added: the sizes are the file's own.
-        if (header.nameLength > size - nameStart || header.dataSize > size - nameStart - header.nameLength)
+        if (!header.entry || header.nameLength > size - nameStart
+            || header.dataSize > size - nameStart - header.nameLength)
             break;
         if (!window.reaches(nameStart + header.nameLength))
             window.moveToName(position, headerLength);
@@ -81,18 +81,13 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
         std::string name(stored.substr(0, stored.find('\0')));
         KRDataFileEntry& entry = *header.entry;
         const std::uint64_t end = nameStart + header.nameLength + header.dataSize;
-        if (header.mayHoldNumber && entry.isANumber() && window.reaches(end)) {
-            unsigned char raw[8];
-            const unsigned char* value = window.at(entry.offsetInFile(), header.dataSize);
-            if (!value)
-                break;
-            std::copy_n(value, header.dataSize, raw);
-            if (needToSwap_)
-                storage::swapElements(*entry.element(), raw, 1);
-            entry.setNumberValue(StorageNumber::fromBytes(*entry.element(), raw));
-        }
+        if (header.mayHoldNumber && entry.isANumber() && window.reaches(end)
+            && !keepNumber(entry, header.dataSize, window))
+            break;
         found(name, entry, window);
         scan.content.insert_or_assign(scan.content.end(), std::move(name), std::move(entry));
+        if (isOfUnknownType) // It is listed, and the scan ends before it: readers stop there.
+            break;
         position = end;
         failed = false;
     }
@@ -100,6 +95,19 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     scan.until = failed ? last : position;
     scan.endOfEntries = position;
     return scan;
+}
+
+bool GrowingDataFile::keepNumber(KRDataFileEntry& entry, std::uint64_t size, ScanWindow& window)
+{
+    const unsigned char* value = window.at(entry.offsetInFile(), size);
+    if (!value)
+        return false;
+    unsigned char raw[8];
+    std::copy_n(value, size, raw);
+    if (needToSwap_)
+        storage::swapElements(*entry.element(), raw, 1);
+    entry.setNumberValue(StorageNumber::fromBytes(*entry.element(), raw));
+    return true;
 }
 
 void GrowingDataFile::takeScan(Scan scan)
@@ -126,8 +134,8 @@ std::optional<std::string> GrowingDataFile::bytesOfIndexFile(std::size_t atLeast
 void GrowingDataFile::writeIndexFile(const FileName& container, const std::string& bytes)
 {
     indexFileContainer_ = container;
-    // An index is believed without its byte order being known, so a file of the other order gets none.
-    if (!needToSwap_)
+    // The library believes the index beside a file without asking for the file's byte order.
+    if (!needToSwap_ || container->fileName() != nameOfIndexFor(fileName_))
         SVReplaceFile(container->fileName(), bytes);
 }
 
