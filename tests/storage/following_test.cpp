@@ -2,14 +2,10 @@
 
 #include "storage_testing.h"
 
-#include <csignal>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <random>
+#include <thread>
 
 namespace storagetest {
 namespace {
@@ -19,22 +15,17 @@ struct Following {
     std::string (*entry)(const std::string& name, const std::vector<double>& numbers);
     std::string head;
     std::size_t header; // Length of an entry's header.
+    File (*forWriting)(const std::string& path);
 };
 
 std::string nativeEntry(const std::string& name, const std::vector<double>& numbers)
 {
-    const std::string data(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
-    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, data});
+    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, bytesOfNumbers(numbers)});
 }
 
 std::string matlabEntry(const std::string& name, const std::vector<double>& numbers)
 {
-    std::string bytes;
-    for (const std::int32_t field :
-        {0, static_cast<int>(numbers.size()), 1, 0, static_cast<int>(name.size() + 1)})
-        bytes += raw(field);
-    return bytes + name + '\0'
-        + std::string(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
+    return matrix(0, static_cast<int>(numbers.size()), 1, 0, name, bytesOfNumbers(numbers));
 }
 
 class FollowedFile : public testing::TestWithParam<Following> {
@@ -58,8 +49,8 @@ protected:
     ScratchFolder folder;
 };
 INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
-    testing::Values(
-        Following{"svbin", nativeEntry, magicOf(false), 28}, Following{"mat", matlabEntry, "", 20}),
+    testing::Values(Following{"svbin", nativeEntry, magicOf(false), 28, openForWriting<KRDataFileBinary>},
+        Following{"mat", matlabEntry, "", 20, openForWriting<KRDataFileMatBinary>}),
     [](const auto& format) { return std::string(format.param.ending); });
 
 TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
@@ -119,10 +110,7 @@ TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
     for (std::size_t size = first + 1; size < whole.size(); ++size) {
         SCOPED_TRACE(size);
         store(path(), whole.substr(0, size));
-        const File file = std::string(GetParam().ending) == "mat"
-            ? File(KRDataFileMatBinary::createWithName(path()))
-            : File(KRDataFileBinary::createWithName(path()));
-        EXPECT_TRUE(file->openFileWithProgress());
+        const File file = GetParam().forWriting(path());
         EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
             ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
@@ -184,6 +172,8 @@ TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_THAT(messages[0], testing::HasSubstr("has a format error in entry number 2."));
     EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b"));
+    // It begins again at the start of the entry that was read last.
+    EXPECT_EQ(file->fileSizeInBytes(), GetParam().head.size() + entry("a").size());
     // Mended, the file is read on; a later fault is another one.
     std::filesystem::resize_file(path(), GetParam().head.size() + entry("a").size() + entry("b").size());
     append(entry("c"));
@@ -196,48 +186,7 @@ TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
         1U);
 }
 
-TEST_P(FollowedFile, IsResumedAtTheEntryBeforeAFault)
-{
-    const auto file = begun();
-    append(entry("b") + std::string(200, '\x7F'));
-    messagesOf([&] { EXPECT_EQ(file->updateFile(), 1); });
-    // Begins at the start of the entry that was read last.
-    const std::size_t last = GetParam().head.size() + entry("a").size();
-    EXPECT_EQ(file->fileSizeInBytes(), last);
-}
-
 // Readers on four threads follow a file that a second process appends to.
-
-class Writer {
-public:
-    explicit Writer(const std::function<void()>& work) : pid_(fork())
-    {
-        if (pid_ == 0) {
-            work();
-            ::_exit(0);
-        }
-    }
-    ~Writer() { end(); }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-    bool isRunning()
-    {
-        if (pid_ > 0 && ::waitpid(pid_, nullptr, WNOHANG) != 0)
-            pid_ = -1;
-        return pid_ > 0;
-    }
-    void end()
-    {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        pid_ = -1;
-    }
-
-private:
-    pid_t pid_;
-};
 
 // Entry i has i modulo 300 numbers and one more, all of them i.
 void writeEntries(const std::string& path, int count)
@@ -283,7 +232,7 @@ TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
     const std::string path = folder / GetParam();
     beginFile(path);
     constexpr int kEntries = 3000;
-    Writer writer([&] { writeEntries(path, kEntries); });
+    AnotherProcess writer([&](auto&) { writeEntries(path, kEntries); });
     const auto messages = messagesOf([&] {
         const auto file = opened(path);
         std::atomic<int> failures = 0;
@@ -323,15 +272,15 @@ TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
     std::mt19937 random(seed);
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
         beginFile(path);
-        Writer writer([&] { writeEntries(path, 1000000); });
+        AnotherProcess writer([&](auto&) { writeEntries(path, 1000000); });
         const auto file = opened(path);
         const auto size = std::uniform_int_distribution<std::uint64_t>(1, 3000000)(random);
         const auto messages = messagesOf([&] {
-            for (int known = 0; std::filesystem::file_size(path) < size && writer.isRunning();) {
+            for (int known = 0; std::filesystem::file_size(path) < size;) {
                 EXPECT_GE(file->updateFile(), 0);
                 known = checkAll(*file, known);
             }
-            writer.end();
+            writer.kill();
             EXPECT_GE(file->updateFile(), 0);
             const int count = checkAll(*file, 0);
             EXPECT_EQ(opened(path)->variablesNames(), file->variablesNames());

@@ -2,6 +2,8 @@
 
 #include "storage_testing.h"
 
+#include "platform/AnotherProcess.h"
+#include "platform/loop/Pace.h"
 #include "platform/plist/PropertyList.h"
 #include "storage/stacks/KRDataFileSavingCache.h"
 
@@ -18,14 +20,17 @@ struct Format {
     const char* type;
     bool hasSmallIntegers; // Short, unsigned short and unsigned bytes.
     bool hasSignedBytes;
-    bool keepsShape; // Of three dimensions, for all types.
-    bool isFollowed; // Reads what is new.
+    bool isFollowed; // Reads what is new. It has an index, too.
     const char* listing; // Behind the count in a description.
+    std::size_t longestName; // Bytes.
+    std::size_t longestKept; // Of a text, in bytes.
+    File (*forWriting)(const std::string& path);
 };
-constexpr Format kFormats[] = {
-    {"svbin", "SVBinary", true, true, true, true, " (theContent for full listing)"},
-    {"mat", "MatBinary", true, false, false, true, ""},
-    {"ascii", "Ascii", false, true, true, false, ""},
+const Format kFormats[] = {
+    {"svbin", "SVBinary", true, true, true, " (theContent for full listing)", 254, 39,
+        openForWriting<KRDataFileBinary>},
+    {"mat", "MatBinary", true, false, true, "", 254, 49, openForWriting<KRDataFileMatBinary>},
+    {"ascii", "Ascii", false, true, false, "", 253, 253, openForWriting<KRDataFileAscii>},
 };
 
 class EveryFormat : public testing::TestWithParam<Format> {
@@ -36,15 +41,7 @@ protected:
     }
     File newFile(const std::string& name = "x") const { return KRDataFile::openNewFileWithName(path(name)); }
     // An old file, to go on with.
-    File forWriting() const
-    {
-        const std::string type = GetParam().type;
-        const File file = type == "SVBinary" ? File(KRDataFileBinary::createWithName(path()))
-            : type == "MatBinary"            ? File(KRDataFileMatBinary::createWithName(path()))
-                                             : File(KRDataFileAscii::createWithName(path()));
-        EXPECT_TRUE(file->openFileWithProgress());
-        return file;
-    }
+    File forWriting() const { return GetParam().forWriting(path()); }
     // The object that wrote, and a new one.
     std::vector<File> bothViews(const File& file) const { return {file, opened(file->fileName())}; }
     std::string refusal(const std::string& name, const std::string& cause) const
@@ -172,6 +169,9 @@ TEST_P(EveryFormat, ListsItsVariables)
     }
     EXPECT_EQ(file->dataFileType(), GetParam().type);
     EXPECT_EQ(file->nameOfIndexFile(), folder / "x.index");
+    if (GetParam().isFollowed) {
+        EXPECT_TRUE(file->removeVariables({}) && !file->removeVariables({"a"}) && file->contains("a"));
+    }
 }
 
 TEST_P(EveryFormat, FollowsRedirectionsAndFindsCirclesOfAnyLength)
@@ -212,8 +212,11 @@ TEST_P(EveryFormat, IsRebuiltFromItsStructure)
     if (GetParam().isFollowed) {
         EXPECT_EQ(numbersOf(rebuilt->readDoubleArray("d")), counted<double>(4));
     }
-    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(rebuilt->writeNumber(StorageNumber(1.0), "new")); }),
-        ElementsAre(refusal("new", "it is open for reading alone")));
+    const std::string before = contentOf(path());
+    for (const File& view : {rebuilt, file})
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(view->writeNumber(StorageNumber(1.0), "new")); }),
+            ElementsAre(refusal("new", "it is open for reading alone")));
+    EXPECT_EQ(contentOf(path()), before);
 
     auto lost = structure;
     lost.mutableDictionary()["File"] = folder / "missing";
@@ -221,10 +224,20 @@ TEST_P(EveryFormat, IsRebuiltFromItsStructure)
     EXPECT_THAT(messagesOf([&] { without = KRDataFile::createFromStructure(lost); }),
         ElementsAre("Could not open file"));
     EXPECT_FALSE(without->fileIsOpen());
-    written->deleteFileFromDisk();
+}
+
+TEST_P(EveryFormat, GoesAloneAndRemovesTheIndexOfAnOldFile)
+{
+    store(folder / "x.index", "old");
+    const auto file = newFile();
+    EXPECT_EQ(std::filesystem::exists(folder / "x.index"), !GetParam().isFollowed);
+    store(folder / "x.index", "left");
+    file->writeNumber(StorageNumber(1.0), "n");
+    file->deleteFileFromDisk();
     EXPECT_FALSE(std::filesystem::exists(path()));
-    EXPECT_TRUE(written->structure().isNull());
-    EXPECT_THAT(written->variablesNames(), IsEmpty());
+    EXPECT_TRUE(file->structure().isNull());
+    EXPECT_THAT(file->variablesNames(), IsEmpty());
+    EXPECT_EQ(contentOf(folder / "x.index"), "left");
 }
 
 TEST_P(EveryFormat, ACopyIsASnapshot)
@@ -254,19 +267,80 @@ TEST_P(EveryFormat, ACopyIsASnapshot)
     EXPECT_FALSE(file->copyInto(folder / "no such folder/copy"));
 }
 
-TEST_P(EveryFormat, ACopyEndsWithTheUsersAbort)
+TEST_P(EveryFormat, TheUserSeesProgressAndEndsAReadingOrACopy)
 {
     const auto file = newFile();
-    file->writeDoubleArray(doubles(counted<double>(100)), "d");
+    for (int number = 0; number < 200; ++number)
+        file->writeDoubleArray(doubles(counted<double>(100)), std::to_string(number));
     const auto controller = KRProgressController::create();
     const auto entry = KRProgressEntry::createWithDescription(std::string("Copying"), controller);
     const KRProgressCPP progress(entry);
+    platform::Pace::setFactor(0); // At each chance to look.
+    const auto namesRead = [&] {
+        return KRDataFile::openFileName(path(), progress)->variablesNames().size();
+    };
+    EXPECT_EQ(namesRead(), 200U);
     EXPECT_TRUE(file->copyInto(folder / "whole", progress));
     platform::MainLoop::main().runUntil([&] { return !controller->visibleEntries().empty(); }, 20);
     EXPECT_EQ(controller->visibleEntries().at(0)->currentFraction(), 1.0F);
     controller->visibleEntries().at(0)->abortButtonHit();
+    EXPECT_EQ(namesRead(), GetParam().isFollowed ? 63U : 0U); // It looks at each 64th entry, or at each.
     EXPECT_FALSE(file->copyInto(folder / "aborted", progress));
     EXPECT_TRUE(std::filesystem::exists(folder / "aborted"));
+    platform::Pace::setFactor(1);
+}
+
+// Whatever part of an entry the end of a reader's window falls on.
+TEST_P(EveryFormat, ReadsNamesOfAnyLength)
+{
+    const auto file = newFile();
+    for (std::size_t length = 1; length <= GetParam().longestName; ++length)
+        file->writeNumber(StorageNumber(static_cast<double>(length)), std::string(length, 'n'));
+    const auto again = opened(path());
+    EXPECT_EQ(again->variablesNames().size(), GetParam().longestName);
+    for (const std::string& name : again->variablesNames())
+        EXPECT_EQ(again->readNumber(name)->doubleValue(), static_cast<double>(name.size()));
+}
+
+TEST_P(EveryFormat, KeepsShortTextsAndReadsLongOnesFromTheFile)
+{
+    const auto file = newFile();
+    const std::size_t longest = GetParam().longestKept;
+    file->writeString(std::string(longest, 'k'), "a");
+    if (GetParam().isFollowed)
+        file->writeString(std::string(longest + 1, 'k'), "b");
+    const auto views = bothViews(file);
+    std::string bytes = contentOf(path());
+    std::replace(bytes.begin() + 24, bytes.end(), 'k', 'K');
+    std::ofstream(path(), std::ios::in | std::ios::out | std::ios::binary) << bytes;
+    for (const File& view : views) {
+        // A scan of the native format passes over all texts.
+        const bool isKept = view == file || std::string(GetParam().ending) != "svbin";
+        EXPECT_EQ(view->readRawString("a"), std::string(longest, isKept ? 'k' : 'K'));
+        if (GetParam().isFollowed) {
+            EXPECT_EQ(view->readRawString("b"), std::string(longest + 1, 'K'));
+        }
+    }
+}
+
+TEST_P(EveryFormat, IsClosedAndOpensByItself)
+{
+    const auto file = newFile();
+    file->writeNumber(StorageNumber(1.0), "n");
+    const auto close = [&] {
+        file->lockFileAccess();
+        file->closeFile();
+        file->unlockFileAccess();
+        file->flush();
+        return !file->fileIsOpen();
+    };
+    const double before = OpenFiles::now();
+    EXPECT_TRUE(close() && file->fileIsValid() && file->fileIsOpen());
+    EXPECT_GE(file->lastFileAccess(), before);
+    EXPECT_TRUE(close());
+    std::filesystem::remove(path());
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->fileIsValid()); }),
+        ElementsAre("Could not open the file \"" + path() + "\""));
 }
 
 // Trees of values.
@@ -324,21 +398,7 @@ TEST_P(EveryFormat, SavingTheSameArrayTwiceMakesARedirection)
 
 // Writing is complete or doesn't happen.
 
-// Runs work in a child whose files can't grow beyond a size; answers whether the work answered true.
-bool withLimit(std::uint64_t fileSize, const std::function<bool()>& work)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{fileSize, fileSize};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        ::_exit(work() ? 0 : 1);
-    }
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
+// Files that can't grow stand for a disk that is full at any byte of an entry; then comes one that is full.
 TEST_P(EveryFormat, AFullDiskLosesNothingAndIsTold)
 {
     newFile()->writeDoubleArray(doubles({1, 2, 3}), "old");
@@ -347,35 +407,71 @@ TEST_P(EveryFormat, AFullDiskLosesNothingAndIsTold)
     const auto other = newFile("other");
     other->writeDoubleArray(box, "new");
     for (std::size_t room = 0; room + 25 < other->fileSizeInBytes(); room += 7) {
-        const bool survived = withLimit(before.size() + room, [&] {
-            const auto file = KRDataFile::openNewFileWithName(path("other"));
-            const auto mine = GetParam().isFollowed ? File() : file;
-            File again = std::string(GetParam().ending) == "svbin"
-                ? File(KRDataFileBinary::createWithName(path()))
-                : std::string(GetParam().ending) == "mat" ? File(KRDataFileMatBinary::createWithName(path()))
-                                                          : File(KRDataFileAscii::createWithName(path()));
-            again->openFileWithProgress();
-            bool written = true;
-            const auto messages = messagesOf([&] { written = again->writeDoubleArray(box, "new"); });
-            return !written && messages == Names{refusal("new", "File too large")}
-            && again->variablesNames() == Names{"old"} && again->fileSizeInBytes() == before.size()
-                && numbersOf(again->readDoubleArray("old")) == std::vector<double>{1, 2, 3};
-        });
-        EXPECT_TRUE(survived) << room;
-        EXPECT_EQ(contentOf(path()), before) << room;
+        const auto work = [&] {
+            std::signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit{before.size() + room, before.size() + room};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            const File file = forWriting();
+            EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeDoubleArray(box, "new")); }),
+                ElementsAre(refusal("new", "File too large")));
+            EXPECT_EQ(file->variablesNames(), Names{"old"});
+            EXPECT_EQ(file->fileSizeInBytes(), before.size());
+            EXPECT_EQ(numbersOf(file->readDoubleArray("old")), (std::vector<double>{1, 2, 3}));
+            EXPECT_EQ(contentOf(path()), before);
+            return !HasFailure();
+        };
+        EXPECT_EQ(inAnotherProcess(AsUser::Same, "", work), 0) << room;
     }
-    EXPECT_THAT(opened(path())->variablesNames(), ElementsAre("old"));
+
+    const std::string disk = folder / "disk";
+    const int status = onASmallDisk(disk, [&] {
+        const std::string onDisk = disk + "/x." + GetParam().ending;
+        const File file = KRDataFile::openNewFileWithName(onDisk);
+        const auto numbers = doubles(counted<double>(1000));
+        int written = 0;
+        EXPECT_THAT(messagesOf([&] {
+            while (file->writeDoubleArray(numbers, std::to_string(written)))
+                ++written;
+        }),
+            ElementsAre(testing::EndsWith("\": No space left on device.")));
+        EXPECT_GT(written, 1);
+        const File again = opened(onDisk);
+        EXPECT_EQ(again->variablesNames(), file->variablesNames());
+        for (const std::string& name : again->variablesNames())
+            EXPECT_EQ(numbersOf(again->readDoubleArray(name)), counted<double>(1000));
+        EXPECT_FALSE(file->copyInto(disk + "/copy"));
+    });
+    if (status == kNoSmallDisk && ::geteuid() != 0)
+        GTEST_SKIP() << "this user can't have a file system of a test's own";
+    EXPECT_EQ(status, 0);
 }
 
-TEST_P(EveryFormat, AFileThatIsOpenForReadingIsNotWritten)
+TEST_P(EveryFormat, IsReadAndWrittenOnlyWithPermission)
 {
-    newFile()->writeNumber(StorageNumber(1.0), "old");
-    const std::string before = contentOf(path());
-    const auto file = opened(path());
-    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(2.0), "new")); }),
-        ElementsAre(refusal("new", "it is open for reading alone")));
-    EXPECT_EQ(contentOf(path()), before);
-    EXPECT_FALSE(file->contains("new"));
+    const auto work = [&] {
+        newFile()->writeNumber(StorageNumber(1.0), "old");
+        const std::string before = contentOf(path());
+        const File reader = opened(path());
+        EXPECT_TRUE(forWriting()->writeNumber(StorageNumber(2.0), "later"));
+        ::chmod(path().c_str(), 0400);
+        EXPECT_EQ(reader->updateFile(), GetParam().isFollowed ? 1 : 0);
+        const File file = forWriting();
+        EXPECT_EQ(file->readNumber("later")->doubleValue(), 2);
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(3.0), "new")); }),
+            ElementsAre(refusal("new", "it is open for reading alone")));
+        ::chmod(path().c_str(), 0);
+        EXPECT_THAT(messagesOf([&] {
+            const File none = KRDataFile::openFileName(path());
+            EXPECT_TRUE(!none || none->variablesNames().empty());
+        }),
+            testing::Contains(testing::StartsWith("Could not open the ")));
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path())); }),
+            ElementsAre(testing::StartsWith("Could not create the file ")));
+        ::chmod(path().c_str(), 0600);
+        EXPECT_THAT(contentOf(path()), testing::StartsWith(before));
+        return !HasFailure();
+    };
+    EXPECT_EQ(inAnotherProcess(AsUser::Nobody, folder / "", work), 0);
 }
 
 TEST_P(EveryFormat, NothingGoesIntoAFileThatHasLostItsName)
@@ -392,8 +488,7 @@ TEST_P(EveryFormat, NothingGoesIntoAFileThatHasLostItsName)
 TEST_P(EveryFormat, RefusesWhatReadersWouldRefuse)
 {
     const auto file = newFile();
-    // A reader of texts counts the end of the line.
-    const std::string longest(std::string(GetParam().type) == "Ascii" ? 253 : 254, 'n');
+    const std::string longest(GetParam().longestName, 'n');
     EXPECT_TRUE(file->writeNumber(StorageNumber(1.0), longest));
     const std::string before = contentOf(path());
     const auto messages = messagesOf([&] {
@@ -411,8 +506,9 @@ TEST_P(EveryFormat, OnlyARegularFileIsOpened)
 {
     ::mkdir(path("folder").c_str(), 0777);
     ::mkfifo(path("pipe").c_str(), 0666);
+    ::mknod(path("socket").c_str(), S_IFSOCK | 0666, 0);
     ::symlink("/dev/zero", path("device").c_str());
-    for (const char* name : {"folder", "pipe", "device"}) {
+    for (const char* name : {"folder", "pipe", "socket", "device"}) {
         SCOPED_TRACE(name);
         const auto messages = messagesOf([&] {
             const auto file = KRDataFile::openFileName(path(name));
@@ -434,6 +530,10 @@ TEST_P(EveryFormat, AFileThatShrinksGivesNoArrays)
     std::filesystem::resize_file(path(), 500);
     const auto messages = messagesOf([&] { EXPECT_FALSE(file->readDoubleArray("d")); });
     ASSERT_EQ(messages.size(), 1U);
+    if (GetParam().isFollowed) {
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readNativeArray("d")); }),
+            ElementsAre(messages[0], "Couldn't read the array d"));
+    }
     const bool isText = std::string(GetParam().ending) == "ascii";
     EXPECT_THAT(messages[0],
         isText ? testing::StartsWith(
@@ -443,18 +543,6 @@ TEST_P(EveryFormat, AFileThatShrinksGivesNoArrays)
     EXPECT_EQ(file->updateFile(), GetParam().isFollowed ? -1 : 0);
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(written->writeNumber(StorageNumber(1.0), "new")); }),
         ElementsAre(refusal("new", "it was cut by another program")));
-}
-
-TEST_P(EveryFormat, EndingsAndTheirSideFiles)
-{
-    store(folder / "x.index", "old");
-    const auto file = newFile();
-    // The ascii format has no index; the others remove that of a new file.
-    EXPECT_EQ(std::filesystem::exists(folder / "x.index"), !GetParam().isFollowed);
-    store(folder / "x.index", "left");
-    file->deleteFileFromDisk();
-    EXPECT_EQ(contentOf(folder / "x.index"), "left");
-    EXPECT_FALSE(KRContainerFileName::createEmpty());
 }
 
 } // namespace

@@ -10,16 +10,6 @@ std::shared_ptr<KRDataFileMatBinary> matlab(const std::string& path)
     return std::dynamic_pointer_cast<KRDataFileMatBinary>(opened(path));
 }
 
-// A matrix, with its numbers in the other byte order where the type says so.
-std::string matrix(
-    int type, int rows, int columns, int imaginary, const std::string& name, const std::string& data)
-{
-    std::string bytes;
-    for (const std::int32_t field : {type, rows, columns, imaginary, static_cast<int>(name.size()) + 1})
-        bytes += type >= 1000 ? swapped(raw(field)) : raw(field);
-    return bytes + name + '\0' + data;
-}
-
 std::string messageOf(const std::string& bytes)
 {
     const ScratchFolder folder;
@@ -125,25 +115,36 @@ TEST(MatlabFile, ReadsWhatOctaveWrote)
     }
 }
 
-TEST(MatlabFile, OctaveReadsWhatItWrote)
+TEST(MatlabFile, CrossesWithOctave)
 {
     if (std::system("octave-cli --version > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "GNU Octave is not installed";
     const ScratchFolder folder;
+    const auto octave = [](const std::string& script) {
+        return std::system(("octave-cli --quiet --eval \"" + script + "\"").c_str());
+    };
     const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
     file->writeDoubleArray(shaped(counted<double>(6), 2, 3), "d");
     file->writeShortArray(containerOf<std::int16_t>({-3, 4}), "s");
     file->writeString("words", "t");
-    const std::string script = "load('" + (folder / "x.mat")
-        + "'); assert(d, [1 3 5; 2 4 6]); assert(double(s), [-3; 4]);"
-          " assert(reshape(t, 1, []), 'words'); z = [1+2i 3]; sp = sparse([1 0; 0 2]); e = 'end';"
-          " save('-v4', '"
-        + (folder / "back.mat") + "', 'd', 'z', 'e');";
-    ASSERT_EQ(std::system(("octave-cli --quiet --eval \"" + script + "\"").c_str()), 0);
-    const File back = opened(folder / "back.mat");
+    ASSERT_EQ(octave("load('" + (folder / "x.mat")
+                  + "'); assert(d, [1 3 5; 2 4 6]); assert(double(s), [-3; 4]);"
+                    " assert(reshape(t, 1, []), 'words'); z = [1+2i 3]; sp = sparse([1 0; 0 2]); e = 'end';"
+                    " save('-v4', '"
+                  + (folder / "back.mat") + "', 'd', 'z', 'sp', 'e');"),
+        0);
+    const File back = openForWriting<KRDataFileMatBinary>(folder / "back.mat");
     EXPECT_EQ(numbersOf(back->readDoubleArray("d")), counted<double>(6));
     EXPECT_EQ(numbersOf(back->readDoubleArray("z")), (std::vector<double>{1, 3})); // The real part.
     EXPECT_EQ(back->readRawString("e"), "end");
+    // A sparse matrix is listed and passed over; it stays in the file and in its copies.
+    EXPECT_FALSE(back->readDoubleArray("sp"));
+    EXPECT_EQ(back->theContent()[2].second.description(), "A sparse matrix");
+    EXPECT_TRUE(back->writeDoubleArray(doubles({7, 8}), "added"));
+    ASSERT_TRUE(back->copyInto(folder / "copy.mat"));
+    EXPECT_EQ(octave("load('" + (folder / "copy.mat")
+                  + "'); assert(issparse(sp)); assert(full(sp), [1 0; 0 2]); assert(added, [7; 8]);"),
+        0);
 }
 
 TEST(MatlabFile, ReadsTheOtherByteOrder)
@@ -166,6 +167,7 @@ TEST(MatlabFile, ReadsTheOtherByteOrder)
     EXPECT_EQ(numbersOf(rebuilt->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
     EXPECT_EQ(
         numbersOf(file->copyInto(folder / "y.mat")->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
     // The library would read an index without the byte order.
     file->createIndexFile(KRContainerFileName::createWithName(folder / "x.index"));
     EXPECT_FALSE(std::filesystem::exists(folder / "x.index"));
@@ -218,24 +220,6 @@ TEST(MatlabFile, TellsWhereTheFormatEnds)
         second + " Name field had length 256.;");
     EXPECT_EQ(
         messageOf(first + matrix(0, INT_MAX, INT_MAX, 1, "b", kOne)), ""); // Not there yet, by its size.
-}
-
-TEST(MatlabFile, KeepsTextsOfFewerThan50Characters)
-{
-    const ScratchFolder folder;
-    store(folder / "x.mat",
-        matrix(51, 1, 49, 0, "kept", std::string(49, 'k'))
-            + matrix(51, 1, 50, 0, "read", std::string(50, 'r')));
-    const auto file = matlab(folder / "x.mat");
-    std::string bytes = contentOf(folder / "x.mat");
-    std::transform(bytes.begin(), bytes.end(), bytes.begin(), [](char c) {
-        return c == 'k' ? 'K' : c == 'r' ? 'R' : c;
-    });
-    std::ofstream(folder / "x.mat", std::ios::in | std::ios::out | std::ios::binary) << bytes;
-    EXPECT_EQ(file->readRawString("kept"), std::string(49, 'k'));
-    EXPECT_EQ(file->readRawString("read"), std::string(50, 'R'));
-    EXPECT_EQ(KRDataFileMatBinary::convertBytes(swapped(raw(72.0)), true, ElementType::Double, 1), "H");
-    EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
 }
 
 TEST(MatlabFile, ACompanionThatDoesNotFitGivesNoArray)

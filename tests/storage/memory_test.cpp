@@ -1,27 +1,21 @@
 #include "storage/memory/KRDataInMemory.h"
 
-#include "datafile/datafile_testing.h"
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/AnotherProcess.h"
+#include "storage_testing.h"
+
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
-#include "platform/loop/MainLoop.h"
 #include "storage/memory/Handshake.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
 #include <arpa/inet.h>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <thread>
 
+namespace storagetest {
 namespace {
 
 using platform::MainLoop;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class Memory : public testing::Test {
 protected:
@@ -49,25 +43,17 @@ protected:
     std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
 
-template <class T>
-std::shared_ptr<KRArrayContainer<T>> arrayOf(const std::vector<T>& values, long m, long n = 1, long o = 1)
-{
-    auto array = KRArrayContainer<T>::createArrayOfSizeM(m, n, o);
-    std::copy(values.begin(), values.end(), array->mutablePointer());
-    return array;
-}
-
 // A variable of each kind, an empty array and one that comes in many pieces.
 void fill(KRDataInMemory& storage)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    storage.writeDoubleArray(arrayOf<double>({1.5, -0.0, kInfinity, 5e-324, 2, 3}, 1, 2, 3), "double");
-    storage.writeFloatArray(arrayOf<float>({1.5F, -2.25F}, 2), "float");
-    storage.writeIntArray(arrayOf<std::int32_t>({INT32_MIN, 7, INT32_MAX}, 3), "int");
-    storage.writeShortArray(arrayOf<std::int16_t>({-2, 258}, 1, 2), "short");
-    storage.writeUShortArray(arrayOf<std::uint16_t>({65535, 1}, 2), "ushort");
-    storage.writeCharacterArray(arrayOf<signed char>({-128, 5}, 2), "character");
-    storage.writeUCharArray(arrayOf<unsigned char>({255, 0, 3}, 3), "uchar");
+    storage.writeDoubleArray(shaped<double>({1.5, -0.0, kInfinity, 5e-324, 2, 3}, 1, 2, 3), "double");
+    storage.writeFloatArray(containerOf<float>({1.5F, -2.25F}), "float");
+    storage.writeIntArray(containerOf<std::int32_t>({INT32_MIN, 7, INT32_MAX}), "int");
+    storage.writeShortArray(shaped<std::int16_t>({-2, 258}, 1, 2), "short");
+    storage.writeUShortArray(containerOf<std::uint16_t>({65535, 1}), "ushort");
+    storage.writeCharacterArray(containerOf<signed char>({-128, 5}), "character");
+    storage.writeUCharArray(containerOf<unsigned char>({255, 0, 3}), "uchar");
     storage.writeIntArray(KRIntArrayContainer::createArrayOfLength(0), "empty");
     storage.writeString("\u00b5 text", "string");
     storage.writeString("", std::string(1024, 'n'));
@@ -93,7 +79,7 @@ void expectSame(KRDataInMemory& one, KRDataInMemory& other)
 TEST_F(Memory, KeepsWhatIsWrittenByReference)
 {
     KRDataInMemory storage;
-    const auto array = arrayOf<float>({1, 2}, 2);
+    const auto array = containerOf<float>({1, 2});
     EXPECT_TRUE(storage.writeFloatArray(array, "a"));
     EXPECT_FALSE(storage.writeFloatArray(nullptr, "null"));
     EXPECT_EQ(storage.readFloatArray("a"), array);
@@ -102,7 +88,7 @@ TEST_F(Memory, KeepsWhatIsWrittenByReference)
         || storage.isANumber("a") || storage.contains("null"));
     EXPECT_EQ(storage.getSizeOfVariable("a"), (KRDataStorage::Size{2, 1, 1}));
     EXPECT_EQ(storage.readNumber("a"), std::nullopt);
-    EXPECT_TRUE(storage.writeIntArray(arrayOf<std::int32_t>({-7}, 1), "a"));
+    EXPECT_TRUE(storage.writeIntArray(containerOf<std::int32_t>({-7}), "a"));
     EXPECT_TRUE(storage.isANumber("a") && storage.isAnIntArray("a"));
     EXPECT_EQ(storage.readNumber("a")->intValue(), -7);
     EXPECT_TRUE(storage.writeDataBlock({1, 2, 3}, "bytes"));
@@ -384,7 +370,7 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
 TEST_F(Memory, MessagesHaveTheDocumentedForm)
 {
     TextChannel out("");
-    ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(arrayOf<double>({1, 0.5}, 2))}}));
+    ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(containerOf<double>({1, 0.5}))}}));
     EXPECT_EQ(std::string(storage::kMessageStart) + out.sent,
         svtest::exampleOf(DATAFILE_DOCS "/socket-messages.md"));
 }
@@ -460,6 +446,15 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     server.terminateConnection();
     EXPECT_FALSE(platform::files::exists(longest));
     EXPECT_THAT(messages(), IsEmpty());
+
+    const std::string disk = folder_ / "d";
+    const int status = onASmallDisk(disk, [&] {
+        for (int number = 0; number < 16; ++number)
+            store(disk + "/" + std::to_string(number), "x");
+        EXPECT_FALSE(server.registerWithSocket(disk + "/s"));
+        EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
+    });
+    EXPECT_TRUE(status == 0 || (status == kNoSmallDisk && ::geteuid() != 0)) << status;
 }
 
 TEST_F(Memory, EndsWhileAThreadWaits)
@@ -511,3 +506,4 @@ TEST_F(Memory, TellsAPeerThatVanishesWhileSending)
 }
 
 } // namespace
+} // namespace storagetest

@@ -78,6 +78,7 @@ TEST(NativeFile, ReadsWhatTheLibraryWrote)
                 EXPECT_EQ(file->getSizeOfVariable("d"), (KRDataStorage::Size{2, 3, 1}));
                 EXPECT_EQ(numbersOf(file->readFloatArray("f")), counted<float>(2, 0));
                 EXPECT_EQ(numbersOf(file->readDoubleArray("f")), counted<double>(2, 0));
+                EXPECT_TRUE(file->savedAsFloat("f") && !file->savedAsFloat("d"));
                 EXPECT_EQ(numbersOf(file->readIntArray("i")), counted<std::int32_t>(1, 0));
                 EXPECT_EQ(numbersOf(file->readShortArray("s")), counted<std::int16_t>(2, 0));
                 EXPECT_EQ(numbersOf(file->readUShortArray("us")), counted<std::uint16_t>(2, 0));
@@ -243,6 +244,9 @@ TEST(NativeFile, AnIndexFileCountsAsFarAsItReaches)
     EXPECT_THAT(namesWith(record("huge", atA, INT_MAX)), ElementsAre("a", "b"));
     EXPECT_THAT(namesWith("12"), ElementsAre("a", "b")); // 19 bytes are too few.
     EXPECT_THAT(namesWith(record("lost", static_cast<std::uint64_t>(-8))), ElementsAre("a", "b"));
+    EXPECT_THAT(namesWith(record("renamed", atB)), ElementsAre("renamed"));
+    std::filesystem::resize_file(folder / "x.index", 400000001); // Too many.
+    EXPECT_THAT(native(path)->variablesNames(), ElementsAre("a", "b"));
 }
 
 // A matching index file counts before the block at the end of the data file.
@@ -351,21 +355,6 @@ TEST(NativeFile, AFileOfTheOtherOrderGetsNoIndexBesideItAndNoEntries)
 
 // Texts.
 
-TEST(NativeFile, AShortTextIsKeptAndALongOneIsReadFromTheFile)
-{
-    const ScratchFolder folder;
-    const std::string path = folder / "x.svbin";
-    const auto file = newNative(path);
-    file->writeString(std::string(39, 'k'), "kept");
-    file->writeString(std::string(40, 'r'), "read");
-    std::string bytes = contentOf(path);
-    std::replace(bytes.begin() + 24, bytes.end(), 'k', 'K');
-    std::replace(bytes.begin() + 24, bytes.end(), 'r', 'R');
-    std::ofstream(path, std::ios::in | std::ios::out | std::ios::binary) << bytes;
-    EXPECT_EQ(file->readRawString("kept"), std::string(39, 'k'));
-    EXPECT_EQ(file->readRawString("read"), std::string(40, 'R'));
-}
-
 TEST(NativeFile, ATextIsUtf8OrMacRomanAndAnyArrayReadsAsText)
 {
     const ScratchFolder folder;
@@ -373,9 +362,12 @@ TEST(NativeFile, ATextIsUtf8OrMacRomanAndAnyArrayReadsAsText)
     file->writeUCharArray(containerOf<unsigned char>({'a', 0x8A, 0xB0}), "mac");
     file->writeDoubleArray(doubles({72, 105, 0, 33}), "doubles");
     file->writeString("größe", "utf8");
+    EXPECT_TRUE(file->writeNumber(StorageNumber(7.0), "n\xFF")); // A name's bytes are kept as they are.
+    const auto again = native(folder / "x.svbin");
+    EXPECT_EQ(KRDataFile::createFromStructure(again->structure())->readNumber("n\xFF"), StorageNumber(7.0));
     EXPECT_EQ(file->readRawString("mac"), "aä∞");
     EXPECT_EQ(file->readRawString("doubles"), "Hi");
-    EXPECT_EQ(native(folder / "x.svbin")->readRawString("utf8"), "größe");
+    EXPECT_EQ(again->readRawString("utf8"), "größe");
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("x", "")); }),
         ElementsAre("Trying to write a variable with an empty name."));
 }

@@ -2,6 +2,7 @@
 
 #include "storage_testing.h"
 
+#include "platform/files/Places.h"
 #include "storage/stacks/KRDataFileStack.h"
 
 #include <sys/stat.h>
@@ -88,44 +89,28 @@ TEST(Opening, TellsWhyAFileCannotBeMade)
     const ScratchFolder folder;
     std::filesystem::create_directory(folder / "folder.svbin");
     store(folder / "file", "text");
-    const auto messageFor = [&](const std::string& path) {
-        const auto messages = messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path)); });
-        EXPECT_EQ(messages.size(), 1U);
-        return messages.empty() ? "" : messages.front();
-    };
-    const auto cause = [](const std::string& path, const std::string& text) {
-        return "Could not create the file \"" + path + "\"|" + text;
-    };
-    const std::string inFolder = folder / "folder.svbin";
-    EXPECT_EQ(messageFor(inFolder),
-        cause(inFolder,
-            "Wanted to create the file \"" + inFolder
-                + "\", but there is a directory with the same name in that place."));
-    const std::string inFile = folder / "file/x.svbin";
-    EXPECT_EQ(messageFor(inFile),
-        cause(inFile,
-            "Could not create the file \"" + inFile + "\". The problem is that \"" + (folder / "file")
-                + "\" is a file and not a directory."));
-    const std::string missing = folder / "a/b/c/x.svbin";
     ::mkfifo((folder / "pipe.svbin").c_str(), 0666);
-    EXPECT_EQ(messageFor(folder / "pipe.svbin"),
-        cause(folder / "pipe.svbin",
-            "Wanted to empty the file \"" + (folder / "pipe.svbin")
-                + "\", but could not. Make sure you own that file and can overwrite it."));
-    const std::string tooLong = folder / (std::string(300, 'x') + ".svbin");
-    const std::string parent = (folder / "x").substr(0, (folder / "x").size() - 2);
-    EXPECT_EQ(messageFor(tooLong),
-        cause(tooLong,
-            "Could not create the file \"" + tooLong
-                + "\". but could not. Make sure that you can create a file inside"
-                  " the directory \""
-                + parent + "\"."));
-    EXPECT_EQ(messageFor(missing),
-        cause(missing,
-            "Wanted to create the file \"" + missing
-                + "\", but could not. The first directory in the file path that doesn't exist is \"a\" in "
-                  "the \""
-                + parent + "\" directory."));
+    const std::string parent = std::filesystem::path(folder / "x").parent_path();
+    const std::string tooLong = std::string(300, 'x') + ".svbin";
+    // The text behind the file's own name.
+    const std::tuple<std::string, std::string, std::string> causes[] = {
+        {"folder.svbin", "Wanted to create", ", but there is a directory with the same name in that place."},
+        {"file/x.svbin", "Could not create",
+            ". The problem is that \"" + (folder / "file") + "\" is a file and not a directory."},
+        {"pipe.svbin", "Wanted to empty",
+            ", but could not. Make sure you own that file and can overwrite it."},
+        {tooLong, "Could not create",
+            ". but could not. Make sure that you can create a file inside the directory \"" + parent + "\"."},
+        {"a/b/c/x.svbin", "Wanted to create",
+            ", but could not. The first directory in the file path that doesn't exist is \"a\" in the \""
+                + parent + "\" directory."},
+    };
+    for (const auto& [name, start, end] : causes) {
+        const std::string path = folder / name;
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path)); }),
+            ElementsAre(
+                "Could not create the file \"" + path + "\"|" + start + " the file \"" + path + "\"" + end));
+    }
 }
 
 TEST(Opening, AnUnknownStructureIsReported)
@@ -184,6 +169,16 @@ TEST(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
     EXPECT_EQ(named->variablesNames(), Names{"n"});
     EXPECT_EQ(named->indexFileContainer(), given);
     EXPECT_THAT(messagesOf([&] { file->createIndexFile(nullptr); }), IsEmpty());
+    // Without one, it gets a temporary one.
+    static const ScratchFolder places; // The service keeps its folder for the rest of the process.
+    platform::Places::setRoot(places / "");
+    KRContainerFileName::initializeTemporary();
+    auto temporary = opened(folder / "x.svbin")->createIndexFileContainerIfNeeded();
+    ASSERT_TRUE(temporary && temporary->isTemporaryFile());
+    EXPECT_EQ(contentOf(temporary->fileName()), contentOf(folder / "given.index"));
+    const std::string name = temporary->fileName();
+    temporary.reset();
+    EXPECT_FALSE(std::filesystem::exists(name));
     const auto container = KRContainerFileName::createWithName(folder / "x.svbin");
     EXPECT_EQ(KRDataFile::openFileContainer(container)->fileContainer(), container);
 }

@@ -180,20 +180,48 @@ TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFree)
     EXPECT_FALSE(without.readFloatArray("a") || without.contains("a") || without.getSizeOfVariable("a"));
 }
 
+template <class Work>
+void onFourThreads(const Work& work)
+{
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back(work, number);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 TEST_F(ReadingCache, ServesThreads)
 {
     KRDataFileReadingCache cache(file, 250);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([&, number] {
-            for (int round = 0; round < 100; ++round) {
-                const std::string name(1, static_cast<char>('a' + (number + round) % 4));
-                EXPECT_EQ(cache.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onFourThreads([&](int number) {
+        for (int round = 0; round < 100; ++round) {
+            const std::string name(1, static_cast<char>('a' + (number + round) % 4));
+            EXPECT_EQ(cache.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
+        }
+    });
     EXPECT_LT(cache.currentlyInCache(), 250);
+}
+
+TEST(SavingCache, WritesEachArrayOnceForAllThreads)
+{
+    const ScratchFolder folder;
+    const File file = KRDataFile::openNewFileWithName(folder / "x.svbin");
+    KRDataFileSavingCache cache;
+    onFourThreads([&](int number) {
+        for (int value = 0; value < 50; ++value)
+            EXPECT_TRUE(
+                cache.writeArray(doubles({1.0 * value, 1}), *file, std::to_string(number * 100 + value)));
+    });
+    for (int value = 0; value < 50; ++value) {
+        int arrays = 0;
+        for (int number = 0; number < 4; ++number) {
+            const std::string name = std::to_string(number * 100 + value);
+            arrays += file->isADoubleArray(name);
+            EXPECT_EQ(
+                file->readDoubleArray(*file->resolveNameAllowingRedirection(name))->valueAtIndex(0), value);
+        }
+        EXPECT_EQ(arrays, 1);
+    }
 }
 
 } // namespace

@@ -60,18 +60,29 @@ TEST(Storage, TellsWhatIsNotProvided)
             "Need to overwrite removeVariables", "generateIndexFile called for KRDataFile"));
 
     KRDataFile_StorageBasis basis;
+    const auto notOverwritten = [](const std::string& function) {
+        return function + " not overwritten for a DataFile_StorageBasis";
+    };
     EXPECT_THAT(messagesOf([&] {
         basis.structureFor("x");
         basis.valueRangeFor("x");
         basis.readVariable("x", 1);
         basis.variableNames();
+        basis.variablesWithType("x");
+        basis.boundingRangeFor("x");
+        basis.boundingBoxFor2DFor("x");
+        basis.boundingBoxFor3DFor("x");
+        basis.timeValuesForVariable("x");
         basis.readValueRangeFor("x", 1);
+        basis.readBoundingBox2DFor("x", 1);
+        basis.readBoundingBox3DFor("x", 1);
         EXPECT_TRUE(basis.serialNumberForVariable("x").isNull());
     }),
-        ElementsAre("structureFor: not overwritten for a DataFile_StorageBasis",
-            "valueRangeFor not overwritten for a DataFile_StorageBasis",
-            "readVariable:number: not overwritten for a DataFile_StorageBasis",
-            "variableNames not overwritten for a DataFile_StorageBasis"));
+        ElementsAre(notOverwritten("structureFor:"), notOverwritten("valueRangeFor"),
+            notOverwritten("readVariable:number:"), notOverwritten("variableNames"),
+            notOverwritten("variablesWithType:"), notOverwritten("boundingRangeFor:"),
+            notOverwritten("boundingBoxFor2DFor:"), notOverwritten("boundingBoxFor3DFor:"),
+            notOverwritten("timeValuesForVariable:")));
     KRDataFile_StorageBasis::setup();
     const auto number = KRDataFile_StorageBasis::newUniqueNumber();
     EXPECT_LT(number, KRDataFile_StorageBasis::newUniqueNumber());
@@ -160,6 +171,8 @@ TEST(Storage, SharesValuesThatAreEqualToTheLastOneOfTheirType)
     EXPECT_EQ(file->readRawString("b"), "a");
     EXPECT_FALSE(file->isAString("d"));
     EXPECT_FALSE(writer->objectForKey("a"));
+    EXPECT_THAT(messagesOf([&] { writer->setKey(value(3), "f"); }), IsEmpty());
+    EXPECT_FALSE(file->contains("f"));
 
     KRDataStorageSharedReadWrite::setReader(
         "Real Number", [](KRDataStorage& storage, const std::string& name) {

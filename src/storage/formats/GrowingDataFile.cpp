@@ -4,6 +4,7 @@
 #include "datafile/SVRegularFile.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "platform/loop/Pace.h"
 #include "storage/bytes/StoredText.h"
 #include "storage/values/ElementConversion.h"
 
@@ -39,10 +40,11 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     std::uint64_t position = start;
     std::uint64_t last = start; // Of the entry looked at last: a scan that fails is resumed there.
     bool failed = start > size;
+    const double interval = platform::Pace::of(kProgressInterval).count();
     double lastProgress = OpenFiles::now();
     for (int number = 1; !failed && position < size; ++number) {
         failed = true; // Until the entry is stored.
-        if (number % kEntriesPerLook == 0 && OpenFiles::now() - lastProgress > kProgressInterval) {
+        if (number % kEntriesPerLook == 0 && OpenFiles::now() - lastProgress > interval) {
             lastProgress = OpenFiles::now();
             progress.UpdatePercentage(static_cast<float>(
                 static_cast<double>(position - start) / static_cast<double>(size - start)));
