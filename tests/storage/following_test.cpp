@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstdlib>
 #include <random>
-#include <thread>
 
 namespace storagetest {
 namespace {
@@ -76,26 +75,23 @@ TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
         SCOPED_TRACE(size);
         const auto file = begun();
         const auto complete = file->fileSizeInBytes();
+        const bool isWhole = size == next.size();
         const auto messages = messagesOf([&] {
             append(next.substr(0, size));
-            EXPECT_EQ(file->updateFile(), size == next.size() ? 1 : 0);
-            if (size < next.size()) {
-                EXPECT_EQ(file->fileSizeInBytes(), complete);
-            }
-            EXPECT_EQ(file->contains("b"), size == next.size());
+            EXPECT_EQ(file->updateFile(), isWhole ? 1 : 0);
+            EXPECT_EQ(file->fileSizeInBytes(), complete + (isWhole ? size : 0));
+            EXPECT_EQ(file->contains("b"), isWhole);
             EXPECT_EQ(file->updateFile(), 0);
             // A scan that ends within a header is resumed at the entry before it, which isn't new then.
             const auto late = opened(path());
-            const std::size_t start = GetParam().head.size();
+            const bool isInHeader = size <= GetParam().header;
             EXPECT_EQ(late->fileSizeInBytes(),
-                size <= GetParam().header ? start
-                    : size < next.size()  ? complete
-                                          : complete + size);
-            EXPECT_EQ(late->contains("b"), size == next.size());
+                isInHeader ? GetParam().head.size() : complete + (isWhole ? size : 0));
+            EXPECT_EQ(late->contains("b"), isWhole);
             EXPECT_EQ(late->updateFile(), 0);
             append(next.substr(size));
-            EXPECT_EQ(file->updateFile(), size == next.size() ? 0 : 1);
-            EXPECT_EQ(late->updateFile(), size == next.size() ? 0 : 1);
+            EXPECT_EQ(file->updateFile(), isWhole ? 0 : 1);
+            EXPECT_EQ(late->updateFile(), isWhole ? 0 : 1);
             EXPECT_EQ(numbersOf(file->readDoubleArray("b")), counted<double>(3));
             EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(2));
         });
@@ -222,38 +218,34 @@ int checkAll(KRDataFile& file, int from)
     return count;
 }
 
-class FollowingThreads : public testing::TestWithParam<const char*> { };
+class FollowingThreads : public testing::TestWithParam<const char*> {
+protected:
+    ScratchFolder folder;
+    const std::string path = folder / GetParam();
+};
 INSTANTIATE_TEST_SUITE_P(Formats, FollowingThreads, testing::Values("x.svbin", "x.mat"),
     [](const auto& name) { return std::string(name.param).substr(2); });
 
 TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
 {
-    const ScratchFolder folder;
-    const std::string path = folder / GetParam();
     beginFile(path);
     constexpr int kEntries = 3000;
     AnotherProcess writer([&](auto&) { writeEntries(path, kEntries); });
     const auto messages = messagesOf([&] {
         const auto file = opened(path);
         std::atomic<int> failures = 0;
-        std::vector<std::thread> readers;
-        for (int reader = 0; reader < 4; ++reader)
-            readers.emplace_back([&, reader, center = KRMessageCenter::create()] {
-                KRMessageCenter::setCenterOfThread(center);
-                for (int known = 0; known < kEntries;) {
-                    const int answer = file->updateFile();
-                    failures += answer < 0 ? 1 : 0;
-                    const int count = checkAll(*file, std::max(known - 3, reader));
-                    failures += count < known ? 1 : 0;
-                    known = count;
-                    if (testing::Test::HasFailure())
-                        break;
-                }
-                failures += center->waitingCount();
-                KRMessageCenter::setCenterOfThread(nullptr);
-            });
-        for (std::thread& reader : readers)
-            reader.join();
+        onFourThreads([&](int reader) {
+            const auto center = KRMessageCenter::create();
+            KRMessageCenter::setCenterOfThread(center);
+            for (int known = 0; known < kEntries && !testing::Test::HasFailure();) {
+                failures += file->updateFile() < 0 ? 1 : 0;
+                const int count = checkAll(*file, std::max(known - 3, reader));
+                failures += count < known ? 1 : 0;
+                known = count;
+            }
+            failures += center->waitingCount();
+            KRMessageCenter::setCenterOfThread(nullptr);
+        });
         EXPECT_EQ(failures, 0);
         EXPECT_EQ(file->updateFile(), 0);
     });
@@ -263,8 +255,6 @@ TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
 // TRELKIND_KILLS sets how often.
 TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
 {
-    const ScratchFolder folder;
-    const std::string path = folder / GetParam();
     const char* wanted = std::getenv("TRELKIND_KILLS");
     const int rounds = wanted ? std::atoi(wanted) : 15;
     const unsigned seed = std::random_device()();
@@ -300,26 +290,21 @@ TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
     for (int i = 0; i < 100; ++i)
         file->writeDoubleArray(doubles({1.0 * i, 2, 3}), std::to_string(i));
     file->writeString(std::string(100, 't'), "text");
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([file, number, &folder] {
-            for (int round = 0; round < 50; ++round) {
-                const std::string name = std::to_string((number * 37 + round) % 100);
-                EXPECT_EQ(file->readDoubleArray(name)->valueAtIndex(0), std::stod(name));
-                EXPECT_EQ(file->readRawString("text"), std::string(100, 't'));
-                EXPECT_TRUE(
-                    file->writeNumber(StorageNumber(1.0), "n" + std::to_string(number * 1000 + round)));
-                if (round % 10 == 0) {
-                    const auto copy = file->copyInto(folder / ("copy" + std::to_string(number)));
-                    EXPECT_EQ(copy->readDoubleArray("7")->valueAtIndex(0), 7);
-                    EXPECT_GE(file->theContent().size(), 101U);
-                }
-                EXPECT_EQ(file->updateFile(), 0);
+    onFourThreads([last = std::exchange(file, nullptr), &folder](int number) {
+        const File mine = last;
+        for (int round = 0; round < 50; ++round) {
+            const std::string name = std::to_string((number * 37 + round) % 100);
+            EXPECT_EQ(mine->readDoubleArray(name)->valueAtIndex(0), std::stod(name));
+            EXPECT_EQ(mine->readRawString("text"), std::string(100, 't'));
+            EXPECT_TRUE(mine->writeNumber(StorageNumber(1.0), "n" + std::to_string(number * 1000 + round)));
+            if (round % 10 == 0) {
+                const auto copy = mine->copyInto(folder / ("copy" + std::to_string(number)));
+                EXPECT_EQ(copy->readDoubleArray("7")->valueAtIndex(0), 7);
+                EXPECT_GE(mine->theContent().size(), 101U);
             }
-        });
-    file.reset();
-    for (std::thread& thread : threads)
-        thread.join();
+            EXPECT_EQ(mine->updateFile(), 0);
+        }
+    });
     EXPECT_EQ(opened(path)->variablesNames().size(), 301U);
 }
 
@@ -337,14 +322,10 @@ TEST(StorageThreads, TooManyOpenFilesAreClosedAndOpenAgainByThemselves)
     }
     EXPECT_FALSE(files[0]->fileIsOpen());
     EXPECT_TRUE(files[399]->fileIsOpen());
-    std::vector<std::thread> threads;
-    for (std::size_t number = 0; number < 4; ++number)
-        threads.emplace_back([&, number] {
-            for (std::size_t i = number; i < files.size(); i += 3)
-                EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onFourThreads([&](int number) {
+        for (auto i = static_cast<std::size_t>(number); i < files.size(); i += 3)
+            EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
+    });
     EXPECT_LT(OpenFiles::shared().howManyOpenFiles() - before, 191);
     // A file whose lock is held is left alone, whatever its age.
     files[0]->readDoubleArray("d");

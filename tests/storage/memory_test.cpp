@@ -113,21 +113,14 @@ TEST_F(Memory, ReportsATypeThatWasNotStored)
 {
     KRDataInMemory storage;
     storage.writeString("x", "s");
-    const struct {
-        ElementType type;
-        const char* words;
-    } kCases[] = {
-        {ElementType::Double, "a double array. | Entry s is not saved as a double array"},
-        {ElementType::Float, "a float array. | Entry s is not saved as a float array"},
-        {ElementType::Int, "a int array. | Entry s is not saved as a int array"},
-        {ElementType::Short, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
-        {ElementType::UShort, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
-        {ElementType::Character, "a character array. | Entry s is not saved as a char array"},
-        {ElementType::UChar, "a character array. | Entry s is not saved as a char array"},
-    };
-    for (const auto& given : kCases) {
-        EXPECT_FALSE(storage.readArrayOfType(given.type, "s"));
-        EXPECT_THAT(messages(), ElementsAre(std::string("Data From stream not saved as ") + given.words));
+    const std::pair<std::string, std::string> words[kElementTypeCount] = {{"double", "double"},
+        {"float", "float"}, {"int", "int"}, {"unsigned short", "unsigned short"},
+        {"unsigned short", "unsigned short"}, {"character", "char"}, {"character", "char"}};
+    for (int type = 0; type < kElementTypeCount; ++type) {
+        EXPECT_FALSE(storage.readArrayOfType(static_cast<ElementType>(type), "s"));
+        EXPECT_THAT(messages(),
+            ElementsAre("Data From stream not saved as a " + words[type].first
+                + " array. | Entry s is not saved as a " + words[type].second + " array"));
     }
 }
 
@@ -258,13 +251,13 @@ TEST_F(Memory, ReadsBothByteOrdersAndStopsWhereThePeerGoes)
         const auto content = receive(bytes);
         ASSERT_TRUE(content && content->size() == 9);
         const auto array = [&](const char* name) { return std::get<KRAnyArray>(content->at(name)); };
-        EXPECT_EQ(array("d").as<double>()->valueAtIndex(1), -3);
-        EXPECT_EQ(array("f").as<float>()->valueAtIndex(0), 0.25F);
-        EXPECT_EQ(array("i").as<std::int32_t>()->valueAtIndex(0), -5);
-        EXPECT_EQ(array("s").as<std::int16_t>()->valueAtIndex(0), -300);
-        EXPECT_EQ(array("u").as<std::uint16_t>()->valueAtIndex(0), 65000);
-        EXPECT_EQ(array("c").as<signed char>()->valueAtIndex(0), -1);
-        EXPECT_EQ(array("b").as<unsigned char>()->valueAtIndex(0), 200);
+        EXPECT_EQ(numbersOf(array("d").as<double>()), (std::vector<double>{1.5, -3}));
+        EXPECT_EQ(numbersOf(array("f").as<float>()), std::vector<float>{0.25F});
+        EXPECT_EQ(numbersOf(array("i").as<std::int32_t>()), std::vector<std::int32_t>{-5});
+        EXPECT_EQ(numbersOf(array("s").as<std::int16_t>()), std::vector<std::int16_t>{-300});
+        EXPECT_EQ(numbersOf(array("u").as<std::uint16_t>()), std::vector<std::uint16_t>{65000});
+        EXPECT_EQ(numbersOf(array("c").as<signed char>()), std::vector<signed char>{-1});
+        EXPECT_EQ(numbersOf(array("b").as<unsigned char>()), (std::vector<unsigned char>{200, 1}));
         EXPECT_FALSE(array("d").as<double>()->isMutable());
         EXPECT_EQ(array("none").length(), 0);
         EXPECT_EQ(std::get<std::string>(content->at("text")), "\u00b5");

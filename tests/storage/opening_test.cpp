@@ -11,14 +11,18 @@
 namespace storagetest {
 namespace {
 
+class Opening : public testing::Test {
+protected:
+    ScratchFolder folder;
+};
+
 std::string typeOf(const File& file)
 {
     return file ? file->dataFileType().value_or("?") : "none";
 }
 
-TEST(Opening, TheEndingTellsTheClass)
+TEST_F(Opening, TheEndingTellsTheClass)
 {
-    const ScratchFolder folder;
     const std::pair<const char*, const char*> endings[] = {{"a.svbin", "SVBinary"}, {"a.mat", "MatBinary"},
         {"a.ascii", "Ascii"}, {"a.svascii", "Ascii"}, {"a.svdata", "DataFileStack"}, {"a.other", "SVBinary"},
         {"a", "SVBinary"}};
@@ -39,9 +43,8 @@ TEST(Opening, TheEndingTellsTheClass)
     EXPECT_EQ(KRDataFile::nameOfIndexFor("/a.b/.c"), "/a.b/.c.index");
 }
 
-TEST(Opening, TheFirstBytesTellTheClassOtherwise)
+TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
 {
-    const ScratchFolder folder;
     const std::string path = folder / "x.data";
     const std::string invalid = "The file \"" + path + "\" has an invalid format.";
     const auto header = [](std::vector<std::int32_t> fields) {
@@ -84,9 +87,8 @@ TEST(Opening, TheFirstBytesTellTheClassOtherwise)
         ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
 }
 
-TEST(Opening, TellsWhyAFileCannotBeMade)
+TEST_F(Opening, TellsWhyAFileCannotBeMade)
 {
-    const ScratchFolder folder;
     std::filesystem::create_directory(folder / "folder.svbin");
     store(folder / "file", "text");
     ::mkfifo((folder / "pipe.svbin").c_str(), 0666);
@@ -113,7 +115,7 @@ TEST(Opening, TellsWhyAFileCannotBeMade)
     }
 }
 
-TEST(Opening, AnUnknownStructureIsReported)
+TEST_F(Opening, AnUnknownStructureIsReported)
 {
     for (const platform::Value& bad : {platform::Value(), platform::Value("SVBinary"),
              platform::Value(platform::Value::Dictionary{{"Type", "Other"}}),
@@ -123,9 +125,8 @@ TEST(Opening, AnUnknownStructureIsReported)
 }
 
 // Each value of a structure may be of any kind.
-TEST(Opening, AHostileStructureGivesAnEmptyFile)
+TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
 {
-    const ScratchFolder folder;
     store(folder / "x.svbin", magicOf(false) + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
     const auto good = opened(folder / "x.svbin")->structure();
     const platform::Value entry = platform::Value::Dictionary{
@@ -154,9 +155,8 @@ TEST(Opening, AHostileStructureGivesAnEmptyFile)
             }
 }
 
-TEST(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
+TEST_F(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
 {
-    const ScratchFolder folder;
     const auto file = KRDataFile::openNewFileWithName(folder / "x.svbin");
     file->writeNumber(StorageNumber(1.0), "n");
     EXPECT_FALSE(file->indexFileUpToDate());

@@ -5,8 +5,6 @@
 #include "storage/stacks/KRDataFileSavingCache.h"
 #include "storage/stacks/KRDataFileStack.h"
 
-#include <thread>
-
 namespace storagetest {
 namespace {
 
@@ -178,16 +176,6 @@ TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFree)
     EXPECT_EQ(small.currentlyInCache(), 0);
     KRDataFileReadingCache without(nullptr, 50);
     EXPECT_FALSE(without.readFloatArray("a") || without.contains("a") || without.getSizeOfVariable("a"));
-}
-
-template <class Work>
-void onFourThreads(const Work& work)
-{
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back(work, number);
-    for (std::thread& thread : threads)
-        thread.join();
 }
 
 TEST_F(ReadingCache, ServesThreads)

@@ -12,6 +12,7 @@
 #include <numeric>
 #include <sched.h>
 #include <sys/mount.h>
+#include <thread>
 
 namespace storagetest {
 
@@ -72,6 +73,25 @@ std::vector<T> counted(long count, T from = T(1))
 inline std::shared_ptr<KRDoubleArrayContainer> doubles(const std::vector<double>& numbers)
 {
     return containerOf(numbers);
+}
+
+// The reports of functions that a storage doesn't provide.
+inline Names notProvided(std::initializer_list<const char*> functions)
+{
+    Names reports;
+    for (const char* function : functions)
+        reports.push_back(std::string("Need to overwrite ") + function);
+    return reports;
+}
+
+template <class Work>
+void onFourThreads(const Work& work)
+{
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back(work, number);
+    for (std::thread& thread : threads)
+        thread.join();
 }
 
 // An entry of the native format.

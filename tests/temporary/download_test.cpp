@@ -1,14 +1,10 @@
 #include "temporary/KRContainerFileNameDownloadServer.h"
 
-#include "platform/TemporaryFolder.h"
 #include "platform/files/Descriptor.h"
-#include "platform/files/FileManager.h"
-#include "platform/loop/MainLoop.h"
 #include "platform/loop/Pace.h"
 #include "temporary/KRContainerFileName.h"
 #include "temporary/SuggestedName.h"
-
-#include <gmock/gmock.h>
+#include "temporary_testing.h"
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -17,11 +13,8 @@
 #include <sys/socket.h>
 #include <thread>
 
+namespace temporarytest {
 namespace {
-
-namespace files = platform::files;
-using platform::MainLoop;
-using testing::ElementsAre;
 
 // Answers each connection with the next text. Then it closes the connection, or stays silent.
 class HttpServer {
@@ -83,7 +76,7 @@ struct Finished : KRContainerFileNameDownloadDelegate {
     bool isDone = false;
 };
 
-class Downloads : public testing::Test {
+class Downloads : public WithMessages {
 protected:
     Downloads() { KRContainerFileName::initializeTemporary(); }
     ~Downloads() override { platform::Pace::setFactor(1); }
@@ -107,10 +100,8 @@ protected:
         EXPECT_EQ(download(url, look)->folder, nullptr) << url;
         EXPECT_THAT(
             *files::contentsOfDirectory(KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD"),
-            testing::IsEmpty());
+            IsEmpty());
     }
-
-    TemporaryFolder folder_;
 };
 
 TEST_F(Downloads, GoIntoAFolderUnderTheSuggestedName)
@@ -222,3 +213,4 @@ TEST(SuggestedNames, AreBareNames)
 }
 
 } // namespace
+} // namespace temporarytest

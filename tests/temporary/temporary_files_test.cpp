@@ -1,28 +1,18 @@
 #include "temporary/TemporaryFiles.h"
 
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/AnotherProcess.h"
-#include "platform/TemporaryFolder.h"
-#include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/Places.h"
 #include "temporary/KRContainerFileName.h"
 #include "temporary/KRContainerFolder.h"
-
-#include <gmock/gmock.h>
+#include "temporary_testing.h"
 
 #include <atomic>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
+namespace temporarytest {
 namespace {
-
-namespace files = platform::files;
-using platform::MainLoop;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // The service of the process keeps its directory for all tests.
 class PlacesOfTheProcess : public testing::Environment {
@@ -39,23 +29,7 @@ private:
 };
 const auto* const places = testing::AddGlobalTestEnvironment(new PlacesOfTheProcess);
 
-class TemporaryFilesTest : public testing::Test {
-protected:
-    TemporaryFilesTest() { KRMessageCenter::setSharedCenter(center_); }
-    ~TemporaryFilesTest() override { MainLoop::main().runPending(); }
-
-    std::vector<std::string> messages()
-    {
-        MainLoop::main().runPending();
-        std::vector<std::string> texts;
-        for (const auto& entry : center_->messages())
-            texts.push_back(entry->shortDescription());
-        return texts;
-    }
-
-    TemporaryFolder folder_;
-    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
-};
+using TemporaryFilesTest = WithMessages;
 
 TEST_F(TemporaryFilesTest, NamesAreUsedAgainTheOldestFirst)
 {
@@ -127,11 +101,9 @@ TEST_F(TemporaryFilesTest, WhatCantBeRemovedIsReportedAndNeverUsedAgain)
         const bool isReady = files::writeFile(name, "data").ok() && files::setPermissions(within, 0500).ok();
         const bool wasTaken = service.handBackFile(name, {});
         const auto next = service.checkOutFile();
-        MainLoop::main().runPending();
-        const auto told = center_->messages();
-        return isReady && wasTaken && next != name && told.size() == 1
-            && told[0]->shortDescription() == "Internal: Could not delete the file \"F0\"."
-            && told[0]->longDescription()
+        return isReady && wasTaken && next != name
+            && messages() == std::vector<std::string>{"Internal: Could not delete the file \"F0\"."}
+        && center_->messages()[0]->longDescription()
             == "When returning a temporary file, Could not delete the file \"" + name + "\".";
     });
     EXPECT_EQ(status, 0);
@@ -292,3 +264,4 @@ TEST_F(TemporaryFilesTest, GoesWithTheProcess)
 }
 
 } // namespace
+} // namespace temporarytest
