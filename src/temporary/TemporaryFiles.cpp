@@ -104,17 +104,14 @@ std::string TemporaryFiles::directory()
     return own.path();
 }
 
-// Timers belong to the main thread.
+// Timers belong to the main thread, which may have given the object up when it comes to this.
 void TemporaryFiles::startHeartbeat()
 {
-    const auto start = [this] {
-        heartbeat_ = platform::Timer::schedule(temporary::InstanceDirectory::kHeartbeatInterval,
-            platform::Timer::Repeats::Yes, [this] { heartBeat(); });
-    };
-    if (platform::MainLoop::runsOnThisThread())
-        start();
-    else
-        platform::MainLoop::main().post(start);
+    platform::MainLoop::main().post([this, life = std::weak_ptr(life_)] {
+        if (!life.expired())
+            heartbeat_ = platform::Timer::schedule(temporary::InstanceDirectory::kHeartbeatInterval,
+                platform::Timer::Repeats::Yes, [this] { heartBeat(); });
+    });
 }
 
 bool TemporaryFiles::hasDirectory() const
