@@ -109,9 +109,9 @@ TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
         const File file = GetParam().forWriting(path());
         EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
-            ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
-                + path() + "\": the bytes from " + std::to_string(first)
-                + " on are no complete entry, and nothing that is written behind them could be read."));
+            ElementsAre(refusalOf(path(),
+                "the bytes from " + std::to_string(first)
+                    + " on are no complete entry, and nothing that is written behind them could be read")));
         EXPECT_EQ(std::filesystem::file_size(path()), size);
         // Once the tail is complete, writing goes on behind it, and the next look finds what came in between.
         append(whole.substr(size));
@@ -142,7 +142,7 @@ TEST_P(FollowedFile, TellsAFileThatWasCutOrReplaced)
     EXPECT_EQ(removed->updateFile(), -1);
 }
 
-// The location decides whether to look, not how far.
+// A location decides whether to look, not how far.
 TEST_P(FollowedFile, LooksBehindTheLocationItIsGiven)
 {
     const auto file = begun();

@@ -44,11 +44,7 @@ protected:
     File forWriting() const { return GetParam().forWriting(path()); }
     // The object that wrote, and a new one.
     std::vector<File> bothViews(const File& file) const { return {file, opened(file->fileName())}; }
-    std::string refusal(const std::string& name, const std::string& cause) const
-    {
-        return "Could not write the variable.|The variable \"" + name + "\" was not written into the file \""
-            + path() + "\": " + cause + ".";
-    }
+    std::string refusal(const std::string& cause) const { return refusalOf(path(), cause); }
 
     ScratchFolder folder;
 };
@@ -74,9 +70,8 @@ TEST_P(EveryFormat, ReadsBackWhatItWrote)
     forEachType([&](const char* name, const auto& numbers) {
         EXPECT_TRUE(file->writeArray(KRAnyArray(containerOf(numbers)), name));
     });
-    EXPECT_TRUE(file->writeDoubleArray(shaped(counted<double>(24), 2, 3, 4), "box"));
-    EXPECT_TRUE(file->writeString("größe", "t"));
-    EXPECT_TRUE(file->writeNumber(StorageNumber(2.5), "number"));
+    EXPECT_TRUE(file->writeDoubleArray(shaped(counted<double>(24), 2, 3, 4), "box")
+        && file->writeString("größe", "t") && file->writeNumber(StorageNumber(2.5), "number"));
     for (const File& view : bothViews(file)) {
         forEachType([&]<class T>(const char* name, const std::vector<T>& numbers) {
             EXPECT_EQ(numbersOf(view->readArrayOfType(kElementTypeOf<T>, name).template as<T>()), numbers);
@@ -127,10 +122,9 @@ TEST_P(EveryFormat, RefusesATakenNameAndLeavesTheFileAlone)
     file->writeDoubleArray(doubles({1, 2}), "b");
     const std::string before = contentOf(path());
     const auto messages = messagesOf([&] {
-        EXPECT_FALSE(file->writeString("second", "a"));
-        EXPECT_FALSE(file->writeDoubleArray(doubles({3}), "a"));
-        EXPECT_FALSE(file->writeIntArray(containerOf<std::int32_t>({3}), "b"));
-        EXPECT_FALSE(file->writeFloatArray(nullptr, "null"));
+        EXPECT_FALSE(file->writeString("second", "a") || file->writeDoubleArray(doubles({3}), "a")
+            || file->writeIntArray(containerOf<std::int32_t>({3}), "b")
+            || file->writeFloatArray(nullptr, "null"));
     });
     EXPECT_EQ(messages, Names(3, "Entry already exists, can't overwrite it."));
     EXPECT_EQ(contentOf(path()), before);
@@ -157,9 +151,8 @@ TEST_P(EveryFormat, ListsItsVariables)
     }
     EXPECT_EQ(file->dataFileType(), GetParam().type);
     EXPECT_EQ(file->nameOfIndexFile(), folder / "x.index");
-    if (GetParam().isFollowed) {
-        EXPECT_TRUE(file->removeVariables({}) && !file->removeVariables({"a"}) && file->contains("a"));
-    }
+    EXPECT_TRUE(!GetParam().isFollowed || (file->removeVariables({}) && !file->removeVariables({"a"})));
+    EXPECT_TRUE(file->contains("a"));
 }
 
 TEST_P(EveryFormat, FollowsRedirectionsAndFindsCirclesOfAnyLength)
@@ -197,20 +190,18 @@ TEST_P(EveryFormat, IsRebuiltFromItsStructure)
     EXPECT_EQ(rebuilt->variablesNames(), file->variablesNames());
     EXPECT_EQ(rebuilt->readNumber("n")->doubleValue(), 2.5);
     EXPECT_EQ(rebuilt->readRawString("t"), "kept");
-    if (GetParam().isFollowed) {
-        EXPECT_EQ(numbersOf(rebuilt->readDoubleArray("d")), counted<double>(4));
-    }
+    EXPECT_TRUE(!GetParam().isFollowed || numbersOf(rebuilt->readDoubleArray("d")) == counted<double>(4));
     const std::string before = contentOf(path());
     for (const File& view : {rebuilt, file})
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(view->writeNumber(StorageNumber(1.0), "new")); }),
-            ElementsAre(refusal("new", "it is open for reading alone")));
+            ElementsAre(refusal("it is open for reading alone")));
     EXPECT_EQ(contentOf(path()), before);
 
     auto lost = structure;
     lost.mutableDictionary()["File"] = folder / "missing";
     File without;
-    EXPECT_THAT(messagesOf([&] { without = KRDataFile::createFromStructure(lost); }),
-        ElementsAre("Could not open file"));
+    EXPECT_EQ(
+        messagesOf([&] { without = KRDataFile::createFromStructure(lost); }), Names{"Could not open file"});
     EXPECT_FALSE(without->fileIsOpen());
 }
 
@@ -248,11 +239,9 @@ TEST_P(EveryFormat, ACopyIsASnapshot)
     EXPECT_TRUE(std::filesystem::equivalent(path(), folder / "linked"));
     // Copying a file onto itself would empty it.
     const std::string before = contentOf(path());
-    EXPECT_FALSE(file->copyInto(path()));
-    EXPECT_FALSE(file->copyInto(folder / "linked"));
+    EXPECT_FALSE(file->copyInto(path()) || file->copyInto(folder / "linked"));
     EXPECT_EQ(contentOf(path()), before);
-    EXPECT_FALSE(file->copyInto(""));
-    EXPECT_FALSE(file->copyInto(folder / "no such folder/copy"));
+    EXPECT_FALSE(file->copyInto("") || file->copyInto(folder / "no such folder/copy"));
 }
 
 TEST_P(EveryFormat, TheUserSeesProgressAndEndsAReadingOrACopy)
@@ -278,12 +267,19 @@ TEST_P(EveryFormat, TheUserSeesProgressAndEndsAReadingOrACopy)
     platform::Pace::setFactor(1);
 }
 
-// Whatever part of an entry the end of a reader's window falls on.
-TEST_P(EveryFormat, ReadsNamesOfAnyLength)
+// Whatever part of an entry the end of a reader's window falls on. What readers would refuse isn't written.
+TEST_P(EveryFormat, TakesNamesUpToTheLongest)
 {
     const auto file = newFile();
     for (std::size_t length = 1; length <= GetParam().longestName; ++length)
         file->writeNumber(StorageNumber(static_cast<double>(length)), std::string(length, 'n'));
+    const std::string before = contentOf(path());
+    const auto messages = messagesOf([&] {
+        EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), std::string(GetParam().longestName + 1, 'm'))
+            || file->writeString("text", std::string("a\0b", 3)));
+    });
+    EXPECT_EQ(messages.size(), 2U);
+    EXPECT_EQ(contentOf(path()), before);
     const auto again = opened(path());
     EXPECT_EQ(again->variablesNames().size(), GetParam().longestName);
     for (const std::string& name : again->variablesNames())
@@ -305,9 +301,7 @@ TEST_P(EveryFormat, KeepsShortTextsAndReadsLongOnesFromTheFile)
         // A scan of the native format passes over all texts.
         const bool isKept = view == file || std::string(GetParam().ending) != "svbin";
         EXPECT_EQ(view->readRawString("a"), std::string(longest, isKept ? 'k' : 'K'));
-        if (GetParam().isFollowed) {
-            EXPECT_EQ(view->readRawString("b"), std::string(longest + 1, 'K'));
-        }
+        EXPECT_TRUE(!GetParam().isFollowed || view->readRawString("b") == std::string(longest + 1, 'K'));
     }
 }
 
@@ -346,9 +340,7 @@ TEST_P(EveryFormat, StoresATreeOfValues)
         ElementsAre("Unknown if this works.", "Unknown if this works."));
     EXPECT_EQ(*back.find("text"), platform::Value("words"));
     EXPECT_EQ(*back.find("inner"), *tree.find("inner"));
-    if (GetParam().isFollowed) {
-        EXPECT_EQ(*back.find("array"), array);
-    }
+    EXPECT_TRUE(!GetParam().isFollowed || *back.find("array") == array);
     EXPECT_EQ(file->readObject("tree_text"), platform::Value("words"));
 
     platform::Value deep = "leaf";
@@ -370,9 +362,8 @@ TEST_P(EveryFormat, SavingTheSameArrayTwiceMakesARedirection)
     const auto file = newFile();
     KRDataFileSavingCache cache;
     const auto array = doubles({1, 2});
-    EXPECT_TRUE(cache.writeArray(array, *file, "first"));
-    EXPECT_TRUE(cache.writeArray(doubles({1, 2}), *file, "second"));
-    EXPECT_TRUE(cache.writeArray(doubles({1, 3}), *file, "other"));
+    EXPECT_TRUE(cache.writeArray(array, *file, "first") && cache.writeArray(doubles({1, 2}), *file, "second")
+        && cache.writeArray(doubles({1, 3}), *file, "other"));
     EXPECT_EQ(file->readRawString("second"), "first");
     EXPECT_EQ(file->resolveNameAllowingRedirection("second"), "first");
     EXPECT_FALSE(file->isAString("other"));
@@ -401,7 +392,7 @@ TEST_P(EveryFormat, AFullDiskLosesNothingAndIsTold)
             ::setrlimit(RLIMIT_FSIZE, &limit);
             const File file = forWriting();
             EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeDoubleArray(box, "new")); }),
-                ElementsAre(refusal("new", "File too large")));
+                ElementsAre(refusal("File too large")));
             EXPECT_EQ(file->variablesNames(), Names{"old"});
             EXPECT_EQ(file->fileSizeInBytes(), before.size());
             EXPECT_EQ(numbersOf(file->readDoubleArray("old")), (std::vector<double>{1, 2, 3}));
@@ -446,7 +437,7 @@ TEST_P(EveryFormat, IsReadAndWrittenOnlyWithPermission)
         const File file = forWriting();
         EXPECT_EQ(file->readNumber("later")->doubleValue(), 2);
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(3.0), "new")); }),
-            ElementsAre(refusal("new", "it is open for reading alone")));
+            ElementsAre(refusal("it is open for reading alone")));
         ::chmod(path().c_str(), 0);
         EXPECT_THAT(messagesOf([&] {
             const File none = KRDataFile::openFileName(path());
@@ -468,24 +459,9 @@ TEST_P(EveryFormat, NothingGoesIntoAFileThatHasLostItsName)
     file->writeNumber(StorageNumber(1.0), "old");
     std::filesystem::rename(path(), path("moved"));
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(2.0), "new")); }),
-        ElementsAre(refusal("new", "it was removed or replaced")));
+        ElementsAre(refusal("it was removed or replaced")));
     std::filesystem::rename(path("moved"), path());
     EXPECT_TRUE(file->writeNumber(StorageNumber(2.0), "new"));
-}
-
-TEST_P(EveryFormat, RefusesWhatReadersWouldRefuse)
-{
-    const auto file = newFile();
-    const std::string longest(GetParam().longestName, 'n');
-    EXPECT_TRUE(file->writeNumber(StorageNumber(1.0), longest));
-    const std::string before = contentOf(path());
-    const auto messages = messagesOf([&] {
-        EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), std::string(255, 'm')));
-        EXPECT_FALSE(file->writeString("text", std::string("a\0b", 3)));
-    });
-    EXPECT_EQ(messages.size(), 2U);
-    EXPECT_EQ(contentOf(path()), before);
-    EXPECT_THAT(opened(path())->variablesNames(), ElementsAre(longest));
 }
 
 // Files that are not what they seem.
@@ -505,9 +481,8 @@ TEST_P(EveryFormat, OnlyARegularFileIsOpened)
         });
         EXPECT_THAT(messages, testing::Contains(testing::HasSubstr("Could not create the file")));
     }
-    EXPECT_FALSE(KRDataFile::openFileName(""));
-    EXPECT_FALSE(KRDataFile::openFileContainer(nullptr));
-    EXPECT_FALSE(KRDataFile::openNewFileWithName(""));
+    EXPECT_FALSE(KRDataFile::openFileName("") || KRDataFile::openFileContainer(nullptr)
+        || KRDataFile::openNewFileWithName(""));
 }
 
 TEST_P(EveryFormat, AFileThatShrinksGivesNoArrays)
@@ -527,7 +502,7 @@ TEST_P(EveryFormat, AFileThatShrinksGivesNoArrays)
                 : "Could not read the array \"d\"|Could not read the array \"d\" from the file \"" + path()));
     EXPECT_EQ(file->updateFile(), GetParam().isFollowed ? -1 : 0);
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(written->writeNumber(StorageNumber(1.0), "new")); }),
-        ElementsAre(refusal("new", "it was cut by another program")));
+        ElementsAre(refusal("it was cut by another program")));
 }
 
 } // namespace

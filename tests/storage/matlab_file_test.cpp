@@ -21,15 +21,13 @@ protected:
 TEST_F(MatlabFile, WritesTheBytesOfTheFormat)
 {
     const auto file = KRDataFileMatBinary::createNewFileWithName(path);
-    EXPECT_TRUE(file->writeFloatArray(shaped<float>({1, 2, 3, 4, 5, 6, 7, 8}, 2, 2, 2), "box"));
-    EXPECT_TRUE(file->writeCharacterArray(containerOf<signed char>({'H', 'i'}), "c"));
-    EXPECT_TRUE(file->writeString("Hi", "t"));
-    std::string numbers;
-    for (const float number : counted<float>(8))
-        numbers += raw(number);
+    EXPECT_TRUE(file->writeFloatArray(shaped<float>({1, 2, 3, 4, 5, 6, 7, 8}, 2, 2, 2), "box")
+        && file->writeCharacterArray(containerOf<signed char>({'H', 'i'}), "c")
+        && file->writeString("Hi", "t"));
     EXPECT_EQ(contentOf(path),
-        matrix(20, 1, 1, 0, "box_3D", raw(std::int32_t(2))) + matrix(10, 4, 2, 0, "box", numbers)
-            + matrix(51, 2, 1, 0, "c", "Hi") + matrix(51, 2, 1, 0, "t", "Hi"));
+        matrix(20, 1, 1, 0, "box_3D", raw(std::int32_t(2)))
+            + matrix(10, 4, 2, 0, "box", bytesOfNumbers(counted<float>(8))) + matrix(51, 2, 1, 0, "c", "Hi")
+            + matrix(51, 2, 1, 0, "t", "Hi"));
     // Signed bytes come back as text: the format has no others.
     EXPECT_EQ(file->readRawString("c"), "Hi");
     EXPECT_FALSE(file->readCharacterArray("c"));

@@ -26,14 +26,10 @@ protected:
     }
     ~Memory() override { MainLoop::main().runPending(); }
 
-    // Those since the last call, "short | long".
-    std::vector<std::string> messages()
+    // Those since the last call, of all threads.
+    Names messages()
     {
-        MainLoop::main().runPending();
-        std::vector<std::string> texts;
-        for (const auto& entry : center_->messages())
-            texts.push_back(entry->shortDescription()
-                + (entry->longDescription() ? " | " + *entry->longDescription() : ""));
+        Names texts = containertest::textsOf(*center_);
         center_->clearMessages();
         return texts;
     }
@@ -69,8 +65,6 @@ void expectSame(KRDataInMemory& one, KRDataInMemory& other)
     ASSERT_EQ(names, other.variablesWithPrefix(""));
     for (const std::string& name : names) {
         EXPECT_EQ(one.readRawString(name), other.readRawString(name)) << name;
-        EXPECT_EQ(one.getSizeOfVariable(name), other.getSizeOfVariable(name)) << name;
-        EXPECT_EQ(one.readNativeArray(name).checksum(), other.readNativeArray(name).checksum()) << name;
         EXPECT_EQ(
             one.readNativeArray(name).convertToRawFormat(), other.readNativeArray(name).convertToRawFormat());
     }
@@ -88,8 +82,8 @@ TEST_F(Memory, KeepsWhatIsWrittenByReference)
         || storage.isANumber("a") || storage.contains("null"));
     EXPECT_EQ(storage.getSizeOfVariable("a"), (KRDataStorage::Size{2, 1, 1}));
     EXPECT_EQ(storage.readNumber("a"), std::nullopt);
-    EXPECT_TRUE(storage.writeIntArray(containerOf<std::int32_t>({-7}), "a"));
-    EXPECT_TRUE(storage.isANumber("a") && storage.isAnIntArray("a"));
+    EXPECT_TRUE(storage.writeIntArray(containerOf<std::int32_t>({-7}), "a") && storage.isANumber("a")
+        && storage.isAnIntArray("a"));
     EXPECT_EQ(storage.readNumber("a")->intValue(), -7);
     EXPECT_TRUE(storage.writeDataBlock({1, 2, 3}, "bytes"));
     EXPECT_EQ(storage.readDataBlock("bytes"), (KRDataStorage::Bytes{1, 2, 3}));
@@ -120,7 +114,7 @@ TEST_F(Memory, ReportsATypeThatWasNotStored)
         EXPECT_FALSE(storage.readArrayOfType(static_cast<ElementType>(type), "s"));
         EXPECT_THAT(messages(),
             ElementsAre("Data From stream not saved as a " + words[type].first
-                + " array. | Entry s is not saved as a " + words[type].second + " array"));
+                + " array.|Entry s is not saved as a " + words[type].second + " array"));
     }
 }
 
@@ -163,11 +157,7 @@ public:
     template <class T>
     HandMade& add(T number)
     {
-        char raw[sizeof number];
-        std::memcpy(raw, &number, sizeof number);
-        if (isSwapped_)
-            std::reverse(raw, raw + sizeof number);
-        bytes.append(raw, sizeof number);
+        bytes += isSwapped_ ? swapped(raw(number)) : raw(number);
         return *this;
     }
     HandMade& text(const std::string& text)
@@ -302,9 +292,8 @@ TEST_F(Memory, RefusesWhatNoSenderMeans)
     TextChannel tooLarge(one().text("n").add(4).add(50000).add(50001).add(1).bytes);
     EXPECT_FALSE(storage::receiveVariables(tooLarge, [](const auto&, const auto&) { ADD_FAILURE(); }));
     EXPECT_EQ(tooLarge.wanted, 4U);
-    EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes));
-    EXPECT_TRUE(receive(one().text("").add(1).text("").bytes));
-    EXPECT_TRUE(receive(HandMade(false).add(0).bytes));
+    EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes)
+        && receive(one().text("").add(1).text("").bytes) && receive(HandMade(false).add(0).bytes));
 
     // The count tells the byte order: 65537, seen from the other order, is one more than 65536 tells.
     HandMade most(false);
@@ -316,8 +305,8 @@ TEST_F(Memory, RefusesWhatNoSenderMeans)
     storage::MemoryContent tooMany = *receive(most.bytes);
     EXPECT_TRUE(storage::fitsIntoAMessage(tooMany));
     tooMany["one more"] = "";
-    EXPECT_FALSE(storage::fitsIntoAMessage(tooMany));
-    EXPECT_FALSE(storage::fitsIntoAMessage({{std::string(1025, 'n'), ""}}));
+    EXPECT_FALSE(
+        storage::fitsIntoAMessage(tooMany) || storage::fitsIntoAMessage({{std::string(1025, 'n'), ""}}));
 }
 
 TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
@@ -339,7 +328,7 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
         {":def", none + reply, true, greeting(":def"), {}},
         {"abc:def", none + reply, false, "", {}},
         {"abc:def", greeting("abd") + reply, false, "",
-            {"Invalid response from remote task. | Remote task needs to return \"abc\" before being sent a "
+            {"Invalid response from remote task.|Remote task needs to return \"abc\" before being sent a "
              "password."}},
         {"abc:def", greeting(std::string(1001, 'a')) + reply, false, "", {}},
         {"abc:def", greeting("abc").substr(0, 6), false, "", {}},
@@ -411,9 +400,8 @@ TEST_F(Memory, ReachesAMachineByTcp)
         EXPECT_THAT(messages(), ElementsAre("Could not create socket - invalid port."));
     }
     EXPECT_FALSE(client.connectToMachine("no such name.invalid", 2000, ""));
-    EXPECT_THAT(messages(), ElementsAre("Invalid host name. | Invalid host name \"no such name.invalid\"."));
-    EXPECT_FALSE(client.connectToMachine("127.0.0.1", 65535, ""));
-    EXPECT_FALSE(client.connectToSocket(path_));
+    EXPECT_THAT(messages(), ElementsAre("Invalid host name.|Invalid host name \"no such name.invalid\"."));
+    EXPECT_FALSE(client.connectToMachine("127.0.0.1", 65535, "") || client.connectToSocket(path_));
     EXPECT_THAT(messages(), ElementsAre("Error connecting.", "Error connecting."));
 }
 
@@ -424,8 +412,7 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     KRDataInMemory server;
     EXPECT_FALSE(server.registerWithSocket(longest + "s"));
     EXPECT_THAT(messages(), ElementsAre("Creating a socket: Invalid socket name (too long)."));
-    EXPECT_FALSE(server.registerWithSocket(""));
-    EXPECT_FALSE(server.setUpCommunicationSocket());
+    EXPECT_FALSE(server.registerWithSocket("") || server.setUpCommunicationSocket());
     EXPECT_THAT(messages(),
         ElementsAre("sendDataOverSocket: Error when binding a socket.",
             "DataInMemory-setUpCommunicationSocket: Connection failed."));
@@ -459,8 +446,7 @@ TEST_F(Memory, EndsWhileAThreadWaits)
         EXPECT_TRUE(MainLoop::main().runUntil([&] { return server.waitingForInitialConnection(); }, 10));
         server.terminateConnection();
         waiting.join();
-        EXPECT_FALSE(server.isConnected());
-        EXPECT_FALSE(platform::files::exists(path_));
+        EXPECT_FALSE(server.isConnected() || platform::files::exists(path_));
     }
     KRDataInMemory server;
     ASSERT_TRUE(server.registerWithSocket(path_));
@@ -482,19 +468,16 @@ TEST_F(Memory, EndsWhileAThreadWaits)
 TEST_F(Memory, TellsAPeerThatVanishesWhileSending)
 {
     KRDataInMemory server;
-    ASSERT_TRUE(server.registerWithSocket(path_));
     KRDataInMemory client;
     fill(client);
-    std::thread serving([&] { EXPECT_TRUE(server.setUpCommunicationSocket()); });
-    ASSERT_TRUE(client.connectToSocket(path_));
-    serving.join();
+    ASSERT_TRUE(server.registerWithSocket(path_) && client.connectToSocket(path_));
+    EXPECT_TRUE(server.setUpCommunicationSocket()); // The client waits in the queue of the socket.
     std::thread sending([&] { EXPECT_FALSE(client.sendDataThroughSocket()); });
     char first = 0;
     EXPECT_EQ(KRDataInMemory::readIntoPointer(&first, 1, server.communicationSocket()), 1U);
     server.terminateConnection();
     sending.join();
     EXPECT_TRUE(client.failedDuringSend());
-    client.terminateConnection();
     EXPECT_THAT(messages(), IsEmpty());
 }
 

@@ -48,10 +48,8 @@ void writeByLibrary(const std::string& path, SVFile::Endian order, bool indexBlo
 TEST_F(NativeFile, WritesTheBytesOfTheFormat)
 {
     const auto file = newNative(path);
-    EXPECT_TRUE(file->writeDoubleArray(doubles({1, 0.5}), "x"));
-    EXPECT_TRUE(file->writeString("Hi", "t"));
-    EXPECT_TRUE(file->writeIntArray(shaped<std::int32_t>({}, 0, 5), "e"));
-    EXPECT_TRUE(file->writeDataBlock({7, 8}, "b"));
+    EXPECT_TRUE(file->writeDoubleArray(doubles({1, 0.5}), "x") && file->writeString("Hi", "t")
+        && file->writeIntArray(shaped<std::int32_t>({}, 0, 5), "e") && file->writeDataBlock({7, 8}, "b"));
     const std::string wanted = magicOf(false) + nativeBytes({"x", 1, 2, 1, 1, raw(1.0) + raw(0.5)})
         + nativeBytes({"t", 20, 1, 2, 1, "Hi"}) + nativeBytes({"e", 8, 0, 0, 0, ""})
         + nativeBytes({"b", 11, 2, 1, 1, "\x07\x08"});
@@ -106,8 +104,7 @@ TEST_F(NativeFile, TheLibraryReadsWhatItWrote)
         const auto reports = svtest::reportsOf([&] {
             SVDataFile library(path, SVFile::ReadOnly);
             EXPECT_EQ(library.AllVariableNames().size(), 4U);
-            const SVDoubleArray d = library.ReadDoubleArray("d");
-            EXPECT_EQ(d(1, 2, 3), 24);
+            EXPECT_EQ(library.ReadDoubleArray("d")(1, 2, 3), 24);
             EXPECT_EQ(library.ReadIntArray("us")(0), 65535);
             EXPECT_EQ(library.ReadString("t"), "größe");
             EXPECT_EQ(library.ReadString("empty"), "");
@@ -192,8 +189,7 @@ TEST_F(NativeFile, AnEntryOfUnknownTypeIsTheLastOne)
     EXPECT_EQ(file->fileSizeInBytes(), magicOf(false).size() + a.size());
     EXPECT_THAT(messagesOf([&] {
         EXPECT_EQ(file->updateFile(), 0);
-        EXPECT_FALSE(file->readDoubleArray("r"));
-        EXPECT_FALSE(file->readNativeArray("r"));
+        EXPECT_FALSE(file->readDoubleArray("r") || file->readNativeArray("r"));
     }),
         ElementsAre("DEBUG: Unknown variable type inside a datafile.", "Unexpected type (8)"));
     file->createIndexFile(indexAt(folder / "x.index"));
@@ -242,20 +238,6 @@ TEST_F(NativeFile, AnIndexFileCountsAsFarAsItReaches)
     EXPECT_THAT(native(path)->variablesNames(), ElementsAre("a", "b"));
 }
 
-// A matching index file counts before the block at the end of the data file.
-TEST_F(NativeFile, TheIndexFileIsReadBeforeTheIndexBlock)
-{
-    const auto file = newNative(path);
-    file->writeDoubleArray(doubles({1, 2}), "a");
-    file->addIndexBlock();
-    EXPECT_EQ(native(path)->variablesNames(), Names{"a"});
-    file->createIndexFile(indexAt(folder / "x.index"));
-    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a"));
-    // With an entry behind it the block is a variable like any other.
-    file->writeNumber(StorageNumber(1.0), "b");
-    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a", "b"));
-}
-
 TEST_F(NativeFile, AnIndexBlockThatLiesIsDropped)
 {
     const auto file = newNative(path);
@@ -264,12 +246,8 @@ TEST_F(NativeFile, AnIndexBlockThatLiesIsDropped)
     file->addIndexBlock();
     const std::string whole = contentOf(path);
     const std::size_t block = start + 28 + 17;
-    struct Case {
-        std::size_t offset;
-        std::string bytes;
-        std::vector<std::string> messages;
-    };
-    const Case cases[] = {
+    EXPECT_EQ(native(path)->variablesNames(), Names{"a"});
+    const std::tuple<std::size_t, std::string, Names> lies[] = {
         {start + 8, raw(std::int32_t(11)), {}}, // The type of the block's entry.
         {start + 12, raw(std::int32_t(100000)),
             {"The file \"x.svbin\" has a format error in entry number 2."}}, // Its m.
@@ -282,17 +260,20 @@ TEST_F(NativeFile, AnIndexBlockThatLiesIsDropped)
         {whole.size() - 8, raw(std::int64_t(24)), {}}, // No block there.
         {whole.size() - 8, raw(std::int64_t(-24)), {}},
     };
-    for (const Case& row : cases) {
-        SCOPED_TRACE(row.offset);
+    for (const auto& [offset, lie, messages] : lies) {
+        SCOPED_TRACE(offset);
         std::string bytes = whole;
-        store(path, bytes.replace(row.offset, row.bytes.size(), row.bytes));
+        store(path, bytes.replace(offset, lie.size(), lie));
         std::shared_ptr<KRDataFileBinary> again;
-        const auto messages = messagesOf([&] { again = native(path); });
-        ASSERT_TRUE(again);
-        EXPECT_TRUE(again->contains("a"));
-        EXPECT_EQ(messages, row.messages);
+        EXPECT_EQ(messagesOf([&] { again = native(path); }), messages);
         EXPECT_EQ(numbersOf(again->readDoubleArray("a")), (std::vector<double>{1, 2}));
     }
+    // A matching index file counts before the block. With an entry behind it the block is a variable.
+    store(path, whole);
+    file->createIndexFile(indexAt(folder / "x.index"));
+    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a"));
+    file->writeNumber(StorageNumber(1.0), "b");
+    EXPECT_THAT(native(path)->variablesNames(), ElementsAre(" SV Index block ", "a", "b"));
 }
 
 // Kept for the readers that have come to depend on it: a text that a scan found goes into an index as bytes.
@@ -332,8 +313,7 @@ TEST_F(NativeFile, AFileOfTheOtherOrderGetsNoIndexBesideItAndNoEntries)
     const auto indexed = KRDataFile::openFileName(path, nullptr, elsewhere);
     EXPECT_EQ(numbersOf(indexed->readUShortArray("US")), counted<std::uint16_t>(2, 0));
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
-        ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
-            + path + "\": it has the byte order of another machine."));
+        ElementsAre(refusalOf(path, "it has the byte order of another machine")));
     EXPECT_EQ(contentOf(path), before);
     EXPECT_TRUE(file->structure().find("Swap"));
 }
@@ -401,9 +381,7 @@ TEST_F(NativeFile, DescribesItsEntries)
         entry.setNumberValue(*StorageNumber::fromValue(1.5, static_cast<ElementType>(type)));
         EXPECT_EQ(entry.description(), numbers[type]);
     }
-    auto unknown = KRDataFileBinaryEntry::createArrayAt(0, 9, 2, 1, 1);
-    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(unknown.requiredSize(), 16U); }),
-        ElementsAre("DEBUG: Unknown variable type inside a datafile."));
+    messagesOf([&] { EXPECT_EQ(KRDataFileBinaryEntry::createArrayAt(0, 9, 2, 1, 1).requiredSize(), 16U); });
 }
 
 TEST_F(NativeFile, AnEntryComesBackFromItsDictionaryUnlessItIsAWrittenText)
@@ -419,8 +397,8 @@ TEST_F(NativeFile, AnEntryComesBackFromItsDictionaryUnlessItIsAWrittenText)
     const auto scanned = Entry::createStringAt(50, 6, 3, 1, 1);
     EXPECT_TRUE(Entry::createFromDictionary(Entry::dictionaryForm(scanned))->isAString());
     EXPECT_FALSE(Entry::createFromDictionary(Entry::dictionaryForm(Entry::createStringAt(50, 7, 1, 3, 1))));
-    for (const auto& [key, value] : std::map<std::string, platform::Value>{{"O", -1}, {"m", -1}, {"n", "1"},
-             {"o", 1.5}, {"F", 7}, {"F", 64}, {"F", 128}, {"F", -1}, {"m", platform::Value()}}) {
+    for (const auto& [key, value] : std::vector<std::pair<std::string, platform::Value>>{{"O", -1}, {"m", -1},
+             {"n", "1"}, {"o", 1.5}, {"F", 7}, {"F", 64}, {"F", 128}, {"F", -1}, {"m", platform::Value()}}) {
         auto bad = dictionary;
         bad.mutableDictionary()[key] = value;
         EXPECT_FALSE(Entry::createFromDictionary(bad)) << key;

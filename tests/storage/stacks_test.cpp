@@ -16,8 +16,8 @@ protected:
         std::filesystem::create_directories(folder / "s.svdata/inner.svdata");
         const auto put = [&](const std::string& name, const std::string& variable, double value) {
             const auto file = KRDataFile::openNewFileWithName(folder / ("s.svdata/" + name));
-            EXPECT_TRUE(file->writeDoubleArray(doubles({value, value}), variable));
-            EXPECT_TRUE(file->writeNumber(StorageNumber(value), "number" + std::to_string(value)));
+            EXPECT_TRUE(file->writeDoubleArray(doubles({value, value}), variable)
+                && file->writeNumber(StorageNumber(value), "number" + std::to_string(value)));
             size += file->fileSizeInBytes();
         };
         put("a.svbin", "both", 1);
@@ -84,9 +84,9 @@ TEST_F(Stack, ListsEachNameOnceAndEachMember)
 TEST_F(Stack, CannotBeWritten)
 {
     const auto messages = messagesOf([&] {
-        EXPECT_FALSE(stack->writeDoubleArray(doubles({1}), "new"));
-        EXPECT_FALSE(stack->writeUShortArray(containerOf<std::uint16_t>({1}), "new"));
-        EXPECT_FALSE(stack->writeString("text", "new"));
+        EXPECT_FALSE(stack->writeDoubleArray(doubles({1}), "new")
+            || stack->writeUShortArray(containerOf<std::uint16_t>({1}), "new")
+            || stack->writeString("text", "new"));
     });
     EXPECT_THAT(messages, IsEmpty());
     EXPECT_THAT(
@@ -96,10 +96,8 @@ TEST_F(Stack, CannotBeWritten)
 
 TEST_F(Stack, AFolderThatCannotBeReadHasNoMembers)
 {
+    store(folder / "file.svdata", "text");
     for (const char* name : {"missing.svdata", "file.svdata"}) {
-        if (std::string(name) == "file.svdata") {
-            store(folder / name, "text");
-        }
         const auto empty = KRDataFileStack::createWithName(folder / name);
         EXPECT_TRUE(empty->openFileWithProgress());
         EXPECT_EQ(empty->description(), "\"" + std::string(name) + "\" with no entries");

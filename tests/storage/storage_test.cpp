@@ -49,8 +49,7 @@ TEST(Storage, TellsWhatIsNotProvided)
     BareFile file;
     EXPECT_THAT(messagesOf([&] {
         EXPECT_TRUE(file.structure().isNull());
-        EXPECT_FALSE(file.openFileWithProgress());
-        EXPECT_FALSE(file.removeVariables({}));
+        EXPECT_FALSE(file.openFileWithProgress() || file.removeVariables({}));
         file.createIndexFile(nullptr);
         EXPECT_EQ(file.updateFile() + file.updateFile(7), 0);
     }),
@@ -161,14 +160,12 @@ TEST(Storage, SharesValuesThatAreEqualToTheLastOneOfTheirType)
     EXPECT_FALSE(KRDataStorageSharedReadWrite::createWithDataFile(nullptr));
     const auto writer = KRDataStorageSharedReadWrite::createWithDataFile(file.get());
     const auto value = [](double number) { return std::make_shared<Shared>(number); };
-    EXPECT_TRUE(writer->save(value(1), "a"));
-    EXPECT_TRUE(writer->save(value(1), "b"));
-    EXPECT_TRUE(writer->saveIntoFile(value(2), "c"));
+    EXPECT_TRUE(
+        writer->save(value(1), "a") && writer->save(value(1), "b") && writer->saveIntoFile(value(2), "c"));
     EXPECT_TRUE(writer->save(value(1), "d")); // Only the last one counts.
     EXPECT_FALSE(writer->save(nullptr, "e"));
     EXPECT_EQ(file->readRawString("b"), "a");
-    EXPECT_FALSE(file->isAString("d"));
-    EXPECT_FALSE(writer->objectForKey("a"));
+    EXPECT_FALSE(file->isAString("d") || writer->objectForKey("a"));
     EXPECT_THAT(messagesOf([&] { writer->setKey(value(3), "f"); }), IsEmpty());
     EXPECT_FALSE(file->contains("f"));
 

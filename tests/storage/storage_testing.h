@@ -75,6 +75,13 @@ inline std::shared_ptr<KRDoubleArrayContainer> doubles(const std::vector<double>
     return containerOf(numbers);
 }
 
+// The report of a variable "new" that was not written.
+inline std::string refusalOf(const std::string& path, const std::string& cause)
+{
+    return "Could not write the variable.|The variable \"new\" was not written into the file \"" + path
+        + "\": " + cause + ".";
+}
+
 // The reports of functions that a storage doesn't provide.
 inline Names notProvided(std::initializer_list<const char*> functions)
 {
@@ -142,9 +149,10 @@ inline std::string matrix(
     return bytes + name + '\0' + data;
 }
 
-inline std::string bytesOfNumbers(const std::vector<double>& numbers)
+template <class T>
+std::string bytesOfNumbers(const std::vector<T>& numbers)
 {
-    return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double)};
+    return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(T)};
 }
 
 // An old file, to go on with.

@@ -41,9 +41,9 @@ protected:
         std::optional<std::string> mark = std::nullopt)
     {
         const std::string directory = parent_ + "/" + name;
-        EXPECT_TRUE(files::createDirectories(directory + "/TF"));
-        EXPECT_TRUE(!beat || files::writeFile(directory + "/beat", *beat));
-        EXPECT_TRUE(!mark || files::writeFile(directory + "/markedForRemoval", *mark));
+        EXPECT_TRUE(files::createDirectories(directory + "/TF")
+            && (!beat || files::writeFile(directory + "/beat", *beat))
+            && (!mark || files::writeFile(directory + "/markedForRemoval", *mark)));
         return directory;
     }
     static std::string text(const std::string& path) { return files::readFile(path).value_or("none"); }
@@ -183,8 +183,7 @@ TEST_F(Instances, LiveSideBySide)
     std::vector<std::string> living;
     for (const auto& started : starts)
         living.push_back(started->channel().hear());
-    EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval"));
-    EXPECT_TRUE(files::exists(dead + "/markedForRemoval"));
+    EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval") && files::exists(dead + "/markedForRemoval"));
     asleep->channel().tell("wake");
     EXPECT_EQ(asleep->channel().hear(), "beaten");
     EXPECT_FALSE(files::exists(sleeper + "/markedForRemoval"));
