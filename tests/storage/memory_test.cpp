@@ -314,13 +314,7 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
     const auto greeting = [](const std::string& text) { return HandMade(false).text(text).bytes; };
     const std::string none = HandMade(false).add(0).bytes;
     const std::string reply = "okay";
-    const struct {
-        const char* cookie;
-        std::string fromServer;
-        bool isAccepted;
-        std::string sent;
-        std::vector<std::string> reports;
-    } kCases[] = {
+    const std::tuple<const char*, std::string, bool, std::string, Names> meetings[] = {
         {"abc:def", greeting("abc") + reply, true, greeting("def"), {}},
         {"abc:d:f", greeting("abc") + reply, true, greeting("d:f"), {}},
         {"def", none + reply, true, greeting("def"), {}},
@@ -335,12 +329,12 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
         {"abc:def", "ab", false, "", {}},
         {"abc:def", greeting("abc") + "oka", false, greeting("def"), {"Password rejected."}},
     };
-    for (const auto& given : kCases) {
-        SCOPED_TRACE(given.cookie);
-        TextChannel channel(given.fromServer);
-        EXPECT_EQ(storage::shakeHands(channel, storage::MagicCookie::parse(given.cookie)), given.isAccepted);
-        EXPECT_EQ(channel.sent, given.sent);
-        EXPECT_EQ(messages(), given.reports);
+    for (const auto& [cookie, fromServer, isAccepted, sent, reports] : meetings) {
+        SCOPED_TRACE(cookie);
+        TextChannel channel(fromServer);
+        EXPECT_EQ(storage::shakeHands(channel, storage::MagicCookie::parse(cookie)), isAccepted);
+        EXPECT_EQ(channel.sent, sent);
+        EXPECT_EQ(messages(), reports);
     }
     const std::string longest(1000, 'g');
     TextChannel channel(greeting(longest) + reply);

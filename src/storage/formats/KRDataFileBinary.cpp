@@ -271,7 +271,8 @@ KRDataFileBinary::Indexed KRDataFileBinary::readIndexFile()
 std::optional<KRDataFile::Content> KRDataFileBinary::readIndexBlock()
 {
     SVReadAhead ahead(theFile_->descriptor(), static_cast<long long>(currentLengthOfFile_));
-    auto records = SVIndexBlockAtEnd(ahead, needToSwap_, kSVApplicationDialect);
+    // Records have the order of the machine that wrote them: a block of another machine is none here.
+    auto records = SVIndexBlockAtEnd(ahead, false, kSVApplicationDialect);
     if (!records)
         return {};
     Content content;
