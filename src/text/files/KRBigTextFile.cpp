@@ -1,4 +1,4 @@
-#include "text/KRBigTextFile.h"
+#include "text/files/KRBigTextFile.h"
 
 KRBigTextFile::~KRBigTextFile()
 {

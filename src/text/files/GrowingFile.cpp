@@ -1,4 +1,4 @@
-#include "text/GrowingFile.h"
+#include "text/files/GrowingFile.h"
 
 #include <algorithm>
 #include <array>
