@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -195,6 +197,42 @@ int addMantissa(Text& text, const Rounded& number, char separator, bool removeTr
             removeZerosAtEnd(text, separator);
     }
     return number.exponent + static_cast<int>(digits.size()) - 1;
+}
+
+void addExponent(Text& text, int exponent, std::string_view minus)
+{
+    if (exponent == 0)
+        return;
+    text.add('e');
+    if (exponent < 0)
+        text.add(minus);
+    text.addInteger(static_cast<std::uint64_t>(std::abs(exponent)));
+}
+
+void addNumber(Text& text, double number)
+{
+    constexpr int kDigits = 15;
+    if (std::isnan(number)) {
+        text.add("NaN");
+        return;
+    }
+    if (number == 0) {
+        text.add('0');
+        return;
+    }
+    if (number < 0)
+        text.add('-');
+    const double magnitude = std::fabs(number);
+    const auto digits = std::isinf(magnitude) ? std::nullopt : significant(magnitude, kDigits);
+    if (!digits) {
+        text.add("∞");
+        return;
+    }
+    const int exponent = exponentOf(magnitude);
+    if (exponent > -5 && exponent < 5)
+        addPlain(text, *digits, '.', true);
+    else
+        addExponent(text, addMantissa(text, *digits, '.', true), "-");
 }
 
 } // namespace decimal

@@ -56,4 +56,11 @@ void addPlain(Text& text, const Rounded& number, char separator, bool removeTrai
 // "1.23" of the digits 123: what stands before an exponent. Returns the exponent that belongs behind it.
 int addMantissa(Text& text, const Rounded& number, char separator, bool removeTrailingZeros);
 
+// "e-7" for -7, with the given text as minus; nothing for 0.
+void addExponent(Text& text, int exponent, std::string_view minus);
+
+// Any number with 15 significant digits, without trailing zeros: with an exponent unless it is between -5 and
+// 5. "NaN", "∞" and "-∞" for what isn't finite.
+void addNumber(Text& text, double number);
+
 } // namespace decimal

@@ -88,11 +88,8 @@ void KRNumberFormatterBase::layOutScientific(
         else
             written.add("×");
         addFancyExponent(written, exponent);
-    } else if (exponent != 0) {
-        written.add('e');
-        if (exponent < 0)
-            written.add(useUnicodeMinus_ ? kUnicodeMinus : "-");
-        written.addInteger(static_cast<std::uint64_t>(std::abs(exponent)));
+    } else {
+        decimal::addExponent(written, exponent, useUnicodeMinus_ ? kUnicodeMinus : "-");
     }
     text += written.view();
 }
