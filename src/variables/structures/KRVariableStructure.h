@@ -1,9 +1,11 @@
 #pragma once
 
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/plist/Value.h"
 #include "storage/KRDataStorage.h"
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,6 +50,11 @@ public:
     static Pointer groupStructureFromName(const std::string& base, KRDataStorage& inside);
     static Pointer tableStructureFromName(const std::string& base, KRDataStorage& inside);
     static Pointer seriesStructureFromName(const std::string& base, KRDataStorage& inside);
+    // Any of these by the type, with a receiver for the reports: one who reads a growing file again and again
+    // leaves out those that came before.
+    using Report = std::function<void(const MessageText& text, const MessageText& longVersion)>;
+    static Pointer readDescription(
+        const std::string& type, const std::string& base, KRDataStorage& inside, const Report& report);
     // Writes the description; false when a part can't be written.
     bool saveDescriptionAs(const std::string& base, KRDataStorage& inside) const;
 

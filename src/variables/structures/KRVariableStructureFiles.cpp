@@ -11,11 +11,19 @@
 
 namespace names = variables::names;
 
+namespace {
+
+const KRVariableStructure::Report kReport = [](const MessageText& text, const MessageText& longVersion) {
+    KRMessageCenter::addMessage(text, longVersion);
+};
+
+} // namespace
+
 // Reads one description, level by level. Names grow by each level, so that a file can't make circles, but it
 // can go deeper than any stack.
 class KRVariableStructure::Reader {
 public:
-    explicit Reader(KRDataStorage& storage) : storage_(storage) { }
+    Reader(KRDataStorage& storage, const Report& report) : storage_(storage), report_(report) { }
 
     Pointer group(const std::string& base);
     Pointer table(const std::string& base);
@@ -32,6 +40,7 @@ private:
     std::optional<std::string> typeOfEntry(const std::string& base, std::int64_t k, std::string& baseOfEntry);
 
     KRDataStorage& storage_;
+    const Report& report_;
     int depth_ = 0;
     bool reported_ = false;
 };
@@ -43,11 +52,13 @@ KRVariableStructure::Pointer KRVariableStructure::Reader::ofType(
         : type == "Series"                                                   ? &Reader::series
         : type == "Table"                                                    ? &Reader::table
                                                                              : nullptr;
+    if (!type)
+        report_("Internal error, invalid variable structure definition", nullptr);
     if (!composite)
-        return createWithType(type ? platform::Value(*type) : platform::Value());
+        return type ? createWithType(*type) : nullptr;
     if (depth_ >= kMostNesting) {
         if (!std::exchange(reported_, true))
-            KRMessageCenter::addMessage("A variable structure is nested too deeply.",
+            report_("A variable structure is nested too deeply.",
                 fmt::format("The description at \"{}...\" has more than {} levels.", base.substr(0, 100),
                     kMostNesting));
         return nullptr;
@@ -116,25 +127,31 @@ KRVariableStructure::Pointer KRVariableStructure::readVariableStructureFor(
     if (!inside.contains(names::announcement(name)))
         return nullptr;
     const auto type = variables::readAnnouncement(inside, name).word;
-    return type ? Reader(inside).ofType(type, names::description(name)) : nullptr;
+    return type ? Reader(inside, kReport).ofType(type, names::description(name)) : nullptr;
+}
+
+KRVariableStructure::Pointer KRVariableStructure::readDescription(
+    const std::string& type, const std::string& base, KRDataStorage& inside, const Report& report)
+{
+    return Reader(inside, report).ofType(type, base);
 }
 
 KRVariableStructure::Pointer KRVariableStructure::groupStructureFromName(
     const std::string& base, KRDataStorage& inside)
 {
-    return Reader(inside).ofType("Group", base);
+    return readDescription("Group", base, inside, kReport);
 }
 
 KRVariableStructure::Pointer KRVariableStructure::tableStructureFromName(
     const std::string& base, KRDataStorage& inside)
 {
-    return Reader(inside).ofType("Table", base);
+    return readDescription("Table", base, inside, kReport);
 }
 
 KRVariableStructure::Pointer KRVariableStructure::seriesStructureFromName(
     const std::string& base, KRDataStorage& inside)
 {
-    return Reader(inside).ofType("Series", base);
+    return readDescription("Series", base, inside, kReport);
 }
 
 bool KRVariableStructure::saveDescriptionAs(const std::string& base, KRDataStorage& inside) const
