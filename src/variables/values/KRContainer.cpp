@@ -3,6 +3,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "storage/KRDataFile_StorageBasis.h"
 #include "variables/reading/ReadingOperations.h"
+#include "variables/scan/ExtraParameters.h"
 #include "variables/structures/EntryNames.h"
 
 #include <algorithm>
@@ -104,24 +105,12 @@ bool KRContainer::saveIntoFile(
 
 void KRContainer::readFromFile(KRDataStorage& file, const std::string& withName)
 {
-    namespace names = variables::names;
-    if (!file.contains(names::parameterCount(withName)))
-        return;
-    const auto count = file.readNumber(names::parameterCount(withName));
     Parameters parameters;
-    // The count is the file's own: the first parameter that isn't there ends the list.
-    for (std::int64_t k = 0; count && static_cast<double>(k) < count->doubleValue(); ++k) {
-        if (!file.contains(names::parameterInfo(withName, k)))
-            break;
-        const auto info = file.readRawString(names::parameterInfo(withName, k));
-        const auto colon = info ? info->find(':') : std::string::npos;
-        if (colon == std::string::npos || colon + 1 == info->size())
-            continue;
-        Value value = ReadingOperations::read(info->substr(0, colon), file, names::parameter(withName, k));
-        if (value)
-            parameters.emplace_back(info->substr(colon + 1), std::move(value));
-    }
-    setExtraParameters(std::move(parameters));
+    for (const ExtraParameter& stored : extraParametersOf(withName, file))
+        if (Value value = ReadingOperations::read(stored.kind, file, stored.entry))
+            parameters.emplace_back(stored.name, std::move(value));
+    if (!parameters.empty())
+        setExtraParameters(std::move(parameters));
 }
 
 platform::Value KRContainer::convertToRawFormat() const

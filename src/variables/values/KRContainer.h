@@ -1,5 +1,6 @@
 #pragma once
 
+#include "arrays/geometry/KRBounds.h"
 #include "platform/plist/Value.h"
 #include "storage/KRDataStorageSharedReadWrite.h"
 
@@ -51,6 +52,10 @@ public:
     Parameters possibleParameters() const { return possibleParameters_; }
     // Given at the first call; no other value of the process has it.
     std::int64_t serialNumber() const;
+
+    // What bounds the value, where its kind can tell; else invalid.
+    virtual KRBoundingRange valueRange() const { return KRBoundingRangeCreateInvalid(); }
+    virtual KRBoundingBox2D boundingBox2D() const { return KRBoundingBox2DCreateInvalid(); }
 
     // The part of a value that several values share.
     virtual std::uint64_t sharedSize() const;

@@ -19,7 +19,7 @@ public:
     double numberAtIndex(long index) const; // An index outside is reported and gives NaN.
     double minimumValue() const { return valueRange().minV; } // Of an empty list 0.
     double maximumValue() const { return valueRange().maxV; }
-    KRBoundingRange valueRange() const; // Without NaNs; empty without numbers.
+    KRBoundingRange valueRange() const override; // Without NaNs; empty without numbers.
 
     std::string typeWord() const override { return "NumberList"; }
     std::string description() const override;

@@ -47,7 +47,7 @@ public:
     // The same point when it lies in the region or on its border, else an empty one.
     std::shared_ptr<const KRContainerPoint2D> cropWith2D(
         const std::shared_ptr<const KRContainerRegion2D>& region) const;
-    KRBoundingBox2D boundingBox2D() const; // Of one point; empty for an empty one.
+    KRBoundingBox2D boundingBox2D() const override; // Of one point; empty for an empty one.
 
     KRContainerPoint2D(Private, Point2D point, bool isEmpty) : mPoint_(point), isEmpty_(isEmpty) { }
 

@@ -23,7 +23,7 @@ public:
     static Pointer createFromTextFile(std::FILE* stream, const TextFileInformation& information = {});
     static const ReadingOperation kReading;
 
-    const KRBoundingBox2D& boundingBox2D() const { return theBox_; }
+    KRBoundingBox2D boundingBox2D() const override { return theBox_; }
     bool contains(const Point2D& point) const; // The border belongs to the box.
     std::string typeWord() const override { return "Region2D"; }
     std::string description() const override;
