@@ -4,14 +4,15 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "diagnostics/KRProgressEntry.h"
 #include "storage/values/ElementConversion.h"
+#include "text/fortran/KRUnformattedFortranStream.h"
 #include "variables/values/ArrayShapes.h"
 #include "variables/values/KRPlainValue.h"
 #include "variables/values/StoredNumbers.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
-#include <span>
 
 using variables::ArrayPosition;
 
@@ -48,6 +49,27 @@ KRContainer::Value readArray(KRDataStorage& storage, const std::string& name)
                  : nullptr;
 }
 
+// A record of the dimensions, as 32-bit integers, and one of doubles in column order.
+KRContainer::Value readRecords(KRUnformattedFortranStream& stream)
+{
+    auto sizes = stream.readIntArray();
+    const auto numbers = stream.readDoubleArray();
+    if (!sizes || !numbers)
+        return nullptr;
+    if (stream.shouldSkipData())
+        return KRContainerArray::createEmpty();
+    if (sizes->empty() || sizes->size() > 3 || std::ranges::any_of(*sizes, [](int size) { return size < 0; }))
+        return nullptr;
+    sizes->resize(3, 1);
+    const double count = static_cast<double>((*sizes)[0]) * (*sizes)[1] * (*sizes)[2];
+    if (count != static_cast<double>(numbers->size()))
+        return nullptr;
+    const auto array = KRDoubleArrayContainer::createArrayOfSizeM((*sizes)[0], (*sizes)[1], (*sizes)[2]);
+    if (array)
+        std::ranges::copy(*numbers, array->mutablePointer());
+    return array ? KRContainerArray::initWithDataArray(array) : nullptr;
+}
+
 // The number at a position of an array of any type.
 double numberAt(const KRAnyArray& array, long position)
 {
@@ -58,10 +80,11 @@ double numberAt(const KRAnyArray& array, long position)
 
 } // namespace
 
-const ReadingOperation KRContainerArray::kReading{
-    .type = "Array", .read = readArray, .descriptionFor = descriptionFor, .createEmpty = [] {
-        return ReadingOperation::Value(createEmpty());
-    }};
+const ReadingOperation KRContainerArray::kReading{.type = "Array",
+    .read = readArray,
+    .descriptionFor = descriptionFor,
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = readRecords};
 
 KRContainerArray::Pointer KRContainerArray::initWithDataArray(const KRAnyArray& array)
 {

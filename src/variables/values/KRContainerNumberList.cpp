@@ -2,6 +2,7 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "storage/values/ElementConversion.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/KRPlainValue.h"
 #include "variables/values/StoredNumbers.h"
 
@@ -32,10 +33,11 @@ std::string lines(const KRContainerNumberList& list)
 
 } // namespace
 
-const ReadingOperation KRContainerNumberList::kReading{
-    .type = "NumberList", .read = readNumberList, .descriptionFor = descriptionFor, .createEmpty = [] {
-        return ReadingOperation::Value(createEmpty());
-    }};
+const ReadingOperation KRContainerNumberList::kReading{.type = "NumberList",
+    .read = readNumberList,
+    .descriptionFor = descriptionFor,
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerNumberList::Pointer KRContainerNumberList::createWithNumber(double number)
 {

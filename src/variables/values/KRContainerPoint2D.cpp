@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerPoint2D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/KRPlainValue.h"
 
 #include <fmt/format.h>
@@ -27,7 +28,8 @@ KRContainer::Value readPoint2D(KRDataStorage& storage, const std::string& name)
 
 const ReadingOperation KRContainerPoint2D::kReading{.type = "Point2D",
     .read = readPoint2D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerPoint2D::Pointer KRContainerPoint2D::pointX(double x, double y)
 {

@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerPoint3D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/KRPlainValue.h"
 
 #include <fmt/format.h>
@@ -26,10 +27,11 @@ KRContainer::Value readPoint3D(KRDataStorage& storage, const std::string& name)
 
 } // namespace
 
-const ReadingOperation KRContainerPoint3D::kReading{
-    .type = "Point3D", .read = readPoint3D, .descriptionFor = descriptionFor, .createEmpty = [] {
-        return ReadingOperation::Value(createEmpty());
-    }};
+const ReadingOperation KRContainerPoint3D::kReading{.type = "Point3D",
+    .read = readPoint3D,
+    .descriptionFor = descriptionFor,
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading, float>};
 
 KRContainerPoint3D::Pointer KRContainerPoint3D::pointX(float x, float y, float z)
 {

@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerRange.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/IntervalText.h"
 #include "variables/values/KRPlainValue.h"
 
@@ -28,8 +29,10 @@ KRContainer::Value readRange(KRDataStorage& storage, const std::string& name)
 
 } // namespace
 
-const ReadingOperation KRContainerRange::kReading{
-    .type = "Range", .read = readRange, .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+const ReadingOperation KRContainerRange::kReading{.type = "Range",
+    .read = readRange,
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerRange::Pointer KRContainerRange::createWithMin(double min, double max)
 {

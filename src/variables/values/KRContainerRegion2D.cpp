@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerRegion2D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/IntervalText.h"
 #include "variables/values/KRContainerPoint2D.h"
 #include "variables/values/KRContainerShiftScale2D.h"
@@ -57,7 +58,8 @@ KRContainer::Value readRegion2D(KRDataStorage& storage, const std::string& name)
 
 const ReadingOperation KRContainerRegion2D::kReading{.type = "Region2D",
     .read = readRegion2D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerRegion2D::Pointer KRContainerRegion2D::createWithRegion(const Box2D& box)
 {

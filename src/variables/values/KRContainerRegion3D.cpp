@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerRegion3D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/IntervalText.h"
 #include "variables/values/KRContainerPoint3D.h"
 #include "variables/values/KRContainerShiftScale3D.h"
@@ -50,7 +51,8 @@ float middle(double a, double b)
 
 const ReadingOperation KRContainerRegion3D::kReading{.type = "Region3D",
     .read = readRegion3D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerRegion3D::Pointer KRContainerRegion3D::createWithRegion(const Box3D& box)
 {

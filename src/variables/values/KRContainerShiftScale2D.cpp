@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerShiftScale2D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 #include "variables/values/KRContainerTransform2D.h"
 
 #include <fmt/format.h>
@@ -23,7 +24,8 @@ KRContainer::Value readShiftScale2D(KRDataStorage& storage, const std::string& n
 
 const ReadingOperation KRContainerShiftScale2D::kReading{.type = "ShiftScale2D",
     .read = readShiftScale2D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerShiftScale2D::Pointer KRContainerShiftScale2D::create(
     const Point2D& point, double scaleX, double scaleY)

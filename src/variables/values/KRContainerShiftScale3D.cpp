@@ -1,6 +1,7 @@
 #include "variables/values/KRContainerShiftScale3D.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/values/FortranValues.h"
 
 #include <fmt/format.h>
 
@@ -24,7 +25,8 @@ KRContainer::Value readShiftScale3D(KRDataStorage& storage, const std::string& n
 
 const ReadingOperation KRContainerShiftScale3D::kReading{.type = "ShiftScale3D",
     .read = readShiftScale3D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = variables::fromRecord<kReading>};
 
 KRContainerShiftScale3D::Pointer KRContainerShiftScale3D::createWithPoint(
     const Point3D& point, double andScaleX, double scaleY, double scaleZ)

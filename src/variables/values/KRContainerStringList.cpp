@@ -2,6 +2,7 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "text/fortran/KRUnformattedFortranStream.h"
 #include "variables/structures/EntryNames.h"
 #include "variables/structures/StoredWords.h"
 #include "variables/values/KRPlainValue.h"
@@ -62,12 +63,27 @@ KRContainer::Value readStringList(KRDataStorage& storage, const std::string& nam
     return variables::withParameters(KRContainerStringList::createWithList(list), storage, *end);
 }
 
+// A record of the count, and one for each string.
+KRContainer::Value readRecords(KRUnformattedFortranStream& stream)
+{
+    auto list = std::make_shared<KRUTF8StringList>();
+    const auto count = stream.readNumber();
+    for (std::int64_t i = 0; count && static_cast<double>(i) < *count; ++i) {
+        const auto text = stream.readString();
+        if (!text)
+            return nullptr;
+        list->append(*text);
+    }
+    return count ? KRContainerStringList::createWithList(std::move(list)) : nullptr;
+}
+
 } // namespace
 
-const ReadingOperation KRContainerStringList::kReading{
-    .type = "StringList", .read = readStringList, .descriptionFor = descriptionFor, .createEmpty = [] {
-        return ReadingOperation::Value(createEmpty());
-    }};
+const ReadingOperation KRContainerStringList::kReading{.type = "StringList",
+    .read = readStringList,
+    .descriptionFor = descriptionFor,
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream = readRecords};
 
 KRContainerStringList::Pointer KRContainerStringList::createWithStrings(
     const std::vector<std::string>& strings)

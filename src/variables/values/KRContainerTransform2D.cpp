@@ -1,5 +1,7 @@
 #include "variables/values/KRContainerTransform2D.h"
 
+#include "variables/values/FortranValues.h"
+
 #include <fmt/format.h>
 
 namespace {
@@ -28,7 +30,9 @@ KRContainer::Value readTransform2D(KRDataStorage& storage, const std::string& na
 
 const ReadingOperation KRContainerTransform2D::kReading{.type = "Transform2D",
     .read = readTransform2D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream =
+        variables::fromRecord<kReading, double, variables::RecordShape::Transform2D>};
 
 KRContainerTransform2D::Pointer KRContainerTransform2D::createTransform2D(const Transform2D& transform)
 {

@@ -1,5 +1,7 @@
 #include "variables/values/KRContainerTransform3D.h"
 
+#include "variables/values/FortranValues.h"
+
 #include <fmt/format.h>
 
 namespace {
@@ -24,7 +26,9 @@ KRContainer::Value readTransform3D(KRDataStorage& storage, const std::string& na
 
 const ReadingOperation KRContainerTransform3D::kReading{.type = "Transform3D",
     .read = readTransform3D,
-    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); }};
+    .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
+    .createFromUnformattedFortranStream =
+        variables::fromRecord<kReading, double, variables::RecordShape::Transform3D>};
 
 KRContainerTransform3D::Pointer KRContainerTransform3D::createTransform3D(const Transform3D& transform)
 {
