@@ -69,7 +69,7 @@ protected:
     }
     static void append(const KRDataFile::Pointer& writer, const std::string& name)
     {
-        write(*writer, {{name, 1.0}, {"Seq_" + name, "Real Number"}});
+        write(*writer, name + " = 1; Seq_" + name + " = Real Number");
         writer->flush();
     }
     bool open(const std::string& name)
@@ -233,8 +233,8 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
 TEST_F(VariableFile, TakesAFileThatIsOpen)
 {
     write(*written(),
-        {{"SeqInfo_a_VRange", std::vector<double>{1, 3}}, {"SeqInfo_b_VRange", std::vector<double>{1}},
-            {"Seq_b", "Group"}, {"SeqInfo_b_N", 1.0}, {"SeqInfo_b_1N", "x"}, {"SeqInfo_b_1T", "Path2D"}});
+        "SeqInfo_a_VRange = [1 3]; SeqInfo_b_VRange = 1; Seq_b = Group; SeqInfo_b_N = 1; "
+        "SeqInfo_b_1N = x; SeqInfo_b_1T = Path2D");
     const auto open = storagetest::opened(folder / "d.svbin");
     file->setDataFile(open);
     EXPECT_TRUE(file->isValid());
@@ -288,7 +288,7 @@ TEST_F(VariableFile, FollowsARunningProgram)
 
 TEST_F(VariableFile, AnswersForSingleVariables)
 {
-    const auto memory = memoryOf({{"Seq_v", std::vector<double>{1, 0.25}}, {"v_0", 1.0}, {"v_1", 1.0}});
+    const auto memory = memoryOf("Seq_v = [1 0.25]; v_0 = 1; v_1 = 1");
     EXPECT_THAT(numbersOf(KRVariableFile::getTimeValuesFor("v", *memory)), ElementsAre(0, 0.25));
     EXPECT_EQ(KRVariableFile::getTimeValuesFor("w", *memory)->length(), 0);
     EXPECT_EQ(KRVariableFile::countVariables("v", *memory), 2);
