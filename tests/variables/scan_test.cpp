@@ -9,14 +9,9 @@ namespace {
 
 using Scanned = KRVariableInformation::Pointer;
 
-std::shared_ptr<KRProgressEntry> quietProgress()
-{
-    return KRProgressEntry::createWithDescription(std::string("scan"), KRProgressController::create());
-}
-
 Scanned scanned(const std::shared_ptr<KRDataStorage>& storage, ScanReports* reports = nullptr)
 {
-    return KRVariableInformation::computeInformationFromFile(storage, quietProgress(), reports);
+    return KRVariableInformation::computeInformationFromFile(storage, nullptr, reports);
 }
 
 // Each variable as "name type information [times]".
@@ -215,12 +210,17 @@ TEST(VariableScan, TellsEachFaultOnceHoweverOftenItLooks)
 TEST(VariableScan, ReadsEveryFormat)
 {
     const ScratchFolder folder;
-    const char* const entries = "Seq_n = Real Number; n = 2.5; Seq_v = Path2D; v_0_time = 1; v_0 = [1 2]; "
-                                "v_1_time = 3; v_1 = [3]; Seq_code = [1 0.5]; code_0 = 1; code_1 = 1";
+    const auto series =
+        KRVariableStructure::createSeriesWithType(KRVariableStructure::createWithType("Path2D"));
     std::filesystem::create_directory(folder / "d.svdata");
     for (const char* name : {"d.svbin", "d.mat", "d.ascii", "d.svdata/d.svbin"}) {
         const auto file = KRDataFile::openNewFileWithName(folder / name);
-        write(*file, entries);
+        write(*file,
+            "Seq_n = Real Number; n = 2.5; Seq_v = Series; v_0_time = 1; v_0 = [1 2]; v_1_time = 3; "
+            "v_1 = [3]; Seq_code = [1 0.5]; code_0 = 1; code_1 = 1");
+        EXPECT_TRUE(
+            KRVariableStructure::createWithGroupNames({"a b"}, {series})->saveDescriptionAs("B", *file));
+        EXPECT_TRUE(series->saveDescriptionAs("SeqInfo_v", *file));
         file->flush();
     }
     for (const char* name : {"d.svbin", "d.mat", "d.ascii", "d.svdata"}) {
@@ -228,7 +228,10 @@ TEST(VariableScan, ReadsEveryFormat)
         const auto file = storagetest::opened(folder / name);
         EXPECT_THAT(linesOf(scanned(file), *file),
             ElementsAre("code Path2D 2 time values [0 0.5]", "n Real Number 2.5 [0]",
-                "v Path2D 2 time values [1 3]"));
+                "v Series 2 time values [1 3]"));
+        EXPECT_EQ(shown(scanned(file)->informationFor("v")->structure()), "Series of Path2D\n");
+        EXPECT_EQ(shown(KRVariableStructure::groupStructureFromName("B", *file)),
+            "Group\n    a b = Series of Path2D\n");
     }
 }
 
@@ -236,14 +239,8 @@ TEST(VariableScan, ReadsEveryFormat)
 TEST(VariableScan, ReadsTextsThatAnIndexHasTurnedIntoBytes)
 {
     const ScratchFolder folder;
-    {
-        SVDataFile library(folder / "d.svbin", SVFile::NewReadWrite);
-        library.Save("Path2D", "Seq_v");
-        library.Save("Group", "Seq_g");
-        library.Save(1.0, "SeqInfo_g_N");
-        library.Save("x", "SeqInfo_g_1N");
-        library.Save("Point2D", "SeqInfo_g_1T");
-    }
+    write(*KRDataFile::openNewFileWithName(folder / "d.svbin"),
+        "Seq_v = Path2D; Seq_g = Group; SeqInfo_g_N = 1; SeqInfo_g_1N = x; SeqInfo_g_1T = Point2D");
     const auto writable = KRDataFileBinary::createWithName(folder / "d.svbin");
     writable->openFileWithProgress();
     writable->addIndexBlock();

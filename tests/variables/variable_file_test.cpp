@@ -56,10 +56,14 @@ protected:
     }
     ~VariableFile() override
     {
-        within([&] { return !isBusy(); });
+        becomesIdle();
         KRVariableFile::setWarningSound(nullptr);
     }
     bool isBusy() const { return file->currentlyOpening() || file->currentlyUpdating(); }
+    bool becomesIdle() const
+    {
+        return within([&] { return !isBusy(); });
+    }
     // A file with one number, and further ones that are appended.
     KRDataFile::Pointer written(const std::string& name = "d.svbin") const
     {
@@ -72,15 +76,15 @@ protected:
         write(*writer, name + " = 1; Seq_" + name + " = Real Number");
         writer->flush();
     }
-    bool open(const std::string& name)
+    void open(const std::string& name)
     {
         file->openFile(folder / name);
-        return within([&] { return !isBusy(); });
+        ASSERT_TRUE(becomesIdle());
     }
-    bool update()
+    void update()
     {
         file->updateFile();
-        return within([&] { return !isBusy(); });
+        ASSERT_TRUE(becomesIdle());
     }
     Names names() const { return file->variables().value_or(Names{"none"}); }
 
@@ -100,7 +104,7 @@ TEST_F(VariableFile, OpensOnAWorkerAndTellsItsClients)
     EXPECT_FALSE(file->isValid());
     EXPECT_EQ(file->fileSizeInBytes(), 0U);
     EXPECT_EQ(client->changes, 0);
-    ASSERT_TRUE(within([&] { return !isBusy(); }));
+    ASSERT_TRUE(becomesIdle());
     EXPECT_TRUE(file->isValid() && file->hasBeenOpened());
     EXPECT_EQ(client->changes, 1);
     EXPECT_EQ(owner->validityChanges, 1);
@@ -123,7 +127,7 @@ TEST_F(VariableFile, OpensOnAWorkerAndTellsItsClients)
 TEST_F(VariableFile, IsInvalidWithoutAReadableFile)
 {
     storagetest::store(folder / "bad", std::string(40, '\1'));
-    ASSERT_TRUE(open("bad"));
+    open("bad");
     EXPECT_FALSE(file->isValid() || file->hasBeenOpened());
     EXPECT_THAT(names(), ElementsAre("none"));
     MainLoop::main().runPending();
@@ -131,13 +135,13 @@ TEST_F(VariableFile, IsInvalidWithoutAReadableFile)
     ASSERT_EQ(owner->center->messages().size(), 1U) << "workers report to the owner's center";
     EXPECT_THAT(owner->center->messages()[0]->shortDescription(), HasSubstr("has an invalid format."));
     written();
-    ASSERT_TRUE(open("d.svbin"));
+    open("d.svbin");
     EXPECT_EQ(owner->validityChanges, 1);
     file->openFile(std::nullopt);
     EXPECT_FALSE(file->isValid() || file->fileName());
     EXPECT_EQ(client->changes, 3);
     written("other.svbin");
-    ASSERT_TRUE(open("other.svbin"));
+    open("other.svbin");
     file->deleteTheFile();
     EXPECT_FALSE(std::filesystem::exists(folder / "other.svbin"));
     EXPECT_FALSE(file->isValid());
@@ -151,13 +155,13 @@ TEST_F(VariableFile, RefusesWhatWouldRunTwice)
         file->openFile(folder / "d.svbin");
         file->openFile(folder / "other.svbin");
         file->updateFile();
-        ASSERT_TRUE(within([&] { return !isBusy(); }));
+        ASSERT_TRUE(becomesIdle());
         append(writer, "b");
         file->updateFile();
         file->updateFile();
         file->openFile(folder / "other.svbin");
         file->setDataFile(nullptr);
-        ASSERT_TRUE(within([&] { return !isBusy(); }));
+        ASSERT_TRUE(becomesIdle());
     }),
         (Names{"No data file to update.", "already opening a file",
             "Currently opening a file, can't update it.", "Still updating the file.",
@@ -171,18 +175,18 @@ TEST_F(VariableFile, RefusesWhatWouldRunTwice)
 TEST_F(VariableFile, HoldsAnUpdateBackUntilItIsAllowed)
 {
     const auto writer = written();
-    ASSERT_TRUE(open("d.svbin"));
+    open("d.svbin");
     const auto storage = file->dataStorage();
     const auto number = storage->serialNumberForVariable("a");
-    ASSERT_TRUE(update());
+    update();
     EXPECT_EQ(client->changes, 1) << "nothing is new";
     client->allows = false;
     append(writer, "B");
-    ASSERT_TRUE(update());
+    update();
     owner->sends = false;
     client->allows = true;
     append(writer, "c");
-    ASSERT_TRUE(update());
+    update();
     file->changesMightBeAllowed();
     EXPECT_THAT(names(), ElementsAre("a"));
     EXPECT_THAT(storage->variableNames(), ElementsAre("a"));
@@ -205,7 +209,7 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
 {
     const auto writer = written();
     client->allows = false;
-    ASSERT_TRUE(open("d.svbin"));
+    open("d.svbin");
     EXPECT_EQ(client->changes, 0);
     client->allows = true;
     file->changesMightBeAllowed();
@@ -213,19 +217,18 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
     // A change that waits when another file is opened is a mistake, and is told.
     client->allows = false;
     append(writer, "b");
-    ASSERT_TRUE(update());
+    update();
     client->allows = true;
-    EXPECT_THAT(
-        messagesOf([&] { EXPECT_TRUE(open("d.svbin")); }), ElementsAre("Internal error: Unexpected state"));
+    EXPECT_THAT(messagesOf([&] { open("d.svbin"); }), ElementsAre("Internal error: Unexpected state"));
     // Work on a file that has been closed has no effect.
     append(writer, "c");
     file->updateFile();
     file->closeTheFile();
-    ASSERT_TRUE(within([&] { return !isBusy(); }));
+    ASSERT_TRUE(becomesIdle());
     EXPECT_THAT(names(), ElementsAre("none"));
     file->openFile(folder / "d.svbin");
     file->closeTheFile();
-    ASSERT_TRUE(within([&] { return !isBusy(); }));
+    ASSERT_TRUE(becomesIdle());
     EXPECT_THAT(names(), ElementsAre("none"));
     EXPECT_FALSE(file->isValid());
 }
@@ -265,7 +268,7 @@ TEST_F(VariableFile, FollowsARunningProgram)
     ASSERT_TRUE(program);
     ASSERT_TRUE(
         within([&] { return std::filesystem::exists(path) && std::filesystem::file_size(path) > 60; }));
-    ASSERT_TRUE(open("run.svbin"));
+    open("run.svbin");
     EXPECT_EQ(file->informationFor("v")->times().count(), 0);
     for (int steps = 1; steps <= 20; ++steps) {
         SCOPED_TRACE(steps);
