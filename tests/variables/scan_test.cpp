@@ -4,21 +4,14 @@
 #include "variables/scan/StoredTimes.h"
 #include "variables_testing.h"
 
-#include <fmt/format.h>
-
 namespace variablestest {
 namespace {
 
 using Scanned = KRVariableInformation::Pointer;
 
-std::shared_ptr<KRProgressEntry> quietProgress()
-{
-    return KRProgressEntry::createWithDescription(std::string("scan"), KRProgressController::create());
-}
-
 Scanned scanned(const std::shared_ptr<KRDataStorage>& storage, ScanReports* reports = nullptr)
 {
-    return KRVariableInformation::computeInformationFromFile(storage, quietProgress(), reports);
+    return KRVariableInformation::computeInformationFromFile(storage, nullptr, reports);
 }
 
 // Each variable as "name type information [times]".
@@ -26,122 +19,109 @@ Names linesOf(const Scanned& information, KRDataStorage& storage)
 {
     Names lines;
     for (const auto& record : information->records()) {
-        std::string line = record.name() + " " + record.type() + " "
-            + KRVariableInformation::informationText(record, storage) + " [";
-        for (const double time : record.times().asNumbers())
-            line += fmt::format("{} ", time);
-        line.back() = line.back() == ' ' ? ']' : '[';
-        lines.push_back(line.back() == '[' ? line + "]" : line);
+        lines.push_back(fmt::format("{} {} {} [{}]", record.name(), record.type(),
+            KRVariableInformation::informationText(record, storage),
+            fmt::join(record.times().asNumbers(), " ")));
     }
     return lines;
 }
 
-std::string lineOf(const Entries& entries)
-{
-    const auto memory = memoryOf(entries);
-    const Names lines = linesOf(scanned(memory), *memory);
-    return lines.empty() ? "none" : lines.front();
-}
-
-constexpr const char* kMissing =
-    "Not all time values were saved|When reading from \"\", only the first {} of {} timevalues were saved "
-    "for "
-    "\"v\".  The most likely cause of this is that the file is currently being written.  In order to avoid "
-    "this "
-    "problem, write the time value before you write the variable.  That way the time step will exist if the "
-    "variable can be read.";
-
 std::string missing(int first, int of)
 {
-    return fmt::format(fmt::runtime(kMissing), first, of);
+    return fmt::format(
+        "Not all time values were saved|When reading from \"\", only the first {} of {} timevalues were "
+        "saved "
+        "for \"v\".  The most likely cause of this is that the file is currently being written.  In order to "
+        "avoid this problem, write the time value before you write the variable.  That way the time step "
+        "will "
+        "exist if the variable can be read.",
+        first, of);
+}
+
+std::string illegal(const std::string& type, const std::string& name = "v")
+{
+    return fmt::format(
+        "Illegal variable type \"{0}\"|Illegal variable type \"{0}\" for the variable \"{1}\"", type, name);
 }
 
 struct Variable {
-    Entries entries;
-    std::string line; // "none" for no record.
+    const char* entries;
+    std::string line = "none"; // For no record.
     Names messages = {};
 };
 
 void expectLines(const std::vector<Variable>& variables)
 {
     for (const Variable& variable : variables) {
-        SCOPED_TRACE(variable.line);
-        EXPECT_EQ(messagesOf([&] { EXPECT_EQ(lineOf(variable.entries), variable.line); }), variable.messages);
+        SCOPED_TRACE(variable.entries);
+        const auto memory = memoryOf(variable.entries);
+        Names lines;
+        EXPECT_EQ(messagesOf([&] { lines = linesOf(scanned(memory), *memory); }), variable.messages);
+        EXPECT_EQ(lines.empty() ? "none" : lines.front(), variable.line);
     }
 }
 
 TEST(VariableScan, TakesTypesFromAnnouncementsAlone)
 {
     expectLines({
-        {{{"a", 1.0}, {"SeqInfo_v", "Group"}}, "none"},
-        {{{"Seq_", "Path2D"}}, "none"},
-        {{{"Seq_v", ""}}, "none"},
-        {{{"Seq_v", "Path2D"}}, "v Path2D Empty []"},
-        {{{"Seq_v", 28.0}, {"v", 1.0}}, "v PointCollection2D 1 time value [0]"},
-        {{{"Seq_v", "Real Number"}, {"v", 2.5}}, "v Real Number 2.5 [0]"},
-        {{{"Seq_v", "Real Number"}, {"v_0", -3.0}}, "v Real Number -3 [0]"},
-        {{{"Seq_v", "Real Number"}, {"v", "w"}, {"w", 7.0}}, "v Real Number 7 [0]"},
-        {{{"Seq_v", "Real Number"}, {"v", "v"}}, "v Real Number 1 time value [0]",
+        {"a = 1; SeqInfo_v = Group"},
+        {"Seq_ = Path2D"},
+        {"Seq_v = "},
+        {"Seq_v = Path2D", "v Path2D Empty []"},
+        {"Seq_v = 28; v = 1", "v PointCollection2D 1 time value [0]"},
+        {"Seq_v = Real Number; v = 2.5", "v Real Number 2.5 [0]"},
+        {"Seq_v = Real Number; v_0 = -3", "v Real Number -3 [0]"},
+        {"Seq_v = Real Number; v = w; w = 7", "v Real Number 7 [0]"},
+        {"Seq_v = Real Number; v = v", "v Real Number 1 time value [0]",
             {"Circular reference inside datafile."}},
-        {{{"Seq_v", std::vector<double>{22, 0.5}}, {"v_0", 4.0}}, "v Real Number 4 [0]"},
-        {{{"Seq_v", "3D Prizm Mesh"}}, "v PrismMesh3D Empty []"},
-        {{{"Seq_v", "List of Numbers"}}, "v NumberList Empty []"},
-        {{{"Seq_v", "RealNumber"}, {"v", 1.0}}, "v Real Number 1 [0]"},
-        {{{"Seq_v", 4.0}}, "none",
-            {"Illegal variable type \"Unknown\"|Illegal variable type \"Unknown\" for the variable \"v\""}},
-        {{{"Seq_v", "Lie"}}, "none",
-            {"Illegal variable type \"Lie\"|Illegal variable type \"Lie\" for the variable \"v\""}},
-        {{{"Seq_v", std::vector<double>{}}}, "none",
-            {"Illegal variable type \"Unknown\"|Illegal variable type \"Unknown\" for the variable \"v\""}},
+        {"Seq_v = [22 0.5]; v_0 = 4", "v Real Number 4 [0]"},
+        {"Seq_v = 3D Prizm Mesh", "v PrismMesh3D Empty []"},
+        {"Seq_v = List of Numbers", "v NumberList Empty []"},
+        {"Seq_v = RealNumber; v = 1", "v Real Number 1 [0]"},
+        {"Seq_v = 4", "none", {illegal("Unknown")}},
+        {"Seq_v = Lie", "none", {illegal("Lie")}},
+        {"Seq_v = []", "none", {illegal("Unknown")}},
     });
     EXPECT_FALSE(scanned(nullptr));
 }
 
 TEST(VariableScan, FindsTheTimeOfEachValue)
 {
-    const Entry path{"Seq_v", "Path2D"};
-    const Entry v0{"v_0", 1.0};
-    const Entry v1{"v_1", 1.0};
-    const Entry v2{"v_2", 1.0};
-    const auto all = [](std::vector<double> times) {
-        return Entry{"SeqInfo_v_TimeValues", std::move(times)};
-    };
-    const auto announced = [](double step) { return Entry{"Seq_v", std::vector<double>{1, step}}; };
     const std::string backward = "The time information for v goes backward for entry number ";
     expectLines({
         // A constant step.
-        {{announced(0.5), v0, v1, v2, {"v_3", 1.0}}, "v Path2D 4 time values [0 0.5 1 1.5]"},
-        {{announced(0), v0, v1}, "v Path2D 2 time values [0 1]"},
-        {{announced(-1), v0, v1, {"v_0_time", 2.0}, {"v_1_time", 5.0}}, "v Path2D 2 time values [2 5]"},
-        {{announced(INFINITY), v0, v1}, "v Path2D 2 time values [0 1]"},
+        {"Seq_v = [1 0.5]; v_0 = 1; v_1 = 1; v_2 = 1; v_3 = 1", "v Path2D 4 time values [0 0.5 1 1.5]"},
+        {"Seq_v = [1 0]; v_0 = 1; v_1 = 1", "v Path2D 2 time values [0 1]"},
+        {"Seq_v = [1 -1]; v_0 = 1; v_1 = 1; v_0_time = 2; v_1_time = 5", "v Path2D 2 time values [2 5]"},
         // One by one.
-        {{path, {"v", 1.0}, {"v_time", 3.0}}, "v Path2D 1 time value [3]"},
-        {{path, v0, v1, v2}, "v Path2D 3 time values [0 1 2]"},
-        {{path, {"v", 1.0}, v0, v1, {"v_time", 3.0}, {"v_0_time", 1.0}, {"v_1_time", 4.0}},
+        {"Seq_v = 1; v = 1; v_time = 3", "v Path2D 1 time value [3]"},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_2 = 1", "v Path2D 3 time values [0 1 2]"},
+        {"Seq_v = 1; v = 1; v_0 = 1; v_1 = 1; v_time = 3; v_0_time = 1; v_1_time = 4",
             "v Path2D 2 time values [3 4]"},
-        {{path, v0, v1, v2, {"v_0_time", 5.0}}, "v Path2D 3 time values [5 10 15]", {missing(1, 3)}},
-        {{path, v0, v1, v2, {"v_0_time", 0.0}}, "v Path2D 3 time values [0 1 2]", {missing(1, 3)}},
-        {{path, v0, v1, v2, {"v_3", 1.0}, {"v_0_time", 2.0}, {"v_1_time", 2.5}, {"v_2_time", "late"}},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_2 = 1; v_0_time = 5", "v Path2D 3 time values [5 10 15]",
+            {missing(1, 3)}},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_2 = 1; v_0_time = 0", "v Path2D 3 time values [0 1 2]",
+            {missing(1, 3)}},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_2 = 1; v_3 = 1; v_0_time = 2; v_1_time = 2.5; v_2_time = late",
             "v Path2D 4 time values [2 2.5 3 3.5]", {missing(2, 4)}},
-        {{path, v0, v1, {"v_0_time", 0.0}, {"v_1_time", 0.0}}, "v Path2D 2 time values [0 1]",
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = 0; v_1_time = 0", "v Path2D 2 time values [0 1]",
             {backward + "1.", missing(1, 2)}},
-        {{path, v0, v1, {"v_0_time", 4.0}, {"v_1_time", 4.0}}, "v Path2D 2 time values [4 8]",
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = 4; v_1_time = 4", "v Path2D 2 time values [4 8]",
             {backward + "1.", missing(1, 2)}},
-        {{path, v0, v1, {"v_0_time", -1.0}, {"v_1_time", 4.0}}, "v Path2D 2 time values [0 1]",
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = -1; v_1_time = 4", "v Path2D 2 time values [0 1]",
             {backward + "0."}},
-        {{path, v0, v1, {"v_0_time", NAN}, {"v_1_time", INFINITY}}, "v Path2D 2 time values [nan inf]"},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = nan; v_1_time = inf", "v Path2D 2 time values [nan inf]"},
         // All at once.
-        {{announced(2), v0, v1, v2, all({0, 3, 2}), {"v_0_time", 9.0}}, "v Path2D 3 time values [0 3 2]"},
-        {{path, v0, v1, all({0, NAN})}, "v Path2D 2 time values [0 nan]"},
-        {{path, v0, v1, {"SeqSeriesInfo_v_TimeValues", std::vector<double>{1, 2}}},
-            "v Path2D 2 time values [1 2]"},
-        {{path, v0, v1, {"SeqInfo_v_TimeValues", "none"},
-             {"SeqSeriesInfo_v_TimeValues", std::vector<double>{1, 1}}},
+        {"Seq_v = [1 2]; v_0 = 1; v_1 = 1; v_2 = 1; SeqInfo_v_TimeValues = [0 3 2]; v_0_time = 9",
+            "v Path2D 3 time values [0 3 2]"},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqSeriesInfo_v_TimeValues = [1 2]", "v Path2D 2 time values [1 2]"},
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = x; SeqSeriesInfo_v_TimeValues = [1 1]",
             "v Path2D 2 time values [0 1]",
             {"Time array for \"SeqSeriesInfo_v_TimeValues\" needs to be strictly increasing."}},
-        {{announced(3), v0, v1, all({1})}, "v Path2D 2 time values [0 3]",
+        {"Seq_v = [1 3]; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = [1 2 3]", "v Path2D 2 time values [0 3]",
             {"The array \"SeqInfo_v_TimeValues\" didn't have the right size."}},
-        {{path, v0, v1, all({-1, 1}), {"v_0_time", 7.0}, {"v_1_time", 8.0}}, "v Path2D 2 time values [7 8]",
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = [-1 1]; v_0_time = 7; v_1_time = 8",
+            "v Path2D 2 time values [7 8]",
             {"First time value for \"SeqInfo_v_TimeValues\" needs to be >=0."}},
     });
 }
@@ -149,10 +129,9 @@ TEST(VariableScan, FindsTheTimeOfEachValue)
 TEST(VariableScan, CountsByDoublingAndBisection)
 {
     const auto count = [](const std::vector<long>& steps) {
-        Entries entries;
+        const auto memory = std::make_shared<KRDataInMemory>();
         for (const long step : steps)
-            entries.emplace_back("v_" + std::to_string(step), 1.0);
-        const auto memory = memoryOf(entries);
+            write(*memory, fmt::format("v_{} = 1", step));
         ScanReports reports;
         return StoredTimes(*memory, nullptr, reports).countVariables("v");
     };
@@ -199,10 +178,10 @@ TEST(VariableScan, NeedsFewLookUpsForAMillionValues)
 
 TEST(VariableScan, ReadsTheStructuresOfCompositeTypes)
 {
-    const auto memory = memoryOf({{"Seq_g", "Group"}, {"SeqInfo_g_N", 1.0}, {"SeqInfo_g_1N", "a"},
-        {"SeqInfo_g_1T", "Path2D"}, {"Seq_s", "Series"}, {"SeqInfo_s_type", "Point2D"}, {"s_0", 1.0},
-        {"Seq_t", "Table"}, {"SeqInfo_t_N", 1.0}, {"SeqInfo_t_1N", "c"}, {"SeqInfo_t_1T", "NumberList"},
-        {"Seq_lost", "Group"}, {"Seq_p", "Path2D"}, {"Seq_r", "Real Number"}});
+    const auto memory = memoryOf(
+        "Seq_g = Group; SeqInfo_g_N = 1; SeqInfo_g_1N = a; SeqInfo_g_1T = Path2D; Seq_s = Series; s_0 = 1; "
+        "SeqInfo_s_type = Point2D; Seq_t = Table; SeqInfo_t_N = 1; SeqInfo_t_1N = c; "
+        "SeqInfo_t_1T = NumberList; Seq_lost = Group; Seq_p = Path2D; Seq_r = Real Number");
     const Scanned result = scanned(memory);
     Names lines;
     for (const auto& record : result->records())
@@ -220,25 +199,28 @@ TEST(VariableScan, ReadsTheStructuresOfCompositeTypes)
 
 TEST(VariableScan, TellsEachFaultOnceHoweverOftenItLooks)
 {
-    const auto memory = memoryOf({{"Seq_a", "Lie"}, {"Seq_b", "Lie"}, {"Seq_s", "Series"},
-        {"Seq_v", "Path2D"}, {"v_0", 1.0}, {"v_1", 1.0}, {"v_0_time", 1.0}});
+    const auto memory =
+        memoryOf("Seq_a = Lie; Seq_b = Lie; Seq_s = Series; Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = 1");
     ScanReports reports;
     EXPECT_EQ(messagesOf([&] { scanned(memory, &reports); }).size(), 4U);
-    write(*memory, {{"v_2", 1.0}, {"Seq_c", "Lie"}});
-    EXPECT_THAT(messagesOf([&] { scanned(memory, &reports); }),
-        ElementsAre("Illegal variable type \"Lie\"|Illegal variable type \"Lie\" for the variable \"c\""));
+    write(*memory, "v_2 = 1; Seq_c = Lie");
+    EXPECT_THAT(messagesOf([&] { scanned(memory, &reports); }), ElementsAre(illegal("Lie", "c")));
 }
 
 TEST(VariableScan, ReadsEveryFormat)
 {
     const ScratchFolder folder;
-    const Entries entries{{"Seq_n", "Real Number"}, {"n", 2.5}, {"Seq_v", "Path2D"}, {"v_0_time", 1.0},
-        {"v_0", std::vector<double>{1, 2}}, {"v_1_time", 3.0}, {"v_1", std::vector<double>{3}},
-        {"Seq_code", std::vector<double>{1, 0.5}}, {"code_0", 1.0}, {"code_1", 1.0}};
+    const auto series =
+        KRVariableStructure::createSeriesWithType(KRVariableStructure::createWithType("Path2D"));
     std::filesystem::create_directory(folder / "d.svdata");
     for (const char* name : {"d.svbin", "d.mat", "d.ascii", "d.svdata/d.svbin"}) {
         const auto file = KRDataFile::openNewFileWithName(folder / name);
-        write(*file, entries);
+        write(*file,
+            "Seq_n = Real Number; n = 2.5; Seq_v = Series; v_0_time = 1; v_0 = [1 2]; v_1_time = 3; "
+            "v_1 = [3]; Seq_code = [1 0.5]; code_0 = 1; code_1 = 1");
+        EXPECT_TRUE(
+            KRVariableStructure::createWithGroupNames({"a b"}, {series})->saveDescriptionAs("B", *file));
+        EXPECT_TRUE(series->saveDescriptionAs("SeqInfo_v", *file));
         file->flush();
     }
     for (const char* name : {"d.svbin", "d.mat", "d.ascii", "d.svdata"}) {
@@ -246,7 +228,10 @@ TEST(VariableScan, ReadsEveryFormat)
         const auto file = storagetest::opened(folder / name);
         EXPECT_THAT(linesOf(scanned(file), *file),
             ElementsAre("code Path2D 2 time values [0 0.5]", "n Real Number 2.5 [0]",
-                "v Path2D 2 time values [1 3]"));
+                "v Series 2 time values [1 3]"));
+        EXPECT_EQ(shown(scanned(file)->informationFor("v")->structure()), "Series of Path2D\n");
+        EXPECT_EQ(shown(KRVariableStructure::groupStructureFromName("B", *file)),
+            "Group\n    a b = Series of Path2D\n");
     }
 }
 
@@ -254,14 +239,8 @@ TEST(VariableScan, ReadsEveryFormat)
 TEST(VariableScan, ReadsTextsThatAnIndexHasTurnedIntoBytes)
 {
     const ScratchFolder folder;
-    {
-        SVDataFile library(folder / "d.svbin", SVFile::NewReadWrite);
-        library.Save("Path2D", "Seq_v");
-        library.Save("Group", "Seq_g");
-        library.Save(1.0, "SeqInfo_g_N");
-        library.Save("x", "SeqInfo_g_1N");
-        library.Save("Point2D", "SeqInfo_g_1T");
-    }
+    write(*KRDataFile::openNewFileWithName(folder / "d.svbin"),
+        "Seq_v = Path2D; Seq_g = Group; SeqInfo_g_N = 1; SeqInfo_g_1N = x; SeqInfo_g_1T = Point2D");
     const auto writable = KRDataFileBinary::createWithName(folder / "d.svbin");
     writable->openFileWithProgress();
     writable->addIndexBlock();
@@ -276,12 +255,9 @@ TEST(VariableScan, ShowsItsProgressAndStopsReadingTimesOnDemand)
     ShownProgress shown;
     const auto entry = shown.addEntry();
     ASSERT_TRUE(shown.line);
-    Entries entries{{"Seq_v", "Path2D"}, {"Seq_w", "Path2D"}};
-    for (int k = 0; k < 300; ++k) {
-        entries.emplace_back("v_" + std::to_string(k), 1.0);
-        entries.emplace_back("v_" + std::to_string(k) + "_time", 2.0 * k);
-    }
-    const auto memory = memoryOf(entries);
+    const auto memory = memoryOf("Seq_v = 1; Seq_w = 1");
+    for (int k = 0; k < 300; ++k)
+        write(*memory, fmt::format("v_{0} = 1; v_{0}_time = {1}", k, 2 * k));
     KRVariableInformation::computeInformationFromFile(memory, entry);
     EXPECT_TRUE(shown.reaches(1));
     EXPECT_THAT(shown.line->descriptionString(), HasSubstr("Reading the content of"));
@@ -292,10 +268,10 @@ TEST(VariableScan, ShowsItsProgressAndStopsReadingTimesOnDemand)
 
 TEST(ExtraParameters, AreListedAsFarAsTheyAreThere)
 {
-    const auto memory = memoryOf({{"v_prmtrs", 2e9}, {"v_prmtrs_0_info", "Real Number:a:b"},
-        {"v_prmtrs_1_info", "no colon"}, {"v_prmtrs_2_info", "String:"}, {"v_prmtrs_3_info", ":name"},
-        {"v_prmtrs_4_info", "String:c"}, {"w_prmtrs", 1.0}, {"w_prmtrs_0_info", "String:x"},
-        {"w_prmtrs_1_info", "String:y"}, {"u_prmtrs_0_info", "String:z"}});
+    const auto memory = memoryOf("v_prmtrs = 2e9; v_prmtrs_0_info = Real Number:a:b; v_prmtrs_1_info = none; "
+                                 "v_prmtrs_2_info = String:; v_prmtrs_3_info = :name; v_prmtrs_4_info = "
+                                 "String:c; w_prmtrs = 1; w_prmtrs_0_info = String:x; w_prmtrs_1_info = "
+                                 "String:y; u_prmtrs_0_info = String:z");
     const auto listed = [&](const std::string& name) {
         Names lines;
         for (const auto& parameter : extraParametersOf(name, *memory))

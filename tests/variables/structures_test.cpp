@@ -1,4 +1,5 @@
 #include "platform/files/Places.h"
+#include "variables/reading/ReadingOperations.h"
 #include "variables/structures/BuiltInTypes.h"
 #include "variables/structures/KRVariableModulesPref.h"
 #include "variables/structures/TypeCodes.h"
@@ -6,6 +7,8 @@
 
 namespace variablestest {
 namespace {
+
+using testing::IsSupersetOf;
 
 Structure plain(const char* type)
 {
@@ -44,35 +47,16 @@ TEST(VariableStructure, IsDescribedLevelByLevel)
     EXPECT_EQ(shown(plain("Table")), "Table (empty)");
     EXPECT_EQ(shown(plain("Series")), "Series of (nothing)");
     EXPECT_EQ(shown(everything()),
-        "Group\n"
-        "    path = Path2D\n"
-        "    values = Table\n"
-        "        a = NumberList\n"
-        "        b = StringList\n"
-        "    inner = Group\n"
+        "Group\n    path = Path2D\n"
+        "    values = Table\n        a = NumberList\n        b = StringList\n    inner = Group\n"
         "        empty = Group (empty)        none = Table (empty)"
         "    when = Series of Group\n"
         "            x = Series of Real Number\n");
 }
 
-TEST(VariableStructure, ComesBackFromEveryFormat)
+TEST(VariableStructure, ComesBackFromItsDescription)
 {
-    const ScratchFolder folder;
-    for (const char* name : {"s.svbin", "s.mat", "s.ascii"}) {
-        SCOPED_TRACE(name);
-        const auto file = KRDataFile::openNewFileWithName(folder / name);
-        EXPECT_TRUE(group({"p", "t", "s"},
-            {plain("Path2D"), table({"a b"}, {plain("NumberList")}), series(plain("Point2D"))})
-                        ->saveDescriptionAs("SeqInfo_v", *file));
-        write(*file, {{"Seq_v", "Group"}});
-        file->flush();
-        const auto read =
-            KRVariableStructure::readVariableStructureFor("v", *storagetest::opened(folder / name));
-        EXPECT_EQ(shown(read),
-            "Group\n    p = Path2D\n    t = Table\n        a b = NumberList\n    s = Series of Point2D\n");
-    }
-    // A memory holds what the files can't: a number where a type is expected, and no series' element.
-    const auto memory = memoryOf({{"Seq_v", "Group"}});
+    const auto memory = std::make_shared<KRDataInMemory>();
     EXPECT_TRUE(everything()->saveDescriptionAs("B", *memory));
     EXPECT_EQ(shown(KRVariableStructure::groupStructureFromName("B", *memory)),
         "Group\n    path = Path2D\n    values = Table\n        a = NumberList\n        b = StringList\n"
@@ -83,40 +67,33 @@ TEST(VariableStructure, ComesBackFromEveryFormat)
     EXPECT_EQ(memory->readRawString("B_4T_type_1T_type"), "Real Number");
 }
 
-struct Stored {
-    const char* what;
-    Entries entries;
-    const char* group;
-    Names messages = {};
-};
-
 TEST(VariableStructure, ReadsAsMuchOfAGroupAsIsThere)
 {
-    const Stored cases[] = {
-        {"no count", {{"B_1N", "a"}, {"B_1T", "Path2D"}}, "null"},
-        {"count 0", {{"B_N", 0.0}, {"B_1N", "a"}, {"B_1T", "Path2D"}}, "null"},
-        {"negative count", {{"B_N", -1.0}, {"B_1N", "a"}, {"B_1T", "Path2D"}}, "null"},
-        {"a count that is no number", {{"B_N", NAN}, {"B_1N", "a"}, {"B_1T", "Path2D"}}, "null"},
-        {"a count beyond all entries", {{"B_N", 2e9}, {"B_1N", "a"}, {"B_1T", "Path2D"}},
+    const struct {
+        const char* entries;
+        const char* group;
+        Names messages = {};
+    } cases[] = {
+        {"B_1N = a; B_1T = Path2D", "null"},
+        {"B_N = 0; B_1N = a; B_1T = Path2D", "null"},
+        {"B_N = -1; B_1N = a; B_1T = Path2D", "null"},
+        {"B_N = nan; B_1N = a; B_1T = Path2D", "null"},
+        {"B_N = 2e9; B_1N = a; B_1T = Path2D", "Group\n    a = Path2D\n"},
+        {"B_N = 2", "Group (empty)"},
+        {"B_N = 1; B_1N = a; B_1T = 65", "Group (empty)"},
+        // The second of three names is missing.
+        {"B_N = 3; B_1N = a; B_1T = Path2D; B_2T = Path2D; B_3N = c; B_3T = Path2D",
             "Group\n    a = Path2D\n"},
-        {"nothing of the entries yet", {{"B_N", 2.0}}, "Group (empty)"},
-        {"the second name is missing",
-            {{"B_N", 3.0}, {"B_1N", "a"}, {"B_1T", "Path2D"}, {"B_2T", "Path2D"}, {"B_3N", "c"},
-                {"B_3T", "Path2D"}},
-            "Group\n    a = Path2D\n"},
-        {"the older names of types",
-            {{"B_N", 2.0}, {"B_1N", "a"}, {"B_1", "Path2D"}, {"B_2N", "s"}, {"B_2", "Series"},
-                {"B_2_type", "Point2D"}},
+        // The older names of types.
+        {"B_N = 2; B_1N = a; B_1 = Path2D; B_2N = s; B_2 = Series; B_2_type = Point2D",
             "Group\n    a = Path2D\n    s = Series of Point2D\n"},
-        {"an entry without description is left out",
-            {{"B_N", 2.0}, {"B_1N", "a"}, {"B_1T", "Group"}, {"B_2N", "b"}, {"B_2T", "Path2D"}},
-            "Group\n    b = Path2D\n"},
-        {"a number isn't a type", {{"B_N", 1.0}, {"B_1N", "a"}, {"B_1T", 65.0}}, "Group (empty)"},
-        {"a series without element is left out, and told", {{"B_N", 1.0}, {"B_1N", "a"}, {"B_1T", "Series"}},
-            "Group (empty)", {"Internal error, invalid variable structure definition"}},
+        // Entries without a description are left out.
+        {"B_N = 2; B_1N = a; B_1T = Group; B_2N = b; B_2T = Path2D", "Group\n    b = Path2D\n"},
+        {"B_N = 1; B_1N = a; B_1T = Series", "Group (empty)",
+            {"Internal error, invalid variable structure definition"}},
     };
-    for (const Stored& stored : cases) {
-        SCOPED_TRACE(stored.what);
+    for (const auto& stored : cases) {
+        SCOPED_TRACE(stored.entries);
         const auto memory = memoryOf(stored.entries);
         EXPECT_EQ(messagesOf([&] {
             EXPECT_EQ(shown(KRVariableStructure::groupStructureFromName("B", *memory)), stored.group);
@@ -127,21 +104,18 @@ TEST(VariableStructure, ReadsAsMuchOfAGroupAsIsThere)
 
 TEST(VariableStructure, OfAVariableFollowsItsAnnouncement)
 {
-    const auto memory = memoryOf({{"Seq_path", "Path2D"}, {"Seq_code", 1.0}, {"Seq_empty", ""},
-        {"Seq_t", "Table"}, {"SeqInfo_t_N", 1.0}, {"SeqInfo_t_1N", "a"}, {"SeqInfo_t_1T", "NumberList"},
-        {"Seq_s", "Series"}});
-    const auto of = [&](const std::string& name) {
-        return shown(KRVariableStructure::readVariableStructureFor(name, *memory));
-    };
-    EXPECT_EQ(of("path"), "Path2D");
-    EXPECT_EQ(of("code"), "null");
-    EXPECT_EQ(of("missing"), "null");
-    EXPECT_EQ(of("t"), "Table\n    a = NumberList\n");
-    EXPECT_THAT(messagesOf([&] { EXPECT_EQ(of("s"), "null"); }),
-        ElementsAre("Internal error, invalid variable structure definition"));
-    EXPECT_EQ(shown(KRVariableStructure::tableStructureFromName("SeqInfo_t", *memory)),
-        "Table\n    a = NumberList\n");
+    const auto memory = memoryOf("Seq_path = Path2D; Seq_code = 1; Seq_t = Table; SeqInfo_t_N = 1; "
+                                 "SeqInfo_t_1N = a; SeqInfo_t_1T = NumberList");
+    for (const auto& [name, structure] : {std::pair("path", "Path2D"), {"code", "null"}, {"missing", "null"},
+             {"t", "Table\n    a = NumberList\n"}})
+        EXPECT_EQ(shown(KRVariableStructure::readVariableStructureFor(name, *memory)), structure);
 }
+
+class TestValue : public KRSharedValue {
+    std::string typeWord() const override { return "test"; }
+    bool isEqualTo(const KRSharedValue&) const override { return true; }
+    bool saveIntoFile(KRDataStorage&, const std::string&) const override { return false; }
+};
 
 // Answers every question for a text with the same one: the deepest structure that there can be.
 class Endless : public KRDataStorage {
@@ -161,10 +135,8 @@ TEST(VariableStructure, RefusesAnEndlessOne)
     for (const char* word : {"Series", "Group", "Table"}) {
         SCOPED_TRACE(word);
         Endless storage(word);
-        const auto messages = messagesOf(
-            [&] { EXPECT_NE(shown(KRVariableStructure::readVariableStructureFor("v", storage)), "Group"); });
-        ASSERT_EQ(messages.size(), 1U);
-        EXPECT_THAT(messages[0], HasSubstr("nested too deeply"));
+        EXPECT_THAT(messagesOf([&] { KRVariableStructure::readVariableStructureFor("v", storage); }),
+            ElementsAre(HasSubstr("nested too deeply")));
     }
     Structure deep = plain("Path2D");
     EXPECT_THAT(messagesOf([&] {
@@ -194,36 +166,29 @@ TEST(VariableStructure, IsEqualByKindAndParts)
 TEST(VariableStructure, AnswersAndReportsWrongQuestions)
 {
     const Structure it = plain("Path2D");
+    Names wrong;
+    for (const auto& [question, kind] : {std::pair("seriesType", "Series"), {"groupNames", "Group"},
+             {"groupTypes", "Group"}, {"typeForGroupName", "Group"}, {"tableNames", "Table"},
+             {"tableTypes", "Table"}, {"typeForTableName", "Table"}})
+        wrong.push_back(fmt::format("Calling {} for a variableStructure that is not a {}", question, kind));
+    wrong.emplace_back("Internal, in typeForTableName an unexpected table name.");
     EXPECT_EQ(messagesOf([&] {
         EXPECT_FALSE(it->seriesType());
-        EXPECT_THAT(it->groupNames(), IsEmpty());
-        EXPECT_THAT(it->groupTypes(), IsEmpty());
+        EXPECT_TRUE(it->groupNames().empty() && it->groupTypes().empty());
         EXPECT_FALSE(it->typeForGroupName("a"));
-        EXPECT_THAT(it->tableNames(), IsEmpty());
-        EXPECT_THAT(it->tableTypes(), IsEmpty());
+        EXPECT_TRUE(it->tableNames().empty() && it->tableTypes().empty());
         EXPECT_FALSE(it->typeForTableName("a"));
         EXPECT_FALSE(table({"a"}, {it})->typeForTableName("b"));
     }),
-        (Names{"Calling seriesType for a variableStructure that is not a Series",
-            "Calling groupNames for a variableStructure that is not a Group",
-            "Calling groupTypes for a variableStructure that is not a Group",
-            "Calling typeForGroupName for a variableStructure that is not a Group",
-            "Calling tableNames for a variableStructure that is not a Table",
-            "Calling tableTypes for a variableStructure that is not a Table",
-            "Calling typeForTableName for a variableStructure that is not a Table",
-            "Internal, in typeForTableName an unexpected table name."}));
-    EXPECT_THAT(messagesOf([&] {
-        EXPECT_FALSE(group({"b", "a"}, {it, it})->typeForGroupName("c"));
-        EXPECT_EQ(group({"b", "a"}, {plain("Group"), it})->typeForGroupName("a"), it);
-        EXPECT_EQ(group({"a", "a"}, {plain("Group"), it})->typeForGroupName("a"), it);
-        EXPECT_EQ(table({"b", "a"}, {plain("Group"), it})->typeForTableName("a"), it);
-        EXPECT_EQ(series(it)->seriesType(), it);
-        EXPECT_FALSE(series(nullptr)->seriesType());
-        EXPECT_TRUE(group({"g"}, {group({"s"}, {series(it)})})->groupContainsSeries());
-        EXPECT_FALSE(group({"t"}, {table({"s"}, {series(it)})})->groupContainsSeries());
-        EXPECT_FALSE(series(it)->groupContainsSeries());
-    }),
-        IsEmpty());
+        wrong);
+    EXPECT_EQ(group({"b", "a"}, {plain("Group"), it})->typeForGroupName("a"), it);
+    EXPECT_EQ(group({"a", "a"}, {plain("Group"), it})->typeForGroupName("a"), it);
+    EXPECT_EQ(table({"b", "a"}, {plain("Group"), it})->typeForTableName("a"), it);
+    EXPECT_EQ(series(it)->seriesType(), it);
+    EXPECT_FALSE(series(nullptr)->seriesType() || group({"b"}, {it})->typeForGroupName("c"));
+    EXPECT_TRUE(group({"g"}, {group({"s"}, {series(it)})})->groupContainsSeries());
+    EXPECT_FALSE(group({"t"}, {table({"s"}, {series(it)})})->groupContainsSeries());
+    EXPECT_FALSE(series(it)->groupContainsSeries());
 }
 
 TEST(VariableStructure, RefusesWhatIsNoStructure)
@@ -247,13 +212,36 @@ TEST(VariableStructure, RefusesWhatIsNoStructure)
 
 TEST(VariableStructure, HasAnOwnNameInTheLibrary)
 {
-    EXPECT_EQ(plain("Path2D")->SVSourceTypeName(), "SVPath2D");
-    EXPECT_EQ(plain("Nonsense")->SVSourceTypeName(), std::nullopt);
-    EXPECT_EQ(series(plain("Path2D"))->SVSourceTypeName(), "SVSeriesPath2D");
-    EXPECT_EQ(series(plain("Real Number"))->SVSourceTypeName(), "SVSeriesRealNumber");
-    EXPECT_EQ(series(plain("Array"))->SVSourceTypeName(), "SVSeriesArray");
-    EXPECT_EQ(series(plain("NumberList"))->SVSourceTypeName(), "SVSeriesNumberList");
-    EXPECT_EQ(series(nullptr)->SVSourceTypeName(), std::nullopt);
+    const auto nameOf = [](const Structure& it) { return it->SVSourceTypeName().value_or("none"); };
+    for (const auto& [type, own, ofSeries] :
+        {std::tuple("Path2D", "SVPath2D", "SVSeriesPath2D"),
+            {"Real Number", "SVRealNumber", "SVSeriesRealNumber"},
+            {"Array", "SVDoubleArray", "SVSeriesArray"}, {"NumberList", "SVNumberList", "SVSeriesNumberList"},
+            {"Nonsense", "none", "none"}, {"Series", "none", "none"}}) {
+        EXPECT_EQ(nameOf(plain(type)), own);
+        EXPECT_EQ(nameOf(series(plain(type))), ofSeries);
+    }
+}
+
+TEST(ReadingOperations, FindTheFunctionsOfAType)
+{
+    ReadingOperations::add({.type = "no reader"});
+    ReadingOperations::add({.type = "test",
+        .read =
+            [](KRDataStorage& storage, const std::string& name) {
+                return storage.contains(name) ? std::make_shared<const TestValue>()
+                                              : ReadingOperations::Value();
+            },
+        .createEmpty = [] { return ReadingOperations::Value(std::make_shared<const TestValue>()); }});
+    const auto memory = memoryOf("v = w; w = 1");
+    EXPECT_TRUE(ReadingOperations::read("test", *memory, "v"));
+    EXPECT_FALSE(ReadingOperations::read("test", *memory, "x"));
+    EXPECT_FALSE(ReadingOperations::read("no reader", *memory, "v"));
+    EXPECT_FALSE(ReadingOperations::read("unknown", *memory, "v"));
+    EXPECT_TRUE(KRDataStorageSharedReadWrite::createWithDataFile(memory.get())->readType("test", "v"));
+    EXPECT_TRUE(ReadingOperations::createEmptyVariableWithType("test"));
+    EXPECT_FALSE(ReadingOperations::createEmptyVariableWithType("no reader"));
+    EXPECT_THAT(ReadingOperations::types(), IsSupersetOf({"no reader", "test"}));
 }
 
 TEST(TypeCodes, NameTheirTypesAndNoOthers)
@@ -266,7 +254,7 @@ TEST(TypeCodes, NameTheirTypesAndNoOthers)
         ElementsAre("1 Path2D", "2 Path3D", "3 Surface", "5 Mesh2D", "6 Mesh3D", "7 VectorCollection2D",
             "8 VectorCollection3D", "10 Bitmap2D", "11 String", "12 Point2D", "13 Point3D", "14 Vector2D",
             "15 Vector3D", "20 Vectorfield2D", "21 VectorField3D", "22 Real Number", "28 PointCollection2D"));
-    for (const double code : {1e300, -1e300, static_cast<double>(NAN), static_cast<double>(INFINITY), 4.0})
+    for (const double code : {1e300, -1e300, double{NAN}, double{INFINITY}})
         EXPECT_EQ(variables::typeForCode(code), "Unknown");
     EXPECT_EQ(variables::typeForCode(22.9), "Real Number");
 }
@@ -313,18 +301,15 @@ TEST_F(TypeRegistry, FollowsItsResources)
     EXPECT_THAT(messagesOf([&] {
         const auto types = registry();
         EXPECT_THAT(types->allVariableTypes(), ElementsAre("Alpha", "beta", "Gamma", "PrismMesh3D"));
-        EXPECT_EQ(types->typeForInterfaceName("The B"), "beta");
+        for (const auto& [shown, type] : {std::pair("The B", "beta"), {"3D Prizm Mesh", "PrismMesh3D"},
+                 {"3D Prizm Grid", "PrismGrid3D"}, {"3D Prizm Vector Field", "PrismVectorField3D"}})
+            EXPECT_EQ(types->typeForInterfaceName(shown), type);
         EXPECT_EQ(types->typeForInterfaceName("beta"), std::nullopt);
-        EXPECT_EQ(types->typeForInterfaceName("3D Prizm Mesh"), "PrismMesh3D");
-        EXPECT_EQ(types->typeForInterfaceName("3D Prizm Grid"), "PrismGrid3D");
-        EXPECT_EQ(types->typeForInterfaceName("3D Prizm Vector Field"), "PrismVectorField3D");
         EXPECT_EQ(types->interfaceNameForType("Alpha"), "The A");
         EXPECT_EQ(types->interfaceNameForType("none"), "none");
-        EXPECT_EQ(types->checkIfTypeChanged("old"), "beta");
-        EXPECT_EQ(types->checkIfTypeChanged("older"), "Alpha");
-        EXPECT_EQ(types->checkIfTypeChanged("odd"), "odd");
-        EXPECT_EQ(types->checkIfTypeChanged("odder"), "odder");
-        EXPECT_EQ(types->checkIfTypeChanged("new"), "new");
+        for (const auto& [old, present] : {std::pair("old", "beta"), {"older", "Alpha"}, {"odd", "odd"},
+                 {"odder", "odder"}, {"new", "new"}})
+            EXPECT_EQ(types->checkIfTypeChanged(old), present);
         EXPECT_TRUE(types->variableInformation().dictionary()->empty());
     }),
         IsEmpty());
@@ -332,37 +317,26 @@ TEST_F(TypeRegistry, FollowsItsResources)
 
 TEST_F(TypeRegistry, TellsTheLineOfAFaultAndGoesOn)
 {
-    const struct {
-        const char* name;
-        const char* content;
-        const char* reason;
-    } cases[] = {
-        {"TypeNames.plist", "<dict>\n<key>a</key><string>A</string>\n<key>b</key><integer>1</integer></dict>",
-            "TypeNames.plist can't be used: line 5: the interface name of \"b\" isn't a text"},
-        {"TypeNames.plist", "<dict>\n<key>a</key>\n<strin>A</strin></dict>",
-            "TypeNames.plist can't be read: line 5: "},
-        {"TypeNames.plist", "<array/>", "line 1: the list isn't a dictionary"},
-        {"ChangedVariableModules.plist", "<dict>\n<key>",
-            "ChangedVariableModules.plist can't be read: line "},
-        {"ExternalProgramVarDefinitions.plist", "<array/>",
-            "Definitions.plist can't be used: line 1: the list isn't"},
-    };
-    for (const auto& broken : cases) {
-        SCOPED_TRACE(broken.content);
-        store("TypeNames.plist", "<dict><key>Path2D</key><string>Path</string></dict>");
-        store(broken.name, broken.content);
-        const auto messages = messagesOf([&] {
-            const auto types = registry();
-            EXPECT_TRUE(types->isAVariableType("Path2D"));
-            EXPECT_FALSE(types->isAVariableType("a"));
-            EXPECT_EQ(types->checkIfTypeChanged("x"), "x");
-        });
-        ASSERT_EQ(messages.size(), 1U);
-        EXPECT_THAT(messages[0], HasSubstr("A resource of the program can't be used.|"));
-        EXPECT_THAT(messages[0], HasSubstr(broken.reason));
-        std::filesystem::remove(folder / broken.name);
+    const std::string types = "TypeNames.plist";
+    for (const auto& [name, content, reason] :
+        {std::tuple(types, "<dict>\n<key>a</key><string>A</string>\n<key>b</key><integer>1</integer></dict>",
+             "can't be used: line 5: the interface name of \"b\" isn't a text"),
+            {types, "<dict>\n<key>a</key>\n<strin>A</strin></dict>", "can't be read: line 5: "},
+            {types, "<array/>", "can't be used: line 1: the list isn't a dictionary"},
+            {"ChangedVariableModules.plist", "<dict>\n<key>", "can't be read: line "},
+            {"ExternalProgramVarDefinitions.plist", "<array/>", "can't be used: line 1: the list isn't"}}) {
+        SCOPED_TRACE(content);
+        store(types, "<dict><key>Path2D</key><string>Path</string></dict>");
+        store(name, content);
+        EXPECT_THAT(messagesOf([&] {
+            const auto found = registry();
+            EXPECT_TRUE(found->isAVariableType("Path2D"));
+            EXPECT_FALSE(found->isAVariableType("a"));
+        }),
+            ElementsAre(HasSubstr(name + " " + reason)));
+        std::filesystem::remove(folder / name);
     }
-    std::filesystem::remove(folder / "TypeNames.plist");
+    std::filesystem::remove(folder / types);
     EXPECT_THAT(messagesOf([&] { EXPECT_TRUE(registry()->isAVariableType("Range")); }),
         ElementsAre(HasSubstr("TypeNames.plist is missing")));
 }

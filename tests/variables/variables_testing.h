@@ -4,9 +4,12 @@
 #include "storage/storage_testing.h"
 #include "variables/structures/KRVariableStructure.h"
 
-#include <initializer_list>
-#include <utility>
-#include <variant>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <sstream>
 
 namespace variablestest {
 
@@ -21,23 +24,31 @@ using testing::IsEmpty;
 
 using Structure = KRVariableStructure::Pointer;
 
-// An entry of a data file: a name with a text, a number or an array of numbers.
-using Entry = std::pair<std::string, std::variant<const char*, double, std::vector<double>>>;
-using Entries = std::vector<Entry>;
-
-inline void write(KRDataStorage& storage, const Entries& entries)
+// Writes entries by a notation: "name = value; name = value". A value is a number, an array of doubles such
+// as
+// "[1 2]", or else a text.
+inline void write(KRDataStorage& storage, const std::string& entries)
 {
-    for (const auto& [name, value] : entries) {
-        if (const auto* text = std::get_if<const char*>(&value))
-            EXPECT_TRUE(storage.writeString(*text, name));
-        else if (const auto* number = std::get_if<double>(&value))
-            EXPECT_TRUE(storage.writeNumber(StorageNumber(*number), name));
-        else
-            EXPECT_TRUE(storage.writeDoubleArray(doubles(std::get<std::vector<double>>(value)), name));
+    std::istringstream stream(entries);
+    for (std::string entry; std::getline(stream >> std::ws, entry, ';');) {
+        const std::size_t sign = entry.find(" =");
+        const std::string name = entry.substr(0, sign);
+        const std::string value = entry.substr(std::min(sign + 3, entry.size()));
+        char* end = nullptr;
+        const double number = std::strtod(value.c_str(), &end);
+        if (value.starts_with('[')) {
+            std::istringstream numbers(value.substr(1));
+            EXPECT_TRUE(storage.writeDoubleArray(
+                doubles({std::istream_iterator<double>(numbers), std::istream_iterator<double>()}), name));
+        } else if (!value.empty() && *end == '\0') {
+            EXPECT_TRUE(storage.writeNumber(StorageNumber(number), name));
+        } else {
+            EXPECT_TRUE(storage.writeString(value, name));
+        }
     }
 }
 
-inline std::shared_ptr<KRDataInMemory> memoryOf(const Entries& entries)
+inline std::shared_ptr<KRDataInMemory> memoryOf(const std::string& entries)
 {
     auto storage = std::make_shared<KRDataInMemory>();
     write(*storage, entries);
