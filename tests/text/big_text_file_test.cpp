@@ -1,6 +1,7 @@
 // A text file by line: the index of its lines, what a table sees of it, and files that change meanwhile.
 
 #include "TestMessages.h"
+#include "TextLines.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/loop/MainLoop.h"
 #include "text/files/IndexedTextFile.h"
@@ -8,18 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
-#include <fstream>
 
 namespace {
-
-using Texts = std::vector<std::string>;
-
-void write(const std::string& path, std::string_view text, std::ios::openmode mode = std::ios::trunc)
-{
-    std::ofstream(path, std::ios::binary | mode) << text;
-}
 
 void append(const std::string& path, std::string_view text)
 {
@@ -34,44 +26,12 @@ Texts linesOf(const KRBigTextFile& file)
     return lines;
 }
 
-// The slow and obvious way.
-Texts linesOf(const std::string& text)
-{
-    Texts lines;
-    std::string line;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\n' && text[i] != '\r') {
-            line += text[i];
-            continue;
-        }
-        lines.push_back(std::exchange(line, {}));
-        if (text.substr(i, 2) == "\r\n")
-            ++i;
-    }
-    if (!line.empty())
-        lines.push_back(line);
-    return lines;
-}
-
-// All texts of three characters up to this length, behind a start that puts them around a step of 64 bytes.
-template <class Take>
-void forShortTexts(int longest, Take take)
-{
-    for (int length = 0; length <= longest; ++length)
-        for (int number = 0, count = static_cast<int>(std::pow(3, length)); number < count; ++number) {
-            std::string text;
-            for (int rest = number, i = 0; i < length; ++i, rest /= 3)
-                text += "a\r\n"[rest % 3];
-            take(text);
-        }
-}
-
 TEST(LineIndex, AgreesWithASlowCountWhereverATextIsCut)
 {
     forShortTexts(6, [](const std::string& tail) {
         for (const std::size_t before : {0U, 61U, 130U}) {
             const std::string text = std::string(before, 'x') + tail;
-            const Texts lines = linesOf(text);
+            const Texts lines = slowLinesOf(text);
             for (std::size_t cut = before; cut <= text.size(); ++cut) {
                 LineIndex index;
                 LineScanner scanner;
@@ -92,7 +52,8 @@ TEST(LineIndex, AgreesWithASlowCountWhereverATextIsCut)
         }
         if (tail.empty())
             return;
-        ASSERT_EQ(KRBigTextFile::splitStringIntoLines(tail), linesOf(tail)) << testing::PrintToString(tail);
+        ASSERT_EQ(KRBigTextFile::splitStringIntoLines(tail), slowLinesOf(tail))
+            << testing::PrintToString(tail);
     });
     EXPECT_EQ(KRBigTextFile::splitStringIntoLines(""), Texts{""});
 }
@@ -126,7 +87,7 @@ TEST(IndexedTextFile, FindsTheLinesThatTheIndexDoesNotKeep)
         text += "line " + std::to_string(i) + (i % 3 == 0 ? "\r\n" : i % 3 == 1 ? "\n" : "\r");
     text += std::string(2 * IndexedTextFile::kBlockSize, 'x') + "\nlast";
     write(folder / "text", text);
-    const Texts lines = linesOf(text);
+    const Texts lines = slowLinesOf(text);
     for (const std::int64_t kept : {0, 5, 990, 2000}) {
         IndexedTextFile file(folder / "text", kept);
         EXPECT_EQ(file.readNew(1, [] { return true; }), GrowingFile::Read::Some);

@@ -1,6 +1,7 @@
 // Unformatted sequential files: those of a real compiler, and those that are torn or damaged.
 
 #include "TestMessages.h"
+#include "TextLines.h"
 #include "platform/TemporaryFolder.h"
 #include "text/fortran/KRUnformattedFortranFile.h"
 
@@ -11,16 +12,8 @@
 #include <algorithm>
 #include <any>
 #include <cstdlib>
-#include <fstream>
 
 namespace {
-
-using Texts = std::vector<std::string>;
-
-void write(const std::string& path, std::string_view bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::string mark(std::int32_t length)
 {

@@ -64,7 +64,7 @@ std::string IndexedTextFile::line(std::int64_t number)
         ? bytesBehind(place)
         : bytesAt(place.start, std::min(place.end - place.start, kLongestLine));
     if (static_cast<std::int64_t>(bytes.size()) == kLongestLine)
-        cutAtCharacter(bytes);
+        bytes.resize(bytes.size() - tornAtEnd(bytes));
     // The file may have changed since it was indexed.
     bytes.resize(std::min(bytes.find_first_of("\r\n"), bytes.size()));
     return decodedLine(std::move(bytes));

@@ -6,17 +6,16 @@
 #include <algorithm>
 #include <bit>
 
-void cutAtCharacter(std::string& bytes)
+std::size_t tornAtEnd(std::string_view text)
 {
     constexpr std::size_t kLongestTail = 3; // A character has at most four bytes.
-    for (std::size_t tail = 1; tail <= std::min(kLongestTail, bytes.size()); ++tail) {
-        const auto lead = static_cast<unsigned char>(bytes[bytes.size() - tail]);
+    for (std::size_t tail = 1; tail <= std::min(kLongestTail, text.size()); ++tail) {
+        const auto lead = static_cast<unsigned char>(text[text.size() - tail]);
         if ((lead & 0xc0) == 0x80)
             continue;
-        if (lead >= 0xc0 && static_cast<std::size_t>(std::countl_one(lead)) > tail)
-            bytes.resize(bytes.size() - tail);
-        return;
+        return lead >= 0xc0 && static_cast<std::size_t>(std::countl_one(lead)) > tail ? tail : 0;
     }
+    return 0;
 }
 
 std::string decodedLine(std::string bytes)

@@ -7,14 +7,14 @@
 
 namespace {
 
-constexpr std::size_t kPiece = 16384;
+constexpr std::size_t kRoom = 16384;
 
 enum class Stop { Done, Torn, Invalid };
 
 // Converts until something stops it; `bytes` keeps what is left.
 Stop convertSome(iconv_t handle, std::string_view& bytes, std::string& text)
 {
-    std::array<char, kPiece> room{};
+    std::array<char, kRoom> room{};
     while (true) {
         char* in = const_cast<char*>(bytes.data()); // iconv doesn't write to its input.
         std::size_t left = bytes.size();

@@ -125,22 +125,27 @@ std::optional<std::uint64_t> scaled(double magnitude, int power)
 
 std::optional<Rounded> significant(double magnitude, int digits)
 {
+    return significant(magnitude, digits, exponentOf(magnitude));
+}
+
+std::optional<Rounded> significant(double magnitude, int digits, int exponent)
+{
     static constexpr auto kIntegers = [] {
         std::array<std::uint64_t, 20> powers{1};
         for (std::size_t i = 1; i < powers.size(); ++i)
             powers[i] = powers[i - 1] * 10;
         return powers;
     }();
-    int exponent = exponentOf(magnitude) - digits + 1;
-    auto number = scaled(magnitude, -exponent);
+    int ofLastDigit = exponent - digits + 1;
+    auto number = scaled(magnitude, -ofLastDigit);
     if (!number)
         return std::nullopt;
     if (digits < static_cast<int>(kIntegers.size())
         && *number >= kIntegers[static_cast<std::size_t>(digits)]) {
         *number /= 10;
-        ++exponent;
+        ++ofLastDigit;
     }
-    return Rounded{*number, exponent};
+    return Rounded{*number, ofLastDigit};
 }
 
 void Text::add(std::string_view text)
@@ -223,12 +228,12 @@ void addNumber(Text& text, double number)
     if (number < 0)
         text.add('-');
     const double magnitude = std::fabs(number);
-    const auto digits = std::isinf(magnitude) ? std::nullopt : significant(magnitude, kDigits);
-    if (!digits) {
+    if (std::isinf(magnitude)) {
         text.add("∞");
         return;
     }
     const int exponent = exponentOf(magnitude);
+    const auto digits = significant(magnitude, kDigits, exponent); // 15 digits always fit.
     if (exponent > -5 && exponent < 5)
         addPlain(text, *digits, '.', true);
     else

@@ -9,6 +9,9 @@
 // of src/text. Any thread.
 namespace decimal {
 
+constexpr int kMostDigits = 18; // What a signed 64-bit integer holds in full.
+constexpr int kDigitsWithoutNoise = 13; // The last digits of a double show the rounding of earlier sums.
+
 // A number that has been rounded for display: digits * 10^exponent.
 struct Rounded {
     std::uint64_t digits = 0;
@@ -27,6 +30,8 @@ std::optional<std::uint64_t> scaled(double magnitude, int power);
 // The first `digits` (1 to 18) significant digits of a finite number above 0. A round-up that adds a digit is
 // made good, so that the count holds.
 std::optional<Rounded> significant(double magnitude, int digits);
+// The same where exponentOf(magnitude) is known.
+std::optional<Rounded> significant(double magnitude, int digits, int exponent);
 
 // The text of a number while it is put together, without allocations.
 class Text {

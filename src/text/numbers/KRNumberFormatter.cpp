@@ -5,18 +5,16 @@
 
 namespace {
 
-constexpr int kMostDigits = 18; // What a signed 64-bit integer holds in full.
 constexpr int kDigitsOutsideOfFixed = 6;
-constexpr int kDigitsWithoutNoise = 13; // The last digits of a double show the rounding of earlier sums.
 
 int heldDigits(int digits)
 {
-    return std::clamp(digits, 1, kMostDigits);
+    return std::clamp(digits, 1, decimal::kMostDigits);
 }
 
 int heldDecimals(int digits)
 {
-    return std::clamp(digits, 0, kMostDigits);
+    return std::clamp(digits, 0, decimal::kMostDigits);
 }
 
 // What the text of one number needs.
@@ -99,7 +97,7 @@ std::shared_ptr<KRNumberFormatter> KRNumberFormatter::createBasedOnMinValue(
 std::shared_ptr<KRNumberFormatter> KRNumberFormatter::formatterForList(
     std::span<const double> list, double afterScaleBy)
 {
-    static const auto probe = createWithSignificantDigits(kDigitsWithoutNoise, true);
+    static const auto probe = createWithSignificantDigits(decimal::kDigitsWithoutNoise, true);
     int behindPoint = 0;
     int significant = 1;
     bool hasExponent = false;
@@ -142,8 +140,8 @@ std::optional<decimal::Rounded> KRNumberFormatter::rounded(double magnitude) con
     const int exponent = decimal::exponentOf(magnitude);
     const bool isPlain = formatType_ != FormatType::Scientific && exponent > -5 && exponent <= exponentAfter_;
     // Without an exponent all places before the separator are shown.
-    auto number = decimal::significant(
-        magnitude, isPlain ? std::max(significantDigits_, exponent + 1) : significantDigits_);
+    const int digits = isPlain ? std::max(significantDigits_, exponent + 1) : significantDigits_;
+    auto number = decimal::significant(magnitude, digits, exponent);
     if (number)
         number->isScientific = !isPlain;
     return number;

@@ -7,8 +7,7 @@
 
 namespace {
 
-constexpr int kMostDecimals = 15;
-constexpr int kDigitsWithoutNoise = 13;
+constexpr int kMostDecimalsOfPrefixed = 15;
 constexpr std::string_view kMicro = "{\\micro}";
 constexpr std::array<std::string_view, 17> kPrefixes{
     "y", "z", "a", "f", "p", "n", kMicro, "m", "", "k", "M", "G", "T", "P", "E", "Z", "Y"};
@@ -38,7 +37,7 @@ std::shared_ptr<KRNumberFormatterEngineering> KRNumberFormatterEngineering::crea
     int digits)
 {
     return std::shared_ptr<KRNumberFormatterEngineering>(
-        new KRNumberFormatterEngineering(std::clamp(digits, 0, kMostDecimals)));
+        new KRNumberFormatterEngineering(std::clamp(digits, 0, kMostDecimalsOfPrefixed)));
 }
 
 std::shared_ptr<KRNumberFormatterEngineering> KRNumberFormatterEngineering::formatterForList(
@@ -49,7 +48,7 @@ std::shared_ptr<KRNumberFormatterEngineering> KRNumberFormatterEngineering::form
         const double magnitude = std::fabs(number);
         if (!std::isfinite(number) || number == 0)
             continue;
-        auto digits = decimal::significant(magnitude, kDigitsWithoutNoise);
+        auto digits = decimal::significant(magnitude, decimal::kDigitsWithoutNoise);
         while (digits && digits->digits != 0 && digits->digits % 10 == 0) {
             digits->digits /= 10;
             ++digits->exponent;
@@ -65,7 +64,7 @@ std::shared_ptr<KRNumberFormatterEngineering> KRNumberFormatterEngineering::form
 
 void KRNumberFormatterEngineering::setHowManyDigitsAfterDecimal(int digits, int forExponent)
 {
-    howManyDigitsAfterDecimalDictionary_[forExponent] = std::clamp(digits, 0, kMostDecimals);
+    howManyDigitsAfterDecimalDictionary_[forExponent] = std::clamp(digits, 0, kMostDecimalsOfPrefixed);
 }
 
 int KRNumberFormatterEngineering::digitsFor(int exponent) const

@@ -3,15 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
-namespace {
-constexpr int kMostDigits = 18;
-constexpr int kDigitsWithoutNoise = 13;
-} // namespace
-
 std::shared_ptr<KRNumberFormatterThousands> KRNumberFormatterThousands::create(
     Type type, int numberOfDigits, bool useThousandsSeparator)
 {
-    const int digits = std::clamp(numberOfDigits, type == Type::Decimals ? 0 : 1, kMostDigits);
+    const int digits = std::clamp(numberOfDigits, type == Type::Decimals ? 0 : 1, decimal::kMostDigits);
     return std::shared_ptr<KRNumberFormatterThousands>(
         new KRNumberFormatterThousands(type, digits, useThousandsSeparator));
 }
@@ -23,10 +18,10 @@ std::shared_ptr<KRNumberFormatterThousands> KRNumberFormatterThousands::formatte
     for (const double number : list) {
         if (!std::isfinite(number) || number == 0)
             continue;
-        auto digits = decimal::significant(std::fabs(number), kDigitsWithoutNoise);
+        auto digits = decimal::significant(std::fabs(number), decimal::kDigitsWithoutNoise);
         if (!digits)
             continue;
-        int significant = kDigitsWithoutNoise;
+        int significant = decimal::kDigitsWithoutNoise;
         for (; significant > 1 && digits->digits % 10 == 0; --significant) {
             digits->digits /= 10;
             ++digits->exponent;
@@ -53,7 +48,7 @@ void KRNumberFormatterThousands::layOut(const decimal::Rounded& number, std::str
     std::string written;
     decimal::Rounded rest = number;
     rest.exponent -= zeros;
-    if (-rest.exponent > kMostDigits) { // A tiny number: no groups before its separator.
+    if (-rest.exponent > decimal::kMostDigits) { // A tiny number: no groups before its separator.
         written = "0";
         written += decimalSeparator();
         const std::string digits = std::to_string(number.digits);
