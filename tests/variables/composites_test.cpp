@@ -1,3 +1,4 @@
+#include "platform/TemporaryFolder.h"
 #include "platform/files/Places.h"
 #include "temporary/KRContainerFileName.h"
 #include "variables/composites/FortranGroup.h"
@@ -43,20 +44,28 @@ double numberIn(const Value& value)
     return held ? held->doubleValue() : -1;
 }
 
-class Composites : public testing::Test {
-protected:
-    static void SetUpTestSuite()
+// Temporary files keep their folder until the process ends.
+class TemporaryFilesOfTheProcess : public testing::Environment {
+public:
+    void SetUp() override
     {
-        variables::addValueTypes();
-        platform::Places::setRoot(places().path());
+        platform::Places::setRoot(root_.path());
         KRContainerFileName::initializeTemporary();
     }
-    // Temporary files go with the process, so their folder stays until then.
-    static const TemporaryFolder& places()
+    void TearDown() override
     {
-        static const TemporaryFolder folder;
-        return folder;
+        KRContainerFileName::removeTemporaryDirectory();
+        platform::Places::setRoot("");
     }
+
+private:
+    TemporaryFolder root_;
+};
+const auto* const temporaryFiles = testing::AddGlobalTestEnvironment(new TemporaryFilesOfTheProcess);
+
+class Composites : public testing::Test {
+protected:
+    static void SetUpTestSuite() { variables::addValueTypes(); }
 
     static Structure seriesOfPoints() { return KRVariableStructure::createSeriesWithType(typed("Point2D")); }
     // A group with a number, a table, and a group that has a series of points with a step that is missing.
@@ -249,7 +258,8 @@ TEST_F(Composites, ASeriesIsSavedAsAReference)
     const auto series = KRContainerSeries::createWithFile(
         KRContainerFileName::createWithName(path), file->structure(), "v", seriesOfPoints());
     ASSERT_TRUE(series);
-    EXPECT_EQ(numbersOf(std::const_pointer_cast<KRDoubleArrayContainer>(series->timeValues())), (std::vector<double>{0, 2}));
+    EXPECT_EQ(numbersOf(std::const_pointer_cast<KRDoubleArrayContainer>(series->timeValues())),
+        (std::vector<double>{0, 2}));
     EXPECT_EQ(as<KRContainer>(series->valueAt(2))->description(), "(3,4)");
     KRDataInMemory plain, lasting;
     EXPECT_TRUE(series->saveReferenceIntoFile(plain, "r"));
@@ -306,7 +316,7 @@ protected:
         if (!made)
             return content;
         structure_ = made->structure;
-        const auto file = KRDataFile::createFromStructure(made->fileStructure);
+        const auto file = KRDataFile::openFileContainer(made->file);
         for (const std::string& name : file->variablesNames()) {
             if (const auto text = variables::wordUnder(*file, name))
                 content[name] = *text;

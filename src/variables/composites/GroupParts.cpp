@@ -311,17 +311,18 @@ bool KRContainerGroup::saveToDisk()
         return false;
     file->addIndexBlock();
     file->flush();
-    const platform::Value structureOfFile = file->structure();
+    file->setFileContainer(container);
+    // The open file, too: texts can't be read through a structure.
+    const variables::StoredParts place{file, container, file->structure(), kBase};
     SubGroups saved;
     for (const auto& [entry, value] : valueForEntry_)
         if (const Structure type = structureForEntry(entry); type && isComposite(*type)) {
-            auto part = variables::storedComposite(
-                type, {nullptr, container, structureOfFile, names::part(kBase, entry)});
+            auto part = variables::storedComposite(type, place.within(entry));
             if (!part)
                 return false;
             saved[entry] = std::move(part);
         }
-    stored_ = {nullptr, container, structureOfFile, kBase};
+    stored_ = place;
     theSavedGroups_ = std::move(saved);
     valueForEntry_.clear();
     return true;

@@ -10,7 +10,8 @@
 namespace variables {
 
 // Where the parts of a stored composite value lie: in a storage, or in a file whose structure is known, so
-// that it is opened without a scan. Immutable but for the name that a caller gives it.
+// that it is opened without a scan. A storage comes before a file. Immutable but for the name that a caller
+// gives it.
 struct StoredParts {
     std::shared_ptr<KRDataStorage> storage; // Null for a file.
     KRDataFile::FileName file;
