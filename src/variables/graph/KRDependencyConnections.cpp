@@ -1,0 +1,241 @@
+// The edges of the graph, and the walks that only look at them.
+
+#include "diagnostics/KRMessageCenter.h"
+#include "variables/graph/KRDependencyBase.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <typeinfo>
+
+namespace {
+
+std::string classNameOf(const KRDependencyBase& object)
+{
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> name(
+        abi::__cxa_demangle(typeid(object).name(), nullptr, nullptr, &status), &std::free);
+    return status == 0 ? name.get() : "";
+}
+
+bool contains(const KRDependencyBase::Objects& objects, const KRDependencyBase& sought)
+{
+    return std::any_of(
+        objects.begin(), objects.end(), [&](const auto& object) { return object.get() == &sought; });
+}
+
+} // namespace
+
+KRDependencyBase::~KRDependencyBase()
+{
+    for (const Pointer& supplier : suppliers_)
+        supplier->removeClientInternal(*this);
+}
+
+KRDependencyBase::Objects KRDependencyBase::clients() const
+{
+    const std::lock_guard lock(connectionLock_);
+    Objects living;
+    for (const auto& client : clients_)
+        if (auto alive = client.lock())
+            living.push_back(std::move(alive));
+    return living;
+}
+
+KRDependencyBase::Objects KRDependencyBase::suppliers() const
+{
+    const std::lock_guard lock(connectionLock_);
+    return suppliers_;
+}
+
+bool KRDependencyBase::addClient(const Pointer& client)
+{
+    if (!client)
+        return false;
+    if (contains(clients(), *client)) {
+        KRMessageCenter::addMessage("Debug: addClient: Trying to add an object twice.");
+        return false;
+    }
+    if (client.get() == this || existsAsSupplier(*client)) {
+        KRMessageCenter::addMessage("Debug: addClient: Trying to create an infinite loop.");
+        return false;
+    }
+    addClientInternal(client);
+    client->addSupplierInternal(shared_from_this());
+    return true;
+}
+
+bool KRDependencyBase::addSupplier(const Pointer& supplier)
+{
+    if (!supplier)
+        return false;
+    if (contains(suppliers(), *supplier)) {
+        KRMessageCenter::addMessage(
+            fmt::format("Internal error: Trying to connect an object twice to an object of type \"{}\"",
+                classNameOf(*this)));
+        return false;
+    }
+    if (supplier.get() == this || existsAsClient(*supplier)) {
+        KRMessageCenter::addMessage("Debug: addSupplier: Trying to create an infinite loop.");
+        return false;
+    }
+    addSupplierInternal(supplier);
+    supplier->addClientInternal(shared_from_this());
+    return true;
+}
+
+void KRDependencyBase::addClientInternal(const Pointer& client)
+{
+    if (!client)
+        return;
+    if (contains(clients(), *client)) {
+        KRMessageCenter::addMessage("Internal error: Trying to add a client twice.");
+        return;
+    }
+    const std::lock_guard lock(connectionLock_);
+    clients_.push_back(client);
+}
+
+void KRDependencyBase::addSupplierInternal(const Pointer& supplier)
+{
+    if (!supplier)
+        return;
+    if (contains(suppliers(), *supplier)) {
+        KRMessageCenter::addMessage("Internal error: Trying to add a supplier twice.");
+        return;
+    }
+    const std::lock_guard lock(connectionLock_);
+    suppliers_.push_back(supplier);
+}
+
+// Clients that have gone are taken out with it.
+void KRDependencyBase::removeClientInternal(const KRDependencyBase& client)
+{
+    std::vector<Pointer> alive; // Released behind the lock: the last owner of a client may be this one.
+    const std::lock_guard lock(connectionLock_);
+    std::erase_if(clients_, [&](const std::weak_ptr<KRDependencyBase>& entry) {
+        alive.push_back(entry.lock());
+        return !alive.back() || alive.back().get() == &client;
+    });
+}
+
+void KRDependencyBase::removeSupplierInternal(const KRDependencyBase& supplier)
+{
+    Objects removed; // Released behind the lock.
+    const std::lock_guard lock(connectionLock_);
+    std::erase_if(suppliers_, [&](const Pointer& entry) {
+        if (entry.get() != &supplier)
+            return false;
+        removed.push_back(entry);
+        return true;
+    });
+}
+
+void KRDependencyBase::removeClient(const Pointer& client)
+{
+    if (!client)
+        return;
+    removeClientInternal(*client);
+    client->removeSupplierInternal(*this);
+}
+
+void KRDependencyBase::removeSupplier(const Pointer& supplier)
+{
+    if (!supplier)
+        return;
+    const Pointer kept = supplier; // The argument may stand in the list.
+    removeSupplierInternal(*kept);
+    kept->removeClientInternal(*this);
+}
+
+void KRDependencyBase::removeConnectionTo(const Pointer& other)
+{
+    if (!other)
+        return;
+    if (!contains(clients(), *other) && !contains(suppliers(), *other))
+        KRMessageCenter::addMessage("Told to remove something that wasn't connected.");
+    removeClient(other);
+    removeSupplier(other);
+}
+
+void KRDependencyBase::removeAllConnections()
+{
+    for (const Pointer& client : clients())
+        removeClient(client);
+    for (const Pointer& supplier : suppliers())
+        removeSupplier(supplier);
+}
+
+KRDependencyBase::Objects KRDependencyBase::allClients() const
+{
+    Objects found;
+    Known known;
+    accumulateClients(found, known);
+    return found;
+}
+
+KRDependencyBase::Objects KRDependencyBase::allSuppliers() const
+{
+    Objects found;
+    Known known;
+    accumulateSuppliers(found, known);
+    return found;
+}
+
+void KRDependencyBase::accumulateClients(Objects& found, Known& known) const
+{
+    for (const Pointer& client : clients())
+        if (known.insert(client.get()).second) {
+            found.push_back(client);
+            client->accumulateClients(found, known);
+        }
+}
+
+void KRDependencyBase::accumulateSuppliers(Objects& found, Known& known) const
+{
+    for (const Pointer& supplier : suppliers())
+        if (known.insert(supplier.get()).second) {
+            found.push_back(supplier);
+            supplier->accumulateSuppliers(found, known);
+        }
+}
+
+bool KRDependencyBase::existsAsClient(const KRDependencyBase& object) const
+{
+    Known known;
+    return existsAsClient(object, known);
+}
+
+bool KRDependencyBase::existsAsClient(const KRDependencyBase& object, Known& knownResponsesFrom) const
+{
+    if (knownResponsesFrom.contains(this))
+        return false;
+    const Objects direct = clients();
+    if (contains(direct, object) || std::any_of(direct.begin(), direct.end(), [&](const Pointer& client) {
+            return client->existsAsClient(object, knownResponsesFrom);
+        }))
+        return true;
+    knownResponsesFrom.insert(this);
+    return false;
+}
+
+bool KRDependencyBase::existsAsSupplier(const KRDependencyBase& object) const
+{
+    Known known;
+    return existsAsSupplier(object, known);
+}
+
+bool KRDependencyBase::existsAsSupplier(const KRDependencyBase& object, Known& knownResponsesFrom) const
+{
+    if (knownResponsesFrom.contains(this))
+        return false;
+    const Objects direct = suppliers();
+    if (contains(direct, object) || std::any_of(direct.begin(), direct.end(), [&](const Pointer& supplier) {
+            return supplier->existsAsSupplier(object, knownResponsesFrom);
+        }))
+        return true;
+    knownResponsesFrom.insert(this);
+    return false;
+}

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "storage/memory/KRDataInMemory.h"
+#include "storage/storage_testing.h"
+#include "variables/structures/KRVariableStructure.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+namespace variablestest {
+
+using storagetest::doubles;
+using storagetest::messagesOf;
+using storagetest::Names;
+using storagetest::numbersOf;
+using storagetest::ScratchFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+using Structure = KRVariableStructure::Pointer;
+
+// Writes entries by a notation: "name = value; name = value". A value is a number, an array of doubles such
+// as
+// "[1 2]", or else a text.
+inline void write(KRDataStorage& storage, const std::string& entries)
+{
+    std::istringstream stream(entries);
+    for (std::string entry; std::getline(stream >> std::ws, entry, ';');) {
+        const std::size_t sign = entry.find(" =");
+        const std::string name = entry.substr(0, sign);
+        const std::string value = entry.substr(std::min(sign + 3, entry.size()));
+        char* end = nullptr;
+        const double number = std::strtod(value.c_str(), &end);
+        if (value.starts_with('[')) {
+            std::vector<double> numbers;
+            const char* next = value.c_str() + 1;
+            for (char* behind = nullptr; std::strtod(next, &behind), behind != next; next = behind)
+                numbers.push_back(std::strtod(next, nullptr));
+            EXPECT_TRUE(storage.writeDoubleArray(doubles(numbers), name));
+        } else if (!value.empty() && *end == '\0') {
+            EXPECT_TRUE(storage.writeNumber(StorageNumber(number), name));
+        } else {
+            EXPECT_TRUE(storage.writeString(value, name));
+        }
+    }
+}
+
+inline std::shared_ptr<KRDataInMemory> memoryOf(const std::string& entries)
+{
+    auto storage = std::make_shared<KRDataInMemory>();
+    write(*storage, entries);
+    return storage;
+}
+
+inline std::string shown(const Structure& structure)
+{
+    return structure ? structure->description() : "null";
+}
+
+} // namespace variablestest
