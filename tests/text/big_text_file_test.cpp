@@ -104,8 +104,8 @@ TEST(KRBigTextFile, ShowsLinesToATable)
 {
     const TemporaryFolder folder;
     write(folder / "text", "one\r\n\r\nthree");
+    toolkit::Table table; // Outlives the source that it borrows.
     KRBigTextFile file;
-    toolkit::Table table;
     file.setTable(&table);
     file.setFileName(folder / "text");
     EXPECT_EQ(table.numberOfRows(), 3);
@@ -135,8 +135,8 @@ TEST(KRBigTextFile, FollowsAFileThatGrows)
 {
     const TemporaryFolder folder;
     const std::string path = folder / "text";
-    KRBigTextFile file;
     toolkit::Table table;
+    KRBigTextFile file;
     file.setTable(&table);
     file.setFileName(path);
     EXPECT_EQ(table.numberOfRows(), 0);
@@ -216,8 +216,8 @@ TEST(KRBigTextFile, IndexesTheRestOfALargeFileOnAWorker)
     for (int i = 0; i < 1'000'000; ++i)
         text += "line " + std::to_string(i) + "\n";
     write(path, text);
-    KRBigTextFile file;
     toolkit::Table table;
+    KRBigTextFile file;
     file.setTable(&table);
     file.setFileName(path);
     EXPECT_TRUE(file.isIndexing());
@@ -238,8 +238,8 @@ TEST(KRBigTextFile, ShowsTheStartOfAHugeFileWithoutWaiting)
     const std::string path = folder / "huge";
     write(path, "start\n");
     std::filesystem::resize_file(path, 10'000'000'000);
-    KRBigTextFile file;
     toolkit::Table table;
+    KRBigTextFile file;
     file.setTable(&table);
     file.setFileName(path);
     EXPECT_TRUE(file.isIndexing());

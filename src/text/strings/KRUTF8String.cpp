@@ -100,6 +100,10 @@ void KRUTF8String::replaceContentWith(const char* bytes, std::int64_t length)
 
 void KRUTF8String::replaceWithString(std::string_view text)
 {
+    if (text.empty()) {
+        clear();
+        return;
+    }
     markChange();
     if (static_cast<std::size_t>(lengthOfPointer_) > text.size()) {
         std::memmove(pointer_.get(), text.data(), text.size()); // The text may be part of this one.
@@ -192,6 +196,8 @@ void KRUTF8String::appendUTF8(const char* bytes, std::int64_t length)
 void KRUTF8String::appendString(std::string_view text)
 {
     markChange();
+    if (text.empty())
+        return;
     // Relative to the block, since growing moves what is the string's own.
     const bool isOwn = pointer_ && std::less_equal<>()(pointer_.get(), text.data())
         && std::less<>()(text.data(), pointer_.get() + lengthOfPointer_);

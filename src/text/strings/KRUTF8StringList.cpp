@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <limits>
 
@@ -155,7 +154,7 @@ void KRUTF8StringList::append(std::string_view text)
     if (!makeRoom(size + 1, 1))
         return;
     signed char* const end = data_->mutablePointer() + position_;
-    std::memcpy(end, text.data(), text.size());
+    std::copy(text.begin(), text.end(), end);
     end[size] = 0;
     startOfEachLine_->mutablePointer()[length_++] = static_cast<std::int32_t>(position_);
     position_ += size + 1;
