@@ -7,8 +7,8 @@
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/plist/PropertyList.h"
-#include "task/KRTrelkindController.h"
-#include "task/SVTrelkindEngineLocal.h"
+#include "task/application/KRTrelkindController.h"
+#include "task/engine/SVTrelkindEngineLocal.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,10 +1,10 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
 #include "platform/service/LocalService.h"
-#include "task/KRTrelkindApplication.h"
-#include "task/MainMenu.h"
-#include "task/SVTrelkindEngine.h"
 #include "task/WrapperOnDisk.h"
+#include "task/application/KRTrelkindApplication.h"
+#include "task/application/MainMenu.h"
+#include "task/engine/SVTrelkindEngine.h"
 #include "toolkit/Noted.h"
 #include "toolkit/Workspace.h"
 

@@ -1,10 +1,10 @@
 // One open wrapper: its window and its tasks.
 
-#include "task/KRTaskContextMenu.h"
-#include "task/KRTrelkindApplication.h"
-#include "task/Notifications.h"
-#include "task/SVTrelkindEngineLocal.h"
 #include "task/WrapperOnDisk.h"
+#include "task/application/KRTaskContextMenu.h"
+#include "task/application/KRTrelkindApplication.h"
+#include "task/engine/SVTrelkindEngineLocal.h"
+#include "task/single/Notifications.h"
 #include "text/RtfText.h"
 #include "toolkit/Noted.h"
 #include "toolkit/Workspace.h"

@@ -1,10 +1,10 @@
 // The wrapper on disk: reading, changing and making one.
 
-#include "task/CsvTable.h"
-#include "task/KRTrelkindController.h"
-#include "task/NewWrapper.h"
-#include "task/TaskWrapper.h"
 #include "task/WrapperOnDisk.h"
+#include "task/application/KRTrelkindController.h"
+#include "task/wrapper/CsvTable.h"
+#include "task/wrapper/NewWrapper.h"
+#include "task/wrapper/TaskWrapper.h"
 
 #include <gmock/gmock.h>
 #include <tuple>

@@ -5,7 +5,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/loop/NotificationCenter.h"
 #include "remote/project/XCodeProject.h"
-#include "task/UploadPreparation.h"
+#include "task/wrapper/UploadPreparation.h"
 #include "temporary/KRContainerFileName.h"
 
 Program::Program()

@@ -3,7 +3,7 @@
 #include "apps/console/TaskTable.h"
 #include "apps/console/TerminalScreen.h"
 #include "apps/console/TerminalText.h"
-#include "task/BatchCount.h"
+#include "task/engine/BatchCount.h"
 
 #include <fmt/format.h>
 

@@ -4,7 +4,7 @@
 #include "apps/console/LiveDisplay.h"
 #include "apps/console/OpenWrapper.h"
 #include "platform/loop/Pace.h"
-#include "task/TaskState.h"
+#include "task/single/TaskState.h"
 
 #include <functional>
 #include <string>

@@ -1,9 +1,9 @@
 #include "apps/console/BatchProgress.h"
 
 #include "apps/console/TerminalText.h"
-#include "task/BatchCount.h"
-#include "task/SVSingleTask.h"
-#include "task/TaskState.h"
+#include "task/engine/BatchCount.h"
+#include "task/single/SVSingleTask.h"
+#include "task/single/TaskState.h"
 
 #include <fmt/format.h>
 

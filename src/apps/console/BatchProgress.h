@@ -1,8 +1,8 @@
 #pragma once
 
 #include "apps/console/Terminal.h"
-#include "task/BatchCount.h"
-#include "task/SVTaskController.h"
+#include "task/engine/BatchCount.h"
+#include "task/single/SVTaskController.h"
 
 #include <string>
 #include <vector>

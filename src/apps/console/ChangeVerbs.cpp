@@ -8,9 +8,9 @@
 #include "platform/files/Paths.h"
 #include "platform/plist/PropertyList.h"
 #include "remote/project/XCodeProject.h"
-#include "task/ClearTasks.h"
-#include "task/ExecutableCheck.h"
-#include "task/TaskNumbers.h"
+#include "task/engine/ClearTasks.h"
+#include "task/wrapper/ExecutableCheck.h"
+#include "task/wrapper/TaskNumbers.h"
 
 #include <fmt/format.h>
 

@@ -2,9 +2,9 @@
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/files/Paths.h"
-#include "task/ExecutableCheck.h"
-#include "task/NewWrapper.h"
-#include "task/ShellWord.h"
+#include "task/wrapper/ExecutableCheck.h"
+#include "task/wrapper/NewWrapper.h"
+#include "task/wrapper/ShellWord.h"
 
 #include <fmt/format.h>
 

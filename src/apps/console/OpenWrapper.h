@@ -1,8 +1,8 @@
 #pragma once
 
 #include "apps/console/MessagePrinter.h"
-#include "task/KRTrelkindApplication.h"
-#include "task/KRTrelkindController.h"
+#include "task/application/KRTrelkindApplication.h"
+#include "task/application/KRTrelkindController.h"
 
 #include <memory>
 #include <optional>

@@ -4,12 +4,12 @@
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
 #include "platform/process/Process.h"
-#include "task/BatchCount.h"
-#include "task/ClearTasks.h"
-#include "task/RunChecks.h"
-#include "task/SVTrelkindEngineLocal.h"
-#include "task/ShellWord.h"
-#include "task/TaskNumbers.h"
+#include "task/engine/BatchCount.h"
+#include "task/engine/ClearTasks.h"
+#include "task/engine/RunChecks.h"
+#include "task/engine/SVTrelkindEngineLocal.h"
+#include "task/wrapper/ShellWord.h"
+#include "task/wrapper/TaskNumbers.h"
 
 #include <fmt/format.h>
 

@@ -7,10 +7,10 @@
 #include "apps/console/Verbs.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
-#include "task/BatchCount.h"
-#include "task/RunChecks.h"
-#include "task/ShellWord.h"
-#include "task/TaskState.h"
+#include "task/engine/BatchCount.h"
+#include "task/engine/RunChecks.h"
+#include "task/single/TaskState.h"
+#include "task/wrapper/ShellWord.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

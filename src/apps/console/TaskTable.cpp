@@ -1,7 +1,7 @@
 #include "apps/console/TaskTable.h"
 
-#include "task/RunChecks.h"
-#include "task/TaskState.h"
+#include "task/engine/RunChecks.h"
+#include "task/single/TaskState.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "task/NewWrapper.h"
+#include "task/wrapper/NewWrapper.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "task/MainMenu.h"
+#include "task/application/MainMenu.h"
 #include "toolkit/Window.h"
 
 #include <QPointer>

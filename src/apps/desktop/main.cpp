@@ -5,7 +5,7 @@
 #include "apps/desktop/loop/QtMainLoop.h"
 #include "diagnostics/MessageWindow.h"
 #include "platform/files/Paths.h"
-#include "task/KRTrelkindApplication.h"
+#include "task/application/KRTrelkindApplication.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

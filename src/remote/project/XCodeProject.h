@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/plist/Value.h"
-#include "task/UploadPreparation.h"
+#include "task/wrapper/UploadPreparation.h"
 
 #include <map>
 #include <memory>

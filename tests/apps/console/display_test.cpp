@@ -1,8 +1,8 @@
 #include "apps/console/BatchProgress.h"
 #include "apps/console/TablePrinter.h"
 #include "apps/console/TerminalText.h"
-#include "task/KRTrelkindController.h"
 #include "task/WrapperOnDisk.h"
+#include "task/application/KRTrelkindController.h"
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "platform/loop/NotificationCenter.h"
+#include "task/application/TrelkindWindow.h"
+#include "task/engine/SVTrelkindEngine.h"
+#include "task/single/KRTrelkindMachine.h"
+#include "task/single/SVSingleTask.h"
+#include "task/single/SVTaskController.h"
+#include "task/wrapper/TaskWrapper.h"
+#include "toolkit/Menu.h"
+#include "toolkit/Table.h"
+
+#include <any>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The controller of one open wrapper and its window. It owns the tasks, holds at most one engine, is the data
+// source of the window's tables, and carries out the user's actions. Main thread.
+//
+// The views are destroyed after the window has closed; later calls from engines and tasks do nothing.
+class KRTrelkindController : public SVTaskController,
+                             public toolkit::TableDataSource,
+                             public toolkit::TableDelegate,
+                             public std::enable_shared_from_this<KRTrelkindController> {
+public:
+    // Reads the wrapper, makes the window, reconnects to the machine that the wrapper is bound to, and brings
+    // the window to the front. A wrapper with missing files opens without them.
+    static std::shared_ptr<KRTrelkindController> createFromWrapperName(const std::string& path);
+    ~KRTrelkindController() override;
+
+    const std::string& wrapperName() const override { return wrapper_.wrapperName; }
+    std::int64_t serialNumber() const override { return serialNumber_; }
+    const std::vector<std::shared_ptr<SVSingleTask>>& taskInformation() const override
+    {
+        return taskInformation_;
+    }
+    const std::optional<std::string>& executable() const override { return wrapper_.executable; }
+    const std::optional<std::string>& executableMD5() const override { return wrapper_.executableMD5; }
+    const std::optional<std::vector<std::string>>& inputFiles() const override { return wrapper_.inputFiles; }
+    bool inputFilesAreUnknown() const override { return wrapper_.inputFilesAreUnknown; }
+    std::optional<std::string> xCodeProject() const override;
+    // Whether Info.plist can't be read, so that the task list is incomplete.
+    bool informationIsUnreadable() const { return wrapper_.infoIsUnreadable; }
+    std::string arguments() const override { return {}; }
+    toolkit::Table* outputTable() const override;
+    toolkit::Window* window() const;
+    TrelkindWindow* views() { return views_.get(); } // Null once the window has closed.
+    SVTrelkindEngine* engine() const { return engine_.get(); }
+    std::shared_ptr<toolkit::Menu> contextMenuForRow(int row) const; // Null for a row outside of the table.
+
+    // Called by engines and tasks.
+    bool isStillEnding(const SVSingleTask& task) const override;
+    std::shared_ptr<platform::FolderLock> lockForRunning() override;
+    bool isRunningHere() const override { return !lockForRunning_.expired(); }
+    void changeInTask(SVSingleTask& task) override;
+    void reloadTaskList() override;
+    void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
+    void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
+    void changeRunningStatus(
+        SVSingleTask& task, const std::string& toString, SVTaskMachine* withEngine) override;
+    // Reserved for a scheduler that assigns tasks to machines.
+    void putTaskBackIntoQue(SVSingleTask&) override { }
+    void fillEngines() override { }
+    void cancelAllJobs() override;
+    void engineDisconnected(const platform::Notification& notification);
+
+    // User actions.
+    void startLocalTask();
+    void startOnRemoteMachine(const std::any& representedObject);
+    void runOnSpecificMachine(const std::any& representedObject);
+    void endAllTasks() override;
+    void stopTask();
+    void clearAbortedTasks();
+    void invalidateSelection();
+    void runSelectionNext() { }
+    void terminateSelection() { }
+    // The path at which the panel for a new executable opens, if there is one.
+    std::optional<std::string> changeExecutable() const { return wrapper_.originalExecutable; }
+    // The panel has ended; the return code 1 means that the user has chosen files.
+    void changeAppPanelDidEnd(int returnCode, const std::vector<std::string>& chosenFiles);
+    void prepareForUpload();
+    void xCodeProjectChanged();
+    void changeXcodeProject() { }
+    void machinesAddedSubtracted(int senderState);
+    void fillEnginesAgain() { }
+    void textDidChange() { writeUpChanged_ = true; }
+    void textDidEndEditing() { saveWriteUpIfNeeded(); }
+    void willSelectTabViewItem() { saveWriteUpIfNeeded(); }
+    bool validateMenuItem(const std::string& action) const;
+    bool windowShouldClose();
+    void checkIfCanQuit();
+    void readInStandardOut();
+
+    void connectMachine(KRTrelkindMachine& machine, const std::string& queue);
+
+    // The represented object of a menu item: its "Machine" and "Name".
+    struct RunTarget {
+        std::shared_ptr<KRTrelkindMachine> machine;
+        std::string name;
+    };
+    // Makes the window that sets up a run on a cluster machine.
+    using SetupMaker = std::function<std::shared_ptr<toolkit::Window>(
+        KRTrelkindController& newForTask, const std::any& forMachine)>;
+    static SetupMaker& setupMaker();
+
+    int numberOfRowsInTableView(const toolkit::Table&) override;
+    toolkit::CellValue objectValueForTableColumn(
+        const toolkit::Table&, std::string_view column, int row) override;
+    void tableViewSelectionDidChange(toolkit::Table&) override;
+    std::shared_ptr<toolkit::Menu> contextMenuForTableRow(toolkit::Table&, int row) override;
+
+private:
+    explicit KRTrelkindController(const std::string& initWithWrapperName);
+    void observeNotifications();
+    void makeTasks();
+    void loadWindow();
+    void insertTextIntoFields();
+    void readWriteUp();
+    void finishWindowSetup();
+    void addViewForEngine();
+    void saveWriteUpIfNeeded();
+    bool anyTaskHasBeenCommitted() const;
+    void disconnectEngines();
+
+    std::shared_ptr<SVSingleTask> taskForRow(int row) const;
+    std::shared_ptr<SVSingleTask> selectedTask() const;
+    std::optional<std::string> selectedFile() const;
+    const SVFileContent* selectedContent() const;
+    toolkit::CellValue taskCell(std::string_view column, int row) const;
+    toolkit::CellValue fileCell(std::string_view column, int row) const;
+    toolkit::CellValue dataFileCell(std::string_view column, int row) const;
+    void showOutputOfSelection();
+    void reloadFileTables();
+
+    std::unique_ptr<TrelkindWindow> views_;
+    TaskWrapper wrapper_;
+    std::int64_t serialNumber_;
+    std::shared_ptr<SVTrelkindEngine> engine_;
+    std::vector<std::weak_ptr<SVTrelkindEngine>> detachedEngines_; // Their last runs may still be ending.
+    std::weak_ptr<platform::FolderLock> lockForRunning_; // Owned by the engines.
+    bool everythingIsFilled_ = false; // Always false; it gates menu items.
+    std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
+    int howManyTasksAreFinished_ = 0;
+    int howManyTasksAreRunning_ = 0;
+    int howManyTasksAreWaiting_ = 0;
+    bool waitingToStop_ = false;
+    // Reserved for a scheduler that assigns tasks to machines.
+    SVTaskMachine* localMachine_ = nullptr;
+    std::unique_ptr<platform::Timer> standardOutTimer_;
+    std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;
+    bool writeUpChanged_ = false;
+    bool writeUpIsUnreadable_ = false; // Notes that can't be read must not be overwritten.
+    std::shared_ptr<toolkit::Window> startingUpOn_;
+    std::vector<std::unique_ptr<platform::NotificationCenter::Observation>> observations_;
+};

@@ -1,0 +1,176 @@
+// The content of the tables of a wrapper's window, and the reaction to a selection in them.
+
+#include "task/application/KRTrelkindController.h"
+#include "text/files/KRBigTextFile.h"
+#include "text/numbers/KRNumberFormatter.h"
+
+#include <fmt/format.h>
+
+std::shared_ptr<SVSingleTask> KRTrelkindController::taskForRow(int row) const
+{
+    const auto index = static_cast<std::size_t>(row);
+    return row >= 0 && index < taskInformation_.size() ? taskInformation_[index] : nullptr;
+}
+
+std::shared_ptr<SVSingleTask> KRTrelkindController::selectedTask() const
+{
+    return views_ ? taskForRow(views_->taskList.selectedRow()) : nullptr;
+}
+
+std::optional<std::string> KRTrelkindController::selectedFile() const
+{
+    const auto task = selectedTask();
+    if (!task)
+        return std::nullopt;
+    const int row = views_->fileTable.selectedRow();
+    const auto& names = task->fileList();
+    const auto index = static_cast<std::size_t>(row);
+    return row >= 0 && index < names.size() ? std::optional(names[index]) : std::nullopt;
+}
+
+const SVFileContent* KRTrelkindController::selectedContent() const
+{
+    const auto file = selectedFile();
+    return file ? &selectedTask()->contentForFile(*file) : nullptr;
+}
+
+std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForRow(int row) const
+{
+    const auto task = taskForRow(row);
+    return task ? task->contextMenu() : nullptr;
+}
+
+std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForTableRow(toolkit::Table& table, int row)
+{
+    return views_ && &table == &views_->taskList ? contextMenuForRow(row) : nullptr;
+}
+
+int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
+{
+    if (!views_)
+        return 0;
+    if (&table == &views_->taskList)
+        return static_cast<int>(taskInformation_.size());
+    if (&table == &views_->fileTable) {
+        const auto task = selectedTask();
+        return task ? static_cast<int>(task->fileList().size()) : 0;
+    }
+    if (&table == &views_->dataFileContent) {
+        const SVFileContent* content = selectedContent();
+        return content && content->names ? static_cast<int>(content->names->size()) : 0;
+    }
+    return 0;
+}
+
+toolkit::CellValue KRTrelkindController::objectValueForTableColumn(
+    const toolkit::Table& table, std::string_view column, int row)
+{
+    if (!views_)
+        return std::string();
+    if (&table == &views_->taskList)
+        return taskCell(column, row);
+    if (&table == &views_->fileTable)
+        return fileCell(column, row);
+    if (&table == &views_->dataFileContent)
+        return dataFileCell(column, row);
+    return std::string();
+}
+
+toolkit::CellValue KRTrelkindController::taskCell(std::string_view column, int row) const
+{
+    const auto task = taskForRow(row);
+    if (!task)
+        return std::string();
+    if (column == "Number")
+        return fmt::format("{}", row + 1);
+    if (column == "Time")
+        return fmt::format("{:g}", task->timeValue());
+    if (column == "Description")
+        return task->entryDescription().value_or("");
+    if (column == "Status")
+        return std::string(task->taskHasFinished() ? "Done"
+                : task->taskWasAborted()           ? "Aborted"
+                : task->beingChecked()             ? "Checking"
+                : task->taskHasStarted()           ? "Running"
+                                                   : "");
+    if (column == "Progress")
+        return task->taskFraction();
+    if (column == "Started")
+        return task->times().started ? momentText(*task->times().started) : std::string();
+    if (column == "Duration")
+        return task->times().started ? elapsedText(*task->times().seconds()) : std::string();
+    if (column == "Exit")
+        return task->exitStatus() ? task->exitStatus()->text() : std::string();
+    if (column == "Argument")
+        return task->argument();
+    if (column == "Try")
+        return 0.0;
+    return task->statusString();
+}
+
+toolkit::CellValue KRTrelkindController::fileCell(std::string_view column, int row) const
+{
+    const auto task = selectedTask();
+    const auto index = static_cast<std::size_t>(row);
+    if (!task || row < 0 || index >= task->fileList().size())
+        return std::string();
+    const std::string& name = task->fileList()[index];
+    if (column == "File Name")
+        return name;
+    const auto information = task->informationForFile(name);
+    return information ? KRNumberFormatter::sizeString(information->size) : std::string();
+}
+
+toolkit::CellValue KRTrelkindController::dataFileCell(std::string_view column, int row) const
+{
+    const SVFileContent* content = selectedContent();
+    return content && row >= 0 ? content->cell(column, static_cast<std::size_t>(row)) : std::string();
+}
+
+void KRTrelkindController::reloadFileTables()
+{
+    for (toolkit::Table* table : {&views_->fileTable, &views_->dataFileContent})
+        table->reloadData();
+}
+
+void KRTrelkindController::showOutputOfSelection()
+{
+    for (const auto& task : taskInformation_)
+        task->deselectFromView();
+    toolkit::Table& output = views_->outputFromProgram;
+    if (views_->taskList.selectedRows().size() == 1) {
+        if (const auto task = selectedTask())
+            task->selectedInView(&output);
+        return;
+    }
+    if (output.dataSource() != this)
+        output.setDataSource(this);
+    output.reloadData();
+}
+
+void KRTrelkindController::readInStandardOut()
+{
+    if (!views_)
+        return;
+    toolkit::Table& output = views_->outputFromProgram;
+    if (views_->taskList.selectedRows().size() != 1)
+        if (auto* file = dynamic_cast<KRBigTextFile*>(output.dataSource()))
+            file->setTable(nullptr);
+    showOutputOfSelection();
+}
+
+void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
+{
+    if (!views_)
+        return;
+    if (&table == &views_->taskList) {
+        showOutputOfSelection();
+        reloadFileTables();
+    } else if (&table == &views_->fileTable) {
+        const auto file = selectedFile();
+        const bool isDataFile = file && SVFileContent::isDataFile(*file);
+        views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
+        if (isDataFile)
+            views_->dataFileContent.reloadData();
+    }
+}

@@ -1,0 +1,111 @@
+#include "task/application/MainMenu.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "task/application/KRTrelkindApplication.h"
+#include "toolkit/Workspace.h"
+
+namespace {
+
+// menuNeedsUpdate() keeps the first two items of the cluster menu.
+constexpr const char* kNewMachine = "New Machine";
+
+} // namespace
+
+MainMenu::MainMenu(KRTrelkindApplication& application) : application_(application)
+{
+    menus_ = {fileMenu(), batchMenu(), windowMenu()};
+    for (const auto& menu : menus_)
+        menu->validator = [this](const std::string& action) { return isEnabled(action); };
+}
+
+bool MainMenu::isEnabled(const std::string& action) const
+{
+    if (action == "openTask:" || action == "terminate:" || action == "showMessages:")
+        return true;
+    if (action == "performClose:")
+        return application_.frontController() != nullptr;
+    return application_.validateMenuItem(action);
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::fileMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("File");
+    const auto close = [this] {
+        if (const auto controller = application_.frontController())
+            controller->window()->userCloses();
+    };
+    menu->add({.title = "Open\u2026",
+        .action = "openTask:",
+        .perform = [this](const auto&) { open(); },
+        .key = "Ctrl+O"});
+    menu->add({.title = "Close",
+        .action = "performClose:",
+        .perform = [close](const auto&) { close(); },
+        .key = "Ctrl+W"});
+    menu->add(toolkit::MenuItem::separator());
+    menu->add({.title = "Quit",
+        .action = "terminate:",
+        .perform = [this](const auto&) { quit(); },
+        .key = "Ctrl+Q"});
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::batchMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Batch");
+    const auto add = [&](const char* title, const char* action, const char* key,
+                         void (KRTrelkindController::*perform)()) {
+        menu->add({.title = title,
+            .action = action,
+            .perform =
+                [this, perform](const auto&) {
+                    if (const auto controller = application_.frontController())
+                        ((*controller).*perform)();
+                },
+            .key = key});
+    };
+    add("Run on this computer", "startLocalTask:", "Ctrl+R", &KRTrelkindController::startLocalTask);
+
+    auto clusters = std::make_shared<toolkit::Menu>("Run on cluster");
+    clusters->add({.title = kNewMachine, .action = "addLSFMachine:", .perform = [this](const auto&) {
+                       application_.addLSFMachine(true);
+                   }});
+    clusters->add(toolkit::MenuItem::separator());
+    clusters->needsUpdate = [this](toolkit::Menu& shown) { application_.menuNeedsUpdate(shown); };
+    clusters->validator = [this](const std::string& action) { return isEnabled(action); };
+    menu->add({.title = clusters->title(), .submenu = clusters});
+
+    add("End all tasks", "endAllTasks:", "", &KRTrelkindController::endAllTasks);
+    menu->add(toolkit::MenuItem::separator());
+    add("Clear aborted tasks", "clearAbortedTasks:", "", &KRTrelkindController::clearAbortedTasks);
+    add("Prepare for upload", "prepareForUpload:", "", &KRTrelkindController::prepareForUpload);
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::windowMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Window");
+    menu->add({.title = "Messages", .action = "showMessages:", .perform = [](const auto&) {
+                   KRMessageCenter::sharedMessageCenter()->showMessageWindow();
+               }});
+    return menu;
+}
+
+void MainMenu::open()
+{
+    if (const auto& show = toolkit::Workspace::shared().showFilePanel)
+        show({.kind = toolkit::FilePanel::Kind::OpenFolders,
+            .title = "Open a task wrapper",
+            .answered = [this](int returnCode, const std::vector<std::string>& chosen) {
+                application_.openTask(returnCode, chosen);
+            }});
+}
+
+void MainMenu::quit()
+{
+    if (!application_.applicationShouldTerminate())
+        return;
+    application_.applicationWillTerminate();
+    if (whenQuitting)
+        whenQuitting();
+}

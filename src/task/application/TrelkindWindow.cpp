@@ -1,0 +1,84 @@
+#include "task/application/TrelkindWindow.h"
+
+#include "task/single/SVFileContent.h"
+
+namespace {
+
+constexpr toolkit::Rect kContentFrame{0, 0, 900, 600};
+constexpr toolkit::Rect kOutputFrame{0, 0, 400, 200};
+
+} // namespace
+
+TrelkindWindow::TrelkindWindow()
+{
+    arrange();
+    name();
+}
+
+void TrelkindWindow::arrange()
+{
+    window.setLayout("TrelkindWindow");
+    window.setContent(&content);
+    content.setFrame(kContentFrame);
+    content.setBounds(kContentFrame);
+    fixedPartOfView.setFrame(kContentFrame);
+    outputScroller.setBounds(kOutputFrame);
+
+    content.addSubview(heading);
+    content.addSubview(fixedPartOfView);
+    for (toolkit::TextField* field : {&executable, &xCodeProjectLocation, &howMuchIsDoneField})
+        heading.addSubview(*field);
+    executable.setEditable(false);
+    howMuchIsDoneField.setEditable(false);
+
+    fixedPartOfView.addTab({"Tasks", "Tasks", &batchPage});
+    fixedPartOfView.addTab({"Notes", "Notes", &notesPage});
+    batchPage.addSubview(taskList);
+    batchPage.addSubview(filesAndContent);
+    batchPage.addSubview(outputScroller);
+    filesAndContent.addSubview(fileTable);
+    filesAndContent.addSubview(optionForFileDisplay);
+    optionForFileDisplay.addTab({"Nothing", "Nothing", nullptr});
+    optionForFileDisplay.addTab({"DataFile", "Variables", &dataFileContent});
+    outputScroller.addSubview(outputFromProgram);
+    notesPage.addSubview(writeUp);
+    notesPage.addSubview(setupDescription);
+    writeUp.setRich(true);
+    setupDescription.setEditable(false);
+    setupDescription.setRich(true);
+}
+
+void TrelkindWindow::name()
+{
+    using toolkit::Column;
+    taskList.setAccessibleName("Tasks");
+    taskList.setColumns({{.identifier = "Number", .title = "Number", .alignment = Column::Alignment::Right},
+        {.identifier = "Time", .title = "Time", .alignment = Column::Alignment::Right},
+        {.identifier = "Description", .title = "Description"}, {.identifier = "Status", .title = "Status"},
+        {.identifier = "Progress", .title = "Progress", .cell = Column::Cell::Progress},
+        {.identifier = "Started", .title = "Started", .alignment = Column::Alignment::Right},
+        {.identifier = "Duration", .title = "Duration", .alignment = Column::Alignment::Right},
+        {.identifier = "Exit", .title = "Exit", .alignment = Column::Alignment::Right},
+        {.identifier = "Argument", .title = "Argument"},
+        {.identifier = "Try", .title = "Try", .isHidden = true}});
+    fileTable.setAccessibleName("Files");
+    fileTable.setColumns({{.identifier = "File Name", .title = "File Name"},
+        {.identifier = "Size", .title = "Size", .alignment = Column::Alignment::Right}});
+    dataFileContent.setAccessibleName("Variables");
+    dataFileContent.setColumns(SVFileContent::columns());
+    outputFromProgram.setAccessibleName("Output");
+    outputFromProgram.setColumns({{.identifier = "Output", .title = "Output"}});
+    executable.setAccessibleName("Executable");
+    xCodeProjectLocation.setAccessibleName("Project");
+    howMuchIsDoneField.setAccessibleName("Done");
+    writeUp.setAccessibleName("Notes");
+    setupDescription.setAccessibleName("Description");
+}
+
+void TrelkindWindow::raiseFixedPart(double height)
+{
+    toolkit::Rect frame = fixedPartOfView.frame();
+    frame.y += height;
+    frame.height -= height;
+    fixedPartOfView.setFrame(frame);
+}
