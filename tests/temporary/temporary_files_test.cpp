@@ -1,3 +1,4 @@
+#include "temporary/RemoveEverything.h"
 #include "temporary/TemporaryFiles.h"
 
 #include "platform/files/Paths.h"
@@ -244,9 +245,12 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
         EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
     isDone = true;
     churning.join();
+    EXPECT_TRUE(temporary::removeEverything(parent + "/none")) << "what isn't there is gone";
     const auto caller = std::make_shared<Caller>();
+    std::ignore = messages();
     KRContainerFileName::checkOrphansAndCallMeBack(caller);
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return caller->calls == 1; }, 10));
+    EXPECT_THAT(messages(), IsEmpty());
 }
 
 // The last of these tests: the service of the process hears the notice too.
