@@ -244,6 +244,10 @@ TEST_F(VariableFile, TakesAFileThatIsOpen)
     file->setDataFile(nullptr);
     EXPECT_FALSE(file->isValid() || file->dataFile());
     EXPECT_EQ(changes(), 2U);
+    file->setDataFile(open);
+    file->closeTheFile();
+    ASSERT_TRUE(within([&] { return owner->allowedAgain == 3; }));
+    EXPECT_THAT(names(), ElementsAre("none"));
 }
 
 TEST_F(VariableFile, FollowsARunningProgram)

@@ -70,6 +70,10 @@ public:
         ++asked;
         return allows && KRDependencyBase::allowChangeKnownResponses(known);
     }
+    bool allowComputationKnownResponses(Known& known) override
+    {
+        return allows && KRDependencyBase::allowComputationKnownResponses(known);
+    }
     void supplierChanged(const Pointer& supplier, Change& forTime, Known& alreadySentFor) override
     {
         heardFrom.push_back(supplier.get());
