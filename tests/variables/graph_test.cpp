@@ -41,6 +41,9 @@ TEST(DependencyGraph, RefusesCirclesAndDoubledEdges)
         chain[1]->addSupplierInternal(chain[0]);
         EXPECT_FALSE(chain[0]->addClient(nullptr));
         EXPECT_FALSE(chain[0]->addSupplier(nullptr));
+        chain[0]->removeClient(nullptr);
+        chain[0]->removeSupplier(nullptr);
+        chain[0]->removeConnectionTo(nullptr);
         chain[0]->removeConnectionTo(chain[2]);
     }),
         (Names{"Debug: addClient: Trying to create an infinite loop.",
