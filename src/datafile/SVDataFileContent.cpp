@@ -97,6 +97,8 @@ void SVDataFileContent::Scan()
     const auto magicLength = static_cast<std::size_t>(std::min<long long>(length, kSVMagicLength));
     if (!ReadMagic(ahead.At(0, magicLength), magicLength))
         return;
+    // Names often come in order, so that each one's place is just behind that of the one before.
+    auto likelyPlace = content.end();
     for (long long position = kSVMagicLength;;) {
         const unsigned char* bytes = ahead.At(position, kSVEntryHeaderLength);
         if (!bytes)
@@ -116,8 +118,8 @@ void SVDataFileContent::Scan()
         const unsigned char* name = ahead.At(nameStart, nameHeld);
         if (!name)
             return;
-        content.insert_or_assign(textUpToNul(name, nameHeld),
-            SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength});
+        likelyPlace = std::next(content.insert_or_assign(likelyPlace, textUpToNul(name, nameHeld),
+            SVDataEntry{header.m, header.n, header.o, header.type, nameStart + header.nameLength}));
         // An entry of 2 GiB or more has lost its size and would lead backwards.
         if (header.entrySize < 0)
             return ReportDamage();

@@ -1,5 +1,6 @@
 // KRDataFile::copyInto().
 
+#include "platform/files/FileManager.h"
 #include "storage/KRDataFile.h"
 #include "storage/bytes/FileCopy.h"
 
@@ -13,6 +14,8 @@ bool copyFile(const std::string& from, const std::optional<DataFileStream::Ident
     std::uint64_t count, const std::string& to, bool allowLink, const KRProgressCPP& progress)
 {
     using Access = DataFileStream::Access;
+    if (count == 0 && platform::files::isDirectory(from)) // A stack without members.
+        return DataFileStream::open(to, Access::New) != nullptr;
     const auto source = DataFileStream::open(from, Access::Read);
     if (!source || (identity && source->identity() != *identity))
         return false;

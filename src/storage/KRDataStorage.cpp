@@ -1,6 +1,7 @@
 #include "storage/KRDataStorage.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "storage/values/ElementConversion.h"
 
 #include <fmt/format.h>
 
@@ -78,6 +79,18 @@ KRAnyArray KRDataStorage::readArrayOfType(ElementType type, const std::string&)
 {
     reportMissing(kReadWords[static_cast<int>(type)]);
     return {};
+}
+
+KRAnyArray KRDataStorage::readConverted(ElementType type, const std::string& name)
+{
+    KRAnyArray array = readArrayOfType(type, name);
+    if (!array || array.type() == type)
+        return array;
+    KRAnyArray converted = KRAnyArray::make(type, array.m(), array.n(), array.o());
+    if (converted)
+        storage::convertElements(array.type(), array.elements(), static_cast<std::size_t>(array.length()),
+            type, converted.mutableElements());
+    return converted;
 }
 
 KRAnyArray KRDataStorage::readNativeArray(const std::string&)

@@ -89,7 +89,7 @@ public:
         return readArrayOf<unsigned char>(name);
     }
     // The same with the type as an argument. A cache may answer with another type than was asked for: that
-    // shows here alone, and the functions above give null.
+    // shows here alone, and the functions above convert it.
     virtual KRAnyArray readArrayOfType(ElementType type, const std::string& name);
     virtual KRAnyArray readNativeArray(const std::string& name); // Of the stored type.
     virtual std::optional<Bytes> readDataBlock(const std::string& name); // The stored bytes of an array.
@@ -106,6 +106,10 @@ public:
     // Any of the above by what it holds; none is reported.
     bool writeArray(const KRAnyArray& array, const std::string& withName);
     bool writeArray(const KRArrayHolder& array, const std::string& withName);
+    bool writeArray(const Bytes& block, const std::string& withName)
+    {
+        return writeDataBlock(block, withName);
+    }
     virtual bool writeString(const std::string& text, const std::string& withName);
     virtual bool writeDataBlock(const Bytes& bytes, const std::string& withName);
     bool writeNumber(const StorageNumber& number, const std::string& withName); // As a double.
@@ -117,6 +121,9 @@ public:
     // The reverse: texts, numbers, data, arrays in plain form, and dictionaries of them, five deep at most.
     bool writeObject(const platform::Value& value, const std::string& withBaseName);
     bool saveRecursively(const platform::Value& value, const std::string& baseName, int currentDepth);
+    // An array as such: of doubles, floats, ints or characters; another one is reported.
+    bool writeObject(const KRAnyArray& array, const std::string& withBaseName);
+    bool saveRecursively(const KRAnyArray& array, const std::string& baseName, int currentDepth);
 
 protected:
     // The array isn't none.
@@ -128,6 +135,7 @@ private:
     template <class T>
     ArrayPointer<T> readArrayOf(const std::string& name)
     {
-        return readArrayOfType(kElementTypeOf<T>, name).template as<T>();
+        return readConverted(kElementTypeOf<T>, name).template as<T>();
     }
+    KRAnyArray readConverted(ElementType type, const std::string& name);
 };

@@ -31,6 +31,19 @@ platform::Value valueOf(KRDataStorage& storage, const std::string& name)
     return array.convertToRawFormat();
 }
 
+bool isTooDeep(int depth)
+{
+    if (depth == kDeepestTree)
+        KRMessageCenter::addMessage("Reached the recursive depth.");
+    return depth == kDeepestTree;
+}
+
+bool reportUnknownType()
+{
+    KRMessageCenter::addMessage("Unknown saving type for saving a dictionary.");
+    return false;
+}
+
 // The names that are `base` or begin with "<base>_" leave the list.
 std::vector<std::string> takeNamesBelow(const std::string& base, std::vector<std::string>& names)
 {
@@ -90,13 +103,27 @@ bool KRDataStorage::writeObject(const platform::Value& value, const std::string&
     return saveRecursively(value, withBaseName, 0);
 }
 
+bool KRDataStorage::writeObject(const KRAnyArray& array, const std::string& withBaseName)
+{
+    return saveRecursively(array, withBaseName, 0);
+}
+
+bool KRDataStorage::saveRecursively(const KRAnyArray& array, const std::string& baseName, int currentDepth)
+{
+    using enum ElementType;
+    constexpr ElementType kSaved[] = {Double, Float, Int, Character};
+    if (isTooDeep(currentDepth))
+        return false;
+    if (array && std::find(std::begin(kSaved), std::end(kSaved), array.type()) != std::end(kSaved))
+        return writeArray(array, baseName);
+    return reportUnknownType();
+}
+
 bool KRDataStorage::saveRecursively(
     const platform::Value& value, const std::string& baseName, int currentDepth)
 {
-    if (currentDepth == kDeepestTree) {
-        KRMessageCenter::addMessage("Reached the recursive depth.");
+    if (isTooDeep(currentDepth))
         return false;
-    }
     if (const std::string* text = value.text())
         return writeString(*text, baseName);
     if (const auto number = value.number())
@@ -111,10 +138,8 @@ bool KRDataStorage::saveRecursively(
         return writeDoubleArray(KRDoubleArrayContainer::convertFromRawFormat(value), baseName);
     if (type && *type == platform::Value("Integer"))
         return writeIntArray(KRIntArrayContainer::convertFromRawFormat(value), baseName);
-    if (type || !dictionary) {
-        KRMessageCenter::addMessage("Unknown saving type for saving a dictionary.");
-        return false;
-    }
+    if (type || !dictionary)
+        return reportUnknownType();
     return std::all_of(dictionary->begin(), dictionary->end(), [&](const auto& member) {
         const std::string name = member.first.empty() ? baseName : baseName + "_" + member.first;
         return saveRecursively(member.second, name, currentDepth + 1);

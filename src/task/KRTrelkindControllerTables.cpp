@@ -1,8 +1,8 @@
 // The content of the tables of a wrapper's window, and the reaction to a selection in them.
 
 #include "task/KRTrelkindController.h"
-#include "text/KRBigTextFile.h"
-#include "text/KRNumberFormatter.h"
+#include "text/files/KRBigTextFile.h"
+#include "text/numbers/KRNumberFormatter.h"
 
 #include <fmt/format.h>
 

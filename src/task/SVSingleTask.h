@@ -9,7 +9,7 @@
 #include "task/SVLocalTask.h"
 #include "task/SVTaskController.h"
 #include "task/SVTaskMachine.h"
-#include "text/KRBigTextFile.h"
+#include "text/files/KRBigTextFile.h"
 #include "toolkit/Menu.h"
 
 #include <atomic>

@@ -11,6 +11,7 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr const char* kProtocolsOfRedirections = "http,https"; // A server never
 
 // What libcurl calls back into, on the worker.
 struct KRContainerFileNameDownloadServerEntry::Transfer {
-    explicit Transfer(const KRContainerFileNameDownloadServerEntry& of) : entry(of) { }
+    explicit Transfer(KRContainerFileNameDownloadServerEntry& of) : entry(of) { }
 
     bool run();
     bool begin();
@@ -32,14 +33,10 @@ struct KRContainerFileNameDownloadServerEntry::Transfer {
     static std::size_t data(const char* bytes, std::size_t, std::size_t count, void* self);
     static int progress(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t);
 
-    const KRContainerFileNameDownloadServerEntry& entry;
+    KRContainerFileNameDownloadServerEntry& entry;
     std::unique_ptr<CURL, void (*)(CURL*)> handle{curl_easy_init(), curl_easy_cleanup};
     std::string contentDisposition;
-    std::optional<std::string> folder; // Checked out of the temporary folders.
-    std::string fileName;
-    std::string mimeType; // As the server tells it; empty without one.
-    curl_off_t howLong = -1; // Bytes, as the server tells it; -1 when it doesn't.
-    std::uint64_t howManyRead = 0; // Bytes.
+    std::shared_ptr<KRContainerFolder> folder;
     std::optional<platform::File> theFile;
     double lastByte = platform::monotonicSeconds();
 };
@@ -68,21 +65,24 @@ bool KRContainerFileNameDownloadServerEntry::Transfer::run()
 // The answer is there: its file is opened.
 bool KRContainerFileNameDownloadServerEntry::Transfer::begin()
 {
-    folder = TemporaryFiles::shared().checkOutFolder();
+    folder =
+        KRContainerFolder::createWithTemporaryFolder(TemporaryFiles::shared().checkOutFolder().value_or(""));
     if (!folder)
         return false;
     const char* url = nullptr; // After redirections.
     const char* type = nullptr;
+    curl_off_t length = -1;
     curl_easy_getinfo(handle.get(), CURLINFO_EFFECTIVE_URL, &url);
     curl_easy_getinfo(handle.get(), CURLINFO_CONTENT_TYPE, &type);
-    curl_easy_getinfo(handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &howLong);
-    mimeType = type ? type : "";
-    fileName = temporary::suggestedName(contentDisposition, url ? url : "");
-    auto opened =
-        platform::File::open(platform::paths::appending(*folder, fileName), platform::File::Mode::Replace);
+    curl_easy_getinfo(handle.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    const std::string fileName = temporary::suggestedName(contentDisposition, url ? url : "");
+    entry.answered({fileName, type ? type : "", length});
+    auto opened = platform::File::open(
+        platform::paths::appending(folder->folderName(), fileName), platform::File::Mode::Replace);
     if (!opened)
         return false;
     theFile = std::move(*opened);
+    folder->addedFileName(fileName);
     return true;
 }
 
@@ -107,8 +107,10 @@ std::size_t KRContainerFileNameDownloadServerEntry::Transfer::data(
     transfer.lastByte = platform::monotonicSeconds();
     if (!transfer.theFile && !transfer.begin())
         return 0;
-    transfer.howManyRead += count;
-    return transfer.theFile->write({bytes, count}) ? count : 0;
+    if (!transfer.theFile->write({bytes, count}))
+        return 0;
+    transfer.entry.howManyRead_ += count;
+    return count;
 }
 
 // Called at least once a second. Any answer but 0 ends the transfer.
@@ -132,19 +134,28 @@ void KRContainerFileNameDownloadServerEntry::main()
     transfer_ = std::make_unique<Transfer>(*this);
     const bool isWhole = transfer_->handle && transfer_->run();
     transfer_->theFile.reset();
-    if (!isWhole && transfer_->folder) {
-        TemporaryFiles::shared().handBackFolder(*transfer_->folder);
+    if (!isWhole)
         transfer_->folder.reset();
-    }
     postWhenEnded([this] { finish(); }); // The server keeps this object until then.
 }
 
 void KRContainerFileNameDownloadServerEntry::finish()
 {
-    const auto folder = KRContainerFolder::createWithTemporaryFolder(transfer_->folder.value_or(""));
     if (delegate_)
-        delegate_->finishedDownloadingFile(theURL_, folder);
+        delegate_->finishedDownloadingFile(theURL_, std::exchange(transfer_->folder, nullptr));
     server_.ended(*this);
+}
+
+void KRContainerFileNameDownloadServerEntry::answered(Answer answer)
+{
+    const std::lock_guard guard(answerLock_);
+    answer_ = std::move(answer);
+}
+
+KRContainerFileNameDownloadServerEntry::Answer KRContainerFileNameDownloadServerEntry::answer() const
+{
+    const std::lock_guard guard(answerLock_);
+    return answer_;
 }
 
 KRContainerFileNameDownloadServer& KRContainerFileNameDownloadServer::shared()

@@ -14,6 +14,7 @@
 namespace {
 
 constexpr const char* kUnzip = "/usr/bin/unzip";
+constexpr double kLongestEnding = 5; // Seconds; unzip ends with the first signal.
 
 // The name as unzip takes it: for no option, and as a pattern that fits no other archive.
 std::string asArgument(const std::string& name)
@@ -72,6 +73,11 @@ KRContainerFolder::KRContainerFolder(std::string name, bool isTemporary, bool de
 
 KRContainerFolder::~KRContainerFolder()
 {
+    for (const Pending& pending : pendingTasks_) {
+        pending.task->terminate();
+        pending.task->waitUntilExit(kLongestEnding);
+        removeLinks(folderName_);
+    }
     if (responsibleForRemovingFolder_) {
         if (temporaryFolder_)
             TemporaryFiles::shared().handBackFolder(folderName_);
@@ -91,7 +97,7 @@ void KRContainerFolder::refreshContent()
 void KRContainerFolder::uncompressFile(
     const std::string& name, std::shared_ptr<KRContainerFolderDelegate> delegate)
 {
-    if (platform::paths::lowercaseExtension(name) != "zip") {
+    if (platform::paths::extension(name) != "zip") {
         KRMessageCenter::seriousErrorMessage("Unsupported ending");
         return;
     }
@@ -104,9 +110,12 @@ void KRContainerFolder::uncompressFile(
         return;
     }
     pendingTasks_.push_back({*task, std::move(delegate)});
-    std::thread([self = shared_from_this(), task = *task]() mutable {
+    std::thread([folder = weak_from_this(), task = *task] {
         task->waitUntilExit(platform::MainLoop::kForever);
-        platform::MainLoop::main().post([self = std::move(self), task] { self->taskEnded(task); });
+        platform::MainLoop::main().post([folder, task] {
+            if (const auto self = folder.lock())
+                self->taskEnded(task);
+        });
     }).detach();
 }
 

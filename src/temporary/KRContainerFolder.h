@@ -15,7 +15,8 @@ public:
     virtual void finishedCompressingFileInside(const std::shared_ptr<KRContainerFolder>&) { }
 };
 
-// A folder as a value, which can remove the folder when the last reference goes. Main thread.
+// A folder as a value, which can remove the folder when the last reference goes. One thread at a time, and
+// the main thread for unpacking.
 class KRContainerFolder : public std::enable_shared_from_this<KRContainerFolder> {
 public:
     // Owns a folder that KRContainerFileName::checkOutTemporaryFolder() gave. Null for an empty name.
@@ -33,8 +34,9 @@ public:
     void deleteFolderOnRelease() { responsibleForRemovingFolder_ = true; }
 
     // Unpacks an archive of this folder into it, on a process of its own; only names that end in ".zip" are
-    // taken. Then the entries are read again and the delegate is told. The folder and the delegate are kept
-    // until then. What the archive wants outside of the folder is not written, and its links are removed.
+    // taken. Then the entries are read again and the delegate, which is kept until then, is told. The folder
+    // is not kept: without a reference the unpacking ends with it, which is reported and not told. What the
+    // archive wants outside of the folder is not written, and its links are removed.
     void uncompressFile(const std::string& name, std::shared_ptr<KRContainerFolderDelegate> delegate);
 
 private:

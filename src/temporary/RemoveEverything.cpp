@@ -38,13 +38,14 @@ std::uint64_t sizeOfDirectory(const std::string& path)
 {
     std::uint64_t sum = 0;
     std::error_code failure;
-    // Increments report failures by the code, and end the loop.
-    for (fs::recursive_directory_iterator entry(path, fs::directory_options::skip_permission_denied, failure),
-         end;
-         !failure && entry != end; entry.increment(failure)) {
-        std::error_code noFile;
-        if (entry->is_regular_file(noFile) && !entry->is_symlink(noFile))
-            if (const auto size = entry->file_size(noFile); !noFile)
+    for (fs::directory_iterator entry(path, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+        std::error_code isGone;
+        const fs::file_type type = entry->symlink_status(isGone).type();
+        if (type == fs::file_type::directory)
+            sum += sizeOfDirectory(entry->path());
+        else if (type == fs::file_type::regular)
+            if (const auto size = entry->file_size(isGone); !isGone)
                 sum += size;
     }
     return sum;

@@ -28,6 +28,10 @@ std::string withoutEndings(const std::string& path)
     return paths::appending(paths::deletingLastComponent(path), name.substr(0, name.find('.')));
 }
 
+// Made before main(), so on the main thread: when a worker is the first user, the notice of the process's end
+// still finds its observer, whether or not the main loop has run since.
+[[maybe_unused]] const TemporaryFiles& madeEarly = TemporaryFiles::shared();
+
 } // namespace
 
 std::string TemporaryFiles::Names::checkOut()
@@ -62,7 +66,11 @@ TemporaryFiles& TemporaryFiles::shared()
     return *service;
 }
 
-TemporaryFiles::TemporaryFiles(temporary::Clock clock) : clock_(std::move(clock)) { }
+TemporaryFiles::TemporaryFiles(temporary::Clock clock)
+    : clock_(std::move(clock)),
+      termination_(platform::NotificationCenter::defaultCenter().observe(
+          platform::kApplicationWillTerminate, [this](const auto&) { appWillTerminate(); }))
+{ }
 
 TemporaryFiles::~TemporaryFiles() = default;
 
@@ -96,19 +104,14 @@ std::string TemporaryFiles::directory()
     return own.path();
 }
 
-// Timers and notices belong to the main thread.
+// Timers belong to the main thread, which may have given the object up when it comes to this.
 void TemporaryFiles::startHeartbeat()
 {
-    const auto start = [this] {
-        heartbeat_ = platform::Timer::schedule(temporary::InstanceDirectory::kHeartbeatInterval,
-            platform::Timer::Repeats::Yes, [this] { heartBeat(); });
-        termination_ = platform::NotificationCenter::defaultCenter().observe(
-            platform::kApplicationWillTerminate, [this](const auto&) { appWillTerminate(); });
-    };
-    if (platform::MainLoop::runsOnThisThread())
-        start();
-    else
-        platform::MainLoop::main().post(start);
+    platform::MainLoop::main().post([this, life = std::weak_ptr(life_)] {
+        if (!life.expired())
+            heartbeat_ = platform::Timer::schedule(temporary::InstanceDirectory::kHeartbeatInterval,
+                platform::Timer::Repeats::Yes, [this] { heartBeat(); });
+    });
 }
 
 bool TemporaryFiles::hasDirectory() const

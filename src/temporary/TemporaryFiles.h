@@ -23,7 +23,7 @@ public:
     // The one of this process. Never destroyed: values may be released until the process has ended.
     static TemporaryFiles& shared();
 
-    explicit TemporaryFiles(temporary::Clock clock = temporary::systemTime);
+    explicit TemporaryFiles(temporary::Clock clock = temporary::systemTime); // Main thread.
     ~TemporaryFiles();
 
     // The process's directory. The first call makes it, removes what dead processes left behind, and starts
@@ -77,6 +77,7 @@ private:
     std::thread::id maker_; // The thread that makes the directory.
     bool isMade_ = false;
     std::unique_ptr<platform::Timer> heartbeat_; // Main thread.
+    std::shared_ptr<const bool> life_ = std::make_shared<bool>(true); // Ends with the object.
     std::unique_ptr<platform::NotificationCenter::Observation> termination_; // Main thread.
 
     std::mutex conversionLock_;

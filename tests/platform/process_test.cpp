@@ -1,8 +1,10 @@
 #include "platform/process/Process.h"
 
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 #include "platform/files/FileManager.h"
 #include "platform/loop/Pace.h"
+#include "platform/process/Spawn.h"
 #include "platform/process/SystemShell.h"
 
 #include <cerrno>
@@ -10,7 +12,9 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sstream>
+#include <sys/wait.h>
 #include <thread>
 #include <tuple>
 #include <unistd.h>
@@ -312,6 +316,25 @@ TEST_F(ProcessTest, ManyLaunchesOfFreshScriptsFromManyThreadsAllRun)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(good, 60);
+}
+
+// A program that asks the terminal for a password sets its modes first. In a background job of this program's
+// terminal it would be stopped for that, and wait for ever.
+TEST(Spawn, GivesNoTerminal)
+{
+    int terminal = -1;
+    const pid_t user = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (user == 0) {
+        const auto asking = platform::spawn({"/bin/sh", "-c", "stty -echo < /dev/tty"}, "", "mark");
+        int status = 0;
+        const bool hasEnded =
+            asking && ::waitpid(*asking, &status, WUNTRACED) == *asking && WIFEXITED(status);
+        ::_exit(hasEnded ? 0 : 1);
+    }
+    const platform::Descriptor closing(terminal);
+    int status = -1;
+    ASSERT_EQ(::waitpid(user, &status, 0), user);
+    EXPECT_EQ(status, 0);
 }
 
 } // namespace

@@ -2,11 +2,6 @@
 
 #include "storage_testing.h"
 
-#include <csignal>
-#include <sys/wait.h>
-#include <thread>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
 #include <random>
@@ -19,22 +14,17 @@ struct Following {
     std::string (*entry)(const std::string& name, const std::vector<double>& numbers);
     std::string head;
     std::size_t header; // Length of an entry's header.
+    File (*forWriting)(const std::string& path);
 };
 
 std::string nativeEntry(const std::string& name, const std::vector<double>& numbers)
 {
-    const std::string data(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
-    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, data});
+    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, bytesOfNumbers(numbers)});
 }
 
 std::string matlabEntry(const std::string& name, const std::vector<double>& numbers)
 {
-    std::string bytes;
-    for (const std::int32_t field :
-        {0, static_cast<int>(numbers.size()), 1, 0, static_cast<int>(name.size() + 1)})
-        bytes += raw(field);
-    return bytes + name + '\0'
-        + std::string(reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(double));
+    return matrix(0, static_cast<int>(numbers.size()), 1, 0, name, bytesOfNumbers(numbers));
 }
 
 class FollowedFile : public testing::TestWithParam<Following> {
@@ -58,8 +48,8 @@ protected:
     ScratchFolder folder;
 };
 INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
-    testing::Values(
-        Following{"svbin", nativeEntry, magicOf(false), 28}, Following{"mat", matlabEntry, "", 20}),
+    testing::Values(Following{"svbin", nativeEntry, magicOf(false), 28, openForWriting<KRDataFileBinary>},
+        Following{"mat", matlabEntry, "", 20, openForWriting<KRDataFileMatBinary>}),
     [](const auto& format) { return std::string(format.param.ending); });
 
 TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
@@ -85,26 +75,23 @@ TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
         SCOPED_TRACE(size);
         const auto file = begun();
         const auto complete = file->fileSizeInBytes();
+        const bool isWhole = size == next.size();
         const auto messages = messagesOf([&] {
             append(next.substr(0, size));
-            EXPECT_EQ(file->updateFile(), size == next.size() ? 1 : 0);
-            if (size < next.size()) {
-                EXPECT_EQ(file->fileSizeInBytes(), complete);
-            }
-            EXPECT_EQ(file->contains("b"), size == next.size());
+            EXPECT_EQ(file->updateFile(), isWhole ? 1 : 0);
+            EXPECT_EQ(file->fileSizeInBytes(), complete + (isWhole ? size : 0));
+            EXPECT_EQ(file->contains("b"), isWhole);
             EXPECT_EQ(file->updateFile(), 0);
             // A scan that ends within a header is resumed at the entry before it, which isn't new then.
             const auto late = opened(path());
-            const std::size_t start = GetParam().head.size();
+            const bool isInHeader = size <= GetParam().header;
             EXPECT_EQ(late->fileSizeInBytes(),
-                size <= GetParam().header ? start
-                    : size < next.size()  ? complete
-                                          : complete + size);
-            EXPECT_EQ(late->contains("b"), size == next.size());
+                isInHeader ? GetParam().head.size() : complete + (isWhole ? size : 0));
+            EXPECT_EQ(late->contains("b"), isWhole);
             EXPECT_EQ(late->updateFile(), 0);
             append(next.substr(size));
-            EXPECT_EQ(file->updateFile(), size == next.size() ? 0 : 1);
-            EXPECT_EQ(late->updateFile(), size == next.size() ? 0 : 1);
+            EXPECT_EQ(file->updateFile(), isWhole ? 0 : 1);
+            EXPECT_EQ(late->updateFile(), isWhole ? 0 : 1);
             EXPECT_EQ(numbersOf(file->readDoubleArray("b")), counted<double>(3));
             EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(2));
         });
@@ -119,15 +106,12 @@ TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
     for (std::size_t size = first + 1; size < whole.size(); ++size) {
         SCOPED_TRACE(size);
         store(path(), whole.substr(0, size));
-        const File file = std::string(GetParam().ending) == "mat"
-            ? File(KRDataFileMatBinary::createWithName(path()))
-            : File(KRDataFileBinary::createWithName(path()));
-        EXPECT_TRUE(file->openFileWithProgress());
+        const File file = GetParam().forWriting(path());
         EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
-            ElementsAre("Could not write the variable.|The variable \"new\" was not written into the file \""
-                + path() + "\": the bytes from " + std::to_string(first)
-                + " on are no complete entry, and nothing that is written behind them could be read."));
+            ElementsAre(refusalOf(path(),
+                "the bytes from " + std::to_string(first)
+                    + " on are no complete entry, and nothing that is written behind them could be read")));
         EXPECT_EQ(std::filesystem::file_size(path()), size);
         // Once the tail is complete, writing goes on behind it, and the next look finds what came in between.
         append(whole.substr(size));
@@ -158,7 +142,7 @@ TEST_P(FollowedFile, TellsAFileThatWasCutOrReplaced)
     EXPECT_EQ(removed->updateFile(), -1);
 }
 
-// The location decides whether to look, not how far.
+// A location decides whether to look, not how far.
 TEST_P(FollowedFile, LooksBehindTheLocationItIsGiven)
 {
     const auto file = begun();
@@ -184,6 +168,8 @@ TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_THAT(messages[0], testing::HasSubstr("has a format error in entry number 2."));
     EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b"));
+    // It begins again at the start of the entry that was read last.
+    EXPECT_EQ(file->fileSizeInBytes(), GetParam().head.size() + entry("a").size());
     // Mended, the file is read on; a later fault is another one.
     std::filesystem::resize_file(path(), GetParam().head.size() + entry("a").size() + entry("b").size());
     append(entry("c"));
@@ -196,48 +182,7 @@ TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
         1U);
 }
 
-TEST_P(FollowedFile, IsResumedAtTheEntryBeforeAFault)
-{
-    const auto file = begun();
-    append(entry("b") + std::string(200, '\x7F'));
-    messagesOf([&] { EXPECT_EQ(file->updateFile(), 1); });
-    // Begins at the start of the entry that was read last.
-    const std::size_t last = GetParam().head.size() + entry("a").size();
-    EXPECT_EQ(file->fileSizeInBytes(), last);
-}
-
 // Readers on four threads follow a file that a second process appends to.
-
-class Writer {
-public:
-    explicit Writer(const std::function<void()>& work) : pid_(fork())
-    {
-        if (pid_ == 0) {
-            work();
-            ::_exit(0);
-        }
-    }
-    ~Writer() { end(); }
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-    bool isRunning()
-    {
-        if (pid_ > 0 && ::waitpid(pid_, nullptr, WNOHANG) != 0)
-            pid_ = -1;
-        return pid_ > 0;
-    }
-    void end()
-    {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-        pid_ = -1;
-    }
-
-private:
-    pid_t pid_;
-};
 
 // Entry i has i modulo 300 numbers and one more, all of them i.
 void writeEntries(const std::string& path, int count)
@@ -273,38 +218,34 @@ int checkAll(KRDataFile& file, int from)
     return count;
 }
 
-class FollowingThreads : public testing::TestWithParam<const char*> { };
+class FollowingThreads : public testing::TestWithParam<const char*> {
+protected:
+    ScratchFolder folder;
+    const std::string path = folder / GetParam();
+};
 INSTANTIATE_TEST_SUITE_P(Formats, FollowingThreads, testing::Values("x.svbin", "x.mat"),
     [](const auto& name) { return std::string(name.param).substr(2); });
 
 TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
 {
-    const ScratchFolder folder;
-    const std::string path = folder / GetParam();
     beginFile(path);
     constexpr int kEntries = 3000;
-    Writer writer([&] { writeEntries(path, kEntries); });
+    AnotherProcess writer([&](auto&) { writeEntries(path, kEntries); });
     const auto messages = messagesOf([&] {
         const auto file = opened(path);
         std::atomic<int> failures = 0;
-        std::vector<std::thread> readers;
-        for (int reader = 0; reader < 4; ++reader)
-            readers.emplace_back([&, reader, center = KRMessageCenter::create()] {
-                KRMessageCenter::setCenterOfThread(center);
-                for (int known = 0; known < kEntries;) {
-                    const int answer = file->updateFile();
-                    failures += answer < 0 ? 1 : 0;
-                    const int count = checkAll(*file, std::max(known - 3, reader));
-                    failures += count < known ? 1 : 0;
-                    known = count;
-                    if (testing::Test::HasFailure())
-                        break;
-                }
-                failures += center->waitingCount();
-                KRMessageCenter::setCenterOfThread(nullptr);
-            });
-        for (std::thread& reader : readers)
-            reader.join();
+        onFourThreads([&](int reader) {
+            const auto center = KRMessageCenter::create();
+            KRMessageCenter::setCenterOfThread(center);
+            for (int known = 0; known < kEntries && !testing::Test::HasFailure();) {
+                failures += file->updateFile() < 0 ? 1 : 0;
+                const int count = checkAll(*file, std::max(known - 3, reader));
+                failures += count < known ? 1 : 0;
+                known = count;
+            }
+            failures += center->waitingCount();
+            KRMessageCenter::setCenterOfThread(nullptr);
+        });
         EXPECT_EQ(failures, 0);
         EXPECT_EQ(file->updateFile(), 0);
     });
@@ -314,8 +255,6 @@ TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
 // TRELKIND_KILLS sets how often.
 TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
 {
-    const ScratchFolder folder;
-    const std::string path = folder / GetParam();
     const char* wanted = std::getenv("TRELKIND_KILLS");
     const int rounds = wanted ? std::atoi(wanted) : 15;
     const unsigned seed = std::random_device()();
@@ -323,15 +262,15 @@ TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
     std::mt19937 random(seed);
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
         beginFile(path);
-        Writer writer([&] { writeEntries(path, 1000000); });
+        AnotherProcess writer([&](auto&) { writeEntries(path, 1000000); });
         const auto file = opened(path);
         const auto size = std::uniform_int_distribution<std::uint64_t>(1, 3000000)(random);
         const auto messages = messagesOf([&] {
-            for (int known = 0; std::filesystem::file_size(path) < size && writer.isRunning();) {
+            for (int known = 0; std::filesystem::file_size(path) < size;) {
                 EXPECT_GE(file->updateFile(), 0);
                 known = checkAll(*file, known);
             }
-            writer.end();
+            writer.kill();
             EXPECT_GE(file->updateFile(), 0);
             const int count = checkAll(*file, 0);
             EXPECT_EQ(opened(path)->variablesNames(), file->variablesNames());
@@ -351,26 +290,21 @@ TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
     for (int i = 0; i < 100; ++i)
         file->writeDoubleArray(doubles({1.0 * i, 2, 3}), std::to_string(i));
     file->writeString(std::string(100, 't'), "text");
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([file, number, &folder] {
-            for (int round = 0; round < 50; ++round) {
-                const std::string name = std::to_string((number * 37 + round) % 100);
-                EXPECT_EQ(file->readDoubleArray(name)->valueAtIndex(0), std::stod(name));
-                EXPECT_EQ(file->readRawString("text"), std::string(100, 't'));
-                EXPECT_TRUE(
-                    file->writeNumber(StorageNumber(1.0), "n" + std::to_string(number * 1000 + round)));
-                if (round % 10 == 0) {
-                    const auto copy = file->copyInto(folder / ("copy" + std::to_string(number)));
-                    EXPECT_EQ(copy->readDoubleArray("7")->valueAtIndex(0), 7);
-                    EXPECT_GE(file->theContent().size(), 101U);
-                }
-                EXPECT_EQ(file->updateFile(), 0);
+    onFourThreads([last = std::exchange(file, nullptr), &folder](int number) {
+        const File mine = last;
+        for (int round = 0; round < 50; ++round) {
+            const std::string name = std::to_string((number * 37 + round) % 100);
+            EXPECT_EQ(mine->readDoubleArray(name)->valueAtIndex(0), std::stod(name));
+            EXPECT_EQ(mine->readRawString("text"), std::string(100, 't'));
+            EXPECT_TRUE(mine->writeNumber(StorageNumber(1.0), "n" + std::to_string(number * 1000 + round)));
+            if (round % 10 == 0) {
+                const auto copy = mine->copyInto(folder / ("copy" + std::to_string(number)));
+                EXPECT_EQ(copy->readDoubleArray("7")->valueAtIndex(0), 7);
+                EXPECT_GE(mine->theContent().size(), 101U);
             }
-        });
-    file.reset();
-    for (std::thread& thread : threads)
-        thread.join();
+            EXPECT_EQ(mine->updateFile(), 0);
+        }
+    });
     EXPECT_EQ(opened(path)->variablesNames().size(), 301U);
 }
 
@@ -388,14 +322,10 @@ TEST(StorageThreads, TooManyOpenFilesAreClosedAndOpenAgainByThemselves)
     }
     EXPECT_FALSE(files[0]->fileIsOpen());
     EXPECT_TRUE(files[399]->fileIsOpen());
-    std::vector<std::thread> threads;
-    for (std::size_t number = 0; number < 4; ++number)
-        threads.emplace_back([&, number] {
-            for (std::size_t i = number; i < files.size(); i += 3)
-                EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onFourThreads([&](int number) {
+        for (auto i = static_cast<std::size_t>(number); i < files.size(); i += 3)
+            EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
+    });
     EXPECT_LT(OpenFiles::shared().howManyOpenFiles() - before, 191);
     // A file whose lock is held is left alone, whatever its age.
     files[0]->readDoubleArray("d");

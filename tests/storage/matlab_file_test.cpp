@@ -10,67 +10,48 @@ std::shared_ptr<KRDataFileMatBinary> matlab(const std::string& path)
     return std::dynamic_pointer_cast<KRDataFileMatBinary>(opened(path));
 }
 
-// A matrix, with its numbers in the other byte order where the type says so.
-std::string matrix(
-    int type, int rows, int columns, int imaginary, const std::string& name, const std::string& data)
-{
-    std::string bytes;
-    for (const std::int32_t field : {type, rows, columns, imaginary, static_cast<int>(name.size()) + 1})
-        bytes += type >= 1000 ? swapped(raw(field)) : raw(field);
-    return bytes + name + '\0' + data;
-}
-
-std::string messageOf(const std::string& bytes)
-{
-    const ScratchFolder folder;
-    store(folder / "x.mat", bytes);
-    std::string all;
-    for (const std::string& message : messagesOf([&] { matlab(folder / "x.mat"); }))
-        all += message + ";";
-    return all;
-}
-
 const std::string kOne = raw(1.0);
 
-TEST(MatlabFile, WritesTheBytesOfTheFormat)
+class MatlabFile : public testing::Test {
+protected:
+    ScratchFolder folder;
+    const std::string path = folder / "x.mat";
+};
+
+TEST_F(MatlabFile, WritesTheBytesOfTheFormat)
 {
-    const ScratchFolder folder;
-    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
-    EXPECT_TRUE(file->writeFloatArray(shaped<float>({1, 2, 3, 4, 5, 6, 7, 8}, 2, 2, 2), "box"));
-    EXPECT_TRUE(file->writeCharacterArray(containerOf<signed char>({'H', 'i'}), "c"));
-    EXPECT_TRUE(file->writeString("Hi", "t"));
-    std::string numbers;
-    for (const float number : counted<float>(8))
-        numbers += raw(number);
-    EXPECT_EQ(contentOf(folder / "x.mat"),
-        matrix(20, 1, 1, 0, "box_3D", raw(std::int32_t(2))) + matrix(10, 4, 2, 0, "box", numbers)
-            + matrix(51, 2, 1, 0, "c", "Hi") + matrix(51, 2, 1, 0, "t", "Hi"));
+    const auto file = KRDataFileMatBinary::createNewFileWithName(path);
+    EXPECT_TRUE(file->writeFloatArray(shaped<float>({1, 2, 3, 4, 5, 6, 7, 8}, 2, 2, 2), "box")
+        && file->writeCharacterArray(containerOf<signed char>({'H', 'i'}), "c")
+        && file->writeString("Hi", "t"));
+    EXPECT_EQ(contentOf(path),
+        matrix(20, 1, 1, 0, "box_3D", raw(std::int32_t(2)))
+            + matrix(10, 4, 2, 0, "box", bytesOfNumbers(counted<float>(8))) + matrix(51, 2, 1, 0, "c", "Hi")
+            + matrix(51, 2, 1, 0, "t", "Hi"));
     // Signed bytes come back as text: the format has no others.
     EXPECT_EQ(file->readRawString("c"), "Hi");
     EXPECT_FALSE(file->readCharacterArray("c"));
 }
 
-TEST(MatlabFile, ALargerArrayOfSmallIntegersIsRefused)
+TEST_F(MatlabFile, ALargerArrayOfSmallIntegersIsRefused)
 {
-    const ScratchFolder folder;
-    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
+    const auto file = KRDataFileMatBinary::createNewFileWithName(path);
     EXPECT_THAT(messagesOf([&] {
         EXPECT_FALSE(file->writeUCharArray(shaped(counted<unsigned char>(8), 2, 2, 2), "u"));
     }),
         ElementsAre(testing::StartsWith("Could not write the variable.|")));
-    EXPECT_EQ(contentOf(folder / "x.mat"), "");
+    EXPECT_EQ(contentOf(path), "");
     // A companion's name is a name like any other.
     EXPECT_TRUE(file->writeNumber(StorageNumber(1.0), "box_3D"));
-    const std::string before = contentOf(folder / "x.mat");
+    const std::string before = contentOf(path);
     EXPECT_THAT(
         messagesOf([&] { EXPECT_FALSE(file->writeDoubleArray(shaped(counted<double>(8), 2, 2, 2), "box")); }),
         ElementsAre("Entry already exists, can't overwrite it."));
-    EXPECT_EQ(contentOf(folder / "x.mat"), before);
+    EXPECT_EQ(contentOf(path), before);
 }
 
-TEST(MatlabFile, CrossesWithTheLibrary)
+TEST_F(MatlabFile, CrossesWithTheLibrary)
 {
-    const ScratchFolder folder;
     {
         SVMatlabDataFile library(folder / "library.mat", SVFile::NewReadWrite);
         library.Save(svtest::counting<double>(3, 4, 5), "box");
@@ -107,7 +88,7 @@ TEST(MatlabFile, CrossesWithTheLibrary)
     }
 }
 
-TEST(MatlabFile, ReadsWhatOctaveWrote)
+TEST_F(MatlabFile, ReadsWhatOctaveWrote)
 {
     const File file = opened(DATAFILE_SAMPLES "/octave.mat");
     const SVMatlabDataFile library(DATAFILE_SAMPLES "/octave.mat", SVFile::ReadOnly);
@@ -125,36 +106,45 @@ TEST(MatlabFile, ReadsWhatOctaveWrote)
     }
 }
 
-TEST(MatlabFile, OctaveReadsWhatItWrote)
+TEST_F(MatlabFile, CrossesWithOctave)
 {
     if (std::system("octave-cli --version > /dev/null 2>&1") != 0)
         GTEST_SKIP() << "GNU Octave is not installed";
-    const ScratchFolder folder;
-    const auto file = KRDataFileMatBinary::createNewFileWithName(folder / "x.mat");
+    const auto octave = [](const std::string& script) {
+        return std::system(("octave-cli --quiet --eval \"" + script + "\"").c_str());
+    };
+    const auto file = KRDataFileMatBinary::createNewFileWithName(path);
     file->writeDoubleArray(shaped(counted<double>(6), 2, 3), "d");
     file->writeShortArray(containerOf<std::int16_t>({-3, 4}), "s");
     file->writeString("words", "t");
-    const std::string script = "load('" + (folder / "x.mat")
-        + "'); assert(d, [1 3 5; 2 4 6]); assert(double(s), [-3; 4]);"
-          " assert(reshape(t, 1, []), 'words'); z = [1+2i 3]; sp = sparse([1 0; 0 2]); e = 'end';"
-          " save('-v4', '"
-        + (folder / "back.mat") + "', 'd', 'z', 'e');";
-    ASSERT_EQ(std::system(("octave-cli --quiet --eval \"" + script + "\"").c_str()), 0);
-    const File back = opened(folder / "back.mat");
+    ASSERT_EQ(octave("load('" + (path)
+                  + "'); assert(d, [1 3 5; 2 4 6]); assert(double(s), [-3; 4]);"
+                    " assert(reshape(t, 1, []), 'words'); z = [1+2i 3]; sp = sparse([1 0; 0 2]); e = 'end';"
+                    " save('-v4', '"
+                  + (folder / "back.mat") + "', 'd', 'z', 'sp', 'e');"),
+        0);
+    const File back = openForWriting<KRDataFileMatBinary>(folder / "back.mat");
     EXPECT_EQ(numbersOf(back->readDoubleArray("d")), counted<double>(6));
     EXPECT_EQ(numbersOf(back->readDoubleArray("z")), (std::vector<double>{1, 3})); // The real part.
     EXPECT_EQ(back->readRawString("e"), "end");
+    // A sparse matrix is listed and passed over; it stays in the file and in its copies.
+    EXPECT_FALSE(back->readDoubleArray("sp"));
+    EXPECT_EQ(back->theContent()[2].second.description(), "A sparse matrix");
+    EXPECT_TRUE(back->writeDoubleArray(doubles({7, 8}), "added"));
+    ASSERT_TRUE(back->copyInto(folder / "copy.mat"));
+    EXPECT_EQ(octave("load('" + (folder / "copy.mat")
+                  + "'); assert(issparse(sp)); assert(full(sp), [1 0; 0 2]); assert(added, [7; 8]);"),
+        0);
 }
 
-TEST(MatlabFile, ReadsTheOtherByteOrder)
+TEST_F(MatlabFile, ReadsTheOtherByteOrder)
 {
-    const ScratchFolder folder;
-    store(folder / "x.mat",
+    store(path,
         matrix(1000, 1, 1, 0, "n", swapped(kOne))
             + matrix(1010, 2, 1, 0, "f", swapped(raw(1.5F)) + swapped(raw(2.5F)))
             + matrix(1030, 1, 1, 0, "s", swapped(raw(std::int16_t(-7)))) + matrix(1051, 2, 1, 0, "t", "Hi")
             + matrix(1001, 2, 1, 0, "wide", swapped(raw(72.0)) + swapped(raw(105.0))));
-    const auto file = matlab(folder / "x.mat");
+    const auto file = matlab(path);
     EXPECT_EQ(file->readNumber("n"), StorageNumber(1.0));
     EXPECT_EQ(numbersOf(file->readDoubleArray("f")), (std::vector<double>{1.5, 2.5}));
     EXPECT_EQ(numbersOf(file->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
@@ -166,6 +156,7 @@ TEST(MatlabFile, ReadsTheOtherByteOrder)
     EXPECT_EQ(numbersOf(rebuilt->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
     EXPECT_EQ(
         numbersOf(file->copyInto(folder / "y.mat")->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
     // The library would read an index without the byte order.
     file->createIndexFile(KRContainerFileName::createWithName(folder / "x.index"));
     EXPECT_FALSE(std::filesystem::exists(folder / "x.index"));
@@ -173,13 +164,12 @@ TEST(MatlabFile, ReadsTheOtherByteOrder)
     EXPECT_EQ(matlab(folder / "little.mat")->structure().textFor("LittleEndian"), "YES");
 }
 
-TEST(MatlabFile, StepsOverImaginaryPartsAndListsSparseMatrices)
+TEST_F(MatlabFile, StepsOverImaginaryPartsAndListsSparseMatrices)
 {
-    const ScratchFolder folder;
-    store(folder / "x.mat",
+    store(path,
         matrix(0, 1, 1, 1, "z", kOne + raw(9.0)) + matrix(2, 2, 3, 0, "sp", std::string(48, '\1'))
             + matrix(0, 1, 1, 0, "n", kOne));
-    const auto file = matlab(folder / "x.mat");
+    const auto file = matlab(path);
     EXPECT_THAT(file->variablesNames(), ElementsAre("n", "sp", "z"));
     EXPECT_EQ(file->readNumber("z"), StorageNumber(1.0));
     EXPECT_FALSE(file->readDoubleArray("sp") || file->readNativeArray("sp") || file->readDataBlock("sp"));
@@ -194,88 +184,90 @@ TEST(MatlabFile, StepsOverImaginaryPartsAndListsSparseMatrices)
         "A 2 byte unsigned integer array (2x3).");
 }
 
-TEST(MatlabFile, TellsWhereTheFormatEnds)
+TEST_F(MatlabFile, TellsWhereTheFormatEnds)
 {
     const std::string first = matrix(0, 1, 1, 0, "a", kOne);
+    const std::string empty = "The file \"x.mat\" doesn't contain any data.";
     const std::string second = "The file \"x.mat\" has a format error in entry number 2.";
-    EXPECT_EQ(messageOf(""), "The file \"x.mat\" doesn't contain any data.;");
-    EXPECT_EQ(messageOf("abc"), "The file \"x.mat\" doesn't contain any data.;");
-    EXPECT_EQ(messageOf(matrix(0, 1, 1, 2, "a", kOne)), "The file \"x.mat\" has incorrect format;");
-    // Another byte order in the middle.
-    const std::string bigDigit = matrix(0, 1, 1, 0, "b", kOne);
-    EXPECT_EQ(messageOf(first + raw(std::int32_t(1000)) + bigDigit.substr(4)),
-        second + " The Headerinfo was (1000,1,1,0,2).;");
-    EXPECT_EQ(messageOf(first + matrix(0, 1, 1, 2, "b", kOne)), second + " The Headerinfo was (0,1,1,2,2).;");
-    EXPECT_EQ(messageOf(first + matrix(3, 1, 1, 0, "b", kOne)), second + " The Headerinfo was (3,1,1,0,2).;");
-    EXPECT_EQ(
-        messageOf(first + matrix(0, -1, 1, 0, "b", kOne)), second + " The Headerinfo was (0,-1,1,0,2).;");
-    EXPECT_EQ(
-        messageOf(first + matrix(999, 1, 1, 0, "b", kOne)), second + " The Headerinfo was (999,1,1,0,2).;");
-    EXPECT_EQ(messageOf(first + matrix(60, 1, 1, 0, "b", kOne)),
-        "Ran into problems reading the file (Incorrect type).;");
-    EXPECT_EQ(messageOf(first + matrix(90, 1, 1, 0, "b", kOne)),
-        "Ran into problems reading the file (Incorrect type).;");
-    EXPECT_EQ(messageOf(first + matrix(0, 1, 1, 0, std::string(255, 'n'), kOne)),
-        second + " Name field had length 256.;");
-    EXPECT_EQ(
-        messageOf(first + matrix(0, INT_MAX, INT_MAX, 1, "b", kOne)), ""); // Not there yet, by its size.
+    const std::string type = "Ran into problems reading the file (Incorrect type).";
+    const auto header = [&](const std::string& fields) {
+        return second + " The Headerinfo was (" + fields + ").";
+    };
+    const std::pair<std::string, std::string> faults[] = {
+        {"", empty},
+        {"abc", empty},
+        {matrix(0, 1, 1, 2, "a", kOne), "The file \"x.mat\" has incorrect format"},
+        // Another byte order in the middle.
+        {first + raw(std::int32_t(1000)) + matrix(0, 1, 1, 0, "b", kOne).substr(4), header("1000,1,1,0,2")},
+        {first + matrix(0, 1, 1, 2, "b", kOne), header("0,1,1,2,2")},
+        {first + matrix(3, 1, 1, 0, "b", kOne), header("3,1,1,0,2")},
+        {first + matrix(0, -1, 1, 0, "b", kOne), header("0,-1,1,0,2")},
+        {first + matrix(999, 1, 1, 0, "b", kOne), header("999,1,1,0,2")},
+        {first + matrix(60, 1, 1, 0, "b", kOne), type},
+        {first + matrix(90, 1, 1, 0, "b", kOne), type},
+        {first + matrix(0, 1, 1, 0, std::string(255, 'n'), kOne), second + " Name field had length 256."},
+    };
+    for (const auto& [bytes, message] : faults) {
+        store(path, bytes);
+        EXPECT_THAT(messagesOf([&] { matlab(path); }), ElementsAre(message));
+    }
+    store(path, first + matrix(0, INT_MAX, INT_MAX, 1, "b", kOne)); // Not there yet, by its size.
+    EXPECT_THAT(messagesOf([&] { matlab(path); }), IsEmpty());
 }
 
-TEST(MatlabFile, KeepsTextsOfFewerThan50Characters)
+TEST_F(MatlabFile, ACompanionThatDoesNotFitGivesNoArray)
 {
-    const ScratchFolder folder;
-    store(folder / "x.mat",
-        matrix(51, 1, 49, 0, "kept", std::string(49, 'k'))
-            + matrix(51, 1, 50, 0, "read", std::string(50, 'r')));
-    const auto file = matlab(folder / "x.mat");
-    std::string bytes = contentOf(folder / "x.mat");
-    std::transform(bytes.begin(), bytes.end(), bytes.begin(), [](char c) {
-        return c == 'k' ? 'K' : c == 'r' ? 'R' : c;
-    });
-    std::ofstream(folder / "x.mat", std::ios::in | std::ios::out | std::ios::binary) << bytes;
-    EXPECT_EQ(file->readRawString("kept"), std::string(49, 'k'));
-    EXPECT_EQ(file->readRawString("read"), std::string(50, 'R'));
-    EXPECT_EQ(KRDataFileMatBinary::convertBytes(swapped(raw(72.0)), true, ElementType::Double, 1), "H");
-    EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
-}
-
-TEST(MatlabFile, ACompanionThatDoesNotFitGivesNoArray)
-{
-    const ScratchFolder folder;
     const std::string data = kOne + kOne + kOne + kOne;
     for (const double k : {3.0, 0.0, -2.0}) {
-        store(folder / "x.mat", matrix(0, 1, 1, 0, "a_3D", raw(k)) + matrix(0, 4, 1, 0, "a", data));
-        const auto file = matlab(folder / "x.mat");
+        store(path, matrix(0, 1, 1, 0, "a_3D", raw(k)) + matrix(0, 4, 1, 0, "a", data));
+        const auto file = matlab(path);
         EXPECT_TRUE(file->contains("a_3D"));
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readDoubleArray("a")); }),
-            ElementsAre("The variable \"a\" in file \"" + (folder / "x.mat")
-                + "\" had an incorrect third dimension."));
+            ElementsAre("The variable \"a\" in file \"" + (path) + "\" had an incorrect third dimension."));
         EXPECT_EQ(file->getSizeOfVariable("a"), (KRDataStorage::Size{4, 1, 1}));
     }
     // The shortest name that makes a companion, and one that is too short.
-    store(folder / "x.mat", matrix(0, 1, 1, 0, "_3D", raw(2.0)) + matrix(0, 4, 1, 0, "", data));
-    EXPECT_EQ(matlab(folder / "x.mat")->structure().find("3D")->array()->size(), 0U);
+    store(path, matrix(0, 1, 1, 0, "_3D", raw(2.0)) + matrix(0, 4, 1, 0, "", data));
+    EXPECT_EQ(matlab(path)->structure().find("3D")->array()->size(), 0U);
 }
 
-TEST(MatlabFile, AnIndexCountsWhenItReachesTheEnd)
+TEST_F(MatlabFile, AnIndexCountsAsFarAsItReaches)
 {
-    const ScratchFolder folder;
     const std::string a = matrix(0, 1, 1, 0, "a", kOne);
-    store(folder / "x.mat", a + matrix(51, 2, 1, 0, "t", "Hi"));
+    store(path, a + matrix(51, 2, 1, 0, "t", "Hi"));
     const auto namesWith = [&](const std::vector<SVMatlabIndexRecord>& records) {
         std::string bytes("mat index file", 15);
         for (const auto& record : records)
             SVAppendMatlabRecord(bytes, record);
         store(folder / "x.index", bytes);
-        return matlab(folder / "x.mat")->variablesNames();
+        return matlab(path)->variablesNames();
     };
     const auto atText = static_cast<std::int64_t>(a.size() + 22);
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}}), ElementsAre("renamed"));
-    EXPECT_THAT(namesWith({{22, 0, 1, 1, "renamed"}}), ElementsAre("a", "t")); // Does not reach the end.
+    EXPECT_THAT(namesWith({{22, 0, 1, 1, "renamed"}}), ElementsAre("renamed", "t")); // The rest by scan.
+    EXPECT_THAT(namesWith({{22, 50, 1, 1, "within"}}), ElementsAre("a", "t")); // Ends before the data does.
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 60, 1, 1, "bad"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {22, 0, 100, 1, "beyond"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "renamed"}, {-22, 0, 1, 1, "before"}}), ElementsAre("a", "t"));
     EXPECT_THAT(namesWith({{atText, 51, 2, 1, "t"}, {22, 0, 1, 1, "t_3D"}}), ElementsAre("t", "t_3D"));
+
+    // Every kind of variable comes back from the index of its file, in either byte order.
+    for (const int order : {0, 1000}) {
+        const auto put = [&](const std::string& value) { return order == 0 ? value : swapped(value); };
+        store(folder / "y.mat",
+            matrix(order + 2, 2, 3, 0, "sparse", std::string(48, '\1'))
+                + matrix(order + 1, 2, 1, 0, "wide", put(raw(72.0)) + put(raw(105.0)))
+                + matrix(order + 10, 2, 1, 0, "f", put(raw(1.5F)) + put(raw(2.5F))));
+        const auto index = KRContainerFileName::createWithName(folder / "made.index");
+        matlab(folder / "y.mat")->createIndexFile(index);
+        std::string bytes = contentOf(index->fileName());
+        store(index->fileName(), bytes.replace(bytes.find("wide"), 4, "text"));
+        const auto indexed = KRDataFile::openFileName(folder / "y.mat", nullptr, index);
+        EXPECT_THAT(indexed->variablesNames(), ElementsAre("f", "sparse", "text"));
+        EXPECT_TRUE(indexed->theContent()[1].second.isSparse());
+        EXPECT_EQ(indexed->readRawString("text"), "Hi");
+        EXPECT_EQ(numbersOf(indexed->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
+    }
 }
 
 } // namespace

@@ -1,27 +1,21 @@
 #include "storage/memory/KRDataInMemory.h"
 
-#include "datafile/datafile_testing.h"
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/AnotherProcess.h"
+#include "storage_testing.h"
+
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
-#include "platform/loop/MainLoop.h"
 #include "storage/memory/Handshake.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
 #include <arpa/inet.h>
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <thread>
 
+namespace storagetest {
 namespace {
 
 using platform::MainLoop;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class Memory : public testing::Test {
 protected:
@@ -32,14 +26,10 @@ protected:
     }
     ~Memory() override { MainLoop::main().runPending(); }
 
-    // Those since the last call, "short | long".
-    std::vector<std::string> messages()
+    // Those since the last call, of all threads.
+    Names messages()
     {
-        MainLoop::main().runPending();
-        std::vector<std::string> texts;
-        for (const auto& entry : center_->messages())
-            texts.push_back(entry->shortDescription()
-                + (entry->longDescription() ? " | " + *entry->longDescription() : ""));
+        Names texts = containertest::textsOf(*center_);
         center_->clearMessages();
         return texts;
     }
@@ -49,25 +39,17 @@ protected:
     std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
 
-template <class T>
-std::shared_ptr<KRArrayContainer<T>> arrayOf(const std::vector<T>& values, long m, long n = 1, long o = 1)
-{
-    auto array = KRArrayContainer<T>::createArrayOfSizeM(m, n, o);
-    std::copy(values.begin(), values.end(), array->mutablePointer());
-    return array;
-}
-
 // A variable of each kind, an empty array and one that comes in many pieces.
 void fill(KRDataInMemory& storage)
 {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    storage.writeDoubleArray(arrayOf<double>({1.5, -0.0, kInfinity, 5e-324, 2, 3}, 1, 2, 3), "double");
-    storage.writeFloatArray(arrayOf<float>({1.5F, -2.25F}, 2), "float");
-    storage.writeIntArray(arrayOf<std::int32_t>({INT32_MIN, 7, INT32_MAX}, 3), "int");
-    storage.writeShortArray(arrayOf<std::int16_t>({-2, 258}, 1, 2), "short");
-    storage.writeUShortArray(arrayOf<std::uint16_t>({65535, 1}, 2), "ushort");
-    storage.writeCharacterArray(arrayOf<signed char>({-128, 5}, 2), "character");
-    storage.writeUCharArray(arrayOf<unsigned char>({255, 0, 3}, 3), "uchar");
+    storage.writeDoubleArray(shaped<double>({1.5, -0.0, kInfinity, 5e-324, 2, 3}, 1, 2, 3), "double");
+    storage.writeFloatArray(containerOf<float>({1.5F, -2.25F}), "float");
+    storage.writeIntArray(containerOf<std::int32_t>({INT32_MIN, 7, INT32_MAX}), "int");
+    storage.writeShortArray(shaped<std::int16_t>({-2, 258}, 1, 2), "short");
+    storage.writeUShortArray(containerOf<std::uint16_t>({65535, 1}), "ushort");
+    storage.writeCharacterArray(containerOf<signed char>({-128, 5}), "character");
+    storage.writeUCharArray(containerOf<unsigned char>({255, 0, 3}), "uchar");
     storage.writeIntArray(KRIntArrayContainer::createArrayOfLength(0), "empty");
     storage.writeString("\u00b5 text", "string");
     storage.writeString("", std::string(1024, 'n'));
@@ -83,8 +65,6 @@ void expectSame(KRDataInMemory& one, KRDataInMemory& other)
     ASSERT_EQ(names, other.variablesWithPrefix(""));
     for (const std::string& name : names) {
         EXPECT_EQ(one.readRawString(name), other.readRawString(name)) << name;
-        EXPECT_EQ(one.getSizeOfVariable(name), other.getSizeOfVariable(name)) << name;
-        EXPECT_EQ(one.readNativeArray(name).checksum(), other.readNativeArray(name).checksum()) << name;
         EXPECT_EQ(
             one.readNativeArray(name).convertToRawFormat(), other.readNativeArray(name).convertToRawFormat());
     }
@@ -93,7 +73,7 @@ void expectSame(KRDataInMemory& one, KRDataInMemory& other)
 TEST_F(Memory, KeepsWhatIsWrittenByReference)
 {
     KRDataInMemory storage;
-    const auto array = arrayOf<float>({1, 2}, 2);
+    const auto array = containerOf<float>({1, 2});
     EXPECT_TRUE(storage.writeFloatArray(array, "a"));
     EXPECT_FALSE(storage.writeFloatArray(nullptr, "null"));
     EXPECT_EQ(storage.readFloatArray("a"), array);
@@ -102,8 +82,8 @@ TEST_F(Memory, KeepsWhatIsWrittenByReference)
         || storage.isANumber("a") || storage.contains("null"));
     EXPECT_EQ(storage.getSizeOfVariable("a"), (KRDataStorage::Size{2, 1, 1}));
     EXPECT_EQ(storage.readNumber("a"), std::nullopt);
-    EXPECT_TRUE(storage.writeIntArray(arrayOf<std::int32_t>({-7}, 1), "a"));
-    EXPECT_TRUE(storage.isANumber("a") && storage.isAnIntArray("a"));
+    EXPECT_TRUE(storage.writeIntArray(containerOf<std::int32_t>({-7}), "a") && storage.isANumber("a")
+        && storage.isAnIntArray("a"));
     EXPECT_EQ(storage.readNumber("a")->intValue(), -7);
     EXPECT_TRUE(storage.writeDataBlock({1, 2, 3}, "bytes"));
     EXPECT_EQ(storage.readDataBlock("bytes"), (KRDataStorage::Bytes{1, 2, 3}));
@@ -127,21 +107,14 @@ TEST_F(Memory, ReportsATypeThatWasNotStored)
 {
     KRDataInMemory storage;
     storage.writeString("x", "s");
-    const struct {
-        ElementType type;
-        const char* words;
-    } kCases[] = {
-        {ElementType::Double, "a double array. | Entry s is not saved as a double array"},
-        {ElementType::Float, "a float array. | Entry s is not saved as a float array"},
-        {ElementType::Int, "a int array. | Entry s is not saved as a int array"},
-        {ElementType::Short, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
-        {ElementType::UShort, "a unsigned short array. | Entry s is not saved as a unsigned short array"},
-        {ElementType::Character, "a character array. | Entry s is not saved as a char array"},
-        {ElementType::UChar, "a character array. | Entry s is not saved as a char array"},
-    };
-    for (const auto& given : kCases) {
-        EXPECT_FALSE(storage.readArrayOfType(given.type, "s"));
-        EXPECT_THAT(messages(), ElementsAre(std::string("Data From stream not saved as ") + given.words));
+    const std::pair<std::string, std::string> words[kElementTypeCount] = {{"double", "double"},
+        {"float", "float"}, {"int", "int"}, {"unsigned short", "unsigned short"},
+        {"unsigned short", "unsigned short"}, {"character", "char"}, {"character", "char"}};
+    for (int type = 0; type < kElementTypeCount; ++type) {
+        EXPECT_FALSE(storage.readArrayOfType(static_cast<ElementType>(type), "s"));
+        EXPECT_THAT(messages(),
+            ElementsAre("Data From stream not saved as a " + words[type].first
+                + " array.|Entry s is not saved as a " + words[type].second + " array"));
     }
 }
 
@@ -184,11 +157,7 @@ public:
     template <class T>
     HandMade& add(T number)
     {
-        char raw[sizeof number];
-        std::memcpy(raw, &number, sizeof number);
-        if (isSwapped_)
-            std::reverse(raw, raw + sizeof number);
-        bytes.append(raw, sizeof number);
+        bytes += isSwapped_ ? swapped(raw(number)) : raw(number);
         return *this;
     }
     HandMade& text(const std::string& text)
@@ -239,11 +208,13 @@ public:
     }
     std::size_t receive(void* into, std::size_t count) override
     {
+        wanted = std::max(wanted, count);
         const std::size_t taken = incoming_.copy(static_cast<char*>(into), count, at_);
         at_ += taken;
         return taken;
     }
     std::string sent;
+    std::size_t wanted = 0; // The most bytes that were asked for at once.
 
 private:
     std::string incoming_;
@@ -270,13 +241,13 @@ TEST_F(Memory, ReadsBothByteOrdersAndStopsWhereThePeerGoes)
         const auto content = receive(bytes);
         ASSERT_TRUE(content && content->size() == 9);
         const auto array = [&](const char* name) { return std::get<KRAnyArray>(content->at(name)); };
-        EXPECT_EQ(array("d").as<double>()->valueAtIndex(1), -3);
-        EXPECT_EQ(array("f").as<float>()->valueAtIndex(0), 0.25F);
-        EXPECT_EQ(array("i").as<std::int32_t>()->valueAtIndex(0), -5);
-        EXPECT_EQ(array("s").as<std::int16_t>()->valueAtIndex(0), -300);
-        EXPECT_EQ(array("u").as<std::uint16_t>()->valueAtIndex(0), 65000);
-        EXPECT_EQ(array("c").as<signed char>()->valueAtIndex(0), -1);
-        EXPECT_EQ(array("b").as<unsigned char>()->valueAtIndex(0), 200);
+        EXPECT_EQ(numbersOf(array("d").as<double>()), (std::vector<double>{1.5, -3}));
+        EXPECT_EQ(numbersOf(array("f").as<float>()), std::vector<float>{0.25F});
+        EXPECT_EQ(numbersOf(array("i").as<std::int32_t>()), std::vector<std::int32_t>{-5});
+        EXPECT_EQ(numbersOf(array("s").as<std::int16_t>()), std::vector<std::int16_t>{-300});
+        EXPECT_EQ(numbersOf(array("u").as<std::uint16_t>()), std::vector<std::uint16_t>{65000});
+        EXPECT_EQ(numbersOf(array("c").as<signed char>()), std::vector<signed char>{-1});
+        EXPECT_EQ(numbersOf(array("b").as<unsigned char>()), (std::vector<unsigned char>{200, 1}));
         EXPECT_FALSE(array("d").as<double>()->isMutable());
         EXPECT_EQ(array("none").length(), 0);
         EXPECT_EQ(std::get<std::string>(content->at("text")), "\u00b5");
@@ -317,9 +288,12 @@ TEST_F(Memory, RefusesWhatNoSenderMeans)
     };
     for (const std::string& bytes : bad)
         EXPECT_FALSE(receive(bytes)) << bytes;
-    EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes));
-    EXPECT_TRUE(receive(one().text("").add(1).text("").bytes));
-    EXPECT_TRUE(receive(HandMade(false).add(0).bytes));
+    // Above its member's limit an array would become an empty one: not even its elements are waited for.
+    TextChannel tooLarge(one().text("n").add(4).add(50000).add(50001).add(1).bytes);
+    EXPECT_FALSE(storage::receiveVariables(tooLarge, [](const auto&, const auto&) { ADD_FAILURE(); }));
+    EXPECT_EQ(tooLarge.wanted, 4U);
+    EXPECT_TRUE(receive(one().text(std::string(1024, 'n')).add(1).text("").bytes)
+        && receive(one().text("").add(1).text("").bytes) && receive(HandMade(false).add(0).bytes));
 
     // The count tells the byte order: 65537, seen from the other order, is one more than 65536 tells.
     HandMade most(false);
@@ -331,8 +305,8 @@ TEST_F(Memory, RefusesWhatNoSenderMeans)
     storage::MemoryContent tooMany = *receive(most.bytes);
     EXPECT_TRUE(storage::fitsIntoAMessage(tooMany));
     tooMany["one more"] = "";
-    EXPECT_FALSE(storage::fitsIntoAMessage(tooMany));
-    EXPECT_FALSE(storage::fitsIntoAMessage({{std::string(1025, 'n'), ""}}));
+    EXPECT_FALSE(
+        storage::fitsIntoAMessage(tooMany) || storage::fitsIntoAMessage({{std::string(1025, 'n'), ""}}));
 }
 
 TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
@@ -340,13 +314,7 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
     const auto greeting = [](const std::string& text) { return HandMade(false).text(text).bytes; };
     const std::string none = HandMade(false).add(0).bytes;
     const std::string reply = "okay";
-    const struct {
-        const char* cookie;
-        std::string fromServer;
-        bool isAccepted;
-        std::string sent;
-        std::vector<std::string> reports;
-    } kCases[] = {
+    const std::tuple<const char*, std::string, bool, std::string, Names> meetings[] = {
         {"abc:def", greeting("abc") + reply, true, greeting("def"), {}},
         {"abc:d:f", greeting("abc") + reply, true, greeting("d:f"), {}},
         {"def", none + reply, true, greeting("def"), {}},
@@ -354,19 +322,19 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
         {":def", none + reply, true, greeting(":def"), {}},
         {"abc:def", none + reply, false, "", {}},
         {"abc:def", greeting("abd") + reply, false, "",
-            {"Invalid response from remote task. | Remote task needs to return \"abc\" before being sent a "
+            {"Invalid response from remote task.|Remote task needs to return \"abc\" before being sent a "
              "password."}},
         {"abc:def", greeting(std::string(1001, 'a')) + reply, false, "", {}},
         {"abc:def", greeting("abc").substr(0, 6), false, "", {}},
         {"abc:def", "ab", false, "", {}},
         {"abc:def", greeting("abc") + "oka", false, greeting("def"), {"Password rejected."}},
     };
-    for (const auto& given : kCases) {
-        SCOPED_TRACE(given.cookie);
-        TextChannel channel(given.fromServer);
-        EXPECT_EQ(storage::shakeHands(channel, storage::MagicCookie::parse(given.cookie)), given.isAccepted);
-        EXPECT_EQ(channel.sent, given.sent);
-        EXPECT_EQ(messages(), given.reports);
+    for (const auto& [cookie, fromServer, isAccepted, sent, reports] : meetings) {
+        SCOPED_TRACE(cookie);
+        TextChannel channel(fromServer);
+        EXPECT_EQ(storage::shakeHands(channel, storage::MagicCookie::parse(cookie)), isAccepted);
+        EXPECT_EQ(channel.sent, sent);
+        EXPECT_EQ(messages(), reports);
     }
     const std::string longest(1000, 'g');
     TextChannel channel(greeting(longest) + reply);
@@ -378,7 +346,7 @@ TEST_F(Memory, ShakesHandsOnlyWithTheExpectedServer)
 TEST_F(Memory, MessagesHaveTheDocumentedForm)
 {
     TextChannel out("");
-    ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(arrayOf<double>({1, 0.5}, 2))}}));
+    ASSERT_TRUE(storage::sendVariables(out, {{"t", "Hi"}, {"x", KRAnyArray(containerOf<double>({1, 0.5}))}}));
     EXPECT_EQ(std::string(storage::kMessageStart) + out.sent,
         svtest::exampleOf(DATAFILE_DOCS "/socket-messages.md"));
 }
@@ -426,9 +394,8 @@ TEST_F(Memory, ReachesAMachineByTcp)
         EXPECT_THAT(messages(), ElementsAre("Could not create socket - invalid port."));
     }
     EXPECT_FALSE(client.connectToMachine("no such name.invalid", 2000, ""));
-    EXPECT_THAT(messages(), ElementsAre("Invalid host name. | Invalid host name \"no such name.invalid\"."));
-    EXPECT_FALSE(client.connectToMachine("127.0.0.1", 65535, ""));
-    EXPECT_FALSE(client.connectToSocket(path_));
+    EXPECT_THAT(messages(), ElementsAre("Invalid host name.|Invalid host name \"no such name.invalid\"."));
+    EXPECT_FALSE(client.connectToMachine("127.0.0.1", 65535, "") || client.connectToSocket(path_));
     EXPECT_THAT(messages(), ElementsAre("Error connecting.", "Error connecting."));
 }
 
@@ -439,8 +406,7 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     KRDataInMemory server;
     EXPECT_FALSE(server.registerWithSocket(longest + "s"));
     EXPECT_THAT(messages(), ElementsAre("Creating a socket: Invalid socket name (too long)."));
-    EXPECT_FALSE(server.registerWithSocket(""));
-    EXPECT_FALSE(server.setUpCommunicationSocket());
+    EXPECT_FALSE(server.registerWithSocket("") || server.setUpCommunicationSocket());
     EXPECT_THAT(messages(),
         ElementsAre("sendDataOverSocket: Error when binding a socket.",
             "DataInMemory-setUpCommunicationSocket: Connection failed."));
@@ -448,11 +414,21 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     KRDataInMemory second;
     EXPECT_FALSE(second.registerWithSocket(longest));
     EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
+    EXPECT_EQ(second.nameOfSocket(), longest);
     second.terminateConnection();
     EXPECT_TRUE(platform::files::exists(longest)); // It isn't the second one's.
     server.terminateConnection();
     EXPECT_FALSE(platform::files::exists(longest));
     EXPECT_THAT(messages(), IsEmpty());
+
+    const std::string disk = folder_ / "d";
+    const int status = onASmallDisk(disk, [&] {
+        for (int number = 0; number < 16; ++number)
+            store(disk + "/" + std::to_string(number), "x");
+        EXPECT_FALSE(server.registerWithSocket(disk + "/s"));
+        EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
+    });
+    EXPECT_TRUE(status == 0 || (status == kNoSmallDisk && ::geteuid() != 0)) << status;
 }
 
 TEST_F(Memory, EndsWhileAThreadWaits)
@@ -464,8 +440,7 @@ TEST_F(Memory, EndsWhileAThreadWaits)
         EXPECT_TRUE(MainLoop::main().runUntil([&] { return server.waitingForInitialConnection(); }, 10));
         server.terminateConnection();
         waiting.join();
-        EXPECT_FALSE(server.isConnected());
-        EXPECT_FALSE(platform::files::exists(path_));
+        EXPECT_FALSE(server.isConnected() || platform::files::exists(path_));
     }
     KRDataInMemory server;
     ASSERT_TRUE(server.registerWithSocket(path_));
@@ -487,20 +462,18 @@ TEST_F(Memory, EndsWhileAThreadWaits)
 TEST_F(Memory, TellsAPeerThatVanishesWhileSending)
 {
     KRDataInMemory server;
-    ASSERT_TRUE(server.registerWithSocket(path_));
     KRDataInMemory client;
     fill(client);
-    std::thread serving([&] { EXPECT_TRUE(server.setUpCommunicationSocket()); });
-    ASSERT_TRUE(client.connectToSocket(path_));
-    serving.join();
+    ASSERT_TRUE(server.registerWithSocket(path_) && client.connectToSocket(path_));
+    EXPECT_TRUE(server.setUpCommunicationSocket()); // The client waits in the queue of the socket.
     std::thread sending([&] { EXPECT_FALSE(client.sendDataThroughSocket()); });
     char first = 0;
     EXPECT_EQ(KRDataInMemory::readIntoPointer(&first, 1, server.communicationSocket()), 1U);
     server.terminateConnection();
     sending.join();
     EXPECT_TRUE(client.failedDuringSend());
-    client.terminateConnection();
     EXPECT_THAT(messages(), IsEmpty());
 }
 
 } // namespace
+} // namespace storagetest

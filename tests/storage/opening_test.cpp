@@ -2,6 +2,7 @@
 
 #include "storage_testing.h"
 
+#include "platform/files/Places.h"
 #include "storage/stacks/KRDataFileStack.h"
 
 #include <sys/stat.h>
@@ -10,14 +11,18 @@
 namespace storagetest {
 namespace {
 
+class Opening : public testing::Test {
+protected:
+    ScratchFolder folder;
+};
+
 std::string typeOf(const File& file)
 {
     return file ? file->dataFileType().value_or("?") : "none";
 }
 
-TEST(Opening, TheEndingTellsTheClass)
+TEST_F(Opening, TheEndingTellsTheClass)
 {
-    const ScratchFolder folder;
     const std::pair<const char*, const char*> endings[] = {{"a.svbin", "SVBinary"}, {"a.mat", "MatBinary"},
         {"a.ascii", "Ascii"}, {"a.svascii", "Ascii"}, {"a.svdata", "DataFileStack"}, {"a.other", "SVBinary"},
         {"a", "SVBinary"}};
@@ -38,9 +43,8 @@ TEST(Opening, TheEndingTellsTheClass)
     EXPECT_EQ(KRDataFile::nameOfIndexFor("/a.b/.c"), "/a.b/.c.index");
 }
 
-TEST(Opening, TheFirstBytesTellTheClassOtherwise)
+TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
 {
-    const ScratchFolder folder;
     const std::string path = folder / "x.data";
     const std::string invalid = "The file \"" + path + "\" has an invalid format.";
     const auto header = [](std::vector<std::int32_t> fields) {
@@ -49,15 +53,9 @@ TEST(Opening, TheFirstBytesTellTheClassOtherwise)
             bytes += raw(field);
         return bytes + std::string("a\0", 2);
     };
-    struct Case {
-        std::string bytes;
-        const char* type;
-        std::vector<std::string> messages;
-    };
     const std::string other = "The file \"x.data\" has incorrect format";
-    const Case cases[] = {
-        {"", "none", {}},
-        {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
+    const std::tuple<std::string, std::string, Names> cases[] = {
+        {"", "none", {}}, {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
         {"a\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
         {"gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}}, // 0x9F is a control.
         {"gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
@@ -65,90 +63,68 @@ TEST(Opening, TheFirstBytesTellTheClassOtherwise)
         {"Sorvanta is no magic", "SVBinary", {other}},
         {header({1000, 1, 1, 0, 2}), "MatBinary", {other}}, // Of the other order, by its bytes.
         {header({0, 1, 1, 0, 2}), "none", {invalid}}, // Not known without its ending.
-        {header({1000, 1, 1, 0, 0}), "none", {invalid}},
-        {header({1000, -1, 1, 0, 2}), "none", {invalid}},
-        {header({1000, 1, -1, 0, 2}), "none", {invalid}},
-        {header({1000, 1, 1, 1, 2}), "none", {invalid}},
-        {header({1003, 1, 1, 0, 2}), "none", {invalid}},
-        {header({2000, 1, 1, 0, 2}), "none", {invalid}},
     };
-    for (const Case& row : cases) {
-        SCOPED_TRACE(testing::PrintToString(row.bytes));
-        store(path, row.bytes);
-        const auto messages =
-            messagesOf([&] { EXPECT_EQ(typeOf(KRDataFile::openFileName(path)), row.type); });
-        EXPECT_EQ(messages, row.messages);
+    for (const auto& [bytes, type, wanted] : cases) {
+        SCOPED_TRACE(testing::PrintToString(bytes));
+        store(path, bytes);
+        std::string found;
+        EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
+        EXPECT_EQ(found, type);
+    }
+    for (const std::vector<std::int32_t>& fields :
+        std::vector<std::vector<std::int32_t>>{{1000, 1, 1, 0, 0}, {1000, -1, 1, 0, 2}, {1000, 1, -1, 0, 2},
+            {1000, 1, 1, 1, 2}, {1003, 1, 1, 0, 2}, {2000, 1, 1, 0, 2}}) {
+        store(path, header(fields));
+        EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(path)); }), Names{invalid});
     }
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(folder / "missing")); }),
         ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
 }
 
-TEST(Opening, TellsWhyAFileCannotBeMade)
+TEST_F(Opening, TellsWhyAFileCannotBeMade)
 {
-    const ScratchFolder folder;
     std::filesystem::create_directory(folder / "folder.svbin");
     store(folder / "file", "text");
-    const auto messageFor = [&](const std::string& path) {
-        const auto messages = messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path)); });
-        EXPECT_EQ(messages.size(), 1U);
-        return messages.empty() ? "" : messages.front();
-    };
-    const auto cause = [](const std::string& path, const std::string& text) {
-        return "Could not create the file \"" + path + "\"|" + text;
-    };
-    const std::string inFolder = folder / "folder.svbin";
-    EXPECT_EQ(messageFor(inFolder),
-        cause(inFolder,
-            "Wanted to create the file \"" + inFolder
-                + "\", but there is a directory with the same name in that place."));
-    const std::string inFile = folder / "file/x.svbin";
-    EXPECT_EQ(messageFor(inFile),
-        cause(inFile,
-            "Could not create the file \"" + inFile + "\". The problem is that \"" + (folder / "file")
-                + "\" is a file and not a directory."));
-    const std::string missing = folder / "a/b/c/x.svbin";
     ::mkfifo((folder / "pipe.svbin").c_str(), 0666);
-    EXPECT_EQ(messageFor(folder / "pipe.svbin"),
-        cause(folder / "pipe.svbin",
-            "Wanted to empty the file \"" + (folder / "pipe.svbin")
-                + "\", but could not. Make sure you own that file and can overwrite it."));
-    const std::string tooLong = folder / (std::string(300, 'x') + ".svbin");
-    const std::string parent = (folder / "x").substr(0, (folder / "x").size() - 2);
-    EXPECT_EQ(messageFor(tooLong),
-        cause(tooLong,
-            "Could not create the file \"" + tooLong
-                + "\". but could not. Make sure that you can create a file inside"
-                  " the directory \""
-                + parent + "\"."));
-    EXPECT_EQ(messageFor(missing),
-        cause(missing,
-            "Wanted to create the file \"" + missing
-                + "\", but could not. The first directory in the file path that doesn't exist is \"a\" in "
-                  "the \""
-                + parent + "\" directory."));
-}
-
-TEST(Opening, AnUnknownStructureIsReported)
-{
-    for (const platform::Value& bad : {platform::Value(), platform::Value("SVBinary"),
-             platform::Value(platform::Value::Dictionary{{"Type", "Other"}}),
-             platform::Value(platform::Value::Dictionary{{"Type", 7}})})
-        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::createFromStructure(bad)); }),
-            ElementsAre("Internal error: Unexpected data file type in createFromStructure"));
+    const std::string parent = std::filesystem::path(folder / "x").parent_path();
+    const std::string tooLong = std::string(300, 'x') + ".svbin";
+    // The text behind the file's own name.
+    const std::tuple<std::string, std::string, std::string> causes[] = {
+        {"folder.svbin", "Wanted to create", ", but there is a directory with the same name in that place."},
+        {"file/x.svbin", "Could not create",
+            ". The problem is that \"" + (folder / "file") + "\" is a file and not a directory."},
+        {"pipe.svbin", "Wanted to empty",
+            ", but could not. Make sure you own that file and can overwrite it."},
+        {tooLong, "Could not create",
+            ". but could not. Make sure that you can create a file inside the directory \"" + parent + "\"."},
+        {"a/b/c/x.svbin", "Wanted to create",
+            ", but could not. The first directory in the file path that doesn't exist is \"a\" in the \""
+                + parent + "\" directory."},
+    };
+    for (const auto& [name, start, end] : causes) {
+        const std::string path = folder / name;
+        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openNewFileWithName(path)); }),
+            ElementsAre(
+                "Could not create the file \"" + path + "\"|" + start + " the file \"" + path + "\"" + end));
+    }
 }
 
 // Each value of a structure may be of any kind.
-TEST(Opening, AHostileStructureGivesAnEmptyFile)
+TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
 {
-    const ScratchFolder folder;
+    using platform::Value;
+    for (const Value& bad : {Value(), Value("SVBinary"), Value(Value::Dictionary{{"Type", "Other"}}),
+             Value(Value::Dictionary{{"Type", 7}})})
+        EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::createFromStructure(bad)); }),
+            Names{"Internal error: Unexpected data file type in createFromStructure"});
     store(folder / "x.svbin", magicOf(false) + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
     const auto good = opened(folder / "x.svbin")->structure();
-    const platform::Value entry = platform::Value::Dictionary{
-        {"O", INT64_MAX}, {"m", INT_MAX}, {"n", INT_MAX}, {"o", INT_MAX}, {"F", 0}};
-    const platform::Value values[] = {-1, INT64_MAX, 1.5, "text", platform::Value::Array{1, 2}, entry,
-        platform::Value::Dictionary{{"a", entry}, {"b", 7}}};
+    const Value entry =
+        Value::Dictionary{{"O", INT64_MAX}, {"m", INT_MAX}, {"n", INT_MAX}, {"o", INT_MAX}, {"F", 0}};
+    const Value values[] = {
+        -1, INT64_MAX, 1.5, "text", Value::Array{1, 2}, entry, Value::Dictionary{{"a", entry}, {"b", 7}}};
     for (const auto& [key, old] : *good.dictionary())
-        for (const platform::Value& value : values)
+        for (const Value& value : values)
             for (const char* type : {"SVBinary", "MatBinary", "Ascii", "DataFileStack"}) {
                 auto bad = good;
                 bad.mutableDictionary()[key] = value;
@@ -169,21 +145,29 @@ TEST(Opening, AHostileStructureGivesAnEmptyFile)
             }
 }
 
-TEST(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
+TEST_F(Opening, AnIndexMadeOnDemandLivesWithItsContainer)
 {
-    const ScratchFolder folder;
     const auto file = KRDataFile::openNewFileWithName(folder / "x.svbin");
     file->writeNumber(StorageNumber(1.0), "n");
     EXPECT_FALSE(file->indexFileUpToDate());
     const auto given = KRContainerFileName::createWithName(folder / "given.index");
     file->createIndexFile(given);
     EXPECT_EQ(file->indexFileContainer(), given);
-    EXPECT_GT(contentOf(folder / "given.index").size(), 17U);
     // The file is listed from the index that it is opened with.
     const auto named = KRDataFile::openFileName(folder / "x.svbin", nullptr, given);
     EXPECT_EQ(named->variablesNames(), Names{"n"});
     EXPECT_EQ(named->indexFileContainer(), given);
     EXPECT_THAT(messagesOf([&] { file->createIndexFile(nullptr); }), IsEmpty());
+    // Without one, it gets a temporary one.
+    static const ScratchFolder places; // The service keeps its folder for the rest of the process.
+    platform::Places::setRoot(places / "");
+    KRContainerFileName::initializeTemporary();
+    auto temporary = opened(folder / "x.svbin")->createIndexFileContainerIfNeeded();
+    ASSERT_TRUE(temporary && temporary->isTemporaryFile());
+    EXPECT_EQ(contentOf(temporary->fileName()), contentOf(folder / "given.index"));
+    const std::string name = temporary->fileName();
+    temporary.reset();
+    EXPECT_FALSE(std::filesystem::exists(name));
     const auto container = KRContainerFileName::createWithName(folder / "x.svbin");
     EXPECT_EQ(KRDataFile::openFileContainer(container)->fileContainer(), container);
 }

@@ -5,8 +5,6 @@
 #include "storage/stacks/KRDataFileSavingCache.h"
 #include "storage/stacks/KRDataFileStack.h"
 
-#include <thread>
-
 namespace storagetest {
 namespace {
 
@@ -18,8 +16,8 @@ protected:
         std::filesystem::create_directories(folder / "s.svdata/inner.svdata");
         const auto put = [&](const std::string& name, const std::string& variable, double value) {
             const auto file = KRDataFile::openNewFileWithName(folder / ("s.svdata/" + name));
-            EXPECT_TRUE(file->writeDoubleArray(doubles({value, value}), variable));
-            EXPECT_TRUE(file->writeNumber(StorageNumber(value), "number" + std::to_string(value)));
+            EXPECT_TRUE(file->writeDoubleArray(doubles({value, value}), variable)
+                && file->writeNumber(StorageNumber(value), "number" + std::to_string(value)));
             size += file->fileSizeInBytes();
         };
         put("a.svbin", "both", 1);
@@ -86,9 +84,9 @@ TEST_F(Stack, ListsEachNameOnceAndEachMember)
 TEST_F(Stack, CannotBeWritten)
 {
     const auto messages = messagesOf([&] {
-        EXPECT_FALSE(stack->writeDoubleArray(doubles({1}), "new"));
-        EXPECT_FALSE(stack->writeUShortArray(containerOf<std::uint16_t>({1}), "new"));
-        EXPECT_FALSE(stack->writeString("text", "new"));
+        EXPECT_FALSE(stack->writeDoubleArray(doubles({1}), "new")
+            || stack->writeUShortArray(containerOf<std::uint16_t>({1}), "new")
+            || stack->writeString("text", "new"));
     });
     EXPECT_THAT(messages, IsEmpty());
     EXPECT_THAT(
@@ -98,14 +96,15 @@ TEST_F(Stack, CannotBeWritten)
 
 TEST_F(Stack, AFolderThatCannotBeReadHasNoMembers)
 {
+    store(folder / "file.svdata", "text");
     for (const char* name : {"missing.svdata", "file.svdata"}) {
-        if (std::string(name) == "file.svdata") {
-            store(folder / name, "text");
-        }
         const auto empty = KRDataFileStack::createWithName(folder / name);
         EXPECT_TRUE(empty->openFileWithProgress());
         EXPECT_EQ(empty->description(), "\"" + std::string(name) + "\" with no entries");
     }
+    std::filesystem::create_directory(folder / "empty.svdata");
+    EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(opened(folder / "empty.svdata")->copyInto(folder / "copy")); }),
+        ElementsAre("Internal error, can not take a copy of this type of data file."));
     // One that holds itself ends there.
     std::filesystem::create_directory(folder / "loop.svdata");
     std::filesystem::create_directory_symlink(folder / "loop.svdata", folder / "loop.svdata/a.svdata");
@@ -138,9 +137,9 @@ TEST_F(ReadingCache, GivesTheSameArrayUnderEachNameAndType)
     EXPECT_EQ(cache.readFloatArray("a"), first);
     EXPECT_EQ(cache.readFloatArray("link"), first);
     EXPECT_TRUE(cache.readNativeArray("a").sharesWith(first));
-    // The first type stays: what names another one finds none of it.
+    // The first type stays: what names another one gets its numbers.
     EXPECT_TRUE(cache.readArrayOfType(ElementType::Double, "a").sharesWith(first));
-    EXPECT_FALSE(cache.readDoubleArray("a"));
+    EXPECT_EQ(numbersOf(cache.readDoubleArray("a")), std::vector<double>(25, 'a'));
     EXPECT_EQ(cache.currentlyInCache(), 100);
     EXPECT_FALSE(cache.readFloatArray("missing"));
     EXPECT_EQ(cache.currentlyInCache(), 100);
@@ -180,17 +179,35 @@ TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFree)
 TEST_F(ReadingCache, ServesThreads)
 {
     KRDataFileReadingCache cache(file, 250);
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([&, number] {
-            for (int round = 0; round < 100; ++round) {
-                const std::string name(1, static_cast<char>('a' + (number + round) % 4));
-                EXPECT_EQ(cache.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onFourThreads([&](int number) {
+        for (int round = 0; round < 100; ++round) {
+            const std::string name(1, static_cast<char>('a' + (number + round) % 4));
+            EXPECT_EQ(cache.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
+        }
+    });
     EXPECT_LT(cache.currentlyInCache(), 250);
+}
+
+TEST(SavingCache, WritesEachArrayOnceForAllThreads)
+{
+    const ScratchFolder folder;
+    const File file = KRDataFile::openNewFileWithName(folder / "x.svbin");
+    KRDataFileSavingCache cache;
+    onFourThreads([&](int number) {
+        for (int value = 0; value < 50; ++value)
+            EXPECT_TRUE(
+                cache.writeArray(doubles({1.0 * value, 1}), *file, std::to_string(number * 100 + value)));
+    });
+    for (int value = 0; value < 50; ++value) {
+        int arrays = 0;
+        for (int number = 0; number < 4; ++number) {
+            const std::string name = std::to_string(number * 100 + value);
+            arrays += file->isADoubleArray(name);
+            EXPECT_EQ(
+                file->readDoubleArray(*file->resolveNameAllowingRedirection(name))->valueAtIndex(0), value);
+        }
+        EXPECT_EQ(arrays, 1);
+    }
 }
 
 } // namespace

@@ -4,11 +4,15 @@
 #include "datafile/SVDataFile.h"
 #include "datafile/SVMatlabDataFile.h"
 #include "datafile/datafile_testing.h"
+#include "platform/AnotherProcess.h"
 #include "storage/formats/KRDataFileAscii.h"
 #include "storage/formats/KRDataFileBinary.h"
 #include "storage/formats/KRDataFileMatBinary.h"
 
 #include <numeric>
+#include <sched.h>
+#include <sys/mount.h>
+#include <thread>
 
 namespace storagetest {
 
@@ -71,6 +75,32 @@ inline std::shared_ptr<KRDoubleArrayContainer> doubles(const std::vector<double>
     return containerOf(numbers);
 }
 
+// The report of a variable "new" that was not written.
+inline std::string refusalOf(const std::string& path, const std::string& cause)
+{
+    return "Could not write the variable.|The variable \"new\" was not written into the file \"" + path
+        + "\": " + cause + ".";
+}
+
+// The reports of functions that a storage doesn't provide.
+inline Names notProvided(std::initializer_list<const char*> functions)
+{
+    Names reports;
+    for (const char* function : functions)
+        reports.push_back(std::string("Need to overwrite ") + function);
+    return reports;
+}
+
+template <class Work>
+void onFourThreads(const Work& work)
+{
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 4; ++number)
+        threads.emplace_back(work, number);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 // An entry of the native format.
 struct NativeEntry {
     std::string name;
@@ -107,6 +137,47 @@ inline std::string swapped(std::string bytes)
 {
     std::reverse(bytes.begin(), bytes.end());
     return bytes;
+}
+
+// A matrix of a Level 4 file; its data has the byte order that the type tells.
+inline std::string matrix(
+    int type, int rows, int columns, int imaginary, const std::string& name, const std::string& data)
+{
+    std::string bytes;
+    for (const std::int32_t field : {type, rows, columns, imaginary, static_cast<int>(name.size()) + 1})
+        bytes += type >= 1000 ? swapped(raw(field)) : raw(field);
+    return bytes + name + '\0' + data;
+}
+
+template <class T>
+std::string bytesOfNumbers(const std::vector<T>& numbers)
+{
+    return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(T)};
+}
+
+// An old file, to go on with.
+template <class Kind>
+File openForWriting(const std::string& path)
+{
+    const File file = Kind::createWithName(path);
+    EXPECT_TRUE(file->openFileWithProgress());
+    return file;
+}
+
+// Runs work in a child process for which the folder is a file system of 64 KiB. Answers 0 when nothing
+// failed.
+constexpr int kNoSmallDisk = 77;
+inline int onASmallDisk(const std::string& atFolder, const std::function<void()>& work)
+{
+    std::filesystem::create_directory(atFolder);
+    return inAnotherProcess(AsUser::Same, "", [&] {
+        if (::unshare(CLONE_NEWNS | (::geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0
+            || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+            || ::mount("tmpfs", atFolder.c_str(), "tmpfs", 0, "size=64k,nr_inodes=16") != 0)
+            ::_exit(kNoSmallDisk);
+        work();
+        return !testing::Test::HasFailure();
+    });
 }
 
 } // namespace storagetest

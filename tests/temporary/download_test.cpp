@@ -1,26 +1,20 @@
 #include "temporary/KRContainerFileNameDownloadServer.h"
 
-#include "platform/TemporaryFolder.h"
 #include "platform/files/Descriptor.h"
-#include "platform/files/FileManager.h"
-#include "platform/loop/MainLoop.h"
 #include "platform/loop/Pace.h"
 #include "temporary/KRContainerFileName.h"
 #include "temporary/SuggestedName.h"
-
-#include <gmock/gmock.h>
+#include "temporary_testing.h"
 
 #include <arpa/inet.h>
 #include <csignal>
+#include <functional>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 
+namespace temporarytest {
 namespace {
-
-namespace files = platform::files;
-using platform::MainLoop;
-using testing::ElementsAre;
 
 // Answers each connection with the next text. Then it closes the connection, or stays silent.
 class HttpServer {
@@ -82,31 +76,32 @@ struct Finished : KRContainerFileNameDownloadDelegate {
     bool isDone = false;
 };
 
-class Downloads : public testing::Test {
+class Downloads : public WithMessages {
 protected:
     Downloads() { KRContainerFileName::initializeTemporary(); }
     ~Downloads() override { platform::Pace::setFactor(1); }
 
-    std::shared_ptr<Finished> download(const std::string& url)
+    using WhileRunning = std::function<void(const KRContainerFileNameDownloadServerEntry&)>;
+    std::shared_ptr<Finished> download(const std::string& url, const WhileRunning& look = {})
     {
         auto delegate = std::make_shared<Finished>();
         KRContainerFileName::downloadURL(url, delegate);
-        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().countOfDownloads(), 1U);
+        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().currentDownloads().size(), 1U);
+        if (look)
+            look(*KRContainerFileNameDownloadServer::shared().currentDownloads().front());
         EXPECT_TRUE(MainLoop::main().runUntil([&] { return delegate->isDone; }, 30));
-        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().countOfDownloads(), 0U);
+        EXPECT_EQ(KRContainerFileNameDownloadServer::shared().currentDownloads().size(), 0U);
         EXPECT_EQ(delegate->url, url);
         return delegate;
     }
     // Nothing of a failed download stays.
-    void expectFailure(const std::string& url)
+    void expectFailure(const std::string& url, const WhileRunning& look = {})
     {
-        EXPECT_EQ(download(url)->folder, nullptr) << url;
+        EXPECT_EQ(download(url, look)->folder, nullptr) << url;
         EXPECT_THAT(
             *files::contentsOfDirectory(KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD"),
-            testing::IsEmpty());
+            IsEmpty());
     }
-
-    TemporaryFolder folder_;
 };
 
 TEST_F(Downloads, GoIntoAFolderUnderTheSuggestedName)
@@ -131,16 +126,10 @@ TEST_F(Downloads, GoIntoAFolderUnderTheSuggestedName)
         EXPECT_THAT(done->folder->entries(), ElementsAre(wanted.name));
         EXPECT_EQ(files::readFile(done->folder->folderName() + "/" + wanted.name), wanted.content);
     }
-}
-
-TEST_F(Downloads, ReadLocalFiles)
-{
     ASSERT_TRUE(files::writeFile(folder_ / "local.dat", "content"));
-    auto done = download("file://" + folder_ / "local.dat");
+    const auto done = download("file://" + folder_ / "local.dat");
     ASSERT_NE(done->folder, nullptr);
     EXPECT_EQ(files::readFile(done->folder->folderName() + "/local.dat"), "content");
-    done.reset();
-    expectFailure("file://" + folder_ / "missing");
 }
 
 TEST_F(Downloads, LeaveNothingWhenTheyFail)
@@ -152,7 +141,8 @@ TEST_F(Downloads, LeaveNothingWhenTheyFail)
         for (const char* path : {"/missing", "/torn", "/nonsense", "/nothing", "/redirected"})
             expectFailure(server.url(path));
     }
-    for (const char* url : {"", "no url", "gopher://127.0.0.1/", "http://127.0.0.1:1/"})
+    for (const char* url :
+        {"", "no url", "gopher://127.0.0.1/", "http://127.0.0.1:1/", "file:///no/such/file"})
         expectFailure(url);
     const std::string folders = KRContainerFileName::nameOfGlobalTemporaryDirectory() + "/TD";
     ASSERT_TRUE(files::remove(folders));
@@ -162,9 +152,15 @@ TEST_F(Downloads, LeaveNothingWhenTheyFail)
 
 TEST_F(Downloads, GiveUpASilentServer)
 {
-    platform::Pace::setFactor(0.01);
-    const HttpServer server({"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nsome"}, true);
-    expectFailure(server.url("/silent"));
+    const HttpServer server(
+        {"HTTP/1.1 200 OK\r\nContent-Type: text/x\r\nContent-Length: 100\r\n\r\nsome"}, true);
+    expectFailure(server.url("/silent"), [](const auto& running) {
+        EXPECT_TRUE(MainLoop::main().runUntil([&] { return running.howManyRead() == 4; }, 30));
+        EXPECT_EQ(running.fileName(), "silent");
+        EXPECT_EQ(running.mimeType(), "text/x");
+        EXPECT_EQ(running.howLong(), 100);
+        platform::Pace::setFactor(0.01);
+    });
 }
 
 TEST_F(Downloads, FailOnAFullDisk)
@@ -212,3 +208,4 @@ TEST(SuggestedNames, AreBareNames)
 }
 
 } // namespace
+} // namespace temporarytest

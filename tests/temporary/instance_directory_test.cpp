@@ -1,19 +1,15 @@
 #include "temporary/InstanceDirectory.h"
 
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/AnotherProcess.h"
-#include "platform/TemporaryFolder.h"
-#include "platform/files/FileManager.h"
 #include "temporary/RemoveEverything.h"
-
-#include <gtest/gtest.h>
+#include "temporary_testing.h"
 
 #include <ctime>
 #include <optional>
+#include <unistd.h>
 
+namespace temporarytest {
 namespace {
 
-namespace files = platform::files;
 using temporary::InstanceDirectory;
 
 constexpr double kHour = 3600;
@@ -28,7 +24,7 @@ std::string dateText(double time)
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts)};
 }
 
-class Instances : public testing::Test {
+class Instances : public WithMessages {
 protected:
     temporary::Clock clockAt(double hours)
     {
@@ -45,14 +41,13 @@ protected:
         std::optional<std::string> mark = std::nullopt)
     {
         const std::string directory = parent_ + "/" + name;
-        EXPECT_TRUE(files::createDirectories(directory + "/TF"));
-        EXPECT_TRUE(!beat || files::writeFile(directory + "/beat", *beat));
-        EXPECT_TRUE(!mark || files::writeFile(directory + "/markedForRemoval", *mark));
+        EXPECT_TRUE(files::createDirectories(directory + "/TF")
+            && (!beat || files::writeFile(directory + "/beat", *beat))
+            && (!mark || files::writeFile(directory + "/markedForRemoval", *mark)));
         return directory;
     }
     static std::string text(const std::string& path) { return files::readFile(path).value_or("none"); }
 
-    TemporaryFolder folder_;
     std::string parent_ = folder_ / "com.kelmont.trelkind/FilesAndFolders";
 };
 
@@ -129,9 +124,6 @@ TEST_F(Instances, WipeOutAMarkWhenTheyWake)
 
 TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
 {
-    platform::MainLoop::main();
-    const auto center = KRMessageCenter::create();
-    KRMessageCenter::setSharedCenter(center);
     // After the mark, between two entries, before the last folder.
     for (const bool isFull : {true, false}) {
         const std::string directory = leftBehind("E", dateText(kNow));
@@ -140,9 +132,7 @@ TEST_F(Instances, GoWhereverTheirRemovalWasInterrupted)
         start(0);
         EXPECT_FALSE(files::exists(directory));
     }
-    platform::MainLoop::main().runPending();
-    ASSERT_EQ(center->messages().size(), 2U);
-    EXPECT_EQ(center->messages()[0]->shortDescription(), "Dir E was marked for removal");
+    EXPECT_THAT(messages(), ElementsAre("Dir E was marked for removal", "Dir E was marked for removal"));
     const std::string bare = parent_ + "/bare";
     ASSERT_TRUE(files::createDirectory(bare));
     start(0);
@@ -193,8 +183,7 @@ TEST_F(Instances, LiveSideBySide)
     std::vector<std::string> living;
     for (const auto& started : starts)
         living.push_back(started->channel().hear());
-    EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval"));
-    EXPECT_TRUE(files::exists(dead + "/markedForRemoval"));
+    EXPECT_TRUE(files::exists(sleeper + "/markedForRemoval") && files::exists(dead + "/markedForRemoval"));
     asleep->channel().tell("wake");
     EXPECT_EQ(asleep->channel().hear(), "beaten");
     EXPECT_FALSE(files::exists(sleeper + "/markedForRemoval"));
@@ -207,3 +196,4 @@ TEST_F(Instances, LiveSideBySide)
 }
 
 } // namespace
+} // namespace temporarytest

@@ -1,25 +1,18 @@
 #include "temporary/TemporaryFiles.h"
 
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/AnotherProcess.h"
-#include "platform/TemporaryFolder.h"
-#include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/Places.h"
 #include "temporary/KRContainerFileName.h"
 #include "temporary/KRContainerFolder.h"
+#include "temporary_testing.h"
 
-#include <gmock/gmock.h>
-
+#include <atomic>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
+namespace temporarytest {
 namespace {
-
-namespace files = platform::files;
-using platform::MainLoop;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 // The service of the process keeps its directory for all tests.
 class PlacesOfTheProcess : public testing::Environment {
@@ -36,23 +29,7 @@ private:
 };
 const auto* const places = testing::AddGlobalTestEnvironment(new PlacesOfTheProcess);
 
-class TemporaryFilesTest : public testing::Test {
-protected:
-    TemporaryFilesTest() { KRMessageCenter::setSharedCenter(center_); }
-    ~TemporaryFilesTest() override { MainLoop::main().runPending(); }
-
-    std::vector<std::string> messages()
-    {
-        MainLoop::main().runPending();
-        std::vector<std::string> texts;
-        for (const auto& entry : center_->messages())
-            texts.push_back(entry->shortDescription());
-        return texts;
-    }
-
-    TemporaryFolder folder_;
-    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
-};
+using TemporaryFilesTest = WithMessages;
 
 TEST_F(TemporaryFilesTest, NamesAreUsedAgainTheOldestFirst)
 {
@@ -72,9 +49,8 @@ TEST_F(TemporaryFilesTest, NamesAreUsedAgainTheOldestFirst)
 
     ASSERT_TRUE(files::writeFile(names[1] + ".svbin", "data"));
     EXPECT_TRUE(service.handBackFile(names[1] + ".svbin", {}));
-    EXPECT_FALSE(files::exists(names[1] + ".svbin"));
-    EXPECT_FALSE(service.handBackFile(names[1], {}));
-    EXPECT_FALSE(service.handBackFile("/elsewhere/F0", {}));
+    EXPECT_FALSE(files::exists(names[1] + ".svbin") || service.handBackFile(names[1], {})
+        || service.handBackFile("/elsewhere/F0", {}));
 
     // The side file stays.
     ASSERT_TRUE(files::writeFile(names[0], "data") && files::writeFile(names[0] + ".index", "index"));
@@ -98,16 +74,14 @@ TEST_F(TemporaryFilesTest, FoldersComeAndGo)
     EXPECT_FALSE(files::exists(first));
     service.handBackFolder(first);
     EXPECT_EQ(service.checkOutFolder(), first);
-    EXPECT_THAT(
-        messages(), ElementsAre("Internal error for conversion: Trying to hand back an invalid folder."));
-
     // What stands in the place of a folder is passed over once, then reported for good.
     for (const char* name : {"/TD/D1", "/TD/D3", "/TD/D4"})
         ASSERT_TRUE(files::writeFile(service.directory() + name, "in the way"));
     EXPECT_EQ(service.checkOutFolder(), service.directory() + "/TD/D2");
     EXPECT_EQ(service.checkOutFolder(), std::nullopt);
     EXPECT_THAT(messages(),
-        ElementsAre(HasSubstr("invalid folder"), "Internal error: Could not create a temporary folder",
+        ElementsAre("Internal error for conversion: Trying to hand back an invalid folder.",
+            "Internal error: Could not create a temporary folder",
             "Internal error: Could not create a temporary folder",
             "Could not create a temporary folder, check to make sure that the /var/tmp/ directory is "
             "writeable."));
@@ -124,11 +98,9 @@ TEST_F(TemporaryFilesTest, WhatCantBeRemovedIsReportedAndNeverUsedAgain)
         const bool isReady = files::writeFile(name, "data").ok() && files::setPermissions(within, 0500).ok();
         const bool wasTaken = service.handBackFile(name, {});
         const auto next = service.checkOutFile();
-        MainLoop::main().runPending();
-        const auto told = center_->messages();
-        return isReady && wasTaken && next != name && told.size() == 1
-            && told[0]->shortDescription() == "Internal: Could not delete the file \"F0\"."
-            && told[0]->longDescription()
+        return isReady && wasTaken && next != name
+            && messages() == std::vector<std::string>{"Internal: Could not delete the file \"F0\"."}
+        && center_->messages()[0]->longDescription()
             == "When returning a temporary file, Could not delete the file \"" + name + "\".";
     });
     EXPECT_EQ(status, 0);
@@ -161,8 +133,7 @@ TEST_F(TemporaryFilesTest, ServesManyThreads)
                 const std::string name = *service.checkOutFile();
                 const std::string folder = *service.checkOutFolder();
                 EXPECT_FALSE(files::exists(name)) << "two threads have it";
-                EXPECT_TRUE(files::writeFile(name, "x"));
-                EXPECT_TRUE(service.handBackFile(name, {}));
+                EXPECT_TRUE(files::writeFile(name, "x") && service.handBackFile(name, {}));
                 service.handBackFolder(folder);
             }
         });
@@ -260,6 +231,19 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
     ASSERT_EQ(::symlink("/", (parent + "/other/link").c_str()), 0);
     EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
     EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/none"), 0U);
+    // Folders that vanish meanwhile count nothing and end nothing.
+    std::atomic<bool> isDone = false;
+    std::thread churning([&] {
+        for (int count = 0; !isDone; ++count) {
+            const std::string vanishing = parent + "/other/v" + std::to_string(count % 50);
+            ::rmdir(vanishing.c_str());
+            ::mkdir(vanishing.c_str(), 0700);
+        }
+    });
+    for (int round = 0; round < 500; ++round)
+        EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
+    isDone = true;
+    churning.join();
     const auto caller = std::make_shared<Caller>();
     KRContainerFileName::checkOrphansAndCallMeBack(caller);
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return caller->calls == 1; }, 10));
@@ -269,10 +253,11 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
 TEST_F(TemporaryFilesTest, GoesWithTheProcess)
 {
     TemporaryFiles service;
-    service.initialize();
+    std::thread([&] { service.initialize(); }).join(); // The main loop hasn't run since.
     EXPECT_TRUE(files::isDirectory(service.directory()));
     platform::NotificationCenter::defaultCenter().post(platform::kApplicationWillTerminate);
     EXPECT_FALSE(files::exists(service.directory()));
 }
 
 } // namespace
+} // namespace temporarytest

@@ -1,23 +1,21 @@
 #include "temporary/KRContainerFolder.h"
 
-#include "diagnostics/KRMessageCenter.h"
-#include "platform/TemporaryFolder.h"
-#include "platform/files/FileManager.h"
-#include "platform/loop/MainLoop.h"
+#include "temporary_testing.h"
 
-#include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
+namespace temporarytest {
 namespace {
 
-namespace files = platform::files;
-using testing::ElementsAre;
-
-void append(std::string& bytes, std::uint64_t number, int size)
+// A little-endian number, with zeros behind its eight bytes.
+std::string little(std::uint64_t number, std::size_t size)
 {
-    for (int byte = 0; byte < size; ++byte)
-        bytes += static_cast<char>(byte < 8 ? number >> (8 * byte) : 0);
+    std::string bytes(size, '\0');
+    for (std::size_t byte = 0; byte < std::min<std::size_t>(size, 8); ++byte)
+        bytes[byte] = static_cast<char>(number >> (8 * byte));
+    return bytes;
 }
 
 // A zip archive with stored entries, of any names (PKWARE's APPNOTE 4.3).
@@ -26,32 +24,20 @@ std::string archive(const std::vector<std::pair<std::string, std::string>>& entr
     std::string bytes;
     std::string directory;
     for (const auto& [name, content] : entries) {
-        std::string facts;
-        append(facts, 20, 2); // Version needed; then flags, method, time and date.
-        append(facts, 0, 8);
-        append(facts,
-            crc32(0, reinterpret_cast<const Bytef*>(content.data()), static_cast<uInt>(content.size())), 4);
-        append(facts, content.size(), 4);
-        append(facts, content.size(), 4);
-        append(facts, name.size(), 2);
-        append(facts, 0, 2);
-        directory += "PK\1\2";
-        append(directory, 20, 2);
-        directory += facts;
-        append(directory, 0, 10); // Comment, disk, attributes.
-        append(directory, bytes.size(), 4);
-        directory += name;
+        const auto* const plain = reinterpret_cast<const Bytef*>(content.data());
+        const std::string size = little(content.size(), 4);
+        // Version needed; flags, method, time and date; checksum; sizes; the lengths of the name and of no
+        // more.
+        const std::string facts = little(20, 2) + little(0, 8)
+            + little(crc32(0, plain, static_cast<uInt>(content.size())), 4) + size + size
+            + little(name.size(), 2) + little(0, 2);
+        // Version made by; comment, disk and attributes; place.
+        directory += "PK\1\2" + little(20, 2) + facts + little(0, 10) + little(bytes.size(), 4) + name;
         bytes += "PK\3\4" + facts + name + content;
     }
-    const auto start = bytes.size();
-    bytes += directory + "PK\5\6";
-    append(bytes, 0, 4);
-    append(bytes, entries.size(), 2);
-    append(bytes, entries.size(), 2);
-    append(bytes, directory.size(), 4);
-    append(bytes, start, 4);
-    append(bytes, 0, 2);
-    return bytes;
+    const std::string count = little(entries.size(), 2);
+    return bytes + directory + "PK\5\6" + little(0, 4) + count + count + little(directory.size(), 4)
+        + little(bytes.size(), 4) + little(0, 2);
 }
 
 struct Unpacked : KRContainerFolderDelegate {
@@ -62,28 +48,22 @@ struct Unpacked : KRContainerFolderDelegate {
     std::shared_ptr<KRContainerFolder> folder;
 };
 
-class Unpacking : public testing::Test {
+class Unpacking : public WithMessages {
 protected:
-    Unpacking()
-    {
-        KRMessageCenter::setSharedCenter(center_);
-        EXPECT_TRUE(files::createDirectory(inside_));
-    }
-    ~Unpacking() override { platform::MainLoop::main().runPending(); }
+    Unpacking() { EXPECT_TRUE(files::createDirectory(inside_)); }
 
     // The entries afterwards.
     std::vector<std::string> unpack(const std::string& name, const std::string& bytes)
     {
         EXPECT_TRUE(files::writeFile(inside_ + "/" + name, bytes));
         const auto delegate = std::make_shared<Unpacked>();
-        KRContainerFolder::createWithFolder(inside_, false)->uncompressFile(name, delegate);
-        EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return delegate->folder != nullptr; }, 30));
+        const auto folder = KRContainerFolder::createWithFolder(inside_, false);
+        folder->uncompressFile(name, delegate);
+        EXPECT_TRUE(MainLoop::main().runUntil([&] { return delegate->folder != nullptr; }, 30));
         return delegate->folder ? delegate->folder->entries() : std::vector<std::string>();
     }
 
-    TemporaryFolder folder_;
     std::string inside_ = folder_ / "inside";
-    std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
 
 TEST_F(Unpacking, FillsTheFolder)
@@ -119,15 +99,25 @@ TEST_F(Unpacking, WritesNothingOutside)
 TEST_F(Unpacking, RefusesOtherEndings)
 {
     const auto delegate = std::make_shared<Unpacked>();
-    KRContainerFolder::createWithFolder(inside_, false)->uncompressFile("a.tar", delegate);
-    platform::MainLoop::main().runPending();
-    ASSERT_EQ(center_->messages().size(), 1U);
-    EXPECT_EQ(center_->messages()[0]->shortDescription(), "Unsupported ending");
+    for (const char* name : {"a.tar", "a.ZIP", "zip"})
+        KRContainerFolder::createWithFolder(inside_, false)->uncompressFile(name, delegate);
+    EXPECT_THAT(messages(), ElementsAre("Unsupported ending", "Unsupported ending", "Unsupported ending"));
     EXPECT_EQ(delegate->folder, nullptr);
     KRContainerFolder::createWithFolder(folder_ / "missing", false)->uncompressFile("a.zip", delegate);
     EXPECT_NE(delegate->folder, nullptr);
-    platform::MainLoop::main().runPending();
-    EXPECT_EQ(center_->messages().back()->shortDescription(), "Could not unpack an archive.");
+    EXPECT_EQ(messages().back(), "Could not unpack an archive.");
+}
+
+// unzip waits for the other end of a pipe, and would write into a folder that is being removed.
+TEST_F(Unpacking, EndsWithItsFolder)
+{
+    ASSERT_EQ(::mkfifo((inside_ + "/slow.zip").c_str(), 0600), 0);
+    const auto delegate = std::make_shared<Unpacked>();
+    KRContainerFolder::createWithFolder(inside_, true)->uncompressFile("slow.zip", delegate);
+    EXPECT_FALSE(files::exists(inside_));
+    EXPECT_THAT(messages(), ElementsAre("Dangling tasks"));
+    EXPECT_EQ(delegate->folder, nullptr);
 }
 
 } // namespace
+} // namespace temporarytest

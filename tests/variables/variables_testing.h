@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <iterator>
 #include <sstream>
 
 namespace variablestest {
@@ -39,9 +38,11 @@ inline void write(KRDataStorage& storage, const std::string& entries)
         char* end = nullptr;
         const double number = std::strtod(value.c_str(), &end);
         if (value.starts_with('[')) {
-            std::istringstream numbers(value.substr(1));
-            EXPECT_TRUE(storage.writeDoubleArray(
-                doubles({std::istream_iterator<double>(numbers), std::istream_iterator<double>()}), name));
+            std::vector<double> numbers;
+            const char* next = value.c_str() + 1;
+            for (char* behind = nullptr; std::strtod(next, &behind), behind != next; next = behind)
+                numbers.push_back(std::strtod(next, nullptr));
+            EXPECT_TRUE(storage.writeDoubleArray(doubles(numbers), name));
         } else if (!value.empty() && *end == '\0') {
             EXPECT_TRUE(storage.writeNumber(StorageNumber(number), name));
         } else {

@@ -2,7 +2,7 @@
 #include "apps/console/TablePrinter.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
-#include "text/GrowingFile.h"
+#include "text/files/GrowingFile.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>

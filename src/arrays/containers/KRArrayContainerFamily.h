@@ -21,23 +21,8 @@ using KRComplexArrayContainer = KRArrayContainer<KRComplexNumber>;
 
 // The row of an element type in the table below.
 template <class T>
-inline constexpr int KRContainerMemberNumber = -1;
-template <>
-inline constexpr int KRContainerMemberNumber<double> = 0;
-template <>
-inline constexpr int KRContainerMemberNumber<float> = 1;
-template <>
-inline constexpr int KRContainerMemberNumber<std::int32_t> = 2;
-template <>
-inline constexpr int KRContainerMemberNumber<std::int16_t> = 3;
-template <>
-inline constexpr int KRContainerMemberNumber<std::uint16_t> = 4;
-template <>
-inline constexpr int KRContainerMemberNumber<signed char> = 5;
-template <>
-inline constexpr int KRContainerMemberNumber<unsigned char> = 6;
-template <>
-inline constexpr int KRContainerMemberNumber<KRComplexNumber> = 7;
+inline constexpr int KRContainerMemberNumber = KRPlaceOfType<T, double, float, std::int32_t, std::int16_t,
+    std::uint16_t, signed char, unsigned char, KRComplexNumber>;
 
 struct KRContainerMember {
     const char* stem; // The class is "KR" + stem + "ArrayContainer"; reports name the array stem + "Array".

@@ -38,29 +38,18 @@ using MutableCharacterArray = KRMutableArray<signed char>;
 using MutableUCharArray = KRMutableArray<unsigned char>;
 using MutableComplexArray = KRMutableArray<KRComplexNumber>;
 
+// The place of an element type in a list of types; -1 when it isn't there.
+template <class T, class... Types>
+inline constexpr int KRPlaceOfType = [] {
+    int place = 0;
+    const bool isThere = ((std::is_same_v<T, Types> || (++place, false)) || ...);
+    return isThere ? place : -1;
+}();
+
 // The row of an element type in the table below.
 template <class T>
-inline constexpr int KRArrayMemberNumber = -1;
-template <>
-inline constexpr int KRArrayMemberNumber<double> = 0;
-template <>
-inline constexpr int KRArrayMemberNumber<float> = 1;
-template <>
-inline constexpr int KRArrayMemberNumber<std::int32_t> = 2;
-template <>
-inline constexpr int KRArrayMemberNumber<std::int64_t> = 3;
-template <>
-inline constexpr int KRArrayMemberNumber<std::uint64_t> = 4;
-template <>
-inline constexpr int KRArrayMemberNumber<std::int16_t> = 5;
-template <>
-inline constexpr int KRArrayMemberNumber<std::uint16_t> = 6;
-template <>
-inline constexpr int KRArrayMemberNumber<signed char> = 7;
-template <>
-inline constexpr int KRArrayMemberNumber<unsigned char> = 8;
-template <>
-inline constexpr int KRArrayMemberNumber<KRComplexNumber> = 9;
+inline constexpr int KRArrayMemberNumber = KRPlaceOfType<T, double, float, std::int32_t, std::int64_t,
+    std::uint64_t, std::int16_t, std::uint16_t, signed char, unsigned char, KRComplexNumber>;
 
 // What the log is told each time that the memory of all arrays has grown by 20 MB.
 struct KRArrayTrace {

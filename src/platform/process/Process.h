@@ -9,7 +9,7 @@
 
 namespace platform {
 
-// A launched program, script or binary, with null input and output, a working directory of its own and a
+// A launched program, script or binary, with null input and output, and a working directory, a session and a
 // process group of its own. Functions may be called from any thread. Destroying the object does not end the
 // program.
 //

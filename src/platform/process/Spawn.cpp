@@ -49,8 +49,7 @@ public:
     {
         posix_spawnattr_init(&attributes_);
         posix_spawnattr_setflags(
-            &attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-        posix_spawnattr_setpgroup(&attributes_, 0);
+            &attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
         sigset_t set;
         sigemptyset(&set);
         posix_spawnattr_setsigmask(&attributes_, &set);

@@ -4,6 +4,7 @@
 #include "datafile/SVRegularFile.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "platform/loop/Pace.h"
 #include "storage/bytes/StoredText.h"
 #include "storage/values/ElementConversion.h"
 
@@ -36,13 +37,16 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     const auto [windowSize, headerLength] = layout();
     ScanWindow window(file.descriptor(), size, windowSize);
     Scan scan;
+    // Names often come in order, so that each one's place is just behind that of the one before.
+    auto likelyPlace = scan.content.end();
     std::uint64_t position = start;
     std::uint64_t last = start; // Of the entry looked at last: a scan that fails is resumed there.
     bool failed = start > size;
+    const double interval = platform::Pace::of(kProgressInterval).count();
     double lastProgress = OpenFiles::now();
     for (int number = 1; !failed && position < size; ++number) {
         failed = true; // Until the entry is stored.
-        if (number % kEntriesPerLook == 0 && OpenFiles::now() - lastProgress > kProgressInterval) {
+        if (number % kEntriesPerLook == 0 && OpenFiles::now() - lastProgress > interval) {
             lastProgress = OpenFiles::now();
             progress.UpdatePercentage(static_cast<float>(
                 static_cast<double>(position - start) / static_cast<double>(size - start)));
@@ -64,13 +68,13 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
             break;
         }
         last = position;
-        if (header.fault == Header::Fault::Type) {
+        const bool isOfUnknownType = header.fault == Header::Fault::Type;
+        if (isOfUnknownType)
             reportFormat(position, "Ran into problems reading the file (Incorrect type).");
-            break;
-        }
         const std::uint64_t nameStart = position + headerLength;
         // Compared, never added: the sizes are the file's own.
-        if (header.nameLength > size - nameStart || header.dataSize > size - nameStart - header.nameLength)
+        if (!header.entry || header.nameLength > size - nameStart
+            || header.dataSize > size - nameStart - header.nameLength)
             break;
         if (!window.reaches(nameStart + header.nameLength))
             window.moveToName(position, headerLength);
@@ -81,18 +85,14 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
         std::string name(stored.substr(0, stored.find('\0')));
         KRDataFileEntry& entry = *header.entry;
         const std::uint64_t end = nameStart + header.nameLength + header.dataSize;
-        if (header.mayHoldNumber && entry.isANumber() && window.reaches(end)) {
-            unsigned char raw[8];
-            const unsigned char* value = window.at(entry.offsetInFile(), header.dataSize);
-            if (!value)
-                break;
-            std::copy_n(value, header.dataSize, raw);
-            if (needToSwap_)
-                storage::swapElements(*entry.element(), raw, 1);
-            entry.setNumberValue(StorageNumber::fromBytes(*entry.element(), raw));
-        }
+        if (header.mayHoldNumber && entry.isANumber() && window.reaches(end)
+            && !keepNumber(entry, header.dataSize, window))
+            break;
         found(name, entry, window);
-        scan.content.insert_or_assign(scan.content.end(), std::move(name), std::move(entry));
+        likelyPlace =
+            std::next(scan.content.insert_or_assign(likelyPlace, std::move(name), std::move(entry)));
+        if (isOfUnknownType) // It is listed, and the scan ends before it: readers stop there.
+            break;
         position = end;
         failed = false;
     }
@@ -100,6 +100,19 @@ GrowingDataFile::Scan GrowingDataFile::scanEntries(
     scan.until = failed ? last : position;
     scan.endOfEntries = position;
     return scan;
+}
+
+bool GrowingDataFile::keepNumber(KRDataFileEntry& entry, std::uint64_t size, ScanWindow& window)
+{
+    const unsigned char* value = window.at(entry.offsetInFile(), size);
+    if (!value)
+        return false;
+    unsigned char raw[8];
+    std::copy_n(value, size, raw);
+    if (needToSwap_)
+        storage::swapElements(*entry.element(), raw, 1);
+    entry.setNumberValue(StorageNumber::fromBytes(*entry.element(), raw));
+    return true;
 }
 
 void GrowingDataFile::takeScan(Scan scan)
@@ -126,8 +139,8 @@ std::optional<std::string> GrowingDataFile::bytesOfIndexFile(std::size_t atLeast
 void GrowingDataFile::writeIndexFile(const FileName& container, const std::string& bytes)
 {
     indexFileContainer_ = container;
-    // An index is believed without its byte order being known, so a file of the other order gets none.
-    if (!needToSwap_)
+    // The library believes the index beside a file without asking for the file's byte order.
+    if (!needToSwap_ || container->fileName() != nameOfIndexFor(fileName_))
         SVReplaceFile(container->fileName(), bytes);
 }
 

@@ -41,6 +41,7 @@ protected:
         std::uint64_t nameLength = 0; // With its NUL.
         std::uint64_t dataSize = 0;
         bool mayHoldNumber = false; // A real number, when there is a single element.
+        // Of an unknown type too, unless its shape can't be right.
         std::optional<KRDataFileEntry> entry;
     };
     virtual Layout layout() const = 0;
@@ -76,6 +77,7 @@ protected:
     bool needToSwap_ = false; // The file's byte order isn't the machine's.
 
 private:
+    bool keepNumber(KRDataFileEntry& entry, std::uint64_t size, ScanWindow& window); // False: unreadable.
     bool readBytes(const std::string& name, const KRDataFileEntry& entry, std::uint64_t size, void* into);
     bool holds(const KRDataFileEntry& entry, std::uint64_t size);
     bool readConverted(const KRDataFileEntry& entry, ElementType stored, KRAnyArray& array);

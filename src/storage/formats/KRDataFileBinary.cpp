@@ -175,13 +175,15 @@ GrowingDataFile::Header KRDataFileBinary::headerFrom(const unsigned char* bytes,
         return header;
     case SVEntryFault::Type:
         header.fault = Header::Fault::Type;
-        return header;
+        if (std::min({stored.m, stored.n, stored.o}) < 0)
+            return header;
+        break;
     case SVEntryFault::None:
         break;
     }
     header.nameLength = static_cast<std::uint64_t>(stored.nameLength);
     header.dataSize = static_cast<std::uint64_t>(stored.entrySize) - kSVEntryHeaderLength - header.nameLength;
-    header.mayHoldNumber = stored.type != kSVStringType;
+    header.mayHoldNumber = header.fault == Header::Fault::None && stored.type != kSVStringType;
     const std::uint64_t offset = position + kSVEntryHeaderLength + header.nameLength;
     const Shape shape{static_cast<std::uint32_t>(stored.m), static_cast<std::uint32_t>(stored.n),
         static_cast<std::uint32_t>(stored.o)};
@@ -198,17 +200,23 @@ std::optional<GrowingDataFile::Scan> KRDataFileBinary::readContentFromFile(
     if (file.length() == 0)
         return Scan();
     if (startAtOffset == 0) {
-        unsigned char magic[kSVMagicLength];
-        const bool whole = file.readAt(0, magic, sizeof magic);
-        const auto isBigEndian = SVMagicIsBigEndian(magic, whole ? sizeof magic : 0);
-        if (!isBigEndian) {
+        if (!findByteOrder(file)) {
             reportFormat(0, fmt::format("The file \"{}\" has incorrect format", lastComponent()));
             return Scan();
         }
-        needToSwap_ = *isBigEndian != SVFile::RunningOnBigEndianMachine();
         startAtOffset = kSVMagicLength;
     }
     return scanEntries(file, progress, startAtOffset);
+}
+
+bool KRDataFileBinary::findByteOrder(DataFileStream& file)
+{
+    unsigned char magic[kSVMagicLength];
+    const bool whole = file.readAt(0, magic, sizeof magic);
+    const auto isBigEndian = SVMagicIsBigEndian(magic, whole ? sizeof magic : 0);
+    if (isBigEndian)
+        needToSwap_ = *isBigEndian != SVFile::RunningOnBigEndianMachine();
+    return isBigEndian.has_value();
 }
 
 bool KRDataFileBinary::readInContentOfFile(const KRProgressCPP& progress)
@@ -221,6 +229,8 @@ bool KRDataFileBinary::readInContentOfFile(const KRProgressCPP& progress)
     currentLengthOfFile_ = length;
     needToSwap_ = false;
     Indexed indexed = readIndexFile();
+    if (indexed.end > 0) // An index doesn't tell the byte order of the data.
+        findByteOrder(*theFile_);
     Scan scan{{}, length, length};
     if (indexed.end != length) {
         if (auto block = readIndexBlock())
@@ -261,7 +271,8 @@ KRDataFileBinary::Indexed KRDataFileBinary::readIndexFile()
 std::optional<KRDataFile::Content> KRDataFileBinary::readIndexBlock()
 {
     SVReadAhead ahead(theFile_->descriptor(), static_cast<long long>(currentLengthOfFile_));
-    auto records = SVIndexBlockAtEnd(ahead, needToSwap_, kSVApplicationDialect);
+    // Records have the order of the machine that wrote them: a block of another machine is none here.
+    auto records = SVIndexBlockAtEnd(ahead, false, kSVApplicationDialect);
     if (!records)
         return {};
     Content content;
@@ -372,10 +383,17 @@ bool KRDataFileBinary::writeDataBlock(const Bytes& bytes, const std::string& wit
     });
 }
 
-SVIndexRecord KRDataFileBinary::recordOf(const std::string& name, const KRDataFileEntry& entry)
+// An entry of an unknown type is left out: readers drop an index that has one.
+std::string KRDataFileBinary::records(
+    std::string head, void (*appendRecord)(std::string& bytes, const SVIndexRecord& record)) const
 {
-    return {kCodes[entry.type()], static_cast<std::int32_t>(entry.m()), static_cast<std::int32_t>(entry.n()),
-        static_cast<std::int32_t>(entry.o()), static_cast<std::int64_t>(entry.offsetInFile()), name};
+    for (const auto& [name, entry] : theContent_)
+        if (entry.type() < std::size(kCodes))
+            appendRecord(head,
+                {kCodes[entry.type()], static_cast<std::int32_t>(entry.m()),
+                    static_cast<std::int32_t>(entry.n()), static_cast<std::int32_t>(entry.o()),
+                    static_cast<std::int64_t>(entry.offsetInFile()), name});
+    return head;
 }
 
 void KRDataFileBinary::addIndexBlock()
@@ -384,9 +402,7 @@ void KRDataFileBinary::addIndexBlock()
     const auto written = [&]() -> platform::Status {
         if (const auto status = placeIsSound(); !status)
             return status;
-        std::string block(1, kSVIndexBlockVersion);
-        for (const auto& [name, entry] : theContent_)
-            SVAppendBlockRecord(block, recordOf(name, entry));
+        std::string block = records(std::string(1, kSVIndexBlockVersion), SVAppendBlockRecord);
         SVAppendName(block, kSVIndexBlockEnd);
         SVAppendNumber(block, static_cast<std::int64_t>(endOfEntries_));
         auto made = variable(kSVIndexBlockName,
@@ -409,8 +425,6 @@ void KRDataFileBinary::createIndexFile(const FileName& container)
         return;
     }
     const std::lock_guard lock(accessLock_);
-    std::string bytes(kSVIndexFileMagic, kSVIndexFileMagicLength);
-    for (const auto& [name, entry] : theContent_)
-        SVAppendFileRecord(bytes, recordOf(name, entry));
-    writeIndexFile(container, bytes);
+    writeIndexFile(
+        container, records(std::string(kSVIndexFileMagic, kSVIndexFileMagicLength), SVAppendFileRecord));
 }

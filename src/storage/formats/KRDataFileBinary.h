@@ -77,7 +77,10 @@ private:
     Indexed readIndexFile();
     std::optional<Content> readIndexBlock();
     static KRDataFileEntry entryOf(const SVIndexRecord& record);
-    static SVIndexRecord recordOf(const std::string& name, const KRDataFileEntry& entry);
+    // An index of all entries, behind its head.
+    std::string records(
+        std::string head, void (*appendRecord)(std::string& bytes, const SVIndexRecord& record)) const;
+    bool findByteOrder(DataFileStream& file); // By the magic; false, and unchanged, when it is no such file.
     static platform::Result<NewVariable> variable(
         const std::string& name, const KRDataFileEntry& entry, std::string_view data);
 };

@@ -37,6 +37,7 @@ constexpr std::size_t kLargestMatlabIndex = 400000000;
 constexpr std::string_view kCompanionEnding = "_3D";
 constexpr int kText = 1; // The last digit of a type.
 constexpr int kSparse = 2;
+constexpr int kSizeOfUnknownElement = 8; // As KRDataFileEntry counts it.
 
 } // namespace
 
@@ -189,17 +190,17 @@ GrowingDataFile::Header KRDataFileMatBinary::headerFrom(
                                          stored.mrows, stored.ncols, stored.imagf, stored.namlen);
         return header;
     }
-    const int elementSize = SVMatlabElementSize(stored.type);
-    if (elementSize < 0 || stored.type % 100 / 10 >= static_cast<int>(std::size(kMatlabRows))) {
+    int elementSize = SVMatlabElementSize(stored.type);
+    if (elementSize < 0) {
         header.fault = Header::Fault::Type;
-        return header;
+        elementSize = kSizeOfUnknownElement;
     }
     header.nameLength = static_cast<std::uint64_t>(stored.namlen);
     // At most 2^62 elements of 16 bytes: held to the largest size, which no file has.
     const std::uint64_t size =
         static_cast<std::uint64_t>(SVEndOfData(0, stored.mrows, stored.ncols, 1, elementSize));
     header.dataSize = stored.imagf == 1 ? 2 * size : size;
-    header.mayHoldNumber = stored.type % 10 == 0 && stored.imagf == 0;
+    header.mayHoldNumber = header.fault == Header::Fault::None && stored.type % 10 == 0 && stored.imagf == 0;
     header.entry = entryOf(stored.type, position + kSVMatlabHeaderLength + header.nameLength,
         static_cast<std::uint32_t>(stored.mrows), static_cast<std::uint32_t>(stored.ncols));
     return header;
@@ -264,42 +265,64 @@ bool KRDataFileMatBinary::readInContentOfFile(const KRProgressCPP& progress)
     }
     currentLengthOfFile_ = theFile_->length();
     variablesThatAre3D_.clear();
-    if (readIndexFile())
+    Scan indexed = readIndexFile().value_or(Scan());
+    if (indexed.until > 0 && indexed.until == currentLengthOfFile_) {
+        takeScan(std::move(indexed));
         return true;
-    variablesThatAre3D_.clear();
-    auto scan = readContentFromFile(*theFile_, progress, 0);
+    }
+    if (indexed.until == 0)
+        variablesThatAre3D_.clear();
+    auto scan = readContentFromFile(*theFile_, progress, indexed.until);
     const bool isRead = scan.has_value();
+    if (isRead)
+        scan->content.merge(indexed.content); // What was read from the file itself counts.
     takeScan(isRead ? std::move(*scan) : Scan());
     return isRead;
 }
 
-// An index counts when it reaches to the end of the file: variables may have been added since it was made.
-bool KRDataFileMatBinary::readIndexFile()
+// The library takes fewer types: it has no sparse matrices, and no texts of wide elements.
+bool KRDataFileMatBinary::takeIndexRecord(SVRecordReader& records, SVMatlabIndexRecord& record) const
+{
+    const bool isWhole = records.Take(record.location) && records.Take(record.type)
+        && records.Take(record.rows) && records.Take(record.columns);
+    record.name = records.TakeName();
+    const int elementSize = SVMatlabElementSize(record.type);
+    if (!isWhole || records.NameWasCut() || record.name.empty() || record.location < 0 || record.rows < 0
+        || record.columns < 0 || record.type < 0 || record.type % 10 > kSparse || elementSize < 0)
+        return false;
+    const long long end = SVEndOfData(record.location, record.rows, record.columns, 1, elementSize);
+    return static_cast<std::uint64_t>(end) <= currentLengthOfFile_;
+}
+
+// An index counts from the start of the file as far as it reaches: variables may have been added since it was
+// made. One with a record that can't be right isn't believed.
+std::optional<GrowingDataFile::Scan> KRDataFileMatBinary::readIndexFile()
 {
     const auto bytes = bytesOfIndexFile(kSmallestMatlabIndex, kLargestMatlabIndex + 1);
     if (!bytes || !findByteOrder(*theFile_))
-        return false;
+        return {};
     const std::size_t magicLength = std::string_view(kSVMatlabIndexMagic).size() + 1;
     SVRecordReader records(
         reinterpret_cast<const unsigned char*>(bytes->data()) + magicLength, bytes->size() - magicLength);
-    const std::uint64_t length = currentLengthOfFile_;
-    Scan indexed{{}, length, length};
-    std::uint64_t end = 0;
+    Scan indexed;
     while (!records.AtEnd()) {
         SVMatlabIndexRecord record;
-        if (SVTakeMatlabRecord(records, static_cast<long long>(length), record) != SVRecordFault::None
-            || record.location < 0 || records.NameWasCut())
-            return false;
+        if (!takeIndexRecord(records, record))
+            return {};
         KRDataFileEntry entry = entryOf(record.type, static_cast<std::uint64_t>(record.location),
             static_cast<std::uint32_t>(record.rows), static_cast<std::uint32_t>(record.columns));
-        end = std::max(end, entry.offsetInFile() + entry.requiredSize());
+        indexed.until = std::max(indexed.until, entry.offsetInFile() + entry.requiredSize());
         entered(record.name);
         indexed.content.insert_or_assign(indexed.content.end(), std::move(record.name), std::move(entry));
     }
-    if (end != length)
-        return false;
-    takeScan(std::move(indexed));
-    return true;
+    // An index tells no imaginary parts, so that the end of its last matrix may lie before one.
+    unsigned char header[kSVMatlabHeaderLength];
+    if (indexed.until != currentLengthOfFile_
+        && (!theFile_->readAt(indexed.until, header, sizeof header)
+            || headerFrom(header, indexed.until).fault != Header::Fault::None))
+        return {};
+    indexed.endOfEntries = indexed.until;
+    return indexed;
 }
 
 void KRDataFileMatBinary::createIndexFile(const FileName& container)
@@ -312,6 +335,8 @@ void KRDataFileMatBinary::createIndexFile(const FileName& container)
     std::string bytes;
     SVAppendName(bytes, kSVMatlabIndexMagic);
     for (const auto& [name, entry] : theContent_) {
+        if (entry.type() >= std::size(kMatlabRows))
+            continue; // Of an unknown type: no reader takes an index that has one.
         const int kind = entry.isAString() ? kText : entry.isSparse() ? kSparse : 0;
         SVAppendMatlabRecord(bytes,
             {static_cast<std::int64_t>(entry.offsetInFile()),

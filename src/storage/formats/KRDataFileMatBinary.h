@@ -71,7 +71,8 @@ protected:
 
 private:
     bool findByteOrder(DataFileStream& file);
-    bool readIndexFile();
+    std::optional<Scan> readIndexFile(); // Nothing without one that can be believed.
+    bool takeIndexRecord(SVRecordReader& records, SVMatlabIndexRecord& record) const;
     std::optional<KRDataFileEntry::Shape> threeDimensionalShape(
         const std::string& name, const KRDataFileEntry& entry);
     static KRDataFileEntry entryOf(int type, std::uint64_t offset, std::uint32_t rows, std::uint32_t columns);

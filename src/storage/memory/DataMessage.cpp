@@ -1,5 +1,6 @@
 #include "storage/memory/DataMessage.h"
 
+#include "arrays/legacy/KRArrayReports.h"
 #include "platform/files/FileManager.h"
 #include "storage/bytes/StoredText.h"
 #include "storage/values/ElementConversion.h"
@@ -129,6 +130,12 @@ private:
         for (const long size : sizes)
             if (__builtin_mul_overflow(bytes, size, &bytes))
                 return {};
+        const KRArrayMember& member = withElementType(
+            type, []<class T>(std::type_identity<T>) -> const KRArrayMember& { return KRArrayMemberOf<T>; });
+        if (member.sizeLimit > 0 && bytes > member.sizeLimit) {
+            KRPutErrorMessage(member.sizeMessage);
+            return {};
+        }
         GrowingBlock block;
         if (!block.receive(channel_, static_cast<std::size_t>(bytes)))
             return {};

@@ -50,7 +50,8 @@ public:
     bool registerWithSocket(const std::string& path);
     bool setUpCommunicationSocket(); // Waits for a client.
 
-    // All variables as one message. False, and failedDuringSend(), when the peer has gone.
+    // All variables as one message. False when the peer has gone, without a connection, and for variables
+    // that no message can carry, which is reported.
     bool sendDataThroughSocket();
     // Adds the variables of one message; those before a failure stay.
     bool recieveDataFromSocket();
@@ -64,9 +65,11 @@ public:
     int communicationSocket() const; // 0 without one. It stays this object's.
     std::string nameOfSocket() const;
     bool waitingForInitialConnection() const;
+    // Whether a message was ever torn behind its start. It stays set.
     bool failedDuringSend() const;
 
-    // One step on a socket of the caller's.
+    // All bytes through a socket of the caller's, however many calls of the system that takes. Sending tells
+    // whether all went out; reading how many came before the peer went.
     static bool sendPointer(const void* bytes, std::size_t length, int socket);
     static std::size_t readIntoPointer(void* into, std::size_t length, int socket);
 

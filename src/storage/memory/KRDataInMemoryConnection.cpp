@@ -164,6 +164,10 @@ bool KRDataInMemory::registerWithSocket(const std::string& path)
         KRMessageCenter::addMessage("Creating a socket: Invalid socket name (too long).");
         return false;
     }
+    {
+        const std::lock_guard state(stateLock_);
+        nameOfSocket_ = path;
+    }
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, path.data(), path.size());
@@ -173,13 +177,16 @@ bool KRDataInMemory::registerWithSocket(const std::string& path)
         KRMessageCenter::addMessage("sendDataOverSocket: Error when binding a socket.");
         return false;
     }
-    const std::lock_guard state(stateLock_);
-    createdTheSocket_ = true;
-    nameOfSocket_ = path;
-    if (::listen(made.get(), kBacklog) != 0)
-        return false;
-    serverSocket_ = std::move(made);
-    return true;
+    const bool isListening = ::listen(made.get(), kBacklog) == 0;
+    {
+        const std::lock_guard state(stateLock_);
+        createdTheSocket_ = true; // Only now: before, the file at the path is somebody else's.
+        if (isListening)
+            serverSocket_ = std::move(made);
+    }
+    if (!isListening)
+        KRMessageCenter::addMessage("sendDataOverSocket: Error when listening on a socket.");
+    return isListening;
 }
 
 bool KRDataInMemory::setUpCommunicationSocket()
@@ -198,20 +205,20 @@ bool KRDataInMemory::setUpCommunicationSocket()
         accepted.reset(platform::retryInterrupted(
             [listening] { return ::accept4(listening, nullptr, nullptr, SOCK_CLOEXEC); }));
     }
-    const std::lock_guard state(stateLock_);
-    waitingForAccept_ = false;
-    if (!accepted) {
+    const bool isAccepted = static_cast<bool>(accepted);
+    {
+        const std::lock_guard state(stateLock_);
+        waitingForAccept_ = false;
+        if (isAccepted && !cancelAfterAccept_) {
+            communicationSocket_ = std::move(accepted);
+            return true;
+        }
+    }
+    if (!isAccepted)
         KRMessageCenter::addMessage("DataInMemory-setUpCommunicationSocket: Connection failed.");
-        return false;
-    }
-    if (cancelAfterAccept_) {
-        if (!accepted.close())
-            KRMessageCenter::addMessage(
-                "DataInMemory-setUpCommunicationSocket: Could not close the connection.");
-        return false;
-    }
-    communicationSocket_ = std::move(accepted);
-    return true;
+    else if (!accepted.close())
+        KRMessageCenter::addMessage("DataInMemory-setUpCommunicationSocket: Could not close the connection.");
+    return false;
 }
 
 bool KRDataInMemory::fitsIntoAMessage()

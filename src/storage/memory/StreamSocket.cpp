@@ -77,7 +77,9 @@ platform::Result<platform::Descriptor> connectToHost(const std::string& machine,
         if (!made)
             continue;
         failure = kNoConnection;
-        if (::connect(made.get(), address->ai_addr, address->ai_addrlen) == 0)
+        if (platform::retryInterrupted(
+                [&] { return ::connect(made.get(), address->ai_addr, address->ai_addrlen); })
+            == 0)
             return made;
     }
     return platform::Error{failure};

@@ -13,7 +13,7 @@
 // doesn't notice changes of the file. The arrays are shared by all who read them.
 //
 // An array stays with the type that it was first read with: readArrayOfType() gives it as it is when another
-// type is asked for, and the functions that name a type give null then.
+// type is asked for, and the functions that name a type give a converted copy of it.
 class KRDataFileReadingCache final : public KRDataStorage {
 public:
     KRDataFileReadingCache(KRDataFile::Pointer dataFile, std::int64_t cacheSize) // In bytes.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "arrays/legacy/KRArrayFamily.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -12,23 +14,11 @@ inline constexpr int kElementTypeCount = 7;
 
 template <class T>
 inline constexpr ElementType kElementTypeOf = [] {
-    static_assert(sizeof(T) == 0, "not an element of a stored array");
-    return ElementType::Double;
+    constexpr int place = KRPlaceOfType<T, double, float, std::int32_t, std::int16_t, std::uint16_t,
+        signed char, unsigned char>;
+    static_assert(place >= 0, "not an element of a stored array");
+    return static_cast<ElementType>(place);
 }();
-template <>
-inline constexpr ElementType kElementTypeOf<double> = ElementType::Double;
-template <>
-inline constexpr ElementType kElementTypeOf<float> = ElementType::Float;
-template <>
-inline constexpr ElementType kElementTypeOf<std::int32_t> = ElementType::Int;
-template <>
-inline constexpr ElementType kElementTypeOf<std::int16_t> = ElementType::Short;
-template <>
-inline constexpr ElementType kElementTypeOf<std::uint16_t> = ElementType::UShort;
-template <>
-inline constexpr ElementType kElementTypeOf<signed char> = ElementType::Character;
-template <>
-inline constexpr ElementType kElementTypeOf<unsigned char> = ElementType::UChar;
 
 // Calls work(std::type_identity<T>{}) with the C++ type of an element type.
 template <class Work>

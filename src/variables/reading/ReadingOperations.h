@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+class KRUnformattedFortranStream;
+
 // What can be done with the stored values of one type. Each value type has one of these in its own file; a
 // function that a type doesn't have stays null.
 struct ReadingOperation {
@@ -20,6 +22,8 @@ struct ReadingOperation {
     // Describes the value under a name from its size or kind, without reading it.
     std::string (*descriptionFor)(const std::string& name, KRDataStorage& inFile) = nullptr;
     Value (*createEmpty)() = nullptr;
+    // The value as it comes next in a stream of records. Null for what isn't there or is of another form.
+    Value (*createFromUnformattedFortranStream)(KRUnformattedFortranStream& stream) = nullptr;
 };
 
 // The table of the types that can be read. It is filled once at start, before other threads run, by

@@ -67,6 +67,29 @@ inline std::string parameterInfo(std::string_view v, std::int64_t k)
     return parameter(v, k).append("_info");
 }
 
+// Of a list of strings, and of a column of a table.
+inline std::string listStarts(std::string_view v)
+{
+    return joined(v, "_offs");
+}
+inline std::string listKind(std::string_view v)
+{
+    return joined(v, "_T");
+}
+// Of the parts of a composite value. Columns are counted from 0.
+inline std::string part(std::string_view v, std::string_view name)
+{
+    return joined(v, "_").append(name);
+}
+inline std::string columnName(std::string_view v, std::int64_t k)
+{
+    return numbered(v, k).append("N");
+}
+inline std::string column(std::string_view v, std::int64_t k)
+{
+    return numbered(v, k).append("V");
+}
+
 // Of a description. Its entries are counted from 1.
 inline std::string count(std::string_view b)
 {

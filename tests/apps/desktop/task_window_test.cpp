@@ -151,6 +151,12 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
         waitFor([&] { return platform::files::readFile(wrapper.folder() / "started") == "x\nx\nx\nx\n"; }));
 }
 
+TEST_F(TaskWindow, WithoutAWrapperItAsksForOne)
+{
+    desktop->launch({TRELKIND_DESKTOP});
+    EXPECT_TRUE(waitFor([this] { return object("dialog", "Open a task wrapper").isShowing(); })) << desktop->log();
+}
+
 // The desktop's library takes the user's locale over; numbers keep their decimal point.
 TEST_F(TaskWindow, NumbersHaveAPointInACountryOfCommas)
 {

@@ -13,7 +13,18 @@ using legacytest::kNaN;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// A message as "short" or "short|long".
+// Those of a center, each as "short" or "short|long".
+inline std::vector<std::string> textsOf(KRMessageCenter& center)
+{
+    platform::MainLoop::main().runPending();
+    std::vector<std::string> texts;
+    for (const auto& entry : center.messages())
+        texts.push_back(entry->shortDescription()
+            + (entry->longDescription() ? "|" + *entry->longDescription() : std::string()));
+    return texts;
+}
+
+// Those of this thread.
 inline std::vector<std::string> messagesOf(const std::function<void()>& action)
 {
     platform::MainLoop::main();
@@ -23,12 +34,7 @@ inline std::vector<std::string> messagesOf(const std::function<void()>& action)
     action();
     KRSetArrayReporter(nullptr);
     KRMessageCenter::setCenterOfThread(nullptr);
-    platform::MainLoop::main().runPending();
-    std::vector<std::string> texts;
-    for (const auto& entry : center->messages())
-        texts.push_back(entry->shortDescription()
-            + (entry->longDescription() ? "|" + *entry->longDescription() : std::string()));
-    return texts;
+    return textsOf(*center);
 }
 
 template <class T>

@@ -137,18 +137,22 @@ QTextCharFormat formatOf(const toolkit::RichText::Run& run)
     return format;
 }
 
+toolkit::RichText::Run runOf(const QString& text, const QTextCharFormat& format)
+{
+    return {
+        text.toStdString(), format.fontWeight() > QFont::Normal, format.fontItalic(), format.fontUnderline()};
+}
+
 toolkit::RichText richTextOf(const QTextDocument& document)
 {
     toolkit::RichText text;
     for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
         if (block != document.begin())
-            text.append({"\n"});
+            text.append(runOf(QStringLiteral("\n"), block.charFormat()));
         for (auto part = block.begin(); !part.atEnd(); ++part) {
-            const QTextCharFormat format = part.fragment().charFormat();
             QString words = part.fragment().text();
             words.replace(QChar::LineSeparator, QLatin1Char('\n'));
-            text.append({words.toStdString(), format.fontWeight() > QFont::Normal, format.fontItalic(),
-                format.fontUnderline()});
+            text.append(runOf(words, part.fragment().charFormat()));
         }
     }
     return text;

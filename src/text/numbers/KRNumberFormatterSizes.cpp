@@ -1,27 +1,13 @@
-#include "text/KRNumberFormatter.h"
+#include "text/numbers/KRNumberFormatter.h"
+#include "text/numbers/UsersLocale.h"
 
 #include <fmt/format.h>
 
-#include <locale>
-#include <stdexcept>
-
 namespace {
-
-const std::locale& usersLocale()
-{
-    static const std::locale locale = [] {
-        try {
-            return std::locale("");
-        } catch (const std::runtime_error&) { // A locale that this machine doesn't have.
-            return std::locale::classic();
-        }
-    }();
-    return locale;
-}
 
 std::string grouped(std::uint64_t number)
 {
-    return fmt::format(usersLocale(), "{:L}", number);
+    return inUsersGroups(static_cast<std::int64_t>(number));
 }
 
 // A number of tenths of a unit, always with its one decimal.
@@ -30,8 +16,8 @@ std::string withTenths(std::uint64_t tenths, const char* unit)
     const std::string whole = grouped(tenths / 10);
     if (tenths % 10 == 0)
         return whole + ".0" + unit;
-    return fmt::format(usersLocale(), "{}{}{}{}", whole,
-        std::use_facet<std::numpunct<char>>(usersLocale()).decimal_point(), tenths % 10, unit);
+    const char point = std::use_facet<std::numpunct<char>>(usersLocale()).decimal_point();
+    return fmt::format("{}{}{}{}", whole, point, tenths % 10, unit);
 }
 
 std::uint64_t roundedQuotient(std::uint64_t number, std::uint64_t divisor)
@@ -58,4 +44,9 @@ std::string KRNumberFormatter::sizeString(std::uint64_t bytes)
     if (bytes / 1000 < 9950000)
         return withTenths(roundedQuotient(bytes, 100000000), "GB");
     return grouped(roundedQuotient(bytes, 1000000000)) + "GB";
+}
+
+std::string KRNumberFormatter::convertToLocalizedCount(std::int64_t count)
+{
+    return inUsersGroups(count);
 }

@@ -1,0 +1,116 @@
+#include "text/files/IndexedTextFile.h"
+
+#include "text/files/LineText.h"
+
+#include <algorithm>
+#include <fcntl.h>
+#include <unistd.h>
+
+GrowingFile::Read IndexedTextFile::readNew(int mostBlocks, const std::function<bool()>& goOn)
+{
+    const std::lock_guard scanning(scanLock_);
+    const auto read = file_.readNew(
+        [&](std::string_view block) {
+            take(block);
+            return goOn();
+        },
+        mostBlocks);
+    if (timesStartedAnew() != file_.timesStartedAnew())
+        take({}); // It was cut to nothing.
+    return read;
+}
+
+void IndexedTextFile::take(std::string_view block)
+{
+    const bool isAnew = timesStartedAnew() != file_.timesStartedAnew();
+    if (isAnew)
+        scanner_.startAnew();
+    ends_.clear();
+    const bool completesPair = scanner_.scan(block, ends_);
+    const std::lock_guard access(accessLock_);
+    if (isAnew) {
+        index_.clear();
+        reader_.reset();
+        generation_ = file_.timesStartedAnew();
+    }
+    index_.add(static_cast<std::int64_t>(block.size()), ends_, completesPair);
+}
+
+std::int64_t IndexedTextFile::howManyLines() const
+{
+    const std::lock_guard access(accessLock_);
+    return index_.count();
+}
+
+std::int64_t IndexedTextFile::size() const
+{
+    const std::lock_guard access(accessLock_);
+    return index_.size();
+}
+
+int IndexedTextFile::timesStartedAnew() const
+{
+    const std::lock_guard access(accessLock_);
+    return generation_;
+}
+
+std::string IndexedTextFile::line(std::int64_t number)
+{
+    const std::lock_guard access(accessLock_);
+    if (number < 0 || number >= index_.count())
+        return {};
+    const LineIndex::Place place = index_.place(number);
+    std::string bytes = place.skip > 0
+        ? bytesBehind(place)
+        : bytesAt(place.start, std::min(place.end - place.start, kLongestLine));
+    if (static_cast<std::int64_t>(bytes.size()) == kLongestLine)
+        bytes.resize(bytes.size() - tornAtEnd(bytes));
+    // The file may have changed since it was indexed.
+    bytes.resize(std::min(bytes.find_first_of("\r\n"), bytes.size()));
+    return decodedLine(std::move(bytes));
+}
+
+std::string IndexedTextFile::bytesAt(std::int64_t start, std::int64_t count)
+{
+    if (!reader_)
+        reader_.reset(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    std::string bytes(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), '\0');
+    const ssize_t read = platform::retryInterrupted(
+        [&] { return reader_ ? ::pread(reader_.get(), bytes.data(), bytes.size(), start) : ssize_t{0}; });
+    bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(read, 0)));
+    return bytes;
+}
+
+// A line that isn't kept: reads on from one before it.
+std::string IndexedTextFile::bytesBehind(LineIndex::Place place)
+{
+    LineScanner scanner;
+    std::vector<LineEnd> ends;
+    std::int64_t at = place.start;
+    std::int64_t start = place.start;
+    std::int64_t skip = place.skip;
+    while (at < index_.size()) {
+        const std::string block = bytesAt(at, std::min(kBlockSize, index_.size() - at));
+        if (block.empty())
+            break;
+        ends.clear();
+        if (scanner.scan(block, ends) && skip == 0)
+            start = at + 1;
+        if (static_cast<std::int64_t>(ends.size()) >= skip) {
+            if (skip > 0)
+                start = at + ends[static_cast<std::size_t>(skip - 1)].next;
+            return bytesAt(start, std::min(kLongestLine, index_.size() - start));
+        }
+        skip -= static_cast<std::int64_t>(ends.size());
+        at += static_cast<std::int64_t>(block.size());
+    }
+    return {};
+}
+
+void IndexedTextFile::closeFiles()
+{
+    if (const std::unique_lock scanning(scanLock_, std::try_to_lock); scanning)
+        file_.close();
+    const std::lock_guard access(accessLock_);
+    reader_.reset();
+}

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/files/Descriptor.h"
+#include "text/files/GrowingFile.h"
+#include "text/files/LineIndex.h"
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+
+// A text file that may grow, be cut or be replaced, with the index of its lines. One thread at a time may
+// read what is new; any thread may ask for lines meanwhile, since the lock isn't held during the reading.
+class IndexedTextFile {
+public:
+    static constexpr std::int64_t kLongestLine = 40000; // Bytes; what follows isn't shown.
+    static constexpr std::int64_t kBlockSize = GrowingFile::kBlockSize;
+
+    // Another number of lines to keep is for tests.
+    explicit IndexedTextFile(std::string path, std::int64_t linesKept = LineIndex::kLinesKept)
+        : path_(path), index_(linesKept), file_(std::move(path))
+    { }
+
+    // Takes at most so many blocks of new bytes into the index. Refused: `goOn` answered false, which is
+    // asked after each block.
+    GrowingFile::Read readNew(int mostBlocks, const std::function<bool()>& goOn);
+
+    std::int64_t howManyLines() const;
+    std::int64_t size() const; // Bytes that are indexed.
+    // How often the lines were read anew because the file was cut or replaced.
+    int timesStartedAnew() const;
+    // A line as UTF-8, without its end; empty for one that isn't there. Bytes that aren't UTF-8 are taken as
+    // the western Mac character set.
+    std::string line(std::int64_t number);
+    // Gives back the descriptors until something is read again.
+    void closeFiles();
+
+private:
+    void take(std::string_view block);
+    std::string bytesAt(std::int64_t start, std::int64_t count);
+    std::string bytesBehind(LineIndex::Place place);
+
+    std::string path_;
+    mutable std::mutex accessLock_; // Guards the index and the reader.
+    LineIndex index_;
+    platform::Descriptor reader_;
+    int generation_ = 0;
+    // Of the thread that reads what is new.
+    std::mutex scanLock_;
+    GrowingFile file_;
+    LineScanner scanner_;
+    std::vector<LineEnd> ends_;
+};

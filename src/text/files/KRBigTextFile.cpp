@@ -1,0 +1,252 @@
+#include "text/files/KRBigTextFile.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/files/File.h"
+#include "platform/loop/MainLoop.h"
+#include "temporary/KRContainerFileName.h"
+#include "text/RtfText.h"
+#include "text/files/IndexedTextFile.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+namespace {
+
+constexpr int kBlocksAtOnce = 16; // 4 MiB: a few milliseconds of the main thread.
+constexpr int kBlocksBetweenNotices = 256;
+constexpr std::uint64_t kLargestDocument = std::uint64_t{256} << 20; // Bytes.
+constexpr std::size_t kLargestSelection = 1'000'000'000; // Bytes.
+
+} // namespace
+
+// What the worker's notices go through; cut when the file is no longer shown.
+struct KRBigTextFile::Link {
+    KRBigTextFile* owner; // Main thread. Null once it has gone or shows something else.
+    std::atomic<bool> isNoticed = false; // A notice is on its way.
+};
+
+class KRBigTextFile::Indexing : public platform::Operation {
+public:
+    Indexing(std::shared_ptr<IndexedTextFile> text, std::shared_ptr<Link> link)
+        : text_(std::move(text)), link_(std::move(link)), loop_(platform::MainLoop::main())
+    { }
+
+    void main() override
+    {
+        postWhenEnded([link = link_] {
+            if (link->owner)
+                link->owner->indexingEnded();
+        });
+        const auto goOn = [this] { return !isCancelled(); };
+        while (text_->readNew(kBlocksBetweenNotices, goOn) == GrowingFile::Read::Some)
+            if (!link_->isNoticed.exchange(true))
+                loop_.post([link = link_] {
+                    link->isNoticed = false;
+                    if (link->owner)
+                        link->owner->indexingAdvanced();
+                });
+    }
+
+private:
+    std::shared_ptr<IndexedTextFile> text_;
+    std::shared_ptr<Link> link_;
+    platform::MainLoop& loop_;
+};
+
+KRBigTextFile::KRBigTextFile() = default;
+
+KRBigTextFile::~KRBigTextFile()
+{
+    setTable(nullptr);
+    forgetContent();
+}
+
+void KRBigTextFile::setFileName(const std::optional<std::string>& name)
+{
+    if (name && name->empty())
+        return;
+    if (name && name == theFileName_) {
+        updateFileContent();
+        return;
+    }
+    forgetContent();
+    theFileName_ = name;
+    if (!name) {
+        tellTable();
+        return;
+    }
+    text_ = std::make_shared<IndexedTextFile>(*name);
+    link_ = std::make_shared<Link>(this);
+    updateFileContent();
+}
+
+void KRBigTextFile::setFile(std::shared_ptr<KRContainerFileName> file)
+{
+    setFileName(file ? std::optional(file->fileName()) : std::nullopt);
+    file_ = std::move(file);
+}
+
+void KRBigTextFile::updateFileContent()
+{
+    if (isWorking_) {
+        mustLookAgain_ = true;
+        return;
+    }
+    if (text_) {
+        const auto read = text_->readNew(kBlocksAtOnce, [] { return true; });
+        tellOfCut();
+        if (read == GrowingFile::Read::Some)
+            startIndexing();
+    }
+    tellTable();
+}
+
+void KRBigTextFile::startIndexing()
+{
+    isWorking_ = true;
+    mustLookAgain_ = false;
+    queue_.addOperation(std::make_shared<Indexing>(text_, link_));
+}
+
+void KRBigTextFile::indexingAdvanced()
+{
+    tellOfCut();
+    if (table_ && table_->dataSource() == this)
+        table_->noteNumberOfRowsChanged();
+}
+
+void KRBigTextFile::indexingEnded()
+{
+    isWorking_ = false;
+    tellOfCut();
+    tellTable();
+    if (mustLookAgain_)
+        startIndexing();
+    else if (!table_ && !keepFileOpen_)
+        text_->closeFiles();
+}
+
+void KRBigTextFile::tellOfCut()
+{
+    if (hasToldOfCut_ || text_->timesStartedAnew() == 0)
+        return;
+    hasToldOfCut_ = true;
+    KRMessageCenter::addMessage(fmt::format(
+        "The file \"{}\" was cut or replaced while it was shown. Its lines are read again.", *theFileName_));
+}
+
+void KRBigTextFile::fromRTFFile(const std::string& name)
+{
+    clearFile();
+    auto file = platform::File::open(name, platform::File::Mode::Read);
+    const auto document =
+        file ? file->readAll(kLargestDocument) : platform::Result<std::string>(file.error());
+    const auto text = document ? RtfText::read(*document) : platform::Result<RtfText>(document.error());
+    if (text)
+        stringLines_ = splitStringIntoLines(text->text.plain());
+    else
+        KRMessageCenter::addMessage(fmt::format("Could not read \"{}\".", name), text.error().text);
+    tellTable();
+}
+
+void KRBigTextFile::clearFile()
+{
+    setFileName(std::nullopt);
+}
+
+void KRBigTextFile::forgetContent()
+{
+    queue_.cancelAllOperations();
+    if (link_)
+        link_->owner = nullptr;
+    link_.reset();
+    text_.reset();
+    file_.reset();
+    stringLines_.clear();
+    theFileName_.reset();
+    isWorking_ = mustLookAgain_ = hasToldOfCut_ = false;
+}
+
+void KRBigTextFile::setTable(toolkit::Table* table)
+{
+    toolkit::moveSource(*this, table_, table);
+    if (!table && text_ && !keepFileOpen_)
+        text_->closeFiles();
+}
+
+void KRBigTextFile::tellTable()
+{
+    if (!table_ || table_->dataSource() != this)
+        return;
+    table_->reloadData();
+}
+
+std::int64_t KRBigTextFile::howManyLines() const
+{
+    return text_ ? text_->howManyLines() : static_cast<std::int64_t>(stringLines_.size());
+}
+
+std::string KRBigTextFile::lineNumber(std::int64_t number) const
+{
+    if (text_)
+        return text_->line(number);
+    const bool isInside = number >= 0 && number < howManyLines();
+    return isInside ? stringLines_[static_cast<std::size_t>(number)] : std::string();
+}
+
+std::string KRBigTextFile::selectedLinesOrEverything() const
+{
+    std::string text;
+    bool isFirst = true;
+    const auto add = [&](std::int64_t number) {
+        if (!std::exchange(isFirst, false))
+            text += '\n';
+        text += lineNumber(number);
+        if (text.size() < kLargestSelection)
+            return true;
+        KRMessageCenter::addMessage("The text is larger than 1 GB. The rest of it is left out.");
+        return false;
+    };
+    if (table_ && !table_->selectedRows().empty()) {
+        std::ignore = std::all_of(table_->selectedRows().begin(), table_->selectedRows().end(), add);
+        return text;
+    }
+    const std::int64_t count = howManyLines();
+    std::int64_t number = 0;
+    while (number < count && add(number))
+        ++number;
+    return text;
+}
+
+std::vector<std::string> KRBigTextFile::splitStringIntoLines(std::string_view text)
+{
+    std::vector<std::string> lines;
+    if (text.empty())
+        lines.emplace_back();
+    while (!text.empty()) {
+        const std::size_t end = text.find_first_of("\r\n");
+        lines.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos)
+            break;
+        text.remove_prefix(end + (text.substr(end, 2) == "\r\n" ? 2 : 1));
+    }
+    return lines;
+}
+
+int KRBigTextFile::numberOfRowsInTableView(const toolkit::Table&)
+{
+    return static_cast<int>(std::min<std::int64_t>(howManyLines(), std::numeric_limits<int>::max()));
+}
+
+toolkit::CellValue KRBigTextFile::objectValueForTableColumn(
+    const toolkit::Table&, std::string_view column, int row)
+{
+    if (column == "Number")
+        return fmt::format("{}", row + std::int64_t{1});
+    return lineNumber(row);
+}

@@ -1,0 +1,577 @@
+// Each widget beside its model, without a display: what the model says is seen, what the user does arrives.
+
+#include "apps/desktop/widgets/Containers.h"
+#include "apps/desktop/widgets/Dialogs.h"
+#include "apps/desktop/widgets/MenuWidget.h"
+#include "apps/desktop/widgets/TableAdapter.h"
+#include "apps/desktop/widgets/TableWidget.h"
+#include "apps/desktop/widgets/WindowWidget.h"
+#include "platform/loop/MainLoop.h"
+#include "toolkit/Controls.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFileDialog>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QSplitter>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTest>
+#include <QTextEdit>
+#include <gmock/gmock.h>
+
+using namespace toolkit;
+using testing::ElementsAre;
+
+namespace {
+
+void settle() // Until what was announced has been shown.
+{
+    for (int i = 0; i < 3; ++i) {
+        platform::MainLoop::main().runPending();
+        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+std::string textOf(const QString& text)
+{
+    return text.toStdString();
+}
+
+template <class Kind>
+std::unique_ptr<Kind> widgetOf(View& view)
+{
+    auto* const made = dynamic_cast<Kind*>(makeWidget(view));
+    EXPECT_TRUE(made);
+    return std::unique_ptr<Kind>(made);
+}
+
+void focus(QWidget& widget)
+{
+    widget.show();
+    widget.activateWindow();
+    widget.setFocus();
+    settle();
+}
+
+TEST(Widgets, ButtonsShowTheirModelAndPressIt)
+{
+    auto button = std::make_unique<Button>();
+    CheckBox box;
+    int pressed = 0;
+    button->whenPressed = box.whenPressed = [&pressed] { ++pressed; };
+    button->setTitle("Start");
+    button->setAccessibleName("Starts all");
+    box.setTitle("Follow");
+    const auto shown = widgetOf<QPushButton>(*button);
+    const auto check = widgetOf<QCheckBox>(box);
+    EXPECT_EQ(textOf(shown->text() + shown->accessibleName()), "StartStarts all");
+    EXPECT_EQ(textOf(check->text()), "Follow");
+    shown->click();
+    check->click();
+    EXPECT_EQ(pressed, 2);
+    EXPECT_EQ(box.state(), 1);
+    box.setState(0);
+    for (Button* const each : {button.get(), static_cast<Button*>(&box)})
+        each->setEnabled(false);
+    button->setHidden(true);
+    settle();
+    EXPECT_FALSE(shown->isEnabled() || check->isEnabled() || check->isChecked());
+    EXPECT_TRUE(shown->isHidden());
+    shown->setEnabled(true);
+    button.reset();
+    shown->click();
+    EXPECT_EQ(pressed, 2);
+}
+
+TEST(Widgets, PopUpsAndBarsFollowTheirModel)
+{
+    PopUp popUp;
+    popUp.setItems({"a", "b"});
+    popUp.selectIndex(1);
+    const auto combo = widgetOf<QComboBox>(popUp);
+    EXPECT_EQ(textOf(combo->currentText()), "b");
+    Q_EMIT combo->activated(0);
+    EXPECT_EQ(popUp.selectedIndex(), 0);
+    popUp.setItems({"c", "d", "e"});
+    settle();
+    EXPECT_EQ(combo->count(), 3);
+    EXPECT_EQ(combo->currentIndex(), 0);
+
+    ProgressBar bar;
+    bar.setRange(10, 30);
+    bar.setDoubleValue(15);
+    const auto shown = widgetOf<QProgressBar>(bar);
+    EXPECT_EQ(shown->value() * 4, shown->maximum());
+    bar.setDoubleValue(99);
+    settle();
+    EXPECT_EQ(shown->value(), shown->maximum());
+    bar.setIndeterminate(true);
+    settle();
+    EXPECT_EQ(shown->maximum(), 0);
+}
+
+TEST(Widgets, AFieldCommitsOrCancelsWhatWasTyped)
+{
+    TextField field;
+    SecureField secret;
+    field.setStringValue("4");
+    field.setColumns(5);
+    const auto shown = widgetOf<QLineEdit>(field);
+    EXPECT_EQ(widgetOf<QLineEdit>(secret)->echoMode(), QLineEdit::Password);
+    EXPECT_EQ(shown->echoMode(), QLineEdit::Normal);
+    EXPECT_EQ(shown->width(), 9 * shown->fontMetrics().averageCharWidth());
+    focus(*shown);
+    QTest::keyClicks(shown.get(), "2");
+    EXPECT_EQ(field.stringValue(), "4");
+    field.setStringValue("7");
+    settle();
+    EXPECT_EQ(textOf(shown->text()), "42") << "typing isn't disturbed";
+    EXPECT_EQ(field.stringValue(), "7");
+    QTest::keyClick(shown.get(), Qt::Key_Escape);
+    settle();
+    EXPECT_EQ(textOf(shown->text()), "7");
+    QTest::keyClicks(shown.get(), "1");
+    QTest::keyClick(shown.get(), Qt::Key_Return);
+    EXPECT_EQ(field.stringValue(), "71");
+    EXPECT_TRUE(shown->hasFrame() && shown->focusPolicy() == Qt::StrongFocus);
+    field.setEditable(false);
+    settle();
+    EXPECT_TRUE(shown->isReadOnly() && !shown->hasFrame() && shown->focusPolicy() == Qt::ClickFocus);
+    EXPECT_EQ(shown->palette().color(QPalette::Base).alpha(), 0);
+}
+
+// Emphasis as marks before each run.
+std::string marked(const RichText& text)
+{
+    std::string all;
+    for (const auto& run : text.runs)
+        all += std::string("<") + (run.bold ? "b" : "") + (run.italic ? "i" : "")
+            + (run.underlined ? "u" : "") + ">" + run.text;
+    return all;
+}
+
+TEST(Widgets, ATextKeepsItsEmphasis)
+{
+    TextView view;
+    int ended = 0;
+    view.setRich(true);
+    view.whenEditingEnded = [&ended] { ++ended; };
+    RichText text("plain ");
+    text.append({"bold", true, false, false});
+    text.append({" both\nnext", false, true, true});
+    view.setText(text);
+    const auto shown = widgetOf<QTextEdit>(view);
+    EXPECT_EQ(textOf(shown->toPlainText()), "plain bold both\nnext");
+    EXPECT_TRUE(shown->tabChangesFocus() && !shown->acceptRichText());
+    focus(*shown);
+    shown->moveCursor(QTextCursor::End);
+    QTest::keyClick(shown.get(), Qt::Key_B, Qt::ControlModifier);
+    QTest::keyClick(shown.get(), Qt::Key_I, Qt::ControlModifier);
+    QTest::keyClick(shown.get(), Qt::Key_U, Qt::ControlModifier);
+    QTest::keyClicks(shown.get(), "x");
+    EXPECT_EQ(marked(view.text()), marked(text) + "<b>x");
+    QFocusEvent away(QEvent::FocusOut);
+    QApplication::sendEvent(shown.get(), &away);
+    EXPECT_EQ(ended, 1);
+    view.setEditable(false);
+    settle();
+    EXPECT_TRUE(shown->isReadOnly());
+    TextView plain;
+    EXPECT_TRUE(widgetOf<QTextEdit>(plain)->actions().isEmpty());
+}
+
+// What holds content takes the room that is left; controls keep their size.
+TEST(Widgets, StacksShareTheirRoom)
+{
+    Stack down(Direction::Down), across(Direction::Across), withContent(Direction::Across);
+    auto first = std::make_unique<Button>();
+    TextField named, narrow;
+    TextView notes, more;
+    named.setAccessibleName("Project");
+    narrow.setAccessibleName("Limit");
+    narrow.setColumns(3);
+    across.addSubview(*first);
+    across.addSubview(named);
+    across.addSubview(narrow);
+    withContent.addSubview(more);
+    for (View* const view :
+        {static_cast<View*>(&across), static_cast<View*>(&notes), static_cast<View*>(&withContent)})
+        down.addSubview(*view);
+    const auto shown = widgetOf<QWidget>(down);
+    shown->resize(600, 500);
+    shown->show();
+    settle();
+    const auto texts = shown->findChildren<QTextEdit*>();
+    ASSERT_EQ(texts.size(), 2);
+    EXPECT_NEAR(texts[0]->height(), texts[1]->height(), 20);
+    EXPECT_GT(texts[0]->height() + texts[1]->height(), 400);
+    const auto labels = shown->findChildren<QLabel*>();
+    const auto fields = shown->findChildren<QLineEdit*>();
+    ASSERT_TRUE(labels.size() == 2 && fields.size() == 2);
+    EXPECT_EQ(textOf(labels[0]->text() + labels[1]->text()), "ProjectLimit");
+    EXPECT_EQ(labels[0]->buddy(), fields[0]);
+    EXPECT_GT(fields[0]->width(), 3 * labels[0]->width()) << "the field without a width takes the row";
+    const auto places = [&](const QWidget* widget) { return widget->mapTo(shown.get(), QPoint()); };
+    EXPECT_EQ(places(shown->findChild<QPushButton*>()).x(), places(texts[0]).x());
+    EXPECT_LT(places(texts[0]).y(), places(texts[1]).y());
+    Button later;
+    later.setTitle("later");
+    across.addSubview(later);
+    first.reset();
+    settle();
+    const auto buttons = shown->findChildren<QPushButton*>();
+    ASSERT_EQ(buttons.size(), 1);
+    EXPECT_EQ(textOf(buttons[0]->text()), "later");
+    EXPECT_GT(places(buttons[0]).x(), places(fields[1]).x());
+    named.removeFromSuperview();
+    settle();
+    EXPECT_EQ(shown->findChildren<QLineEdit*>().size(), 1);
+}
+
+TEST(Widgets, SplitsAndTabsShowTheirParts)
+{
+    Split split(Direction::Across);
+    TextView left, right;
+    split.addSubview(left);
+    split.addSubview(right);
+    const auto shown = widgetOf<QSplitter>(split);
+    EXPECT_FALSE(shown->childrenCollapsible());
+    EXPECT_EQ(shown->orientation(), Qt::Horizontal);
+    shown->resize(900, 300);
+    shown->show();
+    settle();
+    EXPECT_NEAR(shown->sizes()[0], 2 * shown->sizes()[1], 60);
+
+    TabView free, driven;
+    TextView a, b;
+    free.addTab({"a", "First", &a});
+    free.addTab({"b", "Second", &b});
+    free.select("b");
+    driven.addTab({"none", "", nullptr});
+    driven.addTab({"b", "Other", &left});
+    const auto tabs = widgetOf<QTabWidget>(free);
+    const auto bare = widgetOf<QTabWidget>(driven);
+    EXPECT_EQ(textOf(tabs->tabText(0)), "First");
+    EXPECT_EQ(tabs->currentIndex(), 1);
+    EXPECT_FALSE(tabs->tabBar()->isHidden());
+    EXPECT_TRUE(bare->tabBar()->isHidden());
+    tabs->setCurrentIndex(0);
+    EXPECT_EQ(free.selectedIdentifier(), "a");
+    driven.select("b");
+    driven.setHidden(true);
+    settle();
+    EXPECT_EQ(bare->currentIndex(), 1);
+    EXPECT_TRUE(bare->isHidden());
+}
+
+class Rows : public TableDataSource, public TableDelegate {
+public:
+    Rows(int rows, std::vector<Column> columns) : count(rows)
+    {
+        clip.setFrame({0, 0, 100, 100});
+        table = std::make_unique<Table>();
+        table->setAccessibleName("Tasks");
+        table->setColumns(std::move(columns));
+        clip.addSubview(*table);
+        table->setDelegate(this);
+        table->setDataSource(this);
+        shown = std::make_unique<TableWidget>(*table);
+        shown->resize(700, 300);
+        shown->show();
+        settle();
+    }
+    int numberOfRowsInTableView(const Table&) override { return count; }
+    CellValue objectValueForTableColumn(const Table&, std::string_view column, int row) override
+    {
+        if (column == "bar")
+            return row == 0 ? CellValue(25.0) : row == 1 ? CellValue(140.0) : CellValue();
+        return std::string(column) + std::to_string(row);
+    }
+    void willDisplayCell(Table&, CellStyle& style, std::string_view column, int row) override
+    {
+        if (row == 1 && column == "name")
+            style.background = Color{1, 0.5, 0};
+    }
+    std::shared_ptr<Menu> contextMenuForTableRow(Table&, int row) override
+    {
+        asked.push_back(row);
+        auto menu = std::make_shared<Menu>();
+        menu->add({.title = "Abort"});
+        return menu;
+    }
+    QVariant data(int row, int column, int role) const
+    {
+        return shown->model()->data(shown->model()->index(row, column), role);
+    }
+
+    int count;
+    std::vector<int> asked;
+    View clip;
+    std::unique_ptr<Table> table;
+    std::unique_ptr<TableWidget> shown;
+};
+
+const std::vector<Column> kColumns{{"number", "Number", Column::Cell::Text, Column::Alignment::Right},
+    {"name", "Name"}, {"hidden", "Hidden", Column::Cell::Text, Column::Alignment::Center, true},
+    {"bar", "Progress", Column::Cell::Progress}};
+
+TEST(TableWidgets, ShowCellsAndColumns)
+{
+    Rows rows(3, kColumns);
+    const TableWidget& shown = *rows.shown;
+    EXPECT_EQ(textOf(shown.accessibleName()), "Tasks");
+    EXPECT_EQ(textOf(rows.data(2, 1, Qt::DisplayRole).toString()), "name2");
+    EXPECT_EQ(textOf(rows.data(0, 3, Qt::DisplayRole).toString()), "25%");
+    EXPECT_EQ(textOf(rows.data(1, 3, Qt::DisplayRole).toString()), "100%");
+    EXPECT_EQ(rows.data(0, 3, TableAdapter::kProgressRole).toDouble(), 25);
+    EXPECT_FALSE(rows.data(0, 1, TableAdapter::kProgressRole).isValid());
+    EXPECT_EQ(textOf(rows.data(1, 1, Qt::BackgroundRole).value<QColor>().name()), "#ff8000");
+    EXPECT_EQ(rows.data(1, 1, Qt::ForegroundRole).value<QColor>(), QColor(Qt::black));
+    EXPECT_FALSE(rows.data(0, 1, Qt::BackgroundRole).isValid());
+    const Qt::Alignment sides[] = {Qt::AlignRight, Qt::AlignLeft, Qt::AlignHCenter};
+    for (int column = 0; column < 3; ++column) {
+        EXPECT_TRUE(rows.data(0, column, Qt::TextAlignmentRole).toInt() & sides[column].toInt());
+        EXPECT_TRUE(rows.data(0, column, Qt::TextAlignmentRole).toInt() & Qt::AlignVCenter);
+    }
+    EXPECT_EQ(textOf(shown.model()->headerData(1, Qt::Horizontal).toString()), "Name");
+    EXPECT_TRUE(shown.isColumnHidden(2) && !shown.isColumnHidden(1));
+    EXPECT_EQ(shown.horizontalHeader()->sectionResizeMode(3), QHeaderView::Stretch);
+    EXPECT_EQ(shown.columnWidth(0) * 20, shown.columnWidth(1) * 12);
+    EXPECT_TRUE(shown.verticalHeader()->isHidden() && !shown.showGrid() && shown.alternatingRowColors());
+    EXPECT_FALSE(shown.tabKeyNavigation());
+    EXPECT_GE(shown.minimumHeight(), 3 * shown.rowHeight(0));
+    const Rows words(
+        2, {{"number", "", Column::Cell::Text, Column::Alignment::Right}, {"name", ""}, {"b", ""}});
+    EXPECT_EQ(words.shown->horizontalHeader()->sectionResizeMode(1), QHeaderView::Stretch);
+    EXPECT_EQ(words.shown->horizontalHeader()->sectionResizeMode(2), QHeaderView::Interactive);
+}
+
+TEST(TableWidgets, FollowTheirRowsWithoutAReset)
+{
+    Rows rows(3, kColumns);
+    QSignalSpy resets(rows.shown->model(), &QAbstractItemModel::modelReset);
+    QSignalSpy changes(rows.shown->model(), &QAbstractItemModel::dataChanged);
+    rows.table->selectRows({1});
+    for (const int count : {5, 2}) {
+        rows.count = count;
+        rows.table->reloadData();
+        settle();
+        EXPECT_EQ(rows.shown->model()->rowCount(), count);
+        EXPECT_EQ(rows.shown->selectionModel()->selectedRows().size(), 1);
+    }
+    EXPECT_EQ(resets.size(), 0);
+    EXPECT_EQ(changes.size(), 2);
+    rows.shown->selectRow(0);
+    EXPECT_THAT(rows.table->selectedRows(), ElementsAre(0));
+    rows.table->setColumns({{"name", "Only"}});
+    settle();
+    EXPECT_EQ(resets.size(), 1);
+    EXPECT_EQ(rows.shown->model()->columnCount(), 1);
+    EXPECT_EQ(rows.shown->selectionModel()->selectedRows().size(), 1);
+    rows.table.reset();
+    EXPECT_EQ(rows.shown->model()->rowCount(), 0);
+    EXPECT_FALSE(rows.data(0, 0, Qt::DisplayRole).isValid());
+    rows.shown->resize(100, 50);
+    settle();
+}
+
+TEST(TableWidgets, ScrollWithTheirModelAndTellIt)
+{
+    Rows rows(1000, kColumns);
+    const auto visible = [&rows] { return rows.table->visibleRange(); };
+    const int height = rows.shown->viewport()->height() / rows.shown->rowHeight(0);
+    EXPECT_EQ(visible(), (Table::VisibleRange{0, height}));
+    rows.shown->verticalScrollBar()->setValue(500);
+    EXPECT_EQ(visible().first, 500);
+    rows.table->scrollRowToVisible(900);
+    settle();
+    EXPECT_NEAR(rows.shown->rowAt(0), 900 - height, 2);
+    rows.shown->resize(700, 500);
+    settle();
+    EXPECT_GT(visible().count, height);
+}
+
+TEST(TableWidgets, OfferTheMenuOfARowByMouseAndKey)
+{
+    Rows rows(3, kColumns);
+    const auto ask = [&rows](QContextMenuEvent::Reason reason, const QPoint& place) {
+        QContextMenuEvent event(reason, place, rows.shown->viewport()->mapToGlobal(place));
+        QApplication::sendEvent(rows.shown->viewport(), &event);
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        const std::string text = menu ? textOf(menu->actions().at(0)->text()) : "none";
+        if (menu)
+            menu->close();
+        settle();
+        return text;
+    };
+    const int height = rows.shown->rowHeight(0);
+    EXPECT_EQ(ask(QContextMenuEvent::Mouse, {5, height + 2}), "Abort");
+    EXPECT_EQ(ask(QContextMenuEvent::Mouse, {5, 5 * height}), "none");
+    rows.shown->setCurrentIndex(rows.shown->model()->index(2, 0));
+    EXPECT_EQ(ask(QContextMenuEvent::Keyboard, {5, height + 2}), "Abort");
+    EXPECT_THAT(rows.asked, ElementsAre(1, 2));
+}
+
+// A bar fills its share of the groove; the words stand beside it.
+TEST(TableWidgets, DrawProgressAsABar)
+{
+    Rows rows(2, kColumns);
+    const QRect cell = rows.shown->visualRect(rows.shown->model()->index(0, 3));
+    const auto pixels = [&](bool selected) {
+        rows.table->selectRows(selected ? std::set<int>{0} : std::set<int>{});
+        settle();
+        const QImage image = rows.shown->viewport()->grab(cell).toImage();
+        const QColor wanted =
+            rows.shown->palette().color(selected ? QPalette::HighlightedText : QPalette::Highlight);
+        int count = 0;
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixelColor(x, image.height() / 2) == wanted;
+        return count;
+    };
+    const int groove = cell.width() - 50;
+    EXPECT_NEAR(pixels(false), groove / 4, 3);
+    EXPECT_NEAR(pixels(true), groove / 4, 12) << "some more are those of the words";
+}
+
+TEST(MenuWidgets, FollowTheirModel)
+{
+    const auto menu = std::make_shared<Menu>("Batch");
+    std::vector<std::string> chosen;
+    bool isAllowed = false;
+    const auto item = [&chosen](const std::string& title, const std::string& key) {
+        return MenuItem{.title = title,
+            .action = title,
+            .perform = [&chosen](const MenuItem& sender) { chosen.push_back(sender.title); },
+            .key = key};
+    };
+    menu->validator = [&isAllowed](const std::string& action) { return isAllowed || action == "Always"; };
+    menu->add(item("Run", "Ctrl+R"));
+    menu->add(MenuItem::separator());
+    menu->add(item("End", ""));
+    menu->add({.title = "More", .submenu = std::make_shared<Menu>("Sub")});
+    int updates = 0;
+    menu->needsUpdate = [&updates](Menu&) { ++updates; };
+    MenuWidget shown(menu, nullptr);
+    const auto action = [&shown](int index) { return shown.actions().at(index); };
+    EXPECT_EQ(textOf(shown.title()), "Batch");
+    EXPECT_EQ(textOf(action(0)->shortcut().toString()), "Ctrl+R");
+    EXPECT_TRUE(action(1)->isSeparator());
+    EXPECT_EQ(textOf(action(3)->menu()->title()), "Sub");
+    EXPECT_TRUE(action(0)->isEnabled()) << "the key asks the model";
+    EXPECT_FALSE(action(2)->isEnabled());
+    action(0)->trigger();
+    EXPECT_TRUE(chosen.empty());
+    shown.popup({});
+    EXPECT_EQ(updates, 1);
+    EXPECT_FALSE(action(0)->isEnabled());
+    isAllowed = true;
+    shown.close();
+    shown.popup({});
+    EXPECT_TRUE(action(0)->isEnabled() && action(2)->isEnabled());
+    shown.close();
+    isAllowed = false;
+    menu->change(2, [](MenuItem& changed) { changed.isChecked = true; });
+    menu->insert(0, item("Always", ""));
+    settle();
+    EXPECT_TRUE(action(3)->isChecked() && !action(1)->isCheckable());
+    EXPECT_TRUE(action(1)->isEnabled()) << "hidden again";
+    action(0)->trigger();
+    EXPECT_THAT(chosen, ElementsAre("Always"));
+}
+
+TEST(WindowWidgets, ShowTheirModelAndAskItBeforeTheyClose)
+{
+    auto window = std::make_unique<Window>();
+    Stack content(Direction::Down);
+    TextField field;
+    Table table;
+    content.addSubview(field);
+    content.addSubview(table);
+    window->setContent(&content);
+    window->setTitle("/data/Batch.vtask");
+    window->setSizeLimits({300, 200}, {1200, 1e9});
+    window->orderFront();
+    int asked = 0;
+    window->shouldClose = [&asked] { return ++asked == 2; };
+    QPointer<WindowWidget> shown = new WindowWidget(*window, {std::make_shared<Menu>("File")});
+    shown->bringToFront();
+    settle();
+    EXPECT_EQ(textOf(shown->windowTitle()), "Batch.vtask \u2013 /data");
+    EXPECT_EQ(shown->minimumSize(), QSize(300, 200));
+    EXPECT_EQ(shown->maximumSize(), QSize(1200, 16777215));
+    EXPECT_EQ(shown->size(), QSize(960, 760));
+    EXPECT_EQ(textOf(shown->menuBar()->actions().at(0)->text()), "&File");
+    EXPECT_TRUE(qobject_cast<QTableView*>(shown->focusWidget()));
+    window->setTitle("Messages");
+    settle();
+    EXPECT_EQ(textOf(shown->windowTitle()), "Messages");
+    EXPECT_FALSE(shown->close());
+    EXPECT_TRUE(shown->close());
+    settle();
+    EXPECT_TRUE(shown.isNull());
+    for (const bool ends : {false, true}) {
+        window->orderFront();
+        shown = new WindowWidget(*window, {});
+        ends ? window.reset() : window->close();
+        settle();
+        EXPECT_TRUE(shown.isNull());
+    }
+}
+
+TEST(Dialogs, AskAndHandTheAnswerOn)
+{
+    int answer = -1;
+    const auto box = [&answer](auto act) {
+        answer = -1;
+        showAlert({"Really?", "It ends them.", {"End", "Stay", "Cancel"}, [&answer](int i) { answer = i; }});
+        auto* const shown = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(shown);
+        EXPECT_EQ(textOf(shown->text() + shown->informativeText()), "Really?It ends them.");
+        EXPECT_EQ(shown->icon(), QMessageBox::Warning);
+        act(*shown);
+        settle();
+        EXPECT_FALSE(QApplication::activeModalWidget());
+    };
+    box([](QMessageBox& shown) { shown.buttons().at(1)->click(); });
+    EXPECT_EQ(answer, 1);
+    box([](QMessageBox& shown) { shown.reject(); });
+    EXPECT_EQ(answer, 2);
+    showAlert({"Without an answer"});
+    qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->reject();
+
+    const std::tuple<FilePanel::Kind, QFileDialog::FileMode, QFileDialog::AcceptMode> kinds[] = {
+        {FilePanel::Kind::OpenFiles, QFileDialog::ExistingFiles, QFileDialog::AcceptOpen},
+        {FilePanel::Kind::OpenFolders, QFileDialog::Directory, QFileDialog::AcceptOpen},
+        {FilePanel::Kind::SaveFile, QFileDialog::AnyFile, QFileDialog::AcceptSave}};
+    for (const auto& [kind, mode, accepts] : kinds) {
+        std::vector<std::string> chosen;
+        showFilePanel({kind, "Choose", "/", [&](int code, const std::vector<std::string>& paths) {
+                           answer = code;
+                           chosen = paths;
+                       }});
+        auto* const shown = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        ASSERT_TRUE(shown);
+        EXPECT_EQ(textOf(shown->windowTitle() + shown->directory().path()), "Choose/");
+        EXPECT_EQ(shown->fileMode(), mode);
+        EXPECT_EQ(shown->acceptMode(), accepts);
+        EXPECT_EQ(shown->testOption(QFileDialog::ShowDirsOnly), mode == QFileDialog::Directory);
+        shown->selectFile("/tmp");
+        static_cast<QDialog*>(shown)->done(
+            mode == QFileDialog::Directory ? QDialog::Accepted : QDialog::Rejected);
+        settle();
+        EXPECT_EQ(answer, mode == QFileDialog::Directory ? 1 : 0);
+        EXPECT_THAT(chosen, testing::Contains("/tmp"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,360 @@
+#include "platform/files/FileManager.h"
+#include "variables/composites/ValueTypes.h"
+#include "variables/values/KRContainerArray.h"
+#include "variables/values/KRContainerNumberList.h"
+#include "variables/values/KRContainerPoint2D.h"
+#include "variables/values/KRContainerPoint3D.h"
+#include "variables/values/KRContainerRange.h"
+#include "variables/values/KRContainerRegion2D.h"
+#include "variables/values/KRContainerRegion3D.h"
+#include "variables/values/KRContainerShiftScale2D.h"
+#include "variables/values/KRContainerShiftScale3D.h"
+#include "variables/values/KRContainerStringList.h"
+#include "variables/values/KRContainerTransform2D.h"
+#include "variables/values/KRContainerTransform3D.h"
+#include "variables/values/KRPlainValue.h"
+#include "variables_testing.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace variablestest {
+namespace {
+
+using Value = KRContainer::Value;
+using platform::files::readFile;
+
+class Values : public testing::Test {
+protected:
+    static void SetUpTestSuite() { variables::addValueTypes(); }
+
+    // The description of what is read under "v"; "null" for nothing.
+    static std::string read(const std::string& type, const std::string& entries)
+    {
+        const auto storage = memoryOf(entries);
+        return described(ReadingOperations::read(type, *storage, "v"));
+    }
+    static std::string described(const Value& value)
+    {
+        if (const auto* number = dynamic_cast<const KRRealNumber*>(value.get()))
+            return number->description();
+        if (const auto* text = dynamic_cast<const KRString*>(value.get()))
+            return text->text();
+        const auto* container = dynamic_cast<const KRContainer*>(value.get());
+        return container ? container->description() : "null";
+    }
+    // What comes back of a value from a file.
+    static Value saved(const Value& value)
+    {
+        KRDataInMemory storage;
+        EXPECT_TRUE(value->saveIntoFile(storage, "v"));
+        return ReadingOperations::read(value->typeWord(), storage, "v");
+    }
+    static std::string parameter(const Value& value, const std::string& name)
+    {
+        return described(dynamic_cast<const KRContainer&>(*value).returnParameter(name));
+    }
+    // The text that a value appends to a stream.
+    static std::string textOf(const auto& value)
+    {
+        char* text = nullptr;
+        std::size_t size = 0;
+        std::FILE* const stream = open_memstream(&text, &size);
+        EXPECT_TRUE(value->appendAsText(stream));
+        std::fclose(stream);
+        const std::string all(text, size);
+        std::free(text);
+        return all;
+    }
+    template <class Kind>
+    static std::string fromText(const std::string& text)
+    {
+        std::FILE* const stream = fmemopen(const_cast<char*>(text.data()), text.size(), "r");
+        const auto value = Kind::createFromTextFile(stream);
+        std::fclose(stream);
+        return described(value);
+    }
+};
+
+TEST_F(Values, ReadWhatFilesHold)
+{
+    const struct {
+        const char* type;
+        const char* entries;
+        const char* description;
+        std::vector<std::string> messages{};
+    } cases[] = {
+        {"Point2D", "v = [1 2.5]", "(1,2.5)"},
+        {"Point2D", "v = w; w = [1 2]", "(1,2)"}, // Redirected.
+        {"Point2D", "v = []", "Empty"},
+        {"Point2D", "v = [1 2 3]", "null", {"Error when reading a point, incorrect length stored in file."}},
+        {"Point2D", "w = [1 2]", "null"},
+        {"Range", "v = [0 0.5]", "[0,0.5]"},
+        {"Range", "v = [1 1]", "[1,1]"},
+        {"Range", "v = [1000000 1000000.5]", "[1e6,1.0000005e6]"},
+        {"Range", "v = [-inf 4]", "[-∞,4]"},
+        {"Range", "v = [nan 1]", "Empty"},
+        {"Range", "v = [1]", "null", {"Error when reading a range, incorrect length stored in file."}},
+        {"Region2D", "v = [0 1 -2 3]", "[0,1]x[-2,3]"},
+        {"Region2D", "v = [0 0 0 0 1 1]", "Empty"},
+        {"Region2D", "v = [0 0 0 0 0 0]", "Invalid"},
+        {"Region2D", "v = [1 0 0 0 1 1]", "null"},
+        {"Region2D", "v = [1]", "null", {"Error when reading a region, incorrect length stored in file."}},
+        {"Region2D", "v = [nan 1 0 1]", "null",
+            {"Error when reading a region, contained NaN.|One or more of the numbers in the variable \"v\" "
+             "had a NaN value"}},
+        {"Region2D", "v = [0 inf 0 1]", "null",
+            {"Error when reading a region, contained Inf values.|One or more of the numbers in the variable "
+             "\"v\" had an Inf value"}},
+        {"Region3D", "v = [0 1 0 2 0 3]", "[0,1]x[0,2]x[0,3]"},
+        {"Region3D", "v = [0 0 0 0 0 0 1 1]", "Empty"},
+        {"Region3D", "v = [nan 1 0 2 0 3]", "null",
+            {"Error when reading a region, incorrect length stored in file (contained NaN)."}},
+        {"ShiftScale2D", "v = [0 0 1 1]", "Identity mapping."},
+        {"ShiftScale2D", "v = [1 2 1 1]", "Shift by (1,2)."},
+        {"ShiftScale2D", "v = [0 0 3 3]", "Scale by 3"},
+        {"ShiftScale2D", "v = [0 0 3 4]", "Scale x by 3, y by 4."},
+        {"ShiftScale2D", "v = [1 2 3 3]", "Scale by 3 then shift by (1,2)."},
+        {"ShiftScale2D", "v = [1 2 3 4]", "Scale by (3,4) then shift by (1,2)."},
+        {"ShiftScale2D", "v = [1 2 3]", "null"},
+        {"ShiftScale3D", "v = [0 0 0 1 1 1]", "Identity mapping."},
+        {"ShiftScale3D", "v = [0 0 0 2 2 3]", "Scale x by 2, y by 2, z by 3."},
+        {"ShiftScale3D", "v = [1 2 3 4 4 4]", "Scale by 4 then shift by (1,2,3)."},
+        {"ShiftScale3D", "v = [1 2 3 4 5 6]", "Scale by (4,5,6) then shift by (1,2,3)."},
+        {"Transform2D", "v = [1 2 3]", "null"},
+        {"Array", "v = [1 2 3 4]", "4 x 1 - 1, 2, 3, 4"},
+        {"Array", "v = [1 2 3 4 5]", "5 x 1"},
+        {"Array", "v = []", "Empty"},
+        {"NumberList", "v = [1 2 3 4 5]", "(# = 5): 1, 2, ..., 4, 5"},
+        {"NumberList", "v = [1.5]", "1.5"},
+        {"NumberList", "v = []", "No Numbers"},
+        {"Real Number", "v = 3", "3"},
+        {"String", "v = w; w = other", "w"}, // A text is itself.
+        {"FileName", "v = /tmp/a.txt", "/tmp/a.txt"},
+        {"FileName", "v = [1]", "null"},
+        {"Color", "v = [1 2 3]", "null"},
+        {"NoType", "v = 1", "null"},
+        {"Point2D", "v = w; w = v", "null", {"Circular reference inside datafile."}},
+        {"StringList", "v = [97 0]; v_T = UTF8", "null",
+            {"Data From stream not saved as a character array.|Entry v is not saved as a char array",
+                "Invalid format for a list of strings|Invalid format for a list of strings with name \"v\""}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(std::string(row.type) + ": " + row.entries);
+        std::string description;
+        const auto messages = messagesOf([&] { description = read(row.type, row.entries); });
+        EXPECT_EQ(description, row.description);
+        EXPECT_EQ(messages, row.messages);
+    }
+}
+
+TEST_F(Values, ComeBackFromAFile)
+{
+    const Transform2D turned = CreateTransform2D(1, 2, 3, 4, 5, 6);
+    const std::pair<Value, const char*> values[] = {
+        {KRContainerPoint2D::pointX(1, -2), "(1,-2)"},
+        {KRContainerPoint2D::createEmpty(), "Empty"},
+        {KRContainerPoint3D::pointX(1, 2, 0.5F), "(1,2,0.5)"},
+        {KRContainerPoint3D::createEmpty(), "Empty"},
+        {KRContainerRange::createWithMin(2, 4), "[2,4]"},
+        {KRContainerRegion2D::createEmpty(), "Empty"},
+        {KRContainerRegion2D::createWithBoundingBox(KRBoundingBox2DCreateInvalid()), "Invalid"},
+        {KRContainerRegion2D::createWithRect(1, 2, 3, 4), "[1,4]x[2,6]"},
+        {KRContainerRegion3D::createWithRegion({0, 1, 0, 2, 0, 3, 0}), "[0,1]x[0,2]x[0,3]"},
+        {KRContainerShiftScale3D::createWithPoint({1, 2, 3}, 1), "Shift by (1,2,3)."},
+        {KRContainerTransform2D::createEmpty(), "Empty"},
+        {KRContainerTransform2D::createTransform2D(turned), "Rotation, scale and shift"},
+        {KRContainerTransform2D::createTransform2D(CreatePerspectiveTransform2D(1, 0, 2, 0, 1, 0, 0, 1)),
+            "Perspective"},
+        {KRContainerTransform3D::createTransform3D(CreateTransform3D(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12)),
+            "Rotation, Scale and Shift"},
+        {KRContainerTransform3D::createTransform3D(ScaleTransform3D(1, 2, 3)), "Rotation & Scale"},
+        {KRContainerStringList::createWithStrings({"a", "", "ü"}), "3 strings - a,,ü"},
+        {KRContainerStringList::createWithStrings({"one"}), "1 string - \"one\""},
+        {KRContainerStringList::createWithStrings({std::string(70, 'x')}), "1 string"},
+        {KRContainerStringList::createEmpty(), "No strings"},
+        {KRContainerNumberList::createWithNumber(0.5), "0.5"},
+        {std::make_shared<KRString>("text"), "text"},
+    };
+    for (const auto& [value, description] : values) {
+        const Value back = saved(value);
+        EXPECT_EQ(described(back), description);
+        ASSERT_TRUE(back);
+        EXPECT_TRUE(back->isEqualTo(*value)) << description;
+    }
+    EXPECT_TRUE(saved(std::make_shared<KRColor>(1, 0.5, 0))->isEqualTo(KRColor(1, 0.5, 0)));
+    KRDataInMemory storage;
+    EXPECT_TRUE(KRContainerTransform2D::createTransform2D(turned)->saveIntoFile(storage, "v"));
+    EXPECT_EQ(numbersOf(storage.readDoubleArray("v")), (std::vector<double>{1, 4, 2, 5, 3, 6}));
+    EXPECT_EQ(storage.variablesWithPrefix(""), Names{"v"}) << "no parameters, no entries for them";
+}
+
+TEST_F(Values, CarryTheirParameters)
+{
+    const auto range = KRContainerRange::createWithMin(1, 3);
+    const auto region = KRContainerRegion2D::createWithRegion({1, 3, 2, 8, 0});
+    region->setExtraParameters({{"at", KRContainerPoint2D::pointX(1, 2)}, {"none", nullptr},
+        {"how many", KRRealNumber::create(4)}, {"note", std::make_shared<KRString>("a:b")}});
+    const Value back = saved(region);
+    EXPECT_EQ(parameter(back, "at"), "(1,2)");
+    EXPECT_EQ(parameter(back, "how many"), "4");
+    EXPECT_EQ(parameter(back, "note"), "a:b");
+    EXPECT_EQ(dynamic_cast<const KRContainer&>(*back).extraParameters().size(), 3U);
+    EXPECT_EQ(
+        read("Point2D", "v = [1 2]; v_prmtrs = 3; v_prmtrs_0_info = x; v_prmtrs_1_info = Point2D:"), "(1,2)");
+    EXPECT_EQ(messagesOf([&] {
+        EXPECT_EQ(parameter(back, "none"), "null");
+        EXPECT_FALSE(region->returnParameter(std::nullopt));
+    }),
+        (Names{"Missing parameters", "Internal error for returnParameter: nil parameter name."}));
+    const std::tuple<Value, const char*, const char*> own[] = {{range, "Left", "1"}, {range, "Right", "3"},
+        {range, "Width", "2"}, {region, "Origin", "(1,2)"}, {region, "Center", "(2,5)"},
+        {region, "Maximum Point", "(3,8)"}, {region, "Height", "6"}, {region, "xmin", "1"},
+        {region, "ymax", "8"}, {KRContainerPoint3D::pointX(1, 2, 3), "Z", "3"},
+        {KRContainerPoint2D::createEmpty(), "X", "null"},
+        {KRContainerRegion3D::createWithRegion({0, 2, 0, 4, 0, 6, 0}), "Center", "(1,2,3)"},
+        {KRContainerRegion3D::createWithRegion({0, 2, 0, 4, 0, 6, 0}), "zmax", "6"},
+        {KRContainerStringList::createWithStrings({"a", "b"}), "Length", "2"},
+        {KRContainerNumberList::createWithNumber(4), "Length", "1"}};
+    for (const auto& [value, name, answer] : own)
+        EXPECT_EQ(parameter(value, name), answer) << name;
+    EXPECT_NE(range->serialNumber(), region->serialNumber());
+    EXPECT_EQ(range->serialNumber(), range->serialNumber());
+    const auto other = KRContainerRange::createEmpty();
+    EXPECT_TRUE(other->initWithCoder(range->encodeWithCoder()));
+    EXPECT_EQ(other->serialNumber(), range->serialNumber());
+}
+
+TEST_F(Values, AreMappedAndCropped)
+{
+    const auto scale = KRContainerShiftScale2D::createWithX(1, 2, 2, 3);
+    const auto point = KRContainerPoint2D::pointX(1, 1);
+    const auto unit = KRContainerRegion2D::createWithRect(0, 0, 1, 1);
+    const auto range = KRContainerRange::createWithMin(1, 3);
+    EXPECT_EQ(described(point->scaleWith2D(scale)), "(3,5)");
+    EXPECT_EQ(described(point->scaleWith2D(scale)->scaleWith2D(scale->inverse())), "(1,1)");
+    EXPECT_EQ(described(point->transform2D(scale->transform2D())), "(3,5)");
+    EXPECT_EQ(described(unit->scaleWith2D(KRContainerShiftScale2D::createWithX(0, 0, 2, 3))), "[0,3]x[0,3]");
+    EXPECT_EQ(described(unit->scaleWith2D(KRContainerShiftScale2D::createWithX(0, 0, -2))), "[-2,0]x[-2,0]");
+    EXPECT_EQ(described(point->cropWith2D(unit)), "(1,1)") << "the border belongs to it";
+    EXPECT_EQ(described(KRContainerPoint2D::pointX(1, 1.01)->cropWith2D(unit)), "Empty");
+    EXPECT_EQ(described(unit->padBox(0.5)), "[-0.5,1.5]x[-0.5,1.5]");
+    EXPECT_EQ(described(range->unionWithMin(2, 7)), "[1,7]");
+    EXPECT_EQ(described(KRContainerRange::createEmpty()->unionWithMin(7, 8)), "[7,8]");
+    EXPECT_EQ(described(range->cropWith1D(KRContainerRange::createWithMin(3, 9))), "[3,3]");
+    EXPECT_EQ(described(range->cropWith1D(KRContainerRange::createWithMin(4, 9))), "Empty");
+    EXPECT_FALSE(point->scaleWith2D(nullptr) || point->cropWith2D(nullptr) || unit->scaleWith2D(nullptr));
+    const auto space = KRContainerShiftScale3D::createWithPoint({1, 0, 0}, 2, -3, 4);
+    const auto corner = KRContainerPoint3D::pointX(1, 1, 1);
+    EXPECT_EQ(described(corner->scaleWith3D(space)), "(3,-3,4)");
+    EXPECT_EQ(described(KRContainerRegion3D::createWithRegion({0, 1, 0, 1, 0, 1, 0})->scaleWith3D(space)),
+        "[1,3]x[-3,0]x[0,4]");
+    EXPECT_EQ(described(corner->cropWith3D(KRContainerRegion3D::createWithRegion({0, 1, 0, 1, 0, 0.5, 0}))),
+        "Empty");
+    EXPECT_EQ(messagesOf([&] {
+        const auto none = KRContainerPoint2D::createEmpty();
+        EXPECT_TRUE(std::isnan(none->x()) && std::isnan(none->point2d().y));
+        none->setX(3);
+        EXPECT_EQ(point->numericalPropertyNamed("x") + point->numericalPropertyNamed("z"), 2);
+        EXPECT_TRUE(std::isnan(point->numericalPropertyNamed("y")));
+        EXPECT_EQ(scale->scale(), 2);
+        EXPECT_FALSE(KRContainerRange::createWithMin(1, NAN));
+        EXPECT_FALSE(KRContainerRegion2D::createWithRegion({1, 0, 0, 1, 0}));
+        EXPECT_FALSE(KRContainerRegion2D::createWithRect(0, 0, -1, 1));
+    }),
+        (Names{"Internal error: Asking an empty 2D point for x coordinate",
+            "Internal error: Asking an empty 2D point for the point value",
+            "Internal error: Overwriting an empty 2D Point", "Asking for an invalid extension",
+            "For a shift and scale2D: scaleX!=scaleY, but asking for scale.",
+            "Internal error|+ (KRContainerRange *)createWithMin:max: called with NaN arguments.",
+            "KRContainerRegion2D - (id)initWithBox: Invalid Box2D variable (empty).",
+            "Internal error, invalid rect"}));
+}
+
+TEST_F(Values, HaveATextForm)
+{
+    EXPECT_EQ(textOf(KRContainerPoint2D::pointX(0.1, -2)), "0.1 -2\n");
+    EXPECT_EQ(textOf(KRContainerPoint3D::pointX(1, 2, 0.5F)), "1.000000000 2.000000000 0.500000000\n");
+    EXPECT_EQ(textOf(KRContainerRegion2D::createWithRect(0, 1, 2, 3)), "0 2 1 4");
+    EXPECT_EQ(textOf(KRContainerShiftScale3D::createWithPoint({1, 2, 3}, 0.1)), "1 2 3 0.1 0.1 0.1");
+    EXPECT_EQ(
+        textOf(KRContainerTransform2D::createTransform2D(CreateTransform2D(1, 2, 3, 4, 5, 6))), "1 2 3\n");
+    EXPECT_EQ(textOf(KRContainerTransform3D::createTransform3D(CreateIdentityTransform3D())),
+        "1 0 0 0\n0 1 0 0\n0 0 1 0\n");
+    EXPECT_EQ(fromText<KRContainerPoint2D>("0.5\n7"), "(0.5,7)");
+    EXPECT_EQ(fromText<KRContainerPoint2D>("0.5 x"), "null");
+    EXPECT_EQ(fromText<KRContainerRegion3D>("0 1 0 2 0 3"), "[0,1]x[0,2]x[0,3]");
+    EXPECT_EQ(fromText<KRContainerShiftScale2D>("0 0 2 2"), "Scale by 2");
+    EXPECT_EQ(fromText<KRContainerArray>("2 1 1 5 6"), "2 x 1 - 5, 6");
+    EXPECT_EQ(messagesOf([] {
+        EXPECT_EQ(fromText<KRContainerArray>("0 1 1"), "Empty");
+        EXPECT_EQ(fromText<KRContainerArray>("8000 8000 2"), "Empty");
+    }),
+        (Names{"Internal error when reading an array from a text file.",
+            "Parsing text file: Exceeded an upper bound for array size (500MB), make sure format is "
+            "correct."}));
+    const ScratchFolder folder;
+    const std::string path = folder / "text";
+    const auto list = KRContainerNumberList::createWithArray(doubles({1, 2.5}));
+    EXPECT_EQ(textOf(list), "2\n1\n2.5\n");
+    EXPECT_TRUE(list->saveAsAsciiFile(path));
+    EXPECT_EQ(readFile(path).value(), "1\n2.5\n");
+    EXPECT_EQ(described(KRContainerStringList::createFromFile(path)), "2 strings - 1,2.5");
+    std::filesystem::resize_file(path, 10'000'001);
+    EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRContainerStringList::createFromFile(path)); }),
+        (Names{"File too large|The file \"" + path + "\" is too large (>10MB)."}));
+}
+
+TEST_F(Values, ArraysAreCutAndTurned)
+{
+    const auto numbers = KRDoubleArrayContainer::createArrayOfSizeM(2, 3, 2);
+    for (long i = 0; i < 12; ++i)
+        numbers->setValue(static_cast<double>(i), i);
+    const auto A = KRContainerArray::initWithDataArray(numbers);
+    const auto shape = [](const KRContainerArray::Pointer& array) {
+        const auto found = array->doubleArray();
+        std::string text = fmt::format("{}x{}x{}:", found->m(), found->n(), found->o());
+        for (const double number : numbersOf(found))
+            text += fmt::format(" {}", number);
+        return text;
+    };
+    EXPECT_EQ(A->description(), "2 x 3 x 2");
+    EXPECT_EQ(shape(A->regionI({1, 1}, {1, 2})), "1x2x1: 3 5");
+    EXPECT_EQ(shape(A->regionI({0, 1}, {0, 1}, {1, 1})), "1x1x1: 6");
+    EXPECT_EQ(shape(A->sparsifyStartX(1, 2, 0, 2)), "1x2x2: 1 5 7 11");
+    EXPECT_EQ(shape(A->transformWithType(0)), shape(A));
+    EXPECT_EQ(shape(A->transformWithType(3)), "2x3x2: 5 4 3 2 1 0 11 10 9 8 7 6");
+    EXPECT_EQ(shape(A->transformWithType(4)), "3x2x2: 0 2 4 1 3 5 6 8 10 7 9 11");
+    EXPECT_EQ(shape(A->permuteIKJ()), "2x2x3: 0 1 6 7 2 3 8 9 4 5 10 11");
+    EXPECT_EQ(shape(A->permuteReflectJKI()), "3x2x2: 6 8 10 0 2 4 7 9 11 1 3 5");
+    EXPECT_EQ(shape(A->sliceAtIGrid(1)), "3x2x1: 1 3 5 7 9 11");
+    EXPECT_EQ(shape(A->sliceAtJGrid(2)), "2x2x1: 4 5 10 11");
+    EXPECT_EQ(shape(A->sliceAtKGrid(1)), "2x3x1: 6 7 8 9 10 11");
+    EXPECT_EQ(messagesOf([&] {
+        EXPECT_FALSE(A->sliceAtIGrid(2) || A->sliceAtJGrid(-1) || A->sliceAtKGrid(2));
+        EXPECT_FALSE(A->regionI({1, 2}, {0, 1}) || A->sparsifyStartX(0, 0, 0, 1) || A->transformWithType(8));
+        EXPECT_FALSE(A->shortArray() || A->ucharArray());
+        EXPECT_FALSE(A->isEqualTo(*KRContainerNumberList::createWithNumber(1)));
+    }),
+        (Names{"Out of bounds", "Out of bounds", "Out of bounds", "Out of bounds", "Out of bounds",
+            "Not implemented for this type",
+            "Asking an array container for a integer array, but this arrays has a different type",
+            "Asking an array container for an unsigned character array, but this arrays has a different type",
+            "Internal error, not comparing to array, please report"}));
+    EXPECT_EQ(A->intArray()->valueAtIndex(11), 11);
+    const auto back = KRContainerArray::initWithCoder(A->encodeWithCoder());
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isEqualTo(*A));
+    EXPECT_EQ(back->checksum(), A->checksum());
+    EXPECT_NE(A->checksum(), A->permuteIKJ()->checksum());
+    const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, -1}));
+    list->setSavingType(ElementType::Float);
+    EXPECT_EQ(list->minimumValue(), -1);
+    EXPECT_EQ(list->maximumValue(), 3);
+    KRDataInMemory storage;
+    EXPECT_TRUE(list->saveIntoFile(storage, "v"));
+    EXPECT_TRUE(storage.isAFloatArray("v"));
+}
+
+} // namespace
+} // namespace variablestest
