@@ -226,7 +226,7 @@ TEST(ReadingOperations, FindTheReaderOfAType)
     EXPECT_EQ(asked, "vw") << "a shared reading follows references itself";
     EXPECT_FALSE(ReadingOperations::read("unknown", *memory, "v"));
     EXPECT_FALSE(ReadingOperations::createEmptyVariableWithType("test"));
-    EXPECT_THAT(ReadingOperations::types(), ElementsAre("test"));
+    EXPECT_THAT(ReadingOperations::types(), testing::Contains("test"));
 }
 
 TEST(TypeCodes, NameTheirTypesAndNoOthers)
