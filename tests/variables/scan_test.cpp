@@ -96,6 +96,7 @@ TEST(VariableScan, FindsTheTimeOfEachValue)
         {"Seq_v = [1 0.5]; v_0 = 1; v_1 = 1; v_2 = 1; v_3 = 1", "v Path2D 4 time values [0 0.5 1 1.5]"},
         {"Seq_v = [1 0]; v_0 = 1; v_1 = 1", "v Path2D 2 time values [0 1]"},
         {"Seq_v = [1 -1]; v_0 = 1; v_1 = 1; v_0_time = 2; v_1_time = 5", "v Path2D 2 time values [2 5]"},
+        {"Seq_v = [1 inf]; v_0 = 1; v_1 = 1", "v Path2D 2 time values [0 1]"},
         // One by one.
         {"Seq_v = 1; v = 1; v_time = 3", "v Path2D 1 time value [3]"},
         {"Seq_v = 1; v_0 = 1; v_1 = 1; v_2 = 1", "v Path2D 3 time values [0 1 2]"},
@@ -115,6 +116,7 @@ TEST(VariableScan, FindsTheTimeOfEachValue)
             {backward + "0."}},
         {"Seq_v = 1; v_0 = 1; v_1 = 1; v_0_time = nan; v_1_time = inf", "v Path2D 2 time values [nan inf]"},
         // All at once.
+        {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = [0 nan]", "v Path2D 2 time values [0 nan]"},
         {"Seq_v = [1 2]; v_0 = 1; v_1 = 1; v_2 = 1; SeqInfo_v_TimeValues = [0 3 2]; v_0_time = 9",
             "v Path2D 3 time values [0 3 2]"},
         {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqSeriesInfo_v_TimeValues = [1 2]", "v Path2D 2 time values [1 2]"},

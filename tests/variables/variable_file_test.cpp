@@ -1,5 +1,7 @@
 #include "platform/loop/MainLoop.h"
+#include "variables/composites/ValueTypes.h"
 #include "variables/files/KRVariableFile.h"
+#include "variables/values/KRContainer.h"
 #include "variables_testing.h"
 
 #include <cstdio>
@@ -222,7 +224,10 @@ TEST_F(VariableFile, TakesAFileThatIsOpen)
 {
     write(*written(),
         "SeqInfo_a_VRange = [1 3]; SeqInfo_b_VRange = 1; Seq_b = Group; SeqInfo_b_N = 1; "
-        "SeqInfo_b_1N = x; SeqInfo_b_1T = Path2D");
+        "SeqInfo_b_1N = x; SeqInfo_b_1T = Path2D; Seq_p = Point2D; p_0 = [1 2]; p_1 = [3 4]; Seq_q = "
+        "Point2D; "
+        "q = [7 8]; Seq_s = Series; SeqInfo_s_type = Point2D; s_0 = [5 6]");
+    variables::addValueTypes();
     const auto open = storagetest::opened(folder / "d.svbin");
     file->setDataFile(open);
     EXPECT_TRUE(file->isValid());
@@ -234,6 +239,13 @@ TEST_F(VariableFile, TakesAFileThatIsOpen)
     EXPECT_THAT(storage->timeValuesForVariable("x"), IsEmpty());
     EXPECT_EQ(shown(storage->structureFor("b")), "Group\n    x = Path2D\n");
     EXPECT_FALSE(storage->structureFor("a") || storage->structureFor("x"));
+    const auto value = [&](const std::string& name, int number) {
+        const auto read = storage->readVariable(name, number);
+        return read ? read->description() : "null";
+    };
+    EXPECT_THAT((Names{value("p", 0), value("p", 1), value("q", 0), value("s", 0)}),
+        ElementsAre("(1,2)", "(3,4)", "(7,8)", "(5,6)"));
+    EXPECT_THAT((Names{value("p", 2), value("p", -1), value("x", 0), value("a", 0)}), testing::Each("null"));
     EXPECT_EQ(messagesOf([&] {
         EXPECT_THAT(storage->valueRangeFor("a"), ElementsAre(1, 3));
         EXPECT_THAT(storage->valueRangeFor("b"), IsEmpty());
