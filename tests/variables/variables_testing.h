@@ -2,6 +2,7 @@
 
 #include "storage/memory/KRDataInMemory.h"
 #include "storage/storage_testing.h"
+#include "variables/graph/KRDependencyBase.h"
 #include "variables/structures/KRVariableStructure.h"
 
 #include <fmt/format.h>
@@ -21,6 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+using Change = KRDependencyTimeChange;
 using Structure = KRVariableStructure::Pointer;
 
 // Writes entries by a notation: "name = value; name = value". A value is a number, an array of doubles such
@@ -60,5 +62,50 @@ inline std::string shown(const Structure& structure)
 {
     return structure ? structure->description() : "null";
 }
+
+// An object of a graph that remembers what it was asked and told.
+class Node : public KRDependencyBase {
+public:
+    bool allowChangeKnownResponses(Known& known) override
+    {
+        ++asked;
+        return allows && KRDependencyBase::allowChangeKnownResponses(known);
+    }
+    bool allowComputationKnownResponses(Known& known) override
+    {
+        return allows && KRDependencyBase::allowComputationKnownResponses(known);
+    }
+    void supplierChanged(const Pointer& supplier, Change& forTime, Known& alreadySentFor) override
+    {
+        heardFrom.push_back(supplier.get());
+        change = forTime.description();
+        KRDependencyBase::supplierChanged(supplier, forTime, alreadySentFor);
+    }
+    Times timeValues() override
+    {
+        ++asked;
+        return own ? own : KRDependencyBase::timeValues();
+    }
+    double maximumTimeValue() override { return latest < 0 ? KRDependencyBase::maximumTimeValue() : latest; }
+    bool localValidity() override
+    {
+        ++validityAsked;
+        return valid;
+    }
+    bool willChangeFrom(double a, double to, Known& knownToBeNo) override
+    {
+        return changes || KRDependencyBase::willChangeFrom(a, to, knownToBeNo);
+    }
+
+    bool allows = true;
+    bool valid = true;
+    bool changes = false;
+    double latest = -1;
+    Times own;
+    int asked = 0;
+    int validityAsked = 0;
+    std::vector<const KRDependencyBase*> heardFrom;
+    std::string change;
+};
 
 } // namespace variablestest

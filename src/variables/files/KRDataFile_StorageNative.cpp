@@ -1,8 +1,10 @@
 #include "variables/files/KRDataFile_StorageNative.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "variables/reading/ReadingOperations.h"
 #include "variables/structures/EntryNames.h"
 #include "variables/structures/IgnoringCase.h"
+#include "variables/values/KRContainer.h"
 
 #include <fmt/format.h>
 
@@ -84,6 +86,20 @@ KRDataFile_StorageNative::Numbers KRDataFile_StorageNative::timeValuesForVariabl
     const auto all = information();
     const auto* const record = all ? all->informationFor(name) : nullptr;
     return record ? record->times().asNumbers() : Numbers();
+}
+
+std::shared_ptr<const KRContainer> KRDataFile_StorageNative::readVariable(const std::string& name, int number)
+{
+    const auto all = information();
+    const auto* const record = all ? all->informationFor(name) : nullptr;
+    if (!record || number < 0 || number >= record->times().count())
+        return nullptr;
+    const auto& structure = record->structure();
+    const bool isSeries = structure && structure->isASeries() && structure->seriesType();
+    const std::string numbered = variables::names::value(name, number);
+    return std::dynamic_pointer_cast<const KRContainer>(
+        ReadingOperations::read(isSeries ? structure->seriesType()->type() : record->type(), *underlyingFile_,
+            underlyingFile_->contains(numbered) ? numbered : name));
 }
 
 platform::Value KRDataFile_StorageNative::serialNumberForVariable(const std::string& name)

@@ -34,6 +34,9 @@ public:
     // Two numbers, or none; a stored range of another length is reported.
     Numbers valueRangeFor(const std::string& name) override;
     Numbers timeValuesForVariable(const std::string& name) override;
+    // The value of a step, which counts from 0, by the reading operation of its type; of a series the
+    // element. Null for a step that isn't there and for numbers and texts, which are no containers.
+    std::shared_ptr<const KRContainer> readVariable(const std::string& name, int number) override;
     platform::Value serialNumberForVariable(const std::string& name) override; // Null for an unknown name.
 
     explicit KRDataFile_StorageNative(Private, KRDataFile::Pointer file)

@@ -381,23 +381,28 @@ std::uint64_t KRVariableFile::fileSizeInBytes() const
     return dataFile_ && !currentlyOpeningTheFile_ ? dataFile_->fileSizeInBytes() : 0;
 }
 
-std::optional<std::vector<std::string>> KRVariableFile::variables() const
+KRVariableFile::Information KRVariableFile::information() const
 {
     const std::lock_guard lock(accessLock_);
-    if (!informationForVariables_)
+    return informationForVariables_;
+}
+
+std::optional<std::vector<std::string>> KRVariableFile::variables() const
+{
+    const auto all = information();
+    if (!all)
         return std::nullopt;
     std::vector<std::string> names;
-    for (const auto& record : informationForVariables_->records())
+    for (const auto& record : all->records())
         names.push_back(record.name());
     return names;
 }
 
 std::shared_ptr<const KRVariableRecord> KRVariableFile::informationFor(const std::string& name) const
 {
-    const std::lock_guard lock(accessLock_);
-    const auto* const record =
-        informationForVariables_ ? informationForVariables_->informationFor(name) : nullptr;
-    return record ? std::shared_ptr<const KRVariableRecord>(informationForVariables_, record) : nullptr;
+    const auto all = information();
+    const auto* const record = all ? all->informationFor(name) : nullptr;
+    return record ? std::shared_ptr<const KRVariableRecord>(all, record) : nullptr;
 }
 
 bool KRVariableFile::hasBeenOpened() const

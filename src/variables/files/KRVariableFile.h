@@ -79,6 +79,7 @@ public:
     std::optional<std::string> fileName() const;
     std::uint64_t fileSizeInBytes() const; // 0 during an opening.
     std::optional<std::vector<std::string>> variables() const; // Nothing without a file.
+    Information information() const; // The scan as a whole; null without a file.
     std::shared_ptr<const KRVariableRecord> informationFor(const std::string& name) const; // Null for none.
     bool hasBeenOpened() const;
     // Any thread, without waiting.

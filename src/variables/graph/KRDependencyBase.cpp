@@ -194,7 +194,7 @@ KRDependencyBase::Times KRDependencyBase::timeValuesIgnoringContinuous()
     Times result;
     for (const Pointer& supplier : suppliersForTimeComputation()) {
         const Times times = supplier->timeValues();
-        if (times && times->length() > 0 && times != result)
+        if (times && times->length() > 0)
             result = result ? combineTimeArray(result, times) : times;
     }
     return result;

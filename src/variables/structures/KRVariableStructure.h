@@ -78,7 +78,6 @@ public:
     bool groupContainsSeries() const;
     // Of the same kind with equal parts, in the same order. False for null.
     bool isEqual(const Pointer& other) const;
-    int nesting() const { return nesting_; } // Levels of composite types.
 
     // Several lines, in which only plain types end their lines.
     std::string description() const;
@@ -98,7 +97,7 @@ private:
     Pointer typeNamed(std::string_view name) const;
 
     Kind kind_;
-    int nesting_ = 0;
+    int nesting_ = 0; // Levels of composite types.
     std::string type_;
     Names names_; // Of a group or table.
     Types types_; // The same order; of a series its element, if any.

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include <map>
 #include <utility>
 
 namespace names = variables::names;
@@ -43,6 +44,7 @@ private:
     const Report& report_;
     int depth_ = 0;
     bool reported_ = false;
+    std::map<std::string, Pointer> plainTypes_; // A group may have a million entries of one type.
 };
 
 KRVariableStructure::Pointer KRVariableStructure::Reader::ofType(
@@ -52,10 +54,16 @@ KRVariableStructure::Pointer KRVariableStructure::Reader::ofType(
         : type == "Series"                                                   ? &Reader::series
         : type == "Table"                                                    ? &Reader::table
                                                                              : nullptr;
-    if (!type)
+    if (!type) {
         report_("Internal error, invalid variable structure definition", nullptr);
-    if (!composite)
-        return type ? createWithType(*type) : nullptr;
+        return nullptr;
+    }
+    if (!composite) {
+        Pointer& plain = plainTypes_[*type];
+        if (!plain)
+            plain = createWithType(*type);
+        return plain;
+    }
     if (depth_ >= kMostNesting) {
         if (!std::exchange(reported_, true))
             report_("A variable structure is nested too deeply.",

@@ -19,7 +19,7 @@ using variables::ArrayPosition;
 namespace {
 
 constexpr double kMostBytesOfText = 500000000;
-constexpr long kLongestShown = 4;
+constexpr long kLongestShownVector = 4;
 constexpr long kNumbersPerLook = 100000; // Between two looks at the user's abort.
 constexpr const char* kArchiveWords[kElementTypeCount] = {
     "Double", "Float", "Int", "Short", "UShort", "Char", "UChar"};
@@ -50,7 +50,7 @@ KRContainer::Value readArray(KRDataStorage& storage, const std::string& name)
 }
 
 // A record of the dimensions, as 32-bit integers, and one of doubles in column order.
-KRContainer::Value readRecords(KRUnformattedFortranStream& stream)
+KRContainer::Value readArrayRecords(KRUnformattedFortranStream& stream)
 {
     auto sizes = stream.readIntArray();
     const auto numbers = stream.readDoubleArray();
@@ -84,7 +84,7 @@ const ReadingOperation KRContainerArray::kReading{.type = "Array",
     .read = readArray,
     .descriptionFor = descriptionFor,
     .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
-    .createFromUnformattedFortranStream = readRecords};
+    .createFromUnformattedFortranStream = readArrayRecords};
 
 KRContainerArray::Pointer KRContainerArray::initWithDataArray(const KRAnyArray& array)
 {
@@ -131,7 +131,7 @@ std::string KRContainerArray::description() const
     if (array_.o() != 1)
         return fmt::format("{} x {} x {}", array_.m(), array_.n(), array_.o());
     std::string text = fmt::format("{} x {}", array_.m(), array_.n());
-    if (array_.n() == 1 && length() <= kLongestShown)
+    if (array_.n() == 1 && length() <= kLongestShownVector)
         for (long i = 0; i < length(); ++i)
             text += fmt::format("{}{:g}", i == 0 ? " - " : ", ", numberAt(array_, i));
     return text;

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr long kLongestShown = 4;
+constexpr long kLongestShownList = 4;
 
 KRContainer::Value readNumberList(KRDataStorage& storage, const std::string& name)
 {
@@ -112,7 +112,7 @@ std::string KRContainerNumberList::description() const
     if (count == 0)
         return "No Numbers";
     const auto number = [this](long i) { return fmt::format("{:g}", numberAtIndex(i)); };
-    if (count > kLongestShown)
+    if (count > kLongestShownList)
         return fmt::format("(# = {}): {}, {}, ..., {}, {}", count, number(0), number(1), number(count - 2),
             number(count - 1));
     std::string text = number(0);

@@ -14,22 +14,22 @@
 
 namespace {
 
-constexpr long kBoundLength = 4;
-constexpr long kLengthWithFlags = 6;
+constexpr long kBoundLength2D = 4;
+constexpr long kLengthWithFlags2D = 6;
 
 bool isANaN(double number)
 {
     return std::isnan(number);
 }
 
-KRContainerRegion2D::Pointer regionFrom(
+KRContainerRegion2D::Pointer region2DFrom(
     const variables::StoredNumbers<double>& stored, const std::string& name)
 {
-    if (stored.length() != kBoundLength && stored.length() != kLengthWithFlags) {
+    if (stored.length() != kBoundLength2D && stored.length() != kLengthWithFlags2D) {
         KRMessageCenter::addMessage("Error when reading a region, incorrect length stored in file.");
         return nullptr;
     }
-    const double* const sidesEnd = stored.begin() + kBoundLength;
+    const double* const sidesEnd = stored.begin() + kBoundLength2D;
     if (std::any_of(stored.begin(), sidesEnd, isANaN)) {
         KRMessageCenter::addMessage("Error when reading a region, contained NaN.",
             fmt::format("One or more of the numbers in the variable \"{}\" had a NaN value", name));
@@ -40,7 +40,7 @@ KRContainerRegion2D::Pointer regionFrom(
             fmt::format("One or more of the numbers in the variable \"{}\" had an Inf value", name));
         return nullptr;
     }
-    if (stored.length() == kBoundLength)
+    if (stored.length() == kBoundLength2D)
         return KRContainerRegion2D::createWithRegion({stored[0], stored[1], stored[2], stored[3], 0});
     const KRBoundingBox2D box{stored[0], stored[1], stored[2], stored[3], stored[4] != 0, stored[5] != 0};
     return KRBoundingBox2DCheckValidity(box) ? KRContainerRegion2D::createWithBoundingBox(box) : nullptr;
@@ -51,7 +51,7 @@ KRContainer::Value readRegion2D(KRDataStorage& storage, const std::string& name)
     const auto stored = variables::storedNumbers<double>(storage, name);
     if (!stored)
         return nullptr;
-    return variables::withParameters(regionFrom(stored, stored.name), storage, stored.name);
+    return variables::withParameters(region2DFrom(stored, stored.name), storage, stored.name);
 }
 
 } // namespace

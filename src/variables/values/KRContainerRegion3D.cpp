@@ -14,12 +14,12 @@
 
 namespace {
 
-constexpr long kBoundLength = 6;
-constexpr long kLengthWithFlags = 8;
+constexpr long kBoundLength3D = 6;
+constexpr long kLengthWithFlags3D = 8;
 
-KRContainerRegion3D::Pointer regionFrom(const variables::StoredNumbers<double>& stored)
+KRContainerRegion3D::Pointer region3DFrom(const variables::StoredNumbers<double>& stored)
 {
-    if (stored.length() != kBoundLength && stored.length() != kLengthWithFlags) {
+    if (stored.length() != kBoundLength3D && stored.length() != kLengthWithFlags3D) {
         KRMessageCenter::addMessage("Error when reading a region, incorrect length stored in file.");
         return nullptr;
     }
@@ -28,7 +28,7 @@ KRContainerRegion3D::Pointer regionFrom(const variables::StoredNumbers<double>& 
             "Error when reading a region, incorrect length stored in file (contained NaN).");
         return nullptr;
     }
-    if (stored.length() == kBoundLength)
+    if (stored.length() == kBoundLength3D)
         return KRContainerRegion3D::createWithRegion(
             {stored[0], stored[1], stored[2], stored[3], stored[4], stored[5], 0});
     const KRBoundingBox3D box{
@@ -39,7 +39,7 @@ KRContainerRegion3D::Pointer regionFrom(const variables::StoredNumbers<double>& 
 KRContainer::Value readRegion3D(KRDataStorage& storage, const std::string& name)
 {
     const auto stored = variables::storedNumbers<double>(storage, name);
-    return stored ? variables::withParameters(regionFrom(stored), storage, stored.name) : nullptr;
+    return stored ? variables::withParameters(region3DFrom(stored), storage, stored.name) : nullptr;
 }
 
 float middle(double a, double b)

@@ -19,7 +19,7 @@ namespace names = variables::names;
 
 constexpr const char* kStoredAs = "UTF8";
 constexpr std::uint64_t kLargestFile = 10'000'000;
-constexpr std::size_t kLongestShown = 60; // Bytes of strings in a description.
+constexpr std::size_t kLongestShownText = 60; // Bytes of strings in a description.
 
 std::string countText(std::int64_t count)
 {
@@ -64,7 +64,7 @@ KRContainer::Value readStringList(KRDataStorage& storage, const std::string& nam
 }
 
 // A record of the count, and one for each string.
-KRContainer::Value readRecords(KRUnformattedFortranStream& stream)
+KRContainer::Value readTextRecords(KRUnformattedFortranStream& stream)
 {
     auto list = std::make_shared<KRUTF8StringList>();
     const auto count = stream.readNumber();
@@ -83,7 +83,7 @@ const ReadingOperation KRContainerStringList::kReading{.type = "StringList",
     .read = readStringList,
     .descriptionFor = descriptionFor,
     .createEmpty = [] { return ReadingOperation::Value(createEmpty()); },
-    .createFromUnformattedFortranStream = readRecords};
+    .createFromUnformattedFortranStream = readTextRecords};
 
 KRContainerStringList::Pointer KRContainerStringList::createWithStrings(
     const std::vector<std::string>& strings)
@@ -153,9 +153,9 @@ std::string KRContainerStringList::description() const
         return "No strings";
     const std::string counted = countText(count());
     std::string joined(list_->viewAtIndex(0));
-    for (std::int64_t i = 1; i < count() && joined.size() <= kLongestShown; ++i)
+    for (std::int64_t i = 1; i < count() && joined.size() <= kLongestShownText; ++i)
         joined.append(",").append(list_->viewAtIndex(i));
-    if (joined.size() > kLongestShown)
+    if (joined.size() > kLongestShownText)
         return counted;
     return count() == 1 ? fmt::format("{} - \"{}\"", counted, joined)
                         : fmt::format("{} - {}", counted, joined);
