@@ -26,6 +26,8 @@ constexpr std::size_t kLargestSelection = 1'000'000'000; // Bytes.
 
 // What the worker's notices go through; cut when the file is no longer shown.
 struct KRBigTextFile::Link {
+    explicit Link(KRBigTextFile* of) : owner(of) { }
+
     KRBigTextFile* owner; // Main thread. Null once it has gone or shows something else.
     std::atomic<bool> isNoticed = false; // A notice is on its way.
 };

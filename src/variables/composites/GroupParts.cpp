@@ -56,8 +56,8 @@ KRContainer::Value readGroup(KRDataStorage& storage, const std::string& name)
         storage.contains(name) && storage.isANumber(name) ? storage.readNumber(name) : std::nullopt;
     if (!count) {
         const auto structure = KRVariableStructure::groupStructureFromName(names::description(name), storage);
-        return structure ? KRContainerGroup::createWithDataFile(storage.shared_from_this(), name, structure)
-                         : nullptr;
+        const auto kept = storage.weak_from_this().lock();
+        return structure && kept ? KRContainerGroup::createWithDataFile(kept, name, structure) : nullptr;
     }
     if (!(count->doubleValue() > 0))
         return nullptr;
@@ -88,7 +88,7 @@ const ReadingOperation KRContainerGroup::kReading{
 KRContainer::Value KRContainerGroup::readGroupWithReference(
     const std::string& name, KRDataStorage& storage, const FileName& fileObject, const Structure& structure)
 {
-    const auto group = createWithDataFile(storage.shared_from_this(), name, structure);
+    const auto group = createWithDataFile(storage.weak_from_this().lock(), name, structure);
     if (group)
         group->fileObject_ = fileObject;
     return group;

@@ -31,7 +31,8 @@ KRContainer::Value readSeries(KRDataStorage& storage, const std::string& name)
     if (!structure)
         return nullptr;
     return variables::withParameters(
-        KRContainerSeries::createWithDataFile(storage.shared_from_this(), name, structure), storage, name);
+        KRContainerSeries::createWithDataFile(storage.weak_from_this().lock(), name, structure), storage,
+        name);
 }
 
 } // namespace
@@ -45,7 +46,7 @@ KRContainer::Value KRContainerSeries::readSeriesWithReference(
     const std::string& name, KRDataStorage& storage, const FileName& fileObject, const Structure& structure)
 {
     const Structure found = structure ? structure : structureOfSeries(storage, name);
-    const auto series = found ? createWithDataFile(storage.shared_from_this(), name, found) : nullptr;
+    const auto series = found ? createWithDataFile(storage.weak_from_this().lock(), name, found) : nullptr;
     if (series)
         series->fileObject_ = fileObject;
     return series;

@@ -5,7 +5,7 @@ namespace variables {
 KRAnyArray rearranged(const KRAnyArray& array, const ArrayPosition& dimensions,
     const std::function<ArrayPosition(const ArrayPosition&)>& from)
 {
-    const auto [m, n, o] = dimensions;
+    const long m = dimensions[0], n = dimensions[1], o = dimensions[2];
     KRAnyArray result = KRAnyArray::make(array.type(), m, n, o);
     if (!result || result.length() == 0)
         return result;
