@@ -31,8 +31,11 @@ bool KRContainerOfNumbers::isEqualTo(const KRSharedValue& other) const
     if (!value || value->typeWord() != typeWord())
         return false;
     const KRAnyArray mine = storedArray(), others = value->storedArray();
-    return mine.m() == others.m() && mine.n() == others.n() && mine.memoryUsed() == others.memoryUsed()
-        && std::memcmp(mine.elements(), others.elements(), static_cast<std::size_t>(mine.memoryUsed())) == 0;
+    if (mine.m() != others.m() || mine.n() != others.n() || mine.memoryUsed() != others.memoryUsed())
+        return false;
+    const auto size = static_cast<std::size_t>(mine.memoryUsed());
+    // Empty arrays have no elements to point to.
+    return size == 0 || std::memcmp(mine.elements(), others.elements(), size) == 0;
 }
 
 bool KRContainerOfNumbers::saveIntoFile(KRDataStorage& file, const std::string& withName) const
