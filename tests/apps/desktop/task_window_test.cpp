@@ -154,7 +154,8 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
 TEST_F(TaskWindow, WithoutAWrapperItAsksForOne)
 {
     desktop->launch({TRELKIND_DESKTOP});
-    EXPECT_TRUE(waitFor([this] { return object("dialog", "Open a task wrapper").isShowing(); })) << desktop->log();
+    EXPECT_TRUE(waitFor([this] { return object("dialog", "Open a task wrapper").isShowing(); }))
+        << desktop->log();
 }
 
 // The desktop's library takes the user's locale over; numbers keep their decimal point.
