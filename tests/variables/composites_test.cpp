@@ -6,6 +6,7 @@
 #include "variables/composites/KRContainerSeries.h"
 #include "variables/composites/KRContainerTable.h"
 #include "variables/composites/ValueTypes.h"
+#include "variables/files/KRDataFile_StorageNative.h"
 #include "variables/structures/StoredWords.h"
 #include "variables/values/KRContainerNumberList.h"
 #include "variables/values/KRContainerPoint2D.h"
@@ -109,6 +110,7 @@ protected:
 TEST_F(Composites, ComeBackFromAFileAsReferences)
 {
     const auto group = everything();
+    group->setExtraParameters({{"unit", number(7)}});
     expectEverything(*group);
     const auto memory = std::make_shared<KRDataInMemory>();
     ASSERT_TRUE(group->saveIntoFile(*memory, "v"));
@@ -125,6 +127,7 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     const auto stored = KRContainerGroup::createWithDataFile(memory, "v", group->groupStructure());
     ASSERT_TRUE(stored);
     expectEverything(*stored);
+    EXPECT_EQ(numberIn(stored->returnParameter("unit")), 7);
     EXPECT_EQ(stored->memoryUsed(), 0U);
     const auto table = as<KRContainerTable>(stored->valueForEntry("t"));
     EXPECT_EQ(table->tableStructure()->tableTypes()[0]->type(), "List of Numbers");
@@ -168,8 +171,19 @@ TEST_F(Composites, OlderGroupsAreReadToo)
     EXPECT_EQ(group->descriptionForEntry("p"), "(1,2)");
     for (const char* incomplete : {"w", "x", "y", "nothing"})
         EXPECT_FALSE(ReadingOperations::read("Group", *older, incomplete)) << incomplete;
+    // Each level names the next one twice.
+    const auto doubling = std::make_shared<KRDataInMemory>();
+    std::string level = "v";
+    for (int depth = 0; depth < 40; ++depth, level += "_a")
+        write(*doubling, fmt::format("{0} = 2; {0}_N1_name = a; {0}_N2_name = a; {0}_a_type = Group", level));
+    EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(ReadingOperations::read("Group", *doubling, "v")); }), Names());
+    write(*doubling,
+        level + " = 1; " + level + "_N1_name = n; " + level + "_n_type = Real Number; " + level + "_n = 1");
+    EXPECT_EQ(messagesOf([&] { ReadingOperations::read("Group", *doubling, "v"); }),
+        (Names{"A value is nested too deeply, or contains itself."}));
     KRDataInMemory storage;
     const auto structure = everything()->groupStructure();
+    EXPECT_EQ(shown(KRContainerGroup::structureFromName("B", *memoryOf("B = Point2D"))), "Point2D");
     const auto flat = KRVariableStructure::createWithGroupNames(
         {"a", "g"}, {typed("Point2D"), KRVariableStructure::createWithGroupNames({"b"}, {typed("String")})});
     EXPECT_TRUE(KRContainerGroup::saveStructure(*flat, "B", storage));
@@ -281,7 +295,11 @@ public:
 
     std::optional<std::string> readString() override { return next<std::string>(); }
     std::optional<double> readNumber() override { return next<double>(); }
-    std::optional<std::vector<double>> readDoubleArray() override { return next<std::vector<double>>(); }
+    std::optional<std::vector<double>> readDoubleArray() override
+    {
+        auto numbers = next<std::vector<double>>();
+        return numbers && shouldSkipData() ? std::vector<double>() : numbers;
+    }
     std::optional<std::vector<float>> readFloatArray() override { return {}; }
     std::optional<std::vector<std::int32_t>> readIntArray() override { return {}; }
     std::optional<std::string> readBytes() override { return {}; }
@@ -359,6 +377,37 @@ TEST_F(FortranGroups, AreBuiltFromAStream)
             (Content{{"Seq_n", "Real Number"}, {"n", "1 "}}));
     }),
         (Names{"Unexpected data type."}));
+    // A skipped region, a series of another type, and a name that comes again.
+    const auto points =
+        KRVariableStructure::createWithGroupNames({"n", "w"}, {typed("Real Number"), seriesOfPoints()});
+    EXPECT_EQ(messagesOf([&] {
+        EXPECT_EQ(fileOf({"r", "Region2D", D{0, 1, 0, 1}, "w", "Series", "w", 1.0, "Real Number", 5.0, "n",
+                             "Real Number", 1.0, "n", "Real Number", 2.0},
+                      "b", points),
+            (Content{{"b", "2 "}, {"b_n", "1 "}, {"b_w_0", "5 "}, {"b_w_0_time", "1 "}}));
+    }),
+        (Names{"Wrong type stored", "The variable \"n\" comes more than once: the first one stays."}));
+    // The stream ends inside of a group: what came stands.
+    EXPECT_EQ(fileOf({"g", "Group", "a", "Real Number", 1.0, "b", "Point2D"}),
+        (Content{{"Seq_g", "Group"}, {"g", "1 "}, {"g_a", "1 "}}));
+    EXPECT_EQ(shown(structure_), "Group\n    g = Group\n        a = Real Number\n");
+}
+
+TEST_F(Composites, AStepOfAVariableIsReadByItsDescription)
+{
+    const ScratchFolder folder;
+    const auto file = KRDataFile::openNewFileWithName(folder / "steps.svbin");
+    const auto group = KRContainerGroup::createWithNames({"a"}, {typed("Real Number")}, {number(5)});
+    for (const char* step : {"v_0", "v_1"})
+        EXPECT_TRUE(group->saveIntoFile(*file, step));
+    EXPECT_TRUE(group->groupStructure()->saveDescriptionAs("SeqInfo_v", *file));
+    write(*file, "Seq_v = Group; v_0_time = 1; v_1_time = 2");
+    file->flush();
+    const auto storage =
+        KRDataFile_StorageNative::createWithFile(KRDataFile::openFileName(folder / "steps.svbin"));
+    const auto step = as<KRContainerGroup>(storage->readVariable("v", 1));
+    ASSERT_TRUE(step);
+    EXPECT_EQ(numberIn(step->valueForEntry("a")), 5);
 }
 
 TEST_F(FortranGroups, TellWhatIsWrong)

@@ -128,7 +128,14 @@ TEST_F(Values, ReadWhatFilesHold)
         {"NumberList", "v = [1 2 3 4 5]", "(# = 5): 1, 2, ..., 4, 5"},
         {"NumberList", "v = [1.5]", "1.5"},
         {"NumberList", "v = []", "No Numbers"},
+        {"Region2D", "v = []", "Empty"},
+        {"ShiftScale3D", "v = []", "Identity mapping."},
+        {"StringList", "v = []", "No strings"},
         {"Real Number", "v = 3", "3"},
+        {"Real Number", "v = w; w = 3", "3"},
+        // Its own parameter.
+        {"Point2D", "v = [1 2]; v_prmtrs = 1; v_prmtrs_0_info = Point2D:x; v_prmtrs_0 = v", "(1,2)",
+            {"A value is nested too deeply, or contains itself."}},
         {"String", "v = w; w = other", "w"}, // A text is itself.
         {"FileName", "v = /tmp/a.txt", "/tmp/a.txt"},
         {"FileName", "v = [1]", "null"},

@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <utility>
@@ -56,7 +57,9 @@ private:
     bool typeIsLegal(Item& item);
     bool readValue(const Item& item);
     bool isWanted(const Item& item) const;
-    KRContainer::Value valueOf(const Item& item, const std::string& place, Structure& structure);
+    bool isRepeated(const Item& item) const;
+    KRContainer::Value valueOf(
+        const Item& item, const std::string& place, Structure& structure, bool& isWhole);
     bool save(const Item& item, const std::string& place, const KRContainer::Value& value);
     void keep(const Item& item, Structure structure);
     bool fail(const std::string& text);
@@ -100,20 +103,13 @@ bool Items::read()
 {
     for (;;) {
         Item item;
-        switch (readHead(item)) {
-        case Next::End: {
-            const auto count = static_cast<double>(names_.size());
-            return !base_ || !file_ || file_->writeNumber(StorageNumber(count), *base_);
-        }
-        case Next::Failure:
-            return false;
-        case Next::Declaration:
-            break;
-        case Next::Item:
-            if (!readValue(item))
-                return false;
-            break;
-        }
+        const Next next = readHead(item);
+        if (next == Next::Declaration || (next == Next::Item && readValue(item)))
+            continue;
+        // What was read until here stands.
+        const auto count = static_cast<double>(names_.size());
+        const bool isCounted = !base_ || !file_ || file_->writeNumber(StorageNumber(count), *base_);
+        return isCounted && next == Next::End;
     }
 }
 
@@ -199,21 +195,30 @@ bool Items::isWanted(const Item& item) const
     return true;
 }
 
+// A name that has come before: its first value stays.
+bool Items::isRepeated(const Item& item) const
+{
+    const bool repeated = !item.series && std::ranges::find(names_, item.name) != names_.end();
+    if (repeated)
+        KRMessageCenter::addMessage(
+            fmt::format("The variable \"{}\" comes more than once: the first one stays.", item.name));
+    return repeated;
+}
+
 bool Items::readValue(const Item& item)
 {
-    const bool stored = isWanted(item);
     const bool skips = stream_.shouldSkipData();
+    const bool stored = isWanted(item) && !isRepeated(item);
     std::string place = base_ ? names::part(*base_, item.name) : item.name;
     if (item.series)
         place = names::value(place, item.series->count);
     stream_.setShouldSkipData(skips || !stored);
-    Structure structure;
-    const auto value = valueOf(item, place, structure);
+    Structure structure; // Of a group, which may have ended before its time.
+    bool isWhole = true;
+    const auto value = valueOf(item, place, structure, isWhole);
     stream_.setShouldSkipData(skips);
     if (stream_.progress() && stream_.progress()->userHasAborted())
         return false;
-    if (!stored || skips)
-        return !stream_.error();
     if (!value && !structure) {
         if (!stream_.atEndOfFile())
             fail("Could not read variable",
@@ -223,17 +228,24 @@ bool Items::readValue(const Item& item)
                     item.name, item.type));
         return false;
     }
-    const Structure wanted = wanted_ ? wanted_->typeForGroupName(item.name) : nullptr;
-    if (wanted && !item.series && structure && !wanted->isEqual(structure))
+    if (!stored)
+        return isWhole;
+    if (!structure)
+        structure = variables::structureOf(value, item.type);
+    Structure wanted = wanted_ ? wanted_->typeForGroupName(item.name) : nullptr;
+    if (wanted && wanted->isASeries())
+        wanted = wanted->seriesType();
+    if (wanted && !wanted->isEqual(structure))
         KRMessageCenter::addMessage("Wrong type stored");
     if (!save(item, place, value))
         return false;
-    keep(item, structure ? structure : variables::structureOf(value, item.type));
-    return true;
+    keep(item, std::move(structure));
+    return isWhole;
 }
 
 // A group writes its entries itself, and is known by its structure alone.
-KRContainer::Value Items::valueOf(const Item& item, const std::string& place, Structure& structure)
+KRContainer::Value Items::valueOf(
+    const Item& item, const std::string& place, Structure& structure, bool& isWhole)
 {
     if (item.type == "Group") {
         if (nesting_ >= kMostNesting) {
@@ -245,8 +257,8 @@ KRContainer::Value Items::valueOf(const Item& item, const std::string& place, St
             wanted = wanted->seriesType();
         KRDataFile* const file = stream_.shouldSkipData() ? nullptr : file_;
         Items items(stream_, file, place, wanted, nesting_ + 1);
-        if (items.read())
-            structure = items.structure();
+        isWhole = items.read();
+        structure = items.structure();
         return nullptr;
     }
     if (item.type == "Real Number") {
@@ -306,9 +318,11 @@ std::optional<FortranGroup> createFromUnformattedFortranStream(KRUnformattedFort
     items.read();
     group.structure = items.structure();
     if (file) {
-        file->flush();
+        file.reset();
         group.file->resetFileSize();
-        group.fileStructure = file->structure();
+        // Scanned anew: the object that wrote the file tells no texts in its structure.
+        const auto scanned = KRDataFile::openFileContainer(group.file);
+        group.fileStructure = scanned ? scanned->structure() : platform::Value();
     }
     return group;
 }

@@ -88,7 +88,10 @@ const ReadingOperation KRContainerGroup::kReading{
 KRContainer::Value KRContainerGroup::readGroupWithReference(
     const std::string& name, KRDataStorage& storage, const FileName& fileObject, const Structure& structure)
 {
-    const auto group = createWithDataFile(storage.weak_from_this().lock(), name, structure);
+    const Structure found = structure
+        ? structure
+        : KRVariableStructure::groupStructureFromName(names::description(name), storage);
+    const auto group = found ? createWithDataFile(storage.weak_from_this().lock(), name, found) : nullptr;
     if (group)
         group->fileObject_ = fileObject;
     return group;
@@ -131,6 +134,7 @@ KRContainerGroup::Pointer KRContainerGroup::createStored(
     auto group = std::make_shared<KRContainerGroup>(Private(), structure);
     group->stored_ = std::move(place);
     group->theSavedGroups_ = std::move(subGroups);
+    group->readStoredParameters();
     return group;
 }
 
@@ -152,7 +156,14 @@ KRContainerGroup::Pointer KRContainerGroup::createStored(variables::StoredParts 
     auto group = std::make_shared<KRContainerGroup>(Private(), structure);
     group->stored_ = std::move(place);
     group->theSavedGroups_ = subGroups;
+    group->readStoredParameters();
     return group;
+}
+
+void KRContainerGroup::readStoredParameters()
+{
+    if (const auto reader = stored_.base ? stored_.reader() : nullptr)
+        readFromFile(*reader, *stored_.base);
 }
 
 KRContainerGroup::Pointer KRContainerGroup::createWithFile(const FileName& file,

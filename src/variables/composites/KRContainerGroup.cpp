@@ -173,12 +173,17 @@ bool KRContainerGroup::saveStructure(
     return true;
 }
 
-KRContainerGroup::Structure KRContainerGroup::structureFromName(
-    const std::string& name, KRDataStorage& inside)
+namespace {
+
+KRVariableStructure::Pointer olderStructure(const std::string& name, KRDataStorage& inside, int nesting)
 {
-    Names found;
-    Types types;
+    KRVariableStructure::Names found;
+    KRVariableStructure::Types types;
     const auto count = inside.readNumber(names::count(name));
+    if (!count) {
+        const auto type = variables::wordUnder(inside, name);
+        return type && *type != "Group" ? KRVariableStructure::createWithType(*type) : nullptr;
+    }
     for (std::int64_t k = 1; count && static_cast<double>(k) <= count->doubleValue(); ++k) {
         const std::string base = names::olderEntryType(name, k);
         const auto type = variables::wordUnder(inside, base);
@@ -187,15 +192,24 @@ KRContainerGroup::Structure KRContainerGroup::structureFromName(
             break;
         if (*type == "Series")
             KRMessageCenter::addMessage("Haven't implement ContainerSeries:structureFromName");
-        const Structure part = *type == "Series" ? nullptr
-            : *type == "Group"                   ? structureFromName(base, inside)
-                                                 : KRVariableStructure::createWithType(*type);
+        const bool isTooDeep = nesting >= KRVariableStructure::kMostNesting;
+        const auto part = *type == "Series" || isTooDeep ? nullptr
+            : *type == "Group"                           ? olderStructure(base, inside, nesting + 1)
+                                                         : KRVariableStructure::createWithType(*type);
         if (!part)
             break;
         found.push_back(*entry);
         types.push_back(part);
     }
     return found.empty() ? nullptr : KRVariableStructure::createWithGroupNames(found, types);
+}
+
+} // namespace
+
+KRContainerGroup::Structure KRContainerGroup::structureFromName(
+    const std::string& name, KRDataStorage& inside)
+{
+    return olderStructure(name, inside, 0);
 }
 
 std::optional<std::string> KRContainerGroup::resolve(

@@ -112,6 +112,7 @@ private:
     static Pointer createStored(variables::StoredParts place, const Names& names, const Types& types,
         const SubGroups& subGroups, const char* missing);
     bool isStored() const { return static_cast<bool>(stored_); }
+    void readStoredParameters();
     bool holdsEntry(const Structure& type, const std::string& name) const;
     template <class Bound>
     Bound retrieve(const BoundsByEntry<Bound>& bounds, const std::string& entry, Bound invalid) const;

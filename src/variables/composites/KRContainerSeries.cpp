@@ -25,16 +25,17 @@ std::optional<std::string> lastingCopy(
     const std::string stem = name.substr(0, period);
     const std::string ending = period == std::string::npos ? "" : name.substr(period);
     std::string free = name;
-    for (int number = 1; taken.contains(free) && number < kMostNamesTried; ++number)
+    const auto isTaken = [&] { return taken.contains(free) || platform::files::exists(folder + "/" + free); };
+    for (int number = 1; isTaken() && number < kMostNamesTried; ++number)
         free = fmt::format("{}-{}{}", stem, number, ending);
     const std::string target = folder + "/" + free;
     if (::link(path.c_str(), target.c_str()) != 0) {
-        KRMessageCenter::addMessage("Inefficient, had to copy a file");
         if (!platform::files::copy(path, target)) {
             KRMessageCenter::addMessage("Could not copy the file into the temporary directory.",
                 fmt::format("Could not copy the file \"{}\" to \"{}\"", path, target));
             return std::nullopt;
         }
+        KRMessageCenter::addMessage("Inefficient, had to copy a file");
     }
     taken.insert(free);
     return target;
@@ -115,27 +116,32 @@ bool KRContainerSeries::saveIntoFile(KRDataStorage& file, const std::string& wit
     return saveIntoFile(file, withName, nullptr);
 }
 
-bool KRContainerSeries::saveReferenceIntoFile(KRDataStorage& file, const std::string& withName) const
+std::string KRContainerSeries::pathOfFile() const
 {
     auto* const stored = dynamic_cast<KRDataFile*>(stored_.storage.get());
-    const std::string path = stored ? stored->fileName() : stored_.file ? stored_.file->fileName() : "";
-    if (path.empty()) {
+    std::string path = stored ? stored->fileName() : stored_.file ? stored_.file->fileName() : "";
+    if (path.empty())
         KRMessageCenter::addMessage("not possible to save the file name");
-        return false;
-    }
-    return file.writeString(path, withName + "_file") && file.writeString(myStructure_->type(), withName);
+    return path;
+}
+
+bool KRContainerSeries::writeReference(
+    const std::string& path, KRDataStorage& file, const std::string& withName) const
+{
+    return !path.empty() && file.writeString(path, withName + "_file")
+        && file.writeString(myStructure_->type(), withName);
+}
+
+bool KRContainerSeries::saveReferenceIntoFile(KRDataStorage& file, const std::string& withName) const
+{
+    return writeReference(pathOfFile(), file, withName);
 }
 
 bool KRContainerSeries::saveReferenceIntoFile(KRDataStorage& file, const std::string& withName,
     const std::string& temporaryDirectory, std::set<std::string>& filesThatExistAlready) const
 {
-    auto* const stored = dynamic_cast<KRDataFile*>(stored_.storage.get());
-    const std::string path = stored ? stored->fileName() : stored_.file ? stored_.file->fileName() : "";
-    if (path.empty()) {
-        KRMessageCenter::addMessage("not possible to save the file name");
-        return false;
-    }
-    const auto copy = lastingCopy(path, temporaryDirectory, filesThatExistAlready);
-    return copy && file.writeString(*copy, withName + "_file")
-        && file.writeString(myStructure_->type(), withName);
+    const std::string path = pathOfFile();
+    const auto copy =
+        path.empty() ? std::nullopt : lastingCopy(path, temporaryDirectory, filesThatExistAlready);
+    return copy && writeReference(*copy, file, withName);
 }

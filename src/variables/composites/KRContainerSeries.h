@@ -77,6 +77,8 @@ public:
     { }
 
 private:
+    std::string pathOfFile() const; // Empty, with a report, without one.
+    bool writeReference(const std::string& path, KRDataStorage& file, const std::string& withName) const;
     static Pointer createStored(variables::StoredParts place, const Structure& structure);
 
     Structure myStructure_;

@@ -113,8 +113,10 @@ KRContainerTable::Pointer KRContainerTable::createEmptyWithStructure(const Struc
         return nullptr;
     }
     std::vector<Value> values;
-    for (const Structure& type : structure->tableTypes())
-        values.push_back(ReadingOperations::createEmptyVariableWithType(type->type()));
+    for (const Structure& type : structure->tableTypes()) {
+        const ColumnKind* const kind = kindForWord(type->type()); // Of a table that was read.
+        values.push_back(ReadingOperations::createEmptyVariableWithType(kind ? kind->type : type->type()));
+    }
     return createWithNames(structure->tableNames(), structure->tableTypes(), values);
 }
 

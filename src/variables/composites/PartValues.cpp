@@ -69,7 +69,8 @@ std::string descriptionOfStored(const KRVariableStructure::Pointer& structure, c
     if (!reader || !operation)
         return "Could not read";
     if (structure->isType("Real Number")) {
-        const auto number = reader->contains(place.base) ? reader->readNumber(*place.base) : std::nullopt;
+        const auto end = reader->resolveNameAllowingRedirection(*place.base);
+        const auto number = reader->contains(end) ? reader->readNumber(*end) : std::nullopt;
         return number ? number->description() : "Empty";
     }
     if (operation->descriptionFor)

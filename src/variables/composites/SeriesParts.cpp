@@ -30,9 +30,7 @@ KRContainer::Value readSeries(KRDataStorage& storage, const std::string& name)
     const auto structure = structureOfSeries(storage, name);
     if (!structure)
         return nullptr;
-    return variables::withParameters(
-        KRContainerSeries::createWithDataFile(storage.weak_from_this().lock(), name, structure), storage,
-        name);
+    return KRContainerSeries::createWithDataFile(storage.weak_from_this().lock(), name, structure);
 }
 
 } // namespace
@@ -77,6 +75,7 @@ KRContainerSeries::Pointer KRContainerSeries::createStored(
         return nullptr;
     auto series = std::make_shared<KRContainerSeries>(Private(), structure, array);
     series->stored_ = std::move(place);
+    series->readFromFile(*reader, *series->stored_.base);
     return series;
 }
 

@@ -1,4 +1,5 @@
 #include "variables/files/KRDataFile_StorageNative.h"
+#include "variables/composites/PartValues.h"
 
 #include "diagnostics/KRMessageCenter.h"
 #include "variables/reading/ReadingOperations.h"
@@ -94,12 +95,17 @@ std::shared_ptr<const KRContainer> KRDataFile_StorageNative::readVariable(const 
     const auto* const record = all ? all->informationFor(name) : nullptr;
     if (!record || number < 0 || number >= record->times().count())
         return nullptr;
-    const auto& structure = record->structure();
-    const bool isSeries = structure && structure->isASeries() && structure->seriesType();
+    auto type =
+        record->structure() ? record->structure() : KRVariableStructure::createWithType(record->type());
+    if (type->isASeries() && type->seriesType())
+        type = type->seriesType();
     const std::string numbered = variables::names::value(name, number);
-    return std::dynamic_pointer_cast<const KRContainer>(
-        ReadingOperations::read(isSeries ? structure->seriesType()->type() : record->type(), *underlyingFile_,
-            underlyingFile_->contains(numbered) ? numbered : name));
+    const std::string place = underlyingFile_->contains(numbered) ? numbered : name;
+    // An older group tells its entries by itself, behind their number.
+    const bool isStored = type->isAGroup() && !underlyingFile_->isANumber(place);
+    return std::dynamic_pointer_cast<const KRContainer>(isStored
+            ? variables::storedValue(type, {underlyingFile_, nullptr, {}, place})
+            : ReadingOperations::read(type->type(), *underlyingFile_, place));
 }
 
 platform::Value KRDataFile_StorageNative::serialNumberForVariable(const std::string& name)

@@ -37,7 +37,8 @@ public:
     static void add(const ReadingOperation& operation);
     // Null for a type without an entry. It stays valid until that type is added again.
     static const ReadingOperation* forType(std::string_view type);
-    // The value under a name; null also for a type that can't be read.
+    // The value under a name; null also for a type that can't be read, and, with a report, for a value that
+    // contains itself.
     static Value read(std::string_view type, KRDataStorage& storage, const std::string& name);
     // An empty value; null for a type that has none.
     static Value createEmptyVariableWithType(std::string_view type);

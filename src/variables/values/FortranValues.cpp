@@ -31,6 +31,8 @@ ReadingOperation::Value valueFromRecord(
     }();
     if (!numbers)
         return nullptr;
+    if (stream.shouldSkipData())
+        return operation.createEmpty ? operation.createEmpty() : nullptr;
     const auto count = static_cast<long>(numbers->size());
     const long rows = rowsOf(shape, count);
     const auto array = KRArrayContainer<T>::createArrayOfSizeM(rows, rows > 0 ? count / rows : 0, 1);

@@ -54,7 +54,8 @@ KRContainerPoint3D::Pointer KRContainerPoint3D::createFromTextFile(
 
 std::string KRContainerPoint3D::descriptionFor(const std::string& name, KRDataStorage& inFile)
 {
-    const auto size = inFile.getSizeOfVariable(name);
+    const auto end = inFile.resolveNameAllowingRedirection(name);
+    const auto size = end ? inFile.getSizeOfVariable(*end) : std::nullopt;
     if (!size)
         return "(Empty)";
     if (static_cast<double>(size->m) * size->n * size->o != 3)

@@ -25,6 +25,8 @@ bool isANaN(double number)
 KRContainerRegion2D::Pointer region2DFrom(
     const variables::StoredNumbers<double>& stored, const std::string& name)
 {
+    if (stored.length() == 0)
+        return KRContainerRegion2D::createEmpty();
     if (stored.length() != kBoundLength2D && stored.length() != kLengthWithFlags2D) {
         KRMessageCenter::addMessage("Error when reading a region, incorrect length stored in file.");
         return nullptr;

@@ -37,8 +37,8 @@ public:
 
     Pointer padBox(double by) const; // Wider by so much on each side.
     int numberOfPoints() const { return 4; } // Its corners.
-    Pointer simplifyOutside(const KRBoundingBox2D&) const { return createWithBoundingBox(theBox_); }
-    Pointer simplifyAllowingError(double) const { return createWithBoundingBox(theBox_); }
+    Value simplifyOutside(const KRBoundingBox2D&) const { return shared_from_this(); }
+    Value simplifyAllowingError(double) const { return shared_from_this(); }
     // The smallest x and y by the scale's x, the largest ones by its y, each with its shift; pairs that come
     // out reversed are put right. Null for null.
     Pointer scaleWith2D(const std::shared_ptr<const KRContainerShiftScale2D>& scale) const;

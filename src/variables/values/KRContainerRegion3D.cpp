@@ -19,6 +19,8 @@ constexpr long kLengthWithFlags3D = 8;
 
 KRContainerRegion3D::Pointer region3DFrom(const variables::StoredNumbers<double>& stored)
 {
+    if (stored.length() == 0)
+        return KRContainerRegion3D::createEmpty();
     if (stored.length() != kBoundLength3D && stored.length() != kLengthWithFlags3D) {
         KRMessageCenter::addMessage("Error when reading a region, incorrect length stored in file.");
         return nullptr;

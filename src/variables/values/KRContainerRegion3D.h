@@ -33,6 +33,8 @@ public:
 
     Pointer padBox(double by) const; // Wider by so much on each side.
     int numberOfPoints() const { return 8; } // Its corners.
+    Value simplifyOutside(const KRBoundingBox3D&) const { return shared_from_this(); }
+    Value simplifyAllowingError(double) const { return shared_from_this(); }
     // Each side by the scale of its axis and the shift. Null for null.
     Pointer scaleWith3D(const std::shared_ptr<const KRContainerShiftScale3D>& scale) const;
 

@@ -13,6 +13,8 @@ namespace {
 KRContainer::Value readShiftScale2D(KRDataStorage& storage, const std::string& name)
 {
     const auto stored = variables::storedNumbers<double>(storage, name);
+    if (stored && stored.length() == 0)
+        return KRContainerShiftScale2D::createEmpty();
     if (!stored || stored.length() != 4)
         return nullptr;
     return variables::withParameters(

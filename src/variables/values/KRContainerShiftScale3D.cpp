@@ -12,6 +12,8 @@ namespace {
 KRContainer::Value readShiftScale3D(KRDataStorage& storage, const std::string& name)
 {
     const auto stored = variables::storedNumbers<double>(storage, name);
+    if (stored && stored.length() == 0)
+        return KRContainerShiftScale3D::createEmpty();
     if (!stored || stored.length() != 6)
         return nullptr;
     const Point3D point{

@@ -50,7 +50,9 @@ KRContainer::Value readStringList(KRDataStorage& storage, const std::string& nam
     if (!end || !storage.contains(end))
         return nullptr;
     std::shared_ptr<KRUTF8StringList> list;
-    if (variables::wordUnder(storage, names::listKind(*end)) == kStoredAs) {
+    if (const auto size = storage.getSizeOfVariable(*end); size && size->m == 0)
+        list = std::make_shared<KRUTF8StringList>(); // An empty value, of whatever type.
+    else if (variables::wordUnder(storage, names::listKind(*end)) == kStoredAs) {
         const auto block = storage.readCharacterArray(*end);
         const auto starts = storage.readIntArray(names::listStarts(*end));
         list = block && starts ? listFrom(*block, *starts) : nullptr;

@@ -6,7 +6,8 @@ using Value = ReadingOperation::Value;
 
 const ReadingOperation KRRealNumber::kReading{.type = "Real Number",
     .read = [](KRDataStorage& storage, const std::string& name) -> Value {
-        const auto number = storage.readNumber(name);
+        const auto end = storage.resolveNameAllowingRedirection(name);
+        const auto number = end ? storage.readNumber(*end) : std::nullopt;
         return number ? std::make_shared<const KRRealNumber>(*number) : nullptr;
     },
     .createEmpty = [] { return Value(create(0)); }};

@@ -16,7 +16,7 @@ public:
     {
         return std::make_shared<const KRRealNumber>(StorageNumber(number));
     }
-    static const ReadingOperation kReading; // Under the name itself: a number in a file redirects nowhere.
+    static const ReadingOperation kReading;
 
     double doubleValue() const { return number_.doubleValue(); }
     const StorageNumber& number() const { return number_; }
