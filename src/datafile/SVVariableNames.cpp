@@ -141,6 +141,8 @@ std::string SVVariableNames::Fault(const std::string& name, const SVVariableType
     for (const char* reserved : {"Seq_", "SeqInfo_", "SeqSeriesInfo_"})
         if (startsWith(name, reserved))
             return "The name \"" + name + "\" begins with \"" + reserved + "\", as announcements do.";
+    if (std::string fault = FaultOfGroups(type); !fault.empty())
+        return fault;
     if (longestValueEntry(type, name.size()) > kLongestName
         || longestDescriptionEntry(type, kDescription + name.size()) > kLongestName)
         return "The name \"" + name + "\" is too long: that of one of its entries would exceed "
@@ -155,6 +157,15 @@ void SVVariableNames::Add(const std::string& name, const SVVariableType& type, V
 {
     for (auto& [entry, base] : EntriesOf(name, type, values))
         taken.insert_or_assign(entry, base);
+}
+
+std::string SVVariableNames::FaultOfGroups(const SVVariableType& type)
+{
+    const bool isTable = type.GetKind() == SVVariableType::Kind::Table; // Its columns are numbered.
+    for (const auto& part : type.Parts())
+        if (std::string fault = isTable ? std::string() : FaultOfGroups(part.type); !fault.empty())
+            return fault;
+    return type.GetKind() == SVVariableType::Kind::Group ? FaultOfEntries(type) : std::string();
 }
 
 std::string SVVariableNames::FaultOfEntries(const SVVariableType& group)

@@ -22,14 +22,14 @@ public:
     std::string Fault(const std::string& name, const SVVariableType& type, Values values) const;
     void Add(const std::string& name, const SVVariableType& type, Values values);
 
-    // The same for the entries of a group among themselves.
-    static std::string FaultOfEntries(const SVVariableType& group);
-
 private:
     // What an entry is the base name of; this decides the endings that it owns.
     enum class Base { Value, Strings, Series, Columns, Description };
     using Entries = std::vector<std::pair<std::string, Base>>;
 
+    // The same for the entries of each group in a type among themselves.
+    static std::string FaultOfGroups(const SVVariableType& type);
+    static std::string FaultOfEntries(const SVVariableType& group);
     static Base BaseOf(const SVVariableType& type);
     static Entries EntriesOf(const std::string& name, const SVVariableType& type, Values values);
     static void AppendEntries(const std::string& name, const SVVariableType& type, Entries& entries);

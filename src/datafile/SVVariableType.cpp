@@ -1,7 +1,6 @@
 #include "datafile/SVVariableType.h"
 
 #include "datafile/SVDataStorage.h"
-#include "datafile/SVVariableNames.h"
 
 #include <set>
 #include <utility>
@@ -67,7 +66,7 @@ std::string SVVariableType::Fault() const
     for (const Part& part : parts)
         if (std::string fault = part.type.Fault(); !fault.empty())
             return fault;
-    return kind == Kind::Group ? SVVariableNames::FaultOfEntries(*this) : std::string();
+    return {};
 }
 
 void SVVariableType::SaveDescription(SVDataStorage& storage, const std::string& base) const

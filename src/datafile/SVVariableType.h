@@ -25,7 +25,8 @@ public:
     // Entries of a group, columns of a table; a series has its element alone, without a name.
     const std::vector<Part>& Parts() const { return parts; }
 
-    // A sentence about why no reader would take a variable of this type; empty if the type is good.
+    // A sentence about why no reader would take a variable of this type; empty if the type is good. Names of
+    // the entries of groups aren't looked at.
     std::string Fault() const;
     // Writes the description of the type at a base name.
     void SaveDescription(SVDataStorage& storage, const std::string& base) const;
