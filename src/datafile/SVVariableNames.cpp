@@ -82,7 +82,7 @@ std::string SVVariableNames::Collision(const std::string& name, Base base) const
         return "The entries of \"" + name + "\" would collide with those of \"" + other + "\".";
     };
     if (taken.find(name) != taken.end())
-        return sentence(name);
+        return "A variable has an entry \"" + name + "\" already.";
     for (std::size_t bar = name.find('_'); bar != std::string::npos; bar = name.find('_', bar + 1)) {
         const auto owner = taken.find(std::string_view(name).substr(0, bar));
         if (owner != taken.end() && OwnsEnding(owner->second, std::string_view(name).substr(bar + 1)))

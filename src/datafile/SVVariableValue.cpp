@@ -1,12 +1,15 @@
 #include "datafile/SVVariableValue.h"
 
+#include "arrays/sv/SVArrayConversion.h"
 #include "arrays/sv/SVErrorMessage.h"
 #include "datafile/SVMatlabDataFile.h"
 #include "datafile/SVVariableTimes.h"
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <limits>
+#include <type_traits>
 #include <utility>
 
 namespace {
@@ -25,6 +28,13 @@ Form formOf(const SVVariableType& type)
     if (type.Name() == "String" || type.Name() == "FileName")
         return Form::Text;
     return type.Name() == "StringList" ? Form::Strings : Form::Array;
+}
+
+// That format has no layers of small integers. Its signed bytes are text, and a text in the place of a value
+// is a reference.
+bool isMatlab(SVDataStorage& storage)
+{
+    return dynamic_cast<SVMatlabDataFile*>(&storage) != nullptr;
 }
 
 // What a value is made of, without its type.
@@ -61,10 +71,13 @@ public:
     long Rows() const { return array.Length(); }
     void Save(SVDataStorage& storage, const std::string& name) const override
     {
-        // That format has no layers of small integers: readers would lose what follows.
-        if (sizeof(T) < sizeof(std::int32_t) && array.o() > 1 && dynamic_cast<SVMatlabDataFile*>(&storage))
+        if (!isMatlab(storage))
+            storage.Save(array, name);
+        else if (sizeof(T) < sizeof(std::int32_t) && array.o() > 1) // Readers would lose what follows.
             SVErrorMessage("SVVariableValue::Save",
                 "Arrays of small integers can have two dimensions at most in this format.");
+        else if constexpr (std::is_same_v<T, signed char>)
+            storage.Save(SVConvertedArray<std::int16_t>(array), name);
         else
             storage.Save(array, name);
     }
@@ -102,8 +115,7 @@ public:
         }
         storage.Save("UTF8", name + "_T");
         storage.Save(starts, name + "_offs");
-        // Signed bytes are text in that format, and a text in the place of a value is a reference.
-        if (dynamic_cast<SVMatlabDataFile*>(&storage))
+        if (isMatlab(storage))
             storage.Save(bytesOf<unsigned char>(block), name);
         else
             storage.Save(bytesOf<signed char>(block), name);
@@ -228,6 +240,8 @@ public:
             before.assign(1, time);
         }
         const SVVariableType element = ElementType();
+        if (element.Name().empty())
+            return "The series has no value that tells the type of its elements.";
         for (const SVVariableValue& value : values) {
             if (!value.Fits(element))
                 return "The values of the series differ in type.";
@@ -275,17 +289,10 @@ SVMutableArray<T> vectorOf(const std::vector<double>& numbers)
     return array;
 }
 
-template <class T>
-auto storedArray(const SVArray<T>& array)
-{
-    return std::make_shared<const StoredArray<T>>(array);
-}
-
-// The type, then what is stored and the rows, as the members of a content.
 template <class Content, class T>
 Content contentOf(const SVArray<T>& array)
 {
-    const auto stored = storedArray(array);
+    const auto stored = std::make_shared<const StoredArray<T>>(array);
     const bool isList = stored->IsList();
     return Content{isList ? "NumberList" : "Array", false, stored, {}, isList ? stored->Rows() : -1};
 }

@@ -172,12 +172,14 @@ struct SVVariableWriter::State {
             fault = SVFaultOfTime(*time, {});
         if (!fault.empty())
             return Refuse(operation, fault);
-        const bool isWritten = Save(operation, [&](SVDataStorage& store) {
+        const bool isSaved = Save(operation, [&](SVDataStorage& store) {
             if (time)
                 store.Save(*time, name + "_time");
             value.Save(store, name);
-            SaveAnnouncement(store, name, value.Type());
         });
+        // Announced only when it is whole.
+        const bool isWritten = isSaved
+            && Save(operation, [&](SVDataStorage& store) { SaveAnnouncement(store, name, value.Type()); });
         if (isWritten)
             names.Add(name, value.Type(), kOne);
         return isWritten;

@@ -138,10 +138,24 @@ TEST(VariablesDocument, ItsExampleIsListedAndRead)
     EXPECT_GT(lines, 15);
 }
 
+TEST(SVVariableWriter, ReachesTheFileWhenTheProgramSays)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "results.svbin";
+    SVVariableWriter writer(SVDataFile(path, SVFile::NewReadWrite), SVVariableWriter::Flushing::ByProgram);
+    EXPECT_TRUE(writer.Write("v", 1));
+    EXPECT_EQ(svtest::contentOf(path), "");
+    EXPECT_TRUE(writer.Flush());
+    EXPECT_EQ(listedIn(path), Names{"v Real Number 1 [0]"});
+}
+
 TEST_P(WrittenVariables, EachKindOfValueComesBack)
 {
     SVMutableUShortIntArray matrix(2, 2);
     matrix = 7;
+    SVMutableCharArray letters(2);
+    letters(0) = 65;
+    letters(1) = -1;
     const struct {
         const char* type;
         VariableValue value;
@@ -151,6 +165,7 @@ TEST_P(WrittenVariables, EachKindOfValueComesBack)
         {"String", "two words", "two words"},
         {"FileName", VariableValue("/tmp/a.txt").As("FileName"), "/tmp/a.txt"},
         {"Array", matrix, "2 x 2"},
+        {"NumberList", letters, "65, -1"},
         {"NumberList", std::vector<double>{1, 2.5}, "1, 2.5"},
         {"StringList", Strings{"a", "", "b c"}, "3 strings - a,,b c"},
         {"StringList", Strings{}, "No strings"},
@@ -280,11 +295,11 @@ TEST_P(WrittenVariables, WhatReadersWouldNotTakeIsRefused)
         {"a time's name inside", [&] { return one("v_12_time"); }, "collide"},
         {"a parameter's name", [&] { return one("v_prmtrs_0"); }, "collide"},
         {"a companion's name", [&] { return one("v_3D"); }, "collide"},
-        {"an entry's name", [&] { return one("g_a"); }, "collide"},
+        {"an entry's name", [&] { return one("g_a"); }, "already"},
         {"an entry's offsets", [&] { return one("g_list_offs"); }, "collide"},
         {"a count's name", [&] { return writing->Write("g_N", group("a")); }, "collide"},
-        {"twice", [&] { return one("v"); }, "collide"},
-        {"announced twice", [&] { return writing->Announce("g", "Array"); }, "collide"},
+        {"twice", [&] { return one("v"); }, "already"},
+        {"announced twice", [&] { return writing->Announce("g", "Array"); }, "already"},
         {"an announcement", [&] { return one("Seq_x"); }, "begins with \"Seq_\""},
         {"a description", [&] { return one("SeqInfo_x"); }, "begins with"},
         {"no name", [&] { return one(""); }, "empty"},
@@ -359,6 +374,25 @@ TEST_P(WrittenVariables, AWriterOfAnOlderFileKeepsItsVariables)
     EXPECT_FALSE(again->Write("x", 3) || again->Announce("x", "Array") || again->Finish());
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(listed(), (Names{"v Real Number 1 [0]", "w Real Number 2 [0]"}));
+}
+
+TEST_P(WrittenVariables, WhatTheStoreCannotHoldIsNotAnnounced)
+{
+    const auto writing = writer();
+    const bool hasLayers = GetParam() != std::string("mat");
+    SVMutableShortIntArray layers(2, 2, 2);
+    layers = 1;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(writing->Write("v", layers), hasLayers);
+    EXPECT_TRUE(writing->Announce("w", "Array"));
+    EXPECT_EQ(writing->Append("w", 1, layers), hasLayers);
+    testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(writing->Append("w", 2, fieldAt(2)));
+    EXPECT_TRUE(writing->Write("x", SVMutableFloatArray(2, 2, 2)));
+    EXPECT_EQ(listed(),
+        (hasLayers
+                ? Names{"v Array 1 time value [0]", "w Array 2 time values [1 2]", "x Array 1 time value [0]"}
+                : Names{"w Array 1 time value [2]", "x Array 1 time value [0]"}));
 }
 
 // The library's table of codes and the application's are two: programs without the application link the
