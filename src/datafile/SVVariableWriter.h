@@ -17,9 +17,10 @@
 //     writer.Announce("energy", "Real Number");
 //     writer.Append("energy", 0.5, 12.25);
 //
-// An operation that is refused, or that the store can't do, is reported through SVErrorMessage and gives
-// false. What is refused has written nothing. One thread at a time uses a writer and its store. A store has
-// one writer at a time: two don't know of each other's names.
+// An operation that is refused, or during which the store reports something, gives false and is reported
+// through SVErrorMessage. What is refused has written nothing. The data files don't check all their writes,
+// so that a full disk can go unnoticed. One thread at a time uses a writer and its store. A store has one
+// writer at a time: two don't know of each other's names.
 class SVVariableWriter {
 public:
     // Whether each operation ends with a flush, or the program calls Flush() when it likes.
