@@ -278,8 +278,10 @@ TEST_P(WrittenVariables, WhatReadersWouldNotTakeIsRefused)
     EXPECT_TRUE(writing->Write("v_2m", 1));
     EXPECT_TRUE(writing->Write("cpu_time", 1));
     EXPECT_TRUE(writing->Append("v", 1, 1));
+    EXPECT_TRUE(writing->Announce("f", "Array"));
+    EXPECT_TRUE(writing->Announce("s", Type::Group({{"t", Type::Series("Array")}})));
     const Names before = listed();
-    EXPECT_EQ(before.size(), 5U);
+    EXPECT_EQ(before.size(), 7U);
     const auto one = [&](const std::string& name) { return writing->Write(name, 1); };
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double infinity = std::numeric_limits<double>::infinity();
@@ -315,6 +317,21 @@ TEST_P(WrittenVariables, WhatReadersWouldNotTakeIsRefused)
                 return writing->Write("h", VariableValue::Group({{"a", 1}, {"a", 2}}));
             },
             "collide"},
+        {"an inner entry \"time\"",
+            [&] {
+                return writing->Announce("h", Type::Series(Type::Group({{"time", "Array"}})));
+            },
+            "collide"},
+        {"a long series",
+            [&] { return writing->Write(std::string(215, 'n'), VariableValue::Series({0}, {1})); },
+            "too long"},
+        {"an empty series",
+            [&] {
+                return writing->Append("s", 0, VariableValue::Group({{"t", VariableValue::Series({}, {})}}));
+            },
+            "tells the type"},
+        {"a path as an array",
+            [&] { return writing->Append("f", 0, VariableValue(fieldAt(0)).As("Path2D")); }, "another type"},
         {"no entries", [&] { return writing->Announce("h", Type::Group({})); }, "no entries"},
         {"a bare word", [&] { return writing->Announce("h", "Group"); }, "description"},
         {"no type", [&] { return writing->Announce("h", ""); }, "no name"},
