@@ -28,7 +28,9 @@ install(EXPORT svdata-targets NAMESPACE svdata:: DESTINATION ${package_folder} C
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/src/arrays/sv DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/svdata/arrays
     COMPONENT svdata FILES_MATCHING PATTERN "*.h"
     PATTERN "*Internal.h" EXCLUDE)
-set(public_headers SVByteSwap.h SVDataFile.h SVDataStorage.h SVFile.h SVMatlabDataFile.h)
+set(public_headers
+    SVByteSwap.h SVDataFile.h SVDataStorage.h SVFile.h SVMatlabDataFile.h SVVariableType.h SVVariableValue.h
+    SVVariableWriter.h)
 list(TRANSFORM public_headers PREPEND ${PROJECT_SOURCE_DIR}/src/datafile/)
 install(FILES ${public_headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/svdata/datafile COMPONENT svdata)
 

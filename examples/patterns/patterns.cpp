@@ -6,8 +6,8 @@
 //
 // It is an example of a program for a task wrapper. It reads "input.txt" in its working directory, prints as
 // it goes, appends one byte to "SVProgress" for each percent, and leaves "pattern.pgm", a picture of v, and a
-// file of results (see Results.h): as a rule the data file "pattern.svbin" with v as it formed and how much
-// of the square it covered.
+// file of results (see Results.h): as a rule the data file "pattern.svbin" with v as it formed, how much of
+// the square it covered, what the run was given, and a table of how it grew.
 
 #include "Results.h"
 
@@ -26,17 +26,6 @@
 #include <vector>
 
 namespace {
-
-struct Parameters {
-    int size = 128; // Cells along an edge.
-    int steps = 5000;
-    double feed = 0.037; // Per unit of time, as is the next.
-    double decay = 0.06;
-    double diffusionU = 0.16; // Cells squared per unit of time.
-    double diffusionV = 0.08;
-    double timeStep = 1.0;
-    unsigned seed = 1;
-};
 
 // Lines of "name = value"; "#" begins a comment.
 std::map<std::string, double> readInput(const std::string& path)
@@ -190,7 +179,7 @@ void run(const Parameters& parameters)
               << "feed " << parameters.feed << ", decay " << parameters.decay << ", seed " << parameters.seed
               << std::endl;
     Field field(parameters);
-    Results results(parameters.feed, parameters.decay);
+    Results results(parameters);
     results.appendPattern(0, field.size(), field.v());
     int reported = 0;
     for (int step = 1; step <= parameters.steps; ++step) {
@@ -207,6 +196,7 @@ void run(const Parameters& parameters)
         std::cout << "step " << step << ": v covers " << 100 * field.covered() << " % of the square"
                   << std::endl;
     }
+    results.finish();
     field.writePicture("pattern.pgm");
     std::cout << "The pattern is in pattern.pgm" << std::endl;
 }

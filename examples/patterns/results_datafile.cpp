@@ -1,45 +1,35 @@
 #include "Results.h"
 
 #include "datafile/SVDataFile.h"
+#include "datafile/SVVariableWriter.h"
 
 #include <algorithm>
 #include <string>
-#include <utility>
 
-// A variable of a data file with a value for each of several times: "<name>_0", "<name>_1" and so on, each
-// with its time. The note "Seq_<name>" tells readers its type.
-class Series {
-public:
-    Series(SVDataFile& file, std::string name, const char* type) : file_(file), name_(std::move(name))
-    {
-        file_.Save(type, "Seq_" + name_);
-    }
-
-    template <class Value>
-    void append(double time, const Value& value)
-    {
-        const std::string entry = name_ + "_" + std::to_string(count_++);
-        file_.Save(value, entry);
-        file_.Save(time, entry + "_time");
-        file_.Flush(); // A reader sees whole values while the program runs.
-    }
-
-private:
-    SVDataFile& file_;
-    std::string name_;
-    int count_ = 0;
-};
-
+// Each variable is announced by its type, so that readers list it: docs/variables.md.
 struct Results::File {
     SVDataFile file{"pattern.svbin", SVFile::NewReadWrite};
-    Series pattern{file, "v", "Array"};
-    Series covered{file, "covered", "Real Number"};
+    SVVariableWriter writer{file};
+    // The columns of the table of growth: a row for each share.
+    std::vector<double> times;
+    std::vector<double> shares;
+    std::vector<std::string> trends;
 };
 
-Results::Results(double feed, double decay) : file_(new File)
+Results::Results(const Parameters& parameters) : file_(new File)
 {
-    WriteOne(file_->file, "feed", feed);
-    WriteOne(file_->file, "decay", decay);
+    SVVariableWriter& writer = file_->writer;
+    writer.Announce("v", "Array");
+    writer.Announce("covered", "Real Number");
+    writer.Write("feed", parameters.feed);
+    writer.Write("decay", parameters.decay);
+    writer.Write("substances", std::vector<std::string>{"u", "v"});
+    const auto diffusion =
+        SVVariableValue::Group({{"u", parameters.diffusionU}, {"v", parameters.diffusionV}});
+    writer.Write("settings",
+        SVVariableValue::Group({{"cells", parameters.size}, {"steps", parameters.steps},
+            {"seed", parameters.seed}, {"diffusion", diffusion},
+            {"square", SVVariableValue::Region2D(0, parameters.size, 0, parameters.size)}}));
 }
 
 Results::~Results() = default;
@@ -48,10 +38,22 @@ void Results::appendPattern(double time, std::size_t size, const std::vector<flo
 {
     SVMutableFloatArray array(static_cast<long>(size), static_cast<long>(size));
     std::copy(v.begin(), v.end(), array.Pointer());
-    file_->pattern.append(time, array);
+    file_->writer.Append("v", time, array);
 }
 
 void Results::appendCovered(double time, double share)
 {
-    file_->covered.append(time, share);
+    file_->writer.Append("covered", time, share);
+    const double before = file_->shares.empty() ? share : file_->shares.back();
+    file_->trends.push_back(share > before ? "grows" : share < before ? "shrinks" : "rests");
+    file_->times.push_back(time);
+    file_->shares.push_back(share);
+}
+
+void Results::finish()
+{
+    file_->writer.Write("growth",
+        SVVariableValue::Table(
+            {{"time", file_->times}, {"covered", file_->shares}, {"trend", file_->trends}}));
+    file_->writer.Finish();
 }

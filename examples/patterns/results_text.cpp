@@ -6,9 +6,10 @@ struct Results::File {
     std::ofstream file{"covered.txt"};
 };
 
-Results::Results(double feed, double decay) : file_(new File)
+Results::Results(const Parameters& parameters) : file_(new File)
 {
-    file_->file << "# feed " << feed << ", decay " << decay << "\n# time, share of the square\n";
+    file_->file << "# feed " << parameters.feed << ", decay " << parameters.decay
+                << "\n# time, share of the square\n";
 }
 
 Results::~Results() = default;
@@ -20,3 +21,5 @@ void Results::appendCovered(double time, double share)
 {
     file_->file << time << " " << share << std::endl; // A reader sees whole lines while the program runs.
 }
+
+void Results::finish() { }

@@ -64,9 +64,20 @@ bool SVMatlabDataFileContent::ReadIndexFile()
     return true;
 }
 
+// The scan then reports that the format is invalid, as it does for any file that doesn't begin with a matrix.
+void SVMatlabDataFileContent::ReportNewerLevel(SVReadAhead& ahead) const
+{
+    const auto length =
+        static_cast<std::size_t>(std::min<long long>(file.Length(), kSVMatlabNewerHeaderLength));
+    const unsigned char* const bytes = length > 0 ? ahead.At(0, length) : nullptr;
+    if (bytes && SVMatlabIsOfNewerLevel(bytes, length))
+        SVErrorMessage("Reading In File Content", "\"" + file.Name() + "\" " + kSVMatlabNewerLevelText);
+}
+
 void SVMatlabDataFileContent::Scan()
 {
     SVReadAhead ahead(file);
+    ReportNewerLevel(ahead);
     const int base = SVMatlabOrderOfMachine();
     long long position = 0;
     for (bool first = true;; first = false) {

@@ -5,6 +5,8 @@
 #include <map>
 #include <string>
 
+class SVReadAhead;
+
 // Where a variable lies in a Level 4 MAT-file, and what it is.
 struct SVMatlabDataEntry {
     int m = 0; // Rows.
@@ -39,6 +41,7 @@ public:
 private:
     void ReadInContent();
     bool ReadIndexFile();
+    void ReportNewerLevel(SVReadAhead& ahead) const;
     void Scan();
 };
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 inline constexpr int kSVMatlabHeaderLength = 20;
 inline constexpr std::size_t kSVMatlabLongestName = 255; // With its NUL.
@@ -14,6 +15,21 @@ inline constexpr int kSVMatlabLargestType = 1052;
 inline constexpr int kSVMatlabTypeModulus = 1000; // The thousands are the byte order.
 
 inline constexpr const char* kSVMatlabIndexMagic = "mat index file"; // And a NUL.
+
+// Files of newer levels begin with a text of 116 bytes and end their header with a mark of the byte order, or
+// are HDF5 files.
+inline constexpr std::size_t kSVMatlabNewerHeaderLength = 128;
+inline bool SVMatlabIsOfNewerLevel(const unsigned char* bytes, std::size_t length)
+{
+    constexpr unsigned char kHDF5[] = {0x89, 'H', 'D', 'F', '\r', '\n', 0x1a, '\n'};
+    if (length >= sizeof kHDF5 && std::memcmp(bytes, kHDF5, sizeof kHDF5) == 0)
+        return true;
+    if (length < kSVMatlabNewerHeaderLength || std::memcmp(bytes, "MATLAB ", 7) != 0)
+        return false;
+    const unsigned char* mark = bytes + kSVMatlabNewerHeaderLength - 2;
+    return std::memcmp(mark, "IM", 2) == 0 || std::memcmp(mark, "MI", 2) == 0;
+}
+inline constexpr const char* kSVMatlabNewerLevelText = "is a MAT-file of a newer level: save it with -v4.";
 
 // The known types modulo 1000. The tens digit is the element; a last digit of 1 means text.
 inline constexpr SVFileType kSVMatlabTypes[] = {

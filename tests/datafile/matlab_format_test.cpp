@@ -30,6 +30,25 @@ const std::string kInvalid =
 
 } // namespace
 
+TEST(MatlabFormat, AFileOfANewerLevelIsToldAsSuch)
+{
+    const ScratchFolder folder;
+    const std::string path = folder / "new.mat";
+    const std::string newer =
+        "Reading In File Content: \"" + path + "\" is a MAT-file of a newer level: save it with -v4.";
+    std::string header = "MATLAB 7.3 MAT-file, Platform: GLNXA64";
+    header.resize(124, ' ');
+    for (const std::string& bytes :
+        {header + bytesOf("00 01") + "IM", header + bytesOf("02 00") + "MI" + std::string(400, '\0'),
+            bytesOf("89 48 44 46 0d 0a 1a 0a") + std::string(20, '\0')}) {
+        store(path, bytes);
+        const auto reports = reportsOf(
+            [&] { EXPECT_TRUE(SVMatlabDataFile(path, SVFile::ReadOnly).AllVariableNames().empty()); });
+        ASSERT_FALSE(reports.empty());
+        EXPECT_EQ(reports.front(), newer);
+    }
+}
+
 TEST(MatlabFormat, IsWrittenByteForByte)
 {
     const ScratchFolder folder;
@@ -111,6 +130,7 @@ TEST(MatlabFormat, ScanStopsAtWhatIsNoMatrix)
     } cases[] = {
         {"nothing", "", {}, {}},
         {"a newer format", "MATLAB 5.0 MAT-file, Platform: GLNXA64", {}, {kInvalid}},
+        {"a longer text that isn't the header of one", "MATLAB " + std::string(130, ' '), {}, {kInvalid}},
         {"element 6", good + matrix(60, 1, 1, "x", "12345678"), {"good"}, {unexpected}},
         {"element 9", good + matrix(90, 1, 1, "x", "12345678"), {"good"}, {unexpected}},
         {"negative rows", good + matrix(0, -1, 1, "x", raw(1.0)), {"good"}, {unexpected}},

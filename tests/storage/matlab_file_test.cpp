@@ -197,6 +197,8 @@ TEST_F(MatlabFile, TellsWhereTheFormatEnds)
         {"", empty},
         {"abc", empty},
         {matrix(0, 1, 1, 2, "a", kOne), "The file \"x.mat\" has incorrect format"},
+        {bytesOf("89 48 44 46 0d 0a 1a 0a") + std::string(20, '\0'),
+            "The file \"x.mat\" is a MAT-file of a newer level: save it with -v4."},
         // Another byte order in the middle.
         {first + raw(std::int32_t(1000)) + matrix(0, 1, 1, 0, "b", kOne).substr(4), header("1000,1,1,0,2")},
         {first + matrix(0, 1, 1, 2, "b", kOne), header("0,1,1,2,2")},

@@ -254,6 +254,12 @@ std::optional<GrowingDataFile::Scan> KRDataFileMatBinary::readContentFromFile(
         reportFormat(0, fmt::format("The file \"{}\" doesn't contain any data.", lastComponent()));
         return {};
     }
+    unsigned char header[kSVMatlabNewerHeaderLength];
+    const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(file.length(), sizeof header));
+    if (startAtOffset == 0 && file.readAt(0, header, length) && SVMatlabIsOfNewerLevel(header, length)) {
+        reportFormat(0, fmt::format("The file \"{}\" {}", lastComponent(), kSVMatlabNewerLevelText));
+        return Scan();
+    }
     return scanEntries(file, progress, startAtOffset);
 }
 
