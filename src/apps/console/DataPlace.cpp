@@ -1,8 +1,10 @@
 #include "apps/console/DataPlace.h"
 
 #include "apps/console/Following.h"
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
+#include "storage/bytes/DataFileStream.h"
 #include "task/ShellWord.h"
 
 #include <fmt/format.h>
@@ -34,6 +36,7 @@ std::unique_ptr<DataPlace> DataPlace::find(const std::vector<std::string>& words
 bool DataPlace::findFile(const std::string& file)
 {
     messages_ = std::make_unique<MessagePrinter>();
+    messages_->showsLongTexts = false;
     name_ = file;
     path_ = platform::paths::absolute(file);
     if (!platform::files::exists(path_)) {
@@ -59,6 +62,7 @@ bool DataPlace::findInWrapper(const std::vector<std::string>& words)
     task_ = wrapper_ ? wrapper_->task(*number) : nullptr;
     if (!task_)
         return false;
+    wrapper_->messages().showsLongTexts = false;
     name_ = words[2];
     path_ = task_->folderName() + "/" + name_;
     const auto& names = task_->fileList();
@@ -68,22 +72,39 @@ bool DataPlace::findInWrapper(const std::vector<std::string>& words)
     return false;
 }
 
-std::shared_ptr<DataFileContent> DataPlace::read(SVFileContent::Changed changed) const
+std::shared_ptr<DataFileContent> DataPlace::read(SVFileContent::Changed changed)
 {
+    if (!platform::files::isDirectory(path_) && !DataFileStream::open(path_, DataFileStream::Access::Read)) {
+        complain(fmt::format("{} can not be opened for reading.", name_));
+        return nullptr;
+    }
+    const auto countMessages = [] { return KRMessageCenter::sharedMessageCenter()->messages().size(); };
+    const std::size_t before = countMessages();
     auto content = DataFileContent::open(path_, std::move(changed));
     platform::MainLoop::main().runUntil([&content] { return !content || !content->isBeingRead(); });
+    hasReports_ = countMessages() > before;
     if (content && content->dataFile())
         return content;
-    complain(platform::files::size(path_) == std::optional<std::uint64_t>(0)
-            ? fmt::format("{} is empty.", name_)
-            : fmt::format("{} can not be read as a data file.", name_));
+    complain(isEmpty() ? fmt::format("{} is empty.", name_)
+                       : fmt::format("{} can not be read as a data file.", name_));
     return nullptr;
+}
+
+bool DataPlace::isEmpty() const
+{
+    return platform::files::size(path_) == std::optional<std::uint64_t>(0);
+}
+
+bool DataPlace::isNotUnderstood(const DataFileContent& content) const
+{
+    return content.count() == 0 && hasReports_ && !isEmpty();
 }
 
 std::string DataPlace::sentenceAboutNothing() const
 {
-    return platform::files::size(path_) == std::optional<std::uint64_t>(0)
-        ? fmt::format("{} is empty.", name_)
-        : fmt::format(
-            "{} announces no variables. \"svdata list {}\" shows what it holds.", name_, shellWord(path_));
+    if (platform::files::isDirectory(path_))
+        return fmt::format("{} announces no variables.", name_);
+    return isEmpty() ? fmt::format("{} is empty.", name_)
+                     : fmt::format("{} announces no variables. \"svdata list {}\" shows what it holds.",
+                         name_, shellWord(path_));
 }

@@ -14,6 +14,7 @@ public:
     MessagePrinter(const MessagePrinter&) = delete;
     MessagePrinter& operator=(const MessagePrinter&) = delete;
 
+    bool showsLongTexts = true; // Below the short ones, where they differ.
     // `beforeWriting` is called before a group of messages, so that a live display can leave the screen;
     // `whenWritten` is called with the short text of each message.
     std::function<void()> beforeWriting;

@@ -87,7 +87,17 @@ private:
     bool isFirst_ = true;
 };
 
-int follow(const DataPlace& place)
+bool show(const DataPlace& place, const DataFileContent& content, bool json)
+{
+    if (json)
+        return writeAsJson(content);
+    if (content.count() == 0)
+        return terminal::write(place.sentenceAboutNothing() + "\n");
+    const VariablesTable source(content);
+    return terminal::write(TablePrinter(source.table()).text(widthOfOutput()));
+}
+
+int follow(DataPlace& place)
 {
     std::shared_ptr<DataFileContent> content;
     NewRows rows;
@@ -123,10 +133,5 @@ int variablesVerb(const VariablesOptions& options)
     const auto content = place->read();
     if (!content)
         return kNotDone;
-    if (options.json)
-        return writeAsJson(*content) ? kDone : kNotDone;
-    if (content->count() == 0)
-        return terminal::write(place->sentenceAboutNothing() + "\n") ? kDone : kNotDone;
-    VariablesTable source(*content);
-    return terminal::write(TablePrinter(source.table()).text(widthOfOutput())) ? kDone : kNotDone;
+    return show(*place, *content, options.json) && !place->isNotUnderstood(*content) ? kDone : kNotDone;
 }

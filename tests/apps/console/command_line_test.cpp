@@ -404,6 +404,8 @@ TEST_F(CommandLine, ShowsTheVariablesOfADataFile)
         {"T variables empty.svbin --json", 0, "[]\n"},
         {"T variables plain.svbin", 0, "plain.svbin announces no variables. \"svdata list"},
         {"T variables junk", 1, "", "has an invalid format...junk can not be read as a data file."},
+        {"printf Sorvanta > torn.svbin; T variables torn.svbin --json", 1, "[]\n", "has incorrect format"},
+        {"mkfifo pipe.svbin; T value pipe.svbin x", 1, "", "pipe.svbin can not be opened for reading.\n"},
         {"T value plain.svbin x", 1, "", "announces no variables"},
         {R"(T variables "$W/0/r.svbin" > /dev/full)", 1, "", "can not be written"},
         {R"(T value "$W/0/r.svbin" long --csv > /dev/full)", 1, "", "can not be written"}});
