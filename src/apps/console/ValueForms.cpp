@@ -13,11 +13,11 @@
 namespace {
 
 using Json = nlohmann::ordered_json;
-using Column = ShownValue::Column;
+using ListColumn = ShownValue::Column;
 using Cell = std::variant<std::string, StorageNumber>;
 
-constexpr std::size_t kBytesAtATime = std::size_t{64} << 10;
-constexpr int kGap = 2;
+constexpr std::size_t kBytesOfCsvAtATime = std::size_t{64} << 10;
+constexpr int kGapOfGrid = 2;
 constexpr int kFewestRows = 4;
 
 template <class... Cases>
@@ -35,7 +35,7 @@ Json jsonArray(const KRAnyArray& array)
     return json;
 }
 
-Json jsonColumn(const Column& column)
+Json jsonColumn(const ListColumn& column)
 {
     if (const auto* texts = std::get_if<std::vector<std::string>>(&column))
         return *texts;
@@ -50,7 +50,7 @@ const ByKind kAsJson{
         const KRAnyArray& array = matrix.array;
         return Json{{"m", array.m()}, {"n", array.n()}, {"o", array.o()}, {"values", jsonArray(array)}};
     },
-    [](const Column& column) { return jsonColumn(column); },
+    [](const ListColumn& column) { return jsonColumn(column); },
     [](const ShownValue::Table& table) {
         auto json = Json::object();
         for (const auto& [name, column] : table.columns)
@@ -78,14 +78,14 @@ struct Grid {
     std::function<Cell(long row, long column)> cell{};
 };
 
-long lengthOf(const Column& column)
+long lengthOf(const ListColumn& column)
 {
     const auto* texts = std::get_if<std::vector<std::string>>(&column);
     return texts ? static_cast<long>(texts->size()) : std::get<KRAnyArray>(column).length();
 }
 
 // An empty text below the end of the column.
-Cell cellOf(const Column& column, long row)
+Cell cellOf(const ListColumn& column, long row)
 {
     if (row >= lengthOf(column))
         return std::string();
@@ -100,7 +100,7 @@ Grid singleCell(Cell cell)
     return {.rows = 1, .columns = 1, .cell = [cell](long, long) { return cell; }};
 }
 
-Grid singleColumn(const Column& column)
+Grid singleColumn(const ListColumn& column)
 {
     return {.rows = lengthOf(column), .columns = 1, .cell = [&column](long row, long) {
                 return cellOf(column, row);
@@ -145,7 +145,7 @@ const ByKind kAsGrid{
     [](const StorageNumber& number) { return singleCell(number); },
     [](const std::string& text) { return singleCell(text); },
     [](const ShownValue::Matrix& matrix) { return gridOfMatrix(matrix.array); },
-    [](const Column& column) { return singleColumn(column); },
+    [](const ListColumn& column) { return singleColumn(column); },
     [](const ShownValue::Table& table) { return gridOfTable(table); },
     [](const ShownValue::Group& group) { return gridOfGroup(group); },
     [](const ShownValue::Series& series) {
@@ -184,7 +184,7 @@ public:
         int used = 0;
         for (long column = 0; column < grid.columns; ++column) {
             const int width = std::min(widthOf(column), screen.columns);
-            used += width + (column > 0 ? kGap : 0);
+            used += width + (column > 0 ? kGapOfGrid : 0);
             if (column > 0 && used > screen.columns)
                 break;
             widths_.push_back(width);
@@ -234,7 +234,7 @@ private:
         std::string line;
         for (std::size_t i = 0; i < widths_.size(); ++i) {
             const auto column = static_cast<long>(i);
-            line.append(i > 0 ? kGap : 0, ' ');
+            line.append(i > 0 ? kGapOfGrid : 0, ' ');
             line += isNumber(row, column) ? terminal::paddedLeft(textOf(column), widths_[i])
                                           : terminal::padded(textOf(column), widths_[i]);
         }
@@ -289,7 +289,7 @@ bool writeAsCsv(const ShownValue& value)
         for (long column = 0; column < grid.columns; ++column)
             text += (column > 0 ? "," : "") + csvField(grid.cell(row, column));
         text += "\n";
-        if (text.size() >= kBytesAtATime && !terminal::write(std::exchange(text, {})))
+        if (text.size() >= kBytesOfCsvAtATime && !terminal::write(std::exchange(text, {})))
             return false;
     }
     return terminal::write(text);
@@ -304,7 +304,8 @@ std::string textOf(const ShownValue& value, terminal::Size screen)
     const auto add = [&](const char* label, const std::string& content) {
         if (content.empty())
             return;
-        text += fmt::format("{:<11}  {}\n", label, terminal::fitted(content, screen.columns - 13));
+        text +=
+            fmt::format("{:<11}  {}\n", label, terminal::fitted(content, std::max(screen.columns - 13, 1)));
         ++lines;
     };
     add("Name", value.name);
