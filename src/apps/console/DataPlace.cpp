@@ -83,6 +83,7 @@ std::shared_ptr<DataFileContent> DataPlace::read(SVFileContent::Changed changed)
     auto content = DataFileContent::open(path_, std::move(changed));
     platform::MainLoop::main().runUntil([&content] { return !content || !content->isBeingRead(); });
     hasReports_ = countMessages() > before;
+    (wrapper_ ? wrapper_->messages() : *messages_).writeNewMessages();
     if (content && content->dataFile())
         return content;
     complain(isEmpty() ? fmt::format("{} is empty.", name_)

@@ -20,9 +20,11 @@ public:
     std::function<void()> beforeWriting;
     std::function<void(const std::string& sentence)> whenWritten;
 
-private:
+    // Prints the messages that the main loop is still to bring, so that they come before what is printed
+    // next.
     void writeNewMessages();
 
+private:
     toolkit::Table table_;
     toolkit::Model::Observation observation_;
     std::size_t written_ = 0;
