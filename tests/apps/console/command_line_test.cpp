@@ -424,7 +424,7 @@ TEST_F(CommandLine, ShowsOneValueInEachForm)
     } cases[] = {
         {"energy", "0.3 (step 3 of 0-3)\nDescription  0.16666666666666...", "0.16666666666666666\n",
             "Real Number", 0.1 * 3, nullptr, 1.0 / 6},
-        {"energy --time 0.2", "0.2 (step 2 of 0-3)", "0.2\n", "Real Number", 0.2, "0.2", 0.2},
+        {"energy --time 0.19999999", "0.2 (step 2 of 0-3)", "0.2\n", "Real Number", 0.2, "0.2", 0.2},
         {"energy --step 0", "0 (step 0 of 0-3)", "0.3333333333333333\n", "Real Number", 0.0, nullptr,
             1.0 / 3},
         {"energy --step 4", "No such value\n", "", "Real Number", nullptr, "No such value", nullptr},
