@@ -1,5 +1,6 @@
 // One open wrapper: its window and its tasks.
 
+#include "platform/loop/Pace.h"
 #include "task/WrapperOnDisk.h"
 #include "task/application/KRTaskContextMenu.h"
 #include "task/application/KRTrelkindApplication.h"
@@ -43,6 +44,61 @@ struct Machine : SVTaskMachine, SVRemoteOutputSource {
     int aborts = 0;
     bool listening = false;
     int fetched = 0;
+};
+
+// In the place of the scanner: the test says what the files hold.
+class Scanned {
+public:
+    Scanned()
+    {
+        SVFileContent::scanner() = [this](const std::string& path, SVFileContent::Changed changed) {
+            ++count;
+            auto content = std::make_shared<Content>(*this, std::move(changed));
+            contents_[path] = content;
+            return content;
+        };
+    }
+    ~Scanned() { SVFileContent::scanner() = nullptr; }
+
+    // The reading of a file ends with these variables.
+    void show(const std::string& path, std::vector<std::string> names)
+    {
+        for (const auto& [known, content] : contents_)
+            if (const auto held = known.ends_with(path) ? content.lock() : nullptr) {
+                held->names = std::move(names);
+                held->changed();
+                return;
+            }
+        ADD_FAILURE() << path << " isn't read";
+    }
+    // The names of the files that are still being read.
+    std::string inReading() const
+    {
+        std::string names;
+        for (const auto& [path, content] : contents_)
+            if (const auto held = content.lock(); held && held->isBeingRead())
+                names += platform::paths::lastComponent(path);
+        return names;
+    }
+    int count = 0; // Readings of whole files.
+    int updates = 0;
+
+private:
+    struct Content : SVFileContent {
+        Content(Scanned& scanned, Changed whenChanged) : owner(scanned), changed(std::move(whenChanged)) { }
+        bool isBeingRead() const override { return !names; }
+        std::size_t count() const override { return names ? names->size() : 0; }
+        std::string cell(std::string_view column, std::size_t row) const override
+        {
+            return column == "Name" ? names->at(row) : std::string(column) + " " + std::to_string(row);
+        }
+        void update() override { ++owner.updates; }
+
+        Scanned& owner;
+        Changed changed;
+        std::optional<std::vector<std::string>> names;
+    };
+    std::map<std::string, std::weak_ptr<Content>> contents_;
 };
 
 class Controller : public testing::Test {
@@ -124,37 +180,40 @@ TEST_F(Controller, ShowsTheTasksByColumn)
 
 TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
 {
-    SVFileContent::scanner() = [](const std::string&) {
-        using platform::Value;
-        const auto variable = [](const char* type, std::size_t times) {
-            return Value(Value::Dictionary{{"Type", type}, {"TimeValues", Value::Array(times, 1.0)}});
-        };
-        SVFileContent content;
-        content.content = Value::Dictionary{{"e", Value::Dictionary{{"Type", "Real Number"}}},
-            {"n", variable("Real Number", 1)}, {"T", variable("Image", 1)}, {"u", variable("Image", 3)}};
-        content.names = {"e", "n", "T", "u"};
-        content.readNumber = [](const std::string&) { return std::optional(0.1); };
-        return content;
-    };
+    Scanned scanned;
     wrapper.write("1/result.SVBIN");
+    wrapper.write("1/other.mat");
     wrapper.write("1/runOutput", std::string(1234, 'x'));
     open();
     EXPECT_EQ(views->fileTable.numberOfRows(), 0);
     views->taskList.selectRows({1});
-    const auto& names = controller->taskInformation()[1]->fileList();
     const auto select = [&](const char* name) {
+        const auto& names = controller->taskInformation()[1]->fileList();
         const auto row = static_cast<int>(std::find(names.begin(), names.end(), name) - names.begin());
         views->fileTable.selectRows({row});
         return cellText(views->fileTable.value("Size", row));
     };
-    EXPECT_EQ(views->fileTable.numberOfRows(), 3);
+    EXPECT_EQ(views->fileTable.numberOfRows(), 4);
     EXPECT_EQ(select("runOutput"), "1K");
     EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "Nothing");
     EXPECT_EQ(views->dataFileContent.numberOfRows(), 0);
     EXPECT_EQ(select("result.SVBIN"), "Empty");
     EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "DataFile");
+    EXPECT_EQ(views->dataFileContent.numberOfRows(), 0) << "the file is still being read";
+
+    scanned.show("1/result.SVBIN", {"e", "n"});
     EXPECT_EQ(cells(views->dataFileContent, {"Name", "Type", "Information"}),
-        "e|Real Number|Empty|n|Real Number|0.1|T|Image|1 time value|u|Image|3 time values|");
+        "e|Type 0|Information 0|n|Type 1|Information 1|");
+    EXPECT_EQ(scanned.inReading(), "");
+    select("other.mat");
+    EXPECT_EQ(scanned.inReading(), "other.mat");
+    select("result.SVBIN"); // A reading that nobody waits for is dropped; what has been read is kept.
+    EXPECT_EQ(scanned.inReading(), "");
+    EXPECT_EQ(views->dataFileContent.numberOfRows(), 2);
+    EXPECT_EQ(scanned.count, 2);
+    select("other.mat");
+    views->taskList.selectRows({2});
+    EXPECT_EQ(scanned.inReading(), "");
 
     const auto& source = views->outputFromProgram;
     for (const std::set<int>& selected : {std::set{0, 1}, {2}, {}}) {
@@ -166,7 +225,34 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
         EXPECT_EQ(source.dataSource() == controller.get(), selected.size() != 1);
     }
     EXPECT_EQ(views->fileTable.numberOfRows(), 0);
-    SVFileContent::scanner() = nullptr;
+}
+
+TEST_F(Controller, FollowsTheSelectedFileWhileItsTaskRuns)
+{
+    platform::Pace::setFactor(0.01);
+    Scanned scanned;
+    wrapper.write("1/result.svbin");
+    open();
+    views->taskList.selectRows({1});
+    const auto& names = controller->taskInformation()[1]->fileList();
+    views->fileTable.selectRows(
+        {static_cast<int>(std::find(names.begin(), names.end(), "result.svbin") - names.begin())});
+    scanned.show("1/result.svbin", {"e"});
+    auto& loop = platform::MainLoop::main();
+    EXPECT_FALSE(loop.runUntil([&] { return scanned.updates > 0; }, 0.1)) << "the task waits";
+
+    wrapper.write("1/VTask_runStarted");
+    controller->taskInformation()[1]->updateBasedOnContent();
+    EXPECT_TRUE(loop.runUntil([&] { return scanned.updates > 2; }, 10));
+    scanned.show("1/result.svbin", {"e", "new"});
+    EXPECT_EQ(views->dataFileContent.numberOfRows(), 2);
+    wrapper.write("1/VTask_runCompleted");
+    controller->taskInformation()[1]->updateBasedOnContent();
+    EXPECT_EQ(views->dataFileContent.numberOfRows(), 2);
+    const int atTheEnd = scanned.updates;
+    EXPECT_FALSE(loop.runUntil([&] { return scanned.updates > atTheEnd + 1; }, 0.1));
+    EXPECT_EQ(scanned.count, 1) << "it is never read anew";
+    platform::Pace::setFactor(1);
 }
 
 TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
@@ -352,24 +438,17 @@ TEST_F(SingleTask, ReadsItsStateFromTheMarkersInItsFolder)
     EXPECT_FALSE(changes());
 }
 
-TEST_F(SingleTask, ListsAndScansFilesAgainOnlyAfterAChange)
+TEST_F(SingleTask, ListsAndUpdatesFilesOnlyAfterAChange)
 {
-    int scans = 0;
-    SVFileContent::scanner() = [&](const std::string& path) {
-        ++scans;
-        EXPECT_TRUE(path.ends_with("/0/A.MAT"));
-        SVFileContent content;
-        content.names = {"x"};
-        return content;
-    };
+    Scanned scanned;
     for (const char* name : {"0/.hidden", "0/VTask_runThis", "0/SVProgress", "0/runOutput", "0/A.MAT"})
         wrapper.write(name, "12345");
     task->updateBasedOnContent();
     EXPECT_THAT(task->fileList(), UnorderedElementsAre("input", "runOutput", "A.MAT"));
     EXPECT_EQ(task->informationForFile("runOutput")->size, 5U);
     EXPECT_FALSE(task->informationForFile("nothing"));
-    EXPECT_EQ(task->contentForFile("A.MAT").names, std::vector<std::string>{"x"});
-    EXPECT_FALSE(task->contentForFile("notes.txt").names);
+    const auto content = task->contentForFile("A.MAT");
+    EXPECT_FALSE(task->contentForFile("notes.txt"));
 
     for (const std::size_t state : {0, 1}) {
         wrapper.write("0/runOutput", "much longer");
@@ -379,13 +458,15 @@ TEST_F(SingleTask, ListsAndScansFilesAgainOnlyAfterAChange)
         task->updateBasedOnContent();
         EXPECT_EQ(task->informationForFile("runOutput")->size, state == 0 ? 5U : 11U);
         EXPECT_EQ(task->fileList().size(), 3 + state);
-        EXPECT_EQ(&task->contentForFile("A.MAT"), &task->contentForFile("A.MAT"));
-        EXPECT_EQ(scans, 1 + static_cast<int>(state));
+        EXPECT_EQ(task->contentForFile("A.MAT"), content);
+        EXPECT_EQ(task->contentForFile("A.MAT"), content);
+        EXPECT_EQ(scanned.updates, static_cast<int>(state));
     }
     wrapper.remove("0");
     task->updateBasedOnContent();
     EXPECT_THAT(task->fileList(), IsEmpty());
-    SVFileContent::scanner() = nullptr;
+    EXPECT_NE(task->contentForFile("A.MAT"), content) << "a later file of the name is another one";
+    EXPECT_EQ(scanned.count, 2);
 }
 
 TEST_F(SingleTask, ClearingRemovesEverythingButTheInputs)

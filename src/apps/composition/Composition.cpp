@@ -1,12 +1,19 @@
 #include "apps/composition/Composition.h"
 
+#include "apps/composition/DataFileContent.h"
 #include "arrays/geometry/KRBounds.h"
 #include "arrays/legacy/KRArrayReports.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/loop/NotificationCenter.h"
 #include "remote/project/XCodeProject.h"
+#include "storage/KRDataFile.h"
+#include "task/single/SVFileContent.h"
 #include "task/wrapper/UploadPreparation.h"
 #include "temporary/KRContainerFileName.h"
+#include "variables/composites/ValueTypes.h"
+#include "variables/structures/KRVariableModulesPref.h"
+
+#include <tuple>
 
 Program::Program()
 {
@@ -18,6 +25,10 @@ Program::Program()
     KRSetArrayReporter([](const std::string& message) { KRMessageCenter::addMessage(message); });
     KRSetArrayTraceReporter(KRMessageCenter::addToLog);
     ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
+    KRDataFile::keepTrackOfDataFiles();
+    variables::addValueTypes();
+    std::ignore = KRVariableModulesPref::shared(); // A broken resource is reported at the start.
+    SVFileContent::scanner() = DataFileContent::open;
 }
 
 Program::~Program()

@@ -44,7 +44,8 @@ void MessagePrinter::writeNewMessages()
         complain(message.shortDescription());
         if (whenWritten)
             whenWritten(message.shortDescription());
-        if (message.longDescription() && *message.longDescription() != message.shortDescription())
+        if (showsLongTexts && message.longDescription()
+            && *message.longDescription() != message.shortDescription())
             writeError(fmt::format("    {}\n", *message.longDescription()));
     }
 }

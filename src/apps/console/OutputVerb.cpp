@@ -1,3 +1,4 @@
+#include "apps/console/Following.h"
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/TablePrinter.h"
 #include "apps/console/Terminal.h"
@@ -7,7 +8,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <csignal>
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -15,7 +15,6 @@
 
 namespace {
 
-constexpr double kSecondsBetweenLooks = 0.5;
 constexpr int kBlocksAtATime = 16;
 
 // Turns text that arrives in pieces into rows of JSON. Lines end with LF, CR or CR LF, as in the output
@@ -57,37 +56,28 @@ private:
     bool isBehindReturn_ = false;
 };
 
-bool isOver(SVSingleTask& task)
-{
-    task.updateBasedOnContent();
-    return task.taskHasFinished() || task.taskWasAborted();
-}
-
 // Writes new output until the run has ended and all of its output is written.
 int follow(GrowingFile& file, SVSingleTask& task)
 {
-    auto& loop = platform::MainLoop::main();
-    bool interrupted = false;
     bool over = false;
     auto read = GrowingFile::Read::Everything;
-    const auto watch = loop.watchSignal(SIGINT, [&interrupted] { interrupted = true; });
     const auto look = [&] {
         // Checked before reading, so that the last read gets all that the run has written.
         over = isOver(task);
         read = file.readNew(terminal::write, kBlocksAtATime);
     };
-    look();
-    if (!file.exists() && task.taskShouldBeRun())
-        complain(fmt::format(
-            "Task {} waits to be run; its output is shown once there is some.", task.numberInProject() + 1));
-    const auto timer = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, look);
-    loop.runUntil([&] {
+    bool isFirst = true;
+    const auto done = [&] {
+        if (std::exchange(isFirst, false) && !file.exists() && task.taskShouldBeRun())
+            complain(fmt::format("Task {} waits to be run; its output is shown once there is some.",
+                task.numberInProject() + 1));
         if (read == GrowingFile::Read::Some)
             look();
-        return interrupted || read == GrowingFile::Read::Refused
-            || (over && read == GrowingFile::Read::Everything);
-    });
-    return interrupted ? kInterrupted : read == GrowingFile::Read::Refused ? kNotDone : kDone;
+        return read == GrowingFile::Read::Refused || (over && read == GrowingFile::Read::Everything);
+    };
+    if (followUntil(done, look))
+        return kInterrupted;
+    return read == GrowingFile::Read::Refused ? kNotDone : kDone;
 }
 
 int show(GrowingFile& file, bool json)

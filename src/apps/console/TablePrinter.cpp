@@ -63,9 +63,8 @@ std::string TablePrinter::cell(const Column& column, int row) const
                                                            : toolkit::cellText(value);
 }
 
-std::string TablePrinter::text(int mostColumns) const
+std::vector<int> TablePrinter::widths(int mostColumns) const
 {
-    const auto& output = terminal::Output::standard();
     const std::vector<int> shownRows = rows();
     std::vector<int> widths;
     for (const Column& column : columns_) {
@@ -82,28 +81,41 @@ std::string TablePrinter::text(int mostColumns) const
             break;
         --widest;
     }
+    return widths;
+}
 
-    const auto line = [&](const auto& textOf) {
-        std::string shown;
-        for (std::size_t i = 0; i < columns_.size(); ++i) {
-            const bool last = i + 1 == columns_.size();
-            const std::string content = textOf(columns_[i]);
-            shown += alignsRight(columns_[i]) ? terminal::paddedLeft(content, widths[i])
-                : last                        ? terminal::fitted(content, widths[i])
-                                              : terminal::padded(content, widths[i]);
-            if (!last)
-                shown.append(kGap, ' ');
-        }
-        while (shown.ends_with(' '))
-            shown.pop_back();
-        return shown;
-    };
-    std::string text = output.colored(terminal::Output::Color::Bold, line([](const Column& column) {
-        return column.identifier;
-    })) + "\n";
-    for (const int row : shownRows)
-        text += line([&](const Column& column) { return cell(column, row); }) + "\n";
+template <class TextOf>
+std::string TablePrinter::line(const std::vector<int>& widths, const TextOf& textOf) const
+{
+    std::string shown;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+        const bool last = i + 1 == columns_.size();
+        const std::string content = textOf(columns_[i]);
+        shown += alignsRight(columns_[i]) ? terminal::paddedLeft(content, widths[i])
+            : last                        ? terminal::fitted(content, widths[i])
+                                          : terminal::padded(content, widths[i]);
+        if (!last)
+            shown.append(kGap, ' ');
+    }
+    while (shown.ends_with(' '))
+        shown.pop_back();
+    return shown;
+}
+
+std::string TablePrinter::lines(const std::vector<int>& rows, int mostColumns) const
+{
+    const auto columnWidths = widths(mostColumns);
+    std::string text;
+    for (const int row : rows)
+        text += line(columnWidths, [&](const Column& column) { return cell(column, row); }) + "\n";
     return text;
+}
+
+std::string TablePrinter::text(int mostColumns) const
+{
+    const auto heading = line(widths(mostColumns), [](const Column& column) { return column.identifier; });
+    return terminal::Output::standard().colored(terminal::Output::Color::Bold, heading) + "\n"
+        + lines(rows(), mostColumns);
 }
 
 nlohmann::ordered_json TablePrinter::json() const

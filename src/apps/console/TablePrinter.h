@@ -19,11 +19,16 @@ public:
     // The heading, then a line for each row. Columns are as wide as their content, but the lines are at most
     // `mostColumns` wide (0 for no limit).
     std::string text(int mostColumns) const;
+    // The lines of some rows, aligned as those of text().
+    std::string lines(const std::vector<int>& rows, int mostColumns) const;
     // An array of objects keyed by the column identifiers.
     nlohmann::ordered_json json() const;
 
 private:
     std::vector<int> rows() const;
+    std::vector<int> widths(int mostColumns) const;
+    template <class TextOf>
+    std::string line(const std::vector<int>& widths, const TextOf& textOf) const;
     std::string cell(const toolkit::Column& column, int row) const; // Progress as "42%".
 
     const toolkit::Table& table_; // Must outlive this.

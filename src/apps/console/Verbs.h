@@ -2,6 +2,7 @@
 
 #include "task/wrapper/NewWrapper.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,8 +50,18 @@ int outputVerb(const TaskOptions& options);
 struct VariablesOptions {
     std::vector<std::string> places; // A file; or a wrapper, a number and a file name.
     bool json = false;
+    bool follow = false;
 };
 int variablesVerb(const VariablesOptions& options);
+
+struct ValueOptions {
+    std::vector<std::string> places; // FILE NAME, or WRAPPER NUMBER FILE NAME.
+    std::optional<double> time;
+    std::optional<std::int64_t> step;
+    bool json = false;
+    bool csv = false;
+};
+int valueVerb(const ValueOptions& options);
 
 struct ClearOptions {
     std::string wrapper;

@@ -11,7 +11,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <functional>
 #include <iostream>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -41,11 +43,14 @@ public:
         addFiles();
         addOutput();
         addVariables();
+        addValue();
         addClear();
         addPrepare();
     }
 
-    int run(int argc, char** argv)
+    // Reads the command line. Nothing else is done: what it asks for, work() does afterwards. Returns the
+    // exit status when the program ends here, as after --help and a wrong use.
+    std::optional<int> parse(int argc, char** argv)
     {
         try {
             app_.parse(argc, argv);
@@ -59,8 +64,9 @@ public:
             std::cerr << "trelkind: " << sentence << ". Run with --help for more information.\n";
             return kWrongUseOfCommandLine;
         }
-        return status_;
+        return std::nullopt;
     }
+    int work() { return work_(); } // Returns the exit status.
 
 private:
     bool isVerb(const std::string& word) const
@@ -114,7 +120,7 @@ Existing files are not overwritten. Example:
         verb->add_option("--table", new_.table, "A file of comma-separated values with a row for each run");
         verb->add_option(
             "--project", new_.project, "The project from which the program can be built elsewhere");
-        verb->callback([this] { status_ = newVerb(new_); });
+        verb->callback([this] { work_ = [this] { return newVerb(new_); }; });
     }
 
     void addRun()
@@ -136,7 +142,7 @@ With --json nothing is shown until the end, and then the task table with each ta
         verb->add_flag("--dry-run", run_.dryRun, "Show what would be started without starting it");
         verb->add_flag("--quiet,-q", run_.quiet, "Show only errors");
         addJson(verb, run_.json);
-        verb->callback([this] { status_ = runVerb(run_); });
+        verb->callback([this] { work_ = [this] { return runVerb(run_); }; });
     }
 
     void addStatus()
@@ -151,7 +157,7 @@ since 1970), Seconds, Argument, Exit Status, Signal and Folder.)");
         verb->add_flag("--running", statusOptions_.running, "Only tasks that run");
         verb->add_flag("--waiting", statusOptions_.waiting, "Only tasks that wait");
         addJson(verb, statusOptions_.json);
-        verb->callback([this] { status_ = statusVerb(statusOptions_); });
+        verb->callback([this] { work_ = [this] { return statusVerb(statusOptions_); }; });
     }
 
     void addFiles()
@@ -161,7 +167,7 @@ since 1970), Seconds, Argument, Exit Status, Signal and Folder.)");
         addWrapper(verb, task_.wrapper);
         addNumber(verb, task_.number);
         addJson(verb, task_.json);
-        verb->callback([this] { status_ = filesVerb(task_); });
+        verb->callback([this] { work_ = [this] { return filesVerb(task_); }; });
     }
 
     void addOutput()
@@ -173,24 +179,63 @@ since 1970), Seconds, Argument, Exit Status, Signal and Folder.)");
         CLI::Option* follow = verb->add_flag("--follow,-f", task_.follow, "Continue until the run has ended");
         verb->add_flag("--json", task_.json, "Write JSON: an array of objects with Number and Line")
             ->excludes(follow);
-        verb->callback([this] { status_ = outputVerb(task_); });
+        verb->callback([this] { work_ = [this] { return outputVerb(task_); }; });
+    }
+
+    // Words of one option in one of two counts.
+    static void addPlaces(CLI::App* verb, std::vector<std::string>& words, std::size_t few, const char* forms)
+    {
+        const std::size_t many = few + 2; // A wrapper and a number in front.
+        verb->add_option("PLACE", words, forms)
+            ->required()
+            ->check([count = std::size_t{0}, many](
+                        const std::string&) mutable { return ++count > many ? "Too many arguments" : ""; });
+        verb->parse_complete_callback([&words, few, many, forms] {
+            if (words.size() != few && words.size() != many)
+                throw CLI::ValidationError("PLACE", std::string("give ") + forms);
+        });
     }
 
     void addVariables()
     {
         CLI::App* verb = add("variables", "Show the variables of a data file",
             R"(Either:  trelkind variables FILE
-or:      trelkind variables WRAPPER NUMBER FILE, with a file name as "trelkind files" shows it.)");
-        verb->add_option("PLACE", variables_.places, "FILE, or WRAPPER NUMBER FILE")
-            ->required()
-            ->check(
-                [count = 0](const std::string&) mutable { return ++count > 3 ? "Too many arguments" : ""; });
-        addJson(verb, variables_.json);
-        verb->callback([this] {
-            if (variables_.places.size() == 2)
-                throw CLI::ValidationError("PLACE", "give FILE, or WRAPPER NUMBER FILE");
-            status_ = variablesVerb(variables_);
-        });
+or:      trelkind variables WRAPPER NUMBER FILE, with a file name as "trelkind files" shows it.
+Shows the name and type of each variable, and how many time values it has, or a single number itself.
+The files may be .svbin, .mat (level 4), .ascii, .svascii and folders .svdata; docs/variables.md tells how
+a program announces variables in them.
+With --follow the file is read again while it grows, and what is new or has changed is shown: until the
+run has ended, or, for a FILE, until an interrupt (Ctrl-C), after which the status is 130.
+With --json each object has Name, Type, Information, Time Values (numbers; "NaN", "Infinity" and
+"-Infinity" are texts) and Structure (a text, or null for a plain type).)");
+        addPlaces(verb, variables_.places, 1, "FILE, or WRAPPER NUMBER FILE");
+        CLI::Option* follow =
+            verb->add_flag("--follow,-f", variables_.follow, "Continue while the file grows");
+        verb->add_flag("--json", variables_.json, "Write JSON: an array of objects")->excludes(follow);
+        verb->callback([this] { work_ = [this] { return variablesVerb(variables_); }; });
+    }
+
+    void addValue()
+    {
+        CLI::App* verb = add("value", "Show a value of a variable of a data file",
+            R"(Either:  trelkind value FILE NAME
+or:      trelkind value WRAPPER NUMBER FILE NAME
+Shows the last value of the variable, or that of a time or a step: its description, and as many of its
+numbers as fit on the screen. Without an option a series is shown as a whole, by its times.
+--csv writes a line for each row; layers of an array are separated by an empty line.
+--json writes an object with Name, Type, Time, Description and Value. Value is a number; a text; an array
+for lists; m, n, o and values (column by column) for arrays, points, ranges, regions, shifts and
+transforms; an object from column name to array for tables; an object from entry name to Type and
+Description for groups; times for series; null where there is no value.
+Numbers of --csv and --json read back to the same bits; NaN, Infinity and -Infinity are words.
+The status is 1 when the file has no variable of the name. Example:
+  trelkind value Sweep.vtask 3 results.svbin velocity --time 0.5 --csv > velocity.csv)");
+        addPlaces(verb, value_.places, 2, "FILE NAME, or WRAPPER NUMBER FILE NAME");
+        CLI::Option* time = verb->add_option("--time", value_.time, "The value that has begun at this time");
+        verb->add_option("--step", value_.step, "The value of this step, from 0")->excludes(time);
+        CLI::Option* json = verb->add_flag("--json", value_.json, "Write a JSON object");
+        verb->add_flag("--csv", value_.csv, "Write rows of comma-separated values")->excludes(json);
+        verb->callback([this] { work_ = [this] { return valueVerb(value_); }; });
     }
 
     void addClear()
@@ -206,7 +251,7 @@ Asks before it removes the results of a task that is done.)");
         verb->callback([this] {
             if (!clear_.aborted && clear_.tasks.empty())
                 throw CLI::ValidationError("clear", "name the tasks: --aborted, or their numbers");
-            status_ = clearVerb(clear_);
+            work_ = [this] { return clearVerb(clear_); };
         });
     }
 
@@ -216,17 +261,18 @@ Asks before it removes the results of a task that is done.)");
             R"(Writes the folder Project into the wrapper: the sources of the project that Info.plist names,
 make files for them, and the scripts compile and submit.)");
         addWrapper(verb, prepare_.wrapper);
-        verb->callback([this] { status_ = prepareVerb(prepare_); });
+        verb->callback([this] { work_ = [this] { return prepareVerb(prepare_); }; });
     }
 
     CLI::App app_{kDescription, "trelkind"};
-    int status_ = EXIT_SUCCESS;
+    std::function<int()> work_; // Set by the verb.
     NewWrapper new_;
     RunOptions run_;
     StatusOptions statusOptions_;
     PrepareOptions prepare_;
     TaskOptions task_;
     VariablesOptions variables_;
+    ValueOptions value_;
     ClearOptions clear_;
 };
 
@@ -254,6 +300,9 @@ int main(int argc, char** argv)
     std::signal(SIGCHLD, SIG_DFL); // An inherited SIG_IGN would lose the exits of runs.
     std::signal(SIGXFSZ, SIG_IGN); // Exceeding the limit of a file's size becomes an error of write().
     platform::MainLoop::main();
+    CommandLine commandLine;
+    if (const auto status = commandLine.parse(argc, argv))
+        return *status;
     const Program program;
-    return CommandLine().run(argc, argv);
+    return commandLine.work();
 }

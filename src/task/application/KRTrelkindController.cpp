@@ -238,6 +238,12 @@ void KRTrelkindController::changeInTask(SVSingleTask& task)
         reloadFileTables();
 }
 
+void KRTrelkindController::changeInContentOf(SVSingleTask& task)
+{
+    if (views_ && selectedTask().get() == &task)
+        views_->dataFileContent.reloadData();
+}
+
 void KRTrelkindController::reloadTaskList()
 {
     if (views_)

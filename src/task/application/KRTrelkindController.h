@@ -55,6 +55,7 @@ public:
     std::shared_ptr<platform::FolderLock> lockForRunning() override;
     bool isRunningHere() const override { return !lockForRunning_.expired(); }
     void changeInTask(SVSingleTask& task) override;
+    void changeInContentOf(SVSingleTask& task) override;
     void reloadTaskList() override;
     void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
     void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) override;
@@ -127,12 +128,13 @@ private:
     std::shared_ptr<SVSingleTask> taskForRow(int row) const;
     std::shared_ptr<SVSingleTask> selectedTask() const;
     std::optional<std::string> selectedFile() const;
-    const SVFileContent* selectedContent() const;
+    std::shared_ptr<SVFileContent> selectedContent() const; // Null for what is no data file.
     toolkit::CellValue taskCell(std::string_view column, int row) const;
     toolkit::CellValue fileCell(std::string_view column, int row) const;
     toolkit::CellValue dataFileCell(std::string_view column, int row) const;
     void showOutputOfSelection();
     void reloadFileTables();
+    void followSelectedContent();
 
     std::unique_ptr<TrelkindWindow> views_;
     TaskWrapper wrapper_;
@@ -149,6 +151,7 @@ private:
     // Reserved for a scheduler that assigns tasks to machines.
     SVTaskMachine* localMachine_ = nullptr;
     std::unique_ptr<platform::Timer> standardOutTimer_;
+    std::unique_ptr<platform::Timer> contentTimer_; // While a data file is selected.
     std::vector<std::shared_ptr<SVSingleTask>> pendingJobs_;
     bool writeUpChanged_ = false;
     bool writeUpIsUnreadable_ = false; // Notes that can't be read must not be overwritten.

@@ -6,6 +6,12 @@
 
 #include <fmt/format.h>
 
+namespace {
+
+constexpr double kSecondsBetweenUpdates = 1;
+
+} // namespace
+
 std::shared_ptr<SVSingleTask> KRTrelkindController::taskForRow(int row) const
 {
     const auto index = static_cast<std::size_t>(row);
@@ -28,10 +34,29 @@ std::optional<std::string> KRTrelkindController::selectedFile() const
     return row >= 0 && index < names.size() ? std::optional(names[index]) : std::nullopt;
 }
 
-const SVFileContent* KRTrelkindController::selectedContent() const
+std::shared_ptr<SVFileContent> KRTrelkindController::selectedContent() const
 {
     const auto file = selectedFile();
-    return file ? &selectedTask()->contentForFile(*file) : nullptr;
+    return file ? selectedTask()->contentForFile(*file) : nullptr;
+}
+
+// Readings of files that are no longer selected are dropped. The selected file is updated as long as its task
+// runs; whether it does is asked each time.
+void KRTrelkindController::followSelectedContent()
+{
+    const auto file = selectedFile();
+    const auto selected = selectedTask();
+    for (const auto& task : taskInformation_)
+        task->dropReadingsExceptOf(task == selected ? file : std::nullopt);
+    contentTimer_.reset();
+    if (!file || !SVFileContent::isDataFile(*file))
+        return;
+    contentTimer_ = platform::Timer::schedule(kSecondsBetweenUpdates, platform::Timer::Repeats::Yes, [this] {
+        const auto task = selectedTask();
+        const auto content = task && task->isUnderWay() ? selectedContent() : nullptr;
+        if (content)
+            content->update();
+    });
 }
 
 std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForRow(int row) const
@@ -56,8 +81,8 @@ int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
         return task ? static_cast<int>(task->fileList().size()) : 0;
     }
     if (&table == &views_->dataFileContent) {
-        const SVFileContent* content = selectedContent();
-        return content && content->names ? static_cast<int>(content->names->size()) : 0;
+        const auto content = selectedContent();
+        return content ? static_cast<int>(content->count()) : 0;
     }
     return 0;
 }
@@ -123,7 +148,7 @@ toolkit::CellValue KRTrelkindController::fileCell(std::string_view column, int r
 
 toolkit::CellValue KRTrelkindController::dataFileCell(std::string_view column, int row) const
 {
-    const SVFileContent* content = selectedContent();
+    const auto content = selectedContent();
     return content && row >= 0 ? content->cell(column, static_cast<std::size_t>(row)) : std::string();
 }
 
@@ -166,7 +191,9 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
     if (&table == &views_->taskList) {
         showOutputOfSelection();
         reloadFileTables();
+        followSelectedContent();
     } else if (&table == &views_->fileTable) {
+        followSelectedContent();
         const auto file = selectedFile();
         const bool isDataFile = file && SVFileContent::isDataFile(*file);
         views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");

@@ -1,38 +1,38 @@
 #pragma once
 
-#include "platform/plist/Value.h"
 #include "toolkit/Table.h"
 
+#include <cstddef>
 #include <functional>
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-// The content of a data file in a run folder, as the tables show it. An empty entry marks a file that is no
-// data file, so that it is examined only once.
-struct SVFileContent {
-    // Dictionary from a variable's name to its description, a dictionary with "Type" and "TimeValues".
-    platform::Value content;
-    // The names of the variables, sorted without regard to case; nothing when the file was not scanned.
-    std::optional<std::vector<std::string>> names;
-    // Reads a single number of the file. Null when the file could not be opened.
-    std::function<std::optional<double>(const std::string& name)> readNumber;
+// The variables of one data file, as tables show them. The file is read on a worker, so that there are no
+// rows at first. Main thread. Destroying the object drops a reading that hasn't ended.
+class SVFileContent {
+public:
+    virtual ~SVFileContent() = default;
 
-    // A cell of the table of variables. The column "Type" shows the type, "Information" the number of time
-    // values or a single number itself, and any other column the name. Empty beyond the last name.
-    std::string cell(std::string_view column, std::size_t row) const;
+    virtual bool isBeingRead() const = 0; // Anew, or for what is new.
+    virtual std::size_t count() const = 0;
+    // The column "Type" shows the type, "Information" the number of time values or a single number itself,
+    // and any other column the name. Rows are sorted without regard to case. Empty beyond the last row.
+    virtual std::string cell(std::string_view column, std::size_t row) const = 0;
+    // Looks for what has been appended to the file since, and reads a file anew that was replaced. During a
+    // reading it is done afterwards.
+    virtual void update() = 0;
 
-    // The columns of that table.
+    // The columns of a table of variables.
     static std::vector<toolkit::Column> columns();
-
     // Whether a name has the extension of a data file, in upper or lower case.
     static bool isDataFile(const std::string& name);
-    // Scans the file at a path; without names when its extension is not that of a data file.
-    static SVFileContent ofFile(const std::string& path);
 
-    // Scans a data file. The layer of the variables sets it at start-up; until then data files show no
-    // variables.
-    using Scanner = std::function<SVFileContent(const std::string& path)>;
+    using Changed = std::function<void()>;
+    // Starts reading the data file at a path; null where there is no file. `changed` is called on the main
+    // thread whenever the rows have changed, never from inside the call. apps/composition sets it at
+    // start-up; without it data files show no variables.
+    using Scanner = std::function<std::shared_ptr<SVFileContent>(const std::string& path, Changed changed)>;
     static Scanner& scanner();
 };

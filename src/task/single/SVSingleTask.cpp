@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <string_view>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -127,7 +128,9 @@ void SVSingleTask::updateBasedOnContent()
     exitStatus_ = taskHasFinished_ ? RunExit::ofRun(folderName_) : std::nullopt;
     cachedFileInformation_.clear();
     cachedFileList_.reset();
-    contentCache_.clear();
+    std::erase_if(contentCache_, [this](const auto& entry) { return !files::exists(pathOf(entry.first)); });
+    for (auto& [name, cached] : contentCache_)
+        cached.isStale = true;
     if (SVTaskController* project = insideProject_)
         project->changeInTask(*this);
     sendChangeNotification();
@@ -152,15 +155,29 @@ std::optional<platform::FileAttributes> SVSingleTask::informationForFile(const s
     return read;
 }
 
-const SVFileContent& SVSingleTask::contentForFile(const std::string& name)
+std::shared_ptr<SVFileContent> SVSingleTask::contentForFile(const std::string& name)
 {
-    if (const auto known = contentCache_.find(name); known != contentCache_.end())
-        return known->second;
-    // Entered before the scan, so that a scan that serves the main loop isn't started again. Entered again
-    // afterwards, because the cache may have been emptied during the scan.
-    contentCache_[name];
-    SVFileContent content = SVFileContent::ofFile(pathOf(name));
-    return contentCache_[name] = std::move(content);
+    if (!SVFileContent::isDataFile(name) || !SVFileContent::scanner())
+        return nullptr;
+    CachedContent& cached = contentCache_[name];
+    const bool isStale = std::exchange(cached.isStale, false);
+    if (!cached.content)
+        cached.content = SVFileContent::scanner()(pathOf(name), [weak = weak_from_this()] {
+            const auto task = weak.lock();
+            if (task && task->insideProject_)
+                task->insideProject_->changeInContentOf(*task);
+        });
+    else if (isStale)
+        cached.content->update();
+    return cached.content;
+}
+
+void SVSingleTask::dropReadingsExceptOf(const std::optional<std::string>& name)
+{
+    std::erase_if(contentCache_, [&name](const auto& entry) {
+        const auto& content = entry.second.content;
+        return entry.first != name && (!content || content->isBeingRead());
+    });
 }
 
 void SVSingleTask::removeAllButInputs(const std::vector<std::string>& entries) const

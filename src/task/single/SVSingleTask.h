@@ -2,6 +2,7 @@
 
 #include "platform/files/FileManager.h"
 #include "platform/loop/MainLoop.h"
+#include "platform/plist/Value.h"
 #include "platform/process/Process.h"
 #include "task/runs/RunTimes.h"
 #include "task/runs/SVLocalTask.h"
@@ -39,6 +40,8 @@ public:
     bool taskHasStarted() const { return taskHasStarted_; }
     bool taskHasFinished() const { return taskHasFinished_; }
     bool taskIsFinished() const { return taskHasFinished_; }
+    // By the markers: started, and neither finished nor aborted.
+    bool isUnderWay() const { return taskHasStarted_ && !taskHasFinished_ && !taskWasAborted_; }
     bool taskWasAborted() const { return taskWasAborted_; }
     double taskFraction() const { return taskFraction_; } // 0 to 100.
     const RunTimes& times() const { return times_; }
@@ -71,7 +74,11 @@ public:
     // Files of the run. The results are cached until the state on disk changes.
     const std::vector<std::string>& fileList();
     std::optional<platform::FileAttributes> informationForFile(const std::string& name);
-    const SVFileContent& contentForFile(const std::string& name);
+    // The variables of a data file. Once read, a file is only updated after a change of the state on disk.
+    // Null for what is no data file.
+    std::shared_ptr<SVFileContent> contentForFile(const std::string& name);
+    // Drops the readings that haven't ended, but for one file.
+    void dropReadingsExceptOf(const std::optional<std::string>& name);
     void updateBasedOnContent();
     // Removes everything but the inputs, including the markers.
     void clearData();
@@ -140,7 +147,11 @@ private:
     std::optional<std::string> argumentFlag_;
     std::optional<std::vector<std::string>> cachedFileList_;
     std::map<std::string, platform::FileAttributes> cachedFileInformation_;
-    std::map<std::string, SVFileContent> contentCache_;
+    struct CachedContent {
+        std::shared_ptr<SVFileContent> content;
+        bool isStale = false; // The state on disk has changed since.
+    };
+    std::map<std::string, CachedContent> contentCache_;
     bool taskHasStarted_ = false;
     bool taskHasFinished_ = false;
     bool taskWasAborted_ = false;

@@ -47,6 +47,8 @@ public:
     virtual bool isRunningHere() const = 0;
 
     virtual void changeInTask(SVSingleTask& task) = 0;
+    // The variables of a data file of the task have changed.
+    virtual void changeInContentOf(SVSingleTask& task) = 0;
     virtual void reloadTaskList() = 0;
     virtual void startedComputingTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;
     virtual void finishedTask(SVSingleTask& task, SVTaskMachine* withEngine) = 0;

@@ -1,5 +1,9 @@
 // The program as its user meets it: texts, tables and exit statuses of real processes.
 
+#include "arrays/sv/SVCharArray.h"
+#include "arrays/sv/SVDoubleArray.h"
+#include "arrays/sv/SVIntArray.h"
+#include "datafile/SVDataFile.h"
 #include "platform/ProcessInfo.h"
 #include "task/WrapperOnDisk.h"
 
@@ -8,8 +12,10 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <limits>
 #include <sys/wait.h>
 #include <tuple>
 
@@ -49,14 +55,14 @@ bool holds(const std::string& text, const std::string& parts)
 
 class CommandLine : public testing::Test {
 protected:
-    // Runs a line of bash. In it T is the program (P its path), L the listener of the examples and W the
-    // wrapper; "upto" waits until a command succeeds.
+    // Runs a line of bash. In it T is the program (P its path), L the listener of the examples, V a writer of
+    // variables and W the wrapper; "upto" waits until a command succeeds.
     Result shell(const std::string& line)
     {
         const std::string folder = wrapper.folder().path();
         const std::string begin =
-            fmt::format("cd '{}'; W='{}' P='{}' L='{}'\nexport TRELKIND_PLACES=$PWD/places\n", folder,
-                wrapper.path(), TRELKIND, LISTENER);
+            fmt::format("cd '{}'; W='{}' P='{}' L='{}' V='{}'\nexport TRELKIND_PLACES=$PWD/places\n", folder,
+                wrapper.path(), TRELKIND, LISTENER, VARIABLE_WRITER);
         EXPECT_TRUE(files::writeFile(folder + "/line",
             begin + "export LC_ALL=C.UTF-8\nT() { \"$P\" \"$@\"; }\n"
                 + "upto() { while ! \"$@\"; do sleep 0.05; done; }\n" + line));
@@ -269,6 +275,13 @@ TEST_F(CommandLine, WrongUsePrintsASentenceAndReturnsTwo)
         {R"(T variables "$W" 1x x)", "\"1x\" is not the number of a task."},
         {R"(T variables "$W" 1)", "FILE"},
         {"T variables a b c d", "Too many arguments"},
+        {"T variables -f --json x", "excludes"},
+        {"T value x", "give FILE NAME, or WRAPPER NUMBER FILE NAME"},
+        {"T value a b c", "give FILE NAME"},
+        {"T value none.svbin x; s=$?; test ! -e none.svbin && exit $s", "none.svbin does not exist."},
+        {"T value --step 1 --time 1 a b", "excludes"},
+        {"T value --json --csv a b", "excludes"},
+        {"T value --time soon a b", "--time"},
         {"T variables /nonexistent", "trelkind: /nonexistent does not exist."},
         {"T variables /", "is a folder, not a data file"},
         {R"(T clear "$W" 1-x)", "neither the number of a task nor a range"},
@@ -284,8 +297,8 @@ TEST_F(CommandLine, WrongUsePrintsASentenceAndReturnsTwo)
     };
     for (const auto& [line, sentence] : cases)
         expect({{line, 2, "", sentence}});
-    for (const char* call :
-        {"run {}", "prepare {}", "files {} 1", "output {} 1", "clear {} 1", "variables {} 1 x"})
+    for (const char* call : {"run {}", "prepare {}", "files {} 1", "output {} 1", "clear {} 1",
+             "variables {} 1 x", "value {} 1 x y"})
         expect({{"T " + fmt::format(fmt::runtime(call), "none.vtask"), 2, "", "none.vtask does not exist."}});
     EXPECT_TRUE(wrapper.has("0/input"));
     for (const char* line : {"T --help", "T run --help", "T clear --help"})
@@ -302,13 +315,175 @@ TEST_F(CommandLine, WorksInAPlainLocaleAndWithoutMd5)
             0, "0 of 1 done"}});
 }
 
-TEST_F(CommandLine, ReportsThatVariablesCanNotBeShownYet)
+// A file with a variable of each kind.
+void writeVariables(const std::string& path)
+{
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    const auto announce = [&file](const std::string& name, const std::string& type) {
+        file.Save(type.c_str(), ("Seq_" + name).c_str());
+    };
+    const auto numbers = [](long m, long n, long o, auto number) {
+        SVMutableDoubleArray array(m, n, o);
+        for (long i = 0; i < m * n * o; ++i)
+            array(i % m, i / m % n, i / m / n) = number(i);
+        return array;
+    };
+    announce("energy", "Real Number");
+    for (int k = 0; k < 4; ++k) {
+        file.Save(0.1 * k, fmt::format("energy_{}_time", k).c_str());
+        file.Save(1.0 / (3 + k), fmt::format("energy_{}", k).c_str());
+    }
+    announce("Big", "Real Number");
+    file.Save(-std::numeric_limits<double>::infinity(), "Big");
+    announce("title", "String");
+    file.Save("a \"b\"", "title");
+    announce("grid", "Array");
+    file.Save(numbers(2, 3, 2, [](long i) { return i == 0 ? std::nan("") : 0.1 * static_cast<double>(i); }),
+        "grid");
+    announce("range", "Range");
+    file.Save(numbers(2, 1, 1, [](long i) { return i == 0 ? std::nan("") : 2; }), "range");
+    announce("long", "NumberList");
+    file.Save(numbers(1000, 1, 1, [](long i) { return static_cast<double>(i); }), "long");
+    announce("path", "Path2D");
+    file.Save(1.0, "path");
+    announce("bad", "Nonsense");
+    announce("none", "Array");
+    announce("group", "Group");
+    file.Save("Group", "SeqInfo_group");
+    file.Save(1.0, "SeqInfo_group_N");
+    file.Save("x", "SeqInfo_group_1N");
+    file.Save("Real Number", "SeqInfo_group_1T");
+    file.Save(2.5, "group_x");
+    file.Save(SVDoubleArray(), "group");
+    announce("series", "Series");
+    file.Save("Series", "SeqInfo_series");
+    file.Save("Real Number", "SeqInfo_series_type");
+    file.Save(
+        numbers(2, 1, 1, [](long i) { return 0.5 * static_cast<double>(i); }), "SeqInfo_series_TimeValues");
+    file.Save(7.0, "series_0");
+    file.Save(8.0, "series_1");
+    announce("table", "Table");
+    file.Save(2.0, "table");
+    for (const auto& [place, text] :
+        {std::pair("table_0N", "x,y"), {"table_0V_T", "Number"}, {"table_1N", "who"}, {"table_1V_T", "UTF8"}})
+        file.Save(text, place);
+    file.Save(numbers(2, 1, 1, [](long i) { return 0.5 * static_cast<double>(i); }), "table_0V");
+    SVMutableCharArray block(6);
+    std::copy_n("a\0b,c", 6, block.Pointer());
+    file.Save(block, "table_1V");
+    SVMutableIntArray starts(2);
+    starts(0) = 0;
+    starts(1) = 2;
+    file.Save(starts, "table_1V_offs");
+}
+
+TEST_F(CommandLine, ShowsTheVariablesOfADataFile)
 {
     wrapper.tasks({"a"});
-    wrapper.write("0/r.svbin");
+    writeVariables(wrapper / "0/r.svbin");
+    const std::string illegal = "trelkind: Illegal variable type \"Nonsense\"\n";
     for (const std::string place : {R"(T variables "$W" 1 r.svbin)", R"(T variables "$W/0/r.svbin")"})
-        expect({{place + " --json", 1, "[]\n", "svdata list"},
-            {place, 1, "Name  Type  Information\n", "svdata list"}});
+        expect({{place, 0,
+            "Name    Type         Information\nBig     Real Number  -inf\nenergy  Real Number  4 time "
+            "values\n"
+            "grid    Array        1 time value\n...none    Array        Empty\n",
+            illegal}});
+    const json all = shell(R"(T variables --json "$W/0/r.svbin")").parsed();
+    ASSERT_EQ(all.size(), 11U);
+    EXPECT_EQ(all[1],
+        (json{{"Name", "energy"}, {"Type", "Real Number"}, {"Information", "4 time values"},
+            {"Time Values", {0.0, 0.1, 0.2, 0.1 * 3}}, {"Structure", nullptr}}));
+    EXPECT_EQ(all[3]["Structure"], "Group\n    x = Real Number\n");
+
+    wrapper.write("../empty.svbin");
+    SVDataFile plain((wrapper.folder() / "plain.svbin").c_str(), SVFile::NewReadWrite);
+    plain.Save(1.0, "x");
+    plain.Flush();
+    wrapper.write("../junk", std::string(100, '\1'));
+    expect({{"T variables empty.svbin", 0, "empty.svbin is empty.\n"},
+        {"T variables empty.svbin --json", 0, "[]\n"},
+        {"T variables plain.svbin", 0, "plain.svbin announces no variables. \"svdata list"},
+        {"T variables junk", 1, "", "has an invalid format...junk can not be read as a data file."},
+        {"printf Sorvanta > torn.svbin; T variables torn.svbin --json", 1, "[]\n", "has incorrect format"},
+        {"mkfifo pipe.svbin; T value pipe.svbin x", 1, "", "pipe.svbin can not be opened for reading.\n"},
+        {"T value plain.svbin x", 1, "", "announces no variables"},
+        {R"(T variables "$W/0/r.svbin" > /dev/full)", 1, "", "can not be written"},
+        {R"(T value "$W/0/r.svbin" long --csv > /dev/full)", 1, "", "can not be written"}});
+}
+
+TEST_F(CommandLine, ShowsOneValueInEachForm)
+{
+    wrapper.tasks({"a"});
+    writeVariables(wrapper / "0/r.svbin");
+    const auto value = [this](const std::string& what) { return shell(R"(T value "$W" 1 r.svbin )" + what); };
+    const json nan = "NaN";
+    const struct {
+        std::string what;
+        std::string text, csv;
+        json type, time, description, content;
+    } cases[] = {
+        {"energy", "0.3 (step 3 of 0-3)\nDescription  0.16666666666666...", "0.16666666666666666\n",
+            "Real Number", 0.1 * 3, nullptr, 1.0 / 6},
+        {"energy --time 0.19999999", "0.2 (step 2 of 0-3)", "0.2\n", "Real Number", 0.2, "0.2", 0.2},
+        {"energy --step 0", "0 (step 0 of 0-3)", "0.3333333333333333\n", "Real Number", 0.0, nullptr,
+            1.0 / 3},
+        {"energy --step 4", "No such value\n", "", "Real Number", nullptr, "No such value", nullptr},
+        {"energy --time -1", "No such value\n", "", "Real Number", nullptr, "No such value", nullptr},
+        {"Big", "-inf", "-Infinity\n", "Real Number", 0.0, "-inf", "-Infinity"},
+        {"title", "\n\na \"b\"\n", "\"a \"\"b\"\"\"\n", "String", 0.0, "a \"b\"", "a \"b\""},
+        {"grid", "2 x 3 x 2\n\nNaN  0.2  0.4\n0.1  0.3  0.5\n\n0.6  0.8    1\n",
+            "NaN,0.2,0.4\n0.1,0.30000000000000004,0.5\n\n0.6000000000000001,0.8,1\n"
+            "0.7000000000000001,0.9,1.1\n",
+            "Array", 0.0, "2 x 3 x 2",
+            json{{"m", 2}, {"n", 3}, {"o", 2},
+                {"values", {nan, 0.1, 0.2, 0.1 * 3, 0.4, 0.5, 0.1 * 6, 0.1 * 7, 0.8, 0.9, 1.0, 1.1}}}},
+        {"range", "Empty\n\nNaN\n  2\n", "NaN\n2\n", "Range", 0.0, "Empty",
+            json{{"m", 2}, {"n", 1}, {"o", 1}, {"values", {nan, 2.0}}}},
+        {"path", "Values of the type Path2D can not be shown\n", "", "Path2D", 0.0, nullptr, nullptr},
+        {"none", "Description  Empty\n", "", "Array", nullptr, "Empty", nullptr},
+        {"group", "Name  Type         Description\nx     Real Number  2.5\n",
+            "Name,Type,Description\nx,Real Number,2.5\n", "Group", 0.0, "1 entry",
+            json{{"x", {{"Type", "Real Number"}, {"Description", "2.5"}}}}},
+        {"series", "2 entries\n\n  0\n0.5\n", "0\n0.5\n", "Series", nullptr, "2 entries",
+            json{{"times", {0.0, 0.5}}}},
+        {"series --time 0.7", "0.5 (step 1 of 0-1)\nDescription  8\n", "8\n", "Real Number", 0.5, "8", 8.0},
+        {"table", "x,y  who\n  0  a\n0.5  b,c\n", "\"x,y\",who\n0,a\n0.5,\"b,c\"\n", "Table", 0.0,
+            "2 columns, 2 rows", json{{"x,y", {0.0, 0.5}}, {"who", {"a", "b,c"}}}},
+    };
+    for (const auto& [what, text, csv, type, time, description, content] : cases) {
+        SCOPED_TRACE(what);
+        expect({{R"(T value "$W/0/r.svbin" )" + what, 0, text, "Nonsense"}});
+        EXPECT_EQ(value(what + " --csv").out, csv);
+        json found = value(what + " --json").parsed();
+        if (description.is_null())
+            found["Description"] = nullptr;
+        EXPECT_EQ(found,
+            (json{{"Name", what.substr(0, what.find(' '))}, {"Type", type}, {"Time", time},
+                {"Description", description}, {"Value", content}}));
+    }
+    expect({{R"(T value "$W" 1 r.svbin long)", 0, "\n15\n(16 of 1000 rows; --csv writes all.)\n", "Nonsense"},
+        {R"(T value "$W" 1 r.svbin long --csv | wc -l)", 0, "1000\n", "Nonsense"},
+        {R"(T value "$W" 1 r.svbin Energy)", 1, "", "r.svbin has no variable \"Energy\"."}});
+}
+
+// A real program writes a step for each line that it is sent, while the verb follows.
+TEST_F(CommandLine, FollowsTheVariablesOfAGrowingFile)
+{
+    wrapper.tasks({"a"});
+    const std::string begin = R"(set -m; F="$W/0/r.svbin"; rm -f shown steps; mkfifo steps
+        "$V" "$F" < steps & exec 4> steps; echo >&4; upto grep -qs v_0 "$F"
+        follow() { "$P" variables --follow "$@" > shown 4>&- & follower=$!; upto grep -qs 'Real Number  0$' shown; }
+        )";
+    expect({{begin + R"(touch "$W/0/VTask_runStarted"; follow "$W" 1 r.svbin
+                echo >&4; echo >&4; upto grep -q '3 time' shown
+                echo >&4; exec 4>&-; wait %1; touch "$W/0/VTask_runCompleted"; wait $follower; s=$?
+                cat shown; exit $s)",
+                0, "Name  Type         Information\nv     Real Number  0\n...4 time values\n"},
+        {begin + R"(follow "$F"; exec 4>&-; kill -INT $follower; wait $follower)", 130},
+        // A file that was replaced is read anew.
+        {begin + R"(follow "$F"; rm "$F"; exec 4>&-; seq 7 | "$V" "$F"; upto grep -q '7 time' shown
+                kill -INT $follower; wait $follower)",
+            130}});
 }
 
 TEST_F(CommandLine, ARunningTaskIsNotCleared)
