@@ -10,7 +10,9 @@
 #include "task/single/SVFileContent.h"
 #include "task/wrapper/UploadPreparation.h"
 #include "temporary/KRContainerFileName.h"
+#include "toolkit/Workspace.h"
 #include "variables/composites/ValueTypes.h"
+#include "variables/files/KRVariableFile.h"
 #include "variables/structures/KRVariableModulesPref.h"
 
 #include <tuple>
@@ -29,6 +31,10 @@ Program::Program()
     variables::addValueTypes();
     std::ignore = KRVariableModulesPref::shared(); // A broken resource is reported at the start.
     SVFileContent::scanner() = DataFileContent::open;
+    KRVariableFile::setWarningSound([] {
+        if (const auto& sound = toolkit::Workspace::shared().soundAlert)
+            sound();
+    });
 }
 
 Program::~Program()

@@ -5,8 +5,6 @@
 #include "apps/console/TaskTable.h"
 #include "apps/console/Terminal.h"
 #include "apps/console/Verbs.h"
-#include "platform/files/FileManager.h"
-#include "platform/files/Paths.h"
 #include "task/engine/BatchCount.h"
 #include "task/engine/RunChecks.h"
 #include "task/single/TaskState.h"
