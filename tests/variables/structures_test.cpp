@@ -115,6 +115,7 @@ public:
     explicit Endless(std::string word) : word_(std::move(word)) { }
     bool contains(const std::optional<std::string>&) override { return true; }
     bool isAString(const std::string&) override { return true; }
+    std::optional<Size> getSizeOfVariable(const std::string&) override { return Size{1, 5, 1}; }
     std::optional<std::string> readRawString(const std::string&) override { return word_; }
     std::optional<StorageNumber> readNumber(const std::string&) override { return StorageNumber(1.0); }
     const std::string word_;

@@ -87,18 +87,18 @@ std::string IndexedTextFile::bytesBehind(LineIndex::Place place)
     LineScanner scanner;
     std::vector<LineEnd> ends;
     std::int64_t at = place.start;
-    std::int64_t start = place.start;
     std::int64_t skip = place.skip;
     while (at < index_.size()) {
         const std::string block = bytesAt(at, std::min(kBlockSize, index_.size() - at));
         if (block.empty())
             break;
         ends.clear();
-        if (scanner.scan(block, ends) && skip == 0)
-            start = at + 1;
+        scanner.scan(block, ends);
         if (static_cast<std::int64_t>(ends.size()) >= skip) {
-            if (skip > 0)
-                start = at + ends[static_cast<std::size_t>(skip - 1)].next;
+            std::int64_t start = at + ends[static_cast<std::size_t>(skip - 1)].next;
+            const bool isHalf = block.back() == '\r' && start == at + static_cast<std::int64_t>(block.size());
+            if (isHalf && bytesAt(start, 1) == "\n")
+                ++start;
             return bytesAt(start, std::min(kLongestLine, index_.size() - start));
         }
         skip -= static_cast<std::int64_t>(ends.size());

@@ -16,11 +16,15 @@ std::size_t endOfLine(std::string_view text, std::size_t from)
         return found ? static_cast<std::size_t>(static_cast<const char*>(found) - in.data())
                      : std::string_view::npos;
     };
-    const std::string_view rest = text.substr(from);
-    const std::size_t feed = find(rest, '\n');
-    const std::size_t carriage = find(rest.substr(0, feed), '\r');
-    const std::size_t first = std::min(feed, carriage);
-    return first == std::string_view::npos ? first : from + first;
+    constexpr std::size_t kWindow = 1024; // A far line end of one kind must not cost a search for each line.
+    for (std::size_t at = from; at < text.size(); at += kWindow) {
+        const std::string_view part = text.substr(at, kWindow);
+        const std::size_t feed = find(part, '\n');
+        const std::size_t carriage = find(part.substr(0, feed), '\r');
+        if (const std::size_t first = std::min(feed, carriage); first != std::string_view::npos)
+            return at + first;
+    }
+    return std::string_view::npos;
 }
 
 } // namespace

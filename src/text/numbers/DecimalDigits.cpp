@@ -89,7 +89,9 @@ double Rounded::value() const
 {
     const std::string text = std::to_string(digits) + "e" + std::to_string(exponent);
     double number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (read.ec == std::errc::result_out_of_range)
+        return exponent > 0 ? std::numeric_limits<double>::infinity() : 0;
     return number;
 }
 

@@ -211,7 +211,13 @@ void KRUTF8String::appendUTF8ForCSV(const char* bytes, std::int64_t length)
 {
     if (!bytes)
         return;
-    const std::string_view text(bytes, countOf(length));
+    std::string_view text(bytes, countOf(length));
+    std::string own; // Growing moves the string's own bytes.
+    const std::less_equal<const char*> isBefore;
+    if (pointer_ && isBefore(pointer_.get(), bytes) && isBefore(bytes, pointer_.get() + lengthOfPointer_)) {
+        own = text;
+        text = own;
+    }
     if (!needsQuotes(text)) {
         roomForMore(2 * text.size());
         appendString(text);

@@ -72,7 +72,9 @@ KRDataFile_StorageNative::Numbers KRDataFile_StorageNative::valueRangeFor(const 
     const std::string entry = variables::names::valueRange(name);
     if (!underlyingFile_ || !underlyingFile_->contains(entry))
         return {};
-    const auto range = underlyingFile_->readDoubleArray(entry);
+    const auto size = underlyingFile_->getSizeOfVariable(entry);
+    const bool fits = size && static_cast<double>(size->m) * size->n * size->o == 2;
+    const auto range = fits ? underlyingFile_->readDoubleArray(entry) : nullptr;
     if (!range || range->length() != 2) {
         KRMessageCenter::addMessage(
             fmt::format("Format error in \"{}\", the variable \"{}\" needs to have 2 numbers (min,max)",

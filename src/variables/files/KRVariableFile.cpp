@@ -1,6 +1,7 @@
 #include "variables/files/KRVariableFile.h"
 
 #include "diagnostics/KRMessageCenter.h"
+#include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "temporary/KRContainerFileName.h"
 #include "variables/scan/ScanProgress.h"
@@ -159,7 +160,10 @@ KRVariableFile::JobPointer KRVariableFile::openTheFile(JobPointer job)
 {
     const std::string name = platform::paths::lastComponent(job->path);
     const Progress progress = progressFor(job->progress, "Opening the file " + name);
-    const auto file = KRDataFile::openFileContainer(containerOf(job->path), KRProgressCPP(progress));
+    // Showing a file must not make one.
+    const auto file = platform::files::exists(job->path)
+        ? KRDataFile::openFileContainer(containerOf(job->path), KRProgressCPP(progress))
+        : nullptr;
 
     const std::lock_guard lock(accessLock_); // Who asks for the variables now gets the new ones.
     if (job->generation != generation_)
@@ -232,9 +236,15 @@ void KRVariableFile::tellValidity(bool before) const
         owner->validityChanged();
 }
 
-void KRVariableFile::sendChangeMessage(JobPointer)
+void KRVariableFile::sendChangeMessage(JobPointer job)
 {
     const bool wasValid = isValid();
+    if (!job && currentlyOpeningTheFile_) { // The work failed: nothing of the former file may stay.
+        const std::lock_guard lock(accessLock_);
+        setFileInsideLock(nullptr);
+        dataStorage_ = nullptr;
+        informationForVariables_ = nullptr;
+    }
     currentlyOpeningTheFile_ = false;
     settingTheFile_ = false;
     if (std::exchange(waitingInformation_, nullptr))
@@ -307,7 +317,8 @@ void KRVariableFile::takeInformation(Information information)
 
 void KRVariableFile::changesMightBeAllowed()
 {
-    if (!waitingToSendChangeMessage_ || !changeIsAllowed())
+    // What waits while a file is being opened belongs to the one before.
+    if (currentlyOpeningTheFile_ || settingTheFile_ || !waitingToSendChangeMessage_ || !changeIsAllowed())
         return;
     if (ownerIsReading()) {
         KRMessageCenter::addMessage(nullptr);

@@ -108,6 +108,9 @@ void KRDependencyBase::thisControllerChangedFor(KRDependencyTimeChange change)
 void KRDependencyBase::thisControllerChangedInternal(KRDependencyTimeChange& change, Known& alreadySentFor)
 {
     removeCachedTimeValuesAndValidity();
+    // All of them first: whoever asks while the message spreads gets new answers alone.
+    for (const Pointer& client : allClients())
+        client->removeCachedTimeValuesAndValidity();
     const Pointer self = shared_from_this();
     for (const Pointer& client : clients())
         client->supplierChanged(self, change, alreadySentFor);

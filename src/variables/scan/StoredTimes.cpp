@@ -105,14 +105,17 @@ std::optional<TimeList> StoredTimes::allTimes(const std::string& name, std::int6
     if (!hasFirst && !storage_.contains(names::allTimesOfSeries(name)))
         return std::nullopt;
     const bool firstIsArray = hasFirst && !storage_.isAString(nameOfArray);
-    auto times = firstIsArray ? storage_.readDoubleArray(nameOfArray) : nullptr;
-    if (!times) {
+    if (!firstIsArray)
         nameOfArray = names::allTimesOfSeries(name);
-        times = storage_.readDoubleArray(nameOfArray);
-    }
-    if (!times)
+    // Compared before it is read: the size is the file's own.
+    const auto size = storage_.getSizeOfVariable(nameOfArray);
+    if (!size)
         return std::nullopt;
-    if (times->length() != count) {
+    const bool fits = static_cast<double>(size->m) * size->n * size->o == static_cast<double>(count);
+    const auto times = fits ? storage_.readDoubleArray(nameOfArray) : nullptr;
+    if (fits && !times)
+        return std::nullopt;
+    if (!times || times->length() != count) {
         reports_.report(Fault::TimeArraySize, name,
             fmt::format("The array \"{}\" didn't have the right size.", nameOfArray));
         return std::nullopt;
