@@ -79,6 +79,7 @@ protected:
         const auto series = KRContainerSeries::createWithValues(
             {KRContainerPoint2D::pointX(1, 2), nullptr, KRContainerPoint2D::pointX(5, 6)}, doubles({0, 1, 4}),
             seriesOfPoints());
+        series->setExtraParameters({{"scale", number(9)}});
         const auto inner =
             KRContainerGroup::createWithNames({"path"}, {series->variableStructure()}, {series});
         return KRContainerGroup::createWithNames({"n", "t", "in"},
@@ -98,6 +99,7 @@ protected:
             as<KRContainerSeries>(as<KRContainerGroup>(group.valueForEntry("in"))->valueForEntry("path"));
         ASSERT_TRUE(series);
         EXPECT_EQ(series->description(), "3 entries");
+        EXPECT_EQ(numberIn(series->returnParameter("scale")), 9);
         EXPECT_FALSE(series->valueAt(-1));
         EXPECT_EQ(as<KRContainer>(series->valueAt(0.5))->description(), "(1,2)");
         EXPECT_EQ(as<KRContainer>(series->valueAt(9))->description(), "(5,6)");

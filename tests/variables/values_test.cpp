@@ -246,6 +246,7 @@ TEST_F(Values, AreMappedAndCropped)
     EXPECT_EQ(described(point->cropWith2D(unit)), "(1,1)") << "the border belongs to it";
     EXPECT_EQ(described(KRContainerPoint2D::pointX(1, 1.01)->cropWith2D(unit)), "Empty");
     EXPECT_EQ(described(unit->padBox(0.5)), "[-0.5,1.5]x[-0.5,1.5]");
+    EXPECT_EQ(unit->simplifyAllowingError(1), unit);
     EXPECT_EQ(described(range->unionWithMin(2, 7)), "[1,7]");
     EXPECT_EQ(described(KRContainerRange::createEmpty()->unionWithMin(7, 8)), "[7,8]");
     EXPECT_EQ(described(range->cropWith1D(KRContainerRange::createWithMin(3, 9))), "[3,3]");
@@ -353,6 +354,7 @@ TEST_F(Values, ArraysAreCutAndTurned)
     ASSERT_TRUE(back);
     EXPECT_TRUE(back->isEqualTo(*A));
     EXPECT_EQ(back->checksum(), A->checksum());
+    EXPECT_EQ(back->serialNumber(), A->serialNumber());
     EXPECT_NE(A->checksum(), A->permuteIKJ()->checksum());
     const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, -1}));
     list->setSavingType(ElementType::Float);
