@@ -3,6 +3,7 @@
 #include "arrays/sv/SVErrorMessage.h"
 #include "datafile/SVVariableNames.h"
 #include "datafile/SVVariableTimes.h"
+#include "datafile/SVVariableTypeCodes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,33 +13,9 @@
 
 namespace {
 
-// The types that can be announced by a number. Files hold the numbers and names: neither ever changes.
-constexpr struct {
-    int code;
-    const char* type;
-} kTypeCodes[] = {
-    {1, "Path2D"},
-    {2, "Path3D"},
-    {3, "Surface"},
-    {5, "Mesh2D"},
-    {6, "Mesh3D"},
-    {7, "VectorCollection2D"},
-    {8, "VectorCollection3D"},
-    {10, "Bitmap2D"},
-    {11, "String"},
-    {12, "Point2D"},
-    {13, "Point3D"},
-    {14, "Vector2D"},
-    {15, "Vector3D"},
-    {20, "Vectorfield2D"},
-    {21, "VectorField3D"},
-    {22, "Real Number"},
-    {28, "PointCollection2D"},
-};
-
 int codeOfType(const std::string& type)
 {
-    for (const auto& row : kTypeCodes)
+    for (const auto& row : kSVVariableTypeCodes)
         if (type == row.type)
             return row.code;
     return 0;

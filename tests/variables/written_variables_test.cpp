@@ -412,8 +412,7 @@ TEST_P(WrittenVariables, WhatTheStoreCannotHoldIsNotAnnounced)
                 : Names{"w Array 1 time value [2]", "x Array 1 time value [0]"}));
 }
 
-// The library's table of codes and the application's are two: programs without the application link the
-// first.
+// What is announced by its code is listed under its name.
 TEST_P(WrittenVariables, TheCodesAreThoseThatReadersKnow)
 {
     const auto writing = writer();
