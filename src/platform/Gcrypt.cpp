@@ -144,19 +144,31 @@ void* reallocate(void* block, std::size_t size)
     return moved;
 }
 
+// The library reads the prime of a curve's field at the curve's first use and keeps it in a table without a
+// lock: two threads that use a curve for the first time would race, and one of the numbers would leak.
+void readFieldsOfCurves()
+{
+    for (const char* curve : { "NIST P-256", "NIST P-384", "NIST P-521", "Curve25519", "Ed25519" }) {
+        gcry_ctx_t context = nullptr;
+        if (gcry_mpi_ec_new(&context, nullptr, curve) == 0)
+            gcry_ctx_release(context);
+    }
+}
+
 } // namespace
 
 void setUpGcrypt()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P))
-            return;
-        // Blocks that the library has made by its own means must go back the same way.
-        if (!gcry_control(GCRYCTL_ANY_INITIALIZATION_P))
-            gcry_set_allocation_handler(std::malloc, allocateSecure, isSecure, reallocate, wipeAndFree);
-        gcry_check_version(nullptr);
-        gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
+        if (!gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P)) {
+            // Blocks that the library has made by its own means must go back the same way.
+            if (!gcry_control(GCRYCTL_ANY_INITIALIZATION_P))
+                gcry_set_allocation_handler(std::malloc, allocateSecure, isSecure, reallocate, wipeAndFree);
+            gcry_check_version(nullptr);
+            gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
+        }
+        readFieldsOfCurves();
     });
 }
 
