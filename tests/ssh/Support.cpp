@@ -201,8 +201,9 @@ bool RealServer::start(std::vector<std::string> arguments, const std::string& au
                   "D3Z4XpocKIDlF8JJG8H9PjBwJCZv1Gb.z9QqHs4vEhkPYO/"
                   "9S0:19000:0:99999:7:::\nsshd:!:19000::::::\n");
         const std::vector<std::string> wrapper = {"unshare", "-m", "sh", "-c",
-            "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && shift 3 && exec \"$@\"", "sh",
-            home, account, folder_ / "shadow"};
+            "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && mount --bind /bin/bash /bin/sh "
+            "&& shift 3 && exec \"$@\"",
+            "sh", home, account, folder_ / "shadow"};
         arguments.insert(arguments.begin(), wrapper.begin(), wrapper.end());
     }
     pid_ = spawn(arguments);

@@ -31,8 +31,8 @@ int listenOnLoopback(int& port); // A socket on a free port.
 std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status = nullptr);
 
 // A server program on a free port of the loopback, ended with the object. Where this process may mount, the
-// server sees an account file in which this login's password is kPassword, and a home folder of its own with
-// the authorized keys in it; the machine's own stay as they are.
+// server sees an account file in which this login's password is kPassword, a home folder of its own with the
+// authorized keys in it, and a /bin/sh that takes ">&"; the machine's own stay as they are.
 class RealServer {
 public:
     static constexpr const char* kPassword = "secret";
@@ -43,6 +43,7 @@ public:
     ~RealServer();
     int port() const { return port_; }
     bool ownAccount() const { return ownAccount_; } // Whether password and home are the test's.
+    std::string home() const { return folder_ / "home"; } // The login's, with its own account.
 
 private:
     bool start(std::vector<std::string> arguments, const std::string& authorizedKeys);

@@ -5,8 +5,12 @@
 #include "arrays/legacy/KRArrayReports.h"
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/loop/NotificationCenter.h"
+#include "remote/cluster/SVSetupForLSFController.h"
+#include "remote/cluster/SVTrelkindEngineLSF.h"
+#include "remote/machines/KRTrelkindMachineLSF.h"
 #include "remote/project/XCodeProject.h"
 #include "storage/KRDataFile.h"
+#include "task/application/KRTrelkindController.h"
 #include "task/single/SVFileContent.h"
 #include "task/wrapper/UploadPreparation.h"
 #include "temporary/KRContainerFileName.h"
@@ -16,6 +20,30 @@
 #include "variables/structures/KRVariableModulesPref.h"
 
 #include <tuple>
+
+namespace {
+
+void fillMachines()
+{
+    KRTrelkindMachine::kinds()[KRTrelkindMachine::kClusterKind] = KRTrelkindMachineLSF::createFromNib;
+    KRTrelkindMachineLSF::engineMaker() = [](SVTaskController& controller, const auto& machine,
+                                              const std::string& queue) {
+        return SVTrelkindEngineLSF::initWithTask(controller, machine, queue);
+    };
+    KRTrelkindController::setupMaker() =
+        [](KRTrelkindController& newForTask,
+            const std::any& forMachine) -> std::shared_ptr<SVSetupForLSFController> {
+        const auto* target = std::any_cast<KRTrelkindController::RunTarget>(&forMachine);
+        auto machine = target ? std::dynamic_pointer_cast<KRTrelkindMachineLSF>(target->machine) : nullptr;
+        if (!machine)
+            return nullptr;
+        auto window = SVSetupForLSFController::newForTask(newForTask, std::move(machine));
+        window->start();
+        return window;
+    };
+}
+
+} // namespace
 
 Program::Program()
 {
@@ -27,6 +55,7 @@ Program::Program()
     KRSetArrayReporter([](const std::string& message) { KRMessageCenter::addMessage(message); });
     KRSetArrayTraceReporter(KRMessageCenter::addToLog);
     ProjectToBuild::opener() = [](const std::string& path) { return XCodeProject::createWithFile(path); };
+    fillMachines();
     KRDataFile::keepTrackOfDataFiles();
     variables::addValueTypes();
     std::ignore = KRVariableModulesPref::shared(); // A broken resource is reported at the start.

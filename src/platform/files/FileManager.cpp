@@ -205,6 +205,13 @@ Status writeFileAtomically(
     return temporary.moveTo(target);
 }
 
+Status flush(const std::string& path)
+{
+    const Descriptor file(
+        retryInterrupted([&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK); }));
+    return file && flushToDisk(file.get()) ? Status() : systemError(path);
+}
+
 Status appendToFile(const std::string& path, std::string_view bytes)
 {
     return writeTo(path, bytes, O_APPEND);

@@ -46,6 +46,7 @@ enum class Flush { No, Yes };
 Status writeFileAtomically(const std::string& path, std::string_view bytes, std::uint32_t permissions = 0666,
     Flush flush = Flush::Yes);
 Status appendToFile(const std::string& path, std::string_view bytes);
+Status flush(const std::string& path); // Returns when the file, or a folder's list of names, is on disk.
 
 Status createDirectory(const std::string& path, std::uint32_t permissions = 0777); // One level.
 Status createDirectories(const std::string& path, std::uint32_t permissions = 0777);

@@ -172,6 +172,20 @@ Value XCodeProject::compilerSettings() const
 
 std::map<std::string, std::string> XCodeProject::makefile(const std::string& programName)
 {
+    // The dialect of C++ follows the setting of the C standard, and C files get none of these flags: existing
+    // builds on other machines depend on it.
+    const bool isModern = compilerSettings().textFor("GCC_C_LANGUAGE_STANDARD") == "c11";
+    return makefileWith(programName, isModern ? "-std=c++11 -Os" : "-Os", "$(LDLIBS) -lpthread");
+}
+
+std::map<std::string, std::string> XCodeProject::makefileOfSetUp(const std::string& programName)
+{
+    return makefileWith(programName, "-Os", "$(LDLIBS)");
+}
+
+std::map<std::string, std::string> XCodeProject::makefileWith(
+    const std::string& programName, const char* flags, const char* libraries)
+{
     std::vector<std::string> cppFiles;
     std::vector<std::string> cFiles;
     for (const std::string& name : sourceFilesToCompile()) {
@@ -183,9 +197,6 @@ std::map<std::string, std::string> XCodeProject::makefile(const std::string& pro
         else
             KRMessageCenter::addMessage("unexpected ending");
     }
-    // The dialect of C++ follows the setting of the C standard, and C files get none of these flags: existing
-    // builds on other machines depend on it.
-    const bool isModern = compilerSettings().textFor("GCC_C_LANGUAGE_STANDARD") == "c11";
     std::string makefile = "include Makefile.sources\n"
                            "OBJS = $(C_SRCS:.c=.o) $(F_SRCS:.f=.o) $(CXX_SRCS:.cpp=.o)\n"
                            "PROGRAM = ";
@@ -198,12 +209,15 @@ std::map<std::string, std::string> XCodeProject::makefile(const std::string& pro
                 ".cpp.o:\n"
                 "\t$(CXX) -c $(CXXFLAGS) $< -o $@\n"
                 "\n");
-    makefile.append(isModern ? "CXXFLAGS = -std=c++11 -Os\n" : "CXXFLAGS = -Os\n");
+    makefile.append("CXXFLAGS = ").append(flags);
     makefile.append("\n"
+                    "\n"
                     "LDLIBS = -lm\n"
                     "\n"
                     "$(PROGRAM) : $(OBJS)\n"
-                    "\t$(CXX) $(CXXFLAGS) $(OBJS) -o $(PROGRAM) $(LDLIBS) -lpthread\n"
+                    "\t$(CXX) $(CXXFLAGS) $(OBJS) -o $(PROGRAM) ");
+    makefile.append(libraries);
+    makefile.append("\n"
                     "\n"
                     "# Remove targets that can be re-created\n"
                     "clean :\n"

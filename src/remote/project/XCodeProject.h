@@ -30,6 +30,8 @@ public:
     // The texts of "Makefile" and "Makefile.sources", by these names. A source file that is neither C nor C++
     // is left out with the message "unexpected ending".
     std::map<std::string, std::string> makefile(const std::string& programName) override;
+    // The same without the dialect of C++ and the library of threads.
+    std::map<std::string, std::string> makefileOfSetUp(const std::string& programName);
 
     const std::string& projectRoot() const { return projectRoot_; } // The folder that holds the bundle.
     const std::string& fileName() const { return fileName_; } // As it was given.
@@ -50,6 +52,8 @@ private:
     const platform::Value* projectObject() const;
     const platform::Value* firstObjectUnder(const platform::Value* holder, std::string_view key) const;
     const platform::Value* firstTarget() const;
+    std::map<std::string, std::string> makefileWith(
+        const std::string& programName, const char* flags, const char* libraries);
 
     std::string fileName_;
     std::string projectRoot_;

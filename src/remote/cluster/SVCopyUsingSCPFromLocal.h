@@ -1,0 +1,58 @@
+#pragma once
+
+#include "platform/plist/Value.h"
+#include "remote/cluster/ClusterOperation.h"
+
+#include <chrono>
+
+// The entries of an action list.
+namespace clusteraction {
+
+platform::Value createDirectory(std::string path); // With missing parents.
+platform::Value copyFromLocal(std::string from, std::string to);
+// Replaces what is there, and sets the permission bits where they are given.
+platform::Value createFromData(
+    std::string_view data, std::string fileName, std::optional<int> access = std::nullopt);
+
+} // namespace clusteraction
+
+// Carries out an action list over SFTP. A failed file doesn't stop the list and leaves no error; a folder
+// that can't be made does both.
+class SVCopyUsingSCPFromLocal : public ClusterOperation {
+public:
+    using Callback = std::function<void(SVCopyUsingSCPFromLocal&)>;
+    // Gets what is to be added to a progress bar from 0 to 100. Called on the main thread.
+    using Progress = std::function<void(double)>;
+    // The list is made on the operation's thread, when the operation begins.
+    using List = std::function<platform::Value::Array()>;
+
+    SVCopyUsingSCPFromLocal(
+        List createWithList, SVSSHPasswordInfo::Pointer access, Progress progress, Callback callback)
+        : ClusterOperation(std::move(access)), files_(std::move(createWithList)),
+          progress_(std::move(progress)), callback_(std::move(callback))
+    { }
+    void main() override;
+
+    bool success() const { return everythingCopied_; }
+    std::string taskName() const { return "Nothing"; }
+
+private:
+    void carryOut(ssh::CkoSFtp& sftp, const platform::Value::Array& list);
+    // Whether the list goes on, and whether the action counts for the progress.
+    enum class Outcome { Done, DoneWithoutProgress, StopTheList };
+    Outcome carryOut(ssh::CkoSFtp& sftp, const platform::Value& action);
+    Outcome createDirectory(ssh::CkoSFtp& sftp, const std::string& path);
+    Outcome stop(std::string words);
+    Outcome copyFromLocal(ssh::CkoSFtp& sftp, const platform::Value& action);
+    Outcome createFromData(ssh::CkoSFtp& sftp, const platform::Value& action);
+    void reportProgress(std::size_t done, std::size_t total);
+    void postProgress(double percentage);
+
+    const List files_;
+    const Progress progress_;
+    const Callback callback_;
+    bool everythingCopied_ = false;
+    bool ok_ = true; // The result of the last transfer; an action without one leaves it.
+    double lastPercentage_ = 0;
+    std::chrono::steady_clock::time_point lastReport_;
+};

@@ -1,0 +1,414 @@
+#include "remote/cluster/SVTrelkindEngineLSF.h"
+
+#include "diagnostics/KRMessageCenter.h"
+#include "platform/ProcessInfo.h"
+#include "remote/cluster/BatchUpload.h"
+#include "remote/cluster/JobScripts.h"
+#include "task/application/KRTrelkindApplication.h"
+#include "task/single/SVSingleTask.h"
+#include "task/single/SVTaskController.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace {
+
+using platform::paths::appending;
+
+constexpr double kUsualMinutes = 15;
+constexpr double kSecondsPerMinute = 60;
+
+// The leading number of a text, 0 without one.
+double doubleValue(const std::string& text)
+{
+    return std::strtod(text.c_str(), nullptr);
+}
+
+// Where there is no application, as in a test of an engine alone.
+platform::OperationQueue& queueWithoutApplication()
+{
+    static platform::OperationQueue queue;
+    return queue;
+}
+
+} // namespace
+
+std::shared_ptr<SVTrelkindEngineLSF> SVTrelkindEngineLSF::initWithTask(
+    SVTaskController& controller, std::shared_ptr<KRTrelkindMachineLSF> machine, std::string queue)
+{
+    std::shared_ptr<SVTrelkindEngineLSF> engine(
+        new SVTrelkindEngineLSF(controller, std::move(machine), std::move(queue)));
+    engine->begin();
+    return engine;
+}
+
+SVTrelkindEngineLSF::SVTrelkindEngineLSF(
+    SVTaskController& controller, std::shared_ptr<KRTrelkindMachineLSF> machine, std::string queue)
+    : SVTrelkindEngine(&controller), machine_(std::move(machine)), queue_(std::move(queue)),
+      wrapper_(controller.wrapperName()), infoFile_(controller.wrapperName())
+{
+    panel_.checkWorkFolderButton.whenPressed = [this] { checkWorkFolderAgain(); };
+    panel_.checkAgainButton.whenPressed = [this] { tryRunningAgain(); };
+    panel_.checkTaskUploadButton.whenPressed = [this] { tryUploadingTasks(); };
+    panel_.checkOutputButton.whenPressed = [this] { checkForOutput(); };
+    panel_.minutesBetween.whenCommitted = [this] { minutesChanged(); };
+    minutesBetweenChecks_ = doubleValue(panel_.minutesBetween.stringValue());
+}
+
+void SVTrelkindEngineLSF::begin()
+{
+    infoFile_.load();
+    if (const auto host = infoFile_.text(BatchFile::kHost); host != machine_->machineName()) {
+        if (host)
+            KRMessageCenter::addMessage("Should remove the information from the old host");
+        if (!infoFile_.isUnreadable())
+            infoFile_.clear();
+        infoFile_.set(BatchFile::kHost, machine_->machineName());
+        if (!queue_.empty())
+            infoFile_.set(BatchFile::kQueue, machine_->machineName());
+    }
+    const auto setWhenAbsent = [this](const char* key, const std::string& value) {
+        if (!infoFile_.has(key))
+            infoFile_.set(key, value);
+    };
+    setWhenAbsent(BatchFile::kUuid, platform::makeUuid());
+    setWhenAbsent(BatchFile::kUserName, machine_->userName());
+    setWhenAbsent(BatchFile::kWorkFolder, machine_->workDirectory());
+    if (const auto status = checkBeforeBegin(); !status.ok())
+        return setRefusal(status.error().text);
+    infoFile_.saveIfChanged();
+    makeSureFolderExists();
+}
+
+platform::Status SVTrelkindEngineLSF::checkBeforeBegin()
+{
+    if (auto status = infoFile_.check(); !status.ok())
+        return status;
+    if (auto status = clusternames::checkProgram(programName()); !status.ok())
+        return status;
+    lock_ = taskController_->lockForRunning();
+    if (lock_->isTaken())
+        return platform::Error{fmt::format("{} is being run, or cleared, by another trelkind.", wrapper_)};
+    const auto& tasks = taskController_->taskInformation();
+    const bool losesArguments = std::any_of(tasks.begin(), tasks.end(),
+        [](const auto& task) { return task->taskShouldBeRun() && !task->argument().empty(); });
+    if (losesArguments && !infoFile_.has(BatchFile::kTasksCopied)
+        && !infoFile_.has(BatchFile::kWithoutArguments))
+        return platform::Error{
+            "The tasks have arguments, which don't reach their runs on a cluster. Write the parameters into "
+            "input files, or run the tasks without their arguments."};
+    return {};
+}
+
+void SVTrelkindEngineLSF::setRefusal(std::string sentence)
+{
+    KRMessageCenter::addMessage("The batch can not be run on the cluster.", sentence);
+    panel_.directoryNameField.setStringValue(sentence);
+    panel_.checkWorkFolderButton.setHidden(false);
+    refusal_ = std::move(sentence);
+}
+
+void SVTrelkindEngineLSF::goOnWithoutArguments()
+{
+    infoFile_.set(BatchFile::kWithoutArguments, "YES");
+    makeSureFolderExists();
+}
+
+std::string SVTrelkindEngineLSF::programName() const
+{
+    std::string name = taskController_ ? taskController_->executable().value_or("") : "";
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+}
+
+// The machine's own is typed anew after each start of the program; the batch stays where it is.
+std::string SVTrelkindEngineLSF::machineWorkDirectory() const
+{
+    return infoFile_.text(BatchFile::kWorkFolder).value_or(machine_->workDirectory());
+}
+
+std::string SVTrelkindEngineLSF::workDirectory() const
+{
+    return appending(machineWorkDirectory(), infoFile_.text(BatchFile::kUuid).value_or(""));
+}
+
+std::string SVTrelkindEngineLSF::remotePath(const char* name) const
+{
+    return appending(workDirectory(), name);
+}
+
+void SVTrelkindEngineLSF::addLong(std::shared_ptr<platform::Operation> operation)
+{
+    auto* app = KRTrelkindApplication::app();
+    (app ? app->copyingFilesOnLocalMachine() : queueWithoutApplication()).addOperation(std::move(operation));
+}
+
+void SVTrelkindEngineLSF::addShort(std::shared_ptr<platform::Operation> operation)
+{
+    auto* app = KRTrelkindApplication::app();
+    (app ? app->localMachineQueue() : queueWithoutApplication()).addOperation(std::move(operation));
+}
+
+void SVTrelkindEngineLSF::disconnect()
+{
+    checkingTimer_.reset();
+    isEnded_ = true;
+    infoFile_.deleteFromDisk();
+    lock_.reset();
+}
+
+void SVTrelkindEngineLSF::disconnectFromTaskController()
+{
+    checkingTimer_.reset();
+    taskController_ = nullptr;
+}
+
+void SVTrelkindEngineLSF::makeSureFolderExists()
+{
+    if (creatingWorkFolder_ || !isAttached())
+        return;
+    if (refusal_) {
+        if (const auto status = checkBeforeBegin(); !status.ok())
+            return setRefusal(status.error().text);
+        refusal_.reset();
+        infoFile_.saveIfChanged();
+    }
+    if (infoFile_.has(BatchFile::kWorkFolderExists)) {
+        showFolder();
+        makeSureExecutableExists();
+        return continueStrands();
+    }
+    creatingWorkFolder_ = true;
+    panel_.checkWorkFolderButton.setHidden(true);
+    panel_.directoryNameField.setStringValue("Making sure that work folder exists");
+    addLong(std::make_shared<SVCheckIfWorkFolderExists>(
+        passwordInfo(), workDirectory(), callback(&SVTrelkindEngineLSF::workFolderCheckFinished)));
+}
+
+void SVTrelkindEngineLSF::showFolder()
+{
+    panel_.directoryNameField.setStringValue(
+        fmt::format("{}     {}", machine_->machineDescription(), workDirectory()));
+}
+
+void SVTrelkindEngineLSF::workFolderCheckFinished(SVCheckIfWorkFolderExists& operation)
+{
+    creatingWorkFolder_ = false;
+    if (operation.error()) {
+        panel_.directoryNameField.setStringValue(*operation.error());
+        panel_.checkWorkFolderButton.setHidden(false);
+        return;
+    }
+    showFolder();
+    infoFile_.setFlag(BatchFile::kWorkFolderExists);
+    makeSureExecutableExists();
+    continueStrands();
+}
+
+// Every step of the source strand ends with the steps of the others.
+void SVTrelkindEngineLSF::continueStrands()
+{
+    makeSureTasksExist();
+    runExecutableIfPossible();
+    checkOutputIfNeeded();
+}
+
+void SVTrelkindEngineLSF::makeSureTasksExist()
+{
+    if (uploadingTasks_ || !infoFile_.has(BatchFile::kWorkFolderExists) || !isAttached())
+        return;
+    if (infoFile_.has(BatchFile::kTasksCopied)) {
+        panel_.inputStatus.setStringValue("Input tasks uploaded");
+        runExecutableIfPossible();
+        return checkOutputIfNeeded();
+    }
+    uploadingTasks_ = true;
+    panel_.inputStatus.setStringValue("Copying input");
+    addLong(std::make_shared<SVCopyUsingSCPFromLocal>(inputList(), passwordInfo(),
+        progressOf(&LsfAddition::taskProgress), callback(&SVTrelkindEngineLSF::copyingTasksFinished)));
+}
+
+void SVTrelkindEngineLSF::tryUploadingTasks()
+{
+    panel_.checkTaskUploadButton.setHidden(true);
+    makeSureTasksExist();
+}
+
+void SVTrelkindEngineLSF::copyingTasksFinished(SVCopyUsingSCPFromLocal& operation)
+{
+    uploadingTasks_ = false;
+    if (operation.error()) {
+        panel_.inputStatus.setStringValue(*operation.error());
+        panel_.checkTaskUploadButton.setHidden(false);
+        return;
+    }
+    infoFile_.setFlag(BatchFile::kTasksCopied);
+    panel_.checkTaskUploadButton.setHidden(true);
+    panel_.inputStatus.setStringValue("Input tasks uploaded");
+    runExecutableIfPossible();
+}
+
+void SVTrelkindEngineLSF::runExecutableIfPossible()
+{
+    if (infoFile_.has(BatchFile::kRunsStarted))
+        return checkOutputIfNeeded();
+    if (submittingRun_ || !isAttached() || !infoFile_.has(BatchFile::kExecutableExists)
+        || !infoFile_.has(BatchFile::kTasksCopied))
+        return;
+    submittingRun_ = true;
+    addLong(std::make_shared<SVSSHCommand>(remotePath(jobscripts::kSubmitTasks), passwordInfo(), nullptr,
+        callback(&SVTrelkindEngineLSF::startFinished), stuck("submission")));
+}
+
+void SVTrelkindEngineLSF::startFinished(SVSSHCommand&)
+{
+    submittingRun_ = false;
+    infoFile_.setFlag(BatchFile::kRunsStarted);
+    panel_.outputStatus.setStringValue("Tasks submitted");
+    checkOutputIfNeeded();
+}
+
+void SVTrelkindEngineLSF::checkOutputIfNeeded()
+{
+    if (!infoFile_.has(BatchFile::kRunsStarted) || checkingTimer_ || !isAttached())
+        return;
+    panel_.checkOutputButton.setHidden(false);
+    checkForOutput();
+    scheduleTimer(minutesBetweenChecks_);
+}
+
+void SVTrelkindEngineLSF::scheduleTimer(double minutes)
+{
+    const double seconds = minutes * kSecondsPerMinute;
+    const auto look = [this] { checkForOutput(); };
+    checkingTimer_ = std::isfinite(seconds)
+        ? platform::Timer::schedule(std::max(seconds, 0.0), platform::Timer::Repeats::Yes, look)
+        : platform::Timer::unscheduled(seconds, look);
+}
+
+void SVTrelkindEngineLSF::minutesChanged()
+{
+    const double minutes = doubleValue(panel_.minutesBetween.stringValue());
+    if (minutes == minutesBetweenChecks_)
+        return;
+    if (minutes > 0 && std::isfinite(minutes)) {
+        minutesBetweenChecks_ = minutes;
+    } else {
+        panel_.minutesBetween.setStringValue("15");
+        minutesBetweenChecks_ = kUsualMinutes;
+    }
+    checkForOutput();
+    scheduleTimer(minutes); // As entered: the timer doesn't take the corrected value.
+}
+
+void SVTrelkindEngineLSF::checkForOutput()
+{
+    if (checkingOutput_ || !isAttached())
+        return;
+    checkingOutput_ = true;
+    panel_.checkOutputButton.setHidden(true);
+    panel_.outputStatus.setStringValue("Checking for output");
+    std::vector<std::string> folders;
+    for (const auto& task : taskController_->taskInformation())
+        if (!task->taskIsFinished())
+            folders.push_back(std::to_string(task->numberInProject()));
+    const auto self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this());
+    addShort(std::make_shared<SVSCPCopyFromFolders>(passwordInfo(), std::move(folders), workDirectory(),
+        wrapper_, std::set<std::string>{programName()},
+        SVSCPCopyFromFolders::Callback{[self](const auto& folder) { self->copyTaskStarted(folder); },
+            [self](const auto& folder, const auto& newFiles, const auto& updatedFiles) {
+                self->copyTask(folder, !newFiles.empty() || !updatedFiles.empty());
+            },
+            callback(&SVTrelkindEngineLSF::copyFromFoldersFinished)}));
+}
+
+std::shared_ptr<SVSingleTask> SVTrelkindEngineLSF::taskNumbered(const std::string& folder) const
+{
+    const auto index = static_cast<std::size_t>(std::atoi(folder.c_str()));
+    if (!taskController_ || index >= taskController_->taskInformation().size())
+        return nullptr;
+    return taskController_->taskInformation()[index];
+}
+
+void SVTrelkindEngineLSF::copyTaskStarted(const std::string& folder)
+{
+    if (const auto task = taskNumbered(folder)) {
+        task->startedARemoteCheck();
+        taskController_->reloadTaskList();
+    }
+}
+
+void SVTrelkindEngineLSF::copyTask(const std::string& folder, bool hasNews)
+{
+    const auto task = taskNumbered(folder);
+    if (!task)
+        return;
+    task->endedARemoteCheck();
+    if (hasNews)
+        task->updateBasedOnContent();
+    taskController_->reloadTaskList();
+}
+
+void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operation)
+{
+    checkingOutput_ = false;
+    panel_.outputStatus.setStringValue(operation.error().value_or(""));
+    panel_.checkOutputButton.setHidden(false);
+    if (!isAttached())
+        return;
+    const auto& tasks = taskController_->taskInformation();
+    if (std::all_of(tasks.begin(), tasks.end(), [](const auto& task) { return task->taskIsFinished(); }))
+        removeFromServer();
+}
+
+void SVTrelkindEngineLSF::removeFromServer()
+{
+    if (std::exchange(removingEverything_, true))
+        return;
+    checkingTimer_.reset();
+    panel_.outputStatus.setStringValue("Removing from server");
+    addShort(std::make_shared<SVRemoveFolderOperation>(passwordInfo(), workDirectory(),
+        callback(&SVTrelkindEngineLSF::folderRemovalDone), stuck("removal")));
+}
+
+void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
+{
+    if (operation.error()) {
+        removingEverything_ = false;
+        panel_.outputStatus.setStringValue("Failed to remove");
+    }
+    if (isAttached())
+        taskController_->endAllTasks();
+}
+
+std::function<void(const std::string&)> SVTrelkindEngineLSF::stuck(const char* step)
+{
+    return [self = shared_from_this(), step](const std::string& reason) {
+        KRMessageCenter::addMessage(fmt::format("The {} on the cluster has failed.", step),
+            fmt::format("{} Close the wrapper and open it again to repeat this step.", reason));
+    };
+}
+
+SVCopyUsingSCPFromLocal::Progress SVTrelkindEngineLSF::progressOf(toolkit::ProgressBar LsfAddition::*bar)
+{
+    return [self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this()), bar](double growth) {
+        toolkit::ProgressBar& progress = self->panel_.*bar;
+        progress.setDoubleValue(progress.doubleValue() + growth);
+    };
+}
+
+// Copies what the worker needs: it makes the list while the wrapper may change.
+SVCopyUsingSCPFromLocal::List SVTrelkindEngineLSF::inputList() const
+{
+    std::vector<int> runs;
+    for (const auto& task : taskController_->taskInformation())
+        if (task->taskShouldBeRun())
+            runs.push_back(task->numberInProject());
+    return [runs = std::move(runs), wrapper = wrapper_, folder = machineWorkDirectory(),
+               batch = infoFile_.text(BatchFile::kUuid).value_or(""), program = programName()] {
+        return batchupload::input(batchupload::Kind::Batch, wrapper, folder, batch, program, runs);
+    };
+}

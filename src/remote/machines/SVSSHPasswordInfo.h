@@ -1,0 +1,71 @@
+#pragma once
+
+#include "ssh/session/CkoSsh.h"
+#include "ssh/sftp/CkoSFtp.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+// How a machine is reached and signed in to, beyond host, user and password.
+struct MachineAccess {
+    std::optional<std::string> keyFile; // Path of a private key; takes the place of the password.
+    std::optional<int> port; // The usual one unless set.
+    std::optional<std::string> through; // user@host of a machine that forwards the connection.
+    bool allowsOldAlgorithms = false; // Takes algorithms that are known to be weak.
+    bool operator==(const MachineAccess&) const = default;
+};
+
+// The network address that a machine's name stands for.
+struct MachineAddress {
+    static constexpr int kUsualPort = 22;
+    std::string host;
+    int port = kUsualPort;
+
+    // Turns the name of every machine into its address; names are addresses by themselves unless set. Any
+    // thread; to be set before other threads run.
+    using Resolver = std::function<MachineAddress(const std::string& machineName)>;
+    static Resolver& resolver();
+    static MachineAddress of(const std::string& machineName, const MachineAccess& access);
+};
+
+// The time limits of a connection. See CkoConnection.
+struct LoginLimits {
+    std::optional<int> connectMs; // The connection's own default unless set.
+    int idleMs;
+};
+
+// The credentials of one login, and how to log in with them. Immutable; any thread.
+class SVSSHPasswordInfo {
+public:
+    using Pointer = std::shared_ptr<const SVSSHPasswordInfo>;
+    // Without a password the key file of the access is used, else the user's own key. An empty password is
+    // sent as such.
+    static Pointer createWithHost(
+        std::string host, std::string name, std::optional<std::string> password, MachineAccess access = {});
+
+    const std::string& hostName() const { return hostName_; }
+    const std::string& userName() const { return userName_; }
+    const std::optional<std::string>& password() const { return password_; }
+    const MachineAccess& access() const { return access_; }
+
+    // Connect and log in, the first up to the file transfer subsystem. Nothing on success, else the sentence
+    // for the user; the reason goes to the log.
+    std::optional<std::string> authenticateFTP(ssh::CkoSFtp& connection) const;
+    std::optional<std::string> authenticateSSH(ssh::CkoSsh& connection) const;
+    // The same up to the login, with limits of the caller's.
+    std::optional<std::string> logIn(ssh::CkoConnection& connection, const LoginLimits& limits) const;
+
+    // The two steps of it. Whether the connection stands; and nothing, or the sentence for the user.
+    bool connect(ssh::CkoConnection& connection, const LoginLimits& limits) const;
+    std::optional<std::string> authenticate(ssh::CkoConnection& connection) const;
+
+private:
+    SVSSHPasswordInfo() = default;
+
+    std::string hostName_;
+    std::string userName_;
+    std::optional<std::string> password_;
+    MachineAccess access_;
+};
