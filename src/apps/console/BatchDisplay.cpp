@@ -9,9 +9,10 @@
 
 #include <utility>
 
-BatchDisplay::BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency)
+BatchDisplay::BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency,
+    std::function<std::vector<std::string>()> above)
     : wrapper_(wrapper), progress_(wrapper.controller()), concurrency_(std::move(concurrency)),
-      isSilent_(kind == Kind::Silent),
+      above_(std::move(above)), isSilent_(kind == Kind::Silent),
       isLive_(terminal::Output::standard().isTerminal && terminal::hasSecondScreen())
 {
     for (const auto& task : wrapper.controller().taskInformation())
@@ -39,8 +40,9 @@ void BatchDisplay::update()
     if (isSilent_)
         return;
     if (isLive_)
-        live_.show(progress_.lines(
-            terminal::Output::standard().size(), progress_.total(seconds(), concurrency_()), notices_));
+        live_.show(
+            progress_.lines(terminal::Output::standard().size(), progress_.total(seconds(), concurrency_()),
+                notices_, above_ ? above_() : std::vector<std::string>()));
     else
         writeChanges();
 }
@@ -71,8 +73,18 @@ void BatchDisplay::finish()
         "{}, {} elapsed\n", BatchCount::of(wrapper_.controller()).sentence(), elapsedText(seconds())));
 }
 
+void BatchDisplay::writeChangesAbove()
+{
+    auto lines = above_ ? above_() : std::vector<std::string>();
+    for (std::size_t i = 0; i < lines.size() && !isSilent_; ++i)
+        if (!lines[i].empty() && (i >= lastAbove_.size() || lines[i] != lastAbove_[i]))
+            write(fmt::format("{:>8}  {}\n", elapsedText(seconds()), lines[i]));
+    lastAbove_ = std::move(lines);
+}
+
 void BatchDisplay::writeChanges()
 {
+    writeChangesAbove();
     const auto& tasks = wrapper_.controller().taskInformation();
     for (std::size_t i = 0; i < tasks.size() && !isSilent_; ++i) {
         const TaskState state = stateOf(*tasks[i]);

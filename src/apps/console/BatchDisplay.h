@@ -15,8 +15,10 @@
 class BatchDisplay {
 public:
     enum class Kind { Shown, Silent };
-    // The wrapper must outlive this. `concurrency` returns how many tasks run at a time.
-    BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency);
+    // The wrapper must outlive this. `concurrency` returns how many tasks run at a time; `above` the lines
+    // above the tasks, of which only those that have changed are printed where there is no live table.
+    BatchDisplay(OpenWrapper& wrapper, Kind kind, std::function<int()> concurrency,
+        std::function<std::vector<std::string>()> above = nullptr);
     ~BatchDisplay();
     BatchDisplay(const BatchDisplay&) = delete;
     BatchDisplay& operator=(const BatchDisplay&) = delete;
@@ -33,12 +35,15 @@ public:
 private:
     double seconds() const { return platform::monotonicSeconds() - start_; }
     void writeChanges();
+    void writeChangesAbove();
     void write(const std::string& text);
 
     OpenWrapper& wrapper_;
     BatchProgress progress_;
     LiveDisplay live_;
     std::function<int()> concurrency_;
+    std::function<std::vector<std::string>()> above_;
+    std::vector<std::string> lastAbove_; // As last printed.
     std::vector<TaskState> states_; // As last printed.
     std::vector<std::string> notices_; // Sentences printed while the live table is shown.
     double start_ = platform::monotonicSeconds();

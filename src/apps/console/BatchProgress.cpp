@@ -118,20 +118,23 @@ std::string BatchProgress::totalLine(const std::string& words, int columns) cons
     return output.colored(Color::Bold, terminal::fitted(line, columns));
 }
 
-std::vector<std::string> BatchProgress::lines(
-    terminal::Size window, const std::string& total, const std::vector<std::string>& notices) const
+std::vector<std::string> BatchProgress::lines(terminal::Size window, const std::string& total,
+    const std::vector<std::string>& notices, const std::vector<std::string>& above) const
 {
     const int columns = std::max(1, window.columns);
     const int howMany = static_cast<int>(controller_.taskInformation().size());
     const int noticeRows = std::min(static_cast<int>(notices.size()), std::max(0, window.rows / 4));
-    const int room = std::max(0, window.rows - 1 - noticeRows);
+    const int aboveRows = std::min(static_cast<int>(above.size()), std::max(0, window.rows / 2));
+    const int room = std::max(0, window.rows - 1 - noticeRows - aboveRows);
     const bool allFit = howMany <= room;
     std::vector<std::string> lines;
+    for (int row = 0; row < aboveRows; ++row)
+        lines.push_back(terminal::fitted(above[static_cast<std::size_t>(row)], columns));
     for (const int number : tasksThatFit(allFit ? room : std::max(0, room - 1)))
         lines.push_back(taskLine(number, columns));
     if (!allFit && room > 0)
-        lines.push_back(
-            terminal::fitted(fmt::format("and {} more", howMany - static_cast<int>(lines.size())), columns));
+        lines.push_back(terminal::fitted(
+            fmt::format("and {} more", howMany - static_cast<int>(lines.size()) + aboveRows), columns));
     lines.push_back(totalLine(total, columns));
     for (auto notice = notices.end() - noticeRows; notice != notices.end(); ++notice)
         lines.push_back(terminal::fitted(*notice, columns));

@@ -15,8 +15,9 @@ public:
 
     // The lines of a live table for a window of that size: the tasks, the number of tasks that don't fit, a
     // total line, and the latest notices. When not all tasks fit, running tasks come first.
-    std::vector<std::string> lines(
-        terminal::Size window, const std::string& total, const std::vector<std::string>& notices) const;
+    // `above` are lines that come first.
+    std::vector<std::string> lines(terminal::Size window, const std::string& total,
+        const std::vector<std::string>& notices, const std::vector<std::string>& above = {}) const;
 
     // "3 of 9 done, 2 running, 4 waiting  0:11, about 0:20 left"
     std::string total(double secondsElapsed, int concurrency) const;

@@ -29,6 +29,7 @@ std::unique_ptr<OpenWrapper> OpenWrapper::open(const std::string& path)
     }
     std::unique_ptr<OpenWrapper> opened(new OpenWrapper);
     opened->application_.awakeFromNib();
+    opened->application_.setGoesOnWithBatches(false);
     opened->controller_ = opened->application_.openTaskWithName(wrapper);
     platform::MainLoop::main().runPending();
     return opened;

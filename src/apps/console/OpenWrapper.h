@@ -14,7 +14,8 @@ enum ExitStatus { kDone = 0, kNotDone = 1, kWrongUse = 2, kInterrupted = 130 };
 // The application with one wrapper open.
 class OpenWrapper {
 public:
-    // Null when the path is not a wrapper; the reason is already printed.
+    // Null when the path is not a wrapper; the reason is already printed. A batch that the wrapper has on a
+    // cluster isn't gone on with.
     static std::unique_ptr<OpenWrapper> open(const std::string& path);
 
     ~OpenWrapper(); // Sends pending changes to the companion.

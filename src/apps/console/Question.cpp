@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <termios.h>
 #include <unistd.h>
 
 bool askYesOrNo(const std::string& question)
@@ -18,4 +19,31 @@ bool askYesOrNo(const std::string& question)
     std::fputs(terminal::printable(question + " [y/N] ").c_str(), stderr);
     std::string answer;
     return std::getline(std::cin, answer) && (answer == "y" || answer == "Y" || answer == "yes");
+}
+
+std::optional<std::string> askSecret(const std::string& question)
+{
+    termios before{};
+    if (isatty(STDERR_FILENO) != 1 || ::tcgetattr(STDIN_FILENO, &before) != 0) {
+        complain("A password can't be asked for without a terminal: use --password-fd.");
+        return std::nullopt;
+    }
+    termios hidden = before;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    if (::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden) != 0)
+        return std::nullopt;
+    std::fputs(terminal::printable(question).c_str(), stderr);
+    auto answer = readSecretFrom(STDIN_FILENO);
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
+    std::fputs("\n", stderr);
+    return answer;
+}
+
+std::optional<std::string> readSecretFrom(int descriptor)
+{
+    constexpr std::size_t kLongestSecret = 4096;
+    std::string line;
+    for (char next = 0; line.size() < kLongestSecret && ::read(descriptor, &next, 1) == 1 && next != '\n';)
+        line += next;
+    return line.empty() ? std::nullopt : std::optional(line);
 }

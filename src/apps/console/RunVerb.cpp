@@ -162,6 +162,8 @@ void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
 
 int runVerb(const RunOptions& options)
 {
+    if (options.on || hasBatchOnCluster(options.wrapper))
+        return clusterRunVerb(options);
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;

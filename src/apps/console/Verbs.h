@@ -21,8 +21,48 @@ struct RunOptions {
     bool dryRun = false;
     bool quiet = false;
     bool json = false;
+    // On a cluster.
+    std::optional<std::string> on; // USER@HOST, or USER@HOST:QUEUE.
+    std::optional<std::string> workFolder;
+    std::optional<double> minutes; // Between looks.
+    bool detach = false;
+    bool withoutArguments = false;
 };
 int runVerb(const RunOptions& options);
+
+// The same for a wrapper whose batch is on a cluster, or goes there.
+int clusterRunVerb(const RunOptions& options);
+bool hasBatchOnCluster(const std::string& wrapper);
+
+struct CheckOptions {
+    std::string wrapper;
+    bool json = false;
+};
+int checkVerb(const CheckOptions& options);
+
+struct EndOptions {
+    std::string wrapper;
+    bool cancelJobs = false;
+    bool remove = false;
+    bool yes = false;
+};
+int endVerb(const EndOptions& options);
+
+struct MachinesOptions {
+    enum class Action { List, Add, Remove, Password, Check, Files };
+    Action action = Action::List;
+    std::string machine; // USER@HOST
+    std::optional<std::string> queue; // Separated by commas.
+    std::optional<std::string> key;
+    std::optional<int> port;
+    std::optional<std::string> through;
+    bool allowWeak = false;
+    std::optional<int> passwordDescriptor;
+    std::optional<std::string> workFolder;
+    bool yes = false;
+    bool json = false;
+};
+int machinesVerb(const MachinesOptions& options);
 
 struct StatusOptions {
     std::string wrapper;

@@ -46,6 +46,9 @@ public:
         addValue();
         addClear();
         addPrepare();
+        addMachines();
+        addCheck();
+        addEnd();
     }
 
     // Reads the command line. Nothing else is done: what it asks for, work() does afterwards. Returns the
@@ -142,7 +145,84 @@ With --json nothing is shown until the end, and then the task table with each ta
         verb->add_flag("--dry-run", run_.dryRun, "Show what would be started without starting it");
         verb->add_flag("--quiet,-q", run_.quiet, "Show only errors");
         addJson(verb, run_.json);
+        addCluster(verb);
+        tasks->excludes("--on");
         verb->callback([this] { work_ = [this] { return runVerb(run_); }; });
+    }
+
+    void addCluster(CLI::App* verb)
+    {
+        CLI::Option* on = verb->add_option("--on", run_.on,
+            "Run on a machine of the list instead: USER@HOST, or USER@HOST:QUEUE (the queue's name doesn't "
+            "reach the scheduler)");
+        verb->add_option("--work-folder", run_.workFolder, "The folder for batches on the cluster")
+            ->needs(on);
+        verb->add_option("--minutes", run_.minutes, "Minutes between looks at the cluster (15 by default)");
+        verb->add_flag("--detach", run_.detach, "End when the jobs are submitted");
+        verb->add_flag("--without-arguments", run_.withoutArguments,
+            "Run tasks on a cluster although their arguments don't reach them there");
+        for (const char* local : {"--concurrency", "--failed", "--halt", "--dry-run"})
+            on->excludes(local);
+    }
+
+    void addCheck()
+    {
+        CLI::App* verb = add("check", "Look once at a batch on a cluster",
+            "Brings what has appeared or grown, shows the tasks, and removes the batch when all have ended.");
+        addWrapper(verb, check_.wrapper);
+        addJson(verb, check_.json);
+        verb->callback([this] { work_ = [this] { return checkVerb(check_); }; });
+    }
+
+    void addEnd()
+    {
+        CLI::App* verb = add("end", "Give up a batch on a cluster",
+            R"(Forgets the batch of this wrapper, and says what stays on the cluster: its folder, and its jobs, which
+go on there. What has been brought from it stays here.)");
+        addWrapper(verb, end_.wrapper);
+        verb->add_flag("--cancel-jobs", end_.cancelJobs, "Cancel its jobs first");
+        verb->add_flag("--remove", end_.remove, "Remove its folder on the cluster");
+        verb->add_flag("--yes,-y", end_.yes, "Do it without asking");
+        verb->callback([this] { work_ = [this] { return endVerb(end_); }; });
+    }
+
+    CLI::App* addMachinesAction(
+        CLI::App* verb, const char* name, const char* summary, MachinesOptions::Action action)
+    {
+        CLI::App* part = verb->add_subcommand(name, summary);
+        part->add_option("MACHINE", machines_.machine, "USER@HOST")->required();
+        part->callback([this, action] { machines_.action = action; });
+        return part;
+    }
+
+    void addMachines()
+    {
+        using Action = MachinesOptions::Action;
+        CLI::App* verb = add("machines", "Show and change the list of cluster machines",
+            R"(Without an action it lists the machines. "add" only writes the list; "password" keeps a password in the
+secret store, "check" signs in and makes the work folder, and "files" lists that folder.)");
+        verb->require_subcommand(0, 1);
+        addJson(verb, machines_.json);
+        CLI::App* added = addMachinesAction(verb, "add", "Add a machine", Action::Add);
+        added->add_option("--queue", machines_.queue,
+            "Queue names, separated by commas, for the run menus; they don't reach the scheduler");
+        added->add_option("--key", machines_.key, "A private key to sign in with");
+        added->add_option("--port", machines_.port, "The port, where it isn't 22")
+            ->check(CLI::Range(1, 65535));
+        added->add_option("--through", machines_.through, "USER@HOST that forwards the connection");
+        added->add_flag("--allow-weak", machines_.allowWeak, "Accept algorithms that are known to be weak");
+        CLI::App* removed = addMachinesAction(verb, "remove", "Remove a machine", Action::Remove);
+        removed->add_flag("--yes,-y", machines_.yes, "Do it without asking");
+        CLI::App* password = addMachinesAction(verb, "password", "Keep a password", Action::Password);
+        password->add_option("--password-fd", machines_.passwordDescriptor,
+            "Read it from this descriptor instead of the terminal");
+        CLI::App* checked =
+            addMachinesAction(verb, "check", "Sign in and make the work folder", Action::Check);
+        CLI::App* files = addMachinesAction(verb, "files", "List the work folder", Action::Files);
+        addJson(files, machines_.json);
+        for (CLI::App* part : {checked, files})
+            part->add_option("--work-folder", machines_.workFolder, "Another work folder");
+        verb->callback([this] { work_ = [this] { return machinesVerb(machines_); }; });
     }
 
     void addStatus()
@@ -268,6 +348,9 @@ make files for them, and the scripts compile and submit.)");
     std::function<int()> work_; // Set by the verb.
     NewWrapper new_;
     RunOptions run_;
+    CheckOptions check_;
+    EndOptions end_;
+    MachinesOptions machines_;
     StatusOptions statusOptions_;
     PrepareOptions prepare_;
     TaskOptions task_;

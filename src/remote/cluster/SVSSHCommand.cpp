@@ -80,6 +80,8 @@ platform::Status SVSSHCommand::takeOutput(ssh::CkoSsh& connection, int channel)
         const int count = connection.ChannelReadAndPoll(channel, kPollMs);
         if (count < 0)
             return platform::Error{connection.LastErrorText()};
+        if (isCancelled() && output_) // What nobody watches is waited for: its end may change a flag.
+            return platform::Error{"The program ends."};
         if (count == 0)
             continue;
         const auto bytes = connection.GetReceivedDataN(channel, count);
@@ -87,9 +89,8 @@ platform::Status SVSSHCommand::takeOutput(ssh::CkoSsh& connection, int channel)
         append({bytes.begin(), bytes.end()});
         if (output_)
             platform::MainLoop::main().post([output = output_, text = printed()] { output(text); });
-        if (isCancelled())
-            return platform::Error{"The program ends."};
     }
+    exitStatus_ = connection.GetChannelExitStatus(channel);
     return {};
 }
 

@@ -23,6 +23,7 @@ public:
     void main() override;
 
     std::string printed() const; // As it went to the output.
+    int exitStatus() const { return exitStatus_; } // Negative while it is unknown.
 
 private:
     platform::Status run(ssh::CkoSsh& connection);
@@ -35,5 +36,6 @@ private:
     const Failed failed_;
     std::string undecoded_; // The beginning of a character whose rest hasn't come yet.
     std::string tail_;
+    int exitStatus_ = -1;
     std::uint64_t dropped_ = 0; // Bytes before the tail.
 };

@@ -4,11 +4,13 @@
 #include "platform/ProcessInfo.h"
 #include "remote/cluster/BatchUpload.h"
 #include "remote/cluster/JobScripts.h"
+#include "remote/cluster/SchedulerJobs.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
@@ -25,6 +27,15 @@ constexpr double kSecondsPerMinute = 60;
 double doubleValue(const std::string& text)
 {
     return std::strtod(text.c_str(), nullptr);
+}
+
+// Submission isn't examined by the chain, but nobody should wait for jobs that were refused.
+void reportRefusedJobs(const std::string& printed)
+{
+    const auto submission = schedulerjobs::parseSubmission(printed);
+    if (!submission.complaints.empty())
+        KRMessageCenter::addMessage("The scheduler has refused jobs.",
+            fmt::format("{} accepted. {}", submission.accepted, fmt::join(submission.complaints, "\n")));
 }
 
 // Where there is no application, as in a test of an engine alone.
@@ -55,6 +66,8 @@ SVTrelkindEngineLSF::SVTrelkindEngineLSF(
     panel_.checkTaskUploadButton.whenPressed = [this] { tryUploadingTasks(); };
     panel_.checkOutputButton.whenPressed = [this] { checkForOutput(); };
     panel_.minutesBetween.whenCommitted = [this] { minutesChanged(); };
+    if (machine_->minutesBetweenLooks)
+        panel_.minutesBetween.setStringValue(fmt::format("{}", *machine_->minutesBetweenLooks));
     minutesBetweenChecks_ = doubleValue(panel_.minutesBetween.stringValue());
 }
 
@@ -263,10 +276,11 @@ void SVTrelkindEngineLSF::runExecutableIfPossible()
         callback(&SVTrelkindEngineLSF::startFinished), stuck("submission")));
 }
 
-void SVTrelkindEngineLSF::startFinished(SVSSHCommand&)
+void SVTrelkindEngineLSF::startFinished(SVSSHCommand& operation)
 {
     submittingRun_ = false;
     infoFile_.setFlag(BatchFile::kRunsStarted);
+    reportRefusedJobs(operation.printed());
     panel_.outputStatus.setStringValue("Tasks submitted");
     checkOutputIfNeeded();
 }
@@ -283,7 +297,12 @@ void SVTrelkindEngineLSF::checkOutputIfNeeded()
 void SVTrelkindEngineLSF::scheduleTimer(double minutes)
 {
     const double seconds = minutes * kSecondsPerMinute;
-    const auto look = [this] { checkForOutput(); };
+    const auto look = [this] {
+        nextLook_ = platform::monotonicSeconds() + lookInterval_;
+        checkForOutput();
+    };
+    lookInterval_ = std::isfinite(seconds) ? std::max(seconds, 0.0) : 0;
+    nextLook_ = platform::monotonicSeconds() + lookInterval_;
     checkingTimer_ = std::isfinite(seconds)
         ? platform::Timer::schedule(std::max(seconds, 0.0), platform::Timer::Repeats::Yes, look)
         : platform::Timer::unscheduled(seconds, look);
@@ -355,6 +374,9 @@ void SVTrelkindEngineLSF::copyTask(const std::string& folder, bool hasNews)
 void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operation)
 {
     checkingOutput_ = false;
+    ++numberOfLooks_;
+    for (const std::string& complaint : operation.complaints())
+        KRMessageCenter::addMessage("Could not bring a file.", complaint);
     panel_.outputStatus.setStringValue(operation.error().value_or(""));
     panel_.checkOutputButton.setHidden(false);
     if (!isAttached())
@@ -362,6 +384,8 @@ void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operatio
     const auto& tasks = taskController_->taskInformation();
     if (std::all_of(tasks.begin(), tasks.end(), [](const auto& task) { return task->taskIsFinished(); }))
         removeFromServer();
+    else if (!operation.error())
+        askScheduler();
 }
 
 void SVTrelkindEngineLSF::removeFromServer()
@@ -386,8 +410,10 @@ void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
 
 std::function<void(const std::string&)> SVTrelkindEngineLSF::stuck(const char* step)
 {
-    return [self = shared_from_this(), step](const std::string& reason) {
-        KRMessageCenter::addMessage(fmt::format("The {} on the cluster has failed.", step),
+    return [self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this()), step](
+               const std::string& reason) {
+        self->stuckStep_ = fmt::format("The {} on the cluster has failed.", step);
+        KRMessageCenter::addMessage(*self->stuckStep_,
             fmt::format("{} Close the wrapper and open it again to repeat this step.", reason));
     };
 }

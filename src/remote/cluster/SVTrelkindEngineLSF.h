@@ -55,6 +55,18 @@ public:
     // Takes tasks whose arguments will not reach their runs, and begins.
     void goOnWithoutArguments();
 
+    // What a front end shows besides the panel.
+    bool isBusy() const; // An operation is under way.
+    // The words of a step that has failed and isn't tried again by itself.
+    std::optional<std::string> standsStill() const;
+    bool isStuck() const { return stuckStep_.has_value(); } // Only an engine made anew gets on.
+    void tryAgain(); // Presses the buttons of the steps that have failed.
+    bool hasBeenSubmitted() const { return infoFile_.has(BatchFile::kRunsStarted); }
+    int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
+    std::optional<double> secondsToNextLook() const;
+    // What the scheduler says about the runs: why they wait, and those that it doesn't know any more.
+    const std::vector<std::string>& remarks() const { return remarks_; }
+
     const BatchFile& batch() const { return infoFile_; }
     std::string programName() const; // The executable's name on the cluster.
     std::string workDirectory() const; // The batch's folder.
@@ -113,6 +125,8 @@ private:
     }
     // Tells about a step that ended without a callback; its busy mark stays set, as the chain has it.
     std::function<void(const std::string&)> stuck(const char* step);
+    void askScheduler();
+    void schedulerAnswered(SVSSHCommand& operation);
     void setRefusal(std::string sentence);
     bool isAttached() const { return taskController_ != nullptr; }
     void addLong(std::shared_ptr<platform::Operation> operation); // Copies and commands.
@@ -137,4 +151,11 @@ private:
     bool removingEverything_ = false;
     std::unique_ptr<platform::Timer> checkingTimer_;
     double minutesBetweenChecks_ = 0;
+    double lookInterval_ = 0; // Seconds.
+    double nextLook_ = 0; // On the monotonic clock.
+    int numberOfLooks_ = 0;
+    std::optional<std::string> stuckStep_; // The words about a step that ended without a callback.
+    bool askingScheduler_ = false;
+    std::set<int> goneRuns_; // The scheduler knew nothing of them at the last look.
+    std::vector<std::string> remarks_;
 };

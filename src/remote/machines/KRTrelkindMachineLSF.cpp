@@ -23,6 +23,7 @@ constexpr const char* kType = "Type";
 constexpr const char* kKeyFile = "Key File";
 constexpr const char* kPort = "Port";
 constexpr const char* kThrough = "Through";
+constexpr const char* kCheckedFolder = "Checked Folder";
 constexpr const char* kAllowOldAlgorithms = "Allow Old Algorithms";
 
 platform::SecretStore secrets()
@@ -194,6 +195,7 @@ void KRTrelkindMachineLSF::fillFromPropertyList(const platform::Value& stored)
     fill(kMachineName, form_->machineNameField);
     fill(kQueue, form_->queueNameField);
     access_ = accessFrom(stored);
+    checkedFolder_ = stored.textFor(kCheckedFolder);
     fillInPassword();
     updateDescription();
 }
@@ -203,6 +205,8 @@ platform::Value KRTrelkindMachineLSF::propertyList() const
     platform::Value::Dictionary entry{
         {kUserName, userName()}, {kMachineName, machineName()}, {kQueue, queuName()}, {kType, kClusterKind}};
     store(access_, entry);
+    if (checkedFolder_)
+        entry[kCheckedFolder] = *checkedFolder_;
     return entry;
 }
 
@@ -270,13 +274,23 @@ void KRTrelkindMachineLSF::checkConnectivity()
         app->saveMachineInformation();
     isBeingChecked_ = true;
     setFormEditable(false);
-    inBackground(
-        [login = passwordInfo(), folder = workDirectory()] { return machinefolder::check(*login, folder); },
-        [](KRTrelkindMachineLSF& machine, std::string words) {
-            machine.form_->errorField.setStringValue(std::move(words));
+    const std::string folder = workDirectory();
+    inBackground([login = passwordInfo(), folder] { return machinefolder::check(*login, folder); },
+        [folder](KRTrelkindMachineLSF& machine, const std::string& words) {
             machine.setFormEditable(true);
             machine.isBeingChecked_ = false;
+            machine.checked(words, folder);
         });
+}
+
+void KRTrelkindMachineLSF::checked(const std::string& words, const std::string& workFolder)
+{
+    form_->errorField.setStringValue(words);
+    if (words != machinefolder::kWorked || checkedFolder_ == workFolder)
+        return;
+    checkedFolder_ = workFolder;
+    if (auto* app = KRTrelkindApplication::app())
+        app->saveMachineInformation();
 }
 
 int KRTrelkindMachineLSF::numberOfRowsInTableView(const toolkit::Table&)

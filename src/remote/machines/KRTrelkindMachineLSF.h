@@ -47,6 +47,10 @@ public:
     const MachineAccess& access() const { return access_; }
     void setAccess(MachineAccess access) { access_ = std::move(access); }
     SVSSHPasswordInfo::Pointer passwordInfo() const; // Of what the form holds now.
+    // Whether a check has found, or made, the work folder; stored in the machine list.
+    bool hasBeenChecked() const { return checkedFolder_ == workDirectory(); }
+    // The minutes between looks of engines that are made from now on; their own unless set.
+    std::optional<double> minutesBetweenLooks;
 
     // Makes the engine of a batch. Filled at start-up.
     using EngineMaker = std::function<std::shared_ptr<SVTrelkindEngine>(SVTaskController& controller,
@@ -67,6 +71,7 @@ public:
     // the result stands in its error field.
     void checkConnectivity();
     bool isBeingChecked() const { return isBeingChecked_; }
+    void checked(const std::string& words, const std::string& workFolder); // Takes the result of a check.
 
     // The user has changed a field.
     void nameChanged();
@@ -91,6 +96,7 @@ private:
 
     std::shared_ptr<Definition> form_; // Shared with the list that shows it.
     MachineAccess access_;
+    std::optional<std::string> checkedFolder_; // The work folder of the last check that worked.
     std::vector<machinefolder::Entry> directoryContent_;
     bool directoryContentUpToDate_ = false; // Never cleared: the folder is listed once.
     bool directoryContentIsBeingChecked_ = false;

@@ -69,6 +69,8 @@ public:
 
     // The machine list.
     std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() override;
+    bool goesOnWithBatches() const override { return goesOnWithBatches_; }
+    void setGoesOnWithBatches(bool goesOn) { goesOnWithBatches_ = goesOn; } // For those that only look.
     KRDraggableViewsController& machines() { return machines_; }
     void saveMachineInformation();
     void updateMachineInformation();
@@ -124,6 +126,7 @@ private:
     bool machineListIsUnreadable_ = false;
     bool machineListIsIncomplete_ = false;
     bool isOkToTerminate_ = true;
+    bool goesOnWithBatches_ = true;
     std::shared_ptr<KRCountLimiter> countLimiter_ = std::make_shared<KRCountLimiter>();
     SorvantaLink sorvanta_;
     std::unique_ptr<platform::Timer> reloadTableTimer_;

@@ -34,6 +34,22 @@ constexpr auto kWaitBetweenAttempts = std::chrono::milliseconds(5);
 
 std::int64_t upToCount = 0;
 
+// The machine with this name; of several, the one with the batch's user.
+std::shared_ptr<KRTrelkindMachine> machineOfBatch(const std::vector<std::shared_ptr<KRTrelkindMachine>>& list,
+    const std::string& host, const std::optional<std::string>& user)
+{
+    std::shared_ptr<KRTrelkindMachine> found;
+    for (const auto& machine : list) {
+        if (machine->machineName() != host)
+            continue;
+        if (user && machine->machineDescription() == *user + "@" + host)
+            return machine;
+        if (!found)
+            found = machine;
+    }
+    return found;
+}
+
 } // namespace
 
 KRTrelkindController::SetupMaker& KRTrelkindController::setupMaker()
@@ -170,19 +186,24 @@ void KRTrelkindController::readWriteUp()
 
 void KRTrelkindController::finishWindowSetup()
 {
+    if (SVTaskApplication* app = SVTaskApplication::app(); app && app->goesOnWithBatches())
+        goOnWithBatch();
+}
+
+void KRTrelkindController::goOnWithBatch()
+{
     const auto stored = WrapperList::read(wrapperName() + "/Remote Machine.plist").dictionary;
     const auto host = stored.textFor("Host");
     SVTaskApplication* app = SVTaskApplication::app();
     if (!host || !app)
         return;
-    for (const auto& machine : app->remoteMachines()) {
-        if (machine->machineName() != *host)
-            continue;
-        connectMachine(*machine, stored.textFor("Queue").value_or(""));
-        if (engine_)
-            engine_->updateStatus();
+    const auto machine = machineOfBatch(app->remoteMachines(), *host, stored.textFor("User Name"));
+    if (!machine)
         return;
-    }
+    releaseEngine(&SVTrelkindEngine::disconnectFromTaskController);
+    connectMachine(*machine, stored.textFor("Queue").value_or(""));
+    if (engine_)
+        engine_->updateStatus();
 }
 
 void KRTrelkindController::connectMachine(KRTrelkindMachine& machine, const std::string& queue)
@@ -309,9 +330,14 @@ void KRTrelkindController::runOnSpecificMachine(const std::any& representedObjec
 
 void KRTrelkindController::endAllTasks()
 {
+    releaseEngine(&SVTrelkindEngine::disconnect);
+}
+
+void KRTrelkindController::releaseEngine(void (SVTrelkindEngine::*how)())
+{
     if (!engine_)
         return;
-    engine_->disconnect();
+    ((*engine_).*how)();
     toolkit::View* panel = engine_->settingsView();
     if (!panel)
         return;

@@ -95,6 +95,8 @@ public:
     void readInStandardOut();
 
     void connectMachine(KRTrelkindMachine& machine, const std::string& queue);
+    // Makes the engine of the machine that the wrapper has a batch on, anew when there is one.
+    void goOnWithBatch();
 
     // The represented object of a menu item: its "Machine" and "Name".
     struct RunTarget {
@@ -121,6 +123,7 @@ private:
     void readWriteUp();
     void finishWindowSetup();
     void addViewForEngine();
+    void releaseEngine(void (SVTrelkindEngine::*how)());
     void saveWriteUpIfNeeded();
     bool anyTaskHasBeenCommitted() const;
     void disconnectEngines();

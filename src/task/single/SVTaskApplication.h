@@ -28,6 +28,8 @@ public:
     // Objects to quitting.
     virtual void shouldNotQuit() = 0;
     virtual std::vector<std::shared_ptr<KRTrelkindMachine>> remoteMachines() = 0;
+    // Whether an opened wrapper goes on with the batch that it has on a machine.
+    virtual bool goesOnWithBatches() const { return true; }
     // Limits concurrent slow activities. Shared, because an activity may outlive the application.
     virtual const std::shared_ptr<KRCountLimiter>& countLimiter() const = 0;
 };

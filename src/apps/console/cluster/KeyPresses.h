@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/loop/MainLoop.h"
+
+#include <functional>
+#include <memory>
+#include <termios.h>
+
+// Single keys of the terminal on standard input, without a line end, while this exists. Main thread.
+class KeyPresses {
+public:
+    explicit KeyPresses(std::function<void(char)> pressed);
+    ~KeyPresses();
+    KeyPresses(const KeyPresses&) = delete;
+    KeyPresses& operator=(const KeyPresses&) = delete;
+
+    bool areRead() const { return watch_ != nullptr; } // There is a terminal, and it is this program's.
+
+private:
+    termios before_{};
+    std::unique_ptr<platform::MainLoop::Watch> watch_;
+};

@@ -1,0 +1,95 @@
+// What front ends show of a batch besides its panel: what stands still, and what the scheduler says.
+
+#include "platform/loop/Pace.h"
+#include "remote/cluster/SVTrelkindEngineLSF.h"
+#include "remote/cluster/SchedulerJobs.h"
+#include "task/single/SVSingleTask.h"
+#include "task/single/SVTaskController.h"
+#include "task/wrapper/TaskNumbers.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+bool SVTrelkindEngineLSF::isBusy() const
+{
+    if (stuckStep_)
+        return false; // Its busy mark stays set for good.
+    return creatingWorkFolder_ || checkingIfExecutableExists_ || copyingCodeOver_ || compilingCode_
+        || checkingIfCompileWorked_ || uploadingTasks_ || submittingRun_ || checkingOutput_
+        || removingEverything_ || askingScheduler_;
+}
+
+std::optional<std::string> SVTrelkindEngineLSF::standsStill() const
+{
+    if (stuckStep_)
+        return stuckStep_;
+    if (!panel_.checkWorkFolderButton.isHidden())
+        return panel_.directoryNameField.stringValue();
+    if (!panel_.checkAgainButton.isHidden() && !infoFile_.has(BatchFile::kExecutableExists))
+        return panel_.sourceStatus.stringValue();
+    if (!panel_.checkTaskUploadButton.isHidden())
+        return panel_.inputStatus.stringValue();
+    return std::nullopt;
+}
+
+void SVTrelkindEngineLSF::tryAgain()
+{
+    for (toolkit::Button* button :
+        {&panel_.checkWorkFolderButton, &panel_.checkAgainButton, &panel_.checkTaskUploadButton})
+        button->press();
+}
+
+std::optional<double> SVTrelkindEngineLSF::secondsToNextLook() const
+{
+    if (!checkingTimer_ || checkingOutput_)
+        return std::nullopt;
+    return std::max(0.0, nextLook_ - platform::monotonicSeconds());
+}
+
+void SVTrelkindEngineLSF::askScheduler()
+{
+    if (askingScheduler_)
+        return;
+    askingScheduler_ = true;
+    const auto self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this());
+    addShort(std::make_shared<SVSSHCommand>(schedulerjobs::queryCommand(), passwordInfo(), nullptr,
+        callback(&SVTrelkindEngineLSF::schedulerAnswered),
+        [self](const std::string&) { self->askingScheduler_ = false; }));
+}
+
+void SVTrelkindEngineLSF::schedulerAnswered(SVSSHCommand& operation)
+{
+    askingScheduler_ = false;
+    remarks_.clear();
+    if (!isAttached() || operation.exitStatus() != 0)
+        return; // A cluster without this command has nothing to tell.
+    std::map<std::string, std::vector<int>> waiting; // By the reason.
+    std::set<int> known;
+    for (const SchedulerJob& job : schedulerjobs::parse(operation.printed(), workDirectory())) {
+        known.insert(job.run);
+        if (job.state == "PENDING")
+            waiting[job.reason].push_back(job.run + 1);
+    }
+    for (auto& [reason, runs] : waiting) {
+        std::sort(runs.begin(), runs.end());
+        remarks_.push_back(fmt::format("Waiting ({}): {}", reason, numberRanges(runs)));
+    }
+    // A run may end between the look at its files and this answer: it is lost when the next look doesn't find
+    // its mark either.
+    std::set<int> gone;
+    std::vector<int> lost;
+    for (const auto& task : taskController_->taskInformation()) {
+        const int run = task->numberInProject();
+        if (task->taskIsFinished() || known.contains(run))
+            continue;
+        gone.insert(run);
+        if (goneRuns_.contains(run))
+            lost.push_back(run + 1);
+    }
+    goneRuns_ = std::move(gone);
+    if (!lost.empty())
+        remarks_.push_back(fmt::format(
+            "Lost, since the scheduler has no job for them and they have not ended: {}", numberRanges(lost)));
+}
