@@ -160,7 +160,8 @@ With --json nothing is shown until the end, and then the task table with each ta
         verb->add_option("--minutes", run_.minutes, "Minutes between looks at the cluster (15 by default)");
         verb->add_flag("--detach", run_.detach, "End when the jobs are submitted");
         verb->add_flag("--without-arguments", run_.withoutArguments,
-            "Run tasks on a cluster although their arguments don't reach them there");
+                "Run tasks on a cluster although their arguments don't reach them there")
+            ->needs(on);
         for (const char* local : {"--concurrency", "--failed", "--halt", "--dry-run"})
             on->excludes(local);
     }

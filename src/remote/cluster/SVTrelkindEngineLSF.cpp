@@ -66,8 +66,8 @@ SVTrelkindEngineLSF::SVTrelkindEngineLSF(
     panel_.checkTaskUploadButton.whenPressed = [this] { tryUploadingTasks(); };
     panel_.checkOutputButton.whenPressed = [this] { checkForOutput(); };
     panel_.minutesBetween.whenCommitted = [this] { minutesChanged(); };
-    if (machine_->minutesBetweenLooks)
-        panel_.minutesBetween.setStringValue(fmt::format("{}", *machine_->minutesBetweenLooks));
+    if (const auto minutes = machine_->wishes.minutesBetweenLooks)
+        panel_.minutesBetween.setStringValue(fmt::format("{}", *minutes));
     minutesBetweenChecks_ = doubleValue(panel_.minutesBetween.stringValue());
 }
 
@@ -90,6 +90,8 @@ void SVTrelkindEngineLSF::begin()
     setWhenAbsent(BatchFile::kUuid, platform::makeUuid());
     setWhenAbsent(BatchFile::kUserName, machine_->userName());
     setWhenAbsent(BatchFile::kWorkFolder, machine_->workDirectory());
+    if (machine_->wishes.withoutArguments)
+        setWhenAbsent(BatchFile::kWithoutArguments, "YES");
     if (const auto status = checkBeforeBegin(); !status.ok())
         return setRefusal(status.error().text);
     infoFile_.saveIfChanged();

@@ -49,8 +49,12 @@ public:
     SVSSHPasswordInfo::Pointer passwordInfo() const; // Of what the form holds now.
     // Whether a check has found, or made, the work folder; stored in the machine list.
     bool hasBeenChecked() const { return checkedFolder_ == workDirectory(); }
-    // The minutes between looks of engines that are made from now on; their own unless set.
-    std::optional<double> minutesBetweenLooks;
+    // What the user wants of the engines that are made from now on.
+    struct Wishes {
+        std::optional<double> minutesBetweenLooks; // The panel's own unless set.
+        bool withoutArguments = false; // Run tasks although their arguments don't reach them.
+    };
+    Wishes wishes;
 
     // Makes the engine of a batch. Filled at start-up.
     using EngineMaker = std::function<std::shared_ptr<SVTrelkindEngine>(SVTaskController& controller,

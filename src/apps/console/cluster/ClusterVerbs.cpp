@@ -78,7 +78,7 @@ bool connect(OpenWrapper& wrapper, const RunOptions& options)
         return false;
     for (const auto& machine : wrapper.application().remoteMachines())
         if (auto* cluster = dynamic_cast<KRTrelkindMachineLSF*>(machine.get()))
-            cluster->minutesBetweenLooks = options.minutes;
+            cluster->wishes = {options.minutes, options.withoutArguments};
     if (host && (!name || name->host == *host)) {
         controller.goOnWithBatch();
         if (!controller.engine())
@@ -190,7 +190,8 @@ private:
             return kInterrupted;
         }
         if (const auto words = engine->standsStill(); words && !engine->isBusy()) {
-            complain(sentence(*words));
+            if (!engine->refusal()) // Which the message center has told.
+                complain(sentence(*words));
             if (const std::string compiler = engine->panel().makeOutputView.string(); !compiler.empty())
                 complain(compiler);
             return kNotDone;
@@ -274,9 +275,6 @@ int clusterRunVerb(const RunOptions& options)
         return kWrongUse;
     if (!connect(*wrapper, options))
         return kNotDone;
-    if (options.withoutArguments)
-        if (SVTrelkindEngineLSF* engine = engineOf(*wrapper))
-            engine->goOnWithoutArguments();
     return BatchWatch(*wrapper, options).run();
 }
 
