@@ -5,6 +5,7 @@
 #include "platform/files/Paths.h"
 #include "remote/cluster/BatchUpload.h"
 #include "remote/cluster/JobScripts.h"
+#include "remote/machines/ClusterNames.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"

@@ -5,6 +5,7 @@
 #include "remote/cluster/BatchUpload.h"
 #include "remote/cluster/JobScripts.h"
 #include "remote/cluster/SchedulerJobs.h"
+#include "remote/machines/ClusterNames.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
@@ -219,6 +220,7 @@ void SVTrelkindEngineLSF::workFolderCheckFinished(SVCheckIfWorkFolderExists& ope
     }
     showFolder();
     infoFile_.setFlag(BatchFile::kWorkFolderExists);
+    askForCondition();
     makeSureExecutableExists();
     continueStrands();
 }

@@ -125,6 +125,7 @@ private:
     }
     // Tells about a step that ended without a callback; its busy mark stays set, as the chain has it.
     std::function<void(const std::string&)> stuck(const char* step);
+    void askForCondition();
     void askScheduler();
     void schedulerAnswered(SVSSHCommand& operation);
     void setRefusal(std::string sentence);

@@ -3,6 +3,7 @@
 #include "platform/loop/Pace.h"
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/cluster/SchedulerJobs.h"
+#include "remote/machines/ClusterCondition.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
 #include "task/wrapper/TaskNumbers.h"
@@ -46,6 +47,17 @@ std::optional<double> SVTrelkindEngineLSF::secondsToNextLook() const
     if (!checkingTimer_ || checkingOutput_)
         return std::nullopt;
     return std::max(0.0, nextLook_ - platform::monotonicSeconds());
+}
+
+// The batch goes on whatever comes of it.
+void SVTrelkindEngineLSF::askForCondition()
+{
+    addShort(std::make_shared<SVSSHCommand>(
+        clustercondition::query(machineWorkDirectory()), passwordInfo(), nullptr,
+        [name = machine_->machineName()](SVSSHCommand& operation) {
+            clustercondition::report(name, clustercondition::remarks(operation.printed()));
+        },
+        nullptr));
 }
 
 void SVTrelkindEngineLSF::askScheduler()

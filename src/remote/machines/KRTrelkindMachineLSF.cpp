@@ -3,6 +3,8 @@
 #include "platform/ProcessInfo.h"
 #include "platform/files/Places.h"
 #include "platform/loop/MainLoop.h"
+#include "remote/machines/ClusterCondition.h"
+#include "remote/machines/ClusterNames.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/runs/RunTimes.h"
 
@@ -275,11 +277,22 @@ void KRTrelkindMachineLSF::checkConnectivity()
     isBeingChecked_ = true;
     setFormEditable(false);
     const std::string folder = workDirectory();
-    inBackground([login = passwordInfo(), folder] { return machinefolder::check(*login, folder); },
-        [folder](KRTrelkindMachineLSF& machine, const std::string& words) {
+    struct Outcome {
+        std::string words;
+        std::vector<std::string> remarks;
+    };
+    inBackground(
+        [login = passwordInfo(), folder] {
+            Outcome outcome{machinefolder::check(*login, folder), {}};
+            if (outcome.words == machinefolder::kWorked && clusternames::checkWorkFolder(folder).ok())
+                outcome.remarks = clustercondition::ask(*login, folder);
+            return outcome;
+        },
+        [folder](KRTrelkindMachineLSF& machine, const Outcome& outcome) {
             machine.setFormEditable(true);
             machine.isBeingChecked_ = false;
-            machine.checked(words, folder);
+            machine.checked(outcome.words, folder);
+            clustercondition::report(machine.machineName(), outcome.remarks);
         });
 }
 
