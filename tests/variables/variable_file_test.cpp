@@ -183,7 +183,7 @@ TEST_F(VariableFile, HoldsAnUpdateBackUntilItIsAllowed)
     file->changesMightBeAllowed();
     EXPECT_EQ(changes(), 1U);
     owner->reads = false;
-    file->changesMightBeAllowed();
+    client->allowsChangesAgain();
     file->changesMightBeAllowed();
     EXPECT_EQ(changes(), 2U);
     EXPECT_THAT(names(), ElementsAre("B", "a", "c"));
@@ -199,8 +199,11 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
     open("d.svbin");
     EXPECT_EQ(changes(), 0U);
     client->allows = true;
-    file->changesMightBeAllowed();
+    append(writer, "x");
+    update();
     EXPECT_EQ(changes(), 1U);
+    client->allowsChangesAgain();
+    EXPECT_EQ(changes(), 1U) << "the update has told it";
     // A change that waits when another file is opened is a mistake, and is told.
     client->allows = false;
     append(writer, "b");
