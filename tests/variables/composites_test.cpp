@@ -106,6 +106,7 @@ protected:
         EXPECT_TRUE(series->willChangeFrom(0.5, 1.5));
         EXPECT_FALSE(series->willChangeFrom(1, 3.9));
         EXPECT_EQ(series->descriptionForTimeValue(2), "(5,6)");
+        EXPECT_EQ(series->descriptionForTimeValue(1), "Empty") << "has no value";
     }
 };
 
@@ -171,8 +172,14 @@ TEST_F(Composites, OlderGroupsAreReadToo)
     ASSERT_TRUE(group);
     EXPECT_EQ(numberIn(group->valueForEntry("a")), 7);
     EXPECT_EQ(group->descriptionForEntry("p"), "(1,2)");
-    for (const char* incomplete : {"w", "x", "y", "nothing"})
+    for (const char* incomplete : {"w", "x", "y", "nothing"}) {
         EXPECT_FALSE(ReadingOperations::read("Group", *older, incomplete)) << incomplete;
+        EXPECT_EQ(KRContainerGroup::descriptionFor(incomplete, *older), "Empty");
+    }
+    write(*older, "v_p = [1 2 3]");
+    EXPECT_EQ(
+        messagesOf([&] { EXPECT_EQ(KRContainerGroup::descriptionFor("v", *older), "2 entries"); }), Names())
+        << "reads no value";
     // Each level names the next one twice.
     const auto doubling = std::make_shared<KRDataInMemory>();
     std::string level = "v";
@@ -190,8 +197,14 @@ TEST_F(Composites, OlderGroupsAreReadToo)
         {"a", "g"}, {typed("Point2D"), KRVariableStructure::createWithGroupNames({"b"}, {typed("String")})});
     EXPECT_TRUE(KRContainerGroup::saveStructure(*flat, "B", storage));
     EXPECT_TRUE(flat->isEqual(KRContainerGroup::structureFromName("B", storage)));
-    const auto redirected = memoryOf("a = b; b = c; c = [1]; d = e; e = d");
-    EXPECT_EQ(redirected->resolveNameAllowingRedirection("a"), "c");
+    const ScratchFolder folder;
+    write(*KRDataFile::openNewFileWithName(folder / "d.svbin"),
+        "a = b; b = c; c = [1]; d = e; e = d; f = /tmp/f; g = f");
+    const auto content = storagetest::opened(folder / "d.svbin")->structure();
+    EXPECT_EQ(KRContainerGroup::resolve("a", content), "c");
+    EXPECT_EQ(KRContainerGroup::resolve("g", content), "f") << "its text is a value";
+    EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRContainerGroup::resolve("d", content)); }),
+        Names{"Circular reference inside datafile."});
 }
 
 TEST_F(Composites, AGroupIsSavedInAnotherShape)
@@ -207,6 +220,14 @@ TEST_F(Composites, AGroupIsSavedInAnotherShape)
     EXPECT_EQ(storage.readNativeArray("v_b").length(), 0) << "of another type";
     EXPECT_EQ(storage.readNativeArray("v_c_d").length(), 0);
     EXPECT_TRUE(storage.contains("v_c"));
+    // A file takes each name once.
+    const ScratchFolder folder;
+    const auto file = KRDataFile::openNewFileWithName(folder / "d.svbin");
+    const auto twice = KRContainerGroup::createWithNames(
+        {"a", "a"}, {typed("Real Number"), typed("Real Number")}, {number(1), number(2)});
+    EXPECT_TRUE(
+        twice->saveIntoFile(*file, "v") && twice->saveSubGroup(twice->groupStructure(), *file, "w", nullptr));
+    EXPECT_EQ(file->readNumber("v_a")->doubleValue() + file->readNumber("w_a")->doubleValue(), 4);
 }
 
 TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)

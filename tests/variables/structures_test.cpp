@@ -297,6 +297,12 @@ TEST_F(TypeRegistry, FollowsItsResources)
                  {"odder", "odder"}, {"new", "new"}})
             EXPECT_EQ(types->checkIfTypeChanged(old), present);
         EXPECT_TRUE(types->variableInformation().dictionary()->empty());
+        store("ExternalProgramVarDefinitions.plist",
+            "<dict><key>beta</key><dict><key>boundingBox2D</key><true/><key>valueRange</key><false/></dict></"
+            "dict>");
+        EXPECT_TRUE(registry()->respondsTo("boundingBox2D", "beta"));
+        EXPECT_FALSE(registry()->respondsTo("valueRange", "beta") || registry()->respondsTo("x", "beta")
+            || types->respondsTo("boundingBox2D", "beta"));
     }),
         IsEmpty());
 }

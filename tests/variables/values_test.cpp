@@ -190,6 +190,7 @@ TEST_F(Values, ComeBackFromAFile)
         EXPECT_TRUE(back->isEqualTo(*value)) << description;
     }
     EXPECT_TRUE(saved(std::make_shared<KRColor>(1, 0.5, 0))->isEqualTo(KRColor(1, 0.5, 0)));
+    EXPECT_TRUE(ReadingOperations::createEmptyVariableWithType("Color")->isEqualTo(KRColor(0, 0, 0, 0)));
     KRDataInMemory storage;
     EXPECT_TRUE(KRContainerTransform2D::createTransform2D(turned)->saveIntoFile(storage, "v"));
     EXPECT_EQ(numbersOf(storage.readDoubleArray("v")), (std::vector<double>{1, 4, 2, 5, 3, 6}));
@@ -294,11 +295,15 @@ TEST_F(Values, HaveATextForm)
     EXPECT_EQ(fromText<KRContainerRegion3D>("0 1 0 2 0 3"), "[0,1]x[0,2]x[0,3]");
     EXPECT_EQ(fromText<KRContainerShiftScale2D>("0 0 2 2"), "Scale by 2");
     EXPECT_EQ(fromText<KRContainerArray>("2 1 1 5 6"), "2 x 1 - 5, 6");
+    EXPECT_EQ(fromText<KRContainerNumberList>("2\n5\n6\n"), "5, 6");
+    EXPECT_EQ(fromText<KRContainerNumberList>("0\n"), "No Numbers");
     EXPECT_EQ(messagesOf([] {
+        EXPECT_EQ(fromText<KRContainerNumberList>("-1\n"), "No Numbers");
         EXPECT_EQ(fromText<KRContainerArray>("0 1 1"), "Empty");
         EXPECT_EQ(fromText<KRContainerArray>("8000 8000 2"), "Empty");
     }),
         (Names{"Internal error when reading an array from a text file.",
+            "Internal error when reading an array from a text file.",
             "Parsing text file: Exceeded an upper bound for array size (500MB), make sure format is "
             "correct."}));
     const ScratchFolder folder;
@@ -307,7 +312,7 @@ TEST_F(Values, HaveATextForm)
     EXPECT_EQ(textOf(list), "2\n1\n2.5\n");
     EXPECT_TRUE(list->saveAsAsciiFile(path));
     EXPECT_EQ(readFile(path).value(), "1\n2.5\n");
-    EXPECT_EQ(described(KRContainerStringList::createFromFile(path)), "2 strings - 1,2.5");
+    EXPECT_EQ(described(KRContainerStringList::createFromFile(path)), "3 strings - 1,2.5,");
     std::filesystem::resize_file(path, 10'000'001);
     EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRContainerStringList::createFromFile(path)); }),
         (Names{"File too large|The file \"" + path + "\" is too large (>10MB)."}));
@@ -357,6 +362,7 @@ TEST_F(Values, ArraysAreCutAndTurned)
     EXPECT_EQ(back->serialNumber(), A->serialNumber());
     EXPECT_NE(A->checksum(), A->permuteIKJ()->checksum());
     const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, -1}));
+    EXPECT_TRUE(KRContainerNumberList::initWithCoder(list->encodeWithCoder())->isEqualTo(*list));
     list->setSavingType(ElementType::Float);
     EXPECT_EQ(list->minimumValue(), -1);
     EXPECT_EQ(list->maximumValue(), 3);

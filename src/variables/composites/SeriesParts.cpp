@@ -131,7 +131,7 @@ std::string KRContainerSeries::descriptionForTimeValue(long step) const
     const bool asksFile = stored_ && element && !element->isAGroup() && !element->isASeries();
     std::string text = asksFile
         ? variables::descriptionOfStored(element, stored_.within(std::to_string(step)))
-        : variables::descriptionOf(valueForStep(step));
+        : variables::descriptionOfHeld(valueForStep(step));
     const std::lock_guard lock(accessToChangeableContent_);
     cachedDescriptions_[static_cast<std::size_t>(step)] = text;
     return text;
