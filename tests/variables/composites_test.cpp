@@ -308,6 +308,53 @@ TEST_F(Composites, ASeriesIsSavedAsAReference)
     EXPECT_EQ(lasting.readRawString("r_file"), folder / "kept" + "/series-1.svbin");
     EXPECT_EQ(std::filesystem::hard_link_count(path), 2U);
     EXPECT_TRUE(taken.contains("series-1.svbin"));
+    EXPECT_EQ(
+        messagesOf([&] { EXPECT_FALSE(series->saveReferenceIntoFile(lasting, "s", folder / "no", taken)); }),
+        (Names{"Could not copy the file into the directory.|Could not copy the file \"" + path + "\" to \""
+                + folder / "no/series-2.svbin" + "\"",
+            "Could not copy the file into the temporary directory."}));
+
+    // Of a folder the files that hold the series.
+    std::filesystem::create_directories(folder / "s.svdata/inner.svdata");
+    const std::pair<const char*, const char*> members[] = {{"a.svbin", "Seq_v = Series; v_0 = [1 2]"},
+        {"b.svbin", "w_0 = 1"}, {"inner.svdata/c.svbin", "SeqInfo_v_TimeValues = [1 3]"},
+        {"d.svbin", "v_1 = [3 4]"}};
+    for (const auto& [name, entries] : members)
+        write(*KRDataFile::openNewFileWithName(folder / "s.svdata/" + name), entries);
+    const auto stacked = KRContainerSeries::createWithDataFile(
+        storagetest::opened(folder / "s.svdata"), "v", seriesOfPoints());
+    ASSERT_TRUE(stacked);
+    EXPECT_TRUE(stacked->saveReferenceIntoFile(lasting, "t", folder / "kept", taken));
+    EXPECT_EQ(lasting.readRawString("t_file"), folder / "kept/s.svdata");
+    EXPECT_FALSE(std::filesystem::exists(folder / "kept/s.svdata/b.svbin"));
+    const auto back = KRContainerSeries::createWithDataFile(
+        storagetest::opened(folder / "kept/s.svdata"), "v", seriesOfPoints());
+    ASSERT_TRUE(back && back->valueAt(3));
+    EXPECT_EQ(as<KRContainer>(back->valueAt(3))->description(), "(3,4)");
+}
+
+TEST_F(Composites, ATemporarySeriesMovesToAnotherDisk)
+{
+    std::string pattern = "/dev/shm/trelkind-XXXXXX";
+    const char* const made = mkdtemp(pattern.data());
+    if (!made)
+        GTEST_SKIP() << "no second disk";
+    const std::string name = *KRContainerFileName::checkOutTemporaryName() + ".svbin";
+    auto owner = KRContainerFileName::createWithTemporaryFile(name);
+    auto file = KRDataFile::openNewFileWithName(name);
+    write(*file, "v_0 = [1 2]; v_0_time = 0");
+    const auto content = (file->flush(), file->structure());
+    file.reset();
+    const auto series = KRContainerSeries::createWithFile(owner, content, "v", seriesOfPoints());
+    owner.reset();
+    KRDataInMemory storage;
+    std::set<std::string> taken;
+    EXPECT_EQ(messagesOf([&] { EXPECT_TRUE(series->saveReferenceIntoFile(storage, "r", pattern, taken)); }),
+        (Names{"Inefficient, had to copy a file"}));
+    EXPECT_FALSE(std::filesystem::exists(name));
+    EXPECT_EQ(storage.readRawString("r_file"), series->storageFile()->fileName());
+    EXPECT_EQ(as<KRContainer>(series->valueAt(0))->description(), "(1,2)");
+    std::filesystem::remove_all(pattern);
 }
 
 // A stream of items from a list: texts, numbers and arrays of doubles.

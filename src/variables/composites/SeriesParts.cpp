@@ -100,7 +100,9 @@ KRContainerSeries::Pointer KRContainerSeries::createWithDataFile(
     const std::shared_ptr<KRDataStorage>& file, const std::string& nameInsideFile, const Structure& structure)
 {
     auto* const dataFile = dynamic_cast<KRDataFile*>(file.get());
-    if (!file || (dataFile && !dataFile->fileIsValid())) {
+    // A stack is a folder, which isn't opened itself.
+    const bool isOpen = !dataFile || dataFile->dataFileType() == "DataFileStack" || dataFile->fileIsValid();
+    if (!file || !isOpen) {
         KRMessageCenter::addMessage(file ? "Could not open the data file." : "Not a data file.");
         return nullptr;
     }
