@@ -148,6 +148,21 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     EXPECT_EQ(
         as<KRContainer>(ReadingOperations::read("Series", *memory, "v_in_path"))->description(), "3 entries");
     EXPECT_EQ(KRContainerSeries::descriptionFor("v_in_path", *memory), "3 times");
+    expectEverything(
+        *as<KRContainerGroup>(KRContainerGroup::readGroupWithReference("v", *memory, nullptr, nullptr)));
+    for (const Structure& known : {Structure(), seriesOfPoints()})
+        EXPECT_EQ(
+            as<KRContainer>(KRContainerSeries::readSeriesWithReference("v_in_path", *memory, nullptr, known))
+                ->description(),
+            "3 entries");
+    EXPECT_FALSE(KRContainerSeries::readSeriesWithReference("n", *memory, nullptr, nullptr)
+        || KRContainerGroup::readGroupWithReference("n", *memory, nullptr, nullptr));
+    EXPECT_EQ(stored->structureForEntry("n")->type(), "Real Number");
+    const auto one = [](double n) {
+        return KRContainerGroup::createWithNames({"n"}, {typed("Real Number")}, {number(n)});
+    };
+    EXPECT_TRUE(one(3)->isEqualTo(*one(3)));
+    EXPECT_FALSE(one(3)->isEqualTo(*one(4)) || one(3)->isEqualTo(*stored) || one(3)->isEqualTo(*number(3)));
 }
 
 TEST_F(Composites, GroupsMoveToAFileOfTheirOwn)
@@ -249,6 +264,13 @@ TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)
     EXPECT_EQ(group->boundingBox2D().xmax, 9);
     EXPECT_EQ(group->retrieveBoundingBox3D("text").zmax, 7);
     EXPECT_FALSE(group->retrieveBoundingBox3D("p").couldBeFound);
+    // Also where a reference ends.
+    const auto memory = memoryOf("v_a = v_b; v_b = [1 2]");
+    const auto stored = KRContainerGroup::createWithDataFile(memory, "v",
+        KRVariableStructure::createWithGroupNames({"a", "b"}, {typed("Point2D"), typed("Point2D")}));
+    EXPECT_FALSE(stored->retrieveBoundingBox2D("a").couldBeFound);
+    stored->setBoundingBox2D({0, 5, 0, 9, false, true}, "v_b");
+    EXPECT_EQ(stored->retrieveBoundingBox2D("a").xmax, 5);
 }
 
 TEST_F(Composites, RefuseWhatDoesNotFit)
@@ -268,6 +290,7 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
             KRContainerGroup::createWithFile(KRContainerFileName::createWithName("/x"), {}, "v", structure));
         EXPECT_FALSE(KRContainerGroup::createWithDataFile(
             std::make_shared<KRDataInMemory>(), "v", structure->groupNames(), structure->groupTypes(), {}));
+        EXPECT_FALSE(KRContainerGroup::createWithDataFile(nullptr, "v", {}, {}, {}));
         EXPECT_FALSE(KRContainerTable::createWithNames({"a"}, {typed("NumberList")}, {}));
         EXPECT_FALSE(KRContainerSeries::createWithValues({}, doubles({1}), seriesOfPoints()));
         EXPECT_FALSE(KRContainerSeries::createWithDataFile(nullptr, "v", seriesOfPoints()));
@@ -280,6 +303,7 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
             "Internal Error|Internal Error, please report:\nWhen creating a data storage based group, one of "
             "the "
             "sub groups/series was not specified",
+            "Internal error: nil pointer being passed into a createWithFile",
             "Internal error: Can not create a table, invalid structure",
             "Internal - invalid argument to a series constructor", "Not a data file.",
             "not possible to save the file name"}));
