@@ -117,6 +117,12 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     expectEverything(*group);
     const auto memory = std::make_shared<KRDataInMemory>();
     ASSERT_TRUE(group->saveIntoFile(*memory, "v"));
+    const auto structure = group->groupStructure();
+    expectRefusalsToBeTold([&](KRDataStorage& storage) { return group->saveIntoFile(storage, "v"); });
+    expectRefusalsToBeTold([&](KRDataStorage& s) { return group->saveSubGroup(structure, s, "v", nullptr); });
+    expectRefusalsToBeTold([&](KRDataStorage& s) { return structure->saveDescriptionAs("B", s); });
+    expectRefusalsToBeTold(
+        [&](KRDataStorage& s) { return KRContainerGroup::saveStructure(*structure, "B", s); });
     EXPECT_EQ(memory->readRawString("v_in_path"), "Series");
     EXPECT_EQ(numbersOf(memory->readDoubleArray("v_in_path_1")), std::vector<double>()) << "no value";
     EXPECT_EQ(memory->readNumber("v_in_path_2_time")->doubleValue(), 4);
@@ -148,8 +154,15 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     EXPECT_EQ(
         as<KRContainer>(ReadingOperations::read("Series", *memory, "v_in_path"))->description(), "3 entries");
     EXPECT_EQ(KRContainerSeries::descriptionFor("v_in_path", *memory), "3 times");
-    expectEverything(
-        *as<KRContainerGroup>(KRContainerGroup::readGroupWithReference("v", *memory, nullptr, nullptr)));
+    auto kept = KRContainerFileName::createWithName("/kept");
+    const std::weak_ptr<const KRContainerFileName> held = kept;
+    {
+        const auto referring = as<KRContainerGroup>(
+            KRContainerGroup::readGroupWithReference("v", *memory, std::exchange(kept, nullptr), nullptr));
+        expectEverything(*referring);
+        EXPECT_FALSE(held.expired());
+    }
+    EXPECT_TRUE(held.expired());
     for (const Structure& known : {Structure(), seriesOfPoints()})
         EXPECT_EQ(
             as<KRContainer>(KRContainerSeries::readSeriesWithReference("v_in_path", *memory, nullptr, known))
@@ -172,6 +185,7 @@ TEST_F(Composites, GroupsMoveToAFileOfTheirOwn)
     ASSERT_TRUE(group->saveToDisk());
     EXPECT_EQ(group->memoryUsed(), 0U);
     expectEverything(*group);
+    EXPECT_EQ(group->valueForEntry("in"), group->valueForEntry("in")) << "made once";
     KRDataInMemory copy;
     EXPECT_TRUE(group->saveIntoFile(copy, "w")) << "also from its own file";
     EXPECT_EQ(copy.readNumber("w_n")->doubleValue(), 3);
@@ -324,6 +338,8 @@ TEST_F(Composites, ASeriesIsSavedAsAReference)
     EXPECT_EQ(as<KRContainer>(series->valueAt(2))->description(), "(3,4)");
     KRDataInMemory plain, lasting;
     EXPECT_TRUE(series->saveReferenceIntoFile(plain, "r"));
+    expectRefusalsToBeTold(
+        [&](KRDataStorage& storage) { return series->saveReferenceIntoFile(storage, "r"); });
     EXPECT_EQ(plain.readRawString("r_file"), path);
     EXPECT_EQ(plain.readRawString("r"), "Series");
     std::filesystem::create_directory(folder / "kept");
@@ -428,6 +444,7 @@ protected:
         if (!made)
             return content;
         structure_ = made->structure;
+        EXPECT_EQ(made->file->fileSize(), std::filesystem::file_size(made->file->fileName()));
         const auto file = KRDataFile::openFileContainer(made->file);
         for (const std::string& name : file->variablesNames()) {
             if (const auto text = variables::wordUnder(*file, name))

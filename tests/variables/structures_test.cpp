@@ -104,9 +104,12 @@ TEST(VariableStructure, OfAVariableFollowsItsAnnouncement)
 {
     const auto memory = memoryOf("Seq_path = Path2D; Seq_code = 1; Seq_t = Table; SeqInfo_t_N = 1; "
                                  "SeqInfo_t_1N = a; SeqInfo_t_1T = NumberList");
-    for (const auto& [name, structure] : {std::pair("path", "Path2D"), {"code", "null"}, {"missing", "null"},
-             {"t", "Table\n    a = NumberList\n"}})
-        EXPECT_EQ(shown(KRVariableStructure::readVariableStructureFor(name, *memory)), structure);
+    EXPECT_THAT(messagesOf([&] {
+        for (const auto& [name, structure] : {std::pair("path", "Path2D"), {"code", "null"},
+                 {"missing", "null"}, {"t", "Table\n    a = NumberList\n"}})
+            EXPECT_EQ(shown(KRVariableStructure::readVariableStructureFor(name, *memory)), structure);
+    }),
+        IsEmpty());
 }
 
 // Answers every question for a text with the same one: the deepest structure that there can be.

@@ -129,6 +129,7 @@ TEST_F(Values, AreEmptyAtFirst)
             ReadingOperations::createEmptyVariableWithType(type));
         EXPECT_EQ(described(empty), description);
         EXPECT_EQ(empty->isEmpty(), isEmpty) << type;
+        EXPECT_EQ(read(type, "v = []"), description) << type;
         const Value back = saved(empty);
         EXPECT_TRUE(back && back->isEqualTo(*empty)) << type;
         EXPECT_EQ(
@@ -149,7 +150,6 @@ TEST_F(Values, ReadWhatFilesHold)
         std::vector<std::string> messages{};
     } cases[] = {
         {"Point2D", "v = w; w = [1 2]", "(1,2)"}, // Redirected.
-        {"Point2D", "v = []", "Empty"},
         {"Point2D", "v = [1 2 3]", "null", {"Error when reading a point, incorrect length stored in file."}},
         {"Point2D", "w = [1 2]", "null"},
         {"Range", "v = [0 0.5]", "[0,0.5]"},
@@ -169,6 +169,9 @@ TEST_F(Values, ReadWhatFilesHold)
             {"Error when reading a region, contained Inf values.|One or more of the numbers in the variable "
              "\"v\" had an Inf value"}},
         {"Region3D", "v = [0 0 0 0 0 0 1 1]", "Empty"},
+        {"Region3D", "v = [0 0 0 0 0 0 0 0]", "Invalid"},
+        {"Region3D", "v = [1 0 0 0 0 0 1 1]", "null"},
+        {"Region3D", "v = [1 2]", "null", {"Error when reading a region, incorrect length stored in file."}},
         {"Region3D", "v = [nan 1 0 2 0 3]", "null",
             {"Error when reading a region, incorrect length stored in file (contained NaN)."}},
         {"ShiftScale2D", "v = [0 0 1 1]", "Identity mapping."},
@@ -183,13 +186,8 @@ TEST_F(Values, ReadWhatFilesHold)
         {"Transform2D", "v = [1 2 3]", "null"},
         {"Array", "v = [1 2 3 4]", "4 x 1 - 1, 2, 3, 4"},
         {"Array", "v = [1 2 3 4 5]", "5 x 1"},
-        {"Array", "v = []", "Empty"},
         {"NumberList", "v = [1 2 3 4 5]", "(# = 5): 1, 2, ..., 4, 5"},
         {"NumberList", "v = [1.5]", "1.5"},
-        {"NumberList", "v = []", "No Numbers"},
-        {"Region2D", "v = []", "Empty"},
-        {"ShiftScale3D", "v = []", "Identity mapping."},
-        {"StringList", "v = []", "No strings"},
         {"Real Number", "v = 3", "3"},
         {"Real Number", "v = w; w = 3", "3"},
         // Its own parameter.
@@ -239,6 +237,7 @@ TEST_F(Values, ComeBackFromAFile)
         EXPECT_EQ(described(back), description);
         ASSERT_TRUE(back);
         EXPECT_TRUE(back->isEqualTo(*value)) << description;
+        expectRefusalsToBeTold([&](KRDataStorage& storage) { return value->saveIntoFile(storage, "v"); });
     }
     EXPECT_TRUE(saved(std::make_shared<KRColor>(1, 0.5, 0))->isEqualTo(KRColor(1, 0.5, 0)));
     KRDataInMemory storage;
@@ -254,6 +253,7 @@ TEST_F(Values, CarryTheirParameters)
     region->setExtraParameters({{"at", KRContainerPoint2D::pointX(1, 2)}, {"none", nullptr},
         {"how many", KRRealNumber::create(4)}, {"note", std::make_shared<KRString>("a:b")}});
     const Value back = saved(region);
+    expectRefusalsToBeTold([&](KRDataStorage& storage) { return region->saveIntoFile(storage, "v"); });
     EXPECT_EQ(parameter(back, "at"), "(1,2)");
     EXPECT_EQ(parameter(back, "how many"), "4");
     EXPECT_EQ(parameter(back, "note"), "a:b");
@@ -418,10 +418,12 @@ TEST_F(Values, ArraysAreCutAndTurned)
     EXPECT_EQ(shape(A->permuteIKJ()), "2x2x3: 0 1 6 7 2 3 8 9 4 5 10 11");
     EXPECT_EQ(shape(A->permuteReflectJKI()), "3x2x2: 6 8 10 0 2 4 7 9 11 1 3 5");
     EXPECT_EQ(shape(A->sliceAtIGrid(1)), "3x2x1: 1 3 5 7 9 11");
+    EXPECT_EQ(shape(A->sliceAtIGrid(0)) + shape(A->sliceAtJGrid(0)) + shape(A->sliceAtKGrid(0)),
+        "3x2x1: 0 2 4 6 8 102x2x1: 0 1 6 72x3x1: 0 1 2 3 4 5");
     EXPECT_EQ(shape(A->sliceAtJGrid(2)), "2x2x1: 4 5 10 11");
     EXPECT_EQ(shape(A->sliceAtKGrid(1)), "2x3x1: 6 7 8 9 10 11");
     EXPECT_EQ(messagesOf([&] {
-        EXPECT_FALSE(A->sliceAtIGrid(2) || A->sliceAtJGrid(-1) || A->sliceAtKGrid(2));
+        EXPECT_FALSE(A->sliceAtIGrid(2) || A->sliceAtJGrid(3) || A->sliceAtKGrid(2));
         EXPECT_FALSE(A->regionI({1, 2}, {0, 1}) || A->sparsifyStartX(0, 0, 0, 1) || A->transformWithType(8));
         EXPECT_FALSE(A->shortArray() || A->ucharArray());
         EXPECT_FALSE(A->isEqualTo(*KRContainerNumberList::createWithNumber(1)));
