@@ -246,6 +246,32 @@ TEST_F(Values, ComeBackFromAFile)
     EXPECT_EQ(storage.variablesWithPrefix(""), Names{"v"}) << "no parameters, no entries for them";
 }
 
+TEST_F(Values, AreDescribedWithoutBeingRead)
+{
+    KRDataInMemory storage;
+    for (const auto& [m, n, o] : {std::tuple(2L, 3L, 4L), {2, 3, 1}, {3, 1, 1}, {1, 1, 1}, {0, 0, 0}})
+        storage.writeDoubleArray(
+            KRDoubleArrayContainer::createArrayOfSizeM(m, n, o), fmt::format("{}{}{}", m, n, o));
+    KRContainerPoint3D::pointX(1, 2, 0.5F)->saveIntoFile(storage, "point");
+    KRContainerStringList::createWithStrings({"a"})->saveIntoFile(storage, "one");
+    KRContainerStringList::createWithStrings({"a", "b"})->saveIntoFile(storage, "two");
+    storage.writeString("234", "reference");
+    const std::pair<const char*, std::vector<std::pair<const char*, const char*>>> types[] = {
+        {"Array",
+            {{"234", "2 x 3 x 4"}, {"231", "2 x 3"}, {"311", "3 x 1"}, {"000", "Empty"}, {"none", "Empty"},
+                {"reference", "2 x 3 x 4"}}},
+        {"NumberList",
+            {{"234", "24 numbers"}, {"111", "1 numbers"}, {"000", "Empty"}, {"none", "Empty"},
+                {"reference", "24 numbers"}}},
+        {"StringList", {{"one", "1 string"}, {"two", "2 strings"}, {"none", "Empty"}}},
+        {"Point3D", {{"point", "(1,2,0.5)"}, {"231", "Invalid"}, {"none", "(Empty)"}}},
+        {"Group", {{"none", "Empty"}}}, {"Series", {{"none", "0 times"}}}};
+    for (const auto& [type, described] : types)
+        for (const auto& [name, description] : described)
+            EXPECT_EQ(ReadingOperations::forType(type)->descriptionFor(name, storage), description)
+                << type << " " << name;
+}
+
 TEST_F(Values, CarryTheirParameters)
 {
     const auto range = KRContainerRange::createWithMin(1, 3);
@@ -309,6 +335,8 @@ TEST_F(Values, AreMappedAndCropped)
     EXPECT_EQ(described(point->cropWith2D(unit)), "(1,1)") << "the border belongs to it";
     EXPECT_EQ(described(KRContainerPoint2D::pointX(1, 1.01)->cropWith2D(unit)), "Empty");
     EXPECT_EQ(described(unit->padBox(0.5)), "[-0.5,1.5]x[-0.5,1.5]");
+    EXPECT_EQ(
+        described(KRContainerRegion2D::createWithRegion({-INFINITY, 3, 0, INFINITY, 0})), "[-inf,3]x[0,inf]");
     EXPECT_EQ(unit->simplifyAllowingError(1), unit);
     EXPECT_EQ(described(range->unionWithMin(2, 7)), "[1,7]");
     EXPECT_EQ(described(KRContainerRange::createEmpty()->unionWithMin(7, 8)), "[7,8]");
@@ -445,6 +473,16 @@ TEST_F(Values, ArraysAreCutAndTurned)
     EXPECT_NE(A->checksum(), A->permuteIKJ()->checksum());
     const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, -1}));
     EXPECT_TRUE(KRContainerNumberList::initWithCoder(list->encodeWithCoder())->isEqualTo(*list));
+    EXPECT_EQ(list->numberAtIndex(0) + list->numberAtIndex(2), 2);
+    EXPECT_EQ(messagesOf([&] {
+        EXPECT_TRUE(std::isnan(list->numberAtIndex(3)) && std::isnan(list->numberAtIndex(-1)));
+    }),
+        (Names{"Out of bounds", "Out of bounds"}));
+    EXPECT_EQ(KRContainerNumberList::createWithArray(doubles({1, 2, 3, 4}))->description(), "1, 2, 3, 4");
+    const auto words = KRContainerStringList::createWithStrings({"a", "bc"});
+    EXPECT_EQ(words->stringAtIndex(1) + words->strings()[0], "bca");
+    EXPECT_FALSE(words->isEqualTo(*KRContainerStringList::createWithStrings({"a", "bd"}))
+        || words->isEqualTo(*KRContainerStringList::createWithStrings({"abc"})) || words->isEqualTo(*list));
     list->setSavingType(ElementType::Float);
     EXPECT_EQ(list->minimumValue(), -1);
     EXPECT_EQ(list->maximumValue(), 3);

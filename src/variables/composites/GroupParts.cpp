@@ -52,7 +52,7 @@ std::optional<double> olderCount(KRDataStorage& storage, const std::string& grou
     return count ? std::optional(count->doubleValue()) : std::nullopt;
 }
 
-std::string countText(std::size_t entries)
+std::string entriesText(std::size_t entries)
 {
     return entries == 0 ? "Empty" : entries == 1 ? "1 entry" : fmt::format("{} entries", entries);
 }
@@ -108,20 +108,20 @@ std::string KRContainerGroup::descriptionFor(const std::string& name, KRDataStor
     const auto older = olderCount(inFile, name);
     if (!older) {
         const auto structure = KRVariableStructure::groupStructureFromName(names::description(name), inFile);
-        return countText(structure ? structure->groupNames().size() : 0);
+        return entriesText(structure ? structure->groupNames().size() : 0);
     }
     std::size_t count = 0;
     for (; static_cast<double>(count) < *older; ++count) {
         const OlderEntry entry = olderEntry(inFile, name, static_cast<std::int64_t>(count) + 1);
         if (!entry.name || !entry.type || !inFile.contains(names::part(name, *entry.name)))
-            return countText(0); // Such a group has no value.
+            return entriesText(0); // Such a group has no value.
     }
-    return countText(count);
+    return entriesText(count);
 }
 
 std::string KRContainerGroup::description() const
 {
-    return countText(myStructure_->groupNames().size());
+    return entriesText(myStructure_->groupNames().size());
 }
 
 KRContainerGroup::Pointer KRContainerGroup::createEmptyWithStructure(const Structure& structure)

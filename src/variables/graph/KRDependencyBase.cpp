@@ -29,7 +29,6 @@ private:
 thread_local int WalkOfTimes::depth_ = 0;
 thread_local std::unordered_set<const KRDependencyBase*> WalkOfTimes::withoutTimes_;
 
-using Objects = KRDependencyBase::Objects;
 using Known = KRDependencyBase::Known;
 
 // Whether every client at any depth answers true.
