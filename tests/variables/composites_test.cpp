@@ -307,6 +307,9 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
         EXPECT_FALSE(KRContainerGroup::createWithDataFile(nullptr, "v", {}, {}, {}));
         EXPECT_FALSE(KRContainerTable::createWithNames({"a"}, {typed("NumberList")}, {}));
         EXPECT_FALSE(KRContainerSeries::createWithValues({}, doubles({1}), seriesOfPoints()));
+        EXPECT_FALSE(KRContainerSeries::createWithFile(nullptr, {}, "v", seriesOfPoints()));
+        EXPECT_FALSE(
+            KRContainerSeries::createWithDataFile(std::make_shared<KRDataInMemory>(), "v", typed("Point2D")));
         EXPECT_FALSE(KRContainerSeries::createWithDataFile(nullptr, "v", seriesOfPoints()));
         KRDataInMemory storage;
         EXPECT_FALSE(KRContainerSeries::createEmpty()->saveReferenceIntoFile(storage, "v"));
@@ -319,6 +322,8 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
             "sub groups/series was not specified",
             "Internal error: nil pointer being passed into a createWithFile",
             "Internal error: Can not create a table, invalid structure",
+            "Internal - invalid argument to a series constructor",
+            "Internal - invalid argument to a series constructor",
             "Internal - invalid argument to a series constructor", "Not a data file.",
             "not possible to save the file name"}));
 }

@@ -346,6 +346,17 @@ TEST_F(Values, AreMappedAndCropped)
     EXPECT_EQ(described(KRContainerRange::createEmpty()->cropWith1D(range)), "Empty");
     EXPECT_FALSE(point->scaleWith2D(nullptr) || point->cropWith2D(nullptr) || unit->scaleWith2D(nullptr)
         || range->cropWith1D(nullptr) || point->transform2D(nullptr));
+    const std::pair<Transform2D, const char*> transforms[] = {
+        {CreateTransform2D(1, 0, 0, 0, 1, 0), "Identity"}, {CreateTransform2D(2, 0, 0, 0, 2, 0), "Scale"},
+        {CreateTransform2D(2, 0, 0, 0, 3, 0), "Scale each dimension"},
+        {CreateTransform2D(1, 1, 0, 0, 1, 0), "Rotation & scale"},
+        {CreateTransform2D(1, 0, 0, 1, 1, 0), "Rotation & scale"},
+        {CreateTransform2D(2, 0, 1, 0, 2, 0), "Scale and shift"},
+        {CreateTransform2D(1, 0, 0, 0, 3, 1), "Scale and shift"},
+        {CreateTransform2D(1, 0, 0, 0, 1, 1), "Shift"}};
+    for (const auto& [transform, description] : transforms)
+        EXPECT_EQ(described(KRContainerTransform2D::createTransform2D(transform)), description);
+    EXPECT_EQ(described(KRContainerTransform3D::createTransform3D(CreateIdentityTransform3D())), "Identity");
     const Point2D turned = scale->mapVector({1, 1});
     EXPECT_EQ(turned.x + 10 * turned.y, 32) << "without the shift";
     const Box2D mapped = KRContainerShiftScale2D::createWithX(1, 2, -1, 3)->mapBox({0, 1, 2, 3, 0});
@@ -368,6 +379,7 @@ TEST_F(Values, AreMappedAndCropped)
     EXPECT_EQ(described(corner->transform3D(KRContainerTransform3D::createTransform3D(
                   CreateTransform3D(1, 0, 0, 1, 0, 2, 0, 2, 0, 0, 3, 3)))),
         "(2,4,6)");
+    EXPECT_FALSE(corner->scaleWith3D(nullptr) || corner->cropWith3D(nullptr) || corner->transform3D(nullptr));
     const Point3D direction = space->mapVector({1, 1, 1});
     EXPECT_EQ(described(KRContainerPoint3D::createWithPoint(direction)), "(2,-3,4)");
     corner->setX(5);
@@ -381,6 +393,11 @@ TEST_F(Values, AreMappedAndCropped)
         const auto none = KRContainerPoint2D::createEmpty();
         EXPECT_TRUE(std::isnan(none->x()) && std::isnan(none->point2d().y));
         none->setX(3);
+        EXPECT_TRUE(std::isnan(none->y()));
+        const auto nowhere = KRContainerPoint3D::createEmpty();
+        nowhere->setX(1);
+        EXPECT_TRUE(std::isnan(nowhere->z()) && nowhere->isEmpty());
+        EXPECT_EQ(space->scale(), 2);
         EXPECT_EQ(point->numericalPropertyNamed("x") + point->numericalPropertyNamed("z"), 2);
         EXPECT_TRUE(std::isnan(point->numericalPropertyNamed("y")));
         EXPECT_EQ(scale->scale(), 2);
@@ -390,7 +407,11 @@ TEST_F(Values, AreMappedAndCropped)
     }),
         (Names{"Internal error: Asking an empty 2D point for x coordinate",
             "Internal error: Asking an empty 2D point for the point value",
-            "Internal error: Overwriting an empty 2D Point", "Asking for an invalid extension",
+            "Internal error: Overwriting an empty 2D Point",
+            "Internal error: Asking an empty 2D point for y coordinate",
+            "Internal error: Overwriting an empty 3D Point",
+            "Internal error: Asking an empty 3D point for z coordinate",
+            "Scale is not the same in each direction.", "Asking for an invalid extension",
             "For a shift and scale2D: scaleX!=scaleY, but asking for scale.",
             "Internal error|+ (KRContainerRange *)createWithMin:max: called with NaN arguments.",
             "KRContainerRegion2D - (id)initWithBox: Invalid Box2D variable (empty).",
