@@ -106,6 +106,7 @@ protected:
         EXPECT_TRUE(series->willChangeFrom(0.5, 1.5));
         EXPECT_FALSE(series->willChangeFrom(1, 3.9));
         EXPECT_EQ(series->descriptionForTimeValue(2), "(5,6)");
+        EXPECT_EQ(series->descriptionForTimeValue(1), "Empty") << "has no value";
     }
 };
 
@@ -116,6 +117,12 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     expectEverything(*group);
     const auto memory = std::make_shared<KRDataInMemory>();
     ASSERT_TRUE(group->saveIntoFile(*memory, "v"));
+    const auto structure = group->groupStructure();
+    expectRefusalsToBeTold([&](KRDataStorage& storage) { return group->saveIntoFile(storage, "v"); });
+    expectRefusalsToBeTold([&](KRDataStorage& s) { return group->saveSubGroup(structure, s, "v", nullptr); });
+    expectRefusalsToBeTold([&](KRDataStorage& s) { return structure->saveDescriptionAs("B", s); });
+    expectRefusalsToBeTold(
+        [&](KRDataStorage& s) { return KRContainerGroup::saveStructure(*structure, "B", s); });
     EXPECT_EQ(memory->readRawString("v_in_path"), "Series");
     EXPECT_EQ(numbersOf(memory->readDoubleArray("v_in_path_1")), std::vector<double>()) << "no value";
     EXPECT_EQ(memory->readNumber("v_in_path_2_time")->doubleValue(), 4);
@@ -147,6 +154,28 @@ TEST_F(Composites, ComeBackFromAFileAsReferences)
     EXPECT_EQ(
         as<KRContainer>(ReadingOperations::read("Series", *memory, "v_in_path"))->description(), "3 entries");
     EXPECT_EQ(KRContainerSeries::descriptionFor("v_in_path", *memory), "3 times");
+    auto kept = KRContainerFileName::createWithName("/kept");
+    const std::weak_ptr<const KRContainerFileName> held = kept;
+    {
+        const auto referring = as<KRContainerGroup>(
+            KRContainerGroup::readGroupWithReference("v", *memory, std::exchange(kept, nullptr), nullptr));
+        expectEverything(*referring);
+        EXPECT_FALSE(held.expired());
+    }
+    EXPECT_TRUE(held.expired());
+    for (const Structure& known : {Structure(), seriesOfPoints()})
+        EXPECT_EQ(
+            as<KRContainer>(KRContainerSeries::readSeriesWithReference("v_in_path", *memory, nullptr, known))
+                ->description(),
+            "3 entries");
+    EXPECT_FALSE(KRContainerSeries::readSeriesWithReference("n", *memory, nullptr, nullptr)
+        || KRContainerGroup::readGroupWithReference("n", *memory, nullptr, nullptr));
+    EXPECT_EQ(stored->structureForEntry("n")->type(), "Real Number");
+    const auto one = [](double n) {
+        return KRContainerGroup::createWithNames({"n"}, {typed("Real Number")}, {number(n)});
+    };
+    EXPECT_TRUE(one(3)->isEqualTo(*one(3)));
+    EXPECT_FALSE(one(3)->isEqualTo(*one(4)) || one(3)->isEqualTo(*stored) || one(3)->isEqualTo(*number(3)));
 }
 
 TEST_F(Composites, GroupsMoveToAFileOfTheirOwn)
@@ -156,6 +185,7 @@ TEST_F(Composites, GroupsMoveToAFileOfTheirOwn)
     ASSERT_TRUE(group->saveToDisk());
     EXPECT_EQ(group->memoryUsed(), 0U);
     expectEverything(*group);
+    EXPECT_EQ(group->valueForEntry("in"), group->valueForEntry("in")) << "made once";
     KRDataInMemory copy;
     EXPECT_TRUE(group->saveIntoFile(copy, "w")) << "also from its own file";
     EXPECT_EQ(copy.readNumber("w_n")->doubleValue(), 3);
@@ -171,8 +201,14 @@ TEST_F(Composites, OlderGroupsAreReadToo)
     ASSERT_TRUE(group);
     EXPECT_EQ(numberIn(group->valueForEntry("a")), 7);
     EXPECT_EQ(group->descriptionForEntry("p"), "(1,2)");
-    for (const char* incomplete : {"w", "x", "y", "nothing"})
+    for (const char* incomplete : {"w", "x", "y", "nothing"}) {
         EXPECT_FALSE(ReadingOperations::read("Group", *older, incomplete)) << incomplete;
+        EXPECT_EQ(KRContainerGroup::descriptionFor(incomplete, *older), "Empty");
+    }
+    write(*older, "v_p = [1 2 3]");
+    EXPECT_EQ(
+        messagesOf([&] { EXPECT_EQ(KRContainerGroup::descriptionFor("v", *older), "2 entries"); }), Names())
+        << "reads no value";
     // Each level names the next one twice.
     const auto doubling = std::make_shared<KRDataInMemory>();
     std::string level = "v";
@@ -190,8 +226,14 @@ TEST_F(Composites, OlderGroupsAreReadToo)
         {"a", "g"}, {typed("Point2D"), KRVariableStructure::createWithGroupNames({"b"}, {typed("String")})});
     EXPECT_TRUE(KRContainerGroup::saveStructure(*flat, "B", storage));
     EXPECT_TRUE(flat->isEqual(KRContainerGroup::structureFromName("B", storage)));
-    const auto redirected = memoryOf("a = b; b = c; c = [1]; d = e; e = d");
-    EXPECT_EQ(redirected->resolveNameAllowingRedirection("a"), "c");
+    const ScratchFolder folder;
+    write(*KRDataFile::openNewFileWithName(folder / "d.svbin"),
+        "a = b; b = c; c = [1]; d = e; e = d; f = /tmp/f; g = f");
+    const auto content = storagetest::opened(folder / "d.svbin")->structure();
+    EXPECT_EQ(KRContainerGroup::resolve("a", content), "c");
+    EXPECT_EQ(KRContainerGroup::resolve("g", content), "f") << "its text is a value";
+    EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRContainerGroup::resolve("d", content)); }),
+        Names{"Circular reference inside datafile."});
 }
 
 TEST_F(Composites, AGroupIsSavedInAnotherShape)
@@ -207,6 +249,14 @@ TEST_F(Composites, AGroupIsSavedInAnotherShape)
     EXPECT_EQ(storage.readNativeArray("v_b").length(), 0) << "of another type";
     EXPECT_EQ(storage.readNativeArray("v_c_d").length(), 0);
     EXPECT_TRUE(storage.contains("v_c"));
+    // A file takes each name once.
+    const ScratchFolder folder;
+    const auto file = KRDataFile::openNewFileWithName(folder / "d.svbin");
+    const auto twice = KRContainerGroup::createWithNames(
+        {"a", "a"}, {typed("Real Number"), typed("Real Number")}, {number(1), number(2)});
+    EXPECT_TRUE(
+        twice->saveIntoFile(*file, "v") && twice->saveSubGroup(twice->groupStructure(), *file, "w", nullptr));
+    EXPECT_EQ(file->readNumber("v_a")->doubleValue() + file->readNumber("w_a")->doubleValue(), 4);
 }
 
 TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)
@@ -228,6 +278,13 @@ TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)
     EXPECT_EQ(group->boundingBox2D().xmax, 9);
     EXPECT_EQ(group->retrieveBoundingBox3D("text").zmax, 7);
     EXPECT_FALSE(group->retrieveBoundingBox3D("p").couldBeFound);
+    // Also where a reference ends.
+    const auto memory = memoryOf("v_a = v_b; v_b = [1 2]");
+    const auto stored = KRContainerGroup::createWithDataFile(memory, "v",
+        KRVariableStructure::createWithGroupNames({"a", "b"}, {typed("Point2D"), typed("Point2D")}));
+    EXPECT_FALSE(stored->retrieveBoundingBox2D("a").couldBeFound);
+    stored->setBoundingBox2D({0, 5, 0, 9, false, true}, "v_b");
+    EXPECT_EQ(stored->retrieveBoundingBox2D("a").xmax, 5);
 }
 
 TEST_F(Composites, RefuseWhatDoesNotFit)
@@ -247,8 +304,12 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
             KRContainerGroup::createWithFile(KRContainerFileName::createWithName("/x"), {}, "v", structure));
         EXPECT_FALSE(KRContainerGroup::createWithDataFile(
             std::make_shared<KRDataInMemory>(), "v", structure->groupNames(), structure->groupTypes(), {}));
+        EXPECT_FALSE(KRContainerGroup::createWithDataFile(nullptr, "v", {}, {}, {}));
         EXPECT_FALSE(KRContainerTable::createWithNames({"a"}, {typed("NumberList")}, {}));
         EXPECT_FALSE(KRContainerSeries::createWithValues({}, doubles({1}), seriesOfPoints()));
+        EXPECT_FALSE(KRContainerSeries::createWithFile(nullptr, {}, "v", seriesOfPoints()));
+        EXPECT_FALSE(
+            KRContainerSeries::createWithDataFile(std::make_shared<KRDataInMemory>(), "v", typed("Point2D")));
         EXPECT_FALSE(KRContainerSeries::createWithDataFile(nullptr, "v", seriesOfPoints()));
         KRDataInMemory storage;
         EXPECT_FALSE(KRContainerSeries::createEmpty()->saveReferenceIntoFile(storage, "v"));
@@ -259,7 +320,10 @@ TEST_F(Composites, RefuseWhatDoesNotFit)
             "Internal Error|Internal Error, please report:\nWhen creating a data storage based group, one of "
             "the "
             "sub groups/series was not specified",
+            "Internal error: nil pointer being passed into a createWithFile",
             "Internal error: Can not create a table, invalid structure",
+            "Internal - invalid argument to a series constructor",
+            "Internal - invalid argument to a series constructor",
             "Internal - invalid argument to a series constructor", "Not a data file.",
             "not possible to save the file name"}));
 }
@@ -279,6 +343,8 @@ TEST_F(Composites, ASeriesIsSavedAsAReference)
     EXPECT_EQ(as<KRContainer>(series->valueAt(2))->description(), "(3,4)");
     KRDataInMemory plain, lasting;
     EXPECT_TRUE(series->saveReferenceIntoFile(plain, "r"));
+    expectRefusalsToBeTold(
+        [&](KRDataStorage& storage) { return series->saveReferenceIntoFile(storage, "r"); });
     EXPECT_EQ(plain.readRawString("r_file"), path);
     EXPECT_EQ(plain.readRawString("r"), "Series");
     std::filesystem::create_directory(folder / "kept");
@@ -287,6 +353,53 @@ TEST_F(Composites, ASeriesIsSavedAsAReference)
     EXPECT_EQ(lasting.readRawString("r_file"), folder / "kept" + "/series-1.svbin");
     EXPECT_EQ(std::filesystem::hard_link_count(path), 2U);
     EXPECT_TRUE(taken.contains("series-1.svbin"));
+    EXPECT_EQ(
+        messagesOf([&] { EXPECT_FALSE(series->saveReferenceIntoFile(lasting, "s", folder / "no", taken)); }),
+        (Names{"Could not copy the file into the directory.|Could not copy the file \"" + path + "\" to \""
+                + folder / "no/series-2.svbin" + "\"",
+            "Could not copy the file into the temporary directory."}));
+
+    // Of a folder the files that hold the series.
+    std::filesystem::create_directories(folder / "s.svdata/inner.svdata");
+    const std::pair<const char*, const char*> members[] = {{"a.svbin", "Seq_v = Series; v_0 = [1 2]"},
+        {"b.svbin", "w_0 = 1"}, {"inner.svdata/c.svbin", "SeqInfo_v_TimeValues = [1 3]"},
+        {"d.svbin", "v_1 = [3 4]"}};
+    for (const auto& [name, entries] : members)
+        write(*KRDataFile::openNewFileWithName(folder / "s.svdata/" + name), entries);
+    const auto stacked = KRContainerSeries::createWithDataFile(
+        storagetest::opened(folder / "s.svdata"), "v", seriesOfPoints());
+    ASSERT_TRUE(stacked);
+    EXPECT_TRUE(stacked->saveReferenceIntoFile(lasting, "t", folder / "kept", taken));
+    EXPECT_EQ(lasting.readRawString("t_file"), folder / "kept/s.svdata");
+    EXPECT_FALSE(std::filesystem::exists(folder / "kept/s.svdata/b.svbin"));
+    const auto back = KRContainerSeries::createWithDataFile(
+        storagetest::opened(folder / "kept/s.svdata"), "v", seriesOfPoints());
+    ASSERT_TRUE(back && back->valueAt(3));
+    EXPECT_EQ(as<KRContainer>(back->valueAt(3))->description(), "(3,4)");
+}
+
+TEST_F(Composites, ATemporarySeriesMovesToAnotherDisk)
+{
+    std::string pattern = "/dev/shm/trelkind-XXXXXX";
+    const char* const made = mkdtemp(pattern.data());
+    if (!made)
+        GTEST_SKIP() << "no second disk";
+    const std::string name = *KRContainerFileName::checkOutTemporaryName() + ".svbin";
+    auto owner = KRContainerFileName::createWithTemporaryFile(name);
+    auto file = KRDataFile::openNewFileWithName(name);
+    write(*file, "v_0 = [1 2]; v_0_time = 0");
+    const auto content = (file->flush(), file->structure());
+    file.reset();
+    const auto series = KRContainerSeries::createWithFile(owner, content, "v", seriesOfPoints());
+    owner.reset();
+    KRDataInMemory storage;
+    std::set<std::string> taken;
+    EXPECT_EQ(messagesOf([&] { EXPECT_TRUE(series->saveReferenceIntoFile(storage, "r", pattern, taken)); }),
+        (Names{"Inefficient, had to copy a file"}));
+    EXPECT_FALSE(std::filesystem::exists(name));
+    EXPECT_EQ(storage.readRawString("r_file"), series->storageFile()->fileName());
+    EXPECT_EQ(as<KRContainer>(series->valueAt(0))->description(), "(1,2)");
+    std::filesystem::remove_all(pattern);
 }
 
 // A stream of items from a list: texts, numbers and arrays of doubles.
@@ -336,6 +449,7 @@ protected:
         if (!made)
             return content;
         structure_ = made->structure;
+        EXPECT_EQ(made->file->fileSize(), std::filesystem::file_size(made->file->fileName()));
         const auto file = KRDataFile::openFileContainer(made->file);
         for (const std::string& name : file->variablesNames()) {
             if (const auto text = variables::wordUnder(*file, name))

@@ -123,6 +123,9 @@ TEST(VariableScan, FindsTheTimeOfEachValue)
         {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = x; SeqSeriesInfo_v_TimeValues = [1 1]",
             "v Path2D 2 time values [0 1]",
             {"Time array for \"SeqSeriesInfo_v_TimeValues\" needs to be strictly increasing."}},
+        {"Seq_v = 1; v_0 = 1; SeqInfo_v_TimeValues = x", "v Path2D 1 time value [0]",
+            {"The array \"SeqSeriesInfo_v_TimeValues\" didn't have the right size."}},
+        {"Seq_v = 1; SeqInfo_v_TimeValues = x", "v Path2D Empty []"},
         {"Seq_v = [1 3]; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = [1 2 3]", "v Path2D 2 time values [0 3]",
             {"The array \"SeqInfo_v_TimeValues\" didn't have the right size."}},
         {"Seq_v = 1; v_0 = 1; v_1 = 1; SeqInfo_v_TimeValues = [-1 1]; v_0_time = 7; v_1_time = 8",
@@ -270,11 +273,13 @@ TEST(VariableScan, ShowsItsProgressAndStopsReadingTimesOnDemand)
     EXPECT_EQ(aborted->informationFor("v")->times().asArray()->valueAtIndex(299), 299);
 }
 
-TEST(ExtraParameters, AreListedAsFarAsTheyAreThere)
+TEST(ExtraParameters, AreListedWhereTheyAreThere)
 {
     const auto memory = memoryOf("v_prmtrs = 2e9; v_prmtrs_0_info = Real Number:a:b; v_prmtrs_1_info = none; "
                                  "v_prmtrs_2_info = String:; v_prmtrs_3_info = :name; v_prmtrs_4_info = "
-                                 "String:c; w_prmtrs = 1; w_prmtrs_0_info = String:x; w_prmtrs_1_info = "
+                                 "String:c; v_prmtrs_12_info = String:e; v_prmtrs_7_info = String:d; "
+                                 "v_prmtrs_08_info = String:f; v_prmtrs_9 = 1; w_prmtrs = 1; w_prmtrs_0_info "
+                                 "= String:x; w_prmtrs_1_info = "
                                  "String:y; u_prmtrs_0_info = String:z");
     const auto listed = [&](const std::string& name) {
         Names lines;
@@ -282,7 +287,9 @@ TEST(ExtraParameters, AreListedAsFarAsTheyAreThere)
             lines.push_back(parameter.kind + "|" + parameter.name + "|" + parameter.entry);
         return lines;
     };
-    EXPECT_THAT(listed("v"), ElementsAre("Real Number|a:b|v_prmtrs_0", "String|c|v_prmtrs_4"));
+    EXPECT_THAT(listed("v"),
+        ElementsAre("Real Number|a:b|v_prmtrs_0", "String|c|v_prmtrs_4", "String|d|v_prmtrs_7",
+            "String|e|v_prmtrs_12"));
     EXPECT_THAT(listed("w"), ElementsAre("String|x|w_prmtrs_0"));
     EXPECT_THAT(listed("u"), IsEmpty());
 }

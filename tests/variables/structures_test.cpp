@@ -104,9 +104,12 @@ TEST(VariableStructure, OfAVariableFollowsItsAnnouncement)
 {
     const auto memory = memoryOf("Seq_path = Path2D; Seq_code = 1; Seq_t = Table; SeqInfo_t_N = 1; "
                                  "SeqInfo_t_1N = a; SeqInfo_t_1T = NumberList");
-    for (const auto& [name, structure] : {std::pair("path", "Path2D"), {"code", "null"}, {"missing", "null"},
-             {"t", "Table\n    a = NumberList\n"}})
-        EXPECT_EQ(shown(KRVariableStructure::readVariableStructureFor(name, *memory)), structure);
+    EXPECT_THAT(messagesOf([&] {
+        for (const auto& [name, structure] : {std::pair("path", "Path2D"), {"code", "null"},
+                 {"missing", "null"}, {"t", "Table\n    a = NumberList\n"}})
+            EXPECT_EQ(shown(KRVariableStructure::readVariableStructureFor(name, *memory)), structure);
+    }),
+        IsEmpty());
 }
 
 // Answers every question for a text with the same one: the deepest structure that there can be.
@@ -297,6 +300,12 @@ TEST_F(TypeRegistry, FollowsItsResources)
                  {"odder", "odder"}, {"new", "new"}})
             EXPECT_EQ(types->checkIfTypeChanged(old), present);
         EXPECT_TRUE(types->variableInformation().dictionary()->empty());
+        store("ExternalProgramVarDefinitions.plist",
+            "<dict><key>beta</key><dict><key>boundingBox2D</key><true/><key>valueRange</key><false/></dict></"
+            "dict>");
+        EXPECT_TRUE(registry()->respondsTo("boundingBox2D", "beta"));
+        EXPECT_FALSE(registry()->respondsTo("valueRange", "beta") || registry()->respondsTo("x", "beta")
+            || types->respondsTo("boundingBox2D", "beta"));
     }),
         IsEmpty());
 }

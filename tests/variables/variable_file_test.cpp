@@ -1,3 +1,4 @@
+#include "diagnostics/ShownProgress.h"
 #include "platform/loop/MainLoop.h"
 #include "variables/composites/ValueTypes.h"
 #include "variables/files/KRVariableFile.h"
@@ -85,14 +86,17 @@ protected:
 TEST_F(VariableFile, OpensOnAWorkerAndTellsItsClients)
 {
     written();
+    ShownProgress shown;
+    const auto progress = shown.addEntry();
     EXPECT_FALSE(file->isValid());
-    file->openFile(folder / "d.svbin");
+    file->openFile(folder / "d.svbin", progress);
     EXPECT_TRUE(file->currentlyOpening());
     EXPECT_FALSE(file->isValid());
     EXPECT_EQ(file->fileSizeInBytes(), 0U);
     EXPECT_EQ(changes(), 0U);
     ASSERT_TRUE(becomesIdle());
     EXPECT_TRUE(file->isValid() && file->hasBeenOpened());
+    EXPECT_TRUE(shown.reaches(1));
     EXPECT_EQ(changes(), 1U);
     EXPECT_EQ(owner->validityChanges, 1);
     EXPECT_EQ(owner->allowedAgain, 1);
@@ -183,7 +187,7 @@ TEST_F(VariableFile, HoldsAnUpdateBackUntilItIsAllowed)
     file->changesMightBeAllowed();
     EXPECT_EQ(changes(), 1U);
     owner->reads = false;
-    file->changesMightBeAllowed();
+    client->allowsChangesAgain();
     file->changesMightBeAllowed();
     EXPECT_EQ(changes(), 2U);
     EXPECT_THAT(names(), ElementsAre("B", "a", "c"));
@@ -199,8 +203,11 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
     open("d.svbin");
     EXPECT_EQ(changes(), 0U);
     client->allows = true;
-    file->changesMightBeAllowed();
+    append(writer, "x");
+    update();
     EXPECT_EQ(changes(), 1U);
+    client->allowsChangesAgain();
+    EXPECT_EQ(changes(), 1U) << "the update has told it";
     // A change that waits when another file is opened is a mistake, and is told.
     client->allows = false;
     append(writer, "b");

@@ -63,6 +63,30 @@ inline std::string shown(const Structure& structure)
     return structure ? structure->description() : "null";
 }
 
+// Saves with each of the writes refused in turn: the saving must tell of every one.
+inline void expectRefusalsToBeTold(const std::function<bool(KRDataStorage&)>& save)
+{
+    struct Refusing : KRDataInMemory {
+        bool writeString(const std::string& text, const std::string& withName) override
+        {
+            return left-- != 0 && KRDataInMemory::writeString(text, withName);
+        }
+        bool writeTypedArray(const KRAnyArray& array, const std::string& withName) override
+        {
+            return left-- != 0 && KRDataInMemory::writeTypedArray(array, withName);
+        }
+        int left = 0;
+    };
+    for (int refused = 0;; ++refused) {
+        Refusing storage;
+        storage.left = refused;
+        const bool isSaved = save(storage);
+        EXPECT_EQ(isSaved, storage.left >= 0) << "write " << refused;
+        if (storage.left >= 0)
+            return;
+    }
+}
+
 // An object of a graph that remembers what it was asked and told.
 class Node : public KRDependencyBase {
 public:

@@ -4,26 +4,20 @@
 #include "variables/composites/KRContainerGroup.h"
 #include "variables/composites/PartValues.h"
 #include "variables/structures/EntryNames.h"
+#include "variables/structures/KRVariableModulesPref.h"
 #include "variables/structures/StoredWords.h"
 #include "variables/values/StoredNumbers.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
-
 namespace names = variables::names;
 
 namespace {
 
-// The types whose values have such a bound: those of others aren't read to find one.
-constexpr std::array<std::string_view, 2> kTypesWithRange{"Group", "NumberList"};
-constexpr std::array<std::string_view, 3> kTypesWithBox2D{"Group", "Point2D", "Region2D"};
-
-template <class Types>
-bool isAmong(const Types& types, const KRVariableStructure::Pointer& type)
+// Values of other types aren't read to find a bound.
+bool hasBound(std::string_view property, const KRVariableStructure::Pointer& type)
 {
-    return type && std::ranges::find(types, type->type()) != types.end();
+    return type && KRVariableModulesPref::shared()->respondsTo(property, type->type());
 }
 
 bool isComposite(const KRVariableStructure& type)
@@ -50,21 +44,33 @@ OlderEntry olderEntry(KRDataStorage& storage, const std::string& group, std::int
     return entry;
 }
 
-KRContainer::Value readGroup(KRDataStorage& storage, const std::string& name)
+// How many entries an older group claims; nothing for what is no older group.
+std::optional<double> olderCount(KRDataStorage& storage, const std::string& group)
 {
     const auto count =
-        storage.contains(name) && storage.isANumber(name) ? storage.readNumber(name) : std::nullopt;
+        storage.contains(group) && storage.isANumber(group) ? storage.readNumber(group) : std::nullopt;
+    return count ? std::optional(count->doubleValue()) : std::nullopt;
+}
+
+std::string entriesText(std::size_t entries)
+{
+    return entries == 0 ? "Empty" : entries == 1 ? "1 entry" : fmt::format("{} entries", entries);
+}
+
+KRContainer::Value readGroup(KRDataStorage& storage, const std::string& name)
+{
+    const auto count = olderCount(storage, name);
     if (!count) {
         const auto structure = KRVariableStructure::groupStructureFromName(names::description(name), storage);
         const auto kept = storage.weak_from_this().lock();
         return structure && kept ? KRContainerGroup::createWithDataFile(kept, name, structure) : nullptr;
     }
-    if (!(count->doubleValue() > 0))
+    if (!(*count > 0))
         return nullptr;
     KRContainerGroup::Names found;
     KRContainerGroup::Types types;
     std::vector<KRContainer::Value> values;
-    for (std::int64_t k = 1; static_cast<double>(k) <= count->doubleValue(); ++k) {
+    for (std::int64_t k = 1; static_cast<double>(k) <= *count; ++k) {
         const OlderEntry entry = olderEntry(storage, name, k);
         if (!entry.name || !entry.type)
             return nullptr;
@@ -99,8 +105,23 @@ KRContainer::Value KRContainerGroup::readGroupWithReference(
 
 std::string KRContainerGroup::descriptionFor(const std::string& name, KRDataStorage& inFile)
 {
-    const auto group = std::dynamic_pointer_cast<const KRContainerGroup>(readGroup(inFile, name));
-    return group ? group->description() : "Empty";
+    const auto older = olderCount(inFile, name);
+    if (!older) {
+        const auto structure = KRVariableStructure::groupStructureFromName(names::description(name), inFile);
+        return entriesText(structure ? structure->groupNames().size() : 0);
+    }
+    std::size_t count = 0;
+    for (; static_cast<double>(count) < *older; ++count) {
+        const OlderEntry entry = olderEntry(inFile, name, static_cast<std::int64_t>(count) + 1);
+        if (!entry.name || !entry.type || !inFile.contains(names::part(name, *entry.name)))
+            return entriesText(0); // Such a group has no value.
+    }
+    return entriesText(count);
+}
+
+std::string KRContainerGroup::description() const
+{
+    return entriesText(myStructure_->groupNames().size());
 }
 
 KRContainerGroup::Pointer KRContainerGroup::createEmptyWithStructure(const Structure& structure)
@@ -228,7 +249,7 @@ std::string KRContainerGroup::descriptionForEntry(const std::optional<std::strin
         return known->second;
     const bool asksFile = isStored() && !isComposite(*type);
     std::string text = asksFile ? variables::descriptionOfStored(type, stored_.within(*name))
-                                : variables::descriptionOf(valueForEntry(name));
+                                : variables::descriptionOfHeld(valueForEntry(name));
     return descriptions_[*name] = std::move(text);
 }
 
@@ -237,7 +258,7 @@ KRBoundingRange KRContainerGroup::valueRangeFor(const std::string& entry) const
     const std::lock_guard lock(lockForEntries_);
     if (const auto known = valueRanges_.find(entry); known != valueRanges_.end())
         return known->second;
-    const bool hasOne = isAmong(kTypesWithRange, structureForEntry(entry));
+    const bool hasOne = hasBound("valueRange", structureForEntry(entry));
     const auto value = std::dynamic_pointer_cast<const KRContainer>(hasOne ? valueForEntry(entry) : nullptr);
     return valueRanges_[entry] = value ? value->valueRange() : KRBoundingRangeCreateInvalid();
 }
@@ -247,7 +268,7 @@ KRBoundingBox2D KRContainerGroup::boundingBox2DFor(const std::string& entry) con
     const std::lock_guard lock(lockForEntries_);
     if (const auto known = boxes2D_.find(entry); known != boxes2D_.end())
         return known->second;
-    const bool hasOne = isAmong(kTypesWithBox2D, structureForEntry(entry));
+    const bool hasOne = hasBound("boundingBox2D", structureForEntry(entry));
     const auto value = std::dynamic_pointer_cast<const KRContainer>(hasOne ? valueForEntry(entry) : nullptr);
     return boxes2D_[entry] = value ? value->boundingBox2D() : KRBoundingBox2DCreateInvalid();
 }
@@ -266,8 +287,10 @@ bool KRContainerGroup::saveIntoFile(
     if (!KRContainer::saveIntoFile(file, withName))
         return false;
     const auto shared = info ? nullptr : KRDataStorageSharedReadWrite::createWithDataFile(&file);
+    std::set<std::string_view> saved;
     for (const std::string& name : myStructure_->groupNames()) {
-        const Value value = valueForEntry(name);
+        // A name that comes twice stands for one value.
+        const Value value = saved.insert(name).second ? valueForEntry(name) : nullptr;
         if (value
             && !variables::savePart(value, file, names::part(withName, name), info ? info : shared.get()))
             return false;
@@ -289,9 +312,11 @@ bool KRContainerGroup::saveSubGroup(const Structure& structure, KRDataStorage& i
     const std::lock_guard lock(lockForEntries_);
     if (!KRContainer::saveIntoFile(intoFile, withName))
         return false;
-    for (std::size_t i = 0; i < structure->groupNames().size(); ++i) {
-        const std::string& name = structure->groupNames()[i];
-        const Structure& type = structure->groupTypes()[i];
+    std::set<std::string_view> saved;
+    for (const std::string& name : structure->groupNames()) {
+        if (!saved.insert(name).second)
+            continue;
+        const Structure type = structure->typeForGroupName(name);
         const std::string place = names::part(withName, name);
         const Value mine = valueForEntry(name);
         const auto* const group = dynamic_cast<const KRContainerGroup*>(mine.get());

@@ -5,8 +5,6 @@
 #include "variables/structures/EntryNames.h"
 #include "variables/structures/StoredWords.h"
 
-#include <fmt/format.h>
-
 namespace names = variables::names;
 
 KRContainerGroup::Pointer KRContainerGroup::createWithNames(
@@ -33,12 +31,6 @@ KRContainerGroup::Pointer KRContainerGroup::createEmpty()
 KRContainerGroup::Structure KRContainerGroup::structureForEntry(std::string_view name) const
 {
     return myStructure_->typeForGroupName(name);
-}
-
-std::string KRContainerGroup::description() const
-{
-    const std::size_t count = myStructure_->groupNames().size();
-    return count == 0 ? "Empty" : count == 1 ? "1 entry" : fmt::format("{} entries", count);
 }
 
 bool KRContainerGroup::isEqualTo(const KRSharedValue& other) const
@@ -216,5 +208,10 @@ std::optional<std::string> KRContainerGroup::resolve(
     const std::string& name, const platform::Value& withContent)
 {
     const auto file = KRDataFile::createFromStructure(withContent);
-    return file ? file->resolveNameAllowingRedirection(name) : std::nullopt;
+    if (!file)
+        return std::nullopt;
+    return storage::endOfRedirections(name, [&](const std::string& current) {
+        auto text = file->isAString(current) ? file->readRawString(current) : std::nullopt;
+        return file->contains(text) ? text : std::nullopt; // Any other text is a value.
+    });
 }

@@ -68,9 +68,11 @@ public:
     // Writes the name of the series' file and the type; false, with a report, for a series without a file.
     bool saveReferenceIntoFile(KRDataStorage& file, const std::string& withName) const;
     // The same with the file made to last: it is linked, or else copied, into the folder under a name that
-    // isn't among those that exist, to which it is added.
+    // nothing has, which is added to those that exist. Of a stack the members that hold the series are, in a
+    // folder. A temporary file of this series alone that had to be copied is given up for its copy. No other
+    // thread may use the series meanwhile.
     bool saveReferenceIntoFile(KRDataStorage& file, const std::string& withName,
-        const std::string& temporaryDirectory, std::set<std::string>& filesThatExistAlready) const;
+        const std::string& temporaryDirectory, std::set<std::string>& filesThatExistAlready);
 
     KRContainerSeries(Private, Structure structure, KRTimeValues::Times times)
         : myStructure_(std::move(structure)), timeValues_(std::move(times))
@@ -79,6 +81,7 @@ public:
 private:
     std::string pathOfFile() const; // Empty, with a report, without one.
     bool writeReference(const std::string& path, KRDataStorage& file, const std::string& withName) const;
+    void moveTo(const std::string& copy);
     static Pointer createStored(variables::StoredParts place, const Structure& structure);
 
     Structure myStructure_;

@@ -62,6 +62,11 @@ std::string descriptionOf(const KRContainer::Value& value)
     return value ? "Description not supported." : "Could not read";
 }
 
+std::string descriptionOfHeld(const KRContainer::Value& value)
+{
+    return value ? descriptionOf(value) : "Empty";
+}
+
 std::string descriptionOfStored(const KRVariableStructure::Pointer& structure, const StoredParts& place)
 {
     const auto reader = place.reader();

@@ -17,6 +17,8 @@ KRContainer::Value emptyValue(const KRVariableStructure::Pointer& structure);
 KRVariableStructure::Pointer structureOf(const KRContainer::Value& value, const std::string& type);
 // In words; "Could not read" for none.
 std::string descriptionOf(const KRContainer::Value& value);
+// The same of a value in memory, where none was put: "Empty".
+std::string descriptionOfHeld(const KRContainer::Value& value);
 
 // Of a stored value, without reading it where its type can do so.
 std::string descriptionOfStored(const KRVariableStructure::Pointer& structure, const StoredParts& place);

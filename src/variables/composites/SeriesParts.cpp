@@ -100,7 +100,9 @@ KRContainerSeries::Pointer KRContainerSeries::createWithDataFile(
     const std::shared_ptr<KRDataStorage>& file, const std::string& nameInsideFile, const Structure& structure)
 {
     auto* const dataFile = dynamic_cast<KRDataFile*>(file.get());
-    if (!file || (dataFile && !dataFile->fileIsValid())) {
+    // A stack is a folder, which isn't opened itself.
+    const bool isOpen = !dataFile || dataFile->dataFileType() == "DataFileStack" || dataFile->fileIsValid();
+    if (!file || !isOpen) {
         KRMessageCenter::addMessage(file ? "Could not open the data file." : "Not a data file.");
         return nullptr;
     }
@@ -131,7 +133,7 @@ std::string KRContainerSeries::descriptionForTimeValue(long step) const
     const bool asksFile = stored_ && element && !element->isAGroup() && !element->isASeries();
     std::string text = asksFile
         ? variables::descriptionOfStored(element, stored_.within(std::to_string(step)))
-        : variables::descriptionOf(valueForStep(step));
+        : variables::descriptionOfHeld(valueForStep(step));
     const std::lock_guard lock(accessToChangeableContent_);
     cachedDescriptions_[static_cast<std::size_t>(step)] = text;
     return text;

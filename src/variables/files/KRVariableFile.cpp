@@ -93,6 +93,12 @@ KRVariableFile::Pointer KRVariableFile::create()
     return std::make_shared<KRVariableFile>(Private());
 }
 
+KRVariableFile::Pointer KRVariableFile::openFileName(const std::optional<std::string>& path)
+{
+    KRMessageCenter::addMessage(nullptr);
+    return openFileName(path, nullptr);
+}
+
 KRVariableFile::Pointer KRVariableFile::openFileName(
     const std::optional<std::string>& path, const Progress& progress)
 {
@@ -294,6 +300,7 @@ void KRVariableFile::updateEnded(JobPointer job)
     if (!job || !job->information || job->generation != generation_)
         return;
     if (changeIsAllowed()) {
+        waitingToSendChangeMessage_ = false; // This change tells of everything that had to wait.
         waitingInformation_ = nullptr;
         takeInformation(job->information);
         thisControllerChangedFor(KRDependencyTimeChange::changeEverything());

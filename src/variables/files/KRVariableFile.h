@@ -56,7 +56,10 @@ public:
     static std::string convertNumberToType(double code);
 
     static Pointer create();
-    static Pointer openFileName(const std::optional<std::string>& path, const Progress& progress = nullptr);
+    // A new object with the file on its way. The form without a progress entry marks its call by a message
+    // without text.
+    static Pointer openFileName(const std::optional<std::string>& path);
+    static Pointer openFileName(const std::optional<std::string>& path, const Progress& progress);
     // What a refused request sounds like; silent until the start of a program sets it.
     static void setWarningSound(std::function<void()> sound);
 
@@ -70,8 +73,9 @@ public:
     void updateFile();
     void closeTheFile();
     void deleteTheFile(); // Closes it and removes it from disk.
-    // A change may be allowed now: lets one out that had to wait.
-    void changesMightBeAllowed();
+    // A change may be allowed now: lets one out that had to wait. Dependent objects call it through
+    // allowsChangesAgain(); the owner calls it when it allows changes again or has finished reading.
+    void changesMightBeAllowed() override;
 
     // Any thread. They wait while an opening scans the file.
     KRDataFile::Pointer dataFile() const;

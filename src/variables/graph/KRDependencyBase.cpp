@@ -24,10 +24,27 @@ public:
 
 private:
     static thread_local int depth_;
-    static thread_local KRDependencyBase::Known withoutTimes_;
+    static thread_local std::unordered_set<const KRDependencyBase*> withoutTimes_;
 };
 thread_local int WalkOfTimes::depth_ = 0;
-thread_local KRDependencyBase::Known WalkOfTimes::withoutTimes_;
+thread_local std::unordered_set<const KRDependencyBase*> WalkOfTimes::withoutTimes_;
+
+using Known = KRDependencyBase::Known;
+
+// Whether every client at any depth answers true.
+template <class Ask>
+bool everyClientAllows(const KRDependencyBase& object, Known& known, Ask ask)
+{
+    return Known::visit(
+        object.clients(), [](const KRDependencyBase& client) { return client.clients(); },
+        [&](const auto& client) { return !known.contains(client.get()); },
+        [&](KRDependencyBase& client) {
+            const bool allows = ask(client);
+            if (allows)
+                known.insert(&client);
+            return allows;
+        });
+}
 
 } // namespace
 
@@ -67,11 +84,11 @@ bool KRDependencyBase::allowChangeKnownResponses(Known& known)
 {
     if (known.contains(this))
         return true;
-    for (const Pointer& client : clients())
-        if (!client->allowChangeKnownResponses(known))
-            return false;
-    known.insert(this);
-    return true;
+    const bool allowed = everyClientAllows(
+        *this, known, [&](KRDependencyBase& client) { return client.allowChangeKnownResponses(known); });
+    if (allowed)
+        known.insert(this);
+    return allowed;
 }
 
 bool KRDependencyBase::allowComputation()
@@ -84,11 +101,17 @@ bool KRDependencyBase::allowComputationKnownResponses(Known& known)
 {
     if (known.contains(this))
         return true;
-    for (const Pointer& client : clients())
-        if (!client->allowComputationKnownResponses(known))
-            return false;
-    known.insert(this);
-    return true;
+    const bool allowed = everyClientAllows(
+        *this, known, [&](KRDependencyBase& client) { return client.allowComputationKnownResponses(known); });
+    if (allowed)
+        known.insert(this);
+    return allowed;
+}
+
+void KRDependencyBase::allowsChangesAgain()
+{
+    for (const Pointer& supplier : allSuppliers())
+        supplier->changesMightBeAllowed();
 }
 
 // Spreading a change.
@@ -111,28 +134,33 @@ void KRDependencyBase::thisControllerChangedInternal(KRDependencyTimeChange& cha
     // All of them first: whoever asks while the message spreads gets new answers alone.
     for (const Pointer& client : allClients())
         client->removeCachedTimeValuesAndValidity();
-    const Pointer self = shared_from_this();
-    for (const Pointer& client : clients())
-        client->supplierChanged(self, change, alreadySentFor);
+    tellClients(change, alreadySentFor);
+}
+
+void KRDependencyBase::tellClients(KRDependencyTimeChange& change, Known& alreadySentFor)
+{
+    alreadySentFor.spread(&change, shared_from_this(), [&](const Pointer& supplier) {
+        for (const Pointer& client : supplier->clients())
+            client->supplierChanged(supplier, change, alreadySentFor);
+    });
 }
 
 void KRDependencyBase::supplierChanged(const Pointer&, KRDependencyTimeChange& forTime, Known& alreadySentFor)
 {
     removeCachedTimeValuesAndValidity();
-    if (!alreadySentFor.insert(this).second)
-        return;
-    const Pointer self = shared_from_this();
-    for (const Pointer& client : clients())
-        client->supplierChanged(self, forTime, alreadySentFor);
+    if (alreadySentFor.insert(this))
+        tellClients(forTime, alreadySentFor);
 }
 
 void KRDependencyBase::structureChanged(Known& alreadySentFor)
 {
     removeCachedTimeValuesAndValidity();
-    if (!alreadySentFor.insert(this).second)
+    if (!alreadySentFor.insert(this))
         return;
-    for (const Pointer& client : clients())
-        client->structureChanged(alreadySentFor);
+    alreadySentFor.spread(&alreadySentFor, shared_from_this(), [&](const Pointer& supplier) {
+        for (const Pointer& client : supplier->clients())
+            client->structureChanged(alreadySentFor);
+    });
 }
 
 // Caches. A value that was computed from the content before a change must not be kept behind it.
@@ -162,6 +190,24 @@ void KRDependencyBase::keep(Value Caches::*field, const Value& value, std::uint6
         caches_.*field = value;
 }
 
+bool KRDependencyBase::knowsTimes()
+{
+    const std::lock_guard lock(dependencyCacheLock_);
+    return caches_.timeValues || WalkOfTimes::knowsNoneFor(*this);
+}
+
+void KRDependencyBase::askSuppliersForTimes()
+{
+    Known::visit(
+        suppliersForTimeComputation(),
+        [](const KRDependencyBase& supplier) { return supplier.suppliersForTimeComputation(); },
+        [](const Pointer& supplier) { return !supplier->knowsTimes(); },
+        [](KRDependencyBase& supplier) {
+            supplier.timeValues();
+            return true;
+        });
+}
+
 KRDependencyBase::Times KRDependencyBase::timeValues()
 {
     std::uint64_t generation = 0;
@@ -174,9 +220,10 @@ KRDependencyBase::Times KRDependencyBase::timeValues()
     const WalkOfTimes walk;
     if (walk.knowsNoneFor(*this))
         return nullptr;
+    askSuppliersForTimes();
     Times result;
     for (const Pointer& supplier : suppliersForTimeComputation()) {
-        const Times times = supplier->timeValues();
+        const Times times = walk.knowsNoneFor(*supplier) ? nullptr : supplier->timeValues();
         if (!times || times == result)
             continue;
         const bool isContinuous = times == continuousDependenceOnTime();
@@ -194,6 +241,7 @@ KRDependencyBase::Times KRDependencyBase::timeValues()
 KRDependencyBase::Times KRDependencyBase::timeValuesIgnoringContinuous()
 {
     const WalkOfTimes walk;
+    askSuppliersForTimes();
     Times result;
     for (const Pointer& supplier : suppliersForTimeComputation()) {
         const Times times = supplier->timeValues();
@@ -201,6 +249,13 @@ KRDependencyBase::Times KRDependencyBase::timeValuesIgnoringContinuous()
             result = result ? combineTimeArray(result, times) : times;
     }
     return result;
+}
+
+KRDependencyBase::Objects KRDependencyBase::validSuppliers() const
+{
+    Objects valid = suppliers();
+    std::erase_if(valid, [](const Pointer& supplier) { return !supplier->isValid(); });
+    return valid;
 }
 
 double KRDependencyBase::maximumTimeValue()
@@ -212,10 +267,20 @@ double KRDependencyBase::maximumTimeValue()
             return caches_.maximumTime;
         generation = caches_.generation;
     }
+    const auto knowsMaximum = [](KRDependencyBase& object) {
+        const std::lock_guard lock(object.dependencyCacheLock_);
+        return object.caches_.maximumTime >= 0;
+    };
+    Known::visit(
+        validSuppliers(), [](const KRDependencyBase& supplier) { return supplier.validSuppliers(); },
+        [&](const Pointer& supplier) { return !knowsMaximum(*supplier); },
+        [](KRDependencyBase& supplier) {
+            supplier.maximumTimeValue();
+            return true;
+        });
     double latest = 0;
-    for (const Pointer& supplier : suppliers())
-        if (supplier->isValid())
-            latest = std::max(latest, supplier->maximumTimeValue());
+    for (const Pointer& supplier : validSuppliers())
+        latest = std::max(latest, supplier->maximumTimeValue());
     keep(&Caches::maximumTime, latest, generation);
     return latest;
 }
@@ -230,6 +295,17 @@ bool KRDependencyBase::isValid()
         generation = caches_.generation;
     }
     reportWhileNotAllowed();
+    const auto knowsValidity = [](KRDependencyBase& object) {
+        const std::lock_guard lock(object.dependencyCacheLock_);
+        return object.caches_.validity != -1;
+    };
+    Known::visit(
+        suppliers(), [](const KRDependencyBase& supplier) { return supplier.suppliers(); },
+        [&](const Pointer& supplier) { return !knowsValidity(*supplier); },
+        [](KRDependencyBase& supplier) {
+            supplier.isValid();
+            return true;
+        });
     const bool valid = computeIfValid();
     keep(&Caches::validity, static_cast<std::int32_t>(valid), generation);
     return valid;
@@ -262,9 +338,22 @@ bool KRDependencyBase::willChangeFrom(double a, double to, Known& knownToBeNo)
 {
     if (a == to || knownToBeNo.contains(this))
         return false;
-    for (const Pointer& supplier : suppliers())
-        if (supplier->willChangeFrom(a, to, knownToBeNo))
+    const Objects direct = suppliers();
+    Known::visit(
+        direct, [](const KRDependencyBase& supplier) { return supplier.suppliers(); },
+        [&](const Pointer& supplier) {
+            return !knownToBeNo.contains(supplier.get()) && !knownToBeNo.hasObjected(supplier.get());
+        },
+        [&](KRDependencyBase& supplier) {
+            if (supplier.willChangeFrom(a, to, knownToBeNo))
+                knownToBeNo.insertObjection(&supplier);
+            else
+                knownToBeNo.insert(&supplier);
             return true;
+        });
+    if (std::any_of(direct.begin(), direct.end(),
+            [&](const Pointer& supplier) { return knownToBeNo.hasObjected(supplier.get()); }))
+        return true;
     knownToBeNo.insert(this);
     return false;
 }

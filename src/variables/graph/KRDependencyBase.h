@@ -2,21 +2,22 @@
 
 #include "arrays/containers/KRTimeValues.h"
 #include "variables/graph/KRDependencyTimeChange.h"
+#include "variables/graph/KRDependencyWalk.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <unordered_set>
 #include <vector>
 
 // A node of a graph in which a change of one object reaches all that depend on it. Suppliers are what an
 // object is computed from, clients what is computed from it. An object keeps its suppliers alive and knows
 // its clients only as long as they live. There are no circles.
 //
-// Walks over the graph ask each object once, with a set of those that have answered, so that diamonds cost no
-// more than their edges.
+// Walks over the graph ask each object once and remember those that have answered, so that diamonds cost no
+// more than their edges. They ask what lies deepest first: an object that is asked finds its neighbours
+// known. A graph may be of any depth.
 //
 // The graph is built and changed, and changes are spread, on the main thread. Times and validity may be asked
 // on any thread as long as the graph stays as it is: what they cache has a lock, which isn't held while other
@@ -24,8 +25,8 @@
 class KRDependencyBase : public std::enable_shared_from_this<KRDependencyBase> {
 public:
     using Pointer = std::shared_ptr<KRDependencyBase>;
-    using Objects = std::vector<Pointer>;
-    using Known = std::unordered_set<const KRDependencyBase*>; // The objects that have answered.
+    using Objects = KRDependencyWalk::Objects;
+    using Known = KRDependencyWalk;
     using Times = KRTimeValues::Times;
 
     KRDependencyBase() = default;
@@ -65,13 +66,17 @@ public:
     virtual bool allowChangeKnownResponses(Known& known);
     bool allowComputation();
     virtual bool allowComputationKnownResponses(Known& known);
+    // An object that refused changes calls the first when it allows them again; the second comes to
+    // everything that it depends on, and lets out a change that had to wait.
+    void allowsChangesAgain();
+    virtual void changesMightBeAllowed() { }
 
     // This object has changed: drops what it caches and tells its clients.
     void thisControllerChanged();
     void thisControllerChangedFor(KRDependencyTimeChange change);
     void thisControllerChangedInternal(KRDependencyTimeChange& change, Known& alreadySentFor);
     // Comes once for each changed supplier. This class drops what it caches each time and passes the message
-    // on the first time.
+    // on the first time: the clients hear it after this call.
     virtual void supplierChanged(
         const Pointer& supplier, KRDependencyTimeChange& forTime, Known& alreadySentFor);
     virtual void structureChanged(Known& alreadySentFor); // The same for a change of kind, not of content.
@@ -114,6 +119,10 @@ private:
     template <class Value>
     void keep(Value Caches::*field, const Value& value, std::uint64_t generation);
     void reportWhileNotAllowed() const;
+    void tellClients(KRDependencyTimeChange& change, Known& alreadySentFor);
+    bool knowsTimes();
+    void askSuppliersForTimes();
+    Objects validSuppliers() const;
 
     mutable std::mutex connectionLock_;
     std::vector<std::weak_ptr<KRDependencyBase>> clients_;

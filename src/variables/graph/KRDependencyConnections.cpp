@@ -28,10 +28,24 @@ bool contains(const KRDependencyBase::Objects& objects, const KRDependencyBase& 
 
 } // namespace
 
+// The last owner of a supplier may be its client, and so on along a chain: the suppliers are released one
+// behind the other.
 KRDependencyBase::~KRDependencyBase()
 {
+    static thread_local Objects* releasing = nullptr;
     for (const Pointer& supplier : suppliers_)
         supplier->removeClientInternal(*this);
+    if (releasing) {
+        std::ranges::move(suppliers_, std::back_inserter(*releasing));
+        return;
+    }
+    Objects left = std::move(suppliers_);
+    releasing = &left;
+    while (!left.empty()) {
+        const Pointer last = std::move(left.back());
+        left.pop_back();
+    }
+    releasing = nullptr;
 }
 
 KRDependencyBase::Objects KRDependencyBase::clients() const
@@ -184,22 +198,57 @@ KRDependencyBase::Objects KRDependencyBase::allSuppliers() const
     return found;
 }
 
+namespace {
+
+// The neighbours of an object in one direction.
+using Next = KRDependencyBase::Objects (KRDependencyBase::*)() const;
+
+void accumulate(
+    const KRDependencyBase& from, Next next, KRDependencyBase::Objects& found, KRDependencyBase::Known& known)
+{
+    KRDependencyBase::Known::visit((from.*next)(),
+        [next](const KRDependencyBase& object) { return (object.*next)(); },
+        [&](const KRDependencyBase::Pointer& object) {
+            const bool isNew = known.insert(object.get());
+            if (isNew)
+                found.push_back(object);
+            return isNew;
+        },
+        [](const KRDependencyBase&) { return true; });
+}
+
+bool leadsTo(
+    const KRDependencyBase& from, Next next, const KRDependencyBase& sought, KRDependencyBase::Known& known)
+{
+    bool found = false;
+    if (known.contains(&from))
+        return false;
+    KRDependencyBase::Known::visit((from.*next)(),
+        [next](const KRDependencyBase& object) { return (object.*next)(); },
+        [&](const KRDependencyBase::Pointer& object) {
+            found = found || object.get() == &sought;
+            return !found && !known.contains(object.get());
+        },
+        [&](const KRDependencyBase& object) {
+            if (!found)
+                known.insert(&object);
+            return !found;
+        });
+    if (!found)
+        known.insert(&from);
+    return found;
+}
+
+} // namespace
+
 void KRDependencyBase::accumulateClients(Objects& found, Known& known) const
 {
-    for (const Pointer& client : clients())
-        if (known.insert(client.get()).second) {
-            found.push_back(client);
-            client->accumulateClients(found, known);
-        }
+    accumulate(*this, &KRDependencyBase::clients, found, known);
 }
 
 void KRDependencyBase::accumulateSuppliers(Objects& found, Known& known) const
 {
-    for (const Pointer& supplier : suppliers())
-        if (known.insert(supplier.get()).second) {
-            found.push_back(supplier);
-            supplier->accumulateSuppliers(found, known);
-        }
+    accumulate(*this, &KRDependencyBase::suppliers, found, known);
 }
 
 bool KRDependencyBase::existsAsClient(const KRDependencyBase& object) const
@@ -210,15 +259,7 @@ bool KRDependencyBase::existsAsClient(const KRDependencyBase& object) const
 
 bool KRDependencyBase::existsAsClient(const KRDependencyBase& object, Known& knownResponsesFrom) const
 {
-    if (knownResponsesFrom.contains(this))
-        return false;
-    const Objects direct = clients();
-    if (contains(direct, object) || std::any_of(direct.begin(), direct.end(), [&](const Pointer& client) {
-            return client->existsAsClient(object, knownResponsesFrom);
-        }))
-        return true;
-    knownResponsesFrom.insert(this);
-    return false;
+    return leadsTo(*this, &KRDependencyBase::clients, object, knownResponsesFrom);
 }
 
 bool KRDependencyBase::existsAsSupplier(const KRDependencyBase& object) const
@@ -229,13 +270,5 @@ bool KRDependencyBase::existsAsSupplier(const KRDependencyBase& object) const
 
 bool KRDependencyBase::existsAsSupplier(const KRDependencyBase& object, Known& knownResponsesFrom) const
 {
-    if (knownResponsesFrom.contains(this))
-        return false;
-    const Objects direct = suppliers();
-    if (contains(direct, object) || std::any_of(direct.begin(), direct.end(), [&](const Pointer& supplier) {
-            return supplier->existsAsSupplier(object, knownResponsesFrom);
-        }))
-        return true;
-    knownResponsesFrom.insert(this);
-    return false;
+    return leadsTo(*this, &KRDependencyBase::suppliers, object, knownResponsesFrom);
 }

@@ -13,6 +13,6 @@ struct ExtraParameter {
     std::string entry;
 };
 
-// The parameters stored with the value of a name, in their order; one without kind or name is left out. They
-// end where the first one is missing.
+// The parameters stored with the value of a name, in their order; one that is missing, or without kind or
+// name, is left out.
 std::vector<ExtraParameter> extraParametersOf(const std::string& name, KRDataStorage& inside);

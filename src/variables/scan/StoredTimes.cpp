@@ -98,33 +98,43 @@ TimeList StoredTimes::timesOf(const std::string& name, double timeStep, float st
     return timesOneByOne(name, count, start, share);
 }
 
+StoredTimes::ArrayOfTimes StoredTimes::arrayOfTimes(const std::string& name, std::int64_t count)
+{
+    const bool canBeRead = storage_.contains(name) && !storage_.isAString(name);
+    // Compared before it is read: the size is the file's own.
+    const auto size = canBeRead ? storage_.getSizeOfVariable(name) : std::nullopt;
+    if (!size)
+        return {};
+    if (static_cast<double>(size->m) * size->n * size->o != static_cast<double>(count))
+        return {nullptr, false};
+    auto array = storage_.readDoubleArray(name);
+    const bool isWhole = array && array->length() == count;
+    return {isWhole ? std::move(array) : nullptr, !isWhole};
+}
+
 std::optional<TimeList> StoredTimes::allTimes(const std::string& name, std::int64_t count)
 {
-    std::string nameOfArray = names::allTimes(name);
-    const bool hasFirst = storage_.contains(nameOfArray);
-    if (!hasFirst && !storage_.contains(names::allTimesOfSeries(name)))
+    const std::string first = names::allTimes(name), second = names::allTimesOfSeries(name);
+    if (!storage_.contains(first) && !storage_.contains(second))
         return std::nullopt;
-    const bool firstIsArray = hasFirst && !storage_.isAString(nameOfArray);
-    if (!firstIsArray)
-        nameOfArray = names::allTimesOfSeries(name);
-    // Compared before it is read: the size is the file's own.
-    const auto size = storage_.getSizeOfVariable(nameOfArray);
-    if (!size)
+    std::string nameOfArray = first;
+    auto times = arrayOfTimes(first, count);
+    if (times.couldNotBeRead) {
+        nameOfArray = second;
+        times = arrayOfTimes(second, count);
+    }
+    if (!times.array && count == 0)
         return std::nullopt;
-    const bool fits = static_cast<double>(size->m) * size->n * size->o == static_cast<double>(count);
-    const auto times = fits ? storage_.readDoubleArray(nameOfArray) : nullptr;
-    if (fits && !times)
-        return std::nullopt;
-    if (!times || times->length() != count) {
+    if (!times.array) {
         reports_.report(Fault::TimeArraySize, name,
             fmt::format("The array \"{}\" didn't have the right size.", nameOfArray));
         return std::nullopt;
     }
-    if (const auto status = isOrdered(*times, nameOfArray); !status) {
+    if (const auto status = isOrdered(*times.array, nameOfArray); !status) {
         reports_.report(Fault::TimeArrayOrder, name, status.error().text);
         return std::nullopt;
     }
-    return TimeList::listed({times->constPointer(), times->constPointer() + count}, count);
+    return TimeList::listed({times.array->constPointer(), times.array->constPointer() + count}, count);
 }
 
 // Stops at the first time that is missing or wrong, and when the user aborts.

@@ -19,7 +19,8 @@ public:
 
     // How many values the name has: those under numbers from 0 on, or one under the bare name. The numbers
     // are taken to have no gaps, which needs few look-ups for any count: with a gap the count ends at one of
-    // the gaps. It is at most the number of entries in the storage, or 131072 where that is more.
+    // the gaps. A few entries that lie far apart can't claim any count: it is at most twice the number of
+    // entries in the storage, or 131072 where that is more.
     std::int64_t countVariables(const std::string& name);
     // One time for each value. A stored list of all times that fits comes first, then a constant step that is
     // not negative, then the times that are stored one by one; those that are missing are made up. Progress
@@ -27,6 +28,11 @@ public:
     TimeList timesOf(const std::string& name, double timeStep, float start, float share);
 
 private:
+    struct ArrayOfTimes {
+        KRDataStorage::ArrayPointer<double> array; // Null unless it has one time for each value.
+        bool couldNotBeRead = true; // Whatever its size.
+    };
+    ArrayOfTimes arrayOfTimes(const std::string& name, std::int64_t count);
     std::optional<TimeList> allTimes(const std::string& name, std::int64_t count);
     TimeList timesOneByOne(const std::string& name, std::int64_t count, float start, float share);
     std::vector<double> readTimes(const std::string& name, std::int64_t count, float start, float share);

@@ -145,6 +145,13 @@ std::string KRVariableModulesPref::interfaceNameForType(const std::string& type)
     return place == interfaceNames_.end() ? type : place->second;
 }
 
+bool KRVariableModulesPref::respondsTo(std::string_view property, std::string_view type) const
+{
+    const Value* const properties = variableInformation_.find(std::string(type));
+    const Value* const answer = properties ? properties->find(std::string(property)) : nullptr;
+    return answer && answer->boolean().value_or(false);
+}
+
 std::string KRVariableModulesPref::checkIfTypeChanged(const std::string& type) const
 {
     const auto place = changedTypes_.find(type);

@@ -42,6 +42,9 @@ public:
     std::string checkIfTypeChanged(const std::string& type) const;
     // Type names with dictionaries of properties; "DataType" is the type's name in the computational library.
     const platform::Value& variableInformation() const { return variableInformation_; }
+    // Whether the values of a type answer a property, such as "valueRange" or "boundingBox2D": it stands as
+    // true among the type's properties.
+    bool respondsTo(std::string_view property, std::string_view type) const;
 
     explicit KRVariableModulesPref(Private) { }
 

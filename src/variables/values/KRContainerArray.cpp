@@ -29,10 +29,15 @@ const char* archiveWord(ElementType type)
     return kArchiveWords[static_cast<std::size_t>(type)];
 }
 
-KRContainerArray::Pointer emptyBecause(const char* message)
+KRAnyArray emptyNumbers()
+{
+    return KRAnyArray::make(ElementType::Double, 0, 0, 0);
+}
+
+KRAnyArray emptyBecause(const char* message)
 {
     KRMessageCenter::addMessage(message);
-    return KRContainerArray::createEmpty();
+    return emptyNumbers();
 }
 
 std::nullptr_t refused(const char* message)
@@ -95,23 +100,34 @@ KRContainerArray::Pointer KRContainerArray::initWithDataArray(const KRAnyArray& 
 
 KRContainerArray::Pointer KRContainerArray::createEmpty()
 {
-    return std::make_shared<KRContainerArray>(Private(), KRAnyArray::make(ElementType::Double, 0, 0, 0));
+    return std::make_shared<KRContainerArray>(Private(), emptyNumbers());
 }
 
 KRContainerArray::Pointer KRContainerArray::createFromTextFile(
     std::FILE* stream, const TextFileInformation& information)
 {
-    long m = 0, n = 0, o = 0;
-    if (!stream || std::fscanf(stream, "%ld %ld %ld", &m, &n, &o) != 3)
+    const auto array = arrayFromTextFile(stream, information, TextHead::Dimensions);
+    return array ? initWithDataArray(array) : nullptr;
+}
+
+KRAnyArray KRContainerArray::arrayFromTextFile(
+    std::FILE* stream, const TextFileInformation& information, TextHead head)
+{
+    long m = 0, n = 1, o = 1;
+    const bool isList = head == TextHead::Length;
+    if (!stream
+        || (isList ? std::fscanf(stream, "%ld", &m) != 1
+                   : std::fscanf(stream, "%ld %ld %ld", &m, &n, &o) != 3))
         return nullptr;
+    if (isList && m == 0)
+        return emptyNumbers();
     if (m < 1 || n < 1 || o < 1)
         return emptyBecause("Internal error when reading an array from a text file.");
     const double bytes = static_cast<double>(m) * static_cast<double>(n) * static_cast<double>(o) * 8;
     if (bytes > kMostBytesOfText)
         return emptyBecause("Parsing text file: Exceeded an upper bound for array size (500MB), make sure "
                             "format is correct.");
-    const auto numbers = KRArrayTextInput<double>::readFromFile(stream, m, n, o, information.progress);
-    return numbers ? initWithDataArray(numbers) : nullptr;
+    return KRArrayTextInput<double>::readFromFile(stream, m, n, o, information.progress);
 }
 
 std::string KRContainerArray::descriptionFor(const std::string& name, KRDataStorage& inFile)

@@ -67,6 +67,10 @@ public:
     KRContainerArray(Private, KRAnyArray array) : array_(std::move(array)), savingType_(array_.type()) { }
 
 protected:
+    enum class TextHead { Dimensions, Length };
+    // The array of a text with its dimensions, or its length alone, in front. Null without them.
+    static KRAnyArray arrayFromTextFile(
+        std::FILE* stream, const TextFileInformation& information, TextHead head);
     void setStored(ElementType type) { savingType_ = type; }
     template <class T>
     KRDataStorage::ArrayPointer<T> converted() const;

@@ -2,13 +2,19 @@
 
 #include "variables/values/KRPlainValue.h"
 
-const ReadingOperation KRContainerFileNameValue::kReading{
-    .type = "FileName", .read = [](KRDataStorage& storage, const std::string& name) -> Value {
+const ReadingOperation KRContainerFileNameValue::kReading{.type = "FileName",
+    .read = [](KRDataStorage& storage, const std::string& name) -> Value {
         // A path is a text that names no variable: where redirections end.
         const auto path =
             storage.isAString(name) ? storage.resolveNameAllowingRedirection(name) : std::nullopt;
         return path ? create(KRContainerFileName::createWithName(*path)) : nullptr;
-    }};
+    },
+    .createEmpty = [] { return Value(createEmpty()); }};
+
+std::shared_ptr<KRContainerFileNameValue> KRContainerFileNameValue::createEmpty()
+{
+    return create(KRContainerFileName::createEmpty());
+}
 
 std::shared_ptr<KRContainerFileNameValue> KRContainerFileNameValue::create(Name name)
 {

@@ -9,6 +9,7 @@ class KRContainerFileNameValue final : public KRContainer {
 public:
     using Name = std::shared_ptr<const KRContainerFileName>;
     static std::shared_ptr<KRContainerFileNameValue> create(Name name); // Null for null.
+    static std::shared_ptr<KRContainerFileNameValue> createEmpty(); // Null: there is no empty file name.
     static const ReadingOperation kReading;
 
     const Name& name() const { return name_; }

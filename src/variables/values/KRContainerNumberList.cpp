@@ -58,6 +58,22 @@ KRContainerNumberList::Pointer KRContainerNumberList::createEmpty()
     return createWithArray(variables::arrayOf<double>({}));
 }
 
+KRContainerNumberList::Pointer KRContainerNumberList::createFromTextFile(
+    std::FILE* stream, const TextFileInformation& information)
+{
+    const auto array = arrayFromTextFile(stream, information, TextHead::Length);
+    return array ? createWithArray(array) : nullptr;
+}
+
+KRContainerNumberList::Pointer KRContainerNumberList::initWithCoder(const platform::Value& archive)
+{
+    const auto array = KRContainerArray::initWithCoder(archive);
+    auto list = array ? createWithArray(array->numbersArray()) : nullptr;
+    if (list)
+        list->initWithSerialNumberCoder(archive);
+    return list;
+}
+
 std::string KRContainerNumberList::descriptionFor(const std::string& name, KRDataStorage& inFile)
 {
     const auto end = inFile.resolveNameAllowingRedirection(name);

@@ -10,6 +10,10 @@ public:
     static Pointer createWithNumber(double number);
     static Pointer createWithArray(const KRAnyArray& array); // Null, with a report, for none.
     static Pointer createEmpty();
+    // What appendAsText() writes: the length and then the numbers. Null without a length; empty, with a
+    // report, for a length below 0 or above 500 MB.
+    static Pointer createFromTextFile(std::FILE* stream, const TextFileInformation& information = {});
+    static Pointer initWithCoder(const platform::Value& archive); // Null for what is no archive of an array.
     static std::string descriptionFor(const std::string& name, KRDataStorage& inFile);
     static const ReadingOperation kReading;
 

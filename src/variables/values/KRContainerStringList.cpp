@@ -118,7 +118,7 @@ KRContainerStringList::Pointer KRContainerStringList::createFromFile(const std::
     if (!text)
         return nullptr;
     auto list = std::make_shared<KRUTF8StringList>();
-    for (std::size_t start = 0; start < text->size();) {
+    for (std::size_t start = 0; start <= text->size();) {
         const std::size_t end = std::min(text->find('\n', start), text->size());
         list->append(std::string_view(*text).substr(start, end - start));
         start = end + 1;

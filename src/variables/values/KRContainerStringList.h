@@ -17,7 +17,8 @@ public:
     static Pointer createWithStrings(const std::vector<std::string>& strings);
     static Pointer createWithList(std::shared_ptr<KRUTF8StringList> list); // Null for null.
     static Pointer createEmpty();
-    // The lines of a text file. Null for a file that can't be read, and, with a report, for one above 10 MB.
+    // What stands between the line ends of a text file: behind the last one a further string, which may be
+    // empty. Null for a file that can't be read, and, with a report, for one above 10 MB.
     static Pointer createFromFile(const std::string& path);
     static std::string descriptionFor(const std::string& name, KRDataStorage& inFile);
     static const ReadingOperation kReading;

@@ -41,13 +41,14 @@ bool KRString::saveIntoFile(KRDataStorage& file, const std::string& withName) co
     return file.writeString(text_, withName);
 }
 
-const ReadingOperation KRColor::kReading{
-    .type = "Color", .read = [](KRDataStorage& storage, const std::string& name) -> Value {
+const ReadingOperation KRColor::kReading{.type = "Color",
+    .read = [](KRDataStorage& storage, const std::string& name) -> Value {
         const auto stored = variables::storedNumbers<double>(storage, name);
         if (!stored || stored.length() != 4)
             return nullptr;
         return std::make_shared<const KRColor>(stored[0], stored[1], stored[2], stored[3]);
-    }};
+    },
+    .createEmpty = [] { return Value(std::make_shared<const KRColor>(0, 0, 0, 0)); }};
 
 bool KRColor::isEqualTo(const KRSharedValue& other) const
 {

@@ -49,7 +49,8 @@ public:
     KRColor(double red, double green, double blue, double alpha = 1)
         : red_(red), green_(green), blue_(blue), alpha_(alpha)
     { }
-    static const ReadingOperation kReading; // Null for another count of numbers.
+    // Null for another count of numbers. The empty one is clear.
+    static const ReadingOperation kReading;
 
     double red() const { return red_; }
     double green() const { return green_; }

@@ -35,6 +35,11 @@ StoredNumbers<T> storedNumbers(KRDataStorage& storage, const std::string& name)
     if (!end)
         return found;
     found.name = *end;
+    // An empty value may have any type: a series writes doubles for a step without value.
+    if (const auto size = storage.getSizeOfVariable(found.name); size && size->m == 0) {
+        found.array = KRArrayContainer<T>::createArrayOfLength(0);
+        return found;
+    }
     if constexpr (std::is_same_v<T, float>)
         found.array = storage.readFloatArray(found.name);
     else
