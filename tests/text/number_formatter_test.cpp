@@ -231,6 +231,7 @@ TEST(KRNumberFormatter, FindsTheDigitsThatNumbersNeed)
     EXPECT_EQ(axis({0, 0.1, 0.1 + 0.2}, 1, 0.1), "0.1");
     EXPECT_EQ(axis({0, 100, 250}, 1e-3, 0.1), "0.10");
     EXPECT_EQ(axis({1, 2, kNaN}, 1, 2), "2");
+    EXPECT_EQ(axis({1000, 0.0001234567890123}, 1, 1000), "1000.00000000000000"); // More wouldn't fit.
     EXPECT_EQ(axis({0.5e7, 1.25e7}, 1, 0.5e7), "5e6");
     EXPECT_EQ(axis({0.5e7, 1.25e7}, 1, 1.23456e7), "1.23e7");
     const double sizes[] = {1500, 2.25e6, 3e6, 999};
@@ -242,6 +243,9 @@ TEST(KRNumberFormatter, FindsTheDigitsThatNumbersNeed)
     const double parts[] = {1, 0.125, 20.5};
     EXPECT_EQ(
         Thousands::formatterForList(parts, Thousands::Type::Decimals)->convertNumber(2000), "2,000.000");
+    const double apart[] = {-3e9, 1.5e-10};
+    EXPECT_EQ(Thousands::formatterForList(apart, Thousands::Type::Decimals)->convertNumber(-3e9),
+        "-3,000,000,000.00000000");
 }
 
 TEST(KRNumberFormatterEngineering, WritesPrefixesUnitsAndExponentsBeyondThem)

@@ -156,6 +156,12 @@ std::optional<std::uint64_t> scaled(double magnitude, int power)
     return static_cast<std::uint64_t>(rounded);
 }
 
+int mostDecimals(double magnitude)
+{
+    const int digitsBefore = magnitude >= 1 ? exponentOf(magnitude) + 1 : 0;
+    return std::max(kMostDigits - digitsBefore, 0);
+}
+
 std::optional<Rounded> significant(double magnitude, int digits)
 {
     return significant(magnitude, digits, exponentOf(magnitude));
