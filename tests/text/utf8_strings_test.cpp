@@ -75,9 +75,13 @@ TEST(KRUTF8String, ReportsMisuse)
     std::memcpy(made->underlyingUTF8String(), "TEXT more now", 13);
     made->resetLength(12);
     EXPECT_EQ(made->asString(), "TEXT more no");
-    made->prepareForCapacity(5); // There is more already.
-    EXPECT_EQ(made->asString(), "TEXT more no");
+    for (const std::int64_t capacity :
+        {std::int64_t{5}, std::int64_t{-1}, INT64_MIN}) // There is more already.
+        made->prepareForCapacity(capacity);
     EXPECT_EQ(messages.take(), Texts{});
+    made->prepareForCapacity(INT64_MAX);
+    EXPECT_EQ(messages.take(), Texts{"Invalid capacity"});
+    EXPECT_EQ(made->asString(), "TEXT more no");
     for (const std::int64_t length : {14, -1})
         made->resetLength(length);
     made->replaceContentWith(nullptr, 4);
