@@ -30,7 +30,7 @@ void TextInput::EndInflate::operator()(z_stream_s* stream) const
 
 platform::Result<TextInput> TextInput::open(const std::string& path)
 {
-    auto file = platform::File::open(path, platform::File::Mode::Read);
+    auto file = platform::File::open(path, platform::File::Mode::ReadRegular);
     if (!file)
         return file.error();
     TextInput input(std::move(*file));
