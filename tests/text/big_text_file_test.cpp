@@ -231,6 +231,40 @@ TEST(KRBigTextFile, IndexesTheRestOfALargeFileOnAWorker)
     EXPECT_EQ(file.lineNumber(1'000'000), "more");
 }
 
+TEST(KRBigTextFile, CopiesLinesAsTheyAreShownUpToABound)
+{
+    TestMessages messages;
+    const TemporaryFolder folder;
+    std::string text;
+    for (int i = 0; i < 20'000; ++i) // Several readings, and lines across their ends.
+        text += "line " + std::to_string(i) + std::string(static_cast<std::size_t>(i % 40), '.') + "\r\n";
+    write(folder / "text", text + std::string(300'000, 'x') + "\ncaf\x8e");
+    toolkit::Table table;
+    KRBigTextFile file;
+    file.setTable(&table);
+    file.setFileName(folder / "text");
+    const Texts lines = linesOf(file);
+    ASSERT_EQ(lines.size(), 20'002U);
+    EXPECT_TRUE(KRBigTextFile::splitStringIntoLines(file.selectedLinesOrEverything()) == lines);
+    table.selectRows({3, 4, 5, 19'999, 20'001});
+    EXPECT_EQ(KRBigTextFile::splitStringIntoLines(file.selectedLinesOrEverything()),
+        (Texts{lines[3], lines[4], lines[5], lines[19'999], "café"}));
+    write(folder / "text", "cut\n"); // Not noticed yet.
+    EXPECT_EQ(file.selectedLinesOrEverything(), "\n\n\n\n");
+
+    const std::string line = std::string(9'999, 'y') + "\n";
+    std::string large;
+    for (int i = 0; i < 10'000; ++i)
+        large += line;
+    write(folder / "large", large + "more");
+    table.selectRows({});
+    file.setFileName(folder / "large");
+    ASSERT_TRUE(platform::MainLoop::main().runUntil([&] { return !file.isIndexing(); }, 60));
+    EXPECT_EQ(messages.take(), Texts{});
+    EXPECT_TRUE(file.selectedLinesOrEverything() == large);
+    EXPECT_EQ(messages.take(), Texts{"The text is larger than 100 MB. The rest of it is left out."});
+}
+
 // Ten gigabytes of which nothing but the start has been read: shown at once, and left at once.
 TEST(KRBigTextFile, ShowsTheStartOfAHugeFileWithoutWaiting)
 {
