@@ -1,6 +1,7 @@
 #include "storage_testing.h"
 
 #include "platform/ProcessInfo.h"
+#include "platform/files/Paths.h"
 #include "storage/stacks/KRDataFileReadingCache.h"
 #include "storage/stacks/KRDataFileSavingCache.h"
 #include "storage/stacks/KRDataFileStack.h"
@@ -111,6 +112,42 @@ TEST_F(Stack, AFolderThatCannotBeReadHasNoMembers)
     std::filesystem::create_directory_symlink(folder / "loop.svdata", folder / "loop.svdata/b.svdata");
     EXPECT_EQ(opened(folder / "loop.svdata")->description(),
         "\"loop.svdata\" with 2 entries (theContent for full listing)");
+    EXPECT_EQ(opened(folder / "loop.svdata")->updateFile(), 0);
+}
+
+TEST_F(Stack, FollowsItsMembers)
+{
+    const auto finds = [this](const std::string& name) {
+        const int answer = stack->updateFile();
+        return std::pair(answer, stack->contains(name));
+    };
+    using Found = std::pair<int, bool>;
+    EXPECT_EQ(finds("grown"), Found(0, false));
+    const auto grow = [this](const std::string& member, const std::string& name) {
+        const std::string other = folder / ("more." + platform::paths::extension(member));
+        KRDataFile::openNewFileWithName(other)->writeDoubleArray(doubles({7, 8}), name);
+        store(folder / ("s.svdata/" + member), contentOf(folder / ("s.svdata/" + member)) + contentOf(other));
+    };
+    grow("b.mat", "grown");
+    EXPECT_EQ(finds("grown"), Found(1, true));
+    EXPECT_EQ(finds("grown"), Found(0, true));
+    grow("inner.svdata/new.mat", "deep");
+    EXPECT_EQ(finds("deep"), Found(1, true));
+    grow("inner.svdata/new.mat", "deeper");
+    EXPECT_EQ(finds("deeper"), Found(1, true));
+    grow("c.svascii", "written");
+    EXPECT_EQ(finds("written"), Found(1, true));
+    store(folder / "s.svdata/f.svascii", "late\nNumber\n1\n");
+    EXPECT_EQ(finds("late"), Found(1, true));
+    std::filesystem::rename(folder / "s.svdata/a.svbin", folder / "gone");
+    EXPECT_EQ(finds("number1.000000"), Found(1, false));
+    std::filesystem::rename(folder / "gone", folder / "s.svdata/e.svbin"); // Another file by this name.
+    EXPECT_EQ(finds("number1.000000"), Found(1, true));
+    EXPECT_FALSE(stack->contains("small"));
+    EXPECT_EQ(finds("small"), Found(0, false));
+    EXPECT_EQ(stack->updateFile(1), 0);
+    std::filesystem::remove_all(folder / "s.svdata");
+    EXPECT_EQ(finds("grown"), Found(-1, true));
 }
 
 class ReadingCache : public testing::Test {

@@ -47,6 +47,7 @@ private:
     struct Look {
         std::uint64_t size = 0;
         double modified = 0;
+        bool isFolder = false; // A stack of files.
         bool operator==(const Look&) const = default;
     };
     std::optional<Look> look() const; // Nothing without a file.

@@ -94,6 +94,25 @@ TEST_F(Content, ReadsAFileAnewThatWasReplacedOrCut)
     EXPECT_EQ(content->count(), 0U);
 }
 
+TEST_F(Content, FollowsTheMembersOfAStack)
+{
+    const std::string folder = wrapper.folder() / "s.svdata";
+    std::ignore = platform::files::createDirectory(folder);
+    SVDataFile file((folder + "/r.svbin").c_str(), SVFile::NewReadWrite);
+    addStep(file, 0);
+    const auto content = DataFileContent::open(folder, [this] { ++changes; });
+    EXPECT_TRUE(shows(*content, "0"));
+    for (const int step : {1, 2}) {
+        addStep(file, step);
+        content->update();
+        EXPECT_TRUE(shows(*content, fmt::format("{} time values", step + 1)));
+    }
+    content->update();
+    EXPECT_TRUE(shows(*content, "3 time values"));
+    EXPECT_EQ(changes, 3) << "nothing was written";
+    EXPECT_THAT(wrapper.messages(), testing::IsEmpty());
+}
+
 TEST_F(Content, AMissingFileIsNotMadeAndADroppedReadingTellsNothing)
 {
     EXPECT_FALSE(open());
