@@ -81,6 +81,7 @@ void DataFileContent::supplierChanged(
     const KRDependencyBase::Pointer& supplier, KRDependencyTimeChange& forTime, Known& known)
 {
     KRDependencyBase::supplierChanged(supplier, forTime, known);
+    hasBeenRead_ = true;
     records_.clear();
     dataFile_ = file_->dataFile();
     for (const std::string& name : file_->variables().value_or(std::vector<std::string>()))

@@ -3,11 +3,14 @@
 
 #include "apps/desktop/DesktopSession.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 #include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +99,41 @@ TEST_F(TaskWindow, RunsABatchByKeysAndShowsWhatItLeft)
     desktop->key("ctrl+q");
     EXPECT_TRUE(waitFor([this] { return !desktop->program("trelkind-desktop"); }));
     EXPECT_EQ(desktop->log(), "") << "nothing is complained of";
+}
+
+// A real program writes a step for each line that it is sent.
+TEST_F(TaskWindow, ShowsTheVariablesThatARunningTaskWrites)
+{
+    const std::string steps = wrapper.folder() / "steps";
+    ASSERT_EQ(::mkfifo(steps.c_str(), 0600), 0);
+    platform::Descriptor pipe(::open(steps.c_str(), O_RDWR | O_CLOEXEC)); // Never waits for a reader.
+    const auto send = [&](const std::string& lines) {
+        EXPECT_EQ(::write(pipe.get(), lines.data(), lines.size()), static_cast<ssize_t>(lines.size()));
+    };
+    wrapper.tasks({"a"}).executable("#!/bin/sh\nexec '" VARIABLE_WRITER "' r.svbin < '" + steps + "'\n");
+    const Accessible tasks = open();
+    desktop->key("ctrl+r");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    EXPECT_TRUE(object("push button", "Start").press());
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Running"));
+    send("\n");
+    ASSERT_TRUE(waitFor([&] { return platform::files::size(wrapper / "0/r.svbin").value_or(0) > 0; }));
+    desktop->click(tasks.cell(0, 0));
+    const Accessible files = object("table", "Files");
+    ASSERT_TRUE(shows(files, 0, 0, "r.svbin"));
+    desktop->click(files.cell(0, 0));
+
+    const Accessible variables = object("table", "Variables");
+    EXPECT_TRUE(shows(variables, 0, 0, "v"));
+    EXPECT_TRUE(shows(variables, 0, 2, "0"));
+    for (const char* number : {"3", "5"}) {
+        send("\n\n");
+        EXPECT_TRUE(shows(variables, 0, 2, std::string(number) + " time values"));
+    }
+    pipe.reset(); // The program ends with its input.
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Done"));
+    EXPECT_EQ(variables.rows(), 1);
+    EXPECT_EQ(desktop->log(), "");
 }
 
 TEST_F(TaskWindow, EndsTheTasksAndClearsThem)
