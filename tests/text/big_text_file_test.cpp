@@ -149,7 +149,13 @@ TEST(KRBigTextFile, FollowsAFileThatGrows)
     EXPECT_EQ(grown("a"), Texts{"a"});
     EXPECT_EQ(grown("b\r"), Texts{"ab"});
     EXPECT_EQ(grown("\n"), Texts{"ab"});
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = descriptors();
     file.setTable(nullptr); // Closes the file; it goes on where it was.
+    EXPECT_EQ(descriptors(), before - 2) << "one reads what is new, the other one lines";
     file.setTable(&table);
     EXPECT_EQ(grown("c"), (Texts{"ab", "c"}));
     EXPECT_EQ(grown("\r"), (Texts{"ab", "c"}));

@@ -182,6 +182,10 @@ TEST(KRBigTextFileStream, DecompressesMembersUpToWhatIsTorn)
     EXPECT_EQ(linesOfFile(folder / "text.gz"), lines);
     write(folder / "text.gz", "no gzip");
     EXPECT_EQ(linesOfFile(folder / "text.gz"), Texts{});
+    for (const char* name : {"text.gzip", "gz", "text."}) {
+        write(folder / name, "no gzip");
+        EXPECT_EQ(linesOfFile(folder / name), Texts{"no gzip"});
+    }
     for (std::size_t size = 0; size < bytes.size(); size += 1 + bytes.size() / 40) {
         write(folder / "text.gz", bytes.substr(0, size));
         const Texts found = linesOfFile(folder / "text.gz");

@@ -168,7 +168,6 @@ void KRBigTextFile::forgetContent()
     text_.reset();
     file_.reset();
     stringLines_.clear();
-    theFileName_.reset();
     isWorking_ = mustLookAgain_ = hasToldOfCut_ = false;
 }
 
