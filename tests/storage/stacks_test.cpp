@@ -117,37 +117,26 @@ TEST_F(Stack, AFolderThatCannotBeReadHasNoMembers)
 
 TEST_F(Stack, FollowsItsMembers)
 {
-    const auto finds = [this](const std::string& name) {
-        const int answer = stack->updateFile();
-        return std::pair(answer, stack->contains(name));
+    const auto expectFinds = [this](const std::string& name, int answer, bool isThere = true) {
+        EXPECT_EQ(stack->updateFile(), answer) << name;
+        EXPECT_EQ(stack->contains(name), isThere) << name;
     };
-    using Found = std::pair<int, bool>;
-    EXPECT_EQ(finds("grown"), Found(0, false));
-    const auto grow = [this](const std::string& member, const std::string& name) {
-        const std::string other = folder / ("more." + platform::paths::extension(member));
-        KRDataFile::openNewFileWithName(other)->writeDoubleArray(doubles({7, 8}), name);
-        store(folder / ("s.svdata/" + member), contentOf(folder / ("s.svdata/" + member)) + contentOf(other));
-    };
-    grow("b.mat", "grown");
-    EXPECT_EQ(finds("grown"), Found(1, true));
-    EXPECT_EQ(finds("grown"), Found(0, true));
-    grow("inner.svdata/new.mat", "deep");
-    EXPECT_EQ(finds("deep"), Found(1, true));
-    grow("inner.svdata/new.mat", "deeper");
-    EXPECT_EQ(finds("deeper"), Found(1, true));
-    grow("c.svascii", "written");
-    EXPECT_EQ(finds("written"), Found(1, true));
-    store(folder / "s.svdata/f.svascii", "late\nNumber\n1\n");
-    EXPECT_EQ(finds("late"), Found(1, true));
+    expectFinds("b", 0, false);
+    for (const std::string member : {"b.mat", "inner.svdata/new.mat", "c.svascii", "new.svascii"})
+        for (const char* round : {" 1", " 2"}) {
+            const std::string more = folder / ("more." + platform::paths::extension(member));
+            KRDataFile::openNewFileWithName(more)->writeDoubleArray(doubles({7, 8}), member + round);
+            const std::string path = folder / ("s.svdata/" + member);
+            store(path, contentOf(path) + contentOf(more));
+            expectFinds(member + round, 1);
+        }
     std::filesystem::rename(folder / "s.svdata/a.svbin", folder / "gone");
-    EXPECT_EQ(finds("number1.000000"), Found(1, false));
+    expectFinds("number1.000000", 1, false);
     std::filesystem::rename(folder / "gone", folder / "s.svdata/e.svbin"); // Another file by this name.
-    EXPECT_EQ(finds("number1.000000"), Found(1, true));
-    EXPECT_FALSE(stack->contains("small"));
-    EXPECT_EQ(finds("small"), Found(0, false));
-    EXPECT_EQ(stack->updateFile(1), 0);
+    expectFinds("number1.000000", 1);
+    expectFinds("small", 0, false);
     std::filesystem::remove_all(folder / "s.svdata");
-    EXPECT_EQ(finds("grown"), Found(-1, true));
+    expectFinds("number1.000000", -1);
 }
 
 class ReadingCache : public testing::Test {

@@ -242,8 +242,8 @@ TEST(KRBigTextFile, CopiesLinesAsTheyAreShownUpToABound)
     TestMessages messages;
     const TemporaryFolder folder;
     std::string text;
-    for (int i = 0; i < 20'000; ++i) // Several readings, and lines across their ends.
-        text += "line " + std::to_string(i) + std::string(static_cast<std::size_t>(i % 40), '.') + "\r\n";
+    for (std::size_t i = 0; i < 20'000; ++i) // Several readings, and lines across their ends.
+        text += "line " + std::to_string(i) + std::string(i % 40, '.') + "\r\n";
     write(folder / "text", text + std::string(300'000, 'x') + "\ncaf\x8e");
     toolkit::Table table;
     KRBigTextFile file;
@@ -252,22 +252,18 @@ TEST(KRBigTextFile, CopiesLinesAsTheyAreShownUpToABound)
     const Texts lines = linesOf(file);
     ASSERT_EQ(lines.size(), 20'002U);
     EXPECT_TRUE(KRBigTextFile::splitStringIntoLines(file.selectedLinesOrEverything()) == lines);
-    table.selectRows({3, 4, 5, 19'999, 20'001});
-    EXPECT_EQ(KRBigTextFile::splitStringIntoLines(file.selectedLinesOrEverything()),
-        (Texts{lines[3], lines[4], lines[5], lines[19'999], "café"}));
+    table.selectRows({3, 4, 19'999, 20'001});
+    EXPECT_EQ(file.selectedLinesOrEverything(), lines[3] + "\n" + lines[4] + "\n" + lines[19'999] + "\ncafé");
     write(folder / "text", "cut\n"); // Not noticed yet.
-    EXPECT_EQ(file.selectedLinesOrEverything(), "\n\n\n\n");
-
-    const std::string line = std::string(9'999, 'y') + "\n";
-    std::string large;
-    for (int i = 0; i < 10'000; ++i)
-        large += line;
-    write(folder / "large", large + "more");
+    EXPECT_EQ(file.selectedLinesOrEverything(), "\n\n\n");
     table.selectRows({});
+    text.clear();
+    for (int i = 0; i < 10'000; ++i)
+        text += std::string(9'999, 'y') + "\n";
+    write(folder / "large", text + "more");
     file.setFileName(folder / "large");
     ASSERT_TRUE(platform::MainLoop::main().runUntil([&] { return !file.isIndexing(); }, 60));
-    EXPECT_EQ(messages.take(), Texts{});
-    EXPECT_TRUE(file.selectedLinesOrEverything() == large);
+    EXPECT_TRUE(file.selectedLinesOrEverything() == text);
     EXPECT_EQ(messages.take(), Texts{"The text is larger than 100 MB. The rest of it is left out."});
 }
 

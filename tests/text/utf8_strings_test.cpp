@@ -97,14 +97,11 @@ TEST(KRUTF8String, ReportsMisuse)
 
 TEST(KRUTF8String, WritesValuesBetweenCommas)
 {
-    EXPECT_EQ(csv(nullptr), "");
-    EXPECT_EQ(csv(""), "");
-    EXPECT_EQ(csv("plain text"), "plain text");
-    EXPECT_EQ(csv("a,b"), "\"a,b\"");
-    EXPECT_EQ(csv("a;b"), "\"a;b\"");
-    EXPECT_EQ(csv("say \"x\""), "\"say \"\"x\"\"\"");
-    EXPECT_EQ(csv("\""), "\"\"\"\"");
-    EXPECT_EQ(csv("two\nlines"), "two\nlines");
+    const std::pair<const char*, const char*> cases[] = {{nullptr, ""}, {"", ""}, {"plain", "plain"},
+        {"a,b", "\"a,b\""}, {"a;b", "\"a;b\""}, {"say \"x\"", "\"say \"\"x\"\"\""}, {"\"", "\"\"\"\""},
+        {"two\nlines", "two\nlines"}};
+    for (const auto& [value, cell] : cases)
+        EXPECT_EQ(csv(value), cell);
 }
 
 TEST(KRUTF8String, WritesNumbersWithFifteenDigits)

@@ -102,15 +102,12 @@ TEST_F(Content, FollowsTheMembersOfAStack)
     addStep(file, 0);
     const auto content = DataFileContent::open(folder, [this] { ++changes; });
     EXPECT_TRUE(shows(*content, "0"));
-    for (const int step : {1, 2}) {
-        addStep(file, step);
+    addStep(file, 1);
+    for (int round = 0; round < 2; ++round) {
         content->update();
-        EXPECT_TRUE(shows(*content, fmt::format("{} time values", step + 1)));
+        EXPECT_TRUE(shows(*content, "2 time values"));
     }
-    content->update();
-    EXPECT_TRUE(shows(*content, "3 time values"));
-    EXPECT_EQ(changes, 3) << "nothing was written";
-    EXPECT_THAT(wrapper.messages(), testing::IsEmpty());
+    EXPECT_EQ(changes, 2) << "nothing was written in the second round";
 }
 
 TEST_F(Content, AMissingFileIsNotMadeAndADroppedReadingTellsNothing)

@@ -368,12 +368,13 @@ TEST(TableWidgets, ShowAPlaceholderWhileThereAreNoRows)
     };
     rows.table->setPlaceholder("Reading");
     EXPECT_TRUE(shows("Reading"));
-    rows.table->setPlaceholder("");
-    EXPECT_FALSE(shows(""));
-    rows.table->setPlaceholder("Reading");
     rows.count = 1;
     rows.table->reloadData();
     EXPECT_TRUE(shows(""));
+    rows.count = 0;
+    rows.table->reloadData();
+    rows.table->setPlaceholder("");
+    EXPECT_FALSE(shows(""));
 }
 
 TEST(TableWidgets, FollowTheirRowsWithoutAReset)
