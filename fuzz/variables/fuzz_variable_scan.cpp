@@ -1,4 +1,5 @@
 #include "../storage/fuzz_storage.h"
+#include "platform/loop/MainLoop.h"
 #include "storage/formats/KRDataFileAscii.h"
 #include "variables/files/KRDataFile_StorageNative.h"
 #include "variables/scan/ExtraParameters.h"
@@ -45,9 +46,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::store(choice == 3 ? path + "/member.svbin" : path, data + 1, size - 1);
     const auto file = KRDataFile::openFileName(path);
     const auto information = KRVariableInformation::computeInformationFromFile(file);
+    platform::MainLoop::main().runPending(); // Progress that has ended is put away there.
     if (!information)
         return 0;
     showAll(*file, *information);
     KRDataFile_StorageNative::createWithFile(file, information)->variablesWithType("Path2D");
+    if (file->updateFile() > 0)
+        __builtin_trap();
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -92,6 +93,9 @@ public:
     void setVisibleRange(VisibleRange);
     VisibleRange visibleRange() const;
 
+    // What stands in the place of the rows while there are none.
+    const std::string& placeholder() const { return placeholder_; }
+    void setPlaceholder(std::string text) { set(placeholder_, std::move(text)); }
     double rowHeight() const { return rowHeight_; }
     void setRowHeight(double height) { set(rowHeight_, height); }
 
@@ -101,6 +105,7 @@ private:
     std::vector<Column> columns_;
     int rowCount_ = 0;
     double rowHeight_ = 17;
+    std::string placeholder_;
     std::set<int> selection_;
 };
 

@@ -1,6 +1,7 @@
 #include "storage_testing.h"
 
 #include "platform/ProcessInfo.h"
+#include "platform/files/Paths.h"
 #include "storage/stacks/KRDataFileReadingCache.h"
 #include "storage/stacks/KRDataFileSavingCache.h"
 #include "storage/stacks/KRDataFileStack.h"
@@ -111,6 +112,31 @@ TEST_F(Stack, AFolderThatCannotBeReadHasNoMembers)
     std::filesystem::create_directory_symlink(folder / "loop.svdata", folder / "loop.svdata/b.svdata");
     EXPECT_EQ(opened(folder / "loop.svdata")->description(),
         "\"loop.svdata\" with 2 entries (theContent for full listing)");
+    EXPECT_EQ(opened(folder / "loop.svdata")->updateFile(), 0);
+}
+
+TEST_F(Stack, FollowsItsMembers)
+{
+    const auto expectFinds = [this](const std::string& name, int answer, bool isThere = true) {
+        EXPECT_EQ(stack->updateFile(), answer) << name;
+        EXPECT_EQ(stack->contains(name), isThere) << name;
+    };
+    expectFinds("b", 0, false);
+    for (const std::string member : {"b.mat", "inner.svdata/new.mat", "c.svascii", "new.svascii"})
+        for (const char* round : {" 1", " 2"}) {
+            const std::string more = folder / ("more." + platform::paths::extension(member));
+            KRDataFile::openNewFileWithName(more)->writeDoubleArray(doubles({7, 8}), member + round);
+            const std::string path = folder / ("s.svdata/" + member);
+            store(path, contentOf(path) + contentOf(more));
+            expectFinds(member + round, 1);
+        }
+    std::filesystem::rename(folder / "s.svdata/a.svbin", folder / "gone");
+    expectFinds("number1.000000", 1, false);
+    std::filesystem::rename(folder / "gone", folder / "s.svdata/e.svbin"); // Another file by this name.
+    expectFinds("number1.000000", 1);
+    expectFinds("small", 0, false);
+    std::filesystem::remove_all(folder / "s.svdata");
+    expectFinds("number1.000000", -1);
 }
 
 class ReadingCache : public testing::Test {

@@ -87,6 +87,7 @@ private:
     struct Content : SVFileContent {
         Content(Scanned& scanned, Changed whenChanged) : owner(scanned), changed(std::move(whenChanged)) { }
         bool isBeingRead() const override { return !names; }
+        bool hasBeenRead() const override { return names.has_value(); }
         std::size_t count() const override { return names ? names->size() : 0; }
         std::string cell(std::string_view column, std::size_t row) const override
         {
@@ -200,11 +201,13 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     EXPECT_EQ(select("result.SVBIN"), "Empty");
     EXPECT_EQ(views->optionForFileDisplay.selectedIdentifier(), "DataFile");
     EXPECT_EQ(views->dataFileContent.numberOfRows(), 0) << "the file is still being read";
+    EXPECT_EQ(views->dataFileContent.placeholder(), "Reading result.SVBIN\u2026");
 
     scanned.show("1/result.SVBIN", {"e", "n"});
     EXPECT_EQ(cells(views->dataFileContent, {"Name", "Type", "Information"}),
         "e|Type 0|Information 0|n|Type 1|Information 1|");
     EXPECT_EQ(scanned.inReading(), "");
+    EXPECT_EQ(views->dataFileContent.placeholder(), "");
     select("other.mat");
     EXPECT_EQ(scanned.inReading(), "other.mat");
     select("result.SVBIN"); // A reading that nobody waits for is dropped; what has been read is kept.

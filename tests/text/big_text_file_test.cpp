@@ -149,7 +149,13 @@ TEST(KRBigTextFile, FollowsAFileThatGrows)
     EXPECT_EQ(grown("a"), Texts{"a"});
     EXPECT_EQ(grown("b\r"), Texts{"ab"});
     EXPECT_EQ(grown("\n"), Texts{"ab"});
+    const auto descriptors = [] {
+        const std::filesystem::directory_iterator all("/proc/self/fd");
+        return std::distance(begin(all), end(all));
+    };
+    const auto before = descriptors();
     file.setTable(nullptr); // Closes the file; it goes on where it was.
+    EXPECT_EQ(descriptors(), before - 2) << "one reads what is new, the other one lines";
     file.setTable(&table);
     EXPECT_EQ(grown("c"), (Texts{"ab", "c"}));
     EXPECT_EQ(grown("\r"), (Texts{"ab", "c"}));
@@ -229,6 +235,36 @@ TEST(KRBigTextFile, IndexesTheRestOfALargeFileOnAWorker)
     EXPECT_EQ(table.numberOfRows(), 1'000'001);
     EXPECT_EQ(file.lineNumber(999'999), "line 999999");
     EXPECT_EQ(file.lineNumber(1'000'000), "more");
+}
+
+TEST(KRBigTextFile, CopiesLinesAsTheyAreShownUpToABound)
+{
+    TestMessages messages;
+    const TemporaryFolder folder;
+    std::string text;
+    for (std::size_t i = 0; i < 20'000; ++i) // Several readings, and lines across their ends.
+        text += "line " + std::to_string(i) + std::string(i % 40, '.') + "\r\n";
+    write(folder / "text", text + std::string(300'000, 'x') + "\ncaf\x8e");
+    toolkit::Table table;
+    KRBigTextFile file;
+    file.setTable(&table);
+    file.setFileName(folder / "text");
+    const Texts lines = linesOf(file);
+    ASSERT_EQ(lines.size(), 20'002U);
+    EXPECT_TRUE(KRBigTextFile::splitStringIntoLines(file.selectedLinesOrEverything()) == lines);
+    table.selectRows({3, 4, 19'999, 20'001});
+    EXPECT_EQ(file.selectedLinesOrEverything(), lines[3] + "\n" + lines[4] + "\n" + lines[19'999] + "\ncafé");
+    write(folder / "text", "cut\n"); // Not noticed yet.
+    EXPECT_EQ(file.selectedLinesOrEverything(), "\n\n\n");
+    table.selectRows({});
+    text.clear();
+    for (int i = 0; i < 10'000; ++i)
+        text += std::string(9'999, 'y') + "\n";
+    write(folder / "large", text + "more");
+    file.setFileName(folder / "large");
+    ASSERT_TRUE(platform::MainLoop::main().runUntil([&] { return !file.isIndexing(); }, 60));
+    EXPECT_TRUE(file.selectedLinesOrEverything() == text);
+    EXPECT_EQ(messages.take(), Texts{"The text is larger than 100 MB. The rest of it is left out."});
 }
 
 // Ten gigabytes of which nothing but the start has been read: shown at once, and left at once.

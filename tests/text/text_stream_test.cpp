@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
 #include <zlib.h>
 
 namespace {
@@ -76,6 +77,16 @@ TEST(KRBigTextFileStream, GoesForward)
     write(folder / "text", "zero\r\none\ntwo two\nthree\n");
     EXPECT_EQ(KRBigTextFileStream::createWithURL(folder / "missing"), nullptr);
     EXPECT_EQ(KRBigTextFileStream::createWithURL(folder.path()), nullptr);
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(KRBigTextFileStream::createWithURL(folder / "pipe"), nullptr)
+        << "and doesn't wait for a writer";
+    write(folder / "a é%41 %zz%", "named");
+    for (const char* host : {"", "localhost"})
+        EXPECT_EQ(linesOfFile("file://" + (host + (folder / "a%20%c3%A9%2541 %zz%"))), Texts{"named"});
+    EXPECT_EQ(linesOfFile(folder / "a é%41 %zz%"), Texts{"named"}) << "a path has no escapes";
+    for (const char* host : {"elsewhere", "localhosts", "%2e"})
+        EXPECT_EQ(KRBigTextFileStream::createWithURL("file://" + (host + (folder / "text"))), nullptr);
+    EXPECT_EQ(KRBigTextFileStream::createWithURL("file://" + (folder / "text%00.gz")), nullptr);
     const auto stream = KRBigTextFileStream::createWithURL("file://" + (folder / "text"));
     ASSERT_TRUE(stream);
     const auto lock = std::make_shared<std::mutex>();
@@ -171,6 +182,10 @@ TEST(KRBigTextFileStream, DecompressesMembersUpToWhatIsTorn)
     EXPECT_EQ(linesOfFile(folder / "text.gz"), lines);
     write(folder / "text.gz", "no gzip");
     EXPECT_EQ(linesOfFile(folder / "text.gz"), Texts{});
+    for (const char* name : {"text.gzip", "gz", "text."}) {
+        write(folder / name, "no gzip");
+        EXPECT_EQ(linesOfFile(folder / name), Texts{"no gzip"});
+    }
     for (std::size_t size = 0; size < bytes.size(); size += 1 + bytes.size() / 40) {
         write(folder / "text.gz", bytes.substr(0, size));
         const Texts found = linesOfFile(folder / "text.gz");

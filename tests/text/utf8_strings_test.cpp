@@ -75,9 +75,13 @@ TEST(KRUTF8String, ReportsMisuse)
     std::memcpy(made->underlyingUTF8String(), "TEXT more now", 13);
     made->resetLength(12);
     EXPECT_EQ(made->asString(), "TEXT more no");
-    made->prepareForCapacity(5); // There is more already.
-    EXPECT_EQ(made->asString(), "TEXT more no");
+    for (const std::int64_t capacity :
+        {std::int64_t{5}, std::int64_t{-1}, INT64_MIN}) // There is more already.
+        made->prepareForCapacity(capacity);
     EXPECT_EQ(messages.take(), Texts{});
+    made->prepareForCapacity(INT64_MAX);
+    EXPECT_EQ(messages.take(), Texts{"Invalid capacity"});
+    EXPECT_EQ(made->asString(), "TEXT more no");
     for (const std::int64_t length : {14, -1})
         made->resetLength(length);
     made->replaceContentWith(nullptr, 4);
@@ -93,14 +97,11 @@ TEST(KRUTF8String, ReportsMisuse)
 
 TEST(KRUTF8String, WritesValuesBetweenCommas)
 {
-    EXPECT_EQ(csv(nullptr), "");
-    EXPECT_EQ(csv(""), "");
-    EXPECT_EQ(csv("plain text"), "plain text");
-    EXPECT_EQ(csv("a,b"), "\"a,b\"");
-    EXPECT_EQ(csv("a;b"), "\"a;b\"");
-    EXPECT_EQ(csv("say \"x\""), "\"say \"\"x\"\"\"");
-    EXPECT_EQ(csv("\""), "\"\"\"\"");
-    EXPECT_EQ(csv("two\nlines"), "two\nlines");
+    const std::pair<const char*, const char*> cases[] = {{nullptr, ""}, {"", ""}, {"plain", "plain"},
+        {"a,b", "\"a,b\""}, {"a;b", "\"a;b\""}, {"say \"x\"", "\"say \"\"x\"\"\""}, {"\"", "\"\"\"\""},
+        {"two\nlines", "two\nlines"}};
+    for (const auto& [value, cell] : cases)
+        EXPECT_EQ(csv(value), cell);
 }
 
 TEST(KRUTF8String, WritesNumbersWithFifteenDigits)

@@ -113,6 +113,7 @@ TEST(Model, KeepsWhatIsSetAndTellsIt)
     ViewList list;
     expectKept(list, &ViewList::setSpaceToTheLeft, of(&ViewList::spaceToTheLeft), 7.0);
     Table table;
+    expectKept(table, &Table::setPlaceholder, of(&Table::placeholder), std::string("t"));
     expectKept(table, &Table::setRowHeight, of(&Table::rowHeight), 9.0);
 
     bar.setRange(2, 5);

@@ -15,7 +15,7 @@ constexpr double kSecondsUntilLaterUpdate = 0.5;
 bool takesUpdates(const KRDataFile& file)
 {
     const auto type = file.dataFileType();
-    return type == "SVBinary" || type == "MatBinary";
+    return type == "SVBinary" || type == "MatBinary" || type == "DataFileStack";
 }
 
 } // namespace
@@ -42,7 +42,7 @@ void DataFileContent::openAnew()
 std::optional<DataFileContent::Look> DataFileContent::look() const
 {
     const auto found = platform::files::attributes(path_);
-    return found ? std::optional(Look{found->size, found->modified}) : std::nullopt;
+    return found ? std::optional(Look{found->size, found->modified, found->isDirectory}) : std::nullopt;
 }
 
 bool DataFileContent::isBeingRead() const
@@ -52,8 +52,11 @@ bool DataFileContent::isBeingRead() const
 
 bool DataFileContent::mustBeOpenedAnew(const Look& now) const
 {
-    return !dataFile_ || !takesUpdates(*dataFile_) || now.size < dataFile_->fileSizeInBytes()
-        || (identity_ && !DataFileStream::isNamed(path_, *identity_));
+    if (!dataFile_ || !takesUpdates(*dataFile_))
+        return true;
+    return !now.isFolder
+        && (now.size < dataFile_->fileSizeInBytes()
+            || (identity_ && !DataFileStream::isNamed(path_, *identity_)));
 }
 
 void DataFileContent::update()
@@ -65,7 +68,7 @@ void DataFileContent::update()
     }
     // Looked at before the reading, so that what is written meanwhile counts as a change the next time.
     const auto now = look();
-    if (!now || now == lastLook_)
+    if (!now || (now == lastLook_ && !now->isFolder)) // A folder doesn't show that its files have grown.
         return;
     lastLook_ = now;
     if (mustBeOpenedAnew(*now))
@@ -78,6 +81,7 @@ void DataFileContent::supplierChanged(
     const KRDependencyBase::Pointer& supplier, KRDependencyTimeChange& forTime, Known& known)
 {
     KRDependencyBase::supplierChanged(supplier, forTime, known);
+    hasBeenRead_ = true;
     records_.clear();
     dataFile_ = file_->dataFile();
     for (const std::string& name : file_->variables().value_or(std::vector<std::string>()))

@@ -25,6 +25,7 @@ public:
     static std::shared_ptr<DataFileContent> open(const std::string& path, Changed changed);
 
     bool isBeingRead() const override;
+    bool hasBeenRead() const override { return hasBeenRead_; }
     std::size_t count() const override { return records_.size(); }
     std::string cell(std::string_view column, std::size_t row) const override;
     void update() override;
@@ -47,6 +48,7 @@ private:
     struct Look {
         std::uint64_t size = 0;
         double modified = 0;
+        bool isFolder = false; // A stack of files.
         bool operator==(const Look&) const = default;
     };
     std::optional<Look> look() const; // Nothing without a file.
@@ -58,6 +60,7 @@ private:
     const KRVariableFile::Pointer file_;
     KRDataFile::Pointer dataFile_;
     std::optional<DataFileStream::Identity> identity_; // Of the file when it was opened.
+    bool hasBeenRead_ = false;
     std::vector<Record> records_;
     mutable std::vector<std::optional<std::string>> information_; // By row, once it was asked for.
     std::optional<Look> lastLook_;

@@ -19,6 +19,7 @@ Error File::failure(const char* what, int reason) const
 Result<File> File::open(const std::string& path, Mode mode, std::uint32_t permissions)
 {
     const int flags = mode == Mode::Read ? O_RDONLY
+        : mode == Mode::ReadRegular      ? O_RDONLY | O_NONBLOCK
         : mode == Mode::Replace          ? O_WRONLY | O_CREAT | O_TRUNC
                                          : O_RDWR | O_CREAT | O_APPEND;
     File file(path, retryInterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, permissions); }));
@@ -27,6 +28,8 @@ Result<File> File::open(const std::string& path, Mode mode, std::uint32_t permis
         return file.failure("opened", errno);
     if (S_ISDIR(info.st_mode))
         return file.failure("opened", EISDIR);
+    if (mode == Mode::ReadRegular && !S_ISREG(info.st_mode))
+        return Error{path + " is no regular file"};
     return file;
 }
 

@@ -17,6 +17,7 @@ class File {
 public:
     enum class Mode {
         Read,
+        ReadRegular, // Refuses a pipe, whose opening would wait for a writer, and devices.
         Replace, // Emptied, or made.
         Append, // Made where there is none; reads from the start, writes behind the end.
     };

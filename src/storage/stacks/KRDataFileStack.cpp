@@ -2,6 +2,7 @@
 
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
+#include "storage/formats/GrowingDataFile.h"
 
 #include <fmt/format.h>
 
@@ -44,6 +45,42 @@ private:
     bool entered_ = false;
 };
 
+KRDataFile::Pointer openMember(const std::string& path, const KRProgressCPP& progress)
+{
+    if (paths::extension(path) == "svdata")
+        return KRDataFile::openFileContainer(KRContainerFileName::createWithName(path), progress);
+    // The index goes with the data file; the member finds it by itself.
+    return KRDataFile::openFileContainer(KRContainerFileName::createWithName(path, {"index"}), progress);
+}
+
+// A member as it is now; null for one that can't be opened. `known` is the open file, null for none.
+KRDataFile::Pointer renewed(
+    const KRDataFile::Pointer& known, const std::string& path, bool isTouched, bool& hasChanged)
+{
+    const bool isFollowed =
+        dynamic_cast<GrowingDataFile*>(known.get()) || dynamic_cast<KRDataFileStack*>(known.get());
+    if (!isFollowed && !isTouched)
+        return known;
+    const int answer = isFollowed ? known->updateFile() : -1;
+    hasChanged = hasChanged || answer != 0;
+    return answer < 0 ? openMember(path, {}) : known;
+}
+
+std::uint64_t lengthOf(const std::vector<KRDataFile::Pointer>& files)
+{
+    std::uint64_t length = 0;
+    for (const auto& file : files)
+        length += file->fileSizeInBytes();
+    return length;
+}
+
+// What tells of a change without opening the file.
+std::pair<std::uint64_t, double> lookAt(const std::string& path)
+{
+    const auto found = files::attributes(path).value_or(platform::FileAttributes());
+    return {found.size, found.modified};
+}
+
 } // namespace
 
 std::shared_ptr<KRDataFileStack> KRDataFileStack::createWithName(const std::string& name)
@@ -67,35 +104,66 @@ std::shared_ptr<KRDataFileStack> KRDataFileStack::createWithStructure(const plat
     return stack;
 }
 
-KRDataFile::Pointer KRDataFileStack::openMember(
-    const std::string& path, const std::string& extension, const KRProgressCPP& progress)
+std::vector<std::string> KRDataFileStack::pathsOfMembers() const
 {
-    if (extension == "svdata")
-        return openFileContainer(KRContainerFileName::createWithName(path), progress);
-    // The index goes with the data file; the member finds it by itself.
-    return openFileContainer(KRContainerFileName::createWithName(path, {"index"}), progress);
+    std::vector<std::string> found;
+    const auto names = files::contentsOfDirectory(fileName_);
+    if (!names)
+        return found;
+    for (const std::string& name : *names) {
+        const std::string extension = paths::extension(name);
+        if (std::find(std::begin(kMemberExtensions), std::end(kMemberExtensions), extension)
+            != std::end(kMemberExtensions))
+            found.push_back(paths::standardizing(paths::appending(fileName_, name)));
+    }
+    std::sort(found.begin(), found.end());
+    return found;
 }
 
 bool KRDataFileStack::readInContentOfFile(const KRProgressCPP& progress)
 {
     dataFiles_.clear();
-    currentLengthOfFile_ = 0;
+    looks_.clear();
     const FolderBeingRead folder(fileName_);
-    auto names = files::contentsOfDirectory(fileName_);
-    if (!names || !folder.isNew())
-        return true;
-    std::sort(names->begin(), names->end());
-    for (const std::string& name : *names) {
-        const std::string extension = paths::extension(name);
-        if (std::find(std::begin(kMemberExtensions), std::end(kMemberExtensions), extension)
-            == std::end(kMemberExtensions))
-            continue;
-        if (auto member = openMember(paths::appending(fileName_, name), extension, progress)) {
-            currentLengthOfFile_ += member->fileSizeInBytes();
-            dataFiles_.push_back(std::move(member));
+    if (folder.isNew())
+        for (const std::string& path : pathsOfMembers()) {
+            looks_[path] = lookAt(path);
+            if (auto member = openMember(path, progress))
+                dataFiles_.push_back(std::move(member));
         }
-    }
+    currentLengthOfFile_ = lengthOf(dataFiles_);
     return true;
+}
+
+int KRDataFileStack::updateFile()
+{
+    if (!files::isDirectory(fileName_))
+        return -1;
+    const FolderBeingRead folder(fileName_);
+    if (!folder.isNew())
+        return 0;
+    std::unique_lock lock(accessLock_);
+    const std::vector<Pointer> before = dataFiles_;
+    const Looks looksBefore = looks_;
+    lock.unlock(); // The members may be read meanwhile.
+    std::vector<Pointer> now;
+    Looks looks;
+    bool hasChanged = false;
+    for (const std::string& path : pathsOfMembers()) {
+        const auto known = std::find_if(
+            before.begin(), before.end(), [&](const Pointer& member) { return member->fileName() == path; });
+        const auto look = looks.emplace(path, lookAt(path)).first;
+        const auto lookBefore = looksBefore.find(path);
+        const bool isTouched = lookBefore == looksBefore.end() || lookBefore->second != look->second;
+        if (auto member = renewed(known == before.end() ? nullptr : *known, path, isTouched, hasChanged))
+            now.push_back(std::move(member));
+    }
+    hasChanged = hasChanged || now.size() != before.size();
+    lock.lock();
+    currentLengthOfFile_ = lengthOf(now);
+    dataFiles_ = std::move(now);
+    looks_ = std::move(looks);
+    return hasChanged ? 1 : 0;
 }
 
 std::vector<KRDataFile::Pointer> KRDataFileStack::members()

@@ -2,13 +2,17 @@
 
 #include "storage/KRDataFile.h"
 
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 // A folder of data files, "<name>.svdata", as one file that can only be read. A variable that several members
-// have is that of the first one, by the names of the members. The folder is looked at once.
+// have is that of the first one, by the names of the members. updateFile() follows each member as a file of
+// its own, opens those that are new, and opens those anew that were replaced or can't be followed.
 //
 // What the members' own locks guard is left to them.
 class KRDataFileStack final : public KRDataFile {
@@ -25,6 +29,8 @@ public:
     Listing theContent() override; // Of the members, one behind the other.
     Pointer fileWithVariable(const std::string& name); // Null without one.
     FileName createIndexFileContainerIfNeeded() override { return nullptr; }
+    int updateFile() override;
+    int updateFile(std::int64_t) override { return updateFile(); }
 
     bool contains(const std::optional<std::string>& name) override;
     bool isAString(const std::string& name) override;
@@ -48,9 +54,13 @@ protected:
 
 private:
     std::vector<Pointer> members();
-    Pointer openMember(const std::string& path, const std::string& extension, const KRProgressCPP& progress);
+    using Looks = std::map<std::string, std::pair<std::uint64_t, double>>; // Sizes and dates.
+    std::vector<std::string> pathsOfMembers() const;
+
     template <class Question>
     auto firstAnswer(const std::string& name, Question question);
 
-    std::vector<Pointer> dataFiles_; // Guarded by accessLock_; changed while the folder is read alone.
+    // Guarded by accessLock_.
+    std::vector<Pointer> dataFiles_;
+    Looks looks_; // The members by path, also those that couldn't be opened.
 };

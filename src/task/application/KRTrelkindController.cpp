@@ -262,7 +262,7 @@ void KRTrelkindController::changeInTask(SVSingleTask& task)
 void KRTrelkindController::changeInContentOf(SVSingleTask& task)
 {
     if (views_ && selectedTask().get() == &task)
-        views_->dataFileContent.reloadData();
+        reloadVariables();
 }
 
 void KRTrelkindController::reloadTaskList()

@@ -137,6 +137,7 @@ private:
     toolkit::CellValue dataFileCell(std::string_view column, int row) const;
     void showOutputOfSelection();
     void reloadFileTables();
+    void reloadVariables();
     void followSelectedContent();
 
     std::unique_ptr<TrelkindWindow> views_;

@@ -154,8 +154,16 @@ toolkit::CellValue KRTrelkindController::dataFileCell(std::string_view column, i
 
 void KRTrelkindController::reloadFileTables()
 {
-    for (toolkit::Table* table : {&views_->fileTable, &views_->dataFileContent})
-        table->reloadData();
+    views_->fileTable.reloadData();
+    reloadVariables();
+}
+
+void KRTrelkindController::reloadVariables()
+{
+    const auto content = selectedContent();
+    views_->dataFileContent.setPlaceholder(
+        content && !content->hasBeenRead() ? fmt::format("Reading {}\u2026", *selectedFile()) : "");
+    views_->dataFileContent.reloadData();
 }
 
 void KRTrelkindController::showOutputOfSelection()
@@ -198,6 +206,6 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
         const bool isDataFile = file && SVFileContent::isDataFile(*file);
         views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
         if (isDataFile)
-            views_->dataFileContent.reloadData();
+            reloadVariables();
     }
 }

@@ -16,6 +16,7 @@ public:
     virtual ~SVFileContent() = default;
 
     virtual bool isBeingRead() const = 0; // Anew, or for what is new.
+    virtual bool hasBeenRead() const = 0; // Once at least.
     virtual std::size_t count() const = 0;
     // The column "Type" shows the type, "Information" the number of time values or a single number itself,
     // and any other column the name. Rows are sorted without regard to case. Empty beyond the last row.

@@ -6,6 +6,20 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace {
+
+// What is shown of the bytes of a line, which may have been cut.
+std::string shownLine(std::string bytes)
+{
+    if (static_cast<std::int64_t>(bytes.size()) == IndexedTextFile::kLongestLine)
+        bytes.resize(bytes.size() - tornAtEnd(bytes));
+    // The file may have changed since it was indexed.
+    bytes.resize(std::min(bytes.find_first_of("\r\n"), bytes.size()));
+    return decodedLine(std::move(bytes));
+}
+
+} // namespace
+
 GrowingFile::Read IndexedTextFile::readNew(int mostBlocks, const std::function<bool()>& goOn)
 {
     const std::lock_guard scanning(scanLock_);
@@ -57,17 +71,39 @@ int IndexedTextFile::timesStartedAnew() const
 std::string IndexedTextFile::line(std::int64_t number)
 {
     const std::lock_guard access(accessLock_);
+    return lineInsideLock(number);
+}
+
+std::string IndexedTextFile::lineInsideLock(std::int64_t number)
+{
     if (number < 0 || number >= index_.count())
         return {};
     const LineIndex::Place place = index_.place(number);
-    std::string bytes = place.skip > 0
-        ? bytesBehind(place)
-        : bytesAt(place.start, std::min(place.end - place.start, kLongestLine));
-    if (static_cast<std::int64_t>(bytes.size()) == kLongestLine)
-        bytes.resize(bytes.size() - tornAtEnd(bytes));
-    // The file may have changed since it was indexed.
-    bytes.resize(std::min(bytes.find_first_of("\r\n"), bytes.size()));
-    return decodedLine(std::move(bytes));
+    return shownLine(place.skip > 0 ? bytesBehind(place)
+                                    : bytesAt(place.start, std::min(place.end - place.start, kLongestLine)));
+}
+
+std::int64_t IndexedTextFile::appendLines(std::int64_t first, std::int64_t end, std::string& text)
+{
+    const std::lock_guard access(accessLock_);
+    if (first < 0 || first >= std::min(end, index_.count()))
+        return end;
+    const std::int64_t start = index_.place(first).start;
+    const std::string block = bytesAt(start, std::min(kBlockSize, index_.size() - start));
+    std::int64_t number = first;
+    for (; number < std::min(end, index_.count()); ++number) {
+        const LineIndex::Place place = index_.place(number);
+        const std::int64_t count = std::min(place.end - place.start, kLongestLine);
+        const std::int64_t offset = place.start - start;
+        const bool isInBlock = place.skip == 0 && offset + count <= static_cast<std::int64_t>(block.size());
+        if (!isInBlock && number > first)
+            return number;
+        text += isInBlock
+            ? shownLine(block.substr(static_cast<std::size_t>(offset), static_cast<std::size_t>(count)))
+            : lineInsideLock(number);
+        text += '\n';
+    }
+    return end;
 }
 
 std::string IndexedTextFile::bytesAt(std::int64_t start, std::int64_t count)

@@ -32,11 +32,15 @@ public:
     // A line as UTF-8, without its end; empty for one that isn't there. Bytes that aren't UTF-8 are taken as
     // the western Mac character set.
     std::string line(std::int64_t number);
+    // Appends lines as line() gives them, each with a line feed behind it: from `first` on, up to `end` or to
+    // where one reading of the file ends. Returns the number of the next line, `end` when there are no more.
+    std::int64_t appendLines(std::int64_t first, std::int64_t end, std::string& text);
     // Gives back the descriptors until something is read again.
     void closeFiles();
 
 private:
     void take(std::string_view block);
+    std::string lineInsideLock(std::int64_t number);
     std::string bytesAt(std::int64_t start, std::int64_t count);
     std::string bytesBehind(LineIndex::Place place);
 

@@ -1,18 +1,18 @@
 #include "text/files/KRBigTextFile.h"
 
 #include "diagnostics/KRMessageCenter.h"
-#include "platform/files/File.h"
+#include "platform/files/FileManager.h"
 #include "platform/loop/MainLoop.h"
 #include "temporary/KRContainerFileName.h"
 #include "text/RtfText.h"
 #include "text/files/IndexedTextFile.h"
+#include "text/files/LineText.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <atomic>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 namespace {
@@ -20,7 +20,7 @@ namespace {
 constexpr int kBlocksAtOnce = 16; // 4 MiB: a few milliseconds of the main thread.
 constexpr int kBlocksBetweenNotices = 256;
 constexpr std::uint64_t kLargestDocument = std::uint64_t{256} << 20; // Bytes.
-constexpr std::size_t kLargestSelection = 1'000'000'000; // Bytes.
+constexpr std::size_t kLargestSelection = 100'000'001; // Bytes, with the last line feed.
 
 } // namespace
 
@@ -145,9 +145,7 @@ void KRBigTextFile::tellOfCut()
 void KRBigTextFile::fromRTFFile(const std::string& name)
 {
     clearFile();
-    auto file = platform::File::open(name, platform::File::Mode::Read);
-    const auto document =
-        file ? file->readAll(kLargestDocument) : platform::Result<std::string>(file.error());
+    const auto document = platform::files::readFile(name, kLargestDocument);
     const auto text = document ? RtfText::read(*document) : platform::Result<RtfText>(document.error());
     if (text)
         stringLines_ = splitStringIntoLines(text->text.plain());
@@ -170,7 +168,6 @@ void KRBigTextFile::forgetContent()
     text_.reset();
     file_.reset();
     stringLines_.clear();
-    theFileName_.reset();
     isWorking_ = mustLookAgain_ = hasToldOfCut_ = false;
 }
 
@@ -201,27 +198,43 @@ std::string KRBigTextFile::lineNumber(std::int64_t number) const
     return isInside ? stringLines_[static_cast<std::size_t>(number)] : std::string();
 }
 
+// Appends lines with a line feed behind each, and answers whether there is room for more.
+bool KRBigTextFile::appendLines(std::int64_t first, std::int64_t end, std::string& text) const
+{
+    while (first < end && text.size() <= kLargestSelection) {
+        if (text_) {
+            first = text_->appendLines(first, end, text);
+        } else {
+            text += lineNumber(first++);
+            text += '\n';
+        }
+    }
+    return text.size() <= kLargestSelection;
+}
+
 std::string KRBigTextFile::selectedLinesOrEverything() const
 {
     std::string text;
-    bool isFirst = true;
-    const auto add = [&](std::int64_t number) {
-        if (!std::exchange(isFirst, false))
-            text += '\n';
-        text += lineNumber(number);
-        if (text.size() < kLargestSelection)
-            return true;
-        KRMessageCenter::addMessage("The text is larger than 1 GB. The rest of it is left out.");
-        return false;
-    };
+    bool hasRoom = true;
     if (table_ && !table_->selectedRows().empty()) {
-        std::ignore = std::all_of(table_->selectedRows().begin(), table_->selectedRows().end(), add);
-        return text;
+        const auto& rows = table_->selectedRows();
+        for (auto row = rows.begin(); row != rows.end() && hasRoom;) {
+            const std::int64_t first = *row;
+            std::int64_t end = first;
+            for (; row != rows.end() && *row == end; ++row)
+                ++end;
+            hasRoom = appendLines(first, std::min(end, howManyLines()), text);
+        }
+    } else {
+        hasRoom = appendLines(0, howManyLines(), text);
     }
-    const std::int64_t count = howManyLines();
-    std::int64_t number = 0;
-    while (number < count && add(number))
-        ++number;
+    if (!hasRoom) {
+        KRMessageCenter::addMessage("The text is larger than 100 MB. The rest of it is left out.");
+        text.resize(kLargestSelection - 1);
+        text.resize(text.size() - tornAtEnd(text));
+    } else if (!text.empty()) {
+        text.pop_back();
+    }
     return text;
 }
 

@@ -48,8 +48,9 @@ public:
     bool isIndexing() const { return isWorking_; } // The worker has not reached the end.
     // Line k, from 0, without its end, as UTF-8. Empty outside.
     std::string lineNumber(std::int64_t number) const;
-    // The selected rows of the table, or all lines, with line feeds between. What is beyond 1 GB is left out,
-    // with a message.
+    // The selected rows of the table, or all lines, with line feeds between: what goes to the clipboard. The
+    // text ends after 100 MB, with a message: a clipboard hands a text over as a whole, and this function
+    // keeps the main thread until it has read it.
     std::string selectedLinesOrEverything() const;
     // A text's lines: LF, CR and CR LF end one. A text that ends with a line end has no empty last line, and
     // an empty text has one empty line. Any thread.
@@ -70,6 +71,7 @@ private:
     void indexingEnded();
     void tellOfCut();
     void tellTable();
+    bool appendLines(std::int64_t first, std::int64_t end, std::string& text) const;
 
     toolkit::Table* table_ = nullptr;
     std::optional<std::string> theFileName_;

@@ -4,6 +4,7 @@
 #include "text/files/LineText.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 namespace {
@@ -27,12 +28,44 @@ std::size_t endOfLine(std::string_view text, std::size_t from)
     return std::string_view::npos;
 }
 
+// "%20" becomes a blank; what is no escape stays.
+std::string decoded(std::string_view text)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned byte = 0;
+        const char* const digits = text.data() + i + 1;
+        const bool isEscape = text[i] == '%' && text.size() - i > 2
+            && std::from_chars(digits, digits + 2, byte, 16).ptr == digits + 2;
+        bytes += isEscape ? static_cast<char>(byte) : text[i];
+        i += isEscape ? 2 : 0;
+    }
+    return bytes;
+}
+
+// The path of a file URL; any other text is a path already. Nothing for a file of another machine.
+std::optional<std::string> pathOf(std::string_view url)
+{
+    constexpr std::string_view kScheme = "file://";
+    constexpr std::string_view kThisMachine = "localhost";
+    if (!url.starts_with(kScheme))
+        return std::string(url);
+    url.remove_prefix(kScheme.size());
+    if (url.starts_with(kThisMachine))
+        url.remove_prefix(kThisMachine.size());
+    std::string path = decoded(url);
+    const bool isPath = path.starts_with('/') && path.find('\0') == std::string::npos;
+    return isPath ? std::optional(std::move(path)) : std::nullopt;
+}
+
 } // namespace
 
 std::unique_ptr<KRBigTextFileStream> KRBigTextFileStream::createWithURL(const std::string& url)
 {
-    constexpr std::string_view kScheme = "file://";
-    auto input = TextInput::open(url.starts_with(kScheme) ? url.substr(kScheme.size()) : url);
+    const auto path = pathOf(url);
+    if (!path)
+        return nullptr;
+    auto input = TextInput::open(*path);
     if (!input)
         return nullptr;
     std::unique_ptr<KRBigTextFileStream> stream(new KRBigTextFileStream);

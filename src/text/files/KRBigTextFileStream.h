@@ -17,7 +17,8 @@ class KRBigTextFileStream {
 public:
     static constexpr std::size_t kLongestLine = 64'000'000; // Bytes.
 
-    // A path, or a URL with the scheme "file". Null for a file that can't be read.
+    // A path, or a URL with the scheme "file" and its escapes ("%20"). Null for a file that can't be read,
+    // for what is no regular file, and for a file of another machine.
     static std::unique_ptr<KRBigTextFileStream> createWithURL(const std::string& url);
     // Over a text in memory, which is taken as UTF-8.
     static std::unique_ptr<KRBigTextFileStream> createWithUTF8(std::string text);

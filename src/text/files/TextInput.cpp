@@ -1,5 +1,7 @@
 #include "text/files/TextInput.h"
 
+#include "platform/files/Paths.h"
+
 #include <algorithm>
 #include <utility>
 #include <zlib.h>
@@ -12,14 +14,6 @@ constexpr std::uint64_t kPiece = 200000;
 constexpr std::uint64_t kSmallestWhenCompressed = 100000;
 constexpr int kGzipOrZlib = 47; // The largest window, and either header.
 
-bool endsWithGz(const std::string& path)
-{
-    const std::size_t dot = path.rfind('.');
-    if (dot == std::string::npos || path.size() - dot != 3)
-        return false;
-    return (path[dot + 1] | 0x20) == 'g' && (path[dot + 2] | 0x20) == 'z';
-}
-
 } // namespace
 
 void TextInput::EndInflate::operator()(z_stream_s* stream) const
@@ -30,7 +24,7 @@ void TextInput::EndInflate::operator()(z_stream_s* stream) const
 
 platform::Result<TextInput> TextInput::open(const std::string& path)
 {
-    auto file = platform::File::open(path, platform::File::Mode::Read);
+    auto file = platform::File::open(path, platform::File::Mode::ReadRegular);
     if (!file)
         return file.error();
     TextInput input(std::move(*file));
@@ -39,7 +33,7 @@ platform::Result<TextInput> TextInput::open(const std::string& path)
         return length.error();
     input.fileLength_ = *length;
     std::uint64_t piece = *length > kLargeFile ? kPieceOfLargeFile : std::min(*length + 30, kPiece);
-    if (endsWithGz(path)) {
+    if (platform::paths::lowercaseExtension(path) == "gz") {
         if (piece < kSmallestWhenCompressed)
             piece *= 2;
         if (!input.startInflating())

@@ -12,7 +12,7 @@ constexpr std::uint64_t kMark = 4; // Bytes.
 
 platform::Result<FortranRecordFile> FortranRecordFile::open(const std::string& path)
 {
-    auto file = platform::File::open(path, platform::File::Mode::Read);
+    auto file = platform::File::open(path, platform::File::Mode::ReadRegular);
     if (!file)
         return file.error();
     return FortranRecordFile(std::move(*file), path);

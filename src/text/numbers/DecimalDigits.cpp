@@ -1,5 +1,7 @@
 #include "text/numbers/DecimalDigits.h"
 
+#include "text/numbers/PowersOfTen.h"
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
@@ -12,31 +14,54 @@
 namespace decimal {
 namespace {
 
-// With this range no power that a double needs is out of reach, so that one factor is always enough.
-static_assert(std::numeric_limits<long double>::max_exponent10 > 351);
+constexpr std::uint64_t kLowHalf = ~std::uint64_t{0};
 
-constexpr int kStep = 27; // The largest power of ten that a mantissa of 64 bits holds exactly.
-constexpr int kLargest = 13 * kStep;
-
-// Each power is a literal times an exact power, so that it carries at most two roundings.
-constexpr auto kPowers = [] {
-    constexpr std::array<long double, 27> anchors{1e-351L, 1e-324L, 1e-297L, 1e-270L, 1e-243L, 1e-216L,
-        1e-189L, 1e-162L, 1e-135L, 1e-108L, 1e-81L, 1e-54L, 1e-27L, 1e0L, 1e27L, 1e54L, 1e81L, 1e108L, 1e135L,
-        1e162L, 1e189L, 1e216L, 1e243L, 1e270L, 1e297L, 1e324L, 1e351L};
-    std::array<long double, 2 * kLargest + 1> powers{};
-    for (std::size_t i = 0; i < powers.size(); ++i) {
-        long double power = anchors[i / kStep];
-        long double factor = 1;
-        for (std::size_t k = 0; k < i % kStep; ++k)
-            factor *= 10;
-        powers[i] = power * factor;
+// A number above 0 as mantissa * 2^(exponent - 63), with the mantissa's highest bit set.
+struct Binary {
+    explicit Binary(double magnitude)
+    {
+        constexpr int kBias = 1023;
+        const auto bits = std::bit_cast<std::uint64_t>(magnitude);
+        const auto stored = static_cast<int>(bits >> 52 & 0x7ff);
+        const std::uint64_t fraction = bits << 12 >> 1;
+        if (stored != 0) [[likely]] {
+            mantissa = fraction | std::uint64_t{1} << 63;
+            exponent = stored - kBias;
+            return;
+        }
+        const int zeros = std::countl_zero(fraction);
+        mantissa = fraction << zeros;
+        exponent = 1 - kBias - zeros;
     }
-    return powers;
-}();
 
-long double powerOfTen(int power)
+    std::uint64_t mantissa = 0;
+    int exponent = 0;
+};
+
+// magnitude * 10^power, which must be below 2^63, by all of its decimal digits.
+std::uint64_t scaledByDigits(double magnitude, int power)
 {
-    return kPowers[static_cast<std::size_t>(std::clamp(power, -kLargest, kLargest) + kLargest)];
+    constexpr int kLongestFraction = 767;
+    std::array<char, kLongestFraction + 16> text{};
+    const char* const end = std::to_chars(
+        text.data(), text.data() + text.size(), magnitude, std::chars_format::scientific, kLongestFraction)
+                                .ptr;
+    const std::string_view written(text.data(), static_cast<std::size_t>(end - text.data()));
+    const std::size_t mark = written.find('e');
+    int exponent = 0;
+    const std::size_t sign = written[mark + 1] == '+' ? 1 : 0; // from_chars takes no plus.
+    std::from_chars(written.data() + mark + 1 + sign, end, exponent);
+    const int kept = exponent + power + 1; // Digits before the separator of the result.
+    std::uint64_t number = 0;
+    int place = 0;
+    for (const char digit : written.substr(0, mark)) {
+        if (digit == '.')
+            continue;
+        if (place++ == kept)
+            return number + (digit >= '5' ? 1 : 0);
+        number = number * 10 + static_cast<std::uint64_t>(digit - '0');
+    }
+    return number;
 }
 
 constexpr auto kPairs = [] {
@@ -97,32 +122,44 @@ double Rounded::value() const
 
 int exponentOf(double magnitude)
 {
-    // 1233 / 4096 is nearly log10(2): the guess is right or one off, and the table settles which.
-    constexpr int kBias = 1023;
-    constexpr int kSubnormal = -324;
-    const int binary = static_cast<int>(std::bit_cast<std::uint64_t>(magnitude) >> 52 & 0x7ff);
-    int exponent = binary == 0 ? kSubnormal : (binary - kBias) * 1233 >> 12;
-    while (magnitude >= powerOfTen(exponent + 1))
-        ++exponent;
-    while (magnitude < powerOfTen(exponent))
-        --exponent;
-    return exponent;
+    const Binary number(magnitude);
+    const int guess = decimalExponentOfTwo(number.exponent); // That, or one more.
+    const Wide next = leadingBitsOfTen(guess + 1) + (isExact(guess + 1) ? 0 : 1);
+    const bool reachesNext =
+        number.exponent == binaryExponentOfTen(guess + 1) && Wide{number.mantissa} << 64 >= next;
+    return guess + (reachesNext ? 1 : 0);
 }
 
+// The product with the power cut to 128 bits is too small by less than one in its bit 64. So its higher bits
+// tell how to round, unless they are one short of half.
 std::optional<std::uint64_t> scaled(double magnitude, int power)
 {
-    constexpr long double kLimit = 9223372036854775808.0L;
-    // Division by an exact power rounds once, where the product with its inverse would round twice.
-    const bool isExact = power < 0 && power >= -kStep;
-    const long double product = isExact ? static_cast<long double>(magnitude) / powerOfTen(-power)
-                                        : static_cast<long double>(magnitude) * powerOfTen(power);
-    if (!(product < kLimit))
+    const Binary number(magnitude);
+    power = std::clamp(power, kLowestPower, kHighestPower);
+    const int binary = number.exponent + binaryExponentOfTen(power); // Of the result, or one less.
+    constexpr int kBits = 63;
+    if (binary >= kBits)
         return std::nullopt;
-    const auto whole = static_cast<std::int64_t>(product);
-    const bool roundsUp = product - static_cast<long double>(whole) >= 0.5L;
-    if (roundsUp && whole == std::numeric_limits<std::int64_t>::max())
+    if (binary < -2)
+        return 0;
+    const Wide factor = leadingBitsOfTen(power);
+    const Wide low = Wide{number.mantissa} * (factor & kLowHalf);
+    const Wide product = Wide{number.mantissa} * (factor >> 64) + (low >> 64);
+    const int fraction = 126 - binary; // Bits of the product behind the separator.
+    const Wide twice = product >> (fraction - 1);
+    const Wide behind = (Wide{1} << (fraction - 1)) - 1;
+    if ((product & behind) == behind && (twice & 1) == 0 && !isExact(power)) [[unlikely]]
+        return scaledByDigits(magnitude, power);
+    const Wide rounded = (twice + 1) >> 1;
+    if (rounded >> kBits != 0)
         return std::nullopt;
-    return static_cast<std::uint64_t>(whole) + (roundsUp ? 1 : 0);
+    return static_cast<std::uint64_t>(rounded);
+}
+
+int mostDecimals(double magnitude)
+{
+    const int digitsBefore = magnitude >= 1 ? exponentOf(magnitude) + 1 : 0;
+    return std::max(kMostDigits - digitsBefore, 0);
 }
 
 std::optional<Rounded> significant(double magnitude, int digits)

@@ -27,6 +27,9 @@ int exponentOf(double magnitude);
 // magnitude * 10^power, rounded half up; nothing when it doesn't fit into a signed 64-bit integer.
 std::optional<std::uint64_t> scaled(double magnitude, int power);
 
+// The most digits behind the separator, 0 to 18, with which numbers up to this magnitude still fit.
+int mostDecimals(double magnitude);
+
 // The first `digits` (1 to 18) significant digits of a finite number above 0. A round-up that adds a digit is
 // made good, so that the count holds.
 std::optional<Rounded> significant(double magnitude, int digits);

@@ -101,16 +101,20 @@ std::shared_ptr<KRNumberFormatter> KRNumberFormatter::formatterForList(
     int behindPoint = 0;
     int significant = 1;
     bool hasExponent = false;
+    double largest = 0;
     for (const double number : list) {
-        if (!std::isfinite(number * afterScaleBy))
+        const double shown = number * afterScaleBy;
+        if (!std::isfinite(shown))
             continue;
-        const Need need(probe->convertNumber(number * afterScaleBy));
+        largest = std::max(largest, std::fabs(shown));
+        const Need need(probe->convertNumber(shown));
         behindPoint = std::max(behindPoint, need.digitsBehindPoint);
         significant = std::max(significant, need.significantDigits);
         hasExponent = hasExponent || need.hasExponent;
     }
-    return hasExponent ? createWithSignificantDigits(significant, true)
-                       : createWithFixedDigitsAfterDecimal(behindPoint);
+    return hasExponent
+        ? createWithSignificantDigits(significant, true)
+        : createWithFixedDigitsAfterDecimal(std::min(behindPoint, decimal::mostDecimals(largest)));
 }
 
 std::string KRNumberFormatter::convert(double number)

@@ -15,12 +15,14 @@ std::shared_ptr<KRNumberFormatterThousands> KRNumberFormatterThousands::formatte
     std::span<const double> list, Type type)
 {
     int needed = 0;
+    double largest = 0;
     for (const double number : list) {
         if (!std::isfinite(number) || number == 0)
             continue;
         auto digits = decimal::significant(std::fabs(number), decimal::kDigitsWithoutNoise);
         if (!digits)
             continue;
+        largest = std::max(largest, std::fabs(number));
         int significant = decimal::kDigitsWithoutNoise;
         for (; significant > 1 && digits->digits % 10 == 0; --significant) {
             digits->digits /= 10;
@@ -28,7 +30,7 @@ std::shared_ptr<KRNumberFormatterThousands> KRNumberFormatterThousands::formatte
         }
         needed = std::max(needed, type == Type::Decimals ? -digits->exponent : significant);
     }
-    return create(type, needed);
+    return create(type, type == Type::Decimals ? std::min(needed, decimal::mostDecimals(largest)) : needed);
 }
 
 std::optional<decimal::Rounded> KRNumberFormatterThousands::rounded(double magnitude) const

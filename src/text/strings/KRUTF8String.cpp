@@ -11,11 +11,13 @@
 #include <charconv>
 #include <cstring>
 #include <functional>
+#include <new>
 #include <utility>
 
 namespace {
 
 constexpr std::int64_t kLongDescription = 1000;
+constexpr std::int64_t kLargestCapacity = std::int64_t{1} << 36; // Bytes.
 
 std::size_t countOf(std::int64_t length)
 {
@@ -67,10 +69,19 @@ KRUTF8String::Pointer KRUTF8String::copy() const
 
 void KRUTF8String::prepareForCapacity(std::int64_t capacity)
 {
-    if (!isMutable_)
+    if (!isMutable_) {
         KRMessageCenter::seriousErrorMessage("Not mutable");
-    else if (capacity >= 0 && lengthOfPointer_ < capacity + 1)
-        moveTo(countOf(capacity) + 1);
+        return;
+    }
+    if (lengthOfPointer_ > capacity)
+        return;
+    try {
+        if (capacity <= kLargestCapacity) {
+            moveTo(countOf(capacity) + 1);
+            return;
+        }
+    } catch (const std::bad_alloc&) { }
+    KRMessageCenter::addMessage("Invalid capacity");
 }
 
 char* KRUTF8String::underlyingUTF8String()

@@ -30,7 +30,8 @@ public:
     bool isMutable() const { return isMutable_; }
     void setMutable(bool isMutable) { isMutable_ = isMutable; }
 
-    // Makes room for exactly so many bytes and the zero byte; the content stays.
+    // Makes room for exactly so many bytes and the zero byte; the content stays. Reports "Invalid capacity"
+    // for more than 64 GiB, or than the machine has, and changes nothing.
     void prepareForCapacity(std::int64_t capacity);
     // The bytes for writing in place, up to the capacity: set the length afterwards. Null for a string
     // without room.

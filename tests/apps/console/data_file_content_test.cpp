@@ -94,6 +94,22 @@ TEST_F(Content, ReadsAFileAnewThatWasReplacedOrCut)
     EXPECT_EQ(content->count(), 0U);
 }
 
+TEST_F(Content, FollowsTheMembersOfAStack)
+{
+    const std::string folder = wrapper.folder() / "s.svdata";
+    std::ignore = platform::files::createDirectory(folder);
+    SVDataFile file((folder + "/r.svbin").c_str(), SVFile::NewReadWrite);
+    addStep(file, 0);
+    const auto content = DataFileContent::open(folder, [this] { ++changes; });
+    EXPECT_TRUE(shows(*content, "0"));
+    addStep(file, 1);
+    for (int round = 0; round < 2; ++round) {
+        content->update();
+        EXPECT_TRUE(shows(*content, "2 time values"));
+    }
+    EXPECT_EQ(changes, 2) << "nothing was written in the second round";
+}
+
 TEST_F(Content, AMissingFileIsNotMadeAndADroppedReadingTellsNothing)
 {
     EXPECT_FALSE(open());

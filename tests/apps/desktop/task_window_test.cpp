@@ -3,11 +3,14 @@
 
 #include "apps/desktop/DesktopSession.h"
 #include "platform/TemporaryFolder.h"
+#include "platform/files/Descriptor.h"
 #include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +41,12 @@ protected:
     bool shows(const Accessible& table, int row, int column, const std::string& text) const
     {
         return waitFor([&] { return table.cell(row, column).name() == text; });
+    }
+    void start() const // The tasks, on this computer.
+    {
+        desktop->key("ctrl+r");
+        ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+        EXPECT_TRUE(object("push button", "Start").press());
     }
     // By keys alone, from the first enabled item so many items down.
     static void chooseFromBatchMenu(int itemsDown)
@@ -98,13 +107,38 @@ TEST_F(TaskWindow, RunsABatchByKeysAndShowsWhatItLeft)
     EXPECT_EQ(desktop->log(), "") << "nothing is complained of";
 }
 
+// A real program writes a step for each line that it is sent.
+TEST_F(TaskWindow, ShowsTheVariablesThatARunningTaskWrites)
+{
+    const std::string steps = wrapper.folder() / "steps";
+    ASSERT_EQ(::mkfifo(steps.c_str(), 0600), 0);
+    platform::Descriptor pipe(::open(steps.c_str(), O_RDWR | O_CLOEXEC)); // Never waits for a reader.
+    wrapper.tasks({"a"}).executable("#!/bin/sh\nexec '" VARIABLE_WRITER "' r.svbin < '" + steps + "'\n");
+    const Accessible tasks = open();
+    start();
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Running"));
+    ASSERT_TRUE(waitFor([this] { return wrapper.has("0/r.svbin"); }));
+    desktop->click(tasks.cell(0, 0));
+    const Accessible files = object("table", "Files");
+    ASSERT_TRUE(shows(files, 0, 0, "r.svbin"));
+    desktop->click(files.cell(0, 0));
+    const Accessible variables = object("table", "Variables");
+    for (const char* information : {"0", "2 time values", "3 time values"}) {
+        EXPECT_EQ(::write(pipe.get(), "\n", 1), 1);
+        EXPECT_TRUE(shows(variables, 0, 2, information));
+    }
+    EXPECT_EQ(variables.cell(0, 0).name(), "v");
+    pipe.reset(); // The program ends with its input.
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Done"));
+    EXPECT_EQ(variables.rows(), 1);
+    EXPECT_EQ(desktop->log(), "");
+}
+
 TEST_F(TaskWindow, EndsTheTasksAndClearsThem)
 {
     wrapper.tasks({"a", "b"}).executable("#!/bin/sh\nsleep 60\n");
     const Accessible tasks = open();
-    desktop->key("ctrl+r");
-    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
-    desktop->click(object("push button", "Start"));
+    start();
     EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Running"));
     desktop->click(object("push button", "End"));
     EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Aborted"));
@@ -121,9 +155,7 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
         .executable("#!/bin/sh\necho x >> ../../started\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
     const std::string console = std::string("'") + TRELKIND + "' run '" + wrapper.path() + "'";
     const Accessible tasks = open();
-    desktop->key("ctrl+r");
-    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
-    EXPECT_TRUE(object("push button", "Start").press());
+    start();
     ASSERT_TRUE(shows(tasks, 1, kStatusColumn, "Running"));
     const std::string words = wrapper.folder() / "words";
     EXPECT_EQ(WEXITSTATUS(std::system((console + " 2>'" + words + "' >&2").c_str())), 1);
@@ -141,9 +173,7 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
     desktop->launch({"sh", "-c", console});
     ASSERT_TRUE(
         waitFor([&] { return wrapper.has("0/VTask_runStarted") && wrapper.has("1/VTask_runStarted"); }));
-    desktop->key("ctrl+r");
-    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
-    EXPECT_TRUE(object("push button", "Start").press());
+    start();
     EXPECT_TRUE(waitFor([&] { return object("table", "Messages").rows() == 1; }));
     EXPECT_EQ(object("table", "Messages").cell(0, 1).name(), "The tasks can not be run.");
     wrapper.write("go");

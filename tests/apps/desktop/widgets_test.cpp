@@ -356,6 +356,27 @@ TEST(TableWidgets, ShowCellsAndColumns)
     EXPECT_EQ(words.shown->horizontalHeader()->sectionResizeMode(2), QHeaderView::Interactive);
 }
 
+TEST(TableWidgets, ShowAPlaceholderWhileThereAreNoRows)
+{
+    Rows rows(0, kColumns);
+    TableWidget& shown = *rows.shown;
+    const QImage before = shown.grab().toImage();
+    const auto shows = [&](const char* text) {
+        settle();
+        EXPECT_EQ(textOf(shown.accessibleDescription()), text);
+        return shown.grab().toImage() != before;
+    };
+    rows.table->setPlaceholder("Reading");
+    EXPECT_TRUE(shows("Reading"));
+    rows.count = 1;
+    rows.table->reloadData();
+    EXPECT_TRUE(shows(""));
+    rows.count = 0;
+    rows.table->reloadData();
+    rows.table->setPlaceholder("");
+    EXPECT_FALSE(shows(""));
+}
+
 TEST(TableWidgets, FollowTheirRowsWithoutAReset)
 {
     Rows rows(3, kColumns);

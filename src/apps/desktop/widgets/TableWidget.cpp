@@ -7,6 +7,7 @@
 
 #include <QContextMenuEvent>
 #include <QHeaderView>
+#include <QPainter>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <algorithm>
@@ -57,6 +58,7 @@ TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new T
         clipObservation_ = clip->observe([this](const toolkit::Change&) { scrollToVisibleRows(); });
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { reportVisibleRows(); });
     showSelection();
+    showPlaceholder();
 }
 
 void TableWidget::arrangeColumns()
@@ -84,6 +86,27 @@ void TableWidget::tableChanged(const toolkit::Change& change)
         arrangeColumns();
     if (change.selection || change.rows || change.structure)
         showSelection();
+    showPlaceholder();
+}
+
+void TableWidget::showPlaceholder()
+{
+    const bool isEmpty = table_ && adapter_->rowCount() == 0;
+    const QString text = isEmpty ? toQt(table_->placeholder()) : QString();
+    if (text == accessibleDescription())
+        return;
+    setAccessibleDescription(text);
+    viewport()->update();
+}
+
+void TableWidget::paintEvent(QPaintEvent* event)
+{
+    QTableView::paintEvent(event);
+    if (accessibleDescription().isEmpty())
+        return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    painter.drawText(viewport()->rect(), Qt::AlignCenter | Qt::TextWordWrap, accessibleDescription());
 }
 
 void TableWidget::showSelection()

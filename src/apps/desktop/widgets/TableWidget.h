@@ -15,11 +15,13 @@ protected:
     void selectionChanged(const QItemSelection& selected, const QItemSelection& deselected) override;
     void contextMenuEvent(QContextMenuEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     void arrangeColumns();
     void tableChanged(const toolkit::Change& change);
     void showSelection();
+    void showPlaceholder();
     void reportVisibleRows();
     void scrollToVisibleRows();
 
