@@ -6,7 +6,8 @@
 
 #include <fmt/format.h>
 
-#include <vector>
+#include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -15,6 +16,7 @@ using platform::paths::deletingLastComponent;
 
 constexpr auto kBetweenReports = std::chrono::milliseconds(200);
 constexpr double kWhole = 100;
+constexpr std::size_t kActionsAtOnce = 2000; // Whose folders are made ahead.
 
 // Keys of an action.
 constexpr const char* kAction = "Action";
@@ -75,51 +77,120 @@ void SVCopyUsingSCPFromLocal::main()
 void SVCopyUsingSCPFromLocal::carryOut(ssh::CkoSFtp& sftp, const Value::Array& list)
 {
     everythingCopied_ = true;
-    for (std::size_t done = 0; done < list.size() && !isCancelled(); ++done) {
-        if (!list[done].textFor(kAction))
-            continue;
-        const Outcome outcome = carryOut(sftp, list[done]);
-        if (outcome == Outcome::StopTheList)
-            return;
-        if (outcome == Outcome::Done)
-            reportProgress(done + 1, list.size());
-    }
+    bool goesOn = true;
+    for (std::size_t first = 0; first < list.size() && goesOn && !isCancelled(); first += kActionsAtOnce)
+        goesOn = carryOut(sftp, list, first, std::min(first + kActionsAtOnce, list.size()));
     everythingCopied_ = everythingCopied_ && !isCancelled();
 }
 
-SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::carryOut(ssh::CkoSFtp& sftp, const Value& action)
+bool SVCopyUsingSCPFromLocal::carryOut(
+    ssh::CkoSFtp& sftp, const Value::Array& list, std::size_t first, std::size_t end)
 {
-    const std::string kind = *action.textFor(kAction);
-    Outcome outcome = Outcome::Done;
-    if (kind == kCreateDirectory) {
-        outcome = createDirectory(sftp, action.textFor(kDirectory).value_or(""));
-    } else if (kind == kCopyFromLocal) {
-        outcome = copyFromLocal(sftp, action);
-    } else if (kind == kCreateFromData) {
-        outcome = createFromData(sftp, action);
-    }
-    if (outcome != Outcome::Done)
-        return outcome;
-    if (const Value* access = action.find(kAccess); access && access->integer())
-        sftp.SetPermissions(
-            action.textFor(kFileName).value_or(""), false, static_cast<int>(*access->integer()));
-    if (!ok_)
-        everythingCopied_ = false;
-    return Outcome::Done;
+    const auto isFolder = [&list](std::size_t i) { return list[i].textFor(kAction) == kCreateDirectory; };
+    std::vector<std::string> folders;
+    for (std::size_t i = first; i < end; ++i)
+        if (isFolder(i))
+            folders.push_back(list[i].textFor(kDirectory).value_or(""));
+    const std::vector<bool> exist = sftp.CreateDirs(folders);
+    std::size_t folder = 0;
+    for (std::size_t i = first; i < end; ++i)
+        if (!carryOut(sftp, list, i, isFolder(i) && exist[folder++]))
+            return false;
+    return uploadWaiting(sftp, list.size());
 }
 
-SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::stop(std::string words)
+bool SVCopyUsingSCPFromLocal::carryOut(
+    ssh::CkoSFtp& sftp, const Value::Array& list, std::size_t index, bool folderExists)
+{
+    const Value& action = list[index];
+    const auto kind = action.textFor(kAction);
+    if (!kind)
+        return true;
+    const bool isLocalFile = kind == kCopyFromLocal;
+    const Value* access = action.find(kAccess);
+    const auto stored = access ? access->integer() : std::nullopt;
+    const std::optional<int> permissions = stored ? std::optional(static_cast<int>(*stored)) : std::nullopt;
+    if (isLocalFile || kind == kCreateFromData) {
+        Waiting file{index, {}, isLocalFile};
+        file.upload.remotePath = action.textFor(isLocalFile ? kTo : kFileName).value_or("");
+        if (isLocalFile)
+            file.upload.localPath = action.textFor(kFrom).value_or("");
+        else if (const Value* data = action.find(kData); data && data->data())
+            file.upload.data = *data->data();
+        if (!isLocalFile)
+            file.upload.permissions = permissions;
+        // Two files of one name must not be written at the same time.
+        if (waitingNames_.contains(file.upload.remotePath) && !uploadWaiting(sftp, list.size()))
+            return false;
+        waitingNames_.insert(file.upload.remotePath);
+        waiting_.push_back(std::move(file));
+        if (!isLocalFile || !permissions)
+            return true;
+    }
+    // What is left is done in its turn: folders that aren't there yet, permissions of another file than the
+    // action's own, and actions of other kinds, which count as the one before them.
+    if (!(kind == kCreateDirectory && folderExists && !permissions) && !uploadWaiting(sftp, list.size()))
+        return false;
+    if (kind == kCreateDirectory && !folderExists
+        && !createDirectory(sftp, action.textFor(kDirectory).value_or("")))
+        return false;
+    if (permissions)
+        sftp.SetPermissions(action.textFor(kFileName).value_or(""), false, *permissions);
+    if (!isLocalFile)
+        actionIsDone(index, list.size());
+    return true;
+}
+
+void SVCopyUsingSCPFromLocal::actionIsDone(std::size_t index, std::size_t total)
+{
+    if (!ok_)
+        everythingCopied_ = false;
+    reportProgress(index + 1, total);
+}
+
+bool SVCopyUsingSCPFromLocal::uploadWaiting(ssh::CkoSFtp& sftp, std::size_t total)
+{
+    const auto files = std::exchange(waiting_, {});
+    waitingNames_.clear();
+    std::vector<ssh::CkoUpload> uploads;
+    for (const Waiting& file : files)
+        uploads.push_back(file.upload);
+    const auto transfers = sftp.UploadFiles(
+        uploads, [&](std::size_t done) { reportProgress(files[done - 1].action + 1, total); });
+    for (std::size_t i = 0; i < files.size(); ++i)
+        if (!take(sftp, files[i], transfers[i], total))
+            return false;
+    return true;
+}
+
+bool SVCopyUsingSCPFromLocal::take(
+    ssh::CkoSFtp& sftp, const Waiting& file, const ssh::CkoTransfer& transfer, std::size_t total)
+{
+    if (!transfer.ok() && !isAlive(sftp))
+        return stop(fmt::format("Could not connect to {}", access_->hostName()));
+    if (!file.isLocalFile && !transfer.opened) {
+        everythingCopied_ = false; // Without a step of the progress.
+        return true;
+    }
+    ok_ = transfer.ok();
+    if (!ok_)
+        KRMessageCenter::addMessage("Could not upload a file.",
+            fmt::format("{}: {}", file.upload.localPath.value_or(file.upload.remotePath), transfer.error));
+    actionIsDone(file.action, total);
+    return true;
+}
+
+bool SVCopyUsingSCPFromLocal::stop(std::string words)
 {
     everythingCopied_ = false;
     error_ = std::move(words);
-    return Outcome::StopTheList;
+    return false;
 }
 
-SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::createDirectory(
-    ssh::CkoSFtp& sftp, const std::string& path)
+bool SVCopyUsingSCPFromLocal::createDirectory(ssh::CkoSFtp& sftp, const std::string& path)
 {
     if (sftp.GetFileCreateTime(path, false, false) || sftp.CreateDir(path))
-        return Outcome::Done;
+        return true;
     std::vector<std::string> missing; // From the lowest up.
     std::string parent = deletingLastComponent(path);
     while (!parent.empty() && !sftp.CreateDir(parent)) {
@@ -131,39 +202,7 @@ SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::createDirectory(
         return stop("Did not find the home directory.");
     while (!missing.empty() && sftp.CreateDir(missing.back()))
         missing.pop_back();
-    return sftp.CreateDir(path) ? Outcome::Done : stop("Directory could not be created.");
-}
-
-SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::copyFromLocal(
-    ssh::CkoSFtp& sftp, const Value& action)
-{
-    const std::string from = action.textFor(kFrom).value_or("");
-    ok_ = sftp.UploadFileByName(action.textFor(kTo).value_or(""), from);
-    if (ok_)
-        return Outcome::Done;
-    const std::string reason = sftp.LastErrorText();
-    if (!isAlive(sftp))
-        return stop(fmt::format("Could not connect to {}", access_->hostName()));
-    KRMessageCenter::addMessage("Could not upload a file.", fmt::format("{}: {}", from, reason));
-    return Outcome::Done;
-}
-
-SVCopyUsingSCPFromLocal::Outcome SVCopyUsingSCPFromLocal::createFromData(
-    ssh::CkoSFtp& sftp, const Value& action)
-{
-    const auto handle = sftp.OpenFile(action.textFor(kFileName).value_or(""), "writeOnly", "createTruncate");
-    if (!handle) {
-        if (!isAlive(sftp))
-            return stop(fmt::format("Could not connect to {}", access_->hostName()));
-        everythingCopied_ = false;
-        return Outcome::DoneWithoutProgress;
-    }
-    const Value* data = action.find(kData);
-    const Value::Data* bytes = data ? data->data() : nullptr;
-    ok_ = sftp.WriteFileBytes(
-        *handle, bytes ? std::span<const std::uint8_t>(*bytes) : std::span<const std::uint8_t>());
-    sftp.CloseHandle(*handle);
-    return Outcome::Done;
+    return sftp.CreateDir(path) || stop("Directory could not be created.");
 }
 
 void SVCopyUsingSCPFromLocal::reportProgress(std::size_t done, std::size_t total)

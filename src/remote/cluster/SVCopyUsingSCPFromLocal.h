@@ -4,6 +4,8 @@
 #include "remote/cluster/ClusterOperation.h"
 
 #include <chrono>
+#include <set>
+#include <vector>
 
 // The entries of an action list.
 namespace clusteraction {
@@ -17,7 +19,8 @@ platform::Value createFromData(
 } // namespace clusteraction
 
 // Carries out an action list over SFTP. A failed file doesn't stop the list and leaves no error; a folder
-// that can't be made does both.
+// that can't be made does both. Requests that needn't wait for each other go out together: folders are made
+// ahead, files go into folders that are sure to exist, and results are taken in the order of the list.
 class SVCopyUsingSCPFromLocal : public ClusterOperation {
 public:
     using Callback = std::function<void(SVCopyUsingSCPFromLocal&)>;
@@ -37,14 +40,22 @@ public:
     std::string taskName() const { return "Nothing"; }
 
 private:
-    void carryOut(ssh::CkoSFtp& sftp, const platform::Value::Array& list);
-    // Whether the list goes on, and whether the action counts for the progress.
-    enum class Outcome { Done, DoneWithoutProgress, StopTheList };
-    Outcome carryOut(ssh::CkoSFtp& sftp, const platform::Value& action);
-    Outcome createDirectory(ssh::CkoSFtp& sftp, const std::string& path);
-    Outcome stop(std::string words);
-    Outcome copyFromLocal(ssh::CkoSFtp& sftp, const platform::Value& action);
-    Outcome createFromData(ssh::CkoSFtp& sftp, const platform::Value& action);
+    using Array = platform::Value::Array;
+    // A file that waits to be uploaded together with others.
+    struct Waiting {
+        std::size_t action;
+        ssh::CkoUpload upload;
+        bool isLocalFile;
+    };
+    void carryOut(ssh::CkoSFtp& sftp, const Array& list);
+    bool carryOut(ssh::CkoSFtp& sftp, const Array& list, std::size_t first, std::size_t end);
+    // These answer whether the list goes on.
+    bool carryOut(ssh::CkoSFtp& sftp, const Array& list, std::size_t index, bool folderExists);
+    bool createDirectory(ssh::CkoSFtp& sftp, const std::string& path);
+    bool uploadWaiting(ssh::CkoSFtp& sftp, std::size_t total);
+    bool take(ssh::CkoSFtp& sftp, const Waiting& file, const ssh::CkoTransfer& transfer, std::size_t total);
+    bool stop(std::string words);
+    void actionIsDone(std::size_t index, std::size_t total);
     void reportProgress(std::size_t done, std::size_t total);
     void postProgress(double percentage);
 
@@ -53,6 +64,8 @@ private:
     const Callback callback_;
     bool everythingCopied_ = false;
     bool ok_ = true; // The result of the last transfer; an action without one leaves it.
+    std::vector<Waiting> waiting_; // Of different remote names.
+    std::set<std::string> waitingNames_;
     double lastPercentage_ = 0;
     std::chrono::steady_clock::time_point lastReport_;
 };

@@ -14,6 +14,8 @@ namespace files = platform::files;
 using platform::paths::appending;
 
 constexpr std::size_t kMostComplaints = 20;
+constexpr std::size_t kFoldersAtOnce = 500; // Whose listings are asked for together.
+constexpr std::int64_t kLittle = 8 << 20; // Bytes that folders bring together, at most.
 
 std::int64_t localSize(const std::string& path)
 {
@@ -40,9 +42,9 @@ void SVSCPCopyFromFolders::main()
         ssh::CkoSFtp sftp;
         error_ = access_->authenticateFTP(sftp);
         if (!error_)
-            for (const std::string& folder : fileList_)
-                if (!isCancelled())
-                    copyFolder(sftp, folder);
+            for (std::size_t i = 0; i < fileList_.size() && !isCancelled(); i += kFoldersAtOnce)
+                copyFolders(
+                    sftp, std::span(fileList_).subspan(i, std::min(kFoldersAtOnce, fileList_.size() - i)));
     }
     callBack(callback_.copyFromFoldersFinished);
 }
@@ -53,24 +55,23 @@ void SVSCPCopyFromFolders::complain(std::string sentence)
         complaints_.push_back(std::move(sentence));
 }
 
-SVSCPCopyFromFolders::Folder SVSCPCopyFromFolders::look(ssh::CkoSFtp& sftp, const std::string& name)
+SVSCPCopyFromFolders::Folder SVSCPCopyFromFolders::look(
+    const std::string& name, const ssh::CkoSFtpDir* listing)
 {
-    Folder folder{appending(workDirectory_, name), appending(localDirectory_, name), {}, {}};
-    const auto handle = sftp.OpenDir(folder.remote);
-    const auto listing = sftp.ReadDir(handle);
-    if (handle)
-        sftp.CloseHandle(*handle);
+    Folder folder{name, appending(workDirectory_, name), appending(localDirectory_, name), {}, {}, false,
+        false, true, {}, {}};
     for (int i = 0; listing && i < listing->NumFilesAndDirs(); ++i) {
         const auto file = listing->GetFileObject(i);
         const std::string entry = file->Filename();
-        if (entry.empty() || entry.front() == '.' || file->IsDirectory())
+        const bool isFile = file->IsRegular() || file->IsSymLink();
+        if (entry.empty() || entry.front() == '.' || !isFile)
             continue;
         if (!files::isValidUtf8(entry)) {
             complain(fmt::format("{} holds a file whose name is no UTF-8; it isn't brought.", folder.remote));
             continue;
         }
         (files::exists(appending(folder.local, entry)) ? folder.existing : folder.fresh)
-            .push_back({entry, file->Size64()});
+            .push_back({entry, file->Size64(), file->IsSymLink()});
     }
     std::erase_if(folder.fresh, [this](const RemoteFile& file) { return excludeFiles_.contains(file.name); });
     const auto holds = [](const std::vector<RemoteFile>& list, const char* wanted) {
@@ -82,73 +83,141 @@ SVSCPCopyFromFolders::Folder SVSCPCopyFromFolders::look(ssh::CkoSFtp& sftp, cons
     return folder;
 }
 
-void SVSCPCopyFromFolders::copyFolder(ssh::CkoSFtp& sftp, const std::string& name)
+void SVSCPCopyFromFolders::copyFolders(ssh::CkoSFtp& sftp, std::span<const std::string> names)
 {
-    Folder folder = look(sftp, name);
-    if (!folder.isActive)
-        return;
-    auto& loop = platform::MainLoop::main();
-    loop.post([callback = callback_.copyTaskStarted, name] { callback(name); });
-    update(sftp, folder);
-    auto fetched = fetch(sftp, folder);
-    loop.post([callback = callback_.copyTask, name, fetched = std::move(fetched), updated = updated_] {
-        callback(name, fetched, updated);
-    });
+    std::vector<std::string> paths;
+    for (const std::string& name : names)
+        paths.push_back(appending(workDirectory_, name));
+    const auto listings = sftp.ReadDirs(paths);
+    std::vector<Folder> folders;
+    for (std::size_t i = 0; i < names.size(); ++i)
+        if (Folder folder = look(names[i], listings[i].get()); folder.isActive)
+            folders.push_back(std::move(folder));
+    askForSizes(sftp, folders);
+    // Those with much to bring go alone, so that the user sees which one it is.
+    std::size_t first = 0;
+    std::int64_t together = 0;
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+        std::int64_t bytes = 0;
+        for (const Transfer& transfer : transfersOf(folders[i]))
+            bytes += std::max<std::int64_t>(
+                transfer.download.expectedSize - std::max<std::int64_t>(transfer.before, 0), 0);
+        if (together + bytes > kLittle && i > first) {
+            copy(sftp, std::span(folders).subspan(first, i - first));
+            first = i;
+            together = 0;
+        }
+        together += bytes;
+    }
+    copy(sftp, std::span(folders).subspan(first));
 }
 
-void SVSCPCopyFromFolders::update(ssh::CkoSFtp& sftp, Folder& folder)
+// A network file system's listing may tell an old size, and nobody would look at a completed run again; that
+// of a link is the link's own.
+void SVSCPCopyFromFolders::askForSizes(ssh::CkoSFtp& sftp, std::vector<Folder>& folders)
 {
-    for (const RemoteFile& file : folder.existing) {
-        const std::string remote = appending(folder.remote, file.name);
-        const std::string local = appending(folder.local, file.name);
-        std::int64_t size = file.size;
-        // A network file system's listing may tell an old size, which nobody would look at again.
-        if (folder.isCompleted || size < 0)
-            if (const auto handle = sftp.OpenFile(remote, "readOnly", "openExisting")) {
-                size = sftp.GetFileSize64(*handle, true, true);
-                sftp.CloseHandle(*handle);
-            }
-        const std::int64_t before = localSize(local);
-        if (before >= size)
-            continue;
-        if (!sftp.ResumeDownloadFileByName(remote, local)) {
-            folder.everythingArrived = false;
-            complain(fmt::format("{}: {}", remote, sftp.LastErrorText()));
+    std::vector<RemoteFile*> asked;
+    std::vector<std::string> paths;
+    for (Folder& folder : folders)
+        for (std::vector<RemoteFile>* list : {&folder.existing, &folder.fresh})
+            for (RemoteFile& file : *list)
+                if (file.isLink || file.size < 0 || (folder.isCompleted && list == &folder.existing)) {
+                    asked.push_back(&file);
+                    paths.push_back(appending(folder.remote, file.name));
+                }
+    const auto sizes = sftp.OpenedFileSizes(paths);
+    for (std::size_t i = 0; i < asked.size(); ++i)
+        asked[i]->size = sizes[i];
+    // A link may lead to a device, which has no size and no end.
+    for (Folder& folder : folders)
+        std::erase_if(folder.fresh, [](const RemoteFile& file) { return file.isLink && file.size <= 0; });
+}
+
+std::vector<SVSCPCopyFromFolders::Transfer> SVSCPCopyFromFolders::transfersOf(Folder& folder)
+{
+    std::vector<Transfer> transfers;
+    const auto add = [&](const RemoteFile& file, std::int64_t before) {
+        transfers.push_back({&folder, file.name, before,
+            {appending(folder.remote, file.name), appending(folder.local, file.name), before >= 0,
+                file.size}});
+    };
+    for (const RemoteFile& file : folder.existing)
+        if (const std::int64_t here = localSize(appending(folder.local, file.name)); here < file.size)
+            add(file, here);
+    for (const RemoteFile& file : folder.fresh)
+        if (file.name != jobscripts::kRunCompleted)
+            add(file, -1);
+    return transfers;
+}
+
+void SVSCPCopyFromFolders::copy(ssh::CkoSFtp& sftp, std::span<Folder> folders)
+{
+    if (folders.empty())
+        return;
+    reportStart(folders.front());
+    std::vector<Transfer> transfers;
+    for (Folder& folder : folders)
+        std::ranges::move(transfersOf(folder), std::back_inserter(transfers));
+    carryOut(sftp, transfers);
+    fetchMarks(sftp, folders);
+    for (const Folder& folder : folders) {
+        if (&folder != &folders.front())
+            reportStart(folder);
+        reportEnd(folder);
+    }
+}
+
+void SVSCPCopyFromFolders::carryOut(ssh::CkoSFtp& sftp, const std::vector<Transfer>& transfers)
+{
+    std::vector<ssh::CkoDownload> downloads;
+    for (const Transfer& transfer : transfers)
+        downloads.push_back(transfer.download);
+    const auto outcomes = sftp.DownloadFiles(downloads);
+    for (std::size_t i = 0; i < transfers.size(); ++i) {
+        const Transfer& transfer = transfers[i];
+        if (!outcomes[i].ok()) {
+            transfer.folder->everythingArrived = false;
+            complain(fmt::format("{}: {}", transfer.download.remotePath, outcomes[i].error));
             continue;
         }
-        updated_.push_back(local);
-        bytesCopiedOver_ += localSize(local) - before;
-    }
-}
-
-bool SVSCPCopyFromFolders::download(ssh::CkoSFtp& sftp, const Folder& folder, const std::string& name)
-{
-    const std::string local = appending(folder.local, name);
-    if (!sftp.DownloadFileByName(appending(folder.remote, name), local)) {
-        complain(fmt::format("{}: {}", appending(folder.remote, name), sftp.LastErrorText()));
-        return false;
-    }
-    bytesCopiedOver_ += localSize(local);
-    return true;
-}
-
-std::vector<std::string> SVSCPCopyFromFolders::fetch(ssh::CkoSFtp& sftp, Folder& folder)
-{
-    std::vector<std::string> fetched;
-    for (const RemoteFile& file : folder.fresh) {
-        if (file.name == jobscripts::kRunCompleted)
-            continue;
-        if (download(sftp, folder, file.name))
-            fetched.push_back(file.name);
+        const std::string& local = transfer.download.localPath;
+        bytesCopiedOver_ += localSize(local) - std::max<std::int64_t>(transfer.before, 0);
+        if (transfer.before >= 0)
+            transfer.folder->updated.push_back(local);
         else
-            folder.everythingArrived = false;
+            transfer.folder->fetched.push_back(transfer.name);
     }
-    if (!folder.isCompleted || !folder.everythingArrived)
-        return fetched;
-    // The mark's presence here proves that all else of the run has arrived.
-    if (const auto status = flushFolder(folder.local); !status.ok())
-        complain(status.error().text);
-    else if (download(sftp, folder, jobscripts::kRunCompleted))
-        fetched.push_back(jobscripts::kRunCompleted);
-    return fetched;
+}
+
+// The presence of a mark here proves that all else of its run has arrived.
+void SVSCPCopyFromFolders::fetchMarks(ssh::CkoSFtp& sftp, std::span<Folder> folders)
+{
+    std::vector<Transfer> marks;
+    for (Folder& folder : folders) {
+        if (!folder.isCompleted || !folder.everythingArrived)
+            continue;
+        if (const auto status = flushFolder(folder.local); !status.ok()) {
+            complain(status.error().text);
+            continue;
+        }
+        marks.push_back({&folder, jobscripts::kRunCompleted, -1,
+            {appending(folder.remote, jobscripts::kRunCompleted),
+                appending(folder.local, jobscripts::kRunCompleted), false, 0}});
+    }
+    carryOut(sftp, marks);
+}
+
+void SVSCPCopyFromFolders::reportStart(const Folder& folder) const
+{
+    platform::MainLoop::main().post(
+        [callback = callback_.copyTaskStarted, name = folder.name] { callback(name); });
+}
+
+void SVSCPCopyFromFolders::reportEnd(const Folder& folder)
+{
+    updated_.insert(updated_.end(), folder.updated.begin(), folder.updated.end());
+    platform::MainLoop::main().post(
+        [callback = callback_.copyTask, name = folder.name, fetched = folder.fetched, updated = updated_] {
+            callback(name, fetched, updated);
+        });
 }

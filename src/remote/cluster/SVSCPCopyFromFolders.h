@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
 // One pass of downloads: brings what has appeared or grown in the folders of the runs that have begun. The
 // file that marks the end of a run comes last, and only when everything else of the run is here and on disk.
+// Folders with little to bring are copied together, so that the time of a round trip is spent once for them.
 class SVSCPCopyFromFolders : public ClusterOperation {
 public:
     // Called on the main thread, in order.
@@ -39,8 +41,10 @@ private:
     struct RemoteFile {
         std::string name;
         std::int64_t size; // Negative when it is unknown.
+        bool isLink;
     };
     struct Folder {
+        std::string name;
         std::string remote;
         std::string local;
         std::vector<RemoteFile> existing; // Here already.
@@ -48,12 +52,25 @@ private:
         bool isActive = false; // The run has begun.
         bool isCompleted = false; // The mark of its end is among the fresh files.
         bool everythingArrived = true;
+        std::vector<std::string> fetched;
+        std::vector<std::string> updated;
     };
-    Folder look(ssh::CkoSFtp& sftp, const std::string& name);
-    void copyFolder(ssh::CkoSFtp& sftp, const std::string& name);
-    void update(ssh::CkoSFtp& sftp, Folder& folder);
-    std::vector<std::string> fetch(ssh::CkoSFtp& sftp, Folder& folder);
-    bool download(ssh::CkoSFtp& sftp, const Folder& folder, const std::string& name);
+    // A file on its way here.
+    struct Transfer {
+        Folder* folder;
+        std::string name;
+        std::int64_t before; // Bytes of the local file; negative for a fresh one.
+        ssh::CkoDownload download;
+    };
+    void copyFolders(ssh::CkoSFtp& sftp, std::span<const std::string> names);
+    Folder look(const std::string& name, const ssh::CkoSFtpDir* listing);
+    void askForSizes(ssh::CkoSFtp& sftp, std::vector<Folder>& folders);
+    std::vector<Transfer> transfersOf(Folder& folder);
+    void copy(ssh::CkoSFtp& sftp, std::span<Folder> folders);
+    void carryOut(ssh::CkoSFtp& sftp, const std::vector<Transfer>& transfers);
+    void fetchMarks(ssh::CkoSFtp& sftp, std::span<Folder> folders);
+    void reportStart(const Folder& folder) const;
+    void reportEnd(const Folder& folder);
     void complain(std::string sentence);
 
     const std::vector<std::string> fileList_;
@@ -62,6 +79,6 @@ private:
     const std::string localDirectory_;
     const Callback callback_;
     std::int64_t bytesCopiedOver_ = 0;
-    std::vector<std::string> updated_;
+    std::vector<std::string> updated_; // In all folders so far.
     std::vector<std::string> complaints_;
 };

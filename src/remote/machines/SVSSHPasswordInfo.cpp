@@ -48,6 +48,7 @@ bool SVSSHPasswordInfo::connect(ssh::CkoConnection& connection, const LoginLimit
     if (limits.connectMs)
         connection.setConnectTimeoutMs(*limits.connectMs);
     connection.setIdleTimeoutMs(limits.idleMs);
+    connection.setKeepAlive(true);
     connection.setRefuseWeak(!access_.allowsOldAlgorithms);
     const MachineAddress address = MachineAddress::of(hostName_, access_);
     if (connection.Connect(address.host, address.port))

@@ -75,6 +75,11 @@ void CkoConnection::setRefuseWeak(bool on)
     connection_.configure([&](TransportSettings& s) { s.algorithms.refuseWeak = on; });
 }
 
+void CkoConnection::setKeepAlive(bool on)
+{
+    connection_.configure([&](TransportSettings& s) { s.keepAlive = on; });
+}
+
 void CkoConnection::setCompression(bool on)
 {
     connection_.configure([&](TransportSettings& s) { s.algorithms.compression = on; });

@@ -21,6 +21,10 @@ public:
     // Limit on the server's silence during a later call; 30000 unless set, 0 means six hours.
     void setIdleTimeoutMs(int milliseconds);
 
+    // Asks a server that is silent after the login for an answer, which counts as life: a call then waits as
+    // long as its command works. Off unless set.
+    void setKeepAlive(bool on);
+
     // TCP connect and the SSH transport up to the user authentication stage. The host's key must be one that
     // the known hosts file has for it. A host that is met for the first time is trusted: its key is recorded,
     // which HostKeyIsNew and the log tell.

@@ -125,6 +125,14 @@ Status SshProtocol::receive(ByteView payload)
     return send(WireWriter(message::kUnimplemented).uint32(codec_.lastSequence()), {});
 }
 
+Status SshProtocol::sendKeepAlive()
+{
+    // RFC 4254, section 4: a request that the server doesn't know is answered too.
+    return loggedIn_
+        ? send(WireWriter(message::kGlobalRequest).string("keepalive@openssh.com").boolean(true), {})
+        : Status();
+}
+
 Status SshProtocol::receiveTransport(ByteView payload)
 {
     WireReader reader(payload.subspan(1));

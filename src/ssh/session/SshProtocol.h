@@ -34,6 +34,8 @@ public:
     Status authenticate(Credentials credentials);
     const UserAuth& auth() const { return auth_; }
     ChannelTable& channels() { return channels_; } // For use after the login.
+    // Asks the server for an answer of any kind, after the login.
+    Status sendKeepAlive();
     Status exchangeKeys() { return kex_ ? kex_->start() : Status(); }
     bool exchangingKeys() const { return kex_ && kex_->going(); }
     void disconnect(); // Queues the message that ends the connection.

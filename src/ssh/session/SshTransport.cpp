@@ -128,13 +128,20 @@ Status SshTransport::flush()
     return {};
 }
 
+void SshTransport::noteMove()
+{
+    moved_ = true;
+    lastMove_ = Clock::now();
+}
+
 Status SshTransport::readAvailable()
 {
     const Result<Socket::Transfer> got = socket_.read({protocol_->incoming().prepare(kReadSize), kReadSize});
     if (!got.ok())
         return got.error();
     protocol_->incoming().commit(got->count);
-    moved_ = moved_ || got->count > 0;
+    if (got->count > 0)
+        noteMove();
     ended_ = ended_ || got->ended;
     return protocol_->process();
 }
@@ -157,7 +164,8 @@ Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
         return Progress::TimedOut;
     const Status read = readAvailable();
     (void)flush();
-    moved_ = moved_ || (blocked && written_ > before);
+    if (blocked && written_ > before)
+        noteMove();
     if (!read.ok())
         return fail(read.error()).error();
     if (!sent.ok())
@@ -174,14 +182,35 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
             return fail(Error{protocol_->incoming().empty()
                     ? "The server closed the connection."
                     : "Closing SSH connection because incomplete packet received."});
-        const Result<Progress> progress = moveBytes(deadline);
+        const Result<Progress> progress = moveBytes(std::min(deadline, nextProbe()));
         if (!progress.ok())
             return progress.error();
         // Checked in any case: a server that keeps sending must not extend the deadline.
-        if (*progress == Progress::TimedOut || Clock::now() >= deadline)
+        if (Clock::now() >= deadline)
             return {};
+        if (*progress == Progress::TimedOut)
+            if (Status probed = probe(); !probed.ok())
+                return probed;
     }
     return {};
+}
+
+// A server is asked after half of the idle limit, and has the other half for its answer.
+Deadline SshTransport::nextProbe() const
+{
+    return settings_.keepAlive && authenticated() ? std::max(lastMove_, lastProbe_) + idleLimit() / 2
+                                                  : Deadline::max();
+}
+
+Status SshTransport::probe()
+{
+    if (Clock::now() < nextProbe())
+        return {};
+    if (lastProbe_ > lastMove_)
+        return fail(Error{"The server was silent for " + std::to_string(idleLimit().count())
+            + " ms, the idle time limit, and doesn't answer."});
+    lastProbe_ = Clock::now();
+    return protocol_->sendKeepAlive();
 }
 
 Status SshTransport::waitFor(const std::function<bool()>& done)

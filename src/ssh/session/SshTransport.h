@@ -17,6 +17,7 @@ struct TransportSettings {
     std::uint32_t initialWindow = 0x50000; // Bytes; of a channel as it is opened.
     std::uint32_t openWindow = 0; // Bytes; the window is widened to this as soon as the channel is open.
     std::uint32_t maximumPacket = 32768;
+    bool keepAlive = false; // Asks a silent server for an answer, which counts as life.
 };
 
 // SshProtocol on a socket: connects, logs in, opens channels, and sends and receives while a call waits. A
@@ -62,11 +63,14 @@ public:
 private:
     enum class Progress { Moved, TimedOut };
     Result<Progress> moveBytes(Deadline deadline);
+    void noteMove();
     Status readAvailable();
     Status acceptHostKey(
         const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
     Status awaitAnswer(Channel& channel, const std::string& what);
+    Deadline nextProbe() const;
+    Status probe();
     Status fail(Error error);
     std::chrono::milliseconds idleLimit() const;
 
@@ -80,6 +84,8 @@ private:
     // The server has shown life since this was last cleared: it has sent bytes, or a full socket has room
     // again. Bytes that go into an empty socket prove nothing.
     bool moved_ = false;
+    Deadline lastMove_{}; // When it did so last.
+    Deadline lastProbe_{}; // When it was last asked for an answer.
 };
 
 } // namespace ssh

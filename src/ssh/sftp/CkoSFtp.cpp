@@ -100,6 +100,34 @@ bool CkoSFtp::ResumeDownloadFileByName(const std::string& remoteFilePath, const 
     return impl_->downloadFileByName(remoteFilePath, localFilePath, true);
 }
 
+std::vector<bool> CkoSFtp::CreateDirs(const std::vector<std::string>& paths)
+{
+    return impl_->createDirs(paths);
+}
+
+std::vector<std::shared_ptr<CkoSFtpDir>> CkoSFtp::ReadDirs(const std::vector<std::string>& paths)
+{
+    std::vector<std::shared_ptr<CkoSFtpDir>> folders;
+    for (auto& entries : impl_->readDirs(paths))
+        folders.push_back(entries ? std::make_shared<CkoSFtpDir>(std::move(entries)) : nullptr);
+    return folders;
+}
+
+std::vector<std::int64_t> CkoSFtp::OpenedFileSizes(const std::vector<std::string>& paths)
+{
+    return impl_->openedFileSizes(paths);
+}
+
+std::vector<CkoTransfer> CkoSFtp::UploadFiles(const std::vector<CkoUpload>& files, const Progress& done)
+{
+    return impl_->uploadFiles(files, done);
+}
+
+std::vector<CkoTransfer> CkoSFtp::DownloadFiles(const std::vector<CkoDownload>& files)
+{
+    return impl_->downloadFiles(files);
+}
+
 int CkoSFtp::GetFilePermissions(const std::string& pathOrHandle, bool bFollowLinks, bool bIsHandle)
 {
     const auto attr = impl_->attributes(pathOrHandle, bFollowLinks, bIsHandle);

@@ -2,7 +2,9 @@
 
 #include "ssh/session/CkoConnection.h"
 #include "ssh/sftp/CkoSFtpDir.h"
+#include "ssh/sftp/CkoTransfer.h"
 
+#include <functional>
 #include <span>
 
 namespace ssh {
@@ -46,6 +48,18 @@ public:
     // Continues at the local file's size; without a local file the same as a download. Fails when the local
     // file is longer than the remote one. After a failure, the local file is the beginning of the remote one.
     bool ResumeDownloadFileByName(const std::string& remoteFilePath, const std::string& localFilePath);
+
+    // Many requests that go out together, so that the time of a round trip is spent once for all of them. The
+    // results stand in the order of the requests. After a failed connection, LastErrorText tells of it.
+    std::vector<bool> CreateDirs(const std::vector<std::string>& paths); // Whether each exists now.
+    // Null for what can't be listed.
+    std::vector<std::shared_ptr<CkoSFtpDir>> ReadDirs(const std::vector<std::string>& paths);
+    // The sizes that opened files have, which a listing may tell too late; negative on failure.
+    std::vector<std::int64_t> OpenedFileSizes(const std::vector<std::string>& paths);
+    // Files of different names. `done` is called with the number of files that are through, now and then.
+    using Progress = std::function<void(std::size_t done)>;
+    std::vector<CkoTransfer> UploadFiles(const std::vector<CkoUpload>& files, const Progress& done = nullptr);
+    std::vector<CkoTransfer> DownloadFiles(const std::vector<CkoDownload>& files);
 
     // The string is a path, or with `bIsHandle` a handle. Without `bFollowLinks`, a link is not followed.
     int GetFilePermissions(

@@ -314,6 +314,23 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
     return status;
 }
 
+Status ClsSFtp::uploadBytes(const std::string& remotePath, ByteView bytes)
+{
+    const auto at = session();
+    if (!at.ok())
+        return at.error();
+    const auto remote = (*at)->openFile(remotePath, SFtpAccess::Write, SFtpDisposition::CreateTruncate);
+    if (!remote.ok())
+        return remote.error();
+    SFtpUpload transfer(**at, *remote, 0, [&bytes](std::span<std::uint8_t> into) -> Result<std::size_t> {
+        const std::size_t count = std::min(into.size(), bytes.size());
+        std::copy_n(bytes.begin(), count, into.begin());
+        bytes = bytes.subspan(count);
+        return count;
+    });
+    return transfer.run(true);
+}
+
 bool ClsSFtp::downloadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming)
 {
     return check([&]() -> Status {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ssh/session/ClsConnection.h"
-#include "ssh/sftp/SFtpListing.h"
+#include "ssh/sftp/SFtpManyFiles.h"
 
 #include <map>
 
@@ -30,6 +30,13 @@ public:
     bool writeFileBytes(const std::string& handle, std::span<const std::uint8_t> data);
     bool uploadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming);
     bool downloadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming);
+    std::vector<bool> createDirs(const std::vector<std::string>& paths);
+    std::vector<std::shared_ptr<const std::vector<SFtpEntry>>> readDirs(
+        const std::vector<std::string>& paths);
+    std::vector<std::int64_t> openedFileSizes(const std::vector<std::string>& paths);
+    std::vector<CkoTransfer> uploadFiles(
+        const std::vector<CkoUpload>& files, const std::function<void(std::size_t)>& done);
+    std::vector<CkoTransfer> downloadFiles(const std::vector<CkoDownload>& files);
     std::optional<SFtpFileAttr> attributes(const std::string& target, bool followLinks, bool isHandle);
     bool setPermissions(const std::string& target, bool isHandle, std::uint32_t permissions);
 
@@ -44,6 +51,8 @@ private:
     std::string remember(Bytes remote);
     Status download(const std::string& remotePath, const std::string& localPath, bool resuming);
     Status upload(const std::string& remotePath, const std::string& localPath, bool resuming);
+    Status uploadBytes(const std::string& remotePath, ByteView bytes);
+    Status uploadLarge(const CkoUpload& file);
 
     SFtpSettings sftpSettings_;
     bool includeDotDirs_ = false;

@@ -34,29 +34,35 @@ Status takeNames(
 
 } // namespace
 
+Result<bool> SFtpListingReader::take(const SFtpSession::Reply& reply)
+{
+    if (session_.isEndOfFile(reply))
+        return true;
+    if (reply.type != sftp::kName) {
+        const Status status = session_.statusOf(reply);
+        return status.ok() ? SFtpSession::malformed() : status.error();
+    }
+    const Status taken = takeNames(session_, reply.body, includeDotDirs_, entries);
+    if (!taken.ok())
+        return taken.error();
+    // Count the bytes too: a server can send names without end that are all dropped.
+    bytes_ += reply.body.size() + 64;
+    if (entries.size() > kMostEntries || bytes_ > kMostBytes)
+        return Error{"The directory has more entries than can be listed."};
+    return false;
+}
+
 Result<std::vector<SFtpEntry>> readListing(SFtpSession& session, ByteView handle, bool includeDotDirs)
 {
-    std::vector<SFtpEntry> entries;
+    SFtpListingReader reader(session, includeDotDirs);
     const Bytes body = WireWriter().string(handle).take();
-    std::size_t bytes = 0;
-    for (;;) {
+    for (Result<bool> ended = false; !*ended;) {
         const auto reply = session.ask(sftp::kReaddir, body);
-        if (!reply.ok())
-            return reply.error();
-        if (session.isEndOfFile(*reply))
-            return entries;
-        if (reply->type != sftp::kName) {
-            const Status status = session.statusOf(*reply);
-            return status.ok() ? SFtpSession::malformed() : status.error();
-        }
-        const Status taken = takeNames(session, reply->body, includeDotDirs, entries);
-        if (!taken.ok())
-            return taken.error();
-        // Count the bytes too: a server can send names without end that are all dropped.
-        bytes += reply->body.size() + 64;
-        if (entries.size() > kMostEntries || bytes > kMostBytes)
-            return Error{"The directory has more entries than can be listed."};
+        ended = reply.ok() ? reader.take(*reply) : Result<bool>(reply.error());
+        if (!ended.ok())
+            return ended.error();
     }
+    return std::move(reader.entries);
 }
 
 } // namespace ssh

@@ -301,23 +301,34 @@ bool SFtpSession::isEndOfFile(const Reply& reply) const
     return reply.type == sftp::kStatus && WireReader(reply.body).uint32() == sftp::kEof;
 }
 
-Result<Bytes> SFtpSession::handleFrom(const Result<Reply>& reply) const
+Result<Bytes> SFtpSession::handleOf(const Reply& reply) const
 {
-    if (!reply.ok())
-        return reply.error();
-    if (reply->type == sftp::kStatus) {
-        const Status status = statusOf(*reply);
+    if (reply.type == sftp::kStatus) {
+        const Status status = statusOf(reply);
         return status.ok() ? malformed() : status.error();
     }
-    WireReader reader(reply->body);
+    WireReader reader(reply.body);
     const ByteView handle = reader.string();
     // Draft 02, section 6.2: a handle has at most 256 bytes.
-    if (reply->type != sftp::kHandle || !reader.ok() || handle.size() > 256)
+    if (reply.type != sftp::kHandle || !reader.ok() || handle.size() > 256)
         return malformed();
     return copyOf(handle);
 }
 
-Result<Bytes> SFtpSession::openFile(const std::string& path, SFtpAccess access, SFtpDisposition disposition)
+Result<SFtpFileAttr> SFtpSession::attributesOf(const Reply& reply) const
+{
+    if (reply.type == sftp::kStatus) {
+        const Status status = statusOf(reply);
+        return status.ok() ? malformed() : status.error();
+    }
+    if (reply.type != sftp::kAttrs)
+        return malformed();
+    WireReader reader(reply.body);
+    auto attr = SFtpFileAttr::read(reader, version_);
+    return attr ? Result<SFtpFileAttr>(std::move(*attr)) : malformed();
+}
+
+Bytes SFtpSession::openRequest(const std::string& path, SFtpAccess access, SFtpDisposition disposition) const
 {
     WireWriter body;
     body.string(nameToServer(path));
@@ -328,51 +339,68 @@ Result<Bytes> SFtpSession::openFile(const std::string& path, SFtpAccess access, 
     SFtpFileAttr attr;
     attr.type = SFtpFileAttr::Type::Regular;
     attr.write(body, version_);
-    return handleFrom(ask(sftp::kOpen, body));
+    return body.take();
 }
 
-Result<Bytes> SFtpSession::openDirectory(const std::string& path)
+Bytes SFtpSession::pathRequest(const std::string& path) const
 {
-    return handleFrom(ask(sftp::kOpendir, WireWriter().string(nameToServer(path))));
+    return WireWriter().string(nameToServer(path)).take();
 }
 
-Status SFtpSession::setAttributes(std::uint8_t type, ByteView target, const SFtpFileAttr& attr)
-{
-    WireWriter body;
-    body.string(target);
-    attr.write(body, version_);
-    const auto reply = ask(type, body);
-    return reply.ok() ? statusOf(*reply) : Status(reply.error());
-}
-
-Result<SFtpFileAttr> SFtpSession::attributes(std::uint8_t type, ByteView target)
-{
-    WireWriter body;
-    body.string(target);
-    if (version_ >= 4)
-        body.uint32(SFtpFileAttr::kWanted);
-    const auto reply = ask(type, body);
-    if (!reply.ok())
-        return reply.error();
-    if (reply->type == sftp::kStatus) {
-        const Status status = statusOf(*reply);
-        return status.ok() ? malformed() : status.error();
-    }
-    if (reply->type != sftp::kAttrs)
-        return malformed();
-    WireReader reader(reply->body);
-    auto attr = SFtpFileAttr::read(reader, version_);
-    return attr ? Result<SFtpFileAttr>(std::move(*attr)) : malformed();
-}
-
-Status SFtpSession::makeDirectory(const std::string& path)
+Bytes SFtpSession::makeDirectoryRequest(const std::string& path) const
 {
     WireWriter body;
     body.string(nameToServer(path));
     SFtpFileAttr attr;
     attr.type = SFtpFileAttr::Type::Directory;
     attr.write(body, version_);
-    const auto reply = ask(sftp::kMkdir, body);
+    return body.take();
+}
+
+Bytes SFtpSession::attributesRequest(ByteView target) const
+{
+    WireWriter body;
+    body.string(target);
+    if (version_ >= 4)
+        body.uint32(SFtpFileAttr::kWanted);
+    return body.take();
+}
+
+Bytes SFtpSession::setAttributesRequest(ByteView target, const SFtpFileAttr& attr) const
+{
+    WireWriter body;
+    body.string(target);
+    attr.write(body, version_);
+    return body.take();
+}
+
+Result<Bytes> SFtpSession::openFile(const std::string& path, SFtpAccess access, SFtpDisposition disposition)
+{
+    const auto reply = ask(sftp::kOpen, openRequest(path, access, disposition));
+    return reply.ok() ? handleOf(*reply) : Result<Bytes>(reply.error());
+}
+
+Result<Bytes> SFtpSession::openDirectory(const std::string& path)
+{
+    const auto reply = ask(sftp::kOpendir, pathRequest(path));
+    return reply.ok() ? handleOf(*reply) : Result<Bytes>(reply.error());
+}
+
+Status SFtpSession::setAttributes(std::uint8_t type, ByteView target, const SFtpFileAttr& attr)
+{
+    const auto reply = ask(type, setAttributesRequest(target, attr));
+    return reply.ok() ? statusOf(*reply) : Status(reply.error());
+}
+
+Result<SFtpFileAttr> SFtpSession::attributes(std::uint8_t type, ByteView target)
+{
+    const auto reply = ask(type, attributesRequest(target));
+    return reply.ok() ? attributesOf(*reply) : Result<SFtpFileAttr>(reply.error());
+}
+
+Status SFtpSession::makeDirectory(const std::string& path)
+{
+    const auto reply = ask(sftp::kMkdir, makeDirectoryRequest(path));
     return reply.ok() ? statusOf(*reply) : Status(reply.error());
 }
 

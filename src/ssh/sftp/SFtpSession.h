@@ -80,6 +80,15 @@ public:
         const std::function<bool()>& ready = nullptr);
     bool hasRoom() const; // Little is waiting for window or socket: send more.
 
+    // The bodies of requests, and what their replies say.
+    Bytes openRequest(const std::string& path, SFtpAccess access, SFtpDisposition disposition) const;
+    Bytes pathRequest(const std::string& path) const; // kOpendir, and others with a path alone.
+    Bytes makeDirectoryRequest(const std::string& path) const;
+    Bytes attributesRequest(ByteView target) const;
+    Bytes setAttributesRequest(ByteView target, const SFtpFileAttr& attr) const;
+    Result<Bytes> handleOf(const Reply& reply) const;
+    Result<SFtpFileAttr> attributesOf(const Reply& reply) const;
+
     // Requests that several callers make.
     Result<Bytes> openFile(const std::string& path, SFtpAccess access, SFtpDisposition disposition);
     Result<Bytes> openDirectory(const std::string& path);
@@ -102,7 +111,6 @@ private:
     Status negotiate();
     Status readVersion(ByteView body);
     Result<bool> packetReady(); // Fails for an impossible length.
-    Result<Bytes> handleFrom(const Result<Reply>& reply) const;
 
     ChannelHost& host_;
     Channel& channel_;

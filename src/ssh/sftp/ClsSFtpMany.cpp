@@ -1,0 +1,153 @@
+// The operations of ClsSFtp on many files: small ones go together, larger ones one after another.
+
+#include "platform/files/FileManager.h"
+#include "ssh/sftp/ClsSFtp.h"
+
+#include <algorithm>
+
+namespace ssh {
+
+namespace {
+
+constexpr std::size_t kFilesOfOneCall = 500; // Between two reports of the progress.
+
+bool isSmall(const CkoUpload& file)
+{
+    const std::uint64_t size =
+        file.localPath ? platform::files::size(*file.localPath).value_or(0) : file.data.size();
+    return size <= sftpmany::kSmallFile;
+}
+
+bool isSmall(const CkoDownload& file)
+{
+    const auto here = file.resuming ? platform::files::size(file.localPath).value_or(0) : 0;
+    return file.expectedSize >= 0
+        && static_cast<std::uint64_t>(file.expectedSize) <= sftpmany::kSmallFile + here;
+}
+
+// The small ones of some files with their outcomes.
+template <typename File>
+struct SmallOnes {
+    SmallOnes(std::span<const File> all, std::span<CkoTransfer> outcomesOfAll)
+    {
+        for (std::size_t i = 0; i < all.size(); ++i)
+            if (isSmall(all[i])) {
+                files.push_back(&all[i]);
+                outcomes.push_back(&outcomesOfAll[i]);
+            }
+    }
+    std::vector<const File*> files;
+    std::vector<CkoTransfer*> outcomes;
+};
+
+// Carries out `together` for the small files and `single` for each other one, some hundreds at a time.
+template <typename File, typename Together, typename Single>
+Status forAll(const std::vector<File>& files, std::vector<CkoTransfer>& outcomes, Together together,
+    Single single, const std::function<void(std::size_t)>& done)
+{
+    for (std::size_t first = 0; first < files.size(); first += kFilesOfOneCall) {
+        const std::size_t count = std::min(kFilesOfOneCall, files.size() - first);
+        const auto some = std::span(files).subspan(first, count);
+        const auto theirs = std::span(outcomes).subspan(first, count);
+        const SmallOnes<File> small(some, theirs);
+        if (Status status = together(small); !status.ok())
+            return status;
+        for (std::size_t i = 0; i < count; ++i)
+            if (!std::binary_search(small.files.begin(), small.files.end(), &some[i])) {
+                const Status status = single(some[i]);
+                theirs[i] = {status.ok(), status.ok() ? "" : status.error().text};
+            }
+        if (done)
+            done(first + count);
+    }
+    return {};
+}
+
+} // namespace
+
+std::vector<bool> ClsSFtp::createDirs(const std::vector<std::string>& paths)
+{
+    std::vector<bool> exist(paths.size(), false);
+    check([&]() -> Status {
+        cache_.clear();
+        const auto at = session();
+        return at.ok() ? sftpmany::makeDirectories(**at, paths, exist) : Status(at.error());
+    });
+    return exist;
+}
+
+std::vector<std::shared_ptr<const std::vector<SFtpEntry>>> ClsSFtp::readDirs(
+    const std::vector<std::string>& paths)
+{
+    std::vector<std::shared_ptr<const std::vector<SFtpEntry>>> listings(paths.size());
+    check([&]() -> Status {
+        const auto at = session();
+        const Status status =
+            at.ok() ? sftpmany::list(**at, paths, includeDotDirs_, listings) : Status(at.error());
+        return status.ok() ? transport_.flush() : status;
+    });
+    return listings;
+}
+
+std::vector<std::int64_t> ClsSFtp::openedFileSizes(const std::vector<std::string>& paths)
+{
+    std::vector<std::int64_t> sizes(paths.size(), -1);
+    check([&]() -> Status {
+        const auto at = session();
+        const Status status = at.ok() ? sftpmany::sizes(**at, paths, sizes) : Status(at.error());
+        return status.ok() ? transport_.flush() : status;
+    });
+    return sizes;
+}
+
+std::vector<CkoTransfer> ClsSFtp::uploadFiles(
+    const std::vector<CkoUpload>& files, const std::function<void(std::size_t)>& done)
+{
+    std::vector<CkoTransfer> outcomes(files.size(), {false, "The file's turn didn't come."});
+    check([&]() -> Status {
+        cache_.clear();
+        const auto at = session();
+        if (!at.ok())
+            return at.error();
+        return forAll(
+            files, outcomes,
+            [&](const auto& small) { return sftpmany::upload(**at, small.files, small.outcomes); },
+            [&](const CkoUpload& file) { return uploadLarge(file); }, done);
+    });
+    return outcomes;
+}
+
+Status ClsSFtp::uploadLarge(const CkoUpload& file)
+{
+    const Status status = file.localPath ? upload(file.remotePath, *file.localPath, false)
+                                         : uploadBytes(file.remotePath, file.data);
+    if (!status.ok() || !file.permissions)
+        return status;
+    const auto at = session();
+    if (!at.ok())
+        return at.error();
+    SFtpFileAttr attr;
+    attr.permissions = static_cast<std::uint32_t>(*file.permissions);
+    const std::string name = (*at)->nameToServer(file.remotePath);
+    (void)(*at)->setAttributes(sftp::kSetstat, viewOf(name), attr); // That it fails is no failure.
+    return {};
+}
+
+std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& files)
+{
+    std::vector<CkoTransfer> outcomes(files.size(), {false, "The file's turn didn't come."});
+    check([&]() -> Status {
+        const auto at = session();
+        if (!at.ok())
+            return at.error();
+        const Status status = forAll(
+            files, outcomes,
+            [&](const auto& small) { return sftpmany::download(**at, small.files, small.outcomes); },
+            [&](const CkoDownload& file) { return download(file.remotePath, file.localPath, file.resuming); },
+            nullptr);
+        return status.ok() ? transport_.flush() : status;
+    });
+    return outcomes;
+}
+
+} // namespace ssh
