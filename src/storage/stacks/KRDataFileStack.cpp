@@ -62,8 +62,9 @@ KRDataFile::Pointer renewed(
     if (!isFollowed && !isTouched)
         return known;
     const int answer = isFollowed ? known->updateFile() : -1;
-    hasChanged = hasChanged || answer != 0;
-    return answer < 0 ? openMember(path, {}) : known;
+    KRDataFile::Pointer now = answer < 0 ? openMember(path, {}) : known;
+    hasChanged = hasChanged || answer > 0 || now != known;
+    return now;
 }
 
 std::uint64_t lengthOf(const std::vector<KRDataFile::Pointer>& files)
@@ -142,20 +143,22 @@ int KRDataFileStack::updateFile()
     const FolderBeingRead folder(fileName_);
     if (!folder.isNew())
         return 0;
+    std::map<std::string, Pointer> before;
     std::unique_lock lock(accessLock_);
-    const std::vector<Pointer> before = dataFiles_;
+    for (const Pointer& member : dataFiles_)
+        before.emplace(member->fileName(), member);
     const Looks looksBefore = looks_;
     lock.unlock(); // The members may be read meanwhile.
     std::vector<Pointer> now;
     Looks looks;
     bool hasChanged = false;
     for (const std::string& path : pathsOfMembers()) {
-        const auto known = std::find_if(
-            before.begin(), before.end(), [&](const Pointer& member) { return member->fileName() == path; });
+        const auto known = before.find(path);
         const auto look = looks.emplace(path, lookAt(path)).first;
         const auto lookBefore = looksBefore.find(path);
         const bool isTouched = lookBefore == looksBefore.end() || lookBefore->second != look->second;
-        if (auto member = renewed(known == before.end() ? nullptr : *known, path, isTouched, hasChanged))
+        if (auto member =
+                renewed(known == before.end() ? nullptr : known->second, path, isTouched, hasChanged))
             now.push_back(std::move(member));
     }
     hasChanged = hasChanged || now.size() != before.size();
