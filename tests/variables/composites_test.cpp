@@ -285,6 +285,12 @@ TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)
     EXPECT_FALSE(stored->retrieveBoundingBox2D("a").couldBeFound);
     stored->setBoundingBox2D({0, 5, 0, 9, false, true}, "v_b");
     EXPECT_EQ(stored->retrieveBoundingBox2D("a").xmax, 5);
+    const auto unread = KRContainerGroup::createWithDataFile(memory, "v",
+        KRVariableStructure::createWithGroupNames(
+            {"b", "c", "n"}, {typed("Mesh2D"), typed("Point2D"), typed("Real Number")}));
+    for (const auto& [name, text] :
+        {std::pair("b", "Could not read"), {"c", "Could not read"}, {"n", "Empty"}})
+        EXPECT_EQ(unread->descriptionForEntry(name), text);
 }
 
 TEST_F(Composites, RefuseWhatDoesNotFit)
