@@ -509,6 +509,10 @@ TEST_F(FortranGroups, AreBuiltFromAStream)
             (Content{{"b", "2 "}, {"b_n", "1 "}, {"b_w_0", "5 "}, {"b_w_0_time", "1 "}}));
     }),
         (Names{"Wrong type stored", "The variable \"n\" comes more than once: the first one stays."}));
+    EXPECT_EQ(messagesOf([&] {
+        fileOf({"w", "Series", "w", 1.0, "Point2D", D{1, 2}}, "b", points);
+    }),
+        Names());
     // The stream ends inside of a group: what came stands.
     EXPECT_EQ(fileOf({"g", "Group", "a", "Real Number", 1.0, "b", "Point2D"}),
         (Content{{"Seq_g", "Group"}, {"g", "1 "}, {"g_a", "1 "}}));
