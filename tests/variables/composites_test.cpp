@@ -285,6 +285,12 @@ TEST_F(Composites, GroupsKeepTheBoundsOfTheirEntries)
     EXPECT_FALSE(stored->retrieveBoundingBox2D("a").couldBeFound);
     stored->setBoundingBox2D({0, 5, 0, 9, false, true}, "v_b");
     EXPECT_EQ(stored->retrieveBoundingBox2D("a").xmax, 5);
+    const auto unread = KRContainerGroup::createWithDataFile(memory, "v",
+        KRVariableStructure::createWithGroupNames(
+            {"b", "c", "n"}, {typed("Mesh2D"), typed("Point2D"), typed("Real Number")}));
+    for (const auto& [name, text] :
+        {std::pair("b", "Could not read"), {"c", "Could not read"}, {"n", "Empty"}})
+        EXPECT_EQ(unread->descriptionForEntry(name), text);
 }
 
 TEST_F(Composites, RefuseWhatDoesNotFit)
@@ -503,6 +509,10 @@ TEST_F(FortranGroups, AreBuiltFromAStream)
             (Content{{"b", "2 "}, {"b_n", "1 "}, {"b_w_0", "5 "}, {"b_w_0_time", "1 "}}));
     }),
         (Names{"Wrong type stored", "The variable \"n\" comes more than once: the first one stays."}));
+    EXPECT_EQ(messagesOf([&] {
+        fileOf({"w", "Series", "w", 1.0, "Point2D", D{1, 2}}, "b", points);
+    }),
+        Names());
     // The stream ends inside of a group: what came stands.
     EXPECT_EQ(fileOf({"g", "Group", "a", "Real Number", 1.0, "b", "Point2D"}),
         (Content{{"Seq_g", "Group"}, {"g", "1 "}, {"g_a", "1 "}}));

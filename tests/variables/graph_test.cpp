@@ -121,6 +121,9 @@ TEST(DependencyGraph, AsksEveryObjectOnce)
     EXPECT_TRUE(all.back()->existsAsSupplier(*all[0]));
     EXPECT_TRUE(all[0]->existsAsClient(*all.back()));
     EXPECT_FALSE(all[0]->existsAsSupplier(*all.back()));
+    KRDependencyBase::Known known;
+    known.insert(all[0].get());
+    EXPECT_FALSE(all[0]->existsAsClient(*all.back(), known)) << "has answered";
     EXPECT_EQ(all[0]->allClients().size(), 360U);
 
     all[0]->asked = 0;

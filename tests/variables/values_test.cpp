@@ -333,7 +333,8 @@ TEST_F(Values, AreMappedAndCropped)
     EXPECT_EQ(described(unit->scaleWith2D(KRContainerShiftScale2D::createWithX(0, 0, 2, 3))), "[0,3]x[0,3]");
     EXPECT_EQ(described(unit->scaleWith2D(KRContainerShiftScale2D::createWithX(0, 0, -2))), "[-2,0]x[-2,0]");
     EXPECT_EQ(described(point->cropWith2D(unit)), "(1,1)") << "the border belongs to it";
-    EXPECT_EQ(described(KRContainerPoint2D::pointX(1, 1.01)->cropWith2D(unit)), "Empty");
+    for (const auto& [x, y] : {std::pair(1.0, 1.01), {1, -0.01}, {1.01, 0.5}, {-0.01, 0.5}})
+        EXPECT_EQ(described(KRContainerPoint2D::pointX(x, y)->cropWith2D(unit)), "Empty") << x << " " << y;
     EXPECT_EQ(described(unit->padBox(0.5)), "[-0.5,1.5]x[-0.5,1.5]");
     EXPECT_EQ(
         described(KRContainerRegion2D::createWithRegion({-INFINITY, 3, 0, INFINITY, 0})), "[-inf,3]x[0,inf]");
@@ -380,6 +381,15 @@ TEST_F(Values, AreMappedAndCropped)
                   CreateTransform3D(1, 0, 0, 1, 0, 2, 0, 2, 0, 0, 3, 3)))),
         "(2,4,6)");
     EXPECT_FALSE(corner->scaleWith3D(nullptr) || corner->cropWith3D(nullptr) || corner->transform3D(nullptr));
+    const auto cube = KRContainerRegion3D::createWithRegion({0, 1, 0, 1, 0, 1, 0});
+    for (const auto& [x, y, z] :
+        {std::tuple(-1, 0, 0), {2, 0, 0}, {0, -1, 0}, {0, 2, 0}, {0, 0, -1}, {0, 0, 2}})
+        EXPECT_TRUE(
+            KRContainerPoint3D::pointX(static_cast<float>(x), static_cast<float>(y), static_cast<float>(z))
+                ->cropWith3D(cube)
+                ->isEmpty());
+    EXPECT_EQ(described(cube->padBox(1)), "[-1,2]x[-1,2]x[-1,2]");
+    EXPECT_TRUE(KRContainerPoint3D::createEmpty()->boundingBox3D().isEmpty);
     const Point3D direction = space->mapVector({1, 1, 1});
     EXPECT_EQ(described(KRContainerPoint3D::createWithPoint(direction)), "(2,-3,4)");
     corner->setX(5);
@@ -426,10 +436,13 @@ TEST_F(Values, HaveATextForm)
         "1 0 0 0\n0 1 0 0\n0 0 1 0\n");
     EXPECT_EQ(messagesOf([] {
         EXPECT_TRUE(fromText<KRContainerNumberList>("-1\n")->isEmpty());
-        EXPECT_TRUE(fromText<KRContainerArray>("0 1 1")->isEmpty());
+        for (const char* sizes : {"0 1 1", "1 0 1", "1 1 0"})
+            EXPECT_TRUE(fromText<KRContainerArray>(sizes)->isEmpty());
         EXPECT_TRUE(fromText<KRContainerArray>("8000 8000 2")->isEmpty());
     }),
         (Names{"Internal error when reading an array from a text file.",
+            "Internal error when reading an array from a text file.",
+            "Internal error when reading an array from a text file.",
             "Internal error when reading an array from a text file.",
             "Parsing text file: Exceeded an upper bound for array size (500MB), make sure format is "
             "correct."}));
@@ -492,9 +505,9 @@ TEST_F(Values, ArraysAreCutAndTurned)
         || archived(platform::Value::Dictionary{{"Type", "Odd"}, {"Odd", 1}})
         || archived(platform::Value::Dictionary{{"Type", "Float"}, {"Float", 1}}));
     EXPECT_NE(A->checksum(), A->permuteIKJ()->checksum());
-    const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, -1}));
+    const auto list = KRContainerNumberList::createWithArray(doubles({3, NAN, 1}));
     EXPECT_TRUE(KRContainerNumberList::initWithCoder(list->encodeWithCoder())->isEqualTo(*list));
-    EXPECT_EQ(list->numberAtIndex(0) + list->numberAtIndex(2), 2);
+    EXPECT_EQ(list->numberAtIndex(0) + list->numberAtIndex(2), 4);
     EXPECT_EQ(messagesOf([&] {
         EXPECT_TRUE(std::isnan(list->numberAtIndex(3)) && std::isnan(list->numberAtIndex(-1)));
     }),
@@ -505,7 +518,7 @@ TEST_F(Values, ArraysAreCutAndTurned)
     EXPECT_FALSE(words->isEqualTo(*KRContainerStringList::createWithStrings({"a", "bd"}))
         || words->isEqualTo(*KRContainerStringList::createWithStrings({"abc"})) || words->isEqualTo(*list));
     list->setSavingType(ElementType::Float);
-    EXPECT_EQ(list->minimumValue(), -1);
+    EXPECT_EQ(list->minimumValue(), 1);
     EXPECT_EQ(list->maximumValue(), 3);
     KRDataInMemory storage;
     EXPECT_TRUE(list->saveIntoFile(storage, "v"));

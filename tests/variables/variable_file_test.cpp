@@ -202,12 +202,16 @@ TEST_F(VariableFile, HoldsAnOpeningBackAndDropsWhatWasClosed)
     client->allows = false;
     open("d.svbin");
     EXPECT_EQ(changes(), 0U);
+    client->allows = false;
+    append(writer, "w");
+    update();
     client->allows = true;
     append(writer, "x");
     update();
     EXPECT_EQ(changes(), 1U);
     client->allowsChangesAgain();
     EXPECT_EQ(changes(), 1U) << "the update has told it";
+    EXPECT_THAT(messagesOf([&] { open("d.svbin"); }), IsEmpty());
     // A change that waits when another file is opened is a mistake, and is told.
     client->allows = false;
     append(writer, "b");
