@@ -11,29 +11,26 @@ namespace {
 
 struct Following {
     const char* ending;
-    std::string (*entry)(const std::string& name, const std::vector<double>& numbers);
+    std::string (*entry)(const std::string& name, int count);
     std::string head;
     std::size_t header; // Length of an entry's header.
     File (*forWriting)(const std::string& path);
 };
 
-std::string nativeEntry(const std::string& name, const std::vector<double>& numbers)
+std::string nativeEntry(const std::string& name, int count)
 {
-    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, bytesOfNumbers(numbers)});
+    return nativeBytes({name, 1, count, 1, 1, bytesOfNumbers(counted<double>(count))});
 }
 
-std::string matlabEntry(const std::string& name, const std::vector<double>& numbers)
+std::string matlabEntry(const std::string& name, int count)
 {
-    return matrix(0, static_cast<int>(numbers.size()), 1, 0, name, bytesOfNumbers(numbers));
+    return matrix(0, count, 1, 0, name, bytesOfNumbers(counted<double>(count)));
 }
 
 class FollowedFile : public testing::TestWithParam<Following> {
 protected:
     std::string path() const { return folder / (std::string("x.") + GetParam().ending); }
-    std::string entry(const std::string& name, long count = 2) const
-    {
-        return GetParam().entry(name, counted<double>(count));
-    }
+    std::string entry(const std::string& name, int count = 2) const { return GetParam().entry(name, count); }
     void append(const std::string& bytes) const
     {
         std::ofstream(path(), std::ios::binary | std::ios::app) << bytes;
@@ -56,14 +53,13 @@ TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
 {
     const auto file = begun();
     EXPECT_EQ(file->updateFile(), 0);
-    append(entry("b") + entry("c", 100));
+    append(entry("b") + entry("c", 4));
     EXPECT_EQ(file->updateFile(), 1);
-    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
-    EXPECT_EQ(numbersOf(file->readDoubleArray("c")), counted<double>(100));
+    EXPECT_EQ(shown(*file), "a = 2x1x1: 1 2; b = 2x1x1: 1 2; c = 4x1x1: 1 2 3 4; ");
     EXPECT_EQ(file->updateFile(), 0);
     append(entry("a", 3)); // The later one of a name counts.
     EXPECT_EQ(file->updateFile(), 1);
-    EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(3));
+    EXPECT_EQ(shown(*file, "a"), "3x1x1: 1 2 3");
     EXPECT_EQ(file->updateFile(), 0);
     EXPECT_EQ(file->fileSizeInBytes(), std::filesystem::file_size(path()));
 }
@@ -92,8 +88,7 @@ TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
             append(next.substr(size));
             EXPECT_EQ(file->updateFile(), isWhole ? 0 : 1);
             EXPECT_EQ(late->updateFile(), isWhole ? 0 : 1);
-            EXPECT_EQ(numbersOf(file->readDoubleArray("b")), counted<double>(3));
-            EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(2));
+            EXPECT_EQ(shown(*file), "a = 2x1x1: 1 2; b = 3x1x1: 1 2 3; ");
         });
         EXPECT_THAT(messages, IsEmpty());
     }
@@ -108,10 +103,9 @@ TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
         store(path(), whole.substr(0, size));
         const File file = GetParam().forWriting(path());
         EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
-        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
-            ElementsAre(refusalOf(path(),
-                "the bytes from " + std::to_string(first)
-                    + " on are no complete entry, and nothing that is written behind them could be read")));
+        const std::string cause = "the bytes from " + std::to_string(first)
+            + " on are no complete entry, and nothing that is written behind them could be read";
+        EXPECT_THAT(refusalsBy(*file), ElementsAre(refusalOf(path(), cause)));
         EXPECT_EQ(std::filesystem::file_size(path()), size);
         // Once the tail is complete, writing goes on behind it, and the next look finds what came in between.
         append(whole.substr(size));

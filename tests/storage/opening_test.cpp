@@ -11,8 +11,7 @@
 namespace storagetest {
 namespace {
 
-class Opening : public testing::Test {
-protected:
+struct Opening : testing::Test {
     ScratchFolder folder;
 };
 
@@ -48,10 +47,7 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
     const std::string path = folder / "x.data";
     const std::string invalid = "The file \"" + path + "\" has an invalid format.";
     const auto header = [](std::vector<std::int32_t> fields) {
-        std::string bytes;
-        for (const std::int32_t field : fields)
-            bytes += raw(field);
-        return bytes + std::string("a\0", 2);
+        return bytesOfNumbers(fields) + std::string("a\0", 2);
     };
     const std::string other = "The file \"x.data\" has incorrect format";
     const std::tuple<std::string, std::string, Names> cases[] = {

@@ -91,6 +91,36 @@ inline Names notProvided(std::initializer_list<const char*> functions)
     return reports;
 }
 
+// A number, an array as "2x1x1: 1.5 2", a text in quotes, "none".
+inline std::string shown(KRDataStorage& storage, const std::string& name)
+{
+    if (storage.isAString(name))
+        return "'" + storage.readRawString(name).value_or("none") + "'";
+    const auto array = storage.readDoubleArray(name);
+    const auto size = storage.getSizeOfVariable(name);
+    std::ostringstream text;
+    if (array && array->length() != 1)
+        text << size->m << "x" << size->n << "x" << size->o << ":";
+    for (const double number : numbersOf(array))
+        text << (array->length() == 1 ? "" : " ") << number;
+    return array ? text.str() : "none";
+}
+
+// All variables of a file, as "name = value; ".
+inline std::string shown(KRDataFile& file)
+{
+    std::string text;
+    for (const std::string& name : file.variablesNames())
+        text += name + " = " + shown(static_cast<KRDataStorage&>(file), name) + "; ";
+    return text;
+}
+
+// The reports of writing a number, which is refused.
+inline Names refusalsBy(KRDataStorage& storage, const std::string& name = "new")
+{
+    return messagesOf([&] { EXPECT_FALSE(storage.writeNumber(StorageNumber(1.0), name)); });
+}
+
 template <class Work>
 void onFourThreads(const Work& work)
 {
