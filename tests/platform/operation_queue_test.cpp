@@ -1,5 +1,6 @@
 #include "platform/loop/OperationQueue.h"
 
+#include "OnThreads.h"
 #include "platform/loop/MainLoop.h"
 
 #include <condition_variable>
@@ -86,8 +87,7 @@ private:
     pthread_attr_t former_{};
 };
 
-class OperationQueueTest : public testing::Test {
-protected:
+struct OperationQueueTest : testing::Test {
     MainLoop& loop = MainLoop::main();
 };
 
@@ -163,8 +163,7 @@ TEST_F(OperationQueueTest, CancellingDropsWhatHasNotBegunAndAsksTheRestToStop)
 TEST_F(OperationQueueTest, WhoIsToldOfAnEndFindsACountWithoutIt)
 {
     OperationQueue queue(3);
-    int told = 0;
-    int atLast = -1;
+    int told = 0, atLast = -1;
     for (int number = 0; number < 300; ++number)
         queue.addOperation(task([&](Task& self) {
             self.postWhenEnded([&] {
@@ -191,9 +190,7 @@ TEST_F(OperationQueueTest, AnExceptionEndsItsOwnOperationAlone)
 TEST_F(OperationQueueTest, DestructionServesAnOperationThatWaitsForTheMainThread)
 {
     std::atomic<bool> entered = false;
-    bool served = false;
-    bool before = false;
-    bool dropped = true;
+    bool served = false, before = false, dropped = true;
     {
         OperationQueue queue(1);
         queue.addOperation(task([&](Task& self) {
@@ -206,8 +203,7 @@ TEST_F(OperationQueueTest, DestructionServesAnOperationThatWaitsForTheMainThread
         queue.addOperation(task([&](Task&) { dropped = false; }));
         EXPECT_TRUE(loop.runUntil([&] { return entered.load(); }, 10));
     }
-    EXPECT_TRUE(served);
-    EXPECT_TRUE(dropped);
+    EXPECT_TRUE(served && dropped);
 }
 
 TEST_F(OperationQueueTest, AnOperationMayTakeItsQueueAlongWhenItEnds)
@@ -264,14 +260,10 @@ TEST_F(OperationQueueTest, AddingFromManyThreadsLosesNothing)
 {
     OperationQueue queue(4);
     std::atomic<int> ran = 0;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&] {
-            for (int number = 0; number < 250; ++number)
-                queue.addOperation(task([&](Task&) { ++ran; }));
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4, [&](int) {
+        for (int number = 0; number < 250; ++number)
+            queue.addOperation(task([&](Task&) { ++ran; }));
+    });
     queue.waitUntilAllOperationsAreFinished();
     EXPECT_EQ(ran, 1000);
 }

@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
 #include <set>
 #include <unistd.h>
@@ -21,29 +20,16 @@ using testing::MatchesRegex;
 
 TEST(Paths, AreTakenApart)
 {
-    const struct {
-        const char* path;
-        const char* last;
-        const char* rest;
-        const char* extension;
-    } cases[] = {
-        {"", "", "", ""},
-        {"/", "/", "/", ""},
-        {"a", "a", "", ""},
-        {"/a", "a", "/", ""},
-        {"a/b", "b", "a", ""},
-        {"a//b//", "b", "a", ""},
-        {"/x/Batch.vtask/", "Batch.vtask", "/x", "vtask"},
-        {"d.x/.hidden", ".hidden", "d.x", ""},
-        {"d.x/plain", "plain", "d.x", ""},
-        {"a.tar.GZ", "a.tar.GZ", "", "GZ"},
-        {"a.", "a.", "", ""},
-    };
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.path);
-        EXPECT_EQ(paths::lastComponent(one.path), one.last);
-        EXPECT_EQ(paths::deletingLastComponent(one.path), one.rest);
-        EXPECT_EQ(paths::extension(one.path), one.extension);
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {{"", "", "", ""},
+        {"/", "/", "/", ""}, {"a", "a", "", ""}, {"/a", "a", "/", ""}, {"a/b", "b", "a", ""},
+        {"a//b//", "b", "a", ""}, {"/x/Batch.vtask/", "Batch.vtask", "/x", "vtask"},
+        {"d.x/.hidden", ".hidden", "d.x", ""}, {"d.x/plain", "plain", "d.x", ""},
+        {"a.tar.GZ", "a.tar.GZ", "", "GZ"}, {"a.", "a.", "", ""}};
+    for (const auto& [path, last, rest, extension] : cases) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(paths::lastComponent(path), last);
+        EXPECT_EQ(paths::deletingLastComponent(path), rest);
+        EXPECT_EQ(paths::extension(path), extension);
     }
     EXPECT_EQ(paths::lowercaseExtension("a.CPP"), "cpp");
 }

@@ -1,9 +1,7 @@
 #include "ssh/Support.h"
 
+#include "platform/Loopback.h"
 #include "platform/ProcessInfo.h"
-
-#include <arpa/inet.h>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -60,41 +58,18 @@ int spawn(const std::vector<std::string>& arguments)
 int freePort()
 {
     int port = 0;
-    close(listenOnLoopback(port));
+    listenOnLoopback(port);
     return port;
 }
 
 bool listens(int port)
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    const platform::Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
     const sockaddr_in address = loopback(port);
-    const bool connected = connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(socket);
-    return connected;
+    return connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 } // namespace
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
-
-int listenOnLoopback(int& port)
-{
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(socket, reinterpret_cast<sockaddr*>(&address), size);
-    listen(socket, 64);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    port = ntohs(address.sin_port);
-    return socket;
-}
 
 int run(const std::vector<std::string>& arguments)
 {

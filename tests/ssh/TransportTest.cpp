@@ -1,4 +1,3 @@
-#include "platform/files/Descriptor.h"
 #include "platform/files/Places.h"
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
@@ -15,8 +14,7 @@ using testing::HasSubstr;
 
 namespace {
 
-class Transport : public testing::Test {
-protected:
+struct Transport : testing::Test {
     void prepare(CkoConnection& connection)
     {
         connection.setConnectTimeoutMs(20000);
@@ -56,13 +54,9 @@ TEST_F(Transport, SpeaksEveryEntryOfItsLists)
         const std::vector<std::string>& names;
         std::vector<std::string> AlgorithmOffer::*list;
         std::size_t shownAt; // Among the agreed algorithms.
-    } lists[] = {
-        {all.keyExchange, &AlgorithmOffer::keyExchange, 0},
-        {all.hostKey, &AlgorithmOffer::hostKey, 1},
-        {all.cipher, &AlgorithmOffer::cipher, 2},
-        {all.mac, &AlgorithmOffer::mac, 3},
-        {all.compression, &AlgorithmOffer::compression, 4},
-    };
+    } lists[] = {{all.keyExchange, &AlgorithmOffer::keyExchange, 0},
+        {all.hostKey, &AlgorithmOffer::hostKey, 1}, {all.cipher, &AlgorithmOffer::cipher, 2},
+        {all.mac, &AlgorithmOffer::mac, 3}, {all.compression, &AlgorithmOffer::compression, 4}};
     for (const auto& [names, list, shownAt] : lists)
         for (const std::string& name : names) {
             if (name == kExtInfoClient || name == kStrictClient)
@@ -259,22 +253,19 @@ TEST_F(Transport, RefusesWhatAServerHasNoRightToSend)
 // spoken.
 TEST_F(Transport, HoldsToTheStrictKeyExchange)
 {
-    const struct {
-        std::uint8_t before;
-        const char* reason;
-    } cases[] = {
+    const std::pair<std::uint8_t, const char*> cases[] = {
         {message::kKexInit, "before its key exchange, which the strict form forbids"},
         {message::kKexDhReply, "within its first key exchange, which the strict form forbids"},
         {message::kNewKeys, "within its first key exchange, which the strict form forbids"},
         {message::kServiceAccept, "output\n"},
     };
-    for (const auto& row : cases)
+    for (const auto& [before, reason] : cases)
         for (const bool strict : {false, true}) {
             peer::Options options;
-            options.slipsInBefore = row.before;
+            options.slipsInBefore = before;
             if (strict)
                 options.offer.keyExchange.emplace_back(kStrictServer);
-            EXPECT_THAT(session(options), HasSubstr(strict ? row.reason : "output\n"));
+            EXPECT_THAT(session(options), HasSubstr(strict ? reason : "output\n"));
         }
 }
 
@@ -337,11 +328,10 @@ TEST_F(Transport, ARefusedLoginTellsWhatTheServerOffersAndMayBeRepeated)
         ssh.LastErrorText(), HasSubstr("refused the password for user user. It offers: password,hostbased"));
     CkoSshKey key;
     ASSERT_TRUE(key.FromOpenSshPrivateKey(support::makeKeyText("ssh-ed25519")));
-    EXPECT_FALSE(ssh.AuthenticatePk("user", key));
-    EXPECT_FALSE(ssh.AuthenticatePk("user", CkoSshKey()));
+    EXPECT_FALSE(ssh.AuthenticatePk("user", key) || ssh.AuthenticatePk("user", CkoSshKey()));
     EXPECT_LT(ssh.OpenSessionChannel(), 0);
     EXPECT_TRUE(ssh.AuthenticatePw("user", "secret"));
-    EXPECT_FALSE(ssh.AuthenticatePw("user", "wrong")); // A second login can't be checked.
+    EXPECT_FALSE(ssh.AuthenticatePw("user", "wrong"));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("already"));
     CkoSFtp sftp;
     EXPECT_FALSE(sftp.InitializeSftp());
@@ -454,13 +444,12 @@ TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("refused"));
     // A listener whose queue is full lets nobody in, and refuses nobody.
     int full = 0;
-    const platform::Descriptor listener(support::listenOnLoopback(full));
+    const platform::Descriptor listener = listenOnLoopback(full);
     listen(listener.get(), 0);
     CkoSsh first;
     ssh.setConnectTimeoutMs(300);
     first.setConnectTimeoutMs(1);
-    EXPECT_FALSE(first.Connect("127.0.0.1", full));
-    EXPECT_FALSE(ssh.Connect("127.0.0.1", full));
+    EXPECT_FALSE(first.Connect("127.0.0.1", full) || ssh.Connect("127.0.0.1", full));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("longer than the connect time limit"));
     ssh.setClientIdentifier("not a version");
     EXPECT_FALSE(ssh.Connect("127.0.0.1", 22));
@@ -468,8 +457,7 @@ TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
     ssh.Disconnect();
     EXPECT_FALSE(ssh.ReKey());
     EXPECT_LT(ssh.ChannelReadAndPoll(0, 10), 0);
-    EXPECT_FALSE(ssh.ChannelSendClose(0));
-    EXPECT_FALSE(ssh.ChannelReceiveToClose(-5));
+    EXPECT_FALSE(ssh.ChannelSendClose(0) || ssh.ChannelReceiveToClose(-5));
     EXPECT_TRUE(ssh.ChannelReceivedClose(3)); // Nobody waits for what can't come.
     EXPECT_TRUE(ssh.GetReceivedDataN(0, 10).empty());
 }

@@ -12,8 +12,7 @@ std::shared_ptr<KRDataFileAscii> ascii(const std::string& path)
     return std::dynamic_pointer_cast<KRDataFileAscii>(opened(path));
 }
 
-class AsciiFile : public testing::Test {
-protected:
+struct AsciiFile : testing::Test {
     std::shared_ptr<KRDataFileAscii> fileOf(const std::string& text)
     {
         store(path, text);
@@ -220,7 +219,6 @@ TEST_F(AsciiFile, NothingIsWrittenWhereItCouldNotBeRead)
     EXPECT_EQ(contentOf(folder / "names.ascii"), "");
 }
 
-// What this format doesn't have is told by the name of the function.
 TEST_F(AsciiFile, TellsWhatItCannotDo)
 {
     const auto file = KRDataFileAscii::createWithName(path);
@@ -283,7 +281,6 @@ TEST_F(AsciiFile, ReadsItsContentFromAnIndexOfItsLength)
             ElementsAre("Could not open \"" + (folder / name) + "\"."));
 }
 
-// The example of docs/ascii-format.md.
 TEST_F(AsciiFile, TheDocumentedExampleReadsAsTold)
 {
     const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");

@@ -27,8 +27,7 @@ std::string matlabEntry(const std::string& name, int count)
     return matrix(0, count, 1, 0, name, bytesOfNumbers(counted<double>(count)));
 }
 
-class FollowedFile : public testing::TestWithParam<Following> {
-protected:
+struct FollowedFile : testing::TestWithParam<Following> {
     std::string path() const { return folder / (std::string("x.") + GetParam().ending); }
     std::string entry(const std::string& name, int count = 2) const { return GetParam().entry(name, count); }
     void append(const std::string& bytes) const
@@ -45,7 +44,7 @@ protected:
     ScratchFolder folder;
 };
 INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
-    testing::Values(Following{"svbin", nativeEntry, magicOf(false), 28, openForWriting<KRDataFileBinary>},
+    testing::Values(Following{"svbin", nativeEntry, kMagic, 28, openForWriting<KRDataFileBinary>},
         Following{"mat", matlabEntry, "", 20, openForWriting<KRDataFileMatBinary>}),
     [](const auto& format) { return std::string(format.param.ending); });
 
@@ -212,8 +211,7 @@ int checkAll(KRDataFile& file, int from)
     return count;
 }
 
-class FollowingThreads : public testing::TestWithParam<const char*> {
-protected:
+struct FollowingThreads : testing::TestWithParam<const char*> {
     ScratchFolder folder;
     const std::string path = folder / GetParam();
 };
@@ -228,7 +226,7 @@ TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
     const auto messages = messagesOf([&] {
         const auto file = opened(path);
         std::atomic<int> failures = 0;
-        onFourThreads([&](int reader) {
+        onThreads(4, [&](int reader) {
             const auto center = KRMessageCenter::create();
             KRMessageCenter::setCenterOfThread(center);
             for (int known = 0; known < kEntries && !testing::Test::HasFailure();) {
@@ -274,7 +272,6 @@ TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
     }
 }
 
-// Different threads may use, copy and give up one file.
 TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
 {
     const ScratchFolder folder;
@@ -284,7 +281,7 @@ TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
     for (int i = 0; i < 100; ++i)
         file->writeDoubleArray(doubles({1.0 * i, 2, 3}), std::to_string(i));
     file->writeString(std::string(100, 't'), "text");
-    onFourThreads([last = std::exchange(file, nullptr), &folder](int number) {
+    onThreads(4, [last = std::exchange(file, nullptr), &folder](int number) {
         const File mine = last;
         for (int round = 0; round < 50; ++round) {
             const std::string name = std::to_string((number * 37 + round) % 100);
@@ -316,7 +313,7 @@ TEST(StorageThreads, TooManyOpenFilesAreClosedAndOpenAgainByThemselves)
     }
     EXPECT_FALSE(files[0]->fileIsOpen());
     EXPECT_TRUE(files[399]->fileIsOpen());
-    onFourThreads([&](int number) {
+    onThreads(4, [&](int number) {
         for (auto i = static_cast<std::size_t>(number); i < files.size(); i += 3)
             EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
     });

@@ -12,8 +12,7 @@ std::shared_ptr<KRDataFileMatBinary> matlab(const std::string& path)
 
 const std::string kOne = raw(1.0);
 
-class MatlabFile : public testing::Test {
-protected:
+struct MatlabFile : testing::Test {
     ScratchFolder folder;
     const std::string path = folder / "x.mat";
 };

@@ -2,11 +2,11 @@
 
 #include "storage_testing.h"
 
+#include "platform/Loopback.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
 #include "storage/memory/Handshake.h"
 
-#include <arpa/inet.h>
 #include <array>
 #include <limits>
 
@@ -15,8 +15,7 @@ namespace {
 
 using platform::MainLoop;
 
-class Memory : public testing::Test {
-protected:
+struct Memory : testing::Test {
     Memory()
     {
         MainLoop::main();
@@ -321,15 +320,8 @@ TEST_F(Memory, MessagesHaveTheDocumentedForm)
 // A server in its own words, which sends in the other byte order.
 TEST_F(Memory, ReachesAMachineByTcp)
 {
-    const platform::Descriptor listening(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* const plain = reinterpret_cast<sockaddr*>(&address);
-    ASSERT_EQ(::bind(listening.get(), plain, size), 0);
-    ASSERT_EQ(::listen(listening.get(), 1), 0);
-    ASSERT_EQ(::getsockname(listening.get(), plain, &size), 0);
+    int listeningPort = 0;
+    const platform::Descriptor listening = listenOnLoopback(listeningPort);
     std::thread server([&] {
         const platform::Descriptor client(::accept(listening.get(), nullptr, nullptr));
         const std::string greeting = HandMade(false).text("abc").bytes;
@@ -345,7 +337,7 @@ TEST_F(Memory, ReachesAMachineByTcp)
     });
     {
         KRDataInMemory client;
-        ASSERT_TRUE(client.connectToMachine("127.0.0.1", ntohs(address.sin_port), "abc:def"));
+        ASSERT_TRUE(client.connectToMachine("127.0.0.1", listeningPort, "abc:def"));
         EXPECT_TRUE(client.recieveDataFromSocket());
         EXPECT_EQ(client.readNumber("i")->intValue(), -5);
         EXPECT_EQ(client.variablesWithPrefix("").size(), 9U);
@@ -387,15 +379,6 @@ TEST_F(Memory, RegistersOnlyWhereItCan)
     server.terminateConnection();
     EXPECT_FALSE(platform::files::exists(longest));
     EXPECT_THAT(messages(), IsEmpty());
-
-    const std::string disk = folder_ / "d";
-    const int status = onASmallDisk(disk, [&] {
-        for (int number = 0; number < 16; ++number)
-            store(disk + "/" + std::to_string(number), "x");
-        EXPECT_FALSE(server.registerWithSocket(disk + "/s"));
-        EXPECT_THAT(messages(), ElementsAre("sendDataOverSocket: Error when binding a socket."));
-    });
-    EXPECT_TRUE(status == 0 || (status == kNoSmallDisk && ::geteuid() != 0)) << status;
 }
 
 TEST_F(Memory, EndsWhileAThreadWaits)
@@ -428,8 +411,7 @@ TEST_F(Memory, EndsWhileAThreadWaits)
 
 TEST_F(Memory, TellsAPeerThatVanishesWhileSending)
 {
-    KRDataInMemory server;
-    KRDataInMemory client;
+    KRDataInMemory server, client;
     fill(client);
     ASSERT_TRUE(server.registerWithSocket(path_) && client.connectToSocket(path_));
     EXPECT_TRUE(server.setUpCommunicationSocket()); // The client waits in the queue of the socket.

@@ -6,7 +6,6 @@
 #include "storage/stacks/KRDataFileStack.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace storagetest {
 namespace {
@@ -51,7 +50,8 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
     };
     const std::string other = "The file \"x.data\" has incorrect format";
     const std::tuple<std::string, std::string, Names> cases[] = {
-        {"", "none", {}}, {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
+        {"", "none", {}},
+        {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
         {"a\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
         {"gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}}, // 0x9F is a control.
         {"gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
@@ -59,6 +59,12 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
         {"Sorvanta is no magic", "SVBinary", {other}},
         {header({1000, 1, 1, 0, 2}), "MatBinary", {other}}, // Of the other order, by its bytes.
         {header({0, 1, 1, 0, 2}), "none", {invalid}}, // Not known without its ending.
+        {header({1000, 1, 1, 0, 0}), "none", {invalid}},
+        {header({1000, -1, 1, 0, 2}), "none", {invalid}},
+        {header({1000, 1, -1, 0, 2}), "none", {invalid}},
+        {header({1000, 1, 1, 1, 2}), "none", {invalid}},
+        {header({1003, 1, 1, 0, 2}), "none", {invalid}},
+        {header({2000, 1, 1, 0, 2}), "none", {invalid}},
     };
     for (const auto& [bytes, type, wanted] : cases) {
         SCOPED_TRACE(testing::PrintToString(bytes));
@@ -66,12 +72,6 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
         std::string found;
         EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
         EXPECT_EQ(found, type);
-    }
-    for (const std::vector<std::int32_t>& fields :
-        std::vector<std::vector<std::int32_t>>{{1000, 1, 1, 0, 0}, {1000, -1, 1, 0, 2}, {1000, 1, -1, 0, 2},
-            {1000, 1, 1, 1, 2}, {1003, 1, 1, 0, 2}, {2000, 1, 1, 0, 2}}) {
-        store(path, header(fields));
-        EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(path)); }), Names{invalid});
     }
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(folder / "missing")); }),
         ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
@@ -105,7 +105,6 @@ TEST_F(Opening, TellsWhyAFileCannotBeMade)
     }
 }
 
-// Each value of a structure may be of any kind.
 TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
 {
     using platform::Value;
@@ -113,7 +112,7 @@ TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
              Value(Value::Dictionary{{"Type", 7}})})
         EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::createFromStructure(bad)); }),
             Names{"Internal error: Unexpected data file type in createFromStructure"});
-    store(folder / "x.svbin", magicOf(false) + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
+    store(folder / "x.svbin", kMagic + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
     const auto good = opened(folder / "x.svbin")->structure();
     const Value entry =
         Value::Dictionary{{"O", INT64_MAX}, {"m", INT_MAX}, {"n", INT_MAX}, {"o", INT_MAX}, {"F", 0}};

@@ -5,12 +5,9 @@
 #include "storage/KRDataFile_StorageBasis.h"
 #include "storage/KRDataStorageSharedReadWrite.h"
 
-#include <map>
-
 namespace storagetest {
 namespace {
 
-// A storage that can do nothing.
 struct Bare : KRDataStorage { };
 struct BareFile : KRDataFile { };
 
@@ -90,8 +87,7 @@ TEST(Storage, AHolderOfAnArrayIsUnwrapped)
     };
     const ScratchFolder folder;
     const auto file = KRDataFile::openNewFileWithName(folder / "x.svbin");
-    EXPECT_TRUE(file->writeArray(Holder(), "x"));
-    EXPECT_TRUE(file->writeArray(KRDataStorage::Bytes{3, 4}, "block"));
+    EXPECT_TRUE(file->writeArray(Holder(), "x") && file->writeArray(KRDataStorage::Bytes{3, 4}, "block"));
     // As a part of a tree, an array is one of these types.
     EXPECT_TRUE(file->writeObject(KRAnyArray(containerOf<signed char>({-1})), "c"));
     EXPECT_EQ(shown(*file), "block = 2x1x1: 3 4; c = -1; x = 2x1x1: 1 2; ");
