@@ -1,11 +1,10 @@
 #include "arrays/legacy/KRArray.h"
 
+#include "OnThreads.h"
 #include "arrays/legacy/KRArrayMemory.h"
 #include "arrays/legacy/legacy_testing.h"
 
-#include <cmath>
 #include <cstdlib>
-#include <thread>
 #include <utility>
 
 // The address sanitizer would end the program where an allocation is meant to fail.
@@ -60,38 +59,32 @@ TYPED_TEST(LegacyArrays, ReachElementsByPositionColumnAndLayer)
     using T = TypeParam;
     KRMutableArray<T> A = counting<T>(2, 3, 2);
     const KRArray<T> readOnly = A;
-    EXPECT_EQ(readOnly(7), T(7));
-    EXPECT_EQ(readOnly(1, 2), T(5));
-    EXPECT_EQ(readOnly(1, 2, 1), T(11));
+    EXPECT_TRUE(readOnly(7) == T(7) && readOnly(1, 2) == T(5) && readOnly(1, 2, 1) == T(11));
     A(1, 1, 1) = T(77);
     A(0, 1) = T(66);
     A(0) = T(55);
-    EXPECT_EQ(readOnly(9), T(77)); // The handles share the block.
-    EXPECT_EQ(readOnly(2), T(66));
-    EXPECT_EQ(readOnly(0), T(55));
+    EXPECT_EQ(shown(readOnly), "2x3x2: 55 1 66 3 4 5 6 7 8 77 10 11"); // The handles share the block.
 }
 
 TYPED_TEST(LegacyArrays, ReportABadIndexAndGoOn)
 {
     using T = TypeParam;
     KRMutableArray<T> A = counting<T>(2, 3, 2);
-    const auto is = [](const std::string& words) { return ElementsAre(name<T>() + words); };
-    for (const long bad : {-1L, 12L})
-        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(A(bad), T(0)); }),
-            is("(" + std::to_string(bad) + ") out of range [0,11]."));
-    EXPECT_THAT(reportsOf([&] { A(2, 0); }), is("(2,0) out of range [0,1]x[0,2]."));
-    EXPECT_THAT(reportsOf([&] { A(0, -1); }), is("(0,-1) out of range [0,1]x[0,2]."));
-    EXPECT_THAT(reportsOf([&] { A(0, 0, 2); }), is("(0,0,2) out of range [0,1]x[0,2]x[0,1]."));
+    const std::string word = name<T>();
     const KRArray<T> readOnly = A;
-    EXPECT_THAT(reportsOf([&] { readOnly(0, 3, 0); }), is("(0,3,0) out of range [0,1]x[0,2]x[0,1]."));
-    EXPECT_THAT(reportsOf([&] { KRArray<T>()(0); }), is("(0) out of range [0,-1]."));
+    EXPECT_THAT(reportsOf([&] {
+        EXPECT_TRUE(A(-1) == T(0) && A(12) == T(0));
+        A(2, 0), A(0, -1), A(0, 0, 2), readOnly(0, 3, 0), KRArray<T>()(0);
+    }),
+        ElementsAre(word + "(-1) out of range [0,11].", word + "(12) out of range [0,11].",
+            word + "(2,0) out of range [0,1]x[0,2].", word + "(0,-1) out of range [0,1]x[0,2].",
+            word + "(0,0,2) out of range [0,1]x[0,2]x[0,1].",
+            word + "(0,3,0) out of range [0,1]x[0,2]x[0,1].", word + "(0) out of range [0,-1]."));
     reportsOf([&] {
         A(99) = T(7);
-        EXPECT_EQ(A(-5), T(7)); // The write stays in the handle,
-        EXPECT_EQ(std::as_const(A)(99), T(7));
-        EXPECT_EQ(std::as_const(A)(9, 9), T(7));
-        EXPECT_EQ(std::as_const(A)(9, 9, 9), T(7));
-        EXPECT_EQ(readOnly(-5), T(0)); // and in no other.
+        const auto& same = std::as_const(A);
+        EXPECT_TRUE(A(-5) == T(7) && same(99) == T(7) && same(9, 9) == T(7) && same(9, 9, 9) == T(7));
+        EXPECT_EQ(readOnly(-5), T(0)); // The write stays in its handle.
     });
     EXPECT_EQ(valuesOf(A), valuesOf(counting<T>(2, 3, 2)));
 }
@@ -164,18 +157,16 @@ TEST(LegacyArrayLimits, AreDecimalAndInBytes)
         // A block of one byte stands for memory that the test doesn't have.
         return reportsOf([&] { KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(1)), length); });
     };
-    constexpr const char* kInteger = "Max size of a integer array (10GB) exceeded.";
-    EXPECT_THAT(refusalOf(std::int32_t(), 3000000000), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::int32_t(), 2500000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::int32_t(), 2500000000), IsEmpty());
-    EXPECT_THAT(refusalOf(std::int64_t(), 1250000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000000), IsEmpty());
-    EXPECT_THAT(refusalOf(std::uint16_t(), 5000000001),
-        ElementsAre("Max size of a short int array (10GB) exceeded."));
-    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000001),
-        ElementsAre("Max size of a char array (15GB) exceeded."));
-    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000000), IsEmpty());
+    const auto expectLimit = [&](auto element, long most, const char* refusal) {
+        EXPECT_THAT(refusalOf(element, most), IsEmpty());
+        EXPECT_THAT(refusalOf(element, most + 1), ElementsAre(refusal));
+    };
+    expectLimit(std::int32_t(), 2500000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::int64_t(), 1250000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::uint64_t(), 1250000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::uint16_t(), 5000000000, "Max size of a short int array (10GB) exceeded.");
+    using Byte = unsigned char;
+    expectLimit(Byte(), 15000000000, "Max size of a char array (15GB) exceeded.");
     EXPECT_THAT(refusalOf(std::int16_t(), 6000000000), IsEmpty());
 }
 
@@ -245,12 +236,10 @@ TEST(LegacyDoubleArray, AddsSortsAndCompares)
     B.AddArrayTimesNumber(counting<double>(4), 0.5);
     EXPECT_EQ(shown(B), "2x2x1: 0 1.5 3 4.5");
 
-    MutableDoubleArray zero(1), minus(1);
-    zero = 0;
+    MutableDoubleArray minus(1);
     minus = -0.0;
-    EXPECT_TRUE(zero == minus); // A filled zero is positive.
-    minus(0) = -0.0;
-    EXPECT_FALSE(zero == minus); // Bytes count,
+    EXPECT_TRUE(vectorOf<double>({0.0}) == minus); // A filled zero is positive.
+    EXPECT_FALSE(vectorOf<double>({-0.0}) == minus); // Bytes count,
     EXPECT_TRUE(vectorOf<double>({kNaN}) == vectorOf<double>({kNaN})); // also of what isn't a number.
     EXPECT_FALSE(counting<double>(4) == counting<double>(2, 2));
 }
@@ -297,33 +286,25 @@ TEST(LegacyArrayReports, HaveTheirWords)
 // Handles on one block come and go on several threads, in both directions of assignment.
 TEST(LegacyArrayThreads, ShareHandles)
 {
-    MutableDoubleArray A = counting<double>(100);
-    MutableDoubleArray B = counting<double>(50);
+    MutableDoubleArray A = counting<double>(100), B = counting<double>(50);
     const long arrays = howManyArrays();
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([&A, &B, number] {
-            DoubleArray first = A, second = B;
-            for (int round = 0; round < 2000; ++round) {
-                DoubleArray held = first;
-                if (number % 2 == 0)
-                    first = second;
-                else
-                    second = first;
-                first = A;
-                second = B;
-                EXPECT_EQ(held(10), 10);
-                const MutableIntArray own(round + 1);
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(A.ReferenceCount(), 1);
-    EXPECT_EQ(B.ReferenceCount(), 1);
-    EXPECT_EQ(howManyArrays(), arrays);
+    onThreads(4, [&A, &B](int number) {
+        DoubleArray first = A, second = B;
+        for (int round = 0; round < 2000; ++round) {
+            DoubleArray held = first;
+            if (number % 2 == 0)
+                first = second;
+            else
+                second = first;
+            first = A;
+            second = B;
+            EXPECT_EQ(held(10), 10);
+            const MutableIntArray own(round + 1);
+        }
+    });
+    EXPECT_TRUE(A.ReferenceCount() == 1 && B.ReferenceCount() == 1 && howManyArrays() == arrays);
 }
 
-// The last handle ends on whichever thread lets go last.
 TEST(LegacyArrayThreads, FreeABlockOnce)
 {
     for (int round = 0; round < 200; ++round) {
