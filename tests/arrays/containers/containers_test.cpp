@@ -128,7 +128,7 @@ TYPED_TEST(Containers, TellWhatCouldNotBeAllocated)
     expectTold("35184372088832 x 3 x 1", [&] { EXPECT_EQ(huge(1L << 45, 4)->extractColumns(3), nullptr); });
 }
 
-TYPED_TEST(Containers, GiveNewContainers)
+TYPED_TEST(Containers, GiveNewContainersAndDescriptions)
 {
     using T = TypeParam;
     const auto A = container<T>(2, 3);
@@ -152,6 +152,15 @@ TYPED_TEST(Containers, GiveNewContainers)
             EXPECT_EQ(A->numbersFrom(from, to), nullptr);
     }),
         testing::AllOf(testing::SizeIs(6), testing::Contains("Only works for 2D arrays.")));
+
+    const std::pair<std::string, std::string> words[] = {{"Double array", "double"}, {"Float array", "float"},
+        {"Integer array", "integer"}, {"Character array", "character"}, {"Unsigned short", "unsigned short"},
+        {"Character array", "character"}, {"Character array", "character"}, {"Complex array", "complex"}};
+    const auto& [begin, word] = words[KRContainerMemberNumber<T>];
+    const char* const size =
+        std::is_same_v<T, double> ? " (2 x 3 x 1). 0, 1, 2, 3, 4, 5." : " with dimensions 2 x 3 x 1.";
+    EXPECT_EQ(A->description(), begin + size);
+    EXPECT_EQ(A->copy()->description(), "Const " + word + " array" + size);
 }
 
 TYPED_TEST(Containers, ChangeInPlace)
@@ -204,21 +213,7 @@ TYPED_TEST(Containers, AreCopiedAndCompared)
     EXPECT_EQ(shown(copy), "2x2x1: 0 1 2 3");
 }
 
-TYPED_TEST(Containers, AreDescribed)
-{
-    using T = TypeParam;
-    const auto A = container<T>(2, 3);
-    const std::pair<std::string, std::string> words[] = {{"Double array", "double"}, {"Float array", "float"},
-        {"Integer array", "integer"}, {"Character array", "character"}, {"Unsigned short", "unsigned short"},
-        {"Character array", "character"}, {"Character array", "character"}, {"Complex array", "complex"}};
-    const auto& [begin, word] = words[KRContainerMemberNumber<T>];
-    const char* const size =
-        std::is_same_v<T, double> ? " (2 x 3 x 1). 0, 1, 2, 3, 4, 5." : " with dimensions 2 x 3 x 1.";
-    EXPECT_EQ(A->description(), begin + size);
-    EXPECT_EQ(A->copy()->description(), "Const " + word + " array" + size);
-}
-
-TEST(DoubleContainer, DescribesItsFirstValues)
+TEST(DoubleContainer, DescribesItsFirstValuesAndHasNamesWithItsType)
 {
     EXPECT_EQ(containerOf<double>({0.5, kNaN, -kInf, kNaN, 1e100})->description(),
         "Double array (5 x 1 x 1). 2 NaN's 1 Inf's 0.5, nan, -inf, nan, 1e+100.");
@@ -226,10 +221,7 @@ TEST(DoubleContainer, DescribesItsFirstValues)
         container<double>(11)->description(), "Double array (11 x 1 x 1). 0, 1, 2, 3, 4, 5, 6, 7, 8, 9...");
     EXPECT_EQ(container<double>(0)->description(), "Double array (0 x 0 x 0).");
     EXPECT_EQ(shown(containerOf<double>({0.1, 1e300, kInf})->convertToFloat()), "3x1x1: 0.1 inf inf");
-}
 
-TEST(DoubleContainer, HasNamesWithItsType)
-{
     const auto A = container<double>(2);
     for (const double* const pointer : std::vector<const double*>{A->doubleArray().Pointer(),
              A->mutableDoubleArray().Pointer(), A->doubleArrayPointer()->Pointer(),

@@ -31,7 +31,7 @@ std::string newTableOf(const std::string& text, long skipLines = 0, long skipLin
     return shown(Doubles::readInContentFromFileNew(TextFile(text).path(), skipLines, skipLinesAtEnd));
 }
 
-TEST(TextTable, HasALineForEachRow)
+TEST(TextTable, HasALineForEachRowButThoseSkippedAtBothEnds)
 {
     const std::pair<const char*, const char*> cases[] = {{"1 2\n3 4\n5 6\n", "3x2x1: 1 3 5 2 4 6"},
         {"1,2;3,4", "2x2x1: 1 3 2 4"}, {"\n\n 1\t,2 \r\n\r\n3 4\r5,,6,\n\n", "3x2x1: 1 3 5 2 4 6"},
@@ -45,10 +45,7 @@ TEST(TextTable, HasALineForEachRow)
         shown(KRArrayTextInput<float>::readInContentFromFile(TextFile("0.1 2\n").path(), 0)), "1x2x1: 0.1 2");
     EXPECT_EQ(shown(KRArrayTextInput<std::int32_t>::readInContentFromFile(TextFile("3 -4").path(), 0)),
         "1x2x1: 3 -4");
-}
 
-TEST(TextTable, SkipsLinesAtBothEnds)
-{
     EXPECT_EQ(tableOf("a\r\nb;1 2\n", 2), "1x2x1: 1 2");
     EXPECT_EQ(tableOf("1\n2\n", 5), "0x0x0:");
     EXPECT_EQ(newTableOf("a\nb\r\n1\n2\n3\nsum\n6\n", 2, 2), "3x1x1: 1 2 3");
@@ -228,7 +225,7 @@ TEST(TextStream, ReadsExactlyTheNumbersOfTheArray)
             words + " (double).|" + words + ".\nCould not read the file."));
 }
 
-TEST(OneLine, HasTheFormsOfSimulationPrograms)
+TEST(OneLine, HasTheFormsOfSimulationProgramsAndLeavesTheStreamBehindIt)
 {
     const auto lineOf = [](const std::string& text, long maxLength = 100) {
         return shown(readInOneLineFrom(streamOf(text).get(), maxLength));
@@ -261,10 +258,7 @@ TEST(OneLine, HasTheFormsOfSimulationPrograms)
     for (const auto& [text, most, line] : limits)
         EXPECT_EQ(lineOf(text, most), line) << text;
     EXPECT_EQ(readInOneLineFrom(nullptr, 3), nullptr);
-}
 
-TEST(OneLine, LeavesTheStreamBehindIt)
-{
     const auto stream = streamOf("1 rest\r\n2\r3\n");
     for (const char* line : {"1x1x1: 1", "1x1x1: 2", "1x1x1: 3", "null"})
         EXPECT_EQ(shown(readInOneLineFrom(stream.get(), 1)), line);

@@ -33,13 +33,22 @@ std::string made(Call call)
 
 } // namespace
 
-TEST(BoundingRanges, AreMadeOfTwoNumbersInAnyOrder)
+TEST(BoundingRanges, AreMadePaddedAndCompared)
 {
     EXPECT_EQ(made([] { return KRBoundingRangeCreate(3, 1); }), "1 3");
     EXPECT_EQ(made([] { return KRBoundingRangeCreate(-kInf, 1); }), "-inf 1");
     for (const auto& pair : {std::pair(kNaN, 1.0), std::pair(1.0, kNaN)})
         EXPECT_EQ(made([&] { return KRBoundingRangeCreate(pair.first, pair.second); }),
             "Not allowing KRBoundingRange to contain NaN");
+
+    const auto range = KRBoundingRangeCreate(1, 2), empty = KRBoundingRangeCreateEmpty();
+    EXPECT_EQ(show(KRBoundingRangePad(3, range)), "-2 5");
+    EXPECT_EQ(show(KRBoundingRangePad(-3, range)), "1 2");
+    EXPECT_EQ(show(KRBoundingRangePad(3, empty)), "empty");
+    EXPECT_TRUE(KRBoundingRangeEqual(range, KRBoundingRangeCreate(2, 1)));
+    EXPECT_FALSE(KRBoundingRangeEqual(range, KRBoundingRangeCreate(1, 3)));
+    EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreate(0, 0), empty));
+    EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreateInvalid(), empty));
 }
 
 TEST(BoundingRanges, UniteAndIntersect)
@@ -61,18 +70,6 @@ TEST(BoundingRanges, UniteAndIntersect)
             EXPECT_EQ(show(KRBoundingRangeUnion(a, b)), both);
             EXPECT_EQ(show(KRBoundingRangeIntersection(a, b)), common);
         }
-}
-
-TEST(BoundingRanges, ArePaddedAndCompared)
-{
-    const auto range = KRBoundingRangeCreate(1, 2), empty = KRBoundingRangeCreateEmpty();
-    EXPECT_EQ(show(KRBoundingRangePad(3, range)), "-2 5");
-    EXPECT_EQ(show(KRBoundingRangePad(-3, range)), "1 2");
-    EXPECT_EQ(show(KRBoundingRangePad(3, empty)), "empty");
-    EXPECT_TRUE(KRBoundingRangeEqual(range, KRBoundingRangeCreate(2, 1)));
-    EXPECT_FALSE(KRBoundingRangeEqual(range, KRBoundingRangeCreate(1, 3)));
-    EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreate(0, 0), empty));
-    EXPECT_FALSE(KRBoundingRangeEqual(KRBoundingRangeCreateInvalid(), empty));
 }
 
 TEST(BoundingBoxes, RefuseBadNumbers)

@@ -39,7 +39,7 @@ TEST(LegacyArrayFamily, NamesItsMembers)
             "KRUShortArray", "CharacterArray", "UCharArray", "ComplexArray"));
 }
 
-TYPED_TEST(LegacyArrays, KeepTheirDimensions)
+TYPED_TEST(LegacyArrays, KeepTheirDimensionsAndReachTheirElements)
 {
     using T = TypeParam;
     const KRMutableArray<T> A(3, 4, 5);
@@ -52,17 +52,13 @@ TYPED_TEST(LegacyArrays, KeepTheirDimensions)
     }
     EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>(-1, 3).IsEmpty()); }),
         ElementsAre(name<T>() + "(P,m,n,o): One of the dimensions is negative (m = -1,n = 3, o = 1)"));
-}
 
-TYPED_TEST(LegacyArrays, ReachElementsByPositionColumnAndLayer)
-{
-    using T = TypeParam;
-    KRMutableArray<T> A = counting<T>(2, 3, 2);
-    const KRArray<T> readOnly = A;
+    KRMutableArray<T> M = counting<T>(2, 3, 2);
+    const KRArray<T> readOnly = M;
     EXPECT_TRUE(readOnly(7) == T(7) && readOnly(1, 2) == T(5) && readOnly(1, 2, 1) == T(11));
-    A(1, 1, 1) = T(77);
-    A(0, 1) = T(66);
-    A(0) = T(55);
+    M(1, 1, 1) = T(77);
+    M(0, 1) = T(66);
+    M(0) = T(55);
     EXPECT_EQ(shown(readOnly), "2x3x2: 55 1 66 3 4 5 6 7 8 77 10 11"); // The handles share the block.
 }
 
@@ -127,7 +123,7 @@ TYPED_TEST(LegacyArrays, FillAndChangeShapeForAllHandles)
     EXPECT_EQ(sizeOf(A), (std::vector<long>{6, 1, 1}));
 }
 
-TYPED_TEST(LegacyArrays, TakeOverABlock)
+TYPED_TEST(LegacyArrays, TakeOverABlockAndRefuseSizesBeyondTheirLimit)
 {
     using T = TypeParam;
     auto* block = static_cast<T*>(std::calloc(6, sizeof(T)));
@@ -138,12 +134,8 @@ TYPED_TEST(LegacyArrays, TakeOverABlock)
     EXPECT_TRUE(KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(8)), 0).IsEmpty());
     EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>::TakeOver(nullptr, 2).IsEmpty()); }),
         ElementsAre("Memory allocation failed"));
-}
 
-// Sizes that no machine has: an empty array and a report, in the member's words for its limit.
-TYPED_TEST(LegacyArrays, RefuseSizesBeyondTheirLimit)
-{
-    using T = TypeParam;
+    // Sizes that no machine has: an empty array and a report, in the member's words for its limit.
     const bool isLimited = KRArrayMemberOf<T>.sizeLimit > 0;
     for (const auto& size : {std::vector<long>{kMost, 1, 1}, {1L << 31, 1L << 31, 4}, {1L << 60, 1, 1}})
         EXPECT_THAT(reportsOf([&] { EXPECT_TRUE(KRMutableArray<T>(size[0], size[1], size[2]).IsEmpty()); }),
@@ -284,7 +276,7 @@ TEST(LegacyArrayReports, HaveTheirWords)
 }
 
 // Handles on one block come and go on several threads, in both directions of assignment.
-TEST(LegacyArrayThreads, ShareHandles)
+TEST(LegacyArrayThreads, ShareHandlesAndFreeABlockOnce)
 {
     MutableDoubleArray A = counting<double>(100), B = counting<double>(50);
     const long arrays = howManyArrays();
@@ -303,16 +295,13 @@ TEST(LegacyArrayThreads, ShareHandles)
         }
     });
     EXPECT_TRUE(A.ReferenceCount() == 1 && B.ReferenceCount() == 1 && howManyArrays() == arrays);
-}
 
-TEST(LegacyArrayThreads, FreeABlockOnce)
-{
     for (int round = 0; round < 200; ++round) {
-        auto A = std::make_unique<MutableFloatArray>(10);
+        auto own = std::make_unique<MutableFloatArray>(10);
         std::vector<std::thread> threads;
-        for (int number = 0; number < 3; ++number)
-            threads.emplace_back([held = FloatArray(*A)]() mutable { held = FloatArray(); });
-        A.reset();
+        for (int count = 0; count < 3; ++count)
+            threads.emplace_back([held = FloatArray(*own)]() mutable { held = FloatArray(); });
+        own.reset();
         for (auto& thread : threads)
             thread.join();
     }

@@ -11,7 +11,7 @@ using namespace svtest;
 
 SV_TYPED_TESTS(ArrayHandles, SV_ALL_TYPES);
 
-TYPED_TEST(ArrayHandles, ClampDimensionsAndEmptyWhatHasNoElements)
+TYPED_TEST(ArrayHandles, ClampDimensionsAndFailToAllocateASizeBeyond64Bits)
 {
     const std::vector<std::vector<long>> sizes{{5, 0, 1}, {0, 0, 7}, {-1, 3, 1}, {1L << 40, 1L << 40, 0}};
     outcomeOf([&] {
@@ -21,15 +21,12 @@ TYPED_TEST(ArrayHandles, ClampDimensionsAndEmptyWhatHasNoElements)
             EXPECT_TRUE(A.IsEmpty() && A.Length() == 0 && A.Pointer() == nullptr);
         }
     });
-}
 
-// A product that wraps would give a small block behind large dimensions.
-TYPED_TEST(ArrayHandles, FailToAllocateASizeBeyond64Bits)
-{
+    // A product that wraps would give a small block behind large dimensions.
     const long big = 1L << 32;
-    const std::vector<std::vector<long>> sizes{
+    const std::vector<std::vector<long>> tooLarge{
         {big, big, 1}, {big, big, 4}, {big, 1, big}, {kMost, 2, 1}, {kMost, kMost, kMost}, {3, kMost / 2, 1}};
-    for (const auto& size : sizes)
+    for (const auto& size : tooLarge)
         EXPECT_THROW(SVMutableArray<TypeParam>(size[0], size[1], size[2]), std::bad_alloc);
 }
 
@@ -196,7 +193,7 @@ TEST(ArrayConstruction, ReportsANegativeDimensionInTheWordsOfTheTable)
 
 SV_TYPED_TESTS(ArrayArithmetic, double, float);
 
-TYPED_TEST(ArrayArithmetic, ChangesEachElement)
+TYPED_TEST(ArrayArithmetic, ChangesEachElementAndRefusesOtherDimensions)
 {
     SVMutableArray<TypeParam> A = arrayOf<TypeParam>({1, 2, 3}), B = arrayOf<TypeParam>({4, 8, 2});
     const SVArray<TypeParam> seen = A;
@@ -206,14 +203,11 @@ TYPED_TEST(ArrayArithmetic, ChangesEachElement)
     EXPECT_EQ(shown(seen), "3x1x1: 20 96 18");
     A /= B;
     EXPECT_EQ(shown(seen), "3x1x1: 5 12 9");
-}
 
-TYPED_TEST(ArrayArithmetic, RefusesOtherDimensions)
-{
-    SVMutableArray<TypeParam> A = counting<TypeParam>(2, 3);
-    const SVArray<TypeParam> before = A.Copy(), B = counting<TypeParam>(3, 2);
-    EXPECT_THAT(reportsOf([&] { (((A += B) -= B) *= B) /= B; }),
+    SVMutableArray<TypeParam> M = counting<TypeParam>(2, 3);
+    const SVArray<TypeParam> before = M.Copy(), N = counting<TypeParam>(3, 2);
+    EXPECT_THAT(reportsOf([&] { (((M += N) -= N) *= N) /= N; }),
         ElementsAre("A+=B: Incompatible sizes.", "A-=B: Incompatible sizes.", "A*=B: Incompatible sizes.",
             "A/=B: Incompatible sizes."));
-    EXPECT_TRUE(A == before);
+    EXPECT_TRUE(M == before);
 }

@@ -197,7 +197,7 @@ TEST(ArraySort, PutsNaNsLast)
     EXPECT_THAT(reportsOf([&] { Sort(A, other); }), ElementsAre("SortDoubleAndInt: Incompatible sizes."));
 }
 
-TEST(IntArithmetic, WorksEntryByEntry)
+TEST(IntArithmetic, WorksEntryByEntryAndSurvivesEveryNumber)
 {
     const SVIntArray A = arrayOf<std::int32_t>({7, -8, 9}), B = arrayOf<std::int32_t>({2, 3, -4});
     const std::pair<SVIntArray, std::vector<std::int32_t>> results[] = {{A + B, {9, -5, 5}},
@@ -210,16 +210,13 @@ TEST(IntArithmetic, WorksEntryByEntry)
     EXPECT_THAT(reportsOf([&] { EXPECT_EQ((A + C).m() + (A - C).m() + (A * C).m() + (A / C).m(), 0); }),
         ElementsAre("A+B: Incompatible sizes.", "A-B: Incompatible sizes.", "A*B: Incompatible sizes.",
             "A/B: Incompatible sizes."));
-}
 
-// The processor ends a program for such a division, and signed overflow is undefined.
-TEST(IntArithmetic, SurvivesEveryNumber)
-{
-    const SVIntArray A = arrayOf<std::int32_t>({INT32_MIN, INT32_MAX, 0});
-    EXPECT_EQ(shown(A / 0), "3x1x1: 0 0 0");
-    for (const SVIntArray& opposite : {A / -1, -A})
+    // The processor ends a program for such a division, and signed overflow is undefined.
+    const SVIntArray extremes = arrayOf<std::int32_t>({INT32_MIN, INT32_MAX, 0});
+    EXPECT_EQ(shown(extremes / 0), "3x1x1: 0 0 0");
+    for (const SVIntArray& opposite : {extremes / -1, -extremes})
         EXPECT_EQ(shown(opposite), "3x1x1: -2147483648 -2147483647 0");
-    EXPECT_EQ(shown(A + A) + shown(A * A), "3x1x1: 0 -2 03x1x1: 0 1 0");
+    EXPECT_EQ(shown(extremes + extremes) + shown(extremes * extremes), "3x1x1: 0 -2 03x1x1: 0 1 0");
 }
 
 SV_TYPED_TESTS(ByteOrder, double, float, std::int32_t, std::int16_t, std::uint16_t);

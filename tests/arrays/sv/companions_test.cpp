@@ -24,7 +24,7 @@ TEST(Reports, AreListedAndWrittenAsOneLine)
     EXPECT_EQ(SVSize2String(-9223372036854775807L - 1), "-9223372036854775808");
 }
 
-TEST(Lists, ShareTheirElements)
+TEST(Lists, ShareTheirElementsAndReportABadPosition)
 {
     SVMutableList<std::string> list(3);
     SVList<std::string> seen = list, other;
@@ -36,6 +36,17 @@ TEST(Lists, ShareTheirElements)
     EXPECT_EQ(other(1), "one") << "the last handle keeps the elements";
     EXPECT_EQ(other.Length(), 3);
     EXPECT_EQ(SVMutableList<std::string>(-4).Length(), 0);
+
+    SVMutableList<std::string> two(2);
+    const SVList<std::string> same = two;
+    EXPECT_THAT(reportsOf([&] {
+        two(2) = "lost";
+        EXPECT_EQ(two(-1), "lost");
+        EXPECT_EQ(same(2), "");
+    }),
+        ElementsAre("SVList<T>(2) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(-1) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(2) is not valid, needs to be lie in [0,1]."));
 }
 
 namespace {
@@ -61,20 +72,6 @@ TEST(Lists, SurviveTheAssignmentFromWhatTheyHold)
     root = *root(0).kids;
     EXPECT_EQ(root.Length(), 1);
     EXPECT_EQ(root(0).number, 2);
-}
-
-TEST(Lists, ReportABadPosition)
-{
-    SVMutableList<std::string> list(2);
-    const SVList<std::string> seen = list;
-    EXPECT_THAT(reportsOf([&] {
-        list(2) = "lost";
-        EXPECT_EQ(list(-1), "lost");
-        EXPECT_EQ(seen(2), "");
-    }),
-        ElementsAre("SVList<T>(2) is not valid, needs to be lie in [0,1].",
-            "SVList<T>(-1) is not valid, needs to be lie in [0,1].",
-            "SVList<T>(2) is not valid, needs to be lie in [0,1]."));
 }
 
 namespace {
@@ -108,12 +105,8 @@ TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
         EXPECT_EQ(q.Pointer(), r.Pointer());
     }
     EXPECT_EQ(alive, 0);
-}
 
-// Walks a list by assigning the next pointer of an element to the pointer that holds the element.
-TEST(Pointers, SurviveTheAssignmentFromWhatTheyHold)
-{
-    int alive = 0;
+    // Walks a list by assigning the next pointer of an element to the pointer that holds the element.
     auto* const first = new Derived(alive);
     first->next = SVPointer<Noted>(new Noted(alive));
     SVPointer<Noted> p(first);

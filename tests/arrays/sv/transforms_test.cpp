@@ -57,7 +57,7 @@ TEST(Transform2D, CombinesAndInvertsLikeItsActionOnPoints)
         ElementsAre("Transform2D*Transform2D: Not possible when both have perspective"));
 }
 
-TEST(Transform3D, RotatesByTheRightHand)
+TEST(Transform3D, RotatesByTheRightHandAndKnowsWhetherItIsOrthogonal)
 {
     const double quarter = std::acos(0.0);
     using T = SVTransform3D;
@@ -71,10 +71,7 @@ TEST(Transform3D, RotatesByTheRightHand)
     expectNear(T::RotateAroundVector({1, -2, 3}, 2) * SVPoint3D(1, -2, 3), {1, -2, 3});
     EXPECT_THAT(reportsOf([] { T::RotateAroundVector(SVVector3D(0, 0, 0), 1); }),
         ElementsAre("SVTransform3D::RotateAroundVector: Invalid vector"));
-}
 
-TEST(Transform3D, KnowsWhetherItIsOrthogonal)
-{
     EXPECT_TRUE(
         SVTransform3D::RotateAroundX(1).IsOrthogonal() && SVTransform3D::Shift({1, 2, 3}).IsOrthogonal());
     EXPECT_FALSE(SVTransform3D(1, 1e-14, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0).IsOrthogonal());
@@ -82,7 +79,7 @@ TEST(Transform3D, KnowsWhetherItIsOrthogonal)
     EXPECT_FALSE(kAffine.IsOrthogonal());
 }
 
-TEST(Transform3D, CombinesAndInvertsLikeItsActionOnPoints)
+TEST(Transform3D, CombinesAndInvertsLikeItsActionOnPointsAndGivesItsEntries)
 {
     const SVTransform3D a(2, 1, 0, 3, 0, 1, 4, -1, 1, 0, 1, 5);
     const SVTransform3D b = SVTransform3D::RotateAroundVector({1, 1, 0}, 1) * SVTransform3D::Shift({3, 2, 1});
@@ -97,10 +94,7 @@ TEST(Transform3D, CombinesAndInvertsLikeItsActionOnPoints)
     perspective.Pz = 0.5;
     EXPECT_FALSE((perspective * b).IsPerspective()) << "not carried";
     expectNear(perspective * SVPoint3D(0, 0, 2), {1.5, 3.5, 3.5});
-}
 
-TEST(Transform3D, GivesItsEntriesAndPrintsThem)
-{
     SVTransform3D T(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12.5);
     EXPECT_TRUE(T(2, 1) == 10 && T(3, 3) == 1 && T(3, 0) == 0);
     EXPECT_EQ(printedBy([&] { T.pinfo(); }), "1, 2, 3, 4\n5, 6, 7, 8\n9, 10, 11, 12.5\n");
