@@ -29,7 +29,7 @@ struct AsciiFile : testing::Test {
     const std::string path = folder / "x.ascii";
 };
 
-TEST_F(AsciiFile, WritesTheLinesOfTheFormat)
+TEST_F(AsciiFile, WritesTheLinesOfTheFormatAndReadsTheDocumentedExample)
 {
     const auto file = KRDataFileAscii::createWithName(path);
     file->writeFloatArray(containerOf(counted<float>(7)), "f7");
@@ -48,6 +48,14 @@ TEST_F(AsciiFile, WritesTheLinesOfTheFormat)
     EXPECT_EQ(shown(*file, "f8"), "8x1x1: 1 2 3 4 5 6 7 8");
     EXPECT_EQ(ascii(path)->variablesNames().size(), 8U);
     EXPECT_EQ(numbersOf(ascii(path)->readCharacterArray("c")), std::vector<signed char>(21, -1));
+
+    const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");
+    const std::size_t start = document.find("```text\n") + 8;
+    const auto example = fileOf(document.substr(start, document.find("```", start) - start));
+    EXPECT_EQ(shown(*example), "n = 1500; t = 'some words'; x = 3x1x1: 1 0.5 -2; ");
+    const auto ours = KRDataFileAscii::createWithName(folder / "ours.ascii");
+    ours->writeDoubleArray(doubles({1, 0.5, -2}), "x");
+    EXPECT_THAT(document, testing::HasSubstr(contentOf(folder / "ours.ascii")));
 }
 
 TEST_F(AsciiFile, PrintsAndReadsNumbersAsTheCLibraryInEveryLocale)
@@ -73,7 +81,7 @@ TEST_F(AsciiFile, PrintsAndReadsNumbersAsTheCLibraryInEveryLocale)
     EXPECT_EQ(contentOf(path), wanted + "\n*\n");
 }
 
-TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgram)
+TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgramAndTextsAsTheyAre)
 {
     const auto file = KRDataFileAscii::createWithName(path);
     EXPECT_TRUE(file->writeString("mine", "a"));
@@ -82,6 +90,12 @@ TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgram)
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("taken", "b")); }),
         ElementsAre("Entry already exists, can't overwrite it."));
     EXPECT_THAT(ascii(path)->variablesNames(), ElementsAre("a", "b", "c"));
+    // A text with a line end reads back as its first line.
+    EXPECT_TRUE(file->writeString("first\nNumber", "t"));
+    EXPECT_EQ(file->readRawString("t"), "first\nNumber");
+    const auto again = KRDataFileAscii::createWithName(path);
+    EXPECT_FALSE(again->openFileWithProgress()); // "Number" is a name without a type.
+    EXPECT_EQ(again->readRawString("t"), "first");
 }
 
 TEST_F(AsciiFile, ReadsRecordsWithAnyLineEnd)
@@ -182,16 +196,6 @@ TEST_F(AsciiFile, TellsHowManyNumbersThereAre)
     EXPECT_EQ(fileOf("a\nReal\n1 1 1\nx\n*\n")->readNumber("a"), std::nullopt);
 }
 
-TEST_F(AsciiFile, ATextWithALineEndReadsBackAsItsFirstLine)
-{
-    const auto file = KRDataFileAscii::createWithName(path);
-    EXPECT_TRUE(file->writeString("first\nNumber", "t"));
-    EXPECT_EQ(file->readRawString("t"), "first\nNumber");
-    const auto again = KRDataFileAscii::createWithName(path);
-    EXPECT_FALSE(again->openFileWithProgress()); // "Number" is a name without a type.
-    EXPECT_EQ(again->readRawString("t"), "first");
-}
-
 TEST_F(AsciiFile, NothingIsWrittenWhereItCouldNotBeRead)
 {
     const std::pair<std::string, std::size_t> texts[] = {{"a\nNumber\n1", 0}, {"a\nNumber\n1\n\n", 11},
@@ -279,17 +283,6 @@ TEST_F(AsciiFile, ReadsItsContentFromAnIndexOfItsLength)
     for (const char* name : {"missing", "bad"})
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readInContentFromIndex(folder / name)); }),
             ElementsAre("Could not open \"" + (folder / name) + "\"."));
-}
-
-TEST_F(AsciiFile, TheDocumentedExampleReadsAsTold)
-{
-    const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");
-    const std::size_t start = document.find("```text\n") + 8;
-    const auto file = fileOf(document.substr(start, document.find("```", start) - start));
-    EXPECT_EQ(shown(*file), "n = 1500; t = 'some words'; x = 3x1x1: 1 0.5 -2; ");
-    const auto ours = KRDataFileAscii::createWithName(folder / "ours.ascii");
-    ours->writeDoubleArray(doubles({1, 0.5, -2}), "x");
-    EXPECT_THAT(document, testing::HasSubstr(contentOf(folder / "ours.ascii")));
 }
 
 } // namespace

@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
         Following{"mat", matlabEntry, "", 20, openForWriting<KRDataFileMatBinary>}),
     [](const auto& format) { return std::string(format.param.ending); });
 
-TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
+TEST_P(FollowedFile, ListsWhatIsNewBehindTheLocationItIsGivenAndNothingElse)
 {
     const auto file = begun();
     EXPECT_EQ(file->updateFile(), 0);
@@ -61,6 +61,16 @@ TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
     EXPECT_EQ(shown(*file, "a"), "3x1x1: 1 2 3");
     EXPECT_EQ(file->updateFile(), 0);
     EXPECT_EQ(file->fileSizeInBytes(), std::filesystem::file_size(path()));
+
+    // A location decides whether to look, not how far.
+    const auto later = begun();
+    const auto known = static_cast<std::int64_t>(later->fileSizeInBytes());
+    append(entry("b") + entry("c"));
+    EXPECT_EQ(later->updateFile(known), 0);
+    EXPECT_EQ(later->updateFile(known - 1), -1);
+    EXPECT_EQ(later->updateFile(known + 1), 1);
+    EXPECT_THAT(later->variablesNames(), ElementsAre("a", "b", "c"));
+    EXPECT_EQ(later->updateFile(1000000), 0);
 }
 
 TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
@@ -133,19 +143,6 @@ TEST_P(FollowedFile, TellsAFileThatWasCutOrReplaced)
     const auto removed = begun();
     std::filesystem::remove(path());
     EXPECT_EQ(removed->updateFile(), -1);
-}
-
-// A location decides whether to look, not how far.
-TEST_P(FollowedFile, LooksBehindTheLocationItIsGiven)
-{
-    const auto file = begun();
-    const auto known = static_cast<std::int64_t>(file->fileSizeInBytes());
-    append(entry("b") + entry("c"));
-    EXPECT_EQ(file->updateFile(known), 0);
-    EXPECT_EQ(file->updateFile(known - 1), -1);
-    EXPECT_EQ(file->updateFile(known + 1), 1);
-    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
-    EXPECT_EQ(file->updateFile(1000000), 0);
 }
 
 TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)

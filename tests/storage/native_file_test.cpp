@@ -111,7 +111,7 @@ TEST_F(NativeFile, TheLibraryReadsWhatItWrote)
 }
 
 // What the two readers of the format decide differently, row by row of the table.
-TEST_F(NativeFile, DiffersFromTheLibraryAsTheTableTells)
+TEST_F(NativeFile, DiffersFromTheLibraryAsTheTableTellsAndRefusesTheMagicOfNoFormat)
 {
     const std::string a = nativeBytes({"a", 1, 1, 1, 1, raw(1.0)});
     const std::string later = nativeBytes({"z", 1, 1, 1, 1, raw(2.0)});
@@ -148,10 +148,7 @@ TEST_F(NativeFile, DiffersFromTheLibraryAsTheTableTells)
     library.Save(2.0, "a");
     library.Flush();
     EXPECT_EQ(native(folder / "taken.svbin")->readNumber("a"), StorageNumber(2.0));
-}
 
-TEST_F(NativeFile, RefusesTheMagicOfNoFormat)
-{
     const std::string start = "Sorvanta Binary File ";
     const Names refused{"The file \"x.svbin\" has incorrect format"};
     const std::pair<std::string, Names> magics[] = {{"", {}}, {start + "LE", refused}, // Its NUL is missing.

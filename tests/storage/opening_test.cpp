@@ -49,30 +49,27 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
         return bytesOfNumbers(fields) + std::string("a\0", 2);
     };
     const std::string other = "The file \"x.data\" has incorrect format";
-    const std::tuple<std::string, std::string, Names> cases[] = {
-        {"", "none", {}},
-        {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
-        {"a\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
-        {"gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}}, // 0x9F is a control.
-        {"gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
-        {"a\tb\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}},
-        {"Sorvanta is no magic", "SVBinary", {other}},
-        {header({1000, 1, 1, 0, 2}), "MatBinary", {other}}, // Of the other order, by its bytes.
-        {header({0, 1, 1, 0, 2}), "none", {invalid}}, // Not known without its ending.
-        {header({1000, 1, 1, 0, 0}), "none", {invalid}},
-        {header({1000, -1, 1, 0, 2}), "none", {invalid}},
-        {header({1000, 1, -1, 0, 2}), "none", {invalid}},
-        {header({1000, 1, 1, 1, 2}), "none", {invalid}},
-        {header({1003, 1, 1, 0, 2}), "none", {invalid}},
-        {header({2000, 1, 1, 0, 2}), "none", {invalid}},
+    const std::tuple<std::string, Names, std::vector<std::string>> cases[] = {
+        {"none", {}, {""}},
+        {"Ascii", {}, {"a\nNumber\n1\nbc\nNumber\n2\n", "gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n"}},
+        {"SVBinary", {other}, {"Sorvanta is no magic"}},
+        {"MatBinary", {other}, {header({1000, 1, 1, 0, 2})}}, // Of the other order, by its bytes.
+        // 19 bytes are too few, 0x9F is a control, and the order of this machine isn't known without an
+        // ending.
+        {"none", {invalid},
+            {"a\nNumber\n1\n", "gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n",
+                "a\tb\nNumber\n1\nbc\nNumber\n2\n", header({0, 1, 1, 0, 2}), header({1000, 1, 1, 0, 0}),
+                header({1000, -1, 1, 0, 2}), header({1000, 1, -1, 0, 2}), header({1000, 1, 1, 1, 2}),
+                header({1003, 1, 1, 0, 2}), header({2000, 1, 1, 0, 2})}},
     };
-    for (const auto& [bytes, type, wanted] : cases) {
-        SCOPED_TRACE(testing::PrintToString(bytes));
-        store(path, bytes);
-        std::string found;
-        EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
-        EXPECT_EQ(found, type);
-    }
+    for (const auto& [type, wanted, contents] : cases)
+        for (const std::string& bytes : contents) {
+            SCOPED_TRACE(testing::PrintToString(bytes));
+            store(path, bytes);
+            std::string found;
+            EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
+            EXPECT_EQ(found, type);
+        }
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(folder / "missing")); }),
         ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
 }
