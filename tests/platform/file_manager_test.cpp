@@ -49,7 +49,7 @@ struct FileManagerTest : testing::Test {
     TemporaryFolder folder;
 };
 
-TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
+TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWasAndKeepsALink)
 {
     const std::string path = folder / "file";
     ASSERT_TRUE(files::writeFileAtomically(path, "old", 0640));
@@ -66,10 +66,7 @@ TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
     EXPECT_FALSE(files::writeFileAtomically(folder / "sub", "x"));
     EXPECT_EQ(files::readFile(path), "new");
     EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("file", "sub"));
-}
 
-TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
-{
     EXPECT_TRUE(files::writeFile(folder / "real", "old"));
     ASSERT_EQ(symlink("real", (folder / "link").c_str()), 0);
     ASSERT_TRUE(files::writeFileAtomically(folder / "link", "new"));
@@ -79,7 +76,7 @@ TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
     EXPECT_TRUE(S_ISLNK(info.st_mode));
 }
 
-TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndNothingWaitsForAPipe)
+TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndOnlyValidUtf8AsText)
 {
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     EXPECT_FALSE(files::readFile(folder / "pipe") || files::writeFile(folder / "pipe", "x"));
@@ -89,6 +86,15 @@ TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndNothingWaitsForAPipe)
         (folder / "large") + " is larger than 100 bytes");
     EXPECT_TRUE(files::readFile(folder / "large", 101));
     EXPECT_FALSE(files::readFile("/proc/self/status")->empty()) << "a file whose length is told as 0";
+
+    const std::pair<const char*, bool> cases[] = {{"", true},
+        {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x98\x80", true}, {"\xC0\xAF", false}, {"\xE0\x80\xAF", false},
+        {"\xED\xA0\x80", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false}, {"\x80", false},
+        {"\xFF", false}};
+    for (const auto& [text, valid] : cases)
+        EXPECT_EQ(files::isValidUtf8(text), valid) << testing::PrintToString(text);
+    EXPECT_TRUE(files::writeFile(folder / "latin", "caf\xE9"));
+    EXPECT_FALSE(files::readUtf8(folder / "latin"));
 }
 
 TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
@@ -292,18 +298,6 @@ TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)
     }
     EXPECT_TRUE(files::setPermissions(path, 0750));
     EXPECT_FALSE(FolderLock(path, Kind::Shared).isPrivate());
-}
-
-TEST_F(FileManagerTest, Utf8IsValidOrItIsNot)
-{
-    const std::pair<const char*, bool> cases[] = {{"", true},
-        {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x98\x80", true}, {"\xC0\xAF", false}, {"\xE0\x80\xAF", false},
-        {"\xED\xA0\x80", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false}, {"\x80", false},
-        {"\xFF", false}};
-    for (const auto& [text, valid] : cases)
-        EXPECT_EQ(files::isValidUtf8(text), valid) << testing::PrintToString(text);
-    EXPECT_TRUE(files::writeFile(folder / "latin", "caf\xE9"));
-    EXPECT_FALSE(files::readUtf8(folder / "latin"));
 }
 
 } // namespace

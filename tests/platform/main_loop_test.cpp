@@ -161,16 +161,6 @@ TEST_F(MainLoopTest, TimersFireInTheOrderInWhichTheyAreDue)
     EXPECT_TRUE(never->isValid());
 }
 
-// A model with no time between two firings must not keep everything else from being served.
-TEST_F(MainLoopTest, ATimerWithoutIntervalLeavesRoomForWork)
-{
-    int fired = 0;
-    bool worked = false;
-    const auto timer = Timer::schedule(0, Timer::Repeats::Yes, [&] { ++fired; });
-    loop.post([&] { worked = true; });
-    EXPECT_TRUE(loop.runUntil([&] { return worked && fired > 3; }, 10));
-}
-
 TEST_F(MainLoopTest, AWatchIsCalledWhileItsDescriptorIsReadableOrHungUp)
 {
     Pipe pipe;
@@ -274,7 +264,7 @@ TEST_F(MainLoopTest, AfterALoopInsideAHandlerReadinessIsAskedAnew)
     EXPECT_TRUE(loop.runUntil([&] { return served == 3; }, 10)) << "it is waited for again";
 }
 
-TEST_F(MainLoopTest, TimersThatAreDueTogetherAreTakenOneAtATime)
+TEST_F(MainLoopTest, TimersThatAreDueTogetherOrAlwaysLeaveRoomForEachOtherAndWork)
 {
     Pace::setFactor(0.001);
     int fired = 0;
@@ -284,6 +274,13 @@ TEST_F(MainLoopTest, TimersThatAreDueTogetherAreTakenOneAtATime)
     const auto third = Timer::schedule(1, Timer::Repeats::Yes, [&] { ++fired; });
     usleep(5000); // All three are due in the same turn.
     EXPECT_TRUE(loop.runUntil([&] { return fired >= 2; }, 10));
+
+    // A model with no time between two firings must not keep everything else from being served.
+    int ticks = 0;
+    bool worked = false;
+    const auto timer = Timer::schedule(0, Timer::Repeats::Yes, [&] { ++ticks; });
+    loop.post([&] { worked = true; });
+    EXPECT_TRUE(loop.runUntil([&] { return worked && ticks > 3; }, 10));
 }
 
 TEST_F(MainLoopTest, WorkAfterAnEventIsDoneBeforeAllElseAndNeverByALoopInside)

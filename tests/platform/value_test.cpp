@@ -33,10 +33,7 @@ TEST(Value, TheWrongKindAnswersAsIfItWereNotThere)
     const Value members(Value::Dictionary{{"number", 5}});
     EXPECT_FALSE(members.textFor("number") || members.textFor("absent"));
     EXPECT_EQ(Value(true).number(), 1.0);
-}
 
-TEST(Value, ARealIsAnIntegerOnlyWhenItIsWholeAndFits)
-{
     const double infinity = std::numeric_limits<double>::infinity();
     EXPECT_EQ(Value(-3.0).integer(), -3);
     for (const double real : {0.5, 9223372036854775808.0, -1e300, infinity, -infinity, infinity - infinity})
