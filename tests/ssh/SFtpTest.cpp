@@ -298,32 +298,28 @@ TEST(SFtpListing, ShowsWhatTheServerTells)
 // What a reply of the SFTP server may not be; each ends the call with a reason.
 TEST(SFtpReplies, ThatLieEndTheCall)
 {
-    const auto change = [](const std::function<void(Bytes&)>& lie) {
-        return [=](Bytes& payload) {
-            // Channel data: number, channel, length, then a reply with length, type and id.
-            if (payload[0] == message::kChannelData && payload.size() > 18 && payload[13] == sftp::kData)
-                lie(payload);
-        };
+    using Lie = std::function<void(Bytes&)>;
+    // Channel data: number, channel, length, then a reply with length, type, id and the length of the data.
+    const auto at = [](std::size_t place, std::uint32_t number) -> Lie {
+        return [=](Bytes& payload) { storeUint32(&payload[place], number); };
     };
-    const std::function<void(Bytes&)> lies[] = {
-        [](Bytes& payload) { storeUint32(&payload[9], 0xffffffff); }, // Length of the reply.
-        [](Bytes& payload) { storeUint32(&payload[9], 4); },
-        [](Bytes& payload) { storeUint32(&payload[14], 0xabcdef); }, // An id that nobody asked with.
-        [](Bytes& payload) { payload[13] = sftp::kHandle; },
-        [](Bytes& payload) { payload[13] = 250; },
-        [](Bytes& payload) { storeUint32(&payload[18], 0x7fffffff); }, // Length of the data.
-        [](Bytes& payload) { storeUint32(&payload[18], 0); },
-        [](Bytes& payload) { storeUint32(&payload[1], 5); }, // A channel that isn't there.
-        [](Bytes& payload) { storeUint32(&payload[5], 0x7fffffff); },
-        [](Bytes& payload) { payload = WireWriter(message::kChannelClose).uint32(0).take(); },
-        [](Bytes& payload) {
-            payload = WireWriter(message::kDisconnect).uint32(2).string("gone").string("").take();
-        },
+    const auto type = [](std::uint8_t number) -> Lie {
+        return [=](Bytes& payload) { payload[13] = number; };
     };
+    const auto instead = [](const WireWriter& other) -> Lie {
+        return [bytes = other.bytes()](Bytes& payload) { payload = bytes; };
+    };
+    const Lie lies[] = {at(9, 0xffffffff), at(9, 4), at(14, 0xabcdef), at(18, 0x7fffffff), at(18, 0),
+        at(1, 5), at(5, 0x7fffffff), type(sftp::kHandle), type(250),
+        instead(WireWriter(message::kChannelClose).uint32(0)),
+        instead(WireWriter(message::kDisconnect).uint32(2).string("gone").string(""))};
     for (const auto& lie : lies) {
         peer::Options options;
         options.files = {{"file", "some content"}};
-        options.onSend = change(lie);
+        options.onSend = [&lie](Bytes& payload) {
+            if (payload[0] == message::kChannelData && payload.size() > 18 && payload[13] == sftp::kData)
+                lie(payload);
+        };
         Files files(options, [](CkoSFtp& sftp) { sftp.setIdleTimeoutMs(500); });
         ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
         EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));

@@ -1,15 +1,13 @@
 #include "ssh/Support.h"
 
-#include "platform/Loopback.h"
 #include "platform/ProcessInfo.h"
-#include <fcntl.h>
+#include "platform/process/Spawn.h"
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <pwd.h>
 #include <random>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -38,21 +36,10 @@ std::string randomText(std::size_t size)
 
 namespace {
 
-int spawn(const std::vector<std::string>& arguments)
+int spawn(std::vector<std::string> arguments)
 {
-    std::vector<char*> words;
-    for (const std::string& argument : arguments)
-        words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, words[0], &actions, nullptr, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0 ? pid : -1;
+    arguments.insert(arguments.begin(), "/usr/bin/env"); // Finds the program.
+    return platform::spawn(arguments, "", "test").value_or(-1);
 }
 
 int freePort()
