@@ -310,7 +310,7 @@ std::string reasonOf(const platform::Status& status)
     return status.ok() ? std::string() : status.error().text;
 }
 
-TEST(BatchRules, AnExecutableThatCanNotRunHereIsReported)
+TEST(BatchRules, AnExecutableThatCanNotRunAndAFolderThatCanNotBeWrittenAreReported)
 {
     const TemporaryFolder folder;
     std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64), foreign = ours;
@@ -332,19 +332,16 @@ TEST(BatchRules, AnExecutableThatCanNotRunHereIsReported)
     }
     EXPECT_THAT(reasonOf(checkExecutable(folder / "missing")), HasSubstr("there is no file"));
     EXPECT_THAT(reasonOf(checkExecutable(folder.path())), HasSubstr("is a folder"));
-}
 
-TEST(BatchRules, AFolderThatCanNotBeWrittenIsReported)
-{
-    const TemporaryFolder folder;
-    EXPECT_TRUE(checkWritable(folder.path()).ok());
-    EXPECT_THAT(reasonOf(checkWritable(folder / "missing")), HasSubstr("No such file"));
+    const TemporaryFolder empty;
+    EXPECT_TRUE(checkWritable(empty.path()).ok());
+    EXPECT_THAT(reasonOf(checkWritable(empty / "missing")), HasSubstr("No such file"));
     EXPECT_FALSE(checkWritable("/proc/self/fdinfo").ok());
     {
         const FullDisk disk(0);
-        EXPECT_THAT(reasonOf(checkWritable(folder.path())), HasSubstr("File too large"));
+        EXPECT_THAT(reasonOf(checkWritable(empty.path())), HasSubstr("File too large"));
     }
-    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
+    EXPECT_THAT(files::contentsOfDirectory(empty.path()).value(), testing::IsEmpty());
 }
 
 TEST(BatchRules, TheRestIsEstimatedByProgressAndByTheTasksThatAreDone)

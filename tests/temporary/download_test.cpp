@@ -151,26 +151,22 @@ TEST_F(Downloads, FailOnAFullDisk)
 
 TEST(SuggestedNames, AreBareNames)
 {
-    const std::tuple<const char*, const char*, const char*> kCases[] = {
-        {"", "http://host/a/b.zip", "b.zip"},
-        {"", "http://host/a/b%20c.zip?x=/y#z", "b c.zip"},
-        {"", "http://host", "Download"},
-        {"", "http://host/", "Download"},
-        {"", "http://host/a/..", "Download"},
-        {"", "http://host/%2e%2e%2fpasswd", "passwd"},
-        {"", "http://host/a%00b", "Download"},
-        {"", "http://host/a%ff", "Download"},
-        {"attachment; filename=x.txt; size=3", "http://host/b", "x.txt"},
-        {"attachment; FileName=\"a \\\"b\\\".txt\"", "http://host/b", "a \"b\".txt"},
-        {"attachment; filename=\"../../etc/passwd\"", "http://host/b", "passwd"},
-        {"attachment; filename=\"C:\\\\x\\\\y.txt\"", "http://host/b", "y.txt"},
-        {"attachment; filename=\"..\"", "http://host/b", "b"},
-        {"attachment; filename=\"", "http://host/b", "b"},
-        {"attachment; filename=\"c", "http://host/b", "c"},
-        {"inline", "http://host/b", "b"},
+    for (const auto& [url, name] : {std::pair("/a/b.zip", "b.zip"), {"/a/b%20c.zip?x=/y#z", "b c.zip"},
+             {"", "Download"}, {"/", "Download"}, {"/a/..", "Download"}, {"/%2e%2e%2fpasswd", "passwd"},
+             {"/a%00b", "Download"}, {"/a%ff", "Download"}})
+        EXPECT_EQ(temporary::suggestedName("", "http://host" + std::string(url)), name) << url;
+    const std::pair<const char*, const char*> dispositions[] = {
+        {"attachment; filename=x.txt; size=3", "x.txt"},
+        {"attachment; FileName=\"a \\\"b\\\".txt\"", "a \"b\".txt"},
+        {"attachment; filename=\"../../etc/passwd\"", "passwd"},
+        {"attachment; filename=\"C:\\\\x\\\\y.txt\"", "y.txt"},
+        {"attachment; filename=\"..\"", "b"},
+        {"attachment; filename=\"", "b"},
+        {"attachment; filename=\"c", "c"},
+        {"inline", "b"},
     };
-    for (const auto& [disposition, url, name] : kCases)
-        EXPECT_EQ(temporary::suggestedName(disposition, url), name) << disposition << url;
+    for (const auto& [disposition, name] : dispositions)
+        EXPECT_EQ(temporary::suggestedName(disposition, "http://host/b"), name) << disposition;
     EXPECT_EQ(temporary::suggestedName("filename=" + std::string(300, 'x'), "http://host/b"), "b");
 }
 

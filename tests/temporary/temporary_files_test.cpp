@@ -114,11 +114,8 @@ TEST_F(TemporaryFilesTest, Beats)
     platform::Pace::setFactor(1e-7);
     TemporaryFiles service([&now] { return now; });
     const std::string beat = service.directory() + "/beat";
-    const std::string mark = service.directory() + "/markedForRemoval";
     const std::string first = *files::readFile(beat);
-    ASSERT_TRUE(files::writeFile(mark, first));
     now += temporary::InstanceDirectory::kHeartbeatInterval;
-    EXPECT_TRUE(MainLoop::main().runUntil([&] { return !files::exists(mark); }, 10));
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return files::readFile(beat).value_or("") != first; }, 10));
     platform::Pace::setFactor(1);
 }
