@@ -6,7 +6,6 @@
 #include "arrays/sv/SVPointer.h"
 #include "arrays/sv/SVRange.h"
 
-#include <array>
 #include <memory>
 #include <tuple>
 
@@ -116,10 +115,10 @@ TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
 
 TEST(Ranges, IntersectAndKeepTheTouchingPoint)
 {
-    using Row = std::array<SVRange, 3>;
-    for (const auto& [a, b, wanted] :
-        {Row{{{0, 5}, {5, 5}, {5, 0}}}, {{{0, 4}, {5, 5}, {0, 0}}}, {{{0, 10}, {2, 3}, {2, 3}}},
-            {{{0, 6}, {4, 6}, {4, 2}}}, {{{3, 4}, {3, 4}, {3, 4}}}, {{{-5, 7}, {0, 1}, {0, 1}}}})
+    const std::tuple<SVRange, SVRange, SVRange> cases[] = {{{0, 5}, {5, 5}, {5, 0}}, {{0, 4}, {5, 5}, {0, 0}},
+        {{0, 10}, {2, 3}, {2, 3}}, {{0, 6}, {4, 6}, {4, 2}}, {{3, 4}, {3, 4}, {3, 4}},
+        {{-5, 7}, {0, 1}, {0, 1}}};
+    for (const auto& [a, b, wanted] : cases)
         for (const SVRange& common : {Intersection(a, b), Intersection(b, a)})
             EXPECT_TRUE(common.start == wanted.start && common.length == wanted.length) << wanted.start;
 }
