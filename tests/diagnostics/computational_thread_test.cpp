@@ -135,17 +135,6 @@ TEST(ComputationalThread, AnExceptionEndsTheJobWithNullAndInTheEndingMessageDist
     EXPECT_TRUE(served([&] { return other->results.size() == 2; }));
 }
 
-TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
-{
-    const auto plain = std::make_shared<Worker>();
-    const auto inBin = std::make_shared<WorkerInBin>();
-    start(plain, &Worker::report);
-    KRComputationalThread::forObject(inBin, &WorkerInBin::report, std::make_shared<Number>(), &Worker::end);
-    ASSERT_TRUE(served(
-        [&] { return !plain->center->messages().empty() && !inBin->bin->center->messages().empty(); }));
-    EXPECT_TRUE(inBin->center->messages().empty());
-}
-
 // Known to the pool by its base class alone, which has no center.
 struct Reporter {
     virtual ~Reporter() = default;
@@ -161,12 +150,20 @@ struct ReporterWithCenter : Reporter, KRMessageCenterOwner {
     std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
 };
 
-TEST(ComputationalThread, AnOwnersCenterIsFoundThroughItsBaseClass)
+TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinOrOfItsBaseClass)
 {
     const auto owner = std::make_shared<ReporterWithCenter>();
     KRComputationalThread::forObject(
         std::shared_ptr<Reporter>(owner), &Reporter::report, std::make_shared<Number>(), &Reporter::end);
     EXPECT_TRUE(served([&] { return !owner->center->messages().empty(); }));
+
+    const auto plain = std::make_shared<Worker>();
+    const auto inBin = std::make_shared<WorkerInBin>();
+    start(plain, &Worker::report);
+    KRComputationalThread::forObject(inBin, &WorkerInBin::report, std::make_shared<Number>(), &Worker::end);
+    ASSERT_TRUE(served(
+        [&] { return !plain->center->messages().empty() && !inBin->bin->center->messages().empty(); }));
+    EXPECT_TRUE(inBin->center->messages().empty());
 }
 
 TEST(ComputationalThread, TheEarlierFormKnowsNoLimit)

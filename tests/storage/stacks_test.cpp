@@ -140,7 +140,7 @@ TEST_F(ReadingCache, GivesTheSameArrayUnderEachNameAndType)
     EXPECT_TRUE(lines.empty());
 }
 
-TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFree)
+TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFreeAndServesThreads)
 {
     KRDataFileReadingCache cache(file, 350);
     std::uint64_t time = 0;
@@ -162,18 +162,15 @@ TEST_F(ReadingCache, RemovesTheNewestFirstUntilATenthIsFree)
     EXPECT_EQ(small.currentlyInCache(), 0);
     KRDataFileReadingCache without(nullptr, 50);
     EXPECT_FALSE(without.readFloatArray("a") || without.contains("a") || without.getSizeOfVariable("a"));
-}
 
-TEST_F(ReadingCache, ServesThreads)
-{
-    KRDataFileReadingCache cache(file, 250);
+    KRDataFileReadingCache shared(file, 250);
     onThreads(4, [&](int number) {
         for (int round = 0; round < 100; ++round) {
             const std::string name(1, static_cast<char>('a' + (number + round) % 4));
-            EXPECT_EQ(cache.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
+            EXPECT_EQ(shared.readFloatArray(name)->valueAtIndex(24), static_cast<float>(name[0]));
         }
     });
-    EXPECT_LT(cache.currentlyInCache(), 250);
+    EXPECT_LT(shared.currentlyInCache(), 250);
 }
 
 TEST(SavingCache, WritesEachArrayOnceForAllThreads)

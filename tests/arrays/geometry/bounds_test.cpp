@@ -121,7 +121,7 @@ TEST(BoundingBoxes, AreBoundOverSomeAxes)
     EXPECT_EQ(made([&] { return KRBoundingBox3D_X(1, 2, yz); }), "1 2 3 4 5 6");
 }
 
-TEST(BoundingBoxes, UniteAndIntersectAxisByAxis)
+TEST(BoundingBoxes, UniteAndIntersectAxisByAxisAndOverlapOnlyWithTheirInteriors)
 {
     const KRBoundingBox2D a = KRBoundingBox2DCreate(0, 2, 0, 2), b = KRBoundingBox2DCreate(1, 3, 2, 3);
     const KRBoundingBox2D far = KRBoundingBox2DCreate(0, 2, 5, 6);
@@ -147,10 +147,7 @@ TEST(BoundingBoxes, UniteAndIntersectAxisByAxis)
     EXPECT_EQ(show(KRBoundingBox3DIntersection(space, other)), "empty");
     KRBoundingBox3DAddBoxes(space, other);
     EXPECT_EQ(show(space), "0 2 0 1 0 4");
-}
 
-TEST(BoundingBoxes, OverlapOnlyWithTheirInteriors)
-{
     const KRBoundingBox2D unit = KRBoundingBox2DCreate(0, 1, 0, 1);
     EXPECT_TRUE(KRBoundingBox2DNonZeroIntersection(unit, KRBoundingBox2DCreate(0.5, 2, -1, 0.5)));
     EXPECT_FALSE(KRBoundingBox2DNonZeroIntersection(unit, KRBoundingBox2DCreate(1, 2, 0, 1))) << "an edge";

@@ -31,7 +31,7 @@ const SVTransform2D kPerspective(1, 0.5, 2, 0, 2, -1, 0.05, 0.02);
 
 } // namespace
 
-TEST(Transform2D, ActsOnPointsAndVectors)
+TEST(Transform2D, ActsOnPointsAndVectorsCombinesAndInverts)
 {
     expectNear(kAffine * SVPoint2D(1, 2), {7, 6});
     const SVVector2D v = kAffine * SVVector2D(1, 2);
@@ -40,10 +40,7 @@ TEST(Transform2D, ActsOnPointsAndVectors)
     expectNear(SVTransform2D::Shift({5, 7}) * (SVTransform2D::Scale(2, 3) * SVPoint2D(1, 2)), {7, 13});
     expectNear(TransformFromCoordinateToGrid({6, 8}, 2, 4) * SVPoint2D(1, 1), {8, 12});
     expectNear(TransformFromGridToCoordinate({6, 8}, 2, 4) * SVPoint2D(8, 12), {1, -1}); // By dx, both.
-}
 
-TEST(Transform2D, CombinesAndInvertsLikeItsActionOnPoints)
-{
     for (const auto& [a, b] :
         {std::pair(kAffine, kAffine), std::pair(kAffine, kPerspective), std::pair(kPerspective, kAffine)}) {
         EXPECT_EQ((a * b).IsPerspective(), a.IsPerspective() || b.IsPerspective());
