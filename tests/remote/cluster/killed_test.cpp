@@ -123,7 +123,7 @@ TEST_F(KilledBatch, GoesOnFromAnyStep)
     std::cout << "seed " << seed << "\n";
     std::mt19937 random(seed);
     constexpr int kSamples = 8;
-    constexpr int kSteps = 220; // About as many as there are.
+    constexpr int kSteps = 170; // About as many as there are.
     for (int i = 0; i < kSamples && !HasFailure(); ++i)
         killAndGoOn(1 + static_cast<int>(random() % kSteps));
 }
