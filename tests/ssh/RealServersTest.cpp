@@ -133,6 +133,55 @@ TEST_F(OpenSsh, RunsCommandsTheWayTheCallersExpect)
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("idle time limit"));
 }
 
+// A server that answers isn't silent, however long its command takes.
+TEST_F(OpenSsh, KeepAlivesWaitForASilentCommand)
+{
+    CkoSsh ssh;
+    ASSERT_TRUE(logIn(ssh)) << ssh.LastErrorText();
+    ssh.setKeepAlive(true);
+    ssh.setIdleTimeoutMs(1000);
+    const int channel = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(channel, "sleep 3; exit 7"));
+    EXPECT_TRUE(ssh.ChannelReceiveToClose(channel)) << ssh.LastErrorText();
+    EXPECT_EQ(ssh.GetChannelExitStatus(channel), 7);
+}
+
+TEST_F(OpenSsh, CarriesManyFilesTogether)
+{
+    CkoSFtp sftp;
+    ASSERT_TRUE(logIn(sftp) && sftp.InitializeSftp()) << sftp.LastErrorText();
+    const std::string base = folder_ / "remote";
+    EXPECT_THAT(sftp.CreateDirs({base, base + "/a", base + "/a/b", base + "/none/c", base}),
+        testing::ElementsAre(true, true, true, false, true));
+    constexpr std::size_t kFiles = 700; // More than may be open at the same time.
+    std::vector<std::string> texts;
+    std::vector<CkoUpload> uploads;
+    std::vector<CkoDownload> downloads;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kFiles; ++i)
+        texts.push_back(support::randomText(i % 100 == 99 ? 300'000 + i : i));
+    for (std::size_t i = 0; i < kFiles; ++i) {
+        paths.push_back(base + "/a/b/" + std::to_string(i));
+        uploads.push_back({paths.back(), {}, viewOf(texts[i]), 0600});
+        downloads.push_back({paths.back(), folder_ / std::to_string(i), i % 2 == 0,
+            i % 3 == 0 ? -1 : static_cast<std::int64_t>(texts[i].size())});
+        if (i % 4 == 0) // Half of it is here already.
+            support::writeFile(folder_ / std::to_string(i), texts[i].substr(0, i / 2));
+    }
+    for (const CkoTransfer& transfer : sftp.UploadFiles(uploads))
+        EXPECT_TRUE(transfer.ok()) << transfer.error;
+    EXPECT_EQ(sftp.GetFilePermissions(paths[5], false, false), 0600);
+    const auto sizes = sftp.OpenedFileSizes(paths);
+    const auto got = sftp.DownloadFiles(downloads);
+    for (std::size_t i = 0; i < kFiles; ++i) {
+        EXPECT_EQ(sizes[i], static_cast<std::int64_t>(texts[i].size()));
+        EXPECT_TRUE(got[i].ok() && support::readFile(downloads[i].localPath) == texts[i]) << got[i].error;
+    }
+    const auto listings = sftp.ReadDirs({base + "/a/b", base + "/none", paths[0]});
+    ASSERT_TRUE(listings[0] && !listings[1] && !listings[2]) << sftp.LastErrorText();
+    EXPECT_EQ(listings[0]->NumFilesAndDirs(), static_cast<int>(kFiles));
+}
+
 void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
 {
     ASSERT_TRUE(sftp.InitializeSftp()) << sftp.LastErrorText();
