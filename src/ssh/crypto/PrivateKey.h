@@ -30,8 +30,11 @@ private:
     Sexp key_;
 };
 
-// Reads an unencrypted key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA
-// sibling) or "OPENSSH PRIVATE KEY" (openssh-key-v1). A failure says what is wrong.
-Result<PrivateKey> readKeyFile(std::string_view text);
+// Reads a key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA sibling) or
+// "OPENSSH PRIVATE KEY" (openssh-key-v1). The passphrase is used for an encrypted one, which may take a
+// second to open. A failure says what is wrong.
+Result<PrivateKey> readKeyFile(std::string_view text, std::string_view passphrase = {});
+// Whether it takes a passphrase.
+bool isEncryptedKey(std::string_view text);
 
 } // namespace ssh
