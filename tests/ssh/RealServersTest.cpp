@@ -1,5 +1,6 @@
 #include "platform/ProcessInfo.h"
 #include "ssh/Support.h"
+#include "ssh/crypto/SigningKey.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
 #include "ssh/sftp/CkoSFtp.h"
@@ -292,6 +293,54 @@ TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
     EXPECT_EQ(tool("true", "ls", folder_ / "none"), 1);
     EXPECT_THAT(output("err"), HasSubstr("no such file"));
     EXPECT_EQ(tool("true", "get", ""), 2);
+}
+
+// The keys of a real agent, whose secrets this process never sees.
+class Agent {
+public:
+    explicit Agent(const std::string& folder) : folder_(folder)
+    {
+        support::run({"sh", "-c", "ssh-agent -s -a " + socket() + " > " + folder_ + "/agent-env"});
+    }
+    ~Agent() { support::run({"sh", "-c", ". " + folder_ + "/agent-env && ssh-agent -k"}); }
+    std::string socket() const { return folder_ + "/agent"; }
+    void add(const std::string& keyText) const
+    {
+        const std::string path = folder_ + "/added";
+        support::writeFile(path, keyText);
+        std::filesystem::permissions(path, std::filesystem::perms(0600));
+        EXPECT_EQ(support::run({"sh", "-c", ". " + folder_ + "/agent-env && ssh-add " + path}), 0);
+    }
+
+private:
+    const std::string folder_;
+};
+
+TEST_F(OpenSsh, TakesTheKeysOfAnAgent)
+{
+    EXPECT_THAT(CkoSshKey::KeysOfAgent(folder_ / "none").error().text, HasSubstr("could not be connected"));
+    EXPECT_FALSE(CkoSshKey::KeysOfAgent("").ok());
+    std::optional<Agent> agent(std::in_place, folder_.path());
+    EXPECT_TRUE(CkoSshKey::KeysOfAgent(agent->socket())->empty());
+    const std::vector<std::string> types = {"ssh-ed25519", "ssh-rsa", "ecdsa-sha2-nistp384"};
+    for (const std::string& type : types)
+        agent->add(keys_[type]);
+    const auto keys = CkoSshKey::KeysOfAgent(agent->socket());
+    ASSERT_TRUE(keys.ok()) << keys.error().text;
+    ASSERT_EQ(keys->size(), types.size());
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        CkoSsh ssh;
+        ssh.setKnownHostsFile(folder_ / "known_hosts");
+        ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
+        EXPECT_TRUE(ssh.AuthenticatePk(platform::loginName(), (*keys)[i])) << ssh.LastErrorText();
+        EXPECT_EQ((*keys)[i].key()->type(), types[i]);
+    }
+    agent.reset();
+    CkoSsh ssh;
+    ssh.setKnownHostsFile(folder_ / "known_hosts");
+    ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
+    EXPECT_FALSE(ssh.AuthenticatePk(platform::loginName(), keys->front()));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("could not be connected"));
 }
 
 TEST_F(OpenSsh, TakesPasswords)

@@ -1,6 +1,7 @@
 #include "ssh/session/CkoSshKey.h"
 
 #include "ssh/crypto/PrivateKey.h"
+#include "ssh/session/SshAgent.h"
 
 #include <exception>
 
@@ -25,6 +26,21 @@ bool CkoSshKey::FromOpenSshPrivateKey(const std::optional<std::string>& keyStr)
         lastError_ = std::string("Out of resources: ") + exception.what();
     }
     return key_ != nullptr;
+}
+
+Result<std::vector<CkoSshKey>> CkoSshKey::KeysOfAgent(const std::string& socketPath)
+{
+    try {
+        const auto found = sshagent::keys(socketPath);
+        if (!found.ok())
+            return found.error();
+        std::vector<CkoSshKey> keys(found->size());
+        for (std::size_t i = 0; i < keys.size(); ++i)
+            keys[i].key_ = (*found)[i];
+        return keys;
+    } catch (const std::exception& exception) {
+        return Error{std::string("Out of resources: ") + exception.what()};
+    }
 }
 
 } // namespace ssh

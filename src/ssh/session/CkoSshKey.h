@@ -5,10 +5,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ssh {
 
-class PrivateKey;
+class SigningKey;
 
 // A private key to log in with. One thread at a time; a loaded key can be used for many connections.
 class CkoSshKey {
@@ -24,10 +25,13 @@ public:
     bool NeedsPassphrase() const { return needsPassphrase_; }
     std::string LastErrorText() const { return lastError_; }
 
-    std::shared_ptr<const PrivateKey> key() const { return key_; } // Null when none is loaded.
+    // The keys that an agent offers; see sshagent. They are used like loaded ones.
+    static platform::Result<std::vector<CkoSshKey>> KeysOfAgent(const std::string& socketPath);
+
+    std::shared_ptr<const SigningKey> key() const { return key_; } // Null when none is loaded.
 
 private:
-    std::shared_ptr<const PrivateKey> key_;
+    std::shared_ptr<const SigningKey> key_;
     Bytes passphrase_;
     bool needsPassphrase_ = false;
     std::string lastError_;

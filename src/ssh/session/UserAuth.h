@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssh/crypto/PrivateKey.h"
+#include "ssh/crypto/SigningKey.h"
 
 #include <functional>
 #include <memory>
@@ -13,7 +13,7 @@ namespace ssh {
 struct Credentials {
     std::string user;
     Bytes password;
-    std::shared_ptr<const PrivateKey> key;
+    std::shared_ptr<const SigningKey> key;
 };
 
 // The client's side of user authentication: RFC 4252 (none, password, publickey) and RFC 4256
