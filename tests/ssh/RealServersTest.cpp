@@ -358,6 +358,28 @@ TEST_F(OpenSsh, TakesPasswords)
     EXPECT_EQ(support::runCommand(ssh, "echo in"), "in\n");
 }
 
+TEST_F(OpenSsh, TakesAKeyAndThenAPassword)
+{
+    const auto server = support::RealServer::openSsh(authorized_, "AuthenticationMethods publickey,password");
+    if (!server || !server->ownAccount())
+        GTEST_SKIP() << "Without the right to mount there is no account with a known password.";
+    CkoSignIn with;
+    for (const char* type : {"ssh-dss", "ssh-ed25519"}) { // The server takes DSA keys no more.
+        with.keys.emplace_back();
+        ASSERT_TRUE(with.keys.back().FromOpenSshPrivateKey(keys_[type]));
+    }
+    for (const char* password : {"", "wrong", support::RealServer::kPassword}) {
+        with.password = password;
+        CkoSsh ssh;
+        ssh.setKnownHostsFile(folder_ / "known_hosts");
+        ASSERT_TRUE(ssh.Connect("127.0.0.1", server->port())) << ssh.LastErrorText();
+        const bool in = ssh.SignIn(platform::loginName(), with);
+        EXPECT_EQ(in, with.password == support::RealServer::kPassword) << ssh.LastErrorText();
+        EXPECT_EQ(ssh.Refusal().unanswered.size(), with.password.empty() ? 1u : 0u);
+        EXPECT_EQ(ssh.Refusal().passwordRefused, with.password == "wrong");
+    }
+}
+
 TEST_F(OpenSsh, ADropbearServerDoesTheSame)
 {
     const auto server = support::RealServer::dropbear(authorized_);
