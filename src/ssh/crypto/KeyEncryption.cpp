@@ -37,11 +37,11 @@ constexpr std::size_t kPemSalt = 8; // Bytes: the beginning of the first block.
 // A file that asks for more would keep a thread busy for minutes; the usual numbers are 16 and 100.
 constexpr std::uint32_t kMostRounds = 2000;
 
-const Error kDamaged{"The private key file is damaged."};
+const Error kDamagedEncryption{"The private key file is damaged."};
 const Error kNoPassphrase{
     "The private key is protected by a pass phrase, and there is none to open it with."};
 
-const KeyFileCipher* find(std::span<const KeyFileCipher> ciphers, std::string_view name)
+const KeyFileCipher* findKeyCipher(std::span<const KeyFileCipher> ciphers, std::string_view name)
 {
     const auto found = std::find_if(
         ciphers.begin(), ciphers.end(), [name](const KeyFileCipher& cipher) { return cipher.name == name; });
@@ -53,10 +53,10 @@ Error unknownCipher(std::string_view name)
     return Error{"The private key is encrypted by a cipher that isn't understood: " + printable(name, 40)};
 }
 
-Result<Bytes> decrypt(const KeyFileCipher& cipher, ByteView key, ByteView start, ByteView encrypted)
+Result<Bytes> decryptWith(const KeyFileCipher& cipher, ByteView key, ByteView start, ByteView encrypted)
 {
     if (encrypted.empty() || encrypted.size() % cipher.blockSize != 0)
-        return kDamaged;
+        return kDamagedEncryption;
     gcry_cipher_hd_t handle = nullptr;
     gcry_error_t error = gcry_cipher_open(&handle, cipher.algorithm, cipher.mode, GCRY_CIPHER_SECURE);
     if (!error)
@@ -74,7 +74,7 @@ Result<Bytes> decrypt(const KeyFileCipher& cipher, ByteView key, ByteView start,
     return plain;
 }
 
-std::optional<Bytes> fromHex(std::string_view text)
+std::optional<Bytes> bytesOfHex(std::string_view text)
 {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
     Bytes bytes;
@@ -105,7 +105,7 @@ Bytes pemKey(std::string_view passphrase, ByteView salt, std::size_t size)
 Result<Bytes> decryptSection(
     const OpenSshEncryption& encryption, ByteView section, std::string_view passphrase)
 {
-    const KeyFileCipher* cipher = find(kOpenSshCiphers, encryption.cipher);
+    const KeyFileCipher* cipher = findKeyCipher(kOpenSshCiphers, encryption.cipher);
     if (!cipher || encryption.derivation != "bcrypt")
         return unknownCipher(encryption.cipher);
     if (passphrase.empty())
@@ -114,26 +114,26 @@ Result<Bytes> decryptSection(
     const ByteView salt = reader.string();
     const std::uint32_t rounds = reader.uint32();
     if (!reader.okAndEmpty() || salt.empty() || rounds == 0)
-        return kDamaged;
+        return kDamagedEncryption;
     if (rounds > kMostRounds)
         return Error{"The private key takes too long to open: " + std::to_string(rounds) + " rounds."};
     const Bytes secrets = bcryptKdf(viewOf(passphrase), salt, cipher->keySize + cipher->blockSize, rounds);
-    return decrypt(*cipher, secrets, ByteView(secrets).subspan(cipher->keySize), section);
+    return decryptWith(*cipher, secrets, ByteView(secrets).subspan(cipher->keySize), section);
 }
 
 Result<Bytes> decryptPem(std::string_view info, ByteView body, std::string_view passphrase)
 {
     const auto comma = std::min(info.find(','), info.size());
-    const KeyFileCipher* cipher = find(kPemCiphers, info.substr(0, comma));
+    const KeyFileCipher* cipher = findKeyCipher(kPemCiphers, info.substr(0, comma));
     if (!cipher)
         return unknownCipher(info.substr(0, comma));
     if (passphrase.empty())
         return kNoPassphrase;
-    const auto start = fromHex(info.substr(std::min(comma + 1, info.size())));
+    const auto start = bytesOfHex(info.substr(std::min(comma + 1, info.size())));
     if (!start || start->size() != cipher->blockSize)
-        return kDamaged;
+        return kDamagedEncryption;
     const Bytes key = pemKey(passphrase, ByteView(*start).first(kPemSalt), cipher->keySize);
-    auto plain = decrypt(*cipher, key, *start, body);
+    auto plain = decryptWith(*cipher, key, *start, body);
     if (!plain.ok())
         return plain;
     const std::size_t padding = plain->back();

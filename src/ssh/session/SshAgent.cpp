@@ -19,13 +19,13 @@ constexpr std::uint32_t kRsaSha256 = 2;
 constexpr std::uint32_t kRsaSha512 = 4;
 
 constexpr std::size_t kLongestMessage = std::size_t{256} * 1024;
-constexpr std::size_t kReadSize = 4096;
+constexpr std::size_t kAgentReadSize = 4096;
 constexpr std::chrono::seconds kListLimit{5};
 constexpr std::chrono::seconds kSignLimit{60};
 
-const Error kDamaged{"The key agent sent a damaged answer."};
+const Error kDamagedAnswer{"The key agent sent a damaged answer."};
 
-Status sendAll(Socket& socket, ByteView bytes, Deadline deadline)
+Status sendRequest(Socket& socket, ByteView bytes, Deadline deadline)
 {
     while (!bytes.empty()) {
         const auto written = socket.write(bytes);
@@ -49,7 +49,7 @@ Result<Bytes> receiveMessage(Socket& socket, Deadline deadline)
     for (;;) {
         const std::size_t length = received.size() < 4 ? 0 : loadUint32(received.data());
         if (length > kLongestMessage)
-            return kDamaged;
+            return kDamagedAnswer;
         if (received.size() >= 4 && received.size() - 4 >= length)
             return copyOf(received.view().subspan(4, length));
         const auto event = socket.wait(false, deadline);
@@ -57,7 +57,7 @@ Result<Bytes> receiveMessage(Socket& socket, Deadline deadline)
             return event.error();
         if (*event == Socket::Event::TimedOut)
             return Error{"The key agent doesn't answer."};
-        const auto got = socket.read({received.prepare(kReadSize), kReadSize});
+        const auto got = socket.read({received.prepare(kAgentReadSize), kAgentReadSize});
         if (!got.ok())
             return got.error();
         if (got->ended)
@@ -67,14 +67,14 @@ Result<Bytes> receiveMessage(Socket& socket, Deadline deadline)
 }
 
 // The answer to a request, behind its number.
-Result<Bytes> ask(const std::string& socketPath, const WireWriter& request, std::uint8_t expected,
+Result<Bytes> askAgent(const std::string& socketPath, const WireWriter& request, std::uint8_t expected,
     std::chrono::seconds limit)
 {
     const Deadline deadline = Clock::now() + limit;
     auto socket = Socket::connectLocal(socketPath);
     if (!socket.ok())
         return socket.error();
-    if (Status sent = sendAll(*socket, WireWriter().string(ByteView(request)), deadline); !sent.ok())
+    if (Status sent = sendRequest(*socket, WireWriter().string(ByteView(request)), deadline); !sent.ok())
         return sent.error();
     auto answer = receiveMessage(*socket, deadline);
     if (!answer.ok())
@@ -101,7 +101,7 @@ public:
                                                                      : 0;
         WireWriter request(kSignRequest);
         request.string(publicBlob()).string(data).uint32(flags);
-        const auto answer = ask(socketPath_, request, kSignResponse, kSignLimit);
+        const auto answer = askAgent(socketPath_, request, kSignResponse, kSignLimit);
         if (!answer.ok())
             return answer;
         WireReader reader(*answer);
@@ -127,7 +127,7 @@ std::string usualSocket()
 
 Result<std::vector<std::shared_ptr<const SigningKey>>> keys(const std::string& socketPath)
 {
-    const auto answer = ask(socketPath, WireWriter(kRequestIdentities), kIdentitiesAnswer, kListLimit);
+    const auto answer = askAgent(socketPath, WireWriter(kRequestIdentities), kIdentitiesAnswer, kListLimit);
     if (!answer.ok())
         return answer.error();
     WireReader reader(*answer);
@@ -140,7 +140,7 @@ Result<std::vector<std::shared_ptr<const SigningKey>>> keys(const std::string& s
             keys.push_back(std::make_shared<AgentKey>(socketPath, std::move(*key)));
     }
     if (!reader.ok())
-        return kDamaged;
+        return kDamagedAnswer;
     return keys;
 }
 
