@@ -186,8 +186,11 @@ private:
             return authenticate(payload);
         case message::kUserauthInfoResponse: {
             bool right = reader.uint32() == options_.prompts.size();
-            for (const auto& [text, shown] : options_.prompts)
-                right = reader.text() == (shown ? "" : options_.password) && right;
+            for (std::size_t i = 0; right && i < options_.prompts.size(); ++i) {
+                const std::string usual = options_.prompts[i].second ? "" : options_.password;
+                right = reader.text() == (options_.answers.empty() ? usual : options_.answers[i]);
+            }
+            std::this_thread::sleep_for(options_.approval);
             return answerLogin(right);
         }
         case message::kDisconnect:
@@ -201,13 +204,20 @@ private:
     void answerLogin(bool granted)
     {
         if (!granted)
-            return send(WireWriter(message::kUserauthFailure).nameList(options_.authMethods).boolean(false));
+            return send(WireWriter(message::kUserauthFailure).nameList(methods()).boolean(false));
+        if (steps_++ < options_.alsoWants.size())
+            return send(WireWriter(message::kUserauthFailure).nameList(methods()).boolean(true));
         send(WireWriter(message::kUserauthSuccess));
         loggedIn_ = true;
         if (choice_.compression[kToClient] == "zlib@openssh.com") {
             codec_.compressOutgoing(true);
             codec_.decompressIncoming(true);
         }
+    }
+
+    std::vector<std::string> methods() const
+    {
+        return steps_ == 0 ? options_.authMethods : std::vector{options_.alsoWants[steps_ - 1]};
     }
 
     void authenticate(ByteView payload)
@@ -217,7 +227,7 @@ private:
         request.string();
         const std::string method = request.text();
         seen_.authRequests.push_back(method);
-        if (!contains(options_.authMethods, method))
+        if (!contains(methods(), method))
             return answerLogin(false);
         if (method == "keyboard-interactive") {
             WireWriter questions(message::kUserauthInfoRequest);
@@ -226,16 +236,21 @@ private:
                 questions.string(text).boolean(shown);
             return send(questions);
         }
-        request.boolean();
+        const bool isSigned = request.boolean();
         const std::string word = request.text(); // The password, or the signature's algorithm.
         if (method == "password")
             return answerLogin(word == options_.password);
         seen_.authRequests.push_back(word);
-        const auto key = PublicKey::parse(request.string());
+        const ByteView blob = request.string();
+        const auto key = PublicKey::parse(blob);
+        if (!key.ok() || !(options_.keys.empty() || contains(options_.keys, key->type())))
+            return answerLogin(false);
+        if (!isSigned)
+            return send(WireWriter(message::kUserauthPkOk).string(word).string(blob));
         const ByteView signature = request.string();
         const Bytes all =
             WireWriter().string(sessionId_).raw(payload.first(payload.size() - 4 - signature.size())).take();
-        answerLogin(key.ok() && key->verify(*findSignature(word), signature, all).ok());
+        answerLogin(key->verify(*findSignature(word), signature, all).ok());
     }
 
     void receiveChannel(std::uint8_t number, WireReader& reader)
@@ -330,6 +345,7 @@ private:
     AlgorithmChoice choice_;
     Bytes sessionId_;
     bool loggedIn_ = false;
+    std::size_t steps_ = 0; // Logins that it has accepted.
     FileServer files_;
     std::vector<Bytes> replies_; // Of the files.
     bool isSftp_ = false;

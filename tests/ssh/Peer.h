@@ -27,6 +27,10 @@ struct Options {
     std::vector<std::string> authMethods = {"password"};
     std::string password = "secret";
     std::vector<std::pair<std::string, bool>> prompts = {{"Password: ", false}}; // With "may be shown".
+    std::vector<std::string> answers; // To the prompts; the password to those that aren't shown unless set.
+    std::vector<std::string> alsoWants; // Methods that must follow the first, in this order.
+    std::vector<std::string> keys; // Types of the keys that it takes; all of them when it is empty.
+    std::chrono::milliseconds approval{0}; // How long it is silent before it takes answers to prompts.
     std::uint32_t window = 1 << 20; // For what the client sends.
     int sftpVersion = 3;
     std::uint32_t mostRead = 1 << 20; // Bytes given for one read request.

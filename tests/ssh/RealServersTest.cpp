@@ -1,6 +1,7 @@
 #include "OnThreads.h"
 #include "platform/ProcessInfo.h"
 #include "ssh/Support.h"
+#include "ssh/crypto/SigningKey.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
 #include "ssh/sftp/CkoSFtp.h"
@@ -134,6 +135,55 @@ TEST_F(OpenSsh, RunsCommandsTheWayTheCallersExpect)
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("idle time limit"));
 }
 
+// A server that answers isn't silent, however long its command takes.
+TEST_F(OpenSsh, KeepAlivesWaitForASilentCommand)
+{
+    CkoSsh ssh;
+    ASSERT_TRUE(logIn(ssh)) << ssh.LastErrorText();
+    ssh.setKeepAlive(true);
+    ssh.setIdleTimeoutMs(1000);
+    const int channel = ssh.OpenSessionChannel();
+    ASSERT_TRUE(ssh.SendReqExec(channel, "sleep 3; exit 7"));
+    EXPECT_TRUE(ssh.ChannelReceiveToClose(channel)) << ssh.LastErrorText();
+    EXPECT_EQ(ssh.GetChannelExitStatus(channel), 7);
+}
+
+TEST_F(OpenSsh, CarriesManyFilesTogether)
+{
+    CkoSFtp sftp;
+    ASSERT_TRUE(logIn(sftp) && sftp.InitializeSftp()) << sftp.LastErrorText();
+    const std::string base = folder_ / "remote";
+    EXPECT_THAT(sftp.CreateDirs({base, base + "/a", base + "/a/b", base + "/none/c", base}),
+        testing::ElementsAre(true, true, true, false, true));
+    constexpr std::size_t kFiles = 700; // More than may be open at the same time.
+    std::vector<std::string> texts;
+    std::vector<CkoUpload> uploads;
+    std::vector<CkoDownload> downloads;
+    std::vector<std::string> paths;
+    for (std::size_t i = 0; i < kFiles; ++i)
+        texts.push_back(support::randomText(i % 100 == 99 ? 300'000 + i : i));
+    for (std::size_t i = 0; i < kFiles; ++i) {
+        paths.push_back(base + "/a/b/" + std::to_string(i));
+        uploads.push_back({paths.back(), {}, viewOf(texts[i]), 0600});
+        downloads.push_back({paths.back(), folder_ / std::to_string(i), i % 2 == 0,
+            i % 3 == 0 ? -1 : static_cast<std::int64_t>(texts[i].size())});
+        if (i % 4 == 0) // Half of it is here already.
+            support::writeFile(folder_ / std::to_string(i), texts[i].substr(0, i / 2));
+    }
+    for (const CkoTransfer& transfer : sftp.UploadFiles(uploads))
+        EXPECT_TRUE(transfer.ok()) << transfer.error;
+    EXPECT_EQ(sftp.GetFilePermissions(paths[5], false, false), 0600);
+    const auto sizes = sftp.OpenedFileSizes(paths);
+    const auto got = sftp.DownloadFiles(downloads);
+    for (std::size_t i = 0; i < kFiles; ++i) {
+        EXPECT_EQ(sizes[i], static_cast<std::int64_t>(texts[i].size()));
+        EXPECT_TRUE(got[i].ok() && support::readFile(downloads[i].localPath) == texts[i]) << got[i].error;
+    }
+    const auto listings = sftp.ReadDirs({base + "/a/b", base + "/none", paths[0]});
+    ASSERT_TRUE(listings[0] && !listings[1] && !listings[2]) << sftp.LastErrorText();
+    EXPECT_EQ(listings[0]->NumFilesAndDirs(), static_cast<int>(kFiles));
+}
+
 void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
 {
     ASSERT_TRUE(sftp.InitializeSftp()) << sftp.LastErrorText();
@@ -242,6 +292,54 @@ TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
     EXPECT_EQ(tool("true", "get", ""), 2);
 }
 
+// The keys of a real agent, whose secrets this process never sees.
+class Agent {
+public:
+    explicit Agent(const std::string& folder) : folder_(folder)
+    {
+        support::run({"sh", "-c", "ssh-agent -s -a " + socket() + " > " + folder_ + "/agent-env"});
+    }
+    ~Agent() { support::run({"sh", "-c", ". " + folder_ + "/agent-env && ssh-agent -k"}); }
+    std::string socket() const { return folder_ + "/agent"; }
+    void add(const std::string& keyText) const
+    {
+        const std::string path = folder_ + "/added";
+        support::writeFile(path, keyText);
+        std::filesystem::permissions(path, std::filesystem::perms(0600));
+        EXPECT_EQ(support::run({"sh", "-c", ". " + folder_ + "/agent-env && ssh-add " + path}), 0);
+    }
+
+private:
+    const std::string folder_;
+};
+
+TEST_F(OpenSsh, TakesTheKeysOfAnAgent)
+{
+    EXPECT_THAT(CkoSshKey::KeysOfAgent(folder_ / "none").error().text, HasSubstr("could not be connected"));
+    EXPECT_FALSE(CkoSshKey::KeysOfAgent("").ok());
+    std::optional<Agent> agent(std::in_place, folder_.path());
+    EXPECT_TRUE(CkoSshKey::KeysOfAgent(agent->socket())->empty());
+    const std::vector<std::string> types = {"ssh-ed25519", "ssh-rsa", "ecdsa-sha2-nistp384"};
+    for (const std::string& type : types)
+        agent->add(keys_[type]);
+    const auto keys = CkoSshKey::KeysOfAgent(agent->socket());
+    ASSERT_TRUE(keys.ok()) << keys.error().text;
+    ASSERT_EQ(keys->size(), types.size());
+    for (std::size_t i = 0; i < types.size(); ++i) {
+        CkoSsh ssh;
+        ssh.setKnownHostsFile(folder_ / "known_hosts");
+        ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
+        EXPECT_TRUE(ssh.AuthenticatePk(platform::loginName(), (*keys)[i])) << ssh.LastErrorText();
+        EXPECT_EQ((*keys)[i].key()->type(), types[i]);
+    }
+    agent.reset();
+    CkoSsh ssh;
+    ssh.setKnownHostsFile(folder_ / "known_hosts");
+    ASSERT_TRUE(ssh.Connect("127.0.0.1", server_->port())) << ssh.LastErrorText();
+    EXPECT_FALSE(ssh.AuthenticatePk(platform::loginName(), keys->front()));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("could not be connected"));
+}
+
 TEST_F(OpenSsh, TakesPasswords)
 {
     if (!server_->ownAccount())
@@ -255,6 +353,28 @@ TEST_F(OpenSsh, TakesPasswords)
     EXPECT_TRUE(ssh.AuthenticatePw(platform::loginName(), support::RealServer::kPassword))
         << ssh.LastErrorText();
     EXPECT_EQ(runCommand(ssh, "echo in"), "in\n");
+}
+
+TEST_F(OpenSsh, TakesAKeyAndThenAPassword)
+{
+    const auto server = support::RealServer::openSsh(authorized_, "AuthenticationMethods publickey,password");
+    if (!server || !server->ownAccount())
+        GTEST_SKIP() << "Without the right to mount there is no account with a known password.";
+    CkoSignIn with;
+    for (const char* type : {"ssh-dss", "ssh-ed25519"}) { // The server takes DSA keys no more.
+        with.keys.emplace_back();
+        ASSERT_TRUE(with.keys.back().FromOpenSshPrivateKey(keys_[type]));
+    }
+    for (const char* password : {"", "wrong", support::RealServer::kPassword}) {
+        with.password = password;
+        CkoSsh ssh;
+        ssh.setKnownHostsFile(folder_ / "known_hosts");
+        ASSERT_TRUE(ssh.Connect("127.0.0.1", server->port())) << ssh.LastErrorText();
+        const bool in = ssh.SignIn(platform::loginName(), with);
+        EXPECT_EQ(in, with.password == support::RealServer::kPassword) << ssh.LastErrorText();
+        EXPECT_EQ(ssh.Refusal().unanswered.size(), with.password.empty() ? 1u : 0u);
+        EXPECT_EQ(ssh.Refusal().passwordRefused, with.password == "wrong");
+    }
 }
 
 TEST_F(OpenSsh, ADropbearServerDoesTheSame)

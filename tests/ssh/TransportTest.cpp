@@ -376,6 +376,28 @@ TEST_F(Transport, TrustsAHostOnceAndThenOnlyUnderItsKnownKeys)
     platform::Places::setRoot("");
 }
 
+// The question for a sign of life has no answer from this peer.
+TEST_F(Transport, KeepAlivesGiveUpAPeerThatStopsAnswering)
+{
+    const std::function<bool(CkoSsh&, int)> waits[] = {
+        [](CkoSsh& ssh, int channel) { return ssh.ChannelReceiveToClose(channel); },
+        [](CkoSsh& ssh, int channel) { return ssh.ChannelReadAndPoll(channel, 60000) >= 0; }};
+    for (const auto& wait : waits) {
+        peer::Session<CkoSsh> session({}, [](CkoSsh& ssh) { ssh.setKeepAlive(true); });
+        CkoSsh& ssh = session.client;
+        const int channel = ssh.OpenSessionChannel();
+        ASSERT_TRUE(ssh.SendReqExec(channel, "cat")) << ssh.LastErrorText();
+        ssh.setIdleTimeoutMs(600);
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(wait(ssh, channel));
+        EXPECT_THAT(ssh.LastErrorText(), HasSubstr("idle time limit"));
+        const auto taken = std::chrono::steady_clock::now() - start;
+        EXPECT_GE(taken, std::chrono::milliseconds(500));
+        EXPECT_LT(taken, std::chrono::seconds(10));
+        EXPECT_LT(ssh.OpenSessionChannel(), 0);
+    }
+}
+
 // A request that has just gone out is no sign of life.
 TEST_F(Transport, EndsACallAfterOneIdleLimitOfSilence)
 {

@@ -12,8 +12,23 @@
 
 bool askYesOrNo(const std::string& question)
 {
+    return askYesOrNo(question, "--yes");
+}
+
+std::optional<std::string> askLine(const std::string& question)
+{
     if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1) {
-        complain(fmt::format("{} Use --yes to skip this question.", question));
+        complain(fmt::format("{} There is no terminal to answer on.", question));
+        return std::nullopt;
+    }
+    std::fputs(terminal::printable(question).c_str(), stderr);
+    return readSecretFrom(STDIN_FILENO);
+}
+
+bool askYesOrNo(const std::string& question, const std::string& option)
+{
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDERR_FILENO) != 1) {
+        complain(fmt::format("{} Use {} to skip this question.", question, option));
         return false;
     }
     std::fputs(terminal::printable(question + " [y/N] ").c_str(), stderr);
@@ -25,7 +40,7 @@ std::optional<std::string> askSecret(const std::string& question)
 {
     termios before{};
     if (isatty(STDERR_FILENO) != 1 || ::tcgetattr(STDIN_FILENO, &before) != 0) {
-        complain("A password can't be asked for without a terminal: use --password-fd.");
+        complain(fmt::format("{} There is no terminal to answer on.", question));
         return std::nullopt;
     }
     termios hidden = before;

@@ -27,6 +27,7 @@ struct RunOptions {
     std::optional<double> minutes; // Between looks.
     bool detach = false;
     bool withoutArguments = false;
+    bool acceptNewHostKey = false;
 };
 int runVerb(const RunOptions& options);
 
@@ -57,6 +58,7 @@ struct MachinesOptions {
     std::optional<int> port;
     std::optional<std::string> through;
     bool allowWeak = false;
+    bool acceptNewHostKey = false;
     std::optional<int> passwordDescriptor;
     std::optional<std::string> workFolder;
     bool yes = false;

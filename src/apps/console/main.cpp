@@ -26,6 +26,9 @@ constexpr const char* kDescription =
     "A task wrapper is a folder whose name ends in .vtask: it holds the program, the list of its\n"
     "input sets and one numbered folder for each run.";
 
+constexpr const char* kAcceptNewHostKey =
+    "Trust the key of a host that is met for the first time without asking";
+
 constexpr const char* kExitStatus =
     "Exit status: 0 done, 1 something is not done or failed, 2 wrong use, 130 interrupted.";
 
@@ -158,6 +161,7 @@ With --json nothing is shown until the end, and then the task table with each ta
         verb->add_option("--work-folder", run_.workFolder, "The folder for batches on the cluster")
             ->needs(on);
         verb->add_option("--minutes", run_.minutes, "Minutes between looks at the cluster (15 by default)");
+        verb->add_flag("--accept-new-host-key", run_.acceptNewHostKey, kAcceptNewHostKey);
         verb->add_flag("--detach", run_.detach, "End when the jobs are submitted");
         verb->add_flag("--without-arguments", run_.withoutArguments,
                 "Run tasks on a cluster although their arguments don't reach them there")
@@ -221,8 +225,10 @@ secret store, "check" signs in and makes the work folder, and "files" lists that
             addMachinesAction(verb, "check", "Sign in and make the work folder", Action::Check);
         CLI::App* files = addMachinesAction(verb, "files", "List the work folder", Action::Files);
         addJson(files, machines_.json);
-        for (CLI::App* part : {checked, files})
+        for (CLI::App* part : {checked, files}) {
             part->add_option("--work-folder", machines_.workFolder, "Another work folder");
+            part->add_flag("--accept-new-host-key", machines_.acceptNewHostKey, kAcceptNewHostKey);
+        }
         verb->callback([this] { work_ = [this] { return machinesVerb(machines_); }; });
     }
 

@@ -4,7 +4,9 @@
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
+#include "remote/machines/SignInAnswers.h"
 #include "ssh/session/CkoSshKey.h"
+#include "ssh/session/SshAgent.h"
 
 #include <fmt/format.h>
 
@@ -14,7 +16,28 @@ constexpr const char* kUsersKeyFile = "~/.ssh/id_dsa";
 constexpr int kConnectLimitMs = 5000;
 constexpr int kIdleLimitOfFilesMs = 10000;
 constexpr int kIdleLimitOfCommandsMs = 5000;
+constexpr int kApprovalLimitMs = 180000; // A person finds a telephone and approves the login on it.
 constexpr std::uint64_t kLongestKeyFile = 1 << 20; // Bytes.
+constexpr std::size_t kMostKeysOfAgent = 5; // Servers count each offer, and usually end after six.
+
+// Does nothing for a key that an agent doesn't hold.
+bool isKeyOfFile(const ssh::CkoSshKey& key, const std::string& publicLine)
+{
+    return publicLine.find(ssh::toBase64(key.key()->publicBlob())) != std::string::npos;
+}
+
+std::vector<ssh::CkoSshKey> keysOfAgent()
+{
+    const std::string socket = ssh::sshagent::usualSocket();
+    if (socket.empty())
+        return {};
+    auto keys = ssh::CkoSshKey::KeysOfAgent(socket);
+    if (!keys.ok()) {
+        platform::systemLog(keys.error().text);
+        return {};
+    }
+    return std::move(*keys);
+}
 
 } // namespace
 
@@ -50,15 +73,105 @@ bool SVSSHPasswordInfo::connect(ssh::CkoConnection& connection, const LoginLimit
     connection.setIdleTimeoutMs(limits.idleMs);
     connection.setKeepAlive(true);
     connection.setRefuseWeak(!access_.allowsOldAlgorithms);
+    connection.setApprovalTimeoutMs(kApprovalLimitMs);
+    auto& answers = SignInAnswers::shared();
+    const bool asks = SignInAnswers::hook() != nullptr;
+    if (asks)
+        connection.setTrustNewHosts(false, answers.trustedHostKey(login()));
     const MachineAddress address = MachineAddress::of(hostName_, access_);
     if (connection.Connect(address.host, address.port))
         return true;
     platform::systemLog(connection.LastErrorText());
+    std::vector<SignInQuestion> questions;
+    if (asks && connection.HostKeyIsNew())
+        questions.push_back({SignInQuestion::Kind::HostKey, login(),
+            fmt::format("{} is met for the first time. The fingerprint of its key is {}.", hostName_,
+                connection.HostKeyFingerprint()),
+            connection.HostKeyFingerprint(), true});
+    answers.leave(login(), std::move(questions));
     return false;
+}
+
+// A password that nobody can be asked about goes the old way.
+bool SVSSHPasswordInfo::usesEveryMethod() const
+{
+    return access_.keyFile || SignInAnswers::hook()
+        || (password_ && password_->empty() && !ssh::sshagent::usualSocket().empty());
+}
+
+// The key of the file, if it can be opened; else the agent's copy of it. Without a key file, the agent's
+// keys.
+std::optional<std::string> SVSSHPasswordInfo::findKeys(
+    ssh::CkoSignIn& with, const std::map<std::string, std::string>& passphrases) const
+{
+    if (!access_.keyFile && password_) {
+        with.keys = password_->empty() ? keysOfAgent() : std::vector<ssh::CkoSshKey>();
+        with.keys.resize(std::min(with.keys.size(), kMostKeysOfAgent));
+        return std::nullopt;
+    }
+    const std::string path = platform::paths::expandingTilde(access_.keyFile.value_or(kUsersKeyFile));
+    const auto text = platform::files::readFile(path, kLongestKeyFile);
+    ssh::CkoSshKey key;
+    const auto passphrase = passphrases.find(path);
+    if (passphrase != passphrases.end())
+        key.setPassphrase(passphrase->second);
+    if (text && key.FromOpenSshPrivateKey(*text)) {
+        with.keys = {std::move(key)};
+        return std::nullopt;
+    }
+    platform::systemLog(text ? key.LastErrorText() : text.error().text);
+    if (text && key.NeedsPassphrase()) {
+        const std::string publicLine = platform::files::readFile(path + ".pub", kLongestKeyFile).value_or("");
+        for (ssh::CkoSshKey& offered : keysOfAgent())
+            if (isKeyOfFile(offered, publicLine))
+                with.keys.push_back(std::move(offered));
+        if (!with.keys.empty())
+            return std::nullopt;
+        SignInAnswers::shared().leave(login(),
+            {{SignInQuestion::Kind::Passphrase, login(), fmt::format("Passphrase of {}: ", path), path}});
+    }
+    return "Could not read the private key";
+}
+
+std::optional<std::string> SVSSHPasswordInfo::signIn(ssh::CkoConnection& connection) const
+{
+    auto& answers = SignInAnswers::shared();
+    SignInAnswers::Known known = answers.takeFor(login());
+    ssh::CkoSignIn with;
+    if (auto failure = findKeys(with, known.passphrases))
+        return failure;
+    with.password = known.password.value_or(password_.value_or(""));
+    if (with.password == known.refusedPassword)
+        with.password.clear();
+    with.answers = std::move(known.answers);
+    if (connection.SignIn(userName_, with)) {
+        answers.leave(login(), {});
+        return std::nullopt;
+    }
+    platform::systemLog(connection.LastErrorText());
+    const ssh::CkoRefusal refusal = connection.Refusal();
+    std::vector<SignInQuestion> questions;
+    if (refusal.passwordRefused)
+        answers.noteRefusedPassword(login(), with.password);
+    const std::string passwordText = fmt::format("Password of {}: ", login());
+    if (refusal.passwordRefused && refusal.unanswered.empty())
+        questions.push_back({SignInQuestion::Kind::Password, login(), passwordText, ""});
+    for (const ssh::CkoPrompt& prompt : refusal.unanswered) {
+        if (prompt.asksPassword)
+            questions.push_back({SignInQuestion::Kind::Password, login(), passwordText, ""});
+        else
+            questions.push_back({SignInQuestion::Kind::Code, login(),
+                prompt.instruction.empty() ? prompt.text : prompt.instruction + "\n" + prompt.text,
+                prompt.text, prompt.shown});
+    }
+    answers.leave(login(), std::move(questions));
+    return fmt::format("Could not connect as user {}", userName_);
 }
 
 std::optional<std::string> SVSSHPasswordInfo::authenticate(ssh::CkoConnection& connection) const
 {
+    if (usesEveryMethod())
+        return signIn(connection);
     const bool byPassword = password_ && !access_.keyFile;
     ssh::CkoSshKey key;
     if (!byPassword) {

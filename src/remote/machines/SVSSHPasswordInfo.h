@@ -4,6 +4,7 @@
 #include "ssh/sftp/CkoSFtp.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -49,7 +50,9 @@ public:
     const std::string& userName() const { return userName_; }
     const std::optional<std::string>& password() const { return password_; }
     const MachineAccess& access() const { return access_; }
+    std::string login() const { return userName_ + "@" + hostName_; } // As SignInAnswers names it.
 
+    // A login that needs a person fails, and leaves its questions to SignInAnswers.
     // Connect and log in, the first up to the file transfer subsystem. Nothing on success, else the sentence
     // for the user; the reason goes to the log.
     std::optional<std::string> authenticateFTP(ssh::CkoSFtp& connection) const;
@@ -63,6 +66,10 @@ public:
 
 private:
     SVSSHPasswordInfo() = default;
+    bool usesEveryMethod() const;
+    std::optional<std::string> signIn(ssh::CkoConnection& connection) const;
+    std::optional<std::string> findKeys(
+        ssh::CkoSignIn& with, const std::map<std::string, std::string>& passphrases) const;
 
     std::string hostName_;
     std::string userName_;

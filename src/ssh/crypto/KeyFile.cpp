@@ -1,6 +1,7 @@
 #include "ssh/crypto/PrivateKey.h"
 
 #include "platform/Gcrypt.h"
+#include "ssh/crypto/KeyEncryption.h"
 #include "ssh/crypto/Wire.h"
 
 #include <algorithm>
@@ -48,6 +49,7 @@ private:
 };
 
 const Error kDamaged{"The private key file is damaged."};
+const Error kWrongPassphrase{"The pass phrase doesn't open the private key."};
 
 Result<PrivateKey> readRsa(ByteView bytes)
 {
@@ -137,43 +139,91 @@ Result<PrivateKey> readPrivateSection(ByteView section)
     return reader.ok() ? std::move(key) : kDamaged;
 }
 
-Result<PrivateKey> readOpenSsh(ByteView bytes)
+// The outer form of an "OPENSSH PRIVATE KEY".
+struct OpenSshFile {
+    OpenSshEncryption encryption;
+    ByteView publicBlob;
+    ByteView section; // What may be encrypted.
+    bool isEncrypted() const { return encryption.cipher != "none" || encryption.derivation != "none"; }
+};
+
+Result<OpenSshFile> parseOpenSsh(ByteView bytes)
 {
     constexpr std::string_view kMagic("openssh-key-v1\0", 15);
     WireReader reader(bytes);
     if (textOf(reader.bytes(kMagic.size())) != kMagic)
         return kDamaged;
-    const std::string cipher = reader.text();
-    const std::string derivation = reader.text();
-    reader.string();
+    OpenSshFile file;
+    file.encryption.cipher = textOf(reader.string());
+    file.encryption.derivation = textOf(reader.string());
+    file.encryption.options = reader.string();
     const std::uint32_t count = reader.uint32();
-    const ByteView publicBlob = reader.string();
-    const ByteView section = reader.string();
-    if (!reader.ok() || count != 1)
-        return kDamaged;
-    if (cipher != "none" || derivation != "none")
-        return Error{"The private key is protected by a pass phrase, and there is none to open it with."};
-    Result<PrivateKey> key = readPrivateSection(section);
-    if (key.ok() && !equal(key->publicBlob(), publicBlob))
+    file.publicBlob = reader.string();
+    file.section = reader.string();
+    return reader.ok() && count == 1 ? Result<OpenSshFile>(file) : kDamaged;
+}
+
+// The two numbers at its beginning are equal, unless the passphrase is wrong.
+bool isDecrypted(ByteView section)
+{
+    WireReader reader(section);
+    const std::uint32_t check = reader.uint32();
+    return check == reader.uint32() && reader.ok();
+}
+
+Result<PrivateKey> readOpenSsh(ByteView bytes, std::string_view passphrase)
+{
+    const auto file = parseOpenSsh(bytes);
+    if (!file.ok())
+        return file.error();
+    Bytes decrypted;
+    if (file->isEncrypted()) {
+        auto section = decryptSection(file->encryption, file->section, passphrase);
+        if (!section.ok())
+            return section.error();
+        if (!isDecrypted(*section))
+            return kWrongPassphrase;
+        decrypted = std::move(*section);
+    }
+    Result<PrivateKey> key = readPrivateSection(file->isEncrypted() ? ByteView(decrypted) : file->section);
+    if (key.ok() && !equal(key->publicBlob(), file->publicBlob))
         return kDamaged;
     return key;
 }
 
-struct KeyForm {
-    std::string_view label;
-    Result<PrivateKey> (*read)(ByteView);
-};
-constexpr KeyForm kForms[] = {
-    {"DSA PRIVATE KEY", readDsa},
-    {"RSA PRIVATE KEY", readRsa},
-    {"OPENSSH PRIVATE KEY", readOpenSsh},
+// The part of the text between the two marker lines of a form.
+struct KeyText {
+    enum class Form { Dsa, Rsa, OpenSsh };
+    Form form;
+    std::string_view body; // In base64, behind header lines.
+    bool isEncryptedPem() const { return body.find("ENCRYPTED") != std::string_view::npos; }
 };
 
-// The base64 part between the two marker lines; PEM header lines ("Name: value") come before a blank line.
+Result<KeyText> findKey(std::string_view text)
+{
+    constexpr std::pair<std::string_view, KeyText::Form> kForms[] = {
+        {"DSA PRIVATE KEY", KeyText::Form::Dsa},
+        {"RSA PRIVATE KEY", KeyText::Form::Rsa},
+        {"OPENSSH PRIVATE KEY", KeyText::Form::OpenSsh},
+    };
+    for (const auto& [label, form] : kForms) {
+        const std::string begin = "-----BEGIN " + std::string(label) + "-----";
+        const std::string end = "-----END " + std::string(label) + "-----";
+        const auto from = text.find(begin);
+        if (from == std::string_view::npos)
+            continue;
+        const std::string_view rest = text.substr(from + begin.size());
+        const auto to = rest.find(end);
+        if (to == std::string_view::npos)
+            return Error{"The private key file ends before its last line."};
+        return KeyText{form, rest.substr(0, to)};
+    }
+    return Error{"The file holds no private key in a form that is understood (DSA, RSA or OpenSSH)."};
+}
+
+// The bytes of the base64 part; PEM header lines ("Name: value") come before a blank line.
 Result<Bytes> decodeBody(std::string_view body)
 {
-    if (body.find("ENCRYPTED") != std::string_view::npos)
-        return Error{"The private key is protected by a pass phrase, and there is none to open it with."};
     if (body.find(':') != std::string_view::npos) {
         const auto blank = std::min(body.find("\n\n"), body.find("\n\r\n"));
         if (blank == std::string_view::npos)
@@ -184,25 +234,52 @@ Result<Bytes> decodeBody(std::string_view body)
     return bytes ? Result<Bytes>(std::move(*bytes)) : kDamaged;
 }
 
+Result<PrivateKey> readPem(const KeyText& key, ByteView bytes)
+{
+    return key.form == KeyText::Form::Dsa ? readDsa(bytes) : readRsa(bytes);
+}
+
+Result<PrivateKey> readEncryptedPem(const KeyText& key, ByteView bytes, std::string_view passphrase)
+{
+    constexpr std::string_view kInfo = "DEK-Info: ";
+    const auto at = key.body.find(kInfo);
+    if (at == std::string_view::npos)
+        return kDamaged;
+    std::string_view info = key.body.substr(at + kInfo.size());
+    info = info.substr(0, info.find_first_of("\r\n"));
+    const auto plain = decryptPem(info, bytes, passphrase);
+    if (!plain.ok())
+        return plain.error();
+    auto read = readPem(key, *plain);
+    return read.ok() ? std::move(read) : kWrongPassphrase; // Or damage: nothing tells them apart.
+}
+
 } // namespace
 
-Result<PrivateKey> readKeyFile(std::string_view text)
+bool isEncryptedKey(std::string_view text)
+{
+    const auto key = findKey(text);
+    if (!key.ok())
+        return false;
+    if (key->form != KeyText::Form::OpenSsh)
+        return key->isEncryptedPem();
+    const auto bytes = decodeBody(key->body);
+    const auto file = bytes.ok() ? parseOpenSsh(*bytes) : Result<OpenSshFile>(bytes.error());
+    return file.ok() && file->isEncrypted();
+}
+
+Result<PrivateKey> readKeyFile(std::string_view text, std::string_view passphrase)
 {
     platform::setUpGcrypt();
-    for (const KeyForm& form : kForms) {
-        const std::string begin = "-----BEGIN " + std::string(form.label) + "-----";
-        const std::string end = "-----END " + std::string(form.label) + "-----";
-        const auto from = text.find(begin);
-        if (from == std::string_view::npos)
-            continue;
-        const std::string_view rest = text.substr(from + begin.size());
-        const auto to = rest.find(end);
-        if (to == std::string_view::npos)
-            return Error{"The private key file ends before its last line."};
-        const Result<Bytes> bytes = decodeBody(rest.substr(0, to));
-        return bytes.ok() ? form.read(*bytes) : Result<PrivateKey>(bytes.error());
-    }
-    return Error{"The file holds no private key in a form that is understood (DSA, RSA or OpenSSH)."};
+    const auto key = findKey(text);
+    if (!key.ok())
+        return key.error();
+    const Result<Bytes> bytes = decodeBody(key->body);
+    if (!bytes.ok())
+        return bytes.error();
+    if (key->form == KeyText::Form::OpenSsh)
+        return readOpenSsh(*bytes, passphrase);
+    return key->isEncryptedPem() ? readEncryptedPem(*key, *bytes, passphrase) : readPem(*key, *bytes);
 }
 
 } // namespace ssh

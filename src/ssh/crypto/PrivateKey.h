@@ -1,11 +1,11 @@
 #pragma once
 
-#include "ssh/crypto/PublicKey.h"
+#include "ssh/crypto/SigningKey.h"
 
 namespace ssh {
 
-// A private key that can sign. Its secret numbers live in memory that is wiped.
-class PrivateKey {
+// A private key of this process. Its secret numbers live in memory that is wiped.
+class PrivateKey final : public SigningKey {
 public:
     struct RsaNumbers {
         ByteView n, e, d, p, q;
@@ -19,10 +19,9 @@ public:
     static Result<PrivateKey> fromEcdsa(int bits, ByteView point, ByteView scalar);
     static Result<PrivateKey> fromEd25519(ByteView point, ByteView seed);
 
-    const std::string& type() const { return type_; } // "ssh-rsa" and so on.
-    const Bytes& publicBlob() const { return publicBlob_; }
-    // The signature in its wire form. `algorithm` must suit the key's type.
-    Result<Bytes> sign(const SignatureInfo& algorithm, ByteView data) const;
+    const std::string& type() const override { return type_; }
+    const Bytes& publicBlob() const override { return publicBlob_; }
+    Result<Bytes> sign(const SignatureInfo& algorithm, ByteView data) const override;
 
 private:
     std::string type_;
@@ -30,8 +29,11 @@ private:
     Sexp key_;
 };
 
-// Reads an unencrypted key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA
-// sibling) or "OPENSSH PRIVATE KEY" (openssh-key-v1). A failure says what is wrong.
-Result<PrivateKey> readKeyFile(std::string_view text);
+// Reads a key file: "DSA PRIVATE KEY", "RSA PRIVATE KEY" (the PEM forms of PKCS #1 and its DSA sibling) or
+// "OPENSSH PRIVATE KEY" (openssh-key-v1). The passphrase is used for an encrypted one, which may take a
+// second to open. A failure says what is wrong.
+Result<PrivateKey> readKeyFile(std::string_view text, std::string_view passphrase = {});
+// Whether it takes a passphrase.
+bool isEncryptedKey(std::string_view text);
 
 } // namespace ssh

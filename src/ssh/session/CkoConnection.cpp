@@ -31,6 +31,22 @@ bool CkoConnection::AuthenticatePk(const std::string& login, const CkoSshKey& pr
     return connection_.authenticatePk(login, privateKey);
 }
 
+bool CkoConnection::SignIn(const std::string& login, const CkoSignIn& with)
+{
+    return connection_.signIn(login, with);
+}
+
+CkoRefusal CkoConnection::Refusal() const
+{
+    return connection_.refusal();
+}
+
+void CkoConnection::setApprovalTimeoutMs(int milliseconds)
+{
+    connection_.configure(
+        [&](TransportSettings& s) { s.approvalLimit = std::chrono::milliseconds(milliseconds); });
+}
+
 void CkoConnection::Disconnect()
 {
     connection_.disconnect();
@@ -63,6 +79,14 @@ bool CkoConnection::ReKey()
 void CkoConnection::setKnownHostsFile(const std::string& path)
 {
     connection_.configure([&](TransportSettings& s) { s.knownHosts = path; });
+}
+
+void CkoConnection::setTrustNewHosts(bool on, const std::string& exceptFingerprint)
+{
+    connection_.configure([&](TransportSettings& s) {
+        s.trustsNewHosts = on;
+        s.trustedFingerprint = exceptFingerprint;
+    });
 }
 
 void CkoConnection::setSettledOnly(bool on)

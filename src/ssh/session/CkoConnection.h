@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ssh/session/CkoSignIn.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,7 +10,6 @@
 namespace ssh {
 
 class ClsConnection;
-class CkoSshKey;
 
 // The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit has
 // passed, and none throws. A failed call returns false, null or a negative number and leaves the reason in
@@ -25,6 +26,10 @@ public:
     // long as its command works. Off unless set.
     void setKeepAlive(bool on);
 
+    // Limit on the server's silence while a person may have to approve a keyboard-interactive login, on a
+    // telephone for instance. The idle limit unless it is longer.
+    void setApprovalTimeoutMs(int milliseconds);
+
     // TCP connect and the SSH transport up to the user authentication stage. The host's key must be one that
     // the known hosts file has for it. A host that is met for the first time is trusted: its key is recorded,
     // which HostKeyIsNew and the log tell.
@@ -33,13 +38,18 @@ public:
     // keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);
     bool AuthenticatePk(const std::string& login, const CkoSshKey& privateKey);
+    // Logs in with whatever the server asks for, one method after the other. When an answer is missing the
+    // login fails, and Refusal tells what to ask a person; the next attempt needs a new connection.
+    bool SignIn(const std::string& login, const CkoSignIn& with);
+    CkoRefusal Refusal() const; // Of the last login on this connection.
     // Allowed at every stage. Destroying the object does the same.
     void Disconnect();
 
     std::string LastErrorText() const; // The reason of the last failure, for the log.
     std::string SessionLog() const; // The last few hundred events of the connection, a line each.
     std::string HostKeyFingerprint() const; // "SHA256:...", of the server's key.
-    bool HostKeyIsNew() const; // Connect met the host for the first time and recorded its key.
+    // Connect met the host for the first time: it recorded the key, or refused it because it wasn't trusted.
+    bool HostKeyIsNew() const;
     // The agreed algorithms: key exchange, host key, then cipher, MAC and compression to the server and from
     // it.
     std::vector<std::string> Algorithms() const;
@@ -47,6 +57,9 @@ public:
 
     // All of these before Connect.
     void setKnownHostsFile(const std::string& path); // `~/Library/Trelkind/known_hosts` unless set.
+    // Whether a host that is met for the first time is trusted; on unless set. When it is off, a new host is
+    // accepted only if its key has this fingerprint.
+    void setTrustNewHosts(bool on, const std::string& exceptFingerprint = "");
     // The settled algorithms are those that this client has always offered, in the same order. Newer ones
     // come behind them, unless this is on; off unless set.
     void setSettledOnly(bool on);

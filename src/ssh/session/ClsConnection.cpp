@@ -44,14 +44,38 @@ bool ClsConnection::authenticate(Credentials credentials)
 
 bool ClsConnection::authenticatePw(const std::string& login, const std::string& password)
 {
-    return authenticate({login, copyOf(viewOf(password)), nullptr});
+    return authenticate({login, copyOf(viewOf(password)), {}, false, {}});
 }
 
 bool ClsConnection::authenticatePk(const std::string& login, const CkoSshKey& privateKey)
 {
     if (!privateKey.key())
         return check([] { return Status(Error{"No private key has been loaded."}); });
-    return authenticate({login, {}, privateKey.key()});
+    return authenticate({login, {}, {privateKey.key()}, false, {}});
+}
+
+bool ClsConnection::signIn(const std::string& login, const CkoSignIn& with)
+{
+    Credentials credentials{login, copyOf(viewOf(with.password)), {}, true, {}};
+    for (const CkoSshKey& key : with.keys)
+        if (key.key())
+            credentials.keys.push_back(key.key());
+    for (const CkoAnswer& answer : with.answers)
+        credentials.answers.emplace_back(answer.prompt, copyOf(viewOf(answer.answer)));
+    return authenticate(std::move(credentials));
+}
+
+CkoRefusal ClsConnection::refusal() const
+{
+    const std::lock_guard lock(lock_);
+    CkoRefusal refusal;
+    if (const UserAuth* auth = transport_.auth()) {
+        refusal.passwordRefused = auth->passwordRefused();
+        for (const LoginPrompt& prompt : auth->unanswered())
+            refusal.unanswered.push_back(
+                {prompt.text, prompt.instruction, prompt.shown, prompt.asksPassword});
+    }
+    return refusal;
 }
 
 bool ClsConnection::reKey()

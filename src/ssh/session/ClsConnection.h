@@ -1,13 +1,12 @@
 #pragma once
 
+#include "ssh/session/CkoSignIn.h"
 #include "ssh/session/SshTransport.h"
 
 #include <mutex>
 #include <optional>
 
 namespace ssh {
-
-class CkoSshKey;
 
 // The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
 // object serialises its calls; none throws.
@@ -23,6 +22,8 @@ public:
     bool connect(const std::string& hostname, int port);
     bool authenticatePw(const std::string& login, const std::string& password);
     bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
+    bool signIn(const std::string& login, const CkoSignIn& with);
+    CkoRefusal refusal() const;
     bool reKey();
     void disconnect();
 

@@ -74,10 +74,14 @@ Status SshTransport::connect(const std::string& host, int port)
 Status SshTransport::acceptHostKey(
     const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key)
 {
-    const auto meeting = knownHosts.accept(host, port, key);
+    const bool mayRecord = settings_.trustsNewHosts || settings_.trustedFingerprint == key.fingerprint();
+    const auto meeting = knownHosts.accept(host, port, key, mayRecord);
     if (!meeting.ok())
         return meeting.error();
-    hostKeyIsNew_ = *meeting == KnownHosts::Meeting::First;
+    hostKeyIsNew_ = *meeting != KnownHosts::Meeting::Known;
+    if (*meeting == KnownHosts::Meeting::FirstUnrecorded)
+        return Error{"The host " + host + " is met for the first time, and nobody has confirmed its key "
+            + key.type() + " " + key.fingerprint() + "."};
     if (hostKeyIsNew_)
         log_("The host " + host + " is met for the first time. Its key has been recorded: " + key.type() + " "
             + key.fingerprint());
@@ -215,16 +219,24 @@ Status SshTransport::probe()
 
 Status SshTransport::waitFor(const std::function<bool()>& done)
 {
+    return waitWithin([this] { return idleLimit(); }, done);
+}
+
+// The limit is asked for anew after each sign of life.
+Status SshTransport::waitWithin(
+    const std::function<std::chrono::milliseconds()>& limit, const std::function<bool()>& done)
+{
     bool reached = false;
     const auto check = [&] { return (reached = done()) || moved_; };
     do {
         moved_ = false;
-        Status status = waitUntil(Clock::now() + idleLimit(), check);
+        const std::chrono::milliseconds now = limit();
+        Status status = waitUntil(Clock::now() + now, check);
         if (!status.ok())
             return status;
         if (!reached && !moved_ && !done())
-            return fail(Error{"The server was silent for " + std::to_string(idleLimit().count())
-                + " ms, the idle time limit."});
+            return fail(Error{
+                "The server was silent for " + std::to_string(now.count()) + " ms, the idle time limit."});
     } while (!reached && !done());
     return {};
 }
@@ -238,7 +250,11 @@ Status SshTransport::authenticate(Credentials credentials)
     Status begun = protocol_->authenticate(std::move(credentials));
     if (!begun.ok())
         return begun;
-    Status status = waitFor([this] { return !protocol_->auth().pending(); });
+    const auto limit = [this] {
+        return protocol_->auth().awaitsPerson() ? std::max(idleLimit(), settings_.approvalLimit)
+                                                : idleLimit();
+    };
+    Status status = waitWithin(limit, [this] { return !protocol_->auth().pending(); });
     if (!status.ok())
         return status;
     if (!protocol_->auth().done()) {

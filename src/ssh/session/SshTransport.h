@@ -13,11 +13,15 @@ struct TransportSettings {
     std::chrono::milliseconds idleLimit{30000}; // For silence during a later call; 0 means six hours.
     std::string clientVersion = "SSH-2.0-PuTTY_Release_0.63";
     std::string knownHosts; // Path; empty for the user's own file.
+    bool trustsNewHosts = true; // A host that is met for the first time, whatever its key;
+    std::string trustedFingerprint; // else one with this key alone.
     AlgorithmSettings algorithms;
     std::uint32_t initialWindow = 0x50000; // Bytes; of a channel as it is opened.
     std::uint32_t openWindow = 0; // Bytes; the window is widened to this as soon as the channel is open.
     std::uint32_t maximumPacket = 32768;
     bool keepAlive = false; // Asks a silent server for an answer, which counts as life.
+    // For silence while a person approves a login elsewhere; the idle limit unless it is longer.
+    std::chrono::milliseconds approvalLimit{0};
 };
 
 // SshProtocol on a socket: connects, logs in, opens channels, and sends and receives while a call waits. A
@@ -32,6 +36,7 @@ public:
     // TCP connect, version exchange and key exchange, within the connect limit.
     Status connect(const std::string& host, int port);
     Status authenticate(Credentials credentials);
+    const UserAuth* auth() const { return protocol_ ? &protocol_->auth() : nullptr; }
     bool authenticated() const { return protocol_ && protocol_->auth().done(); }
     bool connected() const override { return socket_.isOpen(); }
     // Ends the connection at any stage, without waiting.
@@ -69,6 +74,8 @@ private:
         const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
     Status awaitAnswer(Channel& channel, const std::string& what);
+    Status waitWithin(
+        const std::function<std::chrono::milliseconds()>& limit, const std::function<bool()>& done);
     Deadline nextProbe() const;
     Status probe();
     Status fail(Error error);

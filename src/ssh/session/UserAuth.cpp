@@ -4,6 +4,8 @@
 #include "ssh/transport/Algorithms.h"
 #include "ssh/transport/Messages.h"
 
+#include <algorithm>
+
 namespace ssh {
 
 namespace {
@@ -11,6 +13,7 @@ namespace {
 constexpr std::string_view kService = "ssh-connection";
 constexpr int kMostRounds = 16;
 constexpr std::uint32_t kMostPrompts = 64;
+constexpr int kMostSteps = 12; // Servers end after six refused keys.
 
 Error malformedLogin()
 {
@@ -19,6 +22,14 @@ Error malformedLogin()
 Error unexpectedLogin()
 {
     return Error{"The server sent a login message out of turn."};
+}
+
+bool namesPassword(const std::string& prompt)
+{
+    std::string lower = prompt;
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower.find("password") != std::string::npos;
 }
 
 WireWriter request(const std::string& user, std::string_view method)
@@ -40,7 +51,10 @@ Status UserAuth::begin(Credentials credentials, ByteView sessionId)
     credentials_ = std::move(credentials);
     sessionId_ = copyOf(sessionId);
     refusal_.clear();
-    rounds_ = 0;
+    unanswered_.clear();
+    rounds_ = steps_ = 0;
+    keyIndex_ = 0;
+    passwordUsed_ = passwordRefused_ = false;
     state_ = State::None;
     return send_(request(credentials_.user, "none"));
 }
@@ -81,6 +95,8 @@ Status UserAuth::receive(ByteView payload)
     case message::kUserauthInfoRequest: // Its meaning depends on the method.
         if (state_ == State::Interactive)
             return receiveInfoRequest(body);
+        if (state_ == State::KeyOffer)
+            return receiveKeyAccepted(body);
         if (state_ == State::Password) {
             refuse("The server wants the password changed before it lets the user in.");
             return {};
@@ -99,7 +115,9 @@ Status UserAuth::receiveFailure(ByteView body)
     if (!reader.ok())
         return malformedLogin();
     if (state_ == State::None)
-        return chooseMethod(methods);
+        return credentials_.everyMethod ? chooseAnyMethod(methods) : chooseMethod(methods);
+    if (credentials_.everyMethod)
+        return goOn(methods, partial);
     const std::string offered = printable(joinNames(methods));
     if (partial)
         refuse("The server accepted the login but wants another one on top (" + offered + ").");
@@ -114,7 +132,7 @@ Status UserAuth::receiveFailure(ByteView body)
 Status UserAuth::chooseMethod(const std::vector<std::string>& methods)
 {
     const bool interactive = contains(methods, "keyboard-interactive");
-    if (credentials_.key) {
+    if (!credentials_.keys.empty()) {
         if (contains(methods, "publickey"))
             return sendPublicKey();
     } else if (interactive && credentials_.password.empty()) {
@@ -125,20 +143,61 @@ Status UserAuth::chooseMethod(const std::vector<std::string>& methods)
     } else if (interactive) {
         return sendInteractive();
     }
-    refuse(std::string("The server doesn't take ") + (credentials_.key ? "keys" : "passwords") + " from user "
-        + credentials_.user + ". It offers: " + printable(joinNames(methods)) + ".");
+    refuse(std::string("The server doesn't take ") + (credentials_.keys.empty() ? "passwords" : "keys")
+        + " from user " + credentials_.user + ". It offers: " + printable(joinNames(methods)) + ".");
+    return {};
+}
+
+Status UserAuth::goOn(const std::vector<std::string>& methods, bool partial)
+{
+    if (partial) {
+        log_("The server accepted the login and wants another one on top: " + printable(joinNames(methods)));
+        keyIndex_ += state_ == State::PublicKey ? 1 : 0; // A second login by key takes another key.
+    } else if (state_ == State::KeyOffer || state_ == State::PublicKey) {
+        log_("The server refused the key " + key().type() + ".");
+        ++keyIndex_;
+    } else {
+        passwordRefused_ = passwordUsed_;
+        refuse("The server refused the " + std::string(state_ == State::Password ? "password" : "answers")
+            + " for user " + credentials_.user + ". It offers: " + printable(joinNames(methods)) + ".");
+        return {};
+    }
+    return chooseAnyMethod(methods);
+}
+
+Status UserAuth::chooseAnyMethod(const std::vector<std::string>& methods)
+{
+    if (++steps_ > kMostSteps) {
+        refuse("The server wants too many logins.");
+        return {};
+    }
+    if (contains(methods, "publickey") && keyIndex_ < credentials_.keys.size())
+        return credentials_.keys.size() > 1 ? offerKey() : sendPublicKey();
+    if (contains(methods, "password") && !passwordUsed_ && !credentials_.password.empty())
+        return sendPassword();
+    if (contains(methods, "keyboard-interactive"))
+        return sendInteractive();
+    if (contains(methods, "password") && !passwordUsed_) {
+        unanswered_.push_back({"Password", "", false, true});
+        refuse("The server asks for the password of user " + credentials_.user + ".");
+        return {};
+    }
+    refuse("The server wants a login that there is nothing for. It offers user " + credentials_.user + ": "
+        + printable(joinNames(methods)) + ".");
     return {};
 }
 
 Status UserAuth::sendPassword()
 {
     state_ = State::Password;
+    passwordUsed_ = true;
     return send_(request(credentials_.user, "password").boolean(false).string(credentials_.password));
 }
 
 Status UserAuth::sendInteractive()
 {
     state_ = State::Interactive;
+    rounds_ = 0;
     return send_(request(credentials_.user, "keyboard-interactive")
                      .string(std::string_view())
                      .string(std::string_view()));
@@ -147,33 +206,92 @@ Status UserAuth::sendInteractive()
 Status UserAuth::receiveInfoRequest(ByteView body)
 {
     WireReader reader(body);
-    reader.string(); // Name, instruction and language, meant for a person.
-    reader.string();
-    reader.string();
+    std::string instruction = reader.text(); // A name, then the instruction, both for a person.
+    const std::string more = reader.text();
+    instruction += (instruction.empty() || more.empty() ? "" : "\n") + more;
+    reader.string(); // The language.
     const std::uint32_t count = reader.uint32();
     if (++rounds_ > kMostRounds || count > kMostPrompts) {
         refuse("The server asks too many questions.");
         return {};
     }
-    WireWriter answer(message::kUserauthInfoResponse);
-    answer.uint32(count);
-    for (std::uint32_t i = 0; i < count; ++i) {
-        reader.string();
-        // A question whose answer may be shown doesn't ask for a password.
-        const bool shown = reader.boolean();
-        answer.string(shown ? ByteView() : ByteView(credentials_.password));
+    std::vector<LoginPrompt> prompts;
+    for (std::uint32_t i = 0; i < count && reader.ok(); ++i) {
+        LoginPrompt prompt{reader.text(), instruction, false, false};
+        prompt.shown = reader.boolean();
+        prompts.push_back(std::move(prompt));
     }
-    return reader.ok() ? send_(answer) : malformedLogin();
+    return reader.ok() ? answerPrompts(std::move(prompts)) : malformedLogin();
+}
+
+Status UserAuth::answerPrompts(std::vector<LoginPrompt> prompts)
+{
+    WireWriter answer(message::kUserauthInfoResponse);
+    answer.uint32(static_cast<std::uint32_t>(prompts.size()));
+    for (LoginPrompt& prompt : prompts) {
+        const auto given = answerTo(prompt, prompts.size() == 1);
+        if (given) {
+            answer.string(*given);
+            continue;
+        }
+        prompt.asksPassword = !prompt.shown && namesPassword(prompt.text);
+        unanswered_.push_back(std::move(prompt));
+    }
+    if (unanswered_.empty())
+        return send_(answer);
+    refuse("The server asks: " + printable(unanswered_.front().text));
+    return {};
+}
+
+std::optional<Bytes> UserAuth::answerTo(const LoginPrompt& prompt, bool isOnlyOne)
+{
+    if (!credentials_.everyMethod) // A question whose answer may be shown doesn't ask for a password.
+        return prompt.shown ? Bytes() : credentials_.password;
+    auto& answers = credentials_.answers;
+    const auto found = std::find_if(
+        answers.begin(), answers.end(), [&](const auto& answer) { return answer.first == prompt.text; });
+    if (found != answers.end()) {
+        Bytes answer = std::move(found->second);
+        answers.erase(found); // A server that asks again has refused it.
+        return answer;
+    }
+    // The first hidden question of a login without anything before it is for the password, whatever its
+    // words.
+    const bool isFirst = isOnlyOne && rounds_ == 1 && steps_ == 1;
+    if (prompt.shown || passwordUsed_ || credentials_.password.empty()
+        || !(isFirst || namesPassword(prompt.text)))
+        return std::nullopt;
+    passwordUsed_ = true;
+    return credentials_.password;
 }
 
 // RFC 8332, section 3.3: SHA-2 if the server says that it accepts it, else SHA-1.
 const SignatureInfo& UserAuth::signatureForKey() const
 {
-    if (credentials_.key->type() == "ssh-rsa")
+    if (key().type() == "ssh-rsa")
         for (const char* name : {"rsa-sha2-512", "rsa-sha2-256"})
             if (contains(signatureAlgorithms_, name))
                 return *findSignature(name);
-    return *findSignature(credentials_.key->type());
+    return *findSignature(key().type());
+}
+
+// RFC 4252, section 7: asks whether the key would do, before something is signed with it.
+Status UserAuth::offerKey()
+{
+    state_ = State::KeyOffer;
+    return send_(request(credentials_.user, "publickey")
+                     .boolean(false)
+                     .string(signatureForKey().name)
+                     .string(key().publicBlob()));
+}
+
+Status UserAuth::receiveKeyAccepted(ByteView body)
+{
+    WireReader reader(body);
+    reader.string();
+    if (!equal(reader.string(), key().publicBlob()))
+        return malformedLogin();
+    return sendPublicKey();
 }
 
 Status UserAuth::sendPublicKey()
@@ -181,9 +299,9 @@ Status UserAuth::sendPublicKey()
     state_ = State::PublicKey;
     const SignatureInfo& algorithm = signatureForKey();
     WireWriter writer = request(credentials_.user, "publickey");
-    writer.boolean(true).string(algorithm.name).string(credentials_.key->publicBlob());
+    writer.boolean(true).string(algorithm.name).string(key().publicBlob());
     const Bytes signedData = WireWriter().string(sessionId_).raw(writer).take();
-    const Result<Bytes> signature = credentials_.key->sign(algorithm, signedData);
+    const Result<Bytes> signature = key().sign(algorithm, signedData);
     if (!signature.ok()) {
         refuse(signature.error().text);
         return {};

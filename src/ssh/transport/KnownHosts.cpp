@@ -198,7 +198,8 @@ std::vector<std::string> KnownHosts::keyTypes(const std::string& host, int port)
     return text.ok() ? lookUpHost(*text, host, port, {}).keyTypes : std::vector<std::string>();
 }
 
-Result<KnownHosts::Meeting> KnownHosts::accept(const std::string& host, int port, const PublicKey& key) const
+Result<KnownHosts::Meeting> KnownHosts::accept(
+    const std::string& host, int port, const PublicKey& key, bool mayRecord) const
 {
     // Without the lock first: most hosts are known, and a read-only file serves for these.
     auto text = readIfThere(path_);
@@ -207,6 +208,8 @@ Result<KnownHosts::Meeting> KnownHosts::accept(const std::string& host, int port
     HostRecord record = lookUpHost(*text, host, port, key.blob());
     if (record.verdict == HostRecord::Verdict::Known)
         return Meeting::Known;
+    if (record.verdict == HostRecord::Verdict::Unknown && !mayRecord)
+        return Meeting::FirstUnrecorded;
 
     // Then under the lock: another process may have met the host just now, and be halfway through its line.
     // A folder that can't be made shows when the file is opened.

@@ -19,10 +19,12 @@ public:
     std::vector<std::string> keyTypes(const std::string& host, int port) const;
 
     // Compares the key with those recorded for the host. A host without any is met for the first time: its
-    // key is recorded (folder with mode 0700, file 0600). Fails for a host that is known under other keys, of
-    // whatever type, and when the key can't be compared or recorded; the text tells a person what to do.
-    enum class Meeting { Known, First };
-    Result<Meeting> accept(const std::string& host, int port, const PublicKey& key) const;
+    // key is recorded (folder with mode 0700, file 0600) if it may be. Fails for a host that is known under
+    // other keys, of whatever type, and when the key can't be compared or recorded; the text tells a person
+    // what to do.
+    enum class Meeting { Known, First, FirstUnrecorded };
+    Result<Meeting> accept(
+        const std::string& host, int port, const PublicKey& key, bool mayRecord = true) const;
 
 private:
     std::string path_;

@@ -12,6 +12,7 @@
 #include <optional>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -199,6 +200,21 @@ Result<Socket> Socket::connect(const std::string& host, int port, Deadline deadl
         if (winner)
             return Socket(std::move(*winner));
     }
+}
+
+Result<Socket> Socket::connectLocal(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof address.sun_path)
+        return Error{"\"" + printable(path) + "\" can't be the path of a socket."};
+    std::copy(path.begin(), path.end(), address.sun_path);
+    Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!socket)
+        return reasonFor(errno);
+    if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return Error{path + " could not be connected to: " + reasonFor(errno).text};
+    return Socket(std::move(socket));
 }
 
 Result<Socket::Event> Socket::wait(bool forWriting, Deadline deadline)

@@ -14,8 +14,8 @@ namespace ssh {
 using Clock = std::chrono::steady_clock;
 using Deadline = Clock::time_point;
 
-// A TCP connection that never blocks: reading and writing do what they can at once, and only `wait` waits. A
-// broken connection is a failure, never a signal.
+// A TCP or local connection that never blocks: reading and writing do what they can at once, and only `wait`
+// waits. A broken connection is a failure, never a signal.
 class Socket {
 public:
     Socket() = default;
@@ -24,6 +24,9 @@ public:
     // Looks the name up and connects. Tries all addresses of the host, the next one when the last doesn't
     // answer quickly.
     static Result<Socket> connect(const std::string& host, int port, Deadline deadline);
+
+    // To a program of this computer that listens at the path.
+    static Result<Socket> connectLocal(const std::string& path);
 
     bool isOpen() const { return static_cast<bool>(descriptor_); }
     void close() { descriptor_.reset(); }

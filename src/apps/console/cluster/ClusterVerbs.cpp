@@ -8,6 +8,7 @@
 #include "apps/console/Verbs.h"
 #include "apps/console/cluster/KeyPresses.h"
 #include "apps/console/cluster/MachineName.h"
+#include "apps/console/cluster/SignInOnTerminal.h"
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/cluster/SchedulerJobs.h"
 #include "task/engine/BatchCount.h"
@@ -276,6 +277,7 @@ int clusterRunVerb(const RunOptions& options)
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
+    answerSignInOnTerminal(options.acceptNewHostKey);
     if (!connect(*wrapper, options))
         return kNotDone;
     return BatchWatch(*wrapper, options).run();

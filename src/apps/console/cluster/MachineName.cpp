@@ -1,7 +1,9 @@
 #include "apps/console/cluster/MachineName.h"
 
 #include "apps/console/MessagePrinter.h"
+#include "apps/console/cluster/SignInOnTerminal.h"
 #include "platform/loop/MainLoop.h"
+#include "remote/machines/MachineFolder.h"
 
 #include <fmt/format.h>
 
@@ -43,7 +45,10 @@ std::shared_ptr<KRTrelkindMachineLSF> knownMachine(
 
 std::string checkMachine(KRTrelkindMachineLSF& machine)
 {
-    machine.checkConnectivity();
-    platform::MainLoop::main().runUntil([&] { return !machine.isBeingChecked(); });
+    signInWithAnswers(*machine.passwordInfo(), [&machine] {
+        machine.checkConnectivity();
+        platform::MainLoop::main().runUntil([&] { return !machine.isBeingChecked(); });
+        return machine.form().errorField.stringValue() == machinefolder::kWorked;
+    });
     return machine.form().errorField.stringValue();
 }

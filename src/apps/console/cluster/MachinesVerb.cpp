@@ -5,6 +5,7 @@
 #include "apps/console/TerminalText.h"
 #include "apps/console/Verbs.h"
 #include "apps/console/cluster/MachineName.h"
+#include "apps/console/cluster/SignInOnTerminal.h"
 #include "task/runs/RunTimes.h"
 
 #include <fmt/format.h>
@@ -135,8 +136,12 @@ int files(const MachineName& name, const MachinesOptions& options)
     const auto machine = knownMachine(machines.application, name);
     if (!machine)
         return kNotDone;
-    const auto listing =
-        machinefolder::list(*machine->passwordInfo(), options.workFolder.value_or(machine->workDirectory()));
+    const auto login = machine->passwordInfo();
+    machinefolder::Listing listing;
+    signInWithAnswers(*login, [&] {
+        listing = machinefolder::list(*login, options.workFolder.value_or(machine->workDirectory()));
+        return !listing.error;
+    });
     if (listing.error) {
         complain(*listing.error);
         return kNotDone;
@@ -161,6 +166,7 @@ int machinesVerb(const MachinesOptions& options)
     const auto name = MachineName::parse(options.machine);
     if (!name)
         return kWrongUse;
+    answerSignInOnTerminal(options.acceptNewHostKey);
     switch (options.action) {
     case MachinesOptions::Action::Add:
         return add(*name, options);

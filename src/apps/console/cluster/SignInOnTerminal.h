@@ -1,0 +1,13 @@
+#pragma once
+
+#include "remote/machines/SVSSHPasswordInfo.h"
+
+#include <functional>
+#include <string>
+
+// Answers the questions of logins on the terminal from now on. Without a terminal a question has no answer,
+// but a new host is trusted if the user has said so beforehand. Before the first connection.
+void answerSignInOnTerminal(bool acceptsNewHostKeys);
+
+// Makes attempts until one succeeds or a question has no answer. `attempt` tells whether it has succeeded.
+void signInWithAnswers(const SVSSHPasswordInfo& login, const std::function<bool()>& attempt);

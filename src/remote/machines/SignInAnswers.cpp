@@ -1,0 +1,145 @@
+#include "remote/machines/SignInAnswers.h"
+
+#include "platform/ProcessInfo.h"
+#include "platform/files/Paths.h"
+#include "platform/files/Places.h"
+#include "platform/service/SecretStore.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+constexpr const char* kPassphraseAccount = "passphrase"; // Of a key's file, in the place of a server.
+
+platform::SecretStore passphraseStore()
+{
+    return platform::SecretStore(platform::paths::appending(platform::Places::library(), "Secrets.plist"));
+}
+
+std::optional<std::string> keptPassphrase(const std::string& keyFile)
+{
+    const auto kept = passphraseStore().find(keyFile, kPassphraseAccount);
+    return kept.ok() ? *kept : std::nullopt;
+}
+
+} // namespace
+
+SignInAnswers& SignInAnswers::shared()
+{
+    static SignInAnswers answers;
+    return answers;
+}
+
+SignInAnswers::Hook& SignInAnswers::hook()
+{
+    static Hook hook;
+    return hook;
+}
+
+std::string SignInAnswers::trustedHostKey(const std::string& login)
+{
+    const std::lock_guard guard(lock_);
+    return known_[login].trustedFingerprint;
+}
+
+SignInAnswers::Known SignInAnswers::takeFor(const std::string& login)
+{
+    const std::lock_guard guard(lock_);
+    Known& kept = known_[login];
+    Known known = kept;
+    kept.answers.clear();
+    return known;
+}
+
+void SignInAnswers::leave(const std::string& login, std::vector<SignInQuestion> questions)
+{
+    const std::lock_guard guard(lock_);
+    questions_[login] = std::move(questions);
+}
+
+void SignInAnswers::noteRefusedPassword(const std::string& login, const std::string& password)
+{
+    const std::lock_guard guard(lock_);
+    Known& known = known_[login];
+    known.refusedPassword = password;
+    if (known.password == password)
+        known.password.reset();
+}
+
+bool SignInAnswers::isWaiting(const std::string& login) const
+{
+    const std::lock_guard guard(lock_);
+    const auto found = questions_.find(login);
+    return found != questions_.end() && !found->second.empty();
+}
+
+bool SignInAnswers::ask(const std::string& login)
+{
+    std::vector<SignInQuestion> questions;
+    {
+        const std::lock_guard guard(lock_);
+        questions = std::exchange(questions_[login], {});
+    }
+    if (questions.empty() || !hook())
+        return false;
+    for (const SignInQuestion& question : questions) {
+        if (takeKeptPassphrase(question))
+            continue;
+        const auto answer = hook()(question);
+        if (!answer || (question.kind == SignInQuestion::Kind::HostKey && *answer != "yes")) {
+            leave(login, std::move(questions));
+            return false;
+        }
+        take(question, *answer);
+        if (question.kind == SignInQuestion::Kind::Passphrase)
+            if (auto kept = passphraseStore().store(question.subject, kPassphraseAccount, *answer);
+                !kept.ok())
+                platform::systemLog(kept.error().text);
+    }
+    return true;
+}
+
+bool SignInAnswers::hasTried(const SignInQuestion& question, const std::string& passphrase) const
+{
+    const std::lock_guard guard(lock_);
+    const auto known = known_.find(question.login);
+    if (known == known_.end())
+        return false;
+    const auto tried = known->second.passphrases.find(question.subject);
+    return tried != known->second.passphrases.end() && tried->second == passphrase;
+}
+
+// One that didn't open the key isn't taken again.
+bool SignInAnswers::takeKeptPassphrase(const SignInQuestion& question)
+{
+    if (question.kind != SignInQuestion::Kind::Passphrase)
+        return false;
+    const auto kept = keptPassphrase(question.subject);
+    if (!kept || hasTried(question, *kept))
+        return false;
+    take(question, *kept);
+    return true;
+}
+
+void SignInAnswers::take(const SignInQuestion& question, const std::string& answer)
+{
+    const std::lock_guard guard(lock_);
+    Known& known = known_[question.login];
+    switch (question.kind) {
+    case SignInQuestion::Kind::HostKey:
+        known.trustedFingerprint = question.subject;
+        break;
+    case SignInQuestion::Kind::Passphrase:
+        known.passphrases[question.subject] = answer;
+        break;
+    case SignInQuestion::Kind::Password:
+        known.password = answer;
+        known.refusedPassword.clear(); // A person may want the same one tried again.
+        break;
+    case SignInQuestion::Kind::Code:
+        std::erase_if(known.answers, [&](const auto& kept) { return kept.prompt == question.subject; });
+        known.answers.push_back({question.subject, answer});
+        break;
+    }
+}

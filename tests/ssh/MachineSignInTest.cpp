@@ -1,0 +1,179 @@
+#include "platform/files/Places.h"
+#include "remote/machines/SVSSHPasswordInfo.h"
+#include "remote/machines/SignInAnswers.h"
+#include "ssh/Peer.h"
+#include "ssh/Support.h"
+#include "ssh/crypto/Wire.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Kind = SignInQuestion::Kind;
+
+namespace {
+
+// A machine whose name stands for a peer, and a person who answers by the kind of the question.
+class MachineSignIn : public testing::Test {
+protected:
+    MachineSignIn()
+    {
+        platform::Places::setRoot(folder_.path());
+        machine_ = "machine" + std::to_string(++count_); // What one test has answered isn't another's.
+        MachineAddress::resolver() = [this](const std::string&) {
+            return MachineAddress{"127.0.0.1", peer_->port()};
+        };
+    }
+    ~MachineSignIn() override
+    {
+        SignInAnswers::hook() = nullptr;
+        MachineAddress::resolver() = nullptr;
+        platform::Places::setRoot("");
+    }
+    void serve(const peer::Options& options)
+    {
+        peer_.reset();
+        peer_ = std::make_unique<peer::Peer>(options);
+    }
+    void answer(std::map<Kind, std::string> answers)
+    {
+        SignInAnswers::hook() = [this, answers](const SignInQuestion& question) {
+            asked_.push_back(question);
+            const auto found = answers.find(question.kind);
+            return found == answers.end() ? std::nullopt : std::optional(found->second);
+        };
+    }
+    // One attempt; the words of its failure, or nothing.
+    std::string attempt(const SVSSHPasswordInfo& login)
+    {
+        ssh::CkoSsh connection;
+        const auto failure = login.logIn(connection, {5000, 5000});
+        connection.Disconnect();
+        return failure.value_or("");
+    }
+    SVSSHPasswordInfo::Pointer login(const std::string& password, MachineAccess access = {}) const
+    {
+        return SVSSHPasswordInfo::createWithHost(machine_, "user", password, std::move(access));
+    }
+    bool ask() { return SignInAnswers::shared().ask("user@" + machine_); }
+    bool isWaiting() const { return SignInAnswers::shared().isWaiting("user@" + machine_); }
+    std::vector<Kind> kinds()
+    {
+        std::vector<Kind> kinds;
+        for (const SignInQuestion& question : std::exchange(asked_, {}))
+            kinds.push_back(question.kind);
+        return kinds;
+    }
+
+    inline static int count_ = 0;
+    TemporaryFolder folder_;
+    std::string machine_;
+    std::unique_ptr<peer::Peer> peer_;
+    std::vector<SignInQuestion> asked_;
+};
+
+TEST_F(MachineSignIn, WithoutAPersonIsAsItAlwaysWas)
+{
+    serve({});
+    EXPECT_EQ(attempt(*login("secret")), "");
+    EXPECT_EQ(attempt(*login("wrong")), "Could not connect as user user");
+    EXPECT_FALSE(isWaiting() || ask());
+}
+
+TEST_F(MachineSignIn, ANewHostWaitsUntilAPersonHasSeenItsFingerprint)
+{
+    serve({});
+    answer({{Kind::HostKey, "no"}});
+    for (int i = 0; i < 2; ++i) { // An attempt by itself never asks.
+        EXPECT_EQ(attempt(*login("secret")), "Could not connect to " + machine_);
+        EXPECT_TRUE(isWaiting());
+        EXPECT_THAT(kinds(), IsEmpty());
+    }
+    EXPECT_FALSE(ask());
+    ASSERT_EQ(asked_.size(), 1u);
+    EXPECT_THAT(asked_[0].text, HasSubstr("first time. The fingerprint of its key is SHA256:"));
+    EXPECT_TRUE(isWaiting());
+    answer({{Kind::HostKey, "yes"}});
+    EXPECT_TRUE(ask());
+    EXPECT_EQ(attempt(*login("secret")), "");
+    EXPECT_FALSE(isWaiting());
+    // A host that shows another key now is nothing to confirm.
+    const std::string known = platform::Places::library() + "/known_hosts";
+    support::writeFile(known,
+        "[127.0.0.1]:" + std::to_string(peer_->port()) + " ssh-rsa "
+            + ssh::toBase64(peer::keyOfType("ssh-ed25519").publicBlob()) + "\n");
+    EXPECT_EQ(attempt(*login("secret")), "Could not connect to " + machine_);
+    EXPECT_FALSE(isWaiting() || ask());
+}
+
+TEST_F(MachineSignIn, GivesACodeOnceAndAPasswordAgain)
+{
+    peer::Options options;
+    options.authMethods = {"keyboard-interactive"};
+    options.prompts = {{"Password: ", false}, {"Code: ", true}};
+    options.answers = {"secret", "123"};
+    serve(options);
+    answer({{Kind::HostKey, "yes"}, {Kind::Password, "secret"}, {Kind::Code, "123"}});
+    attempt(*login(""));
+    EXPECT_TRUE(ask());
+    EXPECT_EQ(attempt(*login("")), "Could not connect as user user");
+    EXPECT_TRUE(ask());
+    EXPECT_THAT(kinds(), ElementsAre(Kind::HostKey, Kind::Password, Kind::Code));
+    EXPECT_EQ(attempt(*login("")), "");
+    EXPECT_EQ(attempt(*login("")), "Could not connect as user user");
+    EXPECT_TRUE(ask());
+    ASSERT_EQ(asked_.size(), 1u);
+    EXPECT_TRUE(asked_[0].kind == Kind::Code && asked_[0].shown && asked_[0].text == "Code: ");
+    EXPECT_EQ(attempt(*login("")), "");
+}
+
+TEST_F(MachineSignIn, ARefusedPasswordGoesOutOnceUntilAPersonGivesIt)
+{
+    serve({});
+    answer({{Kind::HostKey, "yes"}});
+    attempt(*login("wrong"));
+    ask();
+    EXPECT_EQ(attempt(*login("wrong")), "Could not connect as user user");
+    while (peer_->seen().authRequests.size() != 2)
+        std::this_thread::yield();
+    EXPECT_EQ(ssh::joinNames(peer_->seen().authRequests), "none,password");
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(attempt(*login("wrong")), "Could not connect as user user");
+    while (peer_->seen().authRequests.size() > 1)
+        std::this_thread::yield();
+    EXPECT_EQ(ssh::joinNames(peer_->seen().authRequests), "none");
+    EXPECT_TRUE(isWaiting());
+    answer({{Kind::Password, "secret"}});
+    EXPECT_TRUE(ask());
+    EXPECT_EQ(attempt(*login("wrong")), "");
+}
+
+TEST_F(MachineSignIn, OpensAnEncryptedKeyByThePassphraseOfAPerson)
+{
+    const std::string path = folder_ / "key";
+    ASSERT_EQ(support::run({"ssh-keygen", "-q", "-t", "ed25519", "-a", "1", "-N", "phrase", "-f", path}), 0);
+    peer::Options options;
+    options.authMethods = {"publickey"};
+    options.keys = {"ssh-ed25519"};
+    serve(options);
+    MachineAccess access;
+    access.keyFile = path;
+    for (const std::string phrase : {"wrong", "phrase"}) {
+        answer({{Kind::HostKey, "yes"}, {Kind::Passphrase, phrase}});
+        for (int i = 0; i < 2 && !attempt(*login("", access)).empty(); ++i)
+            EXPECT_TRUE(ask());
+        EXPECT_EQ(attempt(*login("", access)), phrase == "wrong" ? "Could not read the private key" : "");
+    }
+    // It is kept in the secret store, for another login with the same file nobody is asked.
+    const auto again = SVSSHPasswordInfo::createWithHost(machine_, "other", "", access);
+    answer({{Kind::HostKey, "yes"}});
+    for (int i = 0; i < 2 && !attempt(*again).empty(); ++i)
+        EXPECT_TRUE(SignInAnswers::shared().ask(again->login()));
+    EXPECT_EQ(attempt(*again), "");
+    EXPECT_EQ(support::readFile(folder_ / "key").find("phrase"), std::string::npos);
+    access.keyFile = folder_ / "none";
+    EXPECT_EQ(attempt(*login("", access)), "Could not read the private key");
+}
+
+} // namespace
