@@ -49,8 +49,7 @@ struct TaskWindow : testing::Test {
     }
     void start() const // The tasks, on this computer.
     {
-        desktop->key("ctrl+r");
-        ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+        attachEngine();
         EXPECT_TRUE(object("push button", "Start").press());
     }
     // By keys alone, from the first enabled item so many items down.

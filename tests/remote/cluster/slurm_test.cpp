@@ -29,10 +29,10 @@ public:
             fmt::format("mount --bind '{}' '{}'", cluster.home(), getpwuid(getuid())->pw_dir);
         int first = 0;
         int second = 0;
-        for (int* port : {&first, &second})
-            sockets_.push_back(support::listenOnLoopback(*port));
-        for (const int socket : sockets_)
-            ::close(socket);
+        {
+            const auto one = support::listenOnLoopback(first); // Both at once, so that the ports differ.
+            const auto other = support::listenOnLoopback(second);
+        }
         const std::string ports = fmt::format("{} {}", first, second);
         pid_ = ::fork();
         if (pid_ == 0) {
@@ -58,7 +58,6 @@ public:
 
 private:
     TemporaryFolder folder_;
-    std::vector<int> sockets_;
     pid_t pid_ = -1;
 };
 
