@@ -1,6 +1,7 @@
 #include "platform/files/Places.h"
 #include "remote/machines/SVSSHPasswordInfo.h"
 #include "remote/machines/SignInAnswers.h"
+#include "remote/machines/SshClientConfig.h"
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
@@ -72,6 +73,62 @@ protected:
     std::unique_ptr<peer::Peer> peer_;
     std::vector<SignInQuestion> asked_;
 };
+
+TEST(SshClientConfig, TakesTheFirstValueOfEachKeyThatConcernsTheHost)
+{
+    const std::string text = "# Host commented\n"
+                             "User first\n"
+                             "host login* !login9 \"other\"\r\n"
+                             "  HostName = %h.example.org\n"
+                             "\tport=2222\n"
+                             "IdentityFile \"~/.ssh/a key\"\n"
+                             "IdentityFile ~/.ssh/second\n"
+                             "Host *\n"
+                             "Port 99\n User second\n ProxyJump me@jump:23\n HostName fallback\n"
+                             "Match all\nProxyJump wrong\n"
+                             "Host plain\nPort\nPort x\nPort 70000\nProxyJump late";
+    const struct {
+        const char* alias;
+        const char* hostName;
+        int port;
+        const char* identityFile;
+    } cases[] = {
+        {"login1", "login1.example.org", 2222, "~/.ssh/a key"},
+        {"other", "other.example.org", 2222, "~/.ssh/a key"},
+        {"login9", "fallback", 99, ""},
+        {"commented", "fallback", 99, ""},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.alias);
+        const SshClientConfig config = SshClientConfig::parse(text, row.alias);
+        EXPECT_EQ(config.hostName.value_or(""), row.hostName);
+        EXPECT_EQ(config.port.value_or(0), row.port);
+        EXPECT_EQ(config.identityFile.value_or(""), row.identityFile);
+        EXPECT_EQ(config.user.value_or(""), "first");
+        EXPECT_EQ(config.proxyJump.value_or(""), "me@jump:23");
+    }
+    EXPECT_FALSE(SshClientConfig::parse("Host a\nPort 0\nProxyJump none\nProxyJump x", "a").proxyJump);
+    for (std::size_t cut = 0; cut < text.size(); ++cut) // Torn at any byte it is still read.
+        (void)SshClientConfig::parse(std::string_view(text).substr(0, cut), "login1");
+}
+
+TEST_F(MachineSignIn, FindsAnAliasOfTheUsersOwnClient)
+{
+    serve({});
+    MachineAddress::resolver() = nullptr;
+    ASSERT_TRUE(platform::files::createDirectories(platform::Places::home() + "/.ssh").ok());
+    support::writeFile(platform::Places::home() + "/.ssh/config",
+        "Host " + machine_ + "\n HostName 127.0.0.1\n User user\n Port " + std::to_string(peer_->port())
+            + "\n ProxyJump jump\n");
+    EXPECT_EQ(MachineAddress::of(machine_, {}).host, "127.0.0.1");
+    EXPECT_EQ(MachineAddress::of(machine_, {}).through, "jump");
+    MachineAccess access;
+    access.port = 1;
+    access.through = "me@nearer";
+    EXPECT_EQ(MachineAddress::of(machine_, access).port, 1);
+    EXPECT_EQ(MachineAddress::of(machine_, access).through, "me@nearer");
+    EXPECT_EQ(SVSSHPasswordInfo::createWithHost(machine_, "", "x")->userName(), "user");
+}
 
 TEST_F(MachineSignIn, WithoutAPersonIsAsItAlwaysWas)
 {

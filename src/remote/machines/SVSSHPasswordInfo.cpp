@@ -5,6 +5,7 @@
 #include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
 #include "remote/machines/SignInAnswers.h"
+#include "remote/machines/SshClientConfig.h"
 #include "ssh/session/CkoSshKey.h"
 #include "ssh/session/SshAgent.h"
 
@@ -49,9 +50,17 @@ MachineAddress::Resolver& MachineAddress::resolver()
 
 MachineAddress MachineAddress::of(const std::string& machineName, const MachineAccess& access)
 {
-    MachineAddress address = resolver() ? resolver()(machineName) : MachineAddress{machineName};
+    MachineAddress address;
+    if (resolver()) {
+        address = resolver()(machineName);
+    } else {
+        const SshClientConfig config = SshClientConfig::of(machineName);
+        address = {config.hostName.value_or(machineName), config.port.value_or(kUsualPort), config.proxyJump};
+    }
     if (access.port)
         address.port = *access.port;
+    if (access.through)
+        address.through = access.through;
     return address;
 }
 
@@ -63,6 +72,14 @@ SVSSHPasswordInfo::Pointer SVSSHPasswordInfo::createWithHost(
     info->userName_ = std::move(name);
     info->password_ = std::move(password);
     info->access_ = std::move(access);
+    const bool takesKeyOfConfig = !info->access_.keyFile && info->password_ && info->password_->empty();
+    if (MachineAddress::resolver() || (!takesKeyOfConfig && !info->userName_.empty()))
+        return info;
+    const SshClientConfig config = SshClientConfig::of(info->hostName_);
+    if (info->userName_.empty())
+        info->userName_ = config.user.value_or("");
+    if (takesKeyOfConfig)
+        info->access_.keyFile = config.identityFile;
     return info;
 }
 

@@ -23,9 +23,11 @@ struct MachineAddress {
     static constexpr int kUsualPort = 22;
     std::string host;
     int port = kUsualPort;
+    std::optional<std::string> through = std::nullopt; // [user@]host[:port] that forwards the connection.
 
-    // Turns the name of every machine into its address; names are addresses by themselves unless set. Any
-    // thread; to be set before other threads run.
+    // Turns the name of every machine into its address; unless set, names are looked up in the configuration
+    // of the user's SSH client, and are addresses by themselves if it doesn't have them. Any thread; to be
+    // set before other threads run.
     using Resolver = std::function<MachineAddress(const std::string& machineName)>;
     static Resolver& resolver();
     static MachineAddress of(const std::string& machineName, const MachineAccess& access);
@@ -42,7 +44,7 @@ class SVSSHPasswordInfo {
 public:
     using Pointer = std::shared_ptr<const SVSSHPasswordInfo>;
     // Without a password the key file of the access is used, else the user's own key. An empty password is
-    // sent as such.
+    // sent as such, unless the configuration of the user's SSH client has a key for the host.
     static Pointer createWithHost(
         std::string host, std::string name, std::optional<std::string> password, MachineAccess access = {});
 
