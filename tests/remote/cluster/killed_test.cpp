@@ -36,6 +36,7 @@ int main()
 )"));
         ASSERT_EQ(shell(fmt::format("machines add {} --port {}", machine, cluster.port())), 0);
         ASSERT_EQ(shell(fmt::format("machines password {} --password-fd 0 <<< secret", machine)), 0);
+        ASSERT_EQ(shell(fmt::format("machines check {} --accept-new-host-key", machine)), 0);
     }
     // Runs the program with these words and variables; its exit status.
     int shell(const std::string& words, const std::string& variables = "")
