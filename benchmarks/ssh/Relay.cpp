@@ -90,7 +90,7 @@ void carry(int from, int to, std::chrono::milliseconds delay, std::atomic<int>& 
 } // namespace
 
 Relay::Relay(int targetPort, std::chrono::milliseconds delay)
-    : targetPort_(targetPort), delay_(delay), listener_(support::listenOnLoopback(port_))
+    : targetPort_(targetPort), delay_(delay), listener_(support::listenOnLoopback(port_).release())
 {
     thread_ = std::thread([this] { accept(); });
 }

@@ -26,7 +26,6 @@ public:
         platform::Pace::setFactor(1);
     }
 
-    // Whether the main loop brings the condition about.
     static bool within(const std::function<bool()>& condition)
     {
         return platform::MainLoop::main().runUntil(condition, 20);

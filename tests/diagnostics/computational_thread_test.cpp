@@ -1,14 +1,15 @@
 #include "diagnostics/KRComputationalThread.h"
 #include "diagnostics/KRSerialNumber.h"
 
+#include "OnThreads.h"
 #include "platform/AnotherProcess.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
 #include <set>
 #include <sys/resource.h>
-#include <thread>
 
 namespace {
 
@@ -70,6 +71,13 @@ bool served(const std::function<bool()>& condition)
     return platform::MainLoop::main().runUntil(condition, 20);
 }
 
+using Work = std::shared_ptr<Number> (Worker::*)(std::shared_ptr<Number>);
+
+void start(const std::shared_ptr<Worker>& worker, Work work, int number = 0)
+{
+    KRComputationalThread::forObject(worker, work, std::make_shared<Number>(Number{number}), &Worker::end);
+}
+
 // In a process of its own, whose user may have no more threads for a while. The first test, since a copy of
 // this process has none of the threads that the pool believes in.
 TEST(ComputationalThread, AJobWaitsForAMachineThatGivesNoThread)
@@ -82,8 +90,7 @@ TEST(ComputationalThread, AJobWaitsForAMachineThatGivesNoThread)
         const rlimit none{0, limit.rlim_max};
         ::setrlimit(RLIMIT_NPROC, &none);
         const auto worker = std::make_shared<Worker>();
-        KRComputationalThread::forObject(
-            worker, &Worker::twice, std::make_shared<Number>(Number{4}), &Worker::end);
+        start(worker, &Worker::twice, 4);
         const bool isTold = served([&] { return !center->messages().empty(); });
         ::setrlimit(RLIMIT_NPROC, &limit);
         return isTold && worker->results.empty() && served([&] { return worker->results == std::vector{8}; });
@@ -91,67 +98,41 @@ TEST(ComputationalThread, AJobWaitsForAMachineThatGivesNoThread)
     EXPECT_EQ(status, 0);
 }
 
-TEST(ComputationalThread, WorksElsewhereAndEndsOnTheMainThread)
-{
-    const auto worker = std::make_shared<Worker>();
-    KRComputationalThread::forObject(
-        worker, &Worker::twice, std::make_shared<Number>(Number{21}), &Worker::end);
-    ASSERT_TRUE(served([&] { return !worker->results.empty(); }));
-    EXPECT_EQ(worker->results, std::vector{42});
-    EXPECT_NE(worker->workThread.load(), std::this_thread::get_id());
-    EXPECT_EQ(worker->endThread, std::this_thread::get_id());
-}
-
-TEST(ComputationalThread, TheTwentyFirstJobWaitsForAThreadThatIsUsedAgain)
+TEST(ComputationalThread, JobsWorkElsewhereAndTheTwentyFirstWaitsForAThreadThatIsUsedAgain)
 {
     const auto worker = std::make_shared<Worker>();
     worker->mayEnd = false;
     for (int i = 0; i < 30; ++i)
-        KRComputationalThread::forObject(
-            worker, &Worker::twice, std::make_shared<Number>(Number{i}), &Worker::end);
+        start(worker, &Worker::twice, i);
     ASSERT_TRUE(served([&] { return worker->started == 20; }));
     auto& pool = KRComputationalThread::shared();
-    EXPECT_EQ(pool.howManyThreadsRunning(), 20);
-    EXPECT_EQ(pool.howManyThreadsExist(), 20);
+    EXPECT_TRUE(pool.howManyThreadsRunning() == 20 && pool.howManyThreadsExist() == 20);
     worker->mayEnd = true;
     ASSERT_TRUE(served([&] { return worker->results.size() == 30; }));
-    EXPECT_EQ(pool.howManyThreadsExist(), 20);
-    EXPECT_EQ(pool.howManyThreadsRunning(), 0);
-    EXPECT_EQ(std::set<int>(worker->results.begin(), worker->results.end()).size(), 30U);
+    EXPECT_TRUE(pool.howManyThreadsRunning() == 0 && pool.howManyThreadsExist() == 20);
+    const std::set<int> results(worker->results.begin(), worker->results.end());
+    EXPECT_TRUE(results.size() == 30 && *results.begin() == 0 && *results.rbegin() == 58);
+    EXPECT_NE(worker->workThread.load(), std::this_thread::get_id());
+    EXPECT_EQ(worker->endThread, std::this_thread::get_id());
 }
 
-TEST(ComputationalThread, AnExceptionEndsTheJobWithNullAndIsToldToTheOwner)
+TEST(ComputationalThread, AnExceptionEndsTheJobWithNullAndInTheEndingMessageDisturbsNobody)
 {
     const auto worker = std::make_shared<Worker>();
-    KRComputationalThread::forObject(worker, &Worker::fail, std::make_shared<Number>(), &Worker::end);
+    start(worker, &Worker::fail);
     ASSERT_TRUE(served([&] { return !worker->results.empty() && !worker->center->messages().empty(); }));
     EXPECT_EQ(worker->results, std::vector{-1});
     EXPECT_EQ(worker->center->messages()[0]->shortDescription(), "Thread error: std::runtime_error :no luck");
-}
 
-TEST(ComputationalThread, AnExceptionInTheEndingMessageDisturbsNobody)
-{
     const auto shared = KRMessageCenter::create();
     KRMessageCenter::setSharedCenter(shared);
-    const auto worker = std::make_shared<Worker>();
-    const auto argument = std::make_shared<Number>();
-    KRComputationalThread::forObject(worker, &Worker::twice, argument, &Worker::endBadly);
+    const auto other = std::make_shared<Worker>();
+    KRComputationalThread::forObject(other, &Worker::twice, std::make_shared<Number>(), &Worker::endBadly);
     ASSERT_TRUE(served([&] { return !shared->messages().empty(); }));
     EXPECT_EQ(shared->messages()[0]->shortDescription(),
         "Thread error (finishing up): std::runtime_error :at the end");
-    KRComputationalThread::forObject(worker, &Worker::twice, argument, &Worker::end);
-    EXPECT_TRUE(served([&] { return worker->results.size() == 2; }));
-}
-
-TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinFirst)
-{
-    const auto plain = std::make_shared<Worker>();
-    const auto inBin = std::make_shared<WorkerInBin>();
-    KRComputationalThread::forObject(plain, &Worker::report, std::make_shared<Number>(), &Worker::end);
-    KRComputationalThread::forObject(inBin, &Worker::report, std::make_shared<Number>(), &Worker::end);
-    ASSERT_TRUE(served(
-        [&] { return !plain->center->messages().empty() && !inBin->bin->center->messages().empty(); }));
-    EXPECT_TRUE(inBin->center->messages().empty());
+    start(other, &Worker::twice);
+    EXPECT_TRUE(served([&] { return other->results.size() == 2; }));
 }
 
 // Known to the pool by its base class alone, which has no center.
@@ -169,12 +150,20 @@ struct ReporterWithCenter : Reporter, KRMessageCenterOwner {
     std::shared_ptr<KRMessageCenter> center = KRMessageCenter::create();
 };
 
-TEST(ComputationalThread, AnOwnersCenterIsFoundThroughItsBaseClass)
+TEST(ComputationalThread, MessagesGoToTheCenterOfTheOwnersBinOrOfItsBaseClass)
 {
     const auto owner = std::make_shared<ReporterWithCenter>();
     KRComputationalThread::forObject(
         std::shared_ptr<Reporter>(owner), &Reporter::report, std::make_shared<Number>(), &Reporter::end);
     EXPECT_TRUE(served([&] { return !owner->center->messages().empty(); }));
+
+    const auto plain = std::make_shared<Worker>();
+    const auto inBin = std::make_shared<WorkerInBin>();
+    start(plain, &Worker::report);
+    KRComputationalThread::forObject(inBin, &WorkerInBin::report, std::make_shared<Number>(), &Worker::end);
+    ASSERT_TRUE(served(
+        [&] { return !plain->center->messages().empty() && !inBin->bin->center->messages().empty(); }));
+    EXPECT_TRUE(inBin->center->messages().empty());
 }
 
 TEST(ComputationalThread, TheEarlierFormKnowsNoLimit)
@@ -200,18 +189,15 @@ TEST(SerialNumber, CountsFromOneAndNeverRepeatsAcrossThreads)
 {
     KRSerialNumber source;
     EXPECT_EQ(source.uniqueInteger(), 1);
-    std::vector<std::vector<std::int64_t>> taken(4);
-    std::vector<std::thread> threads;
-    for (auto& list : taken)
-        threads.emplace_back([&] {
-            for (int i = 0; i < 1000; ++i)
-                list.push_back(source.uniqueNumber());
-        });
-    for (auto& thread : threads)
-        thread.join();
     std::set<std::int64_t> all;
-    for (const auto& list : taken)
-        all.insert(list.begin(), list.end());
+    std::mutex lock;
+    onThreads(4, [&](int) {
+        for (int i = 0; i < 1000; ++i) {
+            const auto number = source.uniqueNumber();
+            const std::lock_guard guard(lock);
+            all.insert(number);
+        }
+    });
     EXPECT_EQ(all.size(), 4000U);
     EXPECT_EQ(*all.rbegin(), 4001);
 }

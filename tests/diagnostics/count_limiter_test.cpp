@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <functional>
-
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -22,28 +22,24 @@ TEST(CountLimiter, LetsWaitersInByOrderOfArrival)
     for (int i = 0; i < 6; ++i)
         gate.requestAccess();
 
-    std::mutex lock;
-    std::vector<int> order;
+    std::array<int, 5> order{};
+    std::atomic<std::size_t> arrived = 0;
     std::vector<std::thread> waiters;
     for (int i = 0; i < 5; ++i) {
         waiters.emplace_back([&, i] {
             gate.requestAccess();
-            const std::lock_guard guard(lock);
-            order.push_back(i);
+            order[arrived++] = i;
         });
         waitFor([&] { return gate.waitingCount() == i + 1; });
     }
     EXPECT_EQ(gate.currentCount(), 6);
     for (std::size_t i = 1; i <= 5; ++i) {
         gate.returnAccess();
-        waitFor([&] {
-            const std::lock_guard guard(lock);
-            return order.size() == i;
-        });
+        waitFor([&] { return arrived == i; });
     }
     for (auto& waiter : waiters)
         waiter.join();
-    EXPECT_EQ(order, (std::vector{0, 1, 2, 3, 4}));
+    EXPECT_EQ(order, (std::array{0, 1, 2, 3, 4}));
     EXPECT_EQ(gate.currentCount(), 6);
 }
 

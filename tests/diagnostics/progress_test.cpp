@@ -10,8 +10,7 @@
 namespace {
 
 // A controller of its own with its list and count field; time passes a hundred times faster.
-class Progress : public testing::Test {
-protected:
+struct Progress : testing::Test {
     Progress()
     {
         platform::MainLoop::main(); // Belongs to this thread, not to the first worker that posts.
@@ -29,10 +28,17 @@ protected:
     {
         return KRProgressEntry::createWithDescription(std::string(text), controller);
     }
+    // An entry of a variable of the table so numbered.
+    std::shared_ptr<KRProgressEntry> entryOf(int bin, const char* text,
+        const std::shared_ptr<KRProgressDelegate>& delegate = {}, const std::any& info = {})
+    {
+        return KRProgressEntry::createForVariable({"T", bin}, std::string(text), delegate, info, controller);
+    }
     bool shows(std::size_t lines)
     {
         return served([&] { return list.views().size() == lines; });
     }
+    auto line(std::size_t number) const { return controller->visibleEntries().at(number); }
 
     std::shared_ptr<KRProgressController> controller = KRProgressController::create();
     toolkit::ViewList list;
@@ -66,10 +72,8 @@ TEST_F(Progress, LinesComeAndGoAndAreCounted)
     ASSERT_TRUE(shows(2));
     EXPECT_GT(updates.count, 0);
     controller->setDelegate(nullptr);
-    const auto* const bar = controller->visibleEntries().at(1)->progressPole();
-    EXPECT_TRUE(bar->isIndeterminate());
-    EXPECT_EQ(bar->minimum(), 0);
-    EXPECT_EQ(bar->maximum(), 1);
+    const auto* const bar = line(1)->progressPole();
+    EXPECT_TRUE(bar->isIndeterminate() && bar->minimum() == 0 && bar->maximum() == 1);
     EXPECT_EQ(count.stringValue(), "2 tasks");
     EXPECT_EQ(list.views().at(0)->layout(), "KRProgressEntryController");
     EXPECT_EQ(list.spaceToTheLeft(), 2.0);
@@ -87,9 +91,8 @@ TEST_F(Progress, FractionsAreHeldToTheirRangeUnlessTheyAreAdded)
 {
     const auto working = entry("working");
     ASSERT_TRUE(shows(1));
-    const auto line = controller->visibleEntries().at(0);
     const auto reaches = [&](float wanted) {
-        return served([&] { return line->currentFraction() == wanted; });
+        return served([&] { return line(0)->currentFraction() == wanted; });
     };
     working->updatePercentage(1.5F);
     EXPECT_TRUE(reaches(1.0F));
@@ -97,7 +100,7 @@ TEST_F(Progress, FractionsAreHeldToTheirRangeUnlessTheyAreAdded)
     EXPECT_TRUE(reaches(0.0F));
     working->increasePercentage(1.25F);
     EXPECT_TRUE(reaches(1.25F));
-    EXPECT_EQ(line->progressPole()->doubleValue(), 1.25);
+    EXPECT_EQ(line(0)->progressPole()->doubleValue(), 1.25);
     EXPECT_EQ(controller->getPercentages(), std::vector{1.25F});
 
     const KRProgressCPP part(working, 0.5F, 1.0F);
@@ -133,14 +136,13 @@ TEST_F(Progress, AbortIsSeenByTheWorkerAndToldOnce)
     const auto caller = std::make_shared<CallerListener>();
     const auto work = entry("work");
     work->setDelegate(listener);
-    const auto named =
-        KRProgressEntry::createForVariable({"T", 5}, std::string("%@"), caller, 42, controller);
+    const auto named = entryOf(5, "%@", caller, 42);
     ASSERT_TRUE(shows(2));
     EXPECT_FALSE(work->userHasAborted());
-    for (const auto& line : controller->visibleEntries()) {
-        line->abortButtonHit();
-        line->abortButtonHit();
-        EXPECT_FALSE(line->abortButton()->isEnabled());
+    for (const auto& shown : controller->visibleEntries()) {
+        shown->abortButtonHit();
+        shown->abortButtonHit();
+        EXPECT_FALSE(shown->abortButton()->isEnabled());
     }
     EXPECT_EQ(listener->hits, 1);
     EXPECT_EQ(caller->caller, 42);
@@ -149,21 +151,18 @@ TEST_F(Progress, AbortIsSeenByTheWorkerAndToldOnce)
 
 TEST_F(Progress, ARenamedVariableChangesTheTextInItsOwnListAlone)
 {
-    const auto here =
-        KRProgressEntry::createForVariable({"T", 5}, std::string("Reading %@"), {}, {}, controller);
-    const auto there =
-        KRProgressEntry::createForVariable({"T", 6}, std::string("Saving %@"), {}, {}, controller);
+    const auto here = entryOf(5, "Reading %@");
+    const auto there = entryOf(6, "Saving %@");
     ASSERT_TRUE(shows(2));
     EXPECT_TRUE(here->variableNameSpecified());
     platform::NotificationCenter::defaultCenter().post(KRProgressController::kVariableNameChanged, nullptr,
         platform::Value::Dictionary{{"Old", "T"}, {"New", "p"}, {"VariableBin", 5}});
-    const auto lines = controller->visibleEntries();
-    EXPECT_EQ(lines[0]->description()->stringValue(), "Reading p");
-    EXPECT_EQ(lines[1]->description()->stringValue(), "Saving T");
+    const auto text = [this](std::size_t number) { return line(number)->description()->stringValue(); };
+    EXPECT_EQ(text(0) + text(1), "Reading pSaving T");
     here->updateDescription("Sorting 5 %% of %@ (%@)");
-    EXPECT_TRUE(served([&] { return lines[0]->description()->stringValue() == "Sorting 5 % of p (%@)"; }));
+    EXPECT_TRUE(served([&] { return text(0) == "Sorting 5 % of p (%@)"; }));
     here->setIndeterminate(true);
-    EXPECT_TRUE(lines[0]->progressPole()->isAnimating()) << "at once";
+    EXPECT_TRUE(line(0)->progressPole()->isAnimating()) << "at once";
 }
 
 // The program's own list brings its window to the front, and needs none.
@@ -182,13 +181,19 @@ TEST_F(Progress, TheSharedListShowsItsWindowWithTheFirstLine)
     toolkit::Window window;
     toolkit::ViewList inWindow;
     window.setContent(&inWindow);
-    EXPECT_TRUE(showsALine(inWindow));
-    EXPECT_TRUE(window.isVisible());
+    EXPECT_TRUE(showsALine(inWindow) && window.isVisible());
 }
 
 struct FractionSource : KRProgressDelegate {
     bool respondsToProgressFraction() const override { return true; }
-    float progressFraction() override { return 0.5F; }
+    float progressFraction() override
+    {
+        if (const auto held = line.lock())
+            fraction = held->currentFraction() + 0.25F;
+        return fraction;
+    }
+    std::weak_ptr<KRProgressEntryController> line;
+    float fraction = 0.5F;
 };
 
 TEST_F(Progress, ADelegateMayGiveTheFractionAndLeavesOneBehindWhenItGoes)
@@ -197,32 +202,11 @@ TEST_F(Progress, ADelegateMayGiveTheFractionAndLeavesOneBehindWhenItGoes)
     const auto work = entry("work");
     work->setDelegate(source);
     ASSERT_TRUE(shows(1));
-    const auto line = controller->visibleEntries().at(0);
-    EXPECT_TRUE(served([&] { return line->currentFraction() == 0.5F; }));
+    EXPECT_TRUE(served([&] { return line(0)->currentFraction() == 0.5F; }));
+    source->line = line(0);
+    EXPECT_TRUE(served([&] { return source->fraction > 1; })) << "it looks at its own line while it is asked";
     source.reset();
-    EXPECT_TRUE(served([&] { return line->currentFraction() == 1.0F; }));
-}
-
-// Looks at its own line while it is asked.
-struct AskingSource : FractionSource {
-    float progressFraction() override
-    {
-        if (const auto held = line.lock())
-            fraction = held->currentFraction() + 0.25F;
-        return fraction;
-    }
-    std::weak_ptr<KRProgressEntryController> line;
-    float fraction = 0.25F;
-};
-
-TEST_F(Progress, ADelegateMayAskItsOwnLineWhileItIsAsked)
-{
-    const auto source = std::make_shared<AskingSource>();
-    const auto work = entry("work");
-    work->setDelegate(source);
-    ASSERT_TRUE(shows(1));
-    source->line = controller->visibleEntries().at(0);
-    EXPECT_TRUE(served([&] { return source->fraction > 1; }));
+    EXPECT_TRUE(served([&] { return line(0)->currentFraction() == 1.0F; }));
 }
 
 TEST_F(Progress, ManyWorkersReportAtOnceAndNothingIsLost)

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <sys/socket.h>
@@ -27,6 +28,14 @@ inline int inAnotherProcess(AsUser user, const std::string& itsFolder, const std
     int status = -1;
     ::waitpid(child, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// Whether it still runs; a zombie that its own parent has yet to reap doesn't.
+inline bool isAlive(pid_t process)
+{
+    std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+    std::string line;
+    return std::getline(status, line) && line.find(") Z ") == std::string::npos;
 }
 
 // A child process that says and hears lines. It is killed with the object.

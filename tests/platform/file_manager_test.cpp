@@ -1,16 +1,15 @@
 #include "platform/files/FileManager.h"
 
+#include "platform/FullDisk.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FolderLock.h"
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
@@ -36,8 +35,7 @@ namespace {
 using testing::UnorderedElementsAre;
 namespace files = platform::files;
 
-class FileManagerTest : public testing::Test {
-protected:
+struct FileManagerTest : testing::Test {
     void SetUp() override { vainCloses = 0; }
     void TearDown() override { EXPECT_EQ(vainCloses, 0) << "a descriptor was closed twice"; }
     int openDescriptors() const
@@ -52,29 +50,7 @@ protected:
     TemporaryFolder folder;
 };
 
-// While it lives no file may grow beyond the limit, which looks to the writer as a full disk does.
-class FullDisk {
-public:
-    explicit FullDisk(rlim_t bytes)
-    {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &former_);
-        const rlimit limited{bytes, former_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limited);
-    }
-    ~FullDisk()
-    {
-        setrlimit(RLIMIT_FSIZE, &former_);
-        signal(SIGXFSZ, SIG_DFL);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit former_{};
-};
-
-TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
+TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWasAndKeepsALink)
 {
     const std::string path = folder / "file";
     ASSERT_TRUE(files::writeFileAtomically(path, "old", 0640));
@@ -91,30 +67,33 @@ TEST_F(FileManagerTest, AnAtomicWriteIsCompleteOrLeavesEverythingAsItWas)
     EXPECT_FALSE(files::writeFileAtomically(folder / "sub", "x"));
     EXPECT_EQ(files::readFile(path), "new");
     EXPECT_THAT(*files::contentsOfDirectory(folder.path()), UnorderedElementsAre("file", "sub"));
-}
 
-TEST_F(FileManagerTest, AnAtomicWriteThroughALinkKeepsTheLink)
-{
     EXPECT_TRUE(files::writeFile(folder / "real", "old"));
     ASSERT_EQ(symlink("real", (folder / "link").c_str()), 0);
     ASSERT_TRUE(files::writeFileAtomically(folder / "link", "new"));
     EXPECT_EQ(files::readFile(folder / "real"), "new");
-    struct stat info { };
-    ASSERT_EQ(lstat((folder / "link").c_str(), &info), 0);
-    EXPECT_TRUE(S_ISLNK(info.st_mode));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
 }
 
-TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndNothingWaitsForAPipe)
+TEST_F(FileManagerTest, OnlyRegularFilesAreReadAndOnlyValidUtf8AsText)
 {
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    EXPECT_FALSE(files::readFile(folder / "pipe"));
-    EXPECT_FALSE(files::writeFile(folder / "pipe", "x"));
+    EXPECT_FALSE(files::readFile(folder / "pipe") || files::writeFile(folder / "pipe", "x"));
     EXPECT_EQ(files::readFile(folder.path(), 100).error().text, folder.path() + " is a folder");
     EXPECT_TRUE(files::writeFile(folder / "large", std::string(101, 'x')));
     EXPECT_EQ(files::readFile(folder / "large", 100).error().text,
         (folder / "large") + " is larger than 100 bytes");
     EXPECT_TRUE(files::readFile(folder / "large", 101));
     EXPECT_FALSE(files::readFile("/proc/self/status")->empty()) << "a file whose length is told as 0";
+
+    const std::pair<const char*, bool> cases[] = {{"", true},
+        {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x98\x80", true}, {"\xC0\xAF", false}, {"\xE0\x80\xAF", false},
+        {"\xED\xA0\x80", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false}, {"\x80", false},
+        {"\xFF", false}};
+    for (const auto& [text, valid] : cases)
+        EXPECT_EQ(files::isValidUtf8(text), valid) << testing::PrintToString(text);
+    EXPECT_TRUE(files::writeFile(folder / "latin", "caf\xE9"));
+    EXPECT_FALSE(files::readUtf8(folder / "latin"));
 }
 
 TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
@@ -124,15 +103,11 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
     const std::string below = file + "/below";
     const std::string absent = folder / "absent";
     const std::string dot = folder / "empty/.";
-    ASSERT_TRUE(files::writeFile(file, "x"));
-    ASSERT_TRUE(files::createDirectory(folder / "empty"));
+    ASSERT_TRUE(files::writeFile(file, "x") && files::createDirectory(folder / "empty"));
     ASSERT_TRUE(files::createDirectories(full + "/inner"));
     ASSERT_TRUE(files::writeFile(full + "/inner/big", std::string(3000, 'x')));
     ASSERT_EQ(symlink("nowhere", (folder / "link").c_str()), 0);
-    const struct {
-        platform::Status status;
-        std::string text;
-    } cases[] = {
+    const std::pair<platform::Status, std::string> cases[] = {
         {files::writeFile(below, "x"), below + ": Not a directory"},
         {files::appendToFile(full, "x"), full + ": Is a directory"},
         {files::writeFileAtomically(full, "x"), full + " is a folder"},
@@ -155,9 +130,9 @@ TEST_F(FileManagerTest, EveryFailureNamesItsPathAndItsReason)
         {files::move(file, full), full + ": File exists"},
         {files::move(absent, folder / "to"), (folder / "to") + ": No such file or directory"},
     };
-    for (const auto& one : cases) {
-        ASSERT_FALSE(one.status) << one.text;
-        EXPECT_EQ(one.status.error().text, one.text);
+    for (const auto& [status, text] : cases) {
+        ASSERT_FALSE(status) << text;
+        EXPECT_EQ(status.error().text, text);
     }
     EXPECT_EQ(files::contentsOfDirectory(file).error().text, file + ": Not a directory");
     EXPECT_EQ(files::contentsOfDirectory(absent).error().text, absent + ": No such file or directory");
@@ -197,8 +172,7 @@ TEST_F(FileManagerTest, RemovesATreeOfAnyDepth)
     }
     close(current);
     close(start);
-    EXPECT_TRUE(files::remove(folder / "deep-folder"));
-    EXPECT_TRUE(files::contentsOfDirectory(folder.path())->empty());
+    EXPECT_TRUE(files::remove(folder / "deep-folder") && files::contentsOfDirectory(folder.path())->empty());
 }
 
 TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
@@ -216,9 +190,7 @@ TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
     EXPECT_EQ(mode("to/sub/program"), 0751U);
     EXPECT_EQ(mode("to/sub"), 0550U);
     EXPECT_EQ(files::attributes(folder / "to/sub/program")->modified, 2000.5);
-    struct stat info { };
-    ASSERT_EQ(lstat((folder / "to/link").c_str(), &info), 0);
-    EXPECT_TRUE(S_ISLNK(info.st_mode));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder / "to/link"));
     EXPECT_FALSE(files::copy(folder / "from", folder / "to")) << "the target is there";
     EXPECT_TRUE(files::copy(folder / "from/link", folder / "program")) << "a link that is named is followed";
     EXPECT_EQ(files::size(folder / "program"), std::uint64_t{3 << 20});
@@ -228,8 +200,7 @@ TEST_F(FileManagerTest, CopiesTreesWithModesDatesAndLinks)
 
 TEST_F(FileManagerTest, ACopyThatFailsLeavesNoHalfOfIt)
 {
-    EXPECT_TRUE(files::createDirectories(folder / "from"));
-    EXPECT_TRUE(files::writeFile(folder / "from/a", "small"));
+    EXPECT_TRUE(files::createDirectories(folder / "from") && files::writeFile(folder / "from/a", "small"));
     EXPECT_TRUE(files::writeFile(folder / "from/b", std::string(100000, 'b')));
     {
         const FullDisk full(50000);
@@ -243,8 +214,7 @@ TEST_F(FileManagerTest, ACopyThatFailsLeavesNoHalfOfIt)
 
 TEST_F(FileManagerTest, MovingNeverReplaces)
 {
-    EXPECT_TRUE(files::writeFile(folder / "a", "a"));
-    EXPECT_TRUE(files::writeFile(folder / "b", "b"));
+    EXPECT_TRUE(files::writeFile(folder / "a", "a") && files::writeFile(folder / "b", "b"));
     EXPECT_FALSE(files::move(folder / "a", folder / "b"));
     EXPECT_EQ(files::readFile(folder / "b"), "b");
     EXPECT_TRUE(files::move(folder / "a", folder / "c"));
@@ -252,8 +222,7 @@ TEST_F(FileManagerTest, MovingNeverReplaces)
     if (files::isDirectory("/dev/shm")) { // Another file system.
         const std::string there = "/dev/shm/trelkind-test-" + std::to_string(getpid());
         EXPECT_TRUE(files::createDirectories(folder / "tree/sub"));
-        EXPECT_TRUE(files::writeFile(folder / "tree/sub/file", "x"));
-        EXPECT_TRUE(files::move(folder / "tree", there));
+        EXPECT_TRUE(files::writeFile(folder / "tree/sub/file", "x") && files::move(folder / "tree", there));
         EXPECT_EQ(files::readFile(there + "/sub/file"), "x");
         EXPECT_FALSE(files::exists(folder / "tree"));
         std::ignore = files::remove(there);
@@ -314,8 +283,7 @@ TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)
     const std::string path = folder.path();
     {
         const FolderLock first(path, Kind::Shared);
-        EXPECT_TRUE(first.isHeld() && first.isPrivate());
-        EXPECT_TRUE(FolderLock(path, Kind::Shared).isHeld());
+        EXPECT_TRUE(first.isHeld() && first.isPrivate() && FolderLock(path, Kind::Shared).isHeld());
         EXPECT_TRUE(FolderLock(path, Kind::Exclusive).isTaken());
     }
     EXPECT_TRUE(FolderLock(path, Kind::Exclusive).isHeld());
@@ -327,20 +295,6 @@ TEST_F(FileManagerTest, AFolderIsLockedByOneAloneOrByThoseWhoShare)
     }
     EXPECT_TRUE(files::setPermissions(path, 0750));
     EXPECT_FALSE(FolderLock(path, Kind::Shared).isPrivate());
-}
-
-TEST_F(FileManagerTest, Utf8IsValidOrItIsNot)
-{
-    const struct {
-        const char* text;
-        bool valid;
-    } cases[] = {{"", true}, {"na\xC3\xAFve \xE2\x82\xAC \xF0\x9F\x98\x80", true}, {"\xC0\xAF", false},
-        {"\xE0\x80\xAF", false}, {"\xED\xA0\x80", false}, {"\xF4\x90\x80\x80", false}, {"\xE2\x82", false},
-        {"\x80", false}, {"\xFF", false}};
-    for (const auto& one : cases)
-        EXPECT_EQ(files::isValidUtf8(one.text), one.valid) << testing::PrintToString(one.text);
-    EXPECT_TRUE(files::writeFile(folder / "latin", "caf\xE9"));
-    EXPECT_FALSE(files::readUtf8(folder / "latin"));
 }
 
 } // namespace

@@ -11,7 +11,7 @@
 #include <csignal>
 #include <cstring>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <tuple>
@@ -50,11 +50,9 @@ TEST(ServiceMessages, AnyPartOfAStreamMayComeAlone)
         ASSERT_TRUE(reader.append({&byte, 1}));
         while (const auto message = reader.next()) {
             ASSERT_LT(complete, std::size(sent));
-            EXPECT_EQ(message->kind, sent[complete].kind);
-            EXPECT_EQ(message->number, sent[complete].number);
-            EXPECT_EQ(message->operation, sent[complete].operation);
-            EXPECT_EQ(message->content, sent[complete].content);
-            ++complete;
+            const ServiceMessage& wanted = sent[complete++];
+            EXPECT_TRUE(message->kind == wanted.kind && message->number == wanted.number
+                && message->operation == wanted.operation && message->content == wanted.content);
         }
     }
     EXPECT_EQ(complete, std::size(sent));
@@ -64,8 +62,7 @@ TEST(ServiceMessages, AnyPartOfAStreamMayComeAlone)
         EXPECT_FALSE(ServiceMessageReader().append(wrong));
 }
 
-class LocalServiceTest : public testing::Test {
-protected:
+struct LocalServiceTest : testing::Test {
     void SetUp() override
     {
         Places::setRoot(folder.path());
@@ -78,6 +75,23 @@ protected:
         Process::finishTerminations(20);
         Places::setRoot("");
         unsetenv("TRELKIND_PLACES");
+    }
+    // Connects until the queue of a stopped peer is full.
+    static auto fillQueue()
+    {
+        std::vector<std::unique_ptr<ServiceConnection>> queue;
+        while (auto waiting = ServiceConnection::connect("Peer", 0)) {
+            queue.push_back(std::move(*waiting));
+            if (queue.size() == 1000)
+                throw std::runtime_error("the queue never fills");
+        }
+        return queue;
+    }
+    // Counts how often the peer of a connection dies.
+    void countDeaths(ServiceConnection& connection)
+    {
+        deaths = 0;
+        connection.whenPeerDies([this] { ++deaths; });
     }
     std::shared_ptr<Process> startPeer()
     {
@@ -109,7 +123,6 @@ protected:
             address.sun_path, (Places::services() + "/" + name).c_str(), sizeof address.sun_path - 1);
         return address;
     }
-    // A client that speaks bytes.
     int connectPlainly(const std::string& name)
     {
         const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -121,6 +134,7 @@ protected:
     MainLoop& loop = MainLoop::main();
     TemporaryFolder folder;
     std::vector<std::shared_ptr<Process>> peers;
+    int deaths = 0;
 };
 
 TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
@@ -131,8 +145,7 @@ TEST_F(LocalServiceTest, TellsAndAsksAnotherProcessUntilItIsKilled)
     ASSERT_TRUE(connection);
     EXPECT_TRUE(told("connections 1"));
     connection->setTimeLimit(60);
-    int deaths = 0;
-    connection->whenPeerDies([&] { ++deaths; });
+    countDeaths(*connection);
     EXPECT_EQ(connection->send("first", textArgument("one")), Failure::None);
     EXPECT_EQ(connection->send("second", textArgument("two")), Failure::None);
     EXPECT_TRUE(told("first one\nsecond two")) << "the order is lost";
@@ -183,8 +196,7 @@ TEST_F(LocalServiceTest, APeerThatTakesNothingHoldsUpNobodyAndHearsItLater)
     kill(peer->processIdentifier(), SIGCONT);
     EXPECT_TRUE(told("last one"));
 
-    int deaths = 0;
-    connection->whenPeerDies([&] { ++deaths; });
+    countDeaths(*connection);
     kill(peer->processIdentifier(), SIGSTOP);
     auto failure = Failure::None;
     for (int i = 0; i < 100 && failure == Failure::None; ++i)
@@ -199,19 +211,13 @@ TEST_F(LocalServiceTest, ConnectingLaterNeverWaitsAndKeepsWhatIsSentMeanwhile)
 {
     const auto peer = startPeer();
     kill(peer->processIdentifier(), SIGSTOP);
-    std::vector<std::unique_ptr<ServiceConnection>> queue;
-    while (auto waiting = ServiceConnection::connect("Peer", 0)) {
-        queue.push_back(std::move(*waiting));
-        ASSERT_LT(queue.size(), 1000U) << "the queue never fills";
-    }
-
+    auto queue = fillQueue();
     std::vector<platform::Status> outcomes;
-    int deaths = 0;
     bool forgottenWasCalled = false;
     const double before = platform::monotonicSeconds();
     const auto later = ServiceConnection::connectLater(
         "Peer", [&](const platform::Status& status) { outcomes.push_back(status); }, 60);
-    later->whenPeerDies([&] { ++deaths; });
+    countDeaths(*later);
     auto forgotten = ServiceConnection::connectLater(
         "Peer", [&](const auto&) { forgottenWasCalled = true; }, 60);
     EXPECT_EQ(later->send("first", textArgument("one")), Failure::None);
@@ -253,9 +259,7 @@ TEST_F(LocalServiceTest, AConnectionThatCannotBeMadeSaysWhyOnce)
 
     const auto peer = startPeer();
     kill(peer->processIdentifier(), SIGSTOP);
-    std::vector<std::unique_ptr<ServiceConnection>> queue;
-    while (auto waiting = ServiceConnection::connect("Peer", 0))
-        queue.push_back(std::move(*waiting));
+    const auto queue = fillQueue();
     EXPECT_EQ(ServiceConnection::connect("Peer", 0.02).error().text, "the service Peer lets nobody in");
     connection = ServiceConnection::connectLater("Peer", note, 0.02);
     EXPECT_TRUE(loop.runUntil([&] { return outcomes > 1; }, 20));
@@ -306,8 +310,7 @@ TEST_F(LocalServiceTest, AHandlerMayLetGoOfItsOwnConnection)
         return Value();
     }));
     const auto client = connect("Other");
-    int deaths = 0;
-    client->whenPeerDies([&] { ++deaths; });
+    countDeaths(*client);
     EXPECT_EQ(client->send("go", Value()), Failure::None);
     EXPECT_EQ(client->send("again", Value()), Failure::None);
     EXPECT_TRUE(loop.runUntil([&] { return called && deaths == 1; }, 10));
@@ -324,8 +327,7 @@ TEST_F(LocalServiceTest, AConnectionThatGoesInItsHandlerHearsNothingMore)
     auto connection = connect("Plain");
     ASSERT_TRUE(connection);
     int heard = 0;
-    bool died = false;
-    connection->whenPeerDies([&] { died = true; });
+    countDeaths(*connection);
     connection->setHandler([&](const std::string&, const Value&) {
         ++heard;
         connection.reset();
@@ -337,7 +339,7 @@ TEST_F(LocalServiceTest, AConnectionThatGoesInItsHandlerHearsNothingMore)
     EXPECT_TRUE(loop.runUntil([&] { return heard > 0; }, 10));
     char byte = 0;
     EXPECT_EQ(recv(peer.get(), &byte, 1, 0), 0) << "the connection has ended";
-    EXPECT_FALSE(loop.runUntil([&] { return heard > 1 || died; }, 0.05));
+    EXPECT_FALSE(loop.runUntil([&] { return heard > 1 || deaths > 0; }, 0.05));
 }
 
 TEST_F(LocalServiceTest, NamesOfAnyLengthAndFoldersOfAnyDepthWork)
@@ -356,8 +358,7 @@ TEST_F(LocalServiceTest, NamesOfAnyLengthAndFoldersOfAnyDepthWork)
         EXPECT_TRUE(loop.runUntil([&] { return heard == "go"; }, 10));
     }
     EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
-    EXPECT_TRUE(files::setPermissions(Places::services(), 0755));
-    EXPECT_TRUE(LocalService::offer("again", {}));
+    EXPECT_TRUE(files::setPermissions(Places::services(), 0755) && LocalService::offer("again", {}));
     EXPECT_EQ(files::attributes(Places::services())->permissions, 0700U);
 }
 

@@ -1,10 +1,11 @@
 #include "platform/loop/OperationQueue.h"
 
+#include "OnThreads.h"
 #include "platform/loop/MainLoop.h"
 
-#include <condition_variable>
+#include <atomic>
 #include <gtest/gtest.h>
-#include <mutex>
+#include <latch>
 #include <pthread.h>
 #include <stdexcept>
 #include <system_error>
@@ -31,35 +32,33 @@ std::shared_ptr<Task> task(std::function<void(Task&)> body)
     return std::make_shared<Task>(std::move(body));
 }
 
+void add(OperationQueue& queue, int count, const std::function<void(Task&)>& body)
+{
+    for (int number = 0; number < count; ++number)
+        queue.addOperation(task(body));
+}
+
 // A door that operations wait behind, counting those that stand there.
 class Door {
 public:
     void pass()
     {
-        std::unique_lock lock(mutex_);
         ++inside_;
-        changed_.notify_all();
-        changed_.wait(lock, [&] { return open_; });
+        isOpen_.wait();
         --inside_;
     }
-    void open()
+    void open() { isOpen_.count_down(); }
+    bool reaches(int count, double limitInSeconds = 10) const
     {
-        const std::lock_guard lock(mutex_);
-        open_ = true;
-        changed_.notify_all();
-    }
-    bool reaches(int count, double limitInSeconds = 10)
-    {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(
-            lock, std::chrono::duration<double>(limitInSeconds), [&] { return inside_ >= count; });
+        const double end = platform::monotonicSeconds() + limitInSeconds;
+        while (inside_ < count && platform::monotonicSeconds() < end)
+            std::this_thread::yield();
+        return inside_ >= count;
     }
 
 private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int inside_ = 0;
-    bool open_ = false;
+    std::latch isOpen_{1};
+    std::atomic<int> inside_ = 0;
 };
 
 // While it lives the machine gives this process no new thread: there is no room for such a stack.
@@ -86,12 +85,11 @@ private:
     pthread_attr_t former_{};
 };
 
-class OperationQueueTest : public testing::Test {
-protected:
+struct OperationQueueTest : testing::Test {
     MainLoop& loop = MainLoop::main();
 };
 
-TEST_F(OperationQueueTest, OneAtATimeRunsInTheOrderOfAdding)
+TEST_F(OperationQueueTest, OneAtATimeRunsInTheOrderOfAddingThoughOneThrows)
 {
     OperationQueue queue(1);
     std::vector<int> order; // Guarded by there being one operation at a time.
@@ -101,14 +99,18 @@ TEST_F(OperationQueueTest, OneAtATimeRunsInTheOrderOfAdding)
     ASSERT_EQ(order.size(), 200U);
     EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
     EXPECT_EQ(queue.operationCount(), 0);
+    std::atomic<bool> next = false;
+    queue.addOperation(task([](Task&) { throw std::runtime_error("lost"); }));
+    queue.addOperation(task([&](Task&) { next = true; }));
+    queue.waitUntilAllOperationsAreFinished();
+    EXPECT_TRUE(next);
 }
 
 TEST_F(OperationQueueTest, TheLimitHoldsWhileItIsChanged)
 {
     Door door;
     OperationQueue queue(2);
-    for (int number = 0; number < 10; ++number)
-        queue.addOperation(task([&](Task&) { door.pass(); }));
+    add(queue, 10, [&](Task&) { door.pass(); });
     EXPECT_TRUE(door.reaches(2));
     EXPECT_FALSE(door.reaches(3, 0.05));
     queue.setMaxConcurrentOperationCount(5);
@@ -116,21 +118,18 @@ TEST_F(OperationQueueTest, TheLimitHoldsWhileItIsChanged)
     EXPECT_FALSE(door.reaches(6, 0.05));
     queue.setMaxConcurrentOperationCount(1);
     EXPECT_EQ(queue.operationCount(), 10);
-    std::atomic<int> together = 0;
-    std::atomic<int> most = 0;
-    for (int number = 0; number < 10; ++number)
-        queue.addOperation(task([&](Task&) {
-            const int now = ++together;
-            most = std::max(most.load(), now);
-            --together;
-        }));
+    std::atomic<int> together = 0, most = 0;
+    add(queue, 10, [&](Task&) {
+        const int now = ++together;
+        most = std::max(most.load(), now);
+        --together;
+    });
     door.open();
     queue.waitUntilAllOperationsAreFinished();
     EXPECT_EQ(most, 1);
     queue.setMaxConcurrentOperationCount(OperationQueue::Unlimited);
     Door second;
-    for (int number = 0; number < 20; ++number)
-        queue.addOperation(task([&](Task&) { second.pass(); }));
+    add(queue, 20, [&](Task&) { second.pass(); });
     EXPECT_TRUE(second.reaches(20));
     second.open();
     queue.waitUntilAllOperationsAreFinished();
@@ -163,37 +162,23 @@ TEST_F(OperationQueueTest, CancellingDropsWhatHasNotBegunAndAsksTheRestToStop)
 TEST_F(OperationQueueTest, WhoIsToldOfAnEndFindsACountWithoutIt)
 {
     OperationQueue queue(3);
-    int told = 0;
-    int atLast = -1;
-    for (int number = 0; number < 300; ++number)
-        queue.addOperation(task([&](Task& self) {
-            self.postWhenEnded([&] {
-                ++told;
-                EXPECT_LE(queue.operationCount(), 300 - told);
-                atLast = queue.operationCount();
-            });
-        }));
+    int told = 0, atLast = -1;
+    add(queue, 300, [&](Task& self) {
+        self.postWhenEnded([&] {
+            ++told;
+            EXPECT_LE(queue.operationCount(), 300 - told);
+            atLast = queue.operationCount();
+        });
+    });
     EXPECT_TRUE(loop.runUntil([&] { return told == 300; }, 20));
     EXPECT_EQ(atLast, 0);
-}
-
-TEST_F(OperationQueueTest, AnExceptionEndsItsOwnOperationAlone)
-{
-    OperationQueue queue(1);
-    std::atomic<bool> next = false;
-    queue.addOperation(task([](Task&) { throw std::runtime_error("lost"); }));
-    queue.addOperation(task([&](Task&) { next = true; }));
-    queue.waitUntilAllOperationsAreFinished();
-    EXPECT_TRUE(next);
 }
 
 // The queue goes on the main thread while its operation needs that very thread.
 TEST_F(OperationQueueTest, DestructionServesAnOperationThatWaitsForTheMainThread)
 {
     std::atomic<bool> entered = false;
-    bool served = false;
-    bool before = false;
-    bool dropped = true;
+    bool served = false, before = false, dropped = true;
     {
         OperationQueue queue(1);
         queue.addOperation(task([&](Task& self) {
@@ -206,8 +191,7 @@ TEST_F(OperationQueueTest, DestructionServesAnOperationThatWaitsForTheMainThread
         queue.addOperation(task([&](Task&) { dropped = false; }));
         EXPECT_TRUE(loop.runUntil([&] { return entered.load(); }, 10));
     }
-    EXPECT_TRUE(served);
-    EXPECT_TRUE(dropped);
+    EXPECT_TRUE(served && dropped);
 }
 
 TEST_F(OperationQueueTest, AnOperationMayTakeItsQueueAlongWhenItEnds)
@@ -264,14 +248,7 @@ TEST_F(OperationQueueTest, AddingFromManyThreadsLosesNothing)
 {
     OperationQueue queue(4);
     std::atomic<int> ran = 0;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&] {
-            for (int number = 0; number < 250; ++number)
-                queue.addOperation(task([&](Task&) { ++ran; }));
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(4, [&](int) { add(queue, 250, [&](Task&) { ++ran; }); });
     queue.waitUntilAllOperationsAreFinished();
     EXPECT_EQ(ran, 1000);
 }

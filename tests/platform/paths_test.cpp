@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pwd.h>
 #include <set>
 #include <unistd.h>
@@ -21,29 +20,16 @@ using testing::MatchesRegex;
 
 TEST(Paths, AreTakenApart)
 {
-    const struct {
-        const char* path;
-        const char* last;
-        const char* rest;
-        const char* extension;
-    } cases[] = {
-        {"", "", "", ""},
-        {"/", "/", "/", ""},
-        {"a", "a", "", ""},
-        {"/a", "a", "/", ""},
-        {"a/b", "b", "a", ""},
-        {"a//b//", "b", "a", ""},
-        {"/x/Batch.vtask/", "Batch.vtask", "/x", "vtask"},
-        {"d.x/.hidden", ".hidden", "d.x", ""},
-        {"d.x/plain", "plain", "d.x", ""},
-        {"a.tar.GZ", "a.tar.GZ", "", "GZ"},
-        {"a.", "a.", "", ""},
-    };
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.path);
-        EXPECT_EQ(paths::lastComponent(one.path), one.last);
-        EXPECT_EQ(paths::deletingLastComponent(one.path), one.rest);
-        EXPECT_EQ(paths::extension(one.path), one.extension);
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {{"", "", "", ""},
+        {"/", "/", "/", ""}, {"a", "a", "", ""}, {"/a", "a", "/", ""}, {"a/b", "b", "a", ""},
+        {"a//b//", "b", "a", ""}, {"/x/Batch.vtask/", "Batch.vtask", "/x", "vtask"},
+        {"d.x/.hidden", ".hidden", "d.x", ""}, {"d.x/plain", "plain", "d.x", ""},
+        {"a.tar.GZ", "a.tar.GZ", "", "GZ"}, {"a.", "a.", "", ""}};
+    for (const auto& [path, last, rest, extension] : cases) {
+        SCOPED_TRACE(path);
+        EXPECT_EQ(paths::lastComponent(path), last);
+        EXPECT_EQ(paths::deletingLastComponent(path), rest);
+        EXPECT_EQ(paths::extension(path), extension);
     }
     EXPECT_EQ(paths::lowercaseExtension("a.CPP"), "cpp");
 }
@@ -105,7 +91,7 @@ TEST(Places, TheRuntimeFolderServesOnlyItsOwner)
     EXPECT_EQ(ofAnother, otherwise);
 }
 
-TEST(ProcessInfo, NamesAreThoseOfTheSystem)
+TEST(ProcessInfo, NamesAreThoseOfTheSystemAndATestReadsItsLog)
 {
     char host[256] = {};
     ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
@@ -115,6 +101,12 @@ TEST(ProcessInfo, NamesAreThoseOfTheSystem)
     EXPECT_EQ(platform::loginName(), account->pw_name);
     EXPECT_GE(platform::processorCount(), 1);
     EXPECT_LE(platform::processorCount(), static_cast<int>(sysconf(_SC_NPROCESSORS_CONF)));
+
+    std::vector<std::string> lines;
+    platform::setSystemLogReader([&](const std::string& line) { lines.push_back(line); });
+    platform::systemLog("100 % of %s");
+    platform::setSystemLogReader(nullptr);
+    EXPECT_EQ(lines, std::vector<std::string>{"100 % of %s"});
 }
 
 TEST(ProcessInfo, UniqueTextsAreUniqueAndUuidsCanonical)
@@ -128,15 +120,6 @@ TEST(ProcessInfo, UniqueTextsAreUniqueAndUuidsCanonical)
             uuid, MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}"));
     }
     EXPECT_EQ(seen.size(), 2000U);
-}
-
-TEST(ProcessInfo, ATestReadsTheSystemLog)
-{
-    std::vector<std::string> lines;
-    platform::setSystemLogReader([&](const std::string& line) { lines.push_back(line); });
-    platform::systemLog("100 % of %s");
-    platform::setSystemLogReader(nullptr);
-    EXPECT_EQ(lines, std::vector<std::string>{"100 % of %s"});
 }
 
 // RFC 1321, A.5.

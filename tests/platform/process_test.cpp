@@ -1,17 +1,18 @@
 #include "platform/process/Process.h"
 
+#include "OnThreads.h"
+#include "platform/AnotherProcess.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/Descriptor.h"
-#include "platform/files/FileManager.h"
 #include "platform/loop/Pace.h"
 #include "platform/process/Spawn.h"
 #include "platform/process/SystemShell.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <functional>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -39,16 +40,7 @@ bool waitFor(const std::function<bool()>& condition, double limitInSeconds = 20)
     return true;
 }
 
-// Whether it still runs; a zombie that its own parent has yet to reap doesn't.
-bool isAlive(pid_t process)
-{
-    const auto status =
-        files::readFile(std::string("/proc/").append(std::to_string(process)).append("/stat"));
-    return status && status->find(") Z ") == std::string::npos;
-}
-
-class ProcessTest : public testing::Test {
-protected:
+struct ProcessTest : testing::Test {
     void TearDown() override
     {
         Pace::setFactor(1);
@@ -67,6 +59,7 @@ protected:
         return process.value_or(nullptr);
     }
     std::string output(const std::string& name) { return files::readFile(folder / name).value_or("<none>"); }
+    bool anyIsAlive(const std::string& listedIn) { return std::ranges::any_of(numbersIn(listedIn), isAlive); }
     // The process numbers that programs of the test have written down, one a line.
     std::vector<pid_t> numbersIn(const std::string& name)
     {
@@ -99,8 +92,7 @@ TEST_F(ProcessTest, RunsInItsFolderWithNullStreamsAnOwnGroupAndNothingElse)
     pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
     EXPECT_FALSE(process->isRunning());
     EXPECT_EQ(process->terminationStatus(), 7);
-    EXPECT_EQ(output("folder"), folder.path() + "\n");
-    EXPECT_EQ(output("arguments"), "a b|$HOME\n");
+    EXPECT_EQ(output("folder") + output("arguments"), folder.path() + "\na b|$HOME\n");
     EXPECT_EQ(numbersIn("group"), std::vector<pid_t>{process->processIdentifier()});
     // Two signals above the thirtieth are the C library's own and nobody's to set.
     EXPECT_THAT(output("signals"), MatchesRegex("SigBlk:\t0+\nSigIgn:\t0000000[01][08]0000000\n"));
@@ -112,18 +104,15 @@ TEST_F(ProcessTest, RunsInItsFolderWithNullStreamsAnOwnGroupAndNothingElse)
 
 TEST_F(ProcessTest, ALaunchThatCannotSucceedSaysWhyAtOnce)
 {
-    EXPECT_TRUE(files::writeFile(folder / "plain", "#!/bin/sh\n"));
-    EXPECT_TRUE(files::createDirectory(folder / "sub"));
+    EXPECT_TRUE(files::writeFile(folder / "plain", "#!/bin/sh\n") && files::createDirectory(folder / "sub"));
     script("no first line\n", "nonsense");
     script("", "empty");
     script("#!/no/such/interpreter -x\n", "orphan");
     script("#!/bin/sh\r\necho\r\n", "foreign");
     script("#!/bin/sh\n", "good");
     const struct {
-        std::string path;
-        std::string folder;
-        std::string name;
-        std::string inReason;
+        std::string path, folder;
+        std::string name, inReason;
     } cases[] = {
         {folder / "absent", folder.path(), "NoSuchFile", folder / "absent"},
         {folder / "plain/below", folder.path(), "NoSuchFile", folder / "plain/below"},
@@ -150,22 +139,19 @@ TEST_F(ProcessTest, AScriptUsesTheRedirectionWhateverStandsForTheShell)
                              "\"$SHELLOPTS\" > options\nexit 7\n";
     // A path that nobody has tried yet, for a process whose parent has left the signal ignored.
     ASSERT_EQ(symlink("/bin/dash", (folder / "sh").c_str()), 0);
-    const struct {
-        std::string shell;
-        bool isReplaced;
-        bool ignoresChildren;
-    } cases[] = {{"/bin/dash", true, false}, {"/bin/bash", false, false}, {folder / "sh", true, true}};
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.shell);
-        ASSERT_TRUE(files::exists(one.shell));
-        systemshell::setPath(one.shell);
-        signal(SIGCHLD, one.ignoresChildren ? SIG_IGN : SIG_DFL);
+    const std::tuple<std::string, bool, bool> cases[] = {
+        {"/bin/dash", true, false}, {"/bin/bash", false, false}, {folder / "sh", true, true}};
+    for (const auto& [shell, isReplaced, ignoresChildren] : cases) {
+        SCOPED_TRACE(shell);
+        ASSERT_TRUE(files::exists(shell));
+        systemshell::setPath(shell);
+        signal(SIGCHLD, ignoresChildren ? SIG_IGN : SIG_DFL);
         const auto process = launch(script(text));
         ASSERT_TRUE(process->waitUntilExit(20));
         EXPECT_EQ(process->terminationStatus(), 7);
         EXPECT_EQ(output("runOutput"), "a b\n");
-        EXPECT_EQ(output("options").find("posix") != std::string::npos, one.isReplaced) << output("options");
-        EXPECT_EQ(systemshell::command().size(), one.isReplaced ? 2U : 1U);
+        EXPECT_EQ(output("options").find("posix") != std::string::npos, isReplaced) << output("options");
+        EXPECT_EQ(systemshell::command().size(), isReplaced ? 2U : 1U);
         EXPECT_EQ(output("script"), text);
         std::ignore = files::remove(folder / "runOutput");
     }
@@ -182,17 +168,21 @@ TEST_F(ProcessTest, OtherScriptsGoThroughTheirOwnFirstLine)
     EXPECT_FALSE(files::exists(folder / "refused"));
 }
 
-TEST_F(ProcessTest, TerminatingEndsThePoliteAtOnce)
+// Those who have left the group and the environment are found through their parents.
+TEST_F(ProcessTest, TerminatingEndsThePoliteAtOnceWhereverTheyAre)
 {
-    const auto process =
-        launch(script("#!/bin/sh\nsleep 100 &\necho $! > children\necho $$ >> children\nwait\n"));
-    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == 2; }));
-    process->terminate();
-    EXPECT_TRUE(process->waitUntilExit(2));
-    EXPECT_EQ(process->terminationStatus(), 128 + SIGTERM);
-    EXPECT_TRUE(Process::finishTerminations(2));
-    for (const pid_t child : numbersIn("children"))
-        EXPECT_FALSE(isAlive(child));
+    for (const char* text : {"#!/bin/sh\nsleep 100 &\necho $! > children\necho $$ >> children\nwait\n",
+             "#!/bin/sh\nenv -i setsid sh -c 'sleep 300 & echo $! >> children; "
+             "echo $$ >> children; wait' &\nwait\n"}) {
+        const auto process = launch(script(text));
+        ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == 2; }));
+        process->terminate();
+        EXPECT_TRUE(process->waitUntilExit(2));
+        EXPECT_EQ(process->terminationStatus(), 128 + SIGTERM);
+        EXPECT_TRUE(Process::finishTerminations(2));
+        EXPECT_FALSE(anyIsAlive("children"));
+        std::ignore = files::remove(folder / "children");
+    }
 }
 
 // What ignores the polite signal, what was stopped, what left the group: nothing stays, not even a zombie.
@@ -214,8 +204,7 @@ TEST_F(ProcessTest, TerminatingLeavesNothingThoughTheProgramForksAndIgnoresTheSi
     EXPECT_TRUE(Process::finishTerminations(20));
     EXPECT_FALSE(process->isRunning());
     EXPECT_EQ(process->terminationStatus(), 128 + SIGKILL);
-    for (const pid_t child : numbersIn("children"))
-        EXPECT_FALSE(isAlive(child)) << child;
+    EXPECT_FALSE(anyIsAlive("children"));
     EXPECT_TRUE(waitFor([&] { return kill(-leader, 0) != 0 && errno == ESRCH; }));
     EXPECT_NE(kill(leader, 0), 0) << "a zombie stays";
 }
@@ -232,49 +221,27 @@ TEST_F(ProcessTest, AMemberThatIgnoresTheSignalDoesNotOutliveItsLeader)
     }));
     process->terminate();
     EXPECT_TRUE(process->waitUntilExit(20));
-    EXPECT_TRUE(isAlive(numbersIn("children")[0])) << "it had no time to end by itself";
+    EXPECT_TRUE(anyIsAlive("children")) << "it had no time to end by itself";
     EXPECT_TRUE(Process::finishTerminations(20));
-    EXPECT_FALSE(isAlive(numbersIn("children")[0]));
+    EXPECT_FALSE(anyIsAlive("children"));
 }
 
-// Without the mark only their parents tell whose they are.
-TEST_F(ProcessTest, ProcessesThatLeftTheGroupAndTheEnvironmentAreFoundThroughTheirParents)
+TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcessOrAtOnceWhenAsked)
 {
-    const auto process = launch(script("#!/bin/sh\nenv -i setsid sh -c 'sleep 300 & echo $! >> children; "
-                                       "echo $$ >> children; wait' &\nwait\n"));
-    ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == 2; }));
-    for (const pid_t child : numbersIn("children"))
-        EXPECT_NE(getpgid(child), process->processIdentifier());
-    process->terminate();
-    EXPECT_TRUE(Process::finishTerminations(20));
-    for (const pid_t child : numbersIn("children"))
-        EXPECT_FALSE(isAlive(child));
-}
-
-TEST_F(ProcessTest, TheFollowUpComesThoughNobodyHoldsTheProcess)
-{
-    Pace::setFactor(0.05);
-    const auto number = [&] {
+    for (const bool isPatient : {true, false}) {
+        Pace::setFactor(isPatient ? 0.05 : 1);
         auto process =
-            launch(script("#!/bin/bash\ntrap '' TERM\ntouch ready\nwhile :; do sleep 0.05; done\n"));
-        EXPECT_TRUE(waitFor([&] { return files::exists(folder / "ready"); }));
+            launch(script("#!/bin/bash\ntrap '' TERM\necho $$ > ready\nwhile :; do sleep 0.05; done\n"));
+        ASSERT_TRUE(waitFor([&] { return numbersIn("ready").size() == 1; }));
         process->terminate();
-        return process->processIdentifier();
-    }();
-    EXPECT_TRUE(Process::finishTerminations(20));
-    EXPECT_FALSE(isAlive(number));
-}
-
-TEST_F(ProcessTest, KillTerminatingDoesNotWaitForPatience)
-{
-    const auto process =
-        launch(script("#!/bin/bash\ntrap '' TERM\ntouch ready\nwhile :; do sleep 0.05; done\n"));
-    ASSERT_TRUE(waitFor([&] { return files::exists(folder / "ready"); }));
-    process->terminate();
-    EXPECT_FALSE(Process::finishTerminations(0.2));
-    Process::killTerminating();
-    EXPECT_TRUE(Process::finishTerminations(2));
-    EXPECT_FALSE(process->isRunning());
+        if (isPatient)
+            process.reset();
+        EXPECT_EQ(Process::finishTerminations(isPatient ? 20 : 0.2), isPatient);
+        Process::killTerminating();
+        EXPECT_TRUE(Process::finishTerminations(2));
+        EXPECT_FALSE(anyIsAlive("ready") || (process && process->isRunning()));
+        std::ignore = files::remove(folder / "ready");
+    }
 }
 
 TEST_F(ProcessTest, WhatAnEndedProgramLeftBehindCanStillBeTerminated)
@@ -287,34 +254,26 @@ TEST_F(ProcessTest, WhatAnEndedProgramLeftBehindCanStillBeTerminated)
         ASSERT_TRUE(process->waitUntilExit(20));
         const std::size_t count = *inGroup ? 2 : 1;
         ASSERT_TRUE(waitFor([&] { return numbersIn("children").size() == count; }));
-        for (const pid_t left : numbersIn("children"))
-            EXPECT_TRUE(isAlive(left));
+        EXPECT_TRUE(std::ranges::all_of(numbersIn("children"), isAlive));
         process->terminate();
         EXPECT_TRUE(Process::finishTerminations(20));
-        for (const pid_t left : numbersIn("children"))
-            EXPECT_FALSE(isAlive(left)) << left;
+        EXPECT_FALSE(anyIsAlive("children"));
         std::ignore = files::remove(folder / "children");
     }
 }
 
 TEST_F(ProcessTest, ManyLaunchesOfFreshScriptsFromManyThreadsAllRun)
 {
-    std::vector<std::thread> threads;
     std::atomic<int> good = 0;
-    for (int thread = 0; thread < 6; ++thread)
-        threads.emplace_back([&, thread] {
-            for (int number = 0; number < 10; ++number) {
-                const std::string path = folder / std::to_string(thread * 100 + number);
-                EXPECT_TRUE(
-                    files::writeFileAtomically(path, "#!/bin/bash\nexit 3\n", 0700, files::Flush::No));
-                const auto process = Process::launch({path, {}, folder.path()});
-                EXPECT_TRUE(process) << process.error().reason;
-                if (process && (*process)->waitUntilExit(30) && (*process)->terminationStatus() == 3)
-                    ++good;
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(6, [&](int thread) {
+        for (int number = 0; number < 10; ++number) {
+            const std::string path = folder / std::to_string(thread * 100 + number);
+            EXPECT_TRUE(files::writeFileAtomically(path, "#!/bin/bash\nexit 3\n", 0700, files::Flush::No));
+            const auto process = Process::launch({path, {}, folder.path()});
+            EXPECT_TRUE(process) << process.error().reason;
+            good += process && (*process)->waitUntilExit(30) && (*process)->terminationStatus() == 3;
+        }
+    });
     EXPECT_EQ(good, 60);
 }
 

@@ -14,8 +14,7 @@ constexpr const char* kContent = "content of the file";
 constexpr int kLimit = 300; // Milliseconds, for connecting and for silence.
 constexpr auto kSlack = std::chrono::seconds(3); // For a busy machine, and sanitizers.
 
-class Hostile : public testing::Test {
-protected:
+struct Hostile : testing::Test {
     // A whole session with a download; null when it succeeded, else the reason. Either comes in time.
     std::optional<std::string> session(const peer::Options& options)
     {

@@ -7,7 +7,6 @@
 #include "ssh/transport/Messages.h"
 
 #include <algorithm>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,14 +20,12 @@ namespace {
 
 struct Ended { }; // Thrown when a connection is over.
 
-// One connection of a peer, from the version line to its end.
 class Connection {
 public:
     Connection(const Options& options, std::atomic<std::size_t>& bytesSent, int socket)
         : options_(options), bytesSent_(bytesSent), socket_(socket), files_(options_, seen_)
     { }
 
-    // Until either side ends it; gives what was seen.
     Seen run()
     {
         try {
@@ -369,7 +366,7 @@ const PrivateKey& keyOfType(const std::string& type)
     return at->second;
 }
 
-Peer::Peer(Options options) : options_(std::move(options)), listener_(support::listenOnLoopback(port_))
+Peer::Peer(Options options) : options_(std::move(options)), listener_(listenOnLoopback(port_))
 {
     platform::setUpGcrypt();
     thread_ = std::thread([this] { serve(); });

@@ -49,7 +49,6 @@ struct Options {
     std::optional<std::size_t> cutAt, stallAt, flipAt;
 };
 
-// What a peer saw, for a test to look at.
 struct Seen {
     std::string clientVersion;
     bool toldToGo = false; // The client has said that it disconnects.

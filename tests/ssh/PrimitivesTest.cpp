@@ -79,10 +79,7 @@ TEST(PacketCipher, AgreesWithPublishedVectors)
 // "Hi There" is a packet "here" with the sequence number that spells "Hi T".
 TEST(PacketMac, AgreesWithPublishedVectors)
 {
-    const struct {
-        const char* name;
-        const char* code;
-    } vectors[] = {
+    const std::pair<const char*, const char*> vectors[] = {
         {"hmac-sha2-256", "b0344c61d8db38535ca8afceaf0bf12b881dc200c9833da726e9376c2e32cff7"},
         {"hmac-sha1", "b617318655057264e28bc0b6fb378c8ef146be00"},
         {"hmac-sha2-512",
@@ -91,46 +88,39 @@ TEST(PacketMac, AgreesWithPublishedVectors)
         {"hmac-md5", "9294727a3638bb1c13f48ef8158bfc9d"},
         {"hmac-ripemd160", "24cb4bd67d20fc1a5d2ed7732dcc39377f0a5668"},
     };
-    for (const auto& vector : vectors) {
-        SCOPED_TRACE(vector.name);
-        const MacInfo& info = *findMac(vector.name);
+    for (const auto& [name, code] : vectors) {
+        SCOPED_TRACE(name);
+        const MacInfo& info = *findMac(name);
         Bytes key(std::min<std::size_t>(info.size, 20), 0x0b);
         key.resize(info.size);
         auto mac = PacketMac::create(info, key);
         for (int twice = 0; twice < 2; ++twice)
-            EXPECT_EQ(copyOf(mac->compute(0x48692054, viewOf("here"))), fromHex(vector.code));
+            EXPECT_EQ(copyOf(mac->compute(0x48692054, viewOf("here"))), fromHex(code));
     }
 }
 
-TEST(PacketCodec, RefusesImpossibleLengths)
+TEST(PacketCodec, RefusesImpossibleLengthsAndStopsBeforeASequenceNumberComesRound)
 {
-    const struct {
-        const char* bytes; // Length, padding length, and some of what follows.
-        const char* reason;
-    } cases[] = {
-        {"0004000100000000", "beyond the limit"},
-        {"ffffffff00000000", "beyond the limit"},
-        {"0000000004000000", "Packet smaller than minimum size."},
-        {"0000000b04000000", "Packet smaller than minimum size."},
-        {"0000000d04000000", "whole number"},
-        {"0000000c0300000000000000000000000000", "padding"},
-        {"0000000c0b00000000000000000000000000", "padding"},
-        {"0000000cff00000000000000000000000000", "padding"},
+    // Length, padding length, and some of what follows.
+    const std::pair<const char*, std::vector<const char*>> cases[] = {
+        {"beyond the limit", {"0004000100000000", "ffffffff00000000"}},
+        {"Packet smaller than minimum size.", {"0000000004000000", "0000000b04000000"}},
+        {"whole number", {"0000000d04000000"}},
+        {"padding",
+            {"0000000c0300000000000000000000000000", "0000000c0b00000000000000000000000000",
+                "0000000cff00000000000000000000000000"}},
     };
-    for (const auto& row : cases) {
-        PacketCodec codec;
-        codec.input().append(fromHex(row.bytes));
-        const auto packet = codec.next();
-        ASSERT_FALSE(packet.ok()) << row.bytes;
-        EXPECT_NE(packet.error().text.find(row.reason), std::string::npos) << packet.error().text;
-    }
-}
+    for (const auto& [reason, lies] : cases)
+        for (const char* lie : lies) {
+            PacketCodec codec;
+            codec.input().append(fromHex(lie));
+            const auto packet = codec.next();
+            ASSERT_FALSE(packet.ok()) << lie;
+            EXPECT_NE(packet.error().text.find(reason), std::string::npos) << packet.error().text;
+        }
 
-TEST(PacketCodec, StopsBeforeASequenceNumberComesRound)
-{
     PacketCodec sender(0xfffffffd);
-    EXPECT_TRUE(sender.seal(viewOf("a")).ok());
-    EXPECT_TRUE(sender.seal(viewOf("b")).ok());
+    EXPECT_TRUE(sender.seal(viewOf("a")).ok() && sender.seal(viewOf("b")).ok());
     EXPECT_FALSE(sender.seal(viewOf("c")).ok());
 }
 
@@ -243,10 +233,7 @@ TEST(ChannelTable, KeepsToTheWindowsOfBothSides)
 TEST(ChannelTable, RefusesMessagesThatCanNotBe)
 {
     using namespace message;
-    const struct {
-        Bytes payload;
-        const char* reason;
-    } cases[] = {
+    const std::pair<Bytes, const char*> cases[] = {
         {WireWriter(kChannelData).uint32(0).string(Bytes(1001)).take(),
             "more data than the channel's window"},
         {WireWriter(kChannelExtendedData).uint32(0).uint32(1).string(Bytes(1001)).take(), "more data than"},
@@ -257,9 +244,9 @@ TEST(ChannelTable, RefusesMessagesThatCanNotBe)
         {WireWriter(kChannelRequest).uint32(0).string("exit-status").boolean(false).take(), "damaged"},
         {WireWriter(126).uint32(0).take(), "unknown kind"},
     };
-    for (const auto& row : cases) {
+    for (const auto& [payload, reason] : cases) {
         Channels with;
-        EXPECT_THAT(with.receive(row.payload).error().text, testing::HasSubstr(row.reason));
+        EXPECT_THAT(with.receive(payload).error().text, testing::HasSubstr(reason));
         EXPECT_TRUE(with.receive(WireWriter(kChannelClose).uint32(0)).ok());
         EXPECT_THAT(
             with.receive(WireWriter(kChannelEof).uint32(0)).error().text, testing::HasSubstr("has closed"));

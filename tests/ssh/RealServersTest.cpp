@@ -1,3 +1,4 @@
+#include "OnThreads.h"
 #include "platform/ProcessInfo.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/SigningKey.h"
@@ -9,17 +10,18 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <thread>
 #include <unistd.h>
 
 using namespace ssh;
+using support::readFile;
+using support::runCommand;
+using support::writeFile;
 using testing::HasSubstr;
 
 namespace {
 
 // OpenSSH as an ordinary process, with every kind of user key admitted.
-class OpenSsh : public testing::Test {
-protected:
+struct OpenSsh : testing::Test {
     static void SetUpTestSuite()
     {
         if (access("/usr/sbin/sshd", X_OK) != 0)
@@ -53,7 +55,7 @@ protected:
     void checkCommands(CkoSsh& ssh)
     {
         int status = 0;
-        EXPECT_EQ(support::runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
+        EXPECT_EQ(runCommand(ssh, "echo out; echo err >&2; exit 3", &status), "out\nerr\n");
         EXPECT_EQ(status, 3);
         // The command has ended when the close has been received, however long it took after ours.
         const int slow = ssh.OpenSessionChannel();
@@ -61,8 +63,7 @@ protected:
         ASSERT_TRUE(ssh.SendReqExec(slow, "head -c 3000000 /dev/zero; sleep 0.5; touch " + mark));
         EXPECT_TRUE(ssh.ChannelSendClose(slow));
         EXPECT_TRUE(ssh.ChannelReceiveToClose(slow)) << ssh.LastErrorText();
-        EXPECT_TRUE(std::filesystem::exists(mark));
-        EXPECT_TRUE(ssh.ChannelReceivedClose(slow));
+        EXPECT_TRUE(std::filesystem::exists(mark) && ssh.ChannelReceivedClose(slow));
         EXPECT_FALSE(ssh.SendReqExec(slow, "true"));
     }
     inline static std::unique_ptr<support::RealServer> server_;
@@ -100,10 +101,10 @@ TEST_F(OpenSsh, AgreesOnEveryAlgorithmThatItStillKnows)
             ASSERT_TRUE(logIn(ssh, "ssh-ed25519", server->port())) << ssh.LastErrorText();
             EXPECT_EQ(ssh.Algorithms()[row.shownAt], name);
             // Enough for the server to ask for new keys on the way.
-            const std::string output = support::runCommand(ssh, "head -c 1000000 /dev/zero | tr '\\0' x");
+            const std::string output = runCommand(ssh, "head -c 1000000 /dev/zero | tr '\\0' x");
             EXPECT_TRUE(output == std::string(1000000, 'x')) << output.size() << " " << ssh.LastErrorText();
             EXPECT_TRUE(ssh.ReKey()) << ssh.LastErrorText();
-            EXPECT_EQ(support::runCommand(ssh, "echo still here"), "still here\n");
+            EXPECT_EQ(runCommand(ssh, "echo still here"), "still here\n");
         }
 }
 
@@ -195,18 +196,18 @@ void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
     EXPECT_FALSE(sftp.OpenFile(base + "/none", "readOnly", "openExisting"));
 
     const std::string content = support::randomText(20'000'003);
-    support::writeFile(folder / "local", content);
+    writeFile(folder / "local", content);
     ASSERT_TRUE(sftp.UploadFileByName(base + "/file", folder / "local")) << sftp.LastErrorText();
-    EXPECT_TRUE(support::readFile(base + "/file") == content);
+    EXPECT_TRUE(readFile(base + "/file") == content);
     ASSERT_TRUE(sftp.DownloadFileByName(base + "/file", folder / "copy")) << sftp.LastErrorText();
-    EXPECT_TRUE(support::readFile(folder / "copy") == content);
-    support::writeFile(folder / "copy", content.substr(0, 7'000'001));
-    support::writeFile(base + "/file", content.substr(0, 123));
+    EXPECT_TRUE(readFile(folder / "copy") == content);
+    writeFile(folder / "copy", content.substr(0, 7'000'001));
+    writeFile(base + "/file", content.substr(0, 123));
     EXPECT_TRUE(sftp.ResumeUploadFileByName(base + "/file", folder / "local")) << sftp.LastErrorText();
     EXPECT_TRUE(sftp.ResumeDownloadFileByName(base + "/file", folder / "copy")) << sftp.LastErrorText();
-    EXPECT_TRUE(support::readFile(folder / "copy") == content);
+    EXPECT_TRUE(readFile(folder / "copy") == content);
     EXPECT_TRUE(sftp.DownloadFileByName("/proc/self/status", folder / "made-up")); // Its size is told as 0.
-    EXPECT_THAT(support::readFile(folder / "made-up"), HasSubstr("Name:"));
+    EXPECT_THAT(readFile(folder / "made-up"), HasSubstr("Name:"));
 
     EXPECT_TRUE(sftp.SetPermissions(base + "/file", false, 0751));
     EXPECT_EQ(sftp.GetFilePermissions(base + "/file", false, false), 0751);
@@ -218,7 +219,7 @@ void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
         CkoDate(std::chrono::seconds(static_cast<std::int64_t>(modified))));
 
     for (int i = 0; i < 300; ++i)
-        support::writeFile(base + "/n" + std::to_string(i), "");
+        writeFile(base + "/n" + std::to_string(i), "");
     const auto handle = sftp.OpenDir(base);
     const auto listing = sftp.ReadDir(handle);
     ASSERT_TRUE(listing) << sftp.LastErrorText();
@@ -228,10 +229,10 @@ void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
     const auto existing = sftp.OpenFile(base + "/file", "writeOnly", "createTruncate");
     EXPECT_TRUE(existing);
     EXPECT_EQ(std::filesystem::file_size(base + "/file"), 0u);
-    support::writeFile(folder / "kept", "content");
+    writeFile(folder / "kept", "content");
     EXPECT_FALSE(sftp.DownloadFileByName(base, folder / "kept"));
     EXPECT_THAT(sftp.LastErrorText(), HasSubstr("It is a directory."));
-    EXPECT_EQ(support::readFile(folder / "kept"), "content");
+    EXPECT_EQ(readFile(folder / "kept"), "content");
     EXPECT_FALSE(sftp.UploadFileByName(base + "/none/file", folder / "local"));
     EXPECT_TRUE(sftp.CloseHandle(*existing));
 }
@@ -250,17 +251,13 @@ TEST_F(OpenSsh, CarriesFilesWithAndWithoutCompression)
 // Each on a thread of its own: nobody's connection waits for another's.
 TEST_F(OpenSsh, ServesManyThreadsAtOnce)
 {
-    std::vector<std::thread> threads;
     std::atomic<int> good = 0;
     const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 6; ++i)
-        threads.emplace_back([&, i] {
-            CkoSsh ssh;
-            good += logIn(ssh)
-                && support::runCommand(ssh, "sleep 1; echo " + std::to_string(i)) == std::to_string(i) + "\n";
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    onThreads(6, [&](int i) {
+        CkoSsh ssh;
+        good +=
+            logIn(ssh) && runCommand(ssh, "sleep 1; echo " + std::to_string(i)) == std::to_string(i) + "\n";
+    });
     EXPECT_EQ(good, 6);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(5500));
 }
@@ -268,7 +265,7 @@ TEST_F(OpenSsh, ServesManyThreadsAtOnce)
 // The tool, between files in place of a terminal.
 TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
 {
-    support::writeFile(folder_ / "key", keys_["ssh-ed25519"]);
+    writeFile(folder_ / "key", keys_["ssh-ed25519"]);
     const auto tool = [&](const std::string& input, const std::string& verb, const std::string& arguments) {
         const std::string words = " --key " + (folder_ / "key") + " --known-hosts "
             + (folder_ / "known_hosts") + " --port " + std::to_string(server_->port()) + " " + verb
@@ -276,7 +273,7 @@ TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
         return support::run({"sh", "-c",
             input + " | timeout 20 " SSHTOOL + words + " >" + (folder_ / "out") + " 2>" + (folder_ / "err")});
     };
-    const auto output = [&](const char* name = "out") { return support::readFile(folder_ / name); };
+    const auto output = [&](const char* name = "out") { return readFile(folder_ / name); };
     EXPECT_EQ(tool("true", "exec", "cat"), 0);
     EXPECT_EQ(output(), "");
     EXPECT_THAT(
@@ -287,7 +284,7 @@ TEST_F(OpenSsh, TheToolHandsOverInputAndShowsNothingThatATerminalWouldObey)
     EXPECT_TRUE(output() == std::string(5000000, '\0')) << output().size();
     EXPECT_EQ(tool("(sleep 30 &)", "exec", "true"), 0); // The input's end isn't waited for.
     std::filesystem::create_directory(folder_ / "listed");
-    support::writeFile(folder_ / "listed/e\033[1mx\ny", "");
+    writeFile(folder_ / "listed/e\033[1mx\ny", "");
     EXPECT_EQ(tool("true", "ls", folder_ / "listed"), 0);
     EXPECT_THAT(output(), testing::EndsWith(" e?[1mx?y\n"));
     EXPECT_EQ(tool("true", "ls", folder_ / "none"), 1);
@@ -355,7 +352,7 @@ TEST_F(OpenSsh, TakesPasswords)
     EXPECT_FALSE(ssh.AuthenticatePw(platform::loginName(), ""));
     EXPECT_TRUE(ssh.AuthenticatePw(platform::loginName(), support::RealServer::kPassword))
         << ssh.LastErrorText();
-    EXPECT_EQ(support::runCommand(ssh, "echo in"), "in\n");
+    EXPECT_EQ(runCommand(ssh, "echo in"), "in\n");
 }
 
 TEST_F(OpenSsh, TakesAKeyAndThenAPassword)

@@ -9,11 +9,12 @@
 #include <algorithm>
 
 using namespace ssh;
+using support::readFile;
+using support::writeFile;
 using testing::HasSubstr;
 
 namespace {
 
-// With SFTP started.
 struct Files : peer::Session<CkoSFtp> {
     explicit Files(const peer::Options& options, const std::function<void(CkoSFtp&)>& change = nullptr)
         : Session(options, change)
@@ -30,8 +31,7 @@ struct Form {
     std::uint32_t window;
 };
 
-class SFtp : public testing::TestWithParam<Form> {
-protected:
+struct SFtp : testing::TestWithParam<Form> {
     peer::Options options() const
     {
         peer::Options options;
@@ -52,47 +52,46 @@ protected:
 TEST_P(SFtp, CarriesFilesBothWays)
 {
     Files files(options());
-    ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
-    EXPECT_EQ(files.sftp.ProtocolVersion(), GetParam().version);
+    CkoSFtp& sftp = files.sftp;
+    ASSERT_TRUE(files.ready) << sftp.LastErrorText();
+    EXPECT_EQ(sftp.ProtocolVersion(), GetParam().version);
     const std::string local = files.folder / "local";
 
-    EXPECT_TRUE(files.sftp.DownloadFileByName("big", local)) << files.sftp.LastErrorText();
-    EXPECT_TRUE(support::readFile(local) == big_);
+    EXPECT_TRUE(sftp.DownloadFileByName("big", local)) << sftp.LastErrorText();
+    EXPECT_TRUE(readFile(local) == big_);
     EXPECT_EQ(platform::files::attributes(local)->permissions & 07137, 0u); // No more than the server's 0640.
     for (const std::size_t have : {std::size_t{0}, std::size_t{1}, big_.size() - 1, big_.size()}) {
-        support::writeFile(local, big_.substr(0, have));
-        EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("big", local)) << files.sftp.LastErrorText();
-        EXPECT_TRUE(support::readFile(local) == big_) << have;
+        writeFile(local, big_.substr(0, have));
+        EXPECT_TRUE(sftp.ResumeDownloadFileByName("big", local)) << sftp.LastErrorText();
+        EXPECT_TRUE(readFile(local) == big_) << have;
     }
     // What can't be the beginning of the remote file, or can't be replaced by it, stays as it is.
-    support::writeFile(local, "longer");
+    writeFile(local, "longer");
     for (const char* shorter : {"folder/one", "empty"}) {
-        EXPECT_FALSE(files.sftp.ResumeDownloadFileByName(shorter, local));
-        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr(local + " has 6 bytes and the remote one "));
-        EXPECT_FALSE(files.sftp.ResumeUploadFileByName("big", local));
-        EXPECT_THAT(files.sftp.LastErrorText(), HasSubstr("has 3000001 bytes and the local one 6"));
+        EXPECT_FALSE(sftp.ResumeDownloadFileByName(shorter, local));
+        EXPECT_THAT(sftp.LastErrorText(), HasSubstr(local + " has 6 bytes and the remote one "));
+        EXPECT_FALSE(sftp.ResumeUploadFileByName("big", local));
+        EXPECT_THAT(sftp.LastErrorText(), HasSubstr("has 3000001 bytes and the local one 6"));
     }
-    EXPECT_FALSE(
-        files.sftp.DownloadFileByName("folder", local) || files.sftp.UploadFileByName("none/up", local));
-    EXPECT_EQ(support::readFile(local), "longer");
-    EXPECT_TRUE(files.sftp.DownloadFileByName("empty", local));
-    EXPECT_EQ(support::readFile(local), "");
-    support::writeFile(local, "con");
-    EXPECT_TRUE(files.sftp.ResumeDownloadFileByName("made-up", local)) << files.sftp.LastErrorText();
-    EXPECT_EQ(support::readFile(local), "content");
-    EXPECT_FALSE(files.sftp.DownloadFileByName("none", files.folder / "new"));
-    EXPECT_THAT(
-        files.sftp.LastErrorText(), HasSubstr("Downloading none failed. The server says: no such file"));
-    EXPECT_EQ(support::readFile(files.folder / "new"), "");
-    EXPECT_FALSE(files.sftp.DownloadFileByName("big", files.folder.path()));
+    EXPECT_FALSE(sftp.DownloadFileByName("folder", local) || sftp.UploadFileByName("none/up", local));
+    EXPECT_EQ(readFile(local), "longer");
+    EXPECT_TRUE(sftp.DownloadFileByName("empty", local));
+    EXPECT_EQ(readFile(local), "");
+    writeFile(local, "con");
+    EXPECT_TRUE(sftp.ResumeDownloadFileByName("made-up", local)) << sftp.LastErrorText();
+    EXPECT_EQ(readFile(local), "content");
+    EXPECT_FALSE(sftp.DownloadFileByName("none", files.folder / "new"));
+    EXPECT_THAT(sftp.LastErrorText(), HasSubstr("Downloading none failed. The server says: no such file"));
+    EXPECT_EQ(readFile(files.folder / "new"), "");
+    EXPECT_FALSE(sftp.DownloadFileByName("big", files.folder.path()));
 
-    support::writeFile(local, big_);
-    EXPECT_TRUE(files.sftp.UploadFileByName("up", local)) << files.sftp.LastErrorText();
-    support::writeFile(local, "short");
-    EXPECT_TRUE(files.sftp.UploadFileByName("big", local)) << files.sftp.LastErrorText();
-    support::writeFile(local, "1 and more");
-    EXPECT_TRUE(files.sftp.ResumeUploadFileByName("folder/one", local)) << files.sftp.LastErrorText();
-    EXPECT_FALSE(files.sftp.UploadFileByName("big", files.folder / "none"));
+    writeFile(local, big_);
+    EXPECT_TRUE(sftp.UploadFileByName("up", local)) << sftp.LastErrorText();
+    writeFile(local, "short");
+    EXPECT_TRUE(sftp.UploadFileByName("big", local)) << sftp.LastErrorText();
+    writeFile(local, "1 and more");
+    EXPECT_TRUE(sftp.ResumeUploadFileByName("folder/one", local)) << sftp.LastErrorText();
+    EXPECT_FALSE(sftp.UploadFileByName("big", files.folder / "none"));
     const peer::Seen seenByPeer = files.seen();
     // Many reads are under way as soon as the file's length is known.
     EXPECT_GE(seenByPeer.mostReplies, GetParam().window == 4000 ? 1u : 10u);
@@ -113,16 +112,13 @@ TEST_P(SFtp, ListsExaminesAndChanges)
     ASSERT_TRUE(listing) << sftp.LastErrorText();
     // Neither the dot entries nor names that lead elsewhere; names in UTF-8, out of the server's charset.
     ASSERT_EQ(listing->NumFilesAndDirs(), 2);
-    EXPECT_EQ(listing->GetFilename(0), "one");
-    EXPECT_EQ(listing->GetFilename(1), "t\xc3\xbcrm");
-    EXPECT_EQ(listing->GetFilename(2), "");
+    EXPECT_EQ(listing->GetFilename(0) + listing->GetFilename(1) + listing->GetFilename(2), "onet\xc3\xbcrm");
     EXPECT_EQ(listing->GetFileObject(-1), nullptr);
     const auto one = listing->GetFileObject(0);
     EXPECT_TRUE(one->IsRegular() && one->Size64() == 1 && one->Permissions() == 0640);
     EXPECT_TRUE(sftp.CloseHandle(*handle));
     EXPECT_FALSE(sftp.CloseHandle(*handle));
-    EXPECT_EQ(sftp.ReadDir(std::nullopt), nullptr);
-    EXPECT_EQ(sftp.ReadDir("no handle"), nullptr);
+    EXPECT_FALSE(sftp.ReadDir(std::nullopt) || sftp.ReadDir("no handle"));
 
     EXPECT_EQ(sftp.GetFilePermissions("folder/t\xc3\xbcrm", false, false), 0640) << sftp.LastErrorText();
     EXPECT_EQ(sftp.GetFileSize64("big", true, false), 3'000'001);
@@ -168,41 +164,30 @@ INSTANTIATE_TEST_SUITE_P(Forms, SFtp,
 
 TEST(SFtpLimits, FollowTheServersVersionLine)
 {
-    const struct {
-        const char* server;
-        int version;
-        std::uint32_t chunk;
-        std::size_t slots;
-    } cases[] = {
-        {"SSH-2.0-VShell_2_6_3", 3, 61440, 0},
-        {"SSH-2.0-VShell_3_0", 6, 32768, 0},
-        {"SSH-2.0-mod_sftp/0.9", 3, 61440, 0},
-        {"SSH-2.0-Maverick_SSHD", 3, 61440, 0},
-        {"SSH-2.0-comForte", 6, 24576, 0},
-        {"SSH-2.0-srtSSHServer_10.00", 6, 61440, 2},
-        {"SSH-2.0-SP CR LF", 6, 61440, 2},
-        {"SSH-2.0-CrushFTPSSHD_5", 6, 61440, 2},
-        {"SSH-2.0-WS_FTP-SSH", 6, 61440, 2},
-        {"SSH-2.0-1.2 Globalscape", 6, 61440, 2},
-        {"SSH-2.0-OpenSSH_9.2", 6, 61440, 0},
-    };
-    for (const auto& row : cases) {
-        const SFtpServerLimits limits = limitsFor(row.server);
-        EXPECT_TRUE(limits.offeredVersion == row.version && limits.readChunk == row.chunk
-            && limits.readSlots == row.slots)
-            << row.server;
+    const std::tuple<const char*, int, std::uint32_t, std::size_t> cases[] = {
+        {"SSH-2.0-VShell_2_6_3", 3, 61440, 0}, {"SSH-2.0-VShell_3_0", 6, 32768, 0},
+        {"SSH-2.0-mod_sftp/0.9", 3, 61440, 0}, {"SSH-2.0-Maverick_SSHD", 3, 61440, 0},
+        {"SSH-2.0-comForte", 6, 24576, 0}, {"SSH-2.0-srtSSHServer_10.00", 6, 61440, 2},
+        {"SSH-2.0-SP CR LF", 6, 61440, 2}, {"SSH-2.0-CrushFTPSSHD_5", 6, 61440, 2},
+        {"SSH-2.0-WS_FTP-SSH", 6, 61440, 2}, {"SSH-2.0-1.2 Globalscape", 6, 61440, 2},
+        {"SSH-2.0-OpenSSH_9.2", 6, 61440, 0}};
+    for (const auto& [server, version, chunk, slots] : cases) {
+        const SFtpServerLimits limits = limitsFor(server);
+        EXPECT_TRUE(
+            limits.offeredVersion == version && limits.readChunk == chunk && limits.readSlots == slots)
+            << server;
         peer::Options options;
-        options.version = row.server;
-        options.sftpVersion = row.version;
+        options.version = server;
+        options.sftpVersion = version;
         options.files = {{"file", support::randomText(300000)}};
         Files files(options);
         ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
         EXPECT_TRUE(files.sftp.DownloadFileByName("file", files.folder / "local"));
-        EXPECT_TRUE(support::readFile(files.folder / "local") == options.files["file"]);
+        EXPECT_TRUE(readFile(files.folder / "local") == options.files["file"]);
         const peer::Seen seen = files.seen();
         EXPECT_TRUE(seen.window == 327680 && seen.packet == 32768);
         EXPECT_GE(seen.windowTotal, 16u << 20); // Widened at once.
-        EXPECT_LE(seen.mostReplies, row.slots == 0 ? 1000 : row.slots + 1); // And one for the size.
+        EXPECT_LE(seen.mostReplies, slots == 0 ? 1000 : slots + 1); // And one for the size.
     }
     EXPECT_EQ(Files({}, [](CkoSFtp& sftp) { sftp.setForceV3(true); }).sftp.ProtocolVersion(), 3);
     peer::Options old;
@@ -243,13 +228,11 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
         WireReader reader(all);
         const SFtpFileAttr attr = SFtpFileAttr::read(reader, version).value_or(SFtpFileAttr());
         EXPECT_TRUE(reader.okAndEmpty()) << version;
-        EXPECT_EQ(attr.type, SFtpFileAttr::Type::Regular);
-        EXPECT_EQ(attr.size, 77u);
+        EXPECT_TRUE(attr.type == SFtpFileAttr::Type::Regular && attr.size == 77u);
         EXPECT_EQ(attr.owner.value_or("") + attr.group.value_or(""), "56");
         EXPECT_EQ(attr.permissions.value_or(0) & 07777, 0644u);
-        EXPECT_EQ(attr.accessTime, 11);
+        EXPECT_TRUE(attr.accessTime == 11 && attr.modifyTime == 13);
         EXPECT_EQ(attr.createTime, version == 3 ? std::nullopt : std::optional<std::int64_t>(12));
-        EXPECT_EQ(attr.modifyTime, 13);
         for (std::size_t cut = 0; cut < all.bytes().size(); ++cut) {
             WireReader torn(ByteView(all).first(cut));
             EXPECT_FALSE(SFtpFileAttr::read(torn, version)) << version << " " << cut;
@@ -259,26 +242,23 @@ TEST(SFtpFileAttr, ReadsEveryFieldOfEveryVersion)
 
 TEST(SFtpSettings, TakeEffect)
 {
-    const struct {
-        std::uint32_t window;
-        int chunk;
-        std::size_t written;
-    } uploads[] = {{1 << 20, 32000, 32000}, {1 << 20, 5000, 5000}, {1 << 20, 1, 1024}, {32299, 32000, 31999},
-        {32300, 32000, 32000}, {200, 32000, 1024}};
-    for (const auto& row : uploads) {
+    const std::tuple<std::uint32_t, int, std::size_t> uploads[] = {{1 << 20, 32000, 32000},
+        {1 << 20, 5000, 5000}, {1 << 20, 1, 1024}, {32299, 32000, 31999}, {32300, 32000, 32000},
+        {200, 32000, 1024}};
+    for (const auto& [window, chunk, written] : uploads) {
         peer::Options options;
-        options.window = row.window;
-        Files files(options, [&](CkoSFtp& sftp) { sftp.setUploadChunkSize(row.chunk); });
-        support::writeFile(files.folder / "local", support::randomText(100000));
+        options.window = window;
+        Files files(options, [&](CkoSFtp& sftp) { sftp.setUploadChunkSize(chunk); });
+        writeFile(files.folder / "local", support::randomText(100000));
         EXPECT_TRUE(files.sftp.UploadFileByName("up", files.folder / "local")) << files.sftp.LastErrorText();
-        EXPECT_EQ(files.seen().mostWritten, row.written);
+        EXPECT_EQ(files.seen().mostWritten, written);
     }
     // The cache holds what was examined until something may have changed it.
     peer::Options options;
     options.files = {{"file", "content"}};
     Files files(options, [](CkoSFtp& sftp) { sftp.setEnableCache(true); });
     CkoSFtp& sftp = files.sftp;
-    support::writeFile(files.folder / "local", "");
+    writeFile(files.folder / "local", "");
     const auto handle = sftp.OpenFile("file", "writeOnly", "openExisting");
     const std::function<bool()> changes[] = {[] { return true; }, [&] { return sftp.CreateDir("new"); },
         [&] { return sftp.SetPermissions("file", false, 0600); },
@@ -318,37 +298,33 @@ TEST(SFtpListing, ShowsWhatTheServerTells)
 // What a reply of the SFTP server may not be; each ends the call with a reason.
 TEST(SFtpReplies, ThatLieEndTheCall)
 {
-    const auto change = [](const std::function<void(Bytes&)>& lie) {
-        return [=](Bytes& payload) {
-            // Channel data: number, channel, length, then a reply with length, type and id.
-            if (payload[0] == message::kChannelData && payload.size() > 18 && payload[13] == sftp::kData)
-                lie(payload);
-        };
+    using Lie = std::function<void(Bytes&)>;
+    // Channel data: number, channel, length, then a reply with length, type, id and the length of the data.
+    const auto at = [](std::size_t place, std::uint32_t number) -> Lie {
+        return [=](Bytes& payload) { storeUint32(&payload[place], number); };
     };
-    const std::function<void(Bytes&)> lies[] = {
-        [](Bytes& payload) { storeUint32(&payload[9], 0xffffffff); }, // Length of the reply.
-        [](Bytes& payload) { storeUint32(&payload[9], 4); },
-        [](Bytes& payload) { storeUint32(&payload[14], 0xabcdef); }, // An id that nobody asked with.
-        [](Bytes& payload) { payload[13] = sftp::kHandle; },
-        [](Bytes& payload) { payload[13] = 250; },
-        [](Bytes& payload) { storeUint32(&payload[18], 0x7fffffff); }, // Length of the data.
-        [](Bytes& payload) { storeUint32(&payload[18], 0); },
-        [](Bytes& payload) { storeUint32(&payload[1], 5); }, // A channel that isn't there.
-        [](Bytes& payload) { storeUint32(&payload[5], 0x7fffffff); },
-        [](Bytes& payload) { payload = WireWriter(message::kChannelClose).uint32(0).take(); },
-        [](Bytes& payload) {
-            payload = WireWriter(message::kDisconnect).uint32(2).string("gone").string("").take();
-        },
+    const auto type = [](std::uint8_t number) -> Lie {
+        return [=](Bytes& payload) { payload[13] = number; };
     };
+    const auto instead = [](const WireWriter& other) -> Lie {
+        return [bytes = other.bytes()](Bytes& payload) { payload = bytes; };
+    };
+    const Lie lies[] = {at(9, 0xffffffff), at(9, 4), at(14, 0xabcdef), at(18, 0x7fffffff), at(18, 0),
+        at(1, 5), at(5, 0x7fffffff), type(sftp::kHandle), type(250),
+        instead(WireWriter(message::kChannelClose).uint32(0)),
+        instead(WireWriter(message::kDisconnect).uint32(2).string("gone").string(""))};
     for (const auto& lie : lies) {
         peer::Options options;
         options.files = {{"file", "some content"}};
-        options.onSend = change(lie);
+        options.onSend = [&lie](Bytes& payload) {
+            if (payload[0] == message::kChannelData && payload.size() > 18 && payload[13] == sftp::kData)
+                lie(payload);
+        };
         Files files(options, [](CkoSFtp& sftp) { sftp.setIdleTimeoutMs(500); });
         ASSERT_TRUE(files.ready) << files.sftp.LastErrorText();
         EXPECT_FALSE(files.sftp.DownloadFileByName("file", files.folder / "local"));
         EXPECT_FALSE(files.sftp.LastErrorText().empty());
-        EXPECT_EQ(support::readFile(files.folder / "local"), "");
+        EXPECT_EQ(readFile(files.folder / "local"), "");
     }
     // Crumbs, and those out of order, would have to be kept one by one.
     peer::Options crumbs;

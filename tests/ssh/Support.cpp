@@ -1,17 +1,13 @@
 #include "ssh/Support.h"
 
 #include "platform/ProcessInfo.h"
-
-#include <arpa/inet.h>
-#include <cstdlib>
-#include <fcntl.h>
+#include "platform/process/Spawn.h"
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
 #include <pwd.h>
 #include <random>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -40,61 +36,27 @@ std::string randomText(std::size_t size)
 
 namespace {
 
-int spawn(const std::vector<std::string>& arguments)
+int spawn(std::vector<std::string> arguments)
 {
-    std::vector<char*> words;
-    for (const std::string& argument : arguments)
-        words.push_back(const_cast<char*>(argument.c_str()));
-    words.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = -1;
-    const int error = posix_spawnp(&pid, words[0], &actions, nullptr, words.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return error == 0 ? pid : -1;
+    arguments.insert(arguments.begin(), "/usr/bin/env"); // Finds the program.
+    return platform::spawn(arguments, "", "test").value_or(-1);
 }
 
 int freePort()
 {
     int port = 0;
-    close(listenOnLoopback(port));
+    listenOnLoopback(port);
     return port;
 }
 
 bool listens(int port)
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    const platform::Descriptor socket(::socket(AF_INET, SOCK_STREAM, 0));
     const sockaddr_in address = loopback(port);
-    const bool connected = connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    close(socket);
-    return connected;
+    return connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 } // namespace
-
-sockaddr_in loopback(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
-
-int listenOnLoopback(int& port)
-{
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    bind(socket, reinterpret_cast<sockaddr*>(&address), size);
-    listen(socket, 64);
-    getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size);
-    port = ntohs(address.sin_port);
-    return socket;
-}
 
 int run(const std::vector<std::string>& arguments)
 {

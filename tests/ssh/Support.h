@@ -1,18 +1,17 @@
 #pragma once
 
+#include "platform/Loopback.h"
 #include "platform/TemporaryFolder.h"
 #include "ssh/session/CkoSsh.h"
 
-#include <chrono>
 #include <memory>
-#include <netinet/in.h>
-#include <optional>
 #include <string>
 #include <vector>
 
-// What the tests of this folder share: keys, real servers, and files.
 namespace support {
 
+using ::listenOnLoopback;
+using ::loopback;
 using ::TemporaryFolder;
 
 std::string readFile(const std::string& path);
@@ -24,9 +23,6 @@ int run(const std::vector<std::string>& arguments); // A program with its output
 // older form. The public part goes to `publicLine`.
 std::string makeKeyText(const std::string& type, bool pem = false, std::string* publicLine = nullptr);
 
-sockaddr_in loopback(int port);
-int listenOnLoopback(int& port); // A socket on a free port.
-
 // Runs a command to its end; its output, or the reason why not, with the exit status untouched.
 std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status = nullptr);
 
@@ -36,7 +32,6 @@ std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status
 class RealServer {
 public:
     static constexpr const char* kPassword = "secret";
-    // OpenSSH with further lines for its configuration.
     static std::unique_ptr<RealServer> openSsh(
         const std::string& authorizedKeys, const std::string& extraConfiguration = "");
     static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);

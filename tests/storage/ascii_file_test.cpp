@@ -12,8 +12,7 @@ std::shared_ptr<KRDataFileAscii> ascii(const std::string& path)
     return std::dynamic_pointer_cast<KRDataFileAscii>(opened(path));
 }
 
-class AsciiFile : public testing::Test {
-protected:
+struct AsciiFile : testing::Test {
     std::shared_ptr<KRDataFileAscii> fileOf(const std::string& text)
     {
         store(path, text);
@@ -30,7 +29,7 @@ protected:
     const std::string path = folder / "x.ascii";
 };
 
-TEST_F(AsciiFile, WritesTheLinesOfTheFormat)
+TEST_F(AsciiFile, WritesTheLinesOfTheFormatAndReadsTheDocumentedExample)
 {
     const auto file = KRDataFileAscii::createWithName(path);
     file->writeFloatArray(containerOf(counted<float>(7)), "f7");
@@ -41,23 +40,22 @@ TEST_F(AsciiFile, WritesTheLinesOfTheFormat)
     file->writeIntArray(containerOf<std::int32_t>({}), "empty");
     file->writeString("some words", "t");
     file->writeNumber(StorageNumber(2), "n");
-    std::string line;
-    for (int i = 0; i < 20; ++i)
-        line += "-1 ";
     EXPECT_EQ(contentOf(path),
-        "f7\nReal\n7 1 1\n1 2 3 4 5 6 7 \n*\n"
-        "f8\nReal\n8 1 1\n1 2 3 4 5 6 7\n8 \n*\n"
-        "d\nReal\n5 1 1\n0.1 1e-300 -2 3\n1e+20 \n*\n"
-        "i\nInteger\n1 2 1\n1 -2 \n*\n"
-        "c\nInteger\n21 1 1\n"
-            + line
-            + "\n-1 \n*\n"
-              "empty\nInteger\n0 0 0\n\n*\n"
-              "t\nString\nsome words\n"
-              "n\nReal\n1 1 1\n2 \n*\n");
-    EXPECT_EQ(numbersOf(file->readFloatArray("f8")), counted<float>(8));
+        "f7\nReal\n7 1 1\n1 2 3 4 5 6 7 \n*\nf8\nReal\n8 1 1\n1 2 3 4 5 6 7\n8 \n*\n"
+        "d\nReal\n5 1 1\n0.1 1e-300 -2 3\n1e+20 \n*\ni\nInteger\n1 2 1\n1 -2 \n*\nc\nInteger\n21 1 1\n"
+        "-1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 -1 \n-1 \n*\n"
+        "empty\nInteger\n0 0 0\n\n*\nt\nString\nsome words\nn\nReal\n1 1 1\n2 \n*\n");
+    EXPECT_EQ(shown(*file, "f8"), "8x1x1: 1 2 3 4 5 6 7 8");
     EXPECT_EQ(ascii(path)->variablesNames().size(), 8U);
     EXPECT_EQ(numbersOf(ascii(path)->readCharacterArray("c")), std::vector<signed char>(21, -1));
+
+    const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");
+    const std::size_t start = document.find("```text\n") + 8;
+    const auto example = fileOf(document.substr(start, document.find("```", start) - start));
+    EXPECT_EQ(shown(*example), "n = 1500; t = 'some words'; x = 3x1x1: 1 0.5 -2; ");
+    const auto ours = KRDataFileAscii::createWithName(folder / "ours.ascii");
+    ours->writeDoubleArray(doubles({1, 0.5, -2}), "x");
+    EXPECT_THAT(document, testing::HasSubstr(contentOf(folder / "ours.ascii")));
 }
 
 TEST_F(AsciiFile, PrintsAndReadsNumbersAsTheCLibraryInEveryLocale)
@@ -83,7 +81,7 @@ TEST_F(AsciiFile, PrintsAndReadsNumbersAsTheCLibraryInEveryLocale)
     EXPECT_EQ(contentOf(path), wanted + "\n*\n");
 }
 
-TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgram)
+TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgramAndTextsAsTheyAre)
 {
     const auto file = KRDataFileAscii::createWithName(path);
     EXPECT_TRUE(file->writeString("mine", "a"));
@@ -92,6 +90,12 @@ TEST_F(AsciiFile, WritesBehindTheRecordsOfAnotherProgram)
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeString("taken", "b")); }),
         ElementsAre("Entry already exists, can't overwrite it."));
     EXPECT_THAT(ascii(path)->variablesNames(), ElementsAre("a", "b", "c"));
+    // A text with a line end reads back as its first line.
+    EXPECT_TRUE(file->writeString("first\nNumber", "t"));
+    EXPECT_EQ(file->readRawString("t"), "first\nNumber");
+    const auto again = KRDataFileAscii::createWithName(path);
+    EXPECT_FALSE(again->openFileWithProgress()); // "Number" is a name without a type.
+    EXPECT_EQ(again->readRawString("t"), "first");
 }
 
 TEST_F(AsciiFile, ReadsRecordsWithAnyLineEnd)
@@ -103,14 +107,11 @@ TEST_F(AsciiFile, ReadsRecordsWithAnyLineEnd)
         std::string lines = text;
         std::replace(lines.begin(), lines.end(), '\n', *end);
         const auto file = fileOf(lines);
-        EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c", "d e", "f"));
-        EXPECT_EQ(numbersOf(file->readDoubleArray("a")), (std::vector<double>{1, 2.5, -300, 0.5}));
-        EXPECT_EQ(file->getSizeOfVariable("a"), (KRDataStorage::Size{2, 2, 1}));
+        EXPECT_EQ(shown(*file),
+            "a = 2x2x1: 1 2.5 -300 0.5; b = 2x1x1: 7 -8; c = 1500; d e = 'some words'; f = 0; ");
         EXPECT_EQ(numbersOf(file->readIntArray("b")), (std::vector<std::int32_t>{7, -8}));
         EXPECT_EQ(file->readNumber("c"), StorageNumber(1500.0));
         EXPECT_EQ(numbersOf(file->readIntArray("c")), std::vector<std::int32_t>{1500});
-        EXPECT_EQ(file->readRawString("d e"), "some words");
-        EXPECT_EQ(file->readNumber("f"), StorageNumber(0.0));
         EXPECT_FALSE(file->readRawString("a"));
     }
     // Two bytes are passed over behind the "*": with two bytes of line end the next name is empty.
@@ -120,41 +121,39 @@ TEST_F(AsciiFile, ReadsRecordsWithAnyLineEnd)
 
 TEST_F(AsciiFile, ReadsAsFarAsTheRulesOfTheFormatGo)
 {
-    EXPECT_THAT(namesOf("a\nNumber\n1\n\nlost\nNumber\n2\n"), ElementsAre("a")); // An empty line.
-    EXPECT_THAT(namesOf("a\nReal\n1 1 1\n1\n"), ElementsAre("a")); // No "*".
-    EXPECT_THAT(namesOf("a\nNumber\n1\na\nString\nx\n"), ElementsAre("a"));
-    EXPECT_TRUE(ascii(path)->isAString("a"));
+    const std::pair<std::string, std::string> contents[] = {
+        {"a\nNumber\n1\n\nlost\nNumber\n2\n", "a = 1; "}, // An empty line.
+        {"a\nReal\n1 1 1\n1\n", "a = 1; "}, // No "*".
+        {"a\nNumber\n1\na\nString\nx\n", "a = 'x'; "},
+        {"a\nString\n", "a = ''; "},
+        {"a\nString\n\x8A\n", "a = 'ä'; "}, // Mac Roman.
+        // The dimensions 0, 5, 5 are 0, 0, 0, and the numbers are passed over.
+        {"a\nReal\n0 5 5\n1 2 3\n*\nb\nNumber\n1\n", "a = 0x0x0:; b = 1; "},
+    };
+    for (const auto& [text, wanted] : contents)
+        EXPECT_EQ(shown(*fileOf(text)), wanted);
     const std::pair<const char*, const char*> names[] = {{"a _ b", "a_b"}, {"a_b", "a_b"}, {"_ a", "_a"},
         {"a  _", "a_"}, {"a _ _ b", "a__b"}, {" a b ", "a b"}};
     for (const auto& [name, standard] : names)
         EXPECT_EQ(namesOf(name + std::string("\nNumber\n1\n")), Names{standard});
-    EXPECT_THAT(namesOf("a\nString\n"), ElementsAre("a"));
-    EXPECT_EQ(ascii(path)->readRawString("a"), "");
-    EXPECT_EQ(ascii(path)->theContent()[0].second.offsetInFile(), 9U); // Behind the line of the text.
+    // Behind the line of the text.
+    EXPECT_EQ(fileOf("a\nString\n")->theContent()[0].second.offsetInFile(), 9U);
     EXPECT_EQ(fileOf("a\nString\nb\n")->theContent()[0].second.offsetInFile(), 11U);
-    EXPECT_EQ(fileOf("a\nString\n\x8A\n")->readRawString("a"), "ä"); // Mac Roman.
-    // The dimensions 0, 5, 5 are 0, 0, 0, and the numbers are passed over.
-    const auto empty = fileOf("a\nReal\n0 5 5\n1 2 3\n*\nb\nNumber\n1\n");
-    EXPECT_EQ(empty->getSizeOfVariable("a"), (KRDataStorage::Size{0, 0, 0}));
-    EXPECT_EQ(empty->readDoubleArray("a")->length(), 0);
-    EXPECT_TRUE(empty->contains("b"));
-    const auto failing = [&](const std::string& text) {
+    const auto messagesAbout = [&](const std::string& text, const Names& kept) {
         store(path, text);
         const auto file = KRDataFileAscii::createWithName(path);
-        EXPECT_FALSE(file->openFileWithProgress());
-        return file->variablesNames();
+        const auto messages = messagesOf([&] { EXPECT_FALSE(file->openFileWithProgress()); });
+        EXPECT_EQ(file->variablesNames(), kept);
+        return messages;
     };
-    EXPECT_THAT(failing("a\nNumber\n1\nb\n"), ElementsAre("a"));
-    EXPECT_THAT(failing("a\nNumber\n1\nb\nNumber"), ElementsAre("a"));
-    Names kept;
-    EXPECT_THAT(messagesOf([&] { kept = failing("a\nNumber\n1\nb\nComplex\n"); }),
+    for (const char* torn : {"b\n", "b\nNumber"})
+        EXPECT_THAT(messagesAbout(std::string("a\nNumber\n1\n") + torn, {"a"}), IsEmpty());
+    EXPECT_THAT(messagesAbout("a\nNumber\n1\nb\nComplex\n", {"a"}),
         ElementsAre("Unknown type|Unknown type encountered in the file \"" + path
             + "\".  The type that was read was called \"Complex\".  Make sure that the file you opened is in "
-              "the "
-              "ascii file format described in the help documentation"));
-    EXPECT_THAT(kept, ElementsAre("a"));
+              "the ascii file format described in the help documentation"));
     // A line of more than 254 bytes is taken in parts, the second one for the type.
-    EXPECT_THAT(messagesOf([&] { EXPECT_THAT(failing(std::string(260, 'n') + "\n"), IsEmpty()); }),
+    EXPECT_THAT(messagesAbout(std::string(260, 'n') + "\n", {}),
         ElementsAre(testing::HasSubstr("was called \"nnnnnn\".")));
 }
 
@@ -166,19 +165,15 @@ TEST_F(AsciiFile, TheBlockEndsDoNotShow)
         numbers.resize(size, '0');
         numbers += "12 34\n*\nnext\nNumber\n5\n";
         const auto file = fileOf("a\nReal\n3 1 1\n" + numbers);
-        ASSERT_TRUE(file->contains("next")) << size;
-        ASSERT_EQ(file->readNumber("next"), StorageNumber(5.0)) << size;
+        ASSERT_EQ(shown(*file, "next"), "5") << size;
         const auto read = numbersOf(file->readDoubleArray("a"));
         ASSERT_EQ(read.size(), read.empty() ? 0U : 3U);
     }
     std::string many = "a\nInteger\n100000 1 1\n";
-    for (int i = 0; i < 100000; ++i)
-        many += std::to_string(i * 7919) + (i % 7 == 0 ? "\n" : " ");
-    const auto file = fileOf(many + "\n*\n");
-    const auto numbers = numbersOf(file->readIntArray("a"));
-    ASSERT_EQ(numbers.size(), 100000U);
-    for (int i = 0; i < 100000; ++i)
-        ASSERT_EQ(numbers[static_cast<std::size_t>(i)], i * 7919);
+    const auto wanted = counted<std::int32_t>(100000, 1000000000);
+    for (const int number : wanted)
+        many += std::to_string(number) + (number % 7 == 0 ? "\n" : " ");
+    EXPECT_EQ(numbersOf(fileOf(many + "\n*\n")->readIntArray("a")), wanted);
 }
 
 TEST_F(AsciiFile, TellsHowManyNumbersThereAre)
@@ -191,24 +186,14 @@ TEST_F(AsciiFile, TellsHowManyNumbersThereAre)
     };
     const std::string start = "Could not read the array \"a\"|Could not read the array \"a\" from the file \""
         + path + "\".  Could only read ";
-    EXPECT_EQ(messageFor("1 2", "3 1 1"), start + "2 entries");
-    EXPECT_EQ(messageFor("1 2 x 4", "4 1 1"), start + "2 entries");
-    EXPECT_EQ(messageFor("1 2", "2000000000 2000000000 2000000000"), start + "2 entries");
+    for (const char* shape : {"3 1 1", "2000000000 2000000000 2000000000"})
+        for (const char* numbers : {"1 2", "1 2 x 4"})
+            EXPECT_EQ(messageFor(numbers, shape), start + "2 entries");
     // A real number is an int as far as its digits go.
     const auto file = fileOf("a\nReal\n2 1 1\n1.5 2\n*\n");
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readIntArray("a")); }), ElementsAre(start + "1 entries"));
     EXPECT_EQ(fileOf("a\nReal\n1 1 1\n0.1\n*\n")->readNumber("a"), StorageNumber(0.1F)); // As a float.
     EXPECT_EQ(fileOf("a\nReal\n1 1 1\nx\n*\n")->readNumber("a"), std::nullopt);
-}
-
-TEST_F(AsciiFile, ATextWithALineEndReadsBackAsItsFirstLine)
-{
-    const auto file = KRDataFileAscii::createWithName(path);
-    EXPECT_TRUE(file->writeString("first\nNumber", "t"));
-    EXPECT_EQ(file->readRawString("t"), "first\nNumber");
-    const auto again = KRDataFileAscii::createWithName(path);
-    EXPECT_FALSE(again->openFileWithProgress()); // "Number" is a name without a type.
-    EXPECT_EQ(again->readRawString("t"), "first");
 }
 
 TEST_F(AsciiFile, NothingIsWrittenWhereItCouldNotBeRead)
@@ -238,7 +223,6 @@ TEST_F(AsciiFile, NothingIsWrittenWhereItCouldNotBeRead)
     EXPECT_EQ(contentOf(folder / "names.ascii"), "");
 }
 
-// What this format doesn't have is told by the name of the function.
 TEST_F(AsciiFile, TellsWhatItCannotDo)
 {
     const auto file = KRDataFileAscii::createWithName(path);
@@ -257,8 +241,6 @@ TEST_F(AsciiFile, TellsWhatItCannotDo)
             "writeDataBlock:", "removeVariables"}));
 }
 
-// Dictionaries and the index made of them, with their rules.
-
 TEST_F(AsciiFile, AnEntryFromItsDictionaryIsOfTheOtherKind)
 {
     using Entry = KRDataFileAsciiEntry;
@@ -270,56 +252,37 @@ TEST_F(AsciiFile, AnEntryFromItsDictionaryIsOfTheOtherKind)
     EXPECT_EQ(*back(Entry::createStringEntryAt(10, "text")).stringValue(), "text");
     EXPECT_FALSE(Entry::dictionaryForm(Entry::createIntArrayEntryAt(1, 2, 3, 1)).find("o"));
     const platform::Value::Dictionary good{{"O", 5}, {"m", 1}, {"n", 1}, {"F", 1}};
-    for (const char* key : {"O", "m", "n", "F"})
-        for (const platform::Value& value : {platform::Value(), platform::Value(-1), platform::Value("1")}) {
+    for (const auto& [key, old] : good)
+        for (const platform::Value& value : {platform::Value(), platform::Value(-1), platform::Value("1"),
+                 platform::Value(key == "F" ? 0 : -1), platform::Value(key == "F" ? 4 : -1)}) {
             auto bad = good;
             bad[key] = value;
             EXPECT_FALSE(Entry::createFromDictionary(bad));
         }
-    for (const int type : {0, 4})
-        EXPECT_FALSE(Entry::createFromDictionary(
-            platform::Value::Dictionary{{"O", 5}, {"m", 1}, {"n", 1}, {"F", type}}));
 }
 
 TEST_F(AsciiFile, ReadsItsContentFromAnIndexOfItsLength)
 {
+    using Dictionary = platform::Value::Dictionary;
     const auto file = fileOf("a\nInteger\n2 1 1\n7 8\n*\n");
     const std::string index = folder / "list.index";
-    const auto read = [&](const platform::Value& list) {
-        EXPECT_TRUE(platform::propertylist::writeAtomically(list, index));
+    const auto read = [&](const Dictionary& list) {
+        EXPECT_TRUE(platform::propertylist::writeAtomically(platform::Value(list), index));
         return file->readInContentFromIndex(index);
     };
-    const platform::Value entry = platform::Value::Dictionary{{"O", 16}, {"m", 2}, {"n", 1}, {"F", 1}};
-    const platform::Value::Dictionary entries{{"renamed", entry}};
-    EXPECT_FALSE(read(platform::Value::Dictionary{{"Length", 21}, {"Entries", entries}}));
-    EXPECT_FALSE(read(platform::Value::Dictionary{{"Length", "22"}, {"Entries", entries}})
-        || read(platform::Value::Dictionary{{"Length", 22}}));
+    const platform::Value entry = Dictionary{{"O", 16}, {"m", 2}, {"n", 1}, {"F", 1}};
+    const Dictionary entries{{"renamed", entry}};
+    EXPECT_FALSE(read({{"Length", 21}, {"Entries", entries}})
+        || read({{"Length", "22"}, {"Entries", entries}}) || read({{"Length", 22}}));
     EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
-    EXPECT_TRUE(read(platform::Value::Dictionary{{"Length", 22}, {"Entries", entries}}));
-    EXPECT_EQ(numbersOf(file->readIntArray("renamed")), (std::vector<std::int32_t>{7, 8}));
-    EXPECT_FALSE(read(platform::Value::Dictionary{
-        {"Length", 22}, {"Entries", platform::Value::Dictionary{{"bad", "entry"}}}}));
+    EXPECT_TRUE(read({{"Length", 22}, {"Entries", entries}}));
+    EXPECT_EQ(shown(*file), "renamed = 2x1x1: 7 8; ");
+    EXPECT_FALSE(read({{"Length", 22}, {"Entries", Dictionary{{"bad", "entry"}}}}));
     EXPECT_THAT(file->variablesNames(), IsEmpty());
-    for (const char* name : {"missing", "bad"}) {
-        store(folder / "bad", "no list");
+    store(folder / "bad", "no list");
+    for (const char* name : {"missing", "bad"})
         EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->readInContentFromIndex(folder / name)); }),
             ElementsAre("Could not open \"" + (folder / name) + "\"."));
-    }
-}
-
-// The example of docs/ascii-format.md.
-TEST_F(AsciiFile, TheDocumentedExampleReadsAsTold)
-{
-    const std::string document = contentOf(DATAFILE_DOCS "/ascii-format.md");
-    const std::size_t start = document.find("```text\n") + 8;
-    const auto file = fileOf(document.substr(start, document.find("```", start) - start));
-    EXPECT_THAT(file->variablesNames(), ElementsAre("n", "t", "x"));
-    EXPECT_EQ(numbersOf(file->readDoubleArray("x")), (std::vector<double>{1, 0.5, -2}));
-    EXPECT_EQ(file->readRawString("t"), "some words");
-    EXPECT_EQ(file->readNumber("n"), StorageNumber(1500.0));
-    const auto ours = KRDataFileAscii::createWithName(folder / "ours.ascii");
-    ours->writeDoubleArray(doubles({1, 0.5, -2}), "x");
-    EXPECT_THAT(document, testing::HasSubstr(contentOf(folder / "ours.ascii")));
 }
 
 } // namespace

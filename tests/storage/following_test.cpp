@@ -11,29 +11,25 @@ namespace {
 
 struct Following {
     const char* ending;
-    std::string (*entry)(const std::string& name, const std::vector<double>& numbers);
+    std::string (*entry)(const std::string& name, int count);
     std::string head;
     std::size_t header; // Length of an entry's header.
     File (*forWriting)(const std::string& path);
 };
 
-std::string nativeEntry(const std::string& name, const std::vector<double>& numbers)
+std::string nativeEntry(const std::string& name, int count)
 {
-    return nativeBytes({name, 1, static_cast<int>(numbers.size()), 1, 1, bytesOfNumbers(numbers)});
+    return nativeBytes({name, 1, count, 1, 1, bytesOfNumbers(counted<double>(count))});
 }
 
-std::string matlabEntry(const std::string& name, const std::vector<double>& numbers)
+std::string matlabEntry(const std::string& name, int count)
 {
-    return matrix(0, static_cast<int>(numbers.size()), 1, 0, name, bytesOfNumbers(numbers));
+    return matrix(0, count, 1, 0, name, bytesOfNumbers(counted<double>(count)));
 }
 
-class FollowedFile : public testing::TestWithParam<Following> {
-protected:
+struct FollowedFile : testing::TestWithParam<Following> {
     std::string path() const { return folder / (std::string("x.") + GetParam().ending); }
-    std::string entry(const std::string& name, long count = 2) const
-    {
-        return GetParam().entry(name, counted<double>(count));
-    }
+    std::string entry(const std::string& name, int count = 2) const { return GetParam().entry(name, count); }
     void append(const std::string& bytes) const
     {
         std::ofstream(path(), std::ios::binary | std::ios::app) << bytes;
@@ -48,24 +44,33 @@ protected:
     ScratchFolder folder;
 };
 INSTANTIATE_TEST_SUITE_P(Formats, FollowedFile,
-    testing::Values(Following{"svbin", nativeEntry, magicOf(false), 28, openForWriting<KRDataFileBinary>},
+    testing::Values(Following{"svbin", nativeEntry, kMagic, 28, openForWriting<KRDataFileBinary>},
         Following{"mat", matlabEntry, "", 20, openForWriting<KRDataFileMatBinary>}),
     [](const auto& format) { return std::string(format.param.ending); });
 
-TEST_P(FollowedFile, ListsWhatIsNewAndNothingElse)
+TEST_P(FollowedFile, ListsWhatIsNewBehindTheLocationItIsGivenAndNothingElse)
 {
     const auto file = begun();
     EXPECT_EQ(file->updateFile(), 0);
-    append(entry("b") + entry("c", 100));
+    append(entry("b") + entry("c", 4));
     EXPECT_EQ(file->updateFile(), 1);
-    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
-    EXPECT_EQ(numbersOf(file->readDoubleArray("c")), counted<double>(100));
+    EXPECT_EQ(shown(*file), "a = 2x1x1: 1 2; b = 2x1x1: 1 2; c = 4x1x1: 1 2 3 4; ");
     EXPECT_EQ(file->updateFile(), 0);
     append(entry("a", 3)); // The later one of a name counts.
     EXPECT_EQ(file->updateFile(), 1);
-    EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(3));
+    EXPECT_EQ(shown(*file, "a"), "3x1x1: 1 2 3");
     EXPECT_EQ(file->updateFile(), 0);
     EXPECT_EQ(file->fileSizeInBytes(), std::filesystem::file_size(path()));
+
+    // A location decides whether to look, not how far.
+    const auto later = begun();
+    const auto known = static_cast<std::int64_t>(later->fileSizeInBytes());
+    append(entry("b") + entry("c"));
+    EXPECT_EQ(later->updateFile(known), 0);
+    EXPECT_EQ(later->updateFile(known - 1), -1);
+    EXPECT_EQ(later->updateFile(known + 1), 1);
+    EXPECT_THAT(later->variablesNames(), ElementsAre("a", "b", "c"));
+    EXPECT_EQ(later->updateFile(1000000), 0);
 }
 
 TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
@@ -92,8 +97,7 @@ TEST_P(FollowedFile, AnIncompleteEntryIsNotThereYet)
             append(next.substr(size));
             EXPECT_EQ(file->updateFile(), isWhole ? 0 : 1);
             EXPECT_EQ(late->updateFile(), isWhole ? 0 : 1);
-            EXPECT_EQ(numbersOf(file->readDoubleArray("b")), counted<double>(3));
-            EXPECT_EQ(numbersOf(file->readDoubleArray("a")), counted<double>(2));
+            EXPECT_EQ(shown(*file), "a = 2x1x1: 1 2; b = 3x1x1: 1 2 3; ");
         });
         EXPECT_THAT(messages, IsEmpty());
     }
@@ -108,10 +112,9 @@ TEST_P(FollowedFile, ATornFileKeepsEveryCompleteEntryAndTakesNoMore)
         store(path(), whole.substr(0, size));
         const File file = GetParam().forWriting(path());
         EXPECT_THAT(file->variablesNames(), ElementsAre("a"));
-        EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(file->writeNumber(StorageNumber(1.0), "new")); }),
-            ElementsAre(refusalOf(path(),
-                "the bytes from " + std::to_string(first)
-                    + " on are no complete entry, and nothing that is written behind them could be read")));
+        const std::string cause = "the bytes from " + std::to_string(first)
+            + " on are no complete entry, and nothing that is written behind them could be read";
+        EXPECT_THAT(refusalsBy(*file), ElementsAre(refusalOf(path(), cause)));
         EXPECT_EQ(std::filesystem::file_size(path()), size);
         // Once the tail is complete, writing goes on behind it, and the next look finds what came in between.
         append(whole.substr(size));
@@ -140,19 +143,6 @@ TEST_P(FollowedFile, TellsAFileThatWasCutOrReplaced)
     const auto removed = begun();
     std::filesystem::remove(path());
     EXPECT_EQ(removed->updateFile(), -1);
-}
-
-// A location decides whether to look, not how far.
-TEST_P(FollowedFile, LooksBehindTheLocationItIsGiven)
-{
-    const auto file = begun();
-    const auto known = static_cast<std::int64_t>(file->fileSizeInBytes());
-    append(entry("b") + entry("c"));
-    EXPECT_EQ(file->updateFile(known), 0);
-    EXPECT_EQ(file->updateFile(known - 1), -1);
-    EXPECT_EQ(file->updateFile(known + 1), 1);
-    EXPECT_THAT(file->variablesNames(), ElementsAre("a", "b", "c"));
-    EXPECT_EQ(file->updateFile(1000000), 0);
 }
 
 TEST_P(FollowedFile, ReportsALastingFormatErrorOnce)
@@ -218,8 +208,7 @@ int checkAll(KRDataFile& file, int from)
     return count;
 }
 
-class FollowingThreads : public testing::TestWithParam<const char*> {
-protected:
+struct FollowingThreads : testing::TestWithParam<const char*> {
     ScratchFolder folder;
     const std::string path = folder / GetParam();
 };
@@ -234,7 +223,7 @@ TEST_P(FollowingThreads, SeeEachEntryWholeAndOnce)
     const auto messages = messagesOf([&] {
         const auto file = opened(path);
         std::atomic<int> failures = 0;
-        onFourThreads([&](int reader) {
+        onThreads(4, [&](int reader) {
             const auto center = KRMessageCenter::create();
             KRMessageCenter::setCenterOfThread(center);
             for (int known = 0; known < kEntries && !testing::Test::HasFailure();) {
@@ -280,7 +269,6 @@ TEST_P(FollowingThreads, AKilledWriterLeavesNothingHalf)
     }
 }
 
-// Different threads may use, copy and give up one file.
 TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
 {
     const ScratchFolder folder;
@@ -290,7 +278,7 @@ TEST(StorageThreads, ShareAFileUntilTheLastOneGoes)
     for (int i = 0; i < 100; ++i)
         file->writeDoubleArray(doubles({1.0 * i, 2, 3}), std::to_string(i));
     file->writeString(std::string(100, 't'), "text");
-    onFourThreads([last = std::exchange(file, nullptr), &folder](int number) {
+    onThreads(4, [last = std::exchange(file, nullptr), &folder](int number) {
         const File mine = last;
         for (int round = 0; round < 50; ++round) {
             const std::string name = std::to_string((number * 37 + round) % 100);
@@ -322,7 +310,7 @@ TEST(StorageThreads, TooManyOpenFilesAreClosedAndOpenAgainByThemselves)
     }
     EXPECT_FALSE(files[0]->fileIsOpen());
     EXPECT_TRUE(files[399]->fileIsOpen());
-    onFourThreads([&](int number) {
+    onThreads(4, [&](int number) {
         for (auto i = static_cast<std::size_t>(number); i < files.size(); i += 3)
             EXPECT_EQ(files[i]->readDoubleArray("d")->valueAtIndex(0), i);
     });

@@ -6,13 +6,11 @@
 #include "storage/stacks/KRDataFileStack.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace storagetest {
 namespace {
 
-class Opening : public testing::Test {
-protected:
+struct Opening : testing::Test {
     ScratchFolder folder;
 };
 
@@ -48,35 +46,30 @@ TEST_F(Opening, TheFirstBytesTellTheClassOtherwise)
     const std::string path = folder / "x.data";
     const std::string invalid = "The file \"" + path + "\" has an invalid format.";
     const auto header = [](std::vector<std::int32_t> fields) {
-        std::string bytes;
-        for (const std::int32_t field : fields)
-            bytes += raw(field);
-        return bytes + std::string("a\0", 2);
+        return bytesOfNumbers(fields) + std::string("a\0", 2);
     };
     const std::string other = "The file \"x.data\" has incorrect format";
-    const std::tuple<std::string, std::string, Names> cases[] = {
-        {"", "none", {}}, {"a\nNumber\n1\n", "none", {invalid}}, // 19 bytes are too few.
-        {"a\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
-        {"gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}}, // 0x9F is a control.
-        {"gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n", "Ascii", {}},
-        {"a\tb\nNumber\n1\nbc\nNumber\n2\n", "none", {invalid}},
-        {"Sorvanta is no magic", "SVBinary", {other}},
-        {header({1000, 1, 1, 0, 2}), "MatBinary", {other}}, // Of the other order, by its bytes.
-        {header({0, 1, 1, 0, 2}), "none", {invalid}}, // Not known without its ending.
+    const std::tuple<std::string, Names, std::vector<std::string>> cases[] = {
+        {"none", {}, {""}},
+        {"Ascii", {}, {"a\nNumber\n1\nbc\nNumber\n2\n", "gr\xC3\xBC\x6E\nNumber\n1\nbc\nNumber\n2\n"}},
+        {"SVBinary", {other}, {"Sorvanta is no magic"}},
+        {"MatBinary", {other}, {header({1000, 1, 1, 0, 2})}}, // Of the other order, by its bytes.
+        // 19 bytes are too few, 0x9F is a control, and the order of this machine isn't known without an
+        // ending.
+        {"none", {invalid},
+            {"a\nNumber\n1\n", "gr\xC3\xB6\xC3\x9F\x65\nNumber\n1\nbc\nNumber\n2\n",
+                "a\tb\nNumber\n1\nbc\nNumber\n2\n", header({0, 1, 1, 0, 2}), header({1000, 1, 1, 0, 0}),
+                header({1000, -1, 1, 0, 2}), header({1000, 1, -1, 0, 2}), header({1000, 1, 1, 1, 2}),
+                header({1003, 1, 1, 0, 2}), header({2000, 1, 1, 0, 2})}},
     };
-    for (const auto& [bytes, type, wanted] : cases) {
-        SCOPED_TRACE(testing::PrintToString(bytes));
-        store(path, bytes);
-        std::string found;
-        EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
-        EXPECT_EQ(found, type);
-    }
-    for (const std::vector<std::int32_t>& fields :
-        std::vector<std::vector<std::int32_t>>{{1000, 1, 1, 0, 0}, {1000, -1, 1, 0, 2}, {1000, 1, -1, 0, 2},
-            {1000, 1, 1, 1, 2}, {1003, 1, 1, 0, 2}, {2000, 1, 1, 0, 2}}) {
-        store(path, header(fields));
-        EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(path)); }), Names{invalid});
-    }
+    for (const auto& [type, wanted, contents] : cases)
+        for (const std::string& bytes : contents) {
+            SCOPED_TRACE(testing::PrintToString(bytes));
+            store(path, bytes);
+            std::string found;
+            EXPECT_EQ(messagesOf([&] { found = typeOf(KRDataFile::openFileName(path)); }), wanted);
+            EXPECT_EQ(found, type);
+        }
     EXPECT_THAT(messagesOf([&] { EXPECT_FALSE(KRDataFile::openFileName(folder / "missing")); }),
         ElementsAre("Could not open the file \"" + (folder / "missing") + "\"."));
 }
@@ -109,7 +102,6 @@ TEST_F(Opening, TellsWhyAFileCannotBeMade)
     }
 }
 
-// Each value of a structure may be of any kind.
 TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
 {
     using platform::Value;
@@ -117,7 +109,7 @@ TEST_F(Opening, AHostileStructureGivesAnEmptyFile)
              Value(Value::Dictionary{{"Type", 7}})})
         EXPECT_EQ(messagesOf([&] { EXPECT_FALSE(KRDataFile::createFromStructure(bad)); }),
             Names{"Internal error: Unexpected data file type in createFromStructure"});
-    store(folder / "x.svbin", magicOf(false) + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
+    store(folder / "x.svbin", kMagic + nativeBytes({"a", 1, 2, 1, 1, raw(1.0) + raw(2.0)}));
     const auto good = opened(folder / "x.svbin")->structure();
     const Value entry =
         Value::Dictionary{{"O", INT64_MAX}, {"m", INT_MAX}, {"n", INT_MAX}, {"o", INT_MAX}, {"F", 0}};

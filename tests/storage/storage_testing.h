@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OnThreads.h"
 #include "arrays/containers/containers_testing.h"
 #include "datafile/SVDataFile.h"
 #include "datafile/SVMatlabDataFile.h"
@@ -10,9 +11,6 @@
 #include "storage/formats/KRDataFileMatBinary.h"
 
 #include <numeric>
-#include <sched.h>
-#include <sys/mount.h>
-#include <thread>
 
 namespace storagetest {
 
@@ -38,7 +36,6 @@ inline Names messagesOf(const std::function<void()>& action)
     return messages;
 }
 
-// A reading that fails if there is no file.
 inline File opened(const std::string& path)
 {
     File file = KRDataFile::openFileName(path);
@@ -46,7 +43,6 @@ inline File opened(const std::string& path)
     return file;
 }
 
-// The numbers of an array; empty for none.
 template <class T>
 std::vector<T> numbersOf(const std::shared_ptr<KRArrayContainer<T>>& array)
 {
@@ -91,47 +87,54 @@ inline Names notProvided(std::initializer_list<const char*> functions)
     return reports;
 }
 
-template <class Work>
-void onFourThreads(const Work& work)
+// A number, an array as "2x1x1: 1.5 2", a text in quotes, "none".
+inline std::string shown(KRDataStorage& storage, const std::string& name)
 {
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back(work, number);
-    for (std::thread& thread : threads)
-        thread.join();
+    if (storage.isAString(name))
+        return "'" + storage.readRawString(name).value_or("none") + "'";
+    const auto array = storage.readDoubleArray(name);
+    const auto size = storage.getSizeOfVariable(name);
+    std::ostringstream text;
+    if (array && array->length() != 1)
+        text << size->m << "x" << size->n << "x" << size->o << ":";
+    for (const double number : numbersOf(array))
+        text << (array->length() == 1 ? "" : " ") << number;
+    return array ? text.str() : "none";
 }
 
-// An entry of the native format.
+// All variables of a file, as "name = value; ".
+inline std::string shown(KRDataFile& file)
+{
+    std::string text;
+    for (const std::string& name : file.variablesNames())
+        text += name + " = " + shown(static_cast<KRDataStorage&>(file), name) + "; ";
+    return text;
+}
+
+// The reports of writing a number, which is refused.
+inline Names refusalsBy(KRDataStorage& storage, const std::string& name = "new")
+{
+    return messagesOf([&] { EXPECT_FALSE(storage.writeNumber(StorageNumber(1.0), name)); });
+}
+
 struct NativeEntry {
     std::string name;
-    int type = 1;
-    int m = 1;
-    int n = 1;
-    int o = 1;
+    int type = 1, m = 1, n = 1, o = 1;
     std::string data;
     std::int64_t extraSize = 0; // What the size of the entry tells too much.
 };
 
-inline std::string nativeBytes(const NativeEntry& entry, bool bigEndian = false)
+inline std::string nativeBytes(const NativeEntry& entry)
 {
-    const auto put = [&](auto number) {
-        std::string bytes = raw(number);
-        if (bigEndian)
-            std::reverse(bytes.begin(), bytes.end());
-        return bytes;
-    };
     const auto nameLength = static_cast<std::int32_t>(entry.name.size() + 1);
     const auto size = static_cast<std::int64_t>(28 + entry.name.size() + 1 + entry.data.size());
-    std::string bytes = put(size + entry.extraSize);
+    std::string bytes = raw(size + entry.extraSize);
     for (const std::int32_t field : {entry.type, entry.m, entry.n, entry.o, nameLength})
-        bytes += put(field);
+        bytes += raw(field);
     return bytes + entry.name + '\0' + entry.data;
 }
 
-inline std::string magicOf(bool bigEndian)
-{
-    return std::string("Sorvanta Binary File ") + (bigEndian ? "BE" : "LE") + '\0';
-}
+inline const std::string kMagic("Sorvanta Binary File LE\0", 24); // The beginning of a file of this machine.
 
 inline std::string swapped(std::string bytes)
 {
@@ -155,29 +158,12 @@ std::string bytesOfNumbers(const std::vector<T>& numbers)
     return {reinterpret_cast<const char*>(numbers.data()), numbers.size() * sizeof(T)};
 }
 
-// An old file, to go on with.
 template <class Kind>
 File openForWriting(const std::string& path)
 {
     const File file = Kind::createWithName(path);
     EXPECT_TRUE(file->openFileWithProgress());
     return file;
-}
-
-// Runs work in a child process for which the folder is a file system of 64 KiB. Answers 0 when nothing
-// failed.
-constexpr int kNoSmallDisk = 77;
-inline int onASmallDisk(const std::string& atFolder, const std::function<void()>& work)
-{
-    std::filesystem::create_directory(atFolder);
-    return inAnotherProcess(AsUser::Same, "", [&] {
-        if (::unshare(CLONE_NEWNS | (::geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0
-            || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-            || ::mount("tmpfs", atFolder.c_str(), "tmpfs", 0, "size=64k,nr_inodes=16") != 0)
-            ::_exit(kNoSmallDisk);
-        work();
-        return !testing::Test::HasFailure();
-    });
 }
 
 } // namespace storagetest

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "diagnostics/KRMessageCenter.h"
+#include "platform/AnotherProcess.h"
 #include "platform/TemporaryFolder.h"
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
@@ -109,13 +110,6 @@ private:
     platform::Value::Dictionary information_;
     std::shared_ptr<KRMessageCenter> center_ = KRMessageCenter::create();
 };
-
-// Whether a process runs; false for a zombie.
-inline bool isAlive(int process)
-{
-    const auto status = platform::files::readFile("/proc/" + std::to_string(process) + "/stat");
-    return status && status->find(") Z ") == std::string::npos;
-}
 
 // The cells of a table's columns: "1|Done|2||" for two rows of two columns.
 inline std::string cells(const toolkit::Table& table, const std::vector<std::string>& columns)

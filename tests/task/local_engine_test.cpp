@@ -1,6 +1,7 @@
 // Local runs, and the rules of a batch that every front end follows.
 
 #include "diagnostics/KRCountLimiter.h"
+#include "platform/FullDisk.h"
 #include "platform/ProcessInfo.h"
 #include "platform/process/Process.h"
 #include "platform/process/SystemShell.h"
@@ -19,10 +20,8 @@
 #include <gmock/gmock.h>
 
 #include <cmath>
-#include <csignal>
 #include <fmt/format.h>
 #include <numeric>
-#include <sys/resource.h>
 
 namespace {
 
@@ -33,8 +32,7 @@ using testing::UnorderedElementsAre;
 namespace files = platform::files;
 
 // A wrapper whose tasks the local engine runs, with polls twenty times as fast as usual.
-class LocalEngine : public testing::Test {
-protected:
+struct LocalEngine : testing::Test {
     LocalEngine() { platform::Pace::setFactor(0.05); }
     ~LocalEngine() override
     {
@@ -138,30 +136,26 @@ TEST_F(LocalEngine, RunsFourAtATimeInOrderUnlessTheLimitChanges)
     EXPECT_EQ(statuses(), "Done|Done|Done|Done|Done|Done|Done|Done|Done|Done|");
 }
 
-constexpr const char* kIgnoresTheSignal =
-    "#!/bin/bash\ntrap '' TERM\necho $$ >> pid\nwhile :; do sleep 0.1; done\n";
-
-TEST_F(LocalEngine, ReportsTheEndOfARunWhenNoneOfItsProcessesIsAlive)
+TEST_F(LocalEngine, ARunThatIgnoresTheSignalIsAwaitedByItsEngineAndLeftAloneByANewOne)
 {
-    start({""}, kIgnoresTheSignal);
+    start({""}, "#!/bin/bash\ntrap '' TERM\necho $$ >> pid\nwhile :; do sleep 0.1; done\n");
     ASSERT_TRUE(served([&] { return !wrapper.read("0/pid").empty(); }));
+    const std::string pid = wrapper.read("0/pid");
     engine->endTasks();
     EXPECT_TRUE(engine->panel().endButton.isHidden());
     ASSERT_TRUE(ended());
-    EXPECT_FALSE(isAlive(std::stoi(wrapper.read("0/pid"))));
+    EXPECT_FALSE(isAlive(std::stoi(pid)));
     EXPECT_EQ(statuses(), "Aborted|");
     EXPECT_FALSE(wrapper.has("0/VTask_runThis"));
     EXPECT_TRUE(startButtonIsShown());
     EXPECT_TRUE(controller->engine()) << "not all tasks are finished";
     EXPECT_EQ(*engine->startAfterChecks(), 0) << "an aborted task has to be cleared first";
-}
 
-// A run that is ending owns its folder, even without its marker.
-TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
-{
-    start({""}, kIgnoresTheSignal);
+    // A run that is ending owns its folder, even without its marker.
+    controller->taskInformation()[0]->clearData();
+    engine->startTasks();
     ASSERT_TRUE(served([&] { return !wrapper.read("0/pid").empty(); }));
-    const std::string pid = wrapper.read("0/pid");
+    const std::string second = wrapper.read("0/pid");
     wrapper.remove("0/VTask_runStarted");
     controller->endAllTasks();
     controller->taskInformation()[0]->updateBasedOnContent();
@@ -170,10 +164,10 @@ TEST_F(LocalEngine, ANewEngineLeavesARunAloneThatTheOldOneIsEnding)
     attach();
     engine->startTasks();
     ASSERT_TRUE(served([&] { return !old->isRunning() && old->whichTasksAreRunning().empty(); }));
-    EXPECT_EQ(wrapper.read("0/pid"), pid);
+    EXPECT_EQ(wrapper.read("0/pid"), second);
     old.reset();
     engine->startTasks();
-    EXPECT_TRUE(served([&] { return wrapper.read("0/pid").size() > pid.size(); }));
+    EXPECT_TRUE(served([&] { return wrapper.read("0/pid").size() > second.size(); }));
 }
 
 TEST_F(LocalEngine, AProcessThatNeverBeginsIsReplacedFortyTimes)
@@ -295,8 +289,7 @@ TEST_F(LocalEngine, TheStartButtonReportsWhyNothingIsStarted)
     EXPECT_TRUE(started(0));
     EXPECT_FALSE(startButtonIsShown());
     engine->panel().endButton.press();
-    EXPECT_TRUE(ended());
-    EXPECT_TRUE(wrapper.has("0/VTask_aborted"));
+    EXPECT_TRUE(ended() && wrapper.has("0/VTask_aborted"));
 }
 
 TEST(BatchRules, ManyNumbersAreAShortText)
@@ -317,11 +310,10 @@ std::string reasonOf(const platform::Status& status)
     return status.ok() ? std::string() : status.error().text;
 }
 
-TEST(BatchRules, AnExecutableThatCanNotRunHereIsReported)
+TEST(BatchRules, AnExecutableThatCanNotRunAndAFolderThatCanNotBeWrittenAreReported)
 {
     const TemporaryFolder folder;
-    std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64);
-    std::string foreign = ours;
+    std::string ours = files::readFile("/proc/self/exe").value_or("").substr(0, 64), foreign = ours;
     foreign.at(18) = 99;
     std::string older = ours; // i386 on x86-64
     older.at(18) = 3;
@@ -334,30 +326,22 @@ TEST(BatchRules, AnExecutableThatCanNotRunHereIsReported)
         {"echo without a first line\n", 0755, ""}};
     for (const auto& [bytes, mode, reason] : cases) {
         std::ignore = files::remove(folder / "p");
-        EXPECT_TRUE(files::writeFile(folder / "p", bytes));
-        EXPECT_TRUE(files::setPermissions(folder / "p", mode));
+        EXPECT_TRUE(files::writeFile(folder / "p", bytes) && files::setPermissions(folder / "p", mode));
         const std::string told = reasonOf(checkExecutable(folder / "p"));
         EXPECT_TRUE(*reason ? told.find(reason) != std::string::npos : told.empty()) << bytes << ": " << told;
     }
     EXPECT_THAT(reasonOf(checkExecutable(folder / "missing")), HasSubstr("there is no file"));
     EXPECT_THAT(reasonOf(checkExecutable(folder.path())), HasSubstr("is a folder"));
-}
 
-TEST(BatchRules, AFolderThatCanNotBeWrittenIsReported)
-{
-    const TemporaryFolder folder;
-    EXPECT_TRUE(checkWritable(folder.path()).ok());
-    EXPECT_THAT(reasonOf(checkWritable(folder / "missing")), HasSubstr("No such file"));
+    const TemporaryFolder empty;
+    EXPECT_TRUE(checkWritable(empty.path()).ok());
+    EXPECT_THAT(reasonOf(checkWritable(empty / "missing")), HasSubstr("No such file"));
     EXPECT_FALSE(checkWritable("/proc/self/fdinfo").ok());
-    signal(SIGXFSZ, SIG_IGN);
-    rlimit former{};
-    getrlimit(RLIMIT_FSIZE, &former);
-    const rlimit nothing{0, former.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &nothing);
-    EXPECT_THAT(reasonOf(checkWritable(folder.path())), HasSubstr("File too large"));
-    setrlimit(RLIMIT_FSIZE, &former);
-    signal(SIGXFSZ, SIG_DFL);
-    EXPECT_THAT(files::contentsOfDirectory(folder.path()).value(), testing::IsEmpty());
+    {
+        const FullDisk disk(0);
+        EXPECT_THAT(reasonOf(checkWritable(empty.path())), HasSubstr("File too large"));
+    }
+    EXPECT_THAT(files::contentsOfDirectory(empty.path()).value(), testing::IsEmpty());
 }
 
 TEST(BatchRules, TheRestIsEstimatedByProgressAndByTheTasksThatAreDone)
@@ -404,8 +388,7 @@ TEST(BatchRules, ATaskThatAnotherProgramHasStartedIsNotCleared)
 }
 
 // The older generation of engines: machines that take single tasks, and operations that report to the task.
-class OlderGeneration : public LocalEngine {
-protected:
+struct OlderGeneration : LocalEngine {
     OlderGeneration()
     {
         wrapper.tasks({"ignored", "ignored", "ignored"})
@@ -541,8 +524,7 @@ struct Copying : SVCopyFileTaskCallback, SVTaskAddition {
 TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
 {
     const TemporaryFolder folder;
-    EXPECT_TRUE(files::writeFile(folder / "a", "new"));
-    EXPECT_TRUE(files::writeFile(folder / "b", "old"));
+    EXPECT_TRUE(files::writeFile(folder / "a", "new") && files::writeFile(folder / "b", "old"));
     EXPECT_TRUE(files::createDirectories(folder / "tree/deep"));
     EXPECT_TRUE(files::writeFile(folder / "tree/deep/leaf", "x"));
     const struct {
@@ -565,8 +547,7 @@ TEST_F(OlderGeneration, CopyingReplacesReportsItsIncreasesAndStopsAtAFailure)
         EXPECT_TRUE(served([&] { return copying->sum == 100; })) << copying->sum;
         EXPECT_EQ(copying->count, count);
     }
-    EXPECT_EQ(files::readFile(folder / "a"), "new");
-    EXPECT_EQ(files::readFile(folder / "b"), "new");
+    EXPECT_EQ(*files::readFile(folder / "a") + *files::readFile(folder / "b"), "newnew");
     EXPECT_TRUE(files::exists(folder / "copy/deep/leaf"));
     EXPECT_FALSE(files::exists(folder / "d"));
 }

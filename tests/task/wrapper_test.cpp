@@ -110,8 +110,7 @@ TEST(Wrapper, MakesTheChecksumOnceAndTrustsItAfterwards)
     EXPECT_EQ(checksum(), "7707d6ae4e027c70eea2a935c2296f21");
     wrapper.remove("MacOSX/program.md5");
     wrapper.remove("MacOSX/program");
-    EXPECT_FALSE(checksum());
-    EXPECT_FALSE(wrapper.has("MacOSX/program.md5"));
+    EXPECT_FALSE(checksum() || wrapper.has("MacOSX/program.md5"));
     EXPECT_THAT(wrapper.messages(), IsEmpty());
     EXPECT_FALSE(md5ChecksumForFile(wrapper.path()));
 }

@@ -24,8 +24,7 @@ std::string dateText(double time)
     return {text, std::strftime(text, sizeof text, "%Y-%m-%d %H:%M", &parts)};
 }
 
-class Instances : public WithMessages {
-protected:
+struct Instances : WithMessages {
     temporary::Clock clockAt(double hours)
     {
         return [hours] { return kNow + hours * kHour; };
@@ -68,12 +67,8 @@ TEST_F(Instances, AreJudgedByBeatAndMark)
     const auto ago = [](double hours) { return dateText(kNow - hours * kHour); };
     const std::optional<std::string> none;
     enum Fate { Untouched, Marked, Removed };
-    const struct {
-        const char* what;
-        std::optional<std::string> beat;
-        std::optional<std::string> mark;
-        Fate fate;
-    } kCases[] = {
+    using Date = std::optional<std::string>;
+    const std::tuple<const char*, Date, Date, Fate> cases[] = {
         {"young", ago(35), none, Untouched},
         {"at the limit", ago(36), none, Untouched},
         {"old", ago(37), none, Marked},
@@ -92,12 +87,12 @@ TEST_F(Instances, AreJudgedByBeatAndMark)
         {"a damaged mark", ago(90), "yesterday", Untouched},
         {"a torn date", "2020-01-01 1", none, Untouched},
     };
-    for (const auto& given : kCases) {
-        SCOPED_TRACE(given.what);
-        const std::string directory = leftBehind("E", given.beat, given.mark);
+    for (const auto& [what, beat, oldMark, fate] : cases) {
+        SCOPED_TRACE(what);
+        const std::string directory = leftBehind("E", beat, oldMark);
         start(0);
-        EXPECT_EQ(files::exists(directory), given.fate != Removed);
-        const auto mark = given.fate == Marked ? ago(0) : given.fate == Removed ? none : given.mark;
+        EXPECT_EQ(files::exists(directory), fate != Removed);
+        const auto mark = fate == Marked ? ago(0) : fate == Removed ? none : oldMark;
         EXPECT_EQ(text(directory + "/markedForRemoval"), mark.value_or("none"));
         temporary::removeEverything(directory);
     }

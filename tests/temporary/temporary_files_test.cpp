@@ -1,6 +1,7 @@
 #include "temporary/RemoveEverything.h"
 #include "temporary/TemporaryFiles.h"
 
+#include "OnThreads.h"
 #include "platform/files/Paths.h"
 #include "platform/files/Places.h"
 #include "temporary/KRContainerFileName.h"
@@ -113,11 +114,8 @@ TEST_F(TemporaryFilesTest, Beats)
     platform::Pace::setFactor(1e-7);
     TemporaryFiles service([&now] { return now; });
     const std::string beat = service.directory() + "/beat";
-    const std::string mark = service.directory() + "/markedForRemoval";
     const std::string first = *files::readFile(beat);
-    ASSERT_TRUE(files::writeFile(mark, first));
     now += temporary::InstanceDirectory::kHeartbeatInterval;
-    EXPECT_TRUE(MainLoop::main().runUntil([&] { return !files::exists(mark); }, 10));
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return files::readFile(beat).value_or("") != first; }, 10));
     platform::Pace::setFactor(1);
 }
@@ -126,20 +124,16 @@ TEST_F(TemporaryFilesTest, ServesManyThreads)
 {
     platform::Pace::setFactor(1e-7); // The heartbeat is the main thread's, whoever is the first.
     TemporaryFiles service;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < 4; ++thread)
-        threads.emplace_back([&] {
-            service.initialize();
-            for (int round = 0; round < 50; ++round) {
-                const std::string name = *service.checkOutFile();
-                const std::string folder = *service.checkOutFolder();
-                EXPECT_FALSE(files::exists(name)) << "two threads have it";
-                EXPECT_TRUE(files::writeFile(name, "x") && service.handBackFile(name, {}));
-                service.handBackFolder(folder);
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
+    onThreads(4, [&](int) {
+        service.initialize();
+        for (int round = 0; round < 50; ++round) {
+            const std::string name = *service.checkOutFile();
+            const std::string folder = *service.checkOutFolder();
+            EXPECT_FALSE(files::exists(name)) << "two threads have it";
+            EXPECT_TRUE(files::writeFile(name, "x") && service.handBackFile(name, {}));
+            service.handBackFolder(folder);
+        }
+    });
     const std::string mark = service.directory() + "/markedForRemoval";
     ASSERT_TRUE(files::writeFile(mark, ""));
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return !files::exists(mark); }, 10));
@@ -151,9 +145,8 @@ TEST_F(TemporaryFilesTest, ServesManyThreads)
 // The class operations belong to the one service of the process.
 TEST_F(TemporaryFilesTest, FileNamesOwnTheirFiles)
 {
-    EXPECT_EQ(KRContainerFileName::createWithName(""), nullptr);
-    EXPECT_EQ(KRContainerFileName::createWithTemporaryFile(""), nullptr);
-    EXPECT_EQ(KRContainerFileName::createEmpty(), nullptr);
+    EXPECT_FALSE(KRContainerFileName::createWithName("") || KRContainerFileName::createWithTemporaryFile("")
+        || KRContainerFileName::createEmpty());
     EXPECT_TRUE(KRContainerFileName::stoppedUsingTemporaryFile(std::nullopt));
     KRContainerFileName::initializeTemporary();
     EXPECT_TRUE(KRContainerFileName::hasBeenInitialized());
@@ -161,12 +154,9 @@ TEST_F(TemporaryFilesTest, FileNamesOwnTheirFiles)
     const std::string plain = folder_ / "plain";
     ASSERT_TRUE(files::writeFile(plain, "12345"));
     auto name = KRContainerFileName::createWithName(folder_ / "x/../plain");
-    EXPECT_EQ(name->fileName(), plain);
-    EXPECT_EQ(name->description(), plain);
-    EXPECT_EQ(name->fileSize(), 5U);
-    EXPECT_EQ(name->memoryUsed(), 0U);
-    EXPECT_EQ(name->returnParameter("File Size"), 5.0);
-    EXPECT_EQ(name->returnParameter("Other"), std::nullopt);
+    EXPECT_TRUE(name->fileName() == plain && name->description() == plain);
+    EXPECT_TRUE(name->fileSize() == 5 && name->memoryUsed() == 0);
+    EXPECT_TRUE(name->returnParameter("File Size") == 5.0 && !name->returnParameter("Other"));
     name.reset();
     EXPECT_TRUE(files::exists(plain));
 
@@ -224,30 +214,28 @@ TEST_F(TemporaryFilesTest, TheOrphanCheckCallsBackOnTheMainThread)
     };
     KRContainerFileName::checkOrphansAndCallMeBack(nullptr);
     KRContainerFileName::initializeTemporary();
-    const std::string parent =
-        platform::paths::deletingLastComponent(KRContainerFileName::nameOfGlobalTemporaryDirectory());
-    ASSERT_TRUE(files::createDirectories(parent + "/other/inner"));
-    ASSERT_TRUE(
-        files::writeFile(parent + "/other/a", "12") && files::writeFile(parent + "/other/inner/b", "345"));
-    ASSERT_EQ(::symlink("/", (parent + "/other/link").c_str()), 0);
-    EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
-    EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/none"), 0U);
+    const std::string other =
+        platform::paths::deletingLastComponent(KRContainerFileName::nameOfGlobalTemporaryDirectory())
+        + "/other";
+    ASSERT_TRUE(files::createDirectories(other + "/inner") && files::writeFile(other + "/a", "12")
+        && files::writeFile(other + "/inner/b", "345"));
+    ASSERT_EQ(::symlink("/", (other + "/link").c_str()), 0);
+    EXPECT_EQ(KRContainerFileName::sizeOfDirectory(other + "/none"), 0U);
     // Folders that vanish meanwhile count nothing and end nothing.
     std::atomic<bool> isDone = false;
     std::thread churning([&] {
         for (int count = 0; !isDone; ++count) {
-            const std::string vanishing = parent + "/other/v" + std::to_string(count % 50);
+            const std::string vanishing = other + "/v" + std::to_string(count % 50);
             ::rmdir(vanishing.c_str());
             ::mkdir(vanishing.c_str(), 0700);
         }
     });
     for (int round = 0; round < 500; ++round)
-        EXPECT_EQ(KRContainerFileName::sizeOfDirectory(parent + "/other"), 5U);
+        EXPECT_EQ(KRContainerFileName::sizeOfDirectory(other), 5U);
     isDone = true;
     churning.join();
-    EXPECT_TRUE(temporary::removeEverything(parent + "/none")) << "what isn't there is gone";
+    EXPECT_TRUE(temporary::removeEverything(other + "/none")) << "what isn't there is gone";
     const auto caller = std::make_shared<Caller>();
-    std::ignore = messages();
     KRContainerFileName::checkOrphansAndCallMeBack(caller);
     EXPECT_TRUE(MainLoop::main().runUntil([&] { return caller->calls == 1; }, 10));
     EXPECT_THAT(messages(), IsEmpty());

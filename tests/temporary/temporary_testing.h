@@ -16,9 +16,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-// A test with a folder and a message center of its own.
-class WithMessages : public testing::Test {
-protected:
+struct WithMessages : testing::Test {
     WithMessages() { KRMessageCenter::setSharedCenter(center_); }
     ~WithMessages() override { MainLoop::main().runPending(); }
 

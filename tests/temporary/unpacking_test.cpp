@@ -21,8 +21,7 @@ std::string little(std::uint64_t number, std::size_t size)
 // A zip archive with stored entries, of any names (PKWARE's APPNOTE 4.3).
 std::string archive(const std::vector<std::pair<std::string, std::string>>& entries)
 {
-    std::string bytes;
-    std::string directory;
+    std::string bytes, directory;
     for (const auto& [name, content] : entries) {
         const auto* const plain = reinterpret_cast<const Bytef*>(content.data());
         const std::string size = little(content.size(), 4);
@@ -48,11 +47,9 @@ struct Unpacked : KRContainerFolderDelegate {
     std::shared_ptr<KRContainerFolder> folder;
 };
 
-class Unpacking : public WithMessages {
-protected:
+struct Unpacking : WithMessages {
     Unpacking() { EXPECT_TRUE(files::createDirectory(inside_)); }
 
-    // The entries afterwards.
     std::vector<std::string> unpack(const std::string& name, const std::string& bytes)
     {
         EXPECT_TRUE(files::writeFile(inside_ + "/" + name, bytes));

@@ -190,8 +190,13 @@ TEST_F(VariableFile, HoldsAnUpdateBackUntilItIsAllowed)
     client->allowsChangesAgain();
     file->changesMightBeAllowed();
     EXPECT_EQ(changes(), 2U);
-    EXPECT_THAT(names(), ElementsAre("B", "a", "c"));
-    EXPECT_THAT(storage->variablesWithType("Real Number"), ElementsAre("a", "B", "c"));
+    client->allows = false;
+    append(writer, "d");
+    update();
+    EXPECT_EQ(names().size(), 3U);
+    file->removeClient(client);
+    EXPECT_THAT(names(), ElementsAre("B", "a", "c", "d")) << "the one that refused has gone";
+    EXPECT_THAT(storage->variablesWithType("Real Number"), ElementsAre("a", "B", "c", "d"));
     EXPECT_NE(storage->serialNumberForVariable("a"), number);
     EXPECT_TRUE(storage->serialNumberForVariable("x").isNull());
 }

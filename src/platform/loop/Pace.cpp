@@ -10,9 +10,17 @@ namespace platform {
 namespace {
 
 std::atomic<double> factor = 1;
+std::atomic<double> addedSleep = 0;
 
 // Longer than any real interval, and short enough that no clock arithmetic overflows.
 constexpr double kLongest = 1e9;
+
+double secondsOf(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
 
 } // namespace
 
@@ -35,9 +43,17 @@ void sleepFor(double seconds)
 
 double monotonicSeconds()
 {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    return secondsOf(CLOCK_MONOTONIC);
+}
+
+double secondsAsleep()
+{
+    return secondsOf(CLOCK_BOOTTIME) - secondsOf(CLOCK_MONOTONIC) + addedSleep.load();
+}
+
+void addSecondsAsleep(double seconds)
+{
+    addedSleep = addedSleep.load() + seconds;
 }
 
 } // namespace platform

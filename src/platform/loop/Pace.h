@@ -20,5 +20,8 @@ void sleepFor(double seconds);
 
 // Seconds on a clock that never goes back, from an arbitrary origin. Not subject to Pace.
 double monotonicSeconds();
+// Seconds that this machine has been asleep, from an arbitrary origin: timers don't count them. Any thread.
+double secondsAsleep();
+void addSecondsAsleep(double seconds); // For tests.
 
 } // namespace platform

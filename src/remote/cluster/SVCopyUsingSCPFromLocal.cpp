@@ -16,7 +16,7 @@ using platform::paths::deletingLastComponent;
 
 constexpr auto kBetweenReports = std::chrono::milliseconds(200);
 constexpr double kWhole = 100;
-constexpr std::size_t kActionsAtOnce = 2000; // Whose folders are made ahead.
+constexpr std::size_t kActionsAtOnce = 10000; // Whose folders are made ahead.
 
 // Keys of an action.
 constexpr const char* kAction = "Action";
@@ -30,6 +30,28 @@ constexpr const char* kAccess = "Access";
 constexpr const char* kCreateDirectory = "Create Directory";
 constexpr const char* kCopyFromLocal = "Copy From Local";
 constexpr const char* kCreateFromData = "Create From Data";
+
+bool isFolder(const Value& action)
+{
+    return action.textFor(kAction) == kCreateDirectory;
+}
+
+// Makes the folders of a part of the list. Whether each action there has its folder.
+std::vector<bool> makeFolders(
+    ssh::CkoSFtp& sftp, const Value::Array& list, std::size_t first, std::size_t end)
+{
+    std::vector<std::string> paths;
+    for (std::size_t i = first; i < end; ++i)
+        if (isFolder(list[i]))
+            paths.push_back(list[i].textFor(kDirectory).value_or(""));
+    const std::vector<bool> exist = sftp.CreateDirs(paths);
+    std::vector<bool> answers(end - first, true);
+    auto answer = exist.begin();
+    for (std::size_t i = first; i < end; ++i)
+        if (isFolder(list[i]))
+            answers[i - first] = *answer++;
+    return answers;
+}
 
 // Whether the connection still answers.
 bool isAlive(ssh::CkoSFtp& sftp)
@@ -86,16 +108,14 @@ void SVCopyUsingSCPFromLocal::carryOut(ssh::CkoSFtp& sftp, const Value::Array& l
 bool SVCopyUsingSCPFromLocal::carryOut(
     ssh::CkoSFtp& sftp, const Value::Array& list, std::size_t first, std::size_t end)
 {
-    const auto isFolder = [&list](std::size_t i) { return list[i].textFor(kAction) == kCreateDirectory; };
-    std::vector<std::string> folders;
-    for (std::size_t i = first; i < end; ++i)
-        if (isFolder(i))
-            folders.push_back(list[i].textFor(kDirectory).value_or(""));
-    const std::vector<bool> exist = sftp.CreateDirs(folders);
-    std::size_t folder = 0;
-    for (std::size_t i = first; i < end; ++i)
-        if (!carryOut(sftp, list, i, isFolder(i) && exist[folder++]))
+    std::vector<bool> exists = makeFolders(sftp, list, first, end);
+    for (std::size_t i = first; i < end; ++i) {
+        const bool isMissingFolder = isFolder(list[i]) && !exists[i - first];
+        if (!carryOut(sftp, list, i, !isMissingFolder))
             return false;
+        if (isMissingFolder) // Others may have waited for it.
+            exists = makeFolders(sftp, list, first, end);
+    }
     return uploadWaiting(sftp, list.size());
 }
 

@@ -176,6 +176,10 @@ void SVSCPCopyFromFolders::carryOut(ssh::CkoSFtp& sftp, const std::vector<Transf
     for (std::size_t i = 0; i < transfers.size(); ++i) {
         const Transfer& transfer = transfers[i];
         if (!outcomes[i].ok()) {
+            if (const auto handle = sftp.OpenDir(transfer.download.remotePath)) {
+                sftp.CloseHandle(*handle); // A link to a folder holds nothing up.
+                continue;
+            }
             transfer.folder->everythingArrived = false;
             complain(fmt::format("{}: {}", transfer.download.remotePath, outcomes[i].error));
             continue;

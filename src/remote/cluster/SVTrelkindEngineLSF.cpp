@@ -14,6 +14,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 
@@ -23,6 +24,8 @@ using platform::paths::appending;
 
 constexpr double kUsualMinutes = 15;
 constexpr double kSecondsPerMinute = 60;
+constexpr double kSecondsBetweenWakes = 10; // Between looks for a sleep of this machine.
+constexpr double kShortSleep = 30; // Seconds, after which nothing is done earlier.
 
 // The leading number of a text, 0 without one.
 double doubleValue(const std::string& text)
@@ -95,7 +98,6 @@ void SVTrelkindEngineLSF::begin()
         setWhenAbsent(BatchFile::kWithoutArguments, "YES");
     if (const auto status = checkBeforeBegin(); !status.ok())
         return setRefusal(status.error().text);
-    infoFile_.saveIfChanged();
     makeSureFolderExists();
 }
 
@@ -116,7 +118,8 @@ platform::Status SVTrelkindEngineLSF::checkBeforeBegin()
         return platform::Error{
             "The tasks have arguments, which don't reach their runs on a cluster. Write the parameters into "
             "input files, or run the tasks without their arguments."};
-    return {};
+    // What can't be kept would be done twice.
+    return infoFile_.saveIfChanged();
 }
 
 void SVTrelkindEngineLSF::setRefusal(std::string sentence)
@@ -170,7 +173,7 @@ void SVTrelkindEngineLSF::addShort(std::shared_ptr<platform::Operation> operatio
 
 void SVTrelkindEngineLSF::disconnect()
 {
-    checkingTimer_.reset();
+    stopTimers();
     isEnded_ = true;
     infoFile_.deleteFromDisk();
     lock_.reset();
@@ -178,7 +181,7 @@ void SVTrelkindEngineLSF::disconnect()
 
 void SVTrelkindEngineLSF::disconnectFromTaskController()
 {
-    checkingTimer_.reset();
+    stopTimers();
     taskController_ = nullptr;
 }
 
@@ -190,7 +193,6 @@ void SVTrelkindEngineLSF::makeSureFolderExists()
         if (const auto status = checkBeforeBegin(); !status.ok())
             return setRefusal(status.error().text);
         refusal_.reset();
-        infoFile_.saveIfChanged();
     }
     if (infoFile_.has(BatchFile::kWorkFolderExists)) {
         showFolder();
@@ -310,6 +312,23 @@ void SVTrelkindEngineLSF::scheduleTimer(double minutes)
     checkingTimer_ = std::isfinite(seconds)
         ? platform::Timer::schedule(std::max(seconds, 0.0), platform::Timer::Repeats::Yes, look)
         : platform::Timer::unscheduled(seconds, look);
+    secondsAsleep_ = platform::secondsAsleep();
+    wakeTimer_ = platform::Timer::schedule(
+        kSecondsBetweenWakes, platform::Timer::Repeats::Yes, [this] { lookAfterSleep(); });
+}
+
+void SVTrelkindEngineLSF::stopTimers()
+{
+    checkingTimer_.reset();
+    wakeTimer_.reset();
+}
+
+// A machine that wakes looks at once: its timers have not counted the sleep.
+void SVTrelkindEngineLSF::lookAfterSleep()
+{
+    const double asleep = platform::secondsAsleep();
+    if (asleep - std::exchange(secondsAsleep_, asleep) > kShortSleep)
+        checkForOutput();
 }
 
 void SVTrelkindEngineLSF::minutesChanged()
@@ -383,6 +402,7 @@ void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operatio
         KRMessageCenter::addMessage("Could not bring a file.", complaint);
     panel_.outputStatus.setStringValue(operation.error().value_or(""));
     panel_.checkOutputButton.setHidden(false);
+    noteContact(operation.error().has_value());
     if (!isAttached())
         return;
     const auto& tasks = taskController_->taskInformation();
@@ -392,11 +412,23 @@ void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operatio
         askScheduler();
 }
 
+void SVTrelkindEngineLSF::noteContact(bool hasFailed)
+{
+    const double now =
+        std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    if (!hasFailed) {
+        lastContact_ = now;
+        unknownSince_.reset();
+    } else if (!unknownSince_) {
+        unknownSince_ = lastContact_ > 0 ? lastContact_ : now;
+    }
+}
+
 void SVTrelkindEngineLSF::removeFromServer()
 {
     if (std::exchange(removingEverything_, true))
         return;
-    checkingTimer_.reset();
+    stopTimers();
     panel_.outputStatus.setStringValue("Removing from server");
     addShort(std::make_shared<SVRemoveFolderOperation>(passwordInfo(), workDirectory(),
         callback(&SVTrelkindEngineLSF::folderRemovalDone), stuck("removal")));

@@ -63,6 +63,8 @@ public:
     void tryAgain(); // Presses the buttons of the steps that have failed.
     bool hasBeenSubmitted() const { return infoFile_.has(BatchFile::kRunsStarted); }
     int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
+    // When the cluster was last reached, in seconds since 1970; nothing while the last look has worked.
+    std::optional<double> unknownSince() const { return unknownSince_; }
     std::optional<double> secondsToNextLook() const;
     // What the scheduler says about the runs: why they wait, and those that it doesn't know any more.
     const std::vector<std::string>& remarks() const { return remarks_; }
@@ -98,9 +100,12 @@ private:
     void startRunningTasks() { } // The submission has its own step.
     void checkOutputIfNeeded();
     void scheduleTimer(double minutes);
+    void stopTimers();
+    void lookAfterSleep();
     void copyTaskStarted(const std::string& folder);
     void copyTask(const std::string& folder, bool hasNews);
     void copyFromFoldersFinished(SVSCPCopyFromFolders& operation);
+    void noteContact(bool hasFailed);
     void removeFromServer();
     void folderRemovalDone(SVRemoveFolderOperation& operation);
     void filesThatExist(SVSCPCheckIfFilesExist& operation);
@@ -151,10 +156,14 @@ private:
     bool checkingOutput_ = false;
     bool removingEverything_ = false;
     std::unique_ptr<platform::Timer> checkingTimer_;
+    std::unique_ptr<platform::Timer> wakeTimer_; // Lives as long as the other one.
+    double secondsAsleep_ = 0;
     double minutesBetweenChecks_ = 0;
     double lookInterval_ = 0; // Seconds.
     double nextLook_ = 0; // On the monotonic clock.
     int numberOfLooks_ = 0;
+    double lastContact_ = 0; // Seconds since 1970.
+    std::optional<double> unknownSince_;
     std::optional<std::string> stuckStep_; // The words about a step that ended without a callback.
     bool askingScheduler_ = false;
     std::set<int> goneRuns_; // The scheduler knew nothing of them at the last look.

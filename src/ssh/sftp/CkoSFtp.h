@@ -56,7 +56,7 @@ public:
     std::vector<std::shared_ptr<CkoSFtpDir>> ReadDirs(const std::vector<std::string>& paths);
     // The sizes that opened files have, which a listing may tell too late; negative on failure.
     std::vector<std::int64_t> OpenedFileSizes(const std::vector<std::string>& paths);
-    // Files of different names. `done` is called with the number of files that are through, now and then.
+    // Files of different names. `done` is called with the number of files that are through.
     using Progress = std::function<void(std::size_t done)>;
     std::vector<CkoTransfer> UploadFiles(const std::vector<CkoUpload>& files, const Progress& done = nullptr);
     std::vector<CkoTransfer> DownloadFiles(const std::vector<CkoDownload>& files);

@@ -9,7 +9,7 @@ namespace ssh {
 
 namespace {
 
-constexpr std::size_t kFilesOfOneCall = 500; // Between two reports of the progress.
+constexpr std::size_t kFilesTogether = 5000; // The larger ones of these follow them.
 
 bool isSmall(const CkoUpload& file)
 {
@@ -40,25 +40,31 @@ struct SmallOnes {
     std::vector<CkoTransfer*> outcomes;
 };
 
-// Carries out `together` for the small files and `single` for each other one, some hundreds at a time.
+// Carries out `together` for the small files and `single` for each other one, some thousands at a time.
 template <typename File, typename Together, typename Single>
 Status forAll(const std::vector<File>& files, std::vector<CkoTransfer>& outcomes, Together together,
     Single single, const std::function<void(std::size_t)>& done)
 {
-    for (std::size_t first = 0; first < files.size(); first += kFilesOfOneCall) {
-        const std::size_t count = std::min(kFilesOfOneCall, files.size() - first);
+    for (std::size_t first = 0; first < files.size(); first += kFilesTogether) {
+        const std::size_t count = std::min(kFilesTogether, files.size() - first);
         const auto some = std::span(files).subspan(first, count);
         const auto theirs = std::span(outcomes).subspan(first, count);
         const SmallOnes<File> small(some, theirs);
-        if (Status status = together(small); !status.ok())
+        std::size_t through = first;
+        const auto ended = [&](std::size_t ofSmall) {
+            through = first + ofSmall;
+            if (done)
+                done(through);
+        };
+        if (Status status = together(small, ended); !status.ok())
             return status;
         for (std::size_t i = 0; i < count; ++i)
             if (!std::binary_search(small.files.begin(), small.files.end(), &some[i])) {
                 const Status status = single(some[i]);
                 theirs[i] = {status.ok(), status.ok() ? "" : status.error().text};
+                if (done)
+                    done(++through);
             }
-        if (done)
-            done(first + count);
     }
     return {};
 }
@@ -111,7 +117,9 @@ std::vector<CkoTransfer> ClsSFtp::uploadFiles(
             return at.error();
         return forAll(
             files, outcomes,
-            [&](const auto& small) { return sftpmany::upload(**at, small.files, small.outcomes); },
+            [&](const auto& small, const auto& ended) {
+                return sftpmany::upload(**at, small.files, small.outcomes, ended);
+            },
             [&](const CkoUpload& file) { return uploadLarge(file); }, done);
     });
     return outcomes;
@@ -142,7 +150,9 @@ std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& 
             return at.error();
         const Status status = forAll(
             files, outcomes,
-            [&](const auto& small) { return sftpmany::download(**at, small.files, small.outcomes); },
+            [&](const auto& small, const auto&) {
+                return sftpmany::download(**at, small.files, small.outcomes);
+            },
             [&](const CkoDownload& file) { return download(file.remotePath, file.localPath, file.resuming); },
             nullptr);
         return status.ok() ? transport_.flush() : status;

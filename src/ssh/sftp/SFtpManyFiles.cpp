@@ -272,12 +272,13 @@ Status sizes(SFtpSession& session, std::span<const std::string> paths, std::vect
     });
 }
 
-Status upload(
-    SFtpSession& session, std::span<const CkoUpload* const> files, std::span<CkoTransfer* const> outcomes)
+Status upload(SFtpSession& session, std::span<const CkoUpload* const> files,
+    std::span<CkoTransfer* const> outcomes, const std::function<void(std::size_t)>& ended)
 {
     SFtpPipeline pipeline(session);
     return pipeline.run(
-        files.size(), [&](std::size_t i) { return beginUpload(pipeline, i, *files[i], *outcomes[i]); });
+        files.size(), [&](std::size_t i) { return beginUpload(pipeline, i, *files[i], *outcomes[i]); },
+        ended);
 }
 
 Status download(

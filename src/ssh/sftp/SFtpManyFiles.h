@@ -19,8 +19,9 @@ Status list(SFtpSession& session, std::span<const std::string> paths, bool inclu
     std::vector<std::shared_ptr<const std::vector<SFtpEntry>>>& listings);
 // The sizes that opened files tell; negative for what can't be opened.
 Status sizes(SFtpSession& session, std::span<const std::string> paths, std::vector<std::int64_t>& sizes);
-Status upload(
-    SFtpSession& session, std::span<const CkoUpload* const> files, std::span<CkoTransfer* const> outcomes);
+// `ended` is called with the number of files that are through.
+Status upload(SFtpSession& session, std::span<const CkoUpload* const> files,
+    std::span<CkoTransfer* const> outcomes, const std::function<void(std::size_t)>& ended);
 Status download(
     SFtpSession& session, std::span<const CkoDownload* const> files, std::span<CkoTransfer* const> outcomes);
 

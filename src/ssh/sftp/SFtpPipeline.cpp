@@ -37,24 +37,30 @@ Status SFtpPipeline::receive(const SFtpSession::Reply& reply)
     const Question question = std::move(found->second);
     questions_.erase(found);
     Status status = question.then(reply);
-    if (const auto piece = onTheirWay_.find(question.piece); --piece->second == 0)
-        onTheirWay_.erase(piece);
+    const auto piece = onTheirWay_.find(question.piece);
+    if (--piece->second > 0)
+        return status;
+    onTheirWay_.erase(piece);
+    if (ended_)
+        ended_(begun_ - onTheirWay_.size());
     return status;
 }
 
-Status SFtpPipeline::run(std::size_t count, const std::function<Status(std::size_t piece)>& begin)
+Status SFtpPipeline::run(std::size_t count, const std::function<Status(std::size_t piece)>& begin,
+    const std::function<void(std::size_t count)>& ended)
 {
-    std::size_t next = 0;
+    ended_ = ended;
+    begun_ = 0;
     do {
-        for (; next < count && mayBegin(); ++next)
-            if (Status begun = begin(next); !begun.ok())
-                return begun;
+        while (begun_ < count && mayBegin())
+            if (Status status = begin(begun_++); !status.ok())
+                return status;
         if (Status status =
                 session_.exchange([this](const SFtpSession::Reply& reply) { return receive(reply); },
-                    [this] { return questions_.empty(); }, [&] { return next < count && mayBegin(); });
+                    [this] { return questions_.empty(); }, [&] { return begun_ < count && mayBegin(); });
             !status.ok())
             return status;
-    } while (next < count || !questions_.empty());
+    } while (begun_ < count || !questions_.empty());
     return {};
 }
 

@@ -20,8 +20,10 @@ public:
     SFtpPipeline& operator=(const SFtpPipeline&) = delete;
 
     // Begins the pieces from 0 to `count` - 1 in order, as many at a time as a server is sure to take, until
-    // all of them have ended: a piece has ended when none of its requests is on its way.
-    Status run(std::size_t count, const std::function<Status(std::size_t piece)>& begin);
+    // all of them have ended: a piece has ended when none of its requests is on its way. `ended` is called
+    // with the number of pieces that have.
+    Status run(std::size_t count, const std::function<Status(std::size_t piece)>& begin,
+        const std::function<void(std::size_t count)>& ended = nullptr);
     // Called while a piece begins or takes a reply.
     Status ask(std::size_t piece, std::uint8_t type, ByteView head, Then then, ByteView tail = {});
     SFtpSession& session() { return session_; }
@@ -36,6 +38,8 @@ private:
 
     SFtpSession& session_;
     std::unordered_map<std::uint32_t, Question> questions_; // By the id of the request.
+    std::size_t begun_ = 0;
+    std::function<void(std::size_t)> ended_;
     std::unordered_map<std::size_t, std::size_t> onTheirWay_; // Requests of each piece that has begun.
 };
 

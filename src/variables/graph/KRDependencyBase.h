@@ -47,6 +47,7 @@ public:
     void addSupplierInternal(const Pointer& supplier);
     void removeClientInternal(const KRDependencyBase& client);
     void removeSupplierInternal(const KRDependencyBase& supplier);
+    void clientHasGone();
 
     Objects clients() const;
     Objects suppliers() const;

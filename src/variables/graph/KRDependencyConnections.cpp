@@ -151,8 +151,17 @@ void KRDependencyBase::removeClient(const Pointer& client)
 {
     if (!client)
         return;
-    removeClientInternal(*client);
-    client->removeSupplierInternal(*this);
+    const Pointer kept = client; // The argument may stand in the list.
+    removeClientInternal(*kept);
+    kept->removeSupplierInternal(*this);
+    clientHasGone();
+}
+
+// It may have been the one that refused changes.
+void KRDependencyBase::clientHasGone()
+{
+    changesMightBeAllowed();
+    allowsChangesAgain();
 }
 
 void KRDependencyBase::removeSupplier(const Pointer& supplier)
@@ -162,6 +171,7 @@ void KRDependencyBase::removeSupplier(const Pointer& supplier)
     const Pointer kept = supplier; // The argument may stand in the list.
     removeSupplierInternal(*kept);
     kept->removeClientInternal(*this);
+    kept->clientHasGone();
 }
 
 void KRDependencyBase::removeConnectionTo(const Pointer& other)

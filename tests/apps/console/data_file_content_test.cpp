@@ -11,8 +11,7 @@
 
 namespace {
 
-class Content : public testing::Test {
-protected:
+struct Content : testing::Test {
     Content() { platform::Pace::setFactor(0.01); }
     ~Content() override
     {
@@ -33,7 +32,6 @@ protected:
         file.Save(10.0 * step, fmt::format("v_{}", step).c_str());
         file.Flush();
     }
-    // Waits until the only variable shows the text.
     static bool shows(const DataFileContent& content, const std::string& text)
     {
         return platform::MainLoop::main().runUntil(
@@ -112,8 +110,7 @@ TEST_F(Content, FollowsTheMembersOfAStack)
 
 TEST_F(Content, AMissingFileIsNotMadeAndADroppedReadingTellsNothing)
 {
-    EXPECT_FALSE(open());
-    EXPECT_FALSE(platform::files::exists(path));
+    EXPECT_FALSE(open() || platform::files::exists(path));
     {
         SVDataFile file(path.c_str(), SVFile::NewReadWrite);
         addStep(file, 0);

@@ -14,8 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class Display : public testing::Test {
-protected:
+struct Display : testing::Test {
     Display() { std::setlocale(LC_CTYPE, "C.UTF-8"); }
 };
 
@@ -25,16 +24,9 @@ TEST_F(Display, TextAndBarsHaveTheirWidth)
         std::string text;
         int columns;
         std::string fitted;
-    } cases[] = {
-        {"abc", 3, "abc"},
-        {"abcd", 3, "ab\u2026"},
-        {"\u00e4\u00f6\u00fc", 3, "\u00e4\u00f6\u00fc"},
-        {"\u6f22\u5b57\u6f22", 4, "\u6f22\u2026"},
-        {"a\nb\x1b[31m", 9, "a\uFFFDb\uFFFD[31m"},
-        {"\xff\xfe", 2, "\uFFFD\uFFFD"},
-        {"abc", 0, ""},
-        {"", 2, ""},
-    };
+    } cases[] = {{"abc", 3, "abc"}, {"abcd", 3, "ab\u2026"}, {"\u00e4\u00f6\u00fc", 3, "\u00e4\u00f6\u00fc"},
+        {"\u6f22\u5b57\u6f22", 4, "\u6f22\u2026"}, {"a\nb\x1b[31m", 9, "a\uFFFDb\uFFFD[31m"},
+        {"\xff\xfe", 2, "\uFFFD\uFFFD"}, {"abc", 0, ""}, {"", 2, ""}};
     for (const auto& [text, columns, fitted] : cases) {
         EXPECT_EQ(terminal::fitted(text, columns), fitted) << text;
         EXPECT_LE(terminal::columnsOf(terminal::fitted(text, columns)), columns);

@@ -9,7 +9,6 @@
 #include <array>
 #include <clocale>
 #include <csignal>
-#include <poll.h>
 #include <pty.h>
 #include <regex>
 #include <sstream>
@@ -33,7 +32,6 @@ std::size_t countOf(const std::string& text, std::string_view part)
     return count;
 }
 
-// A call of the program on a pseudo-terminal.
 class OnTerminal {
 public:
     OnTerminal(const WrapperOnDisk& wrapper, const std::vector<std::string>& arguments,
@@ -74,7 +72,6 @@ public:
         }
         return true;
     }
-    // Reads the rest and returns the exit status.
     int finish()
     {
         reads("", std::string::npos);

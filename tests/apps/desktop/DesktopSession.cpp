@@ -4,11 +4,11 @@
 
 #include <array>
 #include <atspi/atspi.h>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
+#include <memory>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -24,6 +24,25 @@ std::string owned(char* text)
     std::string copy = text ? text : "";
     g_free(text);
     return copy;
+}
+
+struct Unref {
+    void operator()(void* object) const { g_object_unref(object); }
+};
+template <class T>
+using Owned = std::unique_ptr<T, Unref>;
+
+// What an object offers of one kind, such as its text; null for nothing.
+template <class T>
+Owned<T> facet(const std::shared_ptr<AtspiAccessible>& object, T* (*of)(AtspiAccessible*))
+{
+    return Owned<T>(object ? of(object.get()) : nullptr);
+}
+
+bool hasState(const std::shared_ptr<AtspiAccessible>& object, AtspiStateType state)
+{
+    const auto states = facet(object, atspi_accessible_get_state_set);
+    return states && atspi_state_set_contains(states.get(), state);
 }
 
 void pause(double seconds)
@@ -58,9 +77,13 @@ std::pair<platform::Descriptor, platform::Descriptor> makePipe()
     return {platform::Descriptor(ends[0]), platform::Descriptor(ends[1])};
 }
 
-bool isTable(const std::string& role)
+// Runs a tool to its end; whether it succeeded.
+bool run(const std::vector<std::string>& command)
 {
-    return role == "table" || role == "tree" || role == "list";
+    std::string line;
+    for (const std::string& word : command)
+        line += "'" + word + "' ";
+    return std::system((line + ">/dev/null 2>&1 </dev/null").c_str()) == 0;
 }
 
 void setEnvironment(const TemporaryFolder& folder)
@@ -104,39 +127,21 @@ std::string Accessible::role() const
     return object_ ? owned(atspi_accessible_get_role_name(object_.get(), nullptr)) : "";
 }
 
-namespace {
-
-bool hasState(AtspiAccessible* object, AtspiStateType state)
-{
-    AtspiStateSet* states = object ? atspi_accessible_get_state_set(object) : nullptr;
-    if (!states)
-        return false;
-    const bool has = atspi_state_set_contains(states, state);
-    g_object_unref(states);
-    return has;
-}
-
-} // namespace
-
 bool Accessible::isShowing() const
 {
-    return hasState(object_.get(), ATSPI_STATE_SHOWING);
+    return hasState(object_, ATSPI_STATE_SHOWING);
 }
 
 bool Accessible::isEnabled() const
 {
-    return hasState(object_.get(), ATSPI_STATE_ENABLED);
+    return hasState(object_, ATSPI_STATE_ENABLED);
 }
 
 std::string Accessible::text() const
 {
-    AtspiText* text = object_ ? atspi_accessible_get_text_iface(object_.get()) : nullptr;
-    if (!text)
-        return "";
-    std::string read =
-        owned(atspi_text_get_text(text, 0, atspi_text_get_character_count(text, nullptr), nullptr));
-    g_object_unref(text);
-    return read;
+    const auto text = facet(object_, atspi_accessible_get_text_iface);
+    const int length = text ? atspi_text_get_character_count(text.get(), nullptr) : 0;
+    return text ? owned(atspi_text_get_text(text.get(), 0, length, nullptr)) : "";
 }
 
 std::vector<Accessible> Accessible::children() const
@@ -156,7 +161,7 @@ Accessible Accessible::find(const std::string& wantedRole, const std::string& wa
             const std::string kind = child.role();
             if (kind == wantedRole && child.name() == wantedName)
                 return child;
-            if (depth < kDeepestSearch && !isTable(kind))
+            if (depth < kDeepestSearch && kind != "table" && kind != "tree" && kind != "list")
                 if (const Accessible found = search(child, depth + 1))
                     return found;
         }
@@ -167,43 +172,29 @@ Accessible Accessible::find(const std::string& wantedRole, const std::string& wa
 
 int Accessible::rows() const
 {
-    AtspiTable* table = object_ ? atspi_accessible_get_table_iface(object_.get()) : nullptr;
-    if (!table)
-        return -1;
-    const int rows = atspi_table_get_n_rows(table, nullptr);
-    g_object_unref(table);
-    return rows;
+    const auto table = facet(object_, atspi_accessible_get_table_iface);
+    return table ? atspi_table_get_n_rows(table.get(), nullptr) : -1;
 }
 
 Accessible Accessible::cell(int row, int column) const
 {
-    AtspiTable* table = object_ ? atspi_accessible_get_table_iface(object_.get()) : nullptr;
-    if (!table)
-        return Accessible(nullptr);
-    Accessible found(atspi_table_get_accessible_at(table, row, column, nullptr));
-    g_object_unref(table);
-    return found;
+    const auto table = facet(object_, atspi_accessible_get_table_iface);
+    return Accessible(table ? atspi_table_get_accessible_at(table.get(), row, column, nullptr) : nullptr);
 }
 
 bool Accessible::press() const
 {
-    AtspiAction* action = object_ ? atspi_accessible_get_action_iface(object_.get()) : nullptr;
-    if (!action)
-        return false;
-    const bool done = atspi_action_do_action(action, 0, nullptr);
-    g_object_unref(action);
-    return done;
+    const auto action = facet(object_, atspi_accessible_get_action_iface);
+    return action && atspi_action_do_action(action.get(), 0, nullptr);
 }
 
 Accessible::Place Accessible::place() const
 {
-    AtspiComponent* component = object_ ? atspi_accessible_get_component_iface(object_.get()) : nullptr;
+    const auto component = facet(object_, atspi_accessible_get_component_iface);
     AtspiRect* rect =
-        component ? atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr) : nullptr;
+        component ? atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, nullptr) : nullptr;
     const Place place = rect ? Place{rect->x, rect->y, rect->width, rect->height} : Place();
     g_free(rect);
-    if (component)
-        g_object_unref(component);
     return place;
 }
 
@@ -294,19 +285,6 @@ Accessible DesktopSession::program(const std::string& name) const
             return running;
     return Accessible(nullptr);
 }
-
-namespace {
-
-// Runs a tool to its end; whether it succeeded.
-bool run(const std::vector<std::string>& command)
-{
-    std::string line;
-    for (const std::string& word : command)
-        line += "'" + word + "' ";
-    return std::system((line + ">/dev/null 2>&1 </dev/null").c_str()) == 0;
-}
-
-} // namespace
 
 void DesktopSession::key(const std::string& keys) const
 {

@@ -30,10 +30,7 @@ public:
     bool press() const; // The object's first action, as an assistive tool does it.
 
     struct Place {
-        int x = 0;
-        int y = 0;
-        int width = 0;
-        int height = 0;
+        int x = 0, y = 0, width = 0, height = 0;
     };
     Place place() const; // On the screen.
 
@@ -50,7 +47,6 @@ public:
     DesktopSession(const DesktopSession&) = delete;
     DesktopSession& operator=(const DesktopSession&) = delete;
 
-    // Starts a program in the session; its words go to log().
     void launch(const std::vector<std::string>& command);
     void endPrograms(); // Those that were launched.
     std::string log() const;

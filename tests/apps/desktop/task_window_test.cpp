@@ -21,8 +21,7 @@ using testing::HasSubstr;
 constexpr int kStatusColumn = 3;
 constexpr int kProgressColumn = 4;
 
-class TaskWindow : public testing::Test {
-protected:
+struct TaskWindow : testing::Test {
     static void SetUpTestSuite() { desktop = std::make_unique<DesktopSession>(); }
     static void TearDownTestSuite() { desktop.reset(); }
     void TearDown() override { desktop->endPrograms(); }
@@ -38,14 +37,19 @@ protected:
     {
         return desktop->program("trelkind-desktop").find(role, name);
     }
+    // Brings the panel of the local engine up.
+    void attachEngine() const
+    {
+        desktop->key("ctrl+r");
+        ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    }
     bool shows(const Accessible& table, int row, int column, const std::string& text) const
     {
         return waitFor([&] { return table.cell(row, column).name() == text; });
     }
     void start() const // The tasks, on this computer.
     {
-        desktop->key("ctrl+r");
-        ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+        attachEngine();
         EXPECT_TRUE(object("push button", "Start").press());
     }
     // By keys alone, from the first enabled item so many items down.
@@ -71,8 +75,7 @@ TEST_F(TaskWindow, RunsABatchByKeysAndShowsWhatItLeft)
     EXPECT_EQ(tasks.cell(2, 0).name(), "3");
     EXPECT_FALSE(object("push button", "Start")) << "there is no engine yet";
 
-    desktop->key("ctrl+r");
-    ASSERT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
+    attachEngine();
     EXPECT_FALSE(object("push button", "End").isShowing());
     const Accessible limit = object("text", "Tasks at a time");
     EXPECT_EQ(limit.text(), "4");
@@ -80,8 +83,7 @@ TEST_F(TaskWindow, RunsABatchByKeysAndShowsWhatItLeft)
     desktop->key("ctrl+a");
     desktop->type("2");
     desktop->key("Return");
-    EXPECT_TRUE(object("push button", "Start").press());
-    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Running"));
+    EXPECT_TRUE(object("push button", "Start").press() && shows(tasks, 0, kStatusColumn, "Running"));
     EXPECT_TRUE(shows(tasks, 1, kProgressColumn, "10%"));
     EXPECT_EQ(tasks.cell(2, kStatusColumn).name(), "") << "two at a time";
     EXPECT_TRUE(object("push button", "End").isShowing());
@@ -141,8 +143,7 @@ TEST_F(TaskWindow, EndsTheTasksAndClearsThem)
     start();
     EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Running"));
     desktop->click(object("push button", "End"));
-    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Aborted"));
-    EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Aborted"));
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Aborted") && shows(tasks, 1, kStatusColumn, "Aborted"));
     EXPECT_TRUE(waitFor([&] { return object("push button", "Start").isShowing(); }));
     chooseFromBatchMenu(2); // Run on cluster, End all tasks, Clear aborted tasks.
     EXPECT_TRUE(shows(tasks, 0, kStatusColumn, ""));
@@ -162,8 +163,7 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
     EXPECT_THAT(
         platform::files::readFile(words).value(), HasSubstr("is being run, or cleared, by another trelkind"));
     wrapper.write("go");
-    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Done"));
-    EXPECT_TRUE(shows(tasks, 1, kStatusColumn, "Done"));
+    EXPECT_TRUE(shows(tasks, 0, kStatusColumn, "Done") && shows(tasks, 1, kStatusColumn, "Done"));
     EXPECT_EQ(platform::files::readFile(wrapper.folder() / "started"), "x\nx\n");
 
     // The other way round: the console runs, and the window is told in a message.

@@ -104,8 +104,7 @@ TEST(Widgets, PopUpsAndBarsFollowTheirModel)
     EXPECT_EQ(popUp.selectedIndex(), 0);
     popUp.setItems({"c", "d", "e"});
     settle();
-    EXPECT_EQ(combo->count(), 3);
-    EXPECT_EQ(combo->currentIndex(), 0);
+    EXPECT_TRUE(combo->count() == 3 && combo->currentIndex() == 0);
 
     ProgressBar bar;
     bar.setRange(10, 30);
@@ -150,7 +149,6 @@ TEST(Widgets, AFieldCommitsOrCancelsWhatWasTyped)
     EXPECT_EQ(shown->palette().color(QPalette::Base).alpha(), 0);
 }
 
-// Emphasis as marks before each run.
 std::string marked(const RichText& text)
 {
     std::string all;
@@ -175,9 +173,8 @@ TEST(Widgets, ATextKeepsItsEmphasis)
     EXPECT_TRUE(shown->tabChangesFocus() && !shown->acceptRichText());
     focus(*shown);
     shown->moveCursor(QTextCursor::End);
-    QTest::keyClick(shown.get(), Qt::Key_B, Qt::ControlModifier);
-    QTest::keyClick(shown.get(), Qt::Key_I, Qt::ControlModifier);
-    QTest::keyClick(shown.get(), Qt::Key_U, Qt::ControlModifier);
+    for (const Qt::Key key : {Qt::Key_B, Qt::Key_I, Qt::Key_U})
+        QTest::keyClick(shown.get(), key, Qt::ControlModifier);
     QTest::keyClicks(shown.get(), "x");
     EXPECT_EQ(marked(view.text()), marked(text) + "<b>x");
     QFocusEvent away(QEvent::FocusOut);
@@ -263,8 +260,7 @@ TEST(Widgets, SplitsAndTabsShowTheirParts)
     const auto bare = widgetOf<QTabWidget>(driven);
     EXPECT_EQ(textOf(tabs->tabText(0)), "First");
     EXPECT_EQ(tabs->currentIndex(), 1);
-    EXPECT_FALSE(tabs->tabBar()->isHidden());
-    EXPECT_TRUE(bare->tabBar()->isHidden());
+    EXPECT_TRUE(bare->tabBar()->isHidden() && !tabs->tabBar()->isHidden());
     tabs->setCurrentIndex(0);
     EXPECT_EQ(free.selectedIdentifier(), "a");
     driven.select("b");
@@ -279,7 +275,6 @@ public:
     Rows(int rows, std::vector<Column> columns) : count(rows)
     {
         clip.setFrame({0, 0, 100, 100});
-        table = std::make_unique<Table>();
         table->setAccessibleName("Tasks");
         table->setColumns(std::move(columns));
         clip.addSubview(*table);
@@ -317,7 +312,7 @@ public:
     int count;
     std::vector<int> asked;
     View clip;
-    std::unique_ptr<Table> table;
+    std::unique_ptr<Table> table = std::make_unique<Table>();
     std::unique_ptr<TableWidget> shown;
 };
 
@@ -330,9 +325,10 @@ TEST(TableWidgets, ShowCellsAndColumns)
     Rows rows(3, kColumns);
     const TableWidget& shown = *rows.shown;
     EXPECT_EQ(textOf(shown.accessibleName()), "Tasks");
-    EXPECT_EQ(textOf(rows.data(2, 1, Qt::DisplayRole).toString()), "name2");
-    EXPECT_EQ(textOf(rows.data(0, 3, Qt::DisplayRole).toString()), "25%");
-    EXPECT_EQ(textOf(rows.data(1, 3, Qt::DisplayRole).toString()), "100%");
+    const auto text = [&](int row, int column) {
+        return textOf(rows.data(row, column, Qt::DisplayRole).toString());
+    };
+    EXPECT_EQ(text(2, 1) + " " + text(0, 3) + " " + text(1, 3), "name2 25% 100%");
     EXPECT_EQ(rows.data(0, 3, TableAdapter::kProgressRole).toDouble(), 25);
     EXPECT_FALSE(rows.data(0, 1, TableAdapter::kProgressRole).isValid());
     EXPECT_EQ(textOf(rows.data(1, 1, Qt::BackgroundRole).value<QColor>().name()), "#ff8000");
@@ -340,8 +336,8 @@ TEST(TableWidgets, ShowCellsAndColumns)
     EXPECT_FALSE(rows.data(0, 1, Qt::BackgroundRole).isValid());
     const Qt::Alignment sides[] = {Qt::AlignRight, Qt::AlignLeft, Qt::AlignHCenter};
     for (int column = 0; column < 3; ++column) {
-        EXPECT_TRUE(rows.data(0, column, Qt::TextAlignmentRole).toInt() & sides[column].toInt());
-        EXPECT_TRUE(rows.data(0, column, Qt::TextAlignmentRole).toInt() & Qt::AlignVCenter);
+        const int alignment = rows.data(0, column, Qt::TextAlignmentRole).toInt();
+        EXPECT_TRUE(alignment & sides[column].toInt() && alignment & Qt::AlignVCenter);
     }
     EXPECT_EQ(textOf(shown.model()->headerData(1, Qt::Horizontal).toString()), "Name");
     EXPECT_TRUE(shown.isColumnHidden(2) && !shown.isColumnHidden(1));
@@ -352,8 +348,9 @@ TEST(TableWidgets, ShowCellsAndColumns)
     EXPECT_GE(shown.minimumHeight(), 3 * shown.rowHeight(0));
     const Rows words(
         2, {{"number", "", Column::Cell::Text, Column::Alignment::Right}, {"name", ""}, {"b", ""}});
-    EXPECT_EQ(words.shown->horizontalHeader()->sectionResizeMode(1), QHeaderView::Stretch);
-    EXPECT_EQ(words.shown->horizontalHeader()->sectionResizeMode(2), QHeaderView::Interactive);
+    const QHeaderView& header = *words.shown->horizontalHeader();
+    EXPECT_TRUE(header.sectionResizeMode(1) == QHeaderView::Stretch
+        && header.sectionResizeMode(2) == QHeaderView::Interactive);
 }
 
 TEST(TableWidgets, ShowAPlaceholderWhileThereAreNoRows)
@@ -528,8 +525,7 @@ TEST(WindowWidgets, ShowTheirModelAndAskItBeforeTheyClose)
     shown->bringToFront();
     settle();
     EXPECT_EQ(textOf(shown->windowTitle()), "Batch.vtask \u2013 /data");
-    EXPECT_EQ(shown->minimumSize(), QSize(300, 200));
-    EXPECT_EQ(shown->maximumSize(), QSize(1200, 16777215));
+    EXPECT_TRUE(shown->minimumSize() == QSize(300, 200) && shown->maximumSize() == QSize(1200, 16777215));
     EXPECT_EQ(shown->size(), QSize(960, 760));
     EXPECT_EQ(textOf(shown->menuBar()->actions().at(0)->text()), "&File");
     EXPECT_TRUE(qobject_cast<QTableView*>(shown->focusWidget()));

@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
-#include <limits>
 
 using namespace svtest;
 
@@ -17,12 +16,10 @@ constexpr const char* kSmallDisk = "trap '' XFSZ; ulimit -f 20; ";
 
 struct Result {
     int status;
-    std::string output;
-    std::string errors;
+    std::string output, errors;
 };
 
-class Tool : public testing::Test {
-protected:
+struct Tool : testing::Test {
     // Runs the tool in the scratch folder; the arguments, and limits to set before, are written for a shell.
     Result run(const std::string& arguments, const std::string& limits = "") const
     {
@@ -39,23 +36,13 @@ TEST_F(Tool, ShowsEveryDigitOfEveryType)
 {
     {
         SVDataFile file(folder_ / "a.svbin", SVFile::NewReadWrite);
-        SVMutableDoubleArray numbers(2, 3);
-        numbers = 0.1;
-        numbers(1) = std::numeric_limits<double>::quiet_NaN();
-        numbers(2) = -std::numeric_limits<double>::infinity();
-        numbers(3) = 1e300;
-        file.Save(numbers, "d");
-        SVMutableFloatArray single(1);
-        single(0) = 0.1F;
-        file.Save(single, "f");
+        file.Save(arrayOf<double>({0.1, kNaN, -kInf, 1e300, 0.1, 0.1}, 2), "d");
+        file.Save(arrayOf<float>({0.1F}), "f");
         file.Save(counting<signed char>(2, 1, 2), "c");
         file.Save("line\n\"\xff\xc3\xa4\"", "na\\me\xed\xa0\x80");
         file.Save(SVIntArray(), "-e");
     }
-    const struct {
-        std::string arguments;
-        std::string output;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"show a.svbin d --json",
             "{\"name\": \"d\", \"type\": 1, \"m\": 2, \"n\": 3, \"o\": 1, \"values\": "
             "[0.1, \"NaN\", \"-Infinity\", 1e+300, 0.1, 0.1]}\n"},
@@ -71,11 +58,11 @@ TEST_F(Tool, ShowsEveryDigitOfEveryType)
             "\"o\": 1, \"values\": \"line\\u000a\\\"\xef\xbf\xbd\xc3\xa4\\\"\"}\n"},
         {"show a.svbin none --json", "null\n"},
     };
-    for (const auto& row : cases) {
-        const Result result = run(row.arguments);
-        EXPECT_EQ(result.output, row.output) << row.arguments;
-        EXPECT_EQ(result.status, 0) << row.arguments;
-        EXPECT_EQ(result.errors.empty(), row.output != "null\n") << result.errors;
+    for (const auto& [arguments, output] : cases) {
+        const Result result = run(arguments);
+        EXPECT_EQ(result.output, output) << arguments;
+        EXPECT_EQ(result.status, 0) << arguments;
+        EXPECT_EQ(result.errors.empty(), output != "null\n") << result.errors;
     }
 }
 
@@ -117,8 +104,8 @@ TEST_F(Tool, CopiesThereAndBack)
     const SVDataFile copy(folder_ / "c.svbin", SVFile::ReadOnly);
     EXPECT_THAT(copy.AllVariableNames(),
         ElementsAre("bytes", "cube", "empty", "letters", "matrix", "small cube", "text"));
-    EXPECT_TRUE(copy.ReadDoubleArray("cube") == counting<double>(3, 4, 2));
-    EXPECT_TRUE(copy.ReadUShortIntArray("matrix") == counting<std::uint16_t>(2, 2));
+    EXPECT_TRUE(copy.ReadDoubleArray("cube") == counting<double>(3, 4, 2)
+        && copy.ReadUShortIntArray("matrix") == counting<std::uint16_t>(2, 2));
     EXPECT_TRUE(copy.SavedAsShort("matrix") && copy.SavedAsCharacter("small cube"));
     EXPECT_EQ(shown<signed char>(copy.ReadCharArray("letters")), "2x2x1: 97 98 99 100"); // No line of text.
     EXPECT_TRUE(copy.ReadCharArray("bytes") == counting<signed char>(3)); // Not cut at its NUL.
@@ -126,7 +113,6 @@ TEST_F(Tool, CopiesThereAndBack)
     EXPECT_EQ(copy.ReadString("text") + copy.ReadString("empty"), "text");
 }
 
-// Variables that the other format can't hold are named; the rest is copied.
 TEST_F(Tool, NamesWhatItCantCopy)
 {
     {
@@ -142,16 +128,17 @@ TEST_F(Tool, NamesWhatItCantCopy)
         file.Save(std::string("in\0side", 7), "text");
     }
     const Result there = run("copy a.svbin b.mat");
+    std::string errors;
+    for (const char* name : {"x_3D", "y_3D", "z_3D_3D"})
+        errors += std::string("svdata: \"") + name
+            + "\" is not copied: a MAT-file would take it for the shape of another variable\n";
+    EXPECT_EQ(there.errors, errors);
     EXPECT_EQ(there.status, 1);
-    EXPECT_EQ(there.errors,
-        "svdata: \"x_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
-        "svdata: \"y_3D\" is not copied: a MAT-file would take it for the shape of another variable\n"
-        "svdata: \"z_3D_3D\" is not copied: a MAT-file would take it for the shape of another variable\n");
     EXPECT_EQ(run("copy b.mat c.svbin").status, 0);
     const SVDataFile copy(folder_ / "c.svbin", SVFile::ReadOnly);
     EXPECT_THAT(copy.AllVariableNames(), ElementsAre("text", "w_3D", "x", "y", "z", "z_3D"));
-    EXPECT_TRUE(copy.ReadDoubleArray("x") == counting<double>(2, 2, 2));
-    EXPECT_TRUE(copy.ReadDoubleArray("y") == counting<double>(4));
+    EXPECT_EQ(shown(copy.ReadDoubleArray("x")) + shown(copy.ReadDoubleArray("y")),
+        "2x2x2: 0 1 2 3 4 5 6 74x1x1: 0 1 2 3");
     EXPECT_EQ(copy.ReadCharArray("text").Length(), 7);
     EXPECT_EQ(run("copy a.svbin d.svbin").status, 0);
     EXPECT_EQ(contentOf(folder_ / "d.svbin"), contentOf(folder_ / "a.svbin"));
@@ -181,11 +168,7 @@ TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
     const std::string huge = header(52, 1, 1, "u") + "?" + header(50, 1 << 16, 1 << 15, "h");
     store(folder_ / "huge.mat", huge);
     std::filesystem::resize_file(folder_ / "huge.mat", huge.size() + (1L << 31));
-    const struct {
-        const char* arguments;
-        const char* limits;
-        const char* error;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"copy unknown.svbin b.svbin", "", "svdata: \"x\" is not copied: it can't be read whole\n"},
         {"copy torn.mat b.svbin", "", "svdata: \"odd\" is not copied: it can't be read whole\n"},
         {"copy torn.mat b.svbin", "", "svdata: \"t\\n\" is not copied: it can't be read whole\n"},
@@ -197,10 +180,10 @@ TEST_F(Tool, EndsWithOneWhenACopyIsNotWhole)
         {"show huge.mat h", "ulimit -v 1000000; ", "svdata: std::bad_alloc\n"},
 #endif
     };
-    for (const auto& row : cases) {
-        const Result result = run(row.arguments, row.limits);
-        EXPECT_EQ(result.status, 1) << row.arguments;
-        EXPECT_NE(result.errors.find(row.error), std::string::npos) << result.errors;
+    for (const auto& [arguments, limits, error] : cases) {
+        const Result result = run(arguments, limits);
+        EXPECT_EQ(result.status, 1) << arguments;
+        EXPECT_NE(result.errors.find(error), std::string::npos) << result.errors;
     }
     EXPECT_THAT(SVDataFile(folder_ / "b.svbin", SVFile::ReadOnly).AllVariableNames(), ElementsAre("good"));
 }

@@ -24,7 +24,6 @@ inline std::vector<std::string> textsOf(KRMessageCenter& center)
     return texts;
 }
 
-// Those of this thread.
 inline std::vector<std::string> messagesOf(const std::function<void()>& action)
 {
     platform::MainLoop::main();

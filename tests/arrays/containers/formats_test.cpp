@@ -4,7 +4,6 @@
 #include "platform/plist/PropertyList.h"
 
 #include <cstring>
-#include <random>
 
 using namespace containertest;
 using platform::Value;
@@ -15,7 +14,6 @@ KR_TYPED_TESTS(ContainerFormats, KR_CONTAINER_TYPES);
 
 constexpr bool kEndian[] = {true, true, false, false, false, false, false, false};
 
-// Through a property list, as other processes send it.
 Value sent(const Value& value)
 {
     return *platform::propertylist::parse(platform::propertylist::toXml(value));
@@ -55,8 +53,7 @@ TYPED_TEST(ContainerFormats, AnArchiveComesBack)
         EXPECT_EQ(Container::initWithCoder(A->convertToRawFormat()), nullptr);
         return;
     }
-    EXPECT_TRUE(archive.find(key)->data());
-    EXPECT_TRUE(Container::initWithCoder(sent(archive))->isEqualToArray(A));
+    EXPECT_TRUE(archive.find(key)->data() && Container::initWithCoder(sent(archive))->isEqualToArray(A));
     Value renamed = archive;
     renamed.mutableDictionary()["Class"] = "KRContainerText";
     EXPECT_THAT(
@@ -91,13 +88,11 @@ TYPED_TEST(ContainerFormats, HostileDictionariesAreRefused)
     for (const Value& bad : {Value(), Value(3), Value("text"), without("Data"), with("Data", "text")})
         EXPECT_THAT(refusals(bad), is("no data"));
     for (const char* key : {"m", "n", "o"}) {
-        EXPECT_THAT(refusals(without(key)), is("no size"));
-        EXPECT_THAT(refusals(with(key, "2")), is("no size"));
-        EXPECT_THAT(refusals(with(key, 0.5)), is("no size"));
+        for (const Value& bad : {without(key), with(key, "2"), with(key, 0.5)})
+            EXPECT_THAT(refusals(bad), is("no size"));
         EXPECT_THAT(refusals(with(key, -1)), is("negative sizes"));
-        EXPECT_THAT(refusals(with(key, 7)), is("sizes did not match"));
-        EXPECT_THAT(refusals(with(key, 0)), is("sizes did not match"));
-        EXPECT_THAT(refusals(with(key, std::int64_t(kMost))), is("sizes did not match"));
+        for (const std::int64_t wrong : {std::int64_t(7), std::int64_t(0), std::int64_t(kMost)})
+            EXPECT_THAT(refusals(with(key, wrong)), is("sizes did not match"));
     }
     Value wrapping = with("m", std::int64_t{1} << 62);
     wrapping.mutableDictionary()["n"] = 8;

@@ -9,7 +9,6 @@
 
 namespace containertest {
 
-// A file that goes with the object.
 class TextFile {
 public:
     explicit TextFile(const std::string& text) { svtest::store(path(), text); }
@@ -19,7 +18,6 @@ private:
     svtest::ScratchFolder folder_;
 };
 
-// A stream over a text.
 struct CloseStream {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
 };

@@ -11,16 +11,7 @@ KRTimeValues::Times times(const std::vector<double>& values)
     return containerOf<double>(values);
 }
 
-TEST(TimeValues, CountAsTheSameWithinATolerance)
-{
-    EXPECT_TRUE(KRTimeValues::areTheSame(1, 1 + 1.9e-7));
-    EXPECT_FALSE(KRTimeValues::areTheSame(1, 1 + 2.1e-7));
-    EXPECT_TRUE(KRTimeValues::areTheSame(-3, -3));
-    EXPECT_FALSE(KRTimeValues::areTheSame(-3, -3 - 1e-12)); // Of a negative sum only equal ones.
-    EXPECT_TRUE(KRTimeValues::areTheSame(kInf, kInf));
-}
-
-TEST(TimeValues, FindTheClosestBelow)
+TEST(TimeValues, CountAsTheSameWithinAToleranceAndFindTheClosestBelow)
 {
     const auto list = times({1, 2, 4});
     const std::tuple<double, long, double> cases[] = {{0.5, -1, -1}, {1 - 1e-9, 0, 1}, {1, 0, 1}, {1.5, 0, 1},
@@ -40,6 +31,12 @@ TEST(TimeValues, FindTheClosestBelow)
         ElementsAre("DoubleArray - findClosestValueBelow, the array is nil.",
             "DoubleArrayContainer-findClosestValueBelow: Error.",
             "DoubleArrayContainer-findClosestValueBelow: Error."));
+
+    EXPECT_TRUE(KRTimeValues::areTheSame(1, 1 + 1.9e-7));
+    EXPECT_FALSE(KRTimeValues::areTheSame(1, 1 + 2.1e-7));
+    EXPECT_TRUE(KRTimeValues::areTheSame(-3, -3));
+    EXPECT_FALSE(KRTimeValues::areTheSame(-3, -3 - 1e-12)); // Of a negative sum only equal ones.
+    EXPECT_TRUE(KRTimeValues::areTheSame(kInf, kInf));
 }
 
 TEST(TimeValues, CombineToAllTimes)
@@ -47,7 +44,6 @@ TEST(TimeValues, CombineToAllTimes)
     const auto combined = [](const std::vector<double>& a, const std::vector<double>& b) {
         return shown(KRTimeValues::combineTimeArray(times(a), times(b)));
     };
-    EXPECT_EQ(combined({1, 3}, {2, 4}), "4x1x1: 1 2 3 4");
     EXPECT_EQ(combined({0, 1}, {0.5, 2}), "4x1x1: 0 0.5 1 2");
     EXPECT_EQ(combined({0.5, 2}, {0, 1}), "4x1x1: 0 0.5 1 2");
     EXPECT_EQ(combined({0, 5}, {0, 6, 7}), "4x1x1: 0 5 6 7");

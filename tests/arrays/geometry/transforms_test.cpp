@@ -43,12 +43,11 @@ TEST(TransformStructures, DoWhatTheClassesDo)
         CombineTransform2D(ScaleTransform2D(2, 3), RotateTransform2D(std::acos(0.0))));
     expectNear(Transform2DOnPoint(turned, {1, 0}), 1, 3);
 
-    expectNear(
-        Transform3DOnPoint(ScaleInDirectionTransform3D({0, 3, 0}, 2), DoublePoint3D{1, 1, 1}), 1, 2, 1);
-    expectNear(
-        Transform3DOnPoint(ScaleInDirectionTransform3D({1, 1, 1}, 3), DoublePoint3D{1, 1, 1}), 3, 3, 3);
-    expectNear(
-        Transform3DOnPoint(ScaleInDirectionTransform3D({1, 1, 1}, 3), DoublePoint3D{1, -2, 1}), 1, -2, 1);
+    const Transform3D upwards = ScaleInDirectionTransform3D({0, 3, 0}, 2);
+    const Transform3D diagonal = ScaleInDirectionTransform3D({1, 1, 1}, 3);
+    expectNear(Transform3DOnPoint(upwards, DoublePoint3D{1, 1, 1}), 1, 2, 1);
+    expectNear(Transform3DOnPoint(diagonal, DoublePoint3D{1, 1, 1}), 3, 3, 3);
+    expectNear(Transform3DOnPoint(diagonal, DoublePoint3D{1, -2, 1}), 1, -2, 1);
     EXPECT_TRUE(Transform3DIsIdentity(ScaleInDirectionTransform3D({0, 0, 0}, 2)));
     const Transform3D turn = RotateTransform3D(1, {1, 2, 3});
     EXPECT_TRUE(Transform3DIsOrthagonal(turn));
@@ -64,10 +63,11 @@ TEST(TransformStructures, ActOnPointsAndDirectionsOfEitherPrecision)
     EXPECT_EQ(shown(TransformArray(flat, counting<float>(2, 1))), "2x1x1: 6 6");
     const Transform3D T = CreateTransform3D(0, 1, 0, 4, 0, 0, 1, 5, 2, 0, 0, 6);
     EXPECT_FALSE(Transform3DIsOrthagonal(T));
-    EXPECT_EQ(shown(TransformPoints(T, counting<double>(3))), "3x1x1: 5 7 6");
-    EXPECT_EQ(shown(TransformPoints(T, counting<float>(3))), "3x1x1: 5 7 6");
-    EXPECT_EQ(shown(TransformDirections(T, counting<double>(3))), "3x1x1: 1 2 0");
-    EXPECT_EQ(shown(TransformDirections(T, counting<float>(3))), "3x1x1: 1 2 0");
+    const auto both = [&](const auto& A) {
+        return shown(TransformPoints(T, A)) + shown(TransformDirections(T, A));
+    };
+    EXPECT_EQ(both(counting<double>(3)), "3x1x1: 5 7 63x1x1: 1 2 0");
+    EXPECT_EQ(both(counting<float>(3)), "3x1x1: 5 7 63x1x1: 1 2 0");
     expectNear(Transform3DOnPoint(T, Point3D{0, 1, 2}), 5, 7, 6);
     expectNear(Transform3DOnDirection(T, Point3D{0, 1, 2}), 1, 2, 0);
     expectNear(Transform3DOnDirection(T, DoublePoint3D{0, 1, 2}), 1, 2, 0);

@@ -1,11 +1,10 @@
 #include "arrays/legacy/KRArray.h"
 
+#include "OnThreads.h"
 #include "arrays/legacy/KRArrayMemory.h"
 #include "arrays/legacy/legacy_testing.h"
 
-#include <cmath>
 #include <cstdlib>
-#include <thread>
 #include <utility>
 
 // The address sanitizer would end the program where an allocation is meant to fail.
@@ -40,7 +39,7 @@ TEST(LegacyArrayFamily, NamesItsMembers)
             "KRUShortArray", "CharacterArray", "UCharArray", "ComplexArray"));
 }
 
-TYPED_TEST(LegacyArrays, KeepTheirDimensions)
+TYPED_TEST(LegacyArrays, KeepTheirDimensionsAndReachTheirElements)
 {
     using T = TypeParam;
     const KRMutableArray<T> A(3, 4, 5);
@@ -53,45 +52,35 @@ TYPED_TEST(LegacyArrays, KeepTheirDimensions)
     }
     EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>(-1, 3).IsEmpty()); }),
         ElementsAre(name<T>() + "(P,m,n,o): One of the dimensions is negative (m = -1,n = 3, o = 1)"));
-}
 
-TYPED_TEST(LegacyArrays, ReachElementsByPositionColumnAndLayer)
-{
-    using T = TypeParam;
-    KRMutableArray<T> A = counting<T>(2, 3, 2);
-    const KRArray<T> readOnly = A;
-    EXPECT_EQ(readOnly(7), T(7));
-    EXPECT_EQ(readOnly(1, 2), T(5));
-    EXPECT_EQ(readOnly(1, 2, 1), T(11));
-    A(1, 1, 1) = T(77);
-    A(0, 1) = T(66);
-    A(0) = T(55);
-    EXPECT_EQ(readOnly(9), T(77)); // The handles share the block.
-    EXPECT_EQ(readOnly(2), T(66));
-    EXPECT_EQ(readOnly(0), T(55));
+    KRMutableArray<T> M = counting<T>(2, 3, 2);
+    const KRArray<T> readOnly = M;
+    EXPECT_TRUE(readOnly(7) == T(7) && readOnly(1, 2) == T(5) && readOnly(1, 2, 1) == T(11));
+    M(1, 1, 1) = T(77);
+    M(0, 1) = T(66);
+    M(0) = T(55);
+    EXPECT_EQ(shown(readOnly), "2x3x2: 55 1 66 3 4 5 6 7 8 77 10 11"); // The handles share the block.
 }
 
 TYPED_TEST(LegacyArrays, ReportABadIndexAndGoOn)
 {
     using T = TypeParam;
     KRMutableArray<T> A = counting<T>(2, 3, 2);
-    const auto is = [](const std::string& words) { return ElementsAre(name<T>() + words); };
-    for (const long bad : {-1L, 12L})
-        EXPECT_THAT(reportsOf([&] { EXPECT_EQ(A(bad), T(0)); }),
-            is("(" + std::to_string(bad) + ") out of range [0,11]."));
-    EXPECT_THAT(reportsOf([&] { A(2, 0); }), is("(2,0) out of range [0,1]x[0,2]."));
-    EXPECT_THAT(reportsOf([&] { A(0, -1); }), is("(0,-1) out of range [0,1]x[0,2]."));
-    EXPECT_THAT(reportsOf([&] { A(0, 0, 2); }), is("(0,0,2) out of range [0,1]x[0,2]x[0,1]."));
+    const std::string word = name<T>();
     const KRArray<T> readOnly = A;
-    EXPECT_THAT(reportsOf([&] { readOnly(0, 3, 0); }), is("(0,3,0) out of range [0,1]x[0,2]x[0,1]."));
-    EXPECT_THAT(reportsOf([&] { KRArray<T>()(0); }), is("(0) out of range [0,-1]."));
+    EXPECT_THAT(reportsOf([&] {
+        EXPECT_TRUE(A(-1) == T(0) && A(12) == T(0));
+        A(2, 0), A(0, -1), A(0, 0, 2), readOnly(0, 3, 0), KRArray<T>()(0);
+    }),
+        ElementsAre(word + "(-1) out of range [0,11].", word + "(12) out of range [0,11].",
+            word + "(2,0) out of range [0,1]x[0,2].", word + "(0,-1) out of range [0,1]x[0,2].",
+            word + "(0,0,2) out of range [0,1]x[0,2]x[0,1].",
+            word + "(0,3,0) out of range [0,1]x[0,2]x[0,1].", word + "(0) out of range [0,-1]."));
     reportsOf([&] {
         A(99) = T(7);
-        EXPECT_EQ(A(-5), T(7)); // The write stays in the handle,
-        EXPECT_EQ(std::as_const(A)(99), T(7));
-        EXPECT_EQ(std::as_const(A)(9, 9), T(7));
-        EXPECT_EQ(std::as_const(A)(9, 9, 9), T(7));
-        EXPECT_EQ(readOnly(-5), T(0)); // and in no other.
+        const auto& same = std::as_const(A);
+        EXPECT_TRUE(A(-5) == T(7) && same(99) == T(7) && same(9, 9) == T(7) && same(9, 9, 9) == T(7));
+        EXPECT_EQ(readOnly(-5), T(0)); // The write stays in its handle.
     });
     EXPECT_EQ(valuesOf(A), valuesOf(counting<T>(2, 3, 2)));
 }
@@ -134,7 +123,7 @@ TYPED_TEST(LegacyArrays, FillAndChangeShapeForAllHandles)
     EXPECT_EQ(sizeOf(A), (std::vector<long>{6, 1, 1}));
 }
 
-TYPED_TEST(LegacyArrays, TakeOverABlock)
+TYPED_TEST(LegacyArrays, TakeOverABlockAndRefuseSizesBeyondTheirLimit)
 {
     using T = TypeParam;
     auto* block = static_cast<T*>(std::calloc(6, sizeof(T)));
@@ -145,12 +134,8 @@ TYPED_TEST(LegacyArrays, TakeOverABlock)
     EXPECT_TRUE(KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(8)), 0).IsEmpty());
     EXPECT_THAT(reportsOf([] { EXPECT_TRUE(KRMutableArray<T>::TakeOver(nullptr, 2).IsEmpty()); }),
         ElementsAre("Memory allocation failed"));
-}
 
-// Sizes that no machine has: an empty array and a report, in the member's words for its limit.
-TYPED_TEST(LegacyArrays, RefuseSizesBeyondTheirLimit)
-{
-    using T = TypeParam;
+    // Sizes that no machine has: an empty array and a report, in the member's words for its limit.
     const bool isLimited = KRArrayMemberOf<T>.sizeLimit > 0;
     for (const auto& size : {std::vector<long>{kMost, 1, 1}, {1L << 31, 1L << 31, 4}, {1L << 60, 1, 1}})
         EXPECT_THAT(reportsOf([&] { EXPECT_TRUE(KRMutableArray<T>(size[0], size[1], size[2]).IsEmpty()); }),
@@ -164,18 +149,16 @@ TEST(LegacyArrayLimits, AreDecimalAndInBytes)
         // A block of one byte stands for memory that the test doesn't have.
         return reportsOf([&] { KRMutableArray<T>::TakeOver(static_cast<T*>(std::malloc(1)), length); });
     };
-    constexpr const char* kInteger = "Max size of a integer array (10GB) exceeded.";
-    EXPECT_THAT(refusalOf(std::int32_t(), 3000000000), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::int32_t(), 2500000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::int32_t(), 2500000000), IsEmpty());
-    EXPECT_THAT(refusalOf(std::int64_t(), 1250000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000001), ElementsAre(kInteger));
-    EXPECT_THAT(refusalOf(std::uint64_t(), 1250000000), IsEmpty());
-    EXPECT_THAT(refusalOf(std::uint16_t(), 5000000001),
-        ElementsAre("Max size of a short int array (10GB) exceeded."));
-    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000001),
-        ElementsAre("Max size of a char array (15GB) exceeded."));
-    EXPECT_THAT(refusalOf(static_cast<unsigned char>(0), 15000000000), IsEmpty());
+    const auto expectLimit = [&](auto element, long most, const char* refusal) {
+        EXPECT_THAT(refusalOf(element, most), IsEmpty());
+        EXPECT_THAT(refusalOf(element, most + 1), ElementsAre(refusal));
+    };
+    expectLimit(std::int32_t(), 2500000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::int64_t(), 1250000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::uint64_t(), 1250000000, "Max size of a integer array (10GB) exceeded.");
+    expectLimit(std::uint16_t(), 5000000000, "Max size of a short int array (10GB) exceeded.");
+    using Byte = unsigned char;
+    expectLimit(Byte(), 15000000000, "Max size of a char array (15GB) exceeded.");
     EXPECT_THAT(refusalOf(std::int16_t(), 6000000000), IsEmpty());
 }
 
@@ -245,12 +228,10 @@ TEST(LegacyDoubleArray, AddsSortsAndCompares)
     B.AddArrayTimesNumber(counting<double>(4), 0.5);
     EXPECT_EQ(shown(B), "2x2x1: 0 1.5 3 4.5");
 
-    MutableDoubleArray zero(1), minus(1);
-    zero = 0;
+    MutableDoubleArray minus(1);
     minus = -0.0;
-    EXPECT_TRUE(zero == minus); // A filled zero is positive.
-    minus(0) = -0.0;
-    EXPECT_FALSE(zero == minus); // Bytes count,
+    EXPECT_TRUE(vectorOf<double>({0.0}) == minus); // A filled zero is positive.
+    EXPECT_FALSE(vectorOf<double>({-0.0}) == minus); // Bytes count,
     EXPECT_TRUE(vectorOf<double>({kNaN}) == vectorOf<double>({kNaN})); // also of what isn't a number.
     EXPECT_FALSE(counting<double>(4) == counting<double>(2, 2));
 }
@@ -295,43 +276,32 @@ TEST(LegacyArrayReports, HaveTheirWords)
 }
 
 // Handles on one block come and go on several threads, in both directions of assignment.
-TEST(LegacyArrayThreads, ShareHandles)
+TEST(LegacyArrayThreads, ShareHandlesAndFreeABlockOnce)
 {
-    MutableDoubleArray A = counting<double>(100);
-    MutableDoubleArray B = counting<double>(50);
+    MutableDoubleArray A = counting<double>(100), B = counting<double>(50);
     const long arrays = howManyArrays();
-    std::vector<std::thread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([&A, &B, number] {
-            DoubleArray first = A, second = B;
-            for (int round = 0; round < 2000; ++round) {
-                DoubleArray held = first;
-                if (number % 2 == 0)
-                    first = second;
-                else
-                    second = first;
-                first = A;
-                second = B;
-                EXPECT_EQ(held(10), 10);
-                const MutableIntArray own(round + 1);
-            }
-        });
-    for (auto& thread : threads)
-        thread.join();
-    EXPECT_EQ(A.ReferenceCount(), 1);
-    EXPECT_EQ(B.ReferenceCount(), 1);
-    EXPECT_EQ(howManyArrays(), arrays);
-}
+    onThreads(4, [&A, &B](int number) {
+        DoubleArray first = A, second = B;
+        for (int round = 0; round < 2000; ++round) {
+            DoubleArray held = first;
+            if (number % 2 == 0)
+                first = second;
+            else
+                second = first;
+            first = A;
+            second = B;
+            EXPECT_EQ(held(10), 10);
+            const MutableIntArray own(round + 1);
+        }
+    });
+    EXPECT_TRUE(A.ReferenceCount() == 1 && B.ReferenceCount() == 1 && howManyArrays() == arrays);
 
-// The last handle ends on whichever thread lets go last.
-TEST(LegacyArrayThreads, FreeABlockOnce)
-{
     for (int round = 0; round < 200; ++round) {
-        auto A = std::make_unique<MutableFloatArray>(10);
+        auto own = std::make_unique<MutableFloatArray>(10);
         std::vector<std::thread> threads;
-        for (int number = 0; number < 3; ++number)
-            threads.emplace_back([held = FloatArray(*A)]() mutable { held = FloatArray(); });
-        A.reset();
+        for (int count = 0; count < 3; ++count)
+            threads.emplace_back([held = FloatArray(*own)]() mutable { held = FloatArray(); });
+        own.reset();
         for (auto& thread : threads)
             thread.join();
     }

@@ -150,7 +150,7 @@ TEST(Filters, MeansAreExactToTheLastBit)
         }
 }
 
-TEST(Filters, MediansAreEntriesOfTheNeighbourhood)
+TEST(Filters, MediansAreEntriesOfTheNeighbourhoodOrNaNs)
 {
     for (const auto& sizes : {kImages, kVolumes})
         for (const auto& size : sizes)
@@ -169,10 +169,7 @@ TEST(Filters, MediansAreEntriesOfTheNeighbourhood)
     MutableFloatArray M(2, 2);
     EXPECT_TRUE(MedianFilter2D(four, M));
     EXPECT_EQ(shown(M), "2x2x1: 3 3 3 3");
-}
 
-TEST(Filters, MediansOfNaNsAreNaNs)
-{
     for (const auto& size : {std::vector<long>{20, 7, 1}, {12, 4, 4}})
         for (const long place : {0L, 25L, 79L}) {
             MutableFloatArray A = randomArray<float>(size, 9);
@@ -217,29 +214,19 @@ TEST(Filters, GaussiansOfVolumesAreTheirThreePasses)
         // Slabs, of which two make the whole.
         const long o = size[2];
         MutableFloatArray slabs(size[0], size[1], o);
+        slabs = -1;
         for (const SVRange& layers : {SVRange(1, o - 1), SVRange(0, 1)})
             EXPECT_TRUE(GaussianSmoothing3D_1(sigma, A, D, layers));
         for (const SVRange& layers : {SVRange(0, 2), SVRange(2, o - 2)})
             EXPECT_TRUE(GaussianSmoothing3D_2(sigma, D, E, layers));
-        slabs = -1;
-        EXPECT_TRUE(GaussianSmoothing3D_3(sigma, E, slabs, SVRange(1, o - 1)));
-        EXPECT_EQ(slabs(0), -1);
+        EXPECT_TRUE(GaussianSmoothing3D_3(sigma, E, slabs, SVRange(1, o - 1)) && slabs(0) == -1);
         EXPECT_TRUE(GaussianSmoothing3D_3(sigma, E, slabs, SVRange(0, 1)) && slabs == expected);
         for (const SVRange& bad :
             {SVRange(-1, 1), SVRange(0, o + 1), SVRange(o + 1, 0), SVRange(1, kMost), SVRange(1, -1)}) {
-            EXPECT_FALSE(GaussianSmoothing3D_1(sigma, A, D, bad));
-            EXPECT_FALSE(GaussianSmoothing3D_2(sigma, D, E, bad));
+            EXPECT_FALSE(GaussianSmoothing3D_1(sigma, A, D, bad) || GaussianSmoothing3D_2(sigma, D, E, bad));
             EXPECT_FALSE(GaussianSmoothing3D_3(sigma, E, slabs, bad));
         }
     }
-}
-
-TEST(Filters, KeepAConstant)
-{
-    MutableFloatArray A(9, 8, 7), M(9, 8, 7);
-    A = 2.5F;
-    ASSERT_TRUE(GaussianSmoothing5pt(1.3, A, M));
-    EXPECT_THAT(valuesOf(M), testing::Each(testing::FloatEq(2.5F)));
 }
 
 template <class T>
@@ -253,7 +240,6 @@ void expectRefused(
     EXPECT_THAT(valuesOf(M), testing::Each(7));
 }
 
-// A size that doesn't fit: false, an untouched target, and no report.
 TEST(Filters, RefuseOtherSizes)
 {
     const std::vector<Filter<float>> gaussians{
@@ -276,17 +262,15 @@ TEST(Filters, RefuseOtherSizes)
     EXPECT_THAT(reportsOf([&] {
         for (const auto& size : {std::vector<long>{1, 5, 1}, {5, 1, 1}, {1, 5, 5}, {5, 1, 5}, {0, 0, 0}})
             expectAllRefused(size, size);
-        expectAllRefused({5, 5, 1}, {5, 4, 1});
-        expectAllRefused({5, 5, 1}, {4, 5, 1});
+        for (const auto& size : {std::vector<long>{5, 4, 1}, {4, 5, 1}, {5, 5, 3}})
+            expectAllRefused({5, 5, 1}, size);
         expectAllRefused({5, 5, 3}, {5, 5, 1});
-        expectAllRefused({5, 5, 1}, {5, 5, 3});
         for (const auto& size : {std::vector<long>{2, 3, 1}, {3, 2, 1}, {3, 3, 2}})
             expectRefused<float>(gaussians, size, size);
     }),
         IsEmpty());
 }
 
-// Blocks of a byte stand for a source and a target that leave no memory for the rows' notes.
 TEST(Filters, MediansNeedMemoryForTheirRows)
 {
     const auto huge = [] {
@@ -319,8 +303,7 @@ TEST(Filters, ShowProgressAndStop)
     for (const auto& filter : filters) {
         entry->updatePercentage(0);
         ASSERT_TRUE(shownProgress.reaches(0));
-        EXPECT_TRUE(filter());
-        EXPECT_TRUE(shownProgress.reaches(1));
+        EXPECT_TRUE(filter() && shownProgress.reaches(1));
     }
     shownProgress.line->abortButtonHit();
     for (const auto& filter : filters)

@@ -4,7 +4,6 @@
 #include "arrays/legacy/KRArrayReports.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <limits>
@@ -40,7 +39,6 @@ struct Heard {
     }
 };
 
-// The reports, or the traces, of an action.
 inline std::vector<std::string> heardDuring(
     std::vector<std::string> Heard::*list, const std::function<void()>& action)
 {
@@ -115,7 +113,6 @@ std::string shown(const KRArray<T>& A)
     double, float, std::int32_t, std::int64_t, std::uint64_t, std::int16_t, std::uint16_t, signed char,      \
         unsigned char, KRComplexNumber
 
-// A suite that runs for each of the element types.
 #define KR_TYPED_TESTS(Suite, ...)                                                                           \
     template <class T>                                                                                       \
     class Suite : public testing::Test { };                                                                  \

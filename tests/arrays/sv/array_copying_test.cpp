@@ -2,8 +2,6 @@
 
 #include "arrays/sv/SVArrayCopying.h"
 
-#include <limits>
-
 using namespace svtest;
 
 namespace {

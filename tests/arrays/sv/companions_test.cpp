@@ -7,6 +7,7 @@
 #include "arrays/sv/SVRange.h"
 
 #include <memory>
+#include <tuple>
 
 using namespace svtest;
 
@@ -22,7 +23,7 @@ TEST(Reports, AreListedAndWrittenAsOneLine)
     EXPECT_EQ(SVSize2String(-9223372036854775807L - 1), "-9223372036854775808");
 }
 
-TEST(Lists, ShareTheirElements)
+TEST(Lists, ShareTheirElementsAndReportABadPosition)
 {
     SVMutableList<std::string> list(3);
     SVList<std::string> seen = list, other;
@@ -34,6 +35,17 @@ TEST(Lists, ShareTheirElements)
     EXPECT_EQ(other(1), "one") << "the last handle keeps the elements";
     EXPECT_EQ(other.Length(), 3);
     EXPECT_EQ(SVMutableList<std::string>(-4).Length(), 0);
+
+    SVMutableList<std::string> two(2);
+    const SVList<std::string> same = two;
+    EXPECT_THAT(reportsOf([&] {
+        two(2) = "lost";
+        EXPECT_EQ(two(-1), "lost");
+        EXPECT_EQ(same(2), "");
+    }),
+        ElementsAre("SVList<T>(2) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(-1) is not valid, needs to be lie in [0,1].",
+            "SVList<T>(2) is not valid, needs to be lie in [0,1]."));
 }
 
 namespace {
@@ -59,20 +71,6 @@ TEST(Lists, SurviveTheAssignmentFromWhatTheyHold)
     root = *root(0).kids;
     EXPECT_EQ(root.Length(), 1);
     EXPECT_EQ(root(0).number, 2);
-}
-
-TEST(Lists, ReportABadPosition)
-{
-    SVMutableList<std::string> list(2);
-    const SVList<std::string> seen = list;
-    EXPECT_THAT(reportsOf([&] {
-        list(2) = "lost";
-        EXPECT_EQ(list(-1), "lost");
-        EXPECT_EQ(seen(2), "");
-    }),
-        ElementsAre("SVList<T>(2) is not valid, needs to be lie in [0,1].",
-            "SVList<T>(-1) is not valid, needs to be lie in [0,1].",
-            "SVList<T>(2) is not valid, needs to be lie in [0,1]."));
 }
 
 namespace {
@@ -106,12 +104,8 @@ TEST(Pointers, DeleteTheObjectWithTheLastOfThem)
         EXPECT_EQ(q.Pointer(), r.Pointer());
     }
     EXPECT_EQ(alive, 0);
-}
 
-// Walks a list by assigning the next pointer of an element to the pointer that holds the element.
-TEST(Pointers, SurviveTheAssignmentFromWhatTheyHold)
-{
-    int alive = 0;
+    // Walks a list by assigning the next pointer of an element to the pointer that holds the element.
     auto* const first = new Derived(alive);
     first->next = SVPointer<Noted>(new Noted(alive));
     SVPointer<Noted> p(first);
@@ -121,18 +115,12 @@ TEST(Pointers, SurviveTheAssignmentFromWhatTheyHold)
 
 TEST(Ranges, IntersectAndKeepTheTouchingPoint)
 {
-    struct Case {
-        SVRange a, b;
-        long start, length;
-    };
-    const Case cases[] = {{{0, 5}, {5, 5}, 5, 0}, {{0, 4}, {5, 5}, 0, 0}, {{0, 10}, {2, 3}, 2, 3},
-        {{0, 6}, {4, 6}, 4, 2}, {{3, 4}, {3, 4}, 3, 4}, {{-5, 7}, {0, 1}, 0, 1}};
-    for (const Case& c : cases) {
-        for (const SVRange& common : {Intersection(c.a, c.b), Intersection(c.b, c.a)}) {
-            EXPECT_EQ(common.start, c.start);
-            EXPECT_EQ(common.length, c.length);
-        }
-    }
+    const std::tuple<SVRange, SVRange, SVRange> cases[] = {{{0, 5}, {5, 5}, {5, 0}}, {{0, 4}, {5, 5}, {0, 0}},
+        {{0, 10}, {2, 3}, {2, 3}}, {{0, 6}, {4, 6}, {4, 2}}, {{3, 4}, {3, 4}, {3, 4}},
+        {{-5, 7}, {0, 1}, {0, 1}}};
+    for (const auto& [a, b, wanted] : cases)
+        for (const SVRange& common : {Intersection(a, b), Intersection(b, a)})
+            EXPECT_TRUE(common.start == wanted.start && common.length == wanted.length) << wanted.start;
 }
 
 namespace {
@@ -146,22 +134,24 @@ std::string bound(SVIndex index, long length)
 
 } // namespace
 
-TEST(Indices, BindToALength)
+TEST(Indices, ShiftAndBindToALength)
 {
     const long last = SVIndex::FromEnd;
-    EXPECT_EQ(bound(SVIndex::All, 4), "4x1x1: 0 1 2 3");
-    EXPECT_EQ(bound(SVIndex(3), 4), "1x1x1: 3");
-    EXPECT_EQ(bound(SVIndex(1, 2, last), 6), "3x1x1: 1 3 5");
-    EXPECT_EQ(bound(SVIndex(last - 2, last - 1), 6), "2x1x1: 3 4");
-    EXPECT_EQ(bound(SVIndex(3, -1, 0), 6), "0x0x0:") << "what descends is empty";
-    EXPECT_EQ(bound(SVIndex(4), 4), "false SVIndex(info): Index out of range");
-    EXPECT_EQ(bound(SVIndex(-2, 1), 4), "4x1x1: -2 -1 0 1") << "a small negative start isn't tested";
-    EXPECT_EQ(bound(SVIndex(arrayOf<std::int32_t>({2, 0, 2})), 3), "3x1x1: 2 0 2");
-    EXPECT_EQ(bound(SVIndex(arrayOf<std::int32_t>({2, 0, 2})), 2),
-        "false SVIndex(Array): Array element out of bounds");
+    const SVIndex listed(arrayOf<std::int32_t>({2, 0, 2}));
     SVIndex twice(0);
     twice.SetLength(5);
-    EXPECT_EQ(bound(twice, 5), "false Index.SetLength(Len): Already set the length");
+    // What descends is empty, and a small negative start isn't tested. Of a shifted one the end still counts
+    // from the last index.
+    const std::tuple<SVIndex, long, const char*> cases[] = {{SVIndex::All, 4, "4x1x1: 0 1 2 3"},
+        {SVIndex(3), 4, "1x1x1: 3"}, {SVIndex(1, 2, last), 6, "3x1x1: 1 3 5"},
+        {SVIndex(last - 2, last - 1), 6, "2x1x1: 3 4"}, {SVIndex(3, -1, 0), 6, "0x0x0:"},
+        {SVIndex(4), 4, "false SVIndex(info): Index out of range"}, {SVIndex(-2, 1), 4, "4x1x1: -2 -1 0 1"},
+        {listed, 3, "3x1x1: 2 0 2"}, {listed, 2, "false SVIndex(Array): Array element out of bounds"},
+        {twice, 5, "false Index.SetLength(Len): Already set the length"},
+        {SVIndex(1, 2, 5) + 1, 9, "3x1x1: 2 4 6"}, {SVIndex::All - 1, 4, "4x1x1: -1 0 1 2"},
+        {SVIndex(arrayOf<std::int32_t>({5, 7})) - 5, 9, "2x1x1: 0 2"}};
+    for (const auto& [index, length, shownAs] : cases)
+        EXPECT_EQ(bound(index, length), shownAs);
 }
 
 TEST(Indices, TellWhatTheyAre)
@@ -173,16 +163,9 @@ TEST(Indices, TellWhatTheyAre)
         ElementsAre("Subscript error: The subscript was negative."));
     const SVIntArray positions = arrayOf<std::int32_t>({5, 7});
     EXPECT_EQ(SVIndex(positions).SpecifiedArray().Pointer(), positions.Pointer());
-    EXPECT_TRUE(SVIndex(SVIntArray()).IsEmpty());
-}
-
-TEST(Indices, Shift)
-{
-    EXPECT_EQ(bound(SVIndex(1, 2, 5) + 1, 9), "3x1x1: 2 4 6");
-    EXPECT_EQ(bound(SVIndex::All - 1, 4), "4x1x1: -1 0 1 2") << "the end counts from the last index still";
-    const SVIntArray positions = arrayOf<std::int32_t>({5, 7});
-    EXPECT_EQ(bound(SVIndex(positions) - 5, 9), "2x1x1: 0 2");
+    EXPECT_EQ((SVIndex(positions) - 5).SpecifiedArray()(1), 2);
     EXPECT_EQ(shown(positions), "2x1x1: 5 7") << "the shared array isn't touched";
+    EXPECT_TRUE(SVIndex(SVIntArray()).IsEmpty());
 }
 
 TEST(Arguments, AreFoundByFlag)

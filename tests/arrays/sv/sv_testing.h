@@ -4,7 +4,6 @@
 #include "arrays/sv/SVErrorMessage.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <functional>
 #include <iostream>
@@ -93,9 +92,21 @@ std::string shown(const SVArray<T>& A)
     return text.str();
 }
 
+// The array that a function gives, or the report with which it fails and gives an empty one.
+template <class Function>
+std::string resultOf(Function function)
+{
+    std::string result;
+    const auto reports = reportsOf([&] { result = shown(function()); });
+    if (reports.empty())
+        return result;
+    EXPECT_EQ(result, "0x0x0:") << "a failure gives an empty array";
+    EXPECT_EQ(reports.size(), 1U);
+    return reports.front();
+}
+
 } // namespace svtest
 
-// A suite that runs for each of the element types.
 #define SV_TYPED_TESTS(Suite, ...)                                                                           \
     template <class T>                                                                                       \
     class Suite : public testing::Test { };                                                                  \

@@ -21,8 +21,7 @@ public:
     explicit LoopbackCluster(const std::string& configuration = "")
     {
         const std::string path = folder_.path() + ":/usr/local/bin:/usr/bin:/bin";
-        support::writeFile(folder_ / "sbatch",
-            "#!/bin/bash\n"
+        addProgram("sbatch",
             "told=~/scheduler; mkdir -p $told\n"
             "echo \"$PWD $*\" >> $told/calls\n"
             "if [ -e $told/refuse ]; then echo 'sbatch: error: refused' >&2; exit 1; fi\n"
@@ -30,7 +29,6 @@ public:
             "[ -e $told/lose ] && exit 0\n"
             "( while [ -e $told/hold ]; do sleep 0.05; done; exec \"${@: -1}\" ) > /dev/null 2>&1 < "
             "/dev/null &\n");
-        std::filesystem::permissions(folder_ / "sbatch", std::filesystem::perms(0755));
         server_ = support::RealServer::openSsh("", "SetEnv PATH=" + path + "\n" + configuration);
         MachineAddress::resolver() = [this](const std::string& name) {
             return name == kName ? MachineAddress{"127.0.0.1", server_->port()} : MachineAddress{name};
@@ -38,8 +36,15 @@ public:
     }
     ~LoopbackCluster() { MachineAddress::resolver() = nullptr; }
 
+    // Puts a program of bash into the login's path.
+    void addProgram(const std::string& name, const std::string& text) const
+    {
+        support::writeFile(folder_ / name, "#!/bin/bash\n" + text);
+        std::filesystem::permissions(folder_ / name, std::filesystem::perms(0755));
+    }
     // Whether there is a server with an account of the test's.
     bool works() const { return server_ && server_->ownAccount(); }
+    int port() const { return server_->port(); }
     std::string home() const { return server_->home(); }
     std::string operator/(const std::string& name) const { return home() + "/" + name; }
     std::string read(const std::string& name) const { return support::readFile(*this / name); }

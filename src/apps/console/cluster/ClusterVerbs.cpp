@@ -12,6 +12,7 @@
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/cluster/SchedulerJobs.h"
 #include "task/engine/BatchCount.h"
+#include "task/runs/RunTimes.h"
 #include "task/wrapper/ShellWord.h"
 
 #include <fmt/format.h>
@@ -54,6 +55,8 @@ std::vector<std::string> strandLines(OpenWrapper& wrapper)
             output = fmt::format("{:<8}{}{}next look in {}", "Output", panel.outputStatus.stringValue(),
                 panel.outputStatus.stringValue().empty() ? "" : "; ", elapsedText(*seconds));
     lines.push_back(output);
+    if (const auto since = engine->unknownSince())
+        lines.push_back(fmt::format("{:<8}Nothing is known since {}", "", momentText(*since)));
     for (const std::string& remark : engine->remarks())
         lines.push_back(fmt::format("{:<8}{}", "", remark));
     std::erase(lines, "");

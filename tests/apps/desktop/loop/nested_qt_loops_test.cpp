@@ -21,13 +21,23 @@ using platform::MainLoop;
 using platform::Timer;
 using Words = std::vector<std::string>;
 
-class NestedQtLoopsTest : public testing::Test {
-protected:
+struct NestedQtLoopsTest : testing::Test {
     // A click that Qt delivers, as an event of its own, once a loop runs.
     void click(std::function<void()> action)
     {
         QObject::connect(&button, &QPushButton::clicked, [action = std::move(action)] { action(); });
         QTimer::singleShot(0, &button, &QPushButton::click);
+    }
+    // A click that opens a dialog, does this before the dialog's loop runs, and closes the dialog in it.
+    void clickForDialog(std::function<void()> before)
+    {
+        click([this, before = std::move(before)] {
+            QDialog dialog;
+            before();
+            loop.post([&] { dialog.close(); });
+            dialog.exec();
+            note("closed");
+        });
     }
     void note(const char* word) { story.emplace_back(word); }
 
@@ -87,19 +97,15 @@ TEST_F(NestedQtLoopsTest, WorkAfterAClickWaitsForTheDialogThatTheClickOpens)
         SCOPED_TRACE(inRun);
         story.clear();
         button.disconnect();
-        click([&] {
+        clickForDialog([&] {
             loop.afterThisEvent([&] {
                 note("after");
                 loop.stop();
             });
-            QDialog dialog;
             loop.post([&] {
                 note("inside");
                 loop.afterThisEvent([&] { note("after, asked inside"); });
-                loop.post([&] { dialog.close(); });
             });
-            dialog.exec();
-            note("closed");
         });
         if (inRun)
             loop.run();
@@ -118,35 +124,20 @@ TEST_F(NestedQtLoopsTest, AnExceptionLeavesOnceTheDialogHasClosed)
         SCOPED_TRACE(inRun);
         story.clear();
         button.disconnect();
-        click([&] {
-            QDialog dialog;
+        clickForDialog([&] {
             loop.post([] { throw std::runtime_error("inside the dialog"); });
-            loop.post([&] {
-                note("still served");
-                dialog.close();
-            });
-            dialog.exec();
-            note("closed");
+            loop.post([&] { note("still served"); });
         });
-        if (inRun)
-            EXPECT_THROW(loop.run(), std::runtime_error);
-        else
-            EXPECT_THROW(loop.runUntil([] { return false; }, 20), std::runtime_error);
+        EXPECT_THROW(inRun ? loop.run() : void(loop.runUntil([] { return false; }, 20)), std::runtime_error);
         EXPECT_EQ(story, (Words{"still served", "closed"}));
     }
 }
 
 TEST_F(NestedQtLoopsTest, RunEndsWhenTheOutermostLoopIsReached)
 {
-    click([&] {
-        QDialog dialog;
+    clickForDialog([&] {
         loop.stop();
-        loop.post([&] {
-            note("served");
-            dialog.close();
-        });
-        dialog.exec();
-        note("closed");
+        loop.post([&] { note("served"); });
     });
     loop.run();
     EXPECT_EQ(story, (Words{"served", "closed"}));

@@ -1,0 +1,83 @@
+// Preloaded into a program, ends it with SIGKILL before the call number TRELKIND_KILL_AT of those by which it
+// changes something outside of itself: a request to a peer, a new local file, a rename, a removal. So a test
+// can end it at every step without a word about that in the program.
+
+#include <atomic>
+#include <csignal>
+#include <cstdarg>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+void count()
+{
+    static const char* const text = std::getenv("TRELKIND_KILL_AT");
+    static const long end = text ? std::atol(text) : -1;
+    static std::atomic<long> calls = 0;
+    if (++calls == end)
+        ::kill(::getpid(), SIGKILL);
+}
+
+template <typename Function>
+Function* next(const char* name)
+{
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+int openNext(const char* name, const char* path, int flags, va_list arguments)
+{
+    const auto mode = (flags & O_CREAT) ? va_arg(arguments, mode_t) : mode_t(0);
+    if (flags & O_CREAT)
+        count();
+    return next<int(const char*, int, mode_t)>(name)(path, flags, mode);
+}
+
+} // namespace
+
+// NOLINTBEGIN: these are the C library's declarations.
+extern "C" {
+
+ssize_t send(int socket, const void* bytes, size_t size, int flags)
+{
+    count();
+    static auto* const call = next<ssize_t(int, const void*, size_t, int)>("send");
+    return call(socket, bytes, size, flags);
+}
+
+int rename(const char* from, const char* to) noexcept
+{
+    count();
+    static auto* const call = next<int(const char*, const char*)>("rename");
+    return call(from, to);
+}
+
+int unlink(const char* path) noexcept
+{
+    count();
+    static auto* const call = next<int(const char*)>("unlink");
+    return call(path);
+}
+
+int open(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const int opened = openNext("open", path, flags, arguments);
+    va_end(arguments);
+    return opened;
+}
+
+int open64(const char* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const int opened = openNext("open64", path, flags, arguments);
+    va_end(arguments);
+    return opened;
+}
+}
+// NOLINTEND
