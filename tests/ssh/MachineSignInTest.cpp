@@ -130,6 +130,25 @@ TEST_F(MachineSignIn, FindsAnAliasOfTheUsersOwnClient)
     EXPECT_EQ(SVSSHPasswordInfo::createWithHost(machine_, "", "x")->userName(), "user");
 }
 
+// The questions of the host between are asked for the machine behind it, and answered for that host.
+TEST_F(MachineSignIn, AsksWhatAHostBetweenNeeds)
+{
+    serve({});
+    MachineAccess access;
+    access.through = "me@between" + machine_;
+    answer({{Kind::HostKey, "yes"}, {Kind::Password, "secret"}});
+    EXPECT_EQ(attempt(*login("secret", access)), "Could not connect to " + machine_);
+    EXPECT_TRUE(ask());
+    EXPECT_EQ(attempt(*login("secret", access)), "Could not connect to " + machine_);
+    EXPECT_TRUE(ask());
+    ASSERT_EQ(asked_.size(), 2u);
+    EXPECT_EQ(asked_[0].kind, Kind::HostKey);
+    EXPECT_EQ(asked_[1].text, "Password of me@between" + machine_ + ": ");
+    // The peer doesn't forward, and there is nothing more to ask.
+    EXPECT_EQ(attempt(*login("secret", access)), "Could not connect to " + machine_);
+    EXPECT_FALSE(ask());
+}
+
 TEST_F(MachineSignIn, WithoutAPersonIsAsItAlwaysWas)
 {
     serve({});

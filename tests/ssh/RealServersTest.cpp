@@ -377,6 +377,38 @@ TEST_F(OpenSsh, TakesAKeyAndThenAPassword)
     }
 }
 
+TEST_F(OpenSsh, IsReachedThroughAnotherServer)
+{
+    const auto jump = [this] {
+        auto ssh = std::make_unique<CkoSsh>();
+        EXPECT_TRUE(logIn(*ssh)) << ssh->LastErrorText();
+        return ssh;
+    };
+    const auto through = [&](CkoConnection& connection, int port) {
+        connection.setKnownHostsFile(folder_ / "known_hosts");
+        CkoSshKey key;
+        return key.FromOpenSshPrivateKey(keys_["ssh-ed25519"])
+            && connection.ConnectThrough(jump(), "127.0.0.1", port)
+            && connection.AuthenticatePk(platform::loginName(), key);
+    };
+    CkoSFtp sftp;
+    ASSERT_TRUE(through(sftp, server_->port())) << sftp.LastErrorText();
+    checkFiles(sftp, folder_);
+    CkoSsh ssh;
+    ASSERT_TRUE(through(ssh, server_->port())) << ssh.LastErrorText();
+    const std::string output = support::runCommand(ssh, "head -c 3000000 /dev/zero | tr '\\0' x");
+    EXPECT_TRUE(output == std::string(3000000, 'x')) << output.size() << ssh.LastErrorText();
+    EXPECT_TRUE(through(ssh, server_->port())); // Anew, which ends the one before.
+    EXPECT_EQ(support::runCommand(ssh, "echo in"), "in\n");
+
+    int closedPort = 0;
+    close(support::listenOnLoopback(closedPort));
+    EXPECT_FALSE(through(ssh, closedPort));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("doesn't open a channel"));
+    EXPECT_FALSE(ssh.ConnectThrough(std::make_unique<CkoSsh>(), "127.0.0.1", server_->port()));
+    EXPECT_THAT(ssh.LastErrorText(), HasSubstr("logged in"));
+}
+
 TEST_F(OpenSsh, ADropbearServerDoesTheSame)
 {
     const auto server = support::RealServer::dropbear(authorized_);

@@ -19,6 +19,7 @@ constexpr int kIdleLimitOfFilesMs = 10000;
 constexpr int kIdleLimitOfCommandsMs = 5000;
 constexpr int kApprovalLimitMs = 180000; // A person finds a telephone and approves the login on it.
 constexpr std::uint64_t kLongestKeyFile = 1 << 20; // Bytes.
+constexpr int kMostJumps = 4; // Hosts in a row; a configuration may lead round in a circle.
 constexpr std::size_t kMostKeysOfAgent = 5; // Servers count each offer, and usually end after six.
 
 // Does nothing for a key that an agent doesn't hold.
@@ -85,6 +86,37 @@ SVSSHPasswordInfo::Pointer SVSSHPasswordInfo::createWithHost(
 
 bool SVSSHPasswordInfo::connect(ssh::CkoConnection& connection, const LoginLimits& limits) const
 {
+    return connect(connection, limits, kMostJumps);
+}
+
+// Null when the connection or the login fails, whose questions then stand under this login.
+std::unique_ptr<ssh::CkoSsh> SVSSHPasswordInfo::connectToJumpHost(
+    const std::string& name, const LoginLimits& limits, int jumpsLeft) const
+{
+    const std::size_t at = name.rfind('@');
+    const std::string user = at == name.npos ? userName_ : name.substr(0, at);
+    std::string host = at == name.npos ? name : name.substr(at + 1);
+    MachineAccess access = access_;
+    access.through.reset();
+    access.port.reset();
+    if (const std::size_t colon = host.rfind(':'); colon != host.npos) {
+        access.port = std::atoi(host.c_str() + colon + 1); // A number that is no port can't be connected to.
+        host.resize(colon);
+    }
+    // The password is the machine's alone.
+    const auto login = createWithHost(host, user, "", std::move(access));
+    auto jump = std::make_unique<ssh::CkoSsh>();
+    if (jumpsLeft == 0)
+        platform::systemLog(fmt::format("{} is behind too many other hosts.", hostName_));
+    else if (login->connect(*jump, limits, jumpsLeft - 1) && !login->authenticate(*jump))
+        return jump;
+    SignInAnswers::shared().leaveTo(login->login(), this->login());
+    return nullptr;
+}
+
+bool SVSSHPasswordInfo::connect(
+    ssh::CkoConnection& connection, const LoginLimits& limits, int jumpsLeft) const
+{
     if (limits.connectMs)
         connection.setConnectTimeoutMs(*limits.connectMs);
     connection.setIdleTimeoutMs(limits.idleMs);
@@ -96,8 +128,15 @@ bool SVSSHPasswordInfo::connect(ssh::CkoConnection& connection, const LoginLimit
     if (asks)
         connection.setTrustNewHosts(false, answers.trustedHostKey(login()));
     const MachineAddress address = MachineAddress::of(hostName_, access_);
-    if (connection.Connect(address.host, address.port))
+    if (address.through) {
+        auto jump = connectToJumpHost(*address.through, limits, jumpsLeft);
+        if (!jump)
+            return false;
+        if (connection.ConnectThrough(std::move(jump), address.host, address.port))
+            return true;
+    } else if (connection.Connect(address.host, address.port)) {
         return true;
+    }
     platform::systemLog(connection.LastErrorText());
     std::vector<SignInQuestion> questions;
     if (asks && connection.HostKeyIsNew())

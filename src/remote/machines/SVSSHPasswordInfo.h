@@ -68,6 +68,9 @@ public:
 
 private:
     SVSSHPasswordInfo() = default;
+    bool connect(ssh::CkoConnection& connection, const LoginLimits& limits, int jumpsLeft) const;
+    std::unique_ptr<ssh::CkoSsh> connectToJumpHost(
+        const std::string& name, const LoginLimits& limits, int jumpsLeft) const;
     bool usesEveryMethod() const;
     std::optional<std::string> signIn(ssh::CkoConnection& connection) const;
     std::optional<std::string> findKeys(

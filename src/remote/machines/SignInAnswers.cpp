@@ -58,6 +58,12 @@ void SignInAnswers::leave(const std::string& login, std::vector<SignInQuestion> 
     questions_[login] = std::move(questions);
 }
 
+void SignInAnswers::leaveTo(const std::string& from, const std::string& to)
+{
+    const std::lock_guard guard(lock_);
+    questions_[to] = questions_[from];
+}
+
 void SignInAnswers::noteRefusedPassword(const std::string& login, const std::string& password)
 {
     const std::lock_guard guard(lock_);

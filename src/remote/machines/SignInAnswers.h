@@ -48,6 +48,7 @@ public:
     // Codes are handed out once: a server takes each only once.
     Known takeFor(const std::string& login);
     void leave(const std::string& login, std::vector<SignInQuestion> questions); // In place of earlier ones.
+    void leaveTo(const std::string& from, const std::string& to); // One login needs another's answers.
     void noteRefusedPassword(const std::string& login, const std::string& password);
 
     // Whether the last attempt has left questions: the machine waits for a sign-in.

@@ -20,7 +20,8 @@ constexpr std::uint32_t kRefillStep = 256 * 1024;
 
 } // namespace
 
-Result<std::uint32_t> ChannelTable::open(std::uint32_t window, std::uint32_t maximumPacket)
+Result<std::uint32_t> ChannelTable::open(
+    std::uint32_t window, std::uint32_t maximumPacket, std::string_view type, ByteView data)
 {
     if (channels_.size() >= kMostChannels)
         return Error{"Too many channels have been opened on this connection."};
@@ -29,10 +30,11 @@ Result<std::uint32_t> ChannelTable::open(std::uint32_t window, std::uint32_t max
     channel->inWindow = channel->inTarget = window;
     channels_.push_back(std::move(channel));
     const Status sent = send_(WireWriter(message::kChannelOpen)
-                                  .string("session")
+                                  .string(type)
                                   .uint32(number)
                                   .uint32(window)
-                                  .uint32(maximumPacket),
+                                  .uint32(maximumPacket)
+                                  .raw(data),
         {});
     if (!sent.ok())
         return sent.error();

@@ -35,14 +35,16 @@ struct Channel {
     std::optional<std::uint32_t> exitStatus;
 };
 
-// The session channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Takes messages and
+// The channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Takes messages and
 // sends answers through the given function; never waits. A server that sends more than its window allows is a
 // failure, which bounds the memory of a channel.
 class ChannelTable {
 public:
     using Send = std::function<Status(ByteView head, ByteView body)>;
     explicit ChannelTable(Send send) : send_(std::move(send)) { }
-    Result<std::uint32_t> open(std::uint32_t window, std::uint32_t maximumPacket);
+    // With the type's own data behind.
+    Result<std::uint32_t> open(std::uint32_t window, std::uint32_t maximumPacket,
+        std::string_view type = "session", ByteView data = {});
     Channel* find(std::uint32_t number); // Null for a number that was never opened.
 
     Status receive(ByteView payload); // A message with a number from 80 to 127.

@@ -1,5 +1,6 @@
 #include "ssh/session/CkoConnection.h"
 
+#include "ssh/session/CkoSsh.h"
 #include "ssh/session/ClsConnection.h"
 
 namespace ssh {
@@ -19,6 +20,11 @@ void CkoConnection::setIdleTimeoutMs(int milliseconds)
 bool CkoConnection::Connect(const std::string& hostname, int port)
 {
     return connection_.connect(hostname, port);
+}
+
+bool CkoConnection::ConnectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port)
+{
+    return connection_.connectThrough(std::move(jump), hostname, port);
 }
 
 bool CkoConnection::AuthenticatePw(const std::string& login, const std::string& password)

@@ -10,6 +10,7 @@
 namespace ssh {
 
 class ClsConnection;
+class CkoSsh;
 
 // The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit has
 // passed, and none throws. A failed call returns false, null or a negative number and leaves the reason in
@@ -34,6 +35,8 @@ public:
     // the known hosts file has for it. A host that is met for the first time is trusted: its key is recorded,
     // which HostKeyIsNew and the log tell.
     bool Connect(const std::string& hostname, int port = 22);
+    // The same through another server, which must be logged in and belongs to this connection from now on.
+    bool ConnectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port = 22);
     // Once for each connection: a login after a successful one fails. An empty password goes by the
     // keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);

@@ -15,6 +15,21 @@ int CkoSsh::OpenSessionChannel()
     return impl_->openSessionChannel();
 }
 
+int CkoSsh::OpenForwardChannel(const std::string& host, int port)
+{
+    return impl_->openForwardChannel(host, port);
+}
+
+int CkoSsh::Descriptor() const
+{
+    return impl_->descriptor();
+}
+
+bool CkoSsh::HasUnsent() const
+{
+    return impl_->hasUnsent();
+}
+
 bool CkoSsh::SendReqExec(int channel, const std::string& command)
 {
     return impl_->sendReqExec(channel, command);

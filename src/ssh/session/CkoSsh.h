@@ -16,6 +16,12 @@ public:
     ~CkoSsh();
 
     int OpenSessionChannel(); // The channel's number, from 0; negative for a failure.
+    // A channel through which the server connects to another host; negative when it doesn't.
+    int OpenForwardChannel(const std::string& host, int port);
+    // For a caller that waits for other things too: it is readable when the server has sent something.
+    // Negative without a connection.
+    int Descriptor() const;
+    bool HasUnsent() const; // The socket hasn't taken all that was sent.
     // Runs the command through the login's shell in its home directory; returns when the request is accepted,
     // not when the command ends.
     bool SendReqExec(int channel, const std::string& command);

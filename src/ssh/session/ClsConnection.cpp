@@ -1,6 +1,7 @@
 #include "ssh/session/ClsConnection.h"
 
 #include "ssh/session/CkoSshKey.h"
+#include "ssh/session/SshForward.h"
 
 namespace ssh {
 
@@ -33,7 +34,25 @@ bool ClsConnection::connect(const std::string& hostname, int port)
 {
     return check([&] {
         letGo();
+        transport_.disconnect();
+        forward_.reset();
         return transport_.connect(hostname, port);
+    });
+}
+
+bool ClsConnection::connectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port)
+{
+    return check([&] {
+        letGo();
+        transport_.disconnect();
+        forward_.reset();
+        return transport_.connect(hostname, port, [&](Deadline) -> Result<Socket> {
+            auto opened = SshForward::open(std::move(jump), hostname, port);
+            if (!opened.ok())
+                return opened.error();
+            forward_ = std::move(opened->forward);
+            return std::move(opened->socket);
+        });
     });
 }
 
@@ -88,6 +107,7 @@ void ClsConnection::disconnect()
     const std::lock_guard lock(lock_);
     letGo();
     transport_.disconnect();
+    forward_.reset();
 }
 
 std::string ClsConnection::lastErrorText() const

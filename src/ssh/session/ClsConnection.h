@@ -8,6 +8,9 @@
 
 namespace ssh {
 
+class CkoSsh;
+class SshForward;
+
 // The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
 // object serialises its calls; none throws.
 class ClsConnection {
@@ -20,6 +23,7 @@ public:
     // Changes settings; those of the algorithms take effect with the next `connect`.
     void configure(const std::function<void(TransportSettings&)>& change);
     bool connect(const std::string& hostname, int port);
+    bool connectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port);
     bool authenticatePw(const std::string& login, const std::string& password);
     bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
     bool signIn(const std::string& login, const CkoSignIn& with);
@@ -65,6 +69,7 @@ protected:
     virtual void letGo() { }
 
     mutable std::mutex lock_;
+    std::unique_ptr<SshForward> forward_; // Below the transport, which it outlives.
     SshTransport transport_;
 
 private:

@@ -37,6 +37,26 @@ int ClsSsh::openSessionChannel()
     });
 }
 
+int ClsSsh::openForwardChannel(const std::string& host, int port)
+{
+    return call(-1, [&]() -> Result<int> {
+        const auto number = transport_.openForward(host, port);
+        return number.ok() ? Result<int>(static_cast<int>(*number)) : Result<int>(number.error());
+    });
+}
+
+int ClsSsh::descriptor() const
+{
+    const std::lock_guard lock(lock_);
+    return transport_.descriptor();
+}
+
+bool ClsSsh::hasUnsent() const
+{
+    const std::lock_guard lock(lock_);
+    return transport_.connected() && transport_.unsent() > 0;
+}
+
 bool ClsSsh::sendReqExec(int channel, const std::string& command)
 {
     return check([&]() -> Status {

@@ -10,6 +10,9 @@ public:
     ClsSsh();
 
     int openSessionChannel();
+    int openForwardChannel(const std::string& host, int port);
+    int descriptor() const;
+    bool hasUnsent() const;
     bool sendReqExec(int channel, const std::string& command);
     bool channelReceivedClose(int channel);
     int channelReadAndPoll(int channel, int pollTimeoutMs);

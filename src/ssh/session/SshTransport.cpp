@@ -1,5 +1,7 @@
 #include "ssh/session/SshTransport.h"
 
+#include "ssh/crypto/Wire.h"
+
 #include <algorithm>
 
 namespace ssh {
@@ -45,6 +47,11 @@ Status SshTransport::fail(Error error)
 
 Status SshTransport::connect(const std::string& host, int port)
 {
+    return connect(host, port, [&](Deadline deadline) { return Socket::connect(host, port, deadline); });
+}
+
+Status SshTransport::connect(const std::string& host, int port, const Open& open)
+{
     disconnect();
     if (!isHostName(host))
         return Error{"There is no host of the name \"" + printable(host, 80) + "\"."};
@@ -64,7 +71,7 @@ Status SshTransport::connect(const std::string& host, int port)
     protocol_ = std::make_unique<SshProtocol>(std::move(setup));
     ended_ = hostKeyIsNew_ = false;
 
-    Result<Socket> socket = Socket::connect(host, port, deadline);
+    Result<Socket> socket = open(deadline);
     if (!socket.ok())
         return fail(socket.error());
     socket_ = std::move(*socket);
@@ -281,15 +288,31 @@ Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
     auto number = channels().open(settings_.initialWindow, settings_.maximumPacket);
     if (!number.ok())
         return number;
-    Channel& opened = *channel(*number);
-    opened.takesErrorOutput = takesErrorOutput;
+    channel(*number)->takesErrorOutput = takesErrorOutput;
+    return awaitOpened(*number);
+}
+
+Result<std::uint32_t> SshTransport::openForward(const std::string& host, int port)
+{
+    if (!connected() || !authenticated())
+        return Error{"A channel needs a connection with a user logged in."};
+    WireWriter target;
+    target.string(host).uint32(static_cast<std::uint32_t>(port)).string("127.0.0.1").uint32(0);
+    const auto number =
+        channels().open(settings_.initialWindow, settings_.maximumPacket, "direct-tcpip", target);
+    return number.ok() ? awaitOpened(*number) : number;
+}
+
+Result<std::uint32_t> SshTransport::awaitOpened(std::uint32_t number)
+{
+    Channel& opened = *channel(number);
     const Status status = waitFor([&] { return opened.state != Channel::State::Opening; });
     if (!status.ok())
         return status.error();
     if (opened.state == Channel::State::Refused)
         return Error{"The server doesn't open a channel: " + opened.refusal + "."};
     const Status widened = channels().widen(opened, settings_.openWindow);
-    return widened.ok() ? number : Result<std::uint32_t>(widened.error());
+    return widened.ok() ? Result<std::uint32_t>(number) : Result<std::uint32_t>(widened.error());
 }
 
 Status SshTransport::awaitAnswer(Channel& channel, const std::string& what)

@@ -35,6 +35,9 @@ public:
 
     // TCP connect, version exchange and key exchange, within the connect limit.
     Status connect(const std::string& host, int port);
+    // The same on a socket that `open` connects with the host.
+    using Open = std::function<Result<Socket>(Deadline)>;
+    Status connect(const std::string& host, int port, const Open& open);
     Status authenticate(Credentials credentials);
     const UserAuth* auth() const { return protocol_ ? &protocol_->auth() : nullptr; }
     bool authenticated() const { return protocol_ && protocol_->auth().done(); }
@@ -44,6 +47,8 @@ public:
     Status exchangeKeys(); // New keys; needs an established connection.
 
     Result<std::uint32_t> openChannel(bool takesErrorOutput) override;
+    Result<std::uint32_t> openForward(const std::string& host, int port); // RFC 4254, section 7.2.
+    int descriptor() const { return socket_.descriptor(); }
     Channel* channel(std::uint32_t number)
     {
         return protocol_ ? protocol_->channels().find(number) : nullptr;
@@ -73,6 +78,7 @@ private:
     Status acceptHostKey(
         const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
+    Result<std::uint32_t> awaitOpened(std::uint32_t number);
     Status awaitAnswer(Channel& channel, const std::string& what);
     Status waitWithin(
         const std::function<std::chrono::milliseconds()>& limit, const std::function<bool()>& done);

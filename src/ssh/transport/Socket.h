@@ -30,6 +30,7 @@ public:
 
     bool isOpen() const { return static_cast<bool>(descriptor_); }
     void close() { descriptor_.reset(); }
+    int descriptor() const { return descriptor_.get(); } // Negative when it is closed.
 
     enum class Event { Ready, TimedOut };
     Result<Event> wait(bool forWriting, Deadline deadline); // Waits for reading in any case.
