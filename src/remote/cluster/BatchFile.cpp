@@ -8,6 +8,8 @@
 
 #include <fmt/format.h>
 
+#include <tuple>
+
 BatchFile::BatchFile(const std::string& wrapper) : path_(wrapper + "/Remote Machine.plist") { }
 
 void BatchFile::load()
@@ -35,26 +37,27 @@ void BatchFile::clear()
     isChanged_ = true;
 }
 
-void BatchFile::saveIfChanged()
+platform::Status BatchFile::saveIfChanged()
 {
     if (!isChanged_ || isUnreadable_)
-        return;
-    const auto saved = platform::propertylist::writeAtomically(content_, path_);
+        return {};
+    auto saved = platform::propertylist::writeAtomically(content_, path_);
     isChanged_ = !saved.ok();
     if (!saved.ok())
         KRMessageCenter::addMessage("Could not save the state of the batch.", saved.error().text);
+    return saved;
 }
 
 void BatchFile::setFlag(const char* flag)
 {
     set(flag, "YES");
-    saveIfChanged();
+    std::ignore = saveIfChanged();
 }
 
 void BatchFile::removeFlag(const char* flag)
 {
     remove(flag);
-    saveIfChanged();
+    std::ignore = saveIfChanged();
 }
 
 void BatchFile::deleteFromDisk()

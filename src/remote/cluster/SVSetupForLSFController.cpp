@@ -77,7 +77,8 @@ void SVSetupForLSFController::start()
     if (const auto status = clusternames::checkProgram(programName()); !status.ok())
         return KRMessageCenter::addMessage(
             "The batch can not be set up on the cluster.", status.error().text);
-    infoFile_.saveIfChanged();
+    if (!infoFile_.saveIfChanged().ok())
+        return;
     uploadSources();
     uploadTasks();
 }

@@ -95,7 +95,9 @@ void SVTrelkindEngineLSF::begin()
         setWhenAbsent(BatchFile::kWithoutArguments, "YES");
     if (const auto status = checkBeforeBegin(); !status.ok())
         return setRefusal(status.error().text);
-    infoFile_.saveIfChanged();
+    // A batch that the wrapper can't remember would be submitted again by the next program.
+    if (const auto status = infoFile_.saveIfChanged(); !status.ok())
+        return setRefusal(status.error().text);
     makeSureFolderExists();
 }
 
@@ -189,8 +191,9 @@ void SVTrelkindEngineLSF::makeSureFolderExists()
     if (refusal_) {
         if (const auto status = checkBeforeBegin(); !status.ok())
             return setRefusal(status.error().text);
+        if (const auto status = infoFile_.saveIfChanged(); !status.ok())
+            return setRefusal(status.error().text);
         refusal_.reset();
-        infoFile_.saveIfChanged();
     }
     if (infoFile_.has(BatchFile::kWorkFolderExists)) {
         showFolder();

@@ -62,7 +62,7 @@ TEST(BatchFile, KeepsWhatReachedTheDiskAndRefusesWhatSomebodyElseWrote)
     const WrapperOnDisk wrapper;
     BatchFile file(wrapper.path());
     file.load();
-    file.saveIfChanged(); // A missing file is made.
+    EXPECT_TRUE(file.saveIfChanged().ok()); // A missing file is made.
     EXPECT_TRUE(wrapper.has("Remote Machine.plist"));
     file.set(BatchFile::kHost, "h");
     EXPECT_THAT(wrapper.read("Remote Machine.plist"), testing::Not(HasSubstr("Host")));
