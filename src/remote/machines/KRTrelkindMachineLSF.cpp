@@ -33,7 +33,7 @@ platform::SecretStore secrets()
     return platform::SecretStore(platform::Places::library() + "/Secrets.plist");
 }
 
-std::string_view trimmed(std::string_view text)
+std::string_view withoutBlanks(std::string_view text)
 {
     constexpr std::string_view kWhiteSpace = " \t\r\n\v\f";
     const auto first = text.find_first_not_of(kWhiteSpace);
@@ -150,7 +150,7 @@ std::vector<std::string> KRTrelkindMachineLSF::queuNames() const
     const std::string text = queuName();
     for (std::size_t at = 0; at <= text.size();) {
         const std::size_t comma = std::min(text.find(',', at), text.size());
-        const std::string name(trimmed(std::string_view(text).substr(at, comma - at)));
+        const std::string name(withoutBlanks(std::string_view(text).substr(at, comma - at)));
         if (!name.empty() && std::find(names.begin(), names.end(), name) == names.end())
             names.push_back(name);
         at = comma + 1;
