@@ -37,7 +37,7 @@ public:
     void remove(const char* key);
     void clear();
 
-    platform::Status saveIfChanged();
+    platform::Status saveIfChanged(); // A failure is told to the user as well.
     void setFlag(const char* flag); // Saves at once.
     void removeFlag(const char* flag);
     void deleteFromDisk();

@@ -192,6 +192,8 @@ void SVTrelkindEngineLSF::makeSureFolderExists()
     if (refusal_) {
         if (const auto status = checkBeforeBegin(); !status.ok())
             return setRefusal(status.error().text);
+        if (const auto status = infoFile_.saveIfChanged(); !status.ok())
+            return setRefusal(status.error().text);
         refusal_.reset();
     }
     if (infoFile_.has(BatchFile::kWorkFolderExists)) {

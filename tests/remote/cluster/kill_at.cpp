@@ -3,12 +3,14 @@
 // can end it at every step without a word about that in the program.
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -20,6 +22,16 @@ void count()
     static std::atomic<long> calls = 0;
     if (++calls == end)
         ::kill(::getpid(), SIGKILL);
+}
+
+bool isFull(int descriptor)
+{
+    static const char* const text = std::getenv("TRELKIND_FULL_AT");
+    static const long end = text ? std::atol(text) : -1;
+    static std::atomic<long> writes = 0;
+    struct stat file { };
+    return end >= 0 && ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink > 0
+        && ++writes >= end;
 }
 
 template <typename Function>
@@ -46,6 +58,16 @@ ssize_t send(int socket, const void* bytes, size_t size, int flags)
     count();
     static auto* const call = next<ssize_t(int, const void*, size_t, int)>("send");
     return call(socket, bytes, size, flags);
+}
+
+ssize_t write(int descriptor, const void* bytes, size_t size)
+{
+    if (isFull(descriptor)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    static auto* const call = next<ssize_t(int, const void*, size_t)>("write");
+    return call(descriptor, bytes, size);
 }
 
 int rename(const char* from, const char* to) noexcept

@@ -8,9 +8,15 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <iostream>
+#include <optional>
+#include <poll.h>
 #include <random>
+#include <sys/socket.h>
 #include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +24,112 @@ using testing::ElementsAre;
 using testing::UnorderedElementsAre;
 
 constexpr int kKilled = 128 + SIGKILL;
+
+// Forwards connections to a server. When so many bytes have gone through, those that are open end, or fall
+// silent; later ones are well.
+class Relay {
+public:
+    enum class Fault { Ends, FallsSilent };
+    explicit Relay(int serverPort) : serverPort_(serverPort), listener_(support::listenOnLoopback(port_))
+    {
+        thread_ = std::thread([this] { forward(); });
+    }
+    ~Relay()
+    {
+        isEnding_ = true;
+        thread_.join();
+        for (const Pair& pair : pairs_)
+            close(pair);
+        ::close(listener_);
+    }
+    int port() const { return port_; }
+    std::int64_t bytes() const { return bytes_; }
+    void breakAt(std::int64_t bytes, Fault fault)
+    {
+        fault_ = fault;
+        bytes_ = 0;
+        breakAt_ = bytes;
+    }
+
+private:
+    struct Pair {
+        int one;
+        int other;
+        bool isSilent = false;
+    };
+    static void close(const Pair& pair)
+    {
+        ::close(pair.one);
+        ::close(pair.other);
+    }
+    static bool isReadable(int socket, int milliseconds)
+    {
+        pollfd wait{socket, POLLIN, 0};
+        return ::poll(&wait, 1, milliseconds) > 0;
+    }
+    void forward()
+    {
+        while (!isEnding_) {
+            if (isReadable(listener_, pairs_.empty() ? 10 : 0))
+                connect();
+            std::erase_if(pairs_, [this](Pair& pair) {
+                const bool goesOn =
+                    pair.isSilent || (pass(pair.one, pair.other) && pass(pair.other, pair.one));
+                if (!goesOn)
+                    close(pair);
+                return !goesOn;
+            });
+            if (breakAt_ > 0 && bytes_ >= breakAt_)
+                breakAll();
+        }
+    }
+    void connect()
+    {
+        const int one = ::accept(listener_, nullptr, nullptr);
+        const int other = ::socket(AF_INET, SOCK_STREAM, 0);
+        const sockaddr_in address = support::loopback(serverPort_);
+        if (one >= 0 && ::connect(other, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
+            pairs_.push_back({one, other});
+        else
+            close({one, other});
+    }
+    bool pass(int from, int to)
+    {
+        if (!isReadable(from, 1))
+            return true;
+        char buffer[4096];
+        const ssize_t count = ::recv(from, buffer, sizeof buffer, 0);
+        bytes_ += std::max<ssize_t>(count, 0);
+        return count > 0 && ::send(to, buffer, static_cast<std::size_t>(count), MSG_NOSIGNAL) == count;
+    }
+    void breakAll()
+    {
+        breakAt_ = 0;
+        for (Pair& pair : pairs_)
+            pair.isSilent = true;
+        if (fault_ == Fault::Ends)
+            for (const Pair& pair : std::exchange(pairs_, {}))
+                close(pair);
+    }
+
+    const int serverPort_;
+    int port_ = 0;
+    const int listener_;
+    std::vector<Pair> pairs_;
+    std::atomic<std::int64_t> bytes_ = 0;
+    std::atomic<std::int64_t> breakAt_ = 0; // 0 for never.
+    std::atomic<Fault> fault_ = Fault::Ends;
+    std::atomic<bool> isEnding_ = false;
+    std::thread thread_;
+};
+
+std::mt19937 seeded()
+{
+    const char* given = std::getenv("TRELKIND_KILL_SEED");
+    const auto seed = given ? static_cast<unsigned>(std::atol(given)) : std::random_device()();
+    std::cout << "seed " << seed << "\n";
+    return std::mt19937(seed);
+}
 
 class KilledBatch : public testing::Test {
 protected:
@@ -34,7 +146,8 @@ int main()
     std::fclose(std::fopen("results.txt", "w"));
 }
 )"));
-        ASSERT_EQ(shell(fmt::format("machines add {} --port {}", machine, cluster.port())), 0);
+        relay.emplace(cluster.port());
+        ASSERT_EQ(shell(fmt::format("machines add {} --port {}", machine, relay->port())), 0);
         ASSERT_EQ(shell(fmt::format("machines password {} --password-fd 0 <<< secret", machine)), 0);
         ASSERT_EQ(shell(fmt::format("machines check {} --accept-new-host-key", machine)), 0);
     }
@@ -50,10 +163,10 @@ int main()
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
     std::string said() const { return support::readFile(wrapper.folder() / "out"); }
-    int runBatch(int killAt = 0)
+    int runBatch(const std::string& variables = "")
     {
         return shell(fmt::format("run '{}' --on {} --minutes 0.002", wrapper.path(), machine),
-            killAt == 0 ? "" : fmt::format("LD_PRELOAD='{}' TRELKIND_KILL_AT={}", KILL_AT, killAt));
+            variables.empty() ? "" : fmt::format("LD_PRELOAD='{}' {}", KILL_AT, variables));
     }
     void beginAnew()
     {
@@ -95,7 +208,7 @@ int main()
     {
         SCOPED_TRACE(fmt::format("killed at step {}", step));
         beginAnew();
-        const int status = runBatch(step);
+        const int status = runBatch(fmt::format("TRELKIND_KILL_AT={}", step));
         const bool submitting = mayHaveSubmitted();
         if (status == kKilled)
             EXPECT_TRUE(runBatch() == 0) << said();
@@ -107,6 +220,7 @@ int main()
 
     WrapperOnDisk wrapper{"Killed.vtask"};
     LoopbackCluster cluster;
+    std::optional<Relay> relay;
     const std::string machine = platform::loginName() + "@127.0.0.1";
 };
 
@@ -119,14 +233,59 @@ TEST_F(KilledBatch, GoesOnFromAnyStep)
         std::cout << step - 1 << " steps\n";
         return;
     }
-    const char* given = std::getenv("TRELKIND_KILL_SEED");
-    const auto seed = given ? static_cast<unsigned>(std::atol(given)) : std::random_device()();
-    std::cout << "seed " << seed << "\n";
-    std::mt19937 random(seed);
-    constexpr int kSamples = 8;
+    auto random = seeded();
+    constexpr int kSamples = 6;
     constexpr int kSteps = 170; // About as many as there are.
     for (int i = 0; i < kSamples && !HasFailure(); ++i)
         killAndGoOn(1 + static_cast<int>(random() % kSteps));
+}
+
+// The server is ended, or the network swallows everything: the program goes on by itself, or when it is
+// called again.
+TEST_F(KilledBatch, GoesOnAfterBrokenConnections)
+{
+    auto random = seeded();
+    beginAnew();
+    const std::int64_t before = relay->bytes();
+    ASSERT_EQ(runBatch(), 0) << said();
+    const auto whole = static_cast<unsigned>(relay->bytes() - before);
+    constexpr int kSamples = 5; // The last falls silent, which costs time.
+    for (int i = 0; i < kSamples && !HasFailure(); ++i) {
+        beginAnew();
+        const std::int64_t at = 1 + random() % whole;
+        SCOPED_TRACE(fmt::format("broken at byte {} of {}", at, whole));
+        relay->breakAt(at, i + 1 == kSamples ? Relay::Fault::FallsSilent : Relay::Fault::Ends);
+        int status = -1;
+        bool submitting = false;
+        for (int tries = 0; tries < 3 && status != 0; ++tries) {
+            status = runBatch();
+            submitting = submitting || mayHaveSubmitted();
+        }
+        EXPECT_EQ(status, 0) << said();
+        expectWhole(submitting);
+    }
+}
+
+// What can't be remembered isn't begun, and what can't be kept stays on the cluster.
+TEST_F(KilledBatch, SurvivesAFullDisk)
+{
+    beginAnew();
+    EXPECT_EQ(runBatch("TRELKIND_FULL_AT=1"), 1);
+    EXPECT_THAT(said(), testing::HasSubstr("The batch can not be run on the cluster."));
+    EXPECT_THAT(cluster.names("TrelkindWorkDirectory"), ElementsAre("CachedExecutables"));
+    EXPECT_FALSE(wrapper.has("Remote Machine.plist"));
+    ASSERT_EQ(shell(fmt::format("run '{}' --on {} --detach", wrapper.path(), machine)), 0) << said();
+    ASSERT_TRUE(served([&] {
+        const auto names = cluster.names("TrelkindWorkDirectory");
+        return std::ranges::any_of(names, [&](const std::string& name) {
+            return cluster.names("TrelkindWorkDirectory/" + name + "/Finished").size() == 2;
+        });
+    }));
+    for (const int full : {1, 2, 3})
+        shell(fmt::format("check '{}'", wrapper.path()),
+            fmt::format("LD_PRELOAD='{}' TRELKIND_FULL_AT={}", KILL_AT, full));
+    EXPECT_EQ(runBatch(), 0) << said();
+    expectWhole(false);
 }
 
 } // namespace
