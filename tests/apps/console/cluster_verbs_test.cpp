@@ -89,7 +89,8 @@ TEST_F(ClusterVerbs, KeepTheListOfMachines)
         {"T machines", 0, machine + "  queues: a, b\n"},
         {"T machines check u@elsewhere", 1, "", "\"trelkind machines add u@elsewhere\" adds it."},
         {"T machines password $M --password-fd 0", 1, "", "No password was given."},
-        {"T machines check $M --accept-new-host-key", 1, "Could not log in\n"},
+        {"T machines check $M", 1, "Could not connect\n", "Use --accept-new-host-key to skip"},
+        {"T machines check $M --accept-new-host-key", 1, "Could not log in\n", "no terminal to answer on"},
         {"T machines password $M --password-fd 0 <<< secret", 0, "Kept the password of"},
         {"T machines files $M", 0}, {"T machines check $M", 0, "Worked\n"},
         {"T machines files $M", 0, "  CachedExecutables\n"},
@@ -111,7 +112,7 @@ TEST_F(ClusterVerbs, RunABatchFromItsWrapper)
     const std::string run = "T run \"$W\" ";
     expect({{run + "--on $M", 1, "", "There is no machine"}, {run + "--on nobody", 1, "", "write USER@HOST"},
         {"T machines add $M --port $P", 0, "Added "}, {run + "--on $M --minutes 0", 2, "", "more than 0"},
-        {run + "--on $M", 1, "", "Use --accept-new-host-key"},
+        {run + "--on $M", 1, "", "met for the first time. The fingerprint of its key is SHA256:"},
         {run + "--on $M --accept-new-host-key", 1, "", machine + ": Could not log in"}});
     EXPECT_FALSE(wrapper.has("Remote Machine.plist"));
     expect({{"T machines password $M --password-fd 0 <<< secret", 0, "Kept"}});
@@ -179,7 +180,8 @@ TEST_F(ClusterVerbs, EndABatch)
     addMachine();
     cluster.write("scheduler/hold", "");
     const auto begin = [this] {
-        expect({{"T run \"$W\" --on $M --detach -q", 0, "", "The jobs are submitted."}});
+        expect(
+            {{"T run \"$W\" --on $M --detach -q --accept-new-host-key", 0, "", "The jobs are submitted."}});
         for (const std::string& name : cluster.names("TrelkindWorkDirectory"))
             if (name != "CachedExecutables" && !cluster.has("TrelkindWorkDirectory/" + name + "/Seen"))
                 return "TrelkindWorkDirectory/" + name;

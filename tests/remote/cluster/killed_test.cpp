@@ -177,7 +177,7 @@ int main()
         for (const char* left : {"scheduler", "TrelkindWorkDirectory"})
             std::filesystem::remove_all(cluster / left);
         support::writeFile(wrapper.folder() / "out", "");
-        ASSERT_EQ(shell(fmt::format("machines check {}", machine)), 0) << said();
+        ASSERT_EQ(shell(fmt::format("machines check {} --accept-new-host-key", machine)), 0) << said();
     }
     // The submission may have happened although its flag hasn't reached the disk.
     bool mayHaveSubmitted() const

@@ -70,6 +70,14 @@ int tasksAtWork(const KRTrelkindController& controller)
         std::count_if(tasks.begin(), tasks.end(), [](const auto& task) { return task->isUnderWay(); }));
 }
 
+void openKeyOf(OpenWrapper& wrapper, const std::string& host)
+{
+    for (const auto& machine : wrapper.application().remoteMachines())
+        if (auto* cluster = dynamic_cast<KRTrelkindMachineLSF*>(machine.get());
+            cluster && cluster->machineName() == host)
+            openKeyFile(*cluster->passwordInfo());
+}
+
 // Connects the wrapper with the machine that it is bound to, or that the user names.
 bool connect(OpenWrapper& wrapper, const RunOptions& options)
 {
@@ -84,6 +92,7 @@ bool connect(OpenWrapper& wrapper, const RunOptions& options)
         if (auto* cluster = dynamic_cast<KRTrelkindMachineLSF*>(machine.get()))
             cluster->wishes = {options.minutes, options.withoutArguments};
     if (host && (!name || name->host == *host)) {
+        openKeyOf(wrapper, *host);
         controller.goOnWithBatch();
         if (!controller.engine())
             complain(fmt::format("{} has a batch on {}, which is not in the list of machines. \"trelkind "
@@ -108,6 +117,7 @@ bool connect(OpenWrapper& wrapper, const RunOptions& options)
             complain(fmt::format("{}: {}", name->text(), words));
             return false;
         }
+    openKeyFile(*machine->passwordInfo());
     controller.connectMachine(*machine, name->queue);
     return controller.engine() != nullptr;
 }
@@ -285,6 +295,7 @@ int clusterRunVerb(const RunOptions& options)
 
 int checkVerb(const CheckOptions& options)
 {
+    answerSignInOnTerminal(false);
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;
@@ -321,6 +332,7 @@ int checkVerb(const CheckOptions& options)
 
 int endVerb(const EndOptions& options)
 {
+    answerSignInOnTerminal(false);
     const auto wrapper = OpenWrapper::open(options.wrapper);
     if (!wrapper)
         return kWrongUse;

@@ -26,6 +26,16 @@ void answerSignInOnTerminal(bool acceptsNewHostKeys)
     };
 }
 
+void openKeyFile(const SVSSHPasswordInfo& login)
+{
+    if (!login.access().keyFile)
+        return;
+    signInWithAnswers(login, [&login] {
+        ssh::CkoSsh connection;
+        return !login.authenticateSSH(connection);
+    });
+}
+
 void signInWithAnswers(const SVSSHPasswordInfo& login, const std::function<bool()>& attempt)
 {
     for (int left = kMostAttempts; !attempt() && --left > 0;)

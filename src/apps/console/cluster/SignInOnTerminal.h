@@ -9,5 +9,8 @@
 // but a new host is trusted if the user has said so beforehand. Before the first connection.
 void answerSignInOnTerminal(bool acceptsNewHostKeys);
 
+// Asks what an encrypted key of the machine needs, before operations need it that can't ask.
+void openKeyFile(const SVSSHPasswordInfo& login);
+
 // Makes attempts until one succeeds or a question has no answer. `attempt` tells whether it has succeeded.
 void signInWithAnswers(const SVSSHPasswordInfo& login, const std::function<bool()>& attempt);
