@@ -402,7 +402,7 @@ TEST_F(OpenSsh, IsReachedThroughAnotherServer)
     EXPECT_EQ(support::runCommand(ssh, "echo in"), "in\n");
 
     int closedPort = 0;
-    close(support::listenOnLoopback(closedPort));
+    support::listenOnLoopback(closedPort).reset();
     EXPECT_FALSE(through(ssh, closedPort));
     EXPECT_THAT(ssh.LastErrorText(), HasSubstr("doesn't open a channel"));
     EXPECT_FALSE(ssh.ConnectThrough(std::make_unique<CkoSsh>(), "127.0.0.1", server_->port()));
