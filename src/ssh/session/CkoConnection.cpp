@@ -1,7 +1,7 @@
 #include "ssh/session/CkoConnection.h"
 
-#include "ssh/session/CkoSsh.h"
 #include "ssh/session/ClsConnection.h"
+#include "ssh/session/ForwardHost.h"
 
 namespace ssh {
 
@@ -22,7 +22,7 @@ bool CkoConnection::Connect(const std::string& hostname, int port)
     return connection_.connect(hostname, port);
 }
 
-bool CkoConnection::ConnectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port)
+bool CkoConnection::ConnectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port)
 {
     return connection_.connectThrough(std::move(jump), hostname, port);
 }

@@ -10,7 +10,7 @@
 namespace ssh {
 
 class ClsConnection;
-class CkoSsh;
+class ForwardHost;
 
 // The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit has
 // passed, and none throws. A failed call returns false, null or a negative number and leaves the reason in
@@ -36,7 +36,7 @@ public:
     // which HostKeyIsNew and the log tell.
     bool Connect(const std::string& hostname, int port = 22);
     // The same through another server, which must be logged in and belongs to this connection from now on.
-    bool ConnectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port = 22);
+    bool ConnectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port = 22);
     // Once for each connection: a login after a successful one fails. An empty password goes by the
     // keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);

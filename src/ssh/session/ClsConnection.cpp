@@ -40,7 +40,7 @@ bool ClsConnection::connect(const std::string& hostname, int port)
     });
 }
 
-bool ClsConnection::connectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port)
+bool ClsConnection::connectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port)
 {
     return check([&] {
         letGo();

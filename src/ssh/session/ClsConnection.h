@@ -8,7 +8,7 @@
 
 namespace ssh {
 
-class CkoSsh;
+class ForwardHost;
 class SshForward;
 
 // The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
@@ -23,7 +23,7 @@ public:
     // Changes settings; those of the algorithms take effect with the next `connect`.
     void configure(const std::function<void(TransportSettings&)>& change);
     bool connect(const std::string& hostname, int port);
-    bool connectThrough(std::unique_ptr<CkoSsh> jump, const std::string& hostname, int port);
+    bool connectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port);
     bool authenticatePw(const std::string& login, const std::string& password);
     bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
     bool signIn(const std::string& login, const CkoSignIn& with);

@@ -14,11 +14,12 @@ constexpr int kPiece = 64 * 1024; // Bytes that are moved together.
 
 } // namespace
 
-Result<SshForward::Opened> SshForward::open(std::unique_ptr<CkoSsh> jump, const std::string& host, int port)
+Result<SshForward::Opened> SshForward::open(
+    std::unique_ptr<ForwardHost> jump, const std::string& host, int port)
 {
     const int channel = jump->OpenForwardChannel(host, port);
     if (channel < 0)
-        return Error{jump->LastErrorText()};
+        return Error{jump->whyNoForward()};
     int pair[2] = {-1, -1};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, pair) != 0)
         return Error{"There are no sockets left for a connection through another host."};
@@ -34,7 +35,7 @@ Result<SshForward::Opened> SshForward::open(std::unique_ptr<CkoSsh> jump, const 
     return opened;
 }
 
-SshForward::SshForward(std::unique_ptr<CkoSsh> jump, int channel, Socket socket, int descriptor)
+SshForward::SshForward(std::unique_ptr<ForwardHost> jump, int channel, Socket socket, int descriptor)
     : jump_(std::move(jump)), channel_(channel), socket_(std::move(socket)), descriptor_(descriptor),
       thread_([this] { serve(); })
 { }
@@ -55,7 +56,7 @@ void SshForward::serve()
         // Out of memory: the connection ends, and its user is told so.
     }
     socket_.close();
-    jump_->Disconnect();
+    jump_->endForwarding();
 }
 
 bool SshForward::moveToLocal(bool& moved)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ssh/session/CkoSsh.h"
+#include "ssh/session/ForwardHost.h"
 #include "ssh/transport/Socket.h"
 
 #include <memory>
@@ -13,20 +13,20 @@ namespace ssh {
 class SshForward {
 public:
     struct Opened;
-    static Result<Opened> open(std::unique_ptr<CkoSsh> jump, const std::string& host, int port);
+    static Result<Opened> open(std::unique_ptr<ForwardHost> jump, const std::string& host, int port);
     // After the local socket has been closed; else it waits for that.
     ~SshForward();
     SshForward(const SshForward&) = delete;
     SshForward& operator=(const SshForward&) = delete;
 
 private:
-    SshForward(std::unique_ptr<CkoSsh> jump, int channel, Socket socket, int descriptor);
+    SshForward(std::unique_ptr<ForwardHost> jump, int channel, Socket socket, int descriptor);
     void serve();
     bool moveToLocal(bool& moved);
     bool moveToServer(bool& moved);
     bool wait() const; // False when the other end of the local socket is gone.
 
-    std::unique_ptr<CkoSsh> jump_;
+    std::unique_ptr<ForwardHost> jump_;
     const int channel_;
     Socket socket_; // Our end of the local pair.
     const int descriptor_; // Of that end.

@@ -40,7 +40,6 @@ public:
         thread_.join();
         for (const Pair& pair : pairs_)
             close(pair);
-        ::close(listener_);
     }
     int port() const { return port_; }
     std::int64_t bytes() const { return bytes_; }
@@ -70,7 +69,7 @@ private:
     void forward()
     {
         while (!isEnding_) {
-            if (isReadable(listener_, pairs_.empty() ? 10 : 0))
+            if (isReadable(listener_.get(), pairs_.empty() ? 10 : 0))
                 connect();
             std::erase_if(pairs_, [this](Pair& pair) {
                 const bool goesOn =
@@ -85,7 +84,7 @@ private:
     }
     void connect()
     {
-        const int one = ::accept(listener_, nullptr, nullptr);
+        const int one = ::accept(listener_.get(), nullptr, nullptr);
         const int other = ::socket(AF_INET, SOCK_STREAM, 0);
         const sockaddr_in address = support::loopback(serverPort_);
         if (one >= 0 && ::connect(other, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
@@ -114,7 +113,7 @@ private:
 
     const int serverPort_;
     int port_ = 0;
-    const int listener_;
+    const platform::Descriptor listener_;
     std::vector<Pair> pairs_;
     std::atomic<std::int64_t> bytes_ = 0;
     std::atomic<std::int64_t> breakAt_ = 0; // 0 for never.
