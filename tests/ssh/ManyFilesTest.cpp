@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using namespace ssh;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -83,7 +85,8 @@ TEST_F(ManyFiles, HaveTheirResultsInTheOrderOfTheRequests)
         EXPECT_THAT(sent[1].error, HasSubstr("missing"));
         EXPECT_THAT(sent[3].error, HasSubstr("no such file"));
         EXPECT_FALSE(sent[1].opened || sent[3].opened);
-        EXPECT_THAT(reports, ElementsAre(5u));
+        EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+        EXPECT_EQ(reports.empty() ? 0 : reports.back(), 5u);
 
         auto wanted = downloads();
         wanted.push_back({"none", local("none"), false, 5});
