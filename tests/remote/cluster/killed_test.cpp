@@ -262,7 +262,7 @@ TEST_F(KilledBatch, GoesOnAfterBrokenConnections)
         relay->breakAt(at, i + 1 == kSamples ? Relay::Fault::FallsSilent : Relay::Fault::Ends);
         int status = -1;
         bool submitting = false;
-        for (int tries = 0; tries < 3 && status != 0; ++tries) {
+        for (int tries = 0; tries < 10 && status != 0; ++tries) {
             status = runBatch();
             submitting = submitting || mayHaveSubmitted();
             relay->endSilentOnes();
