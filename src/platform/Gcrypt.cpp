@@ -148,7 +148,7 @@ void* reallocate(void* block, std::size_t size)
 // lock: two threads that use a curve for the first time would race, and one of the numbers would leak.
 void readFieldsOfCurves()
 {
-    for (const char* curve : { "NIST P-256", "NIST P-384", "NIST P-521", "Curve25519", "Ed25519" }) {
+    for (const char* curve : {"NIST P-256", "NIST P-384", "NIST P-521", "Curve25519", "Ed25519"}) {
         gcry_ctx_t context = nullptr;
         if (gcry_mpi_ec_new(&context, nullptr, curve) == 0)
             gcry_ctx_release(context);

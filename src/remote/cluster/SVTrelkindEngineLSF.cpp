@@ -26,6 +26,7 @@ constexpr double kUsualMinutes = 15;
 constexpr double kSecondsPerMinute = 60;
 constexpr double kSecondsBetweenWakes = 10; // Between looks for a sleep of this machine.
 constexpr double kShortSleep = 30; // Seconds, after which nothing is done earlier.
+constexpr int kCanNotExecute = 126; // A shell's exit status.
 
 // The leading number of a text, 0 without one.
 double doubleValue(const std::string& text)
@@ -286,6 +287,11 @@ void SVTrelkindEngineLSF::runExecutableIfPossible()
 
 void SVTrelkindEngineLSF::startFinished(SVSSHCommand& operation)
 {
+    // The script never ran, such as when a broken connection still has it open: nothing was submitted, and
+    // with the flag nothing ever would be.
+    if (operation.exitStatus() == kCanNotExecute
+        && schedulerjobs::parseSubmission(operation.printed()).accepted == 0)
+        return stuck("submission")(operation.printed());
     submittingRun_ = false;
     infoFile_.setFlag(BatchFile::kRunsStarted);
     reportRefusedJobs(operation.printed());
@@ -441,6 +447,9 @@ void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
     if (operation.error()) {
         removingEverything_ = false;
         panel_.outputStatus.setStringValue("Failed to remove");
+        KRMessageCenter::addMessage("Failed to remove the folder of the batch from the cluster.",
+            fmt::format("{}@{}:{}: {}", machine_->userName(), machine_->machineName(), workDirectory(),
+                *operation.error()));
     }
     if (isAttached())
         taskController_->endAllTasks();

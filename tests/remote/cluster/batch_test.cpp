@@ -361,6 +361,8 @@ TEST_F(Batch, ShowsWhichStepCouldNotConnect)
         const auto kept = std::static_pointer_cast<SVTrelkindEngineLSF>(engine().shared_from_this());
         ASSERT_TRUE(served([&] { return !controller->engine(); }, 20)) << lines();
         EXPECT_EQ(kept->panel().outputStatus.stringValue(), "Failed to remove");
+        EXPECT_THAT(wrapper.messages().back(), HasSubstr("Failed to remove the folder of the batch"));
+        EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr(machine->machineDescription() + ":TrelkindWork"));
         EXPECT_FALSE(wrapper.has("Remote Machine.plist"));
     }
 }
@@ -482,6 +484,20 @@ TEST_F(Batch, TellsWhatTheSchedulerSays)
     EXPECT_THAT(engine().remarks(),
         ElementsAre("Waiting (Resources): 1",
             "Lost, since the scheduler has no job for them and they have not ended: 3"));
+}
+
+// A script that can't even be executed has submitted nothing: its flag would end in waiting for ever.
+TEST_F(Batch, RepeatsASubmissionThatNeverBegan)
+{
+    begun({"Work folder exists", "Executable Exists", "Tasks have been copied"});
+    cluster.write(batchFolder() + "/SubmitTasks", "#!/bin/sh\n");
+    open();
+    ASSERT_TRUE(served([&] { return engine().isStuck(); }, 20)) << lines();
+    EXPECT_FALSE(engine().hasBeenSubmitted());
+    EXPECT_THAT(wrapper.messages(), ElementsAre("The submission on the cluster has failed."));
+    std::filesystem::permissions(cluster / (batchFolder() + "/SubmitTasks"), std::filesystem::perms(0700));
+    controller->goOnWithBatch();
+    ASSERT_TRUE(served([&] { return engine().hasBeenSubmitted(); }, 20)) << lines();
 }
 
 TEST_F(Batch, FindsTheExecutableByListing)
