@@ -7,6 +7,8 @@
 #include "platform/plist/PropertyList.h"
 #include "storage/stacks/KRDataFileSavingCache.h"
 
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -375,6 +377,33 @@ TEST_P(EveryFormat, AFullDiskLosesNothingAndIsTold)
         };
         EXPECT_EQ(inAnotherProcess(AsUser::Same, "", work), 0) << room;
     }
+}
+
+TEST_P(EveryFormat, ASmallDiskThatFillsUpKeepsWhatFitted)
+{
+    const std::string disk = folder / "disk";
+    std::filesystem::create_directory(disk);
+    constexpr int kNoSmallDisk = 77;
+    const int status = inAnotherProcess(AsUser::Same, "", [&] {
+        if (::unshare(CLONE_NEWNS | (::geteuid() == 0 ? 0 : CLONE_NEWUSER)) != 0
+            || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+            || ::mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=64k,nr_inodes=16") != 0)
+            ::_exit(kNoSmallDisk);
+        const File file = KRDataFile::openNewFileWithName(disk + "/x." + GetParam().ending);
+        int written = 0;
+        EXPECT_THAT(messagesOf([&] {
+            while (file->writeDoubleArray(doubles(counted<double>(1000)), std::to_string(written)))
+                ++written;
+        }),
+            ElementsAre(testing::EndsWith("\": No space left on device.")));
+        EXPECT_GT(written, 1);
+        EXPECT_EQ(shown(*opened(disk + "/x." + GetParam().ending)), shown(*file));
+        EXPECT_FALSE(file->copyInto(disk + "/copy"));
+        return !HasFailure();
+    });
+    if (status == kNoSmallDisk && ::geteuid() != 0)
+        GTEST_SKIP() << "this user can't have a file system of a test's own";
+    EXPECT_EQ(status, 0);
 }
 
 TEST_P(EveryFormat, IsReadAndWrittenOnlyWithPermission)
