@@ -143,27 +143,30 @@ int KRDataFileStack::updateFile()
     const FolderBeingRead folder(fileName_);
     if (!folder.isNew())
         return 0;
-    std::map<std::string, Pointer> before;
+    // The members have locks of their own, which are never taken under this one here.
     std::unique_lock lock(accessLock_);
-    for (const Pointer& member : dataFiles_)
-        before.emplace(member->fileName(), member);
+    const std::vector<Pointer> known = dataFiles_;
     const Looks looksBefore = looks_;
-    lock.unlock(); // The members may be read meanwhile.
+    lock.unlock();
+    std::map<std::string, Pointer> before;
+    for (const Pointer& member : known)
+        before.emplace(member->fileName(), member);
     std::vector<Pointer> now;
     Looks looks;
     bool hasChanged = false;
     for (const std::string& path : pathsOfMembers()) {
-        const auto known = before.find(path);
+        const auto found = before.find(path);
         const auto look = looks.emplace(path, lookAt(path)).first;
         const auto lookBefore = looksBefore.find(path);
         const bool isTouched = lookBefore == looksBefore.end() || lookBefore->second != look->second;
         if (auto member =
-                renewed(known == before.end() ? nullptr : known->second, path, isTouched, hasChanged))
+                renewed(found == before.end() ? nullptr : found->second, path, isTouched, hasChanged))
             now.push_back(std::move(member));
     }
     hasChanged = hasChanged || now.size() != before.size();
+    const std::uint64_t length = lengthOf(now);
     lock.lock();
-    currentLengthOfFile_ = lengthOf(now);
+    currentLengthOfFile_ = length;
     dataFiles_ = std::move(now);
     looks_ = std::move(looks);
     return hasChanged ? 1 : 0;
