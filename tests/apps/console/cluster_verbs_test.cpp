@@ -159,7 +159,10 @@ TEST_F(ClusterVerbs, TellWhatKeepsABatchFromGoingOn)
     EXPECT_EQ(wrapper.read("Remote Machine.plist"), stored);
     addMachine();
     cluster.write("scheduler/hold", "");
-    const std::string folder = "TrelkindWorkDirectory/" + cluster.names("TrelkindWorkDirectory").front();
+    auto folders = cluster.names("TrelkindWorkDirectory");
+    std::erase(folders, "CachedExecutables");
+    ASSERT_EQ(folders.size(), 1U);
+    const std::string folder = "TrelkindWorkDirectory/" + folders.front();
     cluster.write(folder + "/Sources/main.cpp", "#include <cstdio>\nint main() { std::puts(\"ran\"); }\n");
     // It goes on with what is there. A second program is told, and an interrupt leaves the batch.
     const Said interrupted = shell("(exec \"$R\" run \"$W\" > first.out 2> first.err) & pid=$!\n"
