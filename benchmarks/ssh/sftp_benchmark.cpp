@@ -167,6 +167,21 @@ void benchmarkFiles(
         [&] { return theirFiles(setting, port, compression, "put " + source + " " + target + "\n"); });
 }
 
+void benchmarkChannels(const Setting& setting, int port, std::size_t megabytes)
+{
+    const std::string source = setting.folder / "source";
+    const std::string target = setting.folder / "target";
+    std::filesystem::resize_file(source, megabytes * 1024 * 1024);
+    const std::string what = "over channels " + std::to_string(megabytes) + " MB, 50 ms";
+    report(
+        setting, what.c_str(), static_cast<double>(megabytes) * 1.048576, false,
+        [&] {
+            return ourFiles(setting, port, false,
+                [&](ssh::CkoSFtp& sftp) { return sftp.UploadFiles({{target, source, {}, {}}})[0].ok(); });
+        },
+        [&] { return theirFiles(setting, port, false, "put " + source + " " + target + "\n"); });
+}
+
 void benchmarkSmallFiles(const Setting& setting, int port)
 {
     constexpr int kFiles = 200;
@@ -245,6 +260,7 @@ int main(int argc, char** argv)
     setting.far = std::make_unique<Relay>(direct, std::chrono::milliseconds(25));
     const int far = setting.far->port();
     benchmarkFiles(setting, far, "50 ms", medium, false);
+    benchmarkChannels(setting, far, medium);
     benchmarkSmallFiles(setting, far);
     benchmarkCommand(setting, far, true, "connect, login, command, 50 ms");
     benchmarkCommand(setting, direct, false, "connect, login, command, direct");

@@ -184,6 +184,26 @@ TEST_F(OpenSsh, CarriesManyFilesTogether)
     EXPECT_EQ(listings[0]->NumFilesAndDirs(), static_cast<int>(kFiles));
 }
 
+TEST_F(OpenSsh, CarriesAVeryLargeFileOverAsManyChannelsAsTheServerAllows)
+{
+    const std::string content = support::randomText(20'000'003);
+    const auto single = support::RealServer::openSsh(authorized_, "MaxSessions 1");
+    for (const auto* server : {server_.get(), single.get()}) {
+        ASSERT_TRUE(server);
+        CkoSFtp sftp;
+        ASSERT_TRUE(logIn(sftp, "ssh-ed25519", server->port()) && sftp.InitializeSftp())
+            << sftp.LastErrorText();
+        const std::string path = folder_ / "file";
+        for (int round = 0; round < 2; ++round) { // Over what the first has opened, and what it has written.
+            const auto text = std::string_view(content).substr(static_cast<std::size_t>(round));
+            const auto sent = sftp.UploadFiles({{path, {}, viewOf(text), 0640}});
+            EXPECT_TRUE(sent[0].ok()) << sent[0].error;
+            EXPECT_TRUE(readFile(path) == text);
+        }
+        EXPECT_EQ(sftp.GetFilePermissions(path, false, false), 0640);
+    }
+}
+
 void checkFiles(CkoSFtp& sftp, const support::TemporaryFolder& folder)
 {
     ASSERT_TRUE(sftp.InitializeSftp()) << sftp.LastErrorText();

@@ -2,7 +2,6 @@
 
 #include "ssh/crypto/TextConversion.h"
 #include "ssh/sftp/DownloadTarget.h"
-#include "ssh/sftp/SFtpTransfer.h"
 
 #include <algorithm>
 
@@ -115,6 +114,8 @@ int ClsSFtp::protocolVersion() const
 void ClsSFtp::letGo()
 {
     session_.reset();
+    moreSessions_.clear();
+    serverTakesMore_ = true;
     handles_.clear();
     cache_.clear();
 }
@@ -240,14 +241,7 @@ bool ClsSFtp::writeFileBytes(const std::string& handle, std::span<const std::uin
         if (!at.ok())
             return at.error();
         cache_.clear();
-        ByteView left = data;
-        const auto input = [&](std::span<std::uint8_t> into) -> Result<std::size_t> {
-            const std::size_t count = std::min(into.size(), left.size());
-            std::copy_n(left.begin(), count, into.begin());
-            left = left.subspan(count);
-            return count;
-        };
-        SFtpUpload writing(*session_, (*at)->remote, (*at)->position, input);
+        SFtpUpload writing(*session_, (*at)->remote, (*at)->position, inputFrom(data));
         Status status = writing.run(false);
         if (status.ok())
             (*at)->position = writing.position();
@@ -301,10 +295,7 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
         status = attr.ok() ? skip(*local, from) : Status(attr.error());
     }
     if (status.ok()) {
-        SFtpUpload transfer(**at, *remote, from, [&](std::span<std::uint8_t> into) {
-            auto count = local->read(into);
-            return count.ok() ? count : Result<std::size_t>(localFailure(count.error()));
-        });
+        SFtpUpload transfer(**at, *remote, from, inputFrom(*local));
         status = transfer.run(true);
     }
     if (!status.ok()) {
@@ -312,23 +303,6 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
         (void)transport_.flush();
     }
     return status;
-}
-
-Status ClsSFtp::uploadBytes(const std::string& remotePath, ByteView bytes)
-{
-    const auto at = session();
-    if (!at.ok())
-        return at.error();
-    const auto remote = (*at)->openFile(remotePath, SFtpAccess::Write, SFtpDisposition::CreateTruncate);
-    if (!remote.ok())
-        return remote.error();
-    SFtpUpload transfer(**at, *remote, 0, [&bytes](std::span<std::uint8_t> into) -> Result<std::size_t> {
-        const std::size_t count = std::min(into.size(), bytes.size());
-        std::copy_n(bytes.begin(), count, into.begin());
-        bytes = bytes.subspan(count);
-        return count;
-    });
-    return transfer.run(true);
 }
 
 bool ClsSFtp::downloadFileByName(const std::string& remotePath, const std::string& localPath, bool resuming)

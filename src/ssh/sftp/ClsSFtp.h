@@ -2,6 +2,7 @@
 
 #include "ssh/session/ClsConnection.h"
 #include "ssh/sftp/SFtpManyFiles.h"
+#include "ssh/sftp/SFtpTransfer.h"
 
 #include <map>
 
@@ -51,14 +52,17 @@ private:
     std::string remember(Bytes remote);
     Status download(const std::string& remotePath, const std::string& localPath, bool resuming);
     Status upload(const std::string& remotePath, const std::string& localPath, bool resuming);
-    Status uploadBytes(const std::string& remotePath, ByteView bytes);
     Status uploadLarge(const CkoUpload& file);
+    Status write(const std::string& remotePath, const SFtpUpload::Input& input, std::uint64_t size);
+    const std::vector<std::unique_ptr<SFtpSession>>& moreSessions();
 
     SFtpSettings sftpSettings_;
     bool includeDotDirs_ = false;
     bool cacheOn_ = false;
     std::map<std::pair<std::string, bool>, SFtpFileAttr> cache_; // By path and whether links are followed.
     std::unique_ptr<SFtpSession> session_;
+    std::vector<std::unique_ptr<SFtpSession>> moreSessions_; // For very large files.
+    bool serverTakesMore_ = true; // It hasn't refused another session.
     std::map<std::string, Handle> handles_;
     std::uint64_t nextHandle_ = 1;
 };

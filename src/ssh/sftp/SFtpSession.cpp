@@ -218,44 +218,57 @@ Result<bool> SFtpSession::packetReady()
     return channel_.received.size() - kReplyLengthField >= length;
 }
 
+bool SFtpSession::hasNews()
+{
+    const Result<bool> complete = packetReady();
+    return !complete.ok() || *complete || channel_.closeReceived;
+}
+
+Status SFtpSession::wait(const std::function<bool()>& done)
+{
+    return host_.waitFor(done);
+}
+
+Status SFtpSession::flush()
+{
+    return host_.flush();
+}
+
+Status SFtpSession::takeReply(const std::function<Status(const Reply&)>& handle)
+{
+    const Result<bool> complete = packetReady();
+    if (!complete.ok())
+        return complete.error();
+    if (!*complete)
+        return channel_.closeReceived ? Status(Error{"The server ended the SFTP session."}) : Status();
+    const std::uint32_t length = loadUint32(channel_.received.data());
+    WireReader reader(channel_.received.view().subspan(kReplyLengthField, length));
+    Reply reply;
+    reply.type = reader.byte();
+    reply.id = reader.uint32();
+    reply.body = reader.rest();
+    if (pending_.erase(reply.id) == 0)
+        return Error{"The server answered an SFTP request that wasn't made."};
+    Status status;
+    if (abandoned_.erase(reply.id) == 0)
+        status = handle(reply);
+    const Status consumed = host_.channels().consume(channel_, kReplyLengthField + length);
+    return status.ok() ? consumed : status;
+}
+
 Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
     const std::function<bool()>& done, const std::function<bool()>& ready)
 {
     while (!done()) {
-        Result<bool> complete = packetReady();
-        if (complete.ok() && !*complete) {
-            if (ready && ready())
-                return {};
-            Status status = host_.waitFor([&] {
-                complete = packetReady();
-                return !complete.ok() || *complete || channel_.closeReceived || (ready && ready());
-            });
-            if (!status.ok())
-                return status;
-        }
-        if (!complete.ok())
-            return complete.error();
-        if (!*complete) {
-            if (channel_.closeReceived)
-                return Error{"The server ended the SFTP session."};
-            continue;
-        }
-        const std::uint32_t length = loadUint32(channel_.received.data());
-        WireReader reader(channel_.received.view().subspan(kReplyLengthField, length));
-        Reply reply;
-        reply.type = reader.byte();
-        reply.id = reader.uint32();
-        reply.body = reader.rest();
-        if (pending_.erase(reply.id) == 0)
-            return Error{"The server answered an SFTP request that wasn't made."};
-        Status status;
-        if (abandoned_.erase(reply.id) == 0)
-            status = handle(reply);
-        const Status consumed = host_.channels().consume(channel_, kReplyLengthField + length);
-        if (!status.ok() || !consumed.ok())
-            return status.ok() ? consumed : status;
+        if (!hasNews() && ready && ready())
+            return {};
+        Status status = wait([&] { return hasNews() || (ready && ready()); });
+        if (status.ok())
+            status = takeReply(handle);
+        if (!status.ok())
+            return status;
     }
-    return host_.flush();
+    return flush();
 }
 
 Result<SFtpSession::Reply> SFtpSession::ask(std::uint8_t type, ByteView body)

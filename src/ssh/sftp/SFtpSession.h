@@ -79,6 +79,12 @@ public:
     Status exchange(const std::function<Status(const Reply&)>& handle, const std::function<bool()>& done,
         const std::function<bool()>& ready = nullptr);
     bool hasRoom() const; // Little is waiting for window or socket: send more.
+    // For a caller that serves several sessions of one connection: waits once for all of them, and takes what
+    // has come for each.
+    bool hasNews(); // takeReply() has something to do: a reply, or the end of the session.
+    Status takeReply(const std::function<Status(const Reply&)>& handle); // Does nothing without news.
+    Status wait(const std::function<bool()>& done); // Serves the whole connection meanwhile.
+    Status flush(); // Sends what can be sent without waiting.
 
     // The bodies of requests, and what their replies say.
     Bytes openRequest(const std::string& path, SFtpAccess access, SFtpDisposition disposition) const;

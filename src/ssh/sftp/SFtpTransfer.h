@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/files/File.h"
 #include "ssh/sftp/SFtpSession.h"
 
 #include <deque>
@@ -56,32 +57,47 @@ private:
     Slots slots_; // In order of offset, without gaps, from `position_` on.
 };
 
-// Writes a remote file with several requests in flight.
+// Writes a remote file with several requests in flight, over one channel or several: a server's window bounds
+// what is on its way on each. Over several, a transfer that fails leaves holes in the remote file.
 class SFtpUpload {
 public:
     using Input = std::function<Result<std::size_t>(std::span<std::uint8_t>)>; // 0 at the end.
 
     SFtpUpload(SFtpSession& session, ByteView handle, std::uint64_t from, Input input);
     ~SFtpUpload();
-    // Succeeds when the server has confirmed every byte. With `closing`, the handle is closed behind the last
-    // byte, and that must succeed too; after a failure the handle is still open.
+    // Before run(): another session of the same connection, with a handle of its own for the same file.
+    void addChannel(SFtpSession& session, ByteView handle);
+    // Succeeds when the server has confirmed every byte. With `closing`, the handles are closed behind the
+    // last byte, and that must succeed too; after a failure they are still open.
     Status run(bool closing);
+    void closeWithoutWaiting(); // After a failure.
     std::uint64_t position() const { return offset_; }
 
 private:
-    bool maySend() const;
-    Status sendChunks(bool closing);
-    Status sendChunk(bool closing);
-    Status receive(const SFtpSession::Reply& reply);
+    struct Lane {
+        SFtpSession& session;
+        Bytes handle;
+        std::unordered_set<std::uint32_t> inFlight;
+    };
 
-    SFtpSession& session_;
-    Bytes handle_;
+    bool maySend(const Lane& lane) const;
+    bool hasEnded() const;
+    Status sendChunks(bool closing);
+    Status sendChunk(Lane& lane);
+    Status sendClose(Lane& lane);
+    Status takeReplies(Lane& lane);
+
+    std::vector<Lane> lanes_;
     Input input_;
     std::uint64_t offset_;
-    std::size_t mostInFlight_;
+    std::size_t mostInFlight_; // Requests of each lane.
     Bytes buffer_; // One chunk.
     bool ended_ = false; // End of the input.
-    std::unordered_set<std::uint32_t> inFlight_;
+    bool closed_ = false; // Requests to close the handles have gone out.
 };
+
+// The input of an upload from a file's position on, or from bytes. Both must outlive it.
+SFtpUpload::Input inputFrom(platform::File& file);
+SFtpUpload::Input inputFrom(ByteView bytes);
 
 } // namespace ssh
