@@ -12,6 +12,7 @@ constexpr std::size_t kReadSize = std::size_t{256} * 1024;
 constexpr std::chrono::milliseconds kSixHours{21600000};
 
 const Error kNotConnected{"There is no connection to a server."};
+const Error kNotLoggedIn{"A channel needs a connection with a user logged in."};
 
 // The name is written to the known hosts file, where blanks, commas and wildcards have a meaning.
 bool isHostName(const std::string& host)
@@ -283,36 +284,42 @@ Status SshTransport::exchangeKeys()
 
 Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
 {
+    const auto number = requestChannel(takesErrorOutput);
+    const Status opened = number.ok() ? awaitChannel(*number) : Status(number.error());
+    return opened.ok() ? number : opened.error();
+}
+
+Result<std::uint32_t> SshTransport::requestChannel(bool takesErrorOutput)
+{
     if (!connected() || !authenticated())
-        return Error{"A channel needs a connection with a user logged in."};
+        return kNotLoggedIn;
     auto number = channels().open(settings_.initialWindow, settings_.maximumPacket);
-    if (!number.ok())
-        return number;
-    channel(*number)->takesErrorOutput = takesErrorOutput;
-    return awaitOpened(*number);
+    if (number.ok())
+        channel(*number)->takesErrorOutput = takesErrorOutput;
+    return number;
 }
 
 Result<std::uint32_t> SshTransport::openForward(const std::string& host, int port)
 {
     if (!connected() || !authenticated())
-        return Error{"A channel needs a connection with a user logged in."};
+        return kNotLoggedIn;
     WireWriter target;
     target.string(host).uint32(static_cast<std::uint32_t>(port)).string("127.0.0.1").uint32(0);
     const auto number =
         channels().open(settings_.initialWindow, settings_.maximumPacket, "direct-tcpip", target);
-    return number.ok() ? awaitOpened(*number) : number;
+    const Status opened = number.ok() ? awaitChannel(*number) : Status(number.error());
+    return opened.ok() ? number : opened.error();
 }
 
-Result<std::uint32_t> SshTransport::awaitOpened(std::uint32_t number)
+Status SshTransport::awaitChannel(std::uint32_t number)
 {
     Channel& opened = *channel(number);
     const Status status = waitFor([&] { return opened.state != Channel::State::Opening; });
     if (!status.ok())
-        return status.error();
+        return status;
     if (opened.state == Channel::State::Refused)
         return Error{"The server doesn't open a channel: " + opened.refusal + "."};
-    const Status widened = channels().widen(opened, settings_.openWindow);
-    return widened.ok() ? Result<std::uint32_t>(number) : Result<std::uint32_t>(widened.error());
+    return channels().widen(opened, settings_.openWindow);
 }
 
 Status SshTransport::awaitAnswer(Channel& channel, const std::string& what)

@@ -46,7 +46,9 @@ public:
     void disconnect();
     Status exchangeKeys(); // New keys; needs an established connection.
 
-    Result<std::uint32_t> openChannel(bool takesErrorOutput) override;
+    Result<std::uint32_t> openChannel(bool takesErrorOutput);
+    Result<std::uint32_t> requestChannel(bool takesErrorOutput) override;
+    Status awaitChannel(std::uint32_t number) override;
     Result<std::uint32_t> openForward(const std::string& host, int port); // RFC 4254, section 7.2.
     int descriptor() const { return socket_.descriptor(); }
     Channel* channel(std::uint32_t number)
@@ -78,7 +80,6 @@ private:
     Status acceptHostKey(
         const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
-    Result<std::uint32_t> awaitOpened(std::uint32_t number);
     Status awaitAnswer(Channel& channel, const std::string& what);
     Status waitWithin(
         const std::function<std::chrono::milliseconds()>& limit, const std::function<bool()>& done);

@@ -114,8 +114,7 @@ int ClsSFtp::protocolVersion() const
 void ClsSFtp::letGo()
 {
     session_.reset();
-    moreSessions_.clear();
-    serverTakesMore_ = true;
+    moreSessions_.reset();
     handles_.clear();
     cache_.clear();
 }

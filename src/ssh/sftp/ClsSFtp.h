@@ -54,15 +54,14 @@ private:
     Status upload(const std::string& remotePath, const std::string& localPath, bool resuming);
     Status uploadLarge(const CkoUpload& file);
     Status write(const std::string& remotePath, const SFtpUpload::Input& input, std::uint64_t size);
-    const std::vector<std::unique_ptr<SFtpSession>>& moreSessions();
+    void addChannels(SFtpUpload& transfer, const std::string& remotePath);
 
     SFtpSettings sftpSettings_;
     bool includeDotDirs_ = false;
     bool cacheOn_ = false;
     std::map<std::pair<std::string, bool>, SFtpFileAttr> cache_; // By path and whether links are followed.
     std::unique_ptr<SFtpSession> session_;
-    std::vector<std::unique_ptr<SFtpSession>> moreSessions_; // For very large files.
-    bool serverTakesMore_ = true; // It hasn't refused another session.
+    std::optional<std::vector<std::unique_ptr<SFtpSession>>> moreSessions_; // For very large files.
     std::map<std::string, Handle> handles_;
     std::uint64_t nextHandle_ = 1;
 };

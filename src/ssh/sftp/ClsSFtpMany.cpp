@@ -156,27 +156,30 @@ Status ClsSFtp::write(const std::string& remotePath, const SFtpUpload::Input& in
     if (!remote.ok())
         return remote.error();
     SFtpUpload transfer(*session_, *remote, 0, input);
-    if (size >= kWorthMoreSessions)
-        for (const auto& session : moreSessions())
-            if (const auto another =
-                    session->openFile(remotePath, SFtpAccess::Write, SFtpDisposition::OpenExisting);
-                another.ok())
-                transfer.addChannel(*session, *another);
+    if (size >= kWorthMoreSessions && !session_->limits().slowWindow)
+        addChannels(transfer, remotePath);
     Status status = transfer.run(true);
     if (!status.ok())
         transfer.closeWithoutWaiting();
     return status;
 }
 
-const std::vector<std::unique_ptr<SFtpSession>>& ClsSFtp::moreSessions()
+void ClsSFtp::addChannels(SFtpUpload& transfer, const std::string& remotePath)
 {
-    while (serverTakesMore_ && moreSessions_.size() < kMoreSessions && !session_->limits().slowWindow) {
-        auto another = SFtpSession::open(transport_, sftpSettings_);
-        serverTakesMore_ = another.ok();
-        if (another.ok())
-            moreSessions_.push_back(std::move(*another));
+    if (!moreSessions_)
+        moreSessions_ = SFtpSession::openSeveral(transport_, sftpSettings_, kMoreSessions);
+    std::vector<std::pair<SFtpSession*, std::uint32_t>> asked;
+    for (const auto& session : *moreSessions_) {
+        const auto request =
+            session->openRequest(remotePath, SFtpAccess::Write, SFtpDisposition::OpenExisting);
+        if (const auto id = session->send(sftp::kOpen, request); id.ok())
+            asked.emplace_back(session.get(), *id);
     }
-    return moreSessions_;
+    for (const auto& [session, id] : asked) {
+        const auto reply = session->await(id);
+        if (const auto handle = reply.ok() ? session->handleOf(*reply) : reply.error(); handle.ok())
+            transfer.addChannel(*session, *handle);
+    }
 }
 
 std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& files)

@@ -112,35 +112,61 @@ Error SFtpSession::malformed()
 
 Result<std::unique_ptr<SFtpSession>> SFtpSession::open(ChannelHost& host, const SFtpSettings& settings)
 {
-    const auto number = host.openChannel(false);
-    if (!number.ok())
-        return number.error();
-    std::unique_ptr<SFtpSession> session(new SFtpSession(host, *number, settings));
+    const auto channel = host.requestChannel(false);
+    auto session = channel.ok() ? start(host, *channel, settings) : channel.error();
+    const Status status = session.ok() ? (*session)->negotiate() : Status(session.error());
+    return status.ok() ? std::move(session) : status.error();
+}
+
+std::vector<std::unique_ptr<SFtpSession>> SFtpSession::openSeveral(
+    ChannelHost& host, const SFtpSettings& settings, std::size_t count)
+{
+    std::vector<std::uint32_t> channels;
+    for (std::size_t i = 0; i < count; ++i)
+        if (const auto channel = host.requestChannel(false); channel.ok())
+            channels.push_back(*channel);
+    std::vector<std::unique_ptr<SFtpSession>> sessions;
+    for (const std::uint32_t channel : channels)
+        if (auto session = start(host, channel, settings); session.ok())
+            sessions.push_back(std::move(*session));
+    std::erase_if(sessions, [](const auto& session) { return !session->negotiate().ok(); });
+    return sessions;
+}
+
+Result<std::unique_ptr<SFtpSession>> SFtpSession::start(
+    ChannelHost& host, std::uint32_t channel, const SFtpSettings& settings)
+{
+    if (const Status opened = host.awaitChannel(channel); !opened.ok())
+        return opened.error();
+    std::unique_ptr<SFtpSession> session(new SFtpSession(host, channel, settings));
     session->limits_ = limitsFor(host.serverVersion());
     if (settings.forceV3)
         session->limits_.offeredVersion = 3;
-    const Status status = session->negotiate();
+    const Status status = session->sendStart();
     if (!status.ok())
         return status.error();
     return session;
 }
 
+// The request for the subsystem and the first message go together, which saves a round trip.
+Status SFtpSession::sendStart()
+{
+    const Status status = host_.channels().requestSubsystem(channel_, "sftp");
+    return status.ok() ? host_.channels().write(channel_,
+               WireWriter()
+                   .uint32(5)
+                   .byte(sftp::kInit)
+                   .uint32(static_cast<std::uint32_t>(limits_.offeredVersion)))
+                       : status;
+}
+
 Status SFtpSession::negotiate()
 {
-    // Sent together with the request for the subsystem, which saves a round trip.
-    Status status = host_.channels().requestSubsystem(channel_, "sftp");
-    if (status.ok())
-        status = host_.channels().write(channel_,
-            WireWriter()
-                .uint32(5)
-                .byte(sftp::kInit)
-                .uint32(static_cast<std::uint32_t>(limits_.offeredVersion)));
     Result<bool> ready = false;
-    if (status.ok())
-        status = host_.waitFor([&] {
-            ready = packetReady();
-            return !ready.ok() || *ready || channel_.closeReceived || channel_.answer == false;
-        });
+    Status status = host_.waitFor([&] {
+        ready = packetReady();
+        return !ready.ok() || *ready || channel_.closeReceived || channel_.answer == false;
+    });
     if (!status.ok())
         return status;
     if (!ready.ok())
@@ -274,13 +300,16 @@ Status SFtpSession::exchange(const std::function<Status(const Reply&)>& handle,
 Result<SFtpSession::Reply> SFtpSession::ask(std::uint8_t type, ByteView body)
 {
     const auto id = send(type, body);
-    if (!id.ok())
-        return id.error();
+    return id.ok() ? await(*id) : Result<Reply>(id.error());
+}
+
+Result<SFtpSession::Reply> SFtpSession::await(std::uint32_t id)
+{
     Reply answer;
     bool answered = false;
     const Status status = exchange(
         [&](const Reply& reply) -> Status {
-            if (reply.id != *id)
+            if (reply.id != id)
                 return malformed();
             replyBody_.assign(reply.body.begin(), reply.body.end());
             answer = {reply.type, reply.id, replyBody_};

@@ -62,6 +62,9 @@ public:
 
     // Opens the channel, starts the subsystem and agrees on a version from 6 down to 3.
     static Result<std::unique_ptr<SFtpSession>> open(ChannelHost& host, const SFtpSettings& settings);
+    // Several in the time of one; fewer where the server doesn't allow so many.
+    static std::vector<std::unique_ptr<SFtpSession>> openSeveral(
+        ChannelHost& host, const SFtpSettings& settings, std::size_t count);
 
     int version() const { return version_; }
     const SFtpSettings& settings() const { return settings_; }
@@ -74,6 +77,7 @@ public:
     void abandon(std::uint32_t id); // The reply to this request will be dropped.
     // Sends a request and waits for its reply. The body is valid until the next call.
     Result<Reply> ask(std::uint8_t type, ByteView body);
+    Result<Reply> await(std::uint32_t id); // The same for a request that has been sent alone.
     // Calls `handle` for each reply until `done`. With `ready`, returns early when that is true: for a sender
     // that waits for room.
     Status exchange(const std::function<Status(const Reply&)>& handle, const std::function<bool()>& done,
@@ -114,6 +118,9 @@ private:
     SFtpSession(ChannelHost& host, std::uint32_t channel, const SFtpSettings& settings)
         : host_(host), channel_(*host.channels().find(channel)), settings_(settings)
     { }
+    static Result<std::unique_ptr<SFtpSession>> start(
+        ChannelHost& host, std::uint32_t channel, const SFtpSettings& settings);
+    Status sendStart();
     Status negotiate();
     Status readVersion(ByteView body);
     Result<bool> packetReady(); // Fails for an impossible length.
