@@ -176,8 +176,9 @@ void benchmarkChannels(const Setting& setting, int port, std::size_t megabytes)
     report(
         setting, what.c_str(), static_cast<double>(megabytes) * 1.048576, false,
         [&] {
-            return ourFiles(setting, port, false,
-                [&](ssh::CkoSFtp& sftp) { return sftp.UploadFiles({{target, source, {}, {}}})[0].ok(); });
+            return ourFiles(setting, port, false, [&](ssh::CkoSFtp& sftp) {
+                return sftp.UploadFiles({{target, source, {}, {}}})[0].ok();
+            });
         },
         [&] { return theirFiles(setting, port, false, "put " + source + " " + target + "\n"); });
 }

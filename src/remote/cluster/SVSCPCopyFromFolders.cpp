@@ -15,7 +15,7 @@ using platform::paths::appending;
 
 constexpr std::size_t kMostComplaints = 20;
 constexpr std::size_t kFoldersAtOnce = 500; // Whose listings are asked for together.
-constexpr std::int64_t kLittle = 8 << 20; // Bytes that folders bring together, at most.
+constexpr std::int64_t kLittle = 32 << 20; // Bytes that folders bring together, at most.
 
 std::int64_t localSize(const std::string& path)
 {
