@@ -201,12 +201,13 @@ std::shared_ptr<toolkit::View> KRProgressEntryController::containingView()
     containingView_->setLayout(layoutForFoundation(platform::foundationVersion()));
     setProgressPole(std::make_unique<toolkit::ProgressBar>());
     abortButton_ = std::make_unique<toolkit::Button>();
+    abortButton_->setTitle("Abort");
     abortButton_->whenPressed = [this] { abortButtonHit(); };
-    description_ = std::make_unique<toolkit::TextField>();
+    description_ = std::make_unique<toolkit::Label>();
     description_->setStringValue(descriptionString_);
     for (toolkit::View* part :
-        {static_cast<toolkit::View*>(progressPole_.get()), static_cast<toolkit::View*>(abortButton_.get()),
-            static_cast<toolkit::View*>(description_.get())})
+        {static_cast<toolkit::View*>(description_.get()), static_cast<toolkit::View*>(progressPole_.get()),
+            static_cast<toolkit::View*>(abortButton_.get())})
         containingView_->addSubview(*part);
     const std::lock_guard guard(accessLock_);
     if (indeterminate_)

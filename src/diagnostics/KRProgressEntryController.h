@@ -76,7 +76,7 @@ private:
     std::shared_ptr<toolkit::View> containingView_;
     std::unique_ptr<toolkit::ProgressBar> progressPole_; // From 0 to 1.
     std::unique_ptr<toolkit::Button> abortButton_;
-    std::unique_ptr<toolkit::TextField> description_;
+    std::unique_ptr<toolkit::Label> description_;
     std::optional<std::string> descriptionRule_;
     std::string descriptionString_;
     double startingDate_; // Monotonic seconds.

@@ -21,7 +21,6 @@ MessageWindow::MessageWindow()
     detail.setAccessibleName("Message detail");
     detail.setEditable(false);
     count.setAccessibleName("Message count");
-    count.setEditable(false);
     copy.setTitle("Copy");
     copy.whenPressed = [this] { center_->copyMessages(); };
     clear.setTitle("Clear");

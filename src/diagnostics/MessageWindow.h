@@ -19,7 +19,7 @@ struct MessageWindow {
     toolkit::Table table;
     toolkit::TextView detail;
     toolkit::Stack foot{toolkit::Direction::Across};
-    toolkit::TextField count;
+    toolkit::Label count;
     toolkit::Button copy;
     toolkit::Button clear;
 

@@ -48,6 +48,12 @@ private:
 // A field whose text is not shown.
 class SecureField : public TextField { };
 
+// A text that only the logic changes.
+class Label : public TextField {
+public:
+    Label() { setEditable(false); }
+};
+
 // A longer text, which may have emphasis.
 class TextView : public View {
 public:

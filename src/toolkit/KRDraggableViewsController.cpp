@@ -2,6 +2,13 @@
 
 #include <algorithm>
 
+KRDraggableViewsController::KRDraggableViewsController(KRDraggableViewsDelegate& delegate)
+    : delegate_(delegate)
+{
+    viewList_.whenMoved = [this](std::size_t from, std::size_t to) { moveController(from, to); };
+    viewList_.whenRemoved = [this] { removeSelectedControllers(); };
+}
+
 void KRDraggableViewsController::fillFromPropertyList(const platform::Value& list)
 {
     controllers_.clear();
@@ -60,13 +67,24 @@ void KRDraggableViewsController::moveController(std::size_t from, std::size_t to
     delegate_.userActionEndedForDragController(*this);
 }
 
-void KRDraggableViewsController::removeController(std::size_t index)
+void KRDraggableViewsController::removeControllers(const std::set<std::size_t>& indices)
 {
-    if (index >= controllers_.size())
+    std::vector<Controller> kept;
+    std::vector<Controller> removed;
+    for (std::size_t i = 0; i < controllers_.size(); ++i)
+        (indices.contains(i) ? removed : kept).push_back(controllers_[i]);
+    if (removed.empty())
         return;
-    const Controller removed = controllers_[index];
     delegate_.userActionStartedForDragController(*this);
-    delegate_.willRemoveFromController(*this, *removed);
-    controllers_.erase(controllers_.begin() + static_cast<std::ptrdiff_t>(index));
+    for (const Controller& controller : removed)
+        delegate_.willRemoveFromController(*this, *controller);
+    controllers_ = std::move(kept);
+    delegate_.userActionEndedForDragController(*this);
+}
+
+void KRDraggableViewsController::setControllers(std::vector<Controller> controllers)
+{
+    delegate_.userActionStartedForDragController(*this);
+    controllers_ = std::move(controllers);
     delegate_.userActionEndedForDragController(*this);
 }

@@ -44,7 +44,7 @@ public:
 class KRDraggableViewsController {
 public:
     using Controller = std::shared_ptr<KRDraggableEntry>;
-    explicit KRDraggableViewsController(KRDraggableViewsDelegate& delegate) : delegate_(delegate) { }
+    explicit KRDraggableViewsController(KRDraggableViewsDelegate& delegate);
 
     // Replaces the list by the entries of an array.
     void fillFromPropertyList(const platform::Value& list);
@@ -61,11 +61,16 @@ public:
     // Whether an entry that is dragged from elsewhere may be dropped here.
     bool accepts(const KRDraggableEntry& entry) const;
 
-    // The user: drags an entry to another place, or removes one.
+    // The user: drags an entry to another place, removes one or the selected ones, or takes such a change
+    // back.
     void moveController(std::size_t from, std::size_t to);
-    void removeController(std::size_t index);
+    void removeController(std::size_t index) { removeControllers({index}); }
+    void removeSelectedControllers() { removeControllers(viewList_.selectedRows()); }
+    void setControllers(std::vector<Controller> controllers);
 
 private:
+    void removeControllers(const std::set<std::size_t>& indices);
+
     KRDraggableViewsDelegate& delegate_; // Must outlive this.
     std::vector<Controller> controllers_;
     toolkit::ViewList viewList_;

@@ -10,6 +10,7 @@ void ViewList::add(std::shared_ptr<View> view)
         return;
     addSubview(*view);
     views_.push_back(std::move(view));
+    select({});
 }
 
 void ViewList::remove(const std::shared_ptr<View>& view)
@@ -19,6 +20,7 @@ void ViewList::remove(const std::shared_ptr<View>& view)
         return;
     (*place)->removeFromSuperview();
     views_.erase(place);
+    select({});
 }
 
 void ViewList::removeAll()
@@ -26,6 +28,14 @@ void ViewList::removeAll()
     for (const auto& view : views_)
         view->removeFromSuperview();
     views_.clear();
+    select({});
+}
+
+void ViewList::select(std::set<std::size_t> rows)
+{
+    std::erase_if(rows, [this](std::size_t row) { return row >= views_.size(); });
+    if (set(selectedRows_, std::move(rows), {.selection = true}) && whenSelected)
+        whenSelected();
 }
 
 } // namespace toolkit

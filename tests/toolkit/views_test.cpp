@@ -332,8 +332,17 @@ TEST(DraggableViews, KeepTheOrderThatTheUserGivesThem)
     list.moveController(0, 1);
     list.moveController(1, 0);
     list.moveController(2, 1);
+    const auto before = list.controllers();
     list.forceViewReset();
     ASSERT_EQ(list.viewList().views().size(), 3U);
+    list.viewList().select({0, 2, 7});
+    delegate.told.clear();
+    list.viewList().whenRemoved();
+    EXPECT_EQ(delegate.told, "(--)");
+    EXPECT_EQ(list.controllers(), (decltype(before){before[1]}));
+    list.setControllers(before);
+    list.forceViewReset();
+    EXPECT_TRUE(list.viewList().selectedRows().empty());
     EXPECT_EQ(list.viewList().views()[1], list.controllers()[1]->view());
     EXPECT_EQ(list.viewList().views()[0]->superview(), &list.viewList());
     list.viewList().add(list.controllers()[0]->view());

@@ -4,6 +4,7 @@
 #include "apps/desktop/Desktop.h"
 #include "apps/desktop/loop/QtMainLoop.h"
 #include "diagnostics/MessageWindow.h"
+#include "diagnostics/ProgressWindow.h"
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindApplication.h"
 
@@ -51,6 +52,8 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
     MainMenu menus(application);
     menus.whenQuitting = [] { QCoreApplication::quit(); };
     const MessageWindow messages;
+    ProgressWindow progress;
+    menus.showProgress = [&progress] { progress.window.orderFront(); };
     const Desktop desktop(menus);
     application.awakeFromNib();
     for (const QString& wrapper : wrappers)

@@ -83,14 +83,16 @@ KRTrelkindMachineLSF::Definition::Definition()
     checkButton.setTitle("Check");
     userNameField.setAccessibleName("User name");
     passwordField.setAccessibleName("Password");
-    machineNameField.setAccessibleName("Machine");
+    machineNameField.setAccessibleName("Machine name");
     queueNameField.setAccessibleName("Queues");
     workDirectoryNameField.setAccessibleName("Work folder");
     directoryContentView.setColumns(
         {{.identifier = "Directory", .title = "Name"}, {.identifier = "Date", .title = "Changed"},
             {.identifier = "File", .title = "File", .isHidden = true}});
-    descriptionField.setEditable(false);
-    errorField.setEditable(false);
+    view.toggle().setAccessibleName("Details");
+    descriptionField.setAccessibleName("Machine description");
+    errorField.setAccessibleName("Result of the check");
+    directoryContentView.setAccessibleName("Work folder's files");
     for (toolkit::View* part : std::initializer_list<toolkit::View*>{&descriptionField, &userNameField,
              &passwordField, &machineNameField, &queueNameField, &workDirectoryNameField, &checkButton,
              &errorField, &directoryContentView})

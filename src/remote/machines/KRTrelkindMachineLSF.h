@@ -17,13 +17,13 @@ public:
     // The form.
     struct Definition {
         KRDragViewWithToggle view;
-        toolkit::TextField descriptionField;
+        toolkit::Label descriptionField;
         toolkit::TextField userNameField;
         toolkit::SecureField passwordField; // Kept in the secret store alone.
         toolkit::TextField machineNameField;
         toolkit::TextField queueNameField; // Separated by commas.
         toolkit::TextField workDirectoryNameField; // Empty for the usual one.
-        toolkit::TextField errorField; // The result of the check.
+        toolkit::Label errorField; // The result of the check.
         toolkit::Button checkButton;
         toolkit::Table directoryContentView;
         Definition();

@@ -37,13 +37,14 @@ std::string scratchAfterLibrary()
 } // namespace
 
 KRTrelkindApplication::KRTrelkindApplication()
-    : scratch_(scratchAfterLibrary()), machines_(*this), sorvanta_([this] { reloadTable(); }),
-      localMachineQueue_(platform::processorCount())
+    : scratch_(scratchAfterLibrary()), machines_(*this), machineWindow_(machines_),
+      sorvanta_([this] { reloadTable(); }), localMachineQueue_(platform::processorCount())
 {
     KRSerialNumber::configure();
     toolkit::MenuItem last = fixedFinalItem();
     last.perform = [this](const toolkit::MenuItem&) { addLSFMachine(true); };
     menuEntryWithMachines_.add(std::move(last));
+    machineWindow_.add.whenPressed = [this] { addLSFMachine(false); };
     machineTable_.setDataSource(this);
     reloadObservation_ = platform::NotificationCenter::defaultCenter().observe(
         notifications::kReloadMachineList, [this](const auto&) { reloadTable(); });

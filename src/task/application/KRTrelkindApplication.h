@@ -6,6 +6,7 @@
 #include "platform/loop/NotificationCenter.h"
 #include "platform/loop/OperationQueue.h"
 #include "task/application/KRTrelkindController.h"
+#include "task/application/MachineWindow.h"
 #include "task/application/ScratchFolder.h"
 #include "task/application/SorvantaLink.h"
 #include "task/single/SVTaskApplication.h"
@@ -81,12 +82,13 @@ public:
     std::shared_ptr<KRDraggableEntry> controllerFor(
         KRDraggableViewsController& list, const platform::Value& propertyList) override;
     void couldNotGetPropertyFrom(const std::string& className) override;
+    void userActionStartedForDragController(KRDraggableViewsController&) override;
     void userActionEndedForDragController(KRDraggableViewsController&) override;
     void createMachineConnection();
     toolkit::Menu& menuEntryWithMachines() { return menuEntryWithMachines_; }
     toolkit::Table& machineTable() { return machineTable_; }
-    toolkit::Window& machineWindow() { return machineWindow_; }
-    toolkit::UndoManager& undoManager() { return machineWindow_.undoManager(); }
+    toolkit::Window& machineWindow() { return machineWindow_.window; }
+    toolkit::UndoManager& undoManager() { return machineWindow().undoManager(); }
 
     void sendSorvantaChangeNotification(SVSingleTask& task) override;
     void sendSorvantaChangeNotificationMultiple(
@@ -117,11 +119,12 @@ private:
     std::vector<std::shared_ptr<KRTrelkindController>> listOfControllers_;
     // The fixed last item lets the user add a machine; the items of the machines come before it.
     toolkit::Menu menuEntryWithMachines_;
-    toolkit::Window machineWindow_;
     toolkit::Table machineTable_;
     toolkit::TextField machineName_; // Part of the layout; nothing reads it.
     std::vector<std::shared_ptr<SVMachineDefinition>> machineControllers_; // Nothing adds to it yet.
     KRDraggableViewsController machines_;
+    MachineWindow machineWindow_;
+    std::vector<std::shared_ptr<KRDraggableEntry>> machinesBefore_; // While the user changes the list.
     KRDraggableViewsController* machineDefinitions_ = nullptr; // Part of the layout; nothing reads it.
     bool machineListIsUnreadable_ = false;
     bool machineListIsIncomplete_ = false;

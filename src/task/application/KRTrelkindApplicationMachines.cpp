@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -112,16 +113,23 @@ void KRTrelkindApplication::addLSFMachine(bool senderIsMenuItem)
         return;
     machine->finishConnections();
     if (senderIsMenuItem)
-        machineWindow_.orderFront();
+        machineWindow().orderFront();
     machines_.addControllerToEnd(std::move(machine));
     machines_.forceViewReset();
     saveMachineInformation();
+}
+
+void KRTrelkindApplication::userActionStartedForDragController(KRDraggableViewsController&)
+{
+    machinesBefore_ = machines_.controllers();
 }
 
 void KRTrelkindApplication::userActionEndedForDragController(KRDraggableViewsController&)
 {
     machines_.forceViewReset();
     saveMachineInformation();
+    undoManager().registerUndo("Change of the Machines",
+        [this, before = std::exchange(machinesBefore_, {})] { machines_.setControllers(before); });
 }
 
 void KRTrelkindApplication::createMachineConnection()

@@ -9,44 +9,86 @@ namespace {
 // menuNeedsUpdate() keeps the first two items of the cluster menu.
 constexpr const char* kNewMachine = "New Machine";
 
+toolkit::Window* frontWindow()
+{
+    const auto& windows = toolkit::ShownWindows::shared().frontToBack();
+    return windows.empty() ? nullptr : windows.front();
+}
+
+toolkit::UndoManager* frontUndoManager()
+{
+    toolkit::Window* window = frontWindow();
+    return window ? &window->undoManager() : nullptr;
+}
+
 } // namespace
 
-MainMenu::MainMenu(KRTrelkindApplication& application) : application_(application)
+MainMenu::MainMenu(KRTrelkindApplication& application) : application_(application), help_(application)
 {
-    menus_ = {fileMenu(), batchMenu(), windowMenu()};
+    menus_ = {fileMenu(), editMenu(), batchMenu(), windowMenu(), helpMenu()};
     for (const auto& menu : menus_)
         menu->validator = [this](const std::string& action) { return isEnabled(action); };
 }
 
 bool MainMenu::isEnabled(const std::string& action) const
 {
-    if (action == "openTask:" || action == "terminate:" || action == "showMessages:")
+    if (action == "openTask:" || action == "terminate:" || action.starts_with("show"))
         return true;
     if (action == "performClose:")
-        return application_.frontController() != nullptr;
+        return frontWindow() != nullptr;
+    if (action == "undo:" || action == "redo:") {
+        const toolkit::UndoManager* undo = frontUndoManager();
+        return undo && (action == "undo:" ? undo->canUndo() : undo->canRedo());
+    }
     return application_.validateMenuItem(action);
 }
 
 std::shared_ptr<toolkit::Menu> MainMenu::fileMenu()
 {
     auto menu = std::make_shared<toolkit::Menu>("File");
-    const auto close = [this] {
-        if (const auto controller = application_.frontController())
-            controller->window()->userCloses();
-    };
     menu->add({.title = "Open\u2026",
         .action = "openTask:",
         .perform = [this](const auto&) { open(); },
         .key = "Ctrl+O"});
     menu->add({.title = "Close",
         .action = "performClose:",
-        .perform = [close](const auto&) { close(); },
+        .perform =
+            [](const auto&) {
+                if (toolkit::Window* window = frontWindow())
+                    window->userCloses();
+            },
         .key = "Ctrl+W"});
     menu->add(toolkit::MenuItem::separator());
     menu->add({.title = "Quit",
         .action = "terminate:",
         .perform = [this](const auto&) { quit(); },
         .key = "Ctrl+Q"});
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::editMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Edit");
+    const auto add = [&menu](const char* verb, const char* action, const char* key,
+                         void (toolkit::UndoManager::*perform)()) {
+        menu->add({.title = verb,
+            .action = action,
+            .perform =
+                [perform](const auto&) {
+                    if (toolkit::UndoManager* undo = frontUndoManager())
+                        (undo->*perform)();
+                },
+            .key = key});
+    };
+    add("Undo", "undo:", "Ctrl+Z", &toolkit::UndoManager::undo);
+    add("Redo", "redo:", "Ctrl+Shift+Z", &toolkit::UndoManager::redo);
+    menu->needsUpdate = [](toolkit::Menu& shown) {
+        const toolkit::UndoManager* undo = frontUndoManager();
+        shown.change(0,
+            [undo](toolkit::MenuItem& item) { item.title = "Undo " + (undo ? undo->undoActionName() : ""); });
+        shown.change(1,
+            [undo](toolkit::MenuItem& item) { item.title = "Redo " + (undo ? undo->redoActionName() : ""); });
+    };
     return menu;
 }
 
@@ -85,9 +127,27 @@ std::shared_ptr<toolkit::Menu> MainMenu::batchMenu()
 std::shared_ptr<toolkit::Menu> MainMenu::windowMenu()
 {
     auto menu = std::make_shared<toolkit::Menu>("Window");
+    menu->add({.title = "Machines", .action = "showMachines:", .perform = [this](const auto&) {
+                   application_.machineWindow().orderFront();
+               }});
     menu->add({.title = "Messages", .action = "showMessages:", .perform = [](const auto&) {
                    KRMessageCenter::sharedMessageCenter()->showMessageWindow();
                }});
+    menu->add({.title = "Progress", .action = "showProgress:", .perform = [this](const auto&) {
+                   if (showProgress)
+                       showProgress();
+               }});
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::helpMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Help");
+    for (std::size_t page = 0; page < HelpWindows::kPages; ++page)
+        menu->add({.title = help_.title(page),
+            .action = "showHelp:",
+            .perform = [this, page](const auto&) { help_.show(page); },
+            .key = page == 0 ? "F1" : ""});
     return menu;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "task/application/HelpWindows.h"
 #include "toolkit/Menu.h"
 
 #include <functional>
@@ -8,8 +9,8 @@
 
 class KRTrelkindApplication;
 
-// The menus at the top of every window, in order. Their actions act on the frontmost wrapper window, and an
-// item is enabled when its action is possible there.
+// The menus at the top of every window, in order. Those of File and Edit act on the frontmost window, those
+// of Batch on the frontmost wrapper. An item is enabled when its action is possible there.
 class MainMenu {
 public:
     // The application must outlive the menus.
@@ -18,15 +19,20 @@ public:
     const std::vector<std::shared_ptr<toolkit::Menu>>& menus() const { return menus_; }
     // Called when the user quits and no task objects.
     std::function<void()> whenQuitting;
+    // Shows the window of work in progress; filled by the front end that has one.
+    std::function<void()> showProgress;
 
 private:
     std::shared_ptr<toolkit::Menu> fileMenu();
+    std::shared_ptr<toolkit::Menu> editMenu();
     std::shared_ptr<toolkit::Menu> batchMenu();
     std::shared_ptr<toolkit::Menu> windowMenu();
+    std::shared_ptr<toolkit::Menu> helpMenu();
     bool isEnabled(const std::string& action) const;
     void open();
     void quit();
 
     KRTrelkindApplication& application_;
+    HelpWindows help_;
     std::vector<std::shared_ptr<toolkit::Menu>> menus_;
 };

@@ -1,7 +1,7 @@
 // Each widget beside its model, without a display: what the model says is seen, what the user does arrives.
 
-#include "apps/desktop/widgets/Containers.h"
 #include "apps/desktop/widgets/Dialogs.h"
+#include "apps/desktop/widgets/MakeWidget.h"
 #include "apps/desktop/widgets/MenuWidget.h"
 #include "apps/desktop/widgets/TableAdapter.h"
 #include "apps/desktop/widgets/TableWidget.h"
@@ -526,7 +526,7 @@ TEST(WindowWidgets, ShowTheirModelAndAskItBeforeTheyClose)
     settle();
     EXPECT_EQ(textOf(shown->windowTitle()), "Batch.vtask \u2013 /data");
     EXPECT_TRUE(shown->minimumSize() == QSize(300, 200) && shown->maximumSize() == QSize(1200, 16777215));
-    EXPECT_EQ(shown->size(), QSize(960, 760));
+    EXPECT_EQ(shown->size(), QSize(640, 520));
     EXPECT_EQ(textOf(shown->menuBar()->actions().at(0)->text()), "&File");
     EXPECT_TRUE(qobject_cast<QTableView*>(shown->focusWidget()));
     window->setTitle("Messages");

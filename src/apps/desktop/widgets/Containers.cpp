@@ -1,58 +1,22 @@
-#include "apps/desktop/widgets/Containers.h"
+#include "apps/desktop/widgets/MakeWidget.h"
 
 #include "apps/desktop/widgets/Adapter.h"
+#include "apps/desktop/widgets/Children.h"
 #include "apps/desktop/widgets/Controls.h"
+#include "apps/desktop/widgets/ListWidget.h"
 #include "apps/desktop/widgets/TableWidget.h"
 #include "apps/desktop/widgets/Text.h"
+#include "apps/desktop/widgets/ToggledForm.h"
 #include "toolkit/Controls.h"
 
 #include <QBoxLayout>
 #include <QLabel>
-#include <QPointer>
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QTabWidget>
 #include <algorithm>
-#include <memory>
-#include <vector>
 
 namespace {
-
-// The widgets of what is in a view, in its order.
-class Children {
-public:
-    template <class Insert>
-    void follow(const toolkit::View& parent, Insert insert)
-    {
-        std::erase_if(children_, [&parent](const std::unique_ptr<Child>& child) {
-            const auto& present = parent.subviews();
-            if (child->view && std::find(present.begin(), present.end(), child->view) != present.end())
-                return false;
-            delete child->widget; // Null when Qt has deleted it already.
-            return true;
-        });
-        for (std::size_t i = 0; i < parent.subviews().size(); ++i) {
-            toolkit::View* view = parent.subviews()[i];
-            if (i < children_.size() && children_[i]->view == view)
-                continue;
-            auto child = std::make_unique<Child>();
-            child->view = view;
-            child->widget = makeWidget(*view);
-            // Another view may be made at the same address.
-            child->observation = view->observe({}, [held = child.get()] { held->view = nullptr; });
-            insert(static_cast<int>(i), *view, child->widget.data());
-            children_.insert(children_.begin() + static_cast<std::ptrdiff_t>(i), std::move(child));
-        }
-    }
-
-private:
-    struct Child {
-        toolkit::View* view = nullptr; // Null once it has ended.
-        QPointer<QWidget> widget;
-        toolkit::Model::Observation observation;
-    };
-    std::vector<std::unique_ptr<Child>> children_;
-};
 
 Qt::Orientation orientationOf(const toolkit::Stack& stack)
 {
@@ -62,7 +26,8 @@ Qt::Orientation orientationOf(const toolkit::Stack& stack)
 // A field has its name before it.
 QWidget* withLabel(const toolkit::View& view, QWidget* widget)
 {
-    if (!dynamic_cast<const toolkit::TextField*>(&view) || view.accessibleName().empty())
+    if (!dynamic_cast<const toolkit::TextField*>(&view) || dynamic_cast<const toolkit::Label*>(&view)
+        || view.accessibleName().empty())
         return widget;
     auto* row = new QWidget;
     auto* layout = new QHBoxLayout(row);
@@ -80,7 +45,8 @@ QWidget* withLabel(const toolkit::View& view, QWidget* widget)
 bool takesRoom(const toolkit::View& view)
 {
     if (dynamic_cast<const toolkit::Split*>(&view) || dynamic_cast<const toolkit::TabView*>(&view)
-        || dynamic_cast<const toolkit::Table*>(&view) || dynamic_cast<const toolkit::TextView*>(&view))
+        || dynamic_cast<const toolkit::Table*>(&view) || dynamic_cast<const toolkit::TextView*>(&view)
+        || dynamic_cast<const toolkit::ViewList*>(&view))
         return true;
     return std::any_of(view.subviews().begin(), view.subviews().end(),
         [](const toolkit::View* child) { return takesRoom(*child); });
@@ -174,6 +140,7 @@ QWidget* makeWidget(toolkit::View& view)
         [](toolkit::View& v) { return makeIf<toolkit::Button>(v, makeButton); },
         [](toolkit::View& v) { return makeIf<toolkit::PopUp>(v, makePopUp); },
         [](toolkit::View& v) { return makeIf<toolkit::ProgressBar>(v, makeProgressBar); },
+        [](toolkit::View& v) { return makeIf<toolkit::Label>(v, makeLabel); },
         [](toolkit::View& v) { return makeIf<toolkit::TextField>(v, makeTextField); },
         [](toolkit::View& v) { return makeIf<toolkit::TextView>(v, makeTextView); },
         [](toolkit::View& v) {
@@ -184,6 +151,8 @@ QWidget* makeWidget(toolkit::View& view)
             return makeIf<toolkit::TabView>(
                 v, [](toolkit::TabView& tabs) -> QWidget* { return new TabWidget(tabs); });
         },
+        [](toolkit::View& v) { return makeIf<toolkit::ViewList>(v, makeList); },
+        [](toolkit::View& v) { return makeIf<KRDragViewWithToggle>(v, makeToggledForm); },
         [](toolkit::View& v) {
             return makeIf<toolkit::Split>(
                 v, [](toolkit::Split& split) -> QWidget* { return new SplitWidget(split); });

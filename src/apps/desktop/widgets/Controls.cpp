@@ -8,6 +8,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -128,6 +129,25 @@ protected:
     }
 };
 
+class LabelWidget final : public Adapted<QLabel, toolkit::Label> {
+public:
+    explicit LabelWidget(toolkit::Label& label) : Adapted(label)
+    {
+        setTextInteractionFlags(Qt::TextSelectableByMouse);
+        setTextFormat(Qt::PlainText);
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+        setMinimumWidth(1); // A long text never widens the window.
+        adapter_.follow([this](const toolkit::Label& shown) {
+            setText(toQt(shown.stringValue()));
+            setToolTip(text());
+            showCommonParts(*this, shown);
+            // The text is what the label is called; the name tells what it is about.
+            setAccessibleName({});
+            setAccessibleDescription(toQt(shown.accessibleName()));
+        });
+    }
+};
+
 QTextCharFormat formatOf(const toolkit::RichText::Run& run)
 {
     QTextCharFormat format;
@@ -237,6 +257,11 @@ QWidget* makeProgressBar(toolkit::ProgressBar& bar)
 QWidget* makeTextField(toolkit::TextField& field)
 {
     return new TextFieldWidget(field);
+}
+
+QWidget* makeLabel(toolkit::Label& label)
+{
+    return new LabelWidget(label);
 }
 
 QWidget* makeTextView(toolkit::TextView& view)

@@ -7,6 +7,7 @@ class Button;
 class CheckBox;
 class PopUp;
 class ProgressBar;
+class Label;
 class TextField;
 class TextView;
 } // namespace toolkit
@@ -18,4 +19,5 @@ QWidget* makeCheckBox(toolkit::CheckBox& box);
 QWidget* makePopUp(toolkit::PopUp& popUp);
 QWidget* makeProgressBar(toolkit::ProgressBar& bar);
 QWidget* makeTextField(toolkit::TextField& field);
+QWidget* makeLabel(toolkit::Label& label);
 QWidget* makeTextView(toolkit::TextView& view);

@@ -1,6 +1,6 @@
 #include "apps/desktop/widgets/WindowWidget.h"
 
-#include "apps/desktop/widgets/Containers.h"
+#include "apps/desktop/widgets/MakeWidget.h"
 #include "apps/desktop/widgets/MenuWidget.h"
 #include "apps/desktop/widgets/Text.h"
 
@@ -13,7 +13,8 @@
 namespace {
 
 constexpr int kMostPixels = 16777215; // The most that Qt takes for a window.
-constexpr QSize kFirstSize{960, 760};
+constexpr QSize kFirstSize{960, 760}; // Of a wrapper.
+constexpr QSize kFirstSizeOfOthers{640, 520};
 
 int pixels(double points)
 {
@@ -40,10 +41,9 @@ WindowWidget::WindowWidget(toolkit::Window& window, const std::vector<std::share
     }
     if (window.content())
         setCentralWidget(makeWidget(*window.content()));
-    if (auto* table = findChild<QTableView*>())
-        table->setFocus();
+    focusFirst();
     show(window);
-    resize(kFirstSize);
+    resize(window.layout().empty() ? kFirstSizeOfOthers : kFirstSize);
     observation_ = window.observe(
         [this](const toolkit::Change&) {
             if (window_)
@@ -62,6 +62,18 @@ void WindowWidget::show(const toolkit::Window& window)
     setMaximumSize(pixels(window.maximumSize().width), pixels(window.maximumSize().height));
     if (!window.isVisible())
         deleteLater();
+}
+
+// The keys act on what the window is about: its table, else the first part that takes them.
+void WindowWidget::focusFirst()
+{
+    for (auto* table : findChildren<QTableView*>())
+        if (table->isVisibleTo(this)) {
+            table->setFocus();
+            return;
+        }
+    if (centralWidget())
+        focusNextPrevChild(true);
 }
 
 void WindowWidget::bringToFront()

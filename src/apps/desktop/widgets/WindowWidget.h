@@ -22,6 +22,7 @@ protected:
 
 private:
     void show(const toolkit::Window& window);
+    void focusFirst();
 
     toolkit::Window* window_;
     toolkit::Model::Observation observation_;
