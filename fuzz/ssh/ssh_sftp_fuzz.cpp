@@ -24,6 +24,7 @@ public:
     std::size_t unsent() const override { return 0; }
     ChannelTable& channels() override { return table_; }
     Status flush() override { return {}; }
+    Status waitUntil(Deadline, const std::function<bool()>& done) override { return waitFor(done); }
     Result<std::uint32_t> openChannel(bool) override
     {
         auto number = table_.open(openWindow(), 32768);

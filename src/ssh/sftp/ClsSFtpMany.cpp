@@ -90,7 +90,7 @@ std::vector<std::shared_ptr<const std::vector<SFtpEntry>>> ClsSFtp::readDirs(
         const auto at = session();
         const Status status =
             at.ok() ? sftpmany::list(**at, paths, includeDotDirs_, listings) : Status(at.error());
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return listings;
 }
@@ -101,7 +101,7 @@ std::vector<std::int64_t> ClsSFtp::openedFileSizes(const std::vector<std::string
     check([&]() -> Status {
         const auto at = session();
         const Status status = at.ok() ? sftpmany::sizes(**at, paths, sizes) : Status(at.error());
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return sizes;
 }
@@ -155,7 +155,7 @@ std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& 
             },
             [&](const CkoDownload& file) { return download(file.remotePath, file.localPath, file.resuming); },
             nullptr);
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return outcomes;
 }
