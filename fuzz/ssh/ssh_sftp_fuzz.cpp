@@ -24,13 +24,13 @@ public:
     std::size_t unsent() const override { return 0; }
     ChannelTable& channels() override { return table_; }
     Status flush() override { return {}; }
+    Status waitUntil(Deadline, const std::function<bool()>& done) override { return waitFor(done); }
     Result<std::uint32_t> requestChannel(bool) override
     {
         auto number = table_.open(openWindow(), 32768);
         (void)table_.receive(WireWriter(91).uint32(*number).uint32(0).uint32(100000000).uint32(32768));
         return number;
     }
-    Status awaitChannel(std::uint32_t) override { return {}; }
     Status waitFor(const std::function<bool()>& done) override
     {
         while (!done()) {

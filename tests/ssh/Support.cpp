@@ -103,17 +103,18 @@ std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status
 }
 
 std::unique_ptr<RealServer> RealServer::openSsh(
-    const std::string& authorizedKeys, const std::string& extraConfiguration)
+    const std::string& authorizedKeys, const std::string& extraConfiguration, const std::string& pam)
 {
     auto server = std::make_unique<RealServer>();
     const TemporaryFolder& folder = server->folder_;
     server->port_ = freePort();
     writeFile(folder / "authorized", authorizedKeys);
     std::string configuration =
-        "ListenAddress 127.0.0.1\nUsePAM no\nStrictModes no\nPidFile none\n"
+        "ListenAddress 127.0.0.1\nStrictModes no\nPidFile none\n"
         "PermitRootLogin yes\nMaxStartups 100\nSubsystem sftp /usr/lib/openssh/sftp-server\n";
     configuration += "Port " + std::to_string(server->port_) + "\n";
-    configuration += "AuthorizedKeysFile " + (folder / "authorized") + "\n" + extraConfiguration + "\n";
+    configuration += "AuthorizedKeysFile " + (folder / "authorized") + "\n" + extraConfiguration
+        + "\nUsePAM no\n"; // The first of a key counts.
     static std::map<std::string, std::string> hostKeys; // Made once: some take a second.
     for (const char* type : {"ssh-rsa", "ssh-dss", "ssh-ed25519", "ecdsa-sha2-nistp256"}) {
         const std::string path = folder / type;
@@ -126,7 +127,7 @@ std::unique_ptr<RealServer> RealServer::openSsh(
     writeFile(folder / "config", configuration);
     if (getuid() == 0) // Where the server's unprivileged half lives, which a service would have made.
         std::filesystem::create_directories("/run/sshd");
-    return server->start({"/usr/sbin/sshd", "-D", "-f", folder / "config"}, authorizedKeys)
+    return server->start({"/usr/sbin/sshd", "-D", "-f", folder / "config"}, authorizedKeys, pam)
         ? std::move(server)
         : nullptr;
 }
@@ -145,7 +146,8 @@ std::unique_ptr<RealServer> RealServer::dropbear(const std::string& authorizedKe
     return started ? std::move(server) : nullptr;
 }
 
-bool RealServer::start(std::vector<std::string> arguments, const std::string& authorizedKeys)
+bool RealServer::start(
+    std::vector<std::string> arguments, const std::string& authorizedKeys, const std::string& pam)
 {
     const passwd* entry = getpwuid(getuid());
     const std::string account = entry ? entry->pw_dir : "";
@@ -162,10 +164,12 @@ bool RealServer::start(std::vector<std::string> arguments, const std::string& au
                 + ":$6$trelkind$wLSsT3pkSq/SYIWbGtBvlG6YtvszTy2AHth/"
                   "D3Z4XpocKIDlF8JJG8H9PjBwJCZv1Gb.z9QqHs4vEhkPYO/"
                   "9S0:19000:0:99999:7:::\nsshd:!:19000::::::\n");
+        if (!pam.empty())
+            writeFile(folder_ / "pam", pam);
         const std::vector<std::string> wrapper = {"unshare", "-m", "sh", "-c",
             "mount --bind \"$1\" \"$2\" && mount --bind \"$3\" /etc/shadow && mount --bind /bin/bash /bin/sh "
-            "&& shift 3 && exec \"$@\"",
-            "sh", home, account, folder_ / "shadow"};
+            "&& { [ -z \"$4\" ] || mount --bind \"$4\" /etc/pam.d/sshd; } && shift 4 && exec \"$@\"",
+            "sh", home, account, folder_ / "shadow", pam.empty() ? "" : folder_ / "pam"};
         arguments.insert(arguments.begin(), wrapper.begin(), wrapper.end());
     }
     pid_ = spawn(arguments);

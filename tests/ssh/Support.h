@@ -26,14 +26,15 @@ std::string makeKeyText(const std::string& type, bool pem = false, std::string* 
 // Runs a command to its end; its output, or the reason why not, with the exit status untouched.
 std::string runCommand(ssh::CkoSsh& ssh, const std::string& command, int* status = nullptr);
 
-// A server program on a free port of the loopback, ended with the object. Where this process may mount, the
+// A server program on a free port of the loopback, ended with the object. `pam` takes the place of
+// its list of modules. Where this process may mount, the
 // server sees an account file in which this login's password is kPassword, a home folder of its own with the
 // authorized keys in it, and a /bin/sh that takes ">&"; the machine's own stay as they are.
 class RealServer {
 public:
     static constexpr const char* kPassword = "secret";
-    static std::unique_ptr<RealServer> openSsh(
-        const std::string& authorizedKeys, const std::string& extraConfiguration = "");
+    static std::unique_ptr<RealServer> openSsh(const std::string& authorizedKeys,
+        const std::string& extraConfiguration = "", const std::string& pam = "");
     static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);
     ~RealServer();
     int port() const { return port_; }
@@ -41,7 +42,8 @@ public:
     std::string home() const { return folder_ / "home"; } // The login's, with its own account.
 
 private:
-    bool start(std::vector<std::string> arguments, const std::string& authorizedKeys);
+    bool start(
+        std::vector<std::string> arguments, const std::string& authorizedKeys, const std::string& pam = "");
     TemporaryFolder folder_;
     bool ownAccount_ = false;
     int port_ = 0;

@@ -3,7 +3,7 @@
 #include "platform/Result.h"
 #include "platform/loop/MainLoop.h"
 #include "platform/loop/OperationQueue.h"
-#include "remote/machines/SVSSHPasswordInfo.h"
+#include "remote/machines/ConnectionPool.h"
 
 #include <functional>
 #include <memory>
@@ -20,6 +20,15 @@ public:
 protected:
     explicit ClusterOperation(SVSSHPasswordInfo::Pointer access) : access_(std::move(access)) { }
 
+    // A channel on a connection that operations share. Nothing, or the words for the user.
+    std::optional<std::string> authenticateFTP(ssh::CkoSFtp& connection) const
+    {
+        return ConnectionPool::shared().authenticateFTP(*access_, connection);
+    }
+    std::optional<std::string> authenticateSSH(ssh::CkoSsh& connection) const
+    {
+        return ConnectionPool::shared().authenticateSSH(*access_, connection);
+    }
     // Hands the derived operation to its callback on the main thread, and waits until it has returned.
     template <typename Derived>
     void callBack(const std::function<void(Derived&)>& callback)

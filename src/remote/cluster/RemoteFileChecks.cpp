@@ -21,7 +21,7 @@ void SVSCPCheckIfFilesExist::main()
 {
     {
         ssh::CkoSFtp sftp;
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         if (!error_)
             for (const std::string& name : fileList_)
                 (isThere(sftp, appending(workDirectory_, name)) ? exist_ : dontExist_).push_back(name);
@@ -33,7 +33,7 @@ void SVSCPCheckIfFileExist::main()
 {
     {
         ssh::CkoSFtp sftp;
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         exists_ = !error_ && isThere(sftp, fileName_);
     }
     callBack(callback_);
@@ -43,7 +43,7 @@ void SVCheckIfWorkFolderExists::main()
 {
     {
         ssh::CkoSFtp sftp;
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         if (!error_)
             makeFolders(sftp);
     }

@@ -37,7 +37,7 @@ void SVCheckIfExecutableExist::main()
 {
     {
         ssh::CkoSFtp sftp;
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         if (!error_)
             evaluate(sftp);
     }
@@ -61,7 +61,7 @@ void SVCheckIfExecutableExist::evaluate(ssh::CkoSFtp& sftp)
     if (!cacheHoldsIt(sftp, cached))
         return;
     ssh::CkoSsh connection;
-    if ((error_ = access_->authenticateSSH(connection)))
+    if ((error_ = authenticateSSH(connection)))
         return;
     const std::string command = fmt::format("cp {} {}/Executable/{}", cached, workingDirectory_, executable_);
     if (runToEnd(connection, command) == Sent::NoChannel)
@@ -74,7 +74,7 @@ void SVRemoveFolderOperation::main()
 {
     {
         ssh::CkoSsh connection;
-        error_ = access_->authenticateSSH(connection);
+        error_ = authenticateSSH(connection);
         if (error_) {
             if (failed_)
                 platform::MainLoop::main().postAndWait([this] { failed_(*error_); });

@@ -85,7 +85,7 @@ void SVCopyUsingSCPFromLocal::main()
     {
         ssh::CkoSFtp sftp;
         lastReport_ = std::chrono::steady_clock::now();
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         if (!error_) {
             carryOut(sftp, files_());
             if (lastPercentage_ != kWhole)

@@ -40,7 +40,7 @@ void SVSCPCopyFromFolders::main()
 {
     {
         ssh::CkoSFtp sftp;
-        error_ = access_->authenticateFTP(sftp);
+        error_ = authenticateFTP(sftp);
         if (!error_)
             for (std::size_t i = 0; i < fileList_.size() && !isCancelled(); i += kFoldersAtOnce)
                 copyFolders(

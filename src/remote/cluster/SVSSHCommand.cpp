@@ -59,10 +59,11 @@ platform::Status SVSSHCommand::run(ssh::CkoSsh& connection)
 {
     const auto failure = [&connection] { return platform::Error{connection.LastErrorText()}; };
     // A connection that can't be made has no words for the user: nothing shows them.
-    if (!access_->connect(connection, {std::nullopt, kIdleLimitMs}))
-        return failure();
-    if ((error_ = access_->authenticate(connection)))
-        return failure();
+    if (auto refused = ConnectionPool::shared().attach(*access_, connection, {std::nullopt, kIdleLimitMs})) {
+        if (refused->wasConnected)
+            error_ = std::move(refused->sentence);
+        return platform::Error{std::move(refused->reason)};
+    }
     const int channel = connection.OpenSessionChannel();
     if (channel < 0 || !connection.SendReqExec(channel, cmdString_))
         return failure();

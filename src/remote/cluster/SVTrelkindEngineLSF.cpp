@@ -78,6 +78,7 @@ SVTrelkindEngineLSF::SVTrelkindEngineLSF(
 
 void SVTrelkindEngineLSF::begin()
 {
+    openBatch_ = ConnectionPool::shared().openBatch(passwordInfo()->login());
     infoFile_.load();
     if (const auto host = infoFile_.text(BatchFile::kHost); host != machine_->machineName()) {
         if (host)
@@ -178,11 +179,13 @@ void SVTrelkindEngineLSF::disconnect()
     isEnded_ = true;
     infoFile_.deleteFromDisk();
     lock_.reset();
+    openBatch_.reset();
 }
 
 void SVTrelkindEngineLSF::disconnectFromTaskController()
 {
     stopTimers();
+    openBatch_.reset();
     taskController_ = nullptr;
 }
 

@@ -144,6 +144,7 @@ private:
     LsfAddition panel_;
     BatchFile infoFile_;
     std::shared_ptr<platform::FolderLock> lock_;
+    std::shared_ptr<void> openBatch_; // Keeps logins that a person has answered for.
     std::optional<std::string> refusal_;
     bool isEnded_ = false; // disconnect() has come: no flag may be written any more.
     bool creatingWorkFolder_ = false;

@@ -14,9 +14,6 @@
 namespace {
 
 constexpr const char* kUsersKeyFile = "~/.ssh/id_dsa";
-constexpr int kConnectLimitMs = 5000;
-constexpr int kIdleLimitOfFilesMs = 10000;
-constexpr int kIdleLimitOfCommandsMs = 5000;
 constexpr int kApprovalLimitMs = 180000; // A person finds a telephone and approves the login on it.
 constexpr std::uint64_t kLongestKeyFile = 1 << 20; // Bytes.
 constexpr int kMostJumps = 4; // Hosts in a row; a configuration may lead round in a circle.
@@ -251,17 +248,4 @@ std::optional<std::string> SVSSHPasswordInfo::logIn(
     if (!connect(connection, limits))
         return fmt::format("Could not connect to {}", hostName_);
     return authenticate(connection);
-}
-
-std::optional<std::string> SVSSHPasswordInfo::authenticateFTP(ssh::CkoSFtp& connection) const
-{
-    auto failure = logIn(connection, {kConnectLimitMs, kIdleLimitOfFilesMs});
-    if (!failure && !connection.InitializeSftp())
-        failure = "Initialization failed";
-    return failure;
-}
-
-std::optional<std::string> SVSSHPasswordInfo::authenticateSSH(ssh::CkoSsh& connection) const
-{
-    return logIn(connection, {kConnectLimitMs, kIdleLimitOfCommandsMs});
 }

@@ -24,6 +24,7 @@ struct MachineAddress {
     std::string host;
     int port = kUsualPort;
     std::optional<std::string> through = std::nullopt; // [user@]host[:port] that forwards the connection.
+    bool operator==(const MachineAddress&) const = default;
 
     // Turns the name of every machine into its address; unless set, names are looked up in the configuration
     // of the user's SSH client, and are addresses by themselves if it doesn't have them. Any thread; to be
@@ -54,12 +55,9 @@ public:
     const MachineAccess& access() const { return access_; }
     std::string login() const { return userName_ + "@" + hostName_; } // As SignInAnswers names it.
 
-    // A login that needs a person fails, and leaves its questions to SignInAnswers.
-    // Connect and log in, the first up to the file transfer subsystem. Nothing on success, else the sentence
-    // for the user; the reason goes to the log.
-    std::optional<std::string> authenticateFTP(ssh::CkoSFtp& connection) const;
-    std::optional<std::string> authenticateSSH(ssh::CkoSsh& connection) const;
-    // The same up to the login, with limits of the caller's.
+    // Connects and logs in on a connection that nobody else uses; operations share theirs (ConnectionPool).
+    // Nothing on success, else the sentence for the user; the reason goes to the log. A login that needs a
+    // person fails, and leaves its questions to SignInAnswers.
     std::optional<std::string> logIn(ssh::CkoConnection& connection, const LoginLimits& limits) const;
 
     // The two steps of it. Whether the connection stands; and nothing, or the sentence for the user.

@@ -80,6 +80,12 @@ bool SignInAnswers::isWaiting(const std::string& login) const
     return found != questions_.end() && !found->second.empty();
 }
 
+bool SignInAnswers::wereGiven(const std::string& login) const
+{
+    const std::lock_guard guard(lock_);
+    return given_.contains(login);
+}
+
 bool SignInAnswers::ask(const std::string& login)
 {
     std::vector<SignInQuestion> questions;
@@ -98,12 +104,19 @@ bool SignInAnswers::ask(const std::string& login)
             return false;
         }
         take(question, *answer);
+        noteGiven(login);
         if (question.kind == SignInQuestion::Kind::Passphrase)
             if (auto kept = passphraseStore().store(question.subject, kPassphraseAccount, *answer);
                 !kept.ok())
                 platform::systemLog(kept.error().text);
     }
     return true;
+}
+
+void SignInAnswers::noteGiven(const std::string& login)
+{
+    const std::lock_guard guard(lock_);
+    given_.insert(login);
 }
 
 bool SignInAnswers::hasTried(const SignInQuestion& question, const std::string& passphrase) const

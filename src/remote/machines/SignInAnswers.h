@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -51,6 +52,8 @@ public:
     void leaveTo(const std::string& from, const std::string& to); // One login needs another's answers.
     void noteRefusedPassword(const std::string& login, const std::string& password);
 
+    // Whether a person has answered a question that an attempt for this login has left.
+    bool wereGiven(const std::string& login) const;
     // Whether the last attempt has left questions: the machine waits for a sign-in.
     bool isWaiting(const std::string& login) const;
     // Asks the questions that the last attempt has left. Passphrases are kept in the secret store, and asked
@@ -59,6 +62,7 @@ public:
     bool ask(const std::string& login);
 
 private:
+    void noteGiven(const std::string& login);
     bool takeKeptPassphrase(const SignInQuestion& question);
     bool hasTried(const SignInQuestion& question, const std::string& passphrase) const;
     void take(const SignInQuestion& question, const std::string& answer);
@@ -66,4 +70,5 @@ private:
     mutable std::mutex lock_;
     std::map<std::string, Known> known_;
     std::map<std::string, std::vector<SignInQuestion>> questions_;
+    std::set<std::string> given_; // Logins for which a person has answered.
 };

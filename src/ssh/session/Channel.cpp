@@ -25,10 +25,10 @@ Result<std::uint32_t> ChannelTable::open(
 {
     if (channels_.size() >= kMostChannels)
         return Error{"Too many channels have been opened on this connection."};
-    const auto number = static_cast<std::uint32_t>(channels_.size());
+    const std::uint32_t number = numbers_ ? numbers_() : static_cast<std::uint32_t>(channels_.size());
     auto channel = std::make_unique<Channel>();
     channel->inWindow = channel->inTarget = window;
-    channels_.push_back(std::move(channel));
+    channels_[number] = std::move(channel);
     const Status sent = send_(WireWriter(message::kChannelOpen)
                                   .string(type)
                                   .uint32(number)
@@ -43,7 +43,8 @@ Result<std::uint32_t> ChannelTable::open(
 
 Channel* ChannelTable::find(std::uint32_t number)
 {
-    return number < channels_.size() ? channels_[number].get() : nullptr;
+    const auto found = channels_.find(number);
+    return found == channels_.end() ? nullptr : found->second.get();
 }
 
 Status ChannelTable::receive(ByteView payload)
@@ -71,7 +72,10 @@ Status ChannelTable::receive(ByteView payload)
     }
     if (payload[0] == message::kRequestSuccess || payload[0] == message::kRequestFailure)
         return {};
-    Channel* channel = find(reader.uint32());
+    const std::uint32_t number = reader.uint32();
+    Channel* channel = find(number);
+    if (reader.ok() && !channel && elsewhere_)
+        return elsewhere_(number, payload);
     if (!reader.ok() || !channel)
         return Error{"The server sent a message for a channel that isn't there."};
     if (channel->closeReceived)

@@ -4,10 +4,10 @@
 #include "ssh/crypto/Bytes.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace ssh {
 
@@ -35,19 +35,28 @@ struct Channel {
     std::optional<std::uint32_t> exitStatus;
 };
 
-// The channels of one connection, numbered from 0: RFC 4254, sections 5 and 6. Takes messages and
+// The channels of one connection, by number: RFC 4254, sections 5 and 6. Takes messages and
 // sends answers through the given function; never waits. A server that sends more than its window allows is a
 // failure, which bounds the memory of a channel.
 class ChannelTable {
 public:
     using Send = std::function<Status(ByteView head, ByteView body)>;
-    explicit ChannelTable(Send send) : send_(std::move(send)) { }
+    using Numbers = std::function<std::uint32_t()>;
+    // `numbers` gives each new channel its number, for tables that share a connection; from 0 without it.
+    explicit ChannelTable(Send send, Numbers numbers = nullptr)
+        : send_(std::move(send)), numbers_(std::move(numbers))
+    { }
     // With the type's own data behind.
     Result<std::uint32_t> open(std::uint32_t window, std::uint32_t maximumPacket,
         std::string_view type = "session", ByteView data = {});
     Channel* find(std::uint32_t number); // Null for a number that was never opened.
 
     Status receive(ByteView payload); // A message with a number from 80 to 127.
+    // Takes the messages of channels that this table doesn't have, which otherwise are a failure.
+    using Elsewhere = std::function<Status(std::uint32_t channel, ByteView payload)>;
+    void setElsewhere(Elsewhere elsewhere) { elsewhere_ = std::move(elsewhere); }
+    // Sends a message of such a channel as it is.
+    Status relay(ByteView head, ByteView body) { return send_(head, body); }
     Status requestExec(Channel& channel, std::string_view command);
     Status requestSubsystem(Channel& channel, std::string_view name);
     Status widen(Channel& channel, std::uint32_t target); // Raises the window to that many bytes.
@@ -70,7 +79,9 @@ private:
     Status sendWaiting(Channel& channel);
 
     Send send_;
-    std::vector<std::unique_ptr<Channel>> channels_;
+    Numbers numbers_;
+    Elsewhere elsewhere_;
+    std::map<std::uint32_t, std::unique_ptr<Channel>> channels_;
 };
 
 } // namespace ssh

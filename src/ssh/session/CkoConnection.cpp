@@ -27,6 +27,11 @@ bool CkoConnection::ConnectThrough(std::unique_ptr<ForwardHost> jump, const std:
     return connection_.connectThrough(std::move(jump), hostname, port);
 }
 
+bool CkoConnection::ConnectShared(std::shared_ptr<SharedConnection> connection)
+{
+    return connection_.connectShared(std::move(connection));
+}
+
 bool CkoConnection::AuthenticatePw(const std::string& login, const std::string& password)
 {
     return connection_.authenticatePw(login, password);

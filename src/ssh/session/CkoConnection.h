@@ -11,6 +11,7 @@ namespace ssh {
 
 class ClsConnection;
 class ForwardHost;
+class SharedConnection;
 
 // The operations that CkoSsh and CkoSFtp share. Every call blocks until it is done or its time limit has
 // passed, and none throws. A failed call returns false, null or a negative number and leaves the reason in
@@ -37,6 +38,10 @@ public:
     bool Connect(const std::string& hostname, int port = 22);
     // The same through another server, which must be logged in and belongs to this connection from now on.
     bool ConnectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port = 22);
+    // Uses a channel of a connection that others use too, in place of a connection of its own, and needs no
+    // login. The server may refuse another channel; then, or when that connection has ended, it returns
+    // false. The time limits count for this object alone.
+    bool ConnectShared(std::shared_ptr<SharedConnection> connection);
     // Once for each connection: a login after a successful one fails. An empty password goes by the
     // keyboard-interactive method where the server offers it.
     bool AuthenticatePw(const std::string& login, const std::string& password);

@@ -43,6 +43,7 @@ public:
     void endForwarding() override { Disconnect(); }
 
 private:
+    friend class SharedConnection; // Takes over the connection.
     explicit CkoSsh(std::unique_ptr<ClsSsh> impl);
     std::unique_ptr<ClsSsh> impl_;
 };

@@ -1,6 +1,7 @@
 #include "ssh/session/ClsConnection.h"
 
 #include "ssh/session/CkoSshKey.h"
+#include "ssh/session/SharedSession.h"
 #include "ssh/session/SshForward.h"
 
 namespace ssh {
@@ -33,9 +34,7 @@ void ClsConnection::configure(const std::function<void(TransportSettings&)>& cha
 bool ClsConnection::connect(const std::string& hostname, int port)
 {
     return check([&] {
-        letGo();
-        transport_.disconnect();
-        forward_.reset();
+        endConnection();
         return transport_.connect(hostname, port);
     });
 }
@@ -43,9 +42,7 @@ bool ClsConnection::connect(const std::string& hostname, int port)
 bool ClsConnection::connectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port)
 {
     return check([&] {
-        letGo();
-        transport_.disconnect();
-        forward_.reset();
+        endConnection();
         return transport_.connect(hostname, port, [&](Deadline) -> Result<Socket> {
             auto opened = SshForward::open(std::move(jump), hostname, port);
             if (!opened.ok())
@@ -53,6 +50,18 @@ bool ClsConnection::connectThrough(std::unique_ptr<ForwardHost> jump, const std:
             forward_ = std::move(opened->forward);
             return std::move(opened->socket);
         });
+    });
+}
+
+bool ClsConnection::connectShared(std::shared_ptr<SharedConnection> connection)
+{
+    return check([&]() -> Status {
+        endConnection();
+        auto session = SharedSession::open(std::move(connection), transport_.settings(), takesErrorOutput());
+        if (!session.ok())
+            return session.error();
+        shared_ = std::move(*session);
+        return {};
     });
 }
 
@@ -105,7 +114,13 @@ bool ClsConnection::reKey()
 void ClsConnection::disconnect()
 {
     const std::lock_guard lock(lock_);
+    endConnection();
+}
+
+void ClsConnection::endConnection()
+{
     letGo();
+    shared_.reset();
     transport_.disconnect();
     forward_.reset();
 }

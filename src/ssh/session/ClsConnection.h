@@ -9,6 +9,7 @@
 namespace ssh {
 
 class ForwardHost;
+class SharedConnection;
 class SshForward;
 
 // The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
@@ -24,6 +25,7 @@ public:
     void configure(const std::function<void(TransportSettings&)>& change);
     bool connect(const std::string& hostname, int port);
     bool connectThrough(std::unique_ptr<ForwardHost> jump, const std::string& hostname, int port);
+    bool connectShared(std::shared_ptr<SharedConnection> connection);
     bool authenticatePw(const std::string& login, const std::string& password);
     bool authenticatePk(const std::string& login, const CkoSshKey& privateKey);
     bool signIn(const std::string& login, const CkoSignIn& with);
@@ -38,6 +40,8 @@ public:
     // The agreed algorithms, each empty before a connection: key exchange, host key, then cipher, MAC and
     // compression to the server and from it.
     std::vector<std::string> algorithms() const;
+
+    SshTransport& transport() { return transport_; } // For what takes over the connection.
 
 protected:
     // Runs `work` under the lock. After a failure or an exception, returns `failure` and keeps the reason for
@@ -67,6 +71,10 @@ protected:
     void log(const std::string& line);
     // Drops what uses the connection, before it is closed or made anew. Under the lock.
     virtual void letGo() { }
+    virtual bool takesErrorOutput() const { return true; } // As a part of the output of a channel.
+    // What the channels are on.
+    ChannelHost& host() { return shared_ ? *shared_ : transport_; }
+    bool isLoggedIn() const { return shared_ ? shared_->connected() : transport_.authenticated(); }
 
     mutable std::mutex lock_;
     std::unique_ptr<SshForward> forward_; // Below the transport, which it outlives.
@@ -74,6 +82,9 @@ protected:
 
 private:
     bool authenticate(Credentials credentials);
+    void endConnection(); // Under the lock.
+
+    std::unique_ptr<ChannelHost> shared_; // The channels of a shared connection, instead of the transport.
 
     std::string lastError_;
     std::deque<std::string> log_;

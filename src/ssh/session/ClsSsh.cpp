@@ -23,7 +23,7 @@ ClsSsh::ClsSsh() : ClsConnection(commandDefaults()) { }
 
 Result<Channel*> ClsSsh::openedChannel(int number)
 {
-    Channel* channel = number < 0 ? nullptr : transport_.channel(static_cast<std::uint32_t>(number));
+    Channel* channel = number < 0 ? nullptr : host().channel(static_cast<std::uint32_t>(number));
     if (!channel)
         return Error{"There is no channel " + std::to_string(number) + "."};
     return channel;
@@ -32,7 +32,7 @@ Result<Channel*> ClsSsh::openedChannel(int number)
 int ClsSsh::openSessionChannel()
 {
     return call(-1, [&]() -> Result<int> {
-        const auto number = transport_.openChannel(true);
+        const auto number = host().openChannel(true);
         return number.ok() ? Result<int>(static_cast<int>(*number)) : Result<int>(number.error());
     });
 }
@@ -61,7 +61,7 @@ bool ClsSsh::sendReqExec(int channel, const std::string& command)
 {
     return check([&]() -> Status {
         const auto opened = openedChannel(channel);
-        return opened.ok() ? transport_.exec(**opened, command) : Status(opened.error());
+        return opened.ok() ? host().exec(**opened, command) : Status(opened.error());
     });
 }
 
@@ -70,7 +70,7 @@ bool ClsSsh::channelReceivedClose(int channel)
     const std::lock_guard lock(lock_);
     const auto opened = openedChannel(channel);
     // A lost connection counts as closed: callers loop until the close.
-    return !opened.ok() || (*opened)->closeReceived || !transport_.connected();
+    return !opened.ok() || (*opened)->closeReceived || !host().connected();
 }
 
 int ClsSsh::channelReadAndPoll(int channel, int pollTimeoutMs)
@@ -83,9 +83,9 @@ int ClsSsh::channelReadAndPoll(int channel, int pollTimeoutMs)
         const auto arrived = [&] { return !at.received.empty() || at.closeReceived; };
         // Output that is there already is returned at once, with all that can be read without waiting.
         const Deadline deadline = Clock::now() + std::chrono::milliseconds(std::max(pollTimeoutMs, 0));
-        Status status = transport_.waitUntil(deadline, arrived);
+        Status status = host().waitUntil(deadline, arrived);
         if (status.ok() && !at.closeReceived)
-            status = transport_.waitUntil(Clock::now(), [&] { return at.closeReceived; });
+            status = host().waitUntil(Clock::now(), [&] { return at.closeReceived; });
         if (!status.ok() && at.received.empty())
             return status.error();
         return static_cast<int>(std::min<std::size_t>(at.received.size(), std::numeric_limits<int>::max()));
@@ -102,12 +102,12 @@ std::vector<std::uint8_t> ClsSsh::getReceivedDataN(int channel, int numBytes)
         const ByteView taken =
             received.view().first(std::min(received.size(), static_cast<std::size_t>(std::max(numBytes, 0))));
         std::vector<std::uint8_t> data(taken.begin(), taken.end());
-        if (!transport_.connected()) {
+        if (!host().connected()) {
             received.consume(data.size());
             return data;
         }
-        const Status status = transport_.channels().consume(**opened, data.size());
-        (void)transport_.flush(); // The next reading reports a broken connection.
+        const Status status = host().channels().consume(**opened, data.size());
+        (void)host().flush(); // The next reading reports a broken connection.
         return status.ok() ? Result(std::move(data)) : Result<std::vector<std::uint8_t>>(status.error());
     });
 }
@@ -115,7 +115,7 @@ std::vector<std::uint8_t> ClsSsh::getReceivedDataN(int channel, int numBytes)
 Result<Channel*> ClsSsh::connectedChannel(int number)
 {
     auto channel = openedChannel(number);
-    if (channel.ok() && !transport_.connected())
+    if (channel.ok() && !host().connected())
         return Error{"The connection to the server is closed."};
     return channel;
 }
@@ -127,13 +127,13 @@ int ClsSsh::channelSendData(int channel, ByteView data)
         if (!opened.ok())
             return opened.error();
         // Only what the socket can take soon, so that input doesn't pile up in memory.
-        const std::size_t room = (*opened)->waiting.empty() && transport_.unsent() < kEnoughUnsent
+        const std::size_t room = (*opened)->waiting.empty() && host().unsent() < kEnoughUnsent
             ? std::min<std::size_t>((*opened)->outWindow, kEnoughUnsent)
             : 0;
         const ByteView taken = data.first(std::min(data.size(), room));
-        Status status = transport_.channels().write(**opened, taken);
+        Status status = host().channels().write(**opened, taken);
         if (status.ok())
-            status = transport_.flush();
+            status = host().flush();
         return status.ok() ? Result<int>(static_cast<int>(taken.size())) : Result<int>(status.error());
     });
 }
@@ -147,8 +147,8 @@ bool ClsSsh::channelSendClose(int channel)
         // This sends only the end of our input. An OpenSSH server answers a close at once and leaves the
         // command running, and its end could not be waited for. Our close follows the server's: RFC 4254,
         // section 5.3.
-        const Status status = transport_.channels().sendEnd(**opened);
-        return status.ok() ? transport_.flush() : status;
+        const Status status = host().channels().sendEnd(**opened);
+        return status.ok() ? host().flush() : status;
     });
 }
 
@@ -160,8 +160,8 @@ bool ClsSsh::channelReceiveToClose(int channel)
             return opened.error();
         Channel& at = **opened;
         Status refilled;
-        const Status status = transport_.waitFor([&] {
-            refilled = transport_.channels().consume(at, at.received.size());
+        const Status status = host().waitFor([&] {
+            refilled = host().channels().consume(at, at.received.size());
             return at.closeReceived || !refilled.ok();
         });
         return refilled.ok() ? status : refilled;

@@ -174,15 +174,40 @@ Result<SshTransport::Progress> SshTransport::moveBytes(Deadline deadline)
         return fail(event.error()).error();
     if (*event == Socket::Event::TimedOut)
         return Progress::TimedOut;
+    const Status moved = takeAvailable(sent, blocked, before);
+    return moved.ok() ? Result<Progress>(Progress::Moved) : Result<Progress>(moved.error());
+}
+
+Status SshTransport::takeAvailable(const Status& sent, bool wasBlocked, std::uint64_t writtenBefore)
+{
     const Status read = readAvailable();
     (void)flush();
-    if (blocked && written_ > before)
+    if (wasBlocked && written_ > writtenBefore)
         noteMove();
     if (!read.ok())
-        return fail(read.error()).error();
-    if (!sent.ok())
-        return fail(sent.error()).error();
-    return Progress::Moved;
+        return fail(read.error());
+    return sent.ok() ? sent : fail(sent.error());
+}
+
+Status SshTransport::moveWithoutWaiting()
+{
+    const std::uint64_t before = written_;
+    const Status sent = flush();
+    if (!socket_.isOpen())
+        return kNotConnected;
+    if (const Status worked = protocol_->idleWork(); !worked.ok())
+        return fail(worked.error());
+    if (Status moved = takeAvailable(sent, socketWasFull_, before); !moved.ok())
+        return moved;
+    socketWasFull_ = hasToSend();
+    return ended_ ? fail(endOfServer()) : Status();
+}
+
+Error SshTransport::endOfServer()
+{
+    return Error{protocol_->incoming().empty()
+            ? "The server closed the connection."
+            : "Closing SSH connection because incomplete packet received."};
 }
 
 Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& done)
@@ -191,9 +216,7 @@ Status SshTransport::waitUntil(Deadline deadline, const std::function<bool()>& d
         if (!socket_.isOpen())
             return kNotConnected;
         if (ended_)
-            return fail(Error{protocol_->incoming().empty()
-                    ? "The server closed the connection."
-                    : "Closing SSH connection because incomplete packet received."});
+            return fail(endOfServer());
         const Result<Progress> progress = moveBytes(std::min(deadline, nextProbe()));
         if (!progress.ok())
             return progress.error();
@@ -282,13 +305,6 @@ Status SshTransport::exchangeKeys()
     return waitFor([this] { return !protocol_->exchangingKeys(); });
 }
 
-Result<std::uint32_t> SshTransport::openChannel(bool takesErrorOutput)
-{
-    const auto number = requestChannel(takesErrorOutput);
-    const Status opened = number.ok() ? awaitChannel(*number) : Status(number.error());
-    return opened.ok() ? number : opened.error();
-}
-
 Result<std::uint32_t> SshTransport::requestChannel(bool takesErrorOutput)
 {
     if (!connected() || !authenticated())
@@ -309,38 +325,6 @@ Result<std::uint32_t> SshTransport::openForward(const std::string& host, int por
         channels().open(settings_.initialWindow, settings_.maximumPacket, "direct-tcpip", target);
     const Status opened = number.ok() ? awaitChannel(*number) : Status(number.error());
     return opened.ok() ? number : opened.error();
-}
-
-Status SshTransport::awaitChannel(std::uint32_t number)
-{
-    Channel& opened = *channel(number);
-    const Status status = waitFor([&] { return opened.state != Channel::State::Opening; });
-    if (!status.ok())
-        return status;
-    if (opened.state == Channel::State::Refused)
-        return Error{"The server doesn't open a channel: " + opened.refusal + "."};
-    return channels().widen(opened, settings_.openWindow);
-}
-
-Status SshTransport::awaitAnswer(Channel& channel, const std::string& what)
-{
-    Status status = waitFor([&] { return channel.answer || channel.closeReceived; });
-    if (!status.ok())
-        return status;
-    return channel.answer.value_or(false) ? Status()
-                                          : Status(Error{"The server refused to start " + what + "."});
-}
-
-Status SshTransport::exec(Channel& channel, const std::string& command)
-{
-    const Status sent = channels().requestExec(channel, command);
-    return sent.ok() ? awaitAnswer(channel, "the command") : sent;
-}
-
-Status SshTransport::subsystem(Channel& channel, const std::string& name)
-{
-    const Status sent = channels().requestSubsystem(channel, name);
-    return sent.ok() ? awaitAnswer(channel, "the subsystem \"" + name + "\"") : sent;
 }
 
 } // namespace ssh

@@ -46,23 +46,22 @@ public:
     void disconnect();
     Status exchangeKeys(); // New keys; needs an established connection.
 
-    Result<std::uint32_t> openChannel(bool takesErrorOutput);
     Result<std::uint32_t> requestChannel(bool takesErrorOutput) override;
-    Status awaitChannel(std::uint32_t number) override;
     Result<std::uint32_t> openForward(const std::string& host, int port); // RFC 4254, section 7.2.
     int descriptor() const { return socket_.descriptor(); }
-    Channel* channel(std::uint32_t number)
+    Channel* channel(std::uint32_t number) override
     {
         return protocol_ ? protocol_->channels().find(number) : nullptr;
     }
     ChannelTable& channels() override { return protocol_->channels(); }
-    // Sends the request and waits for the server's answer.
-    Status exec(Channel& channel, const std::string& command);
-    Status subsystem(Channel& channel, const std::string& name);
 
     Status waitFor(const std::function<bool()>& done) override;
-    // The same up to a deadline, which is no failure.
-    Status waitUntil(Deadline deadline, const std::function<bool()>& done);
+    Status waitUntil(Deadline deadline, const std::function<bool()>& done) override;
+    // For a caller that waits by itself, on the descriptor: sends and receives what it can without waiting.
+    Status moveWithoutWaiting();
+    bool hasToSend() const { return connected() && !protocol_->outgoing().empty(); }
+    Deadline lastLife() const { return lastMove_; } // When the server last showed that it lives.
+    Status sendKeepAlive() { return protocol_ ? protocol_->sendKeepAlive() : Status(); }
     Status flush() override;
     std::size_t unsent() const override { return protocol_->unsent(); }
     std::uint32_t openWindow() const override { return settings_.openWindow; }
@@ -75,12 +74,13 @@ public:
 private:
     enum class Progress { Moved, TimedOut };
     Result<Progress> moveBytes(Deadline deadline);
+    Status takeAvailable(const Status& sent, bool wasBlocked, std::uint64_t writtenBefore);
+    Error endOfServer();
     void noteMove();
     Status readAvailable();
     Status acceptHostKey(
         const KnownHosts& knownHosts, const std::string& host, int port, const PublicKey& key);
     Status handshake(Deadline deadline);
-    Status awaitAnswer(Channel& channel, const std::string& what);
     Status waitWithin(
         const std::function<std::chrono::milliseconds()>& limit, const std::function<bool()>& done);
     Deadline nextProbe() const;
@@ -94,6 +94,7 @@ private:
     std::unique_ptr<SshProtocol> protocol_;
     bool ended_ = false; // The server has closed its side.
     bool hostKeyIsNew_ = false;
+    bool socketWasFull_ = false; // After the last moveWithoutWaiting().
     std::uint64_t written_ = 0; // Bytes that the socket has accepted.
     // The server has shown life since this was last cleared: it has sent bytes, or a full socket has room
     // again. Bytes that go into an empty socket prove nothing.

@@ -91,13 +91,13 @@ void ClsSFtp::setEnableCache(bool on)
 bool ClsSFtp::initializeSftp()
 {
     return check([&]() -> Status {
-        if (!transport_.connected() || !transport_.authenticated()) {
+        if (!host().connected() || !isLoggedIn()) {
             const Error error{"SFTP needs a user logged in: call AuthenticatePw or AuthenticatePk first."};
             log(error.text);
             return error;
         }
         letGo();
-        auto opened = SFtpSession::open(transport_, sftpSettings_);
+        auto opened = SFtpSession::open(host(), sftpSettings_);
         if (!opened.ok())
             return opened.error();
         session_ = std::move(*opened);
@@ -269,7 +269,7 @@ Status ClsSFtp::download(const std::string& remotePath, const std::string& local
             (void)local->close();
     }
     (*at)->closeHandleWithoutWaiting(*remote); // The data is complete: nothing depends on the answer.
-    const Status flushed = transport_.flush();
+    const Status flushed = host().flush();
     return status.ok() ? flushed : status;
 }
 
@@ -299,7 +299,7 @@ Status ClsSFtp::upload(const std::string& remotePath, const std::string& localPa
     }
     if (!status.ok()) {
         (*at)->closeHandleWithoutWaiting(*remote);
-        (void)transport_.flush();
+        (void)host().flush();
     }
     return status;
 }

@@ -47,6 +47,7 @@ private:
         std::uint64_t position = 0; // Of the next byte to read or write.
     };
     void letGo() override;
+    bool takesErrorOutput() const override { return false; }
     Result<SFtpSession*> session() const;
     Result<Handle*> find(const std::string& handle);
     std::string remember(Bytes remote);

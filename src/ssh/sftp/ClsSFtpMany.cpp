@@ -94,7 +94,7 @@ std::vector<std::shared_ptr<const std::vector<SFtpEntry>>> ClsSFtp::readDirs(
         const auto at = session();
         const Status status =
             at.ok() ? sftpmany::list(**at, paths, includeDotDirs_, listings) : Status(at.error());
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return listings;
 }
@@ -105,7 +105,7 @@ std::vector<std::int64_t> ClsSFtp::openedFileSizes(const std::vector<std::string
     check([&]() -> Status {
         const auto at = session();
         const Status status = at.ok() ? sftpmany::sizes(**at, paths, sizes) : Status(at.error());
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return sizes;
 }
@@ -167,7 +167,7 @@ Status ClsSFtp::write(const std::string& remotePath, const SFtpUpload::Input& in
 void ClsSFtp::addChannels(SFtpUpload& transfer, const std::string& remotePath)
 {
     if (!moreSessions_)
-        moreSessions_ = SFtpSession::openSeveral(transport_, sftpSettings_, kMoreSessions);
+        moreSessions_ = SFtpSession::openSeveral(host(), sftpSettings_, kMoreSessions);
     std::vector<std::pair<SFtpSession*, std::uint32_t>> asked;
     for (const auto& session : *moreSessions_) {
         const auto request =
@@ -196,7 +196,7 @@ std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& 
             },
             [&](const CkoDownload& file) { return download(file.remotePath, file.localPath, file.resuming); },
             nullptr);
-        return status.ok() ? transport_.flush() : status;
+        return status.ok() ? host().flush() : status;
     });
     return outcomes;
 }

@@ -18,7 +18,8 @@ class LoopbackCluster {
 public:
     static constexpr const char* kName = "cluster.test";
 
-    explicit LoopbackCluster(const std::string& configuration = "")
+    // `pam` tells how the server checks passwords, unless it is empty.
+    explicit LoopbackCluster(const std::string& configuration = "", const std::string& pam = "")
     {
         const std::string path = folder_.path() + ":/usr/local/bin:/usr/bin:/bin";
         addProgram("sbatch",
@@ -29,7 +30,7 @@ public:
             "[ -e $told/lose ] && exit 0\n"
             "( while [ -e $told/hold ]; do sleep 0.05; done; exec \"${@: -1}\" ) > /dev/null 2>&1 < "
             "/dev/null &\n");
-        server_ = support::RealServer::openSsh("", "SetEnv PATH=" + path + "\n" + configuration);
+        server_ = support::RealServer::openSsh("", "SetEnv PATH=" + path + "\n" + configuration, pam);
         MachineAddress::resolver() = [this](const std::string& name) {
             return name == kName ? MachineAddress{"127.0.0.1", server_->port()} : MachineAddress{name};
         };

@@ -1,6 +1,7 @@
 #include "apps/console/cluster/SignInOnTerminal.h"
 
 #include "apps/console/Question.h"
+#include "remote/machines/ConnectionPool.h"
 #include "remote/machines/SignInAnswers.h"
 
 namespace {
@@ -30,10 +31,7 @@ void openKeyFile(const SVSSHPasswordInfo& login)
 {
     if (!login.access().keyFile)
         return;
-    signInWithAnswers(login, [&login] {
-        ssh::CkoSsh connection;
-        return !login.authenticateSSH(connection);
-    });
+    signInWithAnswers(login, [&login] { return ConnectionPool::shared().signIn(login); });
 }
 
 void signInWithAnswers(const SVSSHPasswordInfo& login, const std::function<bool()>& attempt)
