@@ -65,6 +65,8 @@ public:
     int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
     // When the cluster was last reached, in seconds since 1970; nothing while the last look has worked.
     std::optional<double> unknownSince() const { return unknownSince_; }
+    // The login (user@host) that a person has to answer for before the batch gets on (SignInAnswers).
+    std::optional<std::string> waitsForSignIn() const;
     std::optional<double> secondsToNextLook() const;
     // What the scheduler says about the runs: why they wait, and those that it doesn't know any more.
     const std::vector<std::string>& remarks() const { return remarks_; }

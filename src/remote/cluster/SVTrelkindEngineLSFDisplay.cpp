@@ -4,6 +4,7 @@
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/cluster/SchedulerJobs.h"
 #include "remote/machines/ClusterCondition.h"
+#include "remote/machines/SignInAnswers.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
 #include "task/wrapper/TaskNumbers.h"
@@ -33,6 +34,14 @@ std::optional<std::string> SVTrelkindEngineLSF::standsStill() const
     if (!panel_.checkTaskUploadButton.isHidden())
         return panel_.inputStatus.stringValue();
     return std::nullopt;
+}
+
+std::optional<std::string> SVTrelkindEngineLSF::waitsForSignIn() const
+{
+    if (isBusy() || (!standsStill() && !unknownSince_))
+        return std::nullopt;
+    const std::string login = passwordInfo()->login();
+    return SignInAnswers::shared().isWaiting(login) ? std::optional(login) : std::nullopt;
 }
 
 void SVTrelkindEngineLSF::tryAgain()

@@ -16,7 +16,7 @@ constexpr std::int64_t kLeastRoom = 100; // MB
 constexpr std::int64_t kHoursPerDay = 24;
 constexpr std::size_t kLongestAnswer = 1 << 20; // Bytes.
 constexpr int kPollMs = 2000;
-constexpr LoginLimits kLimits{5000, 5000};
+constexpr LoginLimits kQuestionLimits{5000, 5000};
 // The facts, as the command names them.
 constexpr std::string_view kNoScheduler = "no sbatch";
 constexpr std::string_view kNoRedirection = "no redirection";
@@ -101,7 +101,7 @@ std::vector<std::string> remarks(std::string_view answer)
 std::vector<std::string> ask(const SVSSHPasswordInfo& login, const std::string& workDirectory)
 {
     ssh::CkoSsh connection;
-    if (login.logIn(connection, kLimits))
+    if (login.logIn(connection, kQuestionLimits))
         return {};
     const int channel = connection.OpenSessionChannel();
     if (channel < 0 || !connection.SendReqExec(channel, query(workDirectory)))

@@ -1,6 +1,7 @@
 // Machines and batches on a cluster as their user meets them: real processes, a real server, a small
 // scheduler.
 
+#include "apps/console/OnTerminal.h"
 #include "remote/cluster/LoopbackCluster.h"
 
 #include <fmt/format.h>
@@ -176,6 +177,29 @@ TEST_F(ClusterVerbs, TellWhatKeepsABatchFromGoingOn)
     EXPECT_THAT(interrupted.err, HasSubstr("by another trelkind."));
     std::filesystem::remove(cluster / "scheduler/hold");
     expect({{run + "--minutes 0.002", 0, "task 2: Done"}, {"T status \"$W\"", 0, "2 of 2 done"}});
+}
+
+// The password has changed: the batch waits, says so, and goes on once a person has given the new one.
+TEST_F(ClusterVerbs, AskOnTheTerminalWhatASignInNeeds)
+{
+    addMachine();
+    expect({{"T machines password $M --password-fd 0 <<< outdated", 0, "Kept"}});
+    support::OnTerminal program(wrapper, {"run", wrapper.path(), "--on", machine, "--minutes", "0.002"});
+    const std::string hint = "Press r to sign in and try again.";
+    const std::string question = "Password of " + machine + ": ";
+    ASSERT_TRUE(program.reads(hint)) << program.text();
+    EXPECT_THAT(program.text(), HasSubstr("Could not connect as user " + platform::loginName()));
+    ASSERT_TRUE(program.reads("waits for a sign-in")) << program.text();
+    for (const std::string answer : {"\n", "wrong\n", "secret\n"}) {
+        program.type("r");
+        ASSERT_TRUE(program.readsAgain(question)) << program.text();
+        program.type(answer);
+        const bool isRight = answer == "secret\n"; // Without an answer nothing is tried.
+        ASSERT_TRUE(isRight || program.readsAgain("waits for a sign-in")) << program.text();
+    }
+    EXPECT_EQ(program.finish(), 0) << program.text();
+    EXPECT_EQ(program.text().find("secret"), std::string::npos) << "what is typed isn't shown";
+    EXPECT_EQ(wrapper.read("1/runOutput"), "ran\n");
 }
 
 TEST_F(ClusterVerbs, EndABatch)

@@ -11,6 +11,7 @@
 #include "apps/console/cluster/SignInOnTerminal.h"
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/cluster/SchedulerJobs.h"
+#include "remote/machines/SignInAnswers.h"
 #include "task/engine/BatchCount.h"
 #include "task/runs/RunTimes.h"
 #include "task/wrapper/ShellWord.h"
@@ -31,6 +32,20 @@ SVTrelkindEngineLSF* engineOf(OpenWrapper& wrapper)
     return dynamic_cast<SVTrelkindEngineLSF*>(wrapper.controller().engine());
 }
 
+// A strand's name, what it does, and how far it has come.
+std::string strandLine(const char* strand, const toolkit::TextField& status, const toolkit::ProgressBar* bar,
+    const std::string& besides)
+{
+    const double percentage = bar ? bar->doubleValue() : 0;
+    std::string text = status.stringValue();
+    if (!text.empty() && percentage > 0 && percentage < 100)
+        text += fmt::format("  {:.0f}%", percentage);
+    if (!text.empty() && !besides.empty())
+        text += "; ";
+    text += besides;
+    return text.empty() ? text : fmt::format("{:<8}{}", strand, text);
+}
+
 // The lines above the task table.
 std::vector<std::string> strandLines(OpenWrapper& wrapper)
 {
@@ -38,23 +53,19 @@ std::vector<std::string> strandLines(OpenWrapper& wrapper)
     if (!engine)
         return {};
     LsfAddition& panel = engine->panel();
-    const auto line = [](const char* strand, const toolkit::TextField& status,
-                          const toolkit::ProgressBar& bar) {
-        const double percentage = bar.doubleValue();
-        const bool isUnderWay = percentage > 0 && percentage < 100;
-        return status.stringValue().empty() ? std::string()
-                                            : fmt::format("{:<8}{}{}", strand, status.stringValue(),
-                                                isUnderWay ? fmt::format("  {:.0f}%", percentage) : "");
-    };
-    std::string output = line("Output", panel.outputStatus, panel.outputProgress);
-    std::vector<std::string> lines{fmt::format("{:<8}{}", "Batch", panel.directoryNameField.stringValue()),
-        line("Source", panel.sourceStatus, panel.sourceProgress),
-        line("Input", panel.inputStatus, panel.taskProgress)};
-    if (terminal::Output::standard().isTerminal)
-        if (const auto seconds = engine->secondsToNextLook())
-            output = fmt::format("{:<8}{}{}next look in {}", "Output", panel.outputStatus.stringValue(),
-                panel.outputStatus.stringValue().empty() ? "" : "; ", elapsedText(*seconds));
-    lines.push_back(output);
+    const std::string waiting = engine->waitsForSignIn() ? "waits for a sign-in" : "";
+    // The strands whose steps have failed, which their buttons tell.
+    const auto besides = [&](const toolkit::Button& button) { return button.isHidden() ? "" : waiting; };
+    std::string ofOutput = engine->unknownSince() ? waiting : "";
+    const auto seconds = engine->secondsToNextLook();
+    const bool tellsTime = terminal::Output::standard().isTerminal && seconds;
+    if (tellsTime)
+        ofOutput += fmt::format("{}next look in {}", ofOutput.empty() ? "" : "; ", elapsedText(*seconds));
+    std::vector<std::string> lines{
+        strandLine("Batch", panel.directoryNameField, nullptr, besides(panel.checkWorkFolderButton)),
+        strandLine("Source", panel.sourceStatus, &panel.sourceProgress, besides(panel.checkAgainButton)),
+        strandLine("Input", panel.inputStatus, &panel.taskProgress, besides(panel.checkTaskUploadButton)),
+        strandLine("Output", panel.outputStatus, tellsTime ? nullptr : &panel.outputProgress, ofOutput)};
     if (const auto since = engine->unknownSince())
         lines.push_back(fmt::format("{:<8}Nothing is known since {}", "", momentText(*since)));
     for (const std::string& remark : engine->remarks())
@@ -144,13 +155,14 @@ public:
 
     int run()
     {
-        const KeyPresses keys([this](char key) { pressed(key); });
-        waitsForKeys_ = keys.areRead() && !options_.json && !options_.quiet;
+        keys_.emplace([this](char key) { pressed(key); });
+        waitsForKeys_ = keys_->areRead() && !options_.json && !options_.quiet;
         const auto frames = platform::Timer::schedule(
             kSecondsBetweenFrames, platform::Timer::Repeats::Yes, [this] { display_.update(); });
         display_.update();
         platform::MainLoop::main().runUntil([this] { return isOver(); });
         display_.update();
+        keys_.reset();
         display_.finish();
         return outcome();
     }
@@ -170,7 +182,8 @@ private:
         if (!waitsForKeys_)
             return true;
         if (!std::exchange(hasToldOfKey_, true))
-            display_.say(fmt::format("{} Press r to try again.", sentence(*engine->standsStill())));
+            display_.say(fmt::format("{} Press r to {}.", sentence(*engine->standsStill()),
+                engine->waitsForSignIn() ? "sign in and try again" : "try again"));
         return false;
     }
     void pressed(char key)
@@ -178,12 +191,23 @@ private:
         SVTrelkindEngineLSF* engine = engineOf(wrapper_);
         if (!engine || key != 'r')
             return;
+        if (const auto login = engine->waitsForSignIn(); login && !signIn(*login))
+            return;
         if (engine->isStuck())
             wrapper_.controller().goOnWithBatch();
         else if (engine->standsStill())
             engine->tryAgain();
         else
             engine->checkForOutput();
+    }
+    // Whether all questions of the last attempt are answered, so that another one makes sense.
+    bool signIn(const std::string& login)
+    {
+        bool isAnswered = false;
+        display_.leave();
+        keys_->withLines([&] { isAnswered = SignInAnswers::shared().ask(login); });
+        display_.update();
+        return isAnswered;
     }
     static std::string sentence(std::string words) { return words.ends_with('.') ? words : words + "."; }
 
@@ -220,6 +244,7 @@ private:
     OpenWrapper& wrapper_;
     const RunOptions& options_;
     BatchDisplay display_;
+    std::optional<KeyPresses> keys_;
     bool isInterrupted_ = false;
     bool waitsForKeys_ = false;
     bool hasToldOfKey_ = false;

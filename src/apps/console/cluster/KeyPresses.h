@@ -15,8 +15,11 @@ public:
     KeyPresses& operator=(const KeyPresses&) = delete;
 
     bool areRead() const { return watch_ != nullptr; } // There is a terminal, and it is this program's.
+    // Calls `work`, which reads whole lines from the terminal itself.
+    void withLines(const std::function<void()>& work);
 
 private:
     termios before_{};
+    termios single_{};
     std::unique_ptr<platform::MainLoop::Watch> watch_;
 };
