@@ -161,7 +161,7 @@ platform::Result<ConnectionPool::Entry, ConnectionPool::Failure> ConnectionPool:
     if (auto sentence = login.authenticate(*connection))
         return Failure{std::move(*sentence), connection->LastErrorText(), true};
     const bool wasApproved = std::chrono::steady_clock::now() - begin > kNoProgramTakesSoLong;
-    auto shared = ssh::SharedConnection::over(std::move(connection), sharedLimits());
+    auto shared = ssh::share(std::move(connection), sharedLimits());
     if (!shared.ok())
         return couldNotConnect(login, shared.error().text);
     return Entry{attempt.key, login.login(), std::move(*shared),

@@ -67,4 +67,10 @@ int CkoSsh::GetChannelExitStatus(int channel)
     return impl_->channelExitStatus(channel);
 }
 
+Result<std::shared_ptr<SharedConnection>> share(
+    std::unique_ptr<CkoSsh> connection, SharedConnection::Limits limits)
+{
+    return SharedConnection::over(std::move(connection->impl_), limits);
+}
+
 } // namespace ssh

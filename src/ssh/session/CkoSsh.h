@@ -2,6 +2,7 @@
 
 #include "ssh/session/CkoConnection.h"
 #include "ssh/session/ForwardHost.h"
+#include "ssh/session/SharedConnection.h"
 
 #include <cstdint>
 #include <span>
@@ -43,9 +44,14 @@ public:
     void endForwarding() override { Disconnect(); }
 
 private:
-    friend class SharedConnection; // Takes over the connection.
+    friend Result<std::shared_ptr<SharedConnection>> share(std::unique_ptr<CkoSsh>, SharedConnection::Limits);
     explicit CkoSsh(std::unique_ptr<ClsSsh> impl);
     std::unique_ptr<ClsSsh> impl_;
 };
+
+// Lets many sessions have channels on a connection with a user logged in, which ends with the last owner of
+// the result.
+Result<std::shared_ptr<SharedConnection>> share(
+    std::unique_ptr<CkoSsh> connection, SharedConnection::Limits limits);
 
 } // namespace ssh

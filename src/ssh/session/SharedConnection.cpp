@@ -1,7 +1,6 @@
 #include "ssh/session/SharedConnection.h"
 
 #include "ssh/crypto/Wire.h"
-#include "ssh/session/ClsSsh.h"
 #include "ssh/transport/Messages.h"
 
 #include <algorithm>
@@ -20,9 +19,9 @@ constexpr std::chrono::hours kLongWait{1}; // For poll, when nothing is due.
 } // namespace
 
 Result<std::shared_ptr<SharedConnection>> SharedConnection::over(
-    std::unique_ptr<CkoSsh> connection, Limits limits)
+    std::unique_ptr<TransportOwner> connection, Limits limits)
 {
-    if (!connection->impl_->transport().authenticated() || !connection->impl_->transport().connected())
+    if (!connection->transport().authenticated() || !connection->transport().connected())
         return Error{"Only a connection with a user logged in can be shared."};
     try {
         return std::shared_ptr<SharedConnection>(new SharedConnection(std::move(connection), limits));
@@ -31,8 +30,8 @@ Result<std::shared_ptr<SharedConnection>> SharedConnection::over(
     }
 }
 
-SharedConnection::SharedConnection(std::unique_ptr<CkoSsh> connection, Limits limits)
-    : limits_(limits), connection_(std::move(connection)), transport_(connection_->impl_->transport()),
+SharedConnection::SharedConnection(std::unique_ptr<TransportOwner> connection, Limits limits)
+    : limits_(limits), connection_(std::move(connection)), transport_(connection_->transport()),
       serverVersion_(transport_.serverVersion()), socket_(transport_.descriptor()),
       wakeEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), unusedSince_(Clock::now())
 {
@@ -302,7 +301,7 @@ void SharedConnection::serve()
     }
     transport_.channels().setElsewhere(nullptr);
     guard.unlock(); // Nobody else uses a connection that has failed.
-    connection_->Disconnect();
+    connection_->disconnect();
 }
 
 } // namespace ssh

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "ssh/session/CkoSsh.h"
 #include "ssh/session/SshTransport.h"
 
 #include <condition_variable>
@@ -23,7 +22,8 @@ public:
         std::chrono::milliseconds probe{60000}; // Between requests that show whether a quiet server lives.
     };
     // Takes over a connection with a user logged in.
-    static Result<std::shared_ptr<SharedConnection>> over(std::unique_ptr<CkoSsh> connection, Limits limits);
+    static Result<std::shared_ptr<SharedConnection>> over(
+        std::unique_ptr<TransportOwner> connection, Limits limits);
     ~SharedConnection(); // Ends the connection. Sessions own it, so that there are none any more.
     SharedConnection(const SharedConnection&) = delete;
     SharedConnection& operator=(const SharedConnection&) = delete;
@@ -67,7 +67,7 @@ private:
         std::uint32_t remoteNumber = 0;
         bool closeSent = false;
     };
-    SharedConnection(std::unique_ptr<CkoSsh> connection, Limits limits);
+    SharedConnection(std::unique_ptr<TransportOwner> connection, Limits limits);
     // All of these under the lock.
     Status dispatch(std::uint32_t number, ByteView payload);
     Status closeRoute(Route& route);
@@ -81,7 +81,7 @@ private:
     void waitForSocket(bool writes, Deadline until) const;
 
     const Limits limits_;
-    const std::unique_ptr<CkoSsh> connection_;
+    std::unique_ptr<TransportOwner> connection_;
     SshTransport& transport_; // Of the connection.
     const std::string serverVersion_;
     const int socket_;
