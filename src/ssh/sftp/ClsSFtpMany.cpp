@@ -127,18 +127,22 @@ std::vector<CkoTransfer> ClsSFtp::uploadFiles(
 
 Status ClsSFtp::uploadLarge(const CkoUpload& file)
 {
+    const auto at = session();
+    if (!at.ok())
+        return at.error();
+    if (file.isMadeAnew) // There may be none.
+        if (const auto reply = (*at)->ask(sftp::kRemove, (*at)->pathRequest(file.remotePath)); !reply.ok())
+            return reply.error();
     const Status status = file.localPath ? upload(file.remotePath, *file.localPath, false)
                                          : uploadBytes(file.remotePath, file.data);
     if (!status.ok() || !file.permissions)
         return status;
-    const auto at = session();
-    if (!at.ok())
-        return at.error();
     SFtpFileAttr attr;
     attr.permissions = static_cast<std::uint32_t>(*file.permissions);
     const std::string name = (*at)->nameToServer(file.remotePath);
-    (void)(*at)->setAttributes(sftp::kSetstat, viewOf(name), attr); // That it fails is no failure.
-    return {};
+    const auto reply =
+        (*at)->ask(sftp::kSetstat, (*at)->setAttributesRequest(viewOf(name), attr)); // May be refused.
+    return reply.ok() ? Status() : reply.error();
 }
 
 std::vector<CkoTransfer> ClsSFtp::downloadFiles(const std::vector<CkoDownload>& files)
