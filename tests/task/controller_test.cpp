@@ -3,7 +3,6 @@
 #include "platform/loop/Pace.h"
 #include "task/OpenController.h"
 #include "task/application/KRTaskContextMenu.h"
-#include "task/engine/SVTrelkindEngineLocal.h"
 #include "text/RtfText.h"
 #include "toolkit/Workspace.h"
 

@@ -1,7 +1,6 @@
 // One task of an open wrapper.
 
 #include "task/OpenController.h"
-#include "task/application/KRTaskContextMenu.h"
 #include "task/single/Notifications.h"
 
 #include <gmock/gmock.h>
