@@ -165,6 +165,25 @@ TEST_F(ManyFiles, AConnectionThatDiesLeavesBeginningsAndAReason)
     }
 }
 
+// An upload is done only when the server has answered all of it: what was written, and that it may be
+// executed.
+TEST_F(ManyFiles, AnUploadWithoutItsLastAnswersHasFailed)
+{
+    for (const std::size_t size : {std::size_t{5}, kLarge}) {
+        SCOPED_TRACE(size);
+        options_.cutAt.reset();
+        const auto isDone = [&] {
+            return start().UploadFiles({{"up", {}, viewOf(large_).first(size), 0700, true}})[0].ok();
+        };
+        EXPECT_TRUE(isDone());
+        const std::size_t end = session_->peer.bytesSent();
+        for (const std::size_t missing : {30u, 60u, 100u, 150u, 200u}) {
+            options_.cutAt = end - missing;
+            EXPECT_FALSE(isDone()) << missing;
+        }
+    }
+}
+
 TEST_F(ManyFiles, RepliesThatLieEndTheCall)
 {
     const std::function<void(Bytes&)> lies[] = {

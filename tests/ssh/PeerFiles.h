@@ -175,6 +175,8 @@ private:
             files_[path] = "";
             return status(id, good ? sftp::kOk : kFailure);
         }
+        case sftp::kRemove:
+            return status(id, files_.erase(reader.text()) > 0 ? sftp::kOk : kNoSuchFile);
         default:
             return status(id, sftp::kOk);
         }

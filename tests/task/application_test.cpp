@@ -27,7 +27,7 @@ struct Engine : SVTrelkindEngine {
 struct Cluster : KRTrelkindMachine {
     std::string machineName() const override { return name; }
     std::string machineDescription() const override { return "me@" + name; }
-    std::vector<std::string> queuNames() const override { return {"short", "long"}; }
+    std::optional<std::vector<std::string>> queuNames() const override { return {{"short", "long"}}; }
     std::shared_ptr<SVTrelkindEngine> createTaskFor(
         SVTaskController& controller, const std::string& queue) override
     {

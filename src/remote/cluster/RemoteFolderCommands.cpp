@@ -13,7 +13,8 @@ using platform::paths::appending;
 constexpr const char* kCacheFolder = "TrelkindWorkDirectory/CachedExecutables";
 constexpr std::int64_t kDigits = 32; // Of an MD5.
 
-enum class Sent { Yes, No, NoChannel };
+// Failed: it was sent, but told a failure, or the connection ended before it did.
+enum class Sent { Yes, Failed, No, NoChannel };
 
 // Runs a command to its end and drops what it prints.
 Sent runToEnd(ssh::CkoSsh& connection, const std::string& command)
@@ -27,8 +28,10 @@ Sent runToEnd(ssh::CkoSsh& connection, const std::string& command)
     if (!sent)
         platform::systemLog(connection.LastErrorText());
     connection.ChannelSendClose(channel);
-    connection.ChannelReceiveToClose(channel);
-    return sent ? Sent::Yes : Sent::No;
+    const bool ended = connection.ChannelReceiveToClose(channel);
+    if (!sent)
+        return Sent::No;
+    return ended && connection.GetChannelExitStatus(channel) <= 0 ? Sent::Yes : Sent::Failed;
 }
 
 } // namespace
@@ -52,7 +55,7 @@ bool SVCheckIfExecutableExist::cacheHoldsIt(ssh::CkoSFtp& sftp, const std::strin
     // The file holds a line end behind the digits.
     const auto digits = sftp.ReadFileText(*handle, kDigits, "us-ascii");
     sftp.CloseHandle(*handle);
-    return digits == md5ForExecutable_;
+    return !md5ForExecutable_.empty() && digits == md5ForExecutable_;
 }
 
 void SVCheckIfExecutableExist::evaluate(ssh::CkoSFtp& sftp)
@@ -64,10 +67,12 @@ void SVCheckIfExecutableExist::evaluate(ssh::CkoSFtp& sftp)
     if ((error_ = authenticateSSH(connection)))
         return;
     const std::string command = fmt::format("cp {} {}/Executable/{}", cached, workingDirectory_, executable_);
-    if (runToEnd(connection, command) == Sent::NoChannel)
+    const Sent sent = runToEnd(connection, command);
+    if (sent == Sent::NoChannel)
         error_ = "Could not open channel";
     else
         executableExists_ = true;
+    hasFailed_ = sent == Sent::Failed;
 }
 
 void SVRemoveFolderOperation::main()
@@ -86,6 +91,9 @@ void SVRemoveFolderOperation::main()
             break;
         case Sent::No:
             error_ = "Could not remove directory";
+            break;
+        case Sent::Failed:
+            hasFailed_ = true;
             break;
         case Sent::Yes:
             break;

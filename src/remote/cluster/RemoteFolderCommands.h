@@ -19,6 +19,8 @@ public:
     { }
     void main() override;
     bool executableExists() const { return executableExists_; }
+    // The copy has failed, or its connection, so that what exists may be a part of the executable.
+    bool hasFailed() const { return hasFailed_; }
 
 private:
     void evaluate(ssh::CkoSFtp& sftp);
@@ -29,6 +31,7 @@ private:
     const std::string workingDirectory_;
     const Callback callback_;
     bool executableExists_ = false;
+    bool hasFailed_ = false;
 };
 
 // Removes the folder of a batch. A login that fails ends the operation without its callback.
@@ -43,9 +46,12 @@ public:
           callback_(std::move(callback)), failed_(std::move(failed))
     { }
     void main() override;
+    // The removal was sent and has failed, or its connection, so that some of the folder may be left.
+    bool hasFailed() const { return hasFailed_; }
 
 private:
     const std::string folderName_;
     const Callback callback_;
     const Failed failed_;
+    bool hasFailed_ = false;
 };

@@ -100,9 +100,10 @@ void SVCopyUsingSCPFromLocal::carryOut(ssh::CkoSFtp& sftp, const Value::Array& l
 {
     everythingCopied_ = true;
     bool goesOn = true;
-    for (std::size_t first = 0; first < list.size() && goesOn && !isCancelled(); first += kActionsAtOnce)
-        goesOn = carryOut(sftp, list, first, std::min(first + kActionsAtOnce, list.size()));
-    everythingCopied_ = everythingCopied_ && !isCancelled();
+    for (std::size_t first = 0; first < list.size() && goesOn; first += kActionsAtOnce)
+        goesOn = isCancelled()
+            ? stop(sftp, "The upload was cancelled.")
+            : carryOut(sftp, list, first, std::min(first + kActionsAtOnce, list.size()));
 }
 
 bool SVCopyUsingSCPFromLocal::carryOut(
@@ -137,8 +138,11 @@ bool SVCopyUsingSCPFromLocal::carryOut(
             file.upload.localPath = action.textFor(kFrom).value_or("");
         else if (const Value* data = action.find(kData); data && data->data())
             file.upload.data = *data->data();
-        if (!isLocalFile)
+        if (!isLocalFile) {
             file.upload.permissions = permissions;
+            // The server of a connection that broke may still have a script open, which then can't be run.
+            file.upload.isMadeAnew = permissions.has_value();
+        }
         // Two files of one name must not be written at the same time.
         if (waitingNames_.contains(file.upload.remotePath) && !uploadWaiting(sftp, list.size()))
             return false;
@@ -187,7 +191,7 @@ bool SVCopyUsingSCPFromLocal::take(
     ssh::CkoSFtp& sftp, const Waiting& file, const ssh::CkoTransfer& transfer, std::size_t total)
 {
     if (!transfer.ok() && !isAlive(sftp))
-        return stop(fmt::format("Could not connect to {}", access_->hostName()));
+        return stop(sftp, "");
     if (!file.isLocalFile && !transfer.opened) {
         everythingCopied_ = false; // Without a step of the progress.
         return true;
@@ -200,10 +204,11 @@ bool SVCopyUsingSCPFromLocal::take(
     return true;
 }
 
-bool SVCopyUsingSCPFromLocal::stop(std::string words)
+// A connection that has broken is the reason for whatever has failed on it.
+bool SVCopyUsingSCPFromLocal::stop(ssh::CkoSFtp& sftp, const char* words)
 {
     everythingCopied_ = false;
-    error_ = std::move(words);
+    error_ = isAlive(sftp) ? words : fmt::format("Could not connect to {}", access_->hostName());
     return false;
 }
 
@@ -219,10 +224,10 @@ bool SVCopyUsingSCPFromLocal::createDirectory(ssh::CkoSFtp& sftp, const std::str
         parent = above == parent ? std::string() : above; // The root is its own parent.
     }
     if (parent.empty() && !missing.empty())
-        return stop("Did not find the home directory.");
+        return stop(sftp, "Did not find the home directory.");
     while (!missing.empty() && sftp.CreateDir(missing.back()))
         missing.pop_back();
-    return sftp.CreateDir(path) || stop("Directory could not be created.");
+    return sftp.CreateDir(path) || stop(sftp, "Directory could not be created.");
 }
 
 void SVCopyUsingSCPFromLocal::reportProgress(std::size_t done, std::size_t total)

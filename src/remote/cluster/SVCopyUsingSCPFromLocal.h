@@ -54,7 +54,7 @@ private:
     bool createDirectory(ssh::CkoSFtp& sftp, const std::string& path);
     bool uploadWaiting(ssh::CkoSFtp& sftp, std::size_t total);
     bool take(ssh::CkoSFtp& sftp, const Waiting& file, const ssh::CkoTransfer& transfer, std::size_t total);
-    bool stop(std::string words);
+    bool stop(ssh::CkoSFtp& sftp, const char* words);
     void actionIsDone(std::size_t index, std::size_t total);
     void reportProgress(std::size_t done, std::size_t total);
     void postProgress(double percentage);

@@ -103,8 +103,12 @@ void SVSSHCommand::append(std::string text)
     tail_ += decoded(std::string_view(text).substr(0, whole));
     if (tail_.size() <= 2 * kLongestTail)
         return;
-    const std::size_t lineEnd = tail_.find('\n', tail_.size() - kLongestTail);
-    const std::size_t cut = std::min(lineEnd + 1, tail_.size() - kLongestTail / 2);
+    // At the end of a line, if there is one soon, else between two characters.
+    const std::size_t from = tail_.size() - kLongestTail;
+    const std::size_t lineEnd = tail_.find('\n', from);
+    std::size_t cut = lineEnd < tail_.size() - kLongestTail / 2 ? lineEnd + 1 : from;
+    while ((static_cast<unsigned char>(tail_[cut]) & 0xC0) == 0x80)
+        ++cut;
     dropped_ += cut;
     tail_.erase(0, cut);
 }

@@ -12,8 +12,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 namespace {
 
 using platform::paths::appending;
@@ -50,9 +48,7 @@ SVSetupForLSFController::SVSetupForLSFController(
 
 std::string SVSetupForLSFController::programName() const
 {
-    std::string name = task_.executable().value_or("");
-    std::replace(name.begin(), name.end(), ' ', '_');
-    return name;
+    return clusternames::program(task_.executable());
 }
 
 std::string SVSetupForLSFController::workDirectory() const
@@ -71,12 +67,12 @@ void SVSetupForLSFController::start()
     }
     if (!infoFile_.has(BatchFile::kUuid))
         infoFile_.set(BatchFile::kUuid, platform::makeUuid());
-    if (const auto status = infoFile_.check(); !status.ok())
-        return KRMessageCenter::addMessage(
-            "The batch can not be set up on the cluster.", status.error().text);
-    if (const auto status = clusternames::checkProgram(programName()); !status.ok())
-        return KRMessageCenter::addMessage(
-            "The batch can not be set up on the cluster.", status.error().text);
+    for (const platform::Status& status :
+        {infoFile_.check(), clusternames::checkWorkFolder(machine_->workDirectory()),
+            clusternames::checkProgram(programName())})
+        if (!status.ok())
+            return KRMessageCenter::addMessage(
+                "The batch can not be set up on the cluster.", status.error().text);
     if (!infoFile_.saveIfChanged().ok())
         return;
     uploadSources();

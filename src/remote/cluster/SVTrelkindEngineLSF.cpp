@@ -34,15 +34,6 @@ double doubleValue(const std::string& text)
     return std::strtod(text.c_str(), nullptr);
 }
 
-// Submission isn't examined by the chain, but nobody should wait for jobs that were refused.
-void reportRefusedJobs(const std::string& printed)
-{
-    const auto submission = schedulerjobs::parseSubmission(printed);
-    if (!submission.complaints.empty())
-        KRMessageCenter::addMessage("The scheduler has refused jobs.",
-            fmt::format("{} accepted. {}", submission.accepted, fmt::join(submission.complaints, "\n")));
-}
-
 // Where there is no application, as in a test of an engine alone.
 platform::OperationQueue& queueWithoutApplication()
 {
@@ -109,6 +100,7 @@ platform::Status SVTrelkindEngineLSF::checkBeforeBegin()
         return status;
     if (auto status = clusternames::checkProgram(programName()); !status.ok())
         return status;
+    lock_.reset(); // Another one is taken only when the one that failed is gone.
     lock_ = taskController_->lockForRunning();
     if (lock_->isTaken())
         return platform::Error{fmt::format("{} is being run, or cleared, by another trelkind.", wrapper_)};
@@ -140,9 +132,7 @@ void SVTrelkindEngineLSF::goOnWithoutArguments()
 
 std::string SVTrelkindEngineLSF::programName() const
 {
-    std::string name = taskController_ ? taskController_->executable().value_or("") : "";
-    std::replace(name.begin(), name.end(), ' ', '_');
-    return name;
+    return taskController_ ? clusternames::program(taskController_->executable()) : "";
 }
 
 // The machine's own is typed anew after each start of the program; the batch stays where it is.
@@ -196,9 +186,8 @@ void SVTrelkindEngineLSF::makeSureFolderExists()
     if (refusal_) {
         if (const auto status = checkBeforeBegin(); !status.ok())
             return setRefusal(status.error().text);
-        if (const auto status = infoFile_.saveIfChanged(); !status.ok())
-            return setRefusal(status.error().text);
         refusal_.reset();
+        panel_.checkWorkFolderButton.setHidden(true);
     }
     if (infoFile_.has(BatchFile::kWorkFolderExists)) {
         showFolder();
@@ -285,7 +274,8 @@ void SVTrelkindEngineLSF::runExecutableIfPossible()
         return;
     submittingRun_ = true;
     addLong(std::make_shared<SVSSHCommand>(remotePath(jobscripts::kSubmitTasks), passwordInfo(), nullptr,
-        callback(&SVTrelkindEngineLSF::startFinished), stuck("submission")));
+        callback(&SVTrelkindEngineLSF::startFinished),
+        stuck("submission", &SVTrelkindEngineLSF::submittingRun_)));
 }
 
 void SVTrelkindEngineLSF::startFinished(SVSSHCommand& operation)
@@ -294,12 +284,32 @@ void SVTrelkindEngineLSF::startFinished(SVSSHCommand& operation)
     // with the flag nothing ever would be.
     if (operation.exitStatus() == kCanNotExecute
         && schedulerjobs::parseSubmission(operation.printed()).accepted == 0)
-        return stuck("submission")(operation.printed());
+        return stuck("submission", &SVTrelkindEngineLSF::submittingRun_)(operation.printed());
     submittingRun_ = false;
     infoFile_.setFlag(BatchFile::kRunsStarted);
     reportRefusedJobs(operation.printed());
     panel_.outputStatus.setStringValue("Tasks submitted");
     checkOutputIfNeeded();
+}
+
+// The chain doesn't examine the submission, but nobody should wait for jobs that were refused.
+void SVTrelkindEngineLSF::reportRefusedJobs(const std::string& printed)
+{
+    if (!isAttached())
+        return;
+    std::set<int> runs;
+    for (const auto& task : taskController_->taskInformation())
+        if (task->taskShouldBeRun())
+            runs.insert(task->numberInProject());
+    const auto submission = schedulerjobs::parseSubmission(printed);
+    const bool allAccepted = submission.accepted >= runs.size();
+    if (!allAccepted)
+        goneRuns_ = runs; // So that the next answer of the scheduler names those without a job.
+    if (!allAccepted || !submission.complaints.empty())
+        KRMessageCenter::addMessage(
+            allAccepted ? "The scheduler remarks on the jobs." : "The scheduler has refused jobs.",
+            fmt::format("{} of {} accepted. {}", submission.accepted, runs.size(),
+                fmt::join(submission.complaints, "\n")));
 }
 
 void SVTrelkindEngineLSF::checkOutputIfNeeded()
@@ -359,8 +369,8 @@ void SVTrelkindEngineLSF::minutesChanged()
 
 void SVTrelkindEngineLSF::checkForOutput()
 {
-    if (checkingOutput_ || !isAttached())
-        return;
+    if (checkingOutput_ || !isAttached() || refusal_)
+        return; // A refused batch may name any folder, which a look at it could remove.
     checkingOutput_ = true;
     panel_.checkOutputButton.setHidden(true);
     panel_.outputStatus.setStringValue("Checking for output");
@@ -442,7 +452,8 @@ void SVTrelkindEngineLSF::removeFromServer()
     stopTimers();
     panel_.outputStatus.setStringValue("Removing from server");
     addShort(std::make_shared<SVRemoveFolderOperation>(passwordInfo(), workDirectory(),
-        callback(&SVTrelkindEngineLSF::folderRemovalDone), stuck("removal")));
+        callback(&SVTrelkindEngineLSF::folderRemovalDone),
+        stuck("removal", &SVTrelkindEngineLSF::removingEverything_)));
 }
 
 void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
@@ -450,20 +461,22 @@ void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
     if (operation.error()) {
         removingEverything_ = false;
         panel_.outputStatus.setStringValue("Failed to remove");
+    }
+    if (operation.error() || operation.hasFailed())
         KRMessageCenter::addMessage("Failed to remove the folder of the batch from the cluster.",
             fmt::format("{}@{}:{}: {}", machine_->userName(), machine_->machineName(), workDirectory(),
-                *operation.error()));
-    }
+                operation.error().value_or("some of it may be left.")));
     if (isAttached())
         taskController_->endAllTasks();
 }
 
-std::function<void(const std::string&)> SVTrelkindEngineLSF::stuck(const char* step)
+std::function<void(const std::string&)> SVTrelkindEngineLSF::stuck(
+    const char* step, bool SVTrelkindEngineLSF::*busyMark)
 {
-    return [self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this()), step](
+    return [self = std::static_pointer_cast<SVTrelkindEngineLSF>(shared_from_this()), step, busyMark](
                const std::string& reason) {
-        self->stuckStep_ = fmt::format("The {} on the cluster has failed.", step);
-        KRMessageCenter::addMessage(*self->stuckStep_,
+        self->stuckStep_ = {fmt::format("The {} on the cluster has failed.", step), busyMark};
+        KRMessageCenter::addMessage(self->stuckStep_->words,
             fmt::format("{} Close the wrapper and open it again to repeat this step.", reason));
     };
 }

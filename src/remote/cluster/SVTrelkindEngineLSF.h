@@ -16,6 +16,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,7 +60,8 @@ public:
     bool isBusy() const; // An operation is under way.
     // The words of a step that has failed and isn't tried again by itself.
     std::optional<std::string> standsStill() const;
-    bool isStuck() const { return stuckStep_.has_value(); } // Only an engine made anew gets on.
+    // Only an engine made anew gets on. Not while another step still works, which would go on beside it.
+    bool isStuck() const { return stuckStep_.has_value() && !isBusy(); }
     void tryAgain(); // Presses the buttons of the steps that have failed.
     bool hasBeenSubmitted() const { return infoFile_.has(BatchFile::kRunsStarted); }
     int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
@@ -99,6 +101,7 @@ private:
     void copyingTasksFinished(SVCopyUsingSCPFromLocal& operation);
     void runExecutableIfPossible();
     void startFinished(SVSSHCommand& operation);
+    void reportRefusedJobs(const std::string& printed);
     void startRunningTasks() { } // The submission has its own step.
     void checkOutputIfNeeded();
     void scheduleTimer(double minutes);
@@ -131,7 +134,7 @@ private:
         };
     }
     // Tells about a step that ended without a callback; its busy mark stays set, as the chain has it.
-    std::function<void(const std::string&)> stuck(const char* step);
+    std::function<void(const std::string&)> stuck(const char* step, bool SVTrelkindEngineLSF::*busyMark);
     void askForCondition();
     void askScheduler();
     void schedulerAnswered(SVSSHCommand& operation);
@@ -167,7 +170,12 @@ private:
     int numberOfLooks_ = 0;
     double lastContact_ = 0; // Seconds since 1970.
     std::optional<double> unknownSince_;
-    std::optional<std::string> stuckStep_; // The words about a step that ended without a callback.
+    // A step that ended without a callback.
+    struct StuckStep {
+        std::string words;
+        bool SVTrelkindEngineLSF::*busyMark; // Stays set for good.
+    };
+    std::optional<StuckStep> stuckStep_;
     bool askingScheduler_ = false;
     std::set<int> goneRuns_; // The scheduler knew nothing of them at the last look.
     std::vector<std::string> remarks_;

@@ -16,17 +16,19 @@
 
 bool SVTrelkindEngineLSF::isBusy() const
 {
-    if (stuckStep_)
-        return false; // Its busy mark stays set for good.
-    return creatingWorkFolder_ || checkingIfExecutableExists_ || copyingCodeOver_ || compilingCode_
-        || checkingIfCompileWorked_ || uploadingTasks_ || submittingRun_ || checkingOutput_
-        || removingEverything_ || askingScheduler_;
+    using Engine = SVTrelkindEngineLSF;
+    constexpr bool Engine::*kBusyMarks[] = {&Engine::creatingWorkFolder_,
+        &Engine::checkingIfExecutableExists_, &Engine::copyingCodeOver_, &Engine::compilingCode_,
+        &Engine::checkingIfCompileWorked_, &Engine::uploadingTasks_, &Engine::submittingRun_,
+        &Engine::checkingOutput_, &Engine::removingEverything_, &Engine::askingScheduler_};
+    return std::any_of(std::begin(kBusyMarks), std::end(kBusyMarks),
+        [this](bool Engine::*mark) { return this->*mark && !(stuckStep_ && stuckStep_->busyMark == mark); });
 }
 
 std::optional<std::string> SVTrelkindEngineLSF::standsStill() const
 {
     if (stuckStep_)
-        return stuckStep_;
+        return stuckStep_->words;
     if (!panel_.checkWorkFolderButton.isHidden())
         return panel_.directoryNameField.stringValue();
     if (!panel_.checkAgainButton.isHidden() && !infoFile_.has(BatchFile::kExecutableExists))
@@ -112,5 +114,7 @@ void SVTrelkindEngineLSF::schedulerAnswered(SVSSHCommand& operation)
     goneRuns_ = std::move(gone);
     if (!lost.empty())
         remarks_.push_back(fmt::format(
-            "Lost, since the scheduler has no job for them and they have not ended: {}", numberRanges(lost)));
+            "Lost, since the scheduler has no job for them and they have not ended: {}. Submit them again in "
+            "their folders there, or end the batch",
+            numberRanges(lost)));
 }

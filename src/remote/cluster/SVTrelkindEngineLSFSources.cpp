@@ -40,7 +40,7 @@ void SVTrelkindEngineLSF::linkCheckDone(SVCheckIfExecutableExist& operation)
     if (operation.error()) {
         panel_.sourceStatus.setStringValue(*operation.error());
         panel_.checkAgainButton.setHidden(false);
-    } else if (operation.executableExists()) {
+    } else if (operation.executableExists() && !operation.hasFailed()) {
         panel_.sourceProgress.setDoubleValue(kWhole);
         executableExists();
     } else {
@@ -103,7 +103,8 @@ void SVTrelkindEngineLSF::compileExecutable()
     addLong(std::make_shared<SVSSHCommand>(
         fmt::format("source {}", appending(remotePath("Sources"), jobscripts::kCompileExecutable)),
         passwordInfo(), [self](const std::string& text) { self->panel_.makeOutputView.setString(text); },
-        callback(&SVTrelkindEngineLSF::makeFinished), stuck("compilation")));
+        callback(&SVTrelkindEngineLSF::makeFinished),
+        stuck("compilation", &SVTrelkindEngineLSF::compilingCode_)));
 }
 
 void SVTrelkindEngineLSF::makeFinished(SVSSHCommand&)

@@ -25,7 +25,7 @@ std::string cancelCommand(const std::vector<SchedulerJob>& jobs);
 
 // How many jobs the output of the submission says were accepted, and its other lines.
 struct Submission {
-    int accepted = 0;
+    std::size_t accepted = 0;
     std::vector<std::string> complaints;
 };
 Submission parseSubmission(std::string_view output);

@@ -23,6 +23,13 @@ bool isPlain(char character, std::string_view others)
 
 } // namespace
 
+std::string clusternames::program(std::optional<std::string> executable)
+{
+    std::string name = std::move(executable).value_or("");
+    std::replace(name.begin(), name.end(), ' ', '_');
+    return name;
+}
+
 bool clusternames::isUuid(const std::string& text)
 {
     return text.size() == kUuidForm.size()

@@ -146,10 +146,12 @@ std::shared_ptr<toolkit::View> KRTrelkindMachineLSF::view()
     return {form_, &form_->view};
 }
 
-std::vector<std::string> KRTrelkindMachineLSF::queuNames() const
+std::optional<std::vector<std::string>> KRTrelkindMachineLSF::queuNames() const
 {
-    std::vector<std::string> names;
     const std::string text = queuName();
+    if (text.empty())
+        return std::nullopt;
+    std::vector<std::string> names;
     for (std::size_t at = 0; at <= text.size();) {
         const std::size_t comma = std::min(text.find(',', at), text.size());
         const std::string name(withoutBlanks(std::string_view(text).substr(at, comma - at)));

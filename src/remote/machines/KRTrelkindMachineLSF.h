@@ -38,8 +38,7 @@ public:
     std::string userName() const { return form_->userNameField.stringValue(); }
     std::string password() const { return form_->passwordField.stringValue(); } // Empty, but never missing.
     std::string queuName() const { return form_->queueNameField.stringValue(); }
-    // The queue names, each once; without any, the run menus don't offer the machine.
-    std::vector<std::string> queuNames() const override;
+    std::optional<std::vector<std::string>> queuNames() const override; // Each once.
     std::string machineDescription() const override; // user@machine
     std::string workDirectory() const;
     static constexpr const char* kUsualWorkDirectory = "TrelkindWorkDirectory";

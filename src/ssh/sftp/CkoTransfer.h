@@ -13,6 +13,9 @@ struct CkoUpload {
     std::optional<std::string> localPath;
     std::span<const std::uint8_t> data; // Borrowed; used without a local path.
     std::optional<int> permissions; // To be set afterwards; that it fails is no failure.
+    // A file that exists is removed first. So a program that others still have open for writing can be
+    // executed: what they have open is another file.
+    bool isMadeAnew = false;
 };
 
 // One file of many to be read.

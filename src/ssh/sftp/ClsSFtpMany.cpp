@@ -131,6 +131,10 @@ std::vector<CkoTransfer> ClsSFtp::uploadFiles(
 
 Status ClsSFtp::uploadLarge(const CkoUpload& file)
 {
+    if (file.isMadeAnew) // There may be none.
+        if (const auto reply = session_->ask(sftp::kRemove, session_->pathRequest(file.remotePath));
+            !reply.ok())
+            return reply.error();
     Status status;
     if (file.localPath) {
         // First the local file, because opening the remote one empties it.
@@ -146,8 +150,9 @@ Status ClsSFtp::uploadLarge(const CkoUpload& file)
     SFtpFileAttr attr;
     attr.permissions = static_cast<std::uint32_t>(*file.permissions);
     const std::string name = session_->nameToServer(file.remotePath);
-    (void)session_->setAttributes(sftp::kSetstat, viewOf(name), attr); // That it fails is no failure.
-    return {};
+    const auto reply =
+        session_->ask(sftp::kSetstat, session_->setAttributesRequest(viewOf(name), attr)); // May be refused.
+    return reply.ok() ? Status() : reply.error();
 }
 
 Status ClsSFtp::write(const std::string& remotePath, const SFtpUpload::Input& input, std::uint64_t size)

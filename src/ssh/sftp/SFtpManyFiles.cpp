@@ -11,6 +11,8 @@ namespace {
 
 using Reply = SFtpSession::Reply;
 
+constexpr const char* kNoAnswer = "The server hasn't answered.";
+
 Bytes handleRequest(ByteView handle)
 {
     return WireWriter().string(handle).take();
@@ -30,47 +32,95 @@ Result<Bytes> contentOf(const CkoUpload& file)
     return Bytes(text->begin(), text->end());
 }
 
-// Opens one file, writes all of it, closes it and sets its permissions: two round trips.
-Status beginUpload(SFtpPipeline& pipeline, std::size_t piece, const CkoUpload& file, CkoTransfer& outcome)
-{
-    auto content = contentOf(file);
-    if (!content.ok()) {
-        outcome.error = content.error().text;
+// One small file on its way there: it is opened, written, closed, and its permissions are set, in two round
+// trips. Its outcome is good only when the server has answered all of that.
+class Upload {
+public:
+    Upload(SFtpPipeline& pipeline, std::size_t piece, const CkoUpload& file, CkoTransfer& outcome)
+        : pipeline_(pipeline), session_(pipeline.session()), piece_(piece), file_(file), outcome_(outcome)
+    { }
+
+    static Status begin(const std::shared_ptr<Upload>& self)
+    {
+        auto content = contentOf(self->file_);
+        if (!content.ok()) {
+            self->outcome_.error = content.error().text;
+            return {};
+        }
+        self->content_ = std::move(*content);
+        self->outcome_.error = kNoAnswer;
+        if (self->file_.isMadeAnew)
+            if (Status asked = self->pipeline_.ask(self->piece_, sftp::kRemove,
+                    self->session_.pathRequest(self->file_.remotePath),
+                    [](const Reply&) { return Status(); }); // There may be none.
+                !asked.ok())
+                return asked;
+        return self->pipeline_.ask(self->piece_, sftp::kOpen,
+            self->session_.openRequest(
+                self->file_.remotePath, SFtpAccess::Write, SFtpDisposition::CreateTruncate),
+            [self](const Reply& reply) { return opened(self, reply); });
+    }
+
+private:
+    static Status opened(const std::shared_ptr<Upload>& self, const Reply& reply)
+    {
+        const auto handle = self->session_.handleOf(reply);
+        self->outcome_.opened = handle.ok();
+        if (!handle.ok()) {
+            self->outcome_.error = handle.error().text;
+            return {};
+        }
+        const std::size_t chunk = self->session_.settings().uploadChunk;
+        const ByteView content = self->content_;
+        for (std::size_t at = 0; at < content.size(); at += chunk) {
+            const ByteView part = content.subspan(at, std::min(chunk, content.size() - at));
+            WireWriter head;
+            head.string(*handle).uint64(at).uint32(static_cast<std::uint32_t>(part.size()));
+            if (Status asked = self->pipeline_.ask(
+                    self->piece_, sftp::kWrite, head,
+                    [self](const Reply& answer) { return self->take(answer); }, part);
+                !asked.ok())
+                return asked;
+        }
+        Status asked = self->pipeline_.ask(
+            self->piece_, sftp::kClose, handleRequest(*handle), [self](const Reply& answer) {
+                const Status status = self->take(answer);
+                if (!self->file_.permissions)
+                    self->end();
+                return status;
+            });
+        return asked.ok() && self->file_.permissions ? setPermissions(self) : asked;
+    }
+
+    static Status setPermissions(const std::shared_ptr<Upload>& self)
+    {
+        SFtpFileAttr attr;
+        attr.permissions = static_cast<std::uint32_t>(*self->file_.permissions);
+        const std::string name = self->session_.nameToServer(self->file_.remotePath);
+        return self->pipeline_.ask(self->piece_, sftp::kSetstat,
+            self->session_.setAttributesRequest(viewOf(name), attr), [self](const Reply&) {
+                self->end();
+                return Status();
+            });
+    }
+
+    Status take(const Reply& reply)
+    {
+        if (const Status status = session_.statusOf(reply); !status.ok() && error_.empty())
+            error_ = status.error().text;
         return {};
     }
-    SFtpSession& session = pipeline.session();
-    const auto must = [&session, &outcome](const Reply& reply) -> Status {
-        if (const Status status = session.statusOf(reply); !status.ok() && outcome.error.empty())
-            outcome.error = status.error().text;
-        return {};
-    };
-    outcome.error = "The server hasn't answered.";
-    return pipeline.ask(piece, sftp::kOpen,
-        session.openRequest(file.remotePath, SFtpAccess::Write, SFtpDisposition::CreateTruncate),
-        [&, piece, must, content = std::move(*content)](const Reply& reply) -> Status {
-            const auto handle = session.handleOf(reply);
-            outcome.opened = handle.ok();
-            outcome.error = handle.ok() ? "" : handle.error().text;
-            if (!handle.ok())
-                return {};
-            const std::size_t chunk = session.settings().uploadChunk;
-            for (std::size_t at = 0; at < content.size(); at += chunk) {
-                const ByteView part = ByteView(content).subspan(at, std::min(chunk, content.size() - at));
-                WireWriter head;
-                head.string(*handle).uint64(at).uint32(static_cast<std::uint32_t>(part.size()));
-                if (Status asked = pipeline.ask(piece, sftp::kWrite, head, must, part); !asked.ok())
-                    return asked;
-            }
-            if (Status asked = pipeline.ask(piece, sftp::kClose, handleRequest(*handle), must);
-                !asked.ok() || !file.permissions)
-                return asked;
-            SFtpFileAttr attr;
-            attr.permissions = static_cast<std::uint32_t>(*file.permissions);
-            const std::string name = session.nameToServer(file.remotePath);
-            return pipeline.ask(piece, sftp::kSetstat, session.setAttributesRequest(viewOf(name), attr),
-                [](const Reply&) { return Status(); });
-        });
-}
+
+    void end() { outcome_.error = std::move(error_); }
+
+    SFtpPipeline& pipeline_;
+    SFtpSession& session_;
+    const std::size_t piece_;
+    const CkoUpload& file_;
+    CkoTransfer& outcome_;
+    Bytes content_;
+    std::string error_; // The first one.
+};
 
 // One small file on its way here: its attributes and its first bytes are asked for together.
 class Download {
@@ -89,7 +139,7 @@ public:
         }
         self->target_ = std::move(*target);
         self->position_ = self->target_->resumedAt();
-        self->outcome_.error = "The server hasn't answered.";
+        self->outcome_.error = kNoAnswer;
         return self->pipeline_.ask(self->piece_, sftp::kOpen,
             self->session_.openRequest(
                 self->file_.remotePath, SFtpAccess::Read, SFtpDisposition::OpenExisting),
@@ -277,7 +327,10 @@ Status upload(SFtpSession& session, std::span<const CkoUpload* const> files,
 {
     SFtpPipeline pipeline(session);
     return pipeline.run(
-        files.size(), [&](std::size_t i) { return beginUpload(pipeline, i, *files[i], *outcomes[i]); },
+        files.size(),
+        [&](std::size_t i) {
+            return Upload::begin(std::make_shared<Upload>(pipeline, i, *files[i], *outcomes[i]));
+        },
         ended);
 }
 

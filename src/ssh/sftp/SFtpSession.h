@@ -21,6 +21,7 @@ constexpr std::uint8_t kSetstat = 9;
 constexpr std::uint8_t kFsetstat = 10;
 constexpr std::uint8_t kOpendir = 11;
 constexpr std::uint8_t kReaddir = 12;
+constexpr std::uint8_t kRemove = 13;
 constexpr std::uint8_t kMkdir = 14;
 constexpr std::uint8_t kStat = 17;
 constexpr std::uint8_t kStatus = 101;

@@ -188,7 +188,7 @@ void KRTrelkindApplication::menuNeedsUpdate(toolkit::Menu& menu)
     while (menu.count() > kFixedItemsOfRunMenu)
         menu.remove(menu.count() - 1);
     for (const auto& machine : remoteMachines())
-        for (const std::string& queue : machine->queuNames())
+        for (const std::string& queue : machine->queuNames().value_or(std::vector<std::string>()))
             menu.add(menuItemForMachine(fmt::format("{} : {}", machine->machineDescription(), queue),
                 KRTrelkindController::RunTarget{machine, queue}));
 }

@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@ class KRTrelkindMachine : public KRDraggableEntry {
 public:
     virtual std::string machineName() const = 0;
     virtual std::string machineDescription() const = 0;
-    virtual std::vector<std::string> queuNames() const = 0;
+    // What the run menus offer of the machine. Null when its field of queues is empty.
+    virtual std::optional<std::vector<std::string>> queuNames() const = 0;
     virtual std::shared_ptr<SVTrelkindEngine> createTaskFor(
         SVTaskController& controller, const std::string& queue) = 0;
 

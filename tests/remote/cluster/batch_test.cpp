@@ -410,6 +410,28 @@ TEST_F(Batch, TakesTheMinutesBetweenLooksAsEntered)
     EXPECT_NEAR(engine().secondsToNextLook().value_or(-1), 240, 30) << "a later value replaces it";
 }
 
+TEST_F(Batch, LooksAtOnceAfterASleep)
+{
+    begun({"Work folder exists", "Executable Exists", "Tasks have been copied", "Runs have Started"});
+    platform::Pace::setFactor(0.01); // Looks for a sleep ten times a second, and at the output after 9.
+    open();
+    ASSERT_TRUE(served([&] { return engine().numberOfLooks() == 1 && !engine().isBusy(); }, 20)) << lines();
+    platform::addSecondsAsleep(3600);
+    ASSERT_TRUE(served([&] { return engine().numberOfLooks() == 2; }, 5));
+    EXPECT_GT(engine().secondsToNextLook().value_or(0), 5) << "the timer goes on";
+}
+
+// The cache may have lost the program, or the copy its room: then it is compiled.
+TEST_F(Batch, CompilesWhatTheCacheCanNotGive)
+{
+    controller = app.openTaskWithName(wrapper.path());
+    cluster.write("TrelkindWorkDirectory/CachedExecutables/my_solver.md5",
+        controller->executableMD5().value_or("") + "\n");
+    machine->wishes.minutesBetweenLooks = 0.002;
+    controller->connectMachine(*machine, "short");
+    expectWholeBatch();
+}
+
 TEST_F(Batch, LeavesAnOldHostWhereItIs)
 {
     begun({"Work folder exists", "Runs have Started"});
@@ -439,6 +461,16 @@ TEST_F(Batch, RefusesWhatWouldGoWrongThere)
     wrapper.plist("Remote Machine.plist",
         platform::Value::Dictionary{{"Host", LoopbackCluster::kName}, {"UUID", "../../home"}});
     refused("is not the name of a batch");
+    // Not even a look is made at what such a file names: the end of all tasks would remove it.
+    for (const char* run : {"0", "1", "2"})
+        wrapper.write(std::string(run) + "/VTask_runCompleted", "machine");
+    cluster.write("home/kept", "");
+    open();
+    panel().minutesBetween.commit("0.002");
+    EXPECT_FALSE(engine().isBusy());
+    close();
+    EXPECT_TRUE(cluster.has("home/kept"));
+    resetRuns();
     wrapper.write("Remote Machine.plist", "torn");
     refused("can't be read");
     EXPECT_EQ(wrapper.read("Remote Machine.plist"), "torn");
@@ -452,6 +484,20 @@ TEST_F(Batch, RefusesWhatWouldGoWrongThere)
     refused("don't reach their runs");
     EXPECT_FALSE(wrapper.has("Remote Machine.plist"));
     EXPECT_THAT(cluster.names("TrelkindWorkDirectory"), ElementsAre("CachedExecutables"));
+    // Once the reason is gone, the batch goes on as if it had never been refused.
+    wrapper.tasks({"", "", ""});
+    begun({"Work folder exists", "Executable Exists", "Tasks have been copied", "Runs have Started"});
+    {
+        const platform::FolderLock other(wrapper.path(), platform::FolderLock::Kind::Exclusive);
+        open();
+        EXPECT_THAT(engine().refusal().value_or(""), HasSubstr("by another trelkind"));
+    }
+    engine().tryAgain();
+    EXPECT_EQ(engine().standsStill(), std::nullopt);
+    ASSERT_TRUE(served([&] { return engine().numberOfLooks() == 1; }, 20)) << lines();
+    close();
+    wrapper.remove("Remote Machine.plist");
+    wrapper.tasks({"", "-x", ""});
     // The user may take it without them, for the whole batch.
     open();
     panel().minutesBetween.commit("0.002");
@@ -468,22 +514,28 @@ TEST_F(Batch, TellsWhatTheSchedulerSays)
     ASSERT_TRUE(served([&] { return engine().numberOfLooks() > 0 && !engine().isBusy(); }, 20)) << lines();
     EXPECT_TRUE(engine().hasBeenSubmitted()) << "the submission isn't examined";
     EXPECT_THAT(wrapper.messages(), ElementsAre("The scheduler has refused jobs."));
-    EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("0 accepted. sbatch: error: refused"));
+    EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("0 of 3 accepted. sbatch: error: refused"));
     EXPECT_THAT(engine().remarks(), IsEmpty()) << "there is no squeue";
-    cluster.addProgram("squeue",
-        "echo '1|PENDING|Resources|'$HOME/" + batchFolder() + "/0\necho '2|RUNNING|None|'$HOME/"
-            + batchFolder() + "/1");
+    const std::string first = "echo '1|PENDING|Resources|'$HOME/" + batchFolder() + "/0\n";
+    cluster.addProgram("squeue", first + "echo '2|RUNNING|None|'$HOME/" + batchFolder() + "/1");
     const auto look = [this] {
         const int looks = engine().numberOfLooks();
         engine().checkForOutput();
         EXPECT_TRUE(served([&] { return engine().numberOfLooks() > looks && !engine().isBusy(); }));
     };
+    const auto lost = [](const char* runs) {
+        return HasSubstr("has no job for them and they have not ended: " + std::string(runs)
+            + ". Submit them again in their folders there, or end the batch");
+    };
     look();
-    EXPECT_THAT(engine().remarks(), ElementsAre("Waiting (Resources): 1"));
+    EXPECT_THAT(engine().remarks(), ElementsAre("Waiting (Resources): 1", lost("3"))) << "it was refused";
+    // A job that is killed leaves the mark of its begin alone; it may also just have ended.
+    cluster.write(batchFolder() + "/1/VTask_runStarted", "");
+    cluster.addProgram("squeue", first);
     look();
-    EXPECT_THAT(engine().remarks(),
-        ElementsAre("Waiting (Resources): 1",
-            "Lost, since the scheduler has no job for them and they have not ended: 3"));
+    EXPECT_THAT(engine().remarks(), ElementsAre("Waiting (Resources): 1", lost("3")));
+    look();
+    EXPECT_THAT(engine().remarks(), ElementsAre("Waiting (Resources): 1", lost("2-3")));
 }
 
 // A script that can't even be executed has submitted nothing: its flag would end in waiting for ever.
@@ -532,6 +584,12 @@ TEST_F(Batch, SetsUpOnceInAWindow)
     controller = app.openTaskWithName(wrapper.path());
     wrapper.plist("Remote Machine.plist", platform::Value::Dictionary{{"Host", "old"}, {"Queue", "q"}});
     const auto window = SVSetupForLSFController::newForTask(*controller, machine);
+    machine->form().workDirectoryNameField.setStringValue("$(touch broken)");
+    window->start();
+    EXPECT_THAT(wrapper.lastLongMessage(), HasSubstr("holds other characters"));
+    EXPECT_EQ(window->parts().sourceStatus.stringValue(), "");
+    machine->form().workDirectoryNameField.setStringValue("");
+    wrapper.plist("Remote Machine.plist", platform::Value::Dictionary{{"Host", "old"}, {"Queue", "q"}});
     window->start();
     EXPECT_EQ(window->parts().sourceStatus.stringValue(), "Copying source files");
     EXPECT_EQ(window->parts().inputStatus.stringValue(), "Copying input");
@@ -550,7 +608,10 @@ TEST_F(Batch, SetsUpOnceInAWindow)
         cluster.read(folder + "/Sources/SVCompileExecutable"), testing::Not(HasSubstr("CachedExecutables")));
     EXPECT_FALSE(cluster.has("scheduler/calls"));
     EXPECT_EQ(window->parts().taskProgress.doubleValue(), 100);
-    EXPECT_THAT(wrapper.messages(), ElementsAre("Should remove the information from the old host"));
+    EXPECT_THAT(wrapper.messages(),
+        ElementsAre("Should remove the information from the old host",
+            "The batch can not be set up on the cluster.",
+            "Should remove the information from the old host"));
 }
 
 } // namespace

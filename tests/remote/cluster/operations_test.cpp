@@ -250,6 +250,8 @@ TEST_F(Operations, LookAfterFoldersAndTheCache)
     cluster.write(cache + ".md5", md5 + "\n");
     EXPECT_EQ(cached(md5), "yes");
     EXPECT_EQ(cluster.read("work/batch/Executable/p"), "program");
+    cluster.write(cache + ".md5", "");
+    EXPECT_EQ(cached(""), "no") << "no local program, no cached one";
 
     SVSCPCheckIfFilesExist files({"kept", "none", "batch"}, cluster.login(), "work", nullptr, "mine");
     files.main();
@@ -257,10 +259,13 @@ TEST_F(Operations, LookAfterFoldersAndTheCache)
     EXPECT_THAT(files.dontExist(), ElementsAre("none"));
     EXPECT_EQ(files.argument() + " " + files.workDirectory(), "mine work");
 
-    SVRemoveFolderOperation removal(cluster.login(), "work/batch", nullptr, nullptr);
-    removal.main();
-    EXPECT_FALSE(removal.error());
-    EXPECT_THAT(cluster.names("work"), ElementsAre("kept"));
+    for (const bool isThere : {true, false}) {
+        SVRemoveFolderOperation removal(cluster.login(), "work/batch", nullptr, nullptr);
+        removal.main();
+        EXPECT_FALSE(removal.error());
+        EXPECT_EQ(removal.hasFailed(), !isThere);
+        EXPECT_THAT(cluster.names("work"), ElementsAre("kept"));
+    }
 }
 
 TEST_F(Operations, RunCommandsAndHandOutWhatTheyPrint)
@@ -290,6 +295,11 @@ TEST_F(Operations, RunCommandsAndHandOutWhatTheyPrint)
     EXPECT_LT(much.size(), 3 << 20);
     EXPECT_THAT(much, HasSubstr(" bytes are left out here.)\nxxx"));
     EXPECT_TRUE(much.ends_with("x\nend\n") || much.ends_with("xend\n"));
+    const std::string oneLine =
+        command("head -c 9000001 /dev/zero | sed 's/\\x0/\\xc3\\xa4/g'; printf ' end'", 0);
+    EXPECT_LT(oneLine.size(), 3 << 20);
+    EXPECT_THAT(oneLine, HasSubstr(" bytes are left out here.)\n\u00e4\u00e4"));
+    EXPECT_TRUE(oneLine.ends_with("\u00e4 end"));
 }
 
 // Logins and connections that fail: the words, and which operations call back.

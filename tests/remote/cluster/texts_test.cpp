@@ -126,7 +126,7 @@ TEST(SchedulerJobs, BelongToTheBatchByTheirWorkingFolder)
 
     const auto submission = schedulerjobs::parseSubmission(
         "Submitted batch job 1\nsbatch: error: no\nSubmitted batch job 2 on cluster c\n\nSubmitted");
-    EXPECT_EQ(submission.accepted, 2);
+    EXPECT_EQ(submission.accepted, 2u);
     EXPECT_THAT(submission.complaints, ElementsAre("sbatch: error: no", "Submitted"));
     std::string endless;
     for (int i = 0; i < 1000; ++i)

@@ -43,11 +43,11 @@ TEST_F(ClusterMachine, OffersEachQueueOnce)
 {
     struct Case {
         const char* field;
-        std::vector<std::string> names;
+        std::optional<std::vector<std::string>> names;
     };
     const auto machine = KRTrelkindMachineLSF::createFromNib();
-    for (const Case& one : {Case{"", {}}, Case{" , ,", {}}, Case{"short", {"short"}},
-             Case{" b , a,,\tb,a b ,b", {"b", "a", "a b"}}}) {
+    for (const Case& one : {Case{"", std::nullopt}, Case{" , ,", {{}}}, Case{"short", {{"short"}}},
+             Case{" b , a,,\tb,a b ,b", {{"b", "a", "a b"}}}}) {
         machine->form().queueNameField.setStringValue(one.field);
         EXPECT_EQ(machine->queuNames(), one.names) << one.field;
         EXPECT_EQ(machine->queuName(), one.field);

@@ -38,11 +38,10 @@ int list(bool asJson)
         const auto text = [&stored](const char* key) { return stored.textFor(key).value_or(""); };
         json.push_back({{"Machine", machine->machineDescription()}, {"User Name", text("User Name")},
             {"Machine Name", text("Machine Name")}, {"Queue", text("Queue")}, {"Type", text("Type")}});
+        const auto queues = machine->queuNames().value_or(std::vector<std::string>());
         if (!asJson)
             told = tell(fmt::format("{}{}", machine->machineDescription(),
-                       machine->queuNames().empty()
-                           ? ""
-                           : fmt::format("  queues: {}", fmt::join(machine->queuNames(), ", "))))
+                       queues.empty() ? "" : fmt::format("  queues: {}", fmt::join(queues, ", "))))
                 && told;
     }
     if (asJson)
