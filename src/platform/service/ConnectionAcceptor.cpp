@@ -26,12 +26,13 @@ void ConnectionAcceptor::acceptAll()
 {
     using Next = servicesockets::Accepted::Next;
     const std::weak_ptr<bool> alive = isAlive_;
+    const auto take = take_; // This object may go meanwhile.
     Next next = Next::AskAgain;
     while (next == Next::AskAgain) {
         auto accepted = accept_();
         next = accepted.next;
         if (accepted.socket)
-            std::function(take_)(std::move(accepted.socket));
+            take(std::move(accepted.socket));
         if (alive.expired())
             return;
     }
