@@ -210,7 +210,10 @@ void SVRemoteEngineController::finishedTransferringTask(std::shared_ptr<Copy> co
         return removeFromAllLists(*task);
     if (task->copyShouldBeRetried()) {
         task->setAbortStatus(SVSingleTask::NoAbort);
-        return startCopy(copy, &SVRemoteEngineController::finishedTransferringTask);
+        // scp would put the second copy into what the first one has left of the folder.
+        if (ask(messages::kRemoveTransferredTask, taskIds(*task, *controller), kNotTransferred))
+            startCopy(copy, &SVRemoteEngineController::finishedTransferringTask);
+        return;
     }
     removeTask(*task, tasksThatAreBeingTransferred_);
     if (task->taskShouldBeAborted())
