@@ -194,6 +194,9 @@ void SVRemoteEngineController::serveCallbacks()
 void SVRemoteEngineController::handle(const servermessages::TaskNews& news)
 {
     using Kind = servermessages::TaskNews::Kind;
+    // It may have waited while the connection ended, and the tasks are somewhere else by now.
+    if (!connection_ && news.kind != Kind::Finished)
+        return;
     switch (news.kind) {
     case Kind::Started:
         return startedComputingTask(news);
