@@ -1,9 +1,8 @@
 // A batch that a task server runs: a real server over a real socket, and whatever may go wrong on the way.
 
-#include "diagnostics/KRCountLimiter.h"
 #include "remote/server/SVRemoteEngineController.h"
 #include "remote/server/ServedBatch.h"
-#include "task/single/Notifications.h"
+#include "ssh/Support.h"
 
 #include <gmock/gmock.h>
 
@@ -372,6 +371,39 @@ TEST_F(TaskServerTest, EndsTasksWhereverTheyAre)
     EXPECT_TRUE(served([&] { return task(2).isRunning(); }));
     controller.reset(); // The window of a task that runs is closed.
     EXPECT_FALSE(batch.wrapper.has("0/runOutput"));
+    EXPECT_THAT(batch.wrapper.messages(), IsEmpty());
+    definition->disconnect();
+}
+
+// The programs of this machine, a server with a key, and an account whose folder of the server is this one.
+TEST_F(TaskServerTest, CopiesWithTheRealScp)
+{
+    std::string line;
+    const std::string key = batch.folder() + "/key";
+    EXPECT_TRUE(files::writeFile(key, support::makeKeyText("ssh-ed25519", false, &line)));
+    EXPECT_TRUE(files::setPermissions(key, 0600));
+    const auto sshd = support::RealServer::openSsh(line + "\n");
+    if (!sshd)
+        GTEST_SKIP() << "There is no OpenSSH server.";
+    EXPECT_TRUE(files::writeFile(batch.folder() + "/ssh.config",
+        fmt::format("Port {}\nIdentityFile {}\nIdentitiesOnly yes\nStrictHostKeyChecking no\n"
+                    "UserKnownHostsFile /dev/null\nLogLevel ERROR\n",
+            sshd->port(), key)));
+    const std::string scp = batch.bin() + "/scp";
+    EXPECT_TRUE(files::writeFile(
+        scp, "#!/bin/sh\nexec /usr/bin/scp -F '" + batch.folder() + "/ssh.config' \"$@\"\n"));
+    EXPECT_TRUE(files::setPermissions(scp, 0755));
+    std::ignore = files::remove(batch.bin() + "/touch");
+    platform::Pace::setFactor(1);
+    batch.startServer();
+    open(2, "cat input 'a b/c d' > 'out put'");
+    for (const char* number : {"0", "1"})
+        batch.wrapper.write(std::string(number) + "/a b/c d", "deep");
+    ASSERT_EQ(connect(), 2);
+    addAll();
+    EXPECT_TRUE(untilAllEnded());
+    EXPECT_EQ(finished(), 2);
+    EXPECT_EQ(batch.wrapper.read("1/out put"), "xdeep");
     EXPECT_THAT(batch.wrapper.messages(), IsEmpty());
     definition->disconnect();
 }
