@@ -9,6 +9,7 @@
 #include "remote/cluster/SVTrelkindEngineLSF.h"
 #include "remote/machines/KRTrelkindMachineLSF.h"
 #include "remote/project/XCodeProject.h"
+#include "remote/server/SVRemoteEngineController.h"
 #include "storage/KRDataFile.h"
 #include "task/application/KRTrelkindController.h"
 #include "task/single/SVFileContent.h"
@@ -29,6 +30,13 @@ void fillMachines()
     KRTrelkindMachineLSF::engineMaker() = [](SVTaskController& controller, const auto& machine,
                                               const std::string& queue) {
         return SVTrelkindEngineLSF::initWithTask(controller, machine, queue);
+    };
+    SVMachineDefinitionController::engineMaker() = [](const std::string& machine, const std::string& user,
+                                                       SVMachineDefinitionController& parent) {
+        return SVRemoteEngineController::machine(machine, user, &parent);
+    };
+    SVEngineController::remoteMaker() = [](const std::string& name) {
+        return SVRemoteEngineController::machine(name, "", nullptr);
     };
     KRTrelkindController::setupMaker() =
         [](KRTrelkindController& newForTask,

@@ -54,6 +54,12 @@ void BatchDisplay::say(const std::string& sentence)
     complain(sentence);
 }
 
+void BatchDisplay::show(const std::string& lines)
+{
+    if (!isSilent_)
+        write(terminal::printable(lines));
+}
+
 void BatchDisplay::terminalHasGone()
 {
     if (terminal::Output::standard().isTerminal)

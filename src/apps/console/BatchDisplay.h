@@ -25,6 +25,8 @@ public:
 
     void update();
     void say(const std::string& sentence);
+    // Writes lines to standard output, each with its end.
+    void show(const std::string& lines);
     // Restores the terminal, because the user suspends the program.
     void leave() { live_.leave(); }
     // Stops the display, unless standard output goes to a file or another program.

@@ -1,4 +1,5 @@
 #include "apps/console/BatchDisplay.h"
+#include "apps/console/ChosenTasks.h"
 #include "apps/console/OpenWrapper.h"
 #include "apps/console/TaskTable.h"
 #include "apps/console/Terminal.h"
@@ -78,35 +79,6 @@ void waitForEnd(SVTrelkindEngineLocal& engine, BatchDisplay& display, const Inte
     }
 }
 
-// The tasks that the user has named, or those whose program failed; nothing for all. Prints which of the
-// named tasks were started before, because they are not run again.
-platform::Result<std::optional<std::set<int>>> chosenTasks(OpenWrapper& wrapper, const RunOptions& options)
-{
-    const auto& tasks = wrapper.controller().taskInformation();
-    if (options.tasks.empty() && !options.failed)
-        return std::optional<std::set<int>>();
-    std::set<int> chosen;
-    if (options.failed) {
-        for (const auto& task : tasks)
-            if (task->hasFailed())
-                chosen.insert(task->numberInProject());
-        return std::optional(chosen);
-    }
-    const auto numbers = taskNumbers(options.tasks, static_cast<int>(tasks.size()));
-    if (!numbers)
-        return numbers.error();
-    std::vector<int> startedBefore;
-    for (const int number : *numbers) {
-        chosen.insert(number - 1);
-        if (!tasks[static_cast<std::size_t>(number - 1)]->taskShouldBeRun())
-            startedBefore.push_back(number);
-    }
-    if (!startedBefore.empty())
-        complain(fmt::format("Not run again until they are cleared, because they were started before: {}.",
-            numberRanges(startedBefore)));
-    return std::optional(chosen);
-}
-
 // Prints the tasks that would be started, without starting them.
 int dryRun(OpenWrapper& wrapper, const std::optional<std::set<int>>& chosen)
 {
@@ -162,6 +134,8 @@ void tellOfTheEnd(OpenWrapper& wrapper, bool interrupted)
 
 int runVerb(const RunOptions& options)
 {
+    if (options.server)
+        return serverRunVerb(options);
     if (options.on || hasBatchOnCluster(options.wrapper))
         return clusterRunVerb(options);
     const auto wrapper = OpenWrapper::open(options.wrapper);

@@ -28,12 +28,19 @@ struct RunOptions {
     bool detach = false;
     bool withoutArguments = false;
     bool acceptNewHostKey = false;
+    // Through a task server.
+    std::optional<std::string> server; // USER@HOST
+    std::optional<int> watch; // The task whose output is shown, from 1.
+    bool allowServerWithoutSecret = false;
 };
 int runVerb(const RunOptions& options);
 
 // The same for a wrapper whose batch is on a cluster, or goes there.
 int clusterRunVerb(const RunOptions& options);
 bool hasBatchOnCluster(const std::string& wrapper);
+
+// The same through a task server on another machine.
+int serverRunVerb(const RunOptions& options);
 
 struct CheckOptions {
     std::string wrapper;

@@ -150,7 +150,12 @@ With --json nothing is shown until the end, and then the task table with each ta
         addJson(verb, run_.json);
         addCluster(verb);
         tasks->excludes("--on");
-        verb->callback([this] { work_ = [this] { return runVerb(run_); }; });
+        addServer(verb);
+        verb->callback([this] {
+            if (run_.withoutArguments && !run_.on && !run_.server)
+                throw CLI::RequiresError("--without-arguments", "--on or --server");
+            work_ = [this] { return runVerb(run_); };
+        });
     }
 
     void addCluster(CLI::App* verb)
@@ -164,10 +169,23 @@ With --json nothing is shown until the end, and then the task table with each ta
         verb->add_flag("--accept-new-host-key", run_.acceptNewHostKey, kAcceptNewHostKey);
         verb->add_flag("--detach", run_.detach, "End when the jobs are submitted");
         verb->add_flag("--without-arguments", run_.withoutArguments,
-                "Run tasks on a cluster although their arguments don't reach them there")
-            ->needs(on);
+            "Run tasks elsewhere although their arguments don't reach them there");
         for (const char* local : {"--concurrency", "--failed", "--halt", "--dry-run"})
             on->excludes(local);
+    }
+
+    void addServer(CLI::App* verb)
+    {
+        CLI::Option* server = verb->add_option("--server", run_.server,
+            "Run through the task server of USER@HOST instead, which gets the program from the top of the "
+            "wrapper. The files go by scp, with a key that needs no password");
+        verb->add_option("--watch", run_.watch, "Show the output of this task while it runs there")
+            ->needs(server);
+        verb->add_flag("--allow-server-without-secret", run_.allowServerWithoutSecret,
+                "Trust a task server that can't prove that it is the one that wrote the port file")
+            ->needs(server);
+        for (const char* other : {"--on", "--concurrency", "--failed", "--halt", "--dry-run", "--detach"})
+            server->excludes(other);
     }
 
     void addCheck()

@@ -1,6 +1,7 @@
 #include "platform/service/LocalService.h"
 
 #include "platform/loop/MainLoop.h"
+#include "platform/service/ConnectionAcceptor.h"
 #include "platform/service/ServiceChannel.h"
 #include "platform/service/ServiceSockets.h"
 
@@ -11,13 +12,10 @@ namespace platform {
 namespace {
 
 constexpr std::size_t kMostConnections = 64;
-constexpr double kPauseWithoutDescriptors = 0.5; // Seconds.
 
 } // namespace
 
 struct LocalService::State : std::enable_shared_from_this<State> {
-    void listen();
-    void acceptAll();
     void add(Descriptor socket);
     void removeConnection(const ServiceChannel*);
     void noteChange() const;
@@ -26,40 +24,13 @@ struct LocalService::State : std::enable_shared_from_this<State> {
     ServiceHandler handler;
     std::function<void(int)> whenConnectionsChange;
     std::vector<std::shared_ptr<ServiceChannel>> connections;
-    std::unique_ptr<MainLoop::Watch> watch;
-    std::unique_ptr<Timer> pause;
+    std::unique_ptr<ConnectionAcceptor> acceptor;
 };
-
-void LocalService::State::listen()
-{
-    watch = MainLoop::main().watchReadable(listener.socket.get(), [weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->acceptAll();
-    });
-}
-
-void LocalService::State::acceptAll()
-{
-    using Next = servicesockets::Accepted::Next;
-    Next next = Next::AskAgain;
-    while (next == Next::AskAgain) {
-        auto accepted = servicesockets::accept(listener);
-        next = accepted.next;
-        if (accepted.socket && connections.size() < kMostConnections)
-            add(std::move(accepted.socket));
-    }
-    if (next != Next::OutOfDescriptors)
-        return;
-    // Out of descriptors: stop accepting for a while, else the loop spins.
-    watch.reset();
-    pause = Timer::schedule(kPauseWithoutDescriptors, Timer::Repeats::No, [weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->listen();
-    });
-}
 
 void LocalService::State::add(Descriptor socket)
 {
+    if (connections.size() >= kMostConnections)
+        return;
     auto connection = std::make_shared<ServiceChannel>();
     connection->handler = handler;
     connection->whenPeerDies = [weak = weak_from_this(), gone = connection.get()] {
@@ -87,8 +58,7 @@ LocalService::LocalService(std::shared_ptr<State> state) : state_(std::move(stat
 
 LocalService::~LocalService()
 {
-    state_->watch.reset();
-    state_->pause.reset();
+    state_->acceptor.reset();
     state_->whenConnectionsChange = nullptr;
     servicesockets::stopListening(state_->listener);
     for (const auto& connection : state_->connections)
@@ -104,7 +74,12 @@ Result<std::unique_ptr<LocalService>> LocalService::offer(const std::string& nam
     auto state = std::make_shared<State>();
     state->listener = std::move(*listener);
     state->handler = std::move(handler);
-    state->listen();
+    state->acceptor = std::make_unique<ConnectionAcceptor>(
+        state->listener.socket.get(), [raw = state.get()] { return servicesockets::accept(raw->listener); },
+        [weak = std::weak_ptr(state)](Descriptor socket) {
+            if (const auto self = weak.lock())
+                self->add(std::move(socket));
+        });
     return std::unique_ptr<LocalService>(new LocalService(std::move(state)));
 }
 

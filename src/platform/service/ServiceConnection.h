@@ -6,17 +6,19 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace platform {
 
 class ServiceChannel;
 
-// Two programs of one user on one machine talk through a named service: one offers objects' operations under
-// a name, the other connects to the name and calls them with property lists. Everything runs on the main
-// loop; only processes of the same user are let in.
+// Two programs talk: one offers objects' operations, the other connects and calls them with property lists.
+// Everything runs on the main loop. On one machine they meet through a named service, a stream socket in
+// Places::services(), which lets in processes of the same user alone. On two machines they meet at a TCP port
+// (TcpService), where both prove first that they know a secret.
 //
-// On the wire (a stream socket named after the service in Places::services()) a message is a big-endian
+// On the wire a message is a big-endian
 // uint32 length and that many bytes of an XML property list: a dictionary with "Operation" and "Argument",
 // and for a call that wants a reply with "Call", a number that returns in a dictionary with "Reply" and
 // "Result". At most 64 MiB a message.
@@ -34,6 +36,12 @@ public:
     // together with the attempt.
     static std::unique_ptr<ServiceConnection> connectLater(
         const std::string& name, std::function<void(Status)> whenConnected, double limitInSeconds = 4.0);
+    // To a TcpService, or another program that speaks the same, on another machine. Blocks for looking up the
+    // host, connecting and the proof, at most that long (seconds) in all. Without a secret nothing is proved.
+    static Result<std::unique_ptr<ServiceConnection>> connectTcp(const std::string& host, int port,
+        const std::optional<std::string>& secret, double limitInSeconds = 4.0);
+    // Over a channel that has begun.
+    static std::unique_ptr<ServiceConnection> over(std::shared_ptr<ServiceChannel>);
     ~ServiceConnection();
 
     // One way, and never waits: what the peer doesn't take at once is kept, in order, and goes out from the

@@ -159,16 +159,22 @@ Result<Descriptor> connect(const std::string& name)
 
 Accepted accept(const Listener& listener)
 {
+    Accepted accepted = acceptAnybody(listener.socket);
+    if (accepted.socket && !isOfSameUser(accepted.socket))
+        accepted.socket.reset();
+    return accepted;
+}
+
+Accepted acceptAnybody(const Descriptor& listening)
+{
     using Next = Accepted::Next;
     Accepted accepted;
-    accepted.socket.reset(::accept4(listener.socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    accepted.socket.reset(::accept4(listening.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
     const int error = accepted.socket ? 0 : errno;
     if (accepted.socket || error == EINTR || error == ECONNABORTED)
         accepted.next = Next::AskAgain;
     else if (error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM)
         accepted.next = Next::OutOfDescriptors;
-    if (accepted.socket && !isOfSameUser(accepted.socket))
-        accepted.socket.reset();
     return accepted;
 }
 

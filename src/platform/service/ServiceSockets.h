@@ -29,7 +29,8 @@ struct Accepted {
     Descriptor socket; // As from connect(); empty when nobody was let in.
     Next next = Next::NobodyWaits;
 };
-Accepted accept(const Listener&);
+Accepted accept(const Listener&); // Lets in processes of the same user alone.
+Accepted acceptAnybody(const Descriptor& listening);
 
 } // namespace servicesockets
 } // namespace platform

@@ -69,6 +69,9 @@ public:
     void setName(std::string name) { storedMachineName_ = std::move(name); }
     void setUser(std::string user) { storedUserName_ = std::move(user); }
     void setDisplayName(std::string name) { storedDisplayName_ = std::move(name); }
+    // Whether a server is trusted that writes no secret beside its port. Not unless the user says so.
+    void setAllowsServerWithoutSecret(bool allows) { allowsServerWithoutSecret_ = allows; }
+    bool allowsServerWithoutSecret() const { return allowsServerWithoutSecret_; }
     const std::optional<std::string>& name() const { return storedMachineName_; }
     const std::optional<std::string>& user() const { return storedUserName_; }
     // "Display", "Address" and "User", as far as they are known.
@@ -93,6 +96,7 @@ private:
     std::optional<std::string> storedDisplayName_;
     std::optional<std::string> storedMachineName_;
     std::optional<std::string> storedUserName_;
+    bool allowsServerWithoutSecret_ = false;
     bool toggleIsClosed_ = false;
     bool readFromFile_ = false;
     int connectionStatus_ = NoConnection;
