@@ -5,6 +5,9 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/socket.h>
+#include <sys/un.h>
+
 using namespace ssh;
 using testing::HasSubstr;
 
@@ -161,6 +164,94 @@ TEST(SignIn, WaitsForAnApprovalElsewhere)
             payload.clear();
     };
     EXPECT_THAT(Attempt(options, {{}, "secret", {}}, patient).reason, HasSubstr("silent for 300 ms"));
+}
+
+// An agent of which the test chooses the bytes of each answer, which may depend on the request.
+class FakeAgent {
+public:
+    using Answer = std::function<Bytes(ByteView request)>;
+    FakeAgent(const std::string& path, Answer answer)
+        : answer_(std::move(answer)), listener_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::copy(path.begin(), path.end(), address.sun_path);
+        ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+        ::listen(listener_.get(), 8);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~FakeAgent()
+    {
+        ::shutdown(listener_.get(), SHUT_RDWR);
+        thread_.join();
+    }
+
+private:
+    void serve()
+    {
+        for (;;) {
+            const platform::Descriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            if (!socket)
+                return;
+            std::uint8_t request[4096];
+            const ssize_t got = ::recv(socket.get(), request, sizeof request, 0);
+            if (got < 5)
+                continue;
+            const Bytes answer = answer_(ByteView(request).subspan(4, static_cast<std::size_t>(got) - 4));
+            (void)!::send(socket.get(), answer.data(), answer.size(), MSG_NOSIGNAL);
+        }
+    }
+    const Answer answer_;
+    const platform::Descriptor listener_;
+    std::thread thread_;
+};
+
+TEST(SignIn, AnAgentThatLiesIsNoHarm)
+{
+    const TemporaryFolder folder;
+    const PrivateKey& key = peer::keyOfType("ssh-ed25519");
+    const PrivateKey& other = peer::keyOfType("ssh-rsa");
+    const auto message = [](const WireWriter& body) { return WireWriter().string(ByteView(body)).take(); };
+    constexpr std::uint8_t kList = 12;
+    const std::pair<const char*, Bytes> lists[] = {{"nothing", {}}, {"a torn length", {0, 0}},
+        {"too long", {0xff, 0xff, 0xff, 0xff, kList}}, {"empty", {0, 0, 0, 0}}, {"torn", {0, 0, 0, 9, kList}},
+        {"a refusal", message(WireWriter(5))},
+        {"many keys, and none there", message(WireWriter(kList).uint32(~0u))},
+        {"a torn key", message(WireWriter(kList).uint32(1).uint32(1 << 30))}};
+    for (const auto& [what, bytes] : lists) {
+        const std::string path = folder / what;
+        const FakeAgent agent(path, [&answer = bytes](ByteView) { return answer; });
+        EXPECT_FALSE(CkoSshKey::KeysOfAgent(path).ok()) << what;
+    }
+    // A key that is no key is left out; one whose signature is another's lets nobody in, and never goes out.
+    const auto list = message(WireWriter(kList)
+                                  .uint32(2)
+                                  .string("no key")
+                                  .string("comment")
+                                  .string(key.publicBlob())
+                                  .string("comment"));
+    for (const bool lies : {true, false}) {
+        const std::string path = folder / (lies ? "liar" : "agent");
+        const FakeAgent agent(path, [&](ByteView request) {
+            if (request[0] == 11)
+                return list;
+            WireReader reader(request.subspan(1));
+            reader.string();
+            const ByteView data = reader.string();
+            const auto signature = lies ? other.sign(*findSignature("rsa-sha2-256"), data)
+                                        : key.sign(*findSignature("ssh-ed25519"), data);
+            return message(WireWriter(14).string(*signature));
+        });
+        const auto keys = CkoSshKey::KeysOfAgent(path);
+        ASSERT_TRUE(keys.ok());
+        ASSERT_EQ(keys->size(), 1u);
+        peer::Options options;
+        options.authMethods = {"publickey"};
+        const Attempt attempt(options, {*keys, "", {}});
+        EXPECT_EQ(attempt.session.ready, !lies) << attempt.reason;
+        EXPECT_EQ(attempt.used, lies ? "none" : "none,publickey,ssh-ed25519");
+        EXPECT_THAT(attempt.reason, HasSubstr(lies ? "made a signature that is wrong" : ""));
+    }
 }
 
 TEST(SignIn, ANewHostIsRefusedUntilItsFingerprintIsConfirmed)

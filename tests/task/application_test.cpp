@@ -229,7 +229,8 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
 {
     MainMenu mainMenu(app);
     toolkit::Menu& file = *mainMenu.menus().at(0);
-    toolkit::Menu& batch = *mainMenu.menus().at(1);
+    toolkit::Menu& edit = *mainMenu.menus().at(1);
+    toolkit::Menu& batch = *mainMenu.menus().at(2);
     EXPECT_EQ(titles(file), "Open\u2026, Close, -, Quit");
     EXPECT_EQ(titles(batch),
         "Run on this computer, Run on cluster, End all tasks, -, Clear aborted tasks, Prepare for upload");
@@ -237,6 +238,8 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
         "Ctrl+OCtrl+WCtrl+QCtrl+R");
     EXPECT_EQ(titles(file, true), "Open\u2026, Quit");
     EXPECT_EQ(titles(batch, true), "Run on cluster");
+    EXPECT_EQ(titles(*mainMenu.menus().at(3)) + "; " + titles(*mainMenu.menus().at(4)),
+        "Machines, Messages, Progress; Overview, Making a task wrapper, Running tasks, Setting up machines");
     toolkit::Workspace::shared().showFilePanel = [&](const toolkit::FilePanel& panel) {
         EXPECT_EQ(panel.title, "Open a task wrapper");
         EXPECT_EQ(panel.kind, toolkit::FilePanel::Kind::OpenFolders);

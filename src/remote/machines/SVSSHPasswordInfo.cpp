@@ -86,16 +86,21 @@ bool SVSSHPasswordInfo::connect(ssh::CkoConnection& connection, const LoginLimit
     return connect(connection, limits, kMostJumps);
 }
 
-// Null when the connection or the login fails, whose questions then stand under this login.
+// The last of the names, which is reached through the others. Null when the connection or the login fails,
+// whose questions then stand under this login.
 std::unique_ptr<ssh::CkoSsh> SVSSHPasswordInfo::connectToJumpHost(
-    const std::string& name, const LoginLimits& limits, int jumpsLeft) const
+    const std::string& names, const LoginLimits& limits, int jumpsLeft) const
 {
-    const std::size_t at = name.rfind('@');
-    const std::string user = at == name.npos ? userName_ : name.substr(0, at);
-    std::string host = at == name.npos ? name : name.substr(at + 1);
     MachineAccess access = access_;
     access.through.reset();
     access.port.reset();
+    const std::size_t comma = names.rfind(',');
+    if (comma != names.npos)
+        access.through = names.substr(0, comma);
+    const std::string name = comma == names.npos ? names : names.substr(comma + 1);
+    const std::size_t at = name.rfind('@');
+    const std::string user = at == name.npos ? userName_ : name.substr(0, at);
+    std::string host = at == name.npos ? name : name.substr(at + 1);
     if (const std::size_t colon = host.rfind(':'); colon != host.npos) {
         access.port = std::atoi(host.c_str() + colon + 1); // A number that is no port can't be connected to.
         host.resize(colon);

@@ -13,7 +13,7 @@
 struct MachineAccess {
     std::optional<std::string> keyFile; // Path of a private key; takes the place of the password.
     std::optional<int> port; // The usual one unless set.
-    std::optional<std::string> through; // user@host of a machine that forwards the connection.
+    std::optional<std::string> through; // user@host of a machine that forwards the connection, or several.
     bool allowsOldAlgorithms = false; // Takes algorithms that are known to be weak.
     bool operator==(const MachineAccess&) const = default;
 };
@@ -23,7 +23,7 @@ struct MachineAddress {
     static constexpr int kUsualPort = 22;
     std::string host;
     int port = kUsualPort;
-    std::optional<std::string> through = std::nullopt; // [user@]host[:port] that forwards the connection.
+    std::optional<std::string> through = std::nullopt; // As SshClientConfig::proxyJump.
     bool operator==(const MachineAddress&) const = default;
 
     // Turns the name of every machine into its address; unless set, names are looked up in the configuration
@@ -68,7 +68,7 @@ private:
     SVSSHPasswordInfo() = default;
     bool connect(ssh::CkoConnection& connection, const LoginLimits& limits, int jumpsLeft) const;
     std::unique_ptr<ssh::CkoSsh> connectToJumpHost(
-        const std::string& name, const LoginLimits& limits, int jumpsLeft) const;
+        const std::string& names, const LoginLimits& limits, int jumpsLeft) const;
     bool usesEveryMethod() const;
     std::optional<std::string> signIn(ssh::CkoConnection& connection) const;
     std::optional<std::string> findKeys(

@@ -1,15 +1,21 @@
 #include "remote/machines/SshClientConfig.h"
 
+#include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
+#include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
+#include "ssh/transport/HostPattern.h"
 
 #include <algorithm>
 #include <charconv>
-#include <vector>
+#include <glob.h>
+#include <mutex>
 
 namespace {
 
 constexpr const char* kUsersFile = "~/.ssh/config";
+constexpr const char* kFolderOfIncludes = "~/.ssh"; // For names that aren't paths from the root.
+constexpr int kDeepestInclude = 16; // A file may include itself.
 constexpr std::uint64_t kLongestFile = 1 << 20; // Bytes.
 constexpr int kLargestPort = 65535;
 constexpr std::string_view kBlanks = " \t\r";
@@ -45,36 +51,13 @@ std::vector<std::string> wordsOf(std::string_view line)
     }
 }
 
-bool matchesWildcards(std::string_view name, std::string_view pattern)
-{
-    std::size_t n = 0;
-    std::size_t p = 0;
-    std::size_t star = pattern.npos;
-    std::size_t starName = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            starName = n;
-        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n])) {
-            ++p;
-            ++n;
-        } else if (star != pattern.npos) {
-            p = star + 1;
-            n = ++starName;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*', p) == pattern.npos;
-}
-
 // The patterns are all words but the first; a match of a negated one ends it.
 bool concerns(const std::vector<std::string>& words, const std::string& alias)
 {
     bool matched = false;
     for (std::size_t i = 1; i < words.size(); ++i) {
         const bool isNegated = words[i].starts_with('!');
-        if (!matchesWildcards(alias, std::string_view(words[i]).substr(isNegated ? 1 : 0)))
+        if (!ssh::matchesHostPattern(alias, std::string_view(words[i]).substr(isNegated ? 1 : 0)))
             continue;
         if (isNegated)
             return false;
@@ -99,49 +82,114 @@ std::optional<int> portOf(const std::string& text)
     return isPort ? std::optional(port) : std::nullopt;
 }
 
+class ConfigReader {
+public:
+    ConfigReader(const std::string& alias, const SshClientConfig::Include& include)
+        : alias_(alias), include_(include)
+    { }
+    // `counts` tells whether the lines before the first "Host" do.
+    void read(std::string_view text, bool counts, int depth)
+    {
+        while (!text.empty()) {
+            const auto end = std::min(text.find('\n'), text.size());
+            const auto words = wordsOf(text.substr(0, end));
+            text.remove_prefix(std::min(end + 1, text.size()));
+            if (words.size() < 2)
+                continue;
+            const std::string key = lowered(words[0]);
+            if (key == "host") {
+                counts = concerns(words, alias_);
+            } else if (key == "match") {
+                counts = false;
+                config_.hasMatch = true;
+            } else if (key == "include" && include_ && counts && depth < kDeepestInclude) {
+                for (std::size_t i = 1; i < words.size(); ++i)
+                    for (const std::string& included : include_(words[i]))
+                        read(included, true, depth + 1);
+            } else if (counts) {
+                take(key, words[1]);
+            }
+        }
+    }
+    SshClientConfig result()
+    {
+        if (config_.hostName)
+            config_.hostName = withAlias(*config_.hostName, alias_);
+        if (config_.identityFile)
+            config_.identityFile = withAlias(*config_.identityFile, config_.hostName.value_or(alias_));
+        if (jump_ && lowered(*jump_) != "none")
+            config_.proxyJump = jump_;
+        return std::move(config_);
+    }
+
+private:
+    void take(const std::string& key, const std::string& word)
+    {
+        const struct {
+            const char* key;
+            std::optional<std::string>& value;
+        } texts[] = {{"hostname", config_.hostName}, {"user", config_.user},
+            {"identityfile", config_.identityFile}, {"proxyjump", jump_}};
+        for (const auto& [name, value] : texts)
+            if (key == name && !value)
+                value = word;
+        if (key == "port" && !config_.port)
+            config_.port = portOf(word);
+    }
+
+    const std::string& alias_;
+    const SshClientConfig::Include& include_;
+    SshClientConfig config_;
+    std::optional<std::string> jump_;
+};
+
+// The names of a pattern in their order.
+std::vector<std::string> filesNamed(const std::string& pattern)
+{
+    glob_t found{};
+    std::vector<std::string> names;
+    if (::glob(pattern.c_str(), 0, nullptr, &found) == 0)
+        names.assign(found.gl_pathv, found.gl_pathv + found.gl_pathc);
+    ::globfree(&found);
+    return names;
+}
+
+std::vector<std::string> includedTexts(const std::string& word)
+{
+    using namespace platform::paths;
+    const bool isWhole = word.starts_with('/') || word.starts_with('~');
+    std::vector<std::string> texts;
+    for (const std::string& path :
+        filesNamed(expandingTilde(isWhole ? word : appending(kFolderOfIncludes, word))))
+        if (auto text = platform::files::readFile(path, kLongestFile); text.ok())
+            texts.push_back(std::move(*text));
+    return texts;
+}
+
+void tellOfMatch()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        KRMessageCenter::addMessage("A part of the configuration of the SSH client is left out.",
+            "\"Match\" in ~/.ssh/config is not understood here. Write what a machine needs under \"Host\".");
+    });
+}
+
 } // namespace
 
-SshClientConfig SshClientConfig::parse(std::string_view text, const std::string& alias)
+SshClientConfig SshClientConfig::parse(
+    std::string_view text, const std::string& alias, const Include& include)
 {
-    SshClientConfig config;
-    std::optional<std::string> jump;
-    bool counts = true;
-    while (!text.empty()) {
-        const auto end = std::min(text.find('\n'), text.size());
-        const auto words = wordsOf(text.substr(0, end));
-        text.remove_prefix(std::min(end + 1, text.size()));
-        if (words.size() < 2)
-            continue;
-        const std::string key = lowered(words[0]);
-        const auto keep = [&words](std::optional<std::string>& value) { value = value ? value : words[1]; };
-        if (key == "host")
-            counts = concerns(words, alias);
-        else if (key == "match")
-            counts = false;
-        else if (!counts)
-            continue;
-        else if (key == "hostname")
-            keep(config.hostName);
-        else if (key == "user")
-            keep(config.user);
-        else if (key == "identityfile")
-            keep(config.identityFile);
-        else if (key == "proxyjump")
-            keep(jump);
-        else if (key == "port" && !config.port)
-            config.port = portOf(words[1]);
-    }
-    if (config.hostName)
-        config.hostName = withAlias(*config.hostName, alias);
-    if (config.identityFile)
-        config.identityFile = withAlias(*config.identityFile, config.hostName.value_or(alias));
-    if (jump && lowered(*jump) != "none")
-        config.proxyJump = jump;
-    return config;
+    ConfigReader reader(alias, include);
+    reader.read(text, true, 0);
+    return reader.result();
 }
 
 SshClientConfig SshClientConfig::of(const std::string& alias)
 {
     const auto text = platform::files::readFile(platform::paths::expandingTilde(kUsersFile), kLongestFile);
-    return text.ok() ? parse(*text, alias) : SshClientConfig();
+    SshClientConfig config = text.ok() ? parse(*text, alias, includedTexts) : SshClientConfig();
+    if (config.hasMatch)
+        tellOfMatch();
+    return config;
 }

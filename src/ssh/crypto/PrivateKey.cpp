@@ -122,8 +122,13 @@ Result<PrivateKey> PrivateKey::fromEd25519(ByteView point, ByteView seed)
     const SecretCopy secret(seed);
     key.key_ = Sexp::build("(private-key (ecc (curve Ed25519) (flags eddsa) (q %b) (d %b)))", 32,
         point.data(), 32, secret.data());
-    // Signing with a public half that doesn't match the seed would reveal the seed.
-    if (!consistent(key.key_))
+    // Signing with a public half that doesn't match the seed would reveal the seed to whoever sees the
+    // signature. libgcrypt's own check leaves the seed out; such a signature doesn't verify.
+    const SignatureInfo& algorithm = *findSignature(key.type_);
+    const ByteView text = viewOf("Do the halves match?");
+    const auto signature = consistent(key.key_) ? key.sign(algorithm, text) : Result<Bytes>(kInconsistent);
+    const auto half = PublicKey::parse(key.publicBlob_);
+    if (!signature.ok() || !half.ok() || !half->verify(algorithm, *signature, text).ok())
         return kInconsistent;
     return key;
 }

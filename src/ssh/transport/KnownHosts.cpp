@@ -4,6 +4,7 @@
 #include "platform/files/FileManager.h"
 #include "platform/files/Paths.h"
 #include "platform/files/Places.h"
+#include "ssh/transport/HostPattern.h"
 
 #include <algorithm>
 
@@ -32,30 +33,6 @@ std::string nameInFile(const std::string& host, int port)
     return name;
 }
 
-// "*" stands for any characters, "?" for one.
-bool matchesPattern(std::string_view name, std::string_view pattern)
-{
-    std::size_t n = 0;
-    std::size_t p = 0;
-    std::size_t star = std::string_view::npos;
-    std::size_t starName = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            starName = n;
-        } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n])) {
-            ++p;
-            ++n;
-        } else if (star != std::string_view::npos) {
-            p = star + 1;
-            n = ++starName;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*', p) == std::string_view::npos;
-}
-
 // "|1|salt|hash": the hash is an HMAC with SHA-1 of the name, under the salt.
 bool matchesHashed(const std::string& name, std::string_view field)
 {
@@ -78,7 +55,7 @@ bool matchesHost(const std::string& name, std::string_view field)
         std::string pattern = lower(std::string(field.substr(0, comma)));
         field = comma == std::string_view::npos ? std::string_view() : field.substr(comma + 1);
         const bool negated = pattern.starts_with('!');
-        if (!pattern.empty() && matchesPattern(name, std::string_view(pattern).substr(negated ? 1 : 0))) {
+        if (!pattern.empty() && matchesHostPattern(name, std::string_view(pattern).substr(negated ? 1 : 0))) {
             if (negated)
                 return false;
             matched = true;

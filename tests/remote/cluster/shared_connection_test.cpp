@@ -241,9 +241,10 @@ protected:
         std::filesystem::create_directories(this->cluster / "TrelkindWorkDirectory/CachedExecutables");
         platform::Pace::setFactor(0.001);
     }
-    void open()
+    void open(const platform::Value::Dictionary& alsoInEntry = {})
     {
         machine = this->cluster.machine();
+        machine->fillFromPropertyList(alsoInEntry);
         app.machines().addControllerToEnd(machine);
         controller = app.openTaskWithName(this->wrapper.path());
         controller->connectMachine(*machine, "short");
@@ -287,6 +288,48 @@ TEST_F(OneSessionBatch, IsTheSameWhereEachConnectionTakesOneChannel)
     EXPECT_GT(relay.connections(), 1);
 }
 
+// A host between by a key, which takes no password of the machine behind it.
+class BehindJumpHosts : public SharedConnection {
+protected:
+    BehindJumpHosts() : jumpRelay(cluster.works() ? cluster.port() : 0)
+    {
+        MachineAddress::resolver() = [this](const std::string& name) {
+            return name == LoopbackCluster::kName
+                ? MachineAddress{"127.0.0.1", relay.port(), "first.test,second.test"}
+                : MachineAddress{"127.0.0.1", jumpRelay.port()};
+        };
+        std::string publicLine;
+        wrapper.write("../key", support::makeKeyText("ssh-ed25519", false, &publicLine));
+        cluster.write("../authorized", publicLine);
+    }
+    support::Relay jumpRelay;
+};
+using JumpBatch = BatchOn<BehindJumpHosts>;
+
+TEST_F(JumpBatch, SignsInOnceAndOutlivesTheHostBetween)
+{
+    cluster.write("scheduler/hold", "");
+    platform::Pace::setFactor(1);
+    open({{"Key File", wrapper.folder() / "key"}});
+    ASSERT_TRUE(served([&] { return engine()->numberOfLooks() == 1 && !engine()->isBusy(); }));
+    EXPECT_EQ(jumpRelay.connections(), 2); // To the first, and from there to the second.
+    EXPECT_EQ(relay.connections(), 1);
+    jumpRelay.stall(true);
+    jumpRelay.cut();
+    const auto look = [&] {
+        engine()->checkForOutput();
+        return served([&] { return !engine() || !engine()->isBusy(); });
+    };
+    ASSERT_TRUE(look());
+    EXPECT_EQ(engine()->panel().outputStatus.stringValue(), "Could not connect to cluster.test");
+    EXPECT_TRUE(engine()->unknownSince());
+    jumpRelay.stall(false);
+    std::filesystem::remove(cluster / "scheduler/hold");
+    while (engine())
+        ASSERT_TRUE(look());
+    expectAllSolved();
+}
+
 // The server's list of passwords, in a folder that is there before the server.
 struct CodeList {
     support::TemporaryFolder folder;
@@ -325,6 +368,32 @@ TEST_F(CodeBatch, SignsInOnceWithACodeThatIsTakenOnce)
     expectAllSolved();
     EXPECT_EQ(left(), "");
     EXPECT_EQ(relay.connections(), asked + 1); // An attempt before each question, and one that got in.
+}
+
+TEST_F(CodeBatch, StaysWhenThePasswordChangesAndGoesOnWithTheNewOne)
+{
+    cluster.write("scheduler/hold", "");
+    platform::Pace::setFactor(1);
+    write("secret\n"); // For one login; there is none after it until the list has another one.
+    open();
+    ASSERT_TRUE(served([&] { return engine()->numberOfLooks() == 1 && !engine()->isBusy(); }));
+    relay.cut();
+    std::filesystem::remove(cluster / "scheduler/hold");
+    const auto look = [&] {
+        engine()->checkForOutput();
+        return served([&] { return !engine() || !engine()->isBusy(); });
+    };
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(look());
+        EXPECT_EQ(engine()->panel().outputStatus.stringValue(),
+            "Could not connect as user " + platform::loginName());
+    }
+    write("renewed\n");
+    machine->form().passwordField.setStringValue("renewed");
+    while (engine())
+        ASSERT_TRUE(look());
+    expectAllSolved();
+    EXPECT_EQ(left(), "");
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "ssh/Peer.h"
 #include "ssh/Support.h"
 #include "ssh/crypto/Wire.h"
+#include "task/WrapperOnDisk.h"
 
 #include <gmock/gmock.h>
 
@@ -107,9 +108,34 @@ TEST(SshClientConfig, TakesTheFirstValueOfEachKeyThatConcernsTheHost)
         EXPECT_EQ(config.user.value_or(""), "first");
         EXPECT_EQ(config.proxyJump.value_or(""), "me@jump:23");
     }
+    EXPECT_TRUE(SshClientConfig::parse(text, "x").hasMatch);
     EXPECT_FALSE(SshClientConfig::parse("Host a\nPort 0\nProxyJump none\nProxyJump x", "a").proxyJump);
     for (std::size_t cut = 0; cut < text.size(); ++cut) // Torn at any byte it is still read.
         (void)SshClientConfig::parse(std::string_view(text).substr(0, cut), "login1");
+}
+
+TEST_F(MachineSignIn, ReadsTheFilesThatTheUsersOwnIncludes)
+{
+    const WrapperOnDisk places;
+    const auto write = [](const std::string& name, const std::string& text) {
+        const std::string path = platform::Places::home() + "/.ssh/" + name;
+        ASSERT_TRUE(platform::files::createDirectories(platform::paths::deletingLastComponent(path)).ok());
+        support::writeFile(path, text);
+    };
+    write("config",
+        "Host other\nInclude d/1\nHost a\nInclude d/*.conf ~/.ssh/self none\nUser late\nMatch all\nPort 1\n");
+    write("d/1", "User wrong\n");
+    write("d/1.conf", "HostName one\nHost b\nUser wrong\n");
+    write("d/2.conf", "HostName two\nPort 22\n");
+    write("self", "ProxyJump me@far:1,near\nInclude self\n");
+    for (int i = 0; i < 2; ++i) {
+        const SshClientConfig config = SshClientConfig::of("a");
+        EXPECT_EQ(config.hostName.value_or(""), "one");
+        EXPECT_EQ(config.port.value_or(0), 22);
+        EXPECT_EQ(config.user.value_or(""), "late");
+        EXPECT_EQ(config.proxyJump.value_or(""), "me@far:1,near");
+    }
+    EXPECT_THAT(places.messages(), testing::SizeIs(1)) << "about Match";
 }
 
 TEST_F(MachineSignIn, FindsAnAliasOfTheUsersOwnClient)
