@@ -3,6 +3,7 @@
 #include "platform/ProcessInfo.h"
 #include "platform/process/Spawn.h"
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 #include <pwd.h>
@@ -181,6 +182,13 @@ bool RealServer::start(
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
+}
+
+void RealServer::endConnections() const
+{
+    std::ifstream children("/proc/" + std::to_string(pid_) + "/task/" + std::to_string(pid_) + "/children");
+    for (int child = 0; children >> child;)
+        ::kill(child, SIGKILL);
 }
 
 RealServer::~RealServer()

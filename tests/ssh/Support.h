@@ -38,6 +38,7 @@ public:
     static std::unique_ptr<RealServer> dropbear(const std::string& authorizedKeys);
     ~RealServer();
     int port() const { return port_; }
+    void endConnections() const; // Kills the processes that serve them.
     bool ownAccount() const { return ownAccount_; } // Whether password and home are the test's.
     std::string home() const { return folder_ / "home"; } // The login's, with its own account.
 

@@ -51,7 +51,7 @@ platform::Status BatchFile::saveIfChanged()
 void BatchFile::setFlag(const char* flag)
 {
     set(flag, "YES");
-    std::ignore = saveIfChanged(); // The next flag saves this one too.
+    std::ignore = saveIfChanged(); // The next flag, or the next look, saves this one too.
 }
 
 void BatchFile::removeFlag(const char* flag)

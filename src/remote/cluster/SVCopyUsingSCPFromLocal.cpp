@@ -101,9 +101,8 @@ void SVCopyUsingSCPFromLocal::carryOut(ssh::CkoSFtp& sftp, const Value::Array& l
     everythingCopied_ = true;
     bool goesOn = true;
     for (std::size_t first = 0; first < list.size() && goesOn; first += kActionsAtOnce)
-        goesOn = isCancelled()
-            ? stop(sftp, "The upload was cancelled.")
-            : carryOut(sftp, list, first, std::min(first + kActionsAtOnce, list.size()));
+        goesOn = isCancelled() ? stop(sftp, "The upload was cancelled.")
+                               : carryOut(sftp, list, first, std::min(first + kActionsAtOnce, list.size()));
 }
 
 bool SVCopyUsingSCPFromLocal::carryOut(

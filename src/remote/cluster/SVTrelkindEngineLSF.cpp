@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <tuple>
 
 namespace {
 
@@ -273,9 +274,11 @@ void SVTrelkindEngineLSF::runExecutableIfPossible()
         || !infoFile_.has(BatchFile::kTasksCopied))
         return;
     submittingRun_ = true;
+    const auto failed = stuck("submission", &SVTrelkindEngineLSF::submittingRun_);
+    if (const auto saved = infoFile_.saveIfChanged(); !saved.ok()) // Jobs that are forgotten run twice.
+        return failed(saved.error().text);
     addLong(std::make_shared<SVSSHCommand>(remotePath(jobscripts::kSubmitTasks), passwordInfo(), nullptr,
-        callback(&SVTrelkindEngineLSF::startFinished),
-        stuck("submission", &SVTrelkindEngineLSF::submittingRun_)));
+        callback(&SVTrelkindEngineLSF::startFinished), failed));
 }
 
 void SVTrelkindEngineLSF::startFinished(SVSSHCommand& operation)
@@ -372,6 +375,7 @@ void SVTrelkindEngineLSF::checkForOutput()
     if (checkingOutput_ || !isAttached() || refusal_)
         return; // A refused batch may name any folder, which a look at it could remove.
     checkingOutput_ = true;
+    std::ignore = infoFile_.saveIfChanged(); // A full disk may have kept the last flag from it.
     panel_.checkOutputButton.setHidden(true);
     panel_.outputStatus.setStringValue("Checking for output");
     std::vector<std::string> folders;

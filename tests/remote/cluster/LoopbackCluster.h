@@ -46,6 +46,7 @@ public:
     // Whether there is a server with an account of the test's.
     bool works() const { return server_ && server_->ownAccount(); }
     int port() const { return server_->port(); }
+    void endConnections() const { server_->endConnections(); }
     std::string home() const { return server_->home(); }
     std::string operator/(const std::string& name) const { return home() + "/" + name; }
     std::string read(const std::string& name) const { return support::readFile(*this / name); }

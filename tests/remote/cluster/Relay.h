@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <poll.h>
 #include <sys/socket.h>
@@ -12,11 +13,14 @@
 #include <vector>
 
 // Forwards connections to a server of this computer. When so many bytes have gone through, those that are
-// open end, or fall silent; later ones are well. Silent ones end after a while.
+// open end or fall silent, or the server's side is killed; later ones are well. Silent ones end after a
+// while.
 class Relay {
 public:
-    enum class Fault { Ends, FallsSilent };
-    explicit Relay(int serverPort) : serverPort_(serverPort), listener_(support::listenOnLoopback(port_))
+    enum class Fault { Ends, FallsSilent, ServerIsKilled };
+    Relay(int serverPort, std::function<void()> killServer)
+        : serverPort_(serverPort), killServer_(std::move(killServer)),
+          listener_(support::listenOnLoopback(port_))
     {
         thread_ = std::thread([this] { forward(); });
     }
@@ -94,6 +98,8 @@ private:
     void breakAll()
     {
         breakAt_ = 0;
+        if (fault_ == Fault::ServerIsKilled)
+            return killServer_();
         for (Pair& pair : pairs_)
             pair.silentUntil = Clock::now() + std::chrono::milliseconds(silence_);
         if (fault_ == Fault::Ends)
@@ -102,6 +108,7 @@ private:
     }
 
     const int serverPort_;
+    const std::function<void()> killServer_;
     int port_ = 0;
     const platform::Descriptor listener_;
     std::vector<Pair> pairs_;

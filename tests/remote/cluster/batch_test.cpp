@@ -410,6 +410,36 @@ TEST_F(Batch, TakesTheMinutesBetweenLooksAsEntered)
     EXPECT_NEAR(engine().secondsToNextLook().value_or(-1), 240, 30) << "a later value replaces it";
 }
 
+// What can't be remembered would be done twice.
+TEST_F(Batch, SubmitsOnlyWhatItCanRemember)
+{
+    const auto block = [this](bool isBlocked) { // A folder stands in the place of the file.
+        std::filesystem::remove_all(wrapper / "Remote Machine.plist");
+        if (isBlocked)
+            wrapper.write("Remote Machine.plist/inner");
+    };
+    begun({"Work folder exists", "Executable Exists"});
+    open();
+    block(true);
+    ASSERT_TRUE(served([&] { return engine().isStuck(); }, 20)) << lines();
+    EXPECT_FALSE(cluster.has("scheduler/calls"));
+    EXPECT_THAT(wrapper.messages(),
+        ElementsAre("Could not save the state of the batch.", "Could not save the state of the batch.",
+            "The submission on the cluster has failed."));
+    close();
+
+    block(false);
+    cluster.write("scheduler/lose", "");
+    begun({"Work folder exists", "Executable Exists", "Tasks have been copied"});
+    open();
+    block(true);
+    ASSERT_TRUE(served([&] { return engine().numberOfLooks() > 0 && !engine().isBusy(); }, 20)) << lines();
+    block(false);
+    engine().checkForOutput();
+    EXPECT_THAT(flags(), HasSubstr("Runs have Started=YES"));
+    ASSERT_TRUE(served([&] { return !engine().isBusy(); }, 20));
+}
+
 TEST_F(Batch, LooksAtOnceAfterASleep)
 {
     begun({"Work folder exists", "Executable Exists", "Tasks have been copied", "Runs have Started"});
