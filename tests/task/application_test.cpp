@@ -262,10 +262,19 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     clusters.choose(0);
     clusters.needsUpdate(clusters);
     EXPECT_EQ(titles(clusters), "New Machine, -, me@new : short, me@new : long");
+    app.machines().removeController(0);
+    edit.needsUpdate(edit);
+    EXPECT_EQ(titles(edit, true), "Undo Change of the Machines");
+    edit.choose(0);
+    EXPECT_EQ(app.remoteMachines().size(), 1U);
+    edit.needsUpdate(edit);
+    EXPECT_EQ(titles(edit, true), "Redo Change of the Machines");
     int quits = 0;
     mainMenu.whenQuitting = [&quits] { ++quits; };
     file.choose(3);
     EXPECT_EQ(quits, 1);
+    file.choose(1); // The machines' window, which is in front.
+    EXPECT_FALSE(app.machineWindow().isVisible() || app.listOfControllers().empty());
     file.choose(1);
     EXPECT_THAT(app.listOfControllers(), IsEmpty());
     int connects = 0;
@@ -277,7 +286,7 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     toolkit::Table messages;
     window.setContent(&messages);
     KRMessageCenter::sharedMessageCenter()->setScrollView(&messages);
-    mainMenu.menus().at(2)->choose(0);
+    mainMenu.menus().at(3)->choose(1);
     EXPECT_TRUE(window.isVisible());
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
 }
