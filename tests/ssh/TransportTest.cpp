@@ -481,7 +481,7 @@ TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
 // One user of a shared connection takes nothing and the other waits: neither may fill the memory or hang.
 TEST_F(Transport, ASharedConnectionEndsForAllWhenTheServerBreaksTheProtocol)
 {
-    EXPECT_FALSE(SharedConnection::over(std::make_unique<CkoSsh>(), {}).ok());
+    EXPECT_FALSE(CkoSsh::Share(std::make_unique<CkoSsh>(), {}).ok());
     const auto toChannel = [](std::uint8_t number, std::uint8_t channel) {
         return [=](Bytes& payload) {
             if (payload[0] == number)
@@ -510,7 +510,7 @@ TEST_F(Transport, ASharedConnectionEndsForAllWhenTheServerBreaksTheProtocol)
         prepare(*connection);
         ASSERT_TRUE(connection->Connect("127.0.0.1", server.port()));
         ASSERT_TRUE(connection->AuthenticatePw("user", "secret"));
-        const auto shared = SharedConnection::over(std::move(connection), {});
+        const auto shared = CkoSsh::Share(std::move(connection), {});
         ASSERT_TRUE(shared.ok());
         CkoSsh user;
         CkoSsh other;

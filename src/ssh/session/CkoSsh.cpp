@@ -1,6 +1,7 @@
 #include "ssh/session/CkoSsh.h"
 
 #include "ssh/session/ClsSsh.h"
+#include "ssh/session/SharedConnection.h"
 
 namespace ssh {
 
@@ -9,6 +10,13 @@ CkoSsh::CkoSsh() : CkoSsh(std::make_unique<ClsSsh>()) { }
 CkoSsh::CkoSsh(std::unique_ptr<ClsSsh> impl) : CkoConnection(*impl), impl_(std::move(impl)) { }
 
 CkoSsh::~CkoSsh() = default;
+
+Result<std::shared_ptr<SharedConnection>> CkoSsh::Share(
+    std::unique_ptr<CkoSsh> connection, const SharedLimits& limits)
+{
+    SshTransport& transport = connection->impl_->transport();
+    return SharedConnection::over(transport, std::move(connection), limits);
+}
 
 int CkoSsh::OpenSessionChannel()
 {

@@ -9,12 +9,19 @@
 namespace ssh {
 
 class ClsSsh;
+class SharedConnection;
+struct SharedLimits;
 
 // An SSH connection with session channels that run commands. See CkoConnection for the rules of all calls.
 class CkoSsh : public CkoConnection, public ForwardHost {
 public:
     CkoSsh();
     ~CkoSsh() override;
+
+    // Makes a logged-in connection one that others use too, by ConnectShared; it isn't used by itself any
+    // more. A failure ends it.
+    static Result<std::shared_ptr<SharedConnection>> Share(
+        std::unique_ptr<CkoSsh> connection, const SharedLimits& limits);
 
     int OpenSessionChannel(); // The channel's number, from 0; negative for a failure.
     // A channel through which the server connects to another host; negative when it doesn't.
@@ -43,7 +50,6 @@ public:
     void endForwarding() override { Disconnect(); }
 
 private:
-    friend class SharedConnection; // Takes over the connection.
     explicit CkoSsh(std::unique_ptr<ClsSsh> impl);
     std::unique_ptr<ClsSsh> impl_;
 };
