@@ -4,6 +4,7 @@
 #include "ssh/crypto/Wire.h"
 #include "ssh/session/CkoSsh.h"
 #include "ssh/session/CkoSshKey.h"
+#include "ssh/session/SharedConnection.h"
 #include "ssh/sftp/CkoSFtp.h"
 #include "ssh/transport/Messages.h"
 
@@ -475,6 +476,55 @@ TEST_F(Transport, RefusesHostsPortsAndNamesOfItsOwnThatCanNotBe)
     EXPECT_FALSE(ssh.ChannelSendClose(0) || ssh.ChannelReceiveToClose(-5));
     EXPECT_TRUE(ssh.ChannelReceivedClose(3)); // Nobody waits for what can't come.
     EXPECT_TRUE(ssh.GetReceivedDataN(0, 10).empty());
+}
+
+// One user of a shared connection takes nothing and the other waits: neither may fill the memory or hang.
+TEST_F(Transport, ASharedConnectionEndsForAllWhenTheServerBreaksTheProtocol)
+{
+    EXPECT_FALSE(CkoSsh::Share(std::make_unique<CkoSsh>(), {}).ok());
+    const auto toChannel = [](std::uint8_t number, std::uint8_t channel) {
+        return [=](Bytes& payload) {
+            if (payload[0] == number)
+                payload[4] = channel;
+        };
+    };
+    const struct {
+        const char* reason;
+        std::size_t output;
+        std::function<void(Bytes&)> onSend;
+        bool takes; // The first user looks at what has come.
+    } cases[] = {
+        {"than the channel's window allows", 12 << 20, nullptr, false},
+        {"sent more data than the channel's window allows", 4 << 20, nullptr, true},
+        {"a channel that isn't there", 10, toChannel(94, 9), false},
+        {"a channel message out of turn", 10,
+            [](Bytes& payload) { payload[0] = payload[0] == 94 ? 91 : payload[0]; }, true},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.reason);
+        peer::Options options;
+        options.output.assign(row.output, 'x');
+        options.onSend = row.onSend;
+        peer::Peer server(options);
+        auto connection = std::make_unique<CkoSsh>();
+        prepare(*connection);
+        ASSERT_TRUE(connection->Connect("127.0.0.1", server.port()));
+        ASSERT_TRUE(connection->AuthenticatePw("user", "secret"));
+        const auto shared = CkoSsh::Share(std::move(connection), {});
+        ASSERT_TRUE(shared.ok());
+        CkoSsh user;
+        CkoSsh other;
+        prepare(user);
+        prepare(other);
+        ASSERT_TRUE(user.ConnectShared(*shared) && other.ConnectShared(*shared));
+        const int channel = user.OpenSessionChannel();
+        if (user.SendReqExec(channel, "anything") && row.takes)
+            while (!user.ChannelReceivedClose(channel) && user.ChannelReadAndPoll(channel, 100) >= 0) { }
+        EXPECT_FALSE(other.ChannelReceiveToClose(other.OpenSessionChannel()));
+        EXPECT_THAT(other.LastErrorText(), HasSubstr(row.reason));
+        EXPECT_FALSE((*shared)->isAlive());
+        EXPECT_FALSE(other.ConnectShared(*shared));
+    }
 }
 
 } // namespace

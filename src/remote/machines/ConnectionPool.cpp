@@ -19,7 +19,7 @@ constexpr LoginLimits kCommandLimits{5000, 5000};
 constexpr milliseconds kUsualConnectLimit{30000}; // Of a connection without a limit of its own.
 constexpr std::chrono::seconds kNoProgramTakesSoLong{5}; // A login that did was approved by a person.
 
-ssh::SharedConnection::Limits sharedLimits()
+ssh::SharedLimits sharedLimits()
 {
     const auto paced = [](double seconds) {
         return std::chrono::duration_cast<milliseconds>(platform::Pace::of(seconds));
@@ -161,7 +161,7 @@ platform::Result<ConnectionPool::Entry, ConnectionPool::Failure> ConnectionPool:
     if (auto sentence = login.authenticate(*connection))
         return Failure{std::move(*sentence), connection->LastErrorText(), true};
     const bool wasApproved = std::chrono::steady_clock::now() - begin > kNoProgramTakesSoLong;
-    auto shared = ssh::share(std::move(connection), sharedLimits());
+    auto shared = ssh::CkoSsh::Share(std::move(connection), sharedLimits());
     if (!shared.ok())
         return couldNotConnect(login, shared.error().text);
     return Entry{attempt.key, login.login(), std::move(*shared),

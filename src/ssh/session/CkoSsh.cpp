@@ -1,6 +1,7 @@
 #include "ssh/session/CkoSsh.h"
 
 #include "ssh/session/ClsSsh.h"
+#include "ssh/session/SharedConnection.h"
 
 namespace ssh {
 
@@ -9,6 +10,13 @@ CkoSsh::CkoSsh() : CkoSsh(std::make_unique<ClsSsh>()) { }
 CkoSsh::CkoSsh(std::unique_ptr<ClsSsh> impl) : CkoConnection(*impl), impl_(std::move(impl)) { }
 
 CkoSsh::~CkoSsh() = default;
+
+Result<std::shared_ptr<SharedConnection>> CkoSsh::Share(
+    std::unique_ptr<CkoSsh> connection, const SharedLimits& limits)
+{
+    SshTransport& transport = connection->impl_->transport();
+    return SharedConnection::over(transport, std::move(connection), limits);
+}
 
 int CkoSsh::OpenSessionChannel()
 {
@@ -65,12 +73,6 @@ bool CkoSsh::ChannelReceiveToClose(int channel)
 int CkoSsh::GetChannelExitStatus(int channel)
 {
     return impl_->channelExitStatus(channel);
-}
-
-Result<std::shared_ptr<SharedConnection>> share(
-    std::unique_ptr<CkoSsh> connection, SharedConnection::Limits limits)
-{
-    return SharedConnection::over(std::move(connection->impl_), limits);
 }
 
 } // namespace ssh

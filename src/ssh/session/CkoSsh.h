@@ -2,7 +2,6 @@
 
 #include "ssh/session/CkoConnection.h"
 #include "ssh/session/ForwardHost.h"
-#include "ssh/session/SharedConnection.h"
 
 #include <cstdint>
 #include <span>
@@ -10,12 +9,19 @@
 namespace ssh {
 
 class ClsSsh;
+class SharedConnection;
+struct SharedLimits;
 
 // An SSH connection with session channels that run commands. See CkoConnection for the rules of all calls.
 class CkoSsh : public CkoConnection, public ForwardHost {
 public:
     CkoSsh();
     ~CkoSsh() override;
+
+    // Makes a logged-in connection one that others use too, by ConnectShared; it isn't used by itself any
+    // more. A failure ends it.
+    static Result<std::shared_ptr<SharedConnection>> Share(
+        std::unique_ptr<CkoSsh> connection, const SharedLimits& limits);
 
     int OpenSessionChannel(); // The channel's number, from 0; negative for a failure.
     // A channel through which the server connects to another host; negative when it doesn't.
@@ -44,14 +50,8 @@ public:
     void endForwarding() override { Disconnect(); }
 
 private:
-    friend Result<std::shared_ptr<SharedConnection>> share(std::unique_ptr<CkoSsh>, SharedConnection::Limits);
     explicit CkoSsh(std::unique_ptr<ClsSsh> impl);
     std::unique_ptr<ClsSsh> impl_;
 };
-
-// Lets many sessions have channels on a connection with a user logged in, which ends with the last owner of
-// the result.
-Result<std::shared_ptr<SharedConnection>> share(
-    std::unique_ptr<CkoSsh> connection, SharedConnection::Limits limits);
 
 } // namespace ssh

@@ -14,10 +14,10 @@ class SshForward;
 
 // The common part of ClsSsh and ClsSFtp: settings, connecting, logging in, error text and log. A lock of the
 // object serialises its calls; none throws.
-class ClsConnection : public TransportOwner {
+class ClsConnection {
 public:
     explicit ClsConnection(TransportSettings settings);
-    ~ClsConnection() override;
+    virtual ~ClsConnection();
     ClsConnection(const ClsConnection&) = delete;
     ClsConnection& operator=(const ClsConnection&) = delete;
 
@@ -31,7 +31,7 @@ public:
     bool signIn(const std::string& login, const CkoSignIn& with);
     CkoRefusal refusal() const;
     bool reKey();
-    void disconnect() override;
+    void disconnect();
 
     std::string lastErrorText() const;
     std::string sessionLog() const; // The last few hundred lines.
@@ -41,7 +41,7 @@ public:
     // compression to the server and from it.
     std::vector<std::string> algorithms() const;
 
-    SshTransport& transport() override { return transport_; }
+    SshTransport& transport() { return transport_; } // For what takes over the connection.
 
 protected:
     // Runs `work` under the lock. After a failure or an exception, returns `failure` and keeps the reason for

@@ -19,19 +19,20 @@ constexpr std::chrono::hours kLongWait{1}; // For poll, when nothing is due.
 } // namespace
 
 Result<std::shared_ptr<SharedConnection>> SharedConnection::over(
-    std::unique_ptr<TransportOwner> connection, Limits limits)
+    SshTransport& transport, std::shared_ptr<void> owner, const SharedLimits& limits)
 {
-    if (!connection->transport().authenticated() || !connection->transport().connected())
+    if (!transport.authenticated() || !transport.connected())
         return Error{"Only a connection with a user logged in can be shared."};
     try {
-        return std::shared_ptr<SharedConnection>(new SharedConnection(std::move(connection), limits));
+        return std::shared_ptr<SharedConnection>(new SharedConnection(transport, std::move(owner), limits));
     } catch (const std::system_error& error) {
         return Error{std::string("There is no thread for a shared connection: ") + error.what()};
     }
 }
 
-SharedConnection::SharedConnection(std::unique_ptr<TransportOwner> connection, Limits limits)
-    : limits_(limits), connection_(std::move(connection)), transport_(connection_->transport()),
+SharedConnection::SharedConnection(
+    SshTransport& transport, std::shared_ptr<void> owner, const SharedLimits& limits)
+    : limits_(limits), owner_(std::move(owner)), transport_(transport),
       serverVersion_(transport_.serverVersion()), socket_(transport_.descriptor()),
       wakeEvent_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), unusedSince_(Clock::now())
 {
@@ -301,7 +302,7 @@ void SharedConnection::serve()
     }
     transport_.channels().setElsewhere(nullptr);
     guard.unlock(); // Nobody else uses a connection that has failed.
-    connection_->disconnect();
+    transport_.disconnect();
 }
 
 } // namespace ssh

@@ -9,6 +9,11 @@
 
 namespace ssh {
 
+struct SharedLimits {
+    std::chrono::milliseconds unused{60000}; // The connection ends when no session was open for so long.
+    std::chrono::milliseconds probe{60000}; // Between requests that show whether a quiet server lives.
+};
+
 // A logged-in connection whose channels belong to several sessions (SharedSession) on different threads. One
 // thread reads and writes the socket, and hands each message to the inbox of the session that has the
 // channel. A session takes its messages from there when it likes: the server may send no more than the
@@ -17,13 +22,9 @@ namespace ssh {
 // Any thread. The lock is taken after that of a session's owner, and nothing else is locked while it is held.
 class SharedConnection {
 public:
-    struct Limits {
-        std::chrono::milliseconds unused{60000}; // The connection ends when no session was open for so long.
-        std::chrono::milliseconds probe{60000}; // Between requests that show whether a quiet server lives.
-    };
-    // Takes over a connection with a user logged in.
+    // Takes over a connection with a user logged in, which `owner` owns and nobody else uses any more.
     static Result<std::shared_ptr<SharedConnection>> over(
-        std::unique_ptr<TransportOwner> connection, Limits limits);
+        SshTransport& transport, std::shared_ptr<void> owner, const SharedLimits& limits);
     ~SharedConnection(); // Ends the connection. Sessions own it, so that there are none any more.
     SharedConnection(const SharedConnection&) = delete;
     SharedConnection& operator=(const SharedConnection&) = delete;
@@ -67,7 +68,7 @@ private:
         std::uint32_t remoteNumber = 0;
         bool closeSent = false;
     };
-    SharedConnection(std::unique_ptr<TransportOwner> connection, Limits limits);
+    SharedConnection(SshTransport& transport, std::shared_ptr<void> owner, const SharedLimits& limits);
     // All of these under the lock.
     Status dispatch(std::uint32_t number, ByteView payload);
     Status closeRoute(Route& route);
@@ -80,9 +81,9 @@ private:
     void serve();
     void waitForSocket(bool writes, Deadline until) const;
 
-    const Limits limits_;
-    std::unique_ptr<TransportOwner> connection_;
-    SshTransport& transport_; // Of the connection.
+    const SharedLimits limits_;
+    const std::shared_ptr<void> owner_; // Of the transport.
+    SshTransport& transport_;
     const std::string serverVersion_;
     const int socket_;
     const platform::Descriptor wakeEvent_;

@@ -103,12 +103,4 @@ private:
     Deadline lastProbe_{}; // When it was last asked for an answer.
 };
 
-// An object that has a transport, and what the transport stands on.
-class TransportOwner {
-public:
-    virtual ~TransportOwner() = default;
-    virtual SshTransport& transport() = 0;
-    virtual void disconnect() = 0;
-};
-
 } // namespace ssh
