@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,14 @@ struct Alert {
     std::string informative{}; // Below the message, in smaller letters.
     std::vector<std::string> buttons{"OK"};
     std::function<void(int button)> answered{};
+};
+
+// A question that is answered with a line of text.
+struct TextQuestion {
+    std::string title{};
+    std::string text{};
+    bool isSecret = false; // The answer isn't shown while it is typed.
+    std::function<void(const std::optional<std::string>& answer)> answered{}; // Nothing when it is refused.
 };
 
 // A choice of files or folders.

@@ -20,6 +20,7 @@ public:
     std::function<void()> soundAlert;
     std::function<void(const Alert& alert)> showAlert;
     std::function<void(const FilePanel& panel)> showFilePanel;
+    std::function<void(const TextQuestion& question)> askForText;
 
     // The documents opened last, the newest first, each once.
     void noteRecentDocument(const std::string& path);

@@ -35,6 +35,7 @@ void Desktop::fillWorkspace()
     workspace.soundAlert = [] { QApplication::beep(); };
     workspace.showAlert = showAlert;
     workspace.showFilePanel = showFilePanel;
+    workspace.askForText = askForText;
 }
 
 WindowWidget* Desktop::widgetFor(const toolkit::Window& window) const

@@ -2,6 +2,7 @@
 
 #include "apps/composition/Composition.h"
 #include "apps/desktop/Desktop.h"
+#include "apps/desktop/SignInDialogs.h"
 #include "apps/desktop/loop/QtMainLoop.h"
 #include "diagnostics/MessageWindow.h"
 #include "diagnostics/ProgressWindow.h"
@@ -55,6 +56,7 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
     ProgressWindow progress;
     menus.showProgress = [&progress] { progress.window.orderFront(); };
     const Desktop desktop(menus);
+    answerSignInInDialogs();
     application.awakeFromNib();
     for (const QString& wrapper : wrappers)
         application.applicationOpenFile(platform::paths::absolute(wrapper.toStdString()));

@@ -6,18 +6,21 @@
 // can be tried again.
 struct LsfAddition {
     toolkit::Stack view{toolkit::Direction::Down};
-    toolkit::TextField directoryNameField; // The batch's folder.
+    toolkit::Label directoryNameField; // The batch's folder.
     toolkit::Button checkWorkFolderButton;
-    toolkit::TextField xCodeNameField; // The project whose sources are compiled.
-    toolkit::TextField sourceStatus;
+    toolkit::Label xCodeNameField; // The project whose sources are compiled.
+    toolkit::Label sourceStatus;
     toolkit::ProgressBar sourceProgress;
     toolkit::Button checkAgainButton;
-    toolkit::TextField inputStatus;
+    toolkit::Label inputStatus;
     toolkit::ProgressBar taskProgress;
     toolkit::Button checkTaskUploadButton;
-    toolkit::TextField outputStatus;
+    toolkit::Label outputStatus;
     toolkit::ProgressBar outputProgress;
     toolkit::Button checkOutputButton;
+    toolkit::Label situation; // What a person should know besides: what stands still, and since when.
+    toolkit::Button signInButton; // Shown while the login waits for a person.
+    toolkit::Button withoutArgumentsButton; // Shown when the batch is refused because of its arguments.
     toolkit::TextField minutesBetween;
     toolkit::TextView makeOutputView; // What the compiler prints.
 

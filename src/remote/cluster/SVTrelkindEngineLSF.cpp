@@ -42,6 +42,8 @@ platform::OperationQueue& queueWithoutApplication()
     return queue;
 }
 
+constexpr double kSecondsBetweenSituations = 1;
+
 } // namespace
 
 std::shared_ptr<SVTrelkindEngineLSF> SVTrelkindEngineLSF::initWithTask(
@@ -63,6 +65,8 @@ SVTrelkindEngineLSF::SVTrelkindEngineLSF(
     panel_.checkTaskUploadButton.whenPressed = [this] { tryUploadingTasks(); };
     panel_.checkOutputButton.whenPressed = [this] { checkForOutput(); };
     panel_.minutesBetween.whenCommitted = [this] { minutesChanged(); };
+    panel_.signInButton.whenPressed = [this] { signIn(); };
+    panel_.withoutArgumentsButton.whenPressed = [this] { goOnWithoutArguments(); };
     if (const auto minutes = machine_->wishes.minutesBetweenLooks)
         panel_.minutesBetween.setStringValue(fmt::format("{}", *minutes));
     minutesBetweenChecks_ = doubleValue(panel_.minutesBetween.stringValue());
@@ -70,6 +74,8 @@ SVTrelkindEngineLSF::SVTrelkindEngineLSF(
 
 void SVTrelkindEngineLSF::begin()
 {
+    situationTimer_ = platform::Timer::schedule(
+        kSecondsBetweenSituations, platform::Timer::Repeats::Yes, [this] { showSituation(); });
     openBatch_ = ConnectionPool::shared().openBatch(passwordInfo()->login());
     infoFile_.load();
     if (const auto host = infoFile_.text(BatchFile::kHost); host != machine_->machineName()) {
@@ -108,8 +114,10 @@ platform::Status SVTrelkindEngineLSF::checkBeforeBegin()
     const auto& tasks = taskController_->taskInformation();
     const bool losesArguments = std::any_of(tasks.begin(), tasks.end(),
         [](const auto& task) { return task->taskShouldBeRun() && !task->argument().empty(); });
-    if (losesArguments && !infoFile_.has(BatchFile::kTasksCopied)
-        && !infoFile_.has(BatchFile::kWithoutArguments))
+    const bool isAgreed =
+        infoFile_.has(BatchFile::kTasksCopied) || infoFile_.has(BatchFile::kWithoutArguments);
+    panel_.withoutArgumentsButton.setHidden(!losesArguments || isAgreed);
+    if (losesArguments && !isAgreed)
         return platform::Error{
             "The tasks have arguments, which don't reach their runs on a cluster. Write the parameters into "
             "input files, or run the tasks without their arguments."};
@@ -128,6 +136,7 @@ void SVTrelkindEngineLSF::setRefusal(std::string sentence)
 void SVTrelkindEngineLSF::goOnWithoutArguments()
 {
     infoFile_.set(BatchFile::kWithoutArguments, "YES");
+    panel_.withoutArgumentsButton.setHidden(true);
     makeSureFolderExists();
 }
 
@@ -167,6 +176,7 @@ void SVTrelkindEngineLSF::addShort(std::shared_ptr<platform::Operation> operatio
 void SVTrelkindEngineLSF::disconnect()
 {
     stopTimers();
+    situationTimer_.reset();
     isEnded_ = true;
     infoFile_.deleteFromDisk();
     lock_.reset();
@@ -176,6 +186,7 @@ void SVTrelkindEngineLSF::disconnect()
 void SVTrelkindEngineLSF::disconnectFromTaskController()
 {
     stopTimers();
+    situationTimer_.reset();
     openBatch_.reset();
     taskController_ = nullptr;
 }

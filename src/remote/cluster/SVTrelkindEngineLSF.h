@@ -63,6 +63,8 @@ public:
     // Only an engine made anew gets on. Not while another step still works, which would go on beside it.
     bool isStuck() const { return stuckStep_.has_value() && !isBusy(); }
     void tryAgain(); // Presses the buttons of the steps that have failed.
+    // Asks a person what the login waits for, and then tries again what has failed.
+    void signIn();
     bool hasBeenSubmitted() const { return infoFile_.has(BatchFile::kRunsStarted); }
     int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
     // When the cluster was last reached, in seconds since 1970; nothing while the last look has worked.
@@ -135,6 +137,7 @@ private:
     }
     // Tells about a step that ended without a callback; its busy mark stays set, as the chain has it.
     std::function<void(const std::string&)> stuck(const char* step, bool SVTrelkindEngineLSF::*busyMark);
+    void showSituation();
     void askForCondition();
     void askScheduler();
     void schedulerAnswered(SVSSHCommand& operation);
@@ -162,6 +165,7 @@ private:
     bool checkingOutput_ = false;
     bool removingEverything_ = false;
     std::unique_ptr<platform::Timer> checkingTimer_;
+    std::unique_ptr<platform::Timer> situationTimer_;
     std::unique_ptr<platform::Timer> wakeTimer_; // Lives as long as the other one.
     double secondsAsleep_ = 0;
     double minutesBetweenChecks_ = 0;

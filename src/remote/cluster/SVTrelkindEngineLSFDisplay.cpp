@@ -5,6 +5,7 @@
 #include "remote/cluster/SchedulerJobs.h"
 #include "remote/machines/ClusterCondition.h"
 #include "remote/machines/SignInAnswers.h"
+#include "task/runs/RunTimes.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
 #include "task/wrapper/TaskNumbers.h"
@@ -51,6 +52,37 @@ void SVTrelkindEngineLSF::tryAgain()
     for (toolkit::Button* button :
         {&panel_.checkWorkFolderButton, &panel_.checkAgainButton, &panel_.checkTaskUploadButton})
         button->press();
+}
+
+void SVTrelkindEngineLSF::signIn()
+{
+    const auto login = waitsForSignIn();
+    if (!login)
+        return;
+    SignInAnswers::shared().ask(*login, [weak = weak_from_this()](bool areAnswered) {
+        const auto self = std::static_pointer_cast<SVTrelkindEngineLSF>(weak.lock());
+        if (!self || !areAnswered || self->isBusy())
+            return;
+        if (self->standsStill())
+            self->tryAgain();
+        else
+            self->checkForOutput();
+    });
+}
+
+void SVTrelkindEngineLSF::showSituation()
+{
+    std::vector<std::string> lines;
+    const auto login = waitsForSignIn();
+    if (login)
+        lines.push_back(fmt::format("{} waits for a sign-in", *login));
+    if (stuckStep_)
+        lines.push_back(stuckStep_->words);
+    if (unknownSince_)
+        lines.push_back(fmt::format("Nothing is known since {}", momentText(*unknownSince_)));
+    lines.insert(lines.end(), remarks_.begin(), remarks_.end());
+    panel_.situation.setStringValue(fmt::format("{}", fmt::join(lines, "\n")));
+    panel_.signInButton.setHidden(!login);
 }
 
 std::optional<double> SVTrelkindEngineLSF::secondsToNextLook() const

@@ -5,6 +5,7 @@
 #include "platform/loop/MainLoop.h"
 #include "remote/machines/ClusterCondition.h"
 #include "remote/machines/ClusterNames.h"
+#include "remote/machines/SignInAnswers.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/runs/RunTimes.h"
 
@@ -124,7 +125,10 @@ KRTrelkindMachineLSF::KRTrelkindMachineLSF() : form_(std::make_shared<Definition
     form_->queueNameField.whenCommitted = [this] { queNameChanged(); };
     form_->workDirectoryNameField.whenCommitted = [this] { workDirectoryChanged(); };
     form_->passwordField.whenCommitted = [this] { passwordChanged(); };
-    form_->checkButton.whenPressed = [this] { checkConnectivity(); };
+    form_->checkButton.whenPressed = [this] {
+        asksQuestions_ = true;
+        checkConnectivity();
+    };
     // The folder is listed when the table is first shown.
     form_->view.whenOpened = [this] { form_->directoryContentView.setDataSource(this); };
     form_->view.setBackgroundColor(kWindowBackground);
@@ -297,6 +301,18 @@ void KRTrelkindMachineLSF::checkConnectivity()
             machine.isBeingChecked_ = false;
             machine.checked(outcome.words, folder);
             clustercondition::report(machine.machineName(), outcome.remarks);
+            machine.askAndCheckAgain();
+        });
+}
+
+// A check is what a person has asked for, so that its questions are asked at once.
+void KRTrelkindMachineLSF::askAndCheckAgain()
+{
+    const std::string login = machineDescription();
+    if (asksQuestions_ && SignInAnswers::shared().isWaiting(login))
+        SignInAnswers::shared().ask(login, [weak = weak_from_this()](bool areAnswered) {
+            if (const auto machine = weak.lock(); machine && areAnswered)
+                machine->checkConnectivity();
         });
 }
 

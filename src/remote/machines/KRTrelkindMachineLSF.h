@@ -92,6 +92,7 @@ private:
     std::string account() const; // Of the password in the secret store.
     void fillInPassword();
     void savePasswordIfNeeded();
+    void askAndCheckAgain();
     void setFormEditable(bool isEditable);
     // Runs the work on a thread of this machine and hands its result to the main thread.
     template <typename Work, typename Done>
@@ -104,5 +105,6 @@ private:
     bool directoryContentUpToDate_ = false; // Never cleared: the folder is listed once.
     bool directoryContentIsBeingChecked_ = false;
     bool isBeingChecked_ = false;
+    bool asksQuestions_ = false; // The user has pressed the button of the check.
     platform::OperationQueue background_; // Destroyed first: its operations post to this object.
 };

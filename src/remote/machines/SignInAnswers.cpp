@@ -86,31 +86,48 @@ bool SignInAnswers::wereGiven(const std::string& login) const
     return given_.contains(login);
 }
 
-bool SignInAnswers::ask(const std::string& login)
-{
+// The questions of one login, asked one after the other.
+struct SignInAnswers::Round {
+    std::string login;
     std::vector<SignInQuestion> questions;
+    std::size_t next = 0;
+    std::function<void(bool)> done;
+};
+
+void SignInAnswers::ask(const std::string& login, std::function<void(bool)> done)
+{
+    const auto round = std::make_shared<Round>();
+    round->login = login;
+    round->done = std::move(done);
     {
         const std::lock_guard guard(lock_);
-        questions = std::exchange(questions_[login], {});
+        round->questions = std::exchange(questions_[login], {});
     }
-    if (questions.empty() || !hook())
-        return false;
-    for (const SignInQuestion& question : questions) {
-        if (takeKeptPassphrase(question))
-            continue;
-        const auto answer = hook()(question);
+    if (round->questions.empty() || !hook())
+        return round->done(false);
+    askNext(round);
+}
+
+void SignInAnswers::askNext(const std::shared_ptr<Round>& round)
+{
+    while (round->next < round->questions.size() && takeKeptPassphrase(round->questions[round->next]))
+        ++round->next;
+    if (round->next == round->questions.size())
+        return round->done(true);
+    hook()(round->questions[round->next], [this, round](const std::optional<std::string>& answer) {
+        const SignInQuestion& question = round->questions[round->next++];
         if (!answer || (question.kind == SignInQuestion::Kind::HostKey && *answer != "yes")) {
-            leave(login, std::move(questions));
-            return false;
+            leave(round->login, std::move(round->questions));
+            return round->done(false);
         }
         take(question, *answer);
-        noteGiven(login);
+        noteGiven(round->login);
         if (question.kind == SignInQuestion::Kind::Passphrase)
             if (auto kept = passphraseStore().store(question.subject, kPassphraseAccount, *answer);
                 !kept.ok())
                 platform::systemLog(kept.error().text);
-    }
-    return true;
+        askNext(round);
+    });
 }
 
 void SignInAnswers::noteGiven(const std::string& login)

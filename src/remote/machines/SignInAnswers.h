@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -34,8 +35,10 @@ public:
     static SignInAnswers& shared();
 
     // What answers questions; empty when a front end has nobody to ask. To be set before other threads run.
-    // Called on the main thread; nothing for a question that isn't answered.
-    using Hook = std::function<std::optional<std::string>(const SignInQuestion&)>;
+    // Called on the main thread, and answers there, at once or later, with nothing for a question that a
+    // person doesn't want to answer.
+    using Answered = std::function<void(const std::optional<std::string>& answer)>;
+    using Hook = std::function<void(const SignInQuestion&, Answered)>;
     static Hook& hook();
 
     struct Known {
@@ -57,11 +60,13 @@ public:
     // Whether the last attempt has left questions: the machine waits for a sign-in.
     bool isWaiting(const std::string& login) const;
     // Asks the questions that the last attempt has left. Passphrases are kept in the secret store, and asked
-    // for only when there is none or it doesn't open the key. Whether all have an answer now, so that another
-    // attempt makes sense; false when there are none. Main thread.
-    bool ask(const std::string& login);
+    // for only when there is none or it doesn't open the key. Then calls `done`, with whether all have an
+    // answer now, so that another attempt makes sense; false when there are none. Main thread.
+    void ask(const std::string& login, std::function<void(bool areAnswered)> done);
 
 private:
+    struct Round;
+    void askNext(const std::shared_ptr<Round>& round);
     void noteGiven(const std::string& login);
     bool takeKeptPassphrase(const SignInQuestion& question);
     bool hasTried(const SignInQuestion& question, const std::string& passphrase) const;

@@ -308,7 +308,7 @@ TEST_F(Batch, ShowsWhichStepCouldNotConnect)
     const std::string words = "Could not connect to cluster.test";
     struct Case {
         std::vector<const char*> flags;
-        toolkit::TextField LsfAddition::*line;
+        toolkit::Label LsfAddition::*line;
         std::string shown;
         const char* buttons;
         bool isStuck;

@@ -2,6 +2,7 @@
 
 #include "apps/composition/Composition.h"
 #include "platform/loop/Pace.h"
+#include "remote/AskNow.h"
 #include "remote/cluster/LoopbackCluster.h"
 #include "remote/machines/ConnectionPool.h"
 #include "remote/machines/SignInAnswers.h"
@@ -183,11 +184,11 @@ TEST_F(SharedConnection, EachUserWaitsForASilentServerAsLongAsItsOwnLimit)
 TEST_F(SharedConnection, EndsUnusedUnlessABatchHoldsWhatAPersonAnswered)
 {
     platform::Pace::setFactor(0.005);
-    SignInAnswers::hook() = [](const SignInQuestion&) { return std::optional<std::string>("yes"); };
+    SignInAnswers::hook() = [](const SignInQuestion&, const auto& answered) { answered("yes"); };
     auto batch = ConnectionPool::shared().openBatch(cluster.login()->login());
     ssh::CkoSsh held;
     ASSERT_TRUE(ConnectionPool::shared().attach(*cluster.login(), held, {5000, 5000}));
-    ASSERT_TRUE(SignInAnswers::shared().ask(cluster.login()->login()));
+    ASSERT_TRUE(support::askNow(cluster.login()->login()));
     EXPECT_FALSE(ConnectionPool::shared().attach(*cluster.login(), held, {5000, 5000}));
     held.Disconnect();
     SignInAnswers::hook() = nullptr;
@@ -350,19 +351,18 @@ TEST_F(CodeBatch, SignsInOnceWithACodeThatIsTakenOnce)
 {
     write("111111\n");
     int asked = 0;
-    SignInAnswers::hook() = [&](const SignInQuestion& question) -> std::optional<std::string> {
+    SignInAnswers::hook() = [&](const SignInQuestion& question, const auto& answered) {
         ++asked;
-        return question.kind == SignInQuestion::Kind::HostKey ? "yes" : "111111";
+        answered(question.kind == SignInQuestion::Kind::HostKey ? "yes" : "111111");
     };
     open();
     machine->form().passwordField.setStringValue("");
-    auto& answers = SignInAnswers::shared();
     for (;;) { // The host's key, if it is met for the first time, and the code.
         const auto waits = [&] { return engine()->standsStill() && !engine()->isBusy(); };
         ASSERT_TRUE(served([&] { return left().empty() || waits(); }));
         if (left().empty())
             break;
-        ASSERT_TRUE(answers.ask(machine->passwordInfo()->login())) << *engine()->standsStill();
+        ASSERT_TRUE(support::askNow(machine->passwordInfo()->login())) << *engine()->standsStill();
         engine()->tryAgain();
     }
     expectAllSolved();

@@ -1,4 +1,5 @@
 #include "platform/files/Places.h"
+#include "remote/AskNow.h"
 #include "remote/machines/SVSSHPasswordInfo.h"
 #include "remote/machines/SignInAnswers.h"
 #include "remote/machines/SshClientConfig.h"
@@ -40,10 +41,10 @@ protected:
     }
     void answer(std::map<Kind, std::string> answers)
     {
-        SignInAnswers::hook() = [this, answers](const SignInQuestion& question) {
+        SignInAnswers::hook() = [this, answers](const SignInQuestion& question, const auto& answered) {
             asked_.push_back(question);
             const auto found = answers.find(question.kind);
-            return found == answers.end() ? std::nullopt : std::optional(found->second);
+            answered(found == answers.end() ? std::nullopt : std::optional(found->second));
         };
     }
     // One attempt; the words of its failure, or nothing.
@@ -58,7 +59,7 @@ protected:
     {
         return SVSSHPasswordInfo::createWithHost(machine_, "user", password, std::move(access));
     }
-    bool ask() { return SignInAnswers::shared().ask("user@" + machine_); }
+    bool ask() { return support::askNow("user@" + machine_); }
     bool isWaiting() const { return SignInAnswers::shared().isWaiting("user@" + machine_); }
     std::vector<Kind> kinds()
     {
@@ -271,7 +272,7 @@ TEST_F(MachineSignIn, OpensAnEncryptedKeyByThePassphraseOfAPerson)
     const auto again = SVSSHPasswordInfo::createWithHost(machine_, "other", "", access);
     answer({{Kind::HostKey, "yes"}});
     for (int i = 0; i < 2 && !attempt(*again).empty(); ++i)
-        EXPECT_TRUE(SignInAnswers::shared().ask(again->login()));
+        EXPECT_TRUE(support::askNow(again->login()));
     EXPECT_EQ(attempt(*again), "");
     EXPECT_EQ(support::readFile(folder_ / "key").find("phrase"), std::string::npos);
     access.keyFile = folder_ / "none";

@@ -205,7 +205,7 @@ private:
     {
         bool isAnswered = false;
         display_.leave();
-        keys_->withLines([&] { isAnswered = SignInAnswers::shared().ask(login); });
+        keys_->withLines([&] { isAnswered = askOnTerminal(login); });
         display_.update();
         return isAnswered;
     }

@@ -22,9 +22,16 @@ std::optional<std::string> answer(const SignInQuestion& question, bool acceptsNe
 
 void answerSignInOnTerminal(bool acceptsNewHostKeys)
 {
-    SignInAnswers::hook() = [acceptsNewHostKeys](const SignInQuestion& question) {
-        return answer(question, acceptsNewHostKeys);
+    SignInAnswers::hook() = [acceptsNewHostKeys](const SignInQuestion& question, const auto& answered) {
+        answered(answer(question, acceptsNewHostKeys));
     };
+}
+
+bool askOnTerminal(const std::string& login)
+{
+    bool areAnswered = false;
+    SignInAnswers::shared().ask(login, [&areAnswered](bool all) { areAnswered = all; });
+    return areAnswered; // A terminal answers at once.
 }
 
 void openKeyFile(const SVSSHPasswordInfo& login)
@@ -37,6 +44,6 @@ void openKeyFile(const SVSSHPasswordInfo& login)
 void signInWithAnswers(const SVSSHPasswordInfo& login, const std::function<bool()>& attempt)
 {
     for (int left = kMostAttempts; !attempt() && --left > 0;)
-        if (!SignInAnswers::shared().ask(login.login()))
+        if (!askOnTerminal(login.login()))
             return;
 }

@@ -10,6 +10,8 @@
 void answerSignInOnTerminal(bool acceptsNewHostKeys);
 
 // Asks what an encrypted key of the machine needs, before operations need it that can't ask.
+// Asks the questions that the last attempt to sign in has left. Whether all are answered.
+bool askOnTerminal(const std::string& login);
 void openKeyFile(const SVSSHPasswordInfo& login);
 
 // Makes attempts until one succeeds or a question has no answer. `attempt` tells whether it has succeeded.

@@ -4,6 +4,8 @@
 
 #include <QApplication>
 #include <QFileDialog>
+#include <QInputDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -24,6 +26,23 @@ void showAlert(const toolkit::Alert& alert)
         answered(static_cast<int>(pressed < 0 ? buttons.size() - 1 : pressed));
     });
     box->open();
+}
+
+void askForText(const toolkit::TextQuestion& question)
+{
+    auto* dialog = new QInputDialog(QApplication::activeWindow());
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setWindowTitle(toQt(question.title));
+    // What a server asks may hold anything: it is shown as it stands, and never as markup.
+    dialog->setLabelText(toQt(question.text).toHtmlEscaped());
+    dialog->setTextEchoMode(question.isSecret ? QLineEdit::Password : QLineEdit::Normal);
+    QObject::connect(
+        dialog, &QInputDialog::finished, dialog, [dialog, answered = question.answered](int result) {
+            if (answered)
+                answered(result == QDialog::Accepted ? std::optional(dialog->textValue().toStdString())
+                                                     : std::nullopt);
+        });
+    dialog->open();
 }
 
 void showFilePanel(const toolkit::FilePanel& panel)
