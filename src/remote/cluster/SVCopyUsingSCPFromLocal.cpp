@@ -222,8 +222,9 @@ bool SVCopyUsingSCPFromLocal::createDirectory(ssh::CkoSFtp& sftp, const std::str
         const std::string above = deletingLastComponent(parent);
         parent = above == parent ? std::string() : above; // The root is its own parent.
     }
+    // Another operation may have made the parents meanwhile, which is why none could be made here.
     if (parent.empty() && !missing.empty())
-        return stop(sftp, "Did not find the home directory.");
+        return sftp.CreateDir(path) || stop(sftp, "Did not find the home directory.");
     while (!missing.empty() && sftp.CreateDir(missing.back()))
         missing.pop_back();
     return sftp.CreateDir(path) || stop(sftp, "Directory could not be created.");
