@@ -423,10 +423,14 @@ TEST_F(TaskServerTest, StartsAServerThroughSsh)
         EXPECT_TRUE(files::writeFile(ssh, "#!/bin/bash\n" + script));
         EXPECT_TRUE(files::setPermissions(ssh, 0755));
         SVRemoteEngineController::sshProgram() = ssh;
-        const auto started = SVRemoteEngineController::machine("127.0.0.1", batch.user(), nullptr);
+        auto started = SVRemoteEngineController::machine("127.0.0.1", batch.user(), nullptr);
         auto dictionary =
             std::make_shared<platform::Value>(platform::Value::Dictionary{{"ServerPath", path}});
-        return started->launchServerThroughSSH(dictionary)->textFor("Status").value_or("");
+        auto status = started->launchServerThroughSSH(dictionary)->textFor("Status").value_or("");
+        const std::weak_ptr<SVEngineController> looking = started; // For the port, on a worker thread.
+        started.reset();
+        EXPECT_TRUE(served([&] { return looking.expired(); }));
+        return status;
     };
     EXPECT_EQ(outcome("echo \"$@\" > " + batch.folder() + "/ssh.calls", "/opt/a server"), "");
     EXPECT_EQ(batch.told("ssh.calls"), batch.user() + "@127.0.0.1 /opt/a server\n");
