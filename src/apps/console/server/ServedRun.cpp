@@ -132,9 +132,11 @@ bool ServedRun::isOver()
     default:
         if (!waitsForKeys_ || interrupts_ > 0)
             return true;
-        if (!std::exchange(hasToldOfKey_, true))
+        if (!std::exchange(hasToldOfKey_, true)) {
+            wrapper_.messages().writeNewMessages(); // Why the connection ended.
             display_.say(
                 fmt::format("There is no connection to {}. Press r to connect again.", machine_.text()));
+        }
         return false;
     }
 }
@@ -171,7 +173,7 @@ std::vector<std::string> ServedRun::linesAbove() const
     constexpr const char* kWords[] = {"no connection", "connecting", "connected"};
     std::string server =
         fmt::format("{:<8}{}, {}", "Server", machine_.text(), kWords[definition_->connectionStatus()]);
-    if (!terminal::Output::standard().isTerminal || !engine())
+    if (!terminal::Output::standard().isTerminal || !engine() || !engine()->isConnected())
         return {server};
     return {fmt::format("{}, load {:.2f}", server, engine()->loadLevel()),
         fmt::format("{:<8}{} on the way, {} there", "Tasks",
