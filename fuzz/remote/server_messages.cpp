@@ -24,8 +24,8 @@ void readMessage(const platform::ServiceMessage& message)
         check(news->taskNumber >= 0 && news->lines >= 0 && news->lines <= servermessages::kMostLines
             && news->wrapperName.size() <= servermessages::kLongestWrapperName);
     if (const auto number = servermessages::readClientNumber(message.content))
-        check(*number >= 0
-            && serverplaces::checkRemotePath(serverplaces::clientFolder("user", *number)).ok());
+        check(
+            *number >= 0 && serverplaces::checkRemotePath(serverplaces::clientFolder("user", *number)).ok());
     if (const auto load = servermessages::readLoadLevel(message.content))
         check(std::isfinite(*load) && *load >= 0);
     if (const auto line = servermessages::readLine(message.content))

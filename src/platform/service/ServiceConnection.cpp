@@ -104,17 +104,17 @@ std::unique_ptr<ServiceConnection> ServiceConnection::connectLater(
     return over(std::move(channel));
 }
 
-Result<std::unique_ptr<ServiceConnection>> ServiceConnection::connectTcp(
+Result<std::unique_ptr<ServiceConnection>, ServiceConnection::TcpFailure> ServiceConnection::connectTcp(
     const std::string& host, int port, const std::optional<std::string>& secret, double limitInSeconds)
 {
     MainLoop::main().assertLoopThread();
     const double end = monotonicSeconds() + limitInSeconds;
     auto socket = tcpsockets::connect(host, port, limitInSeconds);
     if (!socket)
-        return socket.error();
+        return TcpFailure{TcpFailure::Kind::NotReached, socket.error().text};
     if (secret)
         if (const auto status = prove(*socket, *secret, end); !status)
-            return status.error();
+            return TcpFailure{TcpFailure::Kind::NotProved, status.error().text};
     auto channel = std::make_shared<ServiceChannel>();
     channel->begin(std::move(*socket));
     return over(std::move(channel));

@@ -38,8 +38,13 @@ public:
         const std::string& name, std::function<void(Status)> whenConnected, double limitInSeconds = 4.0);
     // To a TcpService, or another program that speaks the same, on another machine. Blocks for looking up the
     // host, connecting and the proof, at most that long (seconds) in all. Without a secret nothing is proved.
-    static Result<std::unique_ptr<ServiceConnection>> connectTcp(const std::string& host, int port,
-        const std::optional<std::string>& secret, double limitInSeconds = 4.0);
+    struct TcpFailure {
+        enum class Kind { NotReached, NotProved };
+        Kind kind = Kind::NotReached;
+        std::string text;
+    };
+    static Result<std::unique_ptr<ServiceConnection>, TcpFailure> connectTcp(const std::string& host,
+        int port, const std::optional<std::string>& secret, double limitInSeconds = 4.0);
     // Over a channel that has begun.
     static std::unique_ptr<ServiceConnection> over(std::shared_ptr<ServiceChannel>);
     ~ServiceConnection();

@@ -18,11 +18,13 @@ namespace {
 constexpr std::size_t kMostUnproved = 16;
 constexpr double kSecondsToProve = 4.0;
 
+} // namespace
+
 // A connection whose other side has yet to prove that it knows the secret.
-class Unproved {
+class UnprovedConnection {
 public:
     enum class Answer { GoOn, Proved, Refused };
-    Unproved(Descriptor socket, const std::string& secret)
+    UnprovedConnection(Descriptor socket, const std::string& secret)
         : socket_(std::move(socket)), proof_(SecretProof::Side::Listening, secret)
     { }
     // Calls the function once, unless this object goes before.
@@ -70,17 +72,15 @@ private:
     std::unique_ptr<Timer> limit_;
 };
 
-} // namespace
-
 struct TcpService::State : std::enable_shared_from_this<State> {
     void add(Descriptor socket);
-    void ended(const Unproved* which, Unproved::Answer answer);
+    void ended(const UnprovedConnection* which, UnprovedConnection::Answer answer);
     void handOut(Descriptor socket) const;
 
     Descriptor listening;
     std::optional<std::string> secret;
     Take take;
-    std::list<std::shared_ptr<Unproved>> unproved;
+    std::list<std::shared_ptr<UnprovedConnection>> unproved;
     std::unique_ptr<ConnectionAcceptor> acceptor;
 };
 
@@ -90,15 +90,15 @@ void TcpService::State::add(Descriptor socket)
         return handOut(std::move(socket));
     if (unproved.size() >= kMostUnproved)
         return;
-    auto added = std::make_shared<Unproved>(std::move(socket), *secret);
+    auto added = std::make_shared<UnprovedConnection>(std::move(socket), *secret);
     unproved.push_back(added);
-    added->begin([weak = weak_from_this(), which = added.get()](Unproved::Answer answer) {
+    added->begin([weak = weak_from_this(), which = added.get()](UnprovedConnection::Answer answer) {
         if (const auto self = weak.lock())
             self->ended(which, answer);
     });
 }
 
-void TcpService::State::ended(const Unproved* which, Unproved::Answer answer)
+void TcpService::State::ended(const UnprovedConnection* which, UnprovedConnection::Answer answer)
 {
     const auto place = std::find_if(
         unproved.begin(), unproved.end(), [which](const auto& one) { return one.get() == which; });
@@ -108,7 +108,7 @@ void TcpService::State::ended(const Unproved* which, Unproved::Answer answer)
     unproved.erase(place);
     // Its own handler may be the caller.
     MainLoop::main().afterThisEvent([held] {});
-    if (answer == Unproved::Answer::Proved)
+    if (answer == UnprovedConnection::Answer::Proved)
         handOut(held->takeSocket());
 }
 

@@ -60,10 +60,12 @@ Addresses lookUpUntil(const std::string& host, int port, double end)
     return answer.wait_for(left) == std::future_status::ready ? answer.get() : nullptr;
 }
 
-void sendAtOnce(const Descriptor& socket)
+// Small messages go out at once, and a peer whose machine has gone is noticed some day.
+void prepare(const Descriptor& socket)
 {
     const int on = 1;
     ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    ::setsockopt(socket.get(), SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
 }
 
 Result<Descriptor> connectTo(const addrinfo& address, double end)
@@ -89,7 +91,7 @@ Result<Descriptor> connectTo(const addrinfo& address, double end)
         errno = reason;
         return systemError();
     }
-    sendAtOnce(socket);
+    prepare(socket);
     return socket;
 }
 
@@ -145,7 +147,7 @@ servicesockets::Accepted accept(const Descriptor& listening)
 {
     auto accepted = servicesockets::acceptAnybody(listening);
     if (accepted.socket)
-        sendAtOnce(accepted.socket);
+        prepare(accepted.socket);
     return accepted;
 }
 

@@ -140,6 +140,9 @@ bool SVRemoteEngineController::connectToServerAtPort(const serverplaces::PortFil
                 "a connection could not be established.\nPossible causes are:\nTrelkindServer is not "
                 "running\nA firewall on the remote machine is blocking the port.",
                 hostName_, found.port));
+        if (connected.error().kind == ServiceConnection::TcpFailure::Kind::NotProved)
+            KRMessageCenter::addMessage("The task server was refused.",
+                fmt::format("{} port {}: {}.", hostName_, found.port & kPortBits, connected.error().text));
         KRMessageCenter::addToLog(connected.error().text);
         return false;
     }

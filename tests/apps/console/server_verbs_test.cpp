@@ -73,6 +73,23 @@ TEST_F(ServerVerbs, RunABatchAndShowTheOutputOfATask)
     EXPECT_EQ(nlohmann::json::parse(said.out).at(1)["State"], "done");
 }
 
+// On a terminal the program waits for its user, who starts another server.
+TEST_F(ServerVerbs, ConnectAgainAtTheUsersWish)
+{
+    batch.startServer({"--misbehave", "die@addedTask:"});
+    batch.program("echo a");
+    batch.wrapper.tasks({"", ""});
+    const std::string file = batch.serverFolder();
+    const Said said =
+        shell("user() { upto grep -q 'Press r to connect again' term\n\"" TASKSERVER "\" --folder " + file
+            + " > /dev/null & echo $! > pid\nupto [ " + file + "/port -nt term.old ]; printf r\n"
+            + "upto grep -q '2 of 2 done' term; }\ntouch term.old\n"
+              "script -qfec \"'$R' run '$W' --server $M\" term > /dev/null < <(user); echo status $?\n"
+              "kill $(cat pid)");
+    EXPECT_THAT(said.out, HasSubstr("status 0")) << batch.told("term");
+    EXPECT_TRUE(batch.wrapper.has("1/runOutput"));
+}
+
 TEST_F(ServerVerbs, RefuseWhatCannotWork)
 {
     batch.program("echo a");

@@ -19,6 +19,7 @@ constexpr double kSecondsBetweenFrames = 0.5;
 constexpr double kSecondsForEnding = 10;
 // More would only wait for the one scp that an engine runs, and keep worker threads from others.
 constexpr int kMostOnTheWay = 4;
+constexpr std::size_t kMostAtServer = 256;
 constexpr int kLinesForFrame = 200; // Each is a message to the server.
 
 } // namespace
@@ -74,14 +75,16 @@ void ServedRun::interrupted()
     if (++interrupts_ > 1)
         return;
     display_.say("Ending the tasks; interrupt once more to leave at once.");
-    for (const auto& task : tasks_)
+    const Tasks tasks = atServer_;
+    for (const auto& task : tasks)
         if (engine() && engine()->transferStateOf(*task) != TransferState::None)
             task->abortRun();
 }
 
 void ServedRun::connect()
 {
-    handedOut_.clear();
+    atServer_.clear();
+    next_ = 0;
     hasToldOfKey_ = false;
     for (const auto& task : tasks_)
         task->setShouldBeRun(true);
@@ -123,15 +126,17 @@ bool ServedRun::isOver()
     switch (definition_->connectionStatus()) {
     case SVMachineDefinitionController::Connected:
         handOut();
-        return isIdle();
+        return engine() && atServer_.empty() && (next_ == tasks_.size() || interrupts_ > 0);
     case SVMachineDefinitionController::Connecting:
         return interrupts_ > 0;
     default:
         if (!waitsForKeys_ || interrupts_ > 0)
             return true;
-        if (!std::exchange(hasToldOfKey_, true))
+        if (!std::exchange(hasToldOfKey_, true)) {
+            wrapper_.messages().writeNewMessages(); // Why the connection ended.
             display_.say(
                 fmt::format("There is no connection to {}. Press r to connect again.", machine_.text()));
+        }
         return false;
     }
 }
@@ -139,31 +144,28 @@ bool ServedRun::isOver()
 int ServedRun::countOf(TransferState state) const
 {
     const SVRemoteEngineController* server = engine();
-    return server ? static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(),
+    return server ? static_cast<int>(std::count_if(atServer_.begin(), atServer_.end(),
                [&](const auto& task) { return server->transferStateOf(*task) == state; }))
                   : 0;
 }
 
 void ServedRun::handOut()
 {
-    for (const auto& task : tasks_) {
-        // A handed task may end the connection. The first one takes the program along, and would leave the
-        // others waiting for it if the copy failed.
-        if (!engine() || interrupts_ > 0 || countOf(TransferState::NotYet) > 0
-            || countOf(TransferState::UnderWay) >= kMostOnTheWay)
+    // Handing out a task may end the connection.
+    while (const SVRemoteEngineController* server = engine()) {
+        std::erase_if(atServer_,
+            [server](const auto& task) { return server->transferStateOf(*task) == TransferState::None; });
+        // The first task takes the program along, and would leave the others waiting for it if the copy
+        // failed.
+        if (next_ == tasks_.size() || interrupts_ > 0 || atServer_.size() >= kMostAtServer
+            || countOf(TransferState::NotYet) > 0 || countOf(TransferState::UnderWay) >= kMostOnTheWay)
             return;
-        if (!task->taskHasFinished() && handedOut_.insert(task.get()).second)
-            engine()->addTask(task);
+        const auto& task = tasks_[next_++];
+        if (task->taskHasFinished())
+            continue;
+        atServer_.push_back(task);
+        engine()->addTask(task);
     }
-}
-
-bool ServedRun::isIdle() const
-{
-    const SVRemoteEngineController* server = engine();
-    return server && std::all_of(tasks_.begin(), tasks_.end(), [&](const auto& task) {
-        const bool isLeft = interrupts_ == 0 && !task->taskHasFinished() && !handedOut_.contains(task.get());
-        return !isLeft && server->transferStateOf(*task) == TransferState::None;
-    });
 }
 
 std::vector<std::string> ServedRun::linesAbove() const
@@ -171,7 +173,7 @@ std::vector<std::string> ServedRun::linesAbove() const
     constexpr const char* kWords[] = {"no connection", "connecting", "connected"};
     std::string server =
         fmt::format("{:<8}{}, {}", "Server", machine_.text(), kWords[definition_->connectionStatus()]);
-    if (!terminal::Output::standard().isTerminal || !engine())
+    if (!terminal::Output::standard().isTerminal || !engine() || !engine()->isConnected())
         return {server};
     return {fmt::format("{}, load {:.2f}", server, engine()->loadLevel()),
         fmt::format("{:<8}{} on the way, {} there", "Tasks",

@@ -6,8 +6,8 @@
 #include "apps/console/cluster/MachineName.h"
 #include "remote/server/SVRemoteEngineController.h"
 
+#include <cstddef>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -28,7 +28,6 @@ private:
     using TransferState = SVRemoteEngineController::TransferState;
     SVRemoteEngineController* engine() const;
     bool isOver();
-    bool isIdle() const; // Connected, and nothing is left to be done.
     void handOut();
     int countOf(TransferState state) const;
     void watchSignals();
@@ -45,7 +44,8 @@ private:
     const Tasks tasks_;
     std::shared_ptr<SVMachineDefinitionController> definition_;
     BatchDisplay display_;
-    std::set<const SVSingleTask*> handedOut_; // Over this connection.
+    Tasks atServer_; // Handed to the engine, and not yet back.
+    std::size_t next_ = 0; // The first task that wasn't handed out over this connection.
     int linesShown_ = 0; // Of the watched task.
     int interrupts_ = 0;
     bool waitsForKeys_ = false;
