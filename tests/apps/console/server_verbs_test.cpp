@@ -53,7 +53,7 @@ TEST_F(ServerVerbs, RunABatchAndShowTheOutputOfATask)
     batch.program("cat input; echo; echo second; if [ -e fails ]; then exit 3; fi");
     batch.wrapper.tasks({"", "", ""});
     batch.wrapper.write("2/fails");
-    expect(run + "1-2 --watch 2", 0, "2 | x\n2 | second\n");
+    expect(run + "1-2 --watch 2 | grep '^2 |'", 0, "2 | x\n2 | second\n");
     expect("T status \"$W\"", 0, "2 of 3 done");
     expect(run + "-q", 1, "", "Failed: 3.\n");
     expect(run, 0, "3 of 3 done");
