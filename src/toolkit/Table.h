@@ -3,6 +3,7 @@
 #include "toolkit/Menu.h"
 #include "toolkit/View.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -81,6 +82,9 @@ public:
     void selectRows(const std::set<int>& rows);
     const std::set<int>& selectedRows() const { return selection_; }
     int selectedRow() const; // The last selected row, -1 when there is none.
+
+    // The user has chosen a row by a double click or the Return key, which is selected then.
+    std::function<void(int row)> whenActivated;
 
     // Moves the visible part, which is that of the enclosing view, by as little as shows the row.
     void scrollRowToVisible(int row);

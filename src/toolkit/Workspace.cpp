@@ -18,6 +18,8 @@ void Workspace::noteRecentDocument(const std::string& path)
     recent_.insert(recent_.begin(), path);
     if (recent_.size() > kRecentDocumentsKept)
         recent_.resize(kRecentDocumentsKept);
+    if (recentDocumentsChanged)
+        recentDocumentsChanged();
 }
 
 } // namespace toolkit

@@ -24,6 +24,7 @@ public:
 
     // The documents opened last, the newest first, each once.
     void noteRecentDocument(const std::string& path);
+    std::function<void()> recentDocumentsChanged;
     const std::vector<std::string>& recentDocuments() const { return recent_; }
 
 private:

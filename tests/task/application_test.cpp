@@ -1,9 +1,11 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
+#include "platform/plist/PropertyList.h"
 #include "platform/service/LocalService.h"
 #include "task/WrapperOnDisk.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/application/MainMenu.h"
+#include "task/application/StartWindow.h"
 #include "task/engine/SVTrelkindEngine.h"
 #include "toolkit/Noted.h"
 #include "toolkit/Workspace.h"
@@ -289,6 +291,34 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     mainMenu.menus().at(3)->choose(1);
     EXPECT_TRUE(window.isVisible());
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
+}
+
+TEST_F(Application, TheStartWindowKeepsWhatWasOpenedLast)
+{
+    const std::string kept = platform::Places::library() + "/Recent Wrappers.plist";
+    EXPECT_TRUE(platform::propertylist::writeAtomically(Value::Array{"/gone/Old.vtask", 7}, kept).ok());
+    wrapper.tasks({"a", "b", "c", "d"});
+    for (const char* mark : {"0/VTask_runCompleted", "0/VTask_runStarted", "1/VTask_runStarted",
+             "2/VTask_aborted", "2/VTask_runStarted"})
+        wrapper.write(mark);
+    wrapper.plist("Remote Machine.plist", Value::Dictionary{{"Host", "cluster"}});
+    const auto start = StartWindow::create(app);
+    start->show();
+    const auto cell = [&](const char* column, int row) {
+        return toolkit::cellText(start->wrappers.value(column, row));
+    };
+    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return cell("State", 0) == "not there"; }, 5));
+    EXPECT_EQ(cell("Name", 0) + " in " + cell("Folder", 0), "Old.vtask in /gone");
+    app.openTaskWithName(wrapper.path());
+    EXPECT_TRUE(platform::MainLoop::main().runUntil(
+        [&] { return cell("State", 0) == "1 of 4 done, 1 running, 1 aborted; on cluster"; }, 5))
+        << cell("State", 0);
+    EXPECT_EQ(
+        *platform::propertylist::readFile(kept), Value(Value::Array{wrapper.path(), "/gone/Old.vtask"}));
+    start->wrappers.selectRows({0});
+    start->wrappers.whenActivated(0);
+    EXPECT_FALSE(start->window.isVisible());
+    EXPECT_TRUE(app.frontController()->window()->isVisible());
 }
 
 TEST_F(Application, AWrapperReconnectsToItsMachine)

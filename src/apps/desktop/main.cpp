@@ -8,6 +8,7 @@
 #include "diagnostics/ProgressWindow.h"
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindApplication.h"
+#include "task/application/StartWindow.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -58,10 +59,12 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
     const Desktop desktop(menus);
     answerSignInInDialogs();
     application.awakeFromNib();
+    const auto start = StartWindow::create(application);
+    start->whenChoosing = [&menus] { menus.menus().front()->choose(0); }; // Open\u2026
     for (const QString& wrapper : wrappers)
         application.applicationOpenFile(platform::paths::absolute(wrapper.toStdString()));
     if (wrappers.isEmpty())
-        menus.menus().front()->choose(0); // Open\u2026
+        start->show();
     // The companion is looked for whenever the user comes here or goes elsewhere.
     QObject::connect(&qt, &QApplication::applicationStateChanged, &qt,
         [&application] { application.applicationDidBecomeActive(); });

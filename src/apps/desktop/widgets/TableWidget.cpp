@@ -56,6 +56,10 @@ TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new T
         });
     if (toolkit::View* clip = table.superview())
         clipObservation_ = clip->observe([this](const toolkit::Change&) { scrollToVisibleRows(); });
+    connect(this, &QTableView::activated, this, [this](const QModelIndex& cell) {
+        if (table_ && table_->whenActivated)
+            table_->whenActivated(cell.row());
+    });
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { reportVisibleRows(); });
     showSelection();
     showPlaceholder();
