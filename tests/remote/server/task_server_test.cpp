@@ -166,7 +166,7 @@ TEST_F(TaskServerTest, AServerThatDiesAtAnyMessageCostsNothingButTime)
     };
     const std::string silent = "Remote server didn't respond";
     const std::string notedByNext; // Message, whichever that is.
-    platform::Pace::setFactor(0.05);
+    platform::Pace::setFactor(0.15);
     for (const auto& [message, report] : std::vector<Case>{{"setUpConnection:", "Internal Error"},
              {"setupProject:wrapperName:forClientNumber:", "Could not transfer executable"},
              {"addedTask:", "Could not transfer task"}, {"startedComputingTask:", notedByNext},
