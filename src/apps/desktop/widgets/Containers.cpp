@@ -63,9 +63,10 @@ public:
             layout->setContentsMargins(0, 0, 0, 0);
         adapter_.follow([this, layout](const toolkit::View& shown) {
             children_.follow(shown, [layout](int index, const toolkit::View& child, QWidget* widget) {
-                const bool across = layout->direction() == QBoxLayout::LeftToRight;
-                layout->insertWidget(
-                    index, across ? withLabel(child, widget) : widget, takesRoom(child) ? 1 : 0);
+                const bool keepsWidth = layout->direction() == QBoxLayout::TopToBottom
+                    && dynamic_cast<const toolkit::Button*>(&child);
+                layout->insertWidget(index, withLabel(child, widget), takesRoom(child) ? 1 : 0,
+                    keepsWidth ? Qt::AlignLeft : Qt::Alignment());
             });
             showCommonParts(*this, shown);
         });

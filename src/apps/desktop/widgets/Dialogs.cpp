@@ -13,6 +13,7 @@ void showAlert(const toolkit::Alert& alert)
 {
     auto* box = new QMessageBox(QApplication::activeWindow());
     box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setWindowTitle(QStringLiteral("Trelkind"));
     box->setIcon(QMessageBox::Warning);
     box->setText(toQt(alert.message));
     box->setInformativeText(toQt(alert.informative));
