@@ -65,7 +65,7 @@ endfunction()
 debian_package(trelkind SECTION science
     SUMMARY "run a program over many input sets"
     MORE "Trelkind runs one compiled program over many input sets, on this computer or on\na cluster, and keeps track of what each run left. This package has the program\nfor a terminal, and the tool svdata, which looks into data files."
-    RECOMMENDS "bash, openssh-client" SUGGESTS "trelkind-desktop")
+    RECOMMENDS openssh-client SUGGESTS "trelkind-desktop")
 debian_package(trelkind-desktop SECTION science
     SUMMARY "run a program over many input sets (windows)"
     MORE "Trelkind runs one compiled program over many input sets, on this computer or on\na cluster, and keeps track of what each run left. This package has the program\nwith windows."
@@ -73,13 +73,15 @@ debian_package(trelkind-desktop SECTION science
     RECOMMENDS "qt6-wayland, qt6-translations-l10n, shared-mime-info" SUGGESTS "qt6-gtk-platformtheme")
 debian_package(libsvdata SECTION libs
     SUMMARY "numeric arrays and the data files that hold them"
-    MORE "A library for computational programs: arrays of up to three dimensions, and data\nfiles that can be read while they are written.")
+    MORE "A library for computational programs: arrays of up to three dimensions, and\ndata files that can be read while they are written.")
 debian_package(libsvdata-dev SECTION libdevel
     SUMMARY "numeric arrays and the data files that hold them (development)"
-    MORE "A library for computational programs: arrays of up to three dimensions, and data\nfiles that can be read while they are written. This package has the headers, the\nstatic library, and what CMake and pkg-config need."
+    MORE "A library for computational programs: arrays of up to three dimensions, and\ndata files that can be read while they are written. This package has the\nheaders, the static library, and what CMake and pkg-config need."
     DEPENDS "libsvdata (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_LIBSVDATA_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_LIBSVDATA_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_DEBIAN_LIBSVDATA_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_SOURCE_DIR}/debian/triggers)
+# CPack's own form of these calls ldconfig in scripts, which Debian has given up for the trigger.
+file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/shlibs
+    "libsvdata ${PROJECT_VERSION_MAJOR} libsvdata (>= ${PROJECT_VERSION})\n")
+set(CPACK_DEBIAN_LIBSVDATA_PACKAGE_CONTROL_EXTRA
+    "${CMAKE_CURRENT_SOURCE_DIR}/debian/triggers;${CMAKE_CURRENT_BINARY_DIR}/shlibs")
 set(CPACK_DEBIAN_LIBSVDATA-DEV_PACKAGE_SHLIBDEPS OFF)
 include(CPack)

@@ -8,7 +8,7 @@ _trelkind_words()
     words=()
     for ((i = 0; i <= COMP_CWORD; i++)); do
         word=${COMP_WORDS[i]}
-        if [[ $i -gt 0 && -n $rest && $rest != [[:blank:]]* ]]; then
+        if [[ $i -gt 0 && $rest != [[:blank:]]* ]]; then
             words[-1]+=$word
         else
             words+=("$word")

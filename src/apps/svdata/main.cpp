@@ -17,7 +17,7 @@ constexpr const char* kUsage = R"(svdata: looks into data files
                                    makes opening fast; for a file that is complete.
                                    A damaged file, or one in the other byte order,
                                    gets none
-  svdata --version                 the version of this program
+  svdata --help, --version         this text, or the version of the program
 
 A FILE that ends in .mat (or .MAT) is a Level 4 MAT-file, any other is a native one.
 
