@@ -29,7 +29,7 @@ _trelkind_column() # _trelkind_column KEY VERB...: the values of a column of the
 {
     local key=$1
     shift
-    command trelkind "$@" --json 2>/dev/null </dev/null | sed -n "s/^ *\"$key\": \"\\([^\"\\\\]*\\)\",\\{0,1\\}\$/\\1/p"
+    command trelkind "$@" --json 2>/dev/null </dev/null | sed -n "s/^ *{*\"$key\": *\"\\([^\"\\\\]*\\)\".*/\\1/p"
 }
 
 _trelkind_offer() # Offers the lines of standard input that begin with the current word.

@@ -2,7 +2,7 @@
 # Options come from the program's own help, so that they are those of the installed version.
 
 function __trelkind_column --description 'The values of a column of the JSON: KEY VERB...'
-    command trelkind $argv[2..-1] --json 2>/dev/null </dev/null | string replace -rf "^ *\"$argv[1]\": \"([^\"\\\\]*)\",?\$" '$1'
+    command trelkind $argv[2..-1] --json 2>/dev/null </dev/null | string replace -rf "^ *\{?\"$argv[1]\": *\"([^\"\\\\]*)\".*" '$1'
 end
 
 function __trelkind_verbs
