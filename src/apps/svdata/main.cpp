@@ -17,6 +17,7 @@ constexpr const char* kUsage = R"(svdata: looks into data files
                                    makes opening fast; for a file that is complete.
                                    A damaged file, or one in the other byte order,
                                    gets none
+  svdata --help, --version         this text, or the version of the program
 
 A FILE that ends in .mat (or .MAT) is a Level 4 MAT-file, any other is a native one.
 
@@ -70,6 +71,8 @@ int main(int argc, char** argv)
             asJson = true;
         else if (word == "--help" || word == "-h")
             return std::fputs(kUsage, stdout) < 0 ? 1 : 0;
+        else if (word == "--version")
+            return std::puts("svdata " SVDATA_VERSION) < 0 ? 1 : 0;
         else
             return wrongUse();
     }
