@@ -110,6 +110,7 @@ int main(int argc, char** argv)
             stderr);
         return kNotDone;
     }
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.kelmont.trelkind"));
     QApplication qt(argc, argv);
     // Qt takes the user's locale over. Numbers in files and scripts have a decimal point in every country.
     std::setlocale(LC_NUMERIC, "C");
