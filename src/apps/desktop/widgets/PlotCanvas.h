@@ -17,6 +17,8 @@ public:
 
     toolkit::Plot* plot() const { return adapter_.model(); } // Null once it has ended.
 
+    QSize sizeHint() const override { return {480, 320}; } // Room for an axis with some labels.
+
     std::function<void(const std::string&)> whenRead; // What the pointer reads; empty when it has left.
 
 protected:
