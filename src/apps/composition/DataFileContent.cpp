@@ -1,5 +1,7 @@
 #include "apps/composition/DataFileContent.h"
 
+#include "apps/composition/PlotReading.h"
+#include "diagnostics/KRComputationalThread.h"
 #include "platform/files/FileManager.h"
 #include "storage/bytes/DataFileStream.h"
 #include "variables/structures/IgnoringCase.h"
@@ -121,4 +123,18 @@ std::string DataFileContent::cell(std::string_view column, std::size_t row) cons
     if (!text)
         text = KRVariableInformation::informationText(record, *dataFile_);
     return *text;
+}
+
+void DataFileContent::readForPlot(
+    const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const
+{
+    KRComputationalThread::shared().startForObject(KRCT_Storage::create(
+        [record = recordNamed(variable), file = dataFile_, choice] {
+            return std::make_shared<PlottedValue>(readPlottedValue(file, record, choice));
+        },
+        [read = std::move(read)](const std::shared_ptr<void>& value) { // Null after an exception.
+            const auto result = std::static_pointer_cast<PlottedValue>(value);
+            read(result ? *result : PlottedValue());
+        },
+        [] { return std::shared_ptr<KRMessageCenter>(); }));
 }

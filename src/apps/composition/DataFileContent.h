@@ -29,6 +29,8 @@ public:
     std::size_t count() const override { return records_.size(); }
     std::string cell(std::string_view column, std::size_t row) const override;
     void update() override;
+    void readForPlot(
+        const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const override;
 
     // In the order of the rows.
     const std::vector<Record>& records() const { return records_; }

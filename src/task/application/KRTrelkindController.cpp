@@ -133,6 +133,7 @@ toolkit::Window* KRTrelkindController::window() const
 void KRTrelkindController::loadWindow()
 {
     views_ = std::make_unique<TrelkindWindow>();
+    variablePlot_ = std::make_unique<VariablePlot>(views_->plot);
     for (toolkit::Table* table : {&views_->taskList, &views_->fileTable, &views_->dataFileContent}) {
         table->setDataSource(this);
         table->setDelegate(this);
@@ -261,8 +262,11 @@ void KRTrelkindController::changeInTask(SVSingleTask& task)
 
 void KRTrelkindController::changeInContentOf(SVSingleTask& task)
 {
-    if (views_ && selectedTask().get() == &task)
+    if (!views_)
+        return;
+    if (selectedTask().get() == &task)
         reloadVariables();
+    plotVariable();
 }
 
 void KRTrelkindController::reloadTaskList()
@@ -517,6 +521,7 @@ bool KRTrelkindController::windowShouldClose()
     if (SVTaskApplication* app = SVTaskApplication::app())
         app->removeController(*this);
     disconnectEngines();
+    variablePlot_.reset();
     // The caller may still use the controller and its window during this event.
     platform::MainLoop::main().afterThisEvent(
         [self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});

@@ -2,6 +2,7 @@
 
 #include "platform/loop/NotificationCenter.h"
 #include "task/application/TrelkindWindow.h"
+#include "task/application/VariablePlot.h"
 #include "task/engine/SVTrelkindEngine.h"
 #include "task/single/KRTrelkindMachine.h"
 #include "task/single/SVSingleTask.h"
@@ -139,8 +140,14 @@ private:
     void reloadFileTables();
     void reloadVariables();
     void followSelectedContent();
+    std::vector<std::shared_ptr<SVSingleTask>> selectedTasks() const;
+    void selectVariable();
+    void keepVariableSelected();
+    void plotVariable();
 
     std::unique_ptr<TrelkindWindow> views_;
+    std::unique_ptr<VariablePlot> variablePlot_; // While there are views.
+    std::string plottedVariable_; // Empty without one; kept from file to file.
     TaskWrapper wrapper_;
     std::int64_t serialNumber_;
     std::shared_ptr<SVTrelkindEngine> engine_;

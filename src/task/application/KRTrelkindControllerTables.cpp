@@ -1,5 +1,6 @@
 // The content of the tables of a wrapper's window, and the reaction to a selection in them.
 
+#include "platform/files/Paths.h"
 #include "task/application/KRTrelkindController.h"
 #include "text/files/KRBigTextFile.h"
 #include "text/numbers/KRNumberFormatter.h"
@@ -40,22 +41,35 @@ std::shared_ptr<SVFileContent> KRTrelkindController::selectedContent() const
     return file ? selectedTask()->contentForFile(*file) : nullptr;
 }
 
-// Readings of files that are no longer selected are dropped. The selected file is updated as long as its task
-// runs; whether it does is asked each time.
+std::vector<std::shared_ptr<SVSingleTask>> KRTrelkindController::selectedTasks() const
+{
+    std::vector<std::shared_ptr<SVSingleTask>> tasks;
+    for (const int row : views_->taskList.selectedRows())
+        if (auto task = taskForRow(row))
+            tasks.push_back(std::move(task));
+    return tasks;
+}
+
+// Readings of files that are no longer selected are dropped. The selected file of each selected task is
+// updated as long as the task runs; whether it does is asked each time.
 void KRTrelkindController::followSelectedContent()
 {
     const auto file = selectedFile();
-    const auto selected = selectedTask();
-    for (const auto& task : taskInformation_)
-        task->dropReadingsExceptOf(task == selected ? file : std::nullopt);
+    const auto& rows = views_->taskList.selectedRows();
+    for (std::size_t i = 0; i < taskInformation_.size(); ++i)
+        taskInformation_[i]->dropReadingsExceptOf(rows.contains(static_cast<int>(i)) ? file : std::nullopt);
     contentTimer_.reset();
     if (!file || !SVFileContent::isDataFile(*file))
         return;
     contentTimer_ = platform::Timer::schedule(kSecondsBetweenUpdates, platform::Timer::Repeats::Yes, [this] {
-        const auto task = selectedTask();
-        const auto content = task && task->isUnderWay() ? selectedContent() : nullptr;
-        if (content)
-            content->update();
+        const auto name = selectedFile();
+        if (!name)
+            return;
+        const auto shown = selectedTask();
+        for (const auto& task : selectedTasks())
+            if (task->isUnderWay() && (task == shown || !plottedVariable_.empty()))
+                if (const auto content = task->contentForFile(*name))
+                    content->update();
     });
 }
 
@@ -163,7 +177,53 @@ void KRTrelkindController::reloadVariables()
     const auto content = selectedContent();
     views_->dataFileContent.setPlaceholder(
         content && !content->hasBeenRead() ? fmt::format("Reading {}\u2026", *selectedFile()) : "");
+    const std::string plotted = plottedVariable_;
     views_->dataFileContent.reloadData();
+    plottedVariable_ = plotted; // A table with less rows drops a selection that isn't the user's to drop.
+    keepVariableSelected();
+}
+
+// The user has selected a variable or none. Without rows there is nothing to select: then it isn't his doing.
+void KRTrelkindController::selectVariable()
+{
+    const toolkit::Table& table = views_->dataFileContent;
+    if (table.numberOfRows() == 0)
+        return;
+    const int row = table.selectedRow();
+    plottedVariable_ = row >= 0 ? toolkit::cellText(dataFileCell("Name", row)) : "";
+    plotVariable();
+}
+
+// Another file, or one that has grown, has the variable in another row.
+void KRTrelkindController::keepVariableSelected()
+{
+    toolkit::Table& table = views_->dataFileContent;
+    if (plottedVariable_.empty()
+        || toolkit::cellText(dataFileCell("Name", table.selectedRow())) == plottedVariable_)
+        return;
+    const std::string wanted = plottedVariable_;
+    for (int row = 0; row < table.numberOfRows(); ++row)
+        if (toolkit::cellText(dataFileCell("Name", row)) == wanted) {
+            table.selectRows({row});
+            return;
+        }
+    table.selectRows({});
+    plottedVariable_ = wanted; // The next file may have it.
+}
+
+void KRTrelkindController::plotVariable()
+{
+    const auto file = selectedFile();
+    const bool isPlotted = !plottedVariable_.empty() && file && SVFileContent::isDataFile(*file);
+    views_->variableViews.setHidden(!isPlotted);
+    if (!isPlotted)
+        return variablePlot_->clear();
+    std::vector<VariablePlot::Source> sources;
+    for (const auto& task : selectedTasks())
+        if (const auto content = task->contentForFile(*file); content && content->hasBeenRead())
+            sources.push_back(
+                {platform::paths::lastComponent(task->folderName()), task->timeValue(), content});
+    variablePlot_->show(plottedVariable_, std::move(sources));
 }
 
 void KRTrelkindController::showOutputOfSelection()
@@ -200,6 +260,7 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
         showOutputOfSelection();
         reloadFileTables();
         followSelectedContent();
+        plotVariable();
     } else if (&table == &views_->fileTable) {
         followSelectedContent();
         const auto file = selectedFile();
@@ -207,5 +268,8 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
         views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
         if (isDataFile)
             reloadVariables();
+        plotVariable();
+    } else if (&table == &views_->dataFileContent) {
+        selectVariable();
     }
 }

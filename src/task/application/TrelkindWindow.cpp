@@ -40,6 +40,9 @@ void TrelkindWindow::arrange()
     filesAndContent.addSubview(optionForFileDisplay);
     optionForFileDisplay.addTab({"Nothing", "Nothing", nullptr});
     optionForFileDisplay.addTab({"DataFile", "Variables", &dataFileContent});
+    filesAndContent.addSubview(variableViews);
+    variableViews.addTab({"Plot", "Plot", &plot});
+    variableViews.setHidden(true);
     outputScroller.addSubview(outputFromProgram);
     notesPage.addSubview(writeUp);
     notesPage.addSubview(setupDescription);
@@ -66,6 +69,7 @@ void TrelkindWindow::name()
         {.identifier = "Size", .title = "Size", .alignment = Column::Alignment::Right}});
     dataFileContent.setAccessibleName("Variables");
     dataFileContent.setColumns(SVFileContent::columns());
+    plot.setAccessibleName("Plot");
     outputFromProgram.setAccessibleName("Output");
     outputFromProgram.setColumns({{.identifier = "Output", .title = "Output"}});
     executable.setAccessibleName("Executable");

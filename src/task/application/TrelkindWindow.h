@@ -2,6 +2,7 @@
 
 #include "toolkit/Controls.h"
 #include "toolkit/Menu.h"
+#include "toolkit/Plot.h"
 #include "toolkit/Table.h"
 #include "toolkit/Window.h"
 
@@ -10,7 +11,7 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks; files, variables of the selected file; output
+//         batchPage           tasks; files, variables of the selected file and the plot of one; output
 //         notesPage           the user's notes, the description of the set-up
 //       an engine's panel   while an engine is attached
 struct TrelkindWindow {
@@ -26,6 +27,8 @@ struct TrelkindWindow {
     toolkit::Table fileTable;
     toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".
     toolkit::Table dataFileContent;
+    toolkit::TabView variableViews; // Hidden until a variable is selected.
+    toolkit::Plot plot;
     toolkit::View outputScroller;
     toolkit::Table outputFromProgram;
     toolkit::TextField xCodeProjectLocation;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "task/single/PlottedValue.h"
 #include "toolkit/Table.h"
 
 #include <cstddef>
@@ -24,6 +25,13 @@ public:
     // Looks for what has been appended to the file since, and reads a file anew that was replaced. During a
     // reading it is done afterwards.
     virtual void update() = 0;
+
+    // Reads what a plot shows of a variable, on a worker. `read` is called once on the main thread, never
+    // from inside the call and also after the object has gone. A variable that isn't there, that can't be
+    // read or has nothing to draw gives a note.
+    using PlotRead = std::function<void(const PlottedValue&)>;
+    virtual void readForPlot(
+        const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const = 0;
 
     // The columns of a table of variables.
     static std::vector<toolkit::Column> columns();

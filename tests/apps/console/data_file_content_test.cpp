@@ -2,6 +2,7 @@
 
 #include "apps/composition/DataFileContent.h"
 #include "datafile/SVDataFile.h"
+#include "datafile/SVVariableWriter.h"
 #include "diagnostics/KRComputationalThread.h"
 #include "platform/loop/Pace.h"
 #include "task/WrapperOnDisk.h"
@@ -119,6 +120,106 @@ TEST_F(Content, AMissingFileIsNotMadeAndADroppedReadingTellsNothing)
     const auto kept = open();
     EXPECT_TRUE(shows(*kept, "0"));
     EXPECT_EQ(changes, 1);
+}
+
+struct Plotted : Content {
+    PlottedValue read(const char* variable, PlottedValue::Choice choice = {})
+    {
+        std::optional<PlottedValue> value;
+        content->readForPlot(variable, choice, [&](const PlottedValue& plotted) { value = plotted; });
+        EXPECT_FALSE(value) << "never from inside the call";
+        platform::MainLoop::main().runUntil([&] { return value.has_value(); }, 10);
+        return value.value_or(PlottedValue());
+    }
+    void load()
+    {
+        content = open();
+        platform::MainLoop::main().runUntil([&] { return content->hasBeenRead(); }, 10);
+    }
+    // Each element is its index.
+    static SVMutableDoubleArray counted(long m, long n, long o = 1)
+    {
+        SVMutableDoubleArray numbers(m, n, o);
+        for (long k = 0; k < o; ++k)
+            for (long j = 0; j < n; ++j)
+                for (long i = 0; i < m; ++i)
+                    numbers(i, j, k) = static_cast<double>(i + m * (j + n * k));
+        return numbers;
+    }
+
+    std::shared_ptr<DataFileContent> content;
+};
+
+TEST_F(Plotted, NumbersOverTheirTimesAsTheFileGrows)
+{
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    addStep(file, 0);
+    load();
+    EXPECT_EQ(read("v").number, 0);
+    addStep(file, 1);
+    addStep(file, 2);
+    content->update();
+    EXPECT_TRUE(shows(*content, "3 time values"));
+    const PlottedValue value = read("v");
+    ASSERT_EQ(value.content.curves.size(), 1U);
+    EXPECT_THAT(*value.content.curves[0].x, testing::ElementsAre(0, 0.5, 1));
+    EXPECT_THAT(*value.content.curves[0].y, testing::ElementsAre(0, 10, 20));
+    EXPECT_FALSE(value.number || value.times);
+    EXPECT_FALSE(read("w").content.note.empty());
+}
+
+TEST_F(Plotted, ArraysByTheirDimensionsStepByStep)
+{
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    SVVariableWriter writer(file);
+    writer.Write("line", SVVariableValue(counted(3, 1)).As("Array"));
+    writer.Write("cube", SVVariableValue(counted(3, 2, 2)).As("Array"));
+    writer.Write("word", "text");
+    writer.Announce("field", "Array");
+    for (int step = 0; step < 2; ++step)
+        writer.Append("field", 0.5 * step, counted(2, 3 + step));
+    writer.Finish();
+    load();
+
+    EXPECT_THAT(*read("line").content.curves.at(0).y, testing::ElementsAre(0, 1, 2));
+    const PlottedValue cube = read("cube", {.step = std::nullopt, .slice = 9});
+    EXPECT_EQ(cube.slices, 2U);
+    EXPECT_EQ(cube.slice, 1U) << "the last one";
+    EXPECT_EQ(cube.content.image->value(2, 1), 11);
+    EXPECT_EQ(cube.content.image->values, (toolkit::PlotRange{6, 11}));
+    EXPECT_EQ(read("cube").content.image->value(2, 1), 5);
+    const PlottedValue last = read("field");
+    EXPECT_EQ(last.content.image->height, 4);
+    EXPECT_THAT(*last.times, testing::ElementsAre(0, 0.5));
+    EXPECT_EQ(last.step, 1U);
+    EXPECT_EQ(read("field", {.step = 0}).content.image->height, 3);
+    EXPECT_TRUE(read("word").content.isEmpty());
+    EXPECT_FALSE(read("word").content.note.empty());
+}
+
+TEST_F(Plotted, PathsPointsAndRegionsInThePlane)
+{
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    SVVariableWriter writer(file);
+    writer.Write("path", SVVariableValue(counted(2, 3)).As("Path2D"));
+    writer.Write("points", SVVariableValue(counted(3, 2)).As("PointCollection2D"));
+    writer.Write("odd", SVVariableValue(counted(3, 3)).As("Path2D"));
+    writer.Write("region", SVVariableValue(counted(4, 1)).As("Region2D"));
+    writer.Finish();
+    load();
+    using Kind = toolkit::PlotCurve::Kind;
+    const std::tuple<const char*, Kind, std::vector<double>, std::vector<double>> expected[] = {
+        {"path", Kind::Path, {0, 2, 4}, {1, 3, 5}}, {"points", Kind::Points, {0, 1, 2}, {3, 4, 5}},
+        {"region", Kind::Region, {0, 1, 1, 0}, {2, 2, 3, 3}}};
+    for (const auto& [name, kind, x, y] : expected) {
+        SCOPED_TRACE(name);
+        const PlottedValue value = read(name);
+        ASSERT_EQ(value.content.curves.size(), 1U);
+        EXPECT_EQ(value.content.curves[0].kind, kind);
+        EXPECT_EQ(*value.content.curves[0].x, x);
+        EXPECT_EQ(*value.content.curves[0].y, y);
+    }
+    EXPECT_TRUE(read("odd").content.isEmpty());
 }
 
 } // namespace

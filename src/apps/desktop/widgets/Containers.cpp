@@ -4,6 +4,7 @@
 #include "apps/desktop/widgets/Children.h"
 #include "apps/desktop/widgets/Controls.h"
 #include "apps/desktop/widgets/ListWidget.h"
+#include "apps/desktop/widgets/PlotWidget.h"
 #include "apps/desktop/widgets/TableWidget.h"
 #include "apps/desktop/widgets/Text.h"
 #include "apps/desktop/widgets/ToggledForm.h"
@@ -46,7 +47,7 @@ bool takesRoom(const toolkit::View& view)
 {
     if (dynamic_cast<const toolkit::Split*>(&view) || dynamic_cast<const toolkit::TabView*>(&view)
         || dynamic_cast<const toolkit::Table*>(&view) || dynamic_cast<const toolkit::TextView*>(&view)
-        || dynamic_cast<const toolkit::ViewList*>(&view))
+        || dynamic_cast<const toolkit::ViewList*>(&view) || dynamic_cast<const toolkit::Plot*>(&view))
         return true;
     return std::any_of(view.subviews().begin(), view.subviews().end(),
         [](const toolkit::View* child) { return takesRoom(*child); });
@@ -147,6 +148,10 @@ QWidget* makeWidget(toolkit::View& view)
         [](toolkit::View& v) {
             return makeIf<toolkit::Table>(
                 v, [](toolkit::Table& table) -> QWidget* { return new TableWidget(table); });
+        },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::Plot>(
+                v, [](toolkit::Plot& plot) -> QWidget* { return new PlotWidget(plot); });
         },
         [](toolkit::View& v) {
             return makeIf<toolkit::TabView>(

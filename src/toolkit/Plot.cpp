@@ -1,0 +1,248 @@
+#include "toolkit/Plot.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace toolkit {
+
+namespace {
+
+constexpr double kSecondsBetweenPositions = 0.1;
+constexpr double kDecadesWithoutNumbers = 1; // Seen of a logarithmic axis without positive numbers.
+constexpr double kMargin = 0.5; // On either side of a single number.
+constexpr double kLeastWidth = 1e-12; // Of what is seen, beside the size of its numbers.
+constexpr double kMostScaled = 1e300;
+
+bool isUsable(const PlotRange& range)
+{
+    const double size = std::max(std::abs(range.lower), std::abs(range.upper));
+    return std::isfinite(size) && size < kMostScaled && range.upper - range.lower > size * kLeastWidth;
+}
+
+// A line's point nearest to x; of other curves the one nearest to (x, y) by the distances given as ratios.
+std::size_t nearestPoint(
+    const PlotCurve& curve, const PlotAxis& xAxis, const PlotAxis& yAxis, double xRatio, double yRatio)
+{
+    const auto& x = *curve.x;
+    const double place = xAxis.at(xRatio);
+    if (curve.kind == PlotCurve::Kind::Line) {
+        const auto above = std::lower_bound(x.begin(), x.end(), place);
+        const bool takesBelow =
+            above == x.end() || (above != x.begin() && place - *(above - 1) < *above - place);
+        return static_cast<std::size_t>(above - x.begin()) - (takesBelow ? 1 : 0);
+    }
+    const double width = xAxis.range().upper - xAxis.range().lower;
+    const double height = yAxis.range().upper - yAxis.range().lower;
+    const double yPlace = yAxis.at(yRatio);
+    std::size_t nearest = 0;
+    double least = std::numeric_limits<double>::infinity();
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const double distance = std::hypot((x[i] - place) / width, ((*curve.y)[i] - yPlace) / height);
+        if (distance < least) {
+            least = distance;
+            nearest = i;
+        }
+    }
+    return nearest;
+}
+
+} // namespace
+
+double PlotAxis::scaled(double number) const
+{
+    return isLogarithmic_ ? std::log10(number) : number;
+}
+
+double PlotAxis::unscaled(double number) const
+{
+    return isLogarithmic_ ? std::pow(10, number) : number;
+}
+
+PlotRange PlotAxis::whole() const
+{
+    const PlotRange& all = isLogarithmic_ ? extent_.positive : extent_.all;
+    if (all.isEmpty())
+        return isLogarithmic_ ? PlotRange{1, std::pow(10, kDecadesWithoutNumbers)} : PlotRange{0, 1};
+    if (isUsable(all))
+        return all;
+    const double margin = isLogarithmic_ ? kMargin : kMargin * std::max(1.0, std::abs(all.lower));
+    return {unscaled(scaled(all.lower) - margin), unscaled(scaled(all.upper) + margin)};
+}
+
+PlotRange PlotAxis::range() const
+{
+    return zoomed_.value_or(whole());
+}
+
+double PlotAxis::at(double ratio) const
+{
+    const PlotRange seen = range();
+    return unscaled(scaled(seen.lower) + ratio * (scaled(seen.upper) - scaled(seen.lower)));
+}
+
+void PlotAxis::show(double lowerRatio, double upperRatio)
+{
+    const PlotRange wanted{at(lowerRatio), at(upperRatio)};
+    if (isUsable(wanted) && (!isLogarithmic_ || wanted.lower > 0))
+        zoomed_ = wanted;
+}
+
+std::string Plot::Slider::text() const
+{
+    if (count() == 0)
+        return title;
+    return fmt::format("{} {:g} ({} of {})", title, (*values)[position], position + 1, count());
+}
+
+void Plot::setContent(std::shared_ptr<const PlotContent> content)
+{
+    if (!content)
+        content = std::make_shared<PlotContent>();
+    const bool isOther = content->title != content_->title || content->xTitle != content_->xTitle;
+    content_ = std::move(content);
+    contentIsToFollow_ = false;
+    axisTo(Direction::X).extent_ = content_->xExtent();
+    axisTo(Direction::Y).extent_ = content_->yExtent();
+    for (PlotAxis& axis : axes_) {
+        if (isOther || content_->isEmpty())
+            axis.zoomed_.reset();
+        if (content_->image && std::exchange(axis.isLogarithmic_, false))
+            axis.zoomed_.reset();
+    }
+    changed({.data = true});
+}
+
+void Plot::setSliders(std::vector<Slider> sliders)
+{
+    for (Slider& slider : sliders)
+        slider.position = std::min(slider.position, std::max<std::size_t>(slider.count(), 1) - 1);
+    sliders_ = std::move(sliders);
+    if (!movingSlider())
+        playing_.reset();
+    changed({.structure = true});
+}
+
+const Plot::Slider* Plot::movingSlider() const
+{
+    const auto found = std::find_if(
+        sliders_.begin(), sliders_.end(), [](const Slider& slider) { return slider.count() > 1; });
+    return found != sliders_.end() ? &*found : nullptr;
+}
+
+void Plot::zoom(double factor, double xRatio, double yRatio)
+{
+    if (!(factor > 0))
+        return;
+    const auto around = [factor](double ratio) {
+        return PlotRange{ratio - ratio / factor, ratio + (1 - ratio) / factor};
+    };
+    zoomTo(around(xRatio), around(yRatio));
+}
+
+void Plot::zoomTo(PlotRange xRatios, PlotRange yRatios)
+{
+    axisTo(Direction::X).show(xRatios.lower, xRatios.upper);
+    axisTo(Direction::Y).show(yRatios.lower, yRatios.upper);
+    changed({.value = true});
+}
+
+void Plot::pan(double xRatio, double yRatio)
+{
+    zoomTo({xRatio, 1 + xRatio}, {yRatio, 1 + yRatio});
+}
+
+void Plot::showAll()
+{
+    for (PlotAxis& axis : axes_)
+        axis.zoomed_.reset();
+    changed({.value = true});
+}
+
+void Plot::setLogarithmic(Direction direction, bool isLogarithmic)
+{
+    PlotAxis& axis = axisTo(direction);
+    if (content_->image || axis.isLogarithmic_ == isLogarithmic)
+        return;
+    axis.isLogarithmic_ = isLogarithmic;
+    axis.zoomed_.reset();
+    changed({.value = true});
+}
+
+void Plot::choosePosition(std::size_t slider, std::size_t position)
+{
+    if (slider >= sliders_.size() || position >= sliders_[slider].count()
+        || sliders_[slider].position == position)
+        return;
+    sliders_[slider].position = position;
+    contentIsToFollow_ = true;
+    changed({.structure = true});
+    if (whenPositionChosen)
+        whenPositionChosen();
+}
+
+void Plot::play()
+{
+    if (isPlaying() || !movingSlider())
+        return;
+    playing_ = platform::Timer::schedule(
+        kSecondsBetweenPositions, platform::Timer::Repeats::Yes, [this] { moveOn(); });
+    changed({.structure = true});
+}
+
+void Plot::pause()
+{
+    if (std::exchange(playing_, nullptr))
+        changed({.structure = true});
+}
+
+void Plot::moveOn()
+{
+    const Slider* moving = movingSlider();
+    if (!contentIsToFollow_ && moving)
+        choosePosition(
+            static_cast<std::size_t>(moving - sliders_.data()), (moving->position + 1) % moving->count());
+}
+
+std::string Plot::readout(double xRatio, double yRatio) const
+{
+    if (content_->isEmpty())
+        return {};
+    if (!content_->image)
+        return readoutOfCurves(xRatio, yRatio);
+    const double x = axis(Direction::X).at(xRatio);
+    const double y = axis(Direction::Y).at(yRatio);
+    const auto value = content_->image->valueAt(x, y);
+    return value ? fmt::format("({:.0f}, {:.0f}): {:g}", std::floor(x + 0.5), std::floor(y + 0.5), *value)
+                 : "";
+}
+
+std::string Plot::readoutOfCurves(double xRatio, double yRatio) const
+{
+    const PlotAxis& xAxis = axis(Direction::X);
+    const PlotAxis& yAxis = axis(Direction::Y);
+    const double y = yAxis.at(yRatio);
+    const PlotCurve* nearest = nullptr;
+    std::size_t point = 0;
+    double least = std::numeric_limits<double>::infinity();
+    for (const PlotCurve& curve : content_->curves) {
+        if (curve.x->empty())
+            continue;
+        const std::size_t candidate = nearestPoint(curve, xAxis, yAxis, xRatio, yRatio);
+        const double distance = std::abs((*curve.y)[candidate] - y);
+        if (nearest && !(distance < least))
+            continue;
+        nearest = &curve;
+        point = candidate;
+        least = distance;
+    }
+    if (!nearest)
+        return {};
+    return fmt::format("{}{}({:g}, {:g})", nearest->name, nearest->name.empty() ? "" : ": ",
+        (*nearest->x)[point], (*nearest->y)[point]);
+}
+
+} // namespace toolkit

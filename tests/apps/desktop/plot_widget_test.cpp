@@ -1,0 +1,146 @@
+// A plot without a display: what the model says is drawn, what the user does arrives.
+
+#include "apps/desktop/widgets/MakeWidget.h"
+#include "apps/desktop/widgets/PlotWidget.h"
+#include "platform/files/FileManager.h"
+#include "platform/loop/MainLoop.h"
+#include "toolkit/Plot.h"
+
+#include <QApplication>
+#include <QImage>
+#include <QLabel>
+#include <QSlider>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QToolButton>
+#include <gmock/gmock.h>
+
+using namespace toolkit;
+
+namespace {
+
+struct Plots : testing::Test {
+    Plots() : widget(dynamic_cast<PlotWidget*>(makeWidget(*plot)))
+    {
+        widget->resize(400, 300);
+        widget->show();
+        settle();
+        canvas = widget->childAt(200, 100);
+    }
+    static void settle()
+    {
+        platform::MainLoop::main().runPending();
+        QApplication::processEvents();
+    }
+    void show(const PlotContent& content)
+    {
+        plot->setContent(std::make_shared<const PlotContent>(content));
+        settle();
+    }
+    // Whether a color is seen somewhere.
+    bool isSeen(QColor color) const
+    {
+        const QImage seen = canvas->grab().toImage();
+        for (int y = 0; y < seen.height(); ++y)
+            for (int x = 0; x < seen.width(); ++x)
+                if (seen.pixelColor(x, y) == color)
+                    return true;
+        return false;
+    }
+    PlotRange x() const { return plot->axis(Plot::Direction::X).range(); }
+
+    std::unique_ptr<Plot> plot = std::make_unique<Plot>();
+    std::unique_ptr<PlotWidget> widget;
+    QWidget* canvas = nullptr;
+};
+
+PlotContent line()
+{
+    PlotContent content{"v", "t", "y"};
+    content.curves.push_back(PlotCurve::overIndex("a", {0, 10, 5, 3, 0, 8, 1, 2, 3, 4, 10}));
+    return content;
+}
+
+TEST_F(Plots, DrawCurvesAndLetThemBeMovedByMouseAndKeys)
+{
+    const QColor first(0, 114, 178);
+    EXPECT_FALSE(isSeen(first));
+    show(line());
+    EXPECT_TRUE(isSeen(first));
+    QTest::keyClick(canvas, Qt::Key_Plus);
+    EXPECT_NEAR(x().upper - x().lower, 10 / 1.5, 1e-9);
+    const double lower = x().lower;
+    QTest::keyClick(canvas, Qt::Key_Right);
+    EXPECT_GT(x().lower, lower);
+    QTest::mousePress(canvas, Qt::LeftButton, {}, {200, 100});
+    QTest::mouseMove(canvas, {300, 100});
+    QTest::mouseRelease(canvas, Qt::LeftButton, {}, {300, 100});
+    EXPECT_LT(x().lower, lower) << "the curve follows the pointer to the right";
+    QTest::keyClick(canvas, Qt::Key_0);
+    EXPECT_EQ(x(), (PlotRange{0, 10}));
+    show({});
+    EXPECT_FALSE(isSeen(first));
+    plot.reset();
+    QTest::keyClick(canvas, Qt::Key_Plus); // The model has gone.
+    EXPECT_FALSE(isSeen(first));
+}
+
+TEST_F(Plots, DrawAnImageAndReadItBelowThePointer)
+{
+    PlotContent content;
+    content.image = PlotImage{2, 2, {0, 1}, [](auto column, auto) { return column == 0 ? 0.0 : 1.0; }};
+    show(content);
+    const QImage seen = canvas->grab().toImage();
+    const int middle = seen.height() / 2;
+    EXPECT_NE(seen.pixelColor(seen.width() / 4, middle), seen.pixelColor(seen.width() / 2, middle));
+    QTest::mouseMove(canvas, {canvas->width() / 2, canvas->height() / 2});
+    bool isRead = false;
+    for (const QLabel* label : widget->findChildren<QLabel*>())
+        isRead = isRead || label->text().endsWith(": 1");
+    EXPECT_TRUE(isRead);
+    show(line());
+    EXPECT_TRUE(isSeen(QColor(0, 114, 178)));
+}
+
+TEST_F(Plots, HaveASliderForEachChoice)
+{
+    const auto values = std::make_shared<const std::vector<double>>(std::vector<double>{0, 0.5, 1});
+    plot->setSliders({{"Time", values, 1}});
+    settle();
+    auto* slider = widget->findChild<QSlider*>();
+    ASSERT_TRUE(slider);
+    EXPECT_TRUE(slider->isVisible());
+    EXPECT_EQ(slider->value(), 1);
+    QTest::keyClick(slider, Qt::Key_Right);
+    EXPECT_EQ(plot->sliders()[0].position, 2U);
+    QTest::mouseClick(widget->findChild<QToolButton*>(), Qt::LeftButton);
+    EXPECT_TRUE(plot->isPlaying());
+    plot->setSliders({});
+    settle();
+    EXPECT_FALSE(slider->isVisible());
+}
+
+TEST_F(Plots, AreSavedAsTheExtensionSays)
+{
+    show(line());
+    const QTemporaryDir folder;
+    for (const auto& [name, start] : {std::pair("p.png", "\x89PNG"), {"p.PDF", "%PDF"}, {"p.svg", "<?xml"},
+             {"p.csv", "curve,x,y\na,0,0\n"}}) {
+        SCOPED_TRACE(name);
+        const std::string path = folder.filePath(name).toStdString();
+        std::optional<bool> isSaved;
+        widget->exportTo(path, [&](const platform::Status& status) { isSaved = status.ok(); });
+        EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return isSaved.has_value(); }, 10));
+        EXPECT_EQ(isSaved, true);
+        EXPECT_THAT(platform::files::readFile(path).value_or(""), testing::StartsWith(start));
+    }
+    for (const char* name : {"none/p.png", "none/p.pdf", "none/p.svg", "none/p.csv", "p.doc"}) {
+        std::optional<bool> isSaved;
+        widget->exportTo(folder.filePath(name).toStdString(),
+            [&](const platform::Status& status) { isSaved = status.ok(); });
+        EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return isSaved.has_value(); }, 10));
+        EXPECT_EQ(isSaved, false) << name;
+    }
+}
+
+} // namespace
