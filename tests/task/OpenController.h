@@ -77,6 +77,14 @@ private:
             return column == "Name" ? names->at(row) : std::string(column) + " " + std::to_string(row);
         }
         void update() override { ++owner.updates; }
+        // A number: how many bytes the variable's name has.
+        void readForPlot(
+            const std::string& variable, const PlottedValue::Choice&, PlotRead read) const override
+        {
+            PlottedValue value;
+            value.number = static_cast<double>(variable.size());
+            platform::MainLoop::main().post([read, value] { read(value); });
+        }
 
         Scanned& owner;
         Changed changed;

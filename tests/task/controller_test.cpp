@@ -95,6 +95,28 @@ TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
     EXPECT_EQ(views->fileTable.numberOfRows(), 0);
 }
 
+TEST_F(Controller, PlotsTheSelectedVariableOfAllSelectedTasks)
+{
+    Scanned scanned;
+    wrapper.write("1/result.svbin");
+    wrapper.write("2/result.svbin");
+    open();
+    views->taskList.selectRows({1});
+    selectFile("result.svbin");
+    scanned.show("1/result.svbin", {"covered", "energy"});
+    EXPECT_TRUE(views->variableViews.isHidden());
+    views->dataFileContent.selectRows({1});
+    EXPECT_FALSE(views->variableViews.isHidden());
+    views->taskList.selectRows({1, 2});
+    scanned.show("2/result.svbin", {"energy"});
+    const auto curves = [this] { return views->plot.content()->curves; };
+    EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return !curves().empty(); }, 5));
+    ASSERT_EQ(curves().size(), 1U);
+    EXPECT_EQ(*curves()[0].y, (std::vector<double>{6, 6}));
+    views->taskList.selectRows({});
+    EXPECT_TRUE(views->variableViews.isHidden());
+}
+
 TEST_F(Controller, FollowsTheSelectedFileWhileItsTaskRuns)
 {
     platform::Pace::setFactor(0.01);
@@ -140,7 +162,8 @@ TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
     EXPECT_EQ(outline(views->content),
         "[[[Executable][Project][Done]]"
         "[Tasks:Notes:[[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]"
-        "[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]]][[Output Output]]]"
+        "[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]][Plot:[Plot]]][[Output "
+        "Output]]]"
         "[[Notes][Description]]][[][][Tasks at a time]]]");
 
     SVTrelkindEngine* engine = controller->engine();
