@@ -383,16 +383,16 @@ TEST_F(TaskServerTest, EndsTasksWhereverTheyAre)
     definition->disconnect();
 }
 
-// The programs of this machine, a server with a key, and an account whose folder of the server is this one.
-TEST_F(TaskServerTest, CopiesWithTheRealScp)
+// A server with a key, and programs of this machine that find it. Null where there is none.
+std::unique_ptr<support::RealServer> realServer(const ServedBatch& batch)
 {
     std::string line;
     const std::string key = batch.folder() + "/key";
     EXPECT_TRUE(files::writeFile(key, support::makeKeyText("ssh-ed25519", false, &line)));
     EXPECT_TRUE(files::setPermissions(key, 0600));
-    const auto sshd = support::RealServer::openSsh(line + "\n");
+    auto sshd = support::RealServer::openSsh(line + "\n");
     if (!sshd)
-        GTEST_SKIP() << "There is no OpenSSH server.";
+        return nullptr;
     EXPECT_TRUE(files::writeFile(batch.folder() + "/ssh.config",
         fmt::format("Port {}\nIdentityFile {}\nIdentitiesOnly yes\nStrictHostKeyChecking no\n"
                     "UserKnownHostsFile /dev/null\nLogLevel ERROR\n",
@@ -403,6 +403,15 @@ TEST_F(TaskServerTest, CopiesWithTheRealScp)
     EXPECT_TRUE(files::setPermissions(scp, 0755));
     std::ignore = files::remove(batch.bin() + "/touch");
     platform::Pace::setFactor(1);
+    return sshd;
+}
+
+// The account's folder of the server is this one.
+TEST_F(TaskServerTest, CopiesWithTheRealScp)
+{
+    const auto sshd = realServer(batch);
+    if (!sshd)
+        GTEST_SKIP() << "There is no OpenSSH server.";
     batch.startServer();
     open(2, "cat input 'a b/c d' > 'out put'");
     for (const char* number : {"0", "1"})
@@ -437,6 +446,18 @@ TEST_F(TaskServerTest, StartsAServerThroughSsh)
     EXPECT_EQ(outcome("exec sleep 30", "/opt/server"), "Failed") << "it doesn't detach";
     EXPECT_EQ(outcome("", "/opt/server; rm x"), "Failed");
     EXPECT_THAT(batch.wrapper.messages(), Contains("Could not run task"));
+    if (const auto sshd = realServer(batch)) {
+        const std::string launch = batch.folder() + "/launch";
+        EXPECT_TRUE(files::writeFile(launch,
+            fmt::format("#!/bin/sh\n{} --folder {} > /dev/null 2>&1 < /dev/null &\necho $! > {}/pid\n",
+                TASKSERVER, batch.serverFolder(), batch.folder())));
+        EXPECT_TRUE(files::setPermissions(launch, 0755));
+        EXPECT_TRUE(files::createDirectories(platform::Places::varTmp()));
+        EXPECT_EQ(outcome("exec /usr/bin/ssh -F '" + batch.folder() + "/ssh.config' \"$@\"", launch), "");
+        EXPECT_TRUE(served([&] { return files::exists(batch.serverFolder() + "/port"); }));
+        ::kill(std::stoi(batch.told("pid")), SIGTERM);
+        EXPECT_TRUE(served([&] { return !files::exists(batch.serverFolder() + "/port"); }));
+    }
     SVRemoteEngineController::sshProgram() = "/usr/bin/ssh";
 }
 
