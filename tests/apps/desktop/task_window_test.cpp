@@ -181,11 +181,27 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
         waitFor([&] { return platform::files::readFile(wrapper.folder() / "started") == "x\nx\nx\nx\n"; }));
 }
 
-TEST_F(TaskWindow, WithoutAWrapperItAsksForOne)
+TEST_F(TaskWindow, WithoutAWrapperItOffersTheLastOnesAndAnother)
 {
     desktop->launch({TRELKIND_DESKTOP});
+    EXPECT_TRUE(waitFor([this] { return object("table", "Recent wrappers").isShowing(); })) << desktop->log();
+    EXPECT_TRUE(object("push button", "Open Another\u2026").press());
     EXPECT_TRUE(waitFor([this] { return object("dialog", "Open a task wrapper").isShowing(); }))
         << desktop->log();
+}
+
+TEST_F(TaskWindow, MachinesAreAddedInAWindowOfTheirOwn)
+{
+    open();
+    desktop->key("alt+w");
+    desktop->key("Return");
+    EXPECT_TRUE(waitFor([this] { return object("push button", "Add machine").isShowing(); }))
+        << desktop->log();
+    EXPECT_FALSE(object("push button", "Remove").isEnabled());
+    EXPECT_TRUE(object("push button", "Add machine").press());
+    EXPECT_TRUE(waitFor([this] { return object("text", "Machine name").isShowing(); }));
+    EXPECT_TRUE(object("check box", "Details").press());
+    EXPECT_TRUE(waitFor([this] { return !object("text", "Machine name").isShowing(); }));
 }
 
 // The desktop's library takes the user's locale over; numbers keep their decimal point.

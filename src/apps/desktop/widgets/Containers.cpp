@@ -100,6 +100,7 @@ private:
 };
 
 // Tabs with a bar to choose from; a view whose first tab is empty shows what fits the moment, and has no bar.
+// Nor has a single tab.
 class TabWidget final : public Adapted<QTabWidget, toolkit::TabView> {
 public:
     explicit TabWidget(toolkit::TabView& tabs) : Adapted(tabs)
@@ -108,7 +109,7 @@ public:
         for (const auto& tab : tabs.tabs())
             addTab(tab.view ? makeWidget(*tab.view) : new QWidget, toQt(tab.label));
         const bool isChosenByLogic = !tabs.tabs().empty() && !tabs.tabs().front().view;
-        tabBar()->setVisible(!isChosenByLogic);
+        tabBar()->setVisible(!isChosenByLogic && tabs.tabs().size() > 1);
         connect(this, &QTabWidget::currentChanged, this, [this](int index) {
             if (adapter_.model())
                 adapter_.model()->choose(

@@ -14,7 +14,6 @@ constexpr double kZoomOfAKey = 1.5;
 constexpr double kZoomOfAWheelStep = 1.25;
 constexpr double kDegreesOfAWheelStep = 120; // In Qt's eighths of a degree.
 constexpr double kStepOfAnArrow = 0.1;
-constexpr std::size_t kMostInLegend = 20;
 constexpr std::size_t kMostMarkedPoints = 100; // Of a line; more would hide it.
 constexpr int kMarkSize = 5;
 
@@ -95,7 +94,22 @@ void PlotCanvas::takeContent(const Plot& plot)
         dropColorMap();
     for (std::size_t i = 0; i < shown_->curves.size(); ++i)
         addCurve(shown_->curves[i], colorOfCurve(i));
-    legend->setVisible(shown_->curves.size() > 1 && shown_->curves.size() <= kMostInLegend);
+    showLegendIfItFits();
+}
+
+// A legend that hides the curves explains nothing: the pointer reads their names.
+void PlotCanvas::showLegendIfItFits()
+{
+    const int count = static_cast<int>(shown_->curves.size());
+    const int lineHeight = fontMetrics().height() + legend->rowSpacing();
+    legend->setVisible(count > 1 && count * lineHeight <= height() / 2);
+}
+
+void PlotCanvas::resizeEvent(QResizeEvent* event)
+{
+    if (shown_)
+        showLegendIfItFits();
+    QCustomPlot::resizeEvent(event);
 }
 
 void PlotCanvas::addCurve(const PlotCurve& curve, const QColor& color)

@@ -30,6 +30,7 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     void takeContent(const toolkit::Plot& plot);
@@ -37,6 +38,7 @@ private:
     void addColorMap(const toolkit::PlotImage& image);
     void dropColorMap();
     void showModel(const toolkit::Plot& plot);
+    void showLegendIfItFits();
     static void takeAxis(QCPAxis& axis, const toolkit::PlotAxis& wanted, const std::string& title);
     void takeColors();
     void drawRaster();

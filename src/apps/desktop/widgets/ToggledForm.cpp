@@ -55,8 +55,9 @@ public:
         form->setContentsMargins(toggle_->sizeHint().width(), 0, 0, 0);
         for (std::size_t i = kFirstLine; i < view.subviews().size(); ++i)
             add(*view.subviews()[i], i, line, form);
-        connect(toggle_, &QToolButton::clicked, this, [this] {
-            if (adapter_.model())
+        // An assistive tool changes the state without a click.
+        connect(toggle_, &QToolButton::toggled, this, [this](bool isOpen) {
+            if (adapter_.model() && adapter_.model()->isOpen() != isOpen)
                 adapter_.model()->toggle().press();
         });
         adapter_.follow([this](const KRDragViewWithToggle& shown) {
