@@ -209,7 +209,7 @@ platform::Status PlotContent::saveAsCsv(const std::string& path) const
     if (isGood && file.finish() && std::rename(partial.c_str(), path.c_str()) == 0)
         return {};
     std::ignore = platform::files::remove(partial);
-    return platform::Error(fmt::format("{} can't be written.", path));
+    return platform::Error{fmt::format("{} can't be written.", path)};
 }
 
 } // namespace toolkit
