@@ -209,6 +209,27 @@ void SVSCPCopyFromFolders::fetchMarks(ssh::CkoSFtp& sftp, std::span<Folder> fold
                 appending(folder.local, jobscripts::kRunCompleted), false, 0}});
     }
     carryOut(sftp, marks);
+    keepMarks(marks);
+}
+
+// The cluster's copy is removed once every mark is here: one that a loss of power could take is fetched
+// again.
+void SVSCPCopyFromFolders::keepMarks(const std::vector<Transfer>& marks)
+{
+    for (const Transfer& mark : marks) {
+        const std::string& path = mark.download.localPath;
+        if (!files::exists(path))
+            continue;
+        auto kept = files::flush(path);
+        if (kept.ok())
+            kept = files::flush(mark.folder->local);
+        if (kept.ok())
+            continue;
+        complain(kept.error().text);
+        std::erase(mark.folder->fetched, mark.name);
+        if (const auto removed = files::remove(path); !removed.ok())
+            complain(removed.error().text);
+    }
 }
 
 void SVSCPCopyFromFolders::reportStart(const Folder& folder) const

@@ -69,6 +69,7 @@ private:
     void copy(ssh::CkoSFtp& sftp, std::span<Folder> folders);
     void carryOut(ssh::CkoSFtp& sftp, const std::vector<Transfer>& transfers);
     void fetchMarks(ssh::CkoSFtp& sftp, std::span<Folder> folders);
+    void keepMarks(const std::vector<Transfer>& marks);
     void reportStart(const Folder& folder) const;
     void reportEnd(const Folder& folder);
     void complain(std::string sentence);

@@ -434,6 +434,7 @@ void SVTrelkindEngineLSF::copyFromFoldersFinished(SVSCPCopyFromFolders& operatio
 {
     checkingOutput_ = false;
     ++numberOfLooks_;
+    lastLookWasWhole_ = operation.complaints().empty();
     for (const std::string& complaint : operation.complaints())
         KRMessageCenter::addMessage("Could not bring a file.", complaint);
     panel_.outputStatus.setStringValue(operation.error().value_or(""));

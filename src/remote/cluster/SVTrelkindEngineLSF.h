@@ -67,6 +67,8 @@ public:
     void signIn();
     bool hasBeenSubmitted() const { return infoFile_.has(BatchFile::kRunsStarted); }
     int numberOfLooks() const { return numberOfLooks_; } // Looks at the output that have ended.
+    // Whether the last of them has brought every file that it should have.
+    bool lastLookWasWhole() const { return lastLookWasWhole_; }
     // When the cluster was last reached, in seconds since 1970; nothing while the last look has worked.
     std::optional<double> unknownSince() const { return unknownSince_; }
     // The login (user@host) that a person has to answer for before the batch gets on (SignInAnswers).
@@ -172,6 +174,7 @@ private:
     double lookInterval_ = 0; // Seconds.
     double nextLook_ = 0; // On the monotonic clock.
     int numberOfLooks_ = 0;
+    bool lastLookWasWhole_ = true;
     double lastContact_ = 0; // Seconds since 1970.
     std::optional<double> unknownSince_;
     // A step that ended without a callback.

@@ -240,11 +240,21 @@ std::optional<std::string> SVSSHPasswordInfo::authenticate(ssh::CkoConnection& c
             return "Could not read the private key";
         }
     }
+    auto& answers = SignInAnswers::shared();
+    const std::string failure = fmt::format("Could not connect as user {}", userName_);
+    if (byPassword && answers.isNotSentAgain(login(), *password_)) {
+        platform::systemLog(fmt::format("The password of {} was refused; it isn't sent again.", login()));
+        return failure;
+    }
     if (byPassword ? connection.AuthenticatePw(userName_, *password_)
-                   : connection.AuthenticatePk(userName_, key))
+                   : connection.AuthenticatePk(userName_, key)) {
+        answers.noteSignedIn(login());
         return std::nullopt;
+    }
     platform::systemLog(connection.LastErrorText());
-    return fmt::format("Could not connect as user {}", userName_);
+    if (byPassword && connection.Refusal().passwordRefused)
+        answers.noteRefusedPassword(login(), *password_);
+    return failure;
 }
 
 std::optional<std::string> SVSSHPasswordInfo::logIn(

@@ -73,6 +73,19 @@ void SignInAnswers::noteRefusedPassword(const std::string& login, const std::str
         known.password.reset();
 }
 
+void SignInAnswers::noteSignedIn(const std::string& login)
+{
+    const std::lock_guard guard(lock_);
+    known_[login].hasSignedIn = true;
+}
+
+bool SignInAnswers::isNotSentAgain(const std::string& login, const std::string& password) const
+{
+    const std::lock_guard guard(lock_);
+    const auto found = known_.find(login);
+    return found != known_.end() && !found->second.hasSignedIn && found->second.refusedPassword == password;
+}
+
 bool SignInAnswers::isWaiting(const std::string& login) const
 {
     const std::lock_guard guard(lock_);
@@ -171,7 +184,7 @@ void SignInAnswers::take(const SignInQuestion& question, const std::string& answ
         break;
     case SignInQuestion::Kind::Password:
         known.password = answer;
-        known.refusedPassword.clear(); // A person may want the same one tried again.
+        known.refusedPassword.reset(); // A person may want the same one tried again.
         break;
     case SignInQuestion::Kind::Code:
         std::erase_if(known.answers, [&](const auto& kept) { return kept.prompt == question.subject; });

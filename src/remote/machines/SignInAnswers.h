@@ -45,7 +45,8 @@ public:
         std::string trustedFingerprint;
         std::map<std::string, std::string> passphrases; // By the path of the key's file.
         std::optional<std::string> password;
-        std::string refusedPassword;
+        std::optional<std::string> refusedPassword;
+        bool hasSignedIn = false; // In this process, with whatever password.
         std::vector<ssh::CkoAnswer> answers;
     };
     std::string trustedHostKey(const std::string& login); // The fingerprint that a person has confirmed.
@@ -54,6 +55,10 @@ public:
     void leave(const std::string& login, std::vector<SignInQuestion> questions); // In place of earlier ones.
     void leaveTo(const std::string& from, const std::string& to); // One login needs another's answers.
     void noteRefusedPassword(const std::string& login, const std::string& password);
+    void noteSignedIn(const std::string& login);
+    // Whether the server has refused this password and never taken another: who sends it again and again gets
+    // the account locked. One that was taken before is tried again, since directories of users fail, too.
+    bool isNotSentAgain(const std::string& login, const std::string& password) const;
 
     // Whether a person has answered a question that an attempt for this login has left.
     bool wereGiven(const std::string& login) const;

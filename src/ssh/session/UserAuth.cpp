@@ -123,9 +123,11 @@ Status UserAuth::receiveFailure(ByteView body)
         refuse("The server accepted the login but wants another one on top (" + offered + ").");
     else if (state_ == State::PublicKey)
         refuse("The server refused the key for user " + credentials_.user + ". It offers: " + offered + ".");
-    else
+    else {
+        passwordRefused_ = passwordUsed_;
         refuse("The server refused the password for user " + credentials_.user + ". It offers: " + offered
             + ".");
+    }
     return {};
 }
 

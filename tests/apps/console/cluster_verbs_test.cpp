@@ -231,6 +231,10 @@ TEST_F(ClusterVerbs, EndABatch)
                     "echo \"9|RUNNING|None|$HOME/{1}/0\"",
             second, first));
     cluster.addProgram("scancel", "echo $* > ~/cancelled");
+    cluster.addProgram("rm", "exit 1");
+    expect({{"T end \"$W\" --remove --yes", 1, "", "could not be removed; some of it may be left."}});
+    EXPECT_TRUE(wrapper.has("Remote Machine.plist"));
+    cluster.addProgram("rm", "exec /bin/rm \"$@\"");
     expect(
         {{"T end \"$W\" --cancel-jobs --remove", 1, "", "all that is not fetched from it will be removed."},
             {"T end \"$W\" --cancel-jobs --remove --yes", 0, "Removed " + machine + ":" + second}});

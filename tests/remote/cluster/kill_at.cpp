@@ -5,9 +5,11 @@
 // - TRELKIND_READ_ONLY: files below this folder can't be changed.
 // - TRELKIND_CLOCK_AT, TRELKIND_CLOCK_BY: at this question for the time the clock is moved by so many
 // seconds.
+// - TRELKIND_FLUSH_FAILS: files of this name can't be brought to the disk.
 
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdarg>
 #include <cstdlib>
@@ -15,6 +17,7 @@
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -51,6 +54,18 @@ bool isFull(int descriptor)
     struct stat file { };
     return end >= 0 && ::fstat(descriptor, &file) == 0 && S_ISREG(file.st_mode) && file.st_nlink > 0
         && ++writes >= end;
+}
+
+bool canNotBeFlushed(int descriptor)
+{
+    static const char* const name = std::getenv("TRELKIND_FLUSH_FAILS");
+    char path[PATH_MAX];
+    if (!name)
+        return false;
+    const ssize_t length =
+        ::readlink(("/proc/self/fd/" + std::to_string(descriptor)).c_str(), path, sizeof path);
+    return length > 0
+        && std::string(path, static_cast<std::size_t>(length)).ends_with(std::string("/") + name);
 }
 
 template <typename Function>
@@ -107,6 +122,16 @@ int unlink(const char* path) noexcept
     count();
     static auto* const call = next<int(const char*)>("unlink");
     return call(path);
+}
+
+int fsync(int descriptor)
+{
+    if (canNotBeFlushed(descriptor)) {
+        errno = EIO;
+        return -1;
+    }
+    static auto* const call = next<int(int)>("fsync");
+    return call(descriptor);
 }
 
 int clock_gettime(clockid_t clock, timespec* time) noexcept

@@ -225,6 +225,20 @@ TEST_F(KilledBatch, SurvivesAReadOnlyWrapper)
     expectWhole(0);
 }
 
+// The removal of the cluster's copy waits for a mark that a loss of power can't take.
+TEST_F(KilledBatch, FetchesAMarkAgainThatDidNotReachTheDisk)
+{
+    beginAnew();
+    runDetached();
+    EXPECT_EQ(check("TRELKIND_FLUSH_FAILS=VTask_runCompleted"), 1);
+    EXPECT_THAT(said(), testing::HasSubstr("Could not bring a file."));
+    EXPECT_TRUE(wrapper.has("0/results.txt"));
+    EXPECT_FALSE(wrapper.has("0/VTask_runCompleted"));
+    EXPECT_TRUE(wrapper.has("Remote Machine.plist"));
+    EXPECT_EQ(runBatch(), 0) << said();
+    expectWhole(0);
+}
+
 TEST_F(KilledBatch, GoesOnWhenTheClockIsMoved)
 {
     auto random = seeded();

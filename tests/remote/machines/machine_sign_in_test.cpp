@@ -252,6 +252,22 @@ TEST_F(MachineSignIn, ARefusedPasswordGoesOutOnceUntilAPersonGivesIt)
     EXPECT_EQ(attempt(*login("wrong")), "");
 }
 
+// Accounts are locked after some refusals. A password that was good before may be good again.
+TEST_F(MachineSignIn, ARefusedPasswordIsRepeatedOnlyAfterASuccessWhenNobodyCanBeAsked)
+{
+    serve({});
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(attempt(*login("wrong")), "Could not connect as user user");
+    while (!peer_->seen().authRequests.empty())
+        std::this_thread::yield();
+    EXPECT_EQ(attempt(*login("secret")), "") << "another one is sent";
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(attempt(*login("wrong")), "Could not connect as user user");
+        while (peer_->seen().authRequests.size() != 2)
+            std::this_thread::yield();
+    }
+}
+
 TEST_F(MachineSignIn, OpensAnEncryptedKeyByThePassphraseOfAPerson)
 {
     const std::string path = folder_ / "key";

@@ -343,6 +343,7 @@ int checkVerb(const CheckOptions& options)
         return !engine || engine->standsStill() || (engine->numberOfLooks() > 0 && !engine->isBusy());
     });
     const std::string failure = engine ? engine->panel().outputStatus.stringValue() : "";
+    const bool isWhole = !engine || engine->lastLookWasWhole();
     const bool shown = options.json
         ? writeTasksAsJson(*wrapper)
         : terminal::write(taskTable(*wrapper).text(terminal::Output::standard().size().columns))
@@ -352,7 +353,7 @@ int checkVerb(const CheckOptions& options)
             complain(remark + ".");
     if (!failure.empty())
         complain(failure + ".");
-    return shown && failure.empty() ? kDone : kNotDone;
+    return shown && isWhole && failure.empty() ? kDone : kNotDone;
 }
 
 int endVerb(const EndOptions& options)
@@ -401,6 +402,10 @@ int endVerb(const EndOptions& options)
                 std::make_shared<SVRemoveFolderOperation>(machine->passwordInfo(), folder, nullptr, nullptr);
             if (!perform(*removal, "Failed to remove"))
                 return kNotDone;
+            if (removal->hasFailed()) {
+                complain(fmt::format("{} could not be removed; some of it may be left.", place));
+                return kNotDone;
+            }
         }
     }
     batch.deleteFromDisk();
