@@ -67,8 +67,8 @@ void writePieces(Line& line, int to)
     }
 }
 
-void carry(int from, int to, std::chrono::milliseconds delay, std::atomic<int>& known,
-    const std::function<int()>& round)
+void carry(int from, int to, std::chrono::milliseconds delay, std::atomic<std::int64_t>& carried,
+    std::atomic<int>& known, const std::function<int()>& round)
 {
     Line line{known};
     std::thread writer([&] { writePieces(line, to); });
@@ -82,6 +82,7 @@ void carry(int from, int to, std::chrono::milliseconds delay, std::atomic<int>& 
         line.pieces.push_back({Clock::now() + delay, count ? round() : 0,
             {buffer.begin(), buffer.begin() + static_cast<long>(count)}});
         line.bytes += count;
+        carried += static_cast<std::int64_t>(count);
         line.changed.notify_all();
     } while (got > 0);
     writer.join();
@@ -137,9 +138,10 @@ void Relay::connectThrough(int client)
         // The server's answer is one round further than what it has been given; the client goes on from
         // there.
         std::thread back(
-            [&] { carry(server, client, delay_, rounds.client, [&] { return rounds.server + 1; }); });
+            [&] { carry(server, client, delay_, bytes_, rounds.client, [&] { return rounds.server + 1; }); });
         roundTrips_ = 0;
-        carry(client, server, delay_, rounds.server, [&] { return int{roundTrips_ = int{rounds.client}}; });
+        carry(client, server, delay_, bytes_, rounds.server,
+            [&] { return int{roundTrips_ = int{rounds.client}}; });
         back.join();
     }
     close(client);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <list>
 #include <thread>
 
@@ -13,6 +14,7 @@ public:
     Relay(int targetPort, std::chrono::milliseconds delay);
     ~Relay();
     int port() const { return port_; }
+    std::int64_t bytes() const { return bytes_; } // Of all connections, both ways.
     int roundTrips(); // Of the last connection, once it has ended; that before a client's first word counts.
 
 private:
@@ -27,4 +29,5 @@ private:
     std::list<std::thread> carriers_;
     std::atomic<int> open_{0}; // Connections at work.
     std::atomic<int> roundTrips_{0};
+    std::atomic<std::int64_t> bytes_{0};
 };

@@ -2,6 +2,7 @@
 // through all of them, beside reading the same bytes into one buffer. The files are sparse.
 
 #include "BenchmarkMain.h"
+#include "ProcessFacts.h"
 #include "datafile/SVDataFile.h"
 #include "storage/KRDataFile.h"
 #include "variables/composites/KRContainerGroup.h"
@@ -27,16 +28,6 @@ constexpr int kFields = 1000;
 constexpr std::int32_t kSide = 1000; // Of a square of doubles.
 constexpr std::int64_t kBytesOfField = std::int64_t{kSide} * kSide * 8;
 constexpr double kMega = 1e6;
-
-// The number behind a word in a file of /proc; 0 without it.
-double factOf(const char* path, const std::string& word)
-{
-    std::ifstream facts(path);
-    for (std::string found; facts >> found;)
-        if (double number = 0; found == word + ":" && facts >> number)
-            return number;
-    return 0;
-}
 
 double bytesRead()
 {

@@ -160,11 +160,7 @@ void SVSCPCopyFromFolders::copy(ssh::CkoSFtp& sftp, std::span<Folder> folders)
         std::ranges::move(transfersOf(folder), std::back_inserter(transfers));
     carryOut(sftp, transfers);
     fetchMarks(sftp, folders);
-    for (const Folder& folder : folders) {
-        if (&folder != &folders.front())
-            reportStart(folder);
-        reportEnd(folder);
-    }
+    reportEnds(folders);
 }
 
 void SVSCPCopyFromFolders::carryOut(ssh::CkoSFtp& sftp, const std::vector<Transfer>& transfers)
@@ -238,11 +234,20 @@ void SVSCPCopyFromFolders::reportStart(const Folder& folder) const
         [callback = callback_.copyTaskStarted, name = folder.name] { callback(name); });
 }
 
-void SVSCPCopyFromFolders::reportEnd(const Folder& folder)
+// Each folder's report has the updated files up to its own: they share one list.
+void SVSCPCopyFromFolders::reportEnds(std::span<const Folder> folders)
 {
-    updated_.insert(updated_.end(), folder.updated.begin(), folder.updated.end());
-    platform::MainLoop::main().post(
-        [callback = callback_.copyTask, name = folder.name, fetched = folder.fetched, updated = updated_] {
-            callback(name, fetched, updated);
-        });
+    std::vector<std::size_t> ends;
+    for (const Folder& folder : folders) {
+        updated_.insert(updated_.end(), folder.updated.begin(), folder.updated.end());
+        ends.push_back(updated_.size());
+    }
+    const auto updated = std::make_shared<const std::vector<std::string>>(updated_);
+    for (std::size_t i = 0; i < folders.size(); ++i) {
+        if (i > 0)
+            reportStart(folders[i]);
+        platform::MainLoop::main().post(
+            [callback = callback_.copyTask, name = folders[i].name, fetched = folders[i].fetched, updated,
+                end = ends[i]] { callback(name, fetched, std::span(*updated).first(end)); });
+    }
 }

@@ -18,7 +18,7 @@ public:
         std::function<void(const std::string& folder)> copyTaskStarted;
         // The new files by their names; the updated ones by their paths, of the whole pass so far.
         std::function<void(const std::string& folder, const std::vector<std::string>& newFiles,
-            const std::vector<std::string>& updatedFiles)>
+            std::span<const std::string> updatedFiles)>
             copyTask;
         std::function<void(SVSCPCopyFromFolders&)> copyFromFoldersFinished;
     };
@@ -71,7 +71,7 @@ private:
     void fetchMarks(ssh::CkoSFtp& sftp, std::span<Folder> folders);
     void keepMarks(const std::vector<Transfer>& marks);
     void reportStart(const Folder& folder) const;
-    void reportEnd(const Folder& folder);
+    void reportEnds(std::span<const Folder> folders);
     void complain(std::string sentence);
 
     const std::vector<std::string> fileList_;
