@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::int64_t kHoursOfJobs = 240;
 constexpr std::int64_t kLeastRoom = 100; // MB
+constexpr std::int64_t kBlocksPerMegabyte = 1024; // Of those that quotas count.
 constexpr std::int64_t kHoursPerDay = 24;
 constexpr std::size_t kLongestAnswer = 1 << 20; // Bytes.
 constexpr int kPollMs = 2000;
@@ -22,6 +24,7 @@ constexpr std::string_view kNoScheduler = "no sbatch";
 constexpr std::string_view kNoRedirection = "no redirection";
 constexpr std::string_view kPartition = "partition ";
 constexpr std::string_view kRoom = "room ";
+constexpr std::string_view kQuota = "quota ";
 
 // The whole number that a text is, or begins with up to the separator.
 std::optional<std::int64_t> number(std::string_view text)
@@ -50,6 +53,25 @@ std::optional<std::int64_t> hours(std::string_view limit)
     return days * kHoursPerDay + (hasHours ? *leading : 0);
 }
 
+// "FILESYSTEM BLOCKS LIMIT"; a star behind the blocks says that the softer limit is passed. Headings are no
+// numbers.
+std::optional<std::string> remarkOnQuota(std::string_view line)
+{
+    const std::size_t first = std::min(line.find(' '), line.size());
+    const std::size_t second = line.find(' ', first + 1);
+    if (second == line.npos)
+        return std::nullopt;
+    std::string_view used = line.substr(first + 1, second - first - 1);
+    if (used.ends_with('*'))
+        used.remove_suffix(1);
+    const auto blocks = number(used);
+    const auto limit = number(line.substr(second + 1));
+    if (!blocks || !limit || *limit == 0 || *limit - *blocks >= kLeastRoom * kBlocksPerMegabyte)
+        return std::nullopt;
+    return fmt::format("Only {} MB of the quota on {} are left there.",
+        std::max<std::int64_t>(*limit - *blocks, 0) / kBlocksPerMegabyte, line.substr(0, first));
+}
+
 std::optional<std::string> remarkOn(std::string_view line)
 {
     if (line == kNoScheduler)
@@ -71,6 +93,8 @@ std::optional<std::string> remarkOn(std::string_view line)
     if (line.starts_with(kRoom))
         if (const auto room = number(line.substr(kRoom.size())); room && *room < kLeastRoom)
             return fmt::format("Only {} MB are free for the work folder there.", *room);
+    if (line.starts_with(kQuota))
+        return remarkOnQuota(line.substr(kQuota.size()));
     return std::nullopt;
 }
 
@@ -81,8 +105,9 @@ std::string query(const std::string& workDirectory)
     return fmt::format("/bin/sh -c 'command -v sbatch > /dev/null 2>&1 || echo {0}; "
                        "/bin/sh -c \"true >& /dev/null\" 2> /dev/null || echo {1}; "
                        "sinfo --noheader --format=\"{2}%P|%l\" 2> /dev/null; "
-                       "df -Pm {4} 2> /dev/null | while read a b c d e; do echo \"{3}$d\"; done'",
-        kNoScheduler, kNoRedirection, kPartition, kRoom, workDirectory);
+                       "df -Pm {4} 2> /dev/null | while read a b c d e; do echo \"{3}$d\"; done; "
+                       "quota -w 2> /dev/null | while read a b c d e; do echo \"{5}$a $b $d\"; done'",
+        kNoScheduler, kNoRedirection, kPartition, kRoom, workDirectory, kQuota);
 }
 
 std::vector<std::string> remarks(std::string_view answer)

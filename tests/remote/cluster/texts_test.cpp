@@ -148,6 +148,10 @@ TEST(ClusterCondition, TellsWhatWouldFailLater)
              {"partition long*|10-00:00:00\npartition short|1:00:00\npartition x*|infinite\n", {}},
              {"partition *|\npartition\npartition s*|x:y:z\npartition s*|99999999999999999999-0:0\n", {}},
              {"room 99\n", {"Only 99 MB"}}, {"room 100\nroom Available\nroom -5\nroom \n", {}},
+             {"quota /dev/x 102399 204800\n", {}},
+             {"quota /dev/x 204000* 204800\n", {"Only 0 MB of the quota on /dev/x"}},
+             {"quota /dev/x 900 800\n", {"Only 0 MB"}}, {"quota home: 153600 204800\n", {"Only 50 MB"}},
+             {"quota /dev/x 5 0\nquota Filesystem blocks limit\nquota Disk\nquota x -5 7\nquota a \n", {}},
              {"Welcome!\n\n\0\nroom 1", {}}}) {
         const auto remarks = clustercondition::remarks(one.answer);
         ASSERT_EQ(remarks.size(), one.remarks.size()) << one.answer;
