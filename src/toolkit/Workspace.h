@@ -18,6 +18,9 @@ public:
     std::function<void(const std::string& url)> openUrl;
     std::function<void(const std::string& path)> noteFileSystemChanged;
     std::function<void()> soundAlert;
+    // A note for a user who works elsewhere, such as that a batch has ended.
+    std::function<void(const std::string& title, const std::string& text)> notify;
+    std::function<void(const std::vector<std::string>& paths)> openPaths; // Dropped on a window.
     std::function<void(const Alert& alert)> showAlert;
     std::function<void(const FilePanel& panel)> showFilePanel;
     std::function<void(const TextQuestion& question)> askForText;

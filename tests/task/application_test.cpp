@@ -272,7 +272,7 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     edit.needsUpdate(edit);
     EXPECT_EQ(titles(edit, true), "Redo Change of the Machines");
     int quits = 0;
-    mainMenu.whenQuitting = [&quits] { ++quits; };
+    mainMenu.whenQuitting = [&quits](MainMenu::Ending) { ++quits; };
     file.choose(3);
     EXPECT_EQ(quits, 1);
     file.choose(1); // The machines' window, which is in front.

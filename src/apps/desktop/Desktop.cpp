@@ -1,5 +1,7 @@
 #include "apps/desktop/Desktop.h"
 
+#include "apps/desktop/Notifications.h"
+#include "apps/desktop/WindowPlaces.h"
 #include "apps/desktop/widgets/Dialogs.h"
 #include "apps/desktop/widgets/Text.h"
 #include "apps/desktop/widgets/WindowWidget.h"
@@ -32,6 +34,7 @@ void Desktop::fillWorkspace()
         QApplication::clipboard()->setText(toQt(text));
     };
     workspace.openUrl = [](const std::string& url) { QDesktopServices::openUrl(QUrl(toQt(url))); };
+    workspace.notify = showNotification;
     workspace.soundAlert = [] { QApplication::beep(); };
     workspace.showAlert = showAlert;
     workspace.showFilePanel = showFilePanel;
@@ -52,7 +55,9 @@ void Desktop::showWindows()
     for (auto window = shown.rbegin(); window != shown.rend(); ++window) {
         if (widgetFor(**window))
             continue;
-        widgets_.emplace_back(new WindowWidget(**window, menus_.menus()));
+        auto* widget = new WindowWidget(**window, menus_.menus());
+        widgets_.emplace_back(widget);
+        WindowPlaces::keepFor(*widget, toQt((*window)->title()), toQt((*window)->layout()));
         widgets_.back()->bringToFront();
     }
     toolkit::Window* front = shown.empty() ? nullptr : shown.front();

@@ -3,12 +3,16 @@
 #include "apps/composition/Composition.h"
 #include "apps/desktop/Desktop.h"
 #include "apps/desktop/SignInDialogs.h"
+#include "apps/desktop/SingleProgram.h"
 #include "apps/desktop/loop/QtMainLoop.h"
 #include "diagnostics/MessageWindow.h"
 #include "diagnostics/ProgressWindow.h"
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindApplication.h"
+#include "task/application/OpenWrappers.h"
 #include "task/application/StartWindow.h"
+#include "task/wrapper/WrapperPath.h"
+#include "toolkit/Workspace.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -45,14 +49,40 @@ void addOptions(QCommandLineParser& parser)
         QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."), QStringLiteral("[WRAPPER...]"));
 }
 
-int runWindows(QApplication& qt, const QStringList& wrappers)
+// The wrappers that the words name; a path inside of a wrapper means that wrapper.
+QStringList wrappersOf(const QStringList& words)
+{
+    QStringList wrappers;
+    for (const QString& word : words)
+        wrappers << QString::fromStdString(wrapperContaining(platform::paths::absolute(word.toStdString())));
+    return wrappers;
+}
+
+void open(KRTrelkindApplication& application, const QStringList& wrappers)
+{
+    for (const QString& wrapper : wrappers)
+        application.applicationOpenFile(wrapper.toStdString());
+}
+
+// The last window has closed, which no window was a reason for yet.
+void showWhenEmpty(StartWindow& start)
+{
+    if (toolkit::ShownWindows::shared().frontToBack().empty())
+        start.show();
+}
+
+void runWindows(QApplication& qt, QStringList wrappers)
 {
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
     const Program program;
     KRTrelkindApplication application;
     MainMenu menus(application);
-    menus.whenQuitting = [] { QCoreApplication::quit(); };
+    auto ending = MainMenu::Ending::WithAll;
+    menus.whenQuitting = [&ending](MainMenu::Ending how) {
+        ending = how;
+        QCoreApplication::quit();
+    };
     const MessageWindow messages;
     ProgressWindow progress;
     menus.showProgress = [&progress] { progress.window.orderFront(); };
@@ -61,16 +91,32 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
     application.awakeFromNib();
     const auto start = StartWindow::create(application);
     start->whenChoosing = [&menus] { menus.menus().front()->choose(0); }; // Open\u2026
-    for (const QString& wrapper : wrappers)
-        application.applicationOpenFile(platform::paths::absolute(wrapper.toStdString()));
+    menus.whenStaying = [&start] { showWhenEmpty(*start); };
+    QObject::connect(&qt, &QGuiApplication::lastWindowClosed, &qt, [&menus] { menus.quit(); });
+    toolkit::Workspace::shared().openPaths = [&application](const std::vector<std::string>& paths) {
+        for (const std::string& path : paths)
+            application.applicationOpenFile(wrapperContaining(path));
+    };
+    const SingleProgram single([&](const QStringList& others) {
+        open(application, wrappersOf(others));
+        const auto& windows = toolkit::ShownWindows::shared().frontToBack();
+        if (others.isEmpty() && !windows.empty())
+            windows.front()->orderFront();
+        showWhenEmpty(*start);
+    });
     if (wrappers.isEmpty())
-        start->show();
+        for (const std::string& path : OpenWrappers::ofLastSession())
+            wrappers << QString::fromStdString(path);
+    const OpenWrappers session(application);
+    open(application, wrappers);
+    showWhenEmpty(*start);
     // The companion is looked for whenever the user comes here or goes elsewhere.
     QObject::connect(&qt, &QApplication::applicationStateChanged, &qt,
         [&application] { application.applicationDidBecomeActive(); });
     loop.run();
     application.sorvanta().sendBeforeTheEnd();
-    return EXIT_SUCCESS;
+    if (ending == MainMenu::Ending::LeavingRuns)
+        std::_Exit(EXIT_SUCCESS); // The ends of queues would end their runs.
 }
 
 } // namespace
@@ -114,5 +160,10 @@ int main(int argc, char** argv)
     QApplication qt(argc, argv);
     // Qt takes the user's locale over. Numbers in files and scripts have a decimal point in every country.
     std::setlocale(LC_NUMERIC, "C");
-    return runWindows(qt, parser.positionalArguments());
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    const QStringList wrappers = wrappersOf(parser.positionalArguments());
+    if (SingleProgram::handOver(wrappers))
+        return EXIT_SUCCESS;
+    runWindows(qt, wrappers);
+    return EXIT_SUCCESS;
 }

@@ -7,8 +7,10 @@
 #include "remote/cluster/SchedulerJobs.h"
 #include "remote/machines/ClusterNames.h"
 #include "task/application/KRTrelkindApplication.h"
+#include "task/engine/BatchCount.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
+#include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -482,8 +484,11 @@ void SVTrelkindEngineLSF::folderRemovalDone(SVRemoveFolderOperation& operation)
         KRMessageCenter::addMessage("Failed to remove the folder of the batch from the cluster.",
             fmt::format("{}@{}:{}: {}", machine_->userName(), machine_->machineName(), workDirectory(),
                 operation.error().value_or("some of it may be left.")));
-    if (isAttached())
-        taskController_->endAllTasks();
+    if (!isAttached())
+        return;
+    if (const auto& notify = toolkit::Workspace::shared().notify)
+        notify(platform::paths::lastComponent(wrapper_), BatchCount::of(*taskController_).sentence());
+    taskController_->endAllTasks();
 }
 
 std::function<void(const std::string&)> SVTrelkindEngineLSF::stuck(

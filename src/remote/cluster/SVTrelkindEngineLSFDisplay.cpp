@@ -9,6 +9,7 @@
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
 #include "task/wrapper/TaskNumbers.h"
+#include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
 
@@ -82,6 +83,9 @@ void SVTrelkindEngineLSF::showSituation()
         lines.push_back(fmt::format("Nothing is known since {}", momentText(*unknownSince_)));
     lines.insert(lines.end(), remarks_.begin(), remarks_.end());
     panel_.situation.setStringValue(fmt::format("{}", fmt::join(lines, "\n")));
+    const auto& notify = toolkit::Workspace::shared().notify;
+    if (notify && login && panel_.signInButton.isHidden())
+        notify(platform::paths::lastComponent(wrapper_), lines.front());
     panel_.signInButton.setHidden(!login);
 }
 

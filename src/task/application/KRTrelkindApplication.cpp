@@ -89,7 +89,10 @@ std::shared_ptr<KRTrelkindController> KRTrelkindApplication::openTaskWithName(co
         (*open)->window()->orderFront();
         return *open;
     }
-    return listOfControllers_.emplace_back(KRTrelkindController::createFromWrapperName(path));
+    const auto opened = listOfControllers_.emplace_back(KRTrelkindController::createFromWrapperName(path));
+    if (whenWrappersChange)
+        whenWrappersChange();
+    return opened;
 }
 
 std::shared_ptr<KRTrelkindController> KRTrelkindApplication::frontController() const
@@ -128,6 +131,8 @@ void KRTrelkindApplication::removeController(SVTaskController& controller)
         definition->removeControllerNumber(controller.serialNumber());
     std::erase_if(
         listOfControllers_, [&controller](const auto& listed) { return listed.get() == &controller; });
+    if (whenWrappersChange)
+        whenWrappersChange();
 }
 
 bool KRTrelkindApplication::applicationShouldTerminate()

@@ -16,6 +16,7 @@
 #include "toolkit/Table.h"
 #include "toolkit/Window.h"
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,6 +61,8 @@ public:
     {
         return listOfControllers_;
     }
+
+    std::function<void()> whenWrappersChange; // After a wrapper was opened or closed.
 
     // Whether the program may end now.
     bool applicationShouldTerminate();

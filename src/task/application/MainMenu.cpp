@@ -2,9 +2,14 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "task/application/KRTrelkindApplication.h"
+#include "task/engine/SVTrelkindEngineLocal.h"
 #include "toolkit/Workspace.h"
 
+#include <fmt/format.h>
+
 namespace {
+
+constexpr double kSecondsBetweenLooks = 0.1;
 
 // menuNeedsUpdate() keeps the first two items of the cluster menu.
 constexpr const char* kNewMachine = "New Machine";
@@ -163,9 +168,64 @@ void MainMenu::open()
 
 void MainMenu::quit()
 {
-    if (!application_.applicationShouldTerminate())
+    if (isAsking_ || ending_)
         return;
+    if (!application_.applicationShouldTerminate()) {
+        if (whenStaying)
+            whenStaying();
+        return;
+    }
+    const auto work = SVTrelkindEngineLocal::allWork();
+    if (work.running + work.waiting == 0)
+        return end(Ending::WithAll);
+    askAboutRuns();
+}
+
+void MainMenu::askAboutRuns()
+{
+    const auto& show = toolkit::Workspace::shared().showAlert;
+    if (!show)
+        return endRuns();
+    isAsking_ = true;
+    const auto work = SVTrelkindEngineLocal::allWork();
+    std::string informative =
+        "Runs that are left go on by themselves; the next start shows what became of them.";
+    if (work.waiting > 0)
+        informative += work.waiting == 1
+            ? " 1 task has not been started; it stays waiting."
+            : fmt::format(" {} tasks have not been started; they stay waiting.", work.waiting);
+    show({.message = fmt::format("{} still running on this computer.",
+              work.running == 1 ? "1 task is" : fmt::format("{} tasks are", work.running)),
+        .informative = std::move(informative),
+        .buttons = {"Leave Running", "End Tasks", "Stay"},
+        .answered = [this](int button) {
+            isAsking_ = false;
+            if (button == 1)
+                return endRuns();
+            if (button == 0) {
+                SVTrelkindEngineLocal::dropAllWaiting();
+                return end(Ending::LeavingRuns);
+            }
+            if (whenStaying)
+                whenStaying();
+        }});
+}
+
+// Programs that are asked to end may take a moment.
+void MainMenu::endRuns()
+{
+    SVTrelkindEngineLocal::endAllWork();
+    ending_ = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, [this] {
+        const auto work = SVTrelkindEngineLocal::allWork();
+        if (work.running + work.waiting == 0)
+            end(Ending::WithAll);
+    });
+}
+
+void MainMenu::end(Ending ending)
+{
+    const auto timer = std::move(ending_); // Its own action may be the caller.
     application_.applicationWillTerminate();
     if (whenQuitting)
-        whenQuitting();
+        whenQuitting(ending);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/loop/MainLoop.h"
 #include "task/application/HelpWindows.h"
 #include "toolkit/Menu.h"
 
@@ -17,8 +18,15 @@ public:
     explicit MainMenu(KRTrelkindApplication& application);
 
     const std::vector<std::shared_ptr<toolkit::Menu>>& menus() const { return menus_; }
-    // Called when the user quits and no task objects.
-    std::function<void()> whenQuitting;
+    // The user quits: from the menu, or because he has closed the last window. No task may object. While runs
+    // go on on this computer he is asked what becomes of them.
+    void quit();
+    enum class Ending {
+        WithAll, // Nothing is at work here any more.
+        LeavingRuns, // Runs go on without the program, which must not wait for them.
+    };
+    std::function<void(Ending)> whenQuitting;
+    std::function<void()> whenStaying; // The user has been asked, or refused, and the program goes on.
     // Shows the window of work in progress; filled by the front end that has one.
     std::function<void()> showProgress;
 
@@ -30,9 +38,13 @@ private:
     std::shared_ptr<toolkit::Menu> helpMenu();
     bool isEnabled(const std::string& action) const;
     void open();
-    void quit();
+    void askAboutRuns();
+    void endRuns();
+    void end(Ending ending);
 
     KRTrelkindApplication& application_;
     HelpWindows help_;
     std::vector<std::shared_ptr<toolkit::Menu>> menus_;
+    std::unique_ptr<platform::Timer> ending_; // While the runs end that the user doesn't want to go on.
+    bool isAsking_ = false;
 };

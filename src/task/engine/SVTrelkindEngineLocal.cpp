@@ -2,9 +2,12 @@
 
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/ProcessInfo.h"
+#include "platform/files/Paths.h"
+#include "task/engine/BatchCount.h"
 #include "task/engine/RunChecks.h"
 #include "task/single/SVSingleTask.h"
 #include "task/single/SVTaskController.h"
+#include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
 
@@ -16,6 +19,14 @@ constexpr int kMostConcurrency = 32;
 constexpr double kSecondsBetweenChecks = 10.0;
 constexpr double kSecondsBetweenLooks = 0.5; // While a front end shows the runs.
 constexpr toolkit::Rect kPanelFrame{0, 0, 400, 40};
+
+// Of this process.
+std::vector<SVTrelkindEngineLocal*>& allEngines()
+{
+    static std::vector<SVTrelkindEngineLocal*> engines;
+    return engines;
+}
+
 } // namespace
 
 SVTrelkindEngineLocal::LocalAddition::LocalAddition()
@@ -39,6 +50,35 @@ SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
     panel_.startButton.whenPressed = [this] { pressedStart(); };
     panel_.endButton.whenPressed = [this] { endTasks(); };
     panel_.concurrency.whenCommitted = [this] { changeConcurrency(panel_.concurrency); };
+    allEngines().push_back(this);
+}
+
+SVTrelkindEngineLocal::~SVTrelkindEngineLocal()
+{
+    std::erase(allEngines(), this);
+}
+
+SVTrelkindEngineLocal::Work SVTrelkindEngineLocal::allWork()
+{
+    Work work;
+    for (const SVTrelkindEngineLocal* engine : allEngines()) {
+        const int running = static_cast<int>(engine->whichTasksAreRunning_.size());
+        work.running += running;
+        work.waiting += std::max(0, engine->operations_.operationCount() - running);
+    }
+    return work;
+}
+
+void SVTrelkindEngineLocal::dropAllWaiting()
+{
+    for (SVTrelkindEngineLocal* engine : allEngines())
+        engine->operations_.dropWaitingOperations();
+}
+
+void SVTrelkindEngineLocal::endAllWork()
+{
+    for (SVTrelkindEngineLocal* engine : std::vector(allEngines()))
+        engine->endTasks();
 }
 
 bool SVTrelkindEngineLocal::isToBeStarted(const SVSingleTask& task) const
@@ -180,8 +220,17 @@ void SVTrelkindEngineLocal::endedJob(SVLocalTaskOperation& operation)
     checkPeriodically_.reset();
     panel_.startButton.setHidden(false);
     panel_.endButton.setHidden(true);
+    tellOfTheEnd();
     if (taskController_ && isAttached_ && allTasksAreFinished())
         taskController_->endAllTasks();
+}
+
+// For the user, who may be at other work.
+void SVTrelkindEngineLocal::tellOfTheEnd() const
+{
+    if (const auto& notify = toolkit::Workspace::shared().notify; notify && taskController_)
+        notify(platform::paths::lastComponent(taskController_->wrapperName()),
+            BatchCount::of(*taskController_).sentence());
 }
 
 void SVTrelkindEngineLocal::disconnect()

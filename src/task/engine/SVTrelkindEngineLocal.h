@@ -34,6 +34,17 @@ public:
     };
 
     explicit SVTrelkindEngineLocal(SVTaskController* withTask);
+    ~SVTrelkindEngineLocal() override;
+
+    // The runs of all engines of this process: also of those whose window has closed.
+    struct Work {
+        int running = 0;
+        int waiting = 0;
+    };
+    static Work allWork();
+    // Drops the runs that have not begun; those that have begun need this process no more.
+    static void dropAllWaiting();
+    static void endAllWork(); // As the user ends the tasks of each engine. The runs end later.
 
     toolkit::View* settingsView() override { return &panel_.view; }
     bool isRunning() override { return operations_.operationCount() != 0; }
@@ -67,6 +78,7 @@ private:
     bool isToBeStarted(const SVSingleTask& task) const;
     std::shared_ptr<SVSingleTask> taskWithNumber(int number) const;
     bool allTasksAreFinished() const;
+    void tellOfTheEnd() const;
 
     LocalAddition panel_;
     std::unique_ptr<platform::Timer> checkPeriodically_;

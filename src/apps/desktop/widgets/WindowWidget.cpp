@@ -3,11 +3,15 @@
 #include "apps/desktop/widgets/MakeWidget.h"
 #include "apps/desktop/widgets/MenuWidget.h"
 #include "apps/desktop/widgets/Text.h"
+#include "toolkit/Workspace.h"
 
 #include <QCloseEvent>
+#include <QDropEvent>
 #include <QFileInfo>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QTableView>
+#include <QUrl>
 #include <algorithm>
 
 namespace {
@@ -34,6 +38,7 @@ WindowWidget::WindowWidget(toolkit::Window& window, const std::vector<std::share
     : window_(&window)
 {
     setAttribute(Qt::WA_DeleteOnClose);
+    setAcceptDrops(true);
     for (const auto& menu : menus) {
         auto* widget = new MenuWidget(menu, this);
         widget->setTitle(QLatin1Char('&') + widget->title()); // Alt and the first letter open it.
@@ -94,4 +99,22 @@ void WindowWidget::changeEvent(QEvent* event)
     // The menus act on the window that the user works in.
     if (event->type() == QEvent::ActivationChange && isActiveWindow() && window_)
         window_->userActivates();
+}
+
+void WindowWidget::dragEnterEvent(QDragEnterEvent* event)
+{
+    if (toolkit::Workspace::shared().openPaths && event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void WindowWidget::dropEvent(QDropEvent* event)
+{
+    std::vector<std::string> paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile())
+            paths.push_back(url.toLocalFile().toStdString());
+    if (const auto& open = toolkit::Workspace::shared().openPaths; open && !paths.empty()) {
+        event->acceptProposedAction();
+        open(paths);
+    }
 }

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-// A toolkit window with its content and the program's menus. Closing it asks the model. The widget
-// deletes itself when the model closes or ends.
+// A toolkit window with its content and the program's menus. Closing it asks the model. Files and folders
+// that are dropped on it are opened. The widget deletes itself when the model closes or ends.
 class WindowWidget final : public QMainWindow {
 public:
     WindowWidget(toolkit::Window& window, const std::vector<std::shared_ptr<toolkit::Menu>>& menus);
@@ -19,6 +19,8 @@ public:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void show(const toolkit::Window& window);
