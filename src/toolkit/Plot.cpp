@@ -16,6 +16,8 @@ constexpr double kDecadesWithoutNumbers = 1; // Seen of a logarithmic axis witho
 constexpr double kMargin = 0.5; // On either side of a single number.
 constexpr double kLeastWidth = 1e-12; // Of what is seen, beside the size of its numbers.
 constexpr double kMostScaled = 1e300;
+constexpr double kLeastPixels = 12; // A change of the room, about as wide as a digit.
+constexpr double kMostWidening = 8; // Beyond, what is drawn would be a thin line.
 
 bool isUsable(const PlotRange& range)
 {
@@ -75,7 +77,11 @@ PlotRange PlotAxis::whole() const
 
 PlotRange PlotAxis::range() const
 {
-    return zoomed_.value_or(whole());
+    const PlotRange wanted = zoomed_.value_or(whole());
+    if (widening_ == 1)
+        return wanted;
+    const double more = (wanted.upper - wanted.lower) * (widening_ - 1) / 2;
+    return {wanted.lower - more, wanted.upper + more};
 }
 
 double PlotAxis::at(double ratio) const
@@ -95,6 +101,8 @@ std::string Plot::Slider::text() const
 {
     if (count() == 0)
         return title;
+    if (position < names.size())
+        return names[position];
     return fmt::format("{} {:g} ({} of {})", title, (*values)[position], position + 1, count());
 }
 
@@ -113,6 +121,7 @@ void Plot::setContent(std::shared_ptr<const PlotContent> content)
         if (content_->image && std::exchange(axis.isLogarithmic_, false))
             axis.zoomed_.reset();
     }
+    fit();
     changed({.data = true});
 }
 
@@ -128,8 +137,8 @@ void Plot::setSliders(std::vector<Slider> sliders)
 
 const Plot::Slider* Plot::movingSlider() const
 {
-    const auto found = std::find_if(
-        sliders_.begin(), sliders_.end(), [](const Slider& slider) { return slider.count() > 1; });
+    const auto found = std::find_if(sliders_.begin(), sliders_.end(),
+        [](const Slider& slider) { return slider.count() > 1 && slider.names.empty(); });
     return found != sliders_.end() ? &*found : nullptr;
 }
 
@@ -147,6 +156,7 @@ void Plot::zoomTo(PlotRange xRatios, PlotRange yRatios)
 {
     axisTo(Direction::X).show(xRatios.lower, xRatios.upper);
     axisTo(Direction::Y).show(yRatios.lower, yRatios.upper);
+    fit();
     changed({.value = true});
 }
 
@@ -159,6 +169,7 @@ void Plot::showAll()
 {
     for (PlotAxis& axis : axes_)
         axis.zoomed_.reset();
+    fit();
     changed({.value = true});
 }
 
@@ -169,7 +180,46 @@ void Plot::setLogarithmic(Direction direction, bool isLogarithmic)
         return;
     axis.isLogarithmic_ = isLogarithmic;
     axis.zoomed_.reset();
+    fit();
     changed({.value = true});
+}
+
+void Plot::setKeepsProportions(bool keeps)
+{
+    keepsProportions_ = keeps;
+    fit();
+    changed({.value = true});
+}
+
+void Plot::setRoom(double width, double height)
+{
+    if (std::abs(width - width_) < kLeastPixels && std::abs(height - height_) < kLeastPixels)
+        return;
+    width_ = width;
+    height_ = height;
+    fit();
+    changed({.value = true});
+}
+
+// Widens what is seen on the axis that has the larger scale.
+void Plot::fit()
+{
+    for (PlotAxis& axis : axes_)
+        axis.widening_ = 1;
+    const bool isPlane = content_->image
+        || (!content_->curves.empty()
+            && std::all_of(content_->curves.begin(), content_->curves.end(),
+                [](const PlotCurve& curve) { return curve.isInPlane; }));
+    const bool isLogarithmic = axes_[0].isLogarithmic() || axes_[1].isLogarithmic();
+    if (!keepsProportions_ || !isPlane || isLogarithmic || !(width_ > 0 && height_ > 0))
+        return;
+    const auto perPixel = [](const PlotAxis& axis, double pixels) {
+        return (axis.range().upper - axis.range().lower) / pixels;
+    };
+    const double ratio = perPixel(axes_[0], width_) / perPixel(axes_[1], height_);
+    if (ratio > kMostWidening || ratio < 1 / kMostWidening)
+        return;
+    axes_[ratio < 1 ? 0 : 1].widening_ = ratio < 1 ? 1 / ratio : ratio;
 }
 
 void Plot::choosePosition(std::size_t slider, std::size_t position)

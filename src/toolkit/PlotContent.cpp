@@ -18,7 +18,7 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kPieceOfFile = 1 << 20; // Bytes.
-constexpr std::int64_t kMostCellsForOne = 4096; // Read at once where one is wanted; else it is read alone.
+constexpr std::int64_t kMostCellsForOne = 1024; // Read at once where one is wanted; else it is read alone.
 
 PlotExtent extentOf(const std::vector<double>& numbers)
 {

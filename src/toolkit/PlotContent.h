@@ -49,6 +49,7 @@ struct PlotCurve {
     PlotExtent xExtent{};
     PlotExtent yExtent{};
     bool isSinglePrecision = false; // The numbers of y.
+    bool isInPlane = false; // x and y are lengths of the same unit.
 
     // The longer one of the two lists is cut. A line whose x falls somewhere becomes a path.
     static PlotCurve create(

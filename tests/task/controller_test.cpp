@@ -108,6 +108,10 @@ TEST_F(Controller, PlotsTheSelectedVariableOfAllSelectedTasks)
     EXPECT_EQ(seen(), "Output");
     views->dataFileContent.selectRows({1});
     EXPECT_EQ(seen(), "Plot");
+    EXPECT_FALSE(scanned.stop.stop_requested());
+    views->dataFileContent.selectRows({0});
+    EXPECT_TRUE(scanned.stop.stop_requested()) << "nobody waits for that variable any more";
+    views->dataFileContent.selectRows({1});
     views->taskList.selectRows({1, 2});
     scanned.show("2/result.svbin", {"energy"});
     const auto curves = [this] { return views->plot.content()->curves; };

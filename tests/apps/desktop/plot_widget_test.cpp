@@ -1,12 +1,14 @@
 // A plot without a display: what the model says is drawn, what the user does arrives.
 
 #include "apps/desktop/widgets/MakeWidget.h"
+#include "apps/desktop/widgets/PlotValuesWidget.h"
 #include "apps/desktop/widgets/PlotWidget.h"
 #include "platform/files/FileManager.h"
 #include "platform/loop/MainLoop.h"
 #include "toolkit/Plot.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QImage>
 #include <QLabel>
 #include <QSlider>
@@ -29,7 +31,8 @@ struct Plots : testing::Test {
     }
     static void settle()
     {
-        platform::MainLoop::main().runPending();
+        for (int turn = 0; turn < 2; ++turn) // What follows another model tells of it a turn later.
+            platform::MainLoop::main().runPending();
         QApplication::processEvents();
     }
     void show(const PlotContent& content)
@@ -100,6 +103,48 @@ TEST_F(Plots, DrawAnImageAndReadItBelowThePointer)
     EXPECT_TRUE(isRead);
     show(line());
     EXPECT_TRUE(isSeen(QColor(0, 114, 178)));
+}
+
+TEST_F(Plots, DrawWhatIsKnownOfAFileUntilTheRestIsRead)
+{
+    PlotContent content;
+    PlotImage field{1000, 1000, {0, 1}, [](auto, auto) { return 1.0; }};
+    field.readRow = [](auto, auto, std::span<double> cells) { std::fill(cells.begin(), cells.end(), 1.0); };
+    field.thinned =
+        std::make_shared<const PlotImage>(PlotImage{1, 1, {0, 1}, [](auto, auto) { return 0.0; }});
+    content.image = field;
+    show(content);
+    const auto middle = [this] {
+        const QImage seen = canvas->grab().toImage();
+        return seen.pixelColor(seen.width() / 2, seen.height() / 2);
+    };
+    const QColor before = middle();
+    EXPECT_TRUE(platform::MainLoop::main().runUntil(
+        [&] {
+            QApplication::processEvents();
+            return middle() != before;
+        },
+        10));
+}
+
+TEST_F(Plots, HaveTheirNumbersAsATableToCopyFrom)
+{
+    PlotValues values(*plot);
+    const std::unique_ptr<PlotValuesWidget> table(dynamic_cast<PlotValuesWidget*>(makeWidget(values)));
+    EXPECT_EQ(table->model()->rowCount(), 0);
+    PlotContent content;
+    content.image = PlotImage{2000, 3, {0, 1},
+        [](auto column, auto row) { return static_cast<double>(column) + 0.1 * static_cast<double>(row); }};
+    show(content);
+    EXPECT_EQ(table->model()->rowCount(), 2000);
+    table->setCurrentIndex(table->model()->index(1, 0));
+    table->selectionModel()->select(QItemSelection(table->model()->index(1, 0), table->model()->index(2, 1)),
+        QItemSelectionModel::ClearAndSelect);
+    show(content); // The same numbers once more: the selection stays.
+    QTest::keyClick(table.get(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::clipboard()->text(), "1\t1.1\n2\t2.1\n");
+    show({});
+    EXPECT_EQ(table->model()->rowCount() + table->model()->columnCount(), 0);
 }
 
 TEST_F(Plots, HaveASliderForEachChoice)

@@ -1,7 +1,9 @@
 #include "apps/desktop/widgets/PlotCanvas.h"
 
 #include "apps/desktop/widgets/Text.h"
+#include "platform/loop/OperationQueue.h"
 
+#include <QPointer>
 #include <algorithm>
 #include <cmath>
 
@@ -51,6 +53,18 @@ QSharedPointer<QCPCurveDataContainer> curvePoints(const PlotCurve& curve)
     return container;
 }
 
+// A raster of the thinned copy, whose cells are larger.
+std::vector<double> thinnedRaster(const toolkit::PlotImage& image, const toolkit::PlotRange& x,
+    const toolkit::PlotRange& y, int columns, int rows)
+{
+    const auto inCopy = [](const toolkit::PlotRange& range, std::int64_t all, std::int64_t kept) {
+        const double size = static_cast<double>(kept) / static_cast<double>(all);
+        return toolkit::PlotRange{(range.lower + 0.5) * size - 0.5, (range.upper + 0.5) * size - 0.5};
+    };
+    return image.thinned->raster(inCopy(x, image.width, image.thinned->width),
+        inCopy(y, image.height, image.thinned->height), columns, rows);
+}
+
 } // namespace
 
 PlotCanvas::PlotCanvas(Plot& plot)
@@ -68,7 +82,11 @@ PlotCanvas::PlotCanvas(Plot& plot)
     legend->setVisible(false);
     axisRect()->setupFullAxesBox();
     takeColors();
-    connect(this, &QCustomPlot::afterLayout, this, [this] { drawRaster(); });
+    connect(this, &QCustomPlot::afterLayout, this, [this] {
+        if (this->plot())
+            this->plot()->setRoom(axisRect()->width(), axisRect()->height());
+        drawRaster();
+    });
     adapter_.follow([this](const Plot& shown) { showModel(shown); });
 }
 
@@ -86,6 +104,8 @@ void PlotCanvas::takeContent(const Plot& plot)
     shown_ = plot.content();
     clearPlottables();
     colorMap_ = nullptr;
+    read_ = {};
+    readValues_.clear();
     title_->setText(toQt(shown_->title));
     note_->setText(toQt(shown_->isEmpty() ? shown_->note : ""));
     if (shown_->image)
@@ -209,16 +229,71 @@ void PlotCanvas::drawRaster()
     const int rows = std::max(1, axisRect()->height());
     const QCPRange x = xAxis->range();
     const QCPRange y = yAxis->range();
-    const auto values = shown_->image->raster({x.lower, x.upper}, {y.lower, y.upper}, columns, rows);
-    const double xHalf = x.size() / columns / 2; // The library's ranges end at the centers of the last cells.
-    const double yHalf = y.size() / rows / 2;
-    auto* cells = new QCPColorMapData(columns, rows, QCPRange(x.lower + xHalf, x.upper - xHalf),
-        QCPRange(y.lower + yHalf, y.upper - yHalf));
+    const Raster wanted{{x.lower, x.upper}, {y.lower, y.upper}, columns, rows};
+    const auto& image = *shown_->image;
+    if (!image.isInFile())
+        return showCells(wanted, image.raster(wanted.x, wanted.y, columns, rows));
+    if (wanted == read_)
+        return showCells(read_, readValues_);
+    showCells(wanted, thinnedRaster(image, wanted.x, wanted.y, columns, rows));
+    if (!image.isThinnedEnoughFor(wanted.x, wanted.y, columns, rows))
+        askForRaster(wanted);
+}
+
+void PlotCanvas::showCells(const Raster& part, const std::vector<double>& values)
+{
+    const double xHalf = (part.x.upper - part.x.lower) / part.columns / 2;
+    const double yHalf = (part.y.upper - part.y.lower) / part.rows / 2;
+    // The library's ranges end at the centers of the last cells.
+    auto* cells =
+        new QCPColorMapData(part.columns, part.rows, QCPRange(part.x.lower + xHalf, part.x.upper - xHalf),
+            QCPRange(part.y.lower + yHalf, part.y.upper - yHalf));
     auto value = values.begin();
-    for (int row = 0; row < rows; ++row)
-        for (int column = 0; column < columns; ++column)
+    for (int row = 0; row < part.rows; ++row)
+        for (int column = 0; column < part.columns; ++column)
             cells->setCell(column, row, *value++);
     colorMap_->setData(cells); // Owns it now.
+}
+
+class PlotCanvas::ReadingOfRaster final : public platform::Operation {
+public:
+    using Taken = std::function<void(std::vector<double>)>;
+    ReadingOfRaster(std::shared_ptr<const toolkit::PlotContent> content, const Raster& part, Taken taken)
+        : content_(std::move(content)), part_(part), taken_(std::move(taken))
+    { }
+    void main() override
+    {
+        postWhenEnded(
+            [taken = taken_, values = content_->image->raster(part_.x, part_.y, part_.columns, part_.rows)] {
+                taken(values);
+            });
+    }
+
+private:
+    const std::shared_ptr<const toolkit::PlotContent> content_;
+    const Raster part_;
+    const Taken taken_;
+};
+
+// One at a time: when it has come, drawing asks for what is seen by then.
+void PlotCanvas::askForRaster(const Raster& wanted)
+{
+    if (!isComplete())
+        return;
+    static platform::OperationQueue readings(1);
+    asked_ = wanted;
+    const auto taken = [canvas = QPointer<PlotCanvas>(this), content = shown_, wanted](
+                           std::vector<double> values) {
+        if (!canvas)
+            return;
+        canvas->asked_ = {};
+        if (canvas->shown_ == content) {
+            canvas->read_ = wanted;
+            canvas->readValues_ = std::move(values);
+        }
+        canvas->replot(rpQueuedReplot);
+    };
+    readings.addOperation(std::make_shared<ReadingOfRaster>(shown_, wanted, taken));
 }
 
 QPointF PlotCanvas::ratiosAt(const QPointF& place) const
