@@ -9,8 +9,10 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QComboBox>
 #include <QImage>
 #include <QLabel>
+#include <QPrinter>
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
@@ -145,6 +147,68 @@ TEST_F(Plots, HaveTheirNumbersAsATableToCopyFrom)
     EXPECT_EQ(QApplication::clipboard()->text(), "1\t1.1\n2\t2.1\n");
     show({});
     EXPECT_EQ(table->model()->rowCount() + table->model()->columnCount(), 0);
+}
+
+TEST_F(Plots, AreReadAndSetByKeys)
+{
+    show(line());
+    QTest::keyClick(canvas, Qt::Key_Left, Qt::ShiftModifier);
+    EXPECT_EQ(canvas->accessibleDescription(), "a: (5, 8)");
+    EXPECT_EQ(x(), (PlotRange{0, 10})) << "the mark alone has moved";
+    QTest::keyClick(canvas, Qt::Key_Y);
+    EXPECT_TRUE(plot->axis(Plot::Direction::Y).isLogarithmic());
+    QTest::keyClick(canvas, Qt::Key_P);
+    EXPECT_FALSE(plot->keepsProportions());
+    plot->setSliders({{"Time", std::make_shared<const std::vector<double>>(3)}});
+    settle();
+    QTest::keyClick(canvas, Qt::Key_Space);
+    EXPECT_TRUE(plot->isPlaying());
+    QTest::keyClick(canvas, Qt::Key_Space);
+    EXPECT_FALSE(plot->isPlaying());
+}
+
+TEST_F(Plots, FollowThePaletteOnTheScreenAndNotOnPaper)
+{
+    show(line());
+    QPalette dark(QColor(40, 40, 45));
+    dark.setColor(QPalette::Base, QColor(20, 20, 25));
+    dark.setColor(QPalette::Text, QColor(230, 230, 231));
+    widget->setPalette(dark);
+    settle();
+    const auto share = [](const QImage& image, QColor color) {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                count += image.pixelColor(x, y) == color;
+        return static_cast<double>(count) / (image.width() * image.height());
+    };
+    EXPECT_GT(share(canvas->grab().toImage(), QColor(20, 20, 25)), 0.5);
+    EXPECT_TRUE(isSeen(QColor(230, 230, 231))) << "axes";
+
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("p.pdf");
+    QPrinter printer;
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(path);
+    widget->printOn(printer);
+    const std::string printed = platform::files::readFile(path.toStdString()).value_or("");
+    EXPECT_THAT(printed, testing::StartsWith("%PDF"));
+    EXPECT_GT(printed.size(), 2000U) << "not an empty page";
+    settle();
+    EXPECT_GT(share(canvas->grab().toImage(), QColor(20, 20, 25)), 0.5) << "dark again";
+}
+
+TEST_F(Plots, HaveAListForNames)
+{
+    plot->setSliders({{"Member", std::make_shared<const std::vector<double>>(2), 1, {"one", "two"}}});
+    settle();
+    auto* names = widget->findChild<QComboBox*>();
+    EXPECT_TRUE(names->isVisible());
+    EXPECT_EQ(names->currentText(), "two");
+    EXPECT_EQ(names->accessibleName(), "Member");
+    EXPECT_FALSE(widget->findChild<QSlider*>()->isVisible());
+    QTest::keyClick(names, Qt::Key_Up);
+    EXPECT_EQ(plot->sliders()[0].position, 0U);
 }
 
 TEST_F(Plots, HaveASliderForEachChoice)

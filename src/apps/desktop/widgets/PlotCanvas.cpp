@@ -16,6 +16,7 @@ constexpr double kZoomOfAKey = 1.5;
 constexpr double kZoomOfAWheelStep = 1.25;
 constexpr double kDegreesOfAWheelStep = 120; // In Qt's eighths of a degree.
 constexpr double kStepOfAnArrow = 0.1;
+constexpr double kStepOfMark = 0.01;
 constexpr std::size_t kMostMarkedPoints = 100; // Of a line; more would hide it.
 constexpr int kMarkSize = 5;
 
@@ -68,7 +69,8 @@ std::vector<double> thinnedRaster(const toolkit::PlotImage& image, const toolkit
 } // namespace
 
 PlotCanvas::PlotCanvas(Plot& plot)
-    : adapter_(plot), title_(new QCPTextElement(this)), note_(new QCPItemText(this))
+    : adapter_(plot), title_(new QCPTextElement(this)), note_(new QCPItemText(this)),
+      mark_(new QCPItemTracer(this))
 {
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
@@ -79,9 +81,13 @@ PlotCanvas::PlotCanvas(Plot& plot)
     plotLayout()->addElement(0, 0, title_);
     note_->position->setType(QCPItemPosition::ptAxisRectRatio);
     note_->position->setCoords(0.5, 0.5);
+    mark_->setStyle(QCPItemTracer::tsCrosshair);
+    mark_->position->setType(QCPItemPosition::ptAxisRectRatio);
+    mark_->position->setCoords(0.5, 0.5);
+    mark_->setVisible(false);
     legend->setVisible(false);
     axisRect()->setupFullAxesBox();
-    takeColors();
+    takeColors(palette());
     connect(this, &QCustomPlot::afterLayout, this, [this] {
         if (this->plot())
             this->plot()->setRoom(axisRect()->width(), axisRect()->height());
@@ -166,7 +172,7 @@ void PlotCanvas::addColorMap(const toolkit::PlotImage& image)
         colorScale_ = new QCPColorScale(this);
         plotLayout()->addElement(1, 1, colorScale_);
         colorScale_->setType(QCPAxis::atRight);
-        takeColors();
+        takeColors(palette());
     }
     QCPColorGradient gradient(QCPColorGradient::gpThermal);
     gradient.setNanHandling(QCPColorGradient::nhTransparent);
@@ -200,10 +206,12 @@ void PlotCanvas::takeAxis(QCPAxis& axis, const toolkit::PlotAxis& wanted, const 
     axis.setLabel(toQt(title));
 }
 
-void PlotCanvas::takeColors()
+void PlotCanvas::takeColors(const QPalette& colors)
 {
-    const QColor text = palette().color(QPalette::Text);
-    setBackground(palette().brush(QPalette::Base));
+    const QColor text = colors.color(QPalette::Text);
+    QColor faint = text;
+    faint.setAlphaF(0.2F);
+    setBackground(colors.brush(QPalette::Base));
     QList<QCPAxis*> axes = axisRect()->axes();
     if (colorScale_)
         axes.append(colorScale_->axis());
@@ -213,11 +221,22 @@ void PlotCanvas::takeColors()
         axis->setSubTickPen(text);
         axis->setTickLabelColor(text);
         axis->setLabelColor(text);
+        axis->grid()->setPen(QPen(faint, 0, Qt::DotLine));
+        axis->grid()->setZeroLinePen(QPen(faint, 0));
     }
     title_->setTextColor(text);
-    note_->setColor(palette().color(QPalette::PlaceholderText));
-    legend->setBrush(palette().brush(QPalette::Base));
+    note_->setColor(colors.color(QPalette::PlaceholderText));
+    mark_->setPen(QPen(text, 0, Qt::DashLine));
+    legend->setBrush(colors.brush(QPalette::Base));
+    legend->setBorderPen(faint);
     legend->setTextColor(text);
+}
+
+void PlotCanvas::paintOnPaper(QCPPainter& painter)
+{
+    takeColors(QPalette(Qt::lightGray)); // Of buttons; from that follows black on white.
+    toPainter(&painter, width(), height());
+    takeColors(palette());
 }
 
 // The raster has a cell for each pixel of what is seen; the layout is settled then.
@@ -307,25 +326,43 @@ void PlotCanvas::keyPressEvent(QKeyEvent* event)
 {
     if (!plot())
         return;
+    const auto move = [&](double x, double y) {
+        if (event->modifiers() & Qt::ShiftModifier)
+            moveMark(x * kStepOfMark, y * kStepOfMark);
+        else
+            plot()->pan(x * kStepOfAnArrow, y * kStepOfAnArrow);
+    };
     switch (event->key()) {
     case Qt::Key_Plus:
     case Qt::Key_Equal: // The same key without Shift on many keyboards.
         return plot()->zoom(kZoomOfAKey);
     case Qt::Key_Minus:
         return plot()->zoom(1 / kZoomOfAKey);
-    case Qt::Key_0:
-        return plot()->showAll();
     case Qt::Key_Left:
-        return plot()->pan(-kStepOfAnArrow, 0);
+        return move(-1, 0);
     case Qt::Key_Right:
-        return plot()->pan(kStepOfAnArrow, 0);
+        return move(1, 0);
     case Qt::Key_Down:
-        return plot()->pan(0, -kStepOfAnArrow);
+        return move(0, -1);
     case Qt::Key_Up:
-        return plot()->pan(0, kStepOfAnArrow);
+        return move(0, 1);
     default:
         QCustomPlot::keyPressEvent(event);
     }
+}
+
+void PlotCanvas::moveMark(double xStep, double yStep)
+{
+    const QPointF at = mark_->position->coords(); // y counts downwards.
+    const double x = std::clamp(at.x() + xStep, 0.0, 1.0);
+    const double y = std::clamp(at.y() - yStep, 0.0, 1.0);
+    mark_->position->setCoords(x, y);
+    mark_->setVisible(true);
+    replot(rpQueuedReplot);
+    const std::string text = plot()->readout(x, 1 - y);
+    setAccessibleDescription(toQt(text));
+    if (whenRead)
+        whenRead(text);
 }
 
 void PlotCanvas::wheelEvent(QWheelEvent* event)
@@ -381,6 +418,6 @@ void PlotCanvas::changeEvent(QEvent* event)
     QCustomPlot::changeEvent(event);
     if (event->type() != QEvent::PaletteChange || !title_)
         return;
-    takeColors();
+    takeColors(palette());
     replot(rpQueuedReplot);
 }

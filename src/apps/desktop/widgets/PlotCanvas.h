@@ -23,7 +23,10 @@ public:
     // Whether all that is to be drawn is there: a raster of a large image is read on a worker.
     bool isComplete() const { return asked_ == Raster(); }
 
-    std::function<void(const std::string&)> whenRead; // What the pointer reads; empty when it has left.
+    // What the pointer or the keys read; empty when the pointer has left.
+    std::function<void(const std::string&)> whenRead;
+    // As it is on the screen but for its colors, which are those of paper.
+    void paintOnPaper(QCPPainter& painter);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -54,7 +57,8 @@ private:
     void showModel(const toolkit::Plot& plot);
     void showLegendIfItFits();
     static void takeAxis(QCPAxis& axis, const toolkit::PlotAxis& wanted, const std::string& title);
-    void takeColors();
+    void takeColors(const QPalette& colors);
+    void moveMark(double xStep, double yStep);
     void drawRaster();
     void askForRaster(const Raster& wanted);
     void showCells(const Raster& part, const std::vector<double>& values);
@@ -70,6 +74,7 @@ private:
     Raster read_;
     std::vector<double> readValues_;
     Raster asked_;
+    QCPItemTracer* mark_; // Where the keys read, by ratios; seen after the first of them.
     QPointF draggedFrom_;
     bool isDragging_ = false;
 };
