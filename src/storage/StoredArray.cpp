@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kBlock = 1 << 15; // Elements read and converted at a time.
+constexpr std::size_t kElementsAtATime = 1 << 15; // Read and converted.
 
 } // namespace
 
@@ -19,10 +19,10 @@ void StoredArray::read(std::uint64_t first, std::span<double> into) const
         return;
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), length() - first));
     const std::size_t size = sizeOfElement(type_);
-    std::vector<unsigned char> block(std::min(count, kBlock) * size);
+    std::vector<unsigned char> block(std::min(count, kElementsAtATime) * size);
     const std::lock_guard lock(access_);
     for (std::size_t done = 0; done < count;) {
-        const std::size_t now = std::min(count - done, kBlock);
+        const std::size_t now = std::min(count - done, kElementsAtATime);
         if (!file_->readAt(offset_ + (first + done) * size, block.data(), now * size))
             return;
         if (mustSwap_)

@@ -14,6 +14,7 @@ namespace {
 constexpr double kSecondsBetweenPositions = 0.1;
 constexpr double kDecadesWithoutNumbers = 1; // Seen of a logarithmic axis without positive numbers.
 constexpr double kMargin = 0.5; // On either side of a single number.
+constexpr double kMarginOfCurves = 0.04; // On either side, as a share of all.
 constexpr double kLeastWidth = 1e-12; // Of what is seen, beside the size of its numbers.
 constexpr double kMostScaled = 1e300;
 constexpr double kLeastPixels = 12; // A change of the room, about as wide as a digit.
@@ -23,6 +24,15 @@ bool isUsable(const PlotRange& range)
 {
     const double size = std::max(std::abs(range.lower), std::abs(range.upper));
     return std::isfinite(size) && size < kMostScaled && range.upper - range.lower > size * kLeastWidth;
+}
+
+// Whether both axes have lengths of the same unit.
+bool isInPlane(const PlotContent& content)
+{
+    return content.image
+        || (!content.curves.empty()
+            && std::all_of(content.curves.begin(), content.curves.end(),
+                [](const PlotCurve& curve) { return curve.isInPlane; }));
 }
 
 // A line's point nearest to x; of other curves the one nearest to (x, y) by the distances given as ratios.
@@ -69,8 +79,10 @@ PlotRange PlotAxis::whole() const
     const PlotRange& all = isLogarithmic_ ? extent_.positive : extent_.all;
     if (all.isEmpty())
         return isLogarithmic_ ? PlotRange{1, std::pow(10, kDecadesWithoutNumbers)} : PlotRange{0, 1};
-    if (isUsable(all))
-        return all;
+    if (isUsable(all)) {
+        const double margin = margin_ * (scaled(all.upper) - scaled(all.lower));
+        return {unscaled(scaled(all.lower) - margin), unscaled(scaled(all.upper) + margin)};
+    }
     const double margin = isLogarithmic_ ? kMargin : kMargin * std::max(1.0, std::abs(all.lower));
     return {unscaled(scaled(all.lower) - margin), unscaled(scaled(all.upper) + margin)};
 }
@@ -113,6 +125,9 @@ void Plot::setContent(std::shared_ptr<const PlotContent> content)
     const bool isOther = content->title != content_->title || content->xTitle != content_->xTitle;
     content_ = std::move(content);
     contentIsToFollow_ = false;
+    // Lines and marks at the ends of an axis would be cut. Lines go from one end of the x axis to the other.
+    axisTo(Direction::X).margin_ = isInPlane(*content_) && !content_->image ? kMarginOfCurves : 0;
+    axisTo(Direction::Y).margin_ = content_->image ? 0 : kMarginOfCurves;
     axisTo(Direction::X).extent_ = content_->xExtent();
     axisTo(Direction::Y).extent_ = content_->yExtent();
     for (PlotAxis& axis : axes_) {
@@ -206,12 +221,8 @@ void Plot::fit()
 {
     for (PlotAxis& axis : axes_)
         axis.widening_ = 1;
-    const bool isPlane = content_->image
-        || (!content_->curves.empty()
-            && std::all_of(content_->curves.begin(), content_->curves.end(),
-                [](const PlotCurve& curve) { return curve.isInPlane; }));
     const bool isLogarithmic = axes_[0].isLogarithmic() || axes_[1].isLogarithmic();
-    if (!keepsProportions_ || !isPlane || isLogarithmic || !(width_ > 0 && height_ > 0))
+    if (!keepsProportions_ || !isInPlane(*content_) || isLogarithmic || !(width_ > 0 && height_ > 0))
         return;
     const auto perPixel = [](const PlotAxis& axis, double pixels) {
         return (axis.range().upper - axis.range().lower) / pixels;

@@ -26,13 +26,14 @@ public:
 
 private:
     friend class Plot;
-    PlotRange whole() const; // All of the content, with a margin where it has no width.
+    PlotRange whole() const; // All of the content, with the margin, or a wide one where it has no width.
     double scaled(double number) const; // To where equal distances look equal.
     double unscaled(double number) const;
     void show(double lowerRatio, double upperRatio);
 
     PlotExtent extent_;
     std::optional<PlotRange> zoomed_;
+    double margin_ = 0; // On either side of all, as a share of it.
     double widening_ = 1; // Of what is seen, around its center.
     bool isLogarithmic_ = false;
 };

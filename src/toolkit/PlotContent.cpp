@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 namespace toolkit {
@@ -142,8 +143,8 @@ bool writeCurve(TextFile& file, const PlotCurve& curve)
 
 bool writeImage(TextFile& file, const PlotImage& image)
 {
-    const std::vector<std::int64_t> columns =
-        cellsOf(extentOfCells(image.width).all, static_cast<int>(image.width), image.width);
+    std::vector<std::int64_t> columns(static_cast<std::size_t>(image.width));
+    std::iota(columns.begin(), columns.end(), 0);
     RowReader reader(image, columns);
     std::vector<double> cells;
     for (std::int64_t row = 0; row < image.height; ++row) {

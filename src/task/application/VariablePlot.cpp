@@ -180,7 +180,7 @@ PlotContent VariablePlot::State::numbersOfTasks() const
         times.push_back(time);
         heights.push_back(number);
     }
-    PlotContent content{variable, "Time of the task", ""};
+    PlotContent content{values[first].content.title, "Time of the task", ""};
     if (!times.empty())
         content.curves.push_back(
             PlotCurve::create("", PlotCurve::Kind::Line, std::move(times), std::move(heights)));

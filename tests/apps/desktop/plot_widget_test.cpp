@@ -10,8 +10,10 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QImage>
 #include <QLabel>
+#include <QMenu>
 #include <QPrinter>
 #include <QSlider>
 #include <QTemporaryDir>
@@ -165,6 +167,12 @@ TEST_F(Plots, AreReadAndSetByKeys)
     EXPECT_TRUE(plot->isPlaying());
     QTest::keyClick(canvas, Qt::Key_Space);
     EXPECT_FALSE(plot->isPlaying());
+    QContextMenuEvent wish(QContextMenuEvent::Keyboard, {10, 10}, canvas->mapToGlobal(QPoint(10, 10)));
+    QApplication::sendEvent(canvas, &wish);
+    auto* menu = widget->findChild<QMenu*>();
+    ASSERT_TRUE(menu && menu->isVisible());
+    EXPECT_TRUE(menu->actions().front()->isEnabled());
+    EXPECT_TRUE(menu->actions()[1]->isChecked());
 }
 
 TEST_F(Plots, FollowThePaletteOnTheScreenAndNotOnPaper)

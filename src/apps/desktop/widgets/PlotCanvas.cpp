@@ -74,6 +74,7 @@ PlotCanvas::PlotCanvas(Plot& plot)
 {
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
+    setAttribute(Qt::WA_NoMousePropagation, false); // The library sets it, and no context menu would come.
     setNoAntialiasingOnDrag(true);
     setPlottingHint(QCP::phFastPolylines);
     setMinimumSize(160, 120);
