@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+class StoredArray;
+
 // An array inside of another value, as writeArray() unwraps it.
 class KRArrayHolder {
 public:
@@ -92,6 +94,9 @@ public:
     // shows here alone, and the functions above convert it.
     virtual KRAnyArray readArrayOfType(ElementType type, const std::string& name);
     virtual KRAnyArray readNativeArray(const std::string& name); // Of the stored type.
+    // To read parts of an array later. Null for a missing name and a text, and where a storage can't: then
+    // the array is to be read as a whole.
+    virtual std::shared_ptr<const StoredArray> openArray(const std::string&) { return nullptr; }
     virtual std::optional<Bytes> readDataBlock(const std::string& name); // The stored bytes of an array.
     virtual std::optional<std::string> readRawString(const std::string& name); // UTF-8.
 

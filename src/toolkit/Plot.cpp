@@ -14,13 +14,25 @@ namespace {
 constexpr double kSecondsBetweenPositions = 0.1;
 constexpr double kDecadesWithoutNumbers = 1; // Seen of a logarithmic axis without positive numbers.
 constexpr double kMargin = 0.5; // On either side of a single number.
+constexpr double kMarginOfCurves = 0.04; // On either side, as a share of all.
 constexpr double kLeastWidth = 1e-12; // Of what is seen, beside the size of its numbers.
 constexpr double kMostScaled = 1e300;
+constexpr double kLeastPixels = 12; // A change of the room, about as wide as a digit.
+constexpr double kMostWidening = 8; // Beyond, what is drawn would be a thin line.
 
 bool isUsable(const PlotRange& range)
 {
     const double size = std::max(std::abs(range.lower), std::abs(range.upper));
     return std::isfinite(size) && size < kMostScaled && range.upper - range.lower > size * kLeastWidth;
+}
+
+// Whether both axes have lengths of the same unit.
+bool isInPlane(const PlotContent& content)
+{
+    return content.image
+        || (!content.curves.empty()
+            && std::all_of(content.curves.begin(), content.curves.end(),
+                [](const PlotCurve& curve) { return curve.isInPlane; }));
 }
 
 // A line's point nearest to x; of other curves the one nearest to (x, y) by the distances given as ratios.
@@ -67,15 +79,21 @@ PlotRange PlotAxis::whole() const
     const PlotRange& all = isLogarithmic_ ? extent_.positive : extent_.all;
     if (all.isEmpty())
         return isLogarithmic_ ? PlotRange{1, std::pow(10, kDecadesWithoutNumbers)} : PlotRange{0, 1};
-    if (isUsable(all))
-        return all;
+    if (isUsable(all)) {
+        const double margin = margin_ * (scaled(all.upper) - scaled(all.lower));
+        return {unscaled(scaled(all.lower) - margin), unscaled(scaled(all.upper) + margin)};
+    }
     const double margin = isLogarithmic_ ? kMargin : kMargin * std::max(1.0, std::abs(all.lower));
     return {unscaled(scaled(all.lower) - margin), unscaled(scaled(all.upper) + margin)};
 }
 
 PlotRange PlotAxis::range() const
 {
-    return zoomed_.value_or(whole());
+    const PlotRange wanted = zoomed_.value_or(whole());
+    if (widening_ == 1)
+        return wanted;
+    const double more = (wanted.upper - wanted.lower) * (widening_ - 1) / 2;
+    return {wanted.lower - more, wanted.upper + more};
 }
 
 double PlotAxis::at(double ratio) const
@@ -95,6 +113,8 @@ std::string Plot::Slider::text() const
 {
     if (count() == 0)
         return title;
+    if (position < names.size())
+        return names[position];
     return fmt::format("{} {:g} ({} of {})", title, (*values)[position], position + 1, count());
 }
 
@@ -105,6 +125,9 @@ void Plot::setContent(std::shared_ptr<const PlotContent> content)
     const bool isOther = content->title != content_->title || content->xTitle != content_->xTitle;
     content_ = std::move(content);
     contentIsToFollow_ = false;
+    // Lines and marks at the ends of an axis would be cut. Lines go from one end of the x axis to the other.
+    axisTo(Direction::X).margin_ = isInPlane(*content_) && !content_->image ? kMarginOfCurves : 0;
+    axisTo(Direction::Y).margin_ = content_->image ? 0 : kMarginOfCurves;
     axisTo(Direction::X).extent_ = content_->xExtent();
     axisTo(Direction::Y).extent_ = content_->yExtent();
     for (PlotAxis& axis : axes_) {
@@ -113,6 +136,7 @@ void Plot::setContent(std::shared_ptr<const PlotContent> content)
         if (content_->image && std::exchange(axis.isLogarithmic_, false))
             axis.zoomed_.reset();
     }
+    fit();
     changed({.data = true});
 }
 
@@ -128,8 +152,8 @@ void Plot::setSliders(std::vector<Slider> sliders)
 
 const Plot::Slider* Plot::movingSlider() const
 {
-    const auto found = std::find_if(
-        sliders_.begin(), sliders_.end(), [](const Slider& slider) { return slider.count() > 1; });
+    const auto found = std::find_if(sliders_.begin(), sliders_.end(),
+        [](const Slider& slider) { return slider.count() > 1 && slider.names.empty(); });
     return found != sliders_.end() ? &*found : nullptr;
 }
 
@@ -147,6 +171,7 @@ void Plot::zoomTo(PlotRange xRatios, PlotRange yRatios)
 {
     axisTo(Direction::X).show(xRatios.lower, xRatios.upper);
     axisTo(Direction::Y).show(yRatios.lower, yRatios.upper);
+    fit();
     changed({.value = true});
 }
 
@@ -159,6 +184,7 @@ void Plot::showAll()
 {
     for (PlotAxis& axis : axes_)
         axis.zoomed_.reset();
+    fit();
     changed({.value = true});
 }
 
@@ -169,7 +195,42 @@ void Plot::setLogarithmic(Direction direction, bool isLogarithmic)
         return;
     axis.isLogarithmic_ = isLogarithmic;
     axis.zoomed_.reset();
+    fit();
     changed({.value = true});
+}
+
+void Plot::setKeepsProportions(bool keeps)
+{
+    keepsProportions_ = keeps;
+    fit();
+    changed({.value = true});
+}
+
+void Plot::setRoom(double width, double height)
+{
+    if (std::abs(width - width_) < kLeastPixels && std::abs(height - height_) < kLeastPixels)
+        return;
+    width_ = width;
+    height_ = height;
+    fit();
+    changed({.value = true});
+}
+
+// Widens what is seen on the axis that has the larger scale.
+void Plot::fit()
+{
+    for (PlotAxis& axis : axes_)
+        axis.widening_ = 1;
+    const bool isLogarithmic = axes_[0].isLogarithmic() || axes_[1].isLogarithmic();
+    if (!keepsProportions_ || !isInPlane(*content_) || isLogarithmic || !(width_ > 0 && height_ > 0))
+        return;
+    const auto perPixel = [](const PlotAxis& axis, double pixels) {
+        return (axis.range().upper - axis.range().lower) / pixels;
+    };
+    const double ratio = perPixel(axes_[0], width_) / perPixel(axes_[1], height_);
+    if (ratio > kMostWidening || ratio < 1 / kMostWidening)
+        return;
+    axes_[ratio < 1 ? 0 : 1].widening_ = ratio < 1 ? 1 / ratio : ratio;
 }
 
 void Plot::choosePosition(std::size_t slider, std::size_t position)

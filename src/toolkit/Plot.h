@@ -26,13 +26,15 @@ public:
 
 private:
     friend class Plot;
-    PlotRange whole() const; // All of the content, with a margin where it has no width.
+    PlotRange whole() const; // All of the content, with the margin, or a wide one where it has no width.
     double scaled(double number) const; // To where equal distances look equal.
     double unscaled(double number) const;
     void show(double lowerRatio, double upperRatio);
 
     PlotExtent extent_;
     std::optional<PlotRange> zoomed_;
+    double margin_ = 0; // On either side of all, as a share of it.
+    double widening_ = 1; // Of what is seen, around its center.
     bool isLogarithmic_ = false;
 };
 
@@ -41,11 +43,12 @@ class Plot : public View {
 public:
     enum class Direction : std::size_t { X, Y };
 
-    // A choice from `values`, which are what the user reads beside it.
+    // A choice from `values`, which are what the user reads beside it; or from as many names.
     struct Slider {
         std::string title;
         Numbers values;
         std::size_t position = 0;
+        std::vector<std::string> names{};
         std::string text() const; // The title, the value and the place among how many.
         std::size_t count() const { return values ? values->size() : 0; }
     };
@@ -59,7 +62,7 @@ public:
     const std::vector<Slider>& sliders() const { return sliders_; }
     void setSliders(std::vector<Slider> sliders);
     bool isPlaying() const { return playing_ != nullptr; }
-    // The first slider with a choice, which play() moves; null without one.
+    // The first slider with a choice of numbers, which play() moves; null without one.
     const Slider* movingSlider() const;
 
     std::function<void()> whenPositionChosen; // The content is to follow.
@@ -70,8 +73,15 @@ public:
     void pan(double xRatio, double yRatio); // The part that is seen moves by so many of its own widths.
     void showAll();
     void setLogarithmic(Direction direction, bool isLogarithmic); // Images keep linear axes.
+    // Whether the same distance on both axes looks the same, for images and for what lies in the plane. A
+    // field that is many times as long as wide fills the room all the same.
+    bool keepsProportions() const { return keepsProportions_; }
+    void setKeepsProportions(bool keeps);
+    // The front end: the room between the axes, in pixels. No change for a few of them, since the room
+    // follows from the numbers at the axes.
+    void setRoom(double width, double height);
     void choosePosition(std::size_t slider, std::size_t position);
-    // Moves the first slider on and on, from the end to the start; not before the content of a position is
+    // Moves that slider on and on, from the end to the start; not before the content of a position is
     // there.
     void play();
     void pause();
@@ -81,6 +91,7 @@ public:
 
 private:
     PlotAxis& axisTo(Direction direction) { return axes_[static_cast<std::size_t>(direction)]; }
+    void fit();
     void moveOn();
     std::string readoutOfCurves(double xRatio, double yRatio) const;
 
@@ -89,6 +100,9 @@ private:
     std::vector<Slider> sliders_;
     bool contentIsToFollow_ = false;
     std::unique_ptr<platform::Timer> playing_;
+    bool keepsProportions_ = true;
+    double width_ = 0; // The room.
+    double height_ = 0;
 };
 
 } // namespace toolkit

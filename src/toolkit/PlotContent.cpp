@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 namespace toolkit {
@@ -18,6 +19,7 @@ namespace {
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
 constexpr std::size_t kPieceOfFile = 1 << 20; // Bytes.
+constexpr std::int64_t kMostCellsForOne = 1024; // Read at once where one is wanted; else it is read alone.
 
 PlotExtent extentOf(const std::vector<double>& numbers)
 {
@@ -78,11 +80,61 @@ private:
     bool isGood_ = true;
 };
 
+// Takes the wanted cells of one row after the other.
+class RowReader {
+public:
+    RowReader(const PlotImage& image, const std::vector<std::int64_t>& columns)
+        : image_(image), columns_(columns)
+    {
+        for (const std::int64_t column : columns) {
+            first_ = column >= 0 && first_ < 0 ? column : first_;
+            last_ = std::max(last_, column);
+        }
+    }
+    // NaN for a row or a column below 0.
+    void append(std::int64_t row, std::vector<double>& result)
+    {
+        if (row < 0 || last_ < 0) {
+            result.insert(result.end(), columns_.size(), kNoNumber);
+        } else if (!image_.isInFile()) {
+            for (const std::int64_t column : columns_)
+                result.push_back(column < 0 ? kNoNumber : image_.value(column, row));
+        } else {
+            if (row != read_)
+                read(row);
+            for (const std::int64_t column : columns_)
+                result.push_back(column < 0 ? kNoNumber : cells_[static_cast<std::size_t>(column - first_)]);
+        }
+    }
+
+private:
+    void read(std::int64_t row)
+    {
+        read_ = row;
+        const std::int64_t count = last_ - first_ + 1;
+        cells_.resize(static_cast<std::size_t>(count));
+        const auto cells = std::span(cells_);
+        if (count < kMostCellsForOne * static_cast<std::int64_t>(columns_.size()))
+            return image_.readRow(row, first_, cells);
+        for (const std::int64_t column : columns_)
+            if (column >= 0)
+                image_.readRow(row, column, cells.subspan(static_cast<std::size_t>(column - first_), 1));
+    }
+
+    const PlotImage& image_;
+    const std::vector<std::int64_t>& columns_; // They rise.
+    std::int64_t first_ = -1;
+    std::int64_t last_ = -1;
+    std::int64_t read_ = -1; // The row that cells_ are of.
+    std::vector<double> cells_;
+};
+
 bool writeCurve(TextFile& file, const PlotCurve& curve)
 {
     const std::string name = quoted(curve.name);
     for (std::size_t i = 0; i < curve.x->size(); ++i) {
-        fmt::format_to(file.end(), "{},{},{}\n", name, (*curve.x)[i], (*curve.y)[i]);
+        fmt::format_to(
+            file.end(), "{},{},{}\n", name, (*curve.x)[i], exactText((*curve.y)[i], curve.isSinglePrecision));
         if (!file.writePiece())
             return false;
     }
@@ -91,9 +143,16 @@ bool writeCurve(TextFile& file, const PlotCurve& curve)
 
 bool writeImage(TextFile& file, const PlotImage& image)
 {
+    std::vector<std::int64_t> columns(static_cast<std::size_t>(image.width));
+    std::iota(columns.begin(), columns.end(), 0);
+    RowReader reader(image, columns);
+    std::vector<double> cells;
     for (std::int64_t row = 0; row < image.height; ++row) {
-        for (std::int64_t column = 0; column < image.width; ++column)
-            fmt::format_to(file.end(), "{}{}", column > 0 ? "," : "", image.value(column, row));
+        cells.clear();
+        reader.append(row, cells);
+        for (std::size_t column = 0; column < cells.size(); ++column)
+            fmt::format_to(
+                file.end(), "{}{}", column > 0 ? "," : "", exactText(cells[column], image.isSinglePrecision));
         fmt::format_to(file.end(), "\n");
         if (!file.writePiece())
             return false;
@@ -102,6 +161,11 @@ bool writeImage(TextFile& file, const PlotImage& image)
 }
 
 } // namespace
+
+std::string exactText(double number, bool isSinglePrecision)
+{
+    return isSinglePrecision ? fmt::format("{}", static_cast<float>(number)) : fmt::format("{}", number);
+}
 
 PlotRange PlotRange::none()
 {
@@ -154,10 +218,12 @@ PlotCurve PlotCurve::overIndex(std::string name, std::vector<double> yNumbers)
 
 std::optional<double> PlotImage::valueAt(double x, double y) const
 {
-    const double number = raster({x, x}, {y, y}, 1, 1).front();
     const bool isInside = x >= -0.5 && y >= -0.5 && x < static_cast<double>(width) - 0.5
         && y < static_cast<double>(height) - 0.5;
-    return isInside ? std::optional(number) : std::nullopt;
+    if (!isInside)
+        return std::nullopt;
+    return value(
+        static_cast<std::int64_t>(std::floor(x + 0.5)), static_cast<std::int64_t>(std::floor(y + 0.5)));
 }
 
 std::vector<double> PlotImage::raster(const PlotRange& x, const PlotRange& y, int columns, int rows) const
@@ -168,10 +234,39 @@ std::vector<double> PlotImage::raster(const PlotRange& x, const PlotRange& y, in
     const auto columnCells = cellsOf(x, columns, width);
     const auto rowCells = cellsOf(y, rows, height);
     result.reserve(columnCells.size() * rowCells.size());
+    RowReader reader(*this, columnCells);
     for (const std::int64_t row : rowCells)
-        for (const std::int64_t column : columnCells)
-            result.push_back(row < 0 || column < 0 ? kNoNumber : value(column, row));
+        reader.append(row, result);
     return result;
+}
+
+PlotImage PlotImage::thinnedTo(std::int64_t mostColumns, std::int64_t mostRows) const
+{
+    PlotImage thin;
+    thin.width = std::min(width, mostColumns);
+    thin.height = std::min(height, mostRows);
+    thin.isSinglePrecision = isSinglePrecision;
+    const auto wide = extentOfCells(width).all;
+    const auto high = extentOfCells(height).all;
+    auto cells = std::make_shared<const std::vector<double>>(
+        raster(wide, high, static_cast<int>(thin.width), static_cast<int>(thin.height)));
+    for (const double cell : *cells)
+        thin.values.include(cell);
+    thin.value = [cells, columns = thin.width](std::int64_t column, std::int64_t row) {
+        return (*cells)[static_cast<std::size_t>(row * columns + column)];
+    };
+    return thin;
+}
+
+bool PlotImage::isThinnedEnoughFor(const PlotRange& x, const PlotRange& y, int columns, int rows) const
+{
+    const auto isEnough = [](std::int64_t all, std::int64_t kept, const PlotRange& seen, int pixels) {
+        const double keptAndSeen =
+            (seen.upper - seen.lower) * static_cast<double>(kept) / static_cast<double>(all);
+        return kept == all || keptAndSeen >= pixels;
+    };
+    return thinned && isEnough(width, thinned->width, x, columns)
+        && isEnough(height, thinned->height, y, rows);
 }
 
 PlotExtent PlotContent::xExtent() const

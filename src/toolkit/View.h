@@ -2,7 +2,9 @@
 
 #include "toolkit/Model.h"
 
+#include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace toolkit {
@@ -87,10 +89,17 @@ private:
     Direction direction_;
 };
 
-// The same with borders that the user moves.
+// The same with borders that the user moves. Until then each view has its share of the room: as many parts as
+// `shares` says, and one where it says nothing.
 class Split : public Stack {
 public:
-    using Stack::Stack;
+    explicit Split(Direction direction, std::vector<int> shares = {2})
+        : Stack(direction), shares_(std::move(shares))
+    { }
+    int share(std::size_t index) const { return index < shares_.size() ? shares_[index] : 1; }
+
+private:
+    std::vector<int> shares_;
 };
 
 } // namespace toolkit

@@ -1,3 +1,4 @@
+#include "storage/StoredArray.h"
 #include "storage_testing.h"
 
 #include "datafile/SVMatlabRecords.h"
@@ -136,6 +137,11 @@ TEST_F(MatlabFile, ReadsTheOtherByteOrder)
         EXPECT_EQ(shown(*each), "f = 2x1x1: 1.5 2.5; n = 1; s = -7; t = 'Hi'; wide = 'Hi'; ");
         EXPECT_EQ(numbersOf(each->readFloatArray("f")), (std::vector<float>{1.5F, 2.5F}));
     }
+    double part[2] = {};
+    file->openArray("f")->read(1, part); // One of them is beyond the end.
+    EXPECT_EQ(part[0], 2.5);
+    EXPECT_TRUE(std::isnan(part[1]));
+    EXPECT_FALSE(file->openArray("t") || file->openArray("none"));
     EXPECT_EQ(KRDataFileMatBinary::convertBytes("Hi", false, ElementType::UChar, 100), "Hi");
     // The library would read an index without the byte order.
     file->createIndexFile(KRContainerFileName::createWithName(folder / "x.index"));

@@ -65,6 +65,7 @@ public:
     }
     int count = 0; // Readings of whole files.
     int updates = 0;
+    std::stop_token stop; // Of the last reading for a plot.
 
 private:
     struct Content : SVFileContent {
@@ -78,9 +79,10 @@ private:
         }
         void update() override { ++owner.updates; }
         // A number: how many bytes the variable's name has.
-        void readForPlot(
-            const std::string& variable, const PlottedValue::Choice&, PlotRead read) const override
+        void readForPlot(const std::string& variable, const PlottedValue::Choice&,
+            const std::stop_token& stop, PlotRead read) const override
         {
+            owner.stop = stop;
             PlottedValue value;
             value.number = static_cast<double>(variable.size());
             platform::MainLoop::main().post([read, value] { read(value); });

@@ -104,17 +104,28 @@ TEST_F(Controller, PlotsTheSelectedVariableOfAllSelectedTasks)
     views->taskList.selectRows({1});
     selectFile("result.svbin");
     scanned.show("1/result.svbin", {"covered", "energy"});
-    EXPECT_TRUE(views->variableViews.isHidden());
+    const auto seen = [this] { return views->resultViews.selectedIdentifier(); };
+    EXPECT_EQ(seen(), "Output");
     views->dataFileContent.selectRows({1});
-    EXPECT_FALSE(views->variableViews.isHidden());
+    EXPECT_EQ(seen(), "Plot");
+    EXPECT_FALSE(scanned.stop.stop_requested());
+    views->dataFileContent.selectRows({0});
+    EXPECT_TRUE(scanned.stop.stop_requested()) << "nobody waits for that variable any more";
+    views->dataFileContent.selectRows({1});
     views->taskList.selectRows({1, 2});
     scanned.show("2/result.svbin", {"energy"});
     const auto curves = [this] { return views->plot.content()->curves; };
     EXPECT_TRUE(platform::MainLoop::main().runUntil([&] { return !curves().empty(); }, 5));
     ASSERT_EQ(curves().size(), 1U);
     EXPECT_EQ(*curves()[0].y, (std::vector<double>{6, 6}));
+    views->resultViews.choose("Values");
+    views->resultViews.choose("Output");
+    views->taskList.selectRows({1});
+    EXPECT_EQ(seen(), "Output") << "the user's choice is kept for the same variable";
+    views->dataFileContent.selectRows({0});
+    EXPECT_EQ(seen(), "Values") << "where the user has looked at variables last";
     views->taskList.selectRows({});
-    EXPECT_TRUE(views->variableViews.isHidden());
+    EXPECT_TRUE(curves().empty());
 }
 
 TEST_F(Controller, FollowsTheSelectedFileWhileItsTaskRuns)
@@ -162,8 +173,8 @@ TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
     EXPECT_EQ(outline(views->content),
         "[[[Executable][Project][Done]]"
         "[Tasks:Notes:[[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]"
-        "[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]][Plot:[Plot]]][[Output "
-        "Output]]]"
+        "[[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]]]"
+        "[Output:Plot:Values:[[Output Output]][Plot][Values]]]]"
         "[[Notes][Description]]][[][][Tasks at a time]]]");
 
     SVTrelkindEngine* engine = controller->engine();

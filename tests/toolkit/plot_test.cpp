@@ -2,7 +2,7 @@
 
 #include "platform/files/FileManager.h"
 #include "platform/loop/Pace.h"
-#include "toolkit/Plot.h"
+#include "toolkit/PlotValues.h"
 
 #include <gmock/gmock.h>
 
@@ -66,16 +66,111 @@ TEST(PlotImage, IsReducedToTheCellsBelowTheCentersOfARaster)
     EXPECT_EQ(image.valueAt(1, -0.6), std::nullopt);
 }
 
+TEST(PlotImage, OfAFileIsReadByRowsAndThinnedForADrawing)
+{
+    PlotImage image = imageOf(6000, 9);
+    int reads = 0;
+    image.readRow = [&](std::int64_t row, std::int64_t column, std::span<double> cells) {
+        ++reads;
+        for (double& cell : cells)
+            cell = static_cast<double>(10000 * row + column++);
+    };
+    const PlotRange x{-0.5, 5999.5};
+    EXPECT_THAT(image.raster(x, {2.8, 3.2}, 3, 4),
+        testing::Each(testing::AllOf(testing::Ge(31000), testing::Le(35000))));
+    EXPECT_EQ(reads, 3) << "far cells alone, and each row once";
+    EXPECT_THAT(
+        image.raster({9.5, 12.5}, {0.5, 2.5}, 3, 2), ElementsAre(10010, 10011, 10012, 20010, 20011, 20012));
+    EXPECT_EQ(reads, 5);
+    const PlotImage thin = image.thinnedTo(3, 100);
+    EXPECT_FALSE(thin.isInFile());
+    EXPECT_EQ(thin.height, 9);
+    EXPECT_EQ(thin.value(2, 8), 85000);
+    EXPECT_EQ(thin.values, (PlotRange{1000, 85000}));
+    image.thinned = std::make_shared<const PlotImage>(image.thinnedTo(3000, 9));
+    EXPECT_TRUE(image.isThinnedEnoughFor(x, {0, 1}, 3000, 9));
+    EXPECT_FALSE(image.isThinnedEnoughFor({0, 3000}, {0, 1}, 3000, 9));
+}
+
+TEST(Plot, LooksTheSameInBothDirectionsWhereThatMeansSomething)
+{
+    Plot plot;
+    PlotContent square;
+    square.image = imageOf(10, 10);
+    plot.setContent(std::make_shared<const PlotContent>(square));
+    plot.setRoom(400, 200);
+    expectRange(plot.axis(X), -5.5, 14.5);
+    expectRange(plot.axis(Y), -0.5, 9.5);
+    plot.zoom(2);
+    expectRange(plot.axis(X), -0.5, 9.5);
+    plot.setRoom(200, 400);
+    plot.showAll();
+    expectRange(plot.axis(Y), -5.5, 14.5);
+    EXPECT_EQ(plot.readout(0.5, 0.999), "") << "beside the field";
+    plot.setKeepsProportions(false);
+    expectRange(plot.axis(Y), -0.5, 9.5);
+    plot.setKeepsProportions(true);
+    PlotContent strip;
+    strip.image = imageOf(1000, 10);
+    plot.setContent(std::make_shared<const PlotContent>(strip));
+    expectRange(plot.axis(Y), -0.5, 9.5); // It would be a thin line.
+    PlotCurve path = PlotCurve::create("", PlotCurve::Kind::Path, {0, 10}, {0, 10});
+    plot.setContent(contentOf({path}));
+    expectRange(plot.axis(Y), -0.4, 10.4);
+    path.isInPlane = true;
+    plot.setContent(contentOf({path}));
+    expectRange(plot.axis(Y), -5.8, 15.8);
+    plot.setLogarithmic(X, true);
+    expectRange(plot.axis(Y), -0.4, 10.4);
+}
+
+TEST(PlotValues, AreATableOfWhatIsShown)
+{
+    auto plot = std::make_unique<Plot>();
+    PlotValues values(*plot);
+    EXPECT_EQ(values.rows() + values.columns(), 0);
+    const auto show = [&](PlotContent content) {
+        content.title = "v";
+        content.xTitle = "t";
+        plot->setContent(std::make_shared<const PlotContent>(std::move(content)));
+        platform::MainLoop::main().runPending();
+    };
+    const auto table = [&] {
+        std::string text;
+        for (std::int64_t column = 0; column < values.columns(); ++column) {
+            text += values.columnTitle(column) + ":";
+            for (std::int64_t row = 0; row < values.rows(); ++row)
+                text += " " + values.text(row, column);
+            text += "\n";
+        }
+        return text;
+    };
+    const auto curve = [](const char* name, std::vector<double> x, std::vector<double> y) {
+        return PlotCurve::create(name, PlotCurve::Kind::Line, std::move(x), std::move(y));
+    };
+    PlotCurve third = curve("c", {0, 7}, {0.1F, 2});
+    third.isSinglePrecision = true;
+    show(*contentOf({curve("a", {0}, {0.1}), curve("", {0, 1}, {1.0 / 3, kNaN}), third}));
+    EXPECT_EQ(table(), "t: 0 1\na: 0.1 \nv: 0.3333333333333333 nan\nt: 0 7\nc: 0.1 2\n");
+    EXPECT_EQ(values.text(2, 0) + values.text(0, 9) + values.text(-1, 0) + values.columnTitle(5), "");
+    PlotContent image;
+    image.image = imageOf(2, 3); // The first index is that of the columns there.
+    show(image);
+    EXPECT_EQ(table(), "0: 0 1\n1: 100 101\n2: 200 201\n");
+    plot.reset();
+    EXPECT_EQ(values.columns(), 3) << "what was shown last";
+}
+
 TEST(Plot, ZoomsAroundAPlaceAndPansUntilAllIsShownAgain)
 {
     Plot plot;
     plot.setContent(contentOf({PlotCurve::create("", PlotCurve::Kind::Points, {0, 10}, {1, 3})}));
     plot.zoom(2, 0.25, 0.5);
     expectRange(plot.axis(X), 1.25, 6.25);
-    expectRange(plot.axis(Y), 1.5, 2.5);
+    expectRange(plot.axis(Y), 1.46, 2.54); // All of it is 1 to 3, with a margin.
     plot.pan(0.5, -1);
     expectRange(plot.axis(X), 3.75, 8.75);
-    expectRange(plot.axis(Y), 0.5, 1.5);
+    expectRange(plot.axis(Y), 0.38, 1.46);
     plot.setContent(contentOf({PlotCurve::create("", PlotCurve::Kind::Points, {0, 20}, {1, 3})}));
     expectRange(plot.axis(X), 3.75, 8.75); // The file has grown; the user goes on looking at the same part.
     plot.showAll();
@@ -93,11 +188,11 @@ TEST(Plot, ALogarithmicAxisShowsThePositivePartAndMovesByFactors)
     Plot plot;
     plot.setContent(contentOf({PlotCurve::overIndex("", {-5, 0, 1, 100})}));
     plot.setLogarithmic(Y, true);
-    expectRange(plot.axis(Y), 1, 100);
-    plot.pan(0, 0.5);
-    expectRange(plot.axis(Y), 10, 1000);
+    expectRange(plot.axis(Y), std::pow(10, -0.08), std::pow(10, 2.08));
+    plot.pan(0, 1 / 2.16);
+    expectRange(plot.axis(Y), std::pow(10, 0.92), std::pow(10, 3.08));
     plot.setLogarithmic(Y, false);
-    expectRange(plot.axis(Y), -5, 100);
+    expectRange(plot.axis(Y), -9.2, 104.2);
     plot.setLogarithmic(Y, true);
     PlotContent image;
     image.image = imageOf(3, 4);

@@ -36,6 +36,7 @@ std::shared_ptr<DataFileContent> DataFileContent::open(const std::string& path, 
 
 void DataFileContent::openAnew()
 {
+    numberRead_ = std::make_shared<NumberRead>();
     const auto stream = DataFileStream::open(path_, DataFileStream::Access::Read);
     identity_ = stream ? std::optional(stream->identity()) : std::nullopt;
     file_->openFile(path_);
@@ -125,15 +126,21 @@ std::string DataFileContent::cell(std::string_view column, std::size_t row) cons
     return *text;
 }
 
-void DataFileContent::readForPlot(
-    const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const
+void DataFileContent::readForPlot(const std::string& variable, const PlottedValue::Choice& choice,
+    const std::stop_token& stop, PlotRead read) const
 {
+    PlotRequest request{choice, std::nullopt, stop};
+    if (numberRead_->variable == variable && numberRead_->member == choice.member)
+        request.earlier = numberRead_->curve;
     KRComputationalThread::shared().startForObject(KRCT_Storage::create(
-        [record = recordNamed(variable), file = dataFile_, choice] {
-            return std::make_shared<PlottedValue>(readPlottedValue(file, record, choice));
+        [record = recordNamed(variable), file = dataFile_, request] {
+            return std::make_shared<PlottedValue>(readPlottedValue(file, record, request));
         },
-        [read = std::move(read)](const std::shared_ptr<void>& value) { // Null after an exception.
+        // Null after an exception.
+        [read = std::move(read), variable, kept = numberRead_](const std::shared_ptr<void>& value) {
             const auto result = std::static_pointer_cast<PlottedValue>(value);
+            if (result && !result->times && result->content.curves.size() == 1)
+                *kept = {variable, result->member, result->content.curves.front()};
             read(result ? *result : PlottedValue());
         },
         [] { return std::shared_ptr<KRMessageCenter>(); }));

@@ -29,8 +29,8 @@ public:
     std::size_t count() const override { return records_.size(); }
     std::string cell(std::string_view column, std::size_t row) const override;
     void update() override;
-    void readForPlot(
-        const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const override;
+    void readForPlot(const std::string& variable, const PlottedValue::Choice& choice,
+        const std::stop_token& stop, PlotRead read) const override;
 
     // In the order of the rows.
     const std::vector<Record>& records() const { return records_; }
@@ -66,5 +66,13 @@ private:
     std::vector<Record> records_;
     mutable std::vector<std::optional<std::string>> information_; // By row, once it was asked for.
     std::optional<Look> lastLook_;
+    // The number that was read last for a plot: its next reading goes on from there. One for each opening of
+    // the file; readings that are late keep the old one.
+    struct NumberRead {
+        std::string variable;
+        std::size_t member = 0;
+        std::optional<toolkit::PlotCurve> curve;
+    };
+    std::shared_ptr<NumberRead> numberRead_;
     std::unique_ptr<platform::Timer> laterUpdate_;
 };

@@ -1,13 +1,15 @@
 #include "apps/composition/PlotReading.h"
 
-#include "storage/values/KRAnyArray.h"
+#include "apps/composition/ArrayDrawing.h"
 #include "variables/structures/EntryNames.h"
 #include "variables/structures/KRVariableStructure.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace names = variables::names;
 using toolkit::PlotCurve;
@@ -15,178 +17,191 @@ using toolkit::PlotCurve;
 namespace {
 
 constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
-constexpr std::int64_t kSmallArray = 1 << 20; // Elements.
+constexpr std::size_t kNumbersBetweenLooks = 256; // At the request to stop.
+constexpr int kMostNesting = 8; // Of groups whose members are listed.
 
-// Calls work(elements) with a pointer to the elements in the stored type.
-template <class Work>
-auto withElements(const KRAnyArray& array, Work work)
-{
-    return withElementType(array.type(),
-        [&]<class T>(std::type_identity<T>) { return work(static_cast<const T*>(array.elements())); });
-}
+// A variable or a member of a group in it: its type, and where its values are.
+struct Part {
+    std::string name; // Of a member: "outer/inner".
+    std::string type;
+    std::string ending; // Behind the place of the whole value.
+};
 
-std::vector<double> numbersOf(const KRAnyArray& array, std::int64_t first, std::int64_t step)
-{
-    std::vector<double> numbers;
-    withElements(array, [&](const auto* elements) {
-        for (std::int64_t i = first; i < array.length(); i += step)
-            numbers.push_back(static_cast<double>(elements[i]));
-    });
-    return numbers;
-}
+class Reading {
+public:
+    Reading(const KRDataFile::Pointer& file, const KRVariableRecord& record, const PlotRequest& request)
+        : file_(file), record_(record), request_(request),
+          isNumbered_(file->contains(names::value(record.name(), 0)))
+    { }
 
-// A part of an array, which the image keeps. The first index of an array runs fastest.
-toolkit::PlotImage imageOf(const KRAnyArray& array, std::int64_t slice)
-{
-    const std::int64_t width = array.m();
-    const std::int64_t first = slice * width * array.n();
-    toolkit::PlotImage image;
-    image.width = width;
-    image.height = array.n();
-    withElements(array, [&](const auto* elements) {
-        for (std::int64_t i = first; i < first + width * image.height; ++i)
-            image.values.include(static_cast<double>(elements[i]));
-        image.value = [array, elements, first, width](std::int64_t column, std::int64_t row) {
-            return static_cast<double>(elements[first + row * width + column]);
-        };
-    });
-    return image;
-}
-
-// What is drawn of an array without a meaning of its own: by its dimensions.
-void showArray(const KRAnyArray& array, const PlottedValue::Choice& choice, PlottedValue& value)
-{
-    const bool isRow = (array.m() > 1) + (array.n() > 1) + (array.o() > 1) <= 1;
-    if (isRow) {
-        value.content.xTitle = "Index";
-        value.content.curves.push_back(PlotCurve::overIndex("", numbersOf(array, 0, 1)));
-        return;
+    void read()
+    {
+        const auto& structure = record_.structure();
+        const bool isSeries = record_.type() == "Series" && structure && structure->seriesType();
+        const auto shown = isSeries ? structure->seriesType() : structure;
+        Part part{"", isSeries ? shown->type() : record_.type(), ""};
+        if (shown && shown->isAGroup()) {
+            std::vector<Part> members;
+            listMembers(*shown, part, members, kMostNesting);
+            if (members.empty())
+                return;
+            value_.member = std::min(request_.choice.member, members.size() - 1);
+            for (const Part& member : members)
+                value_.members.push_back(member.name);
+            part = members[value_.member];
+        }
+        if (part.type == "Real Number")
+            showNumbers(part);
+        else
+            showStep(part);
     }
-    value.slices = array.o() > 1 ? static_cast<std::size_t>(array.o()) : 0;
-    value.slice = value.slices > 0 ? std::min(choice.slice, value.slices - 1) : 0;
-    value.content.xTitle = "First index";
-    value.content.yTitle = "Second index";
-    value.content.image = imageOf(array, static_cast<std::int64_t>(value.slice));
-}
+    PlottedValue take() { return std::move(value_); }
 
-// Pairs of coordinates, one behind the other or all x before all y.
-template <PlotCurve::Kind kind>
-void showPairs(const KRAnyArray& array, const PlottedValue::Choice&, PlottedValue& value)
-{
-    const bool isPairwise = array.m() == 2 || array.length() == 2;
-    if (!isPairwise && array.n() != 2)
-        return;
-    const std::int64_t half = array.length() / 2;
-    auto x = numbersOf(array, 0, isPairwise ? 2 : 1);
-    auto y = numbersOf(array, isPairwise ? 1 : half, isPairwise ? 2 : 1);
-    x.resize(static_cast<std::size_t>(half));
-    value.content.xTitle = "x";
-    value.content.yTitle = "y";
-    value.content.curves.push_back(PlotCurve::create("", kind, std::move(x), std::move(y)));
-}
+private:
+    static void listMembers(
+        const KRVariableStructure& group, const Part& outer, std::vector<Part>& members, int levels)
+    {
+        for (std::size_t i = 0; levels > 0 && i < group.groupNames().size(); ++i) {
+            const std::string& name = group.groupNames()[i];
+            const auto& type = group.groupTypes()[i];
+            const Part member{outer.name.empty() ? name : outer.name + "/" + name, type->type(),
+                names::part(outer.ending, name)};
+            if (type->isAGroup())
+                listMembers(*type, member, members, levels - 1);
+            else if (member.type == "Real Number" || member.type == "Table"
+                || drawing::isOneArray(member.type))
+                members.push_back(member);
+        }
+    }
 
-void showRegion(const KRAnyArray& array, const PlottedValue::Choice&, PlottedValue& value)
-{
-    const auto n = numbersOf(array, 0, 1);
-    if (n.size() != 4) // One with more elements is empty or was never found.
-        return;
-    value.content.xTitle = "x";
-    value.content.yTitle = "y";
-    value.content.curves.push_back(
-        PlotCurve::create("", PlotCurve::Kind::Region, {n[0], n[1], n[1], n[0]}, {n[2], n[2], n[3], n[3]}));
-}
+    std::string placeOf(const Part& part, std::size_t step) const
+    {
+        const std::string whole =
+            isNumbered_ ? names::value(record_.name(), static_cast<std::int64_t>(step)) : record_.name();
+        return whole + part.ending;
+    }
 
-// How the values of a type that is stored as one array are drawn.
-struct Drawing {
-    std::string_view type;
-    void (*show)(const KRAnyArray& array, const PlottedValue::Choice& choice, PlottedValue& value);
+    double numberAt(const std::string& place) const
+    {
+        const auto end = file_->resolveNameAllowingRedirection(place);
+        const auto number = end ? file_->readNumber(*end) : std::nullopt;
+        return number ? number->doubleValue() : kNoNumber;
+    }
+
+    void showNumbers(const Part& part)
+    {
+        auto times = record_.times().asNumbers();
+        std::vector<double> numbers;
+        if (goesOn(times))
+            numbers = *request_.earlier->y;
+        while (!numbers.empty() && std::isnan(numbers.back())) // It wasn't there yet.
+            numbers.pop_back();
+        numbers.reserve(times.size());
+        for (std::size_t k = numbers.size(); k < times.size(); ++k) {
+            if (k % kNumbersBetweenLooks == 0 && request_.stop.stop_requested())
+                return;
+            numbers.push_back(numberAt(placeOf(part, k)));
+        }
+        if (numbers.size() == 1)
+            value_.number = numbers.front();
+        value_.content.xTitle = "Time";
+        value_.content.curves.push_back(
+            PlotCurve::create("", PlotCurve::Kind::Line, std::move(times), std::move(numbers)));
+    }
+
+    // Whether the times are those of the reading before and perhaps more.
+    bool goesOn(const std::vector<double>& times) const
+    {
+        const auto& earlier = request_.earlier;
+        return isNumbered_ && earlier && earlier->x->size() <= times.size()
+            && std::equal(earlier->x->begin(), earlier->x->end(), times.begin());
+    }
+
+    void showStep(const Part& part)
+    {
+        auto times = std::make_shared<const std::vector<double>>(record_.times().asNumbers());
+        if (times->empty() || request_.stop.stop_requested())
+            return;
+        value_.step = std::min(request_.choice.step.value_or(times->size() - 1), times->size() - 1);
+        if (times->size() > 1)
+            value_.times = std::move(times);
+        const std::string place = placeOf(part, value_.step);
+        if (part.type == "Table")
+            showTable(place);
+        else
+            drawing::showArray(file_, part.type, place, storedRange(part), request_.choice, value_);
+    }
+
+    // Of all values of the variable; nothing where the file doesn't tell it.
+    std::optional<toolkit::PlotRange> storedRange(const Part& part) const
+    {
+        const std::string place = names::valueRange(record_.name());
+        if (!part.ending.empty() || !file_->contains(place))
+            return std::nullopt;
+        const auto ends = drawing::numbersAt(file_, place);
+        return ends.size() == 2 ? std::optional(toolkit::PlotRange{ends[0], ends[1]}) : std::nullopt;
+    }
+
+    // A curve for each column of numbers, over the column "Time" or else the first one. Columns end with the
+    // first one without a name: the stored count may be any number.
+    void showTable(const std::string& place)
+    {
+        struct Column {
+            std::string name;
+            std::vector<double> numbers;
+        };
+        std::vector<Column> columns;
+        for (std::int64_t k = 0; !request_.stop.stop_requested(); ++k) {
+            const auto name = file_->contains(names::columnName(place, k))
+                ? file_->readRawString(names::columnName(place, k))
+                : std::nullopt;
+            if (!name)
+                break;
+            const std::string values = names::column(place, k);
+            if (file_->readRawString(names::listKind(values)) == "Number")
+                columns.push_back({*name, drawing::numbersAt(file_, values)});
+        }
+        if (columns.empty())
+            return;
+        if (columns.size() == 1) {
+            value_.content.xTitle = "Row";
+            value_.content.curves.push_back(
+                PlotCurve::overIndex(columns[0].name, std::move(columns[0].numbers)));
+            return;
+        }
+        auto places = std::find_if(columns.begin(), columns.end(),
+            [](const Column& column) { return column.name == "Time" || column.name == "time"; });
+        if (places == columns.end())
+            places = columns.begin();
+        value_.content.xTitle = places->name;
+        for (auto column = columns.begin(); column != columns.end(); ++column)
+            if (column != places)
+                value_.content.curves.push_back(PlotCurve::create(
+                    column->name, PlotCurve::Kind::Line, places->numbers, std::move(column->numbers)));
+    }
+
+    const KRDataFile::Pointer& file_;
+    const KRVariableRecord& record_;
+    const PlotRequest& request_;
+    const bool isNumbered_; // The values have places of their own, step by step.
+    PlottedValue value_;
 };
-constexpr Drawing kDrawings[] = {
-    {"Array", showArray},
-    {"NumberList", showArray},
-    {"Bitmap2D", showArray},
-    {"Point2D", showPairs<PlotCurve::Kind::Points>},
-    {"PointCollection2D", showPairs<PlotCurve::Kind::Points>},
-    {"Path2D", showPairs<PlotCurve::Kind::Path>},
-    {"Region2D", showRegion},
-};
-
-// A large value is read through an object of its own, so that the main thread never waits for the file's
-// lock.
-KRAnyArray readArray(const KRDataFile::Pointer& file, const std::string& place)
-{
-    const auto end = file->resolveNameAllowingRedirection(place);
-    const auto size = end ? file->getSizeOfVariable(*end) : std::nullopt;
-    if (!size)
-        return {};
-    const bool isSmall = static_cast<double>(size->m) * size->n * size->o <= static_cast<double>(kSmallArray);
-    const auto own = isSmall ? nullptr : KRDataFile::createFromStructure(file->structure());
-    return (own ? own : file)->readNativeArray(*end);
-}
-
-double numberAt(KRDataFile& file, const std::string& place)
-{
-    const auto end = file.resolveNameAllowingRedirection(place);
-    const auto number = end ? file.readNumber(*end) : std::nullopt;
-    return number ? number->doubleValue() : kNoNumber;
-}
-
-void showNumbers(KRDataFile& file, const KRVariableRecord& record, PlottedValue& value)
-{
-    auto times = record.times().asNumbers();
-    std::vector<double> numbers;
-    const bool isNumbered = file.contains(names::value(record.name(), 0));
-    for (std::size_t k = 0; k < times.size(); ++k)
-        numbers.push_back(numberAt(
-            file, isNumbered ? names::value(record.name(), static_cast<std::int64_t>(k)) : record.name()));
-    if (numbers.size() == 1)
-        value.number = numbers.front();
-    value.content.xTitle = "Time";
-    value.content.curves.push_back(
-        PlotCurve::create("", PlotCurve::Kind::Line, std::move(times), std::move(numbers)));
-}
-
-// The type of the values: that of a series stands in its structure.
-std::string typeOfValues(const KRVariableRecord& record)
-{
-    const auto& structure = record.structure();
-    const bool isSeries = record.type() == "Series" && structure && structure->seriesType();
-    return isSeries ? structure->seriesType()->type() : record.type();
-}
-
-void showStep(const KRDataFile::Pointer& file, const KRVariableRecord& record,
-    const PlottedValue::Choice& choice, PlottedValue& value)
-{
-    const std::string type = typeOfValues(record);
-    const auto* drawing = std::find_if(std::begin(kDrawings), std::end(kDrawings),
-        [&type](const Drawing& known) { return known.type == type; });
-    if (drawing == std::end(kDrawings))
-        return;
-    auto times = std::make_shared<const std::vector<double>>(record.times().asNumbers());
-    if (times->empty())
-        return;
-    value.step = std::min(choice.step.value_or(times->size() - 1), times->size() - 1);
-    const bool isNumbered = file->contains(names::value(record.name(), 0));
-    if (times->size() > 1)
-        value.times = std::move(times);
-    const KRAnyArray array = readArray(file,
-        isNumbered ? names::value(record.name(), static_cast<std::int64_t>(value.step)) : record.name());
-    if (array && array.length() > 0)
-        drawing->show(array, choice, value);
-}
 
 } // namespace
 
 PlottedValue readPlottedValue(const KRDataFile::Pointer& file,
-    const std::shared_ptr<const KRVariableRecord>& record, const PlottedValue::Choice& choice)
+    const std::shared_ptr<const KRVariableRecord>& record, const PlotRequest& request)
 {
     PlottedValue value;
+    if (request.stop.stop_requested())
+        return value;
     if (file && record) {
+        Reading reading(file, *record, request);
+        reading.read();
+        value = reading.take();
         value.content.title = record->name();
-        if (typeOfValues(*record) == "Real Number")
-            showNumbers(*file, *record, value);
-        else
-            showStep(file, *record, choice, value);
+        if (!value.members.empty())
+            value.content.title += ": " + value.members[value.member];
     }
     if (value.content.isEmpty())
         value.content.note = record

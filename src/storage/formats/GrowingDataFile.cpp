@@ -5,6 +5,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "platform/files/FileManager.h"
 #include "platform/loop/Pace.h"
+#include "storage/StoredArray.h"
 #include "storage/bytes/StoredText.h"
 #include "storage/values/ElementConversion.h"
 
@@ -318,6 +319,23 @@ KRAnyArray GrowingDataFile::readNativeArray(const std::string& name)
     if (!array)
         KRMessageCenter::seriousErrorMessage(fmt::format("Couldn't read the array {}", name));
     return array;
+}
+
+std::shared_ptr<const StoredArray> GrowingDataFile::openArray(const std::string& name)
+{
+    const std::lock_guard lock(accessLock_);
+    const KRDataFileEntry* entry = find(name);
+    const auto type = entry && !entry->isAString() && !entry->isSparse() ? entry->element() : std::nullopt;
+    const auto shape = type ? shapeOf(name, *entry) : std::nullopt;
+    auto file = shape ? DataFileStream::open(fileName_, DataFileStream::Access::Read) : nullptr;
+    if (!file || (identity_ && file->identity() != *identity_))
+        return nullptr;
+    const std::uint64_t size = entry->requiredSize();
+    if (size > file->length() || entry->offsetInFile() > file->length() - size
+        || entry->elementCount() != static_cast<std::uint64_t>(shape->m) * shape->n * shape->o)
+        return nullptr;
+    return std::make_shared<StoredArray>(
+        std::move(file), entry->offsetInFile(), *type, needToSwap_, Size{shape->m, shape->n, shape->o});
 }
 
 std::optional<KRDataStorage::Bytes> GrowingDataFile::readDataBlock(const std::string& name)

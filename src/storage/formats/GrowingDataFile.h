@@ -19,6 +19,7 @@ public:
     // Nothing can be removed from these formats: true for an empty list.
     bool removeVariables(const std::vector<std::string>& names, const KRProgressCPP& progress = {}) override;
     KRAnyArray readNativeArray(const std::string& name) override;
+    std::shared_ptr<const StoredArray> openArray(const std::string& name) override;
     std::optional<Bytes> readDataBlock(const std::string& name) override;
 
     // The entries of a part of the file.

@@ -299,6 +299,11 @@ KRAnyArray KRDataFileStack::readNativeArray(const std::string& name)
     return firstAnswer(name, [&](KRDataFile& member) { return member.readNativeArray(name); });
 }
 
+std::shared_ptr<const StoredArray> KRDataFileStack::openArray(const std::string& name)
+{
+    return firstAnswer(name, [&](KRDataFile& member) { return member.openArray(name); });
+}
+
 std::optional<KRDataStorage::Bytes> KRDataFileStack::readDataBlock(const std::string& name)
 {
     return firstAnswer(name, [&](KRDataFile& member) { return member.readDataBlock(name); });

@@ -44,6 +44,7 @@ public:
     std::optional<StorageNumber> readNumber(const std::string& name) override;
     KRAnyArray readArrayOfType(ElementType type, const std::string& name) override;
     KRAnyArray readNativeArray(const std::string& name) override;
+    std::shared_ptr<const StoredArray> openArray(const std::string& name) override;
     std::optional<Bytes> readDataBlock(const std::string& name) override;
     std::optional<std::string> readRawString(const std::string& name) override;
     bool writeString(const std::string&, const std::string&) override { return false; }

@@ -190,8 +190,11 @@ void KRTrelkindController::selectVariable()
     if (table.numberOfRows() == 0)
         return;
     const int row = table.selectedRow();
+    const std::string before = plottedVariable_;
     plottedVariable_ = row >= 0 ? toolkit::cellText(dataFileCell("Name", row)) : "";
     plotVariable();
+    if (!plottedVariable_.empty() && plottedVariable_ != before)
+        views_->showVariable();
 }
 
 // Another file, or one that has grown, has the variable in another row.
@@ -215,7 +218,6 @@ void KRTrelkindController::plotVariable()
 {
     const auto file = selectedFile();
     const bool isPlotted = !plottedVariable_.empty() && file && SVFileContent::isDataFile(*file);
-    views_->variableViews.setHidden(!isPlotted);
     if (!isPlotted)
         return variablePlot_->clear();
     std::vector<VariablePlot::Source> sources;

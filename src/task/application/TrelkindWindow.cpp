@@ -34,15 +34,20 @@ void TrelkindWindow::arrange()
     fixedPartOfView.addTab({"Tasks", "Tasks", &batchPage});
     fixedPartOfView.addTab({"Notes", "Notes", &notesPage});
     batchPage.addSubview(taskList);
-    batchPage.addSubview(filesAndContent);
-    batchPage.addSubview(outputScroller);
+    batchPage.addSubview(filesAndResults);
+    filesAndResults.addSubview(filesAndContent);
+    filesAndResults.addSubview(resultViews);
     filesAndContent.addSubview(fileTable);
     filesAndContent.addSubview(optionForFileDisplay);
     optionForFileDisplay.addTab({"Nothing", "Nothing", nullptr});
     optionForFileDisplay.addTab({"DataFile", "Variables", &dataFileContent});
-    filesAndContent.addSubview(variableViews);
-    variableViews.addTab({"Plot", "Plot", &plot});
-    variableViews.setHidden(true);
+    resultViews.willSelect = [this] {
+        if (resultViews.selectedIdentifier() != "Output")
+            viewOfVariable_ = resultViews.selectedIdentifier();
+    };
+    resultViews.addTab({"Output", "Output", &outputScroller});
+    resultViews.addTab({"Plot", "Plot", &plot});
+    resultViews.addTab({"Values", "Values", &plotValues});
     outputScroller.addSubview(outputFromProgram);
     notesPage.addSubview(writeUp);
     notesPage.addSubview(setupDescription);
@@ -70,6 +75,7 @@ void TrelkindWindow::name()
     dataFileContent.setAccessibleName("Variables");
     dataFileContent.setColumns(SVFileContent::columns());
     plot.setAccessibleName("Plot");
+    plotValues.setAccessibleName("Values");
     outputFromProgram.setAccessibleName("Output");
     outputFromProgram.setColumns({{.identifier = "Output", .title = "Output"}});
     executable.setAccessibleName("Executable");
@@ -77,6 +83,12 @@ void TrelkindWindow::name()
     howMuchIsDoneField.setAccessibleName("Done");
     writeUp.setAccessibleName("Notes");
     setupDescription.setAccessibleName("Description");
+}
+
+void TrelkindWindow::showVariable()
+{
+    if (resultViews.selectedIdentifier() == "Output")
+        resultViews.select(viewOfVariable_);
 }
 
 void TrelkindWindow::raiseFixedPart(double height)

@@ -3,6 +3,7 @@
 #include "toolkit/Controls.h"
 #include "toolkit/Menu.h"
 #include "toolkit/Plot.h"
+#include "toolkit/PlotValues.h"
 #include "toolkit/Table.h"
 #include "toolkit/Window.h"
 
@@ -11,7 +12,9 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks; files, variables of the selected file and the plot of one; output
+//         batchPage           tasks, and below them:
+//           filesAndContent     the files, and the variables of the selected one
+//           resultViews         output; the plot of the selected variable; its values
 //         notesPage           the user's notes, the description of the set-up
 //       an engine's panel   while an engine is attached
 struct TrelkindWindow {
@@ -19,16 +22,18 @@ struct TrelkindWindow {
     toolkit::Stack content{toolkit::Direction::Down};
     toolkit::Stack heading{toolkit::Direction::Across};
     toolkit::TabView fixedPartOfView; // Gives room to an engine's panel.
-    toolkit::Split batchPage{toolkit::Direction::Down};
-    toolkit::Split filesAndContent{toolkit::Direction::Across};
+    toolkit::Split batchPage{toolkit::Direction::Down, {2, 3}};
+    toolkit::Split filesAndResults{toolkit::Direction::Across, {2, 3}};
+    toolkit::Split filesAndContent{toolkit::Direction::Down, {1, 1}};
     toolkit::Split notesPage{toolkit::Direction::Down};
 
     toolkit::Table taskList;
     toolkit::Table fileTable;
     toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".
     toolkit::Table dataFileContent;
-    toolkit::TabView variableViews; // Hidden until a variable is selected.
+    toolkit::TabView resultViews; // "Output", "Plot" or "Values".
     toolkit::Plot plot;
+    toolkit::PlotValues plotValues{plot};
     toolkit::View outputScroller;
     toolkit::Table outputFromProgram;
     toolkit::TextField xCodeProjectLocation;
@@ -45,10 +50,14 @@ struct TrelkindWindow {
 
     TrelkindWindow();
 
+    // Brings up the plot or, where the user has looked at those before, the values.
+    void showVariable();
     // Moves the fixed part up by the height of an engine's panel below it. A negative height moves it back.
     void raiseFixedPart(double height);
 
 private:
     void arrange();
     void name();
+
+    std::string viewOfVariable_ = "Plot"; // The user's last choice.
 };

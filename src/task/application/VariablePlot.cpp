@@ -9,7 +9,7 @@ using toolkit::PlotCurve;
 
 namespace {
 
-enum class Choice : std::size_t { Task, Step, Slice }; // The sliders, in their order.
+enum class Choice : std::size_t { Member, Step, Slice, Task }; // The sliders, in their order.
 
 toolkit::Numbers numbersUpTo(std::size_t count)
 {
@@ -30,6 +30,7 @@ struct VariablePlot::State : std::enable_shared_from_this<VariablePlot::State> {
     void readSource(std::size_t index);
     void take(std::size_t index, const PlottedValue& value);
     void finish();
+    void stop();
     void showSliders(bool hasImage);
     PlotContent contentOfCurves() const;
     PlotContent numbersOfTasks() const;
@@ -46,6 +47,7 @@ struct VariablePlot::State : std::enable_shared_from_this<VariablePlot::State> {
     std::vector<PlottedValue> values;
     std::size_t first = 0; // The source that is read first and shown where it has an image.
     std::size_t pending = 0;
+    std::stop_source stopping; // Of the round's readings.
     bool mustAskAgain = false;
     bool isOther = false; // The variable, since the round has begun.
 };
@@ -62,19 +64,25 @@ VariablePlot::VariablePlot(toolkit::Plot& plot) : state_(std::make_shared<State>
 
 VariablePlot::~VariablePlot()
 {
+    state_->stopping.request_stop();
     state_->plot.whenPositionChosen = nullptr;
 }
 
 void VariablePlot::show(const std::string& variable, std::vector<Source> sources)
 {
+    std::erase_if(sources, [](const Source& source) { return !source.content; });
     if (variable != state_->variable) {
         state_->followsEnd = true;
-        state_->isOther = state_->pending > 0;
         state_->plot.setSliders({});
+        state_->stop();
+    } else if (std::any_of(state_->read.begin(), state_->read.end(), [&sources](const Source& source) {
+                   return std::none_of(sources.begin(), sources.end(),
+                       [&source](const Source& other) { return other.content == source.content; });
+               })) {
+        state_->stop(); // A file was deselected.
     }
     state_->variable = variable;
     state_->sources = std::move(sources);
-    std::erase_if(state_->sources, [](const Source& source) { return !source.content; });
     state_->ask();
 }
 
@@ -82,9 +90,16 @@ void VariablePlot::clear()
 {
     state_->variable.clear();
     state_->sources.clear();
-    state_->isOther = state_->pending > 0;
+    state_->stop();
     state_->plot.setSliders({});
     state_->plot.setContent(nullptr);
+}
+
+// What the round that is under way has read isn't shown.
+void VariablePlot::State::stop()
+{
+    isOther = pending > 0;
+    stopping.request_stop();
 }
 
 std::size_t VariablePlot::State::position(Choice choice) const
@@ -95,7 +110,8 @@ std::size_t VariablePlot::State::position(Choice choice) const
 
 PlottedValue::Choice VariablePlot::State::chosen() const
 {
-    return {followsEnd ? std::nullopt : std::optional(position(Choice::Step)), position(Choice::Slice)};
+    return {followsEnd ? std::nullopt : std::optional(position(Choice::Step)), position(Choice::Slice),
+        position(Choice::Member)};
 }
 
 void VariablePlot::State::ask()
@@ -106,6 +122,7 @@ void VariablePlot::State::ask()
     }
     mustAskAgain = false;
     isOther = false;
+    stopping = {};
     read = sources;
     values.assign(read.size(), {});
     if (read.empty())
@@ -117,8 +134,8 @@ void VariablePlot::State::ask()
 void VariablePlot::State::readSource(std::size_t index)
 {
     ++pending;
-    read[index].content->readForPlot(
-        variable, chosen(), [weak = weak_from_this(), index](const PlottedValue& value) {
+    read[index].content->readForPlot(variable, chosen(), stopping.get_token(),
+        [weak = weak_from_this(), index](const PlottedValue& value) {
             if (const auto state = weak.lock())
                 state->take(index, value);
         });
@@ -163,7 +180,7 @@ PlotContent VariablePlot::State::numbersOfTasks() const
         times.push_back(time);
         heights.push_back(number);
     }
-    PlotContent content{variable, "Time of the task", ""};
+    PlotContent content{values[first].content.title, "Time of the task", ""};
     if (!times.empty())
         content.curves.push_back(
             PlotCurve::create("", PlotCurve::Kind::Line, std::move(times), std::move(heights)));
@@ -177,7 +194,7 @@ PlotContent VariablePlot::State::contentOfCurves() const
     for (std::size_t i = 0; i < values.size(); ++i)
         for (PlotCurve curve : values[i].content.curves) {
             if (values.size() > 1)
-                curve.name = read[i].task;
+                curve.name = read[i].task + (curve.name.empty() ? "" : ": " + curve.name);
             if (content.curves.empty()) {
                 content.xTitle = values[i].content.xTitle;
                 content.yTitle = values[i].content.yTitle;
@@ -194,8 +211,9 @@ void VariablePlot::State::showSliders(bool hasImage)
     for (const Source& source : read)
         tasks.push_back(source.taskTime);
     std::vector<toolkit::Plot::Slider> sliders{
-        {"Task", hasImage ? std::make_shared<const std::vector<double>>(std::move(tasks)) : nullptr, first},
-        {"Time", shown.times, shown.step}, {"Slice", numbersUpTo(shown.slices), shown.slice}};
+        {"Member", numbersUpTo(shown.members.size()), shown.member, shown.members},
+        {"Time", shown.times, shown.step}, {"Slice", numbersUpTo(shown.slices), shown.slice},
+        {"Task", hasImage ? std::make_shared<const std::vector<double>>(std::move(tasks)) : nullptr, first}};
     if (mustAskAgain) // The user has moved on: his sliders stay where they are.
         for (std::size_t i = 0; i < std::min(sliders.size(), plot.sliders().size()); ++i)
             sliders[i].position = plot.sliders()[i].position;

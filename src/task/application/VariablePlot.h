@@ -10,8 +10,9 @@
 
 // Shows one variable of the data files of one or more tasks in a plot: their curves together; single numbers
 // over the times of the tasks; of images one at a time, with a slider to choose the task. Further sliders
-// choose the time step, which stays at the last one while the file grows, and the slice. Files are read on
-// workers, and what was shown stays until then. Main thread. The plot is borrowed.
+// choose the time step, which stays at the last one while the file grows, the slice, and the member of a
+// group. Files are read on workers, each by one reading at a time, and what was shown stays until then.
+// Readings of a file that is no longer shown are stopped. Main thread. The plot is borrowed.
 class VariablePlot {
 public:
     struct Source {

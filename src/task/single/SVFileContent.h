@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,10 +29,11 @@ public:
 
     // Reads what a plot shows of a variable, on a worker. `read` is called once on the main thread, never
     // from inside the call and also after the object has gone. A variable that isn't there, that can't be
-    // read or has nothing to draw gives a note.
+    // read or has nothing to draw gives a note. Of a number that was read before only what is new is read.
+    // After a request to stop the value may be an empty one.
     using PlotRead = std::function<void(const PlottedValue&)>;
-    virtual void readForPlot(
-        const std::string& variable, const PlottedValue::Choice& choice, PlotRead read) const = 0;
+    virtual void readForPlot(const std::string& variable, const PlottedValue::Choice& choice,
+        const std::stop_token& stop, PlotRead read) const = 0;
 
     // The columns of a table of variables.
     static std::vector<toolkit::Column> columns();

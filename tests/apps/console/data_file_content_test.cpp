@@ -10,6 +10,9 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <cmath>
+#include <filesystem>
+
 namespace {
 
 struct Content : testing::Test {
@@ -126,7 +129,8 @@ struct Plotted : Content {
     PlottedValue read(const char* variable, PlottedValue::Choice choice = {})
     {
         std::optional<PlottedValue> value;
-        content->readForPlot(variable, choice, [&](const PlottedValue& plotted) { value = plotted; });
+        content->readForPlot(
+            variable, choice, stop.get_token(), [&](const PlottedValue& plotted) { value = plotted; });
         EXPECT_FALSE(value) << "never from inside the call";
         platform::MainLoop::main().runUntil([&] { return value.has_value(); }, 10);
         return value.value_or(PlottedValue());
@@ -148,6 +152,7 @@ struct Plotted : Content {
     }
 
     std::shared_ptr<DataFileContent> content;
+    std::stop_source stop;
 };
 
 TEST_F(Plotted, NumbersOverTheirTimesAsTheFileGrows)
@@ -165,6 +170,10 @@ TEST_F(Plotted, NumbersOverTheirTimesAsTheFileGrows)
     EXPECT_THAT(*value.content.curves[0].x, testing::ElementsAre(0, 0.5, 1));
     EXPECT_THAT(*value.content.curves[0].y, testing::ElementsAre(0, 10, 20));
     EXPECT_FALSE(value.number || value.times);
+    addStep(file, 3);
+    content->update();
+    EXPECT_TRUE(shows(*content, "4 time values"));
+    EXPECT_THAT(*read("v").content.curves[0].y, testing::ElementsAre(0, 10, 20, 30));
     EXPECT_FALSE(read("w").content.note.empty());
 }
 
@@ -195,6 +204,72 @@ TEST_F(Plotted, ArraysByTheirDimensionsStepByStep)
     EXPECT_EQ(read("field", {.step = 0}).content.image->height, 3);
     EXPECT_TRUE(read("word").content.isEmpty());
     EXPECT_FALSE(read("word").content.note.empty());
+}
+
+TEST_F(Plotted, ALargeFieldStaysInItsFile)
+{
+    constexpr long kSide = 2100;
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    SVVariableWriter writer(file);
+    SVMutableFloatArray numbers(kSide, kSide);
+    for (long j = 0; j < kSide; ++j)
+        for (long i = 0; i < kSide; ++i)
+            numbers(i, j) = static_cast<float>(i + kSide * j);
+    writer.Write("field", SVVariableValue(numbers).As("Array"));
+    writer.Finish();
+    load();
+    const toolkit::PlotImage image = read("field").content.image.value();
+    ASSERT_TRUE(image.isInFile());
+    EXPECT_TRUE(image.isSinglePrecision);
+    EXPECT_EQ(image.value(3, 2), 3 + 2 * kSide);
+    const toolkit::PlotRange all{-0.5, kSide - 0.5};
+    EXPECT_EQ(image.raster(all, all, 7, 3).back(), 1950 + kSide * 1750) << "below the raster's last center";
+    EXPECT_EQ(image.raster({9.5, 10.5}, all, 1, 1).front(), 10 + kSide * 1050);
+    EXPECT_EQ(image.thinned->height, 512);
+    EXPECT_NEAR(image.values.upper, kSide * kSide, 5 * kSide) << "of the cells that were read";
+    EXPECT_TRUE(image.isThinnedEnoughFor(all, all, 500, 500));
+    EXPECT_FALSE(image.isThinnedEnoughFor(all, {0, 9}, 500, 500));
+    file.Flush();
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) / 2);
+    EXPECT_EQ(image.value(3, 2), 3 + 2 * kSide);
+    EXPECT_TRUE(std::isnan(image.value(0, kSide - 1))) << "cut off since";
+}
+
+TEST_F(Plotted, ColumnsOfTablesAndMembersOfGroups)
+{
+    SVDataFile file(path.c_str(), SVFile::NewReadWrite);
+    SVVariableWriter writer(file);
+    const auto numbers = [](std::vector<double> list) { return SVVariableValue(list).As("NumberList"); };
+    writer.Write("table",
+        SVVariableValue::Table(
+            {{"a", numbers({5, 6, 7})}, {"time", numbers({0, 1, 2})}, {"b", numbers({1, 2, 3})}}));
+    using Type = SVVariableType;
+    writer.Announce("group",
+        Type::Group({{"name", "String"}, {"energy", "Real Number"},
+            {"inner", Type::Group({{"line", "NumberList"}})}}));
+    for (int step = 0; step < 2; ++step)
+        writer.Append("group", step,
+            SVVariableValue::Group({{"name", "x"}, {"energy", 2.0 * step},
+                {"inner", SVVariableValue::Group({{"line", counted(3, 1)}})}}));
+    writer.Finish();
+    load();
+
+    const auto table = read("table").content;
+    EXPECT_EQ(table.xTitle, "time");
+    ASSERT_EQ(table.curves.size(), 2U);
+    EXPECT_EQ(table.curves[1].name, "b");
+    EXPECT_THAT(*table.curves[1].x, testing::ElementsAre(0, 1, 2));
+    EXPECT_THAT(*table.curves[1].y, testing::ElementsAre(1, 2, 3));
+
+    const PlottedValue energy = read("group");
+    EXPECT_THAT(energy.members, testing::ElementsAre("energy", "inner/line"));
+    EXPECT_THAT(*energy.content.curves.at(0).y, testing::ElementsAre(0, 2));
+    const PlottedValue line = read("group", {.step = std::nullopt, .slice = 0, .member = 1});
+    EXPECT_EQ(line.content.title, "group: inner/line");
+    EXPECT_THAT(*line.content.curves.at(0).y, testing::ElementsAre(0, 1, 2));
+    EXPECT_EQ(line.times->size(), 2U);
+    stop.request_stop();
+    EXPECT_TRUE(read("group").content.isEmpty());
 }
 
 TEST_F(Plotted, PathsPointsAndRegionsInThePlane)

@@ -1,14 +1,20 @@
 // A plot without a display: what the model says is drawn, what the user does arrives.
 
 #include "apps/desktop/widgets/MakeWidget.h"
+#include "apps/desktop/widgets/PlotValuesWidget.h"
 #include "apps/desktop/widgets/PlotWidget.h"
 #include "platform/files/FileManager.h"
 #include "platform/loop/MainLoop.h"
 #include "toolkit/Plot.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QContextMenuEvent>
 #include <QImage>
 #include <QLabel>
+#include <QMenu>
+#include <QPrinter>
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QTest>
@@ -29,7 +35,8 @@ struct Plots : testing::Test {
     }
     static void settle()
     {
-        platform::MainLoop::main().runPending();
+        for (int turn = 0; turn < 2; ++turn) // What follows another model tells of it a turn later.
+            platform::MainLoop::main().runPending();
         QApplication::processEvents();
     }
     void show(const PlotContent& content)
@@ -100,6 +107,116 @@ TEST_F(Plots, DrawAnImageAndReadItBelowThePointer)
     EXPECT_TRUE(isRead);
     show(line());
     EXPECT_TRUE(isSeen(QColor(0, 114, 178)));
+}
+
+TEST_F(Plots, DrawWhatIsKnownOfAFileUntilTheRestIsRead)
+{
+    PlotContent content;
+    PlotImage field{1000, 1000, {0, 1}, [](auto, auto) { return 1.0; }};
+    field.readRow = [](auto, auto, std::span<double> cells) { std::fill(cells.begin(), cells.end(), 1.0); };
+    field.thinned =
+        std::make_shared<const PlotImage>(PlotImage{1, 1, {0, 1}, [](auto, auto) { return 0.0; }});
+    content.image = field;
+    show(content);
+    const auto middle = [this] {
+        const QImage seen = canvas->grab().toImage();
+        return seen.pixelColor(seen.width() / 2, seen.height() / 2);
+    };
+    const QColor before = middle();
+    EXPECT_TRUE(platform::MainLoop::main().runUntil(
+        [&] {
+            QApplication::processEvents();
+            return middle() != before;
+        },
+        10));
+}
+
+TEST_F(Plots, HaveTheirNumbersAsATableToCopyFrom)
+{
+    PlotValues values(*plot);
+    const std::unique_ptr<PlotValuesWidget> table(dynamic_cast<PlotValuesWidget*>(makeWidget(values)));
+    EXPECT_EQ(table->model()->rowCount(), 0);
+    PlotContent content;
+    content.image = PlotImage{2000, 3, {0, 1},
+        [](auto column, auto row) { return static_cast<double>(column) + 0.1 * static_cast<double>(row); }};
+    show(content);
+    EXPECT_EQ(table->model()->rowCount(), 2000);
+    table->setCurrentIndex(table->model()->index(1, 0));
+    table->selectionModel()->select(QItemSelection(table->model()->index(1, 0), table->model()->index(2, 1)),
+        QItemSelectionModel::ClearAndSelect);
+    show(content); // The same numbers once more: the selection stays.
+    QTest::keyClick(table.get(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QApplication::clipboard()->text(), "1\t1.1\n2\t2.1\n");
+    show({});
+    EXPECT_EQ(table->model()->rowCount() + table->model()->columnCount(), 0);
+}
+
+TEST_F(Plots, AreReadAndSetByKeys)
+{
+    show(line());
+    QTest::keyClick(canvas, Qt::Key_Left, Qt::ShiftModifier);
+    EXPECT_EQ(canvas->accessibleDescription(), "a: (5, 8)");
+    EXPECT_EQ(x(), (PlotRange{0, 10})) << "the mark alone has moved";
+    QTest::keyClick(canvas, Qt::Key_Y);
+    EXPECT_TRUE(plot->axis(Plot::Direction::Y).isLogarithmic());
+    QTest::keyClick(canvas, Qt::Key_P);
+    EXPECT_FALSE(plot->keepsProportions());
+    plot->setSliders({{"Time", std::make_shared<const std::vector<double>>(3)}});
+    settle();
+    QTest::keyClick(canvas, Qt::Key_Space);
+    EXPECT_TRUE(plot->isPlaying());
+    QTest::keyClick(canvas, Qt::Key_Space);
+    EXPECT_FALSE(plot->isPlaying());
+    QContextMenuEvent wish(QContextMenuEvent::Keyboard, {10, 10}, canvas->mapToGlobal(QPoint(10, 10)));
+    QApplication::sendEvent(canvas, &wish);
+    auto* menu = widget->findChild<QMenu*>();
+    ASSERT_TRUE(menu && menu->isVisible());
+    EXPECT_TRUE(menu->actions().front()->isEnabled());
+    EXPECT_TRUE(menu->actions()[1]->isChecked());
+}
+
+TEST_F(Plots, FollowThePaletteOnTheScreenAndNotOnPaper)
+{
+    show(line());
+    QPalette dark(QColor(40, 40, 45));
+    dark.setColor(QPalette::Base, QColor(20, 20, 25));
+    dark.setColor(QPalette::Text, QColor(230, 230, 231));
+    widget->setPalette(dark);
+    settle();
+    const auto share = [](const QImage& image, QColor color) {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                count += image.pixelColor(x, y) == color;
+        return static_cast<double>(count) / (image.width() * image.height());
+    };
+    EXPECT_GT(share(canvas->grab().toImage(), QColor(20, 20, 25)), 0.5);
+    EXPECT_TRUE(isSeen(QColor(230, 230, 231))) << "axes";
+
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("p.pdf");
+    QPrinter printer;
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    printer.setOutputFileName(path);
+    widget->printOn(printer);
+    const std::string printed = platform::files::readFile(path.toStdString()).value_or("");
+    EXPECT_THAT(printed, testing::StartsWith("%PDF"));
+    EXPECT_GT(printed.size(), 2000U) << "not an empty page";
+    settle();
+    EXPECT_GT(share(canvas->grab().toImage(), QColor(20, 20, 25)), 0.5) << "dark again";
+}
+
+TEST_F(Plots, HaveAListForNames)
+{
+    plot->setSliders({{"Member", std::make_shared<const std::vector<double>>(2), 1, {"one", "two"}}});
+    settle();
+    auto* names = widget->findChild<QComboBox*>();
+    EXPECT_TRUE(names->isVisible());
+    EXPECT_EQ(names->currentText(), "two");
+    EXPECT_EQ(names->accessibleName(), "Member");
+    EXPECT_FALSE(widget->findChild<QSlider*>()->isVisible());
+    QTest::keyClick(names, Qt::Key_Up);
+    EXPECT_EQ(plot->sliders()[0].position, 0U);
 }
 
 TEST_F(Plots, HaveASliderForEachChoice)

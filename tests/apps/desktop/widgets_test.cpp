@@ -249,6 +249,20 @@ TEST(Widgets, SplitsAndTabsShowTheirParts)
     settle();
     EXPECT_NEAR(shown->sizes()[0], 2 * shown->sizes()[1], 60);
 
+    TabView pages;
+    TextView before;
+    Split hiddenPage(Direction::Down);
+    pages.addTab({"a", "Text", &before});
+    pages.addTab({"b", "Split", &hiddenPage});
+    const auto shownPages = widgetOf<QTabWidget>(pages);
+    shownPages->show();
+    hiddenPage.setAccessibleName("Page"); // What is told while the page isn't chosen doesn't show it.
+    settle();
+    EXPECT_FALSE(shownPages->findChild<QSplitter*>()->isVisible());
+    pages.select("b");
+    settle();
+    EXPECT_TRUE(shownPages->findChild<QSplitter*>()->isVisible());
+
     TabView free, driven;
     TextView a, b;
     free.addTab({"a", "First", &a});

@@ -4,6 +4,7 @@
 #include "apps/desktop/widgets/Children.h"
 #include "apps/desktop/widgets/Controls.h"
 #include "apps/desktop/widgets/ListWidget.h"
+#include "apps/desktop/widgets/PlotValuesWidget.h"
 #include "apps/desktop/widgets/PlotWidget.h"
 #include "apps/desktop/widgets/TableWidget.h"
 #include "apps/desktop/widgets/Text.h"
@@ -47,7 +48,8 @@ bool takesRoom(const toolkit::View& view)
 {
     if (dynamic_cast<const toolkit::Split*>(&view) || dynamic_cast<const toolkit::TabView*>(&view)
         || dynamic_cast<const toolkit::Table*>(&view) || dynamic_cast<const toolkit::TextView*>(&view)
-        || dynamic_cast<const toolkit::ViewList*>(&view) || dynamic_cast<const toolkit::Plot*>(&view))
+        || dynamic_cast<const toolkit::ViewList*>(&view) || dynamic_cast<const toolkit::Plot*>(&view)
+        || dynamic_cast<const toolkit::PlotValues*>(&view))
         return true;
     return std::any_of(view.subviews().begin(), view.subviews().end(),
         [](const toolkit::View* child) { return takesRoom(*child); });
@@ -89,15 +91,49 @@ public:
         adapter_.follow([this](const toolkit::Split& shown) {
             children_.follow(shown, [this](int index, const toolkit::View&, QWidget* widget) {
                 insertWidget(index, widget);
-                setStretchFactor(index, index == 0 ? 2 : 1); // What comes first leads to the rest.
+                setStretchFactor(index, share(index));
             });
             showCommonParts(*this, shown);
         });
+        connect(this, &QSplitter::splitterMoved, this, [this] { wasMovedByUser_ = true; });
+    }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override
+    {
+        QSplitter::resizeEvent(event);
+        if (wasMovedByUser_ || !adapter_.model())
+            return;
+        QList<int> shares;
+        int all = 0;
+        for (int i = 0; i < count(); ++i)
+            all += widget(i)->isHidden() ? 0 : share(i);
+        const int room = orientation() == Qt::Horizontal ? width() : height();
+        for (int i = 0; i < count(); ++i)
+            shares.append(all > 0 ? room * share(i) / all : 0);
+        setSizes(shares);
     }
 
 private:
+    int share(int index) const
+    {
+        return adapter_.model() ? adapter_.model()->share(static_cast<std::size_t>(index)) : 1;
+    }
+
     Children children_;
+    bool wasMovedByUser_ = false;
 };
+
+// A page of its own for a view in a tab: the tabs show and hide the page, and the view's own state stays.
+QWidget* pageOf(toolkit::View* view)
+{
+    auto* page = new QWidget;
+    auto* layout = new QVBoxLayout(page);
+    layout->setContentsMargins(0, 0, 0, 0);
+    if (view)
+        layout->addWidget(makeWidget(*view));
+    return page;
+}
 
 // Tabs with a bar to choose from; a view whose first tab is empty shows what fits the moment, and has no bar.
 // Nor has a single tab.
@@ -107,7 +143,7 @@ public:
     {
         setDocumentMode(true);
         for (const auto& tab : tabs.tabs())
-            addTab(tab.view ? makeWidget(*tab.view) : new QWidget, toQt(tab.label));
+            addTab(pageOf(tab.view), toQt(tab.label));
         const bool isChosenByLogic = !tabs.tabs().empty() && !tabs.tabs().front().view;
         tabBar()->setVisible(!isChosenByLogic && tabs.tabs().size() > 1);
         connect(this, &QTabWidget::currentChanged, this, [this](int index) {
@@ -153,6 +189,10 @@ QWidget* makeWidget(toolkit::View& view)
         [](toolkit::View& v) {
             return makeIf<toolkit::Plot>(
                 v, [](toolkit::Plot& plot) -> QWidget* { return new PlotWidget(plot); });
+        },
+        [](toolkit::View& v) {
+            return makeIf<toolkit::PlotValues>(
+                v, [](toolkit::PlotValues& values) -> QWidget* { return new PlotValuesWidget(values); });
         },
         [](toolkit::View& v) {
             return makeIf<toolkit::TabView>(

@@ -1,7 +1,9 @@
 #include "apps/desktop/widgets/PlotCanvas.h"
 
 #include "apps/desktop/widgets/Text.h"
+#include "platform/loop/OperationQueue.h"
 
+#include <QPointer>
 #include <algorithm>
 #include <cmath>
 
@@ -14,6 +16,7 @@ constexpr double kZoomOfAKey = 1.5;
 constexpr double kZoomOfAWheelStep = 1.25;
 constexpr double kDegreesOfAWheelStep = 120; // In Qt's eighths of a degree.
 constexpr double kStepOfAnArrow = 0.1;
+constexpr double kStepOfMark = 0.01;
 constexpr std::size_t kMostMarkedPoints = 100; // Of a line; more would hide it.
 constexpr int kMarkSize = 5;
 
@@ -51,13 +54,27 @@ QSharedPointer<QCPCurveDataContainer> curvePoints(const PlotCurve& curve)
     return container;
 }
 
+// A raster of the thinned copy, whose cells are larger.
+std::vector<double> thinnedRaster(const toolkit::PlotImage& image, const toolkit::PlotRange& x,
+    const toolkit::PlotRange& y, int columns, int rows)
+{
+    const auto inCopy = [](const toolkit::PlotRange& range, std::int64_t all, std::int64_t kept) {
+        const double size = static_cast<double>(kept) / static_cast<double>(all);
+        return toolkit::PlotRange{(range.lower + 0.5) * size - 0.5, (range.upper + 0.5) * size - 0.5};
+    };
+    return image.thinned->raster(inCopy(x, image.width, image.thinned->width),
+        inCopy(y, image.height, image.thinned->height), columns, rows);
+}
+
 } // namespace
 
 PlotCanvas::PlotCanvas(Plot& plot)
-    : adapter_(plot), title_(new QCPTextElement(this)), note_(new QCPItemText(this))
+    : adapter_(plot), title_(new QCPTextElement(this)), note_(new QCPItemText(this)),
+      mark_(new QCPItemTracer(this))
 {
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
+    setAttribute(Qt::WA_NoMousePropagation, false); // The library sets it, and no context menu would come.
     setNoAntialiasingOnDrag(true);
     setPlottingHint(QCP::phFastPolylines);
     setMinimumSize(160, 120);
@@ -65,10 +82,18 @@ PlotCanvas::PlotCanvas(Plot& plot)
     plotLayout()->addElement(0, 0, title_);
     note_->position->setType(QCPItemPosition::ptAxisRectRatio);
     note_->position->setCoords(0.5, 0.5);
+    mark_->setStyle(QCPItemTracer::tsCrosshair);
+    mark_->position->setType(QCPItemPosition::ptAxisRectRatio);
+    mark_->position->setCoords(0.5, 0.5);
+    mark_->setVisible(false);
     legend->setVisible(false);
     axisRect()->setupFullAxesBox();
-    takeColors();
-    connect(this, &QCustomPlot::afterLayout, this, [this] { drawRaster(); });
+    takeColors(palette());
+    connect(this, &QCustomPlot::afterLayout, this, [this] {
+        if (this->plot())
+            this->plot()->setRoom(axisRect()->width(), axisRect()->height());
+        drawRaster();
+    });
     adapter_.follow([this](const Plot& shown) { showModel(shown); });
 }
 
@@ -86,6 +111,8 @@ void PlotCanvas::takeContent(const Plot& plot)
     shown_ = plot.content();
     clearPlottables();
     colorMap_ = nullptr;
+    read_ = {};
+    readValues_.clear();
     title_->setText(toQt(shown_->title));
     note_->setText(toQt(shown_->isEmpty() ? shown_->note : ""));
     if (shown_->image)
@@ -146,7 +173,7 @@ void PlotCanvas::addColorMap(const toolkit::PlotImage& image)
         colorScale_ = new QCPColorScale(this);
         plotLayout()->addElement(1, 1, colorScale_);
         colorScale_->setType(QCPAxis::atRight);
-        takeColors();
+        takeColors(palette());
     }
     QCPColorGradient gradient(QCPColorGradient::gpThermal);
     gradient.setNanHandling(QCPColorGradient::nhTransparent);
@@ -180,10 +207,12 @@ void PlotCanvas::takeAxis(QCPAxis& axis, const toolkit::PlotAxis& wanted, const 
     axis.setLabel(toQt(title));
 }
 
-void PlotCanvas::takeColors()
+void PlotCanvas::takeColors(const QPalette& colors)
 {
-    const QColor text = palette().color(QPalette::Text);
-    setBackground(palette().brush(QPalette::Base));
+    const QColor text = colors.color(QPalette::Text);
+    QColor faint = text;
+    faint.setAlphaF(0.2F);
+    setBackground(colors.brush(QPalette::Base));
     QList<QCPAxis*> axes = axisRect()->axes();
     if (colorScale_)
         axes.append(colorScale_->axis());
@@ -193,11 +222,22 @@ void PlotCanvas::takeColors()
         axis->setSubTickPen(text);
         axis->setTickLabelColor(text);
         axis->setLabelColor(text);
+        axis->grid()->setPen(QPen(faint, 0, Qt::DotLine));
+        axis->grid()->setZeroLinePen(QPen(faint, 0));
     }
     title_->setTextColor(text);
-    note_->setColor(palette().color(QPalette::PlaceholderText));
-    legend->setBrush(palette().brush(QPalette::Base));
+    note_->setColor(colors.color(QPalette::PlaceholderText));
+    mark_->setPen(QPen(text, 0, Qt::DashLine));
+    legend->setBrush(colors.brush(QPalette::Base));
+    legend->setBorderPen(faint);
     legend->setTextColor(text);
+}
+
+void PlotCanvas::paintOnPaper(QCPPainter& painter)
+{
+    takeColors(QPalette(Qt::lightGray)); // Of buttons; from that follows black on white.
+    toPainter(&painter, width(), height());
+    takeColors(palette());
 }
 
 // The raster has a cell for each pixel of what is seen; the layout is settled then.
@@ -209,16 +249,71 @@ void PlotCanvas::drawRaster()
     const int rows = std::max(1, axisRect()->height());
     const QCPRange x = xAxis->range();
     const QCPRange y = yAxis->range();
-    const auto values = shown_->image->raster({x.lower, x.upper}, {y.lower, y.upper}, columns, rows);
-    const double xHalf = x.size() / columns / 2; // The library's ranges end at the centers of the last cells.
-    const double yHalf = y.size() / rows / 2;
-    auto* cells = new QCPColorMapData(columns, rows, QCPRange(x.lower + xHalf, x.upper - xHalf),
-        QCPRange(y.lower + yHalf, y.upper - yHalf));
+    const Raster wanted{{x.lower, x.upper}, {y.lower, y.upper}, columns, rows};
+    const auto& image = *shown_->image;
+    if (!image.isInFile())
+        return showCells(wanted, image.raster(wanted.x, wanted.y, columns, rows));
+    if (wanted == read_)
+        return showCells(read_, readValues_);
+    showCells(wanted, thinnedRaster(image, wanted.x, wanted.y, columns, rows));
+    if (!image.isThinnedEnoughFor(wanted.x, wanted.y, columns, rows))
+        askForRaster(wanted);
+}
+
+void PlotCanvas::showCells(const Raster& part, const std::vector<double>& values)
+{
+    const double xHalf = (part.x.upper - part.x.lower) / part.columns / 2;
+    const double yHalf = (part.y.upper - part.y.lower) / part.rows / 2;
+    // The library's ranges end at the centers of the last cells.
+    auto* cells =
+        new QCPColorMapData(part.columns, part.rows, QCPRange(part.x.lower + xHalf, part.x.upper - xHalf),
+            QCPRange(part.y.lower + yHalf, part.y.upper - yHalf));
     auto value = values.begin();
-    for (int row = 0; row < rows; ++row)
-        for (int column = 0; column < columns; ++column)
+    for (int row = 0; row < part.rows; ++row)
+        for (int column = 0; column < part.columns; ++column)
             cells->setCell(column, row, *value++);
     colorMap_->setData(cells); // Owns it now.
+}
+
+class PlotCanvas::ReadingOfRaster final : public platform::Operation {
+public:
+    using Taken = std::function<void(std::vector<double>)>;
+    ReadingOfRaster(std::shared_ptr<const toolkit::PlotContent> content, const Raster& part, Taken taken)
+        : content_(std::move(content)), part_(part), taken_(std::move(taken))
+    { }
+    void main() override
+    {
+        postWhenEnded(
+            [taken = taken_, values = content_->image->raster(part_.x, part_.y, part_.columns, part_.rows)] {
+                taken(values);
+            });
+    }
+
+private:
+    const std::shared_ptr<const toolkit::PlotContent> content_;
+    const Raster part_;
+    const Taken taken_;
+};
+
+// One at a time: when it has come, drawing asks for what is seen by then.
+void PlotCanvas::askForRaster(const Raster& wanted)
+{
+    if (!isComplete())
+        return;
+    static platform::OperationQueue readings(1);
+    asked_ = wanted;
+    const auto taken = [canvas = QPointer<PlotCanvas>(this), content = shown_, wanted](
+                           std::vector<double> values) {
+        if (!canvas)
+            return;
+        canvas->asked_ = {};
+        if (canvas->shown_ == content) {
+            canvas->read_ = wanted;
+            canvas->readValues_ = std::move(values);
+        }
+        canvas->replot(rpQueuedReplot);
+    };
+    readings.addOperation(std::make_shared<ReadingOfRaster>(shown_, wanted, taken));
 }
 
 QPointF PlotCanvas::ratiosAt(const QPointF& place) const
@@ -232,25 +327,43 @@ void PlotCanvas::keyPressEvent(QKeyEvent* event)
 {
     if (!plot())
         return;
+    const auto move = [&](double x, double y) {
+        if (event->modifiers() & Qt::ShiftModifier)
+            moveMark(x * kStepOfMark, y * kStepOfMark);
+        else
+            plot()->pan(x * kStepOfAnArrow, y * kStepOfAnArrow);
+    };
     switch (event->key()) {
     case Qt::Key_Plus:
     case Qt::Key_Equal: // The same key without Shift on many keyboards.
         return plot()->zoom(kZoomOfAKey);
     case Qt::Key_Minus:
         return plot()->zoom(1 / kZoomOfAKey);
-    case Qt::Key_0:
-        return plot()->showAll();
     case Qt::Key_Left:
-        return plot()->pan(-kStepOfAnArrow, 0);
+        return move(-1, 0);
     case Qt::Key_Right:
-        return plot()->pan(kStepOfAnArrow, 0);
+        return move(1, 0);
     case Qt::Key_Down:
-        return plot()->pan(0, -kStepOfAnArrow);
+        return move(0, -1);
     case Qt::Key_Up:
-        return plot()->pan(0, kStepOfAnArrow);
+        return move(0, 1);
     default:
         QCustomPlot::keyPressEvent(event);
     }
+}
+
+void PlotCanvas::moveMark(double xStep, double yStep)
+{
+    const QPointF at = mark_->position->coords(); // y counts downwards.
+    const double x = std::clamp(at.x() + xStep, 0.0, 1.0);
+    const double y = std::clamp(at.y() - yStep, 0.0, 1.0);
+    mark_->position->setCoords(x, y);
+    mark_->setVisible(true);
+    replot(rpQueuedReplot);
+    const std::string text = plot()->readout(x, 1 - y);
+    setAccessibleDescription(toQt(text));
+    if (whenRead)
+        whenRead(text);
 }
 
 void PlotCanvas::wheelEvent(QWheelEvent* event)
@@ -306,6 +419,6 @@ void PlotCanvas::changeEvent(QEvent* event)
     QCustomPlot::changeEvent(event);
     if (event->type() != QEvent::PaletteChange || !title_)
         return;
-    takeColors();
+    takeColors(palette());
     replot(rpQueuedReplot);
 }

@@ -6,6 +6,7 @@
 #include "platform/loop/OperationQueue.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
@@ -36,6 +37,7 @@ public:
         row->setContentsMargins(0, 0, 0, 0);
         row->addWidget(play_);
         row->addWidget(slider_, 1);
+        row->addWidget(names_, 1);
         row->addWidget(label_);
         play_->setAutoRaise(true);
         connect(play_, &QToolButton::clicked, this, [this] {
@@ -45,6 +47,10 @@ public:
         connect(slider_, &QSlider::valueChanged, this, [this](int value) {
             if (adapter_.model())
                 adapter_.model()->choosePosition(index_, static_cast<std::size_t>(value));
+        });
+        connect(names_, &QComboBox::activated, this, [this](int place) {
+            if (adapter_.model())
+                adapter_.model()->choosePosition(index_, static_cast<std::size_t>(place));
         });
         adapter_.follow([this](const Plot& shown) { show(shown); });
     }
@@ -61,20 +67,39 @@ private:
         slider_->setRange(0, static_cast<int>(std::min(shown.count(), kMostPositions)) - 1);
         slider_->setValue(static_cast<int>(shown.position));
         slider_->setAccessibleName(toQt(shown.title));
-        label_->setText(toQt(shown.text()));
+        label_->setText(toQt(shown.names.empty() ? shown.text() : shown.title));
+        slider_->setVisible(shown.names.empty());
+        names_->setVisible(!shown.names.empty());
+        showNames(shown);
         play_->setVisible(plot.movingSlider() == &shown);
         play_->setText(plot.isPlaying() ? tr("Pause") : tr("Play"));
         play_->setAccessibleName(play_->text());
+    }
+
+    void showNames(const Plot::Slider& shown)
+    {
+        QStringList texts;
+        for (const std::string& name : shown.names)
+            texts.append(toQt(name));
+        if (texts != shownNames_) { // An open list would close.
+            names_->clear();
+            names_->addItems(texts);
+            shownNames_ = texts;
+        }
+        names_->setCurrentIndex(static_cast<int>(shown.position));
+        names_->setAccessibleName(toQt(shown.title));
     }
 
     Adapter<Plot> adapter_;
     std::size_t index_;
     QToolButton* play_ = new QToolButton;
     QSlider* slider_ = new QSlider(Qt::Horizontal);
+    QComboBox* names_ = new QComboBox; // In the slider's place.
+    QStringList shownNames_;
     QLabel* label_ = new QLabel;
 };
 
-constexpr std::size_t kMostSliders = 3; // A task, a time step and a slice.
+constexpr std::size_t kMostSliders = 4; // A member, a time step, a slice and a task.
 
 platform::Status written(bool isWritten, const std::string& path)
 {
@@ -124,21 +149,13 @@ platform::OperationQueue& savings()
     return queue;
 }
 
-void print(PlotCanvas& canvas, QWidget* parent)
+void choosePrinter(PlotWidget& widget)
 {
-    auto* dialog = new QPrintDialog(parent);
+    auto* dialog = new QPrintDialog(&widget);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->printer()->setPageOrientation(QPageLayout::Landscape);
-    QObject::connect(dialog, &QDialog::accepted, &canvas, [dialog, &canvas] {
-        QCPPainter painter(dialog->printer());
-        const QRect page = dialog->printer()->pageLayout().paintRectPixels(dialog->printer()->resolution());
-        const double scale = std::min(static_cast<double>(page.width()) / std::max(1, canvas.width()),
-            static_cast<double>(page.height()) / std::max(1, canvas.height()));
-        painter.setMode(QCPPainter::pmVectorized);
-        painter.setMode(QCPPainter::pmNoCaching);
-        painter.scale(scale, scale);
-        canvas.toPainter(&painter, canvas.width(), canvas.height());
-    });
+    QObject::connect(
+        dialog, &QDialog::accepted, &widget, [dialog, &widget] { widget.printOn(*dialog->printer()); });
     dialog->open();
 }
 
@@ -169,7 +186,7 @@ void chooseExport(PlotWidget& widget)
 
 } // namespace
 
-PlotWidget::PlotWidget(Plot& plot) : canvas_(new PlotCanvas(plot))
+PlotWidget::PlotWidget(Plot& plot) : adapter_(plot), canvas_(new PlotCanvas(plot))
 {
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -177,12 +194,66 @@ PlotWidget::PlotWidget(Plot& plot) : canvas_(new PlotCanvas(plot))
     for (std::size_t i = 0; i < kMostSliders; ++i)
         layout->addWidget(new PlotSlider(plot, i));
     auto* readout = new QLabel(QStringLiteral(" "));
-    readout->setAccessibleDescription(tr("Value under the pointer"));
+    readout->setAccessibleDescription(tr("Position"));
     layout->addWidget(readout);
     canvas_->whenRead = [readout](const std::string& text) {
         readout->setText(text.empty() ? QStringLiteral(" ") : toQt(text));
     };
     canvas_->setAccessibleName(toQt(plot.accessibleName()));
+    makeActions();
+}
+
+void PlotWidget::printOn(QPrinter& printer)
+{
+    QCPPainter painter(&printer);
+    const QRect page = printer.pageLayout().paintRectPixels(printer.resolution());
+    const double scale = std::min(static_cast<double>(page.width()) / std::max(1, canvas_->width()),
+        static_cast<double>(page.height()) / std::max(1, canvas_->height()));
+    painter.setMode(QCPPainter::pmVectorized);
+    painter.setMode(QCPPainter::pmNoCaching);
+    painter.scale(scale, scale);
+    canvas_->paintOnPaper(painter);
+}
+
+// Keys without a modifier are the canvas's, since a slider or a list has a use of its own for them.
+void PlotWidget::makeActions()
+{
+    const auto add = [this](const QString& title, const QKeySequence& key, auto act) {
+        auto* action = new QAction(title, this);
+        const bool isPlainKey = key[0].keyboardModifiers() == Qt::NoModifier;
+        action->setShortcut(key);
+        action->setShortcutContext(isPlainKey ? Qt::WidgetShortcut : Qt::WidgetWithChildrenShortcut);
+        connect(action, &QAction::triggered, this, [this, act](bool isChecked) {
+            if (Plot* plot = canvas_->plot())
+                act(*plot, isChecked);
+        });
+        isPlainKey ? canvas_->addAction(action) : addAction(action);
+        actions_.append(action);
+        return action;
+    };
+    using Direction = Plot::Direction;
+    isXLogarithmic_ = add(tr("Logarithmic X Axis"), Qt::Key_X,
+        [](Plot& plot, bool isChecked) { plot.setLogarithmic(Direction::X, isChecked); });
+    isYLogarithmic_ = add(tr("Logarithmic Y Axis"), Qt::Key_Y,
+        [](Plot& plot, bool isChecked) { plot.setLogarithmic(Direction::Y, isChecked); });
+    keepsProportions_ = add(tr("Keep Proportions"), Qt::Key_P,
+        [](Plot& plot, bool isChecked) { plot.setKeepsProportions(isChecked); });
+    for (QAction* action : {isXLogarithmic_, isYLogarithmic_, keepsProportions_})
+        action->setCheckable(true);
+    add(tr("Show All"), Qt::Key_0, [](Plot& plot, bool) { plot.showAll(); });
+    play_ = add(
+        tr("Play"), Qt::Key_Space, [](Plot& plot, bool) { plot.isPlaying() ? plot.pause() : plot.play(); });
+    add(tr("Export\u2026"), Qt::CTRL | Qt::Key_E, [this](Plot&, bool) { chooseExport(*this); });
+    add(tr("Print\u2026"), Qt::CTRL | Qt::Key_P, [this](Plot&, bool) { choosePrinter(*this); });
+    adapter_.follow([this](const Plot& plot) {
+        isXLogarithmic_->setChecked(plot.axis(Direction::X).isLogarithmic());
+        isYLogarithmic_->setChecked(plot.axis(Direction::Y).isLogarithmic());
+        isXLogarithmic_->setEnabled(!plot.content()->image);
+        isYLogarithmic_->setEnabled(!plot.content()->image);
+        keepsProportions_->setChecked(plot.keepsProportions());
+        play_->setText(plot.isPlaying() ? tr("Pause") : tr("Play"));
+        play_->setEnabled(plot.movingSlider());
+    });
 }
 
 PlotWidget::~PlotWidget() = default;
@@ -205,29 +276,8 @@ void PlotWidget::exportTo(const std::string& path, const Saved& saved)
 
 void PlotWidget::contextMenuEvent(QContextMenuEvent* event)
 {
-    Plot* plot = canvas_->plot();
-    if (!plot)
-        return;
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    const auto addAxis = [&](const QString& title, Plot::Direction direction) {
-        QAction* action = menu->addAction(title);
-        action->setCheckable(true);
-        action->setChecked(plot->axis(direction).isLogarithmic());
-        action->setEnabled(!plot->content()->image);
-        connect(action, &QAction::toggled, this, [this, direction](bool isChecked) {
-            if (canvas_->plot())
-                canvas_->plot()->setLogarithmic(direction, isChecked);
-        });
-    };
-    addAxis(tr("Logarithmic X Axis"), Plot::Direction::X);
-    addAxis(tr("Logarithmic Y Axis"), Plot::Direction::Y);
-    menu->addAction(tr("Show All"), this, [this] {
-        if (canvas_->plot())
-            canvas_->plot()->showAll();
-    });
-    menu->addSeparator();
-    menu->addAction(tr("Export\u2026"), this, [this] { chooseExport(*this); });
-    menu->addAction(tr("Print\u2026"), this, [this] { print(*canvas_, this); });
+    menu->addActions(actions_);
     menu->popup(event->globalPos());
 }
