@@ -71,6 +71,7 @@ void TrelkindWindow::name()
     dataFileContent.setColumns(SVFileContent::columns());
     plot.setAccessibleName("Plot");
     outputFromProgram.setAccessibleName("Output");
+    outputFromProgram.setStartsAtEnd(true);
     outputFromProgram.setColumns({{.identifier = "Output", .title = "Output"}});
     executable.setAccessibleName("Executable");
     xCodeProjectLocation.setAccessibleName("Project");

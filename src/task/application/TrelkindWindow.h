@@ -4,6 +4,7 @@
 #include "toolkit/Menu.h"
 #include "toolkit/Plot.h"
 #include "toolkit/Table.h"
+#include "toolkit/TextLines.h"
 #include "toolkit/Window.h"
 
 // The window of one open wrapper and the views in it. A front end shows them.
@@ -30,7 +31,7 @@ struct TrelkindWindow {
     toolkit::TabView variableViews; // Hidden until a variable is selected.
     toolkit::Plot plot;
     toolkit::View outputScroller;
-    toolkit::Table outputFromProgram;
+    toolkit::TextLines outputFromProgram;
     toolkit::TextField xCodeProjectLocation;
     toolkit::TextField arguments;
     toolkit::TextField executable;

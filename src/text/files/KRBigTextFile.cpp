@@ -22,6 +22,19 @@ constexpr int kBlocksBetweenNotices = 256;
 constexpr std::uint64_t kLargestDocument = std::uint64_t{256} << 20; // Bytes.
 constexpr std::size_t kLargestSelection = 100'000'001; // Bytes, with the last line feed.
 
+// Lines that each end with a line feed, as the text that goes to a clipboard.
+std::string fittingText(std::string lines, bool hasRoom)
+{
+    if (!hasRoom) {
+        KRMessageCenter::addMessage("The text is larger than 100 MB. The rest of it is left out.");
+        lines.resize(kLargestSelection - 1);
+        lines.resize(lines.size() - tornAtEnd(lines));
+    } else if (!lines.empty()) {
+        lines.pop_back();
+    }
+    return lines;
+}
+
 } // namespace
 
 // What the worker's notices go through; cut when the file is no longer shown.
@@ -228,14 +241,24 @@ std::string KRBigTextFile::selectedLinesOrEverything() const
     } else {
         hasRoom = appendLines(0, howManyLines(), text);
     }
-    if (!hasRoom) {
-        KRMessageCenter::addMessage("The text is larger than 100 MB. The rest of it is left out.");
-        text.resize(kLargestSelection - 1);
-        text.resize(text.size() - tornAtEnd(text));
-    } else if (!text.empty()) {
-        text.pop_back();
+    return fittingText(std::move(text), hasRoom);
+}
+
+std::string KRBigTextFile::textBetween(toolkit::TextPlace start, toolkit::TextPlace end) const
+{
+    start = std::max(start, toolkit::TextPlace{});
+    const std::int64_t last = std::min(end.line, howManyLines() - 1);
+    if (start.line > last || end < start)
+        return {};
+    std::string text;
+    const bool hasRoom = appendLines(start.line, last + 1, text);
+    text = fittingText(std::move(text), hasRoom);
+    if (hasRoom && last == end.line) {
+        const std::size_t lastLine = text.rfind('\n') + 1; // 0 without one.
+        text.resize(std::min(text.size(), lastLine + static_cast<std::size_t>(end.byte)));
     }
-    return text;
+    const std::size_t firstEnd = std::min(text.find('\n'), text.size());
+    return text.substr(std::min(static_cast<std::size_t>(start.byte), firstEnd));
 }
 
 std::vector<std::string> KRBigTextFile::splitStringIntoLines(std::string_view text)
