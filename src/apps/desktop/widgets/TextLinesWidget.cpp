@@ -28,14 +28,15 @@ public:
         : Adapted(lines), view_(new LineView(lines)), follow_(new QCheckBox(QStringLiteral("Follow"))),
           numbers_(new QCheckBox(QStringLiteral("Line numbers"))), count_(new QLabel), jump_(new QLineEdit)
     {
-        installLineViewAccessibility();
         setFocusProxy(view_);
         arrange();
         connectParts();
         addKeys();
         updates_.start(kMillisecondsBetweenUpdates, this);
-        adapter_.follow([this](const toolkit::TextLines& shown) { showCommonParts(*this, shown); });
-        setAccessibleName(QString()); // The view bears the name.
+        adapter_.follow([this](const toolkit::TextLines& shown) {
+            showCommonParts(*this, shown);
+            setAccessibleName(QString()); // The view bears the name.
+        });
         showState();
     }
 
@@ -153,5 +154,6 @@ private:
 
 QWidget* makeTextLines(toolkit::TextLines& lines)
 {
+    installLineViewAccessibility(); // Before the view first tells of itself.
     return new TextLinesWidget(lines);
 }
