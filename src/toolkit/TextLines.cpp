@@ -49,6 +49,13 @@ std::string TextLines::everything() const
     return last < 0 ? std::string() : textBetween({}, {last, std::numeric_limits<std::int64_t>::max()});
 }
 
+std::unique_ptr<TextSearching> TextLines::search(
+    TextQuery query, TextSearching::Progress progress, TextSearching::Found found)
+{
+    LineSource* source = lines();
+    return source ? source->search(std::move(query), std::move(progress), std::move(found)) : nullptr;
+}
+
 void TextLines::lookForMore()
 {
     if (LineSource* source = lines())

@@ -7,6 +7,7 @@
 #include "text/RtfText.h"
 #include "text/files/IndexedTextFile.h"
 #include "text/files/LineText.h"
+#include "text/files/TextSearch.h"
 
 #include <fmt/format.h>
 
@@ -71,6 +72,65 @@ private:
     std::shared_ptr<IndexedTextFile> text_;
     std::shared_ptr<Link> link_;
     platform::MainLoop& loop_;
+};
+
+class KRBigTextFile::Searching : public platform::Operation {
+public:
+    // The user's hold on the search. Main thread.
+    class Hold : public toolkit::TextSearching {
+    public:
+        explicit Hold(std::shared_ptr<Searching> search) : search_(std::move(search)) { }
+        ~Hold() override
+        {
+            search_->cancel();
+            search_->isDropped_ = true;
+        }
+
+    private:
+        std::shared_ptr<Searching> search_;
+    };
+
+    Searching(std::shared_ptr<IndexedTextFile> text, std::shared_ptr<Link> link, toolkit::TextQuery query,
+        toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found)
+        : text_(std::move(text)), link_(std::move(link)), query_(std::move(query)),
+          progress_(std::move(progress)), found_(std::move(found)), loop_(platform::MainLoop::main())
+    { }
+    // The operation itself, for its posted work.
+    std::weak_ptr<Searching> self;
+
+    void main() override
+    {
+        const auto held = self.lock();
+        const auto result = TextSearch(*text_, query_).run([this, &held](double fraction) {
+            if (!isProgressPosted_.exchange(true))
+                loop_.post([held, fraction] { held->tellProgress(fraction); });
+            return !isCancelled();
+        });
+        postWhenEnded([held, result] {
+            if (!held->link_->owner)
+                return; // Another text is shown.
+            held->link_->owner->indexingAdvanced(); // The search may have read on.
+            if (!held->isDropped_)
+                held->found_(result);
+        });
+    }
+
+private:
+    void tellProgress(double fraction)
+    {
+        isProgressPosted_ = false;
+        if (!isDropped_ && link_->owner && progress_)
+            progress_(fraction);
+    }
+
+    std::shared_ptr<IndexedTextFile> text_;
+    std::shared_ptr<Link> link_;
+    const toolkit::TextQuery query_;
+    const toolkit::TextSearching::Progress progress_;
+    const toolkit::TextSearching::Found found_;
+    platform::MainLoop& loop_;
+    std::atomic<bool> isProgressPosted_ = false;
+    bool isDropped_ = false; // Main thread.
 };
 
 KRBigTextFile::KRBigTextFile() = default;
@@ -175,6 +235,7 @@ void KRBigTextFile::clearFile()
 void KRBigTextFile::forgetContent()
 {
     queue_.cancelAllOperations();
+    searches_.cancelAllOperations();
     if (link_)
         link_->owner = nullptr;
     link_.reset();
@@ -259,6 +320,18 @@ std::string KRBigTextFile::textBetween(toolkit::TextPlace start, toolkit::TextPl
     }
     const std::size_t firstEnd = std::min(text.find('\n'), text.size());
     return text.substr(std::min(static_cast<std::size_t>(start.byte), firstEnd));
+}
+
+std::unique_ptr<toolkit::TextSearching> KRBigTextFile::search(
+    toolkit::TextQuery query, toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found)
+{
+    if (!text_)
+        return nullptr;
+    auto search =
+        std::make_shared<Searching>(text_, link_, std::move(query), std::move(progress), std::move(found));
+    search->self = search;
+    searches_.addOperation(search);
+    return std::make_unique<Searching::Hold>(std::move(search));
 }
 
 std::vector<std::string> KRBigTextFile::splitStringIntoLines(std::string_view text)

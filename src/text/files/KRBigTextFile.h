@@ -54,6 +54,9 @@ public:
     std::string selectedLinesOrEverything() const;
     // Within the same limit.
     std::string textBetween(toolkit::TextPlace start, toolkit::TextPlace end) const override;
+    // Of a file alone; null for other texts.
+    std::unique_ptr<toolkit::TextSearching> search(toolkit::TextQuery query,
+        toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found) override;
     // A text's lines: LF, CR and CR LF end one. A text that ends with a line end has no empty last line, and
     // an empty text has one empty line. Any thread.
     static std::vector<std::string> splitStringIntoLines(std::string_view text);
@@ -65,6 +68,7 @@ public:
 
 private:
     class Indexing;
+    class Searching;
     struct Link;
 
     void forgetContent();
@@ -85,5 +89,6 @@ private:
     bool isWorking_ = false;
     bool mustLookAgain_ = false; // Asked for an update while the worker was at it.
     bool hasToldOfCut_ = false;
-    platform::OperationQueue queue_{1}; // Last: its end waits for the worker.
+    platform::OperationQueue searches_;
+    platform::OperationQueue queue_{1}; // Last: their ends wait for the workers.
 };

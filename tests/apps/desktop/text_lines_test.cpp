@@ -162,7 +162,7 @@ TEST_F(TextLinesView, SelectsAndCopiesByKeys)
 
 TEST_F(TextLinesView, SelectsByTheMouse)
 {
-    widget->findChildren<QCheckBox*>()[1]->click(); // Line numbers.
+    widget->findChildren<QCheckBox*>(QString(), Qt::FindDirectChildrenOnly)[1]->click(); // Line numbers.
     key(Qt::Key_Home, Qt::ControlModifier);
     QTest::mousePress(view->viewport(), Qt::LeftButton, {}, middleOf(2, 1));
     QTest::mouseMove(view->viewport(), middleOf(3, 4));
@@ -179,7 +179,7 @@ TEST_F(TextLinesView, SelectsByTheMouse)
 
 TEST_F(TextLinesView, GoesToALineThatIsTyped)
 {
-    auto* field = widget->findChild<QLineEdit*>();
+    auto* field = widget->findChild<QLineEdit*>(QString(), Qt::FindDirectChildrenOnly);
     const std::pair<const char*, std::int64_t> cases[] = {{"7", 6}, {"1000000", 99}, {"-3", 99}, {"1", 0}};
     for (const auto& [typed, line] : cases) {
         QTest::keyClick(view, Qt::Key_L, Qt::ControlModifier);
@@ -191,6 +191,58 @@ TEST_F(TextLinesView, GoesToALineThatIsTyped)
         EXPECT_FALSE(field->isVisibleTo(widget.get()));
     }
     EXPECT_EQ(selected(), "line 1");
+}
+
+TEST_F(TextLinesView, FindsForwardsAndBackwardsByKeys)
+{
+    std::ofstream(path, std::ios::app) << "\tGr\u00d6\u00dfe 7\n" << std::string(50'000, '.') << "end\n";
+    update();
+    key(Qt::Key_Home, Qt::ControlModifier);
+    QTest::keyClick(view, Qt::Key_F, Qt::ControlModifier);
+    auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+    ASSERT_TRUE(field && field->accessibleName() == QStringLiteral("Find"));
+    auto* answer = field->parentWidget()->findChild<QLabel*>();
+    const auto boxes = field->parentWidget()->findChildren<QCheckBox*>(); // Case, expression.
+    const auto find = [&](const char* text, Qt::Key pressed, Qt::KeyboardModifiers modifiers = {}) {
+        if (text)
+            field->setText(QString::fromUtf8(text));
+        QTest::keyClick(field, pressed, modifiers);
+        EXPECT_TRUE(QTest::qWaitFor(
+            [&] {
+                platform::MainLoop::main().runPending();
+                return !answer->text().startsWith(QStringLiteral("Searching"));
+            },
+            5000));
+        return std::to_string(view->selectionStart().line + 1) + " " + selected();
+    };
+    EXPECT_EQ(find("INE 5", Qt::Key_Return), "5 ine 5");
+    EXPECT_EQ(find(nullptr, Qt::Key_F3), "50 ine 5");
+    EXPECT_TRUE(view->topLine() <= 49 && 49 < lastShown());
+    EXPECT_EQ(find(nullptr, Qt::Key_F3, Qt::ShiftModifier), "5 ine 5");
+    EXPECT_EQ(find(nullptr, Qt::Key_Return, Qt::ShiftModifier), "59 ine 5");
+    EXPECT_EQ(answer->text(), QStringLiteral("Went on at the other end."));
+    EXPECT_EQ(find("gr\u00f6\u00dfE", Qt::Key_Return), "101 Gr\u00d6\u00dfe");
+    boxes[0]->click();
+    EXPECT_EQ(find(nullptr, Qt::Key_Return), "101 Gr\u00d6\u00dfe");
+    EXPECT_EQ(answer->text(), QStringLiteral("Not found."));
+    boxes[1]->click();
+    EXPECT_EQ(find("\u00dfe \\d|^l.*9{2}", Qt::Key_Return), "101 \u00dfe 7");
+    EXPECT_EQ(find(nullptr, Qt::Key_F3), "99 line 99");
+    EXPECT_EQ(find(nullptr, Qt::Key_F3, Qt::ShiftModifier), "101 \u00dfe 7");
+    EXPECT_EQ(find("(", Qt::Key_Return), "101 \u00dfe 7");
+    EXPECT_TRUE(answer->text().startsWith(QStringLiteral("The expression is wrong: ")));
+    boxes[1]->click();
+    EXPECT_EQ(find("end", Qt::Key_Return), "102 ");
+    EXPECT_EQ(
+        answer->text(), QStringLiteral("The hit lies behind what is shown of the line, at byte 50001."));
+    EXPECT_EQ(find(nullptr, Qt::Key_F3), "102 ");
+    EXPECT_FALSE(answer->text().isEmpty());
+    QTest::keyClick(field, Qt::Key_Escape);
+    EXPECT_TRUE(view->hasFocus() && field->parentWidget()->isHidden());
+    lines.setDataSource(nullptr);
+    platform::MainLoop::main().runPending();
+    QTest::keyClick(view, Qt::Key_F3);
+    EXPECT_EQ(answer->text(), QString()) << "there is nothing to search";
 }
 
 TEST_F(TextLinesView, IsReadByAssistiveToolsAsTheTextOnDisplay)

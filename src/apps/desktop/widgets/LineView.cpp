@@ -248,8 +248,15 @@ void LineView::selectAll()
 // The text is asked for bytes, and the pictures of control characters take more of them than these do.
 toolkit::TextPlace LineView::inText(Place place) const
 {
-    const QString text = toQt(lines_->line(place.line));
+    const QString text = lines_ ? toQt(lines_->line(place.line)) : QString();
     return {place.line, text.left(place.column).toUtf8().size()};
+}
+
+LineView::Place LineView::placeInView(toolkit::TextPlace place) const
+{
+    const std::string text = lines_ ? lines_->line(place.line) : std::string();
+    const auto before = std::clamp<std::int64_t>(place.byte, 0, static_cast<std::int64_t>(text.size()));
+    return {place.line, static_cast<int>(QString::fromUtf8(text.data(), before).size())};
 }
 
 QString LineView::selectedText() const

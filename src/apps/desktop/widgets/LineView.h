@@ -38,6 +38,11 @@ public:
     QString selectedText() const;
     void copy() const; // What is selected; everything when nothing is.
 
+    // The same place in the bytes of the text, and back.
+    toolkit::TextPlace inText(Place place) const;
+    Place placeInView(toolkit::TextPlace place) const;
+    void textChanged(); // Asks the text for its lines anew.
+
     // The user can pause following by scrolling up; scrolling back to the end goes on with it.
     bool isFollowing() const { return following_ == Following::On; }
     bool wantsNewLines() const { return following_ != Following::Off; }
@@ -74,7 +79,6 @@ protected:
 private:
     enum class Following { Off, Paused, On };
 
-    void textChanged();
     void startText();
     void clipChanged();
     const ShownLine& shown(std::int64_t number) const;
@@ -93,7 +97,6 @@ private:
     Place inLine(std::int64_t number) const;
     Place limited(Place place) const;
     Place endOfText() const;
-    toolkit::TextPlace inText(Place place) const;
     int marginWidth() const; // Of the line numbers.
     void paintMargin(QPainter& painter, int rows) const;
     void paintLine(QPainter& painter, std::int64_t number, double y) const;

@@ -1,6 +1,7 @@
 #include "apps/desktop/widgets/TextLinesWidget.h"
 
 #include "apps/desktop/widgets/Adapter.h"
+#include "apps/desktop/widgets/FindBar.h"
 #include "apps/desktop/widgets/LineView.h"
 #include "apps/desktop/widgets/LineViewAccessible.h"
 #include "apps/desktop/widgets/Text.h"
@@ -25,7 +26,8 @@ constexpr int kMillisecondsBetweenUpdates = 1000;
 class TextLinesWidget final : public Adapted<QWidget, toolkit::TextLines> {
 public:
     explicit TextLinesWidget(toolkit::TextLines& lines)
-        : Adapted(lines), view_(new LineView(lines)), follow_(new QCheckBox(QStringLiteral("Follow"))),
+        : Adapted(lines), view_(new LineView(lines)), find_(new FindBar(*view_)),
+          follow_(new QCheckBox(QStringLiteral("Follow"))),
           numbers_(new QCheckBox(QStringLiteral("Line numbers"))), count_(new QLabel), jump_(new QLineEdit)
     {
         setFocusProxy(view_);
@@ -56,6 +58,8 @@ protected:
         menu->addAction(QStringLiteral("Select All"), QKeySequence(QKeySequence::SelectAll), view_,
             [this] { view_->selectAll(); });
         menu->addSeparator();
+        menu->addAction(
+            QStringLiteral("Find\u2026"), QKeySequence(QKeySequence::Find), this, [this] { find_->open(); });
         menu->addAction(QStringLiteral("Go to Line\u2026"), QKeySequence(QStringLiteral("Ctrl+L")), this,
             [this] { openJump(); });
         menu->popup(event->globalPos());
@@ -78,6 +82,7 @@ private:
         auto* layout = new QVBoxLayout(this);
         layout->setContentsMargins(0, 0, 0, 0);
         layout->addWidget(view_, 1);
+        layout->addWidget(find_);
         layout->addLayout(below);
     }
 
@@ -98,6 +103,9 @@ private:
     }
     void addKeys()
     {
+        addKey("Ctrl+F", &TextLinesWidget::openFind);
+        addKey("F3", &TextLinesWidget::findNext);
+        addKey("Shift+F3", &TextLinesWidget::findPrevious);
         addKey("Ctrl+L", &TextLinesWidget::openJump);
         addKey("Ctrl+G", &TextLinesWidget::openJump);
         addKey("Esc", &TextLinesWidget::closeBars);
@@ -113,6 +121,10 @@ private:
                       .arg(locale.toString(static_cast<qlonglong>(view_->caret().line + 1)),
                           locale.toString(static_cast<qlonglong>(view_->count()))));
     }
+
+    void openFind() { find_->open(); }
+    void findNext() { find_->find(false); }
+    void findPrevious() { find_->find(true); }
 
     void openJump()
     {
@@ -139,10 +151,11 @@ private:
     void closeBars()
     {
         jump_->hide();
-        view_->setFocus(Qt::OtherFocusReason);
+        find_->close(); // Which hands the keys back to the view.
     }
 
     LineView* view_;
+    FindBar* find_;
     QCheckBox* follow_;
     QCheckBox* numbers_;
     QLabel* count_;
