@@ -77,6 +77,7 @@ void TrelkindWindow::name()
     plot.setAccessibleName("Plot");
     plotValues.setAccessibleName("Values");
     outputFromProgram.setAccessibleName("Output");
+    outputFromProgram.setStartsAtEnd(true);
     outputFromProgram.setColumns({{.identifier = "Output", .title = "Output"}});
     executable.setAccessibleName("Executable");
     xCodeProjectLocation.setAccessibleName("Project");

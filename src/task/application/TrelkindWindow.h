@@ -5,6 +5,7 @@
 #include "toolkit/Plot.h"
 #include "toolkit/PlotValues.h"
 #include "toolkit/Table.h"
+#include "toolkit/TextLines.h"
 #include "toolkit/Window.h"
 
 // The window of one open wrapper and the views in it. A front end shows them.
@@ -35,7 +36,7 @@ struct TrelkindWindow {
     toolkit::Plot plot;
     toolkit::PlotValues plotValues{plot};
     toolkit::View outputScroller;
-    toolkit::Table outputFromProgram;
+    toolkit::TextLines outputFromProgram;
     toolkit::TextField xCodeProjectLocation;
     toolkit::TextField arguments;
     toolkit::TextField executable;

@@ -143,6 +143,64 @@ std::string IndexedTextFile::bytesBehind(LineIndex::Place place)
     return {};
 }
 
+std::string IndexedTextFile::bytes(std::int64_t start, std::int64_t count)
+{
+    const std::lock_guard access(accessLock_);
+    return bytesAt(start, std::clamp(index_.size() - start, std::int64_t{0}, count));
+}
+
+IndexedTextFile::LineStart IndexedTextFile::lineAt(std::int64_t offset)
+{
+    const std::lock_guard access(accessLock_);
+    const LineIndex::Kept kept = index_.keptLineAt(offset);
+    const LineStart found{kept.line, kept.start};
+    return kept.isNextKept ? found : lineBehind(found, offset);
+}
+
+// Counts the line ends between a line that is kept and the offset.
+IndexedTextFile::LineStart IndexedTextFile::lineBehind(LineStart kept, std::int64_t offset)
+{
+    LineScanner scanner;
+    std::vector<LineEnd> ends;
+    for (std::int64_t at = kept.start; at < offset;) {
+        const std::string block = bytesAt(at, std::min(kBlockSize, offset - at));
+        if (block.empty())
+            break;
+        ends.clear();
+        if (scanner.scan(block, ends))
+            kept.start = at + 1;
+        kept.line += static_cast<std::int64_t>(ends.size());
+        if (!ends.empty())
+            kept.start = at + ends.back().next;
+        at += static_cast<std::int64_t>(block.size());
+    }
+    return kept;
+}
+
+std::int64_t IndexedTextFile::startOf(std::int64_t line)
+{
+    const std::lock_guard access(accessLock_);
+    if (line < 0 || line >= index_.count())
+        return line < 0 ? 0 : index_.size();
+    LineIndex::Place place = index_.place(line);
+    LineScanner scanner;
+    std::vector<LineEnd> ends;
+    // Lines that aren't kept follow within a few blocks.
+    while (place.skip > 0) {
+        const std::string block = bytesAt(place.start, std::min(kBlockSize, index_.size() - place.start));
+        ends.clear();
+        scanner.scan(block, ends);
+        if (block.empty())
+            break;
+        const auto found = static_cast<std::int64_t>(ends.size());
+        if (found >= place.skip)
+            return place.start + ends[static_cast<std::size_t>(place.skip - 1)].next;
+        place.skip -= found;
+        place.start += static_cast<std::int64_t>(block.size());
+    }
+    return place.start;
+}
+
 void IndexedTextFile::closeFiles()
 {
     if (const std::unique_lock scanning(scanLock_, std::try_to_lock); scanning)

@@ -35,6 +35,16 @@ public:
     // Appends lines as line() gives them, each with a line feed behind it: from `first` on, up to `end` or to
     // where one reading of the file ends. Returns the number of the next line, `end` when there are no more.
     std::int64_t appendLines(std::int64_t first, std::int64_t end, std::string& text);
+    // For a search: bytes as they are in the file, less than so many at its end; the line that has a byte,
+    // and where the line begins.
+    std::string bytes(std::int64_t start, std::int64_t count);
+    struct LineStart {
+        std::int64_t line = 0;
+        std::int64_t start = 0;
+    };
+    LineStart lineAt(std::int64_t offset);
+    std::int64_t startOf(std::int64_t line); // Of the file's end for a line beyond the last one.
+    const std::string& path() const { return path_; }
     // Gives back the descriptors until something is read again.
     void closeFiles();
 
@@ -43,6 +53,7 @@ private:
     std::string lineInsideLock(std::int64_t number);
     std::string bytesAt(std::int64_t start, std::int64_t count);
     std::string bytesBehind(LineIndex::Place place);
+    LineStart lineBehind(LineStart kept, std::int64_t offset);
 
     std::string path_;
     mutable std::mutex accessLock_; // Guards the index and the reader.

@@ -7,6 +7,7 @@
 #include "text/RtfText.h"
 #include "text/files/IndexedTextFile.h"
 #include "text/files/LineText.h"
+#include "text/files/TextSearch.h"
 
 #include <fmt/format.h>
 
@@ -21,6 +22,19 @@ constexpr int kBlocksAtOnce = 16; // 4 MiB: a few milliseconds of the main threa
 constexpr int kBlocksBetweenNotices = 256;
 constexpr std::uint64_t kLargestDocument = std::uint64_t{256} << 20; // Bytes.
 constexpr std::size_t kLargestSelection = 100'000'001; // Bytes, with the last line feed.
+
+// Lines that each end with a line feed, as the text that goes to a clipboard.
+std::string fittingText(std::string lines, bool hasRoom)
+{
+    if (!hasRoom) {
+        KRMessageCenter::addMessage("The text is larger than 100 MB. The rest of it is left out.");
+        lines.resize(kLargestSelection - 1);
+        lines.resize(lines.size() - tornAtEnd(lines));
+    } else if (!lines.empty()) {
+        lines.pop_back();
+    }
+    return lines;
+}
 
 } // namespace
 
@@ -58,6 +72,65 @@ private:
     std::shared_ptr<IndexedTextFile> text_;
     std::shared_ptr<Link> link_;
     platform::MainLoop& loop_;
+};
+
+class KRBigTextFile::Searching : public platform::Operation {
+public:
+    // The user's hold on the search. Main thread.
+    class Hold : public toolkit::TextSearching {
+    public:
+        explicit Hold(std::shared_ptr<Searching> search) : search_(std::move(search)) { }
+        ~Hold() override
+        {
+            search_->cancel();
+            search_->isDropped_ = true;
+        }
+
+    private:
+        std::shared_ptr<Searching> search_;
+    };
+
+    Searching(std::shared_ptr<IndexedTextFile> text, std::shared_ptr<Link> link, toolkit::TextQuery query,
+        toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found)
+        : text_(std::move(text)), link_(std::move(link)), query_(std::move(query)),
+          progress_(std::move(progress)), found_(std::move(found)), loop_(platform::MainLoop::main())
+    { }
+    // The operation itself, for its posted work.
+    std::weak_ptr<Searching> self;
+
+    void main() override
+    {
+        const auto held = self.lock();
+        const auto result = TextSearch(*text_, query_).run([this, &held](double fraction) {
+            if (!isProgressPosted_.exchange(true))
+                loop_.post([held, fraction] { held->tellProgress(fraction); });
+            return !isCancelled();
+        });
+        postWhenEnded([held, result] {
+            if (!held->link_->owner)
+                return; // Another text is shown.
+            held->link_->owner->indexingAdvanced(); // The search may have read on.
+            if (!held->isDropped_)
+                held->found_(result);
+        });
+    }
+
+private:
+    void tellProgress(double fraction)
+    {
+        isProgressPosted_ = false;
+        if (!isDropped_ && link_->owner && progress_)
+            progress_(fraction);
+    }
+
+    std::shared_ptr<IndexedTextFile> text_;
+    std::shared_ptr<Link> link_;
+    const toolkit::TextQuery query_;
+    const toolkit::TextSearching::Progress progress_;
+    const toolkit::TextSearching::Found found_;
+    platform::MainLoop& loop_;
+    std::atomic<bool> isProgressPosted_ = false;
+    bool isDropped_ = false; // Main thread.
 };
 
 KRBigTextFile::KRBigTextFile() = default;
@@ -162,6 +235,7 @@ void KRBigTextFile::clearFile()
 void KRBigTextFile::forgetContent()
 {
     queue_.cancelAllOperations();
+    searches_.cancelAllOperations();
     if (link_)
         link_->owner = nullptr;
     link_.reset();
@@ -228,14 +302,36 @@ std::string KRBigTextFile::selectedLinesOrEverything() const
     } else {
         hasRoom = appendLines(0, howManyLines(), text);
     }
-    if (!hasRoom) {
-        KRMessageCenter::addMessage("The text is larger than 100 MB. The rest of it is left out.");
-        text.resize(kLargestSelection - 1);
-        text.resize(text.size() - tornAtEnd(text));
-    } else if (!text.empty()) {
-        text.pop_back();
+    return fittingText(std::move(text), hasRoom);
+}
+
+std::string KRBigTextFile::textBetween(toolkit::TextPlace start, toolkit::TextPlace end) const
+{
+    start = std::max(start, toolkit::TextPlace{});
+    const std::int64_t last = std::min(end.line, howManyLines() - 1);
+    if (start.line > last || end < start)
+        return {};
+    std::string text;
+    const bool hasRoom = appendLines(start.line, last + 1, text);
+    text = fittingText(std::move(text), hasRoom);
+    if (hasRoom && last == end.line) {
+        const std::size_t lastLine = text.rfind('\n') + 1; // 0 without one.
+        text.resize(std::min(text.size(), lastLine + static_cast<std::size_t>(end.byte)));
     }
-    return text;
+    const std::size_t firstEnd = std::min(text.find('\n'), text.size());
+    return text.substr(std::min(static_cast<std::size_t>(start.byte), firstEnd));
+}
+
+std::unique_ptr<toolkit::TextSearching> KRBigTextFile::search(
+    toolkit::TextQuery query, toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found)
+{
+    if (!text_)
+        return nullptr;
+    auto search =
+        std::make_shared<Searching>(text_, link_, std::move(query), std::move(progress), std::move(found));
+    search->self = search;
+    searches_.addOperation(search);
+    return std::make_unique<Searching::Hold>(std::move(search));
 }
 
 std::vector<std::string> KRBigTextFile::splitStringIntoLines(std::string_view text)

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/loop/OperationQueue.h"
-#include "toolkit/Table.h"
+#include "toolkit/TextLines.h"
 
 #include <cstdint>
 #include <memory>
@@ -19,7 +19,7 @@ class KRContainerFileName;
 //
 // The start of a file is indexed at once, and what is beyond that by a worker; the table is told of rows as
 // they come. A file that was cut or replaced is indexed anew, with one message. Main thread.
-class KRBigTextFile : public toolkit::TableDataSource {
+class KRBigTextFile : public toolkit::TableDataSource, public toolkit::LineSource {
 public:
     KRBigTextFile();
     ~KRBigTextFile() override;
@@ -33,7 +33,7 @@ public:
     void setFile(std::shared_ptr<KRContainerFileName> file);
     const std::optional<std::string>& fileName() const { return theFileName_; }
     // Reads what is new. The worker's part of it comes later.
-    void updateFileContent();
+    void updateFileContent() override;
     // Shows the plain text of a document in Rich Text Format. One that can't be read shows nothing, with a
     // message.
     void fromRTFFile(const std::string& name);
@@ -44,14 +44,19 @@ public:
     // Makes this the table's source and takes it from a former one; null only takes it away. Borrowed.
     void setTable(toolkit::Table* table);
 
-    std::int64_t howManyLines() const; // As of now; the worker may find more.
+    std::int64_t howManyLines() const override; // As of now; the worker may find more.
     bool isIndexing() const { return isWorking_; } // The worker has not reached the end.
     // Line k, from 0, without its end, as UTF-8. Empty outside.
-    std::string lineNumber(std::int64_t number) const;
+    std::string lineNumber(std::int64_t number) const override;
     // The selected rows of the table, or all lines, with line feeds between: what goes to the clipboard. The
     // text ends after 100 MB, with a message: a clipboard hands a text over as a whole, and this function
     // keeps the main thread until it has read it.
     std::string selectedLinesOrEverything() const;
+    // Within the same limit.
+    std::string textBetween(toolkit::TextPlace start, toolkit::TextPlace end) const override;
+    // Of a file alone; null for other texts.
+    std::unique_ptr<toolkit::TextSearching> search(toolkit::TextQuery query,
+        toolkit::TextSearching::Progress progress, toolkit::TextSearching::Found found) override;
     // A text's lines: LF, CR and CR LF end one. A text that ends with a line end has no empty last line, and
     // an empty text has one empty line. Any thread.
     static std::vector<std::string> splitStringIntoLines(std::string_view text);
@@ -63,6 +68,7 @@ public:
 
 private:
     class Indexing;
+    class Searching;
     struct Link;
 
     void forgetContent();
@@ -83,5 +89,6 @@ private:
     bool isWorking_ = false;
     bool mustLookAgain_ = false; // Asked for an update while the worker was at it.
     bool hasToldOfCut_ = false;
-    platform::OperationQueue queue_{1}; // Last: its end waits for the worker.
+    platform::OperationQueue searches_;
+    platform::OperationQueue queue_{1}; // Last: their ends wait for the workers.
 };

@@ -58,6 +58,20 @@ LineIndex::Place LineIndex::place(std::int64_t line) const
     return {block.base + span.start, block.base + span.end, inside % block.stride};
 }
 
+LineIndex::Kept LineIndex::keptLineAt(std::int64_t offset) const
+{
+    if (offset >= start_ || blocks_.empty())
+        return {finished_, start_, true};
+    const auto behind = std::upper_bound(blocks_.begin(), blocks_.end(), offset,
+        [](std::int64_t wanted, const Block& block) { return wanted < block.base; });
+    const Block& block = behind == blocks_.begin() ? *behind : *(behind - 1);
+    const auto after = std::upper_bound(block.lines.begin(), block.lines.end(), offset - block.base,
+        [](std::int64_t wanted, const Span& span) { return wanted < span.start; });
+    const auto found = after == block.lines.begin() ? after : after - 1;
+    return {block.firstLine + (found - block.lines.begin()) * block.stride, block.base + found->start,
+        block.stride == 1};
+}
+
 std::int64_t LineIndex::memoryUsed() const
 {
     std::size_t bytes = blocks_.capacity() * sizeof(Block);

@@ -33,6 +33,14 @@ public:
         std::int64_t skip = 0;
     };
     Place place(std::int64_t line) const;
+    // The last line that is kept and begins at the offset or before it; the offset lies in one of the lines
+    // up to the next kept one.
+    struct Kept {
+        std::int64_t line = 0;
+        std::int64_t start = 0;
+        bool isNextKept = true; // So the offset lies in this line.
+    };
+    Kept keptLineAt(std::int64_t offset) const;
     std::int64_t memoryUsed() const; // Bytes.
 
 private:

@@ -8,8 +8,10 @@
 #include "apps/desktop/widgets/PlotWidget.h"
 #include "apps/desktop/widgets/TableWidget.h"
 #include "apps/desktop/widgets/Text.h"
+#include "apps/desktop/widgets/TextLinesWidget.h"
 #include "apps/desktop/widgets/ToggledForm.h"
 #include "toolkit/Controls.h"
+#include "toolkit/TextLines.h"
 
 #include <QBoxLayout>
 #include <QLabel>
@@ -182,6 +184,7 @@ QWidget* makeWidget(toolkit::View& view)
         [](toolkit::View& v) { return makeIf<toolkit::Label>(v, makeLabel); },
         [](toolkit::View& v) { return makeIf<toolkit::TextField>(v, makeTextField); },
         [](toolkit::View& v) { return makeIf<toolkit::TextView>(v, makeTextView); },
+        [](toolkit::View& v) { return makeIf<toolkit::TextLines>(v, makeTextLines); },
         [](toolkit::View& v) {
             return makeIf<toolkit::Table>(
                 v, [](toolkit::Table& table) -> QWidget* { return new TableWidget(table); });
