@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/loop/NotificationCenter.h"
+#include "task/application/TaskRows.h"
 #include "task/application/TrelkindWindow.h"
 #include "task/application/VariablePlot.h"
 #include "task/engine/SVTrelkindEngine.h"
@@ -76,6 +77,9 @@ public:
     void stopTask();
     void clearAbortedTasks();
     void invalidateSelection();
+    // Shows the tasks in this state. The text of the field "With text" still counts.
+    void showTasks(ShownTasks which);
+    ShownTasks shownTasks() const;
     void runSelectionNext() { }
     void terminateSelection() { }
     // The path at which the panel for a new executable opens, if there is one.
@@ -129,6 +133,10 @@ private:
     bool anyTaskHasBeenCommitted() const;
     void disconnectEngines();
 
+    TaskRows::Choice taskChoice() const; // While there are views.
+    void orderTasksSoon();
+    void orderTasks();
+    void selectionOfTasksChanged();
     std::shared_ptr<SVSingleTask> taskForRow(int row) const;
     std::shared_ptr<SVSingleTask> selectedTask() const;
     std::optional<std::string> selectedFile() const;
@@ -140,7 +148,7 @@ private:
     void reloadFileTables();
     void reloadVariables();
     void followSelectedContent();
-    std::vector<std::shared_ptr<SVSingleTask>> selectedTasks() const;
+    std::vector<std::shared_ptr<SVSingleTask>> selectedTasks() const; // In the order of the tasks.
     void selectVariable();
     void keepVariableSelected();
     void plotVariable();
@@ -155,6 +163,9 @@ private:
     std::weak_ptr<platform::FolderLock> lockForRunning_; // Owned by the engines.
     bool everythingIsFilled_ = false; // Always false; it gates menu items.
     std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
+    TaskRows rows_; // Of the task table.
+    bool isOrdering_ = false; // The rows move, and the selection follows.
+    std::unique_ptr<platform::Timer> orderTimer_; // Valid while changed tasks wait to be sorted in.
     int howManyTasksAreFinished_ = 0;
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;

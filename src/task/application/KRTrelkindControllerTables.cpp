@@ -2,21 +2,70 @@
 
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindController.h"
+#include "task/engine/RunChecks.h"
 #include "text/files/KRBigTextFile.h"
 #include "text/numbers/KRNumberFormatter.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr double kSecondsBetweenUpdates = 1;
+constexpr double kSecondsBetweenOrders = 1;
 
 } // namespace
 
 std::shared_ptr<SVSingleTask> KRTrelkindController::taskForRow(int row) const
 {
-    const auto index = static_cast<std::size_t>(row);
-    return row >= 0 && index < taskInformation_.size() ? taskInformation_[index] : nullptr;
+    const int index = rows_.taskAt(row);
+    return index >= 0 ? taskInformation_[static_cast<std::size_t>(index)] : nullptr;
+}
+
+ShownTasks KRTrelkindController::shownTasks() const
+{
+    return views_ ? static_cast<ShownTasks>(views_->shownTasks.selectedIndex()) : ShownTasks::All;
+}
+
+void KRTrelkindController::showTasks(ShownTasks which)
+{
+    if (views_)
+        views_->shownTasks.choose(static_cast<int>(which));
+}
+
+// Many tasks change together; sorting them in once a second is enough.
+void KRTrelkindController::orderTasksSoon()
+{
+    if ((orderTimer_ && orderTimer_->isValid()) || !taskChoice().dependsOnTasks())
+        return;
+    orderTimer_ = platform::Timer::schedule(
+        kSecondsBetweenOrders, platform::Timer::Repeats::No, [this] { orderTasks(); });
+}
+
+TaskRows::Choice KRTrelkindController::taskChoice() const
+{
+    return {shownTasks(), views_->taskFilter.displayedText(), views_->taskList.arrangement().sorting};
+}
+
+// The selection follows the tasks, so that only a selected task that isn't shown any more changes it.
+void KRTrelkindController::orderTasks()
+{
+    if (!views_)
+        return;
+    const auto selected = selectedTasks();
+    const auto shown = selectedTask();
+    rows_.order(taskInformation_, taskChoice(),
+        shownTasks() == ShownTasks::Lost ? lostTasks(*this) : std::vector<int>());
+    std::set<int> rows;
+    for (const auto& task : selected)
+        rows.insert(rows_.rowOf(task->numberInProject()));
+    isOrdering_ = true;
+    views_->taskList.reloadData();
+    views_->taskList.selectRows(rows);
+    isOrdering_ = false;
+    if (selectedTasks() != selected || selectedTask() != shown)
+        selectionOfTasksChanged();
 }
 
 std::shared_ptr<SVSingleTask> KRTrelkindController::selectedTask() const
@@ -47,6 +96,9 @@ std::vector<std::shared_ptr<SVSingleTask>> KRTrelkindController::selectedTasks()
     for (const int row : views_->taskList.selectedRows())
         if (auto task = taskForRow(row))
             tasks.push_back(std::move(task));
+    std::sort(tasks.begin(), tasks.end(), [](const auto& left, const auto& right) {
+        return left->numberInProject() < right->numberInProject();
+    });
     return tasks;
 }
 
@@ -56,8 +108,8 @@ void KRTrelkindController::followSelectedContent()
 {
     const auto file = selectedFile();
     const auto& rows = views_->taskList.selectedRows();
-    for (std::size_t i = 0; i < taskInformation_.size(); ++i)
-        taskInformation_[i]->dropReadingsExceptOf(rows.contains(static_cast<int>(i)) ? file : std::nullopt);
+    for (const auto& task : taskInformation_)
+        task->dropReadingsExceptOf(rows.contains(rows_.rowOf(task->numberInProject())) ? file : std::nullopt);
     contentTimer_.reset();
     if (!file || !SVFileContent::isDataFile(*file))
         return;
@@ -89,7 +141,7 @@ int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
     if (!views_)
         return 0;
     if (&table == &views_->taskList)
-        return static_cast<int>(taskInformation_.size());
+        return rows_.count();
     if (&table == &views_->fileTable) {
         const auto task = selectedTask();
         return task ? static_cast<int>(task->fileList().size()) : 0;
@@ -121,7 +173,7 @@ toolkit::CellValue KRTrelkindController::taskCell(std::string_view column, int r
     if (!task)
         return std::string();
     if (column == "Number")
-        return fmt::format("{}", row + 1);
+        return fmt::format("{}", task->numberInProject() + 1);
     if (column == "Time")
         return fmt::format("{:g}", task->timeValue());
     if (column == "Description")
@@ -252,15 +304,21 @@ void KRTrelkindController::readInStandardOut()
     showOutputOfSelection();
 }
 
+void KRTrelkindController::selectionOfTasksChanged()
+{
+    showOutputOfSelection();
+    reloadFileTables();
+    followSelectedContent();
+    plotVariable();
+}
+
 void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
 {
     if (!views_)
         return;
     if (&table == &views_->taskList) {
-        showOutputOfSelection();
-        reloadFileTables();
-        followSelectedContent();
-        plotVariable();
+        if (!isOrdering_)
+            selectionOfTasksChanged();
     } else if (&table == &views_->fileTable) {
         followSelectedContent();
         const auto file = selectedFile();

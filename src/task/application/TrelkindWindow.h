@@ -11,8 +11,9 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks; files, variables of the selected file and the plot of one; output
-//         notesPage           the user's notes, the description of the set-up
+//         batchPage           tasks, with what chooses among them above; files, variables of the selected
+//         file and the plot of one; output notesPage           the user's notes, the description of the
+//         set-up
 //       an engine's panel   while an engine is attached
 struct TrelkindWindow {
     toolkit::Window window;
@@ -23,6 +24,11 @@ struct TrelkindWindow {
     toolkit::Split filesAndContent{toolkit::Direction::Across};
     toolkit::Split notesPage{toolkit::Direction::Down};
 
+    toolkit::Stack taskPart{toolkit::Direction::Down};
+    toolkit::Stack taskChoice{toolkit::Direction::Across};
+    toolkit::Label shownTasksLabel;
+    toolkit::PopUp shownTasks; // In the order of kShownTasksWords.
+    toolkit::TextField taskFilter; // Tasks without this text are not shown.
     toolkit::Table taskList;
     toolkit::Table fileTable;
     toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".
