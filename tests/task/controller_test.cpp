@@ -161,7 +161,7 @@ TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
     controller->startLocalTask();
     EXPECT_EQ(outline(views->content),
         "[[[Executable][Project][Done]]"
-        "[Tasks:Notes:[[[[][Show][With text]]"
+        "[Tasks:Notes:[[[[Show][With text]]"
         "[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]]"
         "[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]][Plot:[Plot]]][[Output "
         "Output]]]"

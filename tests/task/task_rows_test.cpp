@@ -2,6 +2,7 @@
 
 #include "task/OpenController.h"
 #include "task/application/TableSettings.h"
+#include "toolkit/Workspace.h"
 
 #include <gmock/gmock.h>
 
@@ -49,6 +50,8 @@ TEST_F(TaskTable, IsSortedByAnyColumnUpwardsDownwardsAndNot)
     EXPECT_THAT(sortedBy("Status"), ElementsAre("2", "5", "4", "1", "3"));
     sortedBy("Number");
     EXPECT_THAT(sortedBy("Number"), ElementsAre("5", "4", "3", "2", "1"));
+    const auto tint = [this](int row) { return views->taskList.styleForDisplay("Status", row).background; };
+    EXPECT_TRUE(tint(0) && tint(1) && tint(0) != tint(1) && !tint(2)) << "running, done, and waiting";
     EXPECT_EQ(controller->contextMenuForRow(9), nullptr);
     EXPECT_EQ(toolkit::cellText(views->taskList.value("Argument", 0)), "-3");
 }
@@ -145,6 +148,123 @@ TEST_F(TaskTable, KeepsItsColumnsForTheNextWindow)
     EXPECT_TRUE(views->fileTable.isColumnHidden("Size")) << "saved at the end";
     EXPECT_TRUE(platform::files::writeFile(path, "no list"));
     EXPECT_FALSE((reopen(), views->fileTable.isColumnHidden("Size")));
+}
+
+struct TaskActions : TaskTable {
+    TaskActions()
+    {
+        auto& workspace = toolkit::Workspace::shared();
+        workspace.showAlert = [this](const toolkit::Alert& alert) {
+            asked.push_back(alert.message);
+            answer = alert.answered;
+        };
+        workspace.setPasteboardText = [this](const std::string& text) { copied = text; };
+        workspace.openFile = [this](const std::string& path) {
+            opened.push_back(path);
+            return platform::Status();
+        };
+        workspace.openTerminal = [](const std::string&) {
+            return platform::Status(platform::Error{"None."});
+        };
+    }
+    ~TaskActions() override { toolkit::Workspace::shared() = {}; }
+    bool waitUntilEnded() const
+    {
+        return platform::MainLoop::main().runUntil(
+            [this] { return !controller->engine() || !controller->engine()->isRunning(); }, 10);
+    }
+    void chooseFrom(toolkit::Table& table, int row, const std::string& title) const
+    {
+        const auto menu = controller->contextMenuForTableRow(table, row);
+        ASSERT_TRUE(menu);
+        for (int i = 0; i < menu->count(); ++i)
+            if (menu->item(i).title == title)
+                return menu->choose(i);
+        ADD_FAILURE() << title;
+    }
+
+    std::vector<std::string> asked;
+    std::function<void(int)> answer;
+    std::string copied;
+    std::vector<std::string> opened;
+};
+
+TEST_F(TaskActions, ChosenTasksRunAgainAfterAQuestionForTheirResults)
+{
+    wrapper.executable("#!/bin/sh\necho again $1\n");
+    wrapper.write("0/VTask_runStarted").write("0/VTask_runCompleted", "h").write("0/runOutput", "old\n");
+    wrapper.write("1/VTask_runStarted").write("1/VTask_runCompleted", "h").write("1/VTask_exitStatus", "3");
+    wrapper.write("2/VTask_runStarted").write("2/VTask_aborted");
+    open();
+    controller->runSelectedAgain();
+    EXPECT_FALSE(controller->engine()) << "nothing is selected";
+    EXPECT_TRUE(controller->validateMenuItem("runFailedAgain:"));
+    controller->runFailedAndAbortedAgain();
+    EXPECT_THAT(asked, IsEmpty()) << "what failed may go";
+    EXPECT_FALSE(
+        controller->validateMenuItem("runFailedAgain:") || controller->validateMenuItem("clearSelected:"));
+    EXPECT_TRUE(waitUntilEnded());
+    EXPECT_EQ(wrapper.read("1/runOutput") + wrapper.read("2/runOutput"), "again b\nagain c\n");
+    EXPECT_EQ(wrapper.read("0/runOutput"), "old\n") << "not chosen";
+
+    views->taskList.selectRows({0});
+    controller->runSelectedAgain();
+    EXPECT_THAT(asked, ElementsAre(testing::HasSubstr("is done, and clearing it removes its results.")));
+    answer(1);
+    EXPECT_EQ(wrapper.read("0/runOutput"), "old\n");
+    answer(0);
+    EXPECT_TRUE(waitUntilEnded());
+    EXPECT_EQ(wrapper.read("0/runOutput"), "again a\n");
+    controller->clearSelected();
+    answer(0);
+    EXPECT_FALSE(wrapper.has("0/runOutput"));
+    EXPECT_FALSE(controller->validateMenuItem("clearSelected:")) << "nothing is left to clear";
+    EXPECT_THAT(wrapper.messages(), IsEmpty());
+    answer = nullptr;
+    views->taskList.selectRows({1});
+    controller->runSelectedAgain();
+    controller->windowShouldClose();
+    answer(0);
+    EXPECT_TRUE(wrapper.has("1/runOutput")) << "the window has closed";
+}
+
+TEST_F(TaskActions, RowsAndPathsAreCopiedAndFoldersOpened)
+{
+    wrapper.tasks({"a\tb", "c"});
+    open();
+    chooseFrom(views->taskList, 0, "Open Run Folder");
+    EXPECT_THAT(opened, IsEmpty()) << "nothing is selected";
+    views->taskList.selectRows({0, 1});
+    for (const char* column : {"Description", "Status", "Progress", "Started", "Duration", "Exit"})
+        views->taskList.hideColumn(column, true);
+    views->taskList.moveColumn("Argument", 0);
+    chooseFrom(views->taskList, 0, "Copy");
+    EXPECT_EQ(copied, "a b\t1\t0\nc\t2\t0.5\n");
+    chooseFrom(views->taskList, 1, "Open Run Folder");
+    chooseFrom(views->taskList, 1, "Open in Terminal");
+    EXPECT_THAT(wrapper.messages(), ElementsAre("Could not open " + wrapper / "1" + "."));
+
+    wrapper.write("1/a new file");
+    EXPECT_EQ(views->fileTable.numberOfRows(), 1);
+    controller->reload();
+    EXPECT_EQ(views->fileTable.numberOfRows(), 2);
+    chooseFrom(views->fileTable, 0, "Copy Path");
+    EXPECT_EQ(copied, wrapper / "1/a new file");
+    chooseFrom(views->fileTable, 0, "Open");
+    chooseFrom(views->fileTable, 0, "Open Folder");
+    EXPECT_THAT(opened, ElementsAre(wrapper / "1", wrapper / "1/a new file", wrapper / "1"));
+}
+
+// More tasks than are read again in one turn of the loop.
+TEST_F(TaskActions, ReloadingReadsAllTasks)
+{
+    wrapper.tasks(std::vector<std::string>(500, "x"));
+    open();
+    wrapper.write("499/VTask_aborted");
+    controller->reload();
+    EXPECT_FALSE(controller->taskInformation()[499]->taskWasAborted());
+    EXPECT_TRUE(platform::MainLoop::main().runUntil(
+        [this] { return controller->taskInformation()[499]->taskWasAborted(); }, 5));
 }
 
 } // namespace

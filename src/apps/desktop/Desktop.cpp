@@ -1,5 +1,6 @@
 #include "apps/desktop/Desktop.h"
 
+#include "apps/desktop/OtherPrograms.h"
 #include "apps/desktop/widgets/Dialogs.h"
 #include "apps/desktop/widgets/Text.h"
 #include "apps/desktop/widgets/WindowWidget.h"
@@ -32,6 +33,8 @@ void Desktop::fillWorkspace()
         QApplication::clipboard()->setText(toQt(text));
     };
     workspace.openUrl = [](const std::string& url) { QDesktopServices::openUrl(QUrl(toQt(url))); };
+    workspace.openFile = openFile;
+    workspace.openTerminal = openTerminal;
     workspace.soundAlert = [] { QApplication::beep(); };
     workspace.showAlert = showAlert;
     workspace.showFilePanel = showFilePanel;

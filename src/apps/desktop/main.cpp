@@ -9,6 +9,7 @@
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/application/StartWindow.h"
+#include "task/application/TableSettings.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -50,6 +51,7 @@ int runWindows(QApplication& qt, const QStringList& wrappers)
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
     const Program program;
+    const TableSettings tableSettings;
     KRTrelkindApplication application;
     MainMenu menus(application);
     menus.whenQuitting = [] { QCoreApplication::quit(); };

@@ -8,7 +8,6 @@
 #include "platform/files/TildePaths.h"
 #include "platform/plist/PropertyList.h"
 #include "task/application/TableSettings.h"
-#include "task/engine/ClearTasks.h"
 #include "task/engine/SVTrelkindEngineLocal.h"
 #include "task/single/Notifications.h"
 #include "task/single/SVTaskApplication.h"
@@ -324,6 +323,12 @@ void KRTrelkindController::startLocalTask()
 {
     if (engine_)
         return;
+    attachLocalEngine();
+    static_cast<SVTrelkindEngineLocal&>(*engine_).panel().startButton.requestFocus();
+}
+
+void KRTrelkindController::attachLocalEngine()
+{
     engine_ = std::make_shared<SVTrelkindEngineLocal>(this);
     addViewForEngine();
 }
@@ -385,11 +390,10 @@ void KRTrelkindController::stopTask()
 
 void KRTrelkindController::clearAbortedTasks()
 {
-    std::vector<std::shared_ptr<SVSingleTask>> aborted;
+    Tasks aborted;
     std::copy_if(taskInformation_.begin(), taskInformation_.end(), std::back_inserter(aborted),
         [](const auto& task) { return task->taskWasAborted(); });
-    for (const std::string& complaint : ClearTasks::clear(wrapperName(), aborted).complaints)
-        KRMessageCenter::addMessage(complaint);
+    clear(aborted);
 }
 
 void KRTrelkindController::invalidateSelection()
@@ -501,12 +505,12 @@ bool KRTrelkindController::validateMenuItem(const std::string& action) const
     if (action == "prepareForUpload:")
         return wrapper_.storedInformation.find("Project Name") != nullptr;
     if (action == "clearAbortedTasks:")
-        return (!engine_ || !engine_->isRunning())
+        return !isRunningTasks()
             && std::any_of(taskInformation_.begin(), taskInformation_.end(),
                 [](const auto& task) { return task->taskWasAborted(); });
     if (action == "endAllTasks:")
         return engine_ && !everythingIsFilled_;
-    return false;
+    return validateTaskAction(action);
 }
 
 bool KRTrelkindController::anyTaskHasBeenCommitted() const

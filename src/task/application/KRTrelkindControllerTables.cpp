@@ -3,6 +3,7 @@
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindController.h"
 #include "task/engine/RunChecks.h"
+#include "task/single/TaskState.h"
 #include "text/files/KRBigTextFile.h"
 #include "text/numbers/KRNumberFormatter.h"
 
@@ -14,6 +15,30 @@ namespace {
 
 constexpr double kSecondsBetweenUpdates = 1;
 constexpr double kSecondsBetweenOrders = 1;
+
+// Pale, so that black words read well on them.
+constexpr toolkit::Color kFailedTint{1, 0.80, 0.78};
+constexpr toolkit::Color kAbortedTint{1, 0.93, 0.68};
+constexpr toolkit::Color kRunningTint{0.80, 0.89, 1};
+constexpr toolkit::Color kDoneTint{0.84, 0.95, 0.83};
+
+std::optional<toolkit::Color> tintOf(const SVSingleTask& task)
+{
+    if (task.hasFailed())
+        return kFailedTint;
+    switch (stateOf(task)) {
+    case TaskState::Done:
+        return kDoneTint;
+    case TaskState::Aborted:
+        return kAbortedTint;
+    case TaskState::Checking:
+    case TaskState::Running:
+        return kRunningTint;
+    case TaskState::Waiting:
+        break;
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
@@ -90,9 +115,9 @@ std::shared_ptr<SVFileContent> KRTrelkindController::selectedContent() const
     return file ? selectedTask()->contentForFile(*file) : nullptr;
 }
 
-std::vector<std::shared_ptr<SVSingleTask>> KRTrelkindController::selectedTasks() const
+TaskRows::Tasks KRTrelkindController::selectedTasks() const
 {
-    std::vector<std::shared_ptr<SVSingleTask>> tasks;
+    Tasks tasks;
     for (const int row : views_->taskList.selectedRows())
         if (auto task = taskForRow(row))
             tasks.push_back(std::move(task));
@@ -133,7 +158,20 @@ std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForRow(int row) 
 
 std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForTableRow(toolkit::Table& table, int row)
 {
-    return views_ && &table == &views_->taskList ? contextMenuForRow(row) : nullptr;
+    if (!views_)
+        return nullptr;
+    return &table == &views_->taskList ? menuForTask(row)
+        : &table == &views_->fileTable ? menuForFile(row)
+                                       : nullptr;
+}
+
+void KRTrelkindController::willDisplayCell(
+    toolkit::Table& table, toolkit::CellStyle& style, std::string_view column, int row)
+{
+    if (!views_ || &table != &views_->taskList || (column != "Status" && column != "Exit"))
+        return;
+    if (const auto task = taskForRow(row))
+        style.background = column == "Status" || task->hasFailed() ? tintOf(*task) : std::nullopt;
 }
 
 int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)

@@ -37,10 +37,8 @@ void TrelkindWindow::arrange()
     batchPage.addSubview(taskPart);
     taskPart.addSubview(taskChoice);
     taskPart.addSubview(taskList);
-    for (toolkit::View* view :
-        std::initializer_list<toolkit::View*>{&shownTasksLabel, &shownTasks, &taskFilter})
-        taskChoice.addSubview(*view);
-    shownTasksLabel.setStringValue("Show");
+    taskChoice.addSubview(shownTasks);
+    taskChoice.addSubview(taskFilter);
     shownTasks.setItems({kShownTasksWords.begin(), kShownTasksWords.end()});
     batchPage.addSubview(filesAndContent);
     batchPage.addSubview(outputScroller);

@@ -26,7 +26,6 @@ struct TrelkindWindow {
 
     toolkit::Stack taskPart{toolkit::Direction::Down};
     toolkit::Stack taskChoice{toolkit::Direction::Across};
-    toolkit::Label shownTasksLabel;
     toolkit::PopUp shownTasks; // In the order of kShownTasksWords.
     toolkit::TextField taskFilter; // Tasks without this text are not shown.
     toolkit::Table taskList;
