@@ -7,6 +7,45 @@
 
 namespace toolkit {
 
+namespace {
+
+constexpr int kWidestColumn = 10000; // Pixels.
+
+// Each column once. Unknown columns are dropped, missing ones come last.
+TableArrangement fitted(TableArrangement wanted, const std::vector<Column>& columns)
+{
+    TableArrangement result;
+    const auto isColumn = [&columns](const std::string& identifier) {
+        return std::any_of(columns.begin(), columns.end(),
+            [&identifier](const Column& column) { return column.identifier == identifier; });
+    };
+    for (auto& place : wanted.places) {
+        place.width = std::clamp(place.width, 0, kWidestColumn);
+        if (isColumn(place.column) && !result.find(place.column))
+            result.places.push_back(std::move(place));
+    }
+    for (const Column& column : columns)
+        if (!result.find(column.identifier))
+            result.places.push_back({.column = column.identifier, .isHidden = column.isHidden});
+    if (isColumn(wanted.sorting.column))
+        result.sorting = std::move(wanted.sorting);
+    const bool isAnyVisible = std::any_of(
+        result.places.begin(), result.places.end(), [](const auto& place) { return !place.isHidden; });
+    if (!isAnyVisible && !result.places.empty())
+        result.places.front().isHidden = false;
+    return result;
+}
+
+// A cell is one word of a table of words.
+std::string withoutBreaks(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return c == '\t' || c == '\n' || c == '\r'; }, ' ');
+    return text;
+}
+
+} // namespace
+
 std::string cellText(const CellValue& value)
 {
     if (const auto* text = std::get_if<std::string>(&value))
@@ -27,7 +66,69 @@ void Table::setDataSource(TableDataSource* source)
 void Table::setColumns(std::vector<Column> columns)
 {
     columns_ = std::move(columns);
+    arrangement_ = fitted(std::move(arrangement_), columns_);
     changed({.structure = true});
+}
+
+void Table::setArrangement(TableArrangement wanted)
+{
+    set(arrangement_, fitted(std::move(wanted), columns_));
+}
+
+bool Table::isColumnHidden(std::string_view identifier) const
+{
+    return std::any_of(arrangement_.places.begin(), arrangement_.places.end(),
+        [identifier](const auto& place) { return place.column == identifier && place.isHidden; });
+}
+
+void Table::arrange(TableArrangement wanted)
+{
+    const Sorting before = arrangement_.sorting;
+    if (!set(arrangement_, fitted(std::move(wanted), columns_)))
+        return;
+    if (whenArranged)
+        whenArranged();
+    if (before != arrangement_.sorting && whenSorted)
+        whenSorted();
+}
+
+void Table::moveColumn(std::string_view identifier, int place)
+{
+    TableArrangement wanted = arrangement_;
+    auto* moved = wanted.find(identifier);
+    if (!moved)
+        return;
+    auto held = std::move(*moved);
+    wanted.places.erase(wanted.places.begin() + (moved - wanted.places.data()));
+    wanted.places.insert(wanted.places.begin() + std::clamp(place, 0, static_cast<int>(wanted.places.size())),
+        std::move(held));
+    arrange(std::move(wanted));
+}
+
+void Table::hideColumn(std::string_view identifier, bool isHidden)
+{
+    const auto visible = std::count_if(arrangement_.places.begin(), arrangement_.places.end(),
+        [](const auto& place) { return !place.isHidden; });
+    TableArrangement wanted = arrangement_;
+    auto* place = wanted.find(identifier);
+    if (!place || (isHidden && visible == 1))
+        return;
+    place->isHidden = isHidden;
+    arrange(std::move(wanted));
+}
+
+void Table::sortBy(const std::string& identifier)
+{
+    if (!whenSorted)
+        return;
+    TableArrangement wanted = arrangement_;
+    if (wanted.sorting.column != identifier)
+        wanted.sorting = {identifier, false};
+    else if (!wanted.sorting.isDescending)
+        wanted.sorting.isDescending = true;
+    else
+        wanted.sorting = {};
+    arrange(std::move(wanted));
 }
 
 const Column* Table::column(std::string_view identifier) const
@@ -83,6 +184,19 @@ void Table::selectRows(const std::set<int>& rows)
 int Table::selectedRow() const
 {
     return selection_.empty() ? -1 : *selection_.rbegin();
+}
+
+std::string Table::selectionAsText() const
+{
+    std::string text;
+    for (const int row : selection_) {
+        const char* between = "";
+        for (const auto& place : arrangement_.places)
+            if (!place.isHidden)
+                text += std::exchange(between, "\t") + withoutBreaks(cellText(value(place.column, row)));
+        text += '\n';
+    }
+    return text;
 }
 
 void Table::scrollRowToVisible(int row)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "toolkit/Menu.h"
+#include "toolkit/TableArrangement.h"
 #include "toolkit/View.h"
 
 #include <functional>
@@ -68,6 +69,20 @@ public:
     void setColumns(std::vector<Column>);
     const Column* column(std::string_view identifier) const; // Null when there is none.
 
+    // The user's arrangement of the columns. It always names each column once: what is set is fitted to the
+    // columns, and columns that it doesn't name come last.
+    const TableArrangement& arrangement() const { return arrangement_; }
+    void setArrangement(TableArrangement);
+    bool isColumnHidden(std::string_view identifier) const;
+    // The user. An empty arrangement is the usual one. The last visible column stays.
+    void arrange(TableArrangement);
+    void moveColumn(std::string_view identifier, int place);
+    void hideColumn(std::string_view identifier, bool isHidden);
+    void sortBy(const std::string& identifier); // Again: descending; a third time: the source's order.
+    std::function<void()> whenArranged;
+    // The user has changed the sorting; the source then changes its rows. A table without it isn't sorted.
+    std::function<void()> whenSorted;
+
     // The number of rows as it was last noted: a row added since then isn't there yet.
     int numberOfRows() const { return rowCount_; }
     void noteNumberOfRowsChanged();
@@ -82,6 +97,8 @@ public:
     void selectRows(const std::set<int>& rows);
     const std::set<int>& selectedRows() const { return selection_; }
     int selectedRow() const; // The last selected row, -1 when there is none.
+    // The visible columns of the selected rows, with a tab between cells and a line feed after each row.
+    std::string selectionAsText() const;
 
     // The user has chosen a row by a double click or the Return key, which is selected then.
     std::function<void(int row)> whenActivated;
@@ -107,6 +124,7 @@ private:
     TableDataSource* source_ = nullptr;
     TableDelegate* delegate_ = nullptr;
     std::vector<Column> columns_;
+    TableArrangement arrangement_;
     int rowCount_ = 0;
     double rowHeight_ = 17;
     std::string placeholder_;

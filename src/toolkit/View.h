@@ -61,6 +61,9 @@ public:
     void setBounds(const Rect& bounds) { set(bounds_, bounds); }
     bool isHidden() const { return isHidden_; }
     void setHidden(bool isHidden) { set(isHidden_, isHidden); }
+    // Asks for the keys of the user, once; a front end gives them to the view when it shows it.
+    void requestFocus() { set(focusRequests_, focusRequests_ + 1); }
+    int focusRequests() const { return focusRequests_; }
     // Tells that the view shows less than what is known.
     void setNeedsDisplay() { changed({.data = true}); }
 
@@ -75,6 +78,7 @@ private:
     Rect frame_;
     Rect bounds_;
     bool isHidden_ = false;
+    int focusRequests_ = 0;
 };
 
 // Views in a row or one below the other, in the order of adding.

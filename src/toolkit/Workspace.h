@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Result.h"
 #include "toolkit/Dialogs.h"
 
 #include <functional>
@@ -16,6 +17,9 @@ public:
 
     std::function<void(const std::string& text)> setPasteboardText;
     std::function<void(const std::string& url)> openUrl;
+    // A file opens in the program that is meant for it, a folder in the file manager.
+    std::function<platform::Status(const std::string& path)> openFile;
+    std::function<platform::Status(const std::string& folder)> openTerminal;
     std::function<void(const std::string& path)> noteFileSystemChanged;
     std::function<void()> soundAlert;
     // A note for a user who works elsewhere, such as that a batch has ended.

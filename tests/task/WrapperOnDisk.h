@@ -68,7 +68,8 @@ public:
         EXPECT_TRUE(platform::propertylist::writeAtomically(value, path_ + "/" + name));
     }
     // Makes the file and its folders; sets the modification time back by so many seconds.
-    void write(const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
+    const WrapperOnDisk& write(
+        const std::string& name, const std::string& bytes = "", int secondsAgo = 0) const
     {
         EXPECT_TRUE(
             platform::files::createDirectories(platform::paths::deletingLastComponent(path_ + "/" + name)));
@@ -76,6 +77,7 @@ public:
         if (secondsAgo > 0)
             std::filesystem::last_write_time(path_ + "/" + name,
                 std::filesystem::file_time_type::clock::now() - std::chrono::seconds(secondsAgo));
+        return *this;
     }
     void remove(const std::string& name) const { EXPECT_TRUE(platform::files::remove(path_ + "/" + name)); }
     std::string read(const std::string& name) const

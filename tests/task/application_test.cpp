@@ -240,7 +240,7 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
         "Ctrl+OCtrl+WCtrl+QCtrl+R");
     EXPECT_EQ(titles(file, true), "Open\u2026, Quit");
     EXPECT_EQ(titles(batch, true), "Run on cluster");
-    EXPECT_EQ(titles(*mainMenu.menus().at(3)) + "; " + titles(*mainMenu.menus().at(4)),
+    EXPECT_EQ(titles(*mainMenu.menus().at(5)) + "; " + titles(*mainMenu.menus().at(6)),
         "Machines, Messages, Progress; Overview, Making a task wrapper, Running tasks, Setting up machines");
     toolkit::Workspace::shared().showFilePanel = [&](const toolkit::FilePanel& panel) {
         EXPECT_EQ(panel.title, "Open a task wrapper");
@@ -288,9 +288,51 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     toolkit::Table messages;
     window.setContent(&messages);
     KRMessageCenter::sharedMessageCenter()->setScrollView(&messages);
-    mainMenu.menus().at(3)->choose(1);
+    mainMenu.menus().at(5)->choose(1);
     EXPECT_TRUE(window.isVisible());
     KRMessageCenter::sharedMessageCenter()->setScrollView(nullptr);
+}
+
+TEST_F(Application, TheMenusArrangeAndChooseTheTasksOfTheFrontWrapper)
+{
+    MainMenu mainMenu(app);
+    toolkit::Menu& task = *mainMenu.menus().at(3);
+    toolkit::Menu& view = *mainMenu.menus().at(4);
+    const auto open = [&view](int index) -> toolkit::Menu& {
+        toolkit::Menu& submenu = *view.item(index).submenu;
+        submenu.needsUpdate(submenu);
+        return submenu;
+    };
+    EXPECT_EQ(
+        titles(open(2)) + titles(task, true) + titles(view, true), "Show, Sort By, Columns, First Column");
+    wrapper.tasks({"a", "b"}).write("0/VTask_aborted");
+    const auto controller = app.openTaskWithName(wrapper.path());
+    toolkit::Table& table = controller->views()->taskList;
+    EXPECT_EQ(titles(task, true), "Run Failed and Aborted Again");
+    open(0).choose(static_cast<int>(ShownTasks::Aborted));
+    EXPECT_EQ(table.numberOfRows(), 1);
+    EXPECT_TRUE(open(0).item(static_cast<int>(ShownTasks::Aborted)).isChecked);
+    table.selectRows({0});
+    EXPECT_EQ(titles(task, true),
+        "Run Selected Again, Run Failed and Aborted Again, Clear Selected\u2026, Open Run Folder, Open in "
+        "Terminal");
+    Cluster cluster;
+    controller->connectMachine(cluster, "short");
+    EXPECT_EQ(titles(task, true), "Clear Selected\u2026, Open Run Folder, Open in Terminal");
+    controller->runSelectedAgain();
+    controller->runFailedAndAbortedAgain();
+    EXPECT_TRUE(wrapper.has("0/VTask_aborted")) << "it belongs to the batch on another machine";
+    open(1).choose(2);
+    EXPECT_EQ(table.arrangement().sorting, (toolkit::Sorting{"Description", false}));
+    EXPECT_EQ(open(1).item(2).title, "Description (ascending)");
+    EXPECT_TRUE(open(2).item(0).isChecked);
+    open(2).choose(0);
+    EXPECT_TRUE(table.isColumnHidden("Number") && !open(2).item(0).isChecked);
+    open(3).choose(4);
+    EXPECT_EQ(table.arrangement().places.front().column, "Progress");
+    open(2).choose(open(2).count() - 1);
+    EXPECT_EQ(table.arrangement().places.front().column, "Number");
+    EXPECT_FALSE(table.isColumnHidden("Number"));
 }
 
 TEST_F(Application, TheStartWindowKeepsWhatWasOpenedLast)

@@ -172,7 +172,8 @@ TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
     controller->startLocalTask();
     EXPECT_EQ(outline(views->content),
         "[[[Executable][Project][Done]]"
-        "[Tasks:Notes:[[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]"
+        "[Tasks:Notes:[[[[Show][With text]]"
+        "[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]]"
         "[[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]]]"
         "[Output:Plot:Values:[[Output Output]][Plot][Values]]]]"
         "[[Notes][Description]]][[][][Tasks at a time]]]");

@@ -26,20 +26,10 @@ bool tell(const std::string& sentence)
     return terminal::write(sentence + "\n");
 }
 
-// The results of a task that is done may have taken weeks to compute.
 bool mayClear(OpenWrapper& wrapper, const Tasks& tasks)
 {
-    std::vector<int> done;
-    for (const auto& task : tasks)
-        if (task->taskHasFinished() && !task->hasFailed())
-            done.push_back(task->numberInProject() + 1);
-    return done.empty()
-        || askYesOrNo(done.size() == 1
-                ? fmt::format("Task {} of {} is done, and clearing it removes its results. Clear it?",
-                    done.front(), wrapper.controller().wrapperName())
-                : fmt::format(
-                    "{} tasks of {} are done, and clearing them removes their results: {}. Clear them?",
-                    done.size(), wrapper.controller().wrapperName(), numberRanges(done)));
+    const auto question = ClearTasks::questionBefore(wrapper.controller().wrapperName(), tasks);
+    return !question || askYesOrNo(*question);
 }
 
 int clear(OpenWrapper& wrapper, const Tasks& tasks)

@@ -1,6 +1,7 @@
 #include "apps/desktop/Desktop.h"
 
 #include "apps/desktop/Notifications.h"
+#include "apps/desktop/OtherPrograms.h"
 #include "apps/desktop/WindowPlaces.h"
 #include "apps/desktop/widgets/Dialogs.h"
 #include "apps/desktop/widgets/Text.h"
@@ -35,6 +36,8 @@ void Desktop::fillWorkspace()
     };
     workspace.openUrl = [](const std::string& url) { QDesktopServices::openUrl(QUrl(toQt(url))); };
     workspace.notify = showNotification;
+    workspace.openFile = openFile;
+    workspace.openTerminal = openTerminal;
     workspace.soundAlert = [] { QApplication::beep(); };
     workspace.showAlert = showAlert;
     workspace.showFilePanel = showFilePanel;

@@ -11,6 +11,7 @@
 #include "task/application/KRTrelkindApplication.h"
 #include "task/application/OpenWrappers.h"
 #include "task/application/StartWindow.h"
+#include "task/application/TableSettings.h"
 #include "task/wrapper/WrapperPath.h"
 #include "toolkit/Workspace.h"
 
@@ -76,6 +77,7 @@ void runWindows(QApplication& qt, QStringList wrappers)
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
     const Program program;
+    const TableSettings tableSettings;
     KRTrelkindApplication application;
     MainMenu menus(application);
     auto ending = MainMenu::Ending::WithAll;

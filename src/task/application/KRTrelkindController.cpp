@@ -7,7 +7,7 @@
 #include "platform/files/Paths.h"
 #include "platform/files/TildePaths.h"
 #include "platform/plist/PropertyList.h"
-#include "task/engine/ClearTasks.h"
+#include "task/application/TableSettings.h"
 #include "task/engine/SVTrelkindEngineLocal.h"
 #include "task/single/Notifications.h"
 #include "task/single/SVTaskApplication.h"
@@ -113,6 +113,7 @@ void KRTrelkindController::makeTasks()
     for (const Value& description : descriptions)
         taskInformation_.push_back(
             SVSingleTask::createInsideProject(this, static_cast<int>(taskInformation_.size()), description));
+    rows_.order(taskInformation_, {});
 }
 
 std::optional<std::string> KRTrelkindController::xCodeProject() const
@@ -138,6 +139,16 @@ void KRTrelkindController::loadWindow()
         table->setDataSource(this);
         table->setDelegate(this);
     }
+    if (TableSettings* settings = TableSettings::current()) {
+        settings->follow(views_->taskList, "Tasks");
+        settings->follow(views_->fileTable, "Files");
+        settings->follow(views_->dataFileContent, "Variables");
+    }
+    views_->taskList.whenSorted = [this] { orderTasks(); };
+    views_->shownTasks.whenChosen = [this] { orderTasks(); };
+    views_->taskFilter.whenEdited = [this] { orderTasks(); };
+    views_->taskFilter.whenCommitted = [this] { orderTasks(); };
+    orderTasks();
     views_->outputFromProgram.setDataSource(this);
     views_->window.shouldClose = [this] { return windowShouldClose(); };
     views_->xCodeProjectLocation.whenCommitted = [this] { xCodeProjectChanged(); };
@@ -255,7 +266,7 @@ void KRTrelkindController::changeInTask(SVSingleTask& task)
 {
     if (!views_)
         return;
-    views_->taskList.reloadData();
+    reloadTaskList();
     if (selectedTask().get() == &task)
         reloadFileTables();
 }
@@ -271,8 +282,10 @@ void KRTrelkindController::changeInContentOf(SVSingleTask& task)
 
 void KRTrelkindController::reloadTaskList()
 {
-    if (views_)
-        views_->taskList.reloadData();
+    if (!views_)
+        return;
+    views_->taskList.reloadData();
+    orderTasksSoon();
 }
 
 void KRTrelkindController::startedComputingTask(SVSingleTask&, SVTaskMachine*)
@@ -310,6 +323,12 @@ void KRTrelkindController::startLocalTask()
 {
     if (engine_)
         return;
+    attachLocalEngine();
+    static_cast<SVTrelkindEngineLocal&>(*engine_).panel().startButton.requestFocus();
+}
+
+void KRTrelkindController::attachLocalEngine()
+{
     engine_ = std::make_shared<SVTrelkindEngineLocal>(this);
     addViewForEngine();
 }
@@ -371,21 +390,17 @@ void KRTrelkindController::stopTask()
 
 void KRTrelkindController::clearAbortedTasks()
 {
-    std::vector<std::shared_ptr<SVSingleTask>> aborted;
+    Tasks aborted;
     std::copy_if(taskInformation_.begin(), taskInformation_.end(), std::back_inserter(aborted),
         [](const auto& task) { return task->taskWasAborted(); });
-    for (const std::string& complaint : ClearTasks::clear(wrapperName(), aborted).complaints)
-        KRMessageCenter::addMessage(complaint);
+    clear(aborted);
 }
 
 void KRTrelkindController::invalidateSelection()
 {
     if (!views_)
         return;
-    std::vector<std::shared_ptr<SVSingleTask>> selected;
-    for (const int row : views_->taskList.selectedRows())
-        if (const auto task = taskForRow(row))
-            selected.push_back(task);
+    const auto selected = selectedTasks();
     for (const auto& task : selected)
         task->removeComputedResults();
     reloadTaskList();
@@ -490,12 +505,12 @@ bool KRTrelkindController::validateMenuItem(const std::string& action) const
     if (action == "prepareForUpload:")
         return wrapper_.storedInformation.find("Project Name") != nullptr;
     if (action == "clearAbortedTasks:")
-        return (!engine_ || !engine_->isRunning())
+        return !isRunningTasks()
             && std::any_of(taskInformation_.begin(), taskInformation_.end(),
                 [](const auto& task) { return task->taskWasAborted(); });
     if (action == "endAllTasks:")
         return engine_ && !everythingIsFilled_;
-    return false;
+    return validateTaskAction(action);
 }
 
 bool KRTrelkindController::anyTaskHasBeenCommitted() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/loop/NotificationCenter.h"
+#include "task/application/TaskRows.h"
 #include "task/application/TrelkindWindow.h"
 #include "task/application/VariablePlot.h"
 #include "task/engine/SVTrelkindEngine.h"
@@ -76,6 +77,19 @@ public:
     void stopTask();
     void clearAbortedTasks();
     void invalidateSelection();
+    // Shows the tasks in this state. The text of the field "With text" still counts.
+    void showTasks(ShownTasks which);
+    ShownTasks shownTasks() const;
+    // Clears the tasks that were run before, and runs them on this computer. The user is asked first when
+    // results would be lost. While tasks run here, or the wrapper is bound to another machine, nothing
+    // happens.
+    void runSelectedAgain();
+    void runFailedAndAbortedAgain();
+    void clearSelected();
+    void openRunFolder(); // Of the last selected task, as the next one.
+    void openInTerminal();
+    void copySelection();
+    void reload(); // Reads the state and the files of the tasks again, a part in each turn of the main loop.
     void runSelectionNext() { }
     void terminateSelection() { }
     // The path at which the panel for a new executable opens, if there is one.
@@ -90,6 +104,14 @@ public:
     void textDidChange() { writeUpChanged_ = true; }
     void textDidEndEditing() { saveWriteUpIfNeeded(); }
     void willSelectTabViewItem() { saveWriteUpIfNeeded(); }
+    // The actions on selected tasks, for every menu that offers them. A null title is a separator.
+    struct TaskAction {
+        const char* title;
+        const char* action;
+        const char* key;
+        void (KRTrelkindController::*perform)();
+    };
+    static const std::vector<TaskAction>& taskActions();
     bool validateMenuItem(const std::string& action) const;
     bool windowShouldClose();
     void checkIfCanQuit();
@@ -113,6 +135,8 @@ public:
     toolkit::CellValue objectValueForTableColumn(
         const toolkit::Table&, std::string_view column, int row) override;
     void tableViewSelectionDidChange(toolkit::Table&) override;
+    void willDisplayCell(
+        toolkit::Table&, toolkit::CellStyle& style, std::string_view column, int row) override;
     std::shared_ptr<toolkit::Menu> contextMenuForTableRow(toolkit::Table&, int row) override;
 
 private:
@@ -123,12 +147,27 @@ private:
     void insertTextIntoFields();
     void readWriteUp();
     void finishWindowSetup();
+    void attachLocalEngine();
     void addViewForEngine();
     void releaseEngine(void (SVTrelkindEngine::*how)());
     void saveWriteUpIfNeeded();
     bool anyTaskHasBeenCommitted() const;
     void disconnectEngines();
 
+    TaskRows::Choice taskChoice() const; // While there are views.
+    void orderTasksSoon();
+    void orderTasks();
+    void selectionOfTasksChanged();
+    using Tasks = TaskRows::Tasks;
+    void afterQuestion(const Tasks& tasks, void (KRTrelkindController::*action)(const Tasks&));
+    void runAgain(const Tasks& tasks);
+    void clear(const Tasks& tasks);
+    void reloadFrom(std::size_t first);
+    bool canRunHere() const;
+    bool isRunningTasks() const { return engine_ && engine_->isRunning(); }
+    bool validateTaskAction(const std::string& action) const;
+    std::shared_ptr<toolkit::Menu> menuForTask(int row);
+    std::shared_ptr<toolkit::Menu> menuForFile(int row) const;
     std::shared_ptr<SVSingleTask> taskForRow(int row) const;
     std::shared_ptr<SVSingleTask> selectedTask() const;
     std::optional<std::string> selectedFile() const;
@@ -140,7 +179,7 @@ private:
     void reloadFileTables();
     void reloadVariables();
     void followSelectedContent();
-    std::vector<std::shared_ptr<SVSingleTask>> selectedTasks() const;
+    Tasks selectedTasks() const; // In the order of the tasks.
     void selectVariable();
     void keepVariableSelected();
     void plotVariable();
@@ -155,6 +194,9 @@ private:
     std::weak_ptr<platform::FolderLock> lockForRunning_; // Owned by the engines.
     bool everythingIsFilled_ = false; // Always false; it gates menu items.
     std::vector<std::shared_ptr<SVSingleTask>> taskInformation_;
+    TaskRows rows_; // Of the task table.
+    bool isOrdering_ = false; // The rows move, and the selection follows.
+    std::unique_ptr<platform::Timer> orderTimer_; // Valid while changed tasks wait to be sorted in.
     int howManyTasksAreFinished_ = 0;
     int howManyTasksAreRunning_ = 0;
     int howManyTasksAreWaiting_ = 0;

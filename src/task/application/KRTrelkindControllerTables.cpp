@@ -2,21 +2,95 @@
 
 #include "platform/files/Paths.h"
 #include "task/application/KRTrelkindController.h"
+#include "task/engine/RunChecks.h"
+#include "task/single/TaskState.h"
 #include "text/files/KRBigTextFile.h"
 #include "text/numbers/KRNumberFormatter.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr double kSecondsBetweenUpdates = 1;
+constexpr double kSecondsBetweenOrders = 1;
+
+// Pale, so that black words read well on them.
+constexpr toolkit::Color kFailedTint{1, 0.80, 0.78};
+constexpr toolkit::Color kAbortedTint{1, 0.93, 0.68};
+constexpr toolkit::Color kRunningTint{0.80, 0.89, 1};
+constexpr toolkit::Color kDoneTint{0.84, 0.95, 0.83};
+
+std::optional<toolkit::Color> tintOf(const SVSingleTask& task)
+{
+    if (task.hasFailed())
+        return kFailedTint;
+    switch (stateOf(task)) {
+    case TaskState::Done:
+        return kDoneTint;
+    case TaskState::Aborted:
+        return kAbortedTint;
+    case TaskState::Checking:
+    case TaskState::Running:
+        return kRunningTint;
+    case TaskState::Waiting:
+        break;
+    }
+    return std::nullopt;
+}
 
 } // namespace
 
 std::shared_ptr<SVSingleTask> KRTrelkindController::taskForRow(int row) const
 {
-    const auto index = static_cast<std::size_t>(row);
-    return row >= 0 && index < taskInformation_.size() ? taskInformation_[index] : nullptr;
+    const int index = rows_.taskAt(row);
+    return index >= 0 ? taskInformation_[static_cast<std::size_t>(index)] : nullptr;
+}
+
+ShownTasks KRTrelkindController::shownTasks() const
+{
+    return views_ ? static_cast<ShownTasks>(views_->shownTasks.selectedIndex()) : ShownTasks::All;
+}
+
+void KRTrelkindController::showTasks(ShownTasks which)
+{
+    if (views_)
+        views_->shownTasks.choose(static_cast<int>(which));
+}
+
+// Many tasks change together; sorting them in once a second is enough.
+void KRTrelkindController::orderTasksSoon()
+{
+    if ((orderTimer_ && orderTimer_->isValid()) || !taskChoice().dependsOnTasks())
+        return;
+    orderTimer_ = platform::Timer::schedule(
+        kSecondsBetweenOrders, platform::Timer::Repeats::No, [this] { orderTasks(); });
+}
+
+TaskRows::Choice KRTrelkindController::taskChoice() const
+{
+    return {shownTasks(), views_->taskFilter.displayedText(), views_->taskList.arrangement().sorting};
+}
+
+// The selection follows the tasks, so that only a selected task that isn't shown any more changes it.
+void KRTrelkindController::orderTasks()
+{
+    if (!views_)
+        return;
+    const auto selected = selectedTasks();
+    const auto shown = selectedTask();
+    rows_.order(taskInformation_, taskChoice(),
+        shownTasks() == ShownTasks::Lost ? lostTasks(*this) : std::vector<int>());
+    std::set<int> rows;
+    for (const auto& task : selected)
+        rows.insert(rows_.rowOf(task->numberInProject()));
+    isOrdering_ = true;
+    views_->taskList.reloadData();
+    views_->taskList.selectRows(rows);
+    isOrdering_ = false;
+    if (selectedTasks() != selected || selectedTask() != shown)
+        selectionOfTasksChanged();
 }
 
 std::shared_ptr<SVSingleTask> KRTrelkindController::selectedTask() const
@@ -41,12 +115,15 @@ std::shared_ptr<SVFileContent> KRTrelkindController::selectedContent() const
     return file ? selectedTask()->contentForFile(*file) : nullptr;
 }
 
-std::vector<std::shared_ptr<SVSingleTask>> KRTrelkindController::selectedTasks() const
+TaskRows::Tasks KRTrelkindController::selectedTasks() const
 {
-    std::vector<std::shared_ptr<SVSingleTask>> tasks;
+    Tasks tasks;
     for (const int row : views_->taskList.selectedRows())
         if (auto task = taskForRow(row))
             tasks.push_back(std::move(task));
+    std::sort(tasks.begin(), tasks.end(), [](const auto& left, const auto& right) {
+        return left->numberInProject() < right->numberInProject();
+    });
     return tasks;
 }
 
@@ -56,8 +133,8 @@ void KRTrelkindController::followSelectedContent()
 {
     const auto file = selectedFile();
     const auto& rows = views_->taskList.selectedRows();
-    for (std::size_t i = 0; i < taskInformation_.size(); ++i)
-        taskInformation_[i]->dropReadingsExceptOf(rows.contains(static_cast<int>(i)) ? file : std::nullopt);
+    for (const auto& task : taskInformation_)
+        task->dropReadingsExceptOf(rows.contains(rows_.rowOf(task->numberInProject())) ? file : std::nullopt);
     contentTimer_.reset();
     if (!file || !SVFileContent::isDataFile(*file))
         return;
@@ -81,7 +158,20 @@ std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForRow(int row) 
 
 std::shared_ptr<toolkit::Menu> KRTrelkindController::contextMenuForTableRow(toolkit::Table& table, int row)
 {
-    return views_ && &table == &views_->taskList ? contextMenuForRow(row) : nullptr;
+    if (!views_)
+        return nullptr;
+    return &table == &views_->taskList ? menuForTask(row)
+        : &table == &views_->fileTable ? menuForFile(row)
+                                       : nullptr;
+}
+
+void KRTrelkindController::willDisplayCell(
+    toolkit::Table& table, toolkit::CellStyle& style, std::string_view column, int row)
+{
+    if (!views_ || &table != &views_->taskList || (column != "Status" && column != "Exit"))
+        return;
+    if (const auto task = taskForRow(row))
+        style.background = column == "Status" || task->hasFailed() ? tintOf(*task) : std::nullopt;
 }
 
 int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
@@ -89,7 +179,7 @@ int KRTrelkindController::numberOfRowsInTableView(const toolkit::Table& table)
     if (!views_)
         return 0;
     if (&table == &views_->taskList)
-        return static_cast<int>(taskInformation_.size());
+        return rows_.count();
     if (&table == &views_->fileTable) {
         const auto task = selectedTask();
         return task ? static_cast<int>(task->fileList().size()) : 0;
@@ -121,7 +211,7 @@ toolkit::CellValue KRTrelkindController::taskCell(std::string_view column, int r
     if (!task)
         return std::string();
     if (column == "Number")
-        return fmt::format("{}", row + 1);
+        return fmt::format("{}", task->numberInProject() + 1);
     if (column == "Time")
         return fmt::format("{:g}", task->timeValue());
     if (column == "Description")
@@ -254,15 +344,21 @@ void KRTrelkindController::readInStandardOut()
     showOutputOfSelection();
 }
 
+void KRTrelkindController::selectionOfTasksChanged()
+{
+    showOutputOfSelection();
+    reloadFileTables();
+    followSelectedContent();
+    plotVariable();
+}
+
 void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
 {
     if (!views_)
         return;
     if (&table == &views_->taskList) {
-        showOutputOfSelection();
-        reloadFileTables();
-        followSelectedContent();
-        plotVariable();
+        if (!isOrdering_)
+            selectionOfTasksChanged();
     } else if (&table == &views_->fileTable) {
         followSelectedContent();
         const auto file = selectedFile();

@@ -30,14 +30,15 @@ toolkit::UndoManager* frontUndoManager()
 
 MainMenu::MainMenu(KRTrelkindApplication& application) : application_(application), help_(application)
 {
-    menus_ = {fileMenu(), editMenu(), batchMenu(), windowMenu(), helpMenu()};
+    menus_ = {fileMenu(), editMenu(), batchMenu(), taskMenu(), viewMenu(), windowMenu(), helpMenu()};
     for (const auto& menu : menus_)
         menu->validator = [this](const std::string& action) { return isEnabled(action); };
 }
 
 bool MainMenu::isEnabled(const std::string& action) const
 {
-    if (action == "openTask:" || action == "terminate:" || action.starts_with("show"))
+    if (action == "openTask:" || action == "terminate:" || action == "showMachines:"
+        || action == "showMessages:" || action == "showProgress:" || action == "showHelp:")
         return true;
     if (action == "performClose:")
         return frontWindow() != nullptr;
@@ -87,6 +88,15 @@ std::shared_ptr<toolkit::Menu> MainMenu::editMenu()
     };
     add("Undo", "undo:", "Ctrl+Z", &toolkit::UndoManager::undo);
     add("Redo", "redo:", "Ctrl+Shift+Z", &toolkit::UndoManager::redo);
+    menu->add(toolkit::MenuItem::separator());
+    menu->add({.title = "Copy Tasks",
+        .action = "copy:",
+        .perform =
+            [this](const auto&) {
+                if (const auto controller = application_.frontController())
+                    controller->copySelection();
+            },
+        .key = "Ctrl+C"});
     menu->needsUpdate = [](toolkit::Menu& shown) {
         const toolkit::UndoManager* undo = frontUndoManager();
         shown.change(0,
@@ -126,6 +136,68 @@ std::shared_ptr<toolkit::Menu> MainMenu::batchMenu()
     menu->add(toolkit::MenuItem::separator());
     add("Clear aborted tasks", "clearAbortedTasks:", "", &KRTrelkindController::clearAbortedTasks);
     add("Prepare for upload", "prepareForUpload:", "", &KRTrelkindController::prepareForUpload);
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::taskMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Task");
+    for (const auto& action : KRTrelkindController::taskActions())
+        if (action.title)
+            menu->add({.title = action.title,
+                .action = action.action,
+                .perform =
+                    [this, perform = action.perform](const auto&) {
+                        if (const auto controller = application_.frontController())
+                            ((*controller).*perform)();
+                    },
+                .key = action.key});
+        else
+            menu->add(toolkit::MenuItem::separator());
+    return menu;
+}
+
+toolkit::Table* MainMenu::frontTaskList() const
+{
+    const auto controller = application_.frontController();
+    return controller && controller->views() ? &controller->views()->taskList : nullptr;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::showMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("Show");
+    for (std::size_t i = 0; i < kShownTasksWords.size(); ++i)
+        menu->add({.title = kShownTasksWords[i], .action = "showTasks:", .perform = [this, i](const auto&) {
+                       if (const auto controller = application_.frontController())
+                           controller->showTasks(static_cast<ShownTasks>(i));
+                   }});
+    menu->needsUpdate = [this](toolkit::Menu& shown) {
+        const auto controller = application_.frontController();
+        const int chosen = controller ? static_cast<int>(controller->shownTasks()) : -1;
+        for (int i = 0; i < shown.count(); ++i)
+            shown.change(i, [&](toolkit::MenuItem& item) { item.isChecked = i == chosen; });
+    };
+    return menu;
+}
+
+std::shared_ptr<toolkit::Menu> MainMenu::viewMenu()
+{
+    auto menu = std::make_shared<toolkit::Menu>("View");
+    const auto lookup = [this] { return frontTaskList(); };
+    for (const auto& submenu : {showMenu(), toolkit::sortingMenu(lookup), toolkit::columnsMenu(lookup),
+             toolkit::columnOrderMenu(lookup)}) {
+        submenu->validator = [this](const std::string& action) { return isEnabled(action); };
+        menu->add({.title = submenu->title(), .submenu = submenu});
+    }
+    menu->add(toolkit::MenuItem::separator());
+    menu->add({.title = "Reload",
+        .action = "reload:",
+        .perform =
+            [this](const auto&) {
+                if (const auto controller = application_.frontController())
+                    controller->reload();
+            },
+        .key = "F5"});
     return menu;
 }
 

@@ -2,7 +2,7 @@
 
 #include "platform/loop/MainLoop.h"
 #include "task/application/HelpWindows.h"
-#include "toolkit/Menu.h"
+#include "toolkit/Table.h"
 
 #include <functional>
 #include <memory>
@@ -11,7 +11,7 @@
 class KRTrelkindApplication;
 
 // The menus at the top of every window, in order. Those of File and Edit act on the frontmost window, those
-// of Batch on the frontmost wrapper. An item is enabled when its action is possible there.
+// of Batch, Task and View on the frontmost wrapper. An item is enabled when its action is possible there.
 class MainMenu {
 public:
     // The application must outlive the menus.
@@ -34,8 +34,12 @@ private:
     std::shared_ptr<toolkit::Menu> fileMenu();
     std::shared_ptr<toolkit::Menu> editMenu();
     std::shared_ptr<toolkit::Menu> batchMenu();
+    std::shared_ptr<toolkit::Menu> taskMenu();
+    std::shared_ptr<toolkit::Menu> viewMenu();
+    std::shared_ptr<toolkit::Menu> showMenu();
     std::shared_ptr<toolkit::Menu> windowMenu();
     std::shared_ptr<toolkit::Menu> helpMenu();
+    toolkit::Table* frontTaskList() const; // Null when no wrapper is open.
     bool isEnabled(const std::string& action) const;
     void open();
     void askAboutRuns();

@@ -1,5 +1,6 @@
 #include "task/application/TrelkindWindow.h"
 
+#include "task/application/TaskRows.h"
 #include "task/single/SVFileContent.h"
 
 namespace {
@@ -33,7 +34,12 @@ void TrelkindWindow::arrange()
 
     fixedPartOfView.addTab({"Tasks", "Tasks", &batchPage});
     fixedPartOfView.addTab({"Notes", "Notes", &notesPage});
-    batchPage.addSubview(taskList);
+    batchPage.addSubview(taskPart);
+    taskPart.addSubview(taskChoice);
+    taskPart.addSubview(taskList);
+    taskChoice.addSubview(shownTasks);
+    taskChoice.addSubview(taskFilter);
+    shownTasks.setItems({kShownTasksWords.begin(), kShownTasksWords.end()});
     batchPage.addSubview(filesAndResults);
     filesAndResults.addSubview(filesAndContent);
     filesAndResults.addSubview(resultViews);
@@ -59,6 +65,8 @@ void TrelkindWindow::arrange()
 void TrelkindWindow::name()
 {
     using toolkit::Column;
+    shownTasks.setAccessibleName("Show");
+    taskFilter.setAccessibleName("With text");
     taskList.setAccessibleName("Tasks");
     taskList.setColumns({{.identifier = "Number", .title = "Number", .alignment = Column::Alignment::Right},
         {.identifier = "Time", .title = "Time", .alignment = Column::Alignment::Right},

@@ -13,7 +13,7 @@
 //     content             one below the other:
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
-//         batchPage           tasks, and below them:
+//         batchPage           tasks, with what chooses among them above, and below them:
 //           filesAndContent     the files, and the variables of the selected one
 //           resultViews         output; the plot of the selected variable; its values
 //         notesPage           the user's notes, the description of the set-up
@@ -28,6 +28,10 @@ struct TrelkindWindow {
     toolkit::Split filesAndContent{toolkit::Direction::Down, {1, 1}};
     toolkit::Split notesPage{toolkit::Direction::Down};
 
+    toolkit::Stack taskPart{toolkit::Direction::Down};
+    toolkit::Stack taskChoice{toolkit::Direction::Across};
+    toolkit::PopUp shownTasks; // In the order of kShownTasksWords.
+    toolkit::TextField taskFilter; // Tasks without this text are not shown.
     toolkit::Table taskList;
     toolkit::Table fileTable;
     toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".

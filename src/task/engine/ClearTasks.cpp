@@ -5,6 +5,7 @@
 #include "platform/files/FolderLock.h"
 #include "task/runs/WorkingProcesses.h"
 #include "task/single/SVSingleTask.h"
+#include "task/wrapper/TaskNumbers.h"
 
 #include <fmt/format.h>
 
@@ -68,4 +69,20 @@ ClearTasks ClearTasks::clear(
             ++result.cleared;
     }
     return result;
+}
+
+std::optional<std::string> ClearTasks::questionBefore(
+    const std::string& wrapperName, const std::vector<std::shared_ptr<SVSingleTask>>& tasks)
+{
+    std::vector<int> done;
+    for (const auto& task : tasks)
+        if (task->taskHasFinished() && !task->hasFailed())
+            done.push_back(task->numberInProject() + 1);
+    if (done.empty())
+        return std::nullopt;
+    return done.size() == 1
+        ? fmt::format("Task {} of {} is done, and clearing it removes its results. Clear it?", done.front(),
+            wrapperName)
+        : fmt::format("{} tasks of {} are done, and clearing them removes their results: {}. Clear them?",
+            done.size(), wrapperName, numberRanges(done));
 }

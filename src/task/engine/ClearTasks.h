@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,5 +15,9 @@ struct ClearTasks {
     std::vector<std::string> complaints;
 
     static ClearTasks clear(
+        const std::string& wrapperName, const std::vector<std::shared_ptr<SVSingleTask>>& tasks);
+    // What to ask the user before: the results of a task that is done may have taken weeks to compute.
+    // Nothing when no such results would be removed.
+    static std::optional<std::string> questionBefore(
         const std::string& wrapperName, const std::vector<std::shared_ptr<SVSingleTask>>& tasks);
 };

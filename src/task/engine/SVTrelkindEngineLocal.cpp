@@ -47,7 +47,7 @@ SVTrelkindEngineLocal::LocalAddition::LocalAddition()
 SVTrelkindEngineLocal::SVTrelkindEngineLocal(SVTaskController* withTask)
     : SVTrelkindEngine(withTask), operations_(kFirstConcurrency)
 {
-    panel_.startButton.whenPressed = [this] { pressedStart(); };
+    panel_.startButton.whenPressed = [this] { startAndReport(); };
     panel_.endButton.whenPressed = [this] { endTasks(); };
     panel_.concurrency.whenCommitted = [this] { changeConcurrency(panel_.concurrency); };
     allEngines().push_back(this);
@@ -114,9 +114,9 @@ platform::Result<int> SVTrelkindEngineLocal::startAfterChecks(RunChoice choice)
     return static_cast<int>(count);
 }
 
-void SVTrelkindEngineLocal::pressedStart()
+void SVTrelkindEngineLocal::startAndReport(RunChoice choice)
 {
-    const auto started = startAfterChecks();
+    const auto started = startAfterChecks(std::move(choice));
     if (!started.ok())
         KRMessageCenter::addMessage("The tasks can not be run.", started.error().text);
     else if (*started == 0)

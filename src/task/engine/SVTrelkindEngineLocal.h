@@ -57,8 +57,10 @@ public:
     // sentence when none can be started.
     platform::Result<int> startAfterChecks(RunChoice choice = {});
 
-    // User actions of the panel. The start button calls startAfterChecks() and reports its error as a
-    // message.
+    // The same, reporting what keeps tasks from being started as a message. The start button does this.
+    void startAndReport(RunChoice choice = {});
+
+    // User actions of the panel.
     void startTasks();
     void endTasks();
     void changeConcurrency(const toolkit::TextField& control);
@@ -74,7 +76,6 @@ public:
     bool supervises() const { return checkPeriodically_ != nullptr; }
 
 private:
-    void pressedStart();
     bool isToBeStarted(const SVSingleTask& task) const;
     std::shared_ptr<SVSingleTask> taskWithNumber(int number) const;
     bool allTasksAreFinished() const;

@@ -126,14 +126,19 @@ void SVSingleTask::updateBasedOnContent()
     if (!markersChanged && taskFraction_ == earlier)
         return;
     exitStatus_ = taskHasFinished_ ? RunExit::ofRun(folderName_) : std::nullopt;
+    forgetFiles();
+    if (SVTaskController* project = insideProject_)
+        project->changeInTask(*this);
+    sendChangeNotification();
+}
+
+void SVSingleTask::forgetFiles()
+{
     cachedFileInformation_.clear();
     cachedFileList_.reset();
     std::erase_if(contentCache_, [this](const auto& entry) { return !files::exists(pathOf(entry.first)); });
     for (auto& [name, cached] : contentCache_)
         cached.isStale = true;
-    if (SVTaskController* project = insideProject_)
-        project->changeInTask(*this);
-    sendChangeNotification();
 }
 
 const std::vector<std::string>& SVSingleTask::fileList()

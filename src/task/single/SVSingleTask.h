@@ -80,6 +80,8 @@ public:
     // Drops the readings that haven't ended, but for one file.
     void dropReadingsExceptOf(const std::optional<std::string>& name);
     void updateBasedOnContent();
+    // Lets the list of files and what is in them be read again.
+    void forgetFiles();
     // Removes everything but the inputs, including the markers.
     void clearData();
     // Removes everything but the inputs when the folder has more than one entry. The flags stay unchanged.

@@ -8,6 +8,7 @@
 #include "apps/desktop/widgets/WindowWidget.h"
 #include "platform/loop/MainLoop.h"
 #include "toolkit/Controls.h"
+#include "toolkit/Workspace.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -183,6 +184,9 @@ TEST(Widgets, ATextKeepsItsEmphasis)
     view.setEditable(false);
     settle();
     EXPECT_TRUE(shown->isReadOnly());
+    shown->selectAll();
+    QTest::keyClick(shown.get(), Qt::Key_U, Qt::ControlModifier);
+    EXPECT_FALSE(shown->fontUnderline()) << "what can't be edited can't be formatted";
     TextView plain;
     EXPECT_TRUE(widgetOf<QTextEdit>(plain)->actions().isEmpty());
 }
@@ -365,6 +369,71 @@ TEST(TableWidgets, ShowCellsAndColumns)
     const QHeaderView& header = *words.shown->horizontalHeader();
     EXPECT_TRUE(header.sectionResizeMode(1) == QHeaderView::Stretch
         && header.sectionResizeMode(2) == QHeaderView::Interactive);
+}
+
+TEST(TableWidgets, HaveColumnsThatTheUserArranges)
+{
+    Rows rows(3, kColumns);
+    QHeaderView& header = *rows.shown->horizontalHeader();
+    int arranged = 0;
+    rows.table->whenArranged = [&arranged] { ++arranged; };
+    const auto order = [&rows] {
+        std::string columns;
+        for (const auto& place : rows.table->arrangement().places)
+            columns += place.column + (place.isHidden ? "- " : " ");
+        return columns;
+    };
+    const auto middleOf = [&header](int section) {
+        return QPoint(
+            header.sectionViewportPosition(section) + header.sectionSize(section) / 2, header.height() / 2);
+    };
+    QTest::mousePress(header.viewport(), Qt::LeftButton, {}, middleOf(0));
+    for (const int part : {1, 2, 3})
+        QTest::mouseMove(
+            header.viewport(), middleOf(0) + (middleOf(1) + QPoint(40, 0) - middleOf(0)) * part / 3);
+    QTest::mouseRelease(header.viewport(), Qt::LeftButton, {}, middleOf(1) + QPoint(40, 0));
+    EXPECT_EQ(order(), "name number hidden- bar ");
+    header.resizeSection(1, 222);
+    EXPECT_EQ(rows.table->arrangement().places.front().width, 222);
+    EXPECT_EQ(arranged, 2) << "the column that grows has no width of its own";
+
+    QContextMenuEvent event(QContextMenuEvent::Mouse, middleOf(1), header.mapToGlobal(middleOf(1)));
+    QApplication::sendEvent(header.viewport(), &event);
+    auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+    ASSERT_TRUE(menu);
+    EXPECT_TRUE(menu->actions().at(1)->isChecked() && !menu->actions().at(2)->isChecked());
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Down, Qt::Key_Down, Qt::Key_Return})
+        QTest::keyClick(menu, key);
+    settle();
+    EXPECT_EQ(order(), "name number hidden bar ");
+    EXPECT_FALSE(rows.shown->isColumnHidden(2));
+
+    rows.table->setArrangement({.places = {{"bar", 0, false}, {"name", 99, false}, {"number", 0, true}}});
+    settle();
+    EXPECT_EQ(header.logicalIndex(0), 3);
+    EXPECT_TRUE(header.isSectionHidden(0) && header.sectionSize(1) == 99);
+    EXPECT_EQ(arranged, 3) << "what the logic sets isn't told back";
+
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, middleOf(1));
+    EXPECT_EQ(rows.table->arrangement().sorting.column, "") << "a table that doesn't sort";
+    rows.table->whenSorted = [] {};
+    for (const auto& [column, isDescending] : {std::pair("name", false), {"name", true}, {"", false}}) {
+        QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, middleOf(1));
+        settle();
+        EXPECT_EQ(rows.table->arrangement().sorting, (Sorting{column, isDescending}));
+        EXPECT_EQ(header.isSortIndicatorShown(), *column != 0);
+        EXPECT_TRUE(*column == 0 || (header.sortIndicatorOrder() == Qt::DescendingOrder) == isDescending);
+    }
+    std::string copied;
+    Workspace::shared().setPasteboardText = [&copied](const std::string& text) { copied = text; };
+    rows.table->selectRows({2});
+    settle();
+    EXPECT_EQ(rows.shown->currentIndex().row(), 2) << "keys go on from the selected row";
+    QTest::keyClick(rows.shown.get(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(copied, "\tname2\n");
+    Workspace::shared() = {};
+    rows.table.reset();
+    QTest::mouseClick(header.viewport(), Qt::LeftButton, {}, QPoint(5, 5));
 }
 
 TEST(TableWidgets, ShowAPlaceholderWhileThereAreNoRows)

@@ -27,11 +27,13 @@ Qt::Orientation orientationOf(const toolkit::Stack& stack)
     return stack.direction() == toolkit::Direction::Down ? Qt::Vertical : Qt::Horizontal;
 }
 
-// A field has its name before it.
+// A field or a choice has its name before it.
 QWidget* withLabel(const toolkit::View& view, QWidget* widget)
 {
-    if (!dynamic_cast<const toolkit::TextField*>(&view) || dynamic_cast<const toolkit::Label*>(&view)
-        || view.accessibleName().empty())
+    const auto* field = dynamic_cast<const toolkit::TextField*>(&view);
+    const bool isNamed = field ? !dynamic_cast<const toolkit::Label*>(&view)
+                               : dynamic_cast<const toolkit::PopUp*>(&view) != nullptr;
+    if (!isNamed || view.accessibleName().empty())
         return widget;
     auto* row = new QWidget;
     auto* layout = new QHBoxLayout(row);
@@ -40,7 +42,7 @@ QWidget* withLabel(const toolkit::View& view, QWidget* widget)
     label->setBuddy(widget);
     layout->addWidget(label);
     layout->addWidget(widget, 1);
-    if (static_cast<const toolkit::TextField&>(view).columns() > 0)
+    if (!field || field->columns() > 0)
         row->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Preferred);
     return row;
 }
@@ -64,7 +66,7 @@ public:
     {
         auto* layout = new QBoxLayout(
             orientation == Qt::Vertical ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight, this);
-        if (orientation == Qt::Horizontal)
+        if (orientation == Qt::Horizontal || dynamic_cast<const toolkit::Split*>(view.superview()))
             layout->setContentsMargins(0, 0, 0, 0);
         adapter_.follow([this, layout](const toolkit::View& shown) {
             children_.follow(shown, [layout](int index, const toolkit::View& child, QWidget* widget) {

@@ -222,7 +222,10 @@ private:
             auto* action = new QAction(this);
             action->setShortcut(key);
             action->setShortcutContext(Qt::WidgetShortcut);
-            connect(action, &QAction::triggered, this, toggle);
+            connect(action, &QAction::triggered, this, [this, toggle] {
+                if (!isReadOnly())
+                    toggle();
+            });
             addAction(action);
         };
         add(QKeySequence::Bold,

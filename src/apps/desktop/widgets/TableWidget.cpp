@@ -3,37 +3,22 @@
 #include "apps/desktop/widgets/MenuWidget.h"
 #include "apps/desktop/widgets/ProgressDelegate.h"
 #include "apps/desktop/widgets/TableAdapter.h"
+#include "apps/desktop/widgets/TableHeader.h"
 #include "apps/desktop/widgets/Text.h"
+#include "toolkit/Workspace.h"
 
 #include <QContextMenuEvent>
-#include <QHeaderView>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <algorithm>
 #include <set>
 
-namespace {
-
-constexpr int kNumberColumns = 12; // Widths in characters.
-constexpr int kTextColumns = 20;
-
-// The column that grows with the table: one of bars, else the first one of words.
-std::vector<toolkit::Column>::const_iterator columnThatGrows(const std::vector<toolkit::Column>& columns)
+TableWidget::TableWidget(toolkit::Table& table)
+    : table_(&table), adapter_(new TableAdapter(table, this)), header_(new TableHeader(table, this))
 {
-    const auto bars = std::find_if(columns.begin(), columns.end(),
-        [](const toolkit::Column& column) { return column.cell == toolkit::Column::Cell::Progress; });
-    if (bars != columns.end())
-        return bars;
-    return std::find_if(columns.begin(), columns.end(), [](const toolkit::Column& column) {
-        return !column.isHidden && column.alignment == toolkit::Column::Alignment::Left;
-    });
-}
-
-} // namespace
-
-TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new TableAdapter(table, this))
-{
+    setHorizontalHeader(header_);
     setModel(adapter_);
     setItemDelegate(new ProgressDelegate(this));
     setAccessibleName(toQt(table.accessibleName()));
@@ -46,13 +31,14 @@ TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new T
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed); // Many rows cost nothing that way.
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
-    horizontalHeader()->setHighlightSections(false);
-    arrangeColumns();
+    header_->follow();
+    setMinimumHeight(header_->sizeHint().height() + 3 * verticalHeader()->defaultSectionSize());
     tableObservation_ = table.observe([this](const toolkit::Change& change) { tableChanged(change); },
         [this] {
             const QScopedValueRollback following(isFollowingModel_, true);
             table_ = nullptr;
             adapter_->tableEnded();
+            header_->tableEnded();
         });
     if (toolkit::View* clip = table.superview())
         clipObservation_ = clip->observe([this](const toolkit::Change&) { scrollToVisibleRows(); });
@@ -65,29 +51,12 @@ TableWidget::TableWidget(toolkit::Table& table) : table_(&table), adapter_(new T
     showPlaceholder();
 }
 
-void TableWidget::arrangeColumns()
-{
-    const auto& columns = table_->columns();
-    const int character = fontMetrics().averageCharWidth();
-    const auto widest = columnThatGrows(columns);
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        const int section = static_cast<int>(i);
-        const bool isNumber = columns[i].alignment == toolkit::Column::Alignment::Right;
-        setColumnHidden(section, columns[i].isHidden);
-        horizontalHeader()->setSectionResizeMode(section,
-            columns.begin() + static_cast<std::ptrdiff_t>(i) == widest ? QHeaderView::Stretch
-                                                                       : QHeaderView::Interactive);
-        setColumnWidth(section, character * (isNumber ? kNumberColumns : kTextColumns));
-    }
-    setMinimumHeight(horizontalHeader()->sizeHint().height() + 3 * verticalHeader()->defaultSectionSize());
-}
-
 void TableWidget::tableChanged(const toolkit::Change& change)
 {
     const QScopedValueRollback following(isFollowingModel_, true);
     adapter_->tableChanged(change);
-    if (change.structure)
-        arrangeColumns();
+    if (change.structure || change.value)
+        header_->follow();
     if (change.selection || change.rows || change.structure)
         showSelection();
     showPlaceholder();
@@ -123,6 +92,28 @@ void TableWidget::showSelection()
     for (const int row : table_->selectedRows())
         wanted.select(adapter_->index(row, 0), adapter_->index(row, lastColumn));
     selectionModel()->select(wanted, QItemSelectionModel::ClearAndSelect);
+    // The keys go on from the selected row, which may have moved.
+    if (table_->selectedRows().size() == 1 && currentIndex().row() != table_->selectedRow())
+        selectionModel()->setCurrentIndex(
+            adapter_->index(table_->selectedRow(), std::max(0, currentIndex().column())),
+            QItemSelectionModel::NoUpdate);
+}
+
+// Without this the key of a menu would win.
+bool TableWidget::event(QEvent* event)
+{
+    if (event->type() == QEvent::ShortcutOverride
+        && static_cast<QKeyEvent*>(event)->matches(QKeySequence::Copy))
+        event->accept();
+    return QTableView::event(event);
+}
+
+void TableWidget::keyPressEvent(QKeyEvent* event)
+{
+    if (!event->matches(QKeySequence::Copy))
+        QTableView::keyPressEvent(event);
+    else if (const auto& copy = toolkit::Workspace::shared().setPasteboardText; copy && table_)
+        copy(table_->selectionAsText());
 }
 
 void TableWidget::selectionChanged(const QItemSelection& selected, const QItemSelection& deselected)
