@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr double kSecondsBetweenLooks = 0.1;
+constexpr double kSecondsBetweenAsking = 0.1;
 
 // menuNeedsUpdate() keeps the first two items of the cluster menu.
 constexpr const char* kNewMachine = "New Machine";
@@ -287,7 +287,7 @@ void MainMenu::askAboutRuns()
 void MainMenu::endRuns()
 {
     SVTrelkindEngineLocal::endAllWork();
-    ending_ = platform::Timer::schedule(kSecondsBetweenLooks, platform::Timer::Repeats::Yes, [this] {
+    ending_ = platform::Timer::schedule(kSecondsBetweenAsking, platform::Timer::Repeats::Yes, [this] {
         const auto work = SVTrelkindEngineLocal::allWork();
         if (work.running + work.waiting == 0)
             end(Ending::WithAll);

@@ -12,7 +12,7 @@ namespace {
 
 using platform::Value;
 
-std::string listPath()
+std::string openWrappersPath()
 {
     return platform::paths::appending(platform::Places::library(), "Open Wrappers.plist");
 }
@@ -32,7 +32,7 @@ OpenWrappers::~OpenWrappers()
 std::vector<std::string> OpenWrappers::ofLastSession()
 {
     std::vector<std::string> paths;
-    const auto kept = platform::propertylist::readFile(listPath());
+    const auto kept = platform::propertylist::readFile(openWrappersPath());
     if (kept && kept->array())
         for (const Value& path : *kept->array())
             if (path.text() && platform::files::isDirectory(*path.text()))
@@ -45,5 +45,5 @@ void OpenWrappers::save() const
     Value::Array list;
     for (const auto& controller : application_.listOfControllers())
         list.emplace_back(controller->wrapperName());
-    std::ignore = platform::propertylist::writeAtomically(list, listPath());
+    std::ignore = platform::propertylist::writeAtomically(list, openWrappersPath());
 }
