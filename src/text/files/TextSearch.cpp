@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::int64_t kPiece = std::int64_t{1} << 20; // Bytes.
+constexpr std::int64_t kSearchPiece = std::int64_t{1} << 20; // Bytes.
 constexpr std::int64_t kLinesBack = 1024; // Lines that are looked at together on the way back.
 constexpr int kBlocksRead = 64;
 
@@ -119,7 +119,7 @@ std::string TextSearch::piece(std::int64_t start, std::int64_t count)
 TextSearch::Hit TextSearch::bytesForward(std::int64_t at, std::int64_t behind)
 {
     while (at < behind) {
-        const std::int64_t count = std::min(kPiece, behind - at);
+        const std::int64_t count = std::min(kSearchPiece, behind - at);
         const std::string bytes = piece(at, count + needed_ - 1);
         if (bytes.empty())
             return {};
@@ -136,7 +136,7 @@ TextSearch::Hit TextSearch::bytesForward(std::int64_t at, std::int64_t behind)
 TextSearch::Hit TextSearch::bytesBackward(std::int64_t first, std::int64_t behind)
 {
     while (behind > first) {
-        const std::int64_t start = std::max(first, behind - kPiece);
+        const std::int64_t start = std::max(first, behind - kSearchPiece);
         const std::string bytes = piece(start, behind - start + needed_ - 1);
         std::size_t last = std::string::npos;
         for (std::size_t found = findIn(bytes, 0, needle_); found != std::string::npos;
