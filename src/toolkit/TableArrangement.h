@@ -1,14 +1,11 @@
 #pragma once
 
-#include "toolkit/Menu.h"
-
-#include <functional>
+#include <algorithm>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace toolkit {
-
-class Table;
 
 // The column that the rows are sorted by; empty for the order of the source.
 struct Sorting {
@@ -29,14 +26,12 @@ struct TableArrangement {
     Sorting sorting{};
     bool operator==(const TableArrangement&) const = default;
 
-    Place* find(std::string_view column); // Null when there is none.
+    Place* find(std::string_view column) // Null when there is none.
+    {
+        const auto found = std::find_if(
+            places.begin(), places.end(), [&](const Place& place) { return place.column == column; });
+        return found == places.end() ? nullptr : &*found;
+    }
 };
-
-// Menus for the columns of a table, for people who use no mouse. The table is asked for each time, because it
-// may be gone, or be another one, when the menu is used; null is an empty menu.
-using TableLookup = std::function<Table*()>;
-std::shared_ptr<Menu> columnsMenu(TableLookup); // Shows and hides columns.
-std::shared_ptr<Menu> columnOrderMenu(TableLookup); // Moves a column to the front.
-std::shared_ptr<Menu> sortingMenu(TableLookup); // Sorts by a column, as a click on its title does.
 
 } // namespace toolkit

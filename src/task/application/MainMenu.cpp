@@ -3,6 +3,7 @@
 #include "diagnostics/KRMessageCenter.h"
 #include "task/application/KRTrelkindApplication.h"
 #include "task/engine/SVTrelkindEngineLocal.h"
+#include "toolkit/ColumnMenus.h"
 #include "toolkit/Workspace.h"
 
 #include <fmt/format.h>

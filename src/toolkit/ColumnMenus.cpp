@@ -1,6 +1,4 @@
-#include "toolkit/TableArrangement.h"
-
-#include "toolkit/Table.h"
+#include "toolkit/ColumnMenus.h"
 
 #include <algorithm>
 
@@ -70,13 +68,6 @@ void fillSorting(Menu& menu, Table& table, const TableLookup& lookup)
 }
 
 } // namespace
-
-TableArrangement::Place* TableArrangement::find(std::string_view column)
-{
-    const auto found = std::find_if(
-        places.begin(), places.end(), [column](const Place& place) { return place.column == column; });
-    return found == places.end() ? nullptr : &*found;
-}
 
 std::shared_ptr<Menu> columnsMenu(TableLookup lookup)
 {
