@@ -1,6 +1,7 @@
 #include "apps/desktop/widgets/TableHeader.h"
 
 #include "apps/desktop/widgets/MenuWidget.h"
+#include "toolkit/ColumnMenus.h"
 
 #include <QContextMenuEvent>
 #include <QScopedValueRollback>
