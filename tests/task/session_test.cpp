@@ -82,7 +82,7 @@ TEST_F(Quitting, AsksWhatBecomesOfRunsAlsoOfAClosedWindow)
     asked->answered(0);
     EXPECT_EQ(ended, MainMenu::Ending::LeavingRuns);
     wrapper.write("go");
-    EXPECT_TRUE(within([this] { return !engine->isRunning(); }));
+    EXPECT_TRUE(within([] { return SVTrelkindEngineLocal::allWork().running == 0; }));
     EXPECT_TRUE(wrapper.has("0/VTask_runCompleted") && wrapper.has("1/VTask_runCompleted"));
     EXPECT_FALSE(wrapper.has("2/VTask_runStarted"));
     asked.reset();
