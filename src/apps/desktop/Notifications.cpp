@@ -6,7 +6,7 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 
-// The protocol is that of the Desktop Notifications Specification.
+// The protocol is that of freedesktop.org for desktop notifications.
 void showNotification(const std::string& title, const std::string& text)
 {
     if (QApplication::activeWindow())

@@ -5,9 +5,8 @@
 #include <functional>
 
 // One running program for each session: it owns a name on the session bus, and a later one hands its wrappers
-// over to it. It speaks the interface org.freedesktop.Application of the Desktop Entry Specification, by
-// which file managers and launchers start and call programs. Without a session bus every program is the only
-// one. Main thread.
+// over to it. It speaks freedesktop.org's interface org.freedesktop.Application, by which file managers and
+// launchers call programs. Without a session bus every program is the only one. Main thread.
 class SingleProgram final : public QDBusVirtualObject {
 public:
     // Gives the wrappers, by absolute paths, to the program that runs already. Whether there was one. It
