@@ -2,6 +2,7 @@
 // scrolling and sorting of many tasks; and how long the main loop is held up while tasks run.
 
 #include "BenchmarkMain.h"
+#include "ProcessFacts.h"
 #include "desktop/Screen.h"
 
 #include "apps/composition/Composition.h"
@@ -21,7 +22,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sys/resource.h>
 #include <tuple>
 
 namespace {
@@ -74,21 +74,7 @@ private:
 // Megabytes of a process: its share of what it has in common with others counts in part.
 double shareOfMemory(pid_t process)
 {
-    std::ifstream facts("/proc/" + std::to_string(process) + "/smaps_rollup");
-    for (std::string line; std::getline(facts, line);)
-        if (line.starts_with("Pss:"))
-            return std::strtod(line.c_str() + 4, nullptr) / 1024;
-    return 0;
-}
-
-double ownProcessorSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+    return factOf("/proc/" + std::to_string(process) + "/smaps_rollup", "Pss") / 1024;
 }
 
 void startProgram(benchmark::State& state, const std::vector<std::string>& command)

@@ -2,6 +2,7 @@
 // costs.
 
 #include "BenchmarkMain.h"
+#include "ProcessFacts.h"
 
 #include "platform/files/FileManager.h"
 #include "platform/files/Places.h"
@@ -12,7 +13,6 @@
 
 #include <cstdlib>
 #include <string>
-#include <sys/resource.h>
 #include <tuple>
 
 namespace {
@@ -63,16 +63,6 @@ private:
     std::string root_;
     std::string path_;
 };
-
-double ownProcessorSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
 
 // A program that ends at once is seen at the first poll, 0.2 seconds after its launch; four at a time, 400
 // take 20 s.
