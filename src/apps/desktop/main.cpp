@@ -83,7 +83,7 @@ void runWindows(QApplication& qt, QStringList wrappers)
     auto ending = MainMenu::Ending::WithAll;
     menus.whenQuitting = [&ending](MainMenu::Ending how) {
         ending = how;
-        QCoreApplication::quit();
+        QCoreApplication::exit(EXIT_SUCCESS); // quit() would close the windows first, as if the user did.
     };
     const MessageWindow messages;
     ProgressWindow progress;
@@ -94,7 +94,8 @@ void runWindows(QApplication& qt, QStringList wrappers)
     const auto start = StartWindow::create(application);
     start->whenChoosing = [&menus] { menus.menus().front()->choose(0); }; // Open\u2026
     menus.whenStaying = [&start] { showWhenEmpty(*start); };
-    QObject::connect(&qt, &QGuiApplication::lastWindowClosed, &qt, [&menus] { menus.quit(); });
+    const auto closing =
+        QObject::connect(&qt, &QGuiApplication::lastWindowClosed, &qt, [&menus] { menus.quit(); });
     toolkit::Workspace::shared().openPaths = [&application](const std::vector<std::string>& paths) {
         for (const std::string& path : paths)
             application.applicationOpenFile(wrapperContaining(path));
@@ -116,6 +117,7 @@ void runWindows(QApplication& qt, QStringList wrappers)
     QObject::connect(&qt, &QApplication::applicationStateChanged, &qt,
         [&application] { application.applicationDidBecomeActive(); });
     loop.run();
+    QObject::disconnect(closing); // The windows go now.
     application.sorvanta().sendBeforeTheEnd();
     if (ending == MainMenu::Ending::LeavingRuns)
         std::_Exit(EXIT_SUCCESS); // The ends of queues would end their runs.

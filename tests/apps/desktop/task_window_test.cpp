@@ -181,6 +181,32 @@ TEST_F(TaskWindow, TwoFrontEndsNeverStartATaskTwice)
         waitFor([&] { return platform::files::readFile(wrapper.folder() / "started") == "x\nx\nx\nx\n"; }));
 }
 
+// Another call hands its wrapper over; runs may be left alone; the next start shows what became of them.
+TEST_F(TaskWindow, QuittingLeavesRunsAndTheNextStartOpensTheirWrapper)
+{
+    wrapper.tasks({"", "", "", "", ""}).executable("#!/bin/sh\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
+    open();
+    start();
+    ASSERT_TRUE(waitFor([&] { return wrapper.has("3/VTask_runStarted"); }));
+    const WrapperOnDisk other("Other.vtask");
+    desktop->launch({TRELKIND_DESKTOP, other / "0/input"});
+    const std::string title = "Other.vtask \u2013 " + other.folder().path();
+    EXPECT_TRUE(waitFor([&] { return static_cast<bool>(object("frame", title)); })) << desktop->log();
+
+    desktop->key("ctrl+q");
+    ASSERT_TRUE(waitFor([&] { return object("push button", "Leave Running").isShowing(); }));
+    EXPECT_TRUE(object("push button", "Leave Running").press());
+    EXPECT_TRUE(waitFor([] { return !desktop->program("trelkind-desktop"); })) << desktop->log();
+    wrapper.write("go");
+    EXPECT_TRUE(waitFor([&] { return wrapper.has("3/VTask_runCompleted"); }));
+    EXPECT_FALSE(wrapper.has("4/VTask_runStarted"));
+
+    desktop->launch({TRELKIND_DESKTOP});
+    EXPECT_TRUE(waitFor([&] {
+        return object("frame", title) && object("frame", "My Batch.vtask \u2013 " + wrapper.folder().path());
+    }));
+}
+
 TEST_F(TaskWindow, WithoutAWrapperItOffersTheLastOnesAndAnother)
 {
     desktop->launch({TRELKIND_DESKTOP});
