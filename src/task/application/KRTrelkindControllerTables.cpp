@@ -364,6 +364,7 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
         const auto file = selectedFile();
         const bool isDataFile = file && SVFileContent::isDataFile(*file);
         views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
+        views_->optionForFileDisplay.setHidden(!isDataFile); // Its room goes to the files.
         if (isDataFile)
             reloadVariables();
         plotVariable();

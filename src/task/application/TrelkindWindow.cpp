@@ -47,6 +47,7 @@ void TrelkindWindow::arrange()
     filesAndContent.addSubview(optionForFileDisplay);
     optionForFileDisplay.addTab({"Nothing", "Nothing", nullptr});
     optionForFileDisplay.addTab({"DataFile", "Variables", &dataFileContent});
+    optionForFileDisplay.setHidden(true);
     resultViews.willSelect = [this] {
         if (resultViews.selectedIdentifier() != "Output")
             viewOfVariable_ = resultViews.selectedIdentifier();
