@@ -3,7 +3,7 @@ _trelkind_desktop()
 {
     local cur=${COMP_WORDS[COMP_CWORD]}
     if [[ $cur == -* ]]; then
-        mapfile -t COMPREPLY < <(compgen -W '-h --help -v --version' -- "$cur")
+        mapfile -t COMPREPLY < <(compgen -W '-h --help -v --version --service' -- "$cur")
     else
         compopt -o filenames 2>/dev/null
         mapfile -t COMPREPLY < <(compgen -d -- "$cur")

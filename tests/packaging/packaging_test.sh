@@ -35,6 +35,9 @@ checkDesktopEntry() {
     local entry=$share/applications/com.kelmont.trelkind.desktop
     has desktop-file-validate && silent desktop-file-validate "$entry"
     grep -q '^Exec=trelkind-desktop %F$' "$entry" || fail "Exec"
+    grep -q '^DBusActivatable=true$' "$entry" || fail "DBusActivatable"
+    grep -qx "Name=$(basename "$entry" .desktop)" "$share"/dbus-1/services/*.service ||
+        fail "the session bus can't start what the entry names"
     ! grep -rq 'inode/directory' "$share/applications" || fail "an entry offers to open every folder"
 }
 

@@ -17,6 +17,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QTimer>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
@@ -26,6 +27,7 @@ namespace {
 
 constexpr int kNotDone = 1;
 constexpr int kWrongUse = 2;
+constexpr int kServiceWaitMs = 10'000; // For what the desktop wants of a program that it has started.
 
 bool hasDisplay()
 {
@@ -46,6 +48,8 @@ void addOptions(QCommandLineParser& parser)
     parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Shows this help.")});
     parser.addOption(
         {{QStringLiteral("v"), QStringLiteral("version")}, QStringLiteral("Shows the program's version.")});
+    parser.addOption({QStringLiteral("service"),
+        QStringLiteral("Waits for the desktop to say what to open. For its own use.")});
     parser.addPositionalArgument(
         QStringLiteral("WRAPPER"), QStringLiteral("A task wrapper to open."), QStringLiteral("[WRAPPER...]"));
 }
@@ -72,7 +76,14 @@ void showWhenEmpty(StartWindow& start)
         start.show();
 }
 
-void runWindows(QApplication& qt, QStringList wrappers)
+// The wrappers that were open when the program ended last.
+void openLastSession(KRTrelkindApplication& application)
+{
+    for (const std::string& path : OpenWrappers::ofLastSession())
+        application.applicationOpenFile(path);
+}
+
+void runWindows(QApplication& qt, const QStringList& wrappers, bool asService)
 {
     QtMainLoop::install();
     auto& loop = platform::MainLoop::main();
@@ -100,19 +111,25 @@ void runWindows(QApplication& qt, QStringList wrappers)
         for (const std::string& path : paths)
             application.applicationOpenFile(wrapperContaining(path));
     };
-    const SingleProgram single([&](const QStringList& others) {
-        open(application, wrappersOf(others));
+    const auto activate = [&](const QStringList& named) {
         const auto& windows = toolkit::ShownWindows::shared().frontToBack();
-        if (others.isEmpty() && !windows.empty())
+        if (!named.isEmpty())
+            open(application, named);
+        else if (windows.empty())
+            openLastSession(application);
+        else
             windows.front()->orderFront();
         showWhenEmpty(*start);
-    });
-    if (wrappers.isEmpty())
-        for (const std::string& path : OpenWrappers::ofLastSession())
-            wrappers << QString::fromStdString(path);
+    };
+    const SingleProgram single([&](const QStringList& named) { activate(wrappersOf(named)); });
     const OpenWrappers session(application);
-    open(application, wrappers);
-    showWhenEmpty(*start);
+    if (!asService)
+        activate(wrappers);
+    else
+        QTimer::singleShot(kServiceWaitMs, &qt, [&] {
+            if (toolkit::ShownWindows::shared().frontToBack().empty())
+                activate({});
+        });
     // The companion is looked for whenever the user comes here or goes elsewhere.
     QObject::connect(&qt, &QApplication::applicationStateChanged, &qt,
         [&application] { application.applicationDidBecomeActive(); });
@@ -168,6 +185,6 @@ int main(int argc, char** argv)
     const QStringList wrappers = wrappersOf(parser.positionalArguments());
     if (SingleProgram::handOver(wrappers))
         return EXIT_SUCCESS;
-    runWindows(qt, wrappers);
+    runWindows(qt, wrappers, parser.isSet(QStringLiteral("service")));
     return EXIT_SUCCESS;
 }

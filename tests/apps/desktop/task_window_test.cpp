@@ -216,6 +216,14 @@ TEST_F(TaskWindow, WithoutAWrapperItOffersTheLastOnesAndAnother)
         << desktop->log();
 }
 
+TEST_F(TaskWindow, StartedByTheDesktopItOpensOnlyWhatIsAsked)
+{
+    desktop->launch({TRELKIND_DESKTOP, "--service"});
+    ASSERT_TRUE(waitFor([this] { return static_cast<bool>(desktop->program("trelkind-desktop")); }));
+    open();
+    EXPECT_FALSE(object("table", "Recent wrappers"));
+}
+
 TEST_F(TaskWindow, MachinesAreAddedInAWindowOfTheirOwn)
 {
     open();
