@@ -308,6 +308,11 @@ void DesktopSession::click(const Accessible& object, int button) const
         std::to_string(place.y + place.height / 2), "click", std::to_string(button)});
 }
 
+void DesktopSession::takeDisplayFrom(const std::string& title) const
+{
+    run({"xdotool", "search", "--onlyvisible", "--name", title, "windowkill"});
+}
+
 bool DesktopSession::screenshot(const std::string& path) const
 {
     return run({"import", "-window", "root", path}) && platform::files::size(path).value_or(0) > 0;

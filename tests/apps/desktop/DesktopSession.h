@@ -57,6 +57,8 @@ public:
     void key(const std::string& keys) const;
     void type(const std::string& text) const;
     void click(const Accessible& object, int button = 1) const;
+    // Cuts the program with that window off from the display.
+    void takeDisplayFrom(const std::string& title) const;
     // The whole screen as a PNG file; whether there is one now.
     bool screenshot(const std::string& path) const;
 

@@ -224,6 +224,24 @@ TEST_F(TaskWindow, StartedByTheDesktopItOpensOnlyWhatIsAsked)
     EXPECT_FALSE(object("table", "Recent wrappers"));
 }
 
+TEST_F(TaskWindow, WithoutASessionBusItRunsTasksWhichOutliveTheDisplay)
+{
+    wrapper.tasks({""}).executable("#!/bin/sh\nwhile [ ! -e ../go ]; do sleep 0.05; done\n");
+    desktop->launch(
+        {"env", "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent", TRELKIND_DESKTOP, wrapper.path()});
+    ASSERT_TRUE(waitFor([&] {
+        desktop->key("ctrl+r");
+        desktop->key("space");
+        return wrapper.has("0/VTask_runStarted");
+    })) << desktop->log();
+    desktop->takeDisplayFrom("My Batch.vtask");
+    EXPECT_TRUE(waitFor([] { return desktop->log().find("connection broke") != std::string::npos; }))
+        << desktop->log();
+    EXPECT_FALSE(wrapper.has("0/VTask_runCompleted"));
+    wrapper.write("go");
+    EXPECT_TRUE(waitFor([&] { return wrapper.has("0/VTask_runCompleted"); }));
+}
+
 TEST_F(TaskWindow, MachinesAreAddedInAWindowOfTheirOwn)
 {
     open();
