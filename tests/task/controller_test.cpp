@@ -50,6 +50,36 @@ TEST_F(Controller, ShowsTheTasksByColumn)
     }
 }
 
+TEST_F(Controller, ShowsTheTextOfASelectedFile)
+{
+    wrapper.write("1/notes", "first\nsecond \xc3\xa4\n");
+    wrapper.write("1/core",
+        std::string("\x7f"
+                    "ELF\0",
+            5));
+    wrapper.write("1/bell", "\a\a\a");
+    ASSERT_EQ(::mkfifo((wrapper.path() + "/1/pipe").c_str(), 0600), 0);
+    wrapper.write("2/notes", "other\n");
+    open();
+    EXPECT_TRUE(views->optionForFileDisplay.isHidden());
+    views->taskList.selectRows({1});
+    const auto shown = [this] {
+        return views->optionForFileDisplay.isHidden() ? "-" : views->fileText.everything();
+    };
+    selectFile("notes");
+    EXPECT_EQ(shown(), "first\nsecond \xc3\xa4");
+    for (const char* name : {"core", "bell", "pipe"}) {
+        selectFile(name);
+        EXPECT_EQ(shown(), "-") << name;
+    }
+    selectFile("notes");
+    wrapper.write("1/notes", "first\nsecond \xc3\xa4\nthird\n");
+    views->fileText.lookForMore();
+    EXPECT_EQ(shown(), "first\nsecond \xc3\xa4\nthird");
+    views->taskList.selectRows({});
+    EXPECT_EQ(shown(), "-");
+}
+
 TEST_F(Controller, ShowsTheFilesAndVariablesOfTheSelection)
 {
     Scanned scanned;
@@ -174,7 +204,7 @@ TEST_F(Controller, ArrangesItsViewsAndAnEnginesPanel)
         "[[[Executable][Project][Done]]"
         "[Tasks:Notes:[[[[Show][With text]]"
         "[Tasks Number Time Description Status Progress Started Duration Exit Argument Try]]"
-        "[[[Files File Name Size][Nothing:Variables:[Variables Name Type Information]]]"
+        "[[[Files File Name Size][Text:Variables:[Text Text][Variables Name Type Information]]]"
         "[Output:Plot:Values:[[Output Output]][Plot][Values]]]]"
         "[[Notes][Description]]][[][][Tasks at a time]]]");
 

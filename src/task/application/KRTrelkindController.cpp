@@ -135,6 +135,7 @@ void KRTrelkindController::loadWindow()
 {
     views_ = std::make_unique<TrelkindWindow>();
     variablePlot_ = std::make_unique<VariablePlot>(views_->plot);
+    fileText_ = std::make_unique<FileText>(views_->fileText);
     for (toolkit::Table* table : {&views_->taskList, &views_->fileTable, &views_->dataFileContent}) {
         table->setDataSource(this);
         table->setDelegate(this);
@@ -537,6 +538,7 @@ bool KRTrelkindController::windowShouldClose()
         app->removeController(*this);
     disconnectEngines();
     variablePlot_.reset();
+    fileText_.reset();
     // The caller may still use the controller and its window during this event.
     platform::MainLoop::main().afterThisEvent(
         [self, views = std::shared_ptr<TrelkindWindow>(std::move(views_))] {});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/loop/NotificationCenter.h"
+#include "task/application/FileText.h"
 #include "task/application/TaskRows.h"
 #include "task/application/TrelkindWindow.h"
 #include "task/application/VariablePlot.h"
@@ -177,6 +178,7 @@ private:
     toolkit::CellValue dataFileCell(std::string_view column, int row) const;
     void showOutputOfSelection();
     void reloadFileTables();
+    void showSelectedFile();
     void reloadVariables();
     void followSelectedContent();
     Tasks selectedTasks() const; // In the order of the tasks.
@@ -186,6 +188,7 @@ private:
 
     std::unique_ptr<TrelkindWindow> views_;
     std::unique_ptr<VariablePlot> variablePlot_; // While there are views.
+    std::unique_ptr<FileText> fileText_; // While there are views.
     std::string plottedVariable_; // Empty without one; kept from file to file.
     TaskWrapper wrapper_;
     std::int64_t serialNumber_;

@@ -262,6 +262,19 @@ void KRTrelkindController::reloadFileTables()
     reloadVariables();
 }
 
+// What can't be shown leaves its room to the files.
+void KRTrelkindController::showSelectedFile()
+{
+    const auto file = selectedFile();
+    const bool isDataFile = file && SVFileContent::isDataFile(*file);
+    const bool isText =
+        fileText_->show(file ? std::optional(selectedTask()->folderName() + "/" + *file) : std::nullopt);
+    views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
+    views_->optionForFileDisplay.setHidden(!isDataFile && !isText);
+    if (isDataFile)
+        reloadVariables();
+}
+
 void KRTrelkindController::reloadVariables()
 {
     const auto content = selectedContent();
@@ -348,6 +361,7 @@ void KRTrelkindController::selectionOfTasksChanged()
 {
     showOutputOfSelection();
     reloadFileTables();
+    showSelectedFile();
     followSelectedContent();
     plotVariable();
 }
@@ -361,12 +375,7 @@ void KRTrelkindController::tableViewSelectionDidChange(toolkit::Table& table)
             selectionOfTasksChanged();
     } else if (&table == &views_->fileTable) {
         followSelectedContent();
-        const auto file = selectedFile();
-        const bool isDataFile = file && SVFileContent::isDataFile(*file);
-        views_->optionForFileDisplay.select(isDataFile ? "DataFile" : "Nothing");
-        views_->optionForFileDisplay.setHidden(!isDataFile); // Its room goes to the files.
-        if (isDataFile)
-            reloadVariables();
+        showSelectedFile();
         plotVariable();
     } else if (&table == &views_->dataFileContent) {
         selectVariable();

@@ -2,6 +2,7 @@
 
 #include "task/application/TaskRows.h"
 #include "task/single/SVFileContent.h"
+#include "toolkit/Words.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ void TrelkindWindow::arrange()
     filesAndResults.addSubview(resultViews);
     filesAndContent.addSubview(fileTable);
     filesAndContent.addSubview(optionForFileDisplay);
-    optionForFileDisplay.addTab({"Nothing", "Nothing", nullptr});
+    optionForFileDisplay.addTab({"Nothing", toolkit::words("Text"), &fileText});
     optionForFileDisplay.addTab({"DataFile", "Variables", &dataFileContent});
     optionForFileDisplay.setHidden(true);
     resultViews.willSelect = [this] {
@@ -81,6 +82,8 @@ void TrelkindWindow::name()
     fileTable.setAccessibleName("Files");
     fileTable.setColumns({{.identifier = "File Name", .title = "File Name"},
         {.identifier = "Size", .title = "Size", .alignment = Column::Alignment::Right}});
+    fileText.setAccessibleName(toolkit::words("Text"));
+    fileText.setColumns({{.identifier = "Text", .title = toolkit::words("Text")}});
     dataFileContent.setAccessibleName("Variables");
     dataFileContent.setColumns(SVFileContent::columns());
     plot.setAccessibleName("Plot");

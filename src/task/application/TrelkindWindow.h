@@ -14,7 +14,7 @@
 //       heading             fields of the whole batch
 //       fixedPartOfView     two tabs:
 //         batchPage           tasks, with what chooses among them above, and below them:
-//           filesAndContent     the files, and the variables of the selected one
+//           filesAndContent     the files, and the text or the variables of the selected one
 //           resultViews         output; the plot of the selected variable; its values
 //         notesPage           the user's notes, the description of the set-up
 //       an engine's panel   while an engine is attached
@@ -34,7 +34,8 @@ struct TrelkindWindow {
     toolkit::TextField taskFilter; // Tasks without this text are not shown.
     toolkit::Table taskList;
     toolkit::Table fileTable;
-    toolkit::TabView optionForFileDisplay; // "Nothing" or "DataFile".
+    toolkit::TabView optionForFileDisplay; // "Nothing", which has the text of a file, or "DataFile".
+    toolkit::TextLines fileText;
     toolkit::Table dataFileContent;
     toolkit::TabView resultViews; // "Output", "Plot" or "Values".
     toolkit::Plot plot;
