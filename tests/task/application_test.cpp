@@ -241,7 +241,8 @@ TEST_F(Application, TheMainMenuOffersWhatCanBeDone)
     EXPECT_EQ(titles(file, true), "Open\u2026, Quit");
     EXPECT_EQ(titles(batch, true), "Run on cluster");
     EXPECT_EQ(titles(*mainMenu.menus().at(5)) + "; " + titles(*mainMenu.menus().at(6)),
-        "Machines, Messages, Progress; Overview, Making a task wrapper, Running tasks, Setting up machines");
+        "Machines, Messages, Progress; "
+        "Overview, Making a task wrapper, Running tasks, Setting up machines, -, About Trelkind");
     toolkit::Workspace::shared().showFilePanel = [&](const toolkit::FilePanel& panel) {
         EXPECT_EQ(panel.title, "Open a task wrapper");
         EXPECT_EQ(panel.kind, toolkit::FilePanel::Kind::OpenFolders);

@@ -2,6 +2,7 @@
 
 #include "apps/composition/Composition.h"
 #include "apps/desktop/Desktop.h"
+#include "apps/desktop/Libraries.h"
 #include "apps/desktop/SignInDialogs.h"
 #include "apps/desktop/SingleProgram.h"
 #include "apps/desktop/loop/QtMainLoop.h"
@@ -99,6 +100,8 @@ void runWindows(QApplication& qt, const QStringList& wrappers, bool asService)
     const MessageWindow messages;
     ProgressWindow progress;
     menus.showProgress = [&progress] { progress.window.orderFront(); };
+    AboutWindow about(TRELKIND_VERSION, librariesOfThisProgram());
+    menus.showAbout = [&about] { about.show(); };
     const Desktop desktop(menus);
     answerSignInInDialogs();
     application.awakeFromNib();

@@ -4,6 +4,7 @@
 #include "task/application/KRTrelkindApplication.h"
 #include "task/engine/SVTrelkindEngineLocal.h"
 #include "toolkit/ColumnMenus.h"
+#include "toolkit/Words.h"
 #include "toolkit/Workspace.h"
 
 #include <fmt/format.h>
@@ -39,7 +40,8 @@ MainMenu::MainMenu(KRTrelkindApplication& application) : application_(applicatio
 bool MainMenu::isEnabled(const std::string& action) const
 {
     if (action == "openTask:" || action == "terminate:" || action == "showMachines:"
-        || action == "showMessages:" || action == "showProgress:" || action == "showHelp:")
+        || action == "showMessages:" || action == "showProgress:" || action == "showHelp:"
+        || action == "showAbout:")
         return true;
     if (action == "performClose:")
         return frontWindow() != nullptr;
@@ -226,6 +228,12 @@ std::shared_ptr<toolkit::Menu> MainMenu::helpMenu()
             .action = "showHelp:",
             .perform = [this, page](const auto&) { help_.show(page); },
             .key = page == 0 ? "F1" : ""});
+    menu->add(toolkit::MenuItem::separator());
+    menu->add(
+        {.title = toolkit::words("About Trelkind"), .action = "showAbout:", .perform = [this](const auto&) {
+             if (showAbout)
+                 showAbout();
+         }});
     return menu;
 }
 

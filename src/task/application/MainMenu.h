@@ -29,6 +29,7 @@ public:
     std::function<void()> whenStaying; // The user has been asked, or refused, and the program goes on.
     // Shows the window of work in progress; filled by the front end that has one.
     std::function<void()> showProgress;
+    std::function<void()> showAbout; // The same of the window of versions and licences.
 
 private:
     std::shared_ptr<toolkit::Menu> fileMenu();

@@ -219,6 +219,19 @@ TEST_F(TaskWindow, WithoutAWrapperItOffersTheLastOnesAndAnother)
         << desktop->log();
 }
 
+TEST_F(TaskWindow, TellsItsVersionAndLicences)
+{
+    open();
+    ASSERT_TRUE(waitFor([this] {
+        desktop->key("alt+h");
+        desktop->key("Up"); // The last item.
+        desktop->key("Return");
+        return object("text", "Versions and licences").isShowing();
+    }));
+    EXPECT_THAT(object("text", "Versions and licences").text(),
+        testing::ContainsRegex("Trelkind [0-9.]+\n(.*\n)+.*GPL-3.0-or-later(.*\n)+Qt 6[0-9.]+, LGPL"));
+}
+
 TEST_F(TaskWindow, StartedByTheDesktopItOpensOnlyWhatIsAsked)
 {
     desktop->launch({TRELKIND_DESKTOP, "--service"});
